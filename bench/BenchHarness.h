@@ -1,0 +1,75 @@
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+/// Runs cases in rounds and prints one JSON line a case: the median with its spread, (slowest - fastest) / median.
+///
+/// The environment variable BENCH_ONLY picks cases: a substring of the name, or "=NAME" for exactly one.
+namespace Bench {
+
+inline bool isWanted(const char* name) {
+    const char* only = std::getenv("BENCH_ONLY");
+    if (!only || !*only)
+        return true;
+    return *only == '=' ? std::strcmp(name, only + 1) == 0 : std::strstr(name, only) != nullptr;
+}
+
+/// Keeps the compiler from dropping a result that is only measured.
+template <typename T>
+inline void keep(const T& value) {
+    asm volatile("" : : "g"(&value) : "memory");
+}
+
+struct Result {
+    double median = 0;
+    double spread = 0;
+};
+
+inline Result summarise(std::vector<double> samples) {
+    std::sort(samples.begin(), samples.end());
+    const double median = samples[samples.size() / 2];
+    return {median, (samples.back() - samples.front()) / median};
+}
+
+/// Operations a second of @p operation, called for at least @p roundSeconds in each of @p rounds rounds; 0 when not wanted.
+template <typename Operation>
+double rate(const char* name, Operation operation, int rounds = 7, double roundSeconds = 0.15) {
+    if (!isWanted(name))
+        return 0;
+    using Clock = std::chrono::steady_clock;
+    std::vector<double> samples;
+    operation();
+    for (int round = 0; round < rounds; ++round) {
+        long long count = 0;
+        long long batch = 1;
+        const auto start = Clock::now();
+        double elapsed = 0;
+        while (elapsed < roundSeconds) {
+            for (long long i = 0; i < batch; ++i)
+                operation();
+            count += batch;
+            batch = std::min<long long>(batch * 2, 1 << 16);
+            elapsed = std::chrono::duration<double>(Clock::now() - start).count();
+        }
+        samples.push_back(static_cast<double>(count) / elapsed);
+    }
+    const Result result = summarise(samples);
+    std::printf("{\"case\": \"%s\", \"ops_per_s\": %.1f, \"spread\": %.3f}\n", name, result.median, result.spread);
+    std::fflush(stdout);
+    return result.median;
+}
+
+/// Prints how many times as fast @p ours is as @p theirs, when both were measured.
+inline void ratio(const char* name, double ours, double theirs) {
+    if (ours > 0 && theirs > 0)
+        std::printf("{\"case\": \"%s\", \"ratio\": %.2f}\n", name, ours / theirs);
+    std::fflush(stdout);
+}
+
+} // namespace Bench

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <QString>
+
+namespace Platform {
+
+/// Why an operation failed. A default-made one is "no error"; codes keep the platform's numbers, since callers compare them.
+class Error {
+public:
+    /// The request ran out of time.
+    static constexpr qint64 TimedOut = -1001;
+    static constexpr qint64 CannotFindHost = -1003;
+    static constexpr qint64 CannotConnect = -1004;
+    static constexpr qint64 ConnectionLost = -1005;
+    static constexpr qint64 Cancelled = -999;
+    /// The HTTP status was outside 200-299.
+    static constexpr qint64 BadServerResponse = -1011;
+    /// The answer was not JSON.
+    static constexpr qint64 NotJson = 3840;
+    static constexpr qint64 NoSuchFile = 4;
+
+    Error() = default;
+    Error(QString domain, qint64 code, QString localizedDescription = {}, QString localizedFailureReason = {})
+        : m_present(true), m_domain(std::move(domain)), m_code(code), m_description(std::move(localizedDescription)),
+          m_failureReason(std::move(localizedFailureReason)) {}
+
+    explicit operator bool() const { return m_present; }
+    const QString& domain() const { return m_domain; }
+    qint64 code() const { return m_code; }
+    /// Text for a person; empty when the source gave none.
+    const QString& localizedDescription() const { return m_description; }
+    const QString& localizedFailureReason() const { return m_failureReason; }
+
+    /// The form that log lines print for %@: domain, code and texts, or "(null)" without an error.
+    QString logText() const;
+
+private:
+    bool m_present = false;
+    QString m_domain;
+    qint64 m_code = 0;
+    QString m_description;
+    QString m_failureReason;
+};
+
+inline const QString UrlErrorDomain = QStringLiteral("NSURLErrorDomain");
+inline const QString CocoaErrorDomain = QStringLiteral("NSCocoaErrorDomain");
+
+} // namespace Platform

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <QString>
+#include <QVariant>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace Platform {
+
+struct Notification {
+    QString name;
+    /// What the sender attached; invalid when it attached nothing.
+    QVariant object;
+};
+
+/// Delivers notifications synchronously on the posting thread, in the order of registration.
+///
+/// An observer that touches widgets hops to the main queue by itself. Must outlive its observers.
+class NotificationCenter final {
+public:
+    using Handler = std::function<void(const Notification&)>;
+
+    /// Registration of one handler; ends it when destroyed, waiting for a delivery that runs on another thread.
+    class [[nodiscard]] Observer {
+    public:
+        Observer() = default;
+        ~Observer();
+        Observer(Observer&& other) noexcept = default;
+        Observer& operator=(Observer&& other) noexcept;
+
+    private:
+        friend class NotificationCenter;
+        struct Entry;
+        explicit Observer(std::shared_ptr<Entry> entry) : m_entry(std::move(entry)) {}
+        void end();
+        std::shared_ptr<Entry> m_entry;
+    };
+
+    static NotificationCenter& defaultCenter();
+
+    /// Any thread.
+    Observer observe(const QString& name, Handler handler);
+    /// Any thread; returns once every observer of @p name has been called.
+    void post(const QString& name, const QVariant& object = {});
+
+private:
+    std::mutex m_mutex;
+    std::map<QString, std::vector<std::weak_ptr<Observer::Entry>>> m_entries;
+};
+
+} // namespace Platform

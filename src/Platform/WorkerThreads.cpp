@@ -1,0 +1,53 @@
+#include "WorkerThreads.h"
+
+#include <thread>
+
+namespace Platform {
+
+namespace {
+constexpr std::chrono::seconds IdleLife{10};
+}
+
+WorkerThreads& WorkerThreads::shared() {
+    static auto* threads = new WorkerThreads;
+    return *threads;
+}
+
+void WorkerThreads::run(Block block) {
+    const std::lock_guard lock(m_mutex);
+    m_blocks.push_back(std::move(block));
+    if (m_idle >= static_cast<int>(m_blocks.size())) {
+        m_wanted.notify_one();
+        return;
+    }
+    ++m_threads;
+    std::thread([this] { work(); }).detach();
+}
+
+int WorkerThreads::threadCount() const {
+    const std::lock_guard lock(m_mutex);
+    return m_threads;
+}
+
+void WorkerThreads::work() {
+    std::unique_lock lock(m_mutex);
+    for (;;) {
+        if (m_blocks.empty()) {
+            ++m_idle;
+            const bool hasWork = m_wanted.wait_for(lock, IdleLife, [this] { return !m_blocks.empty(); });
+            --m_idle;
+            if (!hasWork)
+                break;
+        }
+        {
+            Block block = std::move(m_blocks.front());
+            m_blocks.pop_front();
+            lock.unlock();
+            block();
+        }
+        lock.lock();
+    }
+    --m_threads;
+}
+
+} // namespace Platform
