@@ -2,10 +2,16 @@
 
 #include "TimerThread.h"
 
+#include <algorithm>
 #include <mutex>
-#include <thread>
+#include <utility>
 
 namespace Platform {
+
+namespace {
+/// Less would keep the timer thread from ever sleeping.
+constexpr std::chrono::milliseconds ShortestInterval{1};
+} // namespace
 
 struct DispatchTimer::State : std::enable_shared_from_this<DispatchTimer::State> {
     State(Queue& queueToUse, std::chrono::milliseconds every, Block block)
@@ -18,7 +24,11 @@ struct DispatchTimer::State : std::enable_shared_from_this<DispatchTimer::State>
     std::mutex mutex;
     bool started = false;
     bool cancelled = false;
-    bool tickPending = false;
+    /// A tick was handed to the queue and has not begun.
+    bool waiting = false;
+    bool running = false;
+    /// A tick fell due while one was running.
+    bool missed = false;
     // Held while a tick runs, so that cancel() can wait for it; recursive because a tick may cancel its own timer.
     std::recursive_mutex ticking;
     TimerThread::Clock::time_point next;
@@ -26,6 +36,7 @@ struct DispatchTimer::State : std::enable_shared_from_this<DispatchTimer::State>
     void fire();
     void runTick();
     void schedule();
+    void handOver();
 };
 
 void DispatchTimer::State::schedule() {
@@ -42,26 +53,36 @@ void DispatchTimer::State::fire() {
     if (cancelled)
         return;
     schedule();
-    if (tickPending)
-        return;
-    tickPending = true;
+    if (running)
+        missed = true;
+    else if (!waiting)
+        handOver();
+}
+
+// With the mutex held: cancel() takes it, so that nothing reaches for the queue once that has returned.
+void DispatchTimer::State::handOver() {
+    waiting = true;
     queue.async([self = shared_from_this()] { self->runTick(); });
 }
 
 void DispatchTimer::State::runTick() {
-    const std::lock_guard running(ticking);
+    const std::lock_guard onlyOne(ticking);
     {
         const std::lock_guard lock(mutex);
         if (cancelled)
             return;
+        waiting = false;
+        running = true;
     }
     tick();
     const std::lock_guard lock(mutex);
-    tickPending = false;
+    running = false;
+    if (std::exchange(missed, false) && !cancelled)
+        handOver();
 }
 
 DispatchTimer::DispatchTimer(Queue& queue, std::chrono::milliseconds interval, Block tick)
-    : m_state(std::make_shared<State>(queue, interval, std::move(tick))) {}
+    : m_state(std::make_shared<State>(queue, std::max(interval, ShortestInterval), std::move(tick))) {}
 
 DispatchTimer::~DispatchTimer() {
     cancel();
@@ -83,7 +104,7 @@ void DispatchTimer::cancel() {
         const std::lock_guard lock(m_state->mutex);
         m_state->cancelled = true;
     }
-    const std::lock_guard running(m_state->ticking);
+    const std::lock_guard noneRunning(m_state->ticking);
 }
 
 } // namespace Platform

@@ -6,8 +6,9 @@ namespace Platform {
 
 /// A repeating timer source: first tick at once, then every interval, each on its queue.
 ///
-/// Ticks that fall due while one still runs or waits become one. After cancel() has returned no tick starts and, unless it was
-/// called from the tick itself, none is running. Destruction cancels. The queue must outlive the timer.
+/// Ticks that fall due while one waits are that one; those that fall due while one runs become one, right after it.
+/// After cancel() has returned no tick starts and, unless it was called from the tick itself, none is running.
+/// Destruction cancels. The queue must outlive the timer.
 class DispatchTimer final {
 public:
     DispatchTimer(Queue& queue, std::chrono::milliseconds interval, Block tick);

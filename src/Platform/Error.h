@@ -7,14 +7,25 @@ namespace Platform {
 /// Why an operation failed. A default-made one is "no error"; codes keep the platform's numbers, since callers compare them.
 class Error {
 public:
+    static constexpr qint64 Unknown = -1;
+    static constexpr qint64 Cancelled = -999;
+    static constexpr qint64 BadUrl = -1000;
     /// The request ran out of time.
     static constexpr qint64 TimedOut = -1001;
+    /// The URL's scheme is neither http nor https.
+    static constexpr qint64 UnsupportedUrl = -1002;
     static constexpr qint64 CannotFindHost = -1003;
     static constexpr qint64 CannotConnect = -1004;
     static constexpr qint64 ConnectionLost = -1005;
-    static constexpr qint64 Cancelled = -999;
+    static constexpr qint64 TooManyRedirects = -1007;
     /// The HTTP status was outside 200-299.
     static constexpr qint64 BadServerResponse = -1011;
+    /// The answer's content encoding is broken, or its type is not one that the session takes.
+    static constexpr qint64 CannotDecodeContent = -1016;
+    /// What came was no HTTP.
+    static constexpr qint64 CannotParseResponse = -1017;
+    static constexpr qint64 ResponseTooLarge = -1103;
+    static constexpr qint64 SecureConnectionFailed = -1200;
     /// The answer was not JSON.
     static constexpr qint64 NotJson = 3840;
     static constexpr qint64 NoSuchFile = 4;

@@ -1,14 +1,49 @@
 #include "NotificationCenter.h"
 
+#include <algorithm>
+#include <condition_variable>
+#include <thread>
+
 namespace Platform {
 
+// No lock is held while a handler runs: two handlers that post to each other from two threads would wait for ever.
 struct NotificationCenter::Observer::Entry {
     explicit Entry(Handler h) : handler(std::move(h)) {}
-    // Recursive: a handler may post again or end its own observer.
-    std::recursive_mutex running;
+
+    void deliver(const Notification& notification);
+    void end();
+
+    const Handler handler;
+    std::mutex mutex;
+    std::condition_variable returned;
     bool ended = false;
-    Handler handler;
+    /// The threads inside the handler, once for each call.
+    std::vector<std::thread::id> inside;
 };
+
+void NotificationCenter::Observer::Entry::deliver(const Notification& notification) {
+    const auto self = std::this_thread::get_id();
+    {
+        const std::lock_guard lock(mutex);
+        if (ended)
+            return;
+        inside.push_back(self);
+    }
+    handler(notification);
+    const std::lock_guard lock(mutex);
+    inside.erase(std::find(inside.begin(), inside.end(), self));
+    returned.notify_all();
+}
+
+void NotificationCenter::Observer::Entry::end() {
+    std::unique_lock lock(mutex);
+    ended = true;
+    // A handler may end its own observer: its own calls are not waited for.
+    const auto isOwn = [self = std::this_thread::get_id()](std::thread::id thread) {
+        return thread == self;
+    };
+    returned.wait(lock, [&] { return std::all_of(inside.begin(), inside.end(), isOwn); });
+}
 
 NotificationCenter::Observer::~Observer() {
     end();
@@ -23,12 +58,8 @@ NotificationCenter::Observer& NotificationCenter::Observer::operator=(Observer&&
 }
 
 void NotificationCenter::Observer::end() {
-    if (!m_entry)
-        return;
-    {
-        const std::lock_guard lock(m_entry->running);
-        m_entry->ended = true;
-    }
+    if (m_entry)
+        m_entry->end();
     m_entry.reset();
 }
 
@@ -59,11 +90,8 @@ void NotificationCenter::post(const QString& name, const QVariant& object) {
         }
     }
     const Notification notification{name, object};
-    for (const auto& receiver : receivers) {
-        const std::lock_guard lock(receiver->running);
-        if (!receiver->ended)
-            receiver->handler(notification);
-    }
+    for (const auto& receiver : receivers)
+        receiver->deliver(notification);
 }
 
 } // namespace Platform

@@ -19,12 +19,13 @@ struct Notification {
 
 /// Delivers notifications synchronously on the posting thread, in the order of registration.
 ///
-/// An observer that touches widgets hops to the main queue by itself. Must outlive its observers.
+/// Two threads that post at once call a handler at once. An observer that touches widgets hops to the main queue by
+/// itself. Must outlive its observers.
 class NotificationCenter final {
 public:
     using Handler = std::function<void(const Notification&)>;
 
-    /// Registration of one handler; ends it when destroyed, waiting for a delivery that runs on another thread.
+    /// Registration of one handler; ends it when destroyed, waiting for deliveries that run on other threads.
     class [[nodiscard]] Observer {
     public:
         Observer() = default;

@@ -72,6 +72,7 @@ bool SerialQueue::isCurrent() const {
 }
 
 QueuePool::QueuePool(const QString& label, int count) {
+    Q_ASSERT(count > 0);
     m_queues.reserve(static_cast<size_t>(count));
     for (int i = 0; i < count; ++i)
         m_queues.push_back(std::make_unique<SerialQueue>(label));
@@ -86,8 +87,19 @@ namespace {
 class MainQueue final : public Queue {
 public:
     void async(Block block) override {
-        if (QCoreApplication* application = QCoreApplication::instance())
-            QMetaObject::invokeMethod(application, std::move(block), Qt::QueuedConnection);
+        if (const QCoreApplication* application = QCoreApplication::instance())
+            QMetaObject::invokeMethod(receiver(application->thread()), std::move(block), Qt::QueuedConnection);
+    }
+
+private:
+    // Never destroyed, unlike the application, which may go while another thread is posting.
+    static QObject* receiver(QThread* mainThread) {
+        static QObject* const object = [mainThread] {
+            auto* made = new QObject;
+            made->moveToThread(mainThread);
+            return made;
+        }();
+        return object;
     }
 };
 

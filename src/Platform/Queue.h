@@ -20,7 +20,8 @@ public:
     virtual void async(Block block) = 0;
 };
 
-/// Runs its blocks one after the other in the order of async(), on a borrowed thread that it holds only while there is work.
+/// Runs its blocks one after the other in the order of async(), on a borrowed thread that it holds only while there is
+/// work.
 ///
 /// Destruction waits for the blocks handed over so far; a queue must not be destroyed from one of its own blocks.
 class SerialQueue final : public Queue {
@@ -57,7 +58,8 @@ private:
 
 /// The main thread's event loop; blocks run in order when it is idle. Blocks posted without an application are dropped.
 Queue& mainQueue();
-/// Concurrent background work of ordinary priority. Blocks may block for seconds; the number of threads grows with need.
+/// Concurrent background work of ordinary priority. Blocks may block for seconds; the number of threads grows with
+/// need.
 Queue& globalQueue();
 /// Runs @p block on @p queue once @p delay has passed. Survives neither process nor @p queue, which must outlive it.
 void after(Queue& queue, std::chrono::milliseconds delay, Block block);

@@ -1,6 +1,6 @@
 #include "TimerThread.h"
 
-#include <thread>
+#include "WorkerThreads.h"
 
 namespace Platform {
 
@@ -13,8 +13,7 @@ void TimerThread::add(std::chrono::nanoseconds delay, Block block) {
     const std::lock_guard lock(m_mutex);
     const auto position = m_deadlines.emplace(Clock::now() + delay, std::move(block));
     if (!m_running) {
-        m_running = true;
-        std::thread([this] { work(); }).detach();
+        m_running = startThread([this] { work(); });
     } else if (position == m_deadlines.begin()) {
         m_changed.notify_one();
     }

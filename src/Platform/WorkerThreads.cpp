@@ -1,11 +1,21 @@
 #include "WorkerThreads.h"
 
+#include <system_error>
 #include <thread>
 
 namespace Platform {
 
 namespace {
 constexpr std::chrono::seconds IdleLife{10};
+}
+
+bool startThread(Block body) {
+    try {
+        std::thread(std::move(body)).detach();
+        return true;
+    } catch (const std::system_error&) {
+        return false;
+    }
 }
 
 WorkerThreads& WorkerThreads::shared() {
@@ -20,8 +30,8 @@ void WorkerThreads::run(Block block) {
         m_wanted.notify_one();
         return;
     }
-    ++m_threads;
-    std::thread([this] { work(); }).detach();
+    if (startThread([this] { work(); }))
+        ++m_threads;
 }
 
 int WorkerThreads::threadCount() const {

@@ -8,6 +8,9 @@
 
 namespace Platform {
 
+/// Starts a detached thread; false when the system has none to give, which is not for ever.
+bool startThread(Block body);
+
 /// The process's borrowed threads: made when work waits and none is free, gone after ten idle seconds.
 ///
 /// No fixed bound that could stall: blocks may wait on each other for seconds. Never destroyed.
@@ -15,7 +18,7 @@ class WorkerThreads final {
 public:
     static WorkerThreads& shared();
 
-    /// Runs @p block soon on some thread. Any thread.
+    /// Runs @p block soon on some thread. Any thread. When the system gives no thread it runs once one is free.
     void run(Block block);
     /// Threads alive now; for tests and measurements.
     int threadCount() const;

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "Http.h"
+
+#include <QJsonArray>
+
+#include <optional>
+
+namespace Reference {
+
+/// One way in which the next answers of a path go wrong.
+struct Fault {
+    enum class Kind { Delay, Silent, Close, Status, Text, Shape, Json, ErrorCode, State };
+    qint64 id = 0;
+    QString path = QStringLiteral("*"); ///< "*": every path but the operator's
+    int count = 1;                      ///< answers still to spoil
+    Kind kind = Kind::Silent;
+    int delayMs = 0;
+    int status = 200;
+    QByteArray body; ///< of Text and Json
+    QString shape;
+    QJsonObject values;    ///< of ErrorCode and State: what the answer carries
+    bool performs = false; ///< the operation is carried out all the same, only its answer is spoiled
+};
+
+/// Reads a fault as the operator writes it. @param why  receives what is wrong when nothing is returned
+std::optional<Fault> faultFromJson(const QJsonObject& json, QString* why);
+QString kindName(Fault::Kind kind);
+
+/// The answer that a fault makes of the real one.
+Answer spoiled(const Fault& fault, const Answer& real);
+
+/// The faults that wait for their requests, oldest first.
+class Faults final {
+public:
+    void add(Fault fault);
+    void clear() { m_faults.clear(); }
+    /// The fault that this request meets, one of its count used up.
+    std::optional<Fault> take(const QString& path);
+    QJsonArray toJson() const;
+
+private:
+    QList<Fault> m_faults;
+    qint64 m_lastId = 0;
+};
+
+} // namespace Reference

@@ -1,0 +1,163 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="zh_CN">
+<context>
+    <name></name>
+    <message id="Warnning">
+        <source></source>
+        <translation>温馨提示</translation>
+    </message>
+    <message id="Confirm">
+        <source></source>
+        <translation>确 定</translation>
+    </message>
+    <message id="ForbidenExit">
+        <source></source>
+        <translation>当前不允许退出，请稍后再试。如需帮助，请联系管理员。</translation>
+    </message>
+    <message id="NoIPofIntranet">
+        <source></source>
+        <translation>尚未配置管理服务器地址，请先配置服务器，或联系管理员。</translation>
+    </message>
+    <message id="ConfigureServer">
+        <source></source>
+        <translation>连 接</translation>
+    </message>
+    <message id="Login">
+        <source></source>
+        <translation>登 录</translation>
+    </message>
+    <message id="IPOrDomainNameNonconformance">
+        <source></source>
+        <translation>服务器地址格式不正确，请输入 IP 地址或域名，例如 192.168.1.10。</translation>
+    </message>
+    <message id="PortIncorrect">
+        <source></source>
+        <translation>端口格式不正确，请输入数字，例如 80。</translation>
+    </message>
+    <message id="ConnectServerFailed">
+        <source></source>
+        <translation>无法连接管理服务器，请检查地址、端口和网络后重试。</translation>
+    </message>
+    <message id="TicketTips">
+        <source></source>
+        <translation>登录已超时，请重新连接服务器并登录。</translation>
+    </message>
+    <message id="AccountNotEmpty">
+        <source></source>
+        <translation>请输入账号。</translation>
+    </message>
+    <message id="PwdNotEmpty">
+        <source></source>
+        <translation>密码不能为空，请输入密码。</translation>
+    </message>
+    <message id="PwdInconsistent">
+        <source></source>
+        <translation>两次输入的新密码必须一致。</translation>
+    </message>
+    <message id="PwdRuleTips">
+        <source></source>
+        <translation>密码须为 8 至 32 个字符，并且同时包含字母、数字和特殊字符。</translation>
+    </message>
+    <message id="PwdFormatError">
+        <source></source>
+        <translation>新密码不符合要求：须为 8 至 32 个字符，并且同时包含字母、数字和特殊字符。</translation>
+    </message>
+    <message id="NOUseOldPwd">
+        <source></source>
+        <translation>新密码不能与旧密码相同，请换一个新密码。</translation>
+    </message>
+    <message id="NOGetOldAcountInfo">
+        <source></source>
+        <translation>未能获取当前账号信息，请重新登录后再修改密码。</translation>
+    </message>
+    <message id="OldPwdError">
+        <source></source>
+        <translation>旧密码不正确，请重新输入。</translation>
+    </message>
+    <message id="ModifyPwdFailedForOldPwdError">
+        <source></source>
+        <translation>密码修改失败：旧密码不正确，请重新输入。</translation>
+    </message>
+    <message id="NoAccount">
+        <source></source>
+        <translation>登录失败：账号不存在，或服务器未能处理本次登录，请检查账号后重试。</translation>
+    </message>
+    <message id="Deviceapproved">
+        <source></source>
+        <translation>设备已通过审核，请重新登录。</translation>
+    </message>
+    <message id="Devicelogout">
+        <source></source>
+        <translation>设备已注销，如需继续使用，请联系管理员。</translation>
+    </message>
+    <message id="Devicerejected">
+        <source></source>
+        <translation>设备审核未通过，请联系管理员。</translation>
+    </message>
+    <message id="Devicereview">
+        <source></source>
+        <translation>设备正在等待管理员审核，审核通过后即可登录。</translation>
+    </message>
+    <message id="DevicenoRegister">
+        <source></source>
+        <translation>设备尚未注册，请联系管理员。</translation>
+    </message>
+    <message id="Faillogin">
+        <source></source>
+        <translation>登录失败，请稍后重试。</translation>
+    </message>
+    <message id="NotLogin">
+        <source></source>
+        <translation>您尚未登录，请先登录。</translation>
+    </message>
+    <message id="AccountOrPwdError">
+        <source></source>
+        <translation>账号或密码不正确，请重新输入。</translation>
+    </message>
+    <message id="Userblocked">
+        <source></source>
+        <translation>该账号已被禁用，请联系管理员。</translation>
+    </message>
+    <message id="Userexpired">
+        <source></source>
+        <translation>该账号已过期，请联系管理员。</translation>
+    </message>
+    <message id="Devicebound">
+        <source></source>
+        <translation>该设备已绑定其他账号，请使用绑定的账号登录，或联系管理员。</translation>
+    </message>
+    <message id="Deviceblocked">
+        <source></source>
+        <translation>该设备已被禁用，请联系管理员。</translation>
+    </message>
+    <message id="RequestParameterError">
+        <source></source>
+        <translation>请求有误，请检查账号后重试。</translation>
+    </message>
+    <message id="UserNoMailbox">
+        <source></source>
+        <translation>该账号未设置邮箱，无法找回密码，请联系管理员。</translation>
+    </message>
+    <message id="AdminNoMailbox">
+        <source></source>
+        <translation>管理员尚未配置发件邮箱，无法发送邮件，请联系管理员。</translation>
+    </message>
+    <message id="BackPwdMailSendFail">
+        <source></source>
+        <translation>邮件发送失败，请稍后重试，或联系管理员。</translation>
+    </message>
+    <message id="PasswordSendTo">
+        <source></source>
+        <translation>密码找回邮件已发送至：</translation>
+    </message>
+    <message id="MavSuccess">
+        <source></source>
+        <translation>网络正常</translation>
+    </message>
+    <message id="ReconnectServer">
+        <source></source>
+        <translation>网络未连接，请检查网络</translation>
+    </message>
+</context>
+</TS>

@@ -1,0 +1,99 @@
+#!/usr/bin/python3
+"""Runs client, management server and agent in one folder; scripts/demo.sh builds them first."""
+
+import argparse
+import os
+import sys
+import time
+
+from desktop import Desktop
+from processes import Children, Failure
+from world import PASSWORD, USER, World, end_on_signals, limit_whole_run
+
+CHECK_LIMIT = 170  # seconds
+
+
+def print_what_to_try(world):
+    print(f"""
+  Server address   127.0.0.1   port {world.port}
+  Account          {USER}   password {PASSWORD}
+  Operator page    http://127.0.0.1:{world.port}/operator   (block, approve, expire, make answers fail)
+  Agent's settings {world.path('agent', 'agent.json')}   (edit and save: tips, tray, tools, server)
+  State files      {os.path.relpath(world.program('mavctl'))} archive show '{world.user_state('login.archive')}'
+  Log              {world.path('home', 'Library', 'Logs', 'QenCloud', 'Logs')}
+
+  Try: save the address, sign in, block the account on the operator page, start the client a second time,
+  kill it and start it again, sign out in the application menu.
+""", flush=True)
+
+
+def stay(client=None):
+    """Until Ctrl+C, or until the client ends."""
+    print("Ctrl+C ends the demo.", flush=True)
+    while client is None or client.is_running():
+        time.sleep(0.5)
+    print(f"The client ended with status {client.process.returncode}.")
+
+
+def show_on_own_display(world, children):
+    world.use_own_display()
+    world.start_server(children)
+    world.start_agent(children)
+    client = world.start_client(children)
+    print_what_to_try(world)
+    stay(client)
+
+
+def drive_on_virtual_display(world, children, everything):
+    desktop = Desktop(children, world.environment, world.runtime)
+    world.environment = desktop.environment
+    os.environ.clear()
+    os.environ.update(desktop.environment)
+    from story import Story  # connects to the bus that the environment names
+    story = Story(world, children, desktop)
+    story.open()
+    if everything:
+        story.play_everything()
+        return
+    story.sign_in()
+    print_what_to_try(world)
+    if sys.stdin.isatty():
+        stay(story.client)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--programs", required=True, help="folder of the built programs")
+    parser.add_argument("--check", action="store_true", help="play every step on a virtual display and end")
+    options = parser.parse_args()
+    end_on_signals()
+    has_display = bool(os.environ.get("DISPLAY") or os.environ.get("WAYLAND_DISPLAY"))
+    driven = options.check or not has_display
+    default = os.path.join(os.path.dirname(__file__), "..", "..", "demo")
+    folder = os.path.abspath(os.environ.get("MAV_DEMO_FOLDER") or default)
+    world = None
+    children = None
+    try:
+        world = World(folder, os.path.abspath(options.programs), afresh=driven)
+        children = Children(world.path("logs"))
+        if options.check:
+            limit_whole_run(CHECK_LIMIT)
+        if driven:
+            drive_on_virtual_display(world, children, options.check)
+        else:
+            show_on_own_display(world, children)
+        return 0
+    except Failure as failure:
+        print(f"FAILED: {failure}", file=sys.stderr)
+        return 1
+    except KeyboardInterrupt:
+        return 1 if options.check else 0
+    finally:
+        if children:
+            children.stop_all()
+        if world:
+            world.remove_runtime()
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,26 @@
+"""The management server's operator interface."""
+
+import json
+import urllib.request
+
+
+class OperatorDesk:
+    def __init__(self, port):
+        self.base = f"http://127.0.0.1:{port}/operator/"
+        # Loopback never goes through a proxy.
+        self.opener = urllib.request.build_opener(urllib.request.ProxyHandler({}))
+
+    def _call(self, path, body=None):
+        data = json.dumps(body).encode() if body is not None else None
+        request = urllib.request.Request(self.base + path, data, {"Content-Type": "application/json"})
+        with self.opener.open(request, timeout=5) as answer:
+            return json.load(answer)
+
+    def action(self, name, **fields):
+        self._call("action", {"action": name, **fields})
+
+    def sessions(self, userid):
+        return [entry for entry in self._call("state.json")["sessions"] if entry["userid"] == userid]
+
+    def requests(self, path):
+        return [entry for entry in self._call("requests.json")["requests"] if entry["path"] == path]

@@ -1,0 +1,128 @@
+"""The windows of one process, read and used through the accessibility bus as assistive software does.
+
+Import it only after the environment names the session bus: the library connects when it is loaded.
+"""
+
+import gi
+
+gi.require_version("Atspi", "2.0")
+from gi.repository import Atspi, GLib  # noqa: E402
+
+from processes import Failure, wait_for  # noqa: E402
+
+LARGEST_TREE = 4000
+
+
+class Windows:
+    def __init__(self, pid, limit=30):
+        Atspi.init()
+        Atspi.set_timeout(3000, 5000)
+        self.pid = pid
+        self.application = wait_for("the client is on the accessibility bus", self._find_application, limit, 0.1)
+
+    def _find_application(self):
+        desktop = Atspi.get_desktop(0)
+        for index in range(desktop.get_child_count()):
+            try:
+                child = desktop.get_child_at_index(index)
+                if child and child.get_process_id() == self.pid:
+                    # Nothing dispatches events here, so a cache would never hear of a change.
+                    child.set_cache_mask(Atspi.Cache.NONE)
+                    return child
+            except GLib.Error:
+                pass
+        return None
+
+    def elements(self):
+        """Everything that shows, parents first."""
+        waiting, found = [self.application], []
+        while waiting and len(found) < LARGEST_TREE:
+            node = waiting.pop(0)
+            try:
+                if node is not self.application:
+                    if not node.get_state_set().contains(Atspi.StateType.SHOWING) and node.get_role() != Atspi.Role.MENU:
+                        continue
+                    found.append(node)
+                waiting += [child for child in map(node.get_child_at_index, range(node.get_child_count())) if child]
+            except GLib.Error:
+                continue  # gone while it was looked at
+        return found
+
+    def _first(self, role, name):
+        for node in self.elements():
+            try:
+                if node.get_role_name() == role and (name is None or name_of(node) == name):
+                    return node
+            except GLib.Error:
+                continue
+        return None
+
+    def find(self, role, name=None, limit=10):
+        return wait_for(f"{role} \"{name or ''}\" shows", lambda: self._first(role, name), limit)
+
+    def shows(self, role, name=None):
+        return self._first(role, name) is not None
+
+    def texts(self):
+        """What one can read now, in the order of the windows."""
+        lines = []
+        for node in self.elements():
+            try:
+                line = text_of(node)
+            except GLib.Error:
+                continue
+            if line and line not in lines:
+                lines.append(line)
+        return lines
+
+    def wait_for_text(self, text, limit=10):
+        """Waits for an element that reads exactly so."""
+        wait_for(f"one reads \"{text}\"", lambda: text in self.texts(), limit)
+
+    def wait_until_gone(self, role, name=None, limit=10):
+        wait_for(f"{role} \"{name or ''}\" is gone", lambda: not self.shows(role, name), limit)
+
+    def fill(self, role, name, text):
+        node = self.find(role, name)
+        if not node.get_editable_text_iface().set_text_contents(text):
+            raise Failure(f"{role} \"{name}\" takes no text")
+
+    def press(self, role, name=None, limit=10):
+        """Presses an element once it is enabled."""
+        def enabled():
+            node = self._first(role, name)
+            return node if node and node.get_state_set().contains(Atspi.StateType.SENSITIVE) else None
+        node = wait_for(f"{role} \"{name or ''}\" can be pressed", enabled, limit)
+        actions = node.get_action_iface()
+        for index in range(actions.get_n_actions()):
+            if actions.get_action_name(index).lower() in ("press", "click", "trigger", "showmenu"):
+                try:
+                    actions.do_action(index)
+                except GLib.Error:
+                    pass  # what it opened keeps the answer waiting; the next wait tells whether it opened
+                return
+        raise Failure(f"{role} \"{name}\" cannot be pressed")
+
+
+def name_of(node):
+    return node.get_name() or ""
+
+
+def text_of(node):
+    if node.get_role() == Atspi.Role.PASSWORD_TEXT:
+        return ""
+    if "Text" in node.get_interfaces():
+        text = node.get_text_iface()
+        return text.get_text(0, text.get_character_count()) if text else name_of(node)
+    return name_of(node)
+
+
+def outline(windows):
+    """One line an element, for a failure's log."""
+    lines = []
+    for node in windows.elements():
+        try:
+            lines.append(f"{node.get_role_name()} \"{name_of(node)}\" id={node.get_accessible_id()} text={text_of(node)!r}")
+        except GLib.Error:
+            continue
+    return "\n".join(lines)

@@ -1,0 +1,253 @@
+#include "AppDelegate.h"
+
+#include "ApplicationMenu.h"
+#include "Bundle.h"
+#include "CustomMessageBox.h"
+#include "MavServerSetingWinCtrl.h"
+#include "QenAboutWindowController.h"
+#include "QenCloudLoginHelper.h"
+#include "QenHelpWebWindowController.h"
+#include "QenLogHelper.h"
+#include "QenMainWindow.h"
+#include "Queue.h"
+#include "QuitSequence.h"
+#include "StatusItem.h"
+#include "SystemLog.h"
+#include "Theme.h"
+#include "TrayHost.h"
+
+#include <QApplication>
+
+using Platform::localizedString;
+
+namespace {
+
+const QString HideTrayNotification = QStringLiteral("HideTrayForConfigNotificationKey");
+constexpr qint64 TerminateAtOnce = -1;
+/// Refuses the next quit, once.
+constexpr qint64 TerminateRefused = 1;
+
+} // namespace
+
+AppDelegate::AppDelegate(World world) : m_world(std::move(world)) {}
+
+AppDelegate::~AppDelegate() = default;
+
+template <typename Call>
+void AppDelegate::onMain(Call call) {
+    Platform::mainQueue().async([delegate = QPointer(this), call = std::move(call)] {
+        if (AppDelegate* self = delegate.data())
+            call(*self);
+    });
+}
+
+void AppDelegate::setMainWindow(QenMainWindow* window) {
+    m_mainWindow = window;
+    ApplicationMenu::Operations operations;
+    operations.tapAboutItem = [this] { tapAboutItem(); };
+    operations.tapHelp = [this] { tapHelp(); };
+    operations.ConfigureServerClick = [this] { ConfigureServerClick(); };
+    operations.logoutClick = [this] { logoutClick(); };
+    operations.menuQuit = [this] { menuQuit(); };
+    operations.validateMenuItem = [this] { validateMenuItem(); };
+    if (m_world.parts.beginExportLogSheet)
+        operations.excludeLogs = [this] { excludeLogs(); };
+    if (m_world.parts.beginModifyPasswordSheet)
+        operations.modifyPasswordClick = [this] { modifyPasswordClick(); };
+    m_menu = new ApplicationMenu(operations, window);
+    window->setMenu(m_menu);
+}
+
+void AppDelegate::applicationDidFinishLaunching() {
+    m_world.log.writeLog(QStringLiteral("----------start Mav-----------"), 1);
+    setAppearanceAqua();
+    setItemsHiddenMenu();
+    if (!m_world.login.iflogin())
+        m_world.login.createSoleidAndSave();
+    m_world.login.Get_network_type();
+    addQenNotifications();
+    if (m_world.parts.startUIResourcesFileListen)
+        m_world.parts.startUIResourcesFileListen();
+    if (m_world.parts.configParlo)
+        m_world.parts.configParlo();
+    if (m_world.parts.startProcessListener)
+        Platform::after(Platform::mainQueue(), m_world.parts.processListenerDelay, m_world.parts.startProcessListener);
+    m_terminateCode = TerminateAtOnce;
+    checkTrayStatus();
+}
+
+void AppDelegate::setAppearanceAqua() { Theme::apply(*qApp); }
+
+void AppDelegate::addQenNotifications() {
+    m_hideTray = m_world.center.observe(HideTrayNotification, [this](const Platform::Notification&) { checkTrayStatus(); });
+}
+
+bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows) {
+    if (!hasVisibleWindows)
+        checkTrayStatus();
+    return true;
+}
+
+void AppDelegate::applicationWillBecomeActive() {
+    // A person who turned to About or Help after closing the main window does not want it back.
+    onMain([](AppDelegate& delegate) {
+        const QenMainWindow* window = delegate.m_mainWindow.data();
+        const bool isElsewhere = QApplication::activeWindow() && window && !window->isVisible();
+        delegate.applyTrayStatus(isElsewhere ? MainWindow::AsItIs : MainWindow::Front);
+    });
+}
+
+void AppDelegate::checkTrayStatus() {
+    onMain([](AppDelegate& delegate) { delegate.applyTrayStatus(MainWindow::Front); });
+}
+
+void AppDelegate::applyTrayStatus(MainWindow mainWindow) {
+    if (m_world.login.isHideTray()) {
+        m_statusItem.reset();
+        if (m_mainWindow)
+            m_mainWindow->close();
+        return;
+    }
+    if (mainWindow == MainWindow::Front)
+        bringForward();
+    if (m_statusItem)
+        return;
+    m_statusItem = std::make_unique<StatusItem>();
+    connect(m_statusItem.get(), &StatusItem::clicked, this, &AppDelegate::statusItemDidCliked);
+    connect(m_statusItem.get(), &StatusItem::menuRequested, this, &AppDelegate::applicationDockMenu);
+    followTrayHost();
+}
+
+void AppDelegate::followTrayHost() {
+    if (m_isFollowingTray) {
+        m_statusItem->setTrayAvailable(m_world.trayHost.isAvailable());
+        return;
+    }
+    m_isFollowingTray = true;
+    m_world.trayHost.start([delegate = QPointer(this)](bool available) {
+        const AppDelegate* self = delegate.data();
+        if (self && self->m_statusItem)
+            self->m_statusItem->setTrayAvailable(available);
+    });
+}
+
+void AppDelegate::bringForward() {
+    if (!m_mainWindow)
+        return;
+    // A box, sheet or window that the person has just turned to stays in front of the main window.
+    const QPointer<QWidget> active = QApplication::activeWindow();
+    m_mainWindow->makeKeyAndOrderFront();
+    if (active && active != m_mainWindow) {
+        active->raise();
+        active->activateWindow();
+    }
+}
+
+void AppDelegate::statusItemDidCliked() {
+    if (m_mainWindow)
+        m_mainWindow->makeKeyAndOrderFront();
+}
+
+void AppDelegate::setItemsHiddenMenu() {
+    if (m_menu)
+        m_menu->setSignedIn(m_world.login.iflogin() && !m_isLoggingOut);
+}
+
+ApplicationMenu* AppDelegate::menu() const { return m_menu.data(); }
+
+void AppDelegate::validateMenuItem() { setItemsHiddenMenu(); }
+
+void AppDelegate::showAlertTipForLogin(const QString& text) {
+    if (text.isEmpty())
+        return;
+    onMain([text](AppDelegate& delegate) { delegate.showAlert(text); });
+}
+
+void AppDelegate::showAlert(const QString& text) {
+    // The same words twice help nobody: the box that says them comes forward.
+    for (AutoReleaseWindowController* window : AutoReleaseWindowController::autoReleaseWCs()) {
+        auto* shown = qobject_cast<CustomMessageBox*>(window);
+        if (shown && shown->message() == text) {
+            shown->makeKeyAndOrderFront();
+            return;
+        }
+    }
+    auto* box = new CustomMessageBox(m_mainWindow);
+    box->setTitle(localizedString(QStringLiteral("Warnning")), text, CustomMessageBox::BoxStyle::Warning, {},
+                  localizedString(QStringLiteral("Confirm")));
+    box->attach();
+}
+
+bool AppDelegate::applicationShouldTerminate() {
+    Platform::systemLog(QStringLiteral("applicationShouldTerminate isCanTerminated : %1").arg(m_terminateCode));
+    if (m_terminateCode != TerminateRefused) {
+        if (m_mainWindow)
+            m_mainWindow->savePlace();
+        m_world.exitProcess(0);
+        return true;
+    }
+    m_terminateCode = 0;
+    showTerminateWaring();
+    return false;
+}
+
+void AppDelegate::showTerminateWaring() {
+    auto* box = new CustomMessageBox(m_mainWindow);
+    box->setWindowModality(Qt::WindowModal);
+    box->setTitle(localizedString(QStringLiteral("Warnning")), localizedString(QStringLiteral("ForbidenExit")),
+                  CustomMessageBox::BoxStyle::Warning, {}, localizedString(QStringLiteral("Confirm")));
+    box->attach();
+}
+
+void AppDelegate::applicationDockMenu() {
+    if (m_terminateCode > 0)
+        m_terminateCode = 0;
+    Platform::systemLog(QStringLiteral("terminateCode: %1").arg(m_terminateCode));
+}
+
+QRect AppDelegate::mainWindowFrame() const {
+    const QenMainWindow* window = m_mainWindow.data();
+    return window ? window->geometry() : QRect();
+}
+
+void AppDelegate::tapAboutItem() {
+    if (!m_aboutWindow) {
+        m_aboutWindow = std::make_unique<QenAboutWindowController>();
+        m_aboutWindow->adjustSize();
+        const QSize size = m_aboutWindow->size();
+        m_aboutWindow->setGeometry(QRect(BaseWindowController::originForCentring(size, mainWindowFrame()), size));
+    }
+    m_aboutWindow->makeKeyAndOrderFront();
+}
+
+void AppDelegate::tapHelp() {
+    constexpr int Offset = 50;
+    if (!m_helpWindow)
+        m_helpWindow = std::make_unique<QenHelpWebWindowController>();
+    const QRect frame(BaseWindowController::originForCentring(Theme::HelpWindowSize, mainWindowFrame()) +
+                          QPoint(Offset, Offset),
+                      Theme::HelpWindowSize);
+    m_helpWindow->setGeometry(frame);
+    m_helpWindow->loadHelpView();
+    m_helpWindow->makeKeyAndOrderFront();
+}
+
+void AppDelegate::excludeLogs() { m_world.parts.beginExportLogSheet(m_mainWindow); }
+
+void AppDelegate::modifyPasswordClick() { m_world.parts.beginModifyPasswordSheet(m_mainWindow); }
+
+void AppDelegate::ConfigureServerClick() {
+    if (!m_mainWindow)
+        return;
+    m_mainWindow->makeKeyAndOrderFront();
+    if (!m_setingWinCtrl)
+        m_setingWinCtrl = new MavServerSetingWinCtrl(m_world.applicationSupport, m_mainWindow);
+    m_setingWinCtrl->beginSheet();
+}
+
+void AppDelegate::menuQuit() {
+    QuitSequence::start({m_world.login, m_world.log, m_world.parts.agent, m_world.vpnExecutable}, [delegate = QPointer(this)] {
+        if (AppDelegate* self = delegate.data())
+            self->terminate();
+    });
+}

@@ -1,0 +1,89 @@
+#include "AppDelegate.h"
+
+#include "AccountModel.h"
+#include "ApplicationMenu.h"
+#include "ITDevice.h"
+#include "IntegerValue.h"
+#include "LogRedaction.h"
+#include "LoginVerdict.h"
+#include "MavServerSetingWinCtrl.h"
+#include "QenCloudLoginHelper.h"
+#include "QenLogHelper.h"
+#include "QenMainWindow.h"
+#include "Queue.h"
+#include "ViewNotifications.h"
+
+// What the application does with the session: log-out, ticket and certificate checks.
+
+namespace {
+
+QJsonObject logoutRequest(ITDevice& device, const QString& applicationSupport) {
+    device.getMacAndIPAddr();
+    const auto account = AccountModel::currentModel(applicationSupport).value_or(AccountModel());
+    return {{QStringLiteral("userid"), account.userid()},
+            {QStringLiteral("mac"), device.macAddresses().join(u';')},
+            {QStringLiteral("ip"), device.ipArray().join(u';')},
+            {QStringLiteral("deviceid"), device.uuid()},
+            {QStringLiteral("ticket"), account.decryptTicket()},
+            {QStringLiteral("msg"), QStringLiteral("logout")}};
+}
+
+} // namespace
+
+void AppDelegate::logoutClick() {
+    if (m_isLoggingOut)
+        return;
+    m_isLoggingOut = true;
+    setItemsHiddenMenu();
+    // The device's addresses take their time, so not on this thread.
+    Platform::globalQueue().async([delegate = QPointer(this), &login = m_world.login, &device = m_world.device,
+                                   applicationSupport = m_world.applicationSupport] {
+        login.logout(logoutRequest(device, applicationSupport),
+                     [delegate](const QJsonObject& answer, const Platform::Error& error) {
+                         Platform::mainQueue().async([delegate, answer, error] {
+                             if (AppDelegate* self = delegate.data())
+                                 self->logoutAnswered(answer, error);
+                         });
+                     });
+    });
+}
+
+void AppDelegate::logoutAnswered(const QJsonObject& answer, const Platform::Error& error) {
+    m_isLoggingOut = false;
+    setItemsHiddenMenu();
+    const LogoutVerdict verdict = judgeLogoutAnswer(answer, error);
+    if (error) {
+        m_world.log.writeLog(
+            QStringLiteral("[QenDetailWindow] QenCloud logout fail msg:%1").arg(error.localizedDescription()), 1);
+        showAlertTipForLogin(verdict.message);
+        return;
+    }
+    if (verdict.signedOut)
+        m_world.center.post(ViewNotification::Logout, 0);
+    else
+        showAlertTipForLogin(verdict.message);
+    const auto ret = integerValue(answer.value(u"ret"));
+    m_world.log.writeLog(QStringLiteral("[QenDetailWindow] QenCloud logout ret:%1 msg:%2")
+                             .arg(ret ? QString::number(*ret) : QStringLiteral("(null)"), redacted(answer.value(u"msg"))),
+                         1);
+}
+
+void AppDelegate::checkStatusTicket() {
+    if (!m_world.login.iflogin())
+        return;
+    m_world.login.checkTicketStatus([&log = m_world.log](const QJsonObject& answer, const Platform::Error& error) {
+        log.writeLog(error ? QStringLiteral("[QenDetailWindow] QenCloud Check ticket error:%1").arg(error.localizedDescription())
+                           : QStringLiteral("[QenDetailWindow] QenCloud Check ticket response msg:%1")
+                                 .arg(redacted(answer.value(u"msg"))),
+                     1);
+    });
+}
+
+void AppDelegate::checkIsCAVersion() {
+    m_world.log.writeLog(QStringLiteral("[iNacManager] QenCloud Check Ca"), 1);
+    if (!m_world.parts.checkCaVersion || !m_world.parts.checkCaVersion())
+        return;
+    m_world.log.writeLog(QStringLiteral("[iNacManager] QenCloud Ca exist"));
+    if (m_world.parts.installStaticMobileconfig)
+        m_world.parts.installStaticMobileconfig();
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+
+class AgentAccessLink;
+class QWidget;
+
+/// Pieces of the client that the application starts or opens without knowing them. One that is empty is not asked; a menu item
+/// whose piece is empty stays grey and says why.
+struct ApplicationParts {
+    std::function<void()> startUIResourcesFileListen;
+    std::function<void()> configParlo;
+    std::function<void()> startProcessListener;
+    std::chrono::milliseconds processListenerDelay{30000};
+
+    /// The agent's local interface, asked to stop the VPN component when the client quits.
+    AgentAccessLink* agent = nullptr;
+
+    std::function<bool()> checkCaVersion;
+    std::function<void()> installStaticMobileconfig;
+
+    /// Begin a sheet on the given window.
+    std::function<void(QWidget*)> beginExportLogSheet;
+    std::function<void(QWidget*)> beginModifyPasswordSheet;
+};

@@ -1,0 +1,149 @@
+#include "QenMainWindow.h"
+
+#include "Theme.h"
+#include "UserDefaults.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QFrame>
+#include <QGuiApplication>
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QMenu>
+#include <QScreen>
+#include <QShortcut>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+namespace {
+
+const QString PlaceKey = QStringLiteral("mainWindowPlace");
+/// A move of the window is a row of events; one of them is written.
+constexpr int PlaceSettlesMilliseconds = 500;
+
+} // namespace
+
+QenMainWindow::QenMainWindow(Platform::UserDefaults& defaults)
+    : m_defaults(defaults), m_menuButton(new QToolButton(this)) {
+    setObjectName(QStringLiteral("QenMainWindow"));
+    setMinimumSize(Theme::MainWindowLeastSize);
+
+    auto* ground = new QFrame(this);
+    ground->setObjectName(QStringLiteral("ground"));
+    auto* titleArea = new QFrame(ground);
+    titleArea->setObjectName(QStringLiteral("titleArea"));
+    titleArea->setFixedHeight(Theme::TitleHeight);
+    m_menuButton->setObjectName(QStringLiteral("menuButton"));
+    m_menuButton->setProperty("kind", QStringLiteral("icon"));
+    m_menuButton->setAccessibleName(QStringLiteral("菜单"));
+    m_menuButton->setToolTip(QStringLiteral("菜单（F10）"));
+    m_menuButton->setFocusPolicy(Qt::TabFocus);
+    m_menuButton->setPopupMode(QToolButton::InstantPopup);
+    m_menuButton->setIconSize({Theme::IconSize, Theme::IconSize});
+    m_menuButton->setIcon(Theme::icon(QStringLiteral("menu"), Theme::color(Theme::Color::Text)));
+
+    auto* titleLayout = new QHBoxLayout(titleArea);
+    titleLayout->setContentsMargins(Theme::Space12, 0, Theme::Space12, 0);
+    titleLayout->addStretch();
+    titleLayout->addWidget(m_menuButton);
+    auto* column = new QVBoxLayout(ground);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(0);
+    column->addWidget(titleArea);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(ground);
+
+    auto* open = new QShortcut(QKeySequence(Qt::Key_F10), this);
+    connect(open, &QShortcut::activated, this, &QenMainWindow::openMenu);
+    m_placeChanged.setSingleShot(true);
+    m_placeChanged.setInterval(PlaceSettlesMilliseconds);
+    connect(&m_placeChanged, &QTimer::timeout, this, &QenMainWindow::savePlace);
+    qApp->installEventFilter(this);
+    handleTitleView();
+    restorePlace();
+}
+
+void QenMainWindow::setMenu(QMenu* menu) { m_menuButton->setMenu(menu); }
+
+void QenMainWindow::setContentView(QWidget* view) {
+    m_content = view;
+    m_menuButton->parentWidget()->parentWidget()->layout()->addWidget(view);
+    // What the page holds comes before the menu, wherever the button stands.
+    setTabOrder(view, m_menuButton);
+}
+
+void QenMainWindow::handleTitleView() {
+    setWindowFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
+                   Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint);
+}
+
+void QenMainWindow::windowDidLoad() {
+    BaseWindowController::windowDidLoad();
+    setAccessibleName(QGuiApplication::applicationDisplayName());
+}
+
+void QenMainWindow::openMenu() { m_menuButton->showMenu(); }
+
+void QenMainWindow::restorePlace() {
+    resize(Theme::MainWindowSize);
+    const QByteArray place = m_defaults.objectForKey(PlaceKey).data();
+    // Also refuses a place on a screen that is gone.
+    if (!place.isEmpty() && restoreGeometry(place))
+        return;
+    if (const QScreen* screen = QGuiApplication::primaryScreen())
+        move(originForCentring(size(), screen->availableGeometry()));
+}
+
+void QenMainWindow::savePlace() {
+    m_placeChanged.stop();
+    m_defaults.setObject(saveGeometry(), PlaceKey);
+    m_defaults.synchronize();
+}
+
+void QenMainWindow::closeEvent(QCloseEvent* event) {
+    m_isCloseWindow = true;
+    savePlace();
+    BaseWindowController::closeEvent(event);
+}
+
+void QenMainWindow::showEvent(QShowEvent* event) {
+    m_isCloseWindow = false;
+    BaseWindowController::showEvent(event);
+}
+
+void QenMainWindow::moveEvent(QMoveEvent* event) {
+    BaseWindowController::moveEvent(event);
+    if (isVisible())
+        m_placeChanged.start();
+}
+
+void QenMainWindow::resizeEvent(QResizeEvent* event) {
+    BaseWindowController::resizeEvent(event);
+    if (isVisible())
+        m_placeChanged.start();
+}
+
+bool QenMainWindow::eventFilter(QObject* watched, QEvent* event) {
+    // Alt pressed and let go with nothing between opens the menu; Alt with a key, a click or another window does not.
+    switch (event->type()) {
+    case QEvent::KeyPress:
+        if (isActiveWindow())
+            m_altAlone = static_cast<QKeyEvent*>(event)->key() == Qt::Key_Alt;
+        break;
+    case QEvent::KeyRelease:
+        if (m_altAlone && isActiveWindow() && static_cast<QKeyEvent*>(event)->key() == Qt::Key_Alt &&
+            !static_cast<QKeyEvent*>(event)->isAutoRepeat()) {
+            m_altAlone = false;
+            openMenu();
+        }
+        break;
+    case QEvent::MouseButtonPress:
+    case QEvent::WindowDeactivate:
+        m_altAlone = false;
+        break;
+    default:
+        break;
+    }
+    return BaseWindowController::eventFilter(watched, event);
+}

@@ -1,0 +1,104 @@
+#include "AppDelegate.h"
+#include "Bundle.h"
+#include "Deployment.h"
+#include "ITDevice.h"
+#include "MavMianViewCtrl.h"
+#include "MavResources.h"
+#include "NotificationCenter.h"
+#include "Paths.h"
+#include "QenCloudLoginHelper.h"
+#include "QenLogHelper.h"
+#include "QenMainWindow.h"
+#include "QenServerConfig.h"
+#include "Reachability.h"
+#include "RunningApplications.h"
+#include "SystemLog.h"
+#include "TrayHost.h"
+#include "UnixSignals.h"
+#include "UserDefaults.h"
+
+#include <QApplication>
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+constexpr int SecondCopy = 1;
+
+/// Ends the process with its log written. No destructor runs: worker threads still use the shared services, and nothing that a
+/// destructor does matters to a process that ends.
+[[noreturn]] void endProcess(int status) {
+    QenLogHelper::sharedInstance().drain();
+    std::_Exit(status);
+}
+
+MainViewWorld mainViewWorld(AppDelegate& delegate, Platform::Reachability& reachability) {
+    return {delegate,
+            QenCloudLoginHelper::sharedInstance(),
+            QenServerConfig::sharedInstance(),
+            ITDevice::currentDevice(),
+            QenLogHelper::sharedInstance(),
+            Platform::NotificationCenter::defaultCenter(),
+            Platform::UserDefaults::standard(),
+            reachability,
+            Platform::Paths::applicationSupport(),
+            Platform::Paths::agentState()};
+}
+
+int runApplication(Platform::RunningApplications& running) {
+    initMavResources();
+    Platform::installStringTable();
+    QApplication::setApplicationDisplayName(QStringLiteral("Mav"));
+    QApplication::setDesktopFileName(Platform::Deployment::BundleIdentifier);
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    Platform::TrayHost trayHost;
+    AppDelegate delegate({QenCloudLoginHelper::sharedInstance(), ITDevice::currentDevice(), QenLogHelper::sharedInstance(),
+                          Platform::NotificationCenter::defaultCenter(), trayHost, Platform::Paths::applicationSupport(),
+                          Platform::Paths::vpnExecutable(), ApplicationParts(), endProcess});
+    Platform::Reachability reachability;
+    QenMainWindow window(Platform::UserDefaults::standard());
+    window.setContentView(new MavMianViewCtrl(mainViewWorld(delegate, reachability), &window));
+    delegate.setMainWindow(&window);
+
+    const UnixSignals signals([&window] {
+        window.savePlace();
+        endProcess(EXIT_SUCCESS);
+    });
+    running.setActivationHandler([&delegate, &window] {
+        delegate.applicationShouldHandleReopen(window.isVisible());
+        delegate.applicationWillBecomeActive();
+    });
+    QObject::connect(qApp, &QGuiApplication::applicationStateChanged, &delegate, [&delegate](Qt::ApplicationState state) {
+        if (state == Qt::ApplicationActive)
+            delegate.applicationWillBecomeActive();
+    });
+    delegate.applicationDidFinishLaunching();
+    return QApplication::exec();
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    Platform::installConsoleHandler();
+    const bool isForeignLaunch = argc >= 2 && std::strcmp(argv[1], "-agent") != 0;
+    // The toolkit would take arguments of its own out of the list; none of them is offered.
+    int toolkitArguments = 1;
+    // A launch that ends at once needs no screen.
+    const std::unique_ptr<QCoreApplication> application(isForeignLaunch ? new QCoreApplication(toolkitArguments, argv)
+                                                                       : new QApplication(toolkitArguments, argv));
+    QCoreApplication::setApplicationName(QStringLiteral("Mav"));
+
+    // Never destroyed: the name is given back when the process ends.
+    auto& running = *new Platform::RunningApplications;
+    if (running.claim() == Platform::RunningApplications::Claim::Second)
+        return SecondCopy;
+    if (isForeignLaunch) {
+        QenLogHelper::sharedInstance().writeLog(
+            QStringLiteral(" run app argv %1").arg(QString::fromLocal8Bit(argv[1])));
+        endProcess(EXIT_SUCCESS);
+    }
+    endProcess(runApplication(running));
+}

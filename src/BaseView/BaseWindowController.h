@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QWidget>
+
+/// Base of the client's windows: a window of its own without a title text.
+class BaseWindowController : public QWidget {
+    Q_OBJECT
+public:
+    explicit BaseWindowController(QWidget* parent = nullptr, Qt::WindowFlags flags = Qt::Window);
+
+    /// Shows the window, or brings it in front of the others with the keyboard.
+    void makeKeyAndOrderFront();
+
+    /// Where a window of @p size stands to be centred on @p parent.
+    static QPoint originForCentring(QSize size, const QRect& parent);
+
+protected:
+    void showEvent(QShowEvent* event) override;
+    /// Once, when the window is about to be shown for the first time.
+    virtual void windowDidLoad();
+
+private:
+    bool m_loaded = false;
+};

@@ -1,0 +1,7 @@
+#include "PageCard.h"
+
+#include "Theme.h"
+
+PageCard::PageCard(QWidget* parent) : QFrame(parent) {
+    setFixedWidth(Theme::CardWidth);
+}

@@ -1,0 +1,108 @@
+#include "Theme.h"
+
+#include <QHash>
+
+namespace Theme {
+
+namespace {
+
+// Names between percent signs are filled in from the values.
+constexpr auto Template = R"(
+* { outline: none; }
+QWidget { color: %text%; font-size: %body%px; }
+QToolTip { background: %text%; color: %card%; border: none; padding: 4px 8px; font-size: %note%px; }
+
+#ground, QStackedWidget > QWidget { background: %ground%; }
+#titleArea, #headLine { background: %card%; border: none; border-bottom: 1px solid %line%; }
+#leftBar { background: %card%; border: none; border-right: 1px solid %line%; }
+#boxGround { background: %card%; }
+PageCard { background: %card%; border: 1px solid %line%; border-radius: %cardRadius%px; }
+PageCard QStackedWidget, PageCard QStackedWidget > QWidget { background: transparent; }
+
+QLabel { background: transparent; }
+QLabel[textRole="note"] { font-size: %note%px; color: %second%; }
+QLabel[textRole="second"] { color: %second%; }
+QLabel[textRole="hint"] { font-size: %note%px; color: %second%; }
+QLabel[textRole="heading"] { font-size: %heading%px; font-weight: 500; }
+QLabel[textRole="page"] { font-size: %page%px; font-weight: 500; }
+QLabel[textRole="state"] { font-size: %state%px; font-weight: 500; }
+QLabel[textRole="error"] { font-size: %note%px; color: %danger%; }
+
+QLineEdit { background: %card%; border: 1px solid %line%; border-radius: %cardRadius%px; padding: 0 11px;
+            min-height: %fieldInner%px; max-height: %fieldInner%px; selection-background-color: %brand%;
+            selection-color: %card%; }
+QLineEdit:hover { border-color: %hint%; }
+QLineEdit:focus { border-color: %brand%; }
+QLineEdit[faulty="true"] { border-color: %danger%; }
+QLineEdit:disabled { background: %ground%; color: %second%; }
+
+QPushButton { min-height: %control%px; max-height: %control%px; border: none; border-radius: %buttonRadius%px;
+              padding: 0 16px; }
+QPushButton[kind="primary"] { background: %brand%; color: %card%; font-weight: 500; }
+QPushButton[kind="primary"]:hover { background: %brandHover%; }
+QPushButton[kind="primary"]:pressed { background: %brandPressed%; }
+QPushButton[kind="primary"]:disabled { background: %brandDisabled%; }
+QPushButton[kind="outline"] { background: %card%; color: %text%; border: 1px solid %line%;
+                              min-height: %fieldInner%px; max-height: %fieldInner%px; }
+QPushButton[kind="outline"]:hover { border-color: %brand%; color: %brand%; }
+QPushButton[kind="outline"]:pressed { border-color: %brandPressed%; color: %brandPressed%; background: %tint%; }
+QPushButton[kind="outline"]:disabled { color: %hint%; }
+QPushButton[kind="text"] { background: transparent; color: %brand%; padding: 0 8px; min-height: 28px; max-height: 28px; }
+QPushButton[kind="text"]:hover { background: %tint%; }
+QPushButton[kind="text"]:pressed { color: %brandPressed%; background: %tint%; }
+QPushButton[kind="text"]:disabled { color: %hint%; }
+QToolButton[kind="icon"] { background: transparent; border: none; border-radius: %buttonRadius%px; padding: 6px; }
+QToolButton[kind="icon"]:hover, QToolButton[kind="icon"]:open { background: %ground%; }
+QToolButton[kind="icon"]:pressed { background: %tint%; }
+QToolButton::menu-indicator { image: none; }
+
+QMenu { background: %card%; border: 1px solid %line%; padding: 8px 0; }
+QMenu::item { padding: 8px 24px 8px 16px; min-width: 168px; background: transparent; }
+QMenu::item:selected { background: %tint%; color: %brandPressed%; }
+QMenu::item:disabled { color: %hint%; background: transparent; }
+QMenu::separator { height: 1px; background: %line%; margin: 8px 0; }
+
+QListView { background: transparent; border: none; }
+QTextBrowser { background: %card%; border: none; }
+QScrollBar:vertical { background: transparent; width: 12px; margin: 0; }
+QScrollBar::handle:vertical { background: %hint%; border-radius: 4px; min-height: 32px; margin: 2px; }
+QScrollBar::add-line, QScrollBar::sub-line { height: 0; }
+QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }
+)";
+
+QString pixels(TextSize size) { return QString::number(static_cast<int>(size)); }
+
+} // namespace
+
+QString styleSheet() {
+    const QHash<QString, QString> values{
+        {QStringLiteral("ground"), color(Color::Ground).name()},
+        {QStringLiteral("card"), color(Color::Card).name()},
+        {QStringLiteral("line"), color(Color::Line).name()},
+        {QStringLiteral("text"), color(Color::Text).name()},
+        {QStringLiteral("second"), color(Color::SecondText).name()},
+        {QStringLiteral("hint"), color(Color::Hint).name()},
+        {QStringLiteral("brand"), color(Color::Brand).name()},
+        {QStringLiteral("brandHover"), color(Color::BrandHover).name()},
+        {QStringLiteral("brandPressed"), color(Color::BrandPressed).name()},
+        {QStringLiteral("brandDisabled"), color(Color::BrandDisabled).name()},
+        {QStringLiteral("tint"), color(Color::BrandTint).name()},
+        {QStringLiteral("danger"), color(Color::Danger).name()},
+        {QStringLiteral("note"), pixels(TextSize::Note)},
+        {QStringLiteral("body"), pixels(TextSize::Body)},
+        {QStringLiteral("heading"), pixels(TextSize::Heading)},
+        {QStringLiteral("page"), pixels(TextSize::Page)},
+        {QStringLiteral("state"), pixels(TextSize::State)},
+        {QStringLiteral("cardRadius"), QString::number(CardRadius)},
+        {QStringLiteral("buttonRadius"), QString::number(ButtonRadius)},
+        {QStringLiteral("control"), QString::number(ControlHeight)},
+        // Within its one-pixel line.
+        {QStringLiteral("fieldInner"), QString::number(ControlHeight - 2)},
+    };
+    QString sheet = QString::fromUtf8(Template);
+    for (auto value = values.cbegin(); value != values.cend(); ++value)
+        sheet.replace(u'%' + value.key() + u'%', value.value());
+    return sheet;
+}
+
+} // namespace Theme

@@ -1,0 +1,53 @@
+#include "ArchiveStore.h"
+
+#include "KeyedArchiver.h"
+#include "KeyedUnarchiver.h"
+#include "PropertyListLimits.h"
+
+#include <QFile>
+
+#include <sys/stat.h>
+
+#include <cerrno>
+
+using Platform::ArchiveValue;
+using Platform::Error;
+
+namespace {
+
+Error writeArchive(const ArchiveValue& root, const QString& path, Platform::Durability durability) {
+    const QByteArray bytes = Platform::KeyedArchiver::archivedData(root);
+    return bytes.isEmpty() ? archiveResultError() : Platform::replaceFile(path, bytes, durability);
+}
+
+} // namespace
+
+Error archiveResultError() {
+    return {QStringLiteral("NSKeyedArchiverError"), -10001, QStringLiteral("The archive result is failed.")};
+}
+
+void archiveWithRootObject(const ArchiveValue& root, bool, const QString& path,
+                           const std::function<void(const Error&)>& completion) {
+    struct stat status {};
+    // What stands in the way of looking also stands in the way of writing, which then tells it.
+    const bool isThere = lstat(QFile::encodeName(path).constData(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
+    // Not removed first: replacing it leaves no moment without a file.
+    const Error error = isThere ? writeArchive(root, path, Platform::Durability::Plain)
+                                : Error(Platform::CocoaErrorDomain, Error::NoSuchFile,
+                                        QStringLiteral("“%1” couldn’t be removed.").arg(path.section(u'/', -1)),
+                                        QStringLiteral("No such file or directory"));
+    completion(error);
+}
+
+std::optional<ArchiveValue> unarchivedObjectWithFilePath(const QString& path) {
+    return unarchiveObjectWithFile(path, {"NSString", "NSDictionary", "NSArray", "NSValue", "NSNull"});
+}
+
+bool archiveRootObject(const ArchiveValue& root, const QString& path, Platform::Durability durability) {
+    return !writeArchive(root, path, durability);
+}
+
+std::optional<ArchiveValue> unarchiveObjectWithFile(const QString& path, const Platform::AllowedClasses& allowed) {
+    const auto bytes = Platform::readFile(path, Platform::PropertyListLimits::FileSize);
+    return bytes ? Platform::KeyedUnarchiver::unarchivedObject(*bytes, allowed) : std::nullopt;
+}

@@ -1,0 +1,150 @@
+#include "DeviceInterfaces.h"
+
+#include "DeviceFiles.h"
+#include "NetworkInterfaces.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QRegularExpression>
+
+#include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+namespace {
+
+QString folderOf(const QString& root, const QString& name) {
+    return root + QStringLiteral("/sys/class/net/") + name;
+}
+
+bool isFileName(const QString& name) {
+    return !name.isEmpty() && !name.contains(u'/') && name != u"." && name != u"..";
+}
+
+bool isMember(const QString& folder) {
+    const QString master = folder + QStringLiteral("/master");
+    return QFileInfo::exists(master + QStringLiteral("/bonding")) ||
+           QFileInfo::exists(master + QStringLiteral("/bridge"));
+}
+
+QString hardwareAddress(const QString& folder) {
+    static const QRegularExpression sixBytes(QStringLiteral("^[0-9A-F]{12}$"));
+    const QString digits = DeviceFiles::line(folder + QStringLiteral("/address")).remove(u':').toUpper();
+    const bool isZero = digits.count(u'0') == digits.size();
+    return sixBytes.match(digits).hasMatch() && !isZero ? digits : QString();
+}
+
+QString displayName(const QString& folder) {
+    static const QMap<QString, QString> names{
+        {QStringLiteral("wlan"), QStringLiteral("Wi-Fi")},
+        {QStringLiteral("wwan"), QStringLiteral("Mobile")},
+        {QStringLiteral("bond"), QStringLiteral("Bond")},
+        {QStringLiteral("bridge"), QStringLiteral("Bridge")},
+        {QStringLiteral("vlan"), QStringLiteral("VLAN")},
+        {QStringLiteral("bluetooth"), QStringLiteral("Bluetooth PAN")},
+    };
+    if (QFileInfo::exists(folder + QStringLiteral("/wireless")) ||
+        QFileInfo::exists(folder + QStringLiteral("/phy80211")))
+        return QStringLiteral("Wi-Fi");
+    const QString type = DeviceFiles::variables(folder + QStringLiteral("/uevent")).value(QStringLiteral("DEVTYPE"));
+    return names.value(type, QStringLiteral("Ethernet"));
+}
+
+/// The name that NetworkManager's user gave to a connection; its files are often for root alone.
+QString connectionName(const QString& root, const QString& identifier) {
+    for (const char16_t* place : {u"/etc", u"/run"}) {
+        const QDir folder(root + QString::fromUtf16(place) + QStringLiteral("/NetworkManager/system-connections"));
+        for (const QString& file : folder.entryList({QStringLiteral("*.nmconnection")}, QDir::Files, QDir::Name)) {
+            const auto connection = DeviceFiles::keyGroup(folder.filePath(file), QStringLiteral("connection"));
+            if (connection.value(QStringLiteral("uuid")) == identifier)
+                return connection.value(QStringLiteral("id"));
+        }
+    }
+    return {};
+}
+
+} // namespace
+
+QMap<QString, QString> DeviceInterface::dictionary() const {
+    return {{QStringLiteral("MacAddress"), macAddress}, {QStringLiteral("HardwarePort"), hardwarePort},
+            {QStringLiteral("service"), service},       {QStringLiteral("Device"), device},
+            {QStringLiteral("ServiceID"), serviceID},   {QStringLiteral("ip"), ip}};
+}
+
+std::optional<QList<InterfaceAddress>> systemInterfaceAddresses() {
+    using Family = InterfaceAddress::Family;
+    ifaddrs* list = nullptr;
+    if (::getifaddrs(&list) != 0)
+        return std::nullopt;
+    QList<InterfaceAddress> addresses;
+    for (const ifaddrs* entry = list; entry; entry = entry->ifa_next) {
+        if (!entry->ifa_addr)
+            continue;
+        InterfaceAddress address;
+        address.name = QString::fromLocal8Bit(entry->ifa_name);
+        address.isUp = (entry->ifa_flags & IFF_UP) != 0;
+        address.isLoopback = (entry->ifa_flags & IFF_LOOPBACK) != 0;
+        switch (entry->ifa_addr->sa_family) {
+        case AF_INET: {
+            char text[INET_ADDRSTRLEN] = "";
+            const auto* internet = reinterpret_cast<const sockaddr_in*>(entry->ifa_addr);
+            ::inet_ntop(AF_INET, &internet->sin_addr, text, sizeof text);
+            address.family = Family::IPv4;
+            address.ipv4 = QString::fromLatin1(text);
+            break;
+        }
+        case AF_INET6:
+            address.family = Family::IPv6;
+            break;
+        case AF_PACKET:
+            address.family = Family::Link;
+            break;
+        default:
+            break;
+        }
+        addresses.append(address);
+    }
+    ::freeifaddrs(list);
+    return addresses;
+}
+
+std::optional<DeviceInterface> networkServiceOf(const QString& root, const QString& name) {
+    const QString folder = folderOf(root, name);
+    if (!isFileName(name) || !Platform::NetworkInterfaces::standsOnHardware(root, name) || isMember(folder))
+        return std::nullopt;
+    DeviceInterface found;
+    found.macAddress = hardwareAddress(folder);
+    found.hardwarePort = displayName(folder);
+    found.device = name;
+    const QString index = DeviceFiles::line(folder + QStringLiteral("/ifindex"));
+    const QString state = root + QStringLiteral("/run/NetworkManager/devices/") + index;
+    const QString identifier =
+        DeviceFiles::keyGroup(state, QStringLiteral("device")).value(QStringLiteral("connection-uuid"));
+    found.serviceID = identifier.isEmpty() ? name : identifier;
+    const QString connection = identifier.isEmpty() ? QString() : connectionName(root, identifier);
+    found.service = connection.isEmpty() ? name : connection;
+    return found;
+}
+
+QMap<QString, DeviceInterface>
+interfaceTable(const QList<InterfaceAddress>& addresses,
+               const std::function<std::optional<DeviceInterface>(const QString&)>& lookUp) {
+    using Family = InterfaceAddress::Family;
+    QMap<QString, DeviceInterface> table;
+    for (const InterfaceAddress& address : addresses) {
+        if (!address.isUp || address.isLoopback || address.family == Family::Other)
+            continue;
+        auto known = table.find(address.name);
+        if (known == table.end()) {
+            const std::optional<DeviceInterface> found = lookUp(address.name);
+            if (!found || found->macAddress.isEmpty())
+                continue;
+            known = table.insert(address.name, *found);
+        }
+        if (known->ip == u"0.0.0.0" && address.family == Family::IPv4)
+            known->ip = address.ipv4;
+    }
+    return table;
+}

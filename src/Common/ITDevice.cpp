@@ -1,0 +1,259 @@
+#include "ITDevice.h"
+
+#include "DeviceFiles.h"
+#include "DeviceSerials.h"
+#include "DeviceUsers.h"
+#include "SystemLog.h"
+#include "TaskHelper.h"
+
+#include <QFile>
+#include <QRegularExpression>
+
+#include <cerrno>
+#include <cstring>
+
+#include <unistd.h>
+
+namespace {
+
+const QString Unknown = QStringLiteral("unknow");
+
+QString runByTaskHelper(const QString& path, const QStringList& arguments) {
+    QString output;
+    Platform::Error error;
+    TaskHelper::sharedInstance().excuteTaskPath(path, arguments, &output, &error);
+    return output;
+}
+
+QString systemRelease(const QString& root, const QString& key) {
+    for (const char16_t* file : {u"/etc/os-release", u"/usr/lib/os-release"}) {
+        const QString value = DeviceFiles::variables(root + QString::fromUtf16(file)).value(key);
+        if (!value.isEmpty())
+            return value;
+    }
+    return {};
+}
+
+/// 32 hexadecimal digits, dashes apart, in the usual grouping and upper case; empty for anything else and for all
+/// zeros.
+QString grouped(QString identifier) {
+    static const QRegularExpression digits(QStringLiteral("^[0-9A-F]{32}$"));
+    identifier = identifier.remove(u'-').toUpper();
+    if (!digits.match(identifier).hasMatch() || identifier.count(u'0') == identifier.size())
+        return {};
+    for (const int place : {20, 16, 12, 8})
+        identifier.insert(place, u'-');
+    return identifier;
+}
+
+/// What the shell line or command printed, as one line.
+QString joinedLines(QString output) {
+    return output.remove(u'\n');
+}
+
+} // namespace
+
+ITDevice::ITDevice(QString root, CommandRunner run, InterfaceAddressLister listAddresses)
+    : m_root(std::move(root)), m_run(run ? std::move(run) : CommandRunner(runByTaskHelper)),
+      m_listAddresses(listAddresses ? std::move(listAddresses) : InterfaceAddressLister(systemInterfaceAddresses)) {}
+
+ITDevice& ITDevice::currentDevice() {
+    static auto* device = new ITDevice;
+    return *device;
+}
+
+QString ITDevice::osName() {
+    const QString version = osVersion();
+    const std::lock_guard lock(m_mutex);
+    if (m_operationSystemName.isEmpty()) {
+        const QString name = systemRelease(m_root, QStringLiteral("NAME"));
+        m_operationSystemName = (name.isEmpty() ? QStringLiteral("Mac OS X") : name) + u' ' + version;
+    }
+    return m_operationSystemName;
+}
+
+QString ITDevice::osVersion() {
+    const std::lock_guard lock(m_mutex);
+    if (m_systemVersion.isEmpty()) {
+        const QString version = systemRelease(m_root, QStringLiteral("VERSION_ID"));
+        m_systemVersion = version.isEmpty() ? Unknown : version;
+    }
+    return m_systemVersion;
+}
+
+QString ITDevice::operationSystemName() const {
+    const std::lock_guard lock(m_mutex);
+    return m_operationSystemName;
+}
+
+QString ITDevice::systemVersion() const {
+    const std::lock_guard lock(m_mutex);
+    return m_systemVersion;
+}
+
+QString ITDevice::userName() const {
+    const DeviceUsers::Account own = DeviceUsers::account(m_root, ::getuid());
+    QString name = own.fullName;
+    QString console = DeviceUsers::consoleUser(m_root);
+    if (console.isEmpty())
+        console = own.name;
+    if (!console.isEmpty()) {
+        name = console;
+    } else {
+        const QString last = joinedLines(
+            m_run(QStringLiteral("/usr/bin/defaults"),
+                  {QStringLiteral("read"), QStringLiteral("/Library/Preferences/com.apple.loginwindow.plist"),
+                   QStringLiteral("lastUserName")}));
+        if (!last.isEmpty())
+            name = last;
+    }
+    return name.isEmpty() ? Unknown : name;
+}
+
+QString ITDevice::machineName() const {
+    const auto information = DeviceFiles::variables(m_root + QStringLiteral("/etc/machine-info"));
+    QString name = information.value(QStringLiteral("PRETTY_HOSTNAME")).trimmed();
+    for (const char16_t* file : {u"/etc/hostname", u"/proc/sys/kernel/hostname"}) {
+        if (name.isEmpty())
+            name = DeviceFiles::line(m_root + QString::fromUtf16(file));
+    }
+    return name.isEmpty() ? Unknown : name;
+}
+
+QString ITDevice::modelName() const {
+    const QString model = DeviceFiles::line(m_root + QStringLiteral("/sys/class/dmi/id/product_name"));
+    if (!model.isEmpty())
+        return model;
+    // Boards without such firmware have a device tree; its texts end with a zero byte.
+    return DeviceFiles::line(m_root + QStringLiteral("/sys/firmware/devicetree/base/model")).remove(QChar(0));
+}
+
+QString ITDevice::machinePrefixName() const {
+    const QString model = modelName().toLower();
+    const bool isMobile = model.startsWith(u"macbook") || model.startsWith(u"macmini");
+    return isMobile ? QStringLiteral("MB") : QStringLiteral("MC");
+}
+
+QString ITDevice::getADDomainName() const {
+    const QString shell = QStringLiteral("/bin/sh");
+    const QString option = QStringLiteral("-c");
+    QString name = joinedLines(
+        m_run(shell, {option, QStringLiteral("dsconfigad -show | grep 'Computer Account' | awk '{print $4}'")}));
+    name = name.remove(u'$').toUpper();
+    if (!name.isEmpty() && name.contains(machinePrefixName()))
+        return name;
+    return joinedLines(m_run(shell, {option, QStringLiteral("/usr/sbin/scutil --get ComputerName")}));
+}
+
+QString ITDevice::uuid() {
+    const std::lock_guard lock(m_mutex);
+    // The firmware's identifier comes last: only root may read it, and who runs us must not change who we are.
+    for (const char16_t* file : {u"/etc/machine-id", u"/var/lib/dbus/machine-id", u"/sys/class/dmi/id/product_uuid"}) {
+        if (m_uuid.isEmpty())
+            m_uuid = grouped(DeviceFiles::line(m_root + QString::fromUtf16(file)));
+    }
+    return m_uuid;
+}
+
+QString ITDevice::systemInfoString(const QString& name) const {
+    if (name == u"hw.model") {
+        const QString model = modelName();
+        if (!model.isEmpty())
+            return model;
+    }
+    QFile file(m_root + QStringLiteral("/proc/sys/") + QString(name).remove(u'/').replace(u'.', u'/'));
+    // Not DeviceFiles::line(): the reason of the failure goes to the log.
+    errno = ENOENT;
+    if (!name.isEmpty() && file.open(QIODevice::ReadOnly)) {
+        const QString value = QString::fromUtf8(file.readLine()).trimmed();
+        if (!value.isEmpty())
+            return value;
+    }
+    Platform::systemLog(QStringLiteral("sysctlbyname(%1) failed: %2").arg(name, qt_error_string(errno)));
+    return QStringLiteral("unkown name");
+}
+
+QMap<QString, DeviceInterface> ITDevice::networkInfos() const {
+    const std::lock_guard lock(m_mutex);
+    return m_networkInfos.value_or(QMap<QString, DeviceInterface>());
+}
+
+void ITDevice::getMacAndIPAddr() {
+    const auto addresses = m_listAddresses();
+    auto table = interfaceTable(addresses.value_or(QList<InterfaceAddress>()),
+                                [this](const QString& name) { return getNetworkMacAddress(name); });
+    const std::lock_guard lock(m_mutex);
+    m_networkInfos = std::move(table);
+}
+
+std::optional<DeviceInterface> ITDevice::getNetworkMacAddress(const QString& name) const {
+    return networkServiceOf(m_root, name);
+}
+
+QStringList ITDevice::interfaceValues(QString DeviceInterface::*field) {
+    std::unique_lock lock(m_mutex);
+    if (!m_networkInfos) {
+        lock.unlock();
+        getMacAndIPAddr();
+        lock.lock();
+    }
+    QStringList values;
+    for (const DeviceInterface& interface : std::as_const(*m_networkInfos))
+        values.append(interface.*field);
+    return values;
+}
+
+QStringList ITDevice::macAddresses() {
+    return interfaceValues(&DeviceInterface::macAddress);
+}
+
+QStringList ITDevice::ipArray() {
+    return interfaceValues(&DeviceInterface::ip);
+}
+
+QList<HardwarePort> ITDevice::hardwareports() const {
+    const std::lock_guard lock(m_mutex);
+    return m_hardwareports;
+}
+
+void ITDevice::listNetworkServices(const std::function<void(const QList<HardwarePort>&)>& completion) {
+    const QString tool = QStringLiteral("/usr/sbin/networksetup");
+    QList<HardwarePort> ports = parseHardwarePorts(m_run(tool, {QStringLiteral("-listallhardwareports")}));
+    addServiceNames(ports, m_run(tool, {QStringLiteral("-listnetworkserviceorder")}));
+    {
+        const std::lock_guard lock(m_mutex);
+        m_hardwareports = ports;
+    }
+    if (completion)
+        completion(ports);
+}
+
+QList<HardwarePort> ITDevice::getHardwareportsIP(QList<HardwarePort> ports) {
+    const std::lock_guard round(m_portRound);
+    for (HardwarePort& port : ports) {
+        const QString command = serviceAddressCommand(port.value(QStringLiteral("service")));
+        port.insert(QStringLiteral("ip"),
+                    parseServiceAddress(m_run(QStringLiteral("/bin/bash"), {QStringLiteral("-c"), command})));
+    }
+    const std::lock_guard lock(m_mutex);
+    m_hardwareports = ports;
+    return ports;
+}
+
+QStringList ITDevice::boardSerialNums() const {
+    return DeviceSerials::boards(m_root);
+}
+
+QStringList ITDevice::memorySerialNums() const {
+    return DeviceSerials::memoryModules(m_root);
+}
+
+QStringList ITDevice::hardDiskSerialNums() const {
+    return DeviceSerials::fixedDisks(m_root);
+}
+
+QString ITDevice::pathFromPid(qint64 processIdentifier) const {
+    const QString deleted = QStringLiteral(" (deleted)");
+    const QString path = QFile::symLinkTarget(QStringLiteral("%1/proc/%2/exe").arg(m_root).arg(processIdentifier));
+    return path.endsWith(deleted) ? path.chopped(deleted.size()) : path;
+}

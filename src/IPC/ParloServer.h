@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QCborValue>
+#include <QString>
+
+#include <memory>
+#include <thread>
+
+/// What a listening endpoint hands its messages to.
+class ParloServerDelegate {
+public:
+    virtual ~ParloServerDelegate() = default;
+    /// Called on the endpoint's own thread. @return the reply; an undefined or null value is an empty one
+    virtual QCborValue handleIPCReceiveData(const QCborValue& data, quint32 msgid) = 0;
+};
+
+/// A named endpoint that accepts messages of root and of this user; any other peer is closed unread.
+///
+/// Sleeps on a thread of its own while it listens. A peer that hangs, floods or speaks nonsense is closed: at most sixteen at a
+/// time, each with at most one frame of memory and thirty silent seconds.
+class ParloServer final {
+public:
+    /// @param delegate  must outlive the listening  @param folder  where the endpoints' sockets lie
+    ParloServer(ParloServerDelegate& delegate, QString folder);
+    ~ParloServer();
+    ParloServer(const ParloServer&) = delete;
+    ParloServer& operator=(const ParloServer&) = delete;
+
+    /// False when another process serves @p key or the socket cannot be made.
+    bool startListen(const QString& key);
+    /// Returns once no delegate call runs. Not from the delegate.
+    void stopListen(const QString& key);
+
+private:
+    struct Listener;
+    ParloServerDelegate& m_delegate;
+    const QString m_folder;
+    QString m_key;
+    std::unique_ptr<Listener> m_listener;
+    std::thread m_thread;
+};

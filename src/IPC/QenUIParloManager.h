@@ -1,0 +1,30 @@
+#pragma once
+
+#include "ParloClient.h"
+#include "ParloServer.h"
+
+#include <functional>
+
+/// The client's end of the message channel to the agent: one endpoint that sends, one that listens.
+class QenUIParloManager final : public ParloServerDelegate {
+public:
+    /// @param folder  where the endpoints' sockets lie
+    explicit QenUIParloManager(const QString& folder);
+    ~QenUIParloManager() override;
+    static QenUIParloManager& sharedInstance();
+
+    /// Sets the time-outs and starts to listen. To be called once.
+    void config();
+
+    /// Sends on the caller's thread and calls @p completion, which is required, once with the return code and the reply. Blocks
+    /// for up to 60 seconds each way: never on the main thread.
+    void sendMessageWithName(const QString& name, const QCborValue& message, quint32 msgid,
+                             const std::function<void(qint64 retCode, const QCborValue& reply)>& completion) const;
+
+    /// Accepts every message and answers with an empty reply: what the client acts on comes in files.
+    QCborValue handleIPCReceiveData(const QCborValue& data, quint32 msgid) override;
+
+private:
+    ParloClient m_uiClient;
+    ParloServer m_uiServer;
+};

@@ -1,0 +1,101 @@
+#include "LogRing.h"
+
+#include "Files.h"
+#include "Paths.h"
+
+#include <QFileInfo>
+
+LogRing::LogRing(LogFolders& folders, const LogWorld& world) : m_folders(folders), m_world(world) {}
+
+void LogRing::initialise() {
+    createLogPath();
+    readLogInfo();
+    initial();
+}
+
+void LogRing::createLogPath() {
+    createLogFiles();
+    const FileManager& files = *m_world.files;
+    if (m_world.sizeRecord.isEmpty()) {
+        const QString hidden =
+            files.createDirectoryWithName(QStringLiteral(".AppData/QenCloud"), Platform::Paths::home());
+        const QString folder = files.createDirectoryWithName(QStringLiteral("QenCloud.EXE$"), hidden);
+        m_logInfoPath = folder + QStringLiteral("/QenCloudLogInfo.data");
+    } else {
+        m_logInfoPath = m_world.sizeRecord;
+        files.createDirectoryWithName({}, QFileInfo(m_logInfoPath).path());
+    }
+    files.createFilePath(m_logInfoPath);
+    m_recordFile = std::make_unique<LogRecordFile>(m_logInfoPath);
+}
+
+void LogRing::createLogFiles() const {
+    const QString directory = m_folders.rootDirectory();
+    for (const QString& name : LogRecord::FileNames)
+        m_world.files->createFilePathWithFileName(name, directory);
+}
+
+void LogRing::readLogInfo() {
+    const std::optional<QByteArray> bytes = Platform::readFile(m_logInfoPath, LogRecord::SizeLimit);
+    m_record = (bytes ? decodedLogRecord(*bytes) : std::nullopt).value_or(LogRecord());
+}
+
+void LogRing::initial() {
+    const std::optional<size_t> known = LogRecord::indexOf(m_record.currentLogName);
+    if (!known) {
+        // A name that is none of ours may lead anywhere, so it is not opened first.
+        m_current = LogRecord::indexAfter(m_record.currentLogName);
+        m_record.currentLogName = currentLogName();
+        m_record.info[m_current] = 0;
+        createFileHandle();
+        return;
+    }
+    m_current = *known;
+    m_file.setPath(currentPath());
+    m_file.openExisting();
+    m_record.info[m_current] = m_file.size();
+    if (m_record.info[m_current] < m_world.limit)
+        return;
+    // Neither the new file's recorded count nor the name in the record changes here, on purpose: the first write judges
+    // the new file by its stale count and may move on once more, and until the writer itself rotates, the record names
+    // the previous file.
+    m_current = LogRecord::indexAfter(currentLogName());
+    createFileHandle();
+}
+
+QString LogRing::currentPath() const {
+    return m_folders.rootDirectory() + u'/' + currentLogName();
+}
+
+void LogRing::createFileHandle() {
+    m_file.setPath(currentPath());
+    m_file.openFresh();
+}
+
+void LogRing::rotate() {
+    m_current = LogRecord::indexAfter(currentLogName());
+    m_record.info[m_current] = 0;
+    m_record.currentLogName = currentLogName();
+    createFileHandle();
+}
+
+void LogRing::append(const QString& message) {
+    if (!fileHandleAvailable()) {
+        m_record.info[m_current] = 0;
+        createFileHandle();
+    }
+    if (m_record.info[m_current] >= m_world.limit)
+        rotate();
+    const QByteArrayView line = m_line.format(message);
+    if (m_world.echo)
+        m_world.echo(m_line.consoleText());
+    // Counted whether or not the write succeeds: the count is the ring's own book-keeping.
+    m_record.info[m_current] += line.size();
+    m_file.append(line);
+    updateLocalLogInfo();
+}
+
+void LogRing::updateLocalLogInfo() {
+    // Nothing is reported: a record that could not be written comes with the next line.
+    static_cast<void>(m_recordFile->replace(m_image.encoded(m_record, m_current)));
+}

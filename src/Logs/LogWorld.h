@@ -1,0 +1,31 @@
+#pragma once
+
+#include "FileManager.h"
+#include "TaskHelper.h"
+
+#include <QString>
+
+#include <functional>
+
+/// What the log helper takes from the world around it. Every function may be called on the log's own queues.
+struct LogWorld {
+    const TaskHelper* tasks = nullptr;
+    const FileManager* files = nullptr;
+    /// Folder of the three log files; Library/Logs/QenCloud/Logs in the user's home when empty.
+    QString ringDirectory;
+    /// The size record; .AppData/QenCloud/QenCloud.EXE$/QenCloudLogInfo.data in the user's home when empty.
+    QString sizeRecord;
+    /// Bytes after which the next line goes to the next file.
+    qint64 limit = 0x500000;
+    /// Takes each line for the system console.
+    std::function<void(const QString&)> echo;
+    /// The current user's name, who becomes owner of a log folder that has to be repaired.
+    std::function<QString()> userName;
+    /// Runs a script; no error means success.
+    std::function<Platform::Error(const QString& source)> runScript;
+    /// Shows a folder in the file browser.
+    std::function<void(const QString& folder)> openFolder;
+
+    /// The running system: shared helpers, system console, the account's own name, script runner, file browser.
+    static LogWorld system();
+};

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "LogExport.h"
+#include "LogFolders.h"
+#include "LogRing.h"
+#include "LogWorld.h"
+#include "Queue.h"
+
+#include <QString>
+
+#include <chrono>
+#include <future>
+#include <mutex>
+#include <vector>
+
+/// The client's single log writer: appends time-stamped lines to a ring of three files, echoes them to the system
+/// console and packs all logs for support.
+///
+/// Any thread may write; lines keep their order. Never fails to the caller: a line that cannot be written is lost. All
+/// disk work, the opening included, happens on the log queue. What the lines say is the caller's duty: no secrets (see
+/// LogRedaction.h).
+class QenLogHelper final {
+public:
+    using Completion = LogExport::Completion;
+
+    explicit QenLogHelper(LogWorld world);
+    /// @param ringDirectory  where the three log files live; created when missing
+    /// @param sizeRecord     keyed archive of the ring state
+    /// @param limit          bytes after which the next line goes to the next file
+    QenLogHelper(QString ringDirectory, QString sizeRecord, qint64 limit = 0x500000);
+    /// Waits until every line and export has been dealt with.
+    ~QenLogHelper();
+    QenLogHelper(const QenLogHelper&) = delete;
+    QenLogHelper& operator=(const QenLogHelper&) = delete;
+
+    /// The one of the running client; never destroyed, so call drain() before the process ends.
+    static QenLogHelper& sharedInstance();
+    /// Who becomes owner of a log folder that has to be repaired; the account's own name before.
+    void setUserName(std::function<QString()> userName);
+
+    /// @param type  single bit: 1 ordinary, 2 failure, 8 log folder, 32 polling trace; carried, not filtered
+    void writeLog(const QString& message, int type = 1);
+    /// Waits until the lines queued so far are written, for at most @p limit. Not on the log queue.
+    /// @returns whether they are
+    bool drain(std::chrono::milliseconds limit = std::chrono::seconds(5));
+
+    /// "yyyy-MM-dd HH:mm:ss" in GMT+8.
+    static QString currentDateString();
+    /// The log directory. Waits until the log is open.
+    QString rootDirectory();
+    /// The user's Desktop. Runs a command.
+    QString desktopDirectory() const;
+    /// The name of the file now being written, and the path of the size record. Both wait for the lines queued so far.
+    QString currentLogName();
+    QString logInfoPath();
+
+    /// The quick and the full export (see LogExport). Both return at once; completions arrive on the export queue. When
+    /// the log folder is gone and cannot be repaired, the completion is called with failure first and once more at the
+    /// export's end.
+    void zipLogs(Completion complete);
+    void zipLogsWithDirectory(const QString& directory, Completion complete);
+
+private:
+    void writePending();
+    QString askRing(const std::function<QString()>& question);
+
+    std::mutex m_userNameMutex;
+    std::function<QString()> m_userName;
+    LogWorld m_world;
+    LogFolders m_folders;
+    LogRing m_ring;
+    /// Lines for which one block waits on the log queue, so that a burst costs one hand-over.
+    std::mutex m_pendingMutex;
+    std::vector<QString> m_pending;
+    std::shared_future<void> m_isOpen;
+    // Behind all that their blocks use: they finish first.
+    Platform::SerialQueue m_logQueue;
+    Platform::SerialQueue m_zipQueue;
+    LogExport m_export;
+};

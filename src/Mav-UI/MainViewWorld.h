@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QString>
+
+#include <chrono>
+
+class ApplicationInterface;
+class ITDevice;
+class QenCloudLoginHelper;
+class QenLogHelper;
+class QenServerConfig;
+
+namespace Platform {
+class NotificationCenter;
+class Reachability;
+class UserDefaults;
+} // namespace Platform
+
+/// What the pages of the main window stand on; all of it outlives them.
+struct MainViewWorld {
+    ApplicationInterface& application;
+    QenCloudLoginHelper& login;
+    QenServerConfig& config;
+    ITDevice& device;
+    QenLogHelper& log;
+    Platform::NotificationCenter& center;
+    Platform::UserDefaults& defaults;
+    Platform::Reachability& reachability;
+    /// The user's Application Support folder.
+    QString applicationSupport;
+    /// The agent's data folder.
+    QString agentState;
+    /// From the saved server to its probe.
+    std::chrono::milliseconds probeDelay{3000};
+    std::chrono::milliseconds ticketInterval{3000};
+};

@@ -1,0 +1,228 @@
+#include "MavMianViewCtrl.h"
+
+#include "AccountModel.h"
+#include "ApplicationInterface.h"
+#include "Bundle.h"
+#include "Deployment.h"
+#include "IntegerValue.h"
+#include "LogRedaction.h"
+#include "LoginVerdict.h"
+#include "MavLoginStateViewCtrl.h"
+#include "MavNavigationViewCtrl.h"
+#include "QenCloudLoginHelper.h"
+#include "QenLogHelper.h"
+#include "QenServerConfig.h"
+#include "ServerAddress.h"
+#include "Theme.h"
+#include "UserDefaults.h"
+#include "ViewNotifications.h"
+#include "ui_MavMianViewCtrl.h"
+
+#include <QFile>
+#include <QLineEdit>
+#include <QPointer>
+
+using Platform::localizedString;
+
+namespace {
+
+const QString FirstInstallMark = QStringLiteral("firstInstallMark");
+constexpr qint64 TicketTimedOut = 2;
+constexpr int MarkSize = 64;
+
+} // namespace
+
+MavMianViewCtrl::MavMianViewCtrl(MainViewWorld world, QWidget* parent)
+    : QWidget(parent), m_world(std::move(world)), m_ui(std::make_unique<Ui::MavMianViewCtrl>()) {
+    m_ui->setupUi(this);
+    awakeFromNib();
+}
+
+MavMianViewCtrl::~MavMianViewCtrl() { m_observers.clear(); }
+
+void MavMianViewCtrl::awakeFromNib() {
+    if (m_world.login.iflogin())
+        StartCheckTicketStatus();
+    initBttonSatus();
+    initLoadViews();
+    selectTableItem();
+    addNotifications();
+}
+
+void MavMianViewCtrl::initBttonSatus() {
+    m_ui->serverMark->setPixmap(Theme::picture(QStringLiteral("mark"), {MarkSize, MarkSize}, devicePixelRatioF()));
+    m_ui->saveServerBtn->setText(localizedString(QStringLiteral("ConfigureServer")));
+    m_ui->saveServerBtn->setAccessibleName(m_ui->saveServerBtn->text());
+    m_ui->serverNoteLab->hide();
+    connect(m_ui->saveServerBtn, &QPushButton::clicked, this, &MavMianViewCtrl::setingSeverBtton);
+    for (FormField* field : {m_ui->domainOrIPLabField, m_ui->PortLabField})
+        connect(field->edit(), &QLineEdit::returnPressed, this, &MavMianViewCtrl::setingSeverBtton);
+}
+
+void MavMianViewCtrl::initLoadViews() {
+    m_ui->loginHostLayout->addWidget(&loginViewCtrl());
+    m_ui->navigationHostLayout->addWidget(&NavigationViewCtrl());
+}
+
+MavLoginStateViewCtrl& MavMianViewCtrl::loginViewCtrl() {
+    if (!m_loginViewCtrl) {
+        m_loginViewCtrl = new MavLoginStateViewCtrl(m_world, this);
+        m_loginViewCtrl->setTapLoginBlock([this] { selectPage(SignedInPage); });
+        connect(m_loginViewCtrl, &MavLoginStateViewCtrl::wantsServerPage, this, &MavMianViewCtrl::selectTableItem);
+    }
+    return *m_loginViewCtrl;
+}
+
+MavNavigationViewCtrl& MavMianViewCtrl::NavigationViewCtrl() {
+    if (!m_navigationViewCtrl)
+        m_navigationViewCtrl = new MavNavigationViewCtrl(m_world, this);
+    return *m_navigationViewCtrl;
+}
+
+Platform::SerialQueue& MavMianViewCtrl::timerCheckQueue() {
+    if (!m_timerCheckQueue)
+        m_timerCheckQueue = std::make_unique<Platform::SerialQueue>(Platform::Deployment::AccountCheckQueueLabel);
+    return *m_timerCheckQueue;
+}
+
+void MavMianViewCtrl::addNotifications() {
+    m_observers.push_back(
+        m_world.center.observe(ViewNotification::Logout, [this](const Platform::Notification&) { UpdateTableView(); }));
+    m_observers.push_back(m_world.center.observe(
+        ViewNotification::TicketTimeOut, [this](const Platform::Notification& notification) { exitAccount(notification); }));
+}
+
+void MavMianViewCtrl::selectPage(Page page) {
+    m_ui->mianTabView->setCurrentIndex(page);
+    if (page == ServerPage)
+        m_ui->domainOrIPLabField->setFocus();
+    if (page == SignedInPage)
+        NavigationViewCtrl().refresh();
+}
+
+void MavMianViewCtrl::selectTableItem() {
+    if (!m_world.defaults.boolForKey(FirstInstallMark)) {
+        m_world.defaults.setBool(true, FirstInstallMark);
+        m_world.defaults.synchronize();
+    } else if (QFile::exists(m_world.agentState + QStringLiteral("/.QenConfig"))) {
+        m_world.config.readServerConfig();
+        m_ui->domainOrIPLabField->setText(m_world.config.extranet_server());
+        m_ui->PortLabField->setText(QString::number(m_world.config.extranet_port()));
+    }
+    selectPage(ServerPage);
+}
+
+void MavMianViewCtrl::UpdateTableView() {
+    Platform::mainQueue().async([view = QPointer(this)] {
+        if (view)
+            view->selectTableItem();
+    });
+}
+
+void MavMianViewCtrl::exitAccount(const Platform::Notification& notification) {
+    if (integerValue(notification.object) == TicketTimedOut) {
+        AccountModel::deleteCurrentModel(m_world.applicationSupport);
+        m_world.login.createSoleidAndSave();
+        m_world.login.existZelVPN();
+        tipText(localizedString(QStringLiteral("TicketTips")));
+    }
+    UpdateTableView();
+}
+
+void MavMianViewCtrl::tipText(const QString& text) { m_world.application.showAlertTipForLogin(text); }
+
+void MavMianViewCtrl::setingSeverBtton() {
+    if (m_ui->saveServerBtn->isBusy())
+        return;
+    m_ui->domainOrIPLabField->clearError();
+    m_ui->PortLabField->clearError();
+    m_ui->serverNoteLab->hide();
+
+    const QString address = m_ui->domainOrIPLabField->text();
+    const QString port = m_ui->PortLabField->text();
+    const ServerAddressFault fault = checkServerAddress(address, port);
+    if (fault != ServerAddressFault::None) {
+        const bool isPort = fault == ServerAddressFault::Port;
+        FormField* field = isPort ? m_ui->PortLabField : m_ui->domainOrIPLabField;
+        field->setError(localizedString(isPort ? QStringLiteral("PortIncorrect")
+                                               : QStringLiteral("IPOrDomainNameNonconformance")));
+        field->setFocus();
+        tipText(field->error());
+        return;
+    }
+    const bool saved = saveTypedServer(m_world.applicationSupport, address, port);
+    // A failed write is only logged: the probe asks the server of the installation in either case.
+    m_world.log.writeLog(saved ? QStringLiteral("设置服务器成功") : QStringLiteral("设置服务器失败"));
+    m_ui->saveServerBtn->setBusy(true);
+    Platform::after(Platform::mainQueue(), m_world.probeDelay, [view = QPointer(this)] {
+        if (view)
+            view->probeServer();
+    });
+}
+
+void MavMianViewCtrl::probeServer() {
+    m_world.login.pingServerToResult([view = QPointer(this)](bool reachable) {
+        Platform::mainQueue().async([view, reachable] {
+            if (view)
+                view->showProbeResult(reachable);
+        });
+    });
+}
+
+void MavMianViewCtrl::showProbeResult(bool reachable) {
+    m_ui->saveServerBtn->setBusy(false);
+    if (!reachable) {
+        const QString text = localizedString(QStringLiteral("ConnectServerFailed"));
+        m_ui->serverNoteLab->setText(text);
+        m_ui->serverNoteLab->show();
+        tipText(text);
+        return;
+    }
+    // The ticket poll may have been faster; its page is not left for the login page.
+    if (m_ui->mianTabView->currentIndex() == ServerPage) {
+        loginViewCtrl().selectLoginTypeTableView(MavLoginStateViewCtrl::AccountPage);
+        selectPage(LoginPage);
+    }
+}
+
+void MavMianViewCtrl::StartCheckTicketStatus() {
+    closeCheckTicketStatus();
+    createCheckTicketTimer();
+}
+
+void MavMianViewCtrl::closeCheckTicketStatus() { m_ticketCheckTimer.reset(); }
+
+void MavMianViewCtrl::createCheckTicketTimer() {
+    m_ticketCheckTimer = std::make_unique<Platform::DispatchTimer>(timerCheckQueue(), m_world.ticketInterval,
+                                                                   [this] { checkTicket(); });
+    m_ticketCheckTimer->start();
+}
+
+void MavMianViewCtrl::checkTicket() {
+    if (!m_world.login.iflogin())
+        return;
+    m_world.login.checkTicketStatus(
+        [view = QPointer(this), &log = m_world.log](const QJsonObject& answer, const Platform::Error& error) {
+            if (error) {
+                log.writeLog(QStringLiteral("[QenDetailWindow] QenCloud Check ticket error:%1")
+                                 .arg(error.localizedDescription()));
+                return;
+            }
+            log.writeLog(QStringLiteral("[QenDetailWindow] QenCloud Check ticket response msg:%1")
+                             .arg(redacted(answer.value(u"msg"))));
+            if (!confirmsTicket(answer))
+                return;
+            Platform::mainQueue().async([view] {
+                if (view)
+                    view->showTicketConfirmed();
+            });
+        });
+}
+
+void MavMianViewCtrl::showTicketConfirmed() {
+    // An answer that was on its way while the user signed out confirms nothing any more.
+    if (!m_ticketCheckTimer || !m_world.login.iflogin())
+        return;
+    closeCheckTicketStatus();
+    selectPage(SignedInPage);
+}

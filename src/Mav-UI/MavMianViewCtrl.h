@@ -1,0 +1,72 @@
+#pragma once
+
+#include "DispatchTimer.h"
+#include "MainViewWorld.h"
+#include "NotificationCenter.h"
+#include "Queue.h"
+
+#include <QWidget>
+
+#include <memory>
+#include <vector>
+
+class MavLoginStateViewCtrl;
+class MavNavigationViewCtrl;
+
+namespace Ui {
+class MavMianViewCtrl;
+}
+
+/// The main window's content: server page, login page, signed-in page.
+///
+/// Moves between them as the user sets the server, signs in, is confirmed by the ticket poll or loses the session. Main thread
+/// unless stated.
+class MavMianViewCtrl final : public QWidget {
+    Q_OBJECT
+public:
+    enum Page { ServerPage = 0, LoginPage = 1, SignedInPage = 2 };
+
+    explicit MavMianViewCtrl(MainViewWorld world, QWidget* parent = nullptr);
+    /// Waits for a tick of the ticket poll that runs.
+    ~MavMianViewCtrl() override;
+
+    /// Fills the server page from the configuration, except on the very first start, and shows it.
+    void selectTableItem();
+    /// selectTableItem() on the main queue. Any thread.
+    void UpdateTableView();
+    /// Leaves the signed-in page; with the object 2 (ticket timed out) the session's record goes first. Any thread; the files are
+    /// dealt with on it.
+    void exitAccount(const Platform::Notification& notification);
+
+    /// Starts the ticket poll anew.
+    void StartCheckTicketStatus();
+    void closeCheckTicketStatus();
+
+    /// Shows @p text in the warning box. Any thread.
+    void tipText(const QString& text);
+
+private:
+    void awakeFromNib();
+    void initBttonSatus();
+    void initLoadViews();
+    void addNotifications();
+    void selectPage(Page page);
+    void setingSeverBtton();
+    void probeServer();
+    void showProbeResult(bool reachable);
+    void createCheckTicketTimer();
+    void checkTicket();
+    void showTicketConfirmed();
+    MavLoginStateViewCtrl& loginViewCtrl();
+    MavNavigationViewCtrl& NavigationViewCtrl();
+    Platform::SerialQueue& timerCheckQueue();
+
+    const MainViewWorld m_world;
+    std::unique_ptr<Ui::MavMianViewCtrl> m_ui;
+    MavLoginStateViewCtrl* m_loginViewCtrl = nullptr;
+    MavNavigationViewCtrl* m_navigationViewCtrl = nullptr;
+    // The timer goes before its queue.
+    std::unique_ptr<Platform::SerialQueue> m_timerCheckQueue;
+    std::unique_ptr<Platform::DispatchTimer> m_ticketCheckTimer;
+    std::vector<Platform::NotificationCenter::Observer> m_observers;
+};

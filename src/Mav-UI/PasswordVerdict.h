@@ -1,0 +1,47 @@
+#pragma once
+
+#include "Error.h"
+
+#include <QJsonObject>
+#include <QString>
+
+/// Rules for a new password and the meaning of the server's answer to it, shared by the reset page and the password sheet.
+
+/// Why a password change is refused before it is sent; the numbers are the tip cases.
+enum class PasswordCase {
+    Accepted = 0,
+    /// The two new passwords differ.
+    Inconsistent = 1,
+    /// The new password breaks the rule.
+    Rule = 2,
+    /// A required field is empty.
+    Empty = 3,
+    /// The new password equals the old one.
+    SameAsOld = 4,
+    /// No old password or no user id.
+    NoOldAccount = 5
+};
+
+struct PasswordEntry {
+    QString userId;
+    QString oldPassword;
+    QString newPassword;
+    QString repeated;
+};
+
+PasswordCase checkPasswordEntry(const PasswordEntry& entry);
+
+/// Key of the tip that says why; empty for an accepted entry.
+QString tipKey(PasswordCase passwordCase);
+
+struct PasswordVerdict {
+    enum class Show { Nothing, Key, Text, Changed };
+    Show show = Show::Nothing;
+    QString text;
+
+    bool operator==(const PasswordVerdict&) const = default;
+};
+
+/// @param wrongOldPasswordKey  key of the text for errorcode 21, which differs between the reset page and the sheet
+PasswordVerdict judgePasswordAnswer(const QJsonObject& answer, const Platform::Error& error,
+                                    const QString& wrongOldPasswordKey);

@@ -1,0 +1,249 @@
+#include "ArchiveValue.h"
+
+#include <QHash>
+
+#include <atomic>
+#include <bit>
+#include <cmath>
+#include <limits>
+
+namespace Platform {
+
+namespace {
+
+template <typename T>
+const T& emptyValue() {
+    static const T value{};
+    return value;
+}
+
+bool mayHaveRepeatedKeys(const ArchiveValue::Dictionary& entries) {
+    constexpr size_t FewEntries = 16;
+    for (size_t i = 1; i < entries.size() && entries.size() <= FewEntries; ++i) {
+        for (size_t j = 0; j < i; ++j) {
+            if (entries[i].key == entries[j].key)
+                return true;
+        }
+    }
+    return entries.size() > FewEntries;
+}
+
+/// Keeps the first place and the last value of each key.
+void dropRepeatedKeys(ArchiveValue::Dictionary& entries) {
+    if (!mayHaveRepeatedKeys(entries))
+        return;
+    QHash<QString, size_t> places;
+    places.reserve(static_cast<qsizetype>(entries.size()));
+    size_t kept = 0;
+    for (size_t i = 0; i < entries.size(); ++i) {
+        const auto place = places.constFind(entries[i].key);
+        if (place != places.constEnd()) {
+            entries[*place].value = std::move(entries[i].value);
+            continue;
+        }
+        places.insert(entries[i].key, kept);
+        if (kept != i)
+            entries[kept] = std::move(entries[i]);
+        ++kept;
+    }
+    entries.resize(kept);
+}
+
+} // namespace
+
+ArchiveValue::ArchiveValue(const QString& text) {
+    if (text.isNull())
+        return;
+    m_type = quint64(Type::String);
+    m_payload = text;
+}
+
+ArchiveValue::ArchiveValue(const QByteArray& bytes) : ArchiveValue(Type::Data, bytes) {}
+
+ArchiveValue::ArchiveValue(const QStringList& strings) : ArchiveValue(Array(strings.begin(), strings.end())) {}
+
+ArchiveValue::ArchiveValue(Array items) : ArchiveValue(Type::Array, Payload()) {
+    auto* node = new ArrayNode;
+    node->items = std::move(items);
+    m_payload = QSharedDataPointer<ArrayNode>(node);
+}
+
+ArchiveValue::ArchiveValue(Dictionary entries) : ArchiveValue(Type::Dictionary, Payload()) {
+    auto* node = new PairsNode;
+    m_payload = QSharedDataPointer<PairsNode>(node);
+    node->entries = std::move(entries);
+    dropRepeatedKeys(node->entries);
+}
+
+ArchiveValue ArchiveValue::object(const QString& className) {
+    return object(className, {className, QStringLiteral("NSObject")});
+}
+
+ArchiveValue ArchiveValue::object(const QString& className, const QStringList& classes) {
+    auto* node = new PairsNode;
+    ArchiveValue value(Type::Object, QSharedDataPointer<PairsNode>(node));
+    node->objectClass = std::make_shared<const ArchiveClass>(ArchiveClass{className, classes});
+    return value;
+}
+
+qint64 ArchiveValue::integer() const {
+    if (const auto* whole = std::get_if<qint64>(&m_payload))
+        return *whole;
+    if (!isDouble())
+        return 0;
+    constexpr double Limit = 9223372036854775808.0; // 2^63
+    const double value = std::get<double>(m_payload);
+    if (std::isnan(value))
+        return 0;
+    if (value >= Limit)
+        return std::numeric_limits<qint64>::max();
+    return value < -Limit ? std::numeric_limits<qint64>::min() : static_cast<qint64>(value);
+}
+
+double ArchiveValue::number() const {
+    if (const auto* real = std::get_if<double>(&m_payload))
+        return *real;
+    const auto* whole = std::get_if<qint64>(&m_payload);
+    if (!whole)
+        return 0;
+    return type() == Type::Unsigned ? static_cast<double>(static_cast<quint64>(*whole)) : static_cast<double>(*whole);
+}
+
+const QString& ArchiveValue::string() const {
+    const auto* text = std::get_if<QString>(&m_payload);
+    return text ? *text : emptyValue<QString>();
+}
+
+const QByteArray& ArchiveValue::data() const {
+    const auto* bytes = std::get_if<QByteArray>(&m_payload);
+    return bytes ? *bytes : emptyValue<QByteArray>();
+}
+
+const ArchiveValue::Array& ArchiveValue::array() const {
+    const auto* node = std::get_if<QSharedDataPointer<ArrayNode>>(&m_payload);
+    return node ? (*node)->items : emptyValue<Array>();
+}
+
+const ArchiveValue::Dictionary& ArchiveValue::dictionary() const {
+    const auto* node = std::get_if<QSharedDataPointer<PairsNode>>(&m_payload);
+    return node ? (*node)->entries : emptyValue<Dictionary>();
+}
+
+const ArchiveValue& ArchiveValue::value(QStringView key) const {
+    for (const ArchiveEntry& entry : dictionary()) {
+        if (entry.key == key)
+            return entry.value;
+    }
+    return emptyValue<ArchiveValue>();
+}
+
+const QString& ArchiveValue::className() const {
+    return isObject() ? std::get<QSharedDataPointer<PairsNode>>(m_payload)->objectClass->name : emptyValue<QString>();
+}
+
+const QStringList& ArchiveValue::classes() const {
+    return isObject() ? std::get<QSharedDataPointer<PairsNode>>(m_payload)->objectClass->classes
+                      : emptyValue<QStringList>();
+}
+
+void ArchiveValue::append(ArchiveValue value) {
+    if (!isArray())
+        *this = ArchiveValue(Array());
+    std::get<QSharedDataPointer<ArrayNode>>(m_payload)->items.push_back(std::move(value));
+    m_instance = 0;
+}
+
+void ArchiveValue::insert(const QString& key, ArchiveValue value) {
+    if (!isDictionary() && !isObject())
+        *this = ArchiveValue(Dictionary());
+    m_instance = 0;
+    auto& node = std::get<QSharedDataPointer<PairsNode>>(m_payload);
+    for (ArchiveEntry& entry : node->entries) {
+        if (entry.key == key) {
+            entry.value = std::move(value);
+            return;
+        }
+    }
+    node->entries.push_back({key, std::move(value)});
+    node->asStored = false;
+}
+
+bool operator==(const ArchiveEntry& left, const ArchiveEntry& right) {
+    return left.key == right.key && left.value == right.value;
+}
+
+bool operator==(const ArchiveValue& left, const ArchiveValue& right) {
+    if (left.m_type != right.m_type)
+        return false;
+    if (left.isArray())
+        return left.array() == right.array();
+    if (left.isDictionary() || left.isObject())
+        return left.className() == right.className() && left.dictionary() == right.dictionary();
+    // Bits, so that a value equals itself even where it is no number.
+    if (const auto* real = std::get_if<double>(&left.m_payload))
+        return std::bit_cast<quint64>(*real) == std::bit_cast<quint64>(right.number());
+    return left.integer() == right.integer() && left.string() == right.string() && left.data() == right.data();
+}
+
+ArchiveValue ArchiveValue::asOneInstance() const {
+    ArchiveValue value = *this;
+    value.m_instance = ArchiveLayout::newInstances(1);
+    return value;
+}
+
+ArchiveValue ArchiveValue::asMutable() const {
+    ArchiveValue value = *this;
+    value.m_mutable = isString() || isData() || isArray() || isDictionary();
+    return value;
+}
+
+ArchiveValue ArchiveValue::stored(Storage storage) const {
+    ArchiveValue value = *this;
+    value.m_storage = quint64(storage);
+    return value;
+}
+
+quint64 ArchiveLayout::newInstances(quint32 count) {
+    static std::atomic<quint64> next{1};
+    return next.fetch_add(count, std::memory_order_relaxed);
+}
+
+ArchiveValue ArchiveLayout::string(QString text) {
+    if (text.isNull())
+        text = QLatin1String("");
+    return {ArchiveValue::Type::String, std::move(text)};
+}
+
+ArchiveValue ArchiveLayout::dictionaryAsStored(ArchiveValue::Dictionary entries) {
+    dropRepeatedKeys(entries);
+    auto* node = new ArchiveValue::PairsNode;
+    ArchiveValue value(ArchiveValue::Type::Dictionary, QSharedDataPointer<ArchiveValue::PairsNode>(node));
+    node->asStored = true;
+    node->entries = std::move(entries);
+    return value;
+}
+
+ArchiveValue ArchiveLayout::object(const QString& className, ArchiveValue::Dictionary fields) {
+    ArchiveValue value = ArchiveValue::object(className);
+    dropRepeatedKeys(fields);
+    std::get<QSharedDataPointer<ArchiveValue::PairsNode>>(value.m_payload)->entries = std::move(fields);
+    return value;
+}
+
+ArchiveValue ArchiveLayout::objectAsStored(std::shared_ptr<const ArchiveClass> objectClass,
+                                           ArchiveValue::Dictionary fields) {
+    dropRepeatedKeys(fields);
+    auto* node = new ArchiveValue::PairsNode;
+    ArchiveValue value(ArchiveValue::Type::Object, QSharedDataPointer<ArchiveValue::PairsNode>(node));
+    node->asStored = true;
+    node->entries = std::move(fields);
+    node->objectClass = std::move(objectClass);
+    return value;
+}
+
+bool ArchiveLayout::isAsStored(const ArchiveValue& value) {
+    const auto* node = std::get_if<QSharedDataPointer<ArchiveValue::PairsNode>>(&value.m_payload);
+    return node && (*node)->asStored;
+}
+
+} // namespace Platform

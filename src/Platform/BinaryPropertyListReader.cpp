@@ -1,0 +1,195 @@
+#include "BinaryPropertyListReader.h"
+
+#include "PropertyListLimits.h"
+
+#include <QtEndian>
+
+#include <bit>
+#include <cstring>
+
+namespace Platform {
+
+namespace {
+
+constexpr char Magic[] = {'b', 'p', 'l', 'i', 's', 't', '0', '0'};
+constexpr qsizetype TrailerSize = 32;
+constexpr quint8 CountFollows = 15;
+
+quint64 bigEndian(const uchar* bytes, unsigned size) {
+    switch (size) {
+    case 1:
+        return *bytes;
+    case 2:
+        return qFromBigEndian<quint16>(bytes);
+    case 4:
+        return qFromBigEndian<quint32>(bytes);
+    case 8:
+        return qFromBigEndian<quint64>(bytes);
+    default:
+        quint64 value = 0;
+        for (unsigned i = 0; i < size; ++i)
+            value = value << 8 | bytes[i];
+        return value;
+    }
+}
+
+using Object = BinaryPropertyListReader::Object;
+using Kind = BinaryPropertyListReader::Kind;
+
+Object integerObject(const uchar* bytes, unsigned size) {
+    Object object{Kind::Integer};
+    if (size < 8) {
+        object.integer = static_cast<qint64>(bigEndian(bytes, size));
+    } else if (size == 8) {
+        object.integer = qFromBigEndian<qint64>(bytes);
+    } else {
+        // The upper half only tells the sign: nothing that was 64 bits wide has more in it.
+        const auto high = qFromBigEndian<qint64>(bytes);
+        object.integer = qFromBigEndian<qint64>(bytes + 8);
+        if (high == 0)
+            object.kind = Kind::Unsigned;
+        else if (high != -1 || object.integer >= 0)
+            object.kind = Kind::Invalid;
+    }
+    return object;
+}
+
+Object realObject(Kind kind, const uchar* bytes) {
+    Object object{kind};
+    object.real = kind == Kind::SingleReal ? static_cast<double>(std::bit_cast<float>(qFromBigEndian<quint32>(bytes)))
+                                           : std::bit_cast<double>(qFromBigEndian<quint64>(bytes));
+    return object;
+}
+
+} // namespace
+
+bool BinaryPropertyListReader::open(QByteArrayView bytes) {
+    if (bytes.size() < qsizetype(sizeof Magic) + TrailerSize || bytes.size() > PropertyListLimits::FileSize ||
+        std::memcmp(bytes.data(), Magic, sizeof Magic) != 0)
+        return false;
+    const auto* first = reinterpret_cast<const uchar*>(bytes.data());
+    const uchar* trailer = first + bytes.size() - TrailerSize;
+    m_offsetSize = trailer[6];
+    m_referenceSize = trailer[7];
+    const auto count = qFromBigEndian<quint64>(trailer + 8);
+    const auto top = qFromBigEndian<quint64>(trailer + 16);
+    const auto table = qFromBigEndian<quint64>(trailer + 24);
+    if (m_offsetSize < 1 || m_offsetSize > 8 || m_referenceSize < 1 || m_referenceSize > 8 || count < 1 ||
+        count > PropertyListLimits::Objects || top >= count)
+        return false;
+    const auto tableEnd = static_cast<quint64>(bytes.size() - TrailerSize);
+    if (table <= sizeof Magic || table > tableEnd || count * m_offsetSize > tableEnd - table)
+        return false;
+    m_begin = first;
+    m_table = first + table;
+    m_end = m_table;
+    m_objectCount = static_cast<quint32>(count);
+    m_topObject = static_cast<quint32>(top);
+    m_left = bytes.size();
+    m_strings.assign(m_objectCount, QString());
+    return true;
+}
+
+Object BinaryPropertyListReader::withCount(Kind kind, quint8 low, const uchar* position, quint32 unitSize) const {
+    quint64 count = low;
+    if (low == CountFollows) {
+        if (position >= m_end || (*position & 0xfc) != 0x10)
+            return {};
+        const unsigned size = 1u << (*position & 3);
+        if (++position > m_end || m_end - position < qsizetype(size))
+            return {};
+        count = bigEndian(position, size);
+        position += size;
+    }
+    if (count > static_cast<quint64>(m_end - position) / unitSize)
+        return {};
+    return {kind, static_cast<quint32>(count), position};
+}
+
+Object BinaryPropertyListReader::object(quint32 index) const {
+    if (index >= m_objectCount)
+        return {};
+    const quint64 offset = bigEndian(m_table + size_t{index} * m_offsetSize, m_offsetSize);
+    if (offset < sizeof Magic || offset >= static_cast<quint64>(m_end - m_begin))
+        return {};
+    const uchar* position = m_begin + offset;
+    const quint8 high = *position >> 4;
+    const quint8 low = *position & 15;
+    ++position;
+    const qsizetype left = m_end - position;
+    switch (high) {
+    case 0x0:
+        return low == 8 || low == 9 ? Object{Kind::Boolean, 0, nullptr, low == 9} : Object{};
+    case 0x1:
+        return low <= 4 && left >= (1 << low) ? integerObject(position, 1u << low) : Object{};
+    case 0x2:
+        if (low == 2 && left >= 4)
+            return realObject(Kind::SingleReal, position);
+        return low == 3 && left >= 8 ? realObject(Kind::Real, position) : Object{};
+    case 0x3:
+        return low == 3 && left >= 8 ? realObject(Kind::Date, position) : Object{};
+    case 0x4:
+        return withCount(Kind::Data, low, position, 1);
+    case 0x5:
+        return withCount(Kind::String, low, position, 1);
+    case 0x6:
+        return withCount(Kind::WideString, low, position, 2);
+    case 0x8: {
+        if (low >= 8 || left < low + 1)
+            return {};
+        const quint64 number = bigEndian(position, low + 1u);
+        return number <= 0xffffffff ? Object{Kind::Uid, 0, nullptr, static_cast<qint64>(number)} : Object{};
+    }
+    case 0xa:
+        return withCount(Kind::Array, low, position, m_referenceSize);
+    case 0xd:
+        return withCount(Kind::Dictionary, low, position, m_referenceSize * 2u);
+    default:
+        return {};
+    }
+}
+
+quint32 BinaryPropertyListReader::reference(const Object& container, quint32 position) const {
+    const quint64 index = bigEndian(container.bytes + size_t{position} * m_referenceSize, m_referenceSize);
+    return index < m_objectCount ? static_cast<quint32>(index) : NoObject;
+}
+
+bool BinaryPropertyListReader::take(qsizetype length) {
+    if (length > m_left)
+        return false;
+    m_left -= length;
+    return true;
+}
+
+QString BinaryPropertyListReader::string(quint32 index, const Object& object) {
+    if (index >= m_objectCount)
+        return {};
+    QString& text = m_strings[index];
+    if (!text.isNull())
+        return text;
+    if (object.kind == Kind::String && take(object.count)) {
+        text = QString::fromLatin1(reinterpret_cast<const char*>(object.bytes), object.count);
+    } else if (object.kind == Kind::WideString && take(qsizetype{object.count} * 2)) {
+        text = QString(qsizetype{object.count}, Qt::Uninitialized);
+        qFromBigEndian<quint16>(object.bytes, object.count, text.data());
+    } else {
+        return {};
+    }
+    if (text.isNull())
+        text = QLatin1String("");
+    return text;
+}
+
+bool BinaryPropertyListReader::data(const Object& object, QByteArray& result) {
+    if (object.kind != Kind::Data || !take(object.count))
+        return false;
+    result = QByteArray(reinterpret_cast<const char*>(object.bytes), object.count);
+    return true;
+}
+
+bool BinaryPropertyListReader::isText(const Object& object, QByteArrayView ascii) {
+    return object.kind == Kind::String && object.count == ascii.size() &&
+           std::memcmp(object.bytes, ascii.data(), object.count) == 0;
+}
+
+} // namespace Platform

@@ -1,0 +1,274 @@
+#include "BinaryPropertyListWriter.h"
+
+#include "ArchiveValue.h"
+#include "PropertyListLimits.h"
+
+#include <QtEndian>
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+namespace Platform {
+
+namespace {
+
+constexpr quint32 None = 0xffffffff;
+constexpr char Magic[] = {'b', 'p', 'l', 'i', 's', 't', '0', '0'};
+constexpr quint32 TrailerSize = 32;
+constexpr quint32 CountFollows = 15;
+
+/// Bytes for a number: 1, 2, 4 or 8.
+quint32 width(quint64 number) {
+    if (number <= 0xff)
+        return 1;
+    if (number <= 0xffff)
+        return 2;
+    return number <= 0xffffffff ? 4 : 8;
+}
+
+quint32 markerOfWidth(quint32 bytes) {
+    return static_cast<quint32>(std::countr_zero(bytes));
+}
+
+quint32 headSize(quint32 count) {
+    return count < CountFollows ? 1 : 2 + width(count);
+}
+
+bool isPlain(QStringView text) {
+    char16_t all = 0;
+    for (const QChar unit : text)
+        all |= unit.unicode();
+    return all < 0x80;
+}
+
+} // namespace
+
+/// Writes into room that was measured before.
+class BinaryPropertyListWriter::Sink {
+public:
+    explicit Sink(char* position) : m_position(position) {}
+
+    void byte(quint32 value) { *m_position++ = static_cast<char>(value); }
+    void number(quint64 value, quint32 bytes) {
+        value = qToBigEndian(value);
+        // Narrow numbers are the rule, and a copy of fixed length is the fastest.
+        char all[8];
+        std::memcpy(all, &value, 8);
+        switch (bytes) {
+        case 1:
+            *m_position = all[7];
+            break;
+        case 2:
+            std::memcpy(m_position, all + 6, 2);
+            break;
+        case 4:
+            std::memcpy(m_position, all + 4, 4);
+            break;
+        default:
+            std::memcpy(m_position, all, 8);
+        }
+        m_position += bytes;
+    }
+    void copy(const char* bytes, size_t count) {
+        if (count > 0)
+            std::memcpy(m_position, bytes, count);
+        m_position += count;
+    }
+    void head(quint32 marker, quint32 count) {
+        if (count < CountFollows) {
+            byte(marker | count);
+            return;
+        }
+        byte(marker | CountFollows);
+        byte(0x10 | markerOfWidth(width(count)));
+        number(count, width(count));
+    }
+    void narrow(const char16_t* units, quint32 count) {
+        for (quint32 i = 0; i < count; ++i)
+            m_position[i] = static_cast<char>(units[i]);
+        m_position += count;
+    }
+    void wide(const char16_t* units, quint32 count) {
+        qToBigEndian<quint16>(units, count, m_position);
+        m_position += size_t{count} * 2;
+    }
+
+private:
+    char* m_position;
+};
+
+BinaryPropertyListWriter::BinaryPropertyListWriter() : m_booleans{None, None} {
+    m_objects.reserve(64);
+    m_references.reserve(128);
+}
+
+quint32 BinaryPropertyListWriter::add(const Object& object) {
+    m_objects.push_back(object);
+    return objectCount() - 1;
+}
+
+quint32 BinaryPropertyListWriter::begin(Kind kind, quint32 count, quint32 references) {
+    const size_t start = m_references.size();
+    m_references.resize(start + references);
+    return add({kind, count, {.start = start}});
+}
+
+quint32 BinaryPropertyListWriter::addString(QStringView text) {
+    // Longer ones cannot be written anyway, and bytes() finds that out.
+    const auto count = static_cast<quint32>(std::min<qsizetype>(text.size(), PropertyListLimits::FileSize));
+    return add({isPlain(text) ? Kind::String : Kind::WideString, count, {.units = text.utf16()}});
+}
+
+quint32 BinaryPropertyListWriter::addScalar(const ArchiveValue& value) {
+    switch (value.type()) {
+    case ArchiveValue::Type::Boolean:
+        return addBoolean(value.boolean());
+    case ArchiveValue::Type::Integer:
+        return addInteger(value.integer());
+    case ArchiveValue::Type::Unsigned:
+        return add({Kind::Unsigned, 0, {.integer = value.integer()}});
+    case ArchiveValue::Type::Double:
+        return add(
+            {ArchiveLayout::isSinglePrecision(value) ? Kind::SingleReal : Kind::Real, 0, {.real = value.number()}});
+    case ArchiveValue::Type::Date:
+        return add({Kind::Date, 0, {.real = value.number()}});
+    case ArchiveValue::Type::Data: {
+        const auto count = std::min<qsizetype>(value.data().size(), PropertyListLimits::FileSize);
+        return add({Kind::Data, static_cast<quint32>(count), {.bytes = value.data().constData()}});
+    }
+    default:
+        return addString(value.string());
+    }
+}
+
+quint32 BinaryPropertyListWriter::addBoolean(bool value) {
+    const quint32 object = add({value ? Kind::True : Kind::False, 0, {.integer = 0}});
+    quint32& first = m_booleans[value ? 1 : 0];
+    if (first == None)
+        first = object;
+    return first;
+}
+
+quint32 BinaryPropertyListWriter::addUid(quint32 number) {
+    const quint32 object = add({Kind::Uid, 0, {.integer = number}});
+    if (number >= m_uids.size())
+        m_uids.resize(std::max<size_t>(number + 1, m_uids.size() * 2), None);
+    if (m_uids[number] == None)
+        m_uids[number] = object;
+    return m_uids[number];
+}
+
+quint64 BinaryPropertyListWriter::contentSize(const Object& object, quint32 referenceSize) {
+    switch (object.kind) {
+    case Kind::False:
+    case Kind::True:
+        return 1;
+    case Kind::Integer:
+        return 1 + (object.body.integer < 0 ? 8 : width(static_cast<quint64>(object.body.integer)));
+    case Kind::Unsigned:
+        return 17;
+    case Kind::SingleReal:
+        return 5;
+    case Kind::Real:
+    case Kind::Date:
+        return 9;
+    case Kind::Data:
+    case Kind::String:
+        return headSize(object.count) + quint64{object.count};
+    case Kind::WideString:
+        return headSize(object.count) + quint64{object.count} * 2;
+    case Kind::Uid:
+        return 1 + width(static_cast<quint64>(object.body.integer));
+    case Kind::Array:
+        return headSize(object.count) + quint64{object.count} * referenceSize;
+    case Kind::Dictionary:
+        return headSize(object.count) + quint64{object.count} * 2 * referenceSize;
+    }
+    return 0;
+}
+
+void BinaryPropertyListWriter::write(const Object& object, Sink& sink, quint32 referenceSize) const {
+    switch (object.kind) {
+    case Kind::False:
+        return sink.byte(0x08);
+    case Kind::True:
+        return sink.byte(0x09);
+    case Kind::Integer: {
+        const auto number = static_cast<quint64>(object.body.integer);
+        const quint32 size = object.body.integer < 0 ? 8 : width(number);
+        sink.byte(0x10 | markerOfWidth(size));
+        return sink.number(number, size);
+    }
+    case Kind::Unsigned:
+        sink.byte(0x14);
+        sink.number(0, 8);
+        return sink.number(static_cast<quint64>(object.body.integer), 8);
+    case Kind::SingleReal:
+        sink.byte(0x22);
+        return sink.number(std::bit_cast<quint32>(static_cast<float>(object.body.real)), 4);
+    case Kind::Real:
+    case Kind::Date:
+        sink.byte(object.kind == Kind::Date ? 0x33 : 0x23);
+        return sink.number(std::bit_cast<quint64>(object.body.real), 8);
+    case Kind::Data:
+        sink.head(0x40, object.count);
+        return sink.copy(object.body.bytes, object.count);
+    case Kind::String:
+        sink.head(0x50, object.count);
+        return sink.narrow(object.body.units, object.count);
+    case Kind::WideString:
+        sink.head(0x60, object.count);
+        return sink.wide(object.body.units, object.count);
+    case Kind::Uid: {
+        const auto number = static_cast<quint64>(object.body.integer);
+        sink.byte(0x80 | (width(number) - 1));
+        return sink.number(number, width(number));
+    }
+    case Kind::Array:
+    case Kind::Dictionary:
+        const bool isArray = object.kind == Kind::Array;
+        sink.head(isArray ? 0xa0 : 0xd0, object.count);
+        const quint32* reference = m_references.data() + object.body.start;
+        for (const quint32* end = reference + object.count * (isArray ? 1 : 2); reference != end; ++reference)
+            sink.number(*reference, referenceSize);
+    }
+}
+
+QByteArray BinaryPropertyListWriter::bytes() const {
+    if (m_objects.empty() || m_objects.size() > PropertyListLimits::Objects)
+        return {};
+    // By the number of objects, not by the highest reference: 256 objects already take two bytes.
+    const quint32 referenceSize = width(m_objects.size());
+    std::vector<quint32> offsets;
+    offsets.reserve(m_objects.size());
+    quint64 offset = sizeof Magic;
+    for (const Object& object : m_objects) {
+        offsets.push_back(static_cast<quint32>(offset));
+        offset += contentSize(object, referenceSize);
+        if (offset > PropertyListLimits::FileSize)
+            return {};
+    }
+    const quint32 offsetSize = width(offset);
+    const quint64 size = offset + offsets.size() * offsetSize + TrailerSize;
+    if (size > PropertyListLimits::FileSize)
+        return {};
+    QByteArray file(static_cast<qsizetype>(size), Qt::Uninitialized);
+    Sink sink(file.data());
+    sink.copy(Magic, sizeof Magic);
+    for (const Object& object : m_objects)
+        write(object, sink, referenceSize);
+    for (const quint32 start : offsets)
+        sink.number(start, offsetSize);
+    constexpr quint32 UnusedAndSortVersion = 6;
+    for (quint32 i = 0; i < UnusedAndSortVersion; ++i)
+        sink.byte(0);
+    sink.byte(offsetSize);
+    sink.byte(referenceSize);
+    sink.number(m_objects.size(), 8);
+    sink.number(0, 8);
+    sink.number(offset, 8);
+    return file;
+}
+
+} // namespace Platform

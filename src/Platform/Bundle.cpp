@@ -1,0 +1,55 @@
+#include "Bundle.h"
+
+#include "Files.h"
+#include "Paths.h"
+#include "PropertyList.h"
+#include "PropertyListLimits.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QTranslator>
+
+namespace Platform {
+
+namespace {
+
+QString contents() {
+    return Paths::applicationBundle() + QStringLiteral("/Contents/");
+}
+
+} // namespace
+
+bool installStringTable() {
+    auto* translator = new QTranslator(QCoreApplication::instance());
+    if (translator->load(QStringLiteral(":/i18n/mav_zh_CN.qm")) && QCoreApplication::installTranslator(translator))
+        return true;
+    delete translator;
+    return false;
+}
+
+QString localizedString(const QString& key) {
+    const QString text = qtTrId(key.toUtf8().constData());
+    // What no table knows comes back as it went in.
+    return text == key ? QString() : text;
+}
+
+QString resourcePath(const QString& name, const QString& type) {
+    const QString file = type.isEmpty() ? name : name + u'.' + type;
+    if (name.isEmpty())
+        return {};
+    for (const QString& place : {contents() + QStringLiteral("Resources/"), QStringLiteral(":/bundle/")}) {
+        if (QFileInfo::exists(place + file))
+            return place + file;
+    }
+    return {};
+}
+
+QString infoValue(const QString& key) {
+    const auto bytes = readFile(contents() + QStringLiteral("Info.plist"), PropertyListLimits::FileSize);
+    if (const auto information = bytes ? PropertyList::decoded(*bytes) : std::nullopt)
+        return information->value(key).string();
+    const bool isVersion = key == u"CFBundleVersion" || key == u"CFBundleShortVersionString";
+    return isVersion ? QStringLiteral(MAV_VERSION) : QString();
+}
+
+} // namespace Platform

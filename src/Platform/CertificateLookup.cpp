@@ -1,0 +1,125 @@
+#include "CertificateLookup.h"
+
+#include "Deployment.h"
+
+#include <p11-kit/p11-kit.h>
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace Platform {
+
+namespace {
+
+/// More than any machine has; a module that claims more is not followed.
+constexpr CK_ULONG MostSlots = 256;
+
+struct ModulesDeleter {
+    void operator()(CK_FUNCTION_LIST** modules) const { p11_kit_modules_finalize_and_release(modules); }
+};
+using Modules = std::unique_ptr<CK_FUNCTION_LIST*, ModulesDeleter>;
+
+class Session final {
+public:
+    Session(CK_FUNCTION_LIST* module, CK_SLOT_ID slot) : m_module(module) {
+        m_open = m_module->C_OpenSession(slot, CKF_SERIAL_SESSION, nullptr, nullptr, &m_handle) == CKR_OK;
+    }
+    ~Session() {
+        if (m_open)
+            m_module->C_CloseSession(m_handle);
+    }
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    bool hasCertificate(QByteArray label) {
+        CK_OBJECT_CLASS wanted = CKO_CERTIFICATE;
+        CK_ATTRIBUTE conditions[] = {{CKA_CLASS, &wanted, sizeof wanted},
+                                     {CKA_LABEL, label.data(), static_cast<CK_ULONG>(label.size())}};
+        if (!m_open || m_module->C_FindObjectsInit(m_handle, conditions, std::size(conditions)) != CKR_OK)
+            return false;
+        CK_OBJECT_HANDLE object = 0;
+        CK_ULONG count = 0;
+        const bool isFound = m_module->C_FindObjects(m_handle, &object, 1, &count) == CKR_OK && count > 0;
+        m_module->C_FindObjectsFinal(m_handle);
+        return isFound;
+    }
+
+private:
+    CK_FUNCTION_LIST* const m_module;
+    CK_SESSION_HANDLE m_handle = 0;
+    bool m_open = false;
+};
+
+std::vector<CK_SLOT_ID> slotsWithToken(CK_FUNCTION_LIST* module) {
+    CK_ULONG count = 0;
+    if (module->C_GetSlotList(CK_TRUE, nullptr, &count) != CKR_OK || count == 0)
+        return {};
+    // One that was plugged in meanwhile is not missed.
+    count = std::min(count + 1, MostSlots);
+    std::vector<CK_SLOT_ID> slots(count);
+    if (module->C_GetSlotList(CK_TRUE, slots.data(), &count) != CKR_OK)
+        return {};
+    slots.resize(std::min<size_t>(count, slots.size()));
+    return slots;
+}
+
+bool moduleHasCertificate(CK_FUNCTION_LIST* module, const QByteArray& label) {
+    for (const CK_SLOT_ID slot : slotsWithToken(module)) {
+        CK_TOKEN_INFO token{};
+        if (module->C_GetTokenInfo(slot, &token) != CKR_OK || !(token.flags & CKF_TOKEN_INITIALIZED))
+            continue;
+        if (Session(module, slot).hasCertificate(label))
+            return true;
+    }
+    return false;
+}
+
+bool anyTokenHasCertificate(const QByteArray& label) {
+    const Modules modules(p11_kit_modules_load_and_initialize(0));
+    for (CK_FUNCTION_LIST** module = modules.get(); module && *module; ++module) {
+        if (moduleHasCertificate(*module, label))
+            return true;
+    }
+    return false;
+}
+
+/// Shared with a look-up that may end after its caller has gone.
+struct Answer {
+    std::mutex mutex;
+    std::condition_variable arrived;
+    std::optional<bool> isFound;
+    bool isGivenUp = false;
+};
+
+void lookUp(const QByteArray& label, Answer& answer) {
+    {
+        const std::lock_guard lock(answer.mutex);
+        if (answer.isGivenUp)
+            return;
+    }
+    const bool isFound = anyTokenHasCertificate(label);
+    const std::lock_guard lock(answer.mutex);
+    answer.isFound = isFound;
+    answer.arrived.notify_all();
+}
+
+} // namespace
+
+TokenCertificates::TokenCertificates(std::chrono::milliseconds limit)
+    : m_limit(limit), m_queue(Deployment::BundleIdentifier + QStringLiteral(".certificates")) {}
+
+bool TokenCertificates::hasCertificate(const QString& label) {
+    if (label.isEmpty())
+        return false;
+    const auto answer = std::make_shared<Answer>();
+    m_queue.async([answer, utf8 = label.toUtf8()] { lookUp(utf8, *answer); });
+    std::unique_lock lock(answer->mutex);
+    answer->arrived.wait_for(lock, m_limit, [&] { return answer->isFound.has_value(); });
+    answer->isGivenUp = true;
+    return answer->isFound.value_or(false);
+}
+
+} // namespace Platform

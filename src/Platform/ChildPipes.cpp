@@ -1,0 +1,128 @@
+#include "ChildPipes.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace Platform {
+
+namespace {
+
+void closeDescriptor(int& descriptor) {
+    if (descriptor >= 0)
+        close(descriptor);
+    descriptor = -1;
+}
+
+/// A pipe end among the standard streams would be overwritten while the child's are set up.
+bool moveAboveStandardStreams(int& descriptor) {
+    if (descriptor > STDERR_FILENO)
+        return true;
+    const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    closeDescriptor(descriptor);
+    descriptor = moved;
+    return moved >= 0;
+}
+
+} // namespace
+
+ChildPipes::~ChildPipes() {
+    closeReadEnds();
+    closeWriteEnds();
+}
+
+bool ChildPipes::open() {
+    for (Stream& stream : m_streams) {
+        int ends[2] = {-1, -1};
+        const bool made = pipe2(ends, O_CLOEXEC) == 0;
+        stream.readEnd = ends[0];
+        stream.writeEnd = ends[1];
+        if (!made || !moveAboveStandardStreams(stream.readEnd) || !moveAboveStandardStreams(stream.writeEnd) ||
+            fcntl(stream.readEnd, F_SETFL, O_NONBLOCK) != 0) {
+            const int reason = errno;
+            closeReadEnds();
+            closeWriteEnds();
+            errno = reason;
+            return false;
+        }
+    }
+    return true;
+}
+
+void ChildPipes::closeWriteEnds() {
+    for (Stream& stream : m_streams)
+        closeDescriptor(stream.writeEnd);
+}
+
+void ChildPipes::closeReadEnds() {
+    for (Stream& stream : m_streams)
+        closeDescriptor(stream.readEnd);
+}
+
+void ChildPipes::take(Stream& stream) {
+    char bytes[65536];
+    const ssize_t count = read(stream.readEnd, bytes, sizeof bytes);
+    if (count > 0) {
+        const qsizetype room = StreamLimit - stream.data.size();
+        stream.data.append(bytes, std::min<qsizetype>(count, room));
+    } else if (count == 0 || (errno != EAGAIN && errno != EINTR)) {
+        closeDescriptor(stream.readEnd);
+    }
+}
+
+ChildPipes::Step ChildPipes::step(int timeoutMilliseconds, int exitDescriptor) {
+    if (m_streams[0].readEnd < 0 && m_streams[1].readEnd < 0)
+        return Step::Closed;
+    // poll() passes over negative descriptors.
+    pollfd polled[3] = {
+        {m_streams[0].readEnd, POLLIN, 0}, {m_streams[1].readEnd, POLLIN, 0}, {exitDescriptor, POLLIN, 0}};
+    const int ready = poll(polled, 3, timeoutMilliseconds);
+    if (ready < 0)
+        return errno == EINTR ? Step::Data : Step::Closed;
+    if (ready == 0)
+        return Step::Nothing;
+    bool hasData = false;
+    for (size_t i = 0; i < m_streams.size(); ++i) {
+        if (polled[i].revents) {
+            take(m_streams[i]);
+            hasData = true;
+        }
+    }
+    return hasData ? Step::Data : Step::Exit;
+}
+
+void ChildPipes::readToEnd() {
+    while (step(-1) != Step::Closed)
+        ;
+}
+
+void ChildPipes::readWhatIsThere() {
+    const auto deadline = Clock::now() + DrainLimit;
+    while (Clock::now() < deadline && step(static_cast<int>(Quiet.count())) == Step::Data)
+        ;
+}
+
+void ChildPipes::readUntil(const std::function<bool()>& hasEnded, int exitDescriptor, Clock::time_point deadline) {
+    for (;;) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        if (left <= 0)
+            return;
+        const auto wait = exitDescriptor < 0 ? std::min<long>(left, 100) : std::min<long>(left, 1000);
+        switch (step(static_cast<int>(wait), exitDescriptor)) {
+        case Step::Data:
+            break;
+        case Step::Closed:
+            return;
+        case Step::Exit:
+        case Step::Nothing:
+            if (hasEnded()) {
+                readWhatIsThere();
+                return;
+            }
+        }
+    }
+}
+
+} // namespace Platform

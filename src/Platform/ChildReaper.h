@@ -1,0 +1,12 @@
+#pragma once
+
+#include <sys/types.h>
+
+/// Collects the exit statuses of children that outlive the object that started them, so that none stays as a zombie.
+namespace Platform::ChildReaper {
+
+/// Takes over the running child @p pid and its @p exitDescriptor (a pidfd, or -1). The child is not disturbed. Any
+/// thread. A thread is borrowed only while there is such a child.
+void adopt(pid_t pid, int exitDescriptor);
+
+} // namespace Platform::ChildReaper

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <QHash>
+#include <QStringList>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+
+namespace Platform {
+
+/// Follows a set of files through their folders and reports each one that was written, replaced, created or removed.
+///
+/// A folder may be missing, appear later, go away and come back. What happens within the latency after a first change comes in
+/// one callback, each path once, in the order of first change. When the kernel drops events, every path counts as changed:
+/// never silence. Memory does not depend on the number of changes.
+class FileEventStream final {
+public:
+    /// @param paths  absolute file names  @param latency  from the first change to the callback
+    /// @param callback  called on the thread that runs the stream
+    FileEventStream(QStringList paths, std::chrono::milliseconds latency, std::function<void(const QStringList&)> callback);
+    ~FileEventStream();
+    FileEventStream(const FileEventStream&) = delete;
+    FileEventStream& operator=(const FileEventStream&) = delete;
+
+    /// Follows the files on the calling thread until stop(). Changes made before it are not seen.
+    void run();
+    /// Makes run() return. Any thread.
+    void stop();
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    struct Folder {
+        QString path;
+        QStringList names;
+        bool present = false;
+    };
+
+    void watchAll(bool filesAreNews);
+    QString watchFolder(Folder& folder, bool filesAreNews);
+    bool addWatch(const QString& path);
+    void readEvents();
+    void handle(int descriptor, quint32 mask, const QString& name);
+    void folderMoved(const QString& path);
+    void changed(const QString& path);
+    int timeLeft() const;
+
+    const QStringList m_paths;
+    const std::chrono::milliseconds m_latency;
+    const std::function<void(const QStringList&)> m_callback;
+    int m_inotify = -1;
+    int m_wake = -1;
+    std::atomic<bool> m_stopped{false};
+    QList<Folder> m_folders;
+    QHash<int, QString> m_watches;
+    QStringList m_pending;
+    Clock::time_point m_due;
+};
+
+} // namespace Platform

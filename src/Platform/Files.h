@@ -1,0 +1,39 @@
+#pragma once
+
+#include "Error.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <optional>
+
+#include <sys/types.h>
+
+namespace Platform {
+
+inline const QString PosixErrorDomain = QStringLiteral("NSPOSIXErrorDomain");
+
+enum class Durability {
+    /// A reader sees the old or the new file, also when this process is killed.
+    Plain,
+    /// The same after a loss of power: file and folder are synced, which can take a hundred milliseconds.
+    Synced,
+};
+
+/// All bytes of the regular file @p path. Nothing when it does not exist, cannot be read, is no regular file or has more than
+/// @p limit bytes, which is found out before any is read. Never waits for another process.
+std::optional<QByteArray> readFile(const QString& path, qint64 limit);
+
+/// Puts @p bytes in the place of the file @p path, or makes it, through a temporary file of a name of its own in the same folder.
+/// After an error the old file is untouched (unless only the syncing of its folder failed) and the temporary one gone; the error
+/// has the system's number and text.
+/// @param mode  exactly the permissions of the new file
+Error replaceFile(const QString& path, const QByteArray& bytes, Durability durability = Durability::Plain,
+                  mode_t mode = 0600);
+
+/// True when @p path is a folder afterwards.
+/// @param mode  permissions of every folder that is made
+/// @param intermediate  makes missing folders above it as well
+bool makeFolder(const QString& path, mode_t mode = 0700, bool intermediate = true);
+
+} // namespace Platform

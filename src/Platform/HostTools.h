@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QStringList>
+
+/// The pack of host tools that the client brings, and how commands find it.
+namespace Platform::HostTools {
+
+/// Folders that are searched for tools before the system's, first one first; those that do not exist are passed over.
+/// By default Contents/Tools in the application bundle, then "hosttools" beside the running executable.
+QStringList folders();
+/// Replaces the list of folders() for every command started from now on. Any thread.
+void setFolders(const QStringList& folders);
+
+/// @p path itself when something exists there, else the tool of the same name in the pack, else @p path unchanged.
+QString resolved(const QString& path);
+/// The PATH of a child process: the existing folders of the pack in front of @p searchPath (the system's usual one when
+/// empty).
+QString searchPath(const QString& searchPath);
+
+} // namespace Platform::HostTools

@@ -1,0 +1,184 @@
+#include "HttpAnswer.h"
+
+#include <QJsonDocument>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace Platform {
+
+namespace {
+
+struct CodeText {
+    qint64 code;
+    const char16_t* text;
+};
+
+constexpr std::array CodeTexts{
+    CodeText{Error::Cancelled, u"请求已取消。"},
+    CodeText{Error::BadUrl, u"服务器地址无效。"},
+    CodeText{Error::TimedOut, u"请求超时。"},
+    CodeText{Error::UnsupportedUrl, u"不支持该类型的地址。"},
+    CodeText{Error::CannotFindHost, u"找不到服务器。"},
+    CodeText{Error::CannotConnect, u"无法连接服务器。"},
+    CodeText{Error::ConnectionLost, u"网络连接已中断。"},
+    CodeText{Error::TooManyRedirects, u"服务器重定向次数过多。"},
+    CodeText{Error::CannotDecodeContent, u"无法解码服务器返回的内容。"},
+    CodeText{Error::CannotParseResponse, u"无法解析服务器的响应。"},
+    CodeText{Error::ResponseTooLarge, u"服务器返回的数据过大。"},
+    CodeText{Error::SecureConnectionFailed, u"无法与服务器建立安全连接。"},
+};
+
+struct StatusText {
+    long status;
+    const char* text;
+};
+
+constexpr std::array StatusTexts{
+    StatusText{301, "moved permanently"},
+    StatusText{302, "found"},
+    StatusText{303, "see other"},
+    StatusText{304, "not modified"},
+    StatusText{305, "needs proxy"},
+    StatusText{307, "temporarily redirected"},
+    StatusText{400, "bad request"},
+    StatusText{401, "unauthorized"},
+    StatusText{402, "payment required"},
+    StatusText{403, "forbidden"},
+    StatusText{404, "not found"},
+    StatusText{405, "method not allowed"},
+    StatusText{406, "unacceptable"},
+    StatusText{407, "proxy authentication required"},
+    StatusText{408, "request timed out"},
+    StatusText{409, "conflict"},
+    StatusText{410, "no longer exists"},
+    StatusText{411, "length required"},
+    StatusText{412, "precondition failed"},
+    StatusText{413, "request too large"},
+    StatusText{414, "requested URL too long"},
+    StatusText{415, "unsupported media type"},
+    StatusText{416, "requested range not satisfiable"},
+    StatusText{417, "expectation failed"},
+    StatusText{500, "internal server error"},
+    StatusText{501, "unimplemented"},
+    StatusText{502, "bad gateway"},
+    StatusText{503, "service unavailable"},
+    StatusText{504, "gateway timed out"},
+    StatusText{505, "unsupported version"},
+};
+
+QString statusText(long status) {
+    const auto known = std::find_if(StatusTexts.begin(), StatusTexts.end(),
+                                    [status](const StatusText& entry) { return entry.status == status; });
+    if (known != StatusTexts.end())
+        return QString::fromLatin1(known->text);
+    switch (status / 100) {
+    case 1:
+        return QStringLiteral("informational");
+    case 3:
+        return QStringLiteral("redirected");
+    case 4:
+        return QStringLiteral("client error");
+    default:
+        return QStringLiteral("server error");
+    }
+}
+
+qint64 errorCode(CURLcode code) {
+    switch (code) {
+    case CURLE_OPERATION_TIMEDOUT:
+        return Error::TimedOut;
+    case CURLE_URL_MALFORMAT:
+        return Error::BadUrl;
+    case CURLE_COULDNT_RESOLVE_HOST:
+    case CURLE_COULDNT_RESOLVE_PROXY:
+        return Error::CannotFindHost;
+    case CURLE_COULDNT_CONNECT:
+    case CURLE_PROXY:
+    case CURLE_INTERFACE_FAILED:
+        return Error::CannotConnect;
+    case CURLE_GOT_NOTHING:
+    case CURLE_SEND_ERROR:
+    case CURLE_RECV_ERROR:
+    case CURLE_PARTIAL_FILE:
+    case CURLE_SEND_FAIL_REWIND:
+        return Error::ConnectionLost;
+    case CURLE_FILESIZE_EXCEEDED:
+        return Error::ResponseTooLarge;
+    case CURLE_BAD_CONTENT_ENCODING:
+        return Error::CannotDecodeContent;
+    // The scheme was checked before: what the transport does not support is an answer without a status line.
+    case CURLE_UNSUPPORTED_PROTOCOL:
+    case CURLE_WEIRD_SERVER_REPLY:
+        return Error::CannotParseResponse;
+    case CURLE_SSL_CONNECT_ERROR:
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_CERTPROBLEM:
+    case CURLE_SSL_CIPHER:
+    case CURLE_SSL_CACERT_BADFILE:
+    case CURLE_SSL_ISSUER_ERROR:
+    case CURLE_SSL_CLIENTCERT:
+    case CURLE_SSL_ENGINE_NOTFOUND:
+    case CURLE_SSL_ENGINE_SETFAILED:
+        return Error::SecureConnectionFailed;
+    default:
+        return Error::Unknown;
+    }
+}
+
+} // namespace
+
+Error httpError(qint64 code, const QString& failureReason) {
+    const auto known =
+        std::find_if(CodeTexts.begin(), CodeTexts.end(), [code](const CodeText& entry) { return entry.code == code; });
+    const QString text = known == CodeTexts.end() ? QStringLiteral("网络请求失败。") : QString::fromUtf16(known->text);
+    return Error(UrlErrorDomain, code, text, failureReason);
+}
+
+Error transportError(CURLcode code, const QString& detail) {
+    return httpError(errorCode(code), detail.isEmpty() ? QString::fromUtf8(curl_easy_strerror(code)) : detail);
+}
+
+Error judgeAnswer(const HttpAnswer& answer, const QList<QByteArray>& acceptableTypes) {
+    if (answer.status < 200 || answer.status > 299)
+        return Error(UrlErrorDomain, Error::BadServerResponse,
+                     QStringLiteral("Request failed: %1 (%2)").arg(statusText(answer.status)).arg(answer.status));
+    const QByteArray type = answer.contentType.split(';').first().trimmed().toLower();
+    if (acceptableTypes.isEmpty() || answer.body.isEmpty() || type.isEmpty() || acceptableTypes.contains(type))
+        return {};
+    return Error(UrlErrorDomain, Error::CannotDecodeContent,
+                 QStringLiteral("服务器返回了不支持的内容类型：%1").arg(QString::fromLatin1(type)));
+}
+
+Error parseJsonAnswer(const QByteArray& text, QJsonObject* object) {
+    QJsonParseError failure;
+    const QJsonDocument document = QJsonDocument::fromJson(text, &failure);
+    if (!document.isObject() && !document.isArray())
+        return Error(CocoaErrorDomain, Error::NotJson, QStringLiteral("服务器返回的数据格式不正确。"),
+                     failure.errorString());
+    *object = document.object();
+    return {};
+}
+
+bool isRedirect(const HttpAnswer& answer) {
+    switch (answer.status) {
+    case 301:
+    case 302:
+    case 303:
+    case 307:
+    case 308:
+        return !answer.location.isEmpty();
+    default:
+        return false;
+    }
+}
+
+bool becomesGet(long status, const QByteArray& method) {
+    if (method == "HEAD")
+        return false;
+    // A POST that is moved goes on as GET, as every browser has it; other methods only change after "see other".
+    return status == 303 || ((status == 301 || status == 302) && method == "POST");
+}
+
+} // namespace Platform

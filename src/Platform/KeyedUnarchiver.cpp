@@ -1,0 +1,486 @@
+#include "KeyedUnarchiver.h"
+
+#include "BinaryPropertyListReader.h"
+#include "PropertyListLimits.h"
+
+#include <algorithm>
+#include <deque>
+
+namespace Platform {
+
+namespace {
+
+using Reader = BinaryPropertyListReader;
+using Kind = Reader::Kind;
+
+constexpr qint64 ArchiveVersion = 100000;
+constexpr quint32 NoClass = 0xffffffff;
+constexpr quint32 LookLimit = 8 * PropertyListLimits::Objects;
+
+/// What an object of a class is read as.
+enum class Form : quint8 { String, Data, Date, Null, Array, Dictionary, Object };
+
+struct ClassEntry {
+    std::shared_ptr<const ArchiveClass> objectClass;
+    Form form = Form::Object;
+    bool isMutable = false;
+    bool isAllowed = false;
+};
+
+Form formOf(const QString& name) {
+    static const std::pair<QLatin1StringView, Form> forms[] = {
+        {QLatin1StringView("NSDictionary"), Form::Dictionary}, {QLatin1StringView("NSArray"), Form::Array},
+        {QLatin1StringView("NSString"), Form::String},         {QLatin1StringView("NSNull"), Form::Null},
+        {QLatin1StringView("NSData"), Form::Data},             {QLatin1StringView("NSDate"), Form::Date}};
+    const QString plain = name.startsWith(QLatin1StringView("NSMutable")) ? QLatin1StringView("NS") + name.mid(9) : name;
+    for (const auto& [known, form] : forms) {
+        if (plain == known)
+            return form;
+    }
+    return Form::Object;
+}
+
+/// A name of the archive's own, whose place in the object table is looked up once.
+struct Name {
+    QByteArrayView text;
+    quint32 known = Reader::NoObject;
+};
+
+class ArchiveDecoder {
+public:
+    ArchiveDecoder(Reader& reader, const AllowedClasses& allowed)
+        : m_reader(reader), m_allowed(allowed), m_allowsString(allowed.allows(QStringLiteral("NSString"))),
+          m_allowsNumber(allowed.allows(QStringLiteral("NSNumber"), {QStringLiteral("NSValue")})),
+          m_allowsData(allowed.allows(QStringLiteral("NSData"))), m_allowsDate(allowed.allows(QStringLiteral("NSDate"))) {}
+
+    bool decode(ArchiveValue& root, QString* rootKey) {
+        const Reader::Object dictionary = m_reader.object(m_reader.topObject());
+        const quint32 version = find(dictionary, m_version);
+        const quint32 archiver = find(dictionary, m_archiver);
+        m_objects = m_reader.object(find(dictionary, m_objectsName));
+        const Reader::Object rootUid = m_reader.object(findRoot(m_reader.object(find(dictionary, m_top)), rootKey));
+        const Reader::Object versionNumber = m_reader.object(version);
+        if (versionNumber.kind != Kind::Integer || versionNumber.integer != ArchiveVersion ||
+            !Reader::isText(m_reader.object(archiver), "NSKeyedArchiver") || m_objects.kind != Kind::Array ||
+            rootUid.kind != Kind::Uid)
+            return false;
+        m_read.resize(m_objects.count);
+        m_instances = ArchiveLayout::newInstances(m_reader.objectCount());
+        return decodeUid(rootUid, 0, root);
+    }
+
+private:
+    struct Read {
+        ArchiveValue value;
+        quint32 values = 0;
+        quint8 height = 0;
+        enum class State : quint8 { New, Open, Done } state = State::New;
+    };
+
+    quint32 find(const Reader::Object& dictionary, Name& name) {
+        if (dictionary.kind != Kind::Dictionary)
+            return Reader::NoObject;
+        for (quint32 i = 0; i < dictionary.count && ++m_lookedAt < LookLimit; ++i) {
+            if (is(m_reader.reference(dictionary, i), name))
+                return m_reader.reference(dictionary, dictionary.count + i);
+        }
+        return Reader::NoObject;
+    }
+
+    quint32 findRoot(const Reader::Object& top, QString* key) {
+        if (!key || top.kind != Kind::Dictionary || top.count != 1)
+            return find(top, m_root);
+        const quint32 name = m_reader.reference(top, 0);
+        *key = m_reader.string(name, m_reader.object(name));
+        return m_reader.reference(top, 1);
+    }
+
+    /// True when object @p key is the text of @p name.
+    bool is(quint32 key, Name& name) {
+        if (key == name.known)
+            return key != Reader::NoObject;
+        if (!Reader::isText(m_reader.object(key), name.text))
+            return false;
+        name.known = key;
+        return true;
+    }
+
+    /// Decodes what a UID stands for, once: from then on the same value is handed out and counted again.
+    bool decodeUid(const Reader::Object& uid, int depth, ArchiveValue& result) {
+        if (uid.kind != Kind::Uid || uid.integer >= m_objects.count)
+            return false;
+        if (uid.integer == 0) {
+            result = ArchiveValue();
+            return count(1);
+        }
+        const auto number = static_cast<quint32>(uid.integer);
+        if (m_read[number].state == Read::State::New) {
+            m_read[number].state = Read::State::Open;
+            const quint32 before = m_values;
+            const int outerHeight = std::exchange(m_height, 0);
+            if (!count(1) || !decodeEntry(number, depth, m_read[number].value))
+                return false;
+            Read& read = m_read[number];
+            read.state = Read::State::Done;
+            read.values = m_values - before;
+            read.height = static_cast<quint8>(m_height);
+            m_height = std::max(outerHeight, m_height);
+        } else {
+            const Read& read = m_read[number];
+            if (read.state == Read::State::Open || depth + read.height > PropertyListLimits::Depth || !count(read.values))
+                return false;
+            m_height = std::max<int>(m_height, read.height);
+        }
+        result = m_read[number].value;
+        return true;
+    }
+
+    bool count(quint32 values) {
+        m_values += values;
+        return m_values <= PropertyListLimits::Objects;
+    }
+
+    /// Room for @p entries in a container at @p depth. Its height is known when its contents have been read.
+    bool enter(quint32 entries, int depth) const {
+        return depth < PropertyListLimits::Depth && entries <= PropertyListLimits::Objects - m_values;
+    }
+
+    bool decodeEntry(quint32 number, int depth, ArchiveValue& result) {
+        const quint32 index = m_reader.reference(m_objects, number);
+        const Reader::Object object = m_reader.object(index);
+        if (object.kind != Kind::Dictionary)
+            return decodePlain(index, object, true, result);
+        const ClassEntry* entry = classOf(object);
+        if (!entry || !entry->isAllowed)
+            return false;
+        const bool isMutable = entry->isMutable;
+        bool isWhole = false;
+        switch (entry->form) {
+        case Form::Null:
+            result = ArchiveValue::null();
+            isWhole = true;
+            break;
+        case Form::String:
+            isWhole = decodeInlineScalar(find(object, m_string), result) && result.isString();
+            break;
+        case Form::Data:
+            isWhole = decodeInlineScalar(find(object, m_data), result) && result.isData();
+            break;
+        case Form::Date:
+            isWhole = decodeInlineScalar(find(object, m_time), result) && result.isDouble();
+            result = ArchiveValue::date(result.number());
+            break;
+        case Form::Array:
+            isWhole = decodeUids(m_reader.object(find(object, m_arrayObjects)), depth, result);
+            break;
+        case Form::Dictionary:
+            isWhole = hasOtherKeys(object) ? decodeObject(object, *entry, number, depth, result)
+                                           : decodeDictionary(object, depth, result);
+            break;
+        case Form::Object:
+            isWhole = decodeObject(object, *entry, number, depth, result);
+            break;
+        }
+        if (isMutable)
+            ArchiveLayout::setMutable(result);
+        ArchiveLayout::setInstance(result, m_instances + index);
+        return isWhole;
+    }
+
+    bool decodeInlineScalar(quint32 index, ArchiveValue& result) {
+        return decodePlain(index, m_reader.object(index), false, result);
+    }
+
+    /// A string, number, date or data that stands for itself.
+    /// @param isObject  in the archive's list of objects, so that its class has to be allowed
+    bool decodePlain(quint32 index, const Reader::Object& object, bool isObject, ArchiveValue& result) {
+        bool isAllowed = m_allowsNumber;
+        switch (object.kind) {
+        case Kind::Boolean:
+            result = object.integer != 0;
+            break;
+        case Kind::Integer:
+            result = object.integer;
+            break;
+        case Kind::Unsigned:
+            result = ArchiveValue::unsignedInteger(static_cast<quint64>(object.integer));
+            break;
+        case Kind::SingleReal:
+        case Kind::Real:
+            result = object.real;
+            if (object.kind == Kind::SingleReal)
+                ArchiveLayout::setSinglePrecision(result);
+            break;
+        case Kind::Date:
+            result = ArchiveValue::date(object.real);
+            isAllowed = m_allowsDate;
+            break;
+        case Kind::Data: {
+            QByteArray bytes;
+            if (!m_reader.data(object, bytes))
+                return false;
+            result = bytes;
+            isAllowed = m_allowsData;
+            break;
+        }
+        case Kind::String:
+        case Kind::WideString:
+            result = m_reader.string(index, object);
+            isAllowed = m_allowsString && result.isString();
+            break;
+        default:
+            return false;
+        }
+        ArchiveLayout::setInstance(result, m_instances + index);
+        return isAllowed || !isObject;
+    }
+
+    bool decodeUids(const Reader::Object& list, int depth, ArchiveValue& result) {
+        if (list.kind != Kind::Array || !enter(list.count, depth))
+            return false;
+        ArchiveValue::Array items(list.count);
+        for (quint32 i = 0; i < list.count; ++i) {
+            if (!decodeUid(m_reader.object(m_reader.reference(list, i)), depth + 1, items[i]))
+                return false;
+        }
+        ++m_height;
+        result = ArchiveValue(std::move(items));
+        return true;
+    }
+
+    /// A dictionary whose keys are not all strings is read as an object with the fields "NS.keys" and "NS.objects".
+    bool hasOtherKeys(const Reader::Object& object) {
+        const Reader::Object keys = m_reader.object(find(object, m_keys));
+        if (keys.kind != Kind::Array)
+            return keys.kind == Kind::Uid;
+        for (quint32 i = 0; i < keys.count && ++m_lookedAt < LookLimit; ++i) {
+            const Reader::Object uid = m_reader.object(m_reader.reference(keys, i));
+            if (uid.kind != Kind::Uid || uid.integer >= m_objects.count)
+                return false; // breaks the archive, as will be found out
+            const quint32 key = m_reader.reference(m_objects, static_cast<quint32>(uid.integer));
+            if (m_reader.object(key).kind == Kind::Dictionary)
+                return true;
+        }
+        return false;
+    }
+
+    bool decodeDictionary(const Reader::Object& object, int depth, ArchiveValue& result) {
+        const Reader::Object keys = m_reader.object(find(object, m_keys));
+        const Reader::Object values = m_reader.object(find(object, m_dictionaryObjects));
+        if (keys.kind != Kind::Array || values.kind != Kind::Array || keys.count != values.count ||
+            !enter(keys.count, depth))
+            return false;
+        ArchiveValue::Dictionary entries(keys.count);
+        const quint32 before = m_values;
+        for (quint32 i = 0; i < keys.count; ++i) {
+            ArchiveValue key;
+            if (!decodeUid(m_reader.object(m_reader.reference(keys, i)), depth + 1, key) || !key.isString())
+                return false;
+            entries[i].key = key.string();
+            entries[i].keyInstance = ArchiveLayout::instance(key);
+        }
+        m_values = before; // strings that stand as keys are no values
+        for (quint32 i = 0; i < values.count; ++i) {
+            if (!decodeUid(m_reader.object(m_reader.reference(values, i)), depth + 1, entries[i].value))
+                return false;
+        }
+        ++m_height;
+        result = ArchiveLayout::dictionaryAsStored(std::move(entries));
+        return true;
+    }
+
+    bool decodeObject(const Reader::Object& object, const ClassEntry& entry, quint32 number, int depth,
+                      ArchiveValue& result);
+    bool decodeField(quint32 index, int depth, ArchiveValue& result);
+    bool decodeInlineArray(const Reader::Object& object, int depth, ArchiveValue& result);
+    bool decodeInlineDictionary(const Reader::Object& object, int depth, ArchiveValue& result);
+    const ClassEntry* classOf(const Reader::Object& object);
+    bool decodeClass(const Reader::Object& object, ClassEntry& entry);
+
+    Reader& m_reader;
+    const AllowedClasses& m_allowed;
+    const bool m_allowsString;
+    const bool m_allowsNumber;
+    const bool m_allowsData;
+    const bool m_allowsDate;
+    Reader::Object m_objects;
+    quint64 m_instances = 0;
+    quint32 m_values = 0;
+    /// Of what has been read inside the container that is being read: containers within each other.
+    int m_height = 0;
+    std::vector<Read> m_read;
+    std::vector<quint32> m_classNumbers;
+    std::deque<ClassEntry> m_classes;
+    /// Pairs and class names looked at: overlapping objects must not make a small file long work.
+    quint32 m_lookedAt = 0;
+
+    Name m_version{"$version"};
+    Name m_archiver{"$archiver"};
+    Name m_top{"$top"};
+    Name m_root{"root"};
+    Name m_objectsName{"$objects"};
+    Name m_class{"$class"};
+    Name m_className{"$classname"};
+    Name m_classList{"$classes"};
+    Name m_keys{"NS.keys"};
+    Name m_arrayObjects{"NS.objects"};
+    Name m_dictionaryObjects{"NS.objects"};
+    Name m_string{"NS.string"};
+    Name m_data{"NS.data"};
+    Name m_time{"NS.time"};
+};
+
+/// Fields come out in hash order, but those that were archived first have the lower UIDs.
+void restoreEncodingOrder(ArchiveValue::Dictionary& fields, const std::vector<qint64>& uids, qint64 ownUid) {
+    std::vector<size_t> places;
+    for (size_t i = 0; i < fields.size(); ++i) {
+        if (uids[i] > ownUid)
+            places.push_back(i);
+    }
+    std::vector<size_t> sorted = places;
+    std::stable_sort(sorted.begin(), sorted.end(), [&](size_t left, size_t right) { return uids[left] < uids[right]; });
+    if (sorted == places)
+        return;
+    ArchiveValue::Dictionary result = fields;
+    for (size_t i = 0; i < places.size(); ++i)
+        result[places[i]] = std::move(fields[sorted[i]]);
+    fields = std::move(result);
+}
+
+bool ArchiveDecoder::decodeObject(const Reader::Object& object, const ClassEntry& entry, quint32 number, int depth,
+                                  ArchiveValue& result) {
+    if (!enter(object.count, depth))
+        return false;
+    ArchiveValue::Dictionary fields;
+    std::vector<qint64> uids;
+    fields.reserve(object.count);
+    uids.reserve(object.count);
+    for (quint32 i = 0; i < object.count; ++i) {
+        const quint32 key = m_reader.reference(object, i);
+        if (is(key, m_class))
+            continue;
+        const Reader::Object keyObject = m_reader.object(key);
+        ArchiveEntry field{m_reader.string(key, keyObject), {}, m_instances + key, i};
+        const quint32 value = m_reader.reference(object, object.count + i);
+        if (field.key.isNull() || !decodeField(value, depth + 1, field.value))
+            return false;
+        // A field's own name that begins with "$" was given another one.
+        if (field.key.startsWith(QLatin1StringView("$$")))
+            field.key.remove(0, 1);
+        const Reader::Object valueObject = m_reader.object(value);
+        uids.push_back(valueObject.kind == Kind::Uid ? valueObject.integer : -1);
+        fields.push_back(std::move(field));
+    }
+    restoreEncodingOrder(fields, uids, number);
+    ++m_height;
+    result = ArchiveLayout::objectAsStored(entry.objectClass, std::move(fields));
+    return true;
+}
+
+/// A field of an object, or what stands inside one that is stored inline.
+bool ArchiveDecoder::decodeField(quint32 index, int depth, ArchiveValue& result) {
+    const Reader::Object object = m_reader.object(index);
+    if (object.kind == Kind::Uid) {
+        if (!decodeUid(object, depth, result))
+            return false;
+        if (result.isNumber())
+            ArchiveLayout::setStorage(result, ArchiveValue::Storage::Boxed);
+        return true;
+    }
+    bool isWhole = count(1);
+    if (object.kind == Kind::Array)
+        isWhole = isWhole && decodeInlineArray(object, depth, result);
+    else if (object.kind == Kind::Dictionary)
+        isWhole = isWhole && decodeInlineDictionary(object, depth, result);
+    else
+        isWhole = isWhole && decodePlain(index, object, false, result);
+    ArchiveLayout::setStorage(result, ArchiveValue::Storage::Inline);
+    return isWhole;
+}
+
+bool ArchiveDecoder::decodeInlineArray(const Reader::Object& object, int depth, ArchiveValue& result) {
+    if (!enter(object.count, depth))
+        return false;
+    ArchiveValue::Array items(object.count);
+    for (quint32 i = 0; i < object.count; ++i) {
+        if (!decodeField(m_reader.reference(object, i), depth + 1, items[i]))
+            return false;
+    }
+    ++m_height;
+    result = ArchiveValue(std::move(items));
+    return true;
+}
+
+bool ArchiveDecoder::decodeInlineDictionary(const Reader::Object& object, int depth, ArchiveValue& result) {
+    if (!enter(object.count, depth))
+        return false;
+    ArchiveValue::Dictionary entries(object.count);
+    for (quint32 i = 0; i < object.count; ++i) {
+        const quint32 key = m_reader.reference(object, i);
+        entries[i].key = m_reader.string(key, m_reader.object(key));
+        entries[i].keyInstance = m_instances + key;
+        if (entries[i].key.isNull() ||
+            !decodeField(m_reader.reference(object, object.count + i), depth + 1, entries[i].value))
+            return false;
+    }
+    ++m_height;
+    result = ArchiveLayout::dictionaryAsStored(std::move(entries));
+    return true;
+}
+
+const ClassEntry* ArchiveDecoder::classOf(const Reader::Object& object) {
+    const Reader::Object uid = m_reader.object(find(object, m_class));
+    if (uid.kind != Kind::Uid || uid.integer >= m_objects.count)
+        return nullptr;
+    if (m_classNumbers.empty())
+        m_classNumbers.resize(m_objects.count, NoClass);
+    quint32& number = m_classNumbers[static_cast<size_t>(uid.integer)];
+    if (number == NoClass) {
+        ClassEntry entry;
+        if (!decodeClass(m_reader.object(m_reader.reference(m_objects, static_cast<quint32>(uid.integer))), entry))
+            return nullptr;
+        number = static_cast<quint32>(m_classes.size());
+        m_classes.push_back(std::move(entry));
+    }
+    return &m_classes[number];
+}
+
+bool ArchiveDecoder::decodeClass(const Reader::Object& object, ClassEntry& entry) {
+    const quint32 name = find(object, m_className);
+    const quint32 list = find(object, m_classList);
+    ArchiveClass result;
+    result.name = name == Reader::NoObject ? QString() : m_reader.string(name, m_reader.object(name));
+    if (result.name.isEmpty())
+        return false;
+    // Left out by some writers; "$classhints" is not looked at.
+    if (list != Reader::NoObject) {
+        const Reader::Object names = m_reader.object(list);
+        if (names.kind != Kind::Array)
+            return false;
+        for (quint32 i = 0; i < names.count; ++i) {
+            const quint32 one = m_reader.reference(names, i);
+            const QString text = ++m_lookedAt < LookLimit ? m_reader.string(one, m_reader.object(one)) : QString();
+            if (text.isNull())
+                return false;
+            result.classes.append(text);
+        }
+    }
+    entry.form = formOf(result.name);
+    entry.isMutable = result.name.startsWith(QLatin1StringView("NSMutable"));
+    entry.isAllowed = m_allowed.allows(result.name, result.classes);
+    entry.objectClass = std::make_shared<const ArchiveClass>(std::move(result));
+    return true;
+}
+
+} // namespace
+
+std::optional<ArchiveValue> KeyedUnarchiver::unarchivedObject(const QByteArray& data, const AllowedClasses& allowed,
+                                                              QString* rootKey) {
+    Reader reader;
+    ArchiveValue root;
+    if (!reader.open(data) || !ArchiveDecoder(reader, allowed).decode(root, rootKey))
+        return std::nullopt;
+    return root;
+}
+
+} // namespace Platform

@@ -1,0 +1,267 @@
+#include "QenTask.h"
+
+#include "ChildReaper.h"
+#include "HostTools.h"
+
+#include <QFile>
+#include <QProcessEnvironment>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstring>
+#include <thread>
+
+namespace Platform {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Seconds = std::chrono::duration<double>;
+
+constexpr double AfterTermSeconds = 2.0;
+constexpr double AfterKillSeconds = 2.0;
+constexpr std::chrono::milliseconds PollInterval{100};
+
+/// Something that can be added to a clock, for not-a-number and infinity, too.
+double boundedSeconds(double seconds) {
+    constexpr double Year = 366.0 * 24 * 3600;
+    return seconds > 0 ? std::min(seconds, Year) : 0;
+}
+
+Error systemError(int number) {
+    return Error(QStringLiteral("NSPOSIXErrorDomain"), number, QString::fromLocal8Bit(strerror(number)));
+}
+
+/// The argument or environment vector of a child; owns its texts.
+class TextVector {
+public:
+    void add(QByteArray text) { m_texts.push_back(std::move(text)); }
+    char** pointers() {
+        m_pointers.clear();
+        for (QByteArray& text : m_texts)
+            m_pointers.push_back(text.data());
+        m_pointers.push_back(nullptr);
+        return m_pointers.data();
+    }
+
+private:
+    std::vector<QByteArray> m_texts;
+    std::vector<char*> m_pointers;
+};
+
+TextVector childEnvironment(const QMap<QString, QString>& additions) {
+    // Not the bare environment array: another thread may be setting a variable through Qt.
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    for (auto it = additions.cbegin(); it != additions.cend(); ++it)
+        environment.insert(it.key(), it.value());
+    environment.insert(QStringLiteral("PATH"), HostTools::searchPath(environment.value(QStringLiteral("PATH"))));
+    TextVector vector;
+    for (const QString& entry : environment.toStringList())
+        vector.add(entry.toLocal8Bit());
+    return vector;
+}
+
+class SpawnSettings {
+public:
+    SpawnSettings() {
+        posix_spawn_file_actions_init(&m_actions);
+        posix_spawnattr_init(&m_attributes);
+        posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+        posix_spawnattr_setpgroup(&m_attributes, 0);
+        sigset_t signalSet;
+        sigemptyset(&signalSet);
+        posix_spawnattr_setsigmask(&m_attributes, &signalSet);
+        sigfillset(&signalSet);
+        posix_spawnattr_setsigdefault(&m_attributes, &signalSet);
+    }
+    ~SpawnSettings() {
+        posix_spawn_file_actions_destroy(&m_actions);
+        posix_spawnattr_destroy(&m_attributes);
+    }
+    SpawnSettings(const SpawnSettings&) = delete;
+    SpawnSettings& operator=(const SpawnSettings&) = delete;
+
+    void setStreams(int output, int error) {
+        posix_spawn_file_actions_addopen(&m_actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+        if (output >= 0)
+            posix_spawn_file_actions_adddup2(&m_actions, output, STDOUT_FILENO);
+        if (error >= 0)
+            posix_spawn_file_actions_adddup2(&m_actions, error, STDERR_FILENO);
+        // Libraries open descriptors without close-on-exec, too.
+        posix_spawn_file_actions_addclosefrom_np(&m_actions, STDERR_FILENO + 1);
+    }
+    const posix_spawn_file_actions_t* actions() const { return &m_actions; }
+    const posix_spawnattr_t* attributes() const { return &m_attributes; }
+
+private:
+    posix_spawn_file_actions_t m_actions;
+    posix_spawnattr_t m_attributes;
+};
+
+} // namespace
+
+QenTask::QenTask(QString launchPath, QStringList arguments, Output output)
+    : m_launchPath(std::move(launchPath)), m_arguments(std::move(arguments)), m_output(output) {}
+
+QenTask::~QenTask() {
+    if (isRunning())
+        ChildReaper::adopt(m_pid, m_exitDescriptor);
+    else if (m_exitDescriptor >= 0)
+        close(m_exitDescriptor);
+}
+
+Error QenTask::launch() {
+    const std::lock_guard lock(m_mutex);
+    if (m_pid)
+        return systemError(EALREADY);
+    if (m_output == Output::Pipes && !m_pipes.open())
+        return systemError(errno);
+
+    const QByteArray path = QFile::encodeName(m_launchPath);
+    TextVector arguments;
+    arguments.add(path);
+    for (const QString& argument : m_arguments)
+        arguments.add(argument.toLocal8Bit());
+    TextVector environment = childEnvironment(m_additions);
+    SpawnSettings settings;
+    settings.setStreams(m_pipes.outputWriteEnd(), m_pipes.errorWriteEnd());
+
+    pid_t pid = 0;
+    const int failure = posix_spawn(&pid, path.constData(), settings.actions(), settings.attributes(),
+                                    arguments.pointers(), environment.pointers());
+    m_pipes.closeWriteEnds();
+    if (failure) {
+        m_pipes.closeReadEnds();
+        return systemError(failure);
+    }
+    m_pid = pid;
+    // Without it (an old kernel, a filter) the waits fall back to plain polling.
+    m_exitDescriptor = static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+    return {};
+}
+
+bool QenTask::isLaunched() const {
+    const std::lock_guard lock(m_mutex);
+    return m_pid != 0;
+}
+
+bool QenTask::isRunning() const {
+    const std::lock_guard lock(m_mutex);
+    return m_pid && !collectStatus();
+}
+
+pid_t QenTask::processIdentifier() const {
+    const std::lock_guard lock(m_mutex);
+    return m_pid;
+}
+
+int QenTask::terminationStatus() const {
+    const std::lock_guard lock(m_mutex);
+    return m_pid && collectStatus() ? m_status : -1;
+}
+
+bool QenTask::wasSignalled() const {
+    const std::lock_guard lock(m_mutex);
+    return m_pid && collectStatus() && m_wasSignalled;
+}
+
+/// Reaps the child when it has ended; with the lock held, so that no signal goes to a number that is free again.
+bool QenTask::collectStatus() const {
+    if (m_hasEnded)
+        return true;
+    int status = 0;
+    const pid_t answer = waitpid(m_pid, &status, WNOHANG);
+    if (answer == 0 || (answer < 0 && errno == EINTR))
+        return false;
+    m_hasEnded = true;
+    if (answer == m_pid) {
+        m_wasSignalled = WIFSIGNALED(status);
+        m_status = m_wasSignalled ? WTERMSIG(status) : WEXITSTATUS(status);
+    }
+    // Otherwise somebody else collected the status: ended, status unknown.
+    return true;
+}
+
+void QenTask::sendSignal(int number) {
+    const std::lock_guard lock(m_mutex);
+    if (m_pid && !collectStatus())
+        kill(-m_pid, number);
+}
+
+/// Polls every 0.1 s; the end of the command ends the pause between two polls.
+bool QenTask::waitFor(double seconds) {
+    seconds = boundedSeconds(seconds);
+    const auto start = Clock::now();
+    while (isRunning()) {
+        const Seconds left = Seconds(seconds) - (Clock::now() - start);
+        if (left.count() <= 0)
+            return false;
+        const auto pause = std::min(std::chrono::ceil<std::chrono::milliseconds>(left), PollInterval);
+        pollfd polled{m_exitDescriptor, POLLIN, 0};
+        poll(&polled, 1, static_cast<int>(pause.count()));
+    }
+    m_sawEnd = isLaunched();
+    return true;
+}
+
+void QenTask::waitUntilExit() {
+    if (!isLaunched())
+        return;
+    while (!waitFor(3600)) {
+    }
+}
+
+bool QenTask::waitUntilExitWithTimeout(double seconds, bool sendTerm, bool sendKill) {
+    if (waitFor(seconds))
+        return true;
+    if (sendTerm) {
+        terminate();
+        if (waitFor(AfterTermSeconds))
+            return true;
+    }
+    if (sendKill) {
+        sendSignal(SIGKILL);
+        return waitFor(AfterKillSeconds);
+    }
+    return false;
+}
+
+bool QenTask::readUntilExit(double seconds) {
+    if (!isLaunched())
+        return true;
+    const auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(Seconds(boundedSeconds(seconds)));
+    m_pipes.readUntil([this] { return !isRunning(); }, m_exitDescriptor, deadline);
+    return waitFor(Seconds(deadline - Clock::now()).count());
+}
+
+void QenTask::readPipes() {
+    if (m_isDrained)
+        return;
+    m_isDrained = true;
+    if (m_sawEnd)
+        m_pipes.readWhatIsThere();
+    else
+        m_pipes.readToEnd();
+}
+
+QByteArray QenTask::readStandardOutputToEnd() {
+    readPipes();
+    return m_pipes.takeOutput();
+}
+
+QByteArray QenTask::readStandardErrorToEnd() {
+    readPipes();
+    return m_pipes.takeError();
+}
+
+void QenTask::closeReadingHandles() {
+    m_pipes.closeReadEnds();
+}
+
+} // namespace Platform

@@ -1,0 +1,138 @@
+#include "ScriptRunner.h"
+
+#include "HostTools.h"
+#include "QenTask.h"
+
+#include <QRegularExpression>
+#include <QStandardPaths>
+
+namespace Platform {
+
+namespace {
+
+Error scriptError(qint64 code, const QString& text) {
+    return Error(QStringLiteral("NSAppleScript"), code, text);
+}
+
+/// Exit statuses with which pkexec speaks for itself.
+constexpr int PkexecDismissed = 126;
+constexpr int PkexecNotAuthorised = 127;
+
+QString withoutLastLineEnd(QString text) {
+    if (text.endsWith(u'\n'))
+        text.chop(1);
+    return text;
+}
+
+/// Reads the quoted text whose first character is at @p position; leaves @p position behind the closing quote.
+/// False without a closing quote or with an escape that the language does not know.
+bool readQuoted(QStringView source, qsizetype& position, QString& text) {
+    static constexpr QStringView Escapes = u"\"\\ntr";
+    static constexpr QStringView Meanings = u"\"\\\n\t\r";
+    for (; position < source.size(); ++position) {
+        if (source[position] == u'"') {
+            ++position;
+            return true;
+        }
+        if (source[position] != u'\\') {
+            text += source[position];
+            continue;
+        }
+        ++position;
+        const qsizetype escape = position < source.size() ? Escapes.indexOf(source[position]) : -1;
+        if (escape < 0)
+            return false;
+        text += Meanings[escape];
+    }
+    return false;
+}
+
+} // namespace
+
+ScriptRunner::ScriptRunner(QString source, ScriptLimits limits, QString authorisationTool)
+    : m_source(std::move(source)), m_limits(limits), m_authorisationTool(std::move(authorisationTool)) {}
+
+ScriptRunner::Statement ScriptRunner::parsed(const QString& source) {
+    static const QRegularExpression head(QStringLiteral("^\\s*do\\s+shell\\s+script\\s*\""));
+    static const QRegularExpression clause(QStringLiteral("^\\s+with\\s+administrator\\s+privileges\\s*$"));
+    Statement statement;
+    const QRegularExpressionMatch match = head.match(source);
+    if (!match.hasMatch())
+        return statement;
+    qsizetype position = match.capturedEnd();
+    if (!readQuoted(source, position, statement.command))
+        return {};
+    const QString rest = source.mid(position);
+    statement.needsAdministrator = clause.match(rest).hasMatch();
+    statement.understood = statement.needsAdministrator || rest.trimmed().isEmpty();
+    return statement;
+}
+
+QString ScriptRunner::escaped(const QString& text) {
+    QString result = text;
+    result.replace(u'\\', QStringLiteral("\\\\"));
+    result.replace(u'"', QStringLiteral("\\\""));
+    return result;
+}
+
+QString ScriptRunner::shellQuoted(const QString& text) {
+    QString result = text;
+    result.replace(u'\'', QStringLiteral("'\\''"));
+    return u'\'' + result + u'\'';
+}
+
+QString ScriptRunner::execute(Error* error) const {
+    Error failure;
+    const Statement statement = parsed(m_source);
+    QString result;
+    if (statement.understood)
+        result = run(statement, failure);
+    else
+        failure = scriptError(SyntaxError, QStringLiteral("The script is not a do shell script statement."));
+    if (error)
+        *error = failure;
+    return failure ? QString() : result;
+}
+
+QString ScriptRunner::run(const Statement& statement, Error& error) const {
+    QString path = HostTools::resolved(QStringLiteral("/bin/sh"));
+    QStringList arguments{QStringLiteral("-c"), statement.command};
+    if (statement.needsAdministrator) {
+        arguments.prepend(path);
+        path = m_authorisationTool.isEmpty() ? QStandardPaths::findExecutable(QStringLiteral("pkexec"))
+                                             : m_authorisationTool;
+        if (path.isEmpty()) {
+            error = scriptError(NoAuthorisationTool,
+                                QStringLiteral("Administrator privileges need pkexec, which is missing."));
+            return {};
+        }
+    }
+    QenTask task(path, arguments);
+    if (const Error failure = task.launch()) {
+        error = scriptError(statement.needsAdministrator ? NoAuthorisationTool : failure.code(),
+                            failure.localizedDescription());
+        return {};
+    }
+    const bool inTime =
+        task.readUntilExit(statement.needsAdministrator ? m_limits.administratorSeconds : m_limits.seconds);
+    if (!inTime) {
+        task.waitUntilExitWithTimeout(0, true, true);
+        error = scriptError(TimedOut, QStringLiteral("The script timed out."));
+        return {};
+    }
+    const QString output = QString::fromUtf8(task.readStandardOutputToEnd());
+    const int status = task.terminationStatus();
+    if (status == 0 && !task.wasSignalled())
+        return output.isNull() ? QStringLiteral("") : withoutLastLineEnd(output);
+
+    const QString text = withoutLastLineEnd(QString::fromUtf8(task.readStandardErrorToEnd()));
+    if (statement.needsAdministrator && status == PkexecDismissed)
+        error = scriptError(UserCancelled, QStringLiteral("User canceled."));
+    else if (statement.needsAdministrator && status == PkexecNotAuthorised)
+        error = scriptError(NotPermitted, text);
+    else
+        error = scriptError(status, text);
+    return {};
+}
+
+} // namespace Platform

@@ -1,0 +1,104 @@
+#include "TrayHost.h"
+
+#include "X11TrayOwner.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QDBusServiceWatcher>
+#include <QTimer>
+#include <QUuid>
+
+#include <optional>
+
+namespace Platform {
+
+namespace {
+
+const QString WatcherName = QStringLiteral("org.kde.StatusNotifierWatcher");
+const QString WatcherPath = QStringLiteral("/StatusNotifierWatcher");
+constexpr int AnswerLimit = 2000;
+
+} // namespace
+
+class TrayHost::Watch final : public QObject {
+    Q_OBJECT
+
+public:
+    Watch(const QString& busAddress, std::function<void(bool)> changed)
+        : m_changed(std::move(changed)), m_busName(QUuid::createUuid().toString()),
+          m_bus(busAddress.isEmpty() ? QDBusConnection::connectToBus(QDBusConnection::SessionBus, m_busName)
+                                     : QDBusConnection::connectToBus(busAddress, m_busName)),
+          m_x11([this] { settle(); }) {
+        if (!m_bus.isConnected()) {
+            m_hasHost = false;
+            QTimer::singleShot(0, this, [this] { settle(); });
+            return;
+        }
+        // From any sender: naming one makes the library ask for its owner, blocking. A forged signal only makes us ask
+        // again.
+        for (const char16_t* signal : {u"StatusNotifierHostRegistered", u"StatusNotifierHostUnregistered"})
+            m_bus.connect({}, WatcherPath, WatcherName, QString::fromUtf16(signal), this, SLOT(ask()));
+        m_owners.setConnection(m_bus);
+        m_owners.setWatchMode(QDBusServiceWatcher::WatchForOwnerChange);
+        m_owners.addWatchedService(WatcherName);
+        connect(&m_owners, &QDBusServiceWatcher::serviceOwnerChanged, this, &Watch::ask);
+        ask();
+    }
+    ~Watch() override { QDBusConnection::disconnectFromBus(m_busName); }
+
+    bool isAvailable() const { return m_told.value_or(false); }
+
+private Q_SLOTS:
+    void ask() {
+        auto message = QDBusMessage::createMethodCall(
+            WatcherName, WatcherPath, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
+        message.setAutoStartService(false);
+        message.setArguments({WatcherName, QStringLiteral("IsStatusNotifierHostRegistered")});
+        // Replacing the watcher drops the answer to an older question.
+        m_question = std::make_unique<QDBusPendingCallWatcher>(m_bus.asyncCall(message, AnswerLimit));
+        connect(m_question.get(), &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* watcher) {
+            const QDBusPendingReply<QVariant> reply = *watcher;
+            m_hasHost = reply.isValid() && reply.value().toBool();
+            settle();
+        });
+    }
+
+private:
+    void settle() {
+        if (!m_hasHost)
+            return;
+        const bool isAvailable = *m_hasHost || m_x11.exists();
+        if (m_told == isAvailable)
+            return;
+        m_told = isAvailable;
+        m_changed(isAvailable);
+    }
+
+    const std::function<void(bool)> m_changed;
+    const QString m_busName;
+    QDBusConnection m_bus;
+    QDBusServiceWatcher m_owners;
+    std::unique_ptr<QDBusPendingCallWatcher> m_question;
+    /// The bus's answer; nothing before the first.
+    std::optional<bool> m_hasHost;
+    std::optional<bool> m_told;
+    X11TrayOwner m_x11;
+};
+
+TrayHost::TrayHost(QString busAddress) : m_busAddress(std::move(busAddress)) {}
+
+TrayHost::~TrayHost() = default;
+
+void TrayHost::start(std::function<void(bool)> changed) {
+    m_watch = std::make_unique<Watch>(m_busAddress, std::move(changed));
+}
+
+bool TrayHost::isAvailable() const {
+    return m_watch && m_watch->isAvailable();
+}
+
+} // namespace Platform
+
+#include "TrayHost.moc"

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QString>
+
+#include <functional>
+#include <memory>
+
+namespace Platform {
+
+/// Tells whether the desktop has a place for tray items, and follows it.
+///
+/// The toolkit asks for a tray host once in a process and remembers "no", so a tray item must be made only while this
+/// says yes. A host is one that a StatusNotifierWatcher on the session bus knows of, or the owner of the screen's tray
+/// selection under X11. Nothing is polled. Main thread.
+class TrayHost final {
+public:
+    /// @param busAddress  empty for the user's session bus
+    explicit TrayHost(QString busAddress = {});
+    ~TrayHost();
+    TrayHost(const TrayHost&) = delete;
+    TrayHost& operator=(const TrayHost&) = delete;
+
+    /// Begins to watch and calls @p changed from the event loop: once when the first answer is there, then at each
+    /// change. Once.
+    void start(std::function<void(bool isAvailable)> changed);
+    /// False before start() and until the first answer.
+    bool isAvailable() const;
+
+private:
+    class Watch;
+    const QString m_busAddress;
+    std::unique_ptr<Watch> m_watch;
+};
+
+} // namespace Platform

@@ -1,0 +1,138 @@
+#include "PropertyList.h"
+
+#include "ArchiveDate.h"
+#include "PropertyListLimits.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+
+namespace Platform {
+
+namespace {
+
+constexpr char Head[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                        "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+                        "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+                        "<plist version=\"1.0\">\n";
+
+class XmlEncoder {
+public:
+    /// Empty when the value, or a character in it, has no form in XML.
+    QByteArray encode(const ArchiveValue& root) {
+        m_text = Head;
+        if (!write(root, 0))
+            return {};
+        m_text += "</plist>\n";
+        return m_text.size() <= PropertyListLimits::FileSize ? m_text : QByteArray();
+    }
+
+private:
+    bool write(const ArchiveValue& value, int depth) {
+        if (++m_values > PropertyListLimits::Objects || m_text.size() > PropertyListLimits::FileSize)
+            return false;
+        switch (value.type()) {
+        case ArchiveValue::Type::Nothing:
+        case ArchiveValue::Type::Null:
+        case ArchiveValue::Type::Object:
+            return false;
+        case ArchiveValue::Type::Boolean:
+            return line(depth, value.boolean() ? "<true/>" : "<false/>");
+        case ArchiveValue::Type::Integer:
+            return line(depth, "<integer>" + QByteArray::number(value.integer()) + "</integer>");
+        case ArchiveValue::Type::Unsigned:
+            return line(depth, "<integer>" + QByteArray::number(value.unsignedInteger()) + "</integer>");
+        case ArchiveValue::Type::Double:
+            return line(depth, "<real>" + realText(value.number()) + "</real>");
+        case ArchiveValue::Type::Date: {
+            const QString date = ArchiveDate::wholeSecondText(value.number());
+            return !date.isEmpty() && line(depth, "<date>" + date.toLatin1() + "</date>");
+        }
+        case ArchiveValue::Type::Data:
+            return line(depth, "<data>" + value.data().toBase64() + "</data>");
+        case ArchiveValue::Type::String:
+            return text(depth, "string", value.string());
+        case ArchiveValue::Type::Array:
+            return writeArray(value.array(), depth);
+        case ArchiveValue::Type::Dictionary:
+            return writeDictionary(value.dictionary(), depth);
+        }
+        return false;
+    }
+
+    bool writeArray(const ArchiveValue::Array& items, int depth) {
+        if (items.empty())
+            return line(depth, "<array/>");
+        line(depth, "<array>");
+        const bool isWhole = depth < PropertyListLimits::Depth && std::all_of(items.begin(), items.end(), [&](const auto& item) {
+            return write(item, depth + 1);
+        });
+        return isWhole && line(depth, "</array>");
+    }
+
+    bool writeDictionary(const ArchiveValue::Dictionary& entries, int depth) {
+        if (entries.empty())
+            return line(depth, "<dict/>");
+        std::vector<const ArchiveEntry*> sorted;
+        for (const ArchiveEntry& entry : entries)
+            sorted.push_back(&entry);
+        std::sort(sorted.begin(), sorted.end(), [](const auto* left, const auto* right) { return left->key < right->key; });
+        line(depth, "<dict>");
+        const bool isWhole = depth < PropertyListLimits::Depth && std::all_of(sorted.begin(), sorted.end(), [&](const auto* entry) {
+            return text(depth + 1, "key", entry->key) && write(entry->value, depth + 1);
+        });
+        return isWhole && line(depth, "</dict>");
+    }
+
+    bool line(int depth, const QByteArray& content) {
+        m_text.append(depth, '\t').append(content).append('\n');
+        return true;
+    }
+
+    bool text(int depth, const char* element, const QString& content) {
+        QString escaped;
+        escaped.reserve(content.size());
+        for (qsizetype i = 0; i < content.size(); ++i) {
+            const QChar unit = content[i];
+            const bool isPair = unit.isHighSurrogate() && i + 1 < content.size() && content[i + 1].isLowSurrogate();
+            if (isPair) {
+                escaped += unit;
+                escaped += content[++i];
+            } else if (unit.isSurrogate() || unit >= QChar(0xfffe) ||
+                       (unit < u' ' && unit != u'\t' && unit != u'\n' && unit != u'\r')) {
+                return false;
+            } else if (unit == u'&') {
+                escaped += u"&amp;";
+            } else if (unit == u'<') {
+                escaped += u"&lt;";
+            } else if (unit == u'>') {
+                escaped += u"&gt;";
+            } else if (unit == u'\r') {
+                escaped += u"&#13;"; // a bare one would be read as a line feed
+            } else {
+                escaped += unit;
+            }
+        }
+        return line(depth, QByteArray("<") + element + '>' + escaped.toUtf8() + "</" + element + '>');
+    }
+
+    static QByteArray realText(double value) {
+        if (std::isnan(value))
+            return "nan";
+        if (std::isinf(value))
+            return value > 0 ? "inf" : "-inf";
+        char buffer[32];
+        return QByteArray(buffer, std::to_chars(buffer, buffer + sizeof buffer, value).ptr - buffer);
+    }
+
+    QByteArray m_text;
+    quint32 m_values = 0;
+};
+
+} // namespace
+
+QByteArray PropertyList::xmlData(const ArchiveValue& root) {
+    return XmlEncoder().encode(root);
+}
+
+} // namespace Platform

@@ -1,0 +1,80 @@
+#include "QenCloudClientProcessListener.h"
+
+#include "Paths.h"
+#include "QenCloudLoginHelper.h"
+#include "QenCloudTicketHelper.h"
+#include "QenLogHelper.h"
+#include "TaskHelper.h"
+
+namespace {
+
+QenCloudClientProcessListener::World runningClient() {
+    QenCloudLoginHelper& login = QenCloudLoginHelper::sharedInstance();
+    QenCloudTicketHelper& ticket = QenCloudTicketHelper::sharedInstance();
+    return {
+        .getNetworkType = [&login] { login.Get_network_type(); },
+        .iflogin = [&login] { return login.iflogin(); },
+        .isCheckAndShow = [&login] { return login.isCheckAndShow(); },
+        .checkXPCServiceIsReInital = [&ticket] { return ticket.checkXPCServiceIsReInital(); },
+        .existZelVPN = [&login] { login.existZelVPN(); },
+        .runTicketXPC = [&ticket] { ticket.runTicketXPC(); },
+        .reloadZelVPN = [&login] { login.reloadZelVPN(); },
+    };
+}
+
+} // namespace
+
+QenCloudClientProcessListener::QenCloudClientProcessListener(World world, QenLogHelper& log, QString vpnExecutable,
+                                                             std::chrono::milliseconds interval)
+    : m_world(std::move(world)), m_log(log), m_vpnExecutable(std::move(vpnExecutable)),
+      m_checkQueue(QStringLiteral("process.check")), m_tickQueue(QStringLiteral("process.tick")),
+      m_timer(m_tickQueue, interval, [this] { checkNgnServerAndLoad(); }) {}
+
+QenCloudClientProcessListener& QenCloudClientProcessListener::sharedInstance() {
+    static auto* instance = new QenCloudClientProcessListener(runningClient(), QenLogHelper::sharedInstance(),
+                                                              Platform::Paths::vpnExecutable());
+    return *instance;
+}
+
+void QenCloudClientProcessListener::startListening() {
+    m_timer.start();
+}
+
+void QenCloudClientProcessListener::checkNgnServerAndLoad() {
+    m_world.getNetworkType();
+    if (!m_world.iflogin() || !m_world.isCheckAndShow())
+        return;
+    if (m_world.checkXPCServiceIsReInital()) {
+        m_log.writeLog(QStringLiteral("NGN Server reload ........................"));
+        m_world.existZelVPN();
+        m_world.runTicketXPC();
+        m_world.reloadZelVPN();
+        return;
+    }
+    m_log.writeLog(QStringLiteral("NGN Server is existed"));
+    if (m_world.iflogin())
+        m_checkQueue.async([this] { checkVpnProcess(); });
+}
+
+void QenCloudClientProcessListener::checkVpnProcess() {
+    m_log.writeLog(QStringLiteral("start check zelvpn ...."));
+    QString running;
+    Platform::Error error;
+    const auto task = TaskHelper::sharedInstance().excuteTaskPath(
+        QStringLiteral("/bin/bash"),
+        {QStringLiteral("-c"),
+         QStringLiteral("/bin/ps aux | grep -w '%1' | grep -v 'grep' | awk '{print $2}'").arg(m_vpnExecutable)},
+        &running, &error);
+    if (task)
+        task->terminate();
+    const bool isRunning = !running.isEmpty();
+    if (isRunning)
+        m_log.writeLog(QStringLiteral("Qen ZelVPN existed...."));
+    m_log.writeLog(QStringLiteral("end check zelvpn ifload ....result:%1 error:%2")
+                       .arg(running.isNull() ? QStringLiteral("(null)") : running,
+                            error ? error.localizedFailureReason() : QStringLiteral("(null)")));
+    if (isRunning)
+        return;
+    m_log.writeLog(QStringLiteral("zelvpn exit reload zelvpn....."));
+    m_world.reloadZelVPN();
+}

@@ -1,0 +1,109 @@
+#pragma once
+
+#include "Error.h"
+#include "HttpSession.h"
+#include "QenRequestQueuePool.h"
+
+#include <QImage>
+#include <QJsonObject>
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+class ITDevice;
+class QenAnalyseDomain;
+class QenLogHelper;
+class QenServerConfig;
+
+/// The one object through which the client calls the management server's account API.
+///
+/// Holds no login state: each request is built from the caller's values, the device facts, the sole id file and the server
+/// configuration at the time of the call. A completion is called exactly once with (answer, error): on the network thread, or
+/// at once on the caller's thread with code 1234 when no server is configured.
+class AccountManager final {
+public:
+    using Completion = std::function<void(const QJsonObject& answer, const Platform::Error& error)>;
+
+    struct World {
+        QenServerConfig& config;
+        QenAnalyseDomain& domain;
+        ITDevice& device;
+        QenLogHelper& log;
+        /// The user's Application Support folder.
+        QString applicationSupport;
+    };
+
+    /// The error's code when no server is configured.
+    static constexpr qint64 NoServerConfigured = 1234;
+
+    explicit AccountManager(World world);
+    static AccountManager& shareManager();
+
+    /// Account login. @param parameters  "userid", "password", "otp"
+    void PostResquestDicWithParamDic(const QJsonObject& parameters, Completion complete);
+    /// One poll of the QR sign-in. @param clientoper  1 reports a pending logout
+    void checkQRLoginState(qint64 clientoper, Completion complete);
+    void checkTicketState(const QString& ticket, Completion complete);
+    /// @param completion  success flag, user name, error
+    void checkDomainAccount(const QString& account, const QString& domain,
+                            std::function<void(bool, std::optional<QString>, const Platform::Error&)> completion);
+    void loginOut(const QJsonObject& parameters, Completion complete);
+    /// @param parameters  "userid", "old_password", "password"
+    void ResetPassword(const QJsonObject& parameters, Completion complete);
+    /// @param parameters  "user_id"
+    void retrievePassWord(const QJsonObject& parameters, Completion complete);
+    void GeneralConfig(Completion complete);
+    /// The answer's "data" and "office_data" arrive unsealed.
+    void GetGeneralNGNPolicyRep(Completion complete);
+
+    /// Text of the sign-in QR code; nothing without a domain server.
+    std::optional<QString> createQRPath();
+    /// The QR code at @p side x @p side points; null without a domain server.
+    QImage createQRForString(double side);
+
+    /// Chooses the network and blocks for up to 6 seconds: 1 extranet, 0 intranet. Without a configured server @p completion
+    /// is never called: whoever waits needs a limit of its own. Not on the main or network thread.
+    void NetWorkType(const std::function<void(int)>& completion);
+    void pingServerResult(std::function<void(bool)> completion);
+
+    /// The full URL, or nothing without an intranet server.
+    std::optional<QString> GetReqeustUrlWithPath(const QString& path);
+    QString requestUrlWithPath(const QString& path);
+    /// The shared session, made on first use. Each request carries its own time-out, so that none can inherit another's.
+    Platform::HttpSession& createAFHTTPSessionMgr();
+
+    /// The archived sole id, or the empty string.
+    QString getSoleID();
+    QString login_Mac() const;
+    QString login_ip() const;
+
+private:
+    struct SealedRequest;
+    struct LogTexts;
+    void sendSealed(const SealedRequest& request, Completion complete);
+    void get(const QString& path, const QString& failureText, Completion complete);
+    void start(const Platform::HttpRequest& request, Completion complete);
+    Completion reporting(const QString& failureText, Completion complete);
+    std::optional<QString> urlOrFail(const QString& path, const Completion& complete);
+    bool isReachable(const QString& probeUrl);
+    void GetMacAndIP();
+
+    QJsonObject createAccountUrl(const QJsonObject& parameters);
+    QJsonObject encodeResetPassword(const QJsonObject& parameters);
+    QJsonObject checkTicketParam(const QString& ticket);
+    QJsonObject checkStatusParam(qint64 clientoper);
+    QJsonObject qrParameters();
+    QJsonObject deviceParameters();
+    QString deviceId();
+
+    World m_world;
+    mutable std::mutex m_mutex;
+    QString m_loginMac;
+    QString m_loginIp;
+    std::once_flag m_sessionMade;
+    std::unique_ptr<Platform::HttpSession> m_sessionMgr;
+    QenRequestQueuePool m_pool;
+    Platform::SerialQueue& m_queue;
+};

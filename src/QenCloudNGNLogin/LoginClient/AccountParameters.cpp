@@ -1,0 +1,109 @@
+#include "AccountManager.h"
+
+#include "AccountModel.h"
+#include "ArchiveStore.h"
+#include "ITDevice.h"
+#include "QenLogHelper.h"
+
+#include <ctime>
+
+namespace {
+
+constexpr int TraceLine = 32;
+const QString DeviceType = QStringLiteral("PC");
+
+QString getNowTimeTimestamp() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    // Rounded to a whole second, as "%0.f" does.
+    return QString::number(now.tv_sec + (now.tv_nsec >= 500'000'000 ? 1 : 0));
+}
+
+} // namespace
+
+QString AccountManager::getSoleID() {
+    const auto stored = unarchiveObjectWithFile(m_world.applicationSupport + QStringLiteral("/QenCloudL/soleid.archive"));
+    const QString soleId = stored && stored->isString() ? stored->string() : QString();
+    m_world.log.writeLog(QStringLiteral("[AccountManager] QenCloud get soleID:%1").arg(soleId), TraceLine);
+    return soleId.isNull() ? QString(QLatin1String("")) : soleId;
+}
+
+void AccountManager::GetMacAndIP() {
+    const QString mac = m_world.device.macAddresses().join(u';');
+    const QString ip = m_world.device.ipArray().join(u';');
+    const std::lock_guard lock(m_mutex);
+    m_loginMac = mac;
+    m_loginIp = ip;
+}
+
+QString AccountManager::login_Mac() const {
+    const std::lock_guard lock(m_mutex);
+    return m_loginMac;
+}
+
+QString AccountManager::login_ip() const {
+    const std::lock_guard lock(m_mutex);
+    return m_loginIp;
+}
+
+QString AccountManager::deviceId() {
+    return m_world.device.uuid();
+}
+
+/// What every sealed account request says of the device.
+QJsonObject AccountManager::deviceParameters() {
+    GetMacAndIP();
+    return {{"device_type", DeviceType},
+            {"deviceid", deviceId()},
+            {"hostname", m_world.device.machineName()},
+            {"ip", login_ip()},
+            {"mac", login_Mac()},
+            {"os", m_world.device.osName()},
+            {"timestamp", getNowTimeTimestamp()},
+            {"soleid", getSoleID()}};
+}
+
+QJsonObject AccountManager::createAccountUrl(const QJsonObject& parameters) {
+    QJsonObject sealed = deviceParameters();
+    const QString otp = parameters.value(u"otp").toString();
+    if (!otp.isEmpty())
+        sealed.insert(u"otp", otp);
+    sealed.insert(u"logintype", otp.isEmpty() ? 0 : 1);
+    sealed.insert(u"password", parameters.value(u"password"));
+    sealed.insert(u"userid", parameters.value(u"userid"));
+    return sealed;
+}
+
+QJsonObject AccountManager::encodeResetPassword(const QJsonObject& parameters) {
+    QJsonObject sealed = deviceParameters();
+    for (const auto& key : {QStringLiteral("userid"), QStringLiteral("old_password"), QStringLiteral("password")})
+        sealed.insert(key, parameters.value(key));
+    sealed.insert(u"logintype", 0);
+    return sealed;
+}
+
+QJsonObject AccountManager::checkTicketParam(const QString& ticket) {
+    GetMacAndIP();
+    const auto account = AccountModel::currentModel(m_world.applicationSupport);
+    const QString userId = account ? account->userid() : QString();
+    return {{"ticket", ticket},
+            {"hostname", m_world.device.machineName()},
+            {"mac", login_Mac()},
+            {"userid", userId.isNull() ? QString(QLatin1String("")) : userId},
+            {"deviceid", deviceId()}};
+}
+
+QJsonObject AccountManager::checkStatusParam(qint64 clientoper) {
+    GetMacAndIP();
+    return {{"hostname", m_world.device.machineName()},
+            {"deviceid", deviceId()},
+            {"mac", login_Mac()},
+            {"clientoper", clientoper},
+            {"soleid", getSoleID()}};
+}
+
+QJsonObject AccountManager::qrParameters() {
+    QJsonObject sealed = deviceParameters();
+    sealed.insert(u"login_user", m_world.device.userName());
+    return sealed;
+}

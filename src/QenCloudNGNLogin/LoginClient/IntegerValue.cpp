@@ -1,0 +1,56 @@
+#include "IntegerValue.h"
+
+#include <QRegularExpression>
+
+#include <cmath>
+
+namespace {
+
+std::optional<qint64> truncated(double number) {
+    constexpr double Limit = 9.2e18;
+    if (std::isnan(number) || std::fabs(number) > Limit)
+        return std::nullopt;
+    return static_cast<qint64>(number);
+}
+
+} // namespace
+
+std::optional<qint64> integerValue(const QString& text) {
+    static const QRegularExpression leading(QStringLiteral("^\\s*([+-]?[0-9]+)"));
+    const QRegularExpressionMatch match = leading.match(text);
+    if (!match.hasMatch())
+        return std::nullopt;
+    bool fits = false;
+    const qint64 number = match.captured(1).toLongLong(&fits);
+    return fits ? std::optional(number) : std::nullopt;
+}
+
+std::optional<qint64> integerValue(const QJsonValue& value) {
+    if (value.isString())
+        return integerValue(value.toString());
+    if (!value.isDouble())
+        return std::nullopt;
+    // The same value whichever default is asked for: the number is held as an integer.
+    if (value.toInteger(0) == value.toInteger(1))
+        return value.toInteger();
+    return truncated(value.toDouble());
+}
+
+std::optional<qint64> integerValue(const QVariant& value) {
+    switch (value.typeId()) {
+    case QMetaType::QString:
+        return integerValue(value.toString());
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong: {
+        bool fits = false;
+        const qint64 number = value.toLongLong(&fits);
+        return fits ? std::optional(number) : std::nullopt;
+    }
+    case QMetaType::Double:
+        return truncated(value.toDouble());
+    default:
+        return std::nullopt;
+    }
+}

@@ -1,0 +1,65 @@
+#include "QenNetworkInfoModel.h"
+
+#include "ArchiveStore.h"
+#include "Paths.h"
+#include "SystemLog.h"
+
+#include <QFile>
+
+using Platform::ArchiveValue;
+
+namespace {
+
+const QString ClassName = QStringLiteral("QenNetworkInfoModel");
+
+} // namespace
+
+QString QenNetworkInfoModel::defaultFolder() {
+    return Platform::Paths::agentState();
+}
+
+QString QenNetworkInfoModel::modelSavePathWithCheck(bool check, const QString& folder) {
+    if (check)
+        Platform::makeFolder(folder);
+    return folder + QStringLiteral("/record_server.archive");
+}
+
+ArchiveValue QenNetworkInfoModel::encoded() const {
+    ArchiveValue object = ArchiveValue::object(ClassName);
+    object.setField(QStringLiteral("networkType"), networkType);
+    object.setField(QStringLiteral("record_server"), record_server);
+    object.setField(QStringLiteral("record_port"), record_port);
+    return object;
+}
+
+std::optional<QenNetworkInfoModel> QenNetworkInfoModel::decoded(const ArchiveValue& object) {
+    if (!object.isObject() || object.className() != ClassName)
+        return std::nullopt;
+    QenNetworkInfoModel model;
+    model.networkType = object.field(QStringLiteral("networkType")).integer();
+    model.record_server = object.field(QStringLiteral("record_server")).string();
+    model.record_port = object.field(QStringLiteral("record_port")).integer();
+    return model;
+}
+
+std::optional<QenNetworkInfoModel> QenNetworkInfoModel::currentNetRecord(const QString& folder) {
+    const auto root = unarchiveObjectWithFile(modelSavePathWithCheck(false, folder));
+    return root ? decoded(*root) : std::nullopt;
+}
+
+bool QenNetworkInfoModel::saveModelRecord(const QString& folder) const {
+    const QString path = modelSavePathWithCheck(true, folder);
+    const auto stored = currentNetRecord(folder);
+    if (stored && stored->record_server == record_server && stored->record_port == record_port)
+        return true;
+    if (archiveRootObject(encoded(), path))
+        return true;
+    Platform::systemLog(Platform::Error(QStringLiteral("NSKeyedArchiverError"), -10001,
+                                        QStringLiteral("The archive result is failed."))
+                            .logText());
+    return false;
+}
+
+bool QenNetworkInfoModel::deleteCurrentNetModelRecord(const QString& folder) {
+    return QFile::remove(modelSavePathWithCheck(false, folder));
+}

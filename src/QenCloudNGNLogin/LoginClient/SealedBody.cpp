@@ -1,0 +1,40 @@
+#include "SealedBody.h"
+
+#include "Base64Text.h"
+#include "VoAlgorithmSM4.h"
+#include "zipAndUnzip.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+
+QByteArray SealedBody::seal(const QJsonObject& parameters) {
+    return sealJson(QJsonDocument(parameters).toJson(QJsonDocument::Indented));
+}
+
+QByteArray SealedBody::sealJson(const QByteArray& json) {
+    const std::optional<QByteArray> compressed = zipAndUnzip().gzipDeflate(json);
+    if (!compressed)
+        return {};
+    // The compressed bytes themselves: they are no text.
+    const std::optional<QString> text = VoAlgorithmSM4::EncodeAES_CBC_PKCS5Padding(*compressed);
+    return text ? text->toUtf8() : QByteArray();
+}
+
+std::optional<QJsonValue> SealedBody::unseal(const QString& text) {
+    const std::optional<QByteArray> json = unsealBytes(text);
+    if (!json)
+        return std::nullopt;
+    const QJsonDocument document = QJsonDocument::fromJson(*json);
+    if (document.isObject())
+        return document.object();
+    if (document.isArray())
+        return document.array();
+    return std::nullopt;
+}
+
+std::optional<QByteArray> SealedBody::unsealBytes(const QString& text) {
+    const std::optional<QByteArray> cipher = Base64Text::decode(text);
+    if (!cipher)
+        return std::nullopt;
+    return VoAlgorithmSM4::DecodeAES(*cipher);
+}

@@ -1,0 +1,9 @@
+#include "QenRequestQueuePool.h"
+
+#include "Deployment.h"
+
+QenRequestQueuePool::QenRequestQueuePool() : m_pool(Platform::Deployment::LoginQueueLabel, QueueCount) {}
+
+Platform::SerialQueue& QenRequestQueuePool::queue() {
+    return m_pool.queue();
+}

@@ -1,0 +1,86 @@
+#include "VindorClient.h"
+
+#include "IntegerValue.h"
+#include "Paths.h"
+
+#include <QFile>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using Platform::Error;
+using Platform::HttpRequest;
+
+namespace {
+
+constexpr int MostPortDigits = 16;
+
+/// The text of a small regular file that root or this user owns; nobody else may send the client anywhere.
+QByteArray trustedText(const QString& path) {
+    const int file = open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (file < 0)
+        return {};
+    QByteArray text(MostPortDigits, '\0');
+    struct stat facts {};
+    ssize_t length = -1;
+    if (fstat(file, &facts) == 0 && S_ISREG(facts.st_mode) && (facts.st_uid == 0 || facts.st_uid == geteuid()))
+        length = read(file, text.data(), static_cast<size_t>(text.size()));
+    close(file);
+    return length > 0 ? text.left(length).trimmed() : QByteArray();
+}
+
+Error notReachable() {
+    return Error(Platform::UrlErrorDomain, Error::CannotConnect, QStringLiteral("无法连接本机代理服务。"));
+}
+
+} // namespace
+
+VindorClient::VindorClient(QString portFile, double timeout) : m_portFile(std::move(portFile)), m_timeout(timeout) {}
+
+VindorClient& VindorClient::sharedInstance() {
+    static auto* instance = new VindorClient(Platform::Paths::agentState() + QStringLiteral("/vindor.port"));
+    return *instance;
+}
+
+QString VindorClient::urlOf(const QString& path) const {
+    bool isNumber = false;
+    const ushort port = trustedText(m_portFile).toUShort(&isNumber);
+    return isNumber && port > 0 ? QStringLiteral("http://127.0.0.1:%1%2").arg(QString::number(port), path) : QString();
+}
+
+void VindorClient::startRequestAccess(std::function<void(int)> completion) {
+    const QString url = urlOf(QStringLiteral("/v1/access"));
+    if (url.isNull()) {
+        completion(NoAccess);
+        return;
+    }
+    m_session.sendForJson({.url = url, .method = "POST", .timeout = m_timeout},
+                          [this, completion = std::move(completion)](const QJsonObject& answer, const Error& error) {
+                              const auto code = integerValue(answer.value(u"code"));
+                              const QString token = answer.value(u"token").toString();
+                              if (error || code != 0 || token.isEmpty()) {
+                                  completion(!error && code && *code != 0 ? static_cast<int>(*code) : NoAccess);
+                                  return;
+                              }
+                              {
+                                  const std::lock_guard lock(m_mutex);
+                                  m_token = token.toUtf8();
+                              }
+                              completion(0);
+                          });
+}
+
+void VindorClient::stopSmartAgent(std::function<void(const QJsonObject&, const Error&)> completion) {
+    const QString url = urlOf(QStringLiteral("/v1/smartagent/stop"));
+    if (url.isNull()) {
+        completion({}, notReachable());
+        return;
+    }
+    HttpRequest request{.url = url, .method = "POST", .timeout = m_timeout};
+    {
+        const std::lock_guard lock(m_mutex);
+        request.bearerToken = m_token;
+    }
+    m_session.sendForJson(request, std::move(completion));
+}

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "HttpSession.h"
+#include "LoginLinks.h"
+
+#include <QString>
+
+#include <mutex>
+
+/// The agent's local HTTP interface: asks for access, then has the VPN component stopped.
+///
+/// The port stands in a file of the agent and is read for every request; a file that is missing, damaged or not the agent's own
+/// (nor this user's) is an agent that cannot be reached. Completions are called once, on the network thread or at once on the
+/// caller's; the client must outlive them.
+class VindorClient final : public AgentAccessLink {
+public:
+    /// Status of a request for access that got no answer.
+    static constexpr int NoAccess = -1;
+
+    /// @param portFile  text with the port's number  @param timeout  seconds per request
+    explicit VindorClient(QString portFile, double timeout = 5.0);
+    static VindorClient& sharedInstance();
+
+    void startRequestAccess(std::function<void(int status)> completion) override;
+    /// Needs the access granted before.
+    void stopSmartAgent(std::function<void(const QJsonObject& answer, const Platform::Error& error)> completion) override;
+
+private:
+    /// Null when there is no port to be had.
+    QString urlOf(const QString& path) const;
+
+    const QString m_portFile;
+    const double m_timeout;
+    std::mutex m_mutex;
+    QByteArray m_token;
+    Platform::HttpSession m_session;
+};

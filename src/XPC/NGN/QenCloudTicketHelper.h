@@ -1,0 +1,48 @@
+#pragma once
+
+#include "Queue.h"
+
+#include <chrono>
+#include <mutex>
+#include <optional>
+
+class QDBusConnection;
+class QenLogHelper;
+
+/// Keeps the link to the ticket service, which runs the signed-in user's session work once there is a ticket.
+///
+/// The service answers on the session bus and is started by it when it is first called. A bus that is missing or goes away, and a
+/// service that is absent, count as a service that does not reply. Any thread.
+class QenCloudTicketHelper final {
+public:
+    /// Opens the connection.
+    /// @param busAddress  of the session bus; the environment's when empty
+    /// @param replyLimit  how long checkXPCServiceIsReInital() waits
+    explicit QenCloudTicketHelper(QenLogHelper& log, QString busAddress = {},
+                                  std::chrono::milliseconds replyLimit = std::chrono::seconds(10));
+    ~QenCloudTicketHelper();
+    static QenCloudTicketHelper& sharedInstance();
+
+    void initialConnection();
+    /// Asks the service to start its proxy, connecting first when closed. Returns at once; the outcome is logged.
+    void runTicketXPC();
+    /// Whether the service's connection is new: it was closed, or the service was started again. False without a reply in time.
+    /// Blocks its caller until then.
+    bool checkXPCServiceIsReInital();
+    /// Asks the service to stop its proxy and forgets the connection. Returns at once.
+    void closeNgnServerXpc();
+    bool isConnected() const;
+
+private:
+    std::optional<QDBusConnection> connection() const;
+    /// Opens the connection unless there is one; true when it was made now.
+    bool connectIfClosed();
+
+    QenLogHelper& m_log;
+    const QString m_busAddress;
+    const std::chrono::milliseconds m_replyLimit;
+    mutable std::mutex m_mutex;
+    /// Name of the bus connection; empty while closed.
+    QString m_connectionName;
+    Platform::SerialQueue m_queue;
+};

@@ -1,0 +1,216 @@
+#include "iNacManager.h"
+
+#include "ArchiveStore.h"
+#include "BundledFile.h"
+#include "Deployment.h"
+#include "Files.h"
+#include "ITDevice.h"
+#include "IntegerValue.h"
+#include "LogRedaction.h"
+#include "NacProfile.h"
+#include "Paths.h"
+#include "PropertyList.h"
+#include "QenLogHelper.h"
+#include "iNacNetwork.h"
+
+#include <QFile>
+
+using Platform::ArchiveValue;
+using Platform::Error;
+
+namespace {
+
+constexpr int FailureLine = 2;
+/// The request's code for the family of this client.
+constexpr int OperatingSystem = 3;
+/// Characters of an answer that the log prints; certificates of any real server fit.
+constexpr qsizetype LongestPrint = 64 * 1024;
+
+const QString StaticKind = QStringLiteral("2");
+const QString CertificateKind = QStringLiteral("3");
+
+QString printed(const QJsonValue& value) {
+    const QString text = redacted(value);
+    return text.size() <= LongestPrint ? text : text.left(LongestPrint) + u'…';
+}
+
+iNacManager::Facts runningFacts() {
+    ITDevice& device = ITDevice::currentDevice();
+    return {
+        .userName = [&device] { return device.userName(); },
+        .machineName = [&device] { return device.machineName(); },
+        .uuid = [&device] { return device.uuid(); },
+        .macAddresses = [&device] { return device.macAddresses(); },
+        .homeForUser = Platform::Paths::homeForUser,
+        .profileTemplate = [] { return bundledFile(QStringLiteral("RTMDMNetwork"), QStringLiteral("mobileconfig")); },
+    };
+}
+
+} // namespace
+
+iNacManager::iNacManager(World world)
+    : m_world(std::move(world)), m_gate(std::make_shared<Gate>()),
+      m_checkQueue(Platform::Deployment::BundleIdentifier + QStringLiteral(".inac.check")) {
+    m_gate->manager = this;
+}
+
+iNacManager::~iNacManager() {
+    m_checkQueue.drain();
+    const std::lock_guard lock(m_gate->mutex);
+    m_gate->manager = nullptr;
+}
+
+iNacManager& iNacManager::sharedInstance() {
+    static auto* instance =
+        new iNacManager({iNacNetwork::sharedInstance(), QenLogHelper::sharedInstance(),
+                         *new Platform::TokenCertificates, Platform::Paths::userState(), runningFacts()});
+    return *instance;
+}
+
+QJsonArray iNacManager::ssids() const {
+    const std::lock_guard lock(m_mutex);
+    return m_ssids;
+}
+
+std::optional<iNacCerInfo> iNacManager::cerInfo() const {
+    const std::lock_guard lock(m_mutex);
+    return m_cerInfo;
+}
+
+QJsonObject iNacManager::generaliNacRequestParamsWithUsername(const QString& userName, const QString& ticket) const {
+    const Facts& facts = m_world.facts;
+    return {{"machinename", facts.machineName()},     {"userid", userName}, {"deviceid", facts.uuid()},
+            {"mac", facts.macAddresses().join(u';')}, {"ticket", ticket},   {"os", OperatingSystem}};
+}
+
+void iNacManager::executeInacTaskWithUserName(const QString& userName, const QString& ticket, const QJsonArray& ssids,
+                                              const QString& url) {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_ssids = ssids;
+    }
+    m_world.network.getInacCerWithInfo(generaliNacRequestParamsWithUsername(userName, ticket), url,
+                                       [gate = m_gate](const QByteArray& response, const Error& error) {
+                                           const std::lock_guard lock(gate->mutex);
+                                           if (gate->manager)
+                                               gate->manager->finishTask(response, error);
+                                       });
+}
+
+void iNacManager::finishTask(const QByteArray& response, const Error& error) {
+    if (error) {
+        m_world.log.writeLog(QStringLiteral("Get Inac Cer faild with error:%1").arg(error.logText()), FailureLine);
+        return;
+    }
+    const auto dictionary = parseInacCerResponseToDic(response);
+    if (!dictionary || integerValue(dictionary->value(u"ret")) != 0) {
+        const QJsonValue message = dictionary ? dictionary->value(u"msg") : QJsonValue(QJsonValue::Undefined);
+        m_world.log.writeLog(QStringLiteral("Get Inac Cer faild with msg:%1").arg(printed(message)), FailureLine);
+        return;
+    }
+    // The SSIDs that are kept now, not those of the task that asked: the task started last decides.
+    moveLocalMobileConfigToPublicDirectory(generalMobielConfigWithSSIDS(ssids(), parseInacCerResponse(*dictionary)));
+    // Noted even when no profile could be made: on purpose.
+    installMobileconfig();
+}
+
+std::optional<QJsonObject> iNacManager::parseInacCerResponseToDic(const QByteArray& response) {
+    auto dictionary = NacProfile::openAnswer(response);
+    m_world.log.writeLog(QStringLiteral("[iNacManager] iNacResponse Dic:%1")
+                             .arg(dictionary ? printed(*dictionary) : printed(QJsonValue(QJsonValue::Undefined))));
+    return dictionary;
+}
+
+iNacCerInfo iNacManager::parseInacCerResponse(const QJsonObject& dictionary) {
+    m_world.log.writeLog(QStringLiteral("Get Inac Cer with dic:%1").arg(printed(dictionary)));
+    iNacCerInfo info(dictionary);
+    const std::lock_guard lock(m_mutex);
+    m_cerInfo = info;
+    return info;
+}
+
+std::optional<ArchiveValue> iNacManager::profileTemplate() const {
+    const QByteArray file = m_world.facts.profileTemplate();
+    return file.isEmpty() ? std::nullopt : Platform::PropertyList::decoded(file);
+}
+
+std::optional<ArchiveValue> iNacManager::generalMobielConfigWithSSIDS(const QJsonArray& ssids,
+                                                                      const iNacCerInfo& cerInfo) {
+    const auto base = profileTemplate();
+    if (!base)
+        return std::nullopt;
+    if (!cerInfo.data().isUsable()) {
+        m_world.log.writeLog(QStringLiteral("[iNacManager] server inac info exception"));
+        return std::nullopt;
+    }
+    return NacProfile::filled(*base, ssids, cerInfo.data());
+}
+
+void iNacManager::moveLocalMobileConfigToPublicDirectory(const std::optional<ArchiveValue>& profile) {
+    if (!profile)
+        return;
+    const QByteArray bytes = Platform::PropertyList::xmlData(*profile);
+    const bool isWritten =
+        !bytes.isEmpty() && Platform::makeFolder(m_world.userState) &&
+        !Platform::replaceFile(m_world.userState + QStringLiteral("/RTMDMNetwork.mobileconfig"), bytes);
+    m_world.log.writeLog(
+        QStringLiteral("[iNacManager] QenCloud write RTMDMNetwork.mobileconfig to QenCloudL directory result:%1")
+            .arg(isWritten));
+}
+
+void iNacManager::installMobileconfig() {
+    writeInacCache(CertificateKind);
+}
+
+void iNacManager::installStaticMobileconfig() {
+    const std::lock_guard lock(m_gate->mutex);
+    moveLocalMobileConfigToPublicDirectory(profileTemplate());
+    writeInacCache(StaticKind);
+}
+
+void iNacManager::writeInacCache(const QString& kind) {
+    const bool isWritten = Platform::makeFolder(m_world.userState) &&
+                           archiveRootObject(kind, m_world.userState + QStringLiteral("/inacCache.archive"));
+    m_world.log.writeLog(QStringLiteral("[iNacManager] QenCloud write inacCache.archive result: %1").arg(isWritten));
+}
+
+bool iNacManager::checkCaVersion() const {
+    Platform::makeFolder(m_world.userState);
+    return QFile::exists(m_world.userState + QStringLiteral("/caCache.archive"));
+}
+
+ArchiveValue iNacManager::agentStatus() const {
+    const QString home = m_world.facts.homeForUser(m_world.facts.userName());
+    // Below no home the path would name somebody else's file.
+    if (home.isEmpty())
+        return {};
+    const auto status =
+        unarchiveObjectWithFile(home + QStringLiteral("/Library/Application Support/QenCloudL/inacStatus.archive"));
+    return status.value_or(ArchiveValue());
+}
+
+QString iNacManager::localCerAuthMethod() const {
+    const ArchiveValue method = agentStatus().value(u"authMethod");
+    return method.isString() ? method.string() : QString();
+}
+
+void iNacManager::checkiNacNecessaryWithUrl(const QString&, std::function<void(bool)> completeBlock) {
+    // The server is not asked, on purpose: what is installed here decides.
+    m_checkQueue.async([this, completeBlock = std::move(completeBlock)] { completeBlock(isCertificatePresent()); });
+}
+
+bool iNacManager::isCertificatePresent() {
+    const ArchiveValue status = agentStatus();
+    const ArchiveValue& name = status.value(u"commonName");
+    if (!name.isString() || status.value(u"serialNumber").isNull())
+        return false;
+    const bool isFound = certificateInKeychain(name.string());
+    m_world.log.writeLog((isFound ? QStringLiteral("[iNacManager] Inac certificate exists locally commonName: %1")
+                                  : QStringLiteral("[iNacManager] Inac No certificate exists locally commonName:%1"))
+                             .arg(name.string()));
+    return isFound;
+}
+
+bool iNacManager::certificateInKeychain(const QString& commonName) {
+    return m_world.certificates.hasCertificate(commonName);
+}

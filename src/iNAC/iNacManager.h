@@ -1,0 +1,107 @@
+#pragma once
+
+#include "ArchiveValue.h"
+#include "CertificateLookup.h"
+#include "Error.h"
+#include "Queue.h"
+#include "iNacCerInfo.h"
+
+#include <QByteArray>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QStringList>
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+class QenLogHelper;
+class iNacNetwork;
+
+/// Fetches the device's network-access certificate and stores it as a configuration profile for installation.
+///
+/// Any thread may call. A task runs to its end on the network client's completion queue; every failure ends it with a
+/// log line and nothing else. Tasks and static installations never run at the same time.
+class iNacManager final {
+public:
+    /// What the manager asks of the device and of its folders; each may be called on any thread.
+    struct Facts {
+        std::function<QString()> userName;
+        std::function<QString()> machineName;
+        std::function<QString()> uuid;
+        std::function<QStringList()> macAddresses;
+        /// Empty for an account that does not exist.
+        std::function<QString(const QString& userName)> homeForUser;
+        /// Content of the bundle's "RTMDMNetwork" "mobileconfig" file; empty without one.
+        std::function<QByteArray()> profileTemplate;
+    };
+    struct World {
+        iNacNetwork& network;
+        QenLogHelper& log;
+        Platform::CertificateLookup& certificates;
+        /// The user state folder.
+        QString userState;
+        Facts facts;
+    };
+
+    explicit iNacManager(World world);
+    /// Waits for the task step and the presence checks that are running; a task whose answer is still to come ends
+    /// without one.
+    ~iNacManager();
+    static iNacManager& sharedInstance();
+
+    /// SSIDs of the task last started.
+    QJsonArray ssids() const;
+    /// The certificate answer last received; nothing before.
+    std::optional<iNacCerInfo> cerInfo() const;
+
+    /// Fetches the certificate, writes the profile "RTMDMNetwork.mobileconfig" and notes "3" in "inacCache.archive".
+    /// Returns once the request is on its way.
+    /// @param url  base address of the network access server
+    void executeInacTaskWithUserName(const QString& userName, const QString& ticket, const QJsonArray& ssids,
+                                     const QString& url);
+    /// Writes the profile template as it is and notes "2" in "inacCache.archive".
+    void installStaticMobileconfig();
+
+    /// Answers on a queue of the manager whether the certificate that the agent's status file names is installed.
+    /// Returns at once.
+    void checkiNacNecessaryWithUrl(const QString& url, std::function<void(bool)> completeBlock);
+    /// How the agent's status file says that the installed profile signs in; null when it does not say.
+    QString localCerAuthMethod() const;
+    /// Whether a CA version is cached. Makes the user state folder when missing.
+    bool checkCaVersion() const;
+    /// Whether a certificate with this label is installed. Blocks for as long as the look-up takes; not on the main
+    /// thread.
+    bool certificateInKeychain(const QString& commonName);
+
+    QJsonObject generaliNacRequestParamsWithUsername(const QString& userName, const QString& ticket) const;
+
+private:
+    /// Lets the end of a request reach the manager only while it exists, and one step run at a time.
+    struct Gate {
+        std::mutex mutex;
+        iNacManager* manager = nullptr;
+    };
+
+    void finishTask(const QByteArray& response, const Platform::Error& error);
+    std::optional<QJsonObject> parseInacCerResponseToDic(const QByteArray& response);
+    iNacCerInfo parseInacCerResponse(const QJsonObject& dictionary);
+    std::optional<Platform::ArchiveValue> generalMobielConfigWithSSIDS(const QJsonArray& ssids,
+                                                                       const iNacCerInfo& cerInfo);
+    std::optional<Platform::ArchiveValue> profileTemplate() const;
+    void moveLocalMobileConfigToPublicDirectory(const std::optional<Platform::ArchiveValue>& profile);
+    void installMobileconfig();
+    /// @param kind  "2" static, "3" certificate
+    void writeInacCache(const QString& kind);
+    Platform::ArchiveValue agentStatus() const;
+    bool isCertificatePresent();
+
+    World m_world;
+    mutable std::mutex m_mutex;
+    QJsonArray m_ssids;
+    std::optional<iNacCerInfo> m_cerInfo;
+    std::shared_ptr<Gate> m_gate;
+    /// Last: its end waits for the checks, which use everything above.
+    Platform::SerialQueue m_checkQueue;
+};

@@ -1,0 +1,132 @@
+#include "iNacNetwork.h"
+
+#include "Bundle.h"
+#include "BundledFile.h"
+#include "Deployment.h"
+#include "LogRedaction.h"
+#include "Pkcs12.h"
+#include "QenLogHelper.h"
+#include "QenServerConfig.h"
+#include "SealedBody.h"
+#include "SystemLog.h"
+
+using Platform::ClientIdentity;
+using Platform::Error;
+using Platform::HttpSession;
+
+namespace {
+
+/// Seconds.
+constexpr double RequestTimeout = 20.0;
+/// Completions of certificate requests that may run at the same time.
+constexpr int CompletionQueues = 4;
+
+const QString IdentityPassword = QStringLiteral("482915");
+const QString ConfigPath = QStringLiteral("/api/public/client/start_config");
+const QString CertificatePath = QStringLiteral("/api/inac/ca/getcert");
+const QString StatusPath = QStringLiteral("/api/inac/ca/checkstatus");
+
+QString orNull(const QString& text) {
+    return text.isNull() ? QStringLiteral("(null)") : text;
+}
+
+} // namespace
+
+iNacNetwork::iNacNetwork(QenServerConfig& config, QenLogHelper& log, std::function<QByteArray()> clientFile)
+    : m_config(config), m_log(log), m_clientFile(std::move(clientFile)),
+      m_completionQueue(Platform::Deployment::BundleIdentifier + QStringLiteral(".inac.https"), CompletionQueues) {}
+
+iNacNetwork::~iNacNetwork() {
+    if (!m_httpsSessionMgr)
+        return;
+    m_httpsSessionMgr.reset();
+    Platform::systemLog(QStringLiteral("setSessionDidBecomeInvalidBlock"));
+}
+
+iNacNetwork& iNacNetwork::sharedInstance() {
+    static auto* instance = new iNacNetwork(QenServerConfig::sharedInstance(), QenLogHelper::sharedInstance(), [] {
+        return bundledFile(QStringLiteral("client"), QStringLiteral("p12"));
+    });
+    return *instance;
+}
+
+HttpSession& iNacNetwork::createAFHTTPSessionMgr() {
+    std::call_once(m_plainMade, [this] {
+        m_httpSessionMgr = std::make_unique<HttpSession>(Platform::HttpSettings{.acceptAnyServerCertificate = true});
+    });
+    m_httpSessionMgr->setRequestTimeout(RequestTimeout);
+    return *m_httpSessionMgr;
+}
+
+HttpSession& iNacNetwork::createAFHTTPSSessionMgr() {
+    std::call_once(m_securedMade, [this] {
+        m_httpsSessionMgr = std::make_unique<HttpSession>(Platform::HttpSettings{
+            .acceptAnyServerCertificate = true,
+            .requestTimeout = RequestTimeout,
+            .acceptableContentTypes = {"application/json", "text/json", "text/javascript", "text/html", "text/plain"},
+            .clientIdentity = [this] {
+                return identityForChallenge();
+            }});
+    });
+    return *m_httpsSessionMgr;
+}
+
+ClientIdentity iNacNetwork::identityForChallenge() const {
+    const QByteArray file = m_clientFile();
+    ClientIdentity identity;
+    QList<QByteArray> trust;
+    if (file.isEmpty() || !extractIdentity(&identity, &trust, file, IdentityPassword))
+        return {};
+    return identity;
+}
+
+bool iNacNetwork::extractIdentity(ClientIdentity* identity, QList<QByteArray>* trust, const QByteArray& pkcs12Data,
+                                  const QString& password) {
+    const int status = Platform::Pkcs12::open(pkcs12Data, password, trust);
+    if (status != Platform::Pkcs12::Success) {
+        Platform::systemLog(QStringLiteral("Failedwith error code %1").arg(status));
+        return false;
+    }
+    *identity = {.pkcs12 = pkcs12Data, .password = password};
+    return true;
+}
+
+void iNacNetwork::get(const QString& url, const HttpSession::Parameters& parameters, const QString& failure,
+                      Completion complete) {
+    createAFHTTPSessionMgr().getJson(
+        url, parameters,
+        [this, failure, complete = std::move(complete)](const QJsonObject& answer, const Error& error) mutable {
+            if (error)
+                m_log.writeLog(failure.arg(error.logText()));
+            Platform::mainQueue().async([answer, error, complete = std::move(complete)] { complete(answer, error); });
+        });
+}
+
+void iNacNetwork::requestGeneralConfig(Completion complete) {
+    m_config.readServerConfig();
+    if (m_config.domain_server().isNull() || m_config.domain_port() == 0) {
+        complete({}, Error(Platform::UrlErrorDomain, NoServerConfigured,
+                           Platform::localizedString(QStringLiteral("NoIPofIntranet"))));
+        return;
+    }
+    // The domain server decides whether to ask, the account server is asked: on purpose.
+    const QString url = QStringLiteral("%1://%2:%3%4")
+                            .arg(QStringLiteral("http"), orNull(m_config.AcountIP_Config()),
+                                 QString::number(m_config.AcountIP_Port()), ConfigPath);
+    get(url, {}, QStringLiteral("Get Config faild with error:%1"), std::move(complete));
+}
+
+void iNacNetwork::verifyCerWithSerialNumber(const QString& serialNumber, const QString& url, Completion complete) {
+    m_config.readServerConfig();
+    get(url + StatusPath, {{QStringLiteral("serial"), serialNumber}},
+        QStringLiteral("Get VerifyCer response faild with error:%1"), std::move(complete));
+}
+
+void iNacNetwork::getInacCerWithInfo(const QJsonObject& info, const QString& url, DataCompletion complete) {
+    m_log.writeLog(QStringLiteral("request Inac Cer with params:%1 url:%2").arg(redacted(info), orNull(url)));
+    const Platform::HttpRequest request{.url = url + CertificatePath, .method = "POST", .body = SealedBody::seal(info)};
+    createAFHTTPSSessionMgr().sendForData(request, [this, complete = std::move(complete)](const QByteArray& answer,
+                                                                                          const Error& error) mutable {
+        m_completionQueue.queue().async([answer, error, complete = std::move(complete)] { complete(answer, error); });
+    });
+}

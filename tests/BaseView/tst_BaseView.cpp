@@ -1,0 +1,232 @@
+#include "CustomMessageBox.h"
+#include "FormField.h"
+#include "MavResources.h"
+#include "SpinnerButton.h"
+#include "Theme.h"
+
+#include <QFocusFrame>
+#include <QLabel>
+#include <QLineEdit>
+#include <QRegularExpression>
+#include <QTest>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+#include <algorithm>
+#include <cmath>
+
+using Theme::Color;
+
+namespace {
+
+double luminance(const QColor& color) {
+    const auto linear = [](double channel) {
+        return channel <= 0.03928 ? channel / 12.92 : std::pow((channel + 0.055) / 1.055, 2.4);
+    };
+    return 0.2126 * linear(color.redF()) + 0.7152 * linear(color.greenF()) + 0.0722 * linear(color.blueF());
+}
+
+double contrast(const QColor& one, const QColor& other) {
+    const std::pair<double, double> order = std::minmax({luminance(one), luminance(other)});
+    return (order.second + 0.05) / (order.first + 0.05);
+}
+
+} // namespace
+
+class tst_BaseView : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase() {
+        initMavResources();
+        Theme::apply(*qApp);
+    }
+
+    void styleSheetIsComplete() {
+        const QString sheet = Theme::styleSheet();
+        QVERIFY(sheet.contains(QStringLiteral("#2468f2")));
+        const auto left = QRegularExpression(QStringLiteral("%\\w+%")).match(sheet);
+        QVERIFY2(!left.hasMatch(), qPrintable(left.captured()));
+    }
+
+    void whatMustBeReadHasContrast_data() {
+        QTest::addColumn<QColor>("text");
+        QTest::addColumn<QColor>("ground");
+        const auto row = [](const char* name, Color text, Color ground) {
+            QTest::newRow(name) << Theme::color(text) << Theme::color(ground);
+        };
+        row("text on ground", Color::Text, Color::Ground);
+        row("second text on card", Color::SecondText, Color::Card);
+        row("second text on ground", Color::SecondText, Color::Ground);
+        row("error on card", Color::Danger, Color::Card);
+        row("primary button", Color::Card, Color::Brand);
+        row("text button", Color::Brand, Color::Card);
+        row("chosen menu item", Color::BrandPressed, Color::BrandTint);
+        row("tool tip", Color::Card, Color::Text);
+    }
+    void whatMustBeReadHasContrast() {
+        QFETCH(QColor, text);
+        QFETCH(QColor, ground);
+        QVERIFY2(contrast(text, ground) >= 4.5, qPrintable(QString::number(contrast(text, ground))));
+    }
+
+    void picturesAreDrawn_data() {
+        QTest::addColumn<QString>("name");
+        for (const char* name :
+             {"mark", "Mav_status_icon", "Mav-icon", "Mav-gray", "eye-open", "eye-closed", "menu", "spinner", "avatar",
+              "computer", "AppIcon", "empty", "back", "mail", "alert", "info", "question", "notice"})
+            QTest::newRow(name) << QString::fromLatin1(name);
+    }
+    void picturesAreDrawn() {
+        QFETCH(QString, name);
+        const QPixmap picture = Theme::picture(name, {16, 16}, 2, Qt::black);
+        QCOMPARE(picture.size(), QSize(32, 32));
+        QCOMPARE(picture.deviceIndependentSize(), QSizeF(16, 16));
+        const QImage image = picture.toImage();
+        int inked = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                inked += qAlpha(image.pixel(x, y)) > 128 ? 1 : 0;
+        QVERIFY2(inked > 20, qPrintable(QString::number(inked)));
+        // An icon gives the same sharp drawing for a dense screen.
+        QCOMPARE(Theme::icon(name).pixmap({16, 16}, 2.0).size(), QSize(32, 32));
+    }
+    void unknownPictureIsNull() { QVERIFY(Theme::picture(QStringLiteral("no/such"), {16, 16}, 1).isNull()); }
+
+    void windowLivesUntilItsClose() {
+        const auto before = AutoReleaseWindowController::autoReleaseWCs().size();
+        QPointer<AutoReleaseWindowController> one = new AutoReleaseWindowController;
+        QPointer<AutoReleaseWindowController> other = new AutoReleaseWindowController;
+        QCOMPARE(AutoReleaseWindowController::autoReleaseWCs().size(), before + 2);
+        one->show();
+        one->close();
+        QCOMPARE(AutoReleaseWindowController::autoReleaseWCs().size(), before + 1);
+        QCOMPARE(AutoReleaseWindowController::autoReleaseWCs().back(), other.data());
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QVERIFY(!one);
+        QVERIFY(other);
+        // One that dies with its parent is not kept either.
+        delete other;
+        QCOMPARE(AutoReleaseWindowController::autoReleaseWCs().size(), before);
+    }
+
+    void boxAnswersToKeys_data() {
+        QTest::addColumn<int>("key");
+        QTest::addColumn<bool>("focusFirst");
+        QTest::addColumn<int>("button");
+        QTest::newRow("escape cancels") << int(Qt::Key_Escape) << false << 0;
+        QTest::newRow("enter confirms") << int(Qt::Key_Return) << false << 2;
+        QTest::newRow("keypad enter confirms") << int(Qt::Key_Enter) << false << 2;
+        QTest::newRow("enter presses the focus") << int(Qt::Key_Return) << true << 1;
+        QTest::newRow("space presses the focus") << int(Qt::Key_Space) << true << 1;
+    }
+    void boxAnswersToKeys() {
+        QFETCH(int, key);
+        QFETCH(bool, focusFirst);
+        QFETCH(int, button);
+        QWidget window;
+        window.setGeometry(100, 100, 960, 640);
+        window.show();
+        QPointer<CustomMessageBox> box = new CustomMessageBox(&window);
+        QList<int> pressed;
+        box->setCompletion([&pressed](int number) { pressed.append(number); });
+        box->setTitle(QStringLiteral("提示"), QStringLiteral("连接失败"), CustomMessageBox::BoxStyle::Warning,
+                      QStringLiteral("取消"), QStringLiteral("确定"));
+        box->attach();
+        QVERIFY(QTest::qWaitForWindowActive(box));
+        QVERIFY(window.isEnabled());
+        QCOMPARE(box->geometry().center().x(), window.geometry().center().x());
+        auto* first = box->findChild<QPushButton*>(QStringLiteral("firstButton"));
+        if (focusFirst)
+            first->setFocus();
+        QTest::keyClick(focusFirst ? static_cast<QWidget*>(first) : box.data(), Qt::Key(key));
+        QCOMPARE(pressed, QList<int>{button});
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QVERIFY(!box);
+    }
+
+    void boxShowsForeignTextPlainly() {
+        CustomMessageBox box(nullptr);
+        const QString message = QStringLiteral("<b>x</b>") + QString(400, u'w');
+        box.setTitle(QStringLiteral("提示"), message, CustomMessageBox::BoxStyle::Warning, {}, QStringLiteral("确定"));
+        const auto* label = box.findChild<QLabel*>(QStringLiteral("messageLabel"));
+        QCOMPARE(label->textFormat(), Qt::PlainText);
+        QCOMPARE(box.message(), message);
+        box.show();
+        // A word without end wraps instead of being cut.
+        QVERIFY(label->minimumSizeHint().width() < Theme::BoxWidth);
+        QVERIFY(box.findChild<QPushButton*>(QStringLiteral("firstButton"))->isHidden());
+    }
+
+    void fieldTellsItsErrorAndItsSecret() {
+        FormField field;
+        field.setLabel(QStringLiteral("密码"));
+        field.setFieldName(QStringLiteral("passwordLb"));
+        field.setSecret(true);
+        field.show();
+        QCOMPARE(field.edit()->accessibleName(), QStringLiteral("密码"));
+        auto* eye = field.findChild<QToolButton*>(QStringLiteral("passwordLbEye"));
+        auto* error = field.findChild<QLabel*>(QStringLiteral("passwordLbError"));
+        QVERIFY(eye && error);
+        QCOMPARE(field.edit()->echoMode(), QLineEdit::Password);
+        QTest::mouseClick(eye, Qt::LeftButton);
+        QCOMPARE(field.edit()->echoMode(), QLineEdit::Normal);
+        QCOMPARE(eye->accessibleName(), QStringLiteral("隐藏密码"));
+        QVERIFY(!error->isVisible());
+        field.setError(QStringLiteral("密码不能为空"));
+        QVERIFY(error->isVisible());
+        QCOMPARE(field.edit()->accessibleDescription(), QStringLiteral("密码不能为空"));
+        field.clear();
+        QVERIFY(!error->isVisible());
+        QCOMPARE(field.edit()->echoMode(), QLineEdit::Password);
+    }
+
+    void busyButtonWaitsQuietly() {
+        QWidget window;
+        auto* layout = new QVBoxLayout(&window);
+        auto* button = new SpinnerButton;
+        button->setText(QStringLiteral("连接"));
+        layout->addWidget(button);
+        window.show();
+        const int width = button->width();
+        int presses = 0;
+        connect(button, &QPushButton::clicked, this, [&presses] { ++presses; });
+        button->setFocus();
+        button->setBusy(true);
+        QTest::mouseClick(button, Qt::LeftButton);
+        QTest::keyClick(button, Qt::Key_Return);
+        QCOMPARE(presses, 0);
+        QCOMPARE(button->width(), width);
+        QVERIFY(button->isTurning());
+        window.hide();
+        QVERIFY(!button->isTurning());
+        window.show();
+        QVERIFY(button->isTurning());
+        button->setBusy(false);
+        QVERIFY(!button->isTurning());
+        QTest::keyClick(button, Qt::Key_Return);
+        QCOMPARE(presses, 1);
+    }
+
+    void focusRingFollowsTheKeyboard() {
+        QWidget window;
+        auto* layout = new QVBoxLayout(&window);
+        auto* one = new QLineEdit;
+        auto* other = new QPushButton(QStringLiteral("登录"));
+        layout->addWidget(one);
+        layout->addWidget(other);
+        window.show();
+        window.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        for (QWidget* widget : {static_cast<QWidget*>(one), static_cast<QWidget*>(other)}) {
+            widget->setFocus();
+            const auto* ring = window.findChild<QFocusFrame*>(QStringLiteral("focusRing"));
+            QVERIFY(ring && ring->isVisible());
+            QCOMPARE(ring->widget(), widget);
+            const QRect control(widget->mapTo(&window, QPoint()), widget->size());
+            QVERIFY(QRect(ring->mapTo(&window, QPoint()), ring->size()).contains(control.adjusted(-3, -3, 3, 3)));
+        }
+    }
+};
+
+QTEST_MAIN(tst_BaseView)
+#include "tst_BaseView.moc"

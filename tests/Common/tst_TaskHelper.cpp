@@ -1,0 +1,178 @@
+#include "FileManager.h"
+#include "TaskHelper.h"
+
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+using Platform::Error;
+
+namespace {
+
+const QString Bash = QStringLiteral("/bin/bash");
+
+QStringList script(const QString& text) {
+    return {QStringLiteral("-c"), text};
+}
+
+mode_t modeOf(const QString& path) {
+    struct stat facts {};
+    return stat(QFile::encodeName(path).constData(), &facts) == 0 ? facts.st_mode & 0777 : 0;
+}
+
+} // namespace
+
+class tst_TaskHelper : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void outcomes_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("result");
+        QTest::addColumn<QString>("reason");
+        QTest::addColumn<bool>("bothInBlockForm");
+        QTest::newRow("output") << "echo a"
+                                << "a\n"
+                                << QString() << false;
+        QTest::newRow("only errors") << "echo b >&2" << QString() << "b\n" << false;
+        QTest::newRow("both streams") << "echo a; echo b >&2" << QString() << "b\n" << true;
+        QTest::newRow("nothing") << "exit 3" << QString() << QString() << false;
+        QTest::newRow("errors are not UTF-8") << "printf 'x\\377' >&2" << QString() << "unknown error" << false;
+        QTest::newRow("output in UTF-8") << "printf '\\345\\220\\215'" << QStringLiteral("名") << QString() << false;
+    }
+    void outcomes() {
+        QFETCH(QString, text);
+        QFETCH(QString, result);
+        QFETCH(QString, reason);
+        QFETCH(bool, bothInBlockForm);
+        const TaskHelper helper;
+        const QString untouched = QStringLiteral("untouched");
+        QString output = untouched;
+        Error error;
+        const auto task = helper.excuteTaskPath(Bash, script(text), &output, &error);
+        QVERIFY(task && !task->isRunning());
+        QCOMPARE(output, result.isNull() ? untouched : result);
+        QCOMPARE(bool(error), !reason.isNull());
+        if (error) {
+            QCOMPARE(error.domain(), QString());
+            QCOMPARE(error.code(), -1);
+            QCOMPARE(error.localizedFailureReason(), reason);
+        }
+        QVERIFY(helper.excuteTaskPath(Bash, script(text), static_cast<QString*>(nullptr), nullptr));
+
+        QStringList calls;
+        helper.excuteTaskPath(
+            Bash, script(text),
+            [&](const TaskHelper::TaskPointer& running) { calls << (running->isLaunched() ? "launched" : ""); },
+            [&](const QString& blockResult, const Error& blockError) {
+                calls << QStringLiteral("complete");
+                QCOMPARE(blockResult, bothInBlockForm ? QStringLiteral("a\n") : result);
+                QCOMPARE(blockResult.isNull(), result.isNull() && !bothInBlockForm);
+                QCOMPARE(blockError.localizedFailureReason(), reason);
+            });
+        QCOMPARE(calls, QStringList({QStringLiteral("launched"), QStringLiteral("complete")}));
+    }
+
+    void outputThatIsNotText() {
+        QString output = QStringLiteral("untouched");
+        TaskHelper().excuteTaskPath(Bash, script(QStringLiteral("printf 'x\\377'")), &output, nullptr);
+        QVERIFY(output.isNull());
+    }
+
+    void missingExecutable() {
+        QString output = QStringLiteral("untouched");
+        Error error;
+        QVERIFY(!TaskHelper().excuteTaskPath(QStringLiteral("/nonexistent/command"), {}, &output, &error));
+        QCOMPARE(output, QStringLiteral("untouched"));
+        QVERIFY(!error);
+        bool isLaunched = false;
+        TaskHelper().excuteTaskPath(
+            QStringLiteral("/nonexistent/command"), {}, [&](const TaskHelper::TaskPointer&) { isLaunched = true; },
+            [&](const QString&, const Error& blockError) { error = blockError; });
+        QVERIFY(error && !isLaunched);
+        TaskHelper().startCMDApp(QStringLiteral("/nonexistent/command"), {});
+        Error denied;
+        QVERIFY(TaskHelper().excuteTaskPath(QStringLiteral("/etc/passwd"), {}, &output, &denied));
+        QCOMPARE(denied.code(), -1);
+    }
+
+    void limitStopsACommand_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<qsizetype>("size");
+        QTest::newRow("sleeps") << "echo partly; sleep 10" << qsizetype(7);
+        QTest::newRow("fills its pipe") << "head -c 200000 /dev/zero" << qsizetype(65536);
+        QTest::newRow("leaves a descendant") << "echo partly; sleep 30 & sleep 10" << qsizetype(7);
+    }
+    void limitStopsACommand() {
+        QFETCH(QString, text);
+        QElapsedTimer timer;
+        timer.start();
+        QString output;
+        const auto task = TaskHelper(0.5).excuteTaskPath(Bash, script(text), &output, nullptr);
+        QVERIFY(task && task->wasSignalled());
+        QTEST(output.size(), "size");
+        QVERIFY(timer.elapsed() >= 500 && timer.elapsed() < 5000);
+    }
+
+    void defaultLimitIsThreeSeconds() {
+        QElapsedTimer timer;
+        timer.start();
+        TaskHelper::sharedInstance().excuteTaskPath(Bash, script(QStringLiteral("sleep 10")), nullptr,
+                                                    static_cast<Error*>(nullptr));
+        QVERIFY2(timer.elapsed() >= 3000 && timer.elapsed() < 6000, qPrintable(QString::number(timer.elapsed())));
+    }
+
+    void blockFormHasNoLimit() {
+        QString output;
+        TaskHelper(0.1).excuteTaskPath(Bash, script(QStringLiteral("(sleep 0.5; head -c 300000 /dev/zero) & exit 0")),
+                                       {}, [&](const QString& result, const Error&) { output = result; });
+        QCOMPARE(output.size(), qsizetype(300000));
+    }
+
+    void fireAndForget() {
+        QTemporaryDir folder;
+        const QString mark = folder.filePath(QStringLiteral("mark"));
+        QElapsedTimer timer;
+        timer.start();
+        TaskHelper().startCMDApp(Bash, script(QStringLiteral("sleep 0.6; echo done > '%1'").arg(mark)));
+        QVERIFY(timer.elapsed() < 500 && !QFileInfo::exists(mark));
+        QTRY_VERIFY(QFileInfo(mark).size() > 0);
+        QVERIFY(TaskHelper().processRunning(QStringLiteral("no such process")));
+    }
+
+    void folders() {
+        QTemporaryDir root;
+        const FileManager files(root.filePath(QStringLiteral("Users")));
+        const QString data = files.createAppRootDirectory();
+        QCOMPARE(data, root.filePath(QStringLiteral("Users/.AllUsers/QenCloud/QenCloud.EXE$")));
+        QCOMPARE(files.createAppUpgradeRootDirectory(), data + QStringLiteral("/AppUpgrade"));
+        QCOMPARE(files.createAppPolicyRootDirectory(), data + QStringLiteral("/Policy"));
+        for (const char* made :
+             {"Users/.AllUsers", "Users/.AllUsers/QenCloud", "Users/.AllUsers/QenCloud/QenCloud.EXE$/Policy"})
+            QCOMPARE(modeOf(root.filePath(QString::fromLatin1(made))), mode_t(0700));
+
+        const QString file = files.createFilePathWithFileName(QStringLiteral("f"), data);
+        QCOMPARE(file, data + QStringLiteral("/f"));
+        QCOMPARE(modeOf(file), mode_t(0600));
+        QFile content(file);
+        QVERIFY(content.open(QIODevice::WriteOnly) && content.write("kept") == 4);
+        content.close();
+        QCOMPARE(files.createFilePath(file), file);
+        // A file in the place of a folder stays as it is; so does what cannot be made.
+        QCOMPARE(files.createDirectoryWithName(QStringLiteral("f"), data), file);
+        QCOMPARE(QFileInfo(file).size(), 4);
+        QCOMPARE(files.createDirectoryWithName(QStringLiteral("below"), file), file + QStringLiteral("/below"));
+        QVERIFY(files.createFilePath(file + QStringLiteral("/below")).isNull());
+        QVERIFY(files.createFilePath(QString()).isNull());
+        QFile::link(root.filePath(QStringLiteral("elsewhere")), root.filePath(QStringLiteral("dangling")));
+        QVERIFY(files.createFilePath(root.filePath(QStringLiteral("dangling"))).isNull());
+        QVERIFY(!QFileInfo::exists(root.filePath(QStringLiteral("elsewhere"))));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_TaskHelper)
+#include "tst_TaskHelper.moc"

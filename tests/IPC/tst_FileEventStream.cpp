@@ -1,0 +1,167 @@
+#include "FileEventStream.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <mutex>
+#include <thread>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto Latency = 150ms;
+
+/// A stream on a thread of its own, and what it reported.
+class Following {
+public:
+    explicit Following(const QStringList& paths)
+        : m_stream(paths, Latency, [this](const QStringList& changed) {
+              const std::lock_guard lock(m_mutex);
+              m_batches << changed;
+          }),
+          m_thread([this] { m_stream.run(); }) {
+        QTest::qSleep(50);
+    }
+    ~Following() {
+        m_stream.stop();
+        m_thread.join();
+    }
+    QList<QStringList> batches() {
+        const std::lock_guard lock(m_mutex);
+        return m_batches;
+    }
+    /// The first batch, waited for; empty when none comes.
+    QStringList first() {
+        QElapsedTimer timer;
+        timer.start();
+        while (batches().isEmpty() && timer.elapsed() < 3000)
+            QTest::qSleep(5);
+        const auto all = batches();
+        return all.isEmpty() ? QStringList() : all.first();
+    }
+
+private:
+    std::mutex m_mutex;
+    QList<QStringList> m_batches;
+    Platform::FileEventStream m_stream;
+    std::thread m_thread;
+};
+
+void put(const QString& path, const QByteArray& text = "x") {
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(text);
+}
+
+} // namespace
+
+/// Real folders, real changes.
+class tst_FileEventStream : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void everyKindOfChange_data() {
+        QTest::addColumn<QString>("kind");
+        for (const char* kind : {"create", "write in place", "replace", "remove", "folder appears", "parents appear",
+                                 "folder removed", "folder made again", "folder moved away", "link"})
+            QTest::newRow(kind) << QString::fromLatin1(kind);
+    }
+    void everyKindOfChange() {
+        QFETCH(QString, kind);
+        QTemporaryDir root;
+        const QString folder = root.filePath(QStringLiteral("a/b"));
+        const QString path = folder + QStringLiteral("/file");
+        QDir dir;
+        if (kind != u"parents appear")
+            dir.mkpath(root.filePath(QStringLiteral("a")));
+        if (!kind.endsWith(u"appear") && !kind.endsWith(u"appears"))
+            dir.mkpath(folder);
+        if (kind.startsWith(u"write") || kind.startsWith(u"re") || kind == u"folder removed" || kind == u"folder moved away")
+            put(path);
+
+        Following following({path, folder + QStringLiteral("/untouched")});
+        if (kind == u"create" || kind.startsWith(u"write")) {
+            put(path, "new");
+        } else if (kind == u"replace") {
+            put(folder + QStringLiteral("/tmp"));
+            QCOMPARE(rename(qPrintable(folder + QStringLiteral("/tmp")), qPrintable(path)), 0);
+        } else if (kind == u"remove") {
+            QFile::remove(path);
+        } else if (kind.startsWith(u"folder a") || kind.startsWith(u"parents")) {
+            dir.mkpath(folder);
+            put(path);
+        } else if (kind == u"folder removed") {
+            QDir(folder).removeRecursively();
+        } else if (kind == u"folder made again") {
+            QDir(folder).removeRecursively();
+            QTest::qSleep(50);
+            dir.mkpath(folder);
+            QTest::qSleep(50);
+            put(path);
+        } else if (kind == u"folder moved away") {
+            QCOMPARE(rename(qPrintable(folder), qPrintable(root.filePath(QStringLiteral("a/c")))), 0);
+        } else {
+            QVERIFY(QFile::link(QStringLiteral("/etc/hostname"), path));
+        }
+        QVERIFY2(following.first().contains(path), qPrintable(kind));
+    }
+
+    void burstIsOneReportWithinTheLatency() {
+        QTemporaryDir root;
+        const QString path = root.filePath(QStringLiteral("file"));
+        const QString other = root.filePath(QStringLiteral("other"));
+        Following following({path, other});
+        put(other);
+        QElapsedTimer timer;
+        timer.start();
+        for (int i = 0; i < 100; ++i)
+            put(path, QByteArray::number(i));
+        QCOMPARE(following.first(), QStringList({other, path}));
+        QVERIFY(timer.elapsed() < Latency.count() + 200);
+        // A file that nobody follows wakes no callback.
+        put(root.filePath(QStringLiteral("third")));
+        QTest::qSleep(static_cast<int>(2 * Latency.count()));
+        QVERIFY(following.batches().size() <= 2);
+    }
+
+    void lostEventsAreAChangeOfEveryFile() {
+        QTemporaryDir root;
+        const QString folder = root.filePath(QStringLiteral("f"));
+        QDir().mkpath(folder);
+        const QStringList paths{folder + QStringLiteral("/one"), folder + QStringLiteral("/two")};
+        QFile limit(QStringLiteral("/proc/sys/fs/inotify/max_queued_events"));
+        QVERIFY(limit.open(QIODevice::ReadOnly));
+        const int most = limit.readAll().trimmed().toInt();
+        QStringList reported;
+        // The first callback is kept busy until the kernel's queue has run over.
+        bool blocked = false;
+        Platform::FileEventStream slow(paths, 1ms, [&](const QStringList& changed) {
+            if (!std::exchange(blocked, true)) {
+                for (int i = 0; i < most / 2 + 1000; ++i)
+                    put(folder + QStringLiteral("/noise%1").arg(i % 50));
+                return;
+            }
+            reported << changed;
+            slow.stop();
+        });
+        std::thread trigger([&] {
+            QTest::qSleep(50);
+            put(paths[0]);
+        });
+        slow.run();
+        trigger.join();
+        QVERIFY(reported.contains(paths[0]) && reported.contains(paths[1]));
+    }
+
+    void folderThatMayNotBeReadIsNoLoop() {
+        Following following({QStringLiteral("/proc/self/mem/file"), QStringLiteral("/no/such/folder/at/all")});
+        QVERIFY(following.batches().isEmpty());
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_FileEventStream)
+#include "tst_FileEventStream.moc"

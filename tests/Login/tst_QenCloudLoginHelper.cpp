@@ -1,0 +1,432 @@
+#include "ClientWorld.h"
+
+#include "ReferenceServer.h"
+#include "WireCodec.h"
+
+#include <QJsonDocument>
+#include <QProcess>
+#include <QRegularExpression>
+
+using Platform::ArchiveValue;
+using Platform::Error;
+
+namespace {
+
+QString operation(const char* name) {
+    return QStringLiteral("/api/public/clientlogin/") + QString::fromLatin1(name);
+}
+
+/// Records what the session asked of its peers.
+class Peers final : public TicketServiceLink, public AgentAccessLink, public NetworkAccessLink {
+public:
+    LoginLinks links() { return {this, this, this}; }
+    QStringList calls() {
+        const std::lock_guard lock(m_mutex);
+        return m_calls;
+    }
+    bool wasCalled(const QString& call) {
+        return eventually([&] { return calls().contains(call); });
+    }
+
+    void runTicketXPC() override { note(QStringLiteral("run")); }
+    void closeNgnServerXpc() override { note(QStringLiteral("close")); }
+    void startRequestAccess(std::function<void(int)> completion) override {
+        note(QStringLiteral("access"));
+        completion(accessStatus);
+    }
+    void stopSmartAgent(std::function<void(const QJsonObject&, const Error&)> completion) override {
+        note(QStringLiteral("stop"));
+        completion(stopAnswer, stopError);
+    }
+    void requestGeneralConfig(std::function<void(const QJsonObject&, const Error&)> completion) override {
+        note(QStringLiteral("config"));
+        completion(configAnswer, {});
+    }
+    void checkiNacNecessaryWithUrl(const QString& url, std::function<void(bool)> completion) override {
+        note(QStringLiteral("necessary ") + url);
+        completion(certificatePresent);
+    }
+    void executeInacTaskWithUserName(const QString& user, const QString&, const QJsonArray& ssids, const QString& url) override {
+        note(QStringLiteral("task %1 %2 %3").arg(user, QString::number(ssids.size()), url));
+    }
+    void installStaticMobileconfig() override { note(QStringLiteral("static")); }
+
+    int accessStatus = 0;
+    QJsonObject stopAnswer{{"code", 0}};
+    Error stopError;
+    QJsonObject configAnswer;
+    bool certificatePresent = false;
+
+private:
+    void note(const QString& call) {
+        const std::lock_guard lock(m_mutex);
+        m_calls << call;
+    }
+    std::mutex m_mutex;
+    QStringList m_calls;
+};
+
+void storeRecord(const ClientFolder& folder, LoginType type, qint64 islogout = 0) {
+    AccountModel record;
+    record.setUserid(QStringLiteral("lin"));
+    record.setTicket(QStringLiteral("T-old"));
+    record.setLoginType(type);
+    record.setIslogout(islogout);
+    QVERIFY(record.save(folder.support()));
+}
+
+QJsonObject answerWith(const QJsonObject& data, int ret = 0) {
+    return {{"ret", ret}, {"msg", "m"}, {"data", data}};
+}
+
+} // namespace
+
+/// The session's states, driven over loopback by the real server and its faults.
+class tst_QenCloudLoginHelper : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() {
+        m_server.addAccount(QStringLiteral("lin"), QStringLiteral("Passw0rd!"), {}, QStringLiteral("lin@corp.example"));
+        QVERIFY2(m_server.start(), qPrintable(m_server.lastError()));
+    }
+    void init() { m_server.clearFaults(); }
+
+    void signInConfirmAndSignOut() {
+        ClientFolder folder;
+        folder.configure(m_server.httpPort());
+        Peers peers;
+        ClientWorld client(folder, peers.links());
+        QList<bool> told;
+        std::mutex toldMutex;
+        client.helper.setLoginBlock([&](bool signedIn) {
+            const std::lock_guard lock(toldMutex);
+            told << signedIn;
+        });
+
+        client.helper.createSoleidAndSave();
+        const auto soleId = client.helper.getSoleID();
+        QVERIFY(soleId);
+        QVERIFY(QRegularExpression(QStringLiteral("^[0-9a-f]{16}$")).match(*soleId).hasMatch());
+        client.helper.createSoleidAndSave();
+        QCOMPARE(client.helper.getSoleID(), soleId);
+
+        Outcome wrong;
+        client.helper.login({{"userid", "lin"}, {"password", "wrong"}, {"otp", ""}}, wrong.completion());
+        QVERIFY(wrong.wait());
+        QVERIFY(!wrong.error);
+        QCOMPARE(wrong.answer.value(u"errorcode"), QJsonValue(6));
+        QVERIFY(!client.helper.iflogin());
+        QVERIFY(!client.helper.isCheckAndShow());
+
+        Outcome right;
+        client.helper.login({{"userid", "lin"}, {"password", "Passw0rd!"}, {"otp", ""}}, right.completion());
+        QVERIFY(right.wait());
+        QVERIFY(client.helper.iflogin());
+        QVERIFY(client.helper.isCheckAndShow());
+        QVERIFY(!client.helper.getSoleID());
+        QCOMPARE(client.helper.currentLoginType(), 1);
+        QCOMPARE(folder.read(QStringLiteral("userpolicy.archive"))->string(), QStringLiteral("userPolicyRequest"));
+        QCOMPARE(peers.calls(), QStringList{QStringLiteral("run")});
+        const auto record = AccountModel::currentModel(folder.support());
+        QCOMPARE(record->decryptTicket(), right.answer.value(u"data").toObject().value(u"ticket").toString());
+        QVERIFY(eventually([&] { return folder.hasState(QStringLiteral("NGNPolicy.archive")); }));
+        QVERIFY(folder.read(QStringLiteral("NGNPolicy.archive"))->isDictionary());
+
+        // The server issues another ticket: the record follows.
+        QVERIFY(m_server.action(QStringLiteral("rotate_ticket"), {{"userid", "lin"}}));
+        Outcome confirmed;
+        client.helper.checkTicketStatus(confirmed.completion());
+        QVERIFY(confirmed.wait());
+        const auto renewed = AccountModel::currentModel(folder.support());
+        QVERIFY(renewed->ticket() != record->ticket());
+        QCOMPARE(renewed->decryptTicket(), confirmed.answer.value(u"data").toObject().value(u"ticket").toString());
+
+        Outcome out;
+        client.helper.logout({{"userid", "lin"}, {"ticket", renewed->decryptTicket()}, {"msg", "logout"},
+                              {"mac", client.device.macAddresses().join(u';')}, {"ip", ""}, {"deviceid", client.device.uuid()}},
+                             out.completion());
+        QVERIFY(out.wait());
+        QVERIFY2(out.answer.value(u"ret") == QJsonValue(0), qPrintable(out.answer.value(u"msg").toString()));
+        QVERIFY(!client.helper.iflogin());
+        QVERIFY(!client.helper.isCheckAndShow());
+        QVERIFY(!folder.hasState(QStringLiteral("login.archive")));
+        QVERIFY(client.helper.getSoleID());
+        QCOMPARE(peers.calls().last(), QStringLiteral("close"));
+        // Kept for the agent on purpose.
+        QVERIFY(folder.hasState(QStringLiteral("userpolicy.archive")));
+        const std::lock_guard lock(toldMutex);
+        QCOMPARE(told, QList<bool>({true, true, false}));
+    }
+
+    void ticketAnswers_data() {
+        QTest::addColumn<QJsonObject>("answer");
+        QTest::addColumn<int>("loginType");
+        QTest::addColumn<bool>("staysSignedIn");
+        QTest::addColumn<QString>("told");
+        const auto row = [](const char* name, const QJsonObject& answer, LoginType type, bool stays, const char* told) {
+            QTest::newRow(name) << answer << static_cast<int>(type) << stays << told;
+        };
+        row("valid", answerWith({{"state", 0}}), LoginType::Account, true, "in");
+        for (const int state : {-7, -4, -3, -2}) {
+            const QByteArray name = "state " + QByteArray::number(state);
+            row(name.constData(), answerWith({{"state", state}}), LoginType::Account, false, "out");
+        }
+        row("-7 of a domain session", answerWith({{"state", -7}}), LoginType::Domain, true, "");
+        row("-7 of a QR session", answerWith({{"state", -7}}), LoginType::QrCode, false, "out");
+        row("state -5", answerWith({{"state", -5}}), LoginType::Account, true, "");
+        row("state as text", answerWith({{"state", "-7"}}), LoginType::Account, false, "out");
+        row("ret not 0", answerWith({}, 9), LoginType::Account, false, "out");
+        row("ret not 0 of a domain session", answerWith({}, 9), LoginType::Domain, true, "");
+        row("no ret", {{"data", QJsonObject{{"state", -7}}}}, LoginType::Account, true, "");
+        row("no state", answerWith({}), LoginType::Account, true, "");
+        row("data is a list", {{"ret", 0}, {"data", QJsonArray{-7}}}, LoginType::Account, true, "");
+        row("empty object", {}, LoginType::Account, true, "");
+    }
+    void ticketAnswers() {
+        QFETCH(QJsonObject, answer);
+        QFETCH(int, loginType);
+        QFETCH(bool, staysSignedIn);
+        QFETCH(QString, told);
+        ClientFolder folder;
+        folder.configure(m_server.httpPort());
+        storeRecord(folder, static_cast<LoginType>(loginType));
+        const auto before = *AccountModel::currentModel(folder.support());
+        ClientWorld client(folder);
+        QString heard;
+        client.helper.setLoginBlock([&](bool signedIn) { heard = signedIn ? QStringLiteral("in") : QStringLiteral("out"); });
+        QVERIFY(m_server.fault(operation("ticket_auth"), {{"kind", "answer"}, {"answer", answer}}));
+        Outcome outcome;
+        client.helper.checkTicketStatus(outcome.completion());
+        QVERIFY(outcome.wait());
+        QCOMPARE(client.helper.iflogin(), staysSignedIn);
+        QCOMPARE(heard, told);
+        QCOMPARE(client.helper.isCheckAndShow(), told == QStringLiteral("in"));
+        QCOMPARE(client.helper.getSoleID().has_value(), !staysSignedIn);
+        if (staysSignedIn)
+            QCOMPARE(AccountModel::currentModel(folder.support())->ticket(), before.ticket());
+    }
+
+    void transportErrorsEndNoSession() {
+        ClientFolder folder;
+        folder.configure(m_server.httpPort());
+        storeRecord(folder, LoginType::Account);
+        ClientWorld client(folder);
+        for (const char* kind : {"close", "not_json"}) {
+            QVERIFY(m_server.fault(operation("ticket_auth"), {{"kind", kind}}));
+            Outcome outcome;
+            client.helper.checkTicketStatus(outcome.completion());
+            QVERIFY(outcome.wait());
+            QVERIFY(outcome.error);
+            QVERIFY(client.helper.iflogin());
+        }
+        // Signed out, nothing is sent and nothing answered.
+        AccountModel::deleteCurrentModel(folder.support());
+        Outcome never;
+        client.helper.checkTicketStatus(never.completion());
+        QVERIFY(!never.wait(300));
+    }
+
+    void signOutWithoutANetworkStaysPending() {
+        ClientFolder folder;
+        folder.configure(1); // nothing listens there
+        storeRecord(folder, LoginType::Account);
+        ClientWorld client(folder);
+        Outcome out;
+        client.helper.logout({{"userid", "lin"}}, out.completion());
+        QVERIFY(out.wait());
+        QVERIFY(out.error);
+        QVERIFY(client.helper.iflogin());
+        QCOMPARE(AccountModel::currentModel(folder.support())->islogout(), 1);
+        QVERIFY(client.logText().contains(QStringLiteral("[QenCloudLoginHelper] QenCloud logout fail because no network!!!")));
+
+        folder.configure(m_server.httpPort());
+        client.config.updateServerConfig();
+        Outcome poll;
+        client.helper.CheckQRLoginState(poll.completion());
+        QVERIFY(poll.wait());
+        const QJsonObject body = QJsonDocument::fromJson(ReferenceServer::bodyOf(
+                                     m_server.requests(operation("scan_status")).last().toObject())).object();
+        QCOMPARE(body.value(u"clientoper"), QJsonValue(1));
+    }
+
+    void qrAnswers_data() {
+        QTest::addColumn<QJsonObject>("answer");
+        QTest::addColumn<bool>("recordBefore");
+        QTest::addColumn<qint64>("typeAfter");
+        const QJsonObject full{{"state", 0}, {"userid", "lin"}, {"username", "林"}, {"ticket", "T-new"}};
+        QTest::newRow("confirmed") << answerWith(full) << false << qint64(2);
+        QTest::newRow("no ticket") << answerWith({{"state", 0}, {"userid", "lin"}}) << false << qint64(0);
+        QTest::newRow("scanned") << answerWith({{"state", -1}}) << true << qint64(1);
+        QTest::newRow("ended") << answerWith({{"state", -3}}) << true << qint64(0);
+        QTest::newRow("ret not 0") << answerWith({{"state", -3}}, 1) << true << qint64(1);
+    }
+    void qrAnswers() {
+        QFETCH(QJsonObject, answer);
+        QFETCH(bool, recordBefore);
+        QFETCH(qint64, typeAfter);
+        ClientFolder folder;
+        folder.configure(m_server.httpPort());
+        if (recordBefore)
+            storeRecord(folder, LoginType::Account);
+        ClientWorld client(folder);
+        QVERIFY(m_server.fault(operation("scan_status"), {{"kind", "answer"}, {"answer", answer}}));
+        Outcome outcome;
+        client.helper.CheckQRLoginState(outcome.completion());
+        QVERIFY(outcome.wait());
+        QCOMPARE(client.helper.currentLoginType(), typeAfter);
+        QCOMPARE(client.helper.iflogin(), typeAfter != 0);
+        QCOMPARE(folder.hasState(QStringLiteral("userpolicy.archive")), typeAfter == 2);
+    }
+
+    void qrSignInLooksAfterNetworkAccess_data() {
+        QTest::addColumn<QString>("method");
+        QTest::addColumn<bool>("present");
+        QTest::addColumn<QString>("call");
+        QTest::newRow("certificate") << "3" << false << "task 林 2 http://nac";
+        QTest::newRow("static profile") << "2" << false << "static";
+        QTest::newRow("already there") << "3" << true << "";
+        QTest::newRow("other method") << "1" << false << "";
+    }
+    void qrSignInLooksAfterNetworkAccess() {
+        QFETCH(QString, method);
+        QFETCH(bool, present);
+        QFETCH(QString, call);
+        ClientFolder folder;
+        folder.configure(m_server.httpPort());
+        Peers peers;
+        peers.certificatePresent = present;
+        const QJsonObject config{{"domain", QJsonObject{{"auth_method", method}, {"inac_addr", "http://nac"}}},
+                                 {"wifisettings", QJsonObject{{"ssidlist", QJsonArray{"a", "b"}}}}};
+        peers.configAnswer = {{"ret", 0}, {"data", QString::fromLatin1(WireCodec::sealAnswer(config))}};
+        ClientWorld client(folder, peers.links());
+        const QJsonObject data{{"state", 0}, {"userid", "lin"}, {"username", "林"}, {"ticket", "T"}};
+        QVERIFY(m_server.fault(operation("scan_status"), {{"kind", "answer"}, {"answer", answerWith(data)}}));
+        Outcome outcome;
+        client.helper.CheckQRLoginState(outcome.completion());
+        QVERIFY(outcome.wait());
+        QStringList expected{QStringLiteral("run"), QStringLiteral("config"), QStringLiteral("necessary http://nac")};
+        if (!call.isEmpty())
+            expected << call;
+        QCOMPARE(peers.calls(), expected);
+    }
+
+    void networkTypeFollowsTheChoice() {
+        ClientFolder folder;
+        folder.configure({QVariant(QVariantList{"127.0.0.1", m_server.httpPort()})});
+        storeRecord(folder, LoginType::Account);
+        ClientWorld client(folder);
+        client.helper.Get_network_type();
+        QVERIFY(eventually([&] { return folder.hasState(QStringLiteral("netType.archive")); }));
+        QCOMPARE(folder.read(QStringLiteral("netType.archive"))->string(), QStringLiteral("0"));
+        QVERIFY(eventually([&] { return AccountModel::currentModel(folder.support())->networkType() == 0; }));
+    }
+
+    void configurationIsStored() {
+        ClientFolder folder;
+        folder.configure(m_server.httpPort());
+        ClientWorld client(folder);
+        client.helper.Get_Save_Config();
+        QVERIFY(eventually([&] { return folder.hasState(QStringLiteral("GeneralConfig.archive")); }));
+        QVERIFY(folder.read(QStringLiteral("GeneralConfig.archive"))->isDictionary());
+        QVERIFY(eventually([&] {
+            return client.logText().contains(QStringLiteral("[QenCloudLoginHelper] QenCloud get General Success!!!"));
+        }));
+        QVERIFY(m_server.fault(QStringLiteral("/api/public/client/start_config"), {{"kind", "close"}}));
+        client.helper.Get_Save_Config();
+        QVERIFY(eventually([&] {
+            return client.logText().contains(QStringLiteral("[QenCloudLoginHelper] QenCloud get General fail!!!"));
+        }));
+    }
+
+    void resetSignsInAndRetrievalAnswers() {
+        ClientFolder folder;
+        folder.configure(m_server.httpPort());
+        ClientWorld client(folder);
+        const QJsonObject data{{"state", 0}, {"status", 0}, {"userid", "lin"}, {"username", "林"}, {"ticket", "T"}};
+        QVERIFY(m_server.fault(operation("resetpass"), {{"kind", "answer"}, {"answer", answerWith(data)}}));
+        Outcome reset;
+        client.helper.resetPassword({{"userid", "lin"}, {"old_password", "a"}, {"password", "b"}}, reset.completion());
+        QVERIFY(reset.wait());
+        QVERIFY(client.helper.iflogin());
+        QVERIFY(!folder.hasState(QStringLiteral("NGNPolicy.archive")));
+        Outcome mail;
+        client.helper.retrievePassWordWithUserId(QStringLiteral("lin"), mail.completion());
+        QVERIFY(mail.wait());
+        QCOMPARE(mail.answer.value(u"ret"), QJsonValue(0));
+        QVERIFY(!mail.answer.value(u"data").toObject().value(u"user_email").toString().isEmpty());
+    }
+
+    void agentFlags_data() {
+        QTest::addColumn<QVariant>("userlogin");
+        QTest::addColumn<QVariant>("hide");
+        QTest::addColumn<QString>("expected");
+        const auto methods = [](const QVariant& otp, const QVariant& qr, const QVariant& pc) {
+            return QVariant(QVariantMap{{"double_factor_auth", otp}, {"qrcode_login", qr}, {"pc_account_login", pc}});
+        };
+        QTest::newRow("nothing there") << QVariant() << QVariant() << "otp 0 tag 0 hidden 0";
+        QTest::newRow("both methods") << methods("1", 1, 1) << QVariant("1") << "otp 1 tag 0 hidden 1";
+        QTest::newRow("account only") << methods("0", 0, 1) << QVariant("0") << "otp 0 tag 1 hidden 0";
+        QTest::newRow("numbers as text") << methods("1", "0", "1") << QVariant("2") << "otp 1 tag 1 hidden 0";
+        QTest::newRow("wrong types") << QVariant("1") << QVariant(1) << "otp 0 tag 0 hidden 0";
+    }
+    void agentFlags() {
+        QFETCH(QVariant, userlogin);
+        QFETCH(QVariant, hide);
+        QFETCH(QString, expected);
+        ClientFolder folder;
+        if (userlogin.isValid())
+            QVERIFY(archiveRootObject(ArchiveValue::fromVariant(userlogin), folder.agent() + "/userlogin.archive"));
+        if (hide.isValid())
+            QVERIFY(archiveRootObject(ArchiveValue::fromVariant(hide), folder.agent() + "/hideqenswitch.archive"));
+        ClientWorld client(folder);
+        QCOMPARE(QStringLiteral("otp %1 tag %2 hidden %3")
+                     .arg(client.helper.iShowOTP())
+                     .arg(client.helper.selectBtnTag())
+                     .arg(client.helper.isHideTray()),
+                 expected);
+    }
+
+    void runningVpnIsStoppedThroughTheAgent_data() {
+        QTest::addColumn<int>("accessStatus");
+        QTest::addColumn<QJsonObject>("stopAnswer");
+        QTest::addColumn<bool>("stopFails");
+        QTest::addColumn<QString>("line");
+        QTest::newRow("stopped") << 0 << QJsonObject{{"code", 0}} << false << "QenCloud Vindor Stop Success!!!";
+        QTest::newRow("refused") << 1 << QJsonObject{} << false << "QenCloud Vindor Access Fail!!!";
+        QTest::newRow("code") << 0 << QJsonObject{{"code", 5}} << false << "QenCloud Vindor Stop Fail:code = 5";
+        QTest::newRow("error") << 0 << QJsonObject{} << true << "QenCloud Vindor Stop Fail: Error Domain=D Code=9";
+    }
+    void runningVpnIsStoppedThroughTheAgent() {
+        QFETCH(int, accessStatus);
+        QFETCH(QJsonObject, stopAnswer);
+        QFETCH(bool, stopFails);
+        QFETCH(QString, line);
+        ClientFolder folder;
+        // A process whose command line is that of the component.
+        const QString vpn = folder.file(QStringLiteral("ZelVPN"));
+        QVERIFY(QFile::link(QStringLiteral("/bin/sleep"), vpn));
+        QProcess component;
+        component.start(vpn, {QStringLiteral("60")});
+        QVERIFY(component.waitForStarted());
+        Peers peers;
+        peers.accessStatus = accessStatus;
+        peers.stopAnswer = stopAnswer;
+        if (stopFails)
+            peers.stopError = Error(QStringLiteral("D"), 9);
+        {
+            ClientWorld client(folder, peers.links(), vpn);
+            client.helper.existZelVPN();
+            QVERIFY(eventually([&] { return client.logText().contains(QStringLiteral("[QenCloudLoginHelper] ") + line); }));
+        }
+        QCOMPARE(peers.calls().contains(QStringLiteral("stop")), accessStatus == 0);
+        component.kill();
+        QVERIFY(component.waitForFinished());
+    }
+
+private:
+    ReferenceServer m_server;
+};
+
+QTEST_GUILESS_MAIN(tst_QenCloudLoginHelper)
+#include "tst_QenCloudLoginHelper.moc"

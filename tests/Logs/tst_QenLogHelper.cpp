@@ -1,0 +1,452 @@
+#include "ArchiveValue.h"
+#include "HostTools.h"
+#include "KeyedArchiver.h"
+#include "LogRedaction.h"
+#include "QenLogHelper.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+#include <memory>
+#include <semaphore>
+#include <thread>
+
+using Platform::ArchiveValue;
+
+namespace {
+
+const QByteArray Frame = " : -[QenLogHelper writeLog:type:]_block_invoke:[148] : ";
+constexpr qint64 StampSize = 19;
+/// Bytes of a line around its message: stamp, fixed text, blank and line end.
+const qint64 LineFrame = StampSize + Frame.size() + 2;
+
+/// A log in a folder of its own that can be opened again and again.
+struct LogPlace {
+    QTemporaryDir root;
+    QString ring = root.filePath(QStringLiteral("Logs"));
+    QString record = root.filePath(QStringLiteral("info/QenCloudLogInfo.data"));
+
+    std::unique_ptr<QenLogHelper> open(qint64 limit = 0x500000, std::function<void(const QString&)> echo = {}) {
+        LogWorld world = LogWorld::system();
+        world.ringDirectory = ring;
+        world.sizeRecord = record;
+        world.limit = limit;
+        world.echo = std::move(echo);
+        auto log = std::make_unique<QenLogHelper>(world);
+        log->drain();
+        return log;
+    }
+    QString path(int number) const { return ring + QStringLiteral("/QenCloud-Info-%1.log").arg(number); }
+    QByteArray bytes(int number) const {
+        QFile file(path(number));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(absent)");
+    }
+    /// The messages in a file, joined by blanks.
+    QString messages(int number) const {
+        QStringList result;
+        const QRegularExpression line(QStringLiteral("\\[148\\] : (.*) \n"));
+        for (auto it = line.globalMatch(QString::fromUtf8(bytes(number))); it.hasNext();)
+            result << it.next().captured(1);
+        return result.join(u' ');
+    }
+    void fill(int number, qint64 size) const {
+        QDir().mkpath(ring);
+        QFile file(path(number));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.resize(size));
+    }
+    void putRecord(const QByteArray& content) const {
+        QDir().mkpath(QFileInfo(record).path());
+        QFile file(record);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
+    }
+    void putRecord(const QString& name, qint64 first, qint64 second, qint64 third) const {
+        putRecord(encodedLogRecord({name, {first, second, third}}));
+    }
+    LogRecord recorded() const {
+        QFile file(record);
+        return file.open(QIODevice::ReadOnly) ? decodedLogRecord(file.readAll()).value_or(LogRecord{{}, {-1, -1, -1}})
+                                              : LogRecord{{}, {-1, -1, -1}};
+    }
+};
+
+QString nameOf(int number) {
+    return QStringLiteral("QenCloud-Info-%1.log").arg(number);
+}
+
+/// A message that makes a line of @p size bytes.
+QString messageFor(qint64 size) {
+    return QString(size - LineFrame, u'm');
+}
+
+void write(QenLogHelper& log, const QStringList& messages) {
+    for (const QString& message : messages)
+        log.writeLog(message);
+    QVERIFY(log.drain());
+}
+
+qsizetype openDescriptors() {
+    return QDir(QStringLiteral("/proc/self/fd"))
+        .entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot)
+        .size();
+}
+
+} // namespace
+
+class tst_QenLogHelper : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void line_data() {
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<QByteArray>("utf8");
+        QTest::newRow("plain") << "[QenCheck] a b" << QByteArray("[QenCheck] a b");
+        QTest::newRow("empty") << "" << QByteArray();
+        QTest::newRow("Chinese") << QStringLiteral("无法找到日志目录") << QStringLiteral("无法找到日志目录").toUtf8();
+        QTest::newRow("line ends and signs") << "a\nb%s%1%@\\" << QByteArray("a\nb%s%1%@\\");
+        QTest::newRow("half a character") << QString(QChar(0xd83d)) << QByteArray("\xef\xbf\xbd");
+    }
+    void line() {
+        QFETCH(QString, message);
+        QFETCH(QByteArray, utf8);
+        LogPlace place;
+        QStringList console;
+        auto log = place.open(0x500000, [&](const QString& text) { console << text; });
+        write(*log, {message, QStringLiteral("next")});
+        const QByteArray text = place.bytes(1);
+        QCOMPARE(text.mid(StampSize, text.size() - StampSize - (LineFrame + 4)), Frame + utf8 + " \n");
+        QVERIFY(text.endsWith(Frame + "next \n"));
+        QCOMPARE(place.recorded().info[0], text.size());
+        QCOMPARE(console.size(), 2);
+        QCOMPARE(console[1], QStringLiteral("-[QenLogHelper writeLog:type:]_block_invoke [Line 150] ") +
+                                 QString::fromUtf8(text.right(LineFrame + 4)));
+    }
+
+    void stampIsInOneZone_data() {
+        QTest::addColumn<qint64>("second");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("epoch") << qint64(0) << "1970-01-01 08:00:00";
+        QTest::newRow("leap day") << qint64(951753600) << "2000-02-29 00:00:00";
+        QTest::newRow("before midnight") << qint64(1735660799) << "2024-12-31 23:59:59";
+        QTest::newRow("new year") << qint64(1735660800) << "2025-01-01 00:00:00";
+        QTest::newRow("past 32 bits") << qint64(4102444800) << "2100-01-01 08:00:00";
+    }
+    void stampIsInOneZone() {
+        QFETCH(qint64, second);
+        QFETCH(QString, text);
+        for (const char* zone : {"America/New_York", "UTC", "Asia/Kathmandu"}) {
+            qputenv("TZ", zone);
+            tzset();
+            QCOMPARE(LogLine::dateString(second), text);
+        }
+        qunsetenv("TZ");
+        tzset();
+        const QDateTime now = QDateTime::currentDateTimeUtc().addSecs(8 * 3600);
+        QVERIFY(
+            qAbs(QDateTime::fromString(QenLogHelper::currentDateString() + u'Z', QStringLiteral("yyyy-MM-dd HH:mm:sst"))
+                     .secsTo(now)) <= 2);
+    }
+
+    void ringTurns() {
+        LogPlace place;
+        place.fill(2, 30);
+        auto log = place.open(200);
+        const QString m = messageFor(100);
+        // Two lines fill a file; the third goes to the next one, whose old content goes.
+        write(*log, {m, m, m, m, m, m});
+        QCOMPARE(place.bytes(1).size(), 200);
+        QCOMPARE(place.bytes(2).size(), 200);
+        QCOMPARE(place.bytes(3).size(), 200);
+        QCOMPARE(place.recorded().info, (std::array<qint64, 3>{200, 200, 200}));
+        write(*log, {QStringLiteral("again")});
+        QCOMPARE(log->currentLogName(), nameOf(1));
+        QCOMPARE(place.messages(1), QStringLiteral("again"));
+        QCOMPARE(place.recorded().currentLogName, nameOf(1));
+        log.reset();
+        log = place.open(200);
+        write(*log, {QStringLiteral("later")});
+        QCOMPARE(place.messages(1), QStringLiteral("again later"));
+        QCOMPARE(QDir(place.ring).entryList(QDir::Files), QStringList({nameOf(1), nameOf(2), nameOf(3)}));
+    }
+
+    void exactLimit_data() {
+        QTest::addColumn<qint64>("sizeBefore");
+        QTest::addColumn<int>("file");
+        QTest::newRow("one byte less stays") << qint64(5242879) << 1;
+        QTest::newRow("the limit moves on") << qint64(5242880) << 2;
+    }
+    void exactLimit() {
+        QFETCH(qint64, sizeBefore);
+        QFETCH(int, file);
+        LogPlace place;
+        place.fill(1, sizeBefore - 100);
+        auto log = place.open();
+        write(*log, {messageFor(100)});
+        QCOMPARE(place.recorded().info[0], sizeBefore);
+        QCOMPARE(log->currentLogName(), nameOf(1));
+        write(*log, {QStringLiteral("x")});
+        QCOMPARE(log->currentLogName(), nameOf(file));
+        QCOMPARE(place.messages(file).right(1), QStringLiteral("x"));
+        log.reset();
+        // At start the real size counts in the same way.
+        place.fill(file, sizeBefore);
+        QCOMPARE(place.open()->currentLogName(), nameOf(sizeBefore == 5242880 ? file + 1 : file));
+    }
+
+    void staleCountAtStart_data() {
+        QTest::addColumn<qint64>("staleCount");
+        QTest::addColumn<int>("file");
+        QTest::addColumn<QString>("recordedName");
+        QTest::addColumn<qint64>("count");
+        QTest::newRow("full by its old count") << qint64(1000) << 3 << nameOf(3) << qint64(100);
+        QTest::newRow("has room by its old count") << qint64(40) << 2 << nameOf(1) << qint64(140);
+    }
+    void staleCountAtStart() {
+        QFETCH(qint64, staleCount);
+        QFETCH(int, file);
+        LogPlace place;
+        place.fill(1, 1000);
+        place.fill(2, 500);
+        place.putRecord(nameOf(1), 0, staleCount, 7);
+        auto log = place.open(1000);
+        QCOMPARE(log->currentLogName(), nameOf(2));
+        QCOMPARE(place.bytes(2), QByteArray());
+        QCOMPARE(place.recorded().currentLogName, nameOf(1));
+        write(*log, {messageFor(100)});
+        QCOMPARE(log->currentLogName(), nameOf(file));
+        QCOMPARE(place.recorded().info[0], 1000);
+        QTEST(place.recorded().currentLogName, "recordedName");
+        QTEST(place.recorded().info[size_t(file - 1)], "count");
+    }
+
+    void recordAtStart_data() {
+        QTest::addColumn<QByteArray>("record");
+        QTest::addColumn<int>("file");
+        const auto archive = [](const ArchiveValue& name, const ArchiveValue& info) {
+            return Platform::KeyedArchiver::archivedData(
+                ArchiveValue::Dictionary{{QStringLiteral("currentLogName"), name}, {QStringLiteral("info"), info}});
+        };
+        const ArchiveValue two(nameOf(2));
+        QTest::newRow("absent") << QByteArray() << 1;
+        QTest::newRow("garbage") << QByteArray(300, 'g') << 1;
+        QTest::newRow("cut") << archive(two, ArchiveValue::Dictionary()).chopped(40) << 1;
+        QTest::newRow("second file") << encodedLogRecord({nameOf(2), {1, 2, 3}}) << 2;
+        QTest::newRow("no counts") << archive(two, {}) << 2;
+        QTest::newRow("a list for the counts") << archive(two, QStringList{nameOf(2)}) << 1;
+        QTest::newRow("a count is a text") << archive(two, ArchiveValue::Dictionary{{nameOf(2), nameOf(2)}}) << 2;
+        QTest::newRow("negative count") << archive(two, ArchiveValue::Dictionary{{nameOf(2), -5}}) << 2;
+        QTest::newRow("no name") << archive(7, ArchiveValue::Dictionary()) << 1;
+        QTest::newRow("unknown name") << encodedLogRecord({QStringLiteral("other.log"), {1, 2, 3}}) << 1;
+        QTest::newRow("name leads elsewhere") << encodedLogRecord({QStringLiteral("../victim"), {1, 2, 3}}) << 1;
+    }
+    void recordAtStart() {
+        QFETCH(QByteArray, record);
+        QFETCH(int, file);
+        LogPlace place;
+        place.putRecord(record);
+        QFile victim(place.root.filePath(QStringLiteral("victim")));
+        QVERIFY(victim.open(QIODevice::WriteOnly) && victim.write("keep") == 4);
+        victim.close();
+        auto log = place.open();
+        write(*log, {QStringLiteral("a")});
+        QCOMPARE(place.messages(file), QStringLiteral("a"));
+        QCOMPARE(place.recorded().currentLogName, nameOf(file));
+        QCOMPARE(place.recorded().info[size_t(file - 1)], LineFrame + 1);
+        QCOMPARE(victim.size(), 4);
+    }
+
+    void filesTakenAway() {
+        LogPlace place;
+        auto log = place.open();
+        write(*log, {QStringLiteral("1")});
+        QFile::remove(place.path(1));
+        write(*log, {QStringLiteral("2"), QStringLiteral("3")});
+        QCOMPARE(place.messages(1), QStringLiteral("2 3"));
+        QCOMPARE(place.recorded().info[0], 2 * (LineFrame + 1));
+        QFile::rename(place.path(1), place.path(9));
+        write(*log, {QStringLiteral("4")});
+        QCOMPARE(place.messages(1), QStringLiteral("4"));
+        // Lines are lost while the folder is gone, and only then.
+        const QString away = place.root.filePath(QStringLiteral("away"));
+        QVERIFY(QDir().rename(place.ring, away));
+        QVERIFY(QDir(away).removeRecursively());
+        write(*log, {QStringLiteral("5"), QStringLiteral("6")});
+        QDir().mkpath(place.ring);
+        write(*log, {QStringLiteral("7")});
+        QCOMPARE(place.messages(1), QStringLiteral("7"));
+        // Neither does a file that cannot be written stop the log, nor a folder in its place.
+        QFile::remove(place.path(1));
+        QDir().mkpath(place.path(1));
+        write(*log, {QStringLiteral("8")});
+        QDir().rmdir(place.path(1));
+        write(*log, {QStringLiteral("9")});
+        QCOMPARE(place.messages(1), QStringLiteral("9"));
+        // Another file under the name is noticed after a while.
+        place.fill(5, 0);
+        QVERIFY(std::rename(qPrintable(place.path(5)), qPrintable(place.path(1))) == 0);
+        write(*log, QStringList(100, QStringLiteral("x")));
+        QVERIFY(place.messages(1).size() > 60);
+    }
+
+    void placeThatCannotBe() {
+        LogPlace place;
+        QFile obstacle(place.root.filePath(QStringLiteral("file")));
+        QVERIFY(obstacle.open(QIODevice::WriteOnly));
+        place.ring = obstacle.fileName() + QStringLiteral("/Logs");
+        place.record = obstacle.fileName() + QStringLiteral("/info/record");
+        auto log = place.open();
+        write(*log, {QStringLiteral("lost")});
+        QCOMPARE(log->rootDirectory(), place.ring);
+        obstacle.remove();
+        QDir().mkpath(place.ring);
+        QDir().mkpath(QFileInfo(place.record).path());
+        write(*log, {QStringLiteral("kept")});
+        QCOMPARE(place.messages(1), QStringLiteral("kept"));
+        QCOMPARE(place.recorded().currentLogName, nameOf(1));
+    }
+
+    void fullDisk() {
+        LogPlace place;
+        auto log = place.open();
+        rlimit before{};
+        getrlimit(RLIMIT_FSIZE, &before);
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit tight{1000, before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &tight);
+        // The third line would fit in part only.
+        write(*log, {messageFor(400), messageFor(400), messageFor(400), messageFor(100)});
+        setrlimit(RLIMIT_FSIZE, &before);
+        std::signal(SIGXFSZ, SIG_DFL);
+        QCOMPARE(place.bytes(1).size(), 900);
+        QCOMPARE(place.recorded().info[0], 1300);
+        write(*log, {QStringLiteral("room again")});
+        QVERIFY(place.bytes(1).endsWith(": room again \n"));
+    }
+
+    void callersNeverWait() {
+        LogPlace place;
+        std::counting_semaphore<> gate{0};
+        auto log = place.open(0x500000, [&](const QString&) { gate.acquire(); });
+        std::vector<std::thread> writers;
+        for (int writer = 0; writer < 4; ++writer) {
+            writers.emplace_back([&log, writer] {
+                for (int i = 0; i < 500; ++i)
+                    log->writeLog(QStringLiteral("%1/%2").arg(writer).arg(i));
+            });
+        }
+        for (std::thread& writer : writers)
+            writer.join();
+        QVERIFY(!log->drain(std::chrono::milliseconds(20)));
+        QCOMPARE(place.messages(1), QString());
+        gate.release(2000);
+        QVERIFY(log->drain());
+        const QStringList lines = place.messages(1).split(u' ');
+        QCOMPARE(lines.size(), 2000);
+        for (int writer = 0; writer < 4; ++writer) {
+            const QStringList own = lines.filter(QRegularExpression(QStringLiteral("^%1/").arg(writer)));
+            for (int i = 0; i < 500; ++i)
+                QCOMPARE(own.at(i), QStringLiteral("%1/%2").arg(writer).arg(i));
+        }
+    }
+
+    void endingLosesNothing() {
+        LogPlace place;
+        place.open()->writeLog(QStringLiteral("first"));
+        const qsizetype before = openDescriptors();
+        for (int i = 0; i < 5; ++i)
+            place.open()->writeLog(QStringLiteral("%1").arg(i));
+        QCOMPARE(place.messages(1), QStringLiteral("first 0 1 2 3 4"));
+        QCOMPARE(openDescriptors(), before);
+    }
+
+    void homeLookUp_data() {
+        QTest::addColumn<QString>("environment");
+        QTest::addColumn<QString>("home");
+        QTest::newRow("nothing") << QString() << "(none)";
+        QTest::newRow("no such line") << "PATH=/bin\nUSER=x\n"
+                                      << "(none)";
+        QTest::newRow("line") << "PATH=/bin\nHOME=/Users/x y\nUSER=x\n"
+                              << "/Users/x y";
+        QTest::newRow("first line decides") << "HOME=/a\nHOME=/b\n"
+                                            << "/a";
+        QTest::newRow("another variable") << "TOOL_HOME=/opt\nHOME=/a\n"
+                                          << "(none)";
+        QTest::newRow("empty") << "HOME=\n"
+                               << "(none)";
+    }
+    void homeLookUp() {
+        QFETCH(QString, environment);
+        QTEST(LogFolders::homeIn(environment).value_or(QStringLiteral("(none)")), "home");
+    }
+
+    void standardPlaces() {
+        QTemporaryDir home;
+        QTemporaryDir pack;
+        const QByteArray before = qgetenv("HOME");
+        qputenv("HOME", home.path().toLocal8Bit());
+        LogWorld world = LogWorld::system();
+        world.echo = {};
+        {
+            QenLogHelper log(world);
+            const QString logs = home.filePath(QStringLiteral("Library/Logs/QenCloud/Logs"));
+            QCOMPARE(log.rootDirectory(), logs);
+            QCOMPARE(log.desktopDirectory(), home.filePath(QStringLiteral("Desktop")));
+            write(log, {QStringLiteral("a")});
+            QCOMPARE(log.logInfoPath(),
+                     home.filePath(QStringLiteral(".AppData/QenCloud/QenCloud.EXE$/QenCloudLogInfo.data")));
+            for (const QString& folder : {logs, QFileInfo(log.logInfoPath()).path()})
+                QCOMPARE(int(QFile::permissions(folder) & 0x77), 0);
+            for (const QString& file : {logs + u'/' + nameOf(1), logs + u'/' + nameOf(3), log.logInfoPath()})
+                QCOMPARE(int(QFile::permissions(file) & 0x77), 0);
+        }
+        // Where the shell knows the command, its answer decides.
+        QFile tool(pack.filePath(QStringLiteral("ENV")));
+        QVERIFY(tool.open(QIODevice::WriteOnly));
+        tool.write("#!/bin/sh\necho A=b\necho HOME=" + home.path().toLocal8Bit() + "/other\n");
+        tool.close();
+        tool.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+        const QStringList folders = Platform::HostTools::folders();
+        Platform::HostTools::setFolders({pack.path()});
+        {
+            QenLogHelper log(world);
+            QCOMPARE(log.rootDirectory(), home.filePath(QStringLiteral("other/Library/Logs/QenCloud/Logs")));
+            QCOMPARE(log.desktopDirectory(), home.filePath(QStringLiteral("other/Desktop")));
+        }
+        Platform::HostTools::setFolders(folders);
+        qputenv("HOME", before);
+    }
+
+    void redaction_data() {
+        QTest::addColumn<QByteArray>("json");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("sorted") << QByteArray(R"([{"b":1,"a":"x"}])") << R"({"a":"x","b":1})";
+        QTest::newRow("secrets")
+            << QByteArray(R"([{"ticket":"t","password":"p","old_password":1,"otp":null,"pwd":{},"p12":["x"]}])")
+            << R"({"old_password":"***","otp":"***","p12":"***","password":"***","pwd":"***","ticket":"***"})";
+        QTest::newRow("nested") << QByteArray(R"([{"data":[{"ticket":"t","Ticket":"T"},[{"pwd":"p"}]]}])")
+                                << R"({"data":[{"Ticket":"T","ticket":"***"},[{"pwd":"***"}]]})";
+        QTest::newRow("list") << QByteArray(R"([[1,{"otp":2}]])") << R"([1,{"otp":"***"}])";
+        QTest::newRow("nothing") << QByteArray("[]") << "(null)";
+        QTest::newRow("null") << QByteArray("[null]") << "(null)";
+        QTest::newRow("text") << QByteArray(R"(["a b"])") << "a b";
+        QTest::newRow("number") << QByteArray("[1001]") << "1001";
+    }
+    void redaction() {
+        QFETCH(QByteArray, json);
+        QTEST(redacted(QJsonDocument::fromJson(json).array().at(0)), "text");
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_QenLogHelper)
+#include "tst_QenLogHelper.moc"

@@ -1,0 +1,245 @@
+#include "LoginVerdict.h"
+#include "NetworkLook.h"
+#include "PasswordVerdict.h"
+#include "ServerAddress.h"
+#include "ToolList.h"
+
+#include <QJsonDocument>
+#include <QTest>
+
+using Platform::Error;
+using LoginShow = LoginVerdict::Show;
+using PasswordShow = PasswordVerdict::Show;
+using RetrievalShow = RetrievalVerdict::Show;
+
+namespace {
+
+QJsonObject json(const char* text) { return QJsonDocument::fromJson(QByteArray(text)).object(); }
+
+const Error NoError;
+const Error NotJson(Platform::CocoaErrorDomain, Error::NotJson, QStringLiteral("不是 JSON"));
+const Error Timeout(Platform::UrlErrorDomain, Error::TimedOut, QStringLiteral("请求超时"));
+const Error Wordless(Platform::UrlErrorDomain, Error::TimedOut);
+
+void answerColumns() {
+    QTest::addColumn<QJsonObject>("answer");
+    QTest::addColumn<int>("show");
+    QTest::addColumn<QString>("text");
+}
+
+template <typename Show>
+void row(const char* name, const char* answer, Show show, const char* text) {
+    QTest::newRow(name) << json(answer) << static_cast<int>(show) << QString::fromUtf8(text);
+}
+
+/// Answers that say neither "ret" 0 nor a refusal, or no status: nobody is signed in and nothing is shown.
+template <typename Show>
+void speechlessRows() {
+    row("empty", "{}", Show::Nothing, "");
+    row("no ret", R"({"data":{"status":0,"state":0},"msg":"ok"})", Show::Nothing, "");
+    row("ret is null", R"({"ret":null,"data":{"status":0}})", Show::Nothing, "");
+    row("ret is a list", R"({"ret":[0],"data":{"status":0}})", Show::Nothing, "");
+    row("ret is a word", R"({"ret":"ok","data":{"status":0}})", Show::Nothing, "");
+    row("ret is false", R"({"ret":false,"data":{"status":0}})", Show::Nothing, "");
+    row("no data", R"({"ret":0})", Show::Nothing, "");
+    row("data is a list", R"({"ret":0,"data":[]})", Show::Nothing, "");
+    row("data is text", R"({"ret":0,"data":"0"})", Show::Nothing, "");
+    row("status missing", R"({"ret":0,"data":{"state":0}})", Show::Nothing, "");
+    row("status is null", R"({"ret":0,"data":{"status":null}})", Show::Nothing, "");
+    row("status is an object", R"({"ret":0,"data":{"status":{}}})", Show::Nothing, "");
+    row("refused without words", R"({"ret":1,"errorcode":7})", Show::Nothing, "");
+    row("words are a number", R"({"ret":1,"errorcode":7,"msg":5})", Show::Nothing, "");
+}
+
+/// What "status" says is the same for login and password answers.
+template <typename Show>
+void statusRows() {
+    row("-9", R"({"ret":0,"data":{"status":-9}})", Show::Nothing, "");
+    row("-8", R"({"ret":0,"data":{"status":-8}})", Show::Key, "Deviceapproved");
+    row("-7", R"({"ret":0,"data":{"status":-7}})", Show::Key, "Devicelogout");
+    row("-6", R"({"ret":0,"data":{"status":-6}})", Show::Key, "Devicerejected");
+    row("-5", R"({"ret":0,"data":{"status":-5}})", Show::Key, "Devicereview");
+    row("-4", R"({"ret":0,"data":{"status":-4}})", Show::Key, "DevicenoRegister");
+    row("-3", R"({"ret":0,"data":{"status":-3}})", Show::Key, "Faillogin");
+    row("-2", R"({"ret":0,"data":{"status":-2}})", Show::Key, "NotLogin");
+    row("-1", R"({"ret":0,"data":{"status":-1}})", Show::Text, "二维码已扫描");
+    row("1", R"({"ret":0,"data":{"status":1}})", Show::Nothing, "");
+    row("-5 as text", R"({"ret":"0","data":{"status":"-5"}})", Show::Key, "Devicereview");
+    row("state says otherwise", R"({"ret":0,"data":{"status":-5,"state":0}})", Show::Key, "Devicereview");
+}
+
+} // namespace
+
+class tst_LoginVerdict : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void login_data() {
+        answerColumns();
+        speechlessRows<LoginShow>();
+        statusRows<LoginShow>();
+        row("signed in", R"({"ret":0,"data":{"status":0}})", LoginShow::SignedIn, "");
+        row("signed in, said as text", R"({"ret":"0","data":{"status":"0"}})", LoginShow::SignedIn, "");
+        row("signed in, said with a fraction", R"({"ret":0.5,"data":{"status":0.9}})", LoginShow::SignedIn, "");
+        row("wrong password", R"({"ret":1,"errorcode":6,"msg":"m"})", LoginShow::Key, "AccountOrPwdError");
+        row("blocked user", R"({"ret":1,"errorcode":15})", LoginShow::Key, "Userblocked");
+        row("expired user", R"({"ret":-1,"errorcode":16})", LoginShow::Key, "Userexpired");
+        row("bound device", R"({"ret":1,"errorcode":"24"})", LoginShow::Key, "Devicebound");
+        row("blocked device", R"({"ret":1,"errorcode":25})", LoginShow::Key, "Deviceblocked");
+        row("new password wanted", R"({"ret":1,"errorcode":20,"msg":"改密"})", LoginShow::ResetPage, "");
+        row("other code", R"({"ret":1,"errorcode":99,"msg":"服务器忙"})", LoginShow::Text, "服务器忙");
+        row("no code", R"({"ret":2,"msg":"服务器忙"})", LoginShow::Text, "服务器忙");
+        row("code is a list", R"({"ret":2,"errorcode":[20],"msg":"服务器忙"})", LoginShow::Text, "服务器忙");
+        row("refusal with a good status", R"({"ret":1,"data":{"status":0},"msg":"m"})", LoginShow::Text, "m");
+    }
+    void login() {
+        QFETCH(QJsonObject, answer);
+        QFETCH(int, show);
+        QFETCH(QString, text);
+        const LoginVerdict verdict = judgeLoginAnswer(answer, NoError);
+        QCOMPARE(static_cast<int>(verdict.show), show);
+        QCOMPARE(verdict.text, text);
+    }
+
+    void password_data() {
+        answerColumns();
+        speechlessRows<PasswordShow>();
+        statusRows<PasswordShow>();
+        row("changed", R"({"ret":0,"data":{"status":0}})", PasswordShow::Changed, "");
+        row("wrong old password", R"({"ret":-1,"errorcode":21,"msg":"m"})", PasswordShow::Key, "OldKey");
+        row("other code", R"({"ret":-1,"errorcode":7,"msg":"太简单"})", PasswordShow::Text, "太简单");
+        row("21 counts with -1 only", R"({"ret":2,"errorcode":21,"msg":"m"})", PasswordShow::Text, "m");
+    }
+    void password() {
+        QFETCH(QJsonObject, answer);
+        QFETCH(int, show);
+        QFETCH(QString, text);
+        const PasswordVerdict verdict = judgePasswordAnswer(answer, NoError, QStringLiteral("OldKey"));
+        QCOMPARE(static_cast<int>(verdict.show), show);
+        QCOMPARE(verdict.text, text);
+    }
+
+    void retrieval_data() {
+        answerColumns();
+        speechlessRows<RetrievalShow>();
+        row("mail sent", R"({"ret":0,"data":{"user_email":"l***@example.com"}})", RetrievalShow::MailSent,
+            "l***@example.com");
+        row("no address", R"({"ret":0,"data":{"user_email":7}})", RetrievalShow::Nothing, "");
+        row("bad request", R"({"ret":1,"errorcode":11})", RetrievalShow::Key, "RequestParameterError");
+        row("user without mailbox", R"({"ret":1,"errorcode":42})", RetrievalShow::Key, "UserNoMailbox");
+        row("administrator without mailbox", R"({"ret":1,"errorcode":43})", RetrievalShow::Key, "AdminNoMailbox");
+        row("mail failed", R"({"ret":-1,"errorcode":44})", RetrievalShow::Key, "BackPwdMailSendFail");
+        row("other code", R"({"ret":1,"errorcode":6,"msg":"没有该用户"})", RetrievalShow::Text, "没有该用户");
+    }
+    void retrieval() {
+        QFETCH(QJsonObject, answer);
+        QFETCH(int, show);
+        QFETCH(QString, text);
+        const RetrievalVerdict verdict = judgeRetrievalAnswer(answer, NoError);
+        QCOMPARE(static_cast<int>(verdict.show), show);
+        QCOMPARE(verdict.text, text);
+    }
+
+    void errorsOfTransport() {
+        const QJsonObject good = json(R"({"ret":0,"data":{"status":0,"state":0}})");
+        QCOMPARE(judgeLoginAnswer(good, NotJson), (LoginVerdict{LoginShow::Key, QStringLiteral("NoAccount")}));
+        QCOMPARE(judgeLoginAnswer(good, Timeout), (LoginVerdict{LoginShow::Text, QStringLiteral("请求超时")}));
+        QCOMPARE(judgeLoginAnswer(good, Wordless), LoginVerdict());
+        QCOMPARE(judgePasswordAnswer(good, NotJson, {}), (PasswordVerdict{PasswordShow::Text, QStringLiteral("不是 JSON")}));
+        QCOMPARE(judgeRetrievalAnswer(good, Timeout), (RetrievalVerdict{RetrievalShow::Text, QStringLiteral("请求超时")}));
+    }
+
+    void ticketAndLogout() {
+        QVERIFY(confirmsTicket(json(R"({"ret":0,"data":{"state":0}})")));
+        for (const char* other : {"{}", R"({"ret":0})", R"({"ret":0,"data":{"status":0}})", R"({"data":{"state":0}})",
+                                  R"({"ret":1,"data":{"state":0}})", R"({"ret":0,"data":{"state":-5}})",
+                                  R"({"ret":0,"data":[0]})"})
+            QVERIFY2(!confirmsTicket(json(other)), other);
+        QVERIFY(judgeLogoutAnswer(json(R"({"ret":0,"msg":"ok"})"), NoError).signedOut);
+        QVERIFY(!judgeLogoutAnswer(json(R"({"msg":"ok"})"), NoError).signedOut);
+        QVERIFY(!judgeLogoutAnswer(json(R"({"ret":0})"), Timeout).signedOut);
+        QCOMPARE(judgeLogoutAnswer(json(R"({"ret":3,"msg":"忙"})"), NoError).message, QStringLiteral("忙"));
+        QCOMPARE(judgeLogoutAnswer({}, Timeout).message, QStringLiteral("请求超时"));
+    }
+
+    void passwordEntry_data() {
+        QTest::addColumn<QStringList>("entry");
+        QTest::addColumn<int>("refused");
+        const auto entry = [](const char* name, const QStringList& fields, PasswordCase refused) {
+            QTest::newRow(name) << fields << static_cast<int>(refused);
+        };
+        entry("accepted", {"lin", "old1!aaa", "abcdefg1!", "abcdefg1!"}, PasswordCase::Accepted);
+        entry("full-width mark", {"lin", "old", "Abcdef1！", "Abcdef1！"}, PasswordCase::Accepted);
+        entry("no old password comes first", {"", "", "", ""}, PasswordCase::Empty);
+        entry("empty new one breaks the rule", {"lin", "old", "", ""}, PasswordCase::Rule);
+        entry("no digit", {"lin", "old", "Abcdefgh", "Abcdefgh"}, PasswordCase::Rule);
+        entry("33 characters", {"lin", "old", QString(31, u'a') + "1!", QString(31, u'a') + "1!"}, PasswordCase::Rule);
+        entry("differ", {"lin", "old", "abcdefg1!", "abcdefg1?"}, PasswordCase::Inconsistent);
+        entry("not repeated", {"lin", "old", "abcdefg1!", ""}, PasswordCase::Inconsistent);
+        entry("no user", {"", "old", "abcdefg1!", "abcdefg1!"}, PasswordCase::NoOldAccount);
+        entry("same as old", {"lin", "abcdefg1!", "abcdefg1!", "abcdefg1!"}, PasswordCase::SameAsOld);
+    }
+    void passwordEntry() {
+        QFETCH(QStringList, entry);
+        QFETCH(int, refused);
+        const PasswordCase found = checkPasswordEntry({entry[0], entry[1], entry[2], entry[3]});
+        QCOMPARE(static_cast<int>(found), refused);
+        QCOMPARE(tipKey(found).isEmpty(), found == PasswordCase::Accepted);
+    }
+
+    void serverAddress_data() {
+        QTest::addColumn<QString>("address");
+        QTest::addColumn<QString>("port");
+        QTest::addColumn<int>("pageFault");
+        QTest::addColumn<bool>("sheetAccepts");
+        const auto entry = [](const char* name, const char* address, const char* port, ServerAddressFault fault, bool sheet) {
+            QTest::newRow(name) << QString::fromUtf8(address) << QString::fromUtf8(port) << static_cast<int>(fault) << sheet;
+        };
+        using Fault = ServerAddressFault;
+        entry("good", "10.0.0.1", "8080", Fault::None, true);
+        entry("empty port", "10.0.0.1", "", Fault::None, true);
+        entry("letter in the port", "10.0.0.1", "8a", Fault::Port, false);
+        entry("letter within the port", "10.0.0.1", "8a0", Fault::Port, false);
+        entry("empty address", "", "80", Fault::Address, false);
+        entry("both wrong", "256.1.1.1", "8a", Fault::Address, false);
+        entry("three groups", "1.2.3", "80", Fault::Address, false);
+        entry("host name", "mav.example.com", "443", Fault::None, false);
+    }
+    void serverAddress() {
+        QFETCH(QString, address);
+        QFETCH(QString, port);
+        QFETCH(int, pageFault);
+        QFETCH(bool, sheetAccepts);
+        QCOMPARE(static_cast<int>(checkServerAddress(address, port)), pageFault);
+        QCOMPARE(serverSheetAccepts(address, port), sheetAccepts);
+    }
+
+    void networkLooks() {
+        const NetworkLook good{QStringLiteral("Mav-icon"), QStringLiteral("MavSuccess")};
+        const NetworkLook bad{QStringLiteral("Mav-gray"), QStringLiteral("ReconnectServer")};
+        QCOMPARE(networkLook(1), std::optional(good));
+        QCOMPARE(networkLook(2), std::optional(good));
+        QCOMPARE(networkLook(0), std::optional(bad));
+        QCOMPARE(networkLook(-1), std::optional(bad));
+        QCOMPARE(networkLook(3), std::nullopt);
+        QCOMPARE(networkLook(-2), std::nullopt);
+    }
+
+    void toolsAreListedBySerial() {
+        const auto tool = [](const char* name, const QVariant& serial, const char* icon) {
+            QVariantMap record{{QStringLiteral("appname"), QString::fromUtf8(name)}, {QStringLiteral("icon"), QString::fromLatin1(icon)}};
+            if (serial.isValid())
+                record.insert(QStringLiteral("app_serialnum"), serial);
+            return QVariant(record);
+        };
+        const QVariantList list{tool("无号", {}, ""), tool("邮箱", 2, "mail.png"), QStringLiteral("no record"), tool("首位", QStringLiteral("1"), "a.b.c")};
+        const QList<ToolEntry> entries = toolEntries(list);
+        QCOMPARE(entries, (QList<ToolEntry>{{QStringLiteral("首位"), QStringLiteral("a"), 1},
+                                            {QStringLiteral("邮箱"), QStringLiteral("mail"), 2},
+                                            {QStringLiteral("无号"), QString(), 100}}));
+        QVERIFY(toolEntries(QStringLiteral("no list")).isEmpty());
+        QVERIFY(toolEntries({}).isEmpty());
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_LoginVerdict)
+#include "tst_LoginVerdict.moc"

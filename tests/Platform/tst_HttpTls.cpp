@@ -1,0 +1,175 @@
+#include "HttpOutcome.h"
+
+#include <QCoreApplication>
+
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include <cstring>
+
+using Platform::ClientIdentity;
+using Platform::Error;
+using Platform::HttpSession;
+
+namespace {
+
+/// The process ends in the middle of everything; reaching its end unharmed is the test.
+int exitWhileBusy(const QString& url) {
+    static HttpSession session({.acceptAnyServerCertificate = true});
+    static std::function<void()> again = [url] {
+        session.getJson(url, {}, [](const QJsonObject&, const Error& error) {
+            if (error.code() != Error::Cancelled)
+                again();
+        });
+    };
+    for (int i = 0; i < 4; ++i)
+        again();
+    std::this_thread::sleep_for(std::chrono::milliseconds(60));
+    std::exit(0);
+}
+
+/// Runs this program with @p arguments; its wait status, or -1 when it does not end.
+int runSelf(const QList<QByteArray>& arguments) {
+    const QByteArray program = QCoreApplication::applicationFilePath().toLocal8Bit();
+    std::vector<char*> argv{const_cast<char*>(program.constData())};
+    for (const QByteArray& argument : arguments)
+        argv.push_back(const_cast<char*>(argument.constData()));
+    argv.push_back(nullptr);
+    pid_t child = -1;
+    int status = -1;
+    if (posix_spawn(&child, argv[0], nullptr, nullptr, argv.data(), environ) != 0)
+        return -1;
+    for (int waited = 0; waitpid(child, &status, WNOHANG) == 0; waited += 5) {
+        if (waited > Soon)
+            kill(child, SIGKILL);
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return status;
+}
+
+} // namespace
+
+class tst_HttpTls : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void serverCertificate_data();
+    void serverCertificate();
+    void secretIsNotRedirectedIntoTheOpen();
+    void clientCertificate_data();
+    void clientCertificate();
+    void exitUnderWay();
+};
+
+void tst_HttpTls::serverCertificate_data() {
+    QTest::addColumn<int>("bits");
+    QTest::addColumn<bool>("isExpired");
+    QTest::newRow("self-signed") << 2048 << false;
+    QTest::newRow("expired") << 2048 << true;
+    QTest::newRow("weak") << 1024 << false;
+}
+
+void tst_HttpTls::serverCertificate() {
+    QFETCH(int, bits);
+    QFETCH(bool, isExpired);
+    const auto identity = TestIdentity::make("elsewhere.test", static_cast<unsigned>(bits), isExpired);
+    const auto tls = identity.serverContext();
+    LoopbackServer server(LoopbackServer::always(Success), tls.get());
+    HttpSession strict;
+    QCOMPARE(get(strict, server.url())->error.code(), Error::SecureConnectionFailed);
+    HttpSession lenient({.acceptAnyServerCertificate = true});
+    QCOMPARE(get(lenient, server.url())->object, SuccessObject);
+    // What one session trusts is nothing to the other.
+    QCOMPARE(get(strict, server.url())->error.code(), Error::SecureConnectionFailed);
+}
+
+void tst_HttpTls::secretIsNotRedirectedIntoTheOpen() {
+    const auto identity = TestIdentity::make("localhost");
+    const auto tls = identity.serverContext();
+    LoopbackServer open(LoopbackServer::always(Success));
+    LoopbackServer secret(LoopbackServer::always(
+                              "HTTP/1.1 307 X\r\nContent-Length: 0\r\nLocation: " + open.url().toLatin1() + "\r\n\r\n"),
+                          tls.get());
+    LoopbackServer entry(LoopbackServer::always(
+        "HTTP/1.1 307 X\r\nContent-Length: 0\r\nLocation: " + secret.url().toLatin1() + "\r\n\r\n"));
+    HttpSession session({.acceptAnyServerCertificate = true});
+    for (const QString& url : {secret.url(), entry.url()}) {
+        const auto outcome = get(session, url);
+        QCOMPARE(outcome->error.code(), Error::BadServerResponse);
+        QCOMPARE(outcome->error.localizedDescription(), QStringLiteral("Request failed: temporarily redirected (307)"));
+    }
+    QCOMPARE(open.accepted(), 0);
+}
+
+void tst_HttpTls::clientCertificate_data() {
+    QTest::addColumn<bool>("isWanted");
+    QTest::addColumn<QByteArray>("password");
+    QTest::addColumn<QByteArray>("seen");
+    QTest::addColumn<int>("asked");
+    QTest::newRow("presented") << true << QByteArray("482915") << QByteArray("device") << 1;
+    QTest::newRow("not wanted") << false << QByteArray("482915") << QByteArray() << 0;
+    QTest::newRow("wrong password") << true << QByteArray("1") << QByteArray() << 1;
+    QTest::newRow("broken file") << true << QByteArray("broken") << QByteArray() << 1;
+    QTest::newRow("none") << true << QByteArray("none") << QByteArray() << 1;
+}
+
+void tst_HttpTls::clientCertificate() {
+    QFETCH(bool, isWanted);
+    QFETCH(QByteArray, password);
+    static const TestIdentity serverIdentity = TestIdentity::make("localhost");
+    static const TestIdentity deviceIdentity = TestIdentity::make("device");
+    const auto tls = serverIdentity.serverContext(isWanted);
+    LoopbackServer server(
+        [](LoopbackConnection& connection) {
+            while (!connection.readRequest().isEmpty())
+                connection.write(LoopbackServer::ok("{\"name\":\"" + connection.clientName().toUtf8() + "\"}"));
+        },
+        tls.get());
+    QByteArray file = deviceIdentity.pkcs12("482915");
+    if (password == "broken")
+        file.truncate(file.size() / 2);
+    if (password == "none")
+        file.clear();
+    std::atomic<int> asked{0};
+    HttpSession session({.acceptAnyServerCertificate = true, .clientIdentity = [&] {
+                             ++asked;
+                             return ClientIdentity{file, QString::fromLatin1(password)};
+                         }});
+    for (int i = 0; i < 3; ++i) {
+        const auto outcome = get(session, server.url());
+        QVERIFY2(!outcome->error, qPrintable(outcome->error.logText()));
+        QTEST(outcome->object.value(u"name").toString().toLatin1(), "seen");
+    }
+    QTEST(asked.load(), "asked");
+    // A session without an identity does not borrow this one's connection.
+    HttpSession other({.acceptAnyServerCertificate = true});
+    QCOMPARE(get(other, server.url())->object.value(u"name").toString(), QString());
+}
+
+void tst_HttpTls::exitUnderWay() {
+    const auto tls = TestIdentity::make("localhost").serverContext();
+    // Closing after each answer keeps the client in handshakes, where the TLS library's own state is in use all the
+    // time.
+    LoopbackServer server(
+        [](LoopbackConnection& connection) {
+            connection.readRequest();
+            connection.write(Success);
+        },
+        tls.get());
+    for (int i = 0; i < 10; ++i) {
+        const int status = runSelf({"--exit-while-busy", server.url().toLatin1()});
+        QVERIFY2(WIFEXITED(status) && WEXITSTATUS(status) == 0, qPrintable(QString::number(status, 16)));
+    }
+    QVERIFY(server.accepted() > 10);
+}
+
+int main(int argc, char** argv) {
+    QCoreApplication application(argc, argv);
+    if (argc > 2 && std::strcmp(argv[1], "--exit-while-busy") == 0)
+        return exitWhileBusy(QString::fromUtf8(argv[2]));
+    tst_HttpTls test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_HttpTls.moc"

@@ -1,0 +1,381 @@
+#include "DispatchTimer.h"
+#include "NotificationCenter.h"
+#include "QenRequestQueuePool.h"
+#include "Queue.h"
+#include "Tally.h"
+#include "WorkerThreads.h"
+
+#include <QElapsedTimer>
+#include <QTest>
+
+#include <set>
+#include <thread>
+
+using namespace std::chrono_literals;
+using Platform::DispatchTimer;
+using Platform::NotificationCenter;
+using Platform::SerialQueue;
+
+namespace {
+
+constexpr int Soon = 10000;
+
+/// Runs blocks only when told to: what a queue that is late looks like.
+class HeldQueue final : public Platform::Queue {
+public:
+    void async(Platform::Block block) override {
+        const std::lock_guard lock(m_mutex);
+        m_blocks.push_back(std::move(block));
+    }
+    size_t waiting() {
+        const std::lock_guard lock(m_mutex);
+        return m_blocks.size();
+    }
+    void runAll() {
+        std::vector<Platform::Block> blocks;
+        {
+            const std::lock_guard lock(m_mutex);
+            blocks.swap(m_blocks);
+        }
+        for (const auto& block : blocks)
+            block();
+    }
+
+private:
+    std::mutex m_mutex;
+    std::vector<Platform::Block> m_blocks;
+};
+
+} // namespace
+
+class tst_Queue : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void blocksKeepTheirOrder();
+    void drainWaitsForWhatWasThere();
+    void destructionWaits();
+    void idleQueuesCostNoThread();
+    void blocksMayWaitForEachOther();
+    void poolGoesRound();
+    void mainQueueRunsInOrderOnTheMainThread();
+    void afterWaitsItsDelay();
+
+    void firstTickIsAtOnce();
+    void ticksThatWaitBecomeOne();
+    void ticksMissedWhileOneRunsBecomeOne();
+    void noTickAfterCancel();
+    void tickMayCancelItsTimer();
+
+    void deliveryIsSynchronousAndInOrder();
+    void handlersMayPostAndObserve();
+    void observerEndsWhileDelivering();
+    void endWaitsForRunningHandler();
+    void handlersPostingToEachOtherDoNotStall();
+};
+
+void tst_Queue::blocksKeepTheirOrder() {
+    SerialQueue queue(QStringLiteral("order"));
+    std::vector<std::pair<int, int>> ran;
+    std::atomic<bool> overlapped{false};
+    std::atomic<int> inside{0};
+    std::vector<std::thread> senders;
+    for (int sender = 0; sender < 4; ++sender) {
+        senders.emplace_back([&, sender] {
+            for (int i = 0; i < 500; ++i) {
+                queue.async([&, sender, i] {
+                    overlapped = overlapped || inside++ != 0 || !queue.isCurrent();
+                    ran.emplace_back(sender, i);
+                    --inside;
+                });
+            }
+        });
+    }
+    for (auto& sender : senders)
+        sender.join();
+    queue.drain();
+    QVERIFY(!overlapped);
+    QVERIFY(!queue.isCurrent());
+    QCOMPARE(ran.size(), size_t(2000));
+    std::stable_sort(ran.begin(), ran.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    QVERIFY(std::is_sorted(ran.begin(), ran.end()));
+}
+
+void tst_Queue::drainWaitsForWhatWasThere() {
+    SerialQueue queue(QStringLiteral("drain"));
+    Tally more;
+    std::atomic<int> ran{0};
+    queue.async([&] {
+        std::this_thread::sleep_for(20ms);
+        ++ran;
+        queue.async([&] {
+            more.acquire();
+            ++ran;
+        });
+    });
+    queue.drain();
+    // The block that was added meanwhile is not waited for, else this would never return.
+    QCOMPARE(ran.load(), 1);
+    more.release();
+    queue.drain();
+    QCOMPARE(ran.load(), 2);
+}
+
+void tst_Queue::destructionWaits() {
+    const auto held = std::make_shared<int>(0);
+    {
+        SerialQueue queue(QStringLiteral("end"));
+        for (int i = 0; i < 5; ++i) {
+            queue.async([held] {
+                std::this_thread::sleep_for(5ms);
+                ++*held;
+            });
+        }
+    }
+    QCOMPARE(*held, 5);
+    QCOMPARE(held.use_count(), 1L);
+}
+
+void tst_Queue::idleQueuesCostNoThread() {
+    std::vector<std::unique_ptr<SerialQueue>> queues;
+    const int before = Platform::WorkerThreads::shared().threadCount();
+    for (int i = 0; i < 40; ++i)
+        queues.push_back(std::make_unique<SerialQueue>(QStringLiteral("idle")));
+    QCOMPARE(Platform::WorkerThreads::shared().threadCount(), before);
+    // One after the other they share a few threads: the one that just ended may not have come back yet.
+    for (auto& queue : queues) {
+        queue->async([] {});
+        queue->drain();
+    }
+    QVERIFY(Platform::WorkerThreads::shared().threadCount() <= std::max(before, 10));
+}
+
+void tst_Queue::blocksMayWaitForEachOther() {
+    Tally started;
+    Tally release;
+    for (int i = 0; i < 30; ++i) {
+        Platform::globalQueue().async([&] {
+            started.release();
+            release.acquire();
+            started.release();
+        });
+    }
+    QVERIFY(started.tryAcquire(30, Soon));
+    release.release(30);
+    QVERIFY(started.tryAcquire(30, Soon));
+}
+
+void tst_Queue::poolGoesRound() {
+    QenRequestQueuePool pool;
+    std::vector<SerialQueue*> round;
+    for (int i = 0; i < 20; ++i)
+        round.push_back(&pool.queue());
+    QCOMPARE(std::set<SerialQueue*>(round.begin(), round.end()).size(), size_t(10));
+    QVERIFY(std::equal(round.begin(), round.begin() + 10, round.begin() + 10));
+    QCOMPARE(round.front()->label(), QStringLiteral("com.qencloud.mav.login"));
+}
+
+void tst_Queue::mainQueueRunsInOrderOnTheMainThread() {
+    std::vector<int> ran;
+    SerialQueue queue(QStringLiteral("other"));
+    queue.async([&] {
+        for (int i = 0; i < 3; ++i)
+            Platform::mainQueue().async([&ran, i] { ran.push_back(Platform::isMainThread() ? i : -1); });
+    });
+    queue.drain();
+    QCOMPARE(ran.size(), size_t(0));
+    QTRY_COMPARE(ran, (std::vector<int>{0, 1, 2}));
+}
+
+void tst_Queue::afterWaitsItsDelay() {
+    SerialQueue queue(QStringLiteral("after"));
+    Tally ran;
+    std::vector<int> order;
+    QElapsedTimer timer;
+    timer.start();
+    for (const int delay : {240, 80, 160}) {
+        Platform::after(queue, std::chrono::milliseconds(delay), [&, delay] {
+            if (timer.elapsed() >= delay)
+                order.push_back(delay);
+            ran.release();
+        });
+    }
+    QVERIFY(ran.tryAcquire(3, Soon));
+    QCOMPARE(order, (std::vector<int>{80, 160, 240}));
+}
+
+void tst_Queue::firstTickIsAtOnce() {
+    SerialQueue queue(QStringLiteral("timer"));
+    Tally ticks;
+    DispatchTimer hourly(queue, 1h, [&] { ticks.release(); });
+    QVERIFY(!ticks.tryAcquire(1, 20));
+    hourly.start();
+    QVERIFY(ticks.tryAcquire(1, Soon));
+    DispatchTimer often(queue, 5ms, [&] { ticks.release(); });
+    often.start();
+    QVERIFY(ticks.tryAcquire(5, Soon));
+}
+
+void tst_Queue::ticksThatWaitBecomeOne() {
+    HeldQueue queue;
+    int ticks = 0;
+    DispatchTimer timer(queue, 2ms, [&] { ++ticks; });
+    timer.start();
+    std::this_thread::sleep_for(40ms);
+    QCOMPARE(queue.waiting(), size_t(1));
+    timer.cancel();
+    queue.runAll();
+    QCOMPARE(ticks, 0);
+}
+
+void tst_Queue::ticksMissedWhileOneRunsBecomeOne() {
+    HeldQueue queue;
+    int ticks = 0;
+    DispatchTimer timer(queue, 100ms, [&] {
+        if (++ticks == 1)
+            std::this_thread::sleep_for(350ms);
+    });
+    timer.start();
+    queue.runAll();
+    // The three that fell due are one, and it does not wait for the fourth.
+    QCOMPARE(ticks, 1);
+    QCOMPARE(queue.waiting(), size_t(1));
+    queue.runAll();
+    QCOMPARE(ticks, 2);
+}
+
+void tst_Queue::noTickAfterCancel() {
+    for (int round = 0; round < 200; ++round) {
+        SerialQueue queue(QStringLiteral("cancel"));
+        std::atomic<bool> cancelled{false};
+        std::atomic<bool> late{false};
+        DispatchTimer timer(queue, 1ms, [&] {
+            late = late || cancelled;
+            std::this_thread::yield();
+            late = late || cancelled;
+        });
+        timer.start();
+        std::this_thread::sleep_for(std::chrono::microseconds(round * 20));
+        timer.cancel();
+        cancelled = true;
+        timer.start();
+        queue.drain();
+        QVERIFY(!late);
+    }
+}
+
+void tst_Queue::tickMayCancelItsTimer() {
+    SerialQueue queue(QStringLiteral("self"));
+    std::atomic<int> ticks{0};
+    Tally done;
+    std::unique_ptr<DispatchTimer> timer;
+    timer = std::make_unique<DispatchTimer>(queue, 1ms, [&] {
+        if (++ticks == 3) {
+            timer.reset();
+            done.release();
+        }
+    });
+    timer->start();
+    QVERIFY(done.tryAcquire(1, Soon));
+    std::this_thread::sleep_for(20ms);
+    queue.drain();
+    QCOMPARE(ticks.load(), 3);
+}
+
+void tst_Queue::deliveryIsSynchronousAndInOrder() {
+    NotificationCenter center;
+    QStringList got;
+    const auto first = center.observe(QStringLiteral("a"), [&](const auto& n) { got << n.name + n.object.toString(); });
+    auto second = center.observe(QStringLiteral("a"), [&](const auto&) { got << QStringLiteral("second"); });
+    const auto other = center.observe(QStringLiteral("b"), [&](const auto&) { got << QStringLiteral("other"); });
+    center.post(QStringLiteral("a"), 7);
+    center.post(QStringLiteral("nobody"));
+    QCOMPARE(got, (QStringList{"a7", "second"}));
+    second = {};
+    center.post(QStringLiteral("a"));
+    QCOMPARE(got, (QStringList{"a7", "second", "a"}));
+}
+
+void tst_Queue::handlersMayPostAndObserve() {
+    NotificationCenter center;
+    QStringList got;
+    std::vector<NotificationCenter::Observer> added;
+    const auto outer = center.observe(QStringLiteral("outer"), [&](const auto&) {
+        center.post(QStringLiteral("inner"));
+        got << QStringLiteral("outer");
+        added.push_back(center.observe(QStringLiteral("outer"), [&](const auto&) { got << QStringLiteral("added"); }));
+    });
+    const auto inner = center.observe(QStringLiteral("inner"), [&](const auto&) { got << QStringLiteral("inner"); });
+    center.post(QStringLiteral("outer"));
+    QCOMPARE(got, (QStringList{"inner", "outer"}));
+    added.clear();
+}
+
+void tst_Queue::observerEndsWhileDelivering() {
+    NotificationCenter center;
+    QStringList got;
+    NotificationCenter::Observer next;
+    NotificationCenter::Observer self;
+    self = center.observe(QStringLiteral("a"), [&](const auto&) {
+        next = {};
+        self = {};
+        got << QStringLiteral("self");
+    });
+    next = center.observe(QStringLiteral("a"), [&](const auto&) { got << QStringLiteral("next"); });
+    center.post(QStringLiteral("a"));
+    center.post(QStringLiteral("a"));
+    QCOMPARE(got, (QStringList{"self"}));
+}
+
+void tst_Queue::endWaitsForRunningHandler() {
+    NotificationCenter center;
+    SerialQueue queue(QStringLiteral("post"));
+    for (int round = 0; round < 100; ++round) {
+        std::atomic<bool> inside{false};
+        Tally entered;
+        auto observer = center.observe(QStringLiteral("a"), [&](const auto&) {
+            inside = true;
+            entered.release();
+            std::this_thread::sleep_for(50us);
+            inside = false;
+        });
+        queue.async([&] {
+            for (int i = 0; i < 20; ++i)
+                center.post(QStringLiteral("a"));
+        });
+        QVERIFY(entered.tryAcquire(1 + round % 3, Soon));
+        observer = {};
+        QVERIFY(!inside);
+        const int calls = entered.available();
+        queue.drain();
+        QCOMPARE(entered.available(), calls);
+    }
+}
+
+void tst_Queue::handlersPostingToEachOtherDoNotStall() {
+    NotificationCenter center;
+    Tally bothInside;
+    Tally done;
+    // Each handler posts to the other's name once both threads are inside.
+    const auto handle = [&](const QString& to) {
+        return [&, to](const Platform::Notification& notification) {
+            if (notification.object.isValid())
+                return;
+            bothInside.release();
+            while (bothInside.available() < 2)
+                std::this_thread::yield();
+            center.post(to, true);
+            done.release();
+        };
+    };
+    const auto a = center.observe(QStringLiteral("a"), handle(QStringLiteral("b")));
+    const auto b = center.observe(QStringLiteral("b"), handle(QStringLiteral("a")));
+    SerialQueue one(QStringLiteral("1"));
+    SerialQueue two(QStringLiteral("2"));
+    one.async([&] { center.post(QStringLiteral("a")); });
+    two.async([&] { center.post(QStringLiteral("b")); });
+    QVERIFY(done.tryAcquire(2, Soon));
+}
+
+QTEST_GUILESS_MAIN(tst_Queue)
+#include "tst_Queue.moc"

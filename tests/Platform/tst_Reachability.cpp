@@ -1,0 +1,123 @@
+#include "Reachability.h"
+
+#include <QtTest>
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+using namespace Platform;
+using Kind = NetworkLink::Kind;
+using Status = ReachabilityStatus;
+
+Q_DECLARE_METATYPE(Platform::NetworkFacts)
+
+namespace {
+
+const QHostAddress Lan("192.168.1.5");
+const QHostAddress Cell("10.64.0.9");
+const NetworkLink Loopback{"lo", Kind::Loopback, true, {QHostAddress("127.0.0.1")}};
+const NetworkLink Wire{"eth0", Kind::Fixed, true, {Lan, QHostAddress("2001:db8::5")}};
+const NetworkLink Modem{"wwan0", Kind::Mobile, true, {Cell}};
+const NetworkLink Container{"docker0", Kind::Virtual, true, {QHostAddress("172.17.0.1")}};
+
+NetworkLink unplugged(NetworkLink link) {
+    link.isRunning = false;
+    return link;
+}
+
+NetworkLink bare(NetworkLink link) {
+    link.addresses.clear();
+    return link;
+}
+
+} // namespace
+
+class TestReachability : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void decision_data() {
+        QTest::addColumn<NetworkFacts>("facts");
+        QTest::addColumn<int>("expected");
+        const auto row = [](const char* name, bool hasTarget, const QHostAddress& source,
+                            const QList<NetworkLink>& links, Status expected) {
+            QTest::newRow(name) << NetworkFacts{true, hasTarget, source, links} << int(expected);
+        };
+        QTest::newRow("not asked") << NetworkFacts{false, false, Lan, {Wire}} << int(Status::Unknown);
+        row("route to the server", true, Lan, {Loopback, Wire, Modem}, Status::Wired);
+        row("server by mobile", true, Cell, {Wire, Modem}, Status::Mobile);
+        row("no route to the server", true, {}, {Wire, Modem}, Status::NotReachable);
+        row("route over a dead link", true, Lan, {unplugged(Wire), Modem}, Status::NotReachable);
+        row("server on this machine", true, QHostAddress("127.0.0.1"), {Loopback}, Status::Wired);
+        row("server over a tunnel", true, QHostAddress("172.17.0.1"), {Container}, Status::Wired);
+        row("default route", false, Lan, {Wire, Modem}, Status::Wired);
+        row("default route by mobile", false, Cell, {Wire, Modem}, Status::Mobile);
+        row("no route but a network", false, {}, {Loopback, Wire}, Status::Wired);
+        row("no route but a mobile network", false, {}, {Modem}, Status::Mobile);
+        row("dead default, live mobile", false, Lan, {unplugged(Wire), Modem}, Status::Mobile);
+        row("unplugged", false, {}, {Loopback, unplugged(Wire)}, Status::NotReachable);
+        row("no address", false, {}, {Loopback, bare(Wire)}, Status::NotReachable);
+        row("containers only", false, {}, {Loopback, Container}, Status::NotReachable);
+        row("nothing", false, {}, {}, Status::NotReachable);
+    }
+    void decision() {
+        QFETCH(NetworkFacts, facts);
+        QTEST(int(statusFor(facts)), "expected");
+    }
+
+    void realSystem() {
+        const NetworkFacts own = readNetworkFacts(QHostAddress("127.0.0.1"));
+        QVERIFY(own.isKnown && own.hasTarget);
+        QCOMPARE(own.source, QHostAddress("127.0.0.1"));
+        QCOMPARE(statusFor(own), Status::Wired);
+        // Nothing routes there, whatever the network of this machine is.
+        QCOMPARE(statusFor(readNetworkFacts(QHostAddress("255.255.255.255"))), Status::NotReachable);
+        const NetworkFacts anywhere = readNetworkFacts({});
+        QVERIFY(anywhere.isKnown && !anywhere.hasTarget);
+        for (const NetworkLink& link : anywhere.links)
+            QCOMPARE(link.kind == Kind::Loopback, link.name == "lo");
+    }
+
+    void followsTheKernel() {
+        Reachability monitor; // the kernel's own messages
+        monitor.setTarget("127.0.0.1");
+        QCOMPARE(monitor.status(), Status::Unknown);
+        QList<int> told;
+        monitor.start([&](Status status) { told.append(int(status)); });
+        QVERIFY(told.isEmpty()); // from the event loop only
+        QTRY_COMPARE(told, QList<int>{2});
+        monitor.setTarget("255.255.255.255");
+        QTRY_COMPARE(told, (QList<int>{2, 0}));
+        monitor.stop();
+        QCOMPARE(monitor.status(), Status::Unknown);
+    }
+
+    void changesCount() {
+        int ends[2];
+        QCOMPARE(::socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, ends), 0);
+        NetworkFacts facts{true, false, Lan, {Wire}};
+        int asked = 0;
+        Reachability monitor(
+            [&](const QHostAddress&) {
+                ++asked;
+                return facts;
+            },
+            ends[0]);
+        QList<int> told;
+        monitor.start([&](Status status) { told.append(int(status)); });
+        QTRY_COMPARE(told, QList<int>{2});
+        facts.links = {unplugged(Wire)};
+        for (int i = 0; i < 50; ++i) // a burst is read as one change
+            QCOMPARE(::send(ends[1], "changed", 7, 0), 7);
+        QTRY_COMPARE(told, (QList<int>{2, 0}));
+        QVERIFY2(asked <= 3, qPrintable(QString::number(asked)));
+        const int before = asked;
+        QCOMPARE(::send(ends[1], "changed", 7, 0), 7); // a change that changes nothing is not told
+        QTRY_VERIFY(asked > before);
+        QCOMPARE(told.size(), 2);
+        ::close(ends[1]);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestReachability)
+#include "tst_Reachability.moc"

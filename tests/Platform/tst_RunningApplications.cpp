@@ -1,0 +1,215 @@
+#include "PrivateBus.h"
+#include "RunningApplications.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QtTest>
+
+#include <csignal>
+#include <cstdio>
+#include <memory>
+
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using Platform::RunningApplications;
+using namespace std::chrono_literals;
+
+namespace {
+
+const QString Identifier = QStringLiteral("com.example.Copies");
+const QString NoBus = QStringLiteral("unix:path=/nonexistent/bus");
+
+void say(const char* word) {
+    std::puts(word);
+    std::fflush(stdout);
+}
+
+/// What a copy of a program does: claims, says what it is, and as the first one says when it is brought forward, once
+/// it has been told by a signal that its window is there.
+int runCopy(QCoreApplication& application, const QStringList& arguments) {
+    RunningApplications applications({Identifier, arguments.at(2), arguments.at(3), 500ms});
+    if (applications.claim() == RunningApplications::Claim::Second) {
+        say("second");
+        return 1;
+    }
+    say("first");
+    QTimer::singleShot(arguments.at(4).toInt(), &application,
+                       [&] { applications.setActivationHandler([] { say("forward"); }); });
+    QTimer::singleShot(20000, &application, &QCoreApplication::quit);
+    return QCoreApplication::exec();
+}
+
+/// A copy in a process of its own, ended with this object.
+class Copy {
+public:
+    Copy(const QString& bus, const QString& folder, int windowAfter = 0) {
+        m_process.start(QCoreApplication::applicationFilePath(), {"--copy", bus, folder, QString::number(windowAfter)});
+    }
+    ~Copy() {
+        ::kill(pid(), SIGCONT);
+        m_process.kill();
+        m_process.waitForFinished(5000);
+    }
+    Copy(const Copy&) = delete;
+    Copy& operator=(const Copy&) = delete;
+
+    pid_t pid() const { return static_cast<pid_t>(m_process.processId()); }
+    /// All words said so far.
+    QStringList words() {
+        m_process.waitForReadyRead(0);
+        m_said += QString::fromUtf8(m_process.readAllStandardOutput());
+        return m_said.split(u'\n', Qt::SkipEmptyParts);
+    }
+    bool waitForEnd() { return m_process.state() == QProcess::NotRunning || m_process.waitForFinished(10000); }
+    int exitCode() const { return m_process.exitCode(); }
+
+private:
+    QProcess m_process;
+    QString m_said;
+};
+
+} // namespace
+
+class TestRunningApplications : public QObject {
+    Q_OBJECT
+
+private:
+    PrivateBus m_bus;
+    std::unique_ptr<QTemporaryDir> m_folder;
+    QString runtime() const { return m_folder->path() + "/mav"; }
+
+    static void addLinks() {
+        QTest::addColumn<bool>("hasBus");
+        QTest::newRow("session bus") << true;
+        QTest::newRow("lock file") << false;
+    }
+    QString link() const {
+        QFETCH(bool, hasBus);
+        return hasBus ? m_bus.address() : NoBus;
+    }
+
+private Q_SLOTS:
+    void initTestCase() { QVERIFY2(!m_bus.address().isEmpty(), "dbus-daemon does not start"); }
+    void init() { m_folder = std::make_unique<QTemporaryDir>(); }
+
+    void secondBringsFirstForward_data() { addLinks(); }
+    void secondBringsFirstForward() {
+        Copy first(link(), runtime());
+        QTRY_COMPARE(first.words(), QStringList{"first"});
+        for (int launch = 1; launch <= 2; ++launch) {
+            Copy second(link(), runtime());
+            QVERIFY(second.waitForEnd());
+            QCOMPARE(second.exitCode(), 1);
+            QCOMPARE(second.words(), QStringList{"second"});
+            QTRY_COMPARE(first.words().count("forward"), launch);
+        }
+    }
+
+    void sameMoment_data() { addLinks(); }
+    void sameMoment() {
+        // Both start while no window exists: one of them must own, and be brought forward by the other, once.
+        std::vector<std::unique_ptr<Copy>> copies;
+        for (int i = 0; i < 4; ++i)
+            copies.push_back(std::make_unique<Copy>(link(), runtime(), 3000));
+        const auto count = [&](const QString& word) {
+            qsizetype number = 0;
+            for (const auto& copy : copies)
+                number += copy->words().count(word);
+            return number;
+        };
+        QTRY_COMPARE_WITH_TIMEOUT(count("first") + count("second"), 4, 15000);
+        QCOMPARE(count("first"), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(count("forward"), 1, 15000);
+        QTest::qWait(200);
+        QCOMPARE(count("forward"), 1);
+    }
+
+    void hungFirst_data() { addLinks(); }
+    void hungFirst() {
+        Copy first(link(), runtime());
+        QTRY_COMPARE(first.words(), QStringList{"first"});
+        QCOMPARE(::kill(first.pid(), SIGSTOP), 0);
+        QElapsedTimer timer;
+        timer.start();
+        Copy second(link(), runtime());
+        QVERIFY(second.waitForEnd());
+        QCOMPARE(second.words(), QStringList{"second"});
+        QVERIFY2(timer.elapsed() < 5000, qPrintable(QString::number(timer.elapsed())));
+        QCOMPARE(::kill(first.pid(), SIGCONT), 0);
+        QTRY_COMPARE(first.words().count("forward"), 1); // the wish was kept
+    }
+
+    void deadFirst_data() { addLinks(); }
+    void deadFirst() {
+        auto first = std::make_unique<Copy>(link(), runtime());
+        QTRY_COMPARE(first->words(), QStringList{"first"});
+        first.reset(); // killed: its socket file stays behind
+        Copy next(link(), runtime());
+        QTRY_COMPARE(next.words(), QStringList{"first"});
+        Copy second(link(), runtime());
+        QVERIFY(second.waitForEnd());
+        QTRY_COMPARE(next.words().count("forward"), 1);
+    }
+
+    void desktopCalls_data() {
+        QTest::addColumn<QString>("method");
+        QTest::addColumn<QVariantList>("arguments");
+        QTest::newRow("activate") << "Activate" << QVariantList{QVariantMap()};
+        QTest::newRow("open") << "Open" << QVariantList{QStringList{"file:///a"}, QVariantMap()};
+        QTest::newRow("action") << "ActivateAction" << QVariantList{"show", QVariantList(), QVariantMap()};
+    }
+    void desktopCalls() {
+        QFETCH(QString, method);
+        QFETCH(QVariantList, arguments);
+        Copy first(m_bus.address(), runtime());
+        QTRY_COMPARE(first.words(), QStringList{"first"});
+        QDBusConnection bus = QDBusConnection::connectToBus(m_bus.address(), "desktop");
+        auto message =
+            QDBusMessage::createMethodCall(Identifier, "/com/example/Copies", "org.freedesktop.Application", method);
+        message.setArguments(arguments);
+        QCOMPARE(bus.call(message, QDBus::Block, 2000).type(), QDBusMessage::ReplyMessage);
+        QDBusConnection::disconnectFromBus("desktop");
+        QTRY_COMPARE(first.words().count("forward"), 1);
+    }
+
+    void foldersOfOthers() {
+        // The lock's folder is made private; what cannot be made so is not used, and the program starts all the same.
+        RunningApplications own({Identifier, NoBus, runtime(), 200ms});
+        QCOMPARE(own.claim(), RunningApplications::Claim::First);
+        struct stat facts {};
+        QCOMPARE(::lstat(QFile::encodeName(runtime()).constData(), &facts), 0);
+        QCOMPARE(facts.st_mode & 0777, 0700u);
+        const QString link = m_folder->path() + "/link";
+        QVERIFY(QFile::link(runtime(), link));
+        RunningApplications other({Identifier, NoBus, link, 200ms});
+        QTest::ignoreMessage(QtInfoMsg, QRegularExpression("no session bus and no lock"));
+        QCOMPARE(other.claim(), RunningApplications::Claim::First);
+    }
+
+    void holderWithoutSocket() {
+        // A first copy that hangs between lock and socket: the second one waits its limit and ends.
+        QVERIFY(QDir().mkpath(runtime()));
+        QFile lock(runtime() + u'/' + Identifier + ".lock");
+        QVERIFY(lock.open(QIODevice::ReadWrite));
+        QCOMPARE(::flock(lock.handle(), LOCK_EX | LOCK_NB), 0);
+        QElapsedTimer timer;
+        timer.start();
+        RunningApplications second({Identifier, NoBus, runtime(), 300ms});
+        QCOMPARE(second.claim(), RunningApplications::Claim::Second);
+        QVERIFY(timer.elapsed() >= 300 && timer.elapsed() < 3000);
+    }
+};
+
+int main(int argc, char** argv) {
+    QCoreApplication application(argc, argv);
+    if (application.arguments().value(1) == "--copy")
+        return runCopy(application, application.arguments());
+    TestRunningApplications test;
+    return QTest::qExec(&test, argc, argv);
+}
+#include "tst_RunningApplications.moc"

@@ -1,0 +1,125 @@
+#include "QenCloudClientProcessListener.h"
+
+#include "QenLogHelper.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <mutex>
+
+namespace {
+
+/// What a listener asks of the client, answered as a row of the table says, and noted.
+class Client {
+public:
+    QenCloudClientProcessListener::World world() {
+        return {.getNetworkType = [this] { note("network"); },
+                .iflogin = [this] { return signedIn; },
+                .isCheckAndShow = [this] { return shown; },
+                .checkXPCServiceIsReInital = [this] { return serviceIsNew; },
+                .existZelVPN = [this] { note("stop vpn"); },
+                .runTicketXPC = [this] { note("run ticket"); },
+                .reloadZelVPN = [this] { note("reload"); }};
+    }
+    QStringList calls() {
+        const std::lock_guard lock(m_mutex);
+        return m_calls;
+    }
+
+    bool signedIn = true;
+    bool shown = true;
+    bool serviceIsNew = false;
+
+private:
+    void note(const char* call) {
+        const std::lock_guard lock(m_mutex);
+        m_calls << QString::fromLatin1(call);
+    }
+    std::mutex m_mutex;
+    QStringList m_calls;
+};
+
+} // namespace
+
+class tst_QenCloudClientProcessListener : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void oneTick_data() {
+        QTest::addColumn<bool>("signedIn");
+        QTest::addColumn<bool>("shown");
+        QTest::addColumn<bool>("serviceIsNew");
+        QTest::addColumn<bool>("vpnRuns");
+        QTest::addColumn<QStringList>("calls");
+        QTest::addColumn<QStringList>("lines");
+        const QStringList checked{"NGN Server is existed", "start check zelvpn ....", "end check zelvpn ifload ....result:"};
+        QTest::newRow("signed out") << false << true << true << false << QStringList{"network"} << QStringList{};
+        QTest::newRow("not confirmed yet") << true << false << true << false << QStringList{"network"} << QStringList{};
+        QTest::newRow("service is new") << true << true << true << false
+                                        << QStringList{"network", "stop vpn", "run ticket", "reload"}
+                                        << QStringList{"NGN Server reload ........................"};
+        QTest::newRow("component is gone") << true << true << false << false << QStringList{"network", "reload"}
+                                           << checked + QStringList{"zelvpn exit reload zelvpn....."};
+        QTest::newRow("all is well") << true << true << false << true << QStringList{"network"}
+                                     << checked + QStringList{"Qen ZelVPN existed...."};
+    }
+    void oneTick() {
+        QFETCH(bool, signedIn);
+        QFETCH(bool, shown);
+        QFETCH(bool, serviceIsNew);
+        QFETCH(bool, vpnRuns);
+        QFETCH(QStringList, calls);
+        QFETCH(QStringList, lines);
+        QTemporaryDir folder;
+        const QString vpn = folder.filePath(QStringLiteral("ZelVPN"));
+        QVERIFY(QFile::link(QStringLiteral("/bin/sleep"), vpn));
+        QProcess component;
+        if (vpnRuns) {
+            component.start(vpn, {QStringLiteral("60")});
+            QVERIFY(component.waitForStarted());
+        }
+        Client client;
+        client.signedIn = signedIn;
+        client.shown = shown;
+        client.serviceIsNew = serviceIsNew;
+        QenLogHelper log(folder.filePath(QStringLiteral("logs")), folder.filePath(QStringLiteral("record")));
+        { // its end waits for the background check
+            QenCloudClientProcessListener listener(client.world(), log, vpn);
+            listener.checkNgnServerAndLoad();
+        }
+        log.drain();
+        QCOMPARE(client.calls(), calls);
+        QFile file(folder.filePath(QStringLiteral("logs/QenCloud-Info-1.log")));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QString text = QString::fromUtf8(file.readAll());
+        for (const QString& line : lines)
+            QVERIFY2(text.contains(line), qPrintable(line + text));
+        QCOMPARE(text.count(u'\n') == 0, lines.isEmpty());
+        if (vpnRuns) {
+            component.kill();
+            QVERIFY(component.waitForFinished());
+        }
+    }
+
+    void ticksOnlyOnceStarted() {
+        QTemporaryDir folder;
+        Client client;
+        client.signedIn = false;
+        QenLogHelper log(folder.filePath(QStringLiteral("logs")), folder.filePath(QStringLiteral("record")));
+        QenCloudClientProcessListener listener(client.world(), log, QStringLiteral("/no/vpn"), std::chrono::milliseconds(40));
+        QTest::qSleep(150);
+        QVERIFY(client.calls().isEmpty());
+        listener.startListening();
+        QElapsedTimer timer;
+        timer.start();
+        while (client.calls().size() < 3 && timer.elapsed() < 5000)
+            QTest::qSleep(5);
+        QVERIFY(client.calls().size() >= 3);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_QenCloudClientProcessListener)
+#include "tst_QenCloudClientProcessListener.moc"

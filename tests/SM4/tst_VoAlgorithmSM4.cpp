@@ -1,0 +1,311 @@
+#include "Base64Text.h"
+#include "VoAlgorithmSM4.h"
+
+#include <QRandomGenerator>
+#include <QTest>
+#include <QThread>
+
+#include <openssl/evp.h>
+
+#include <memory>
+
+using Text = std::optional<QString>;
+Q_DECLARE_METATYPE(Text)
+
+namespace {
+
+const QString Key = QStringLiteral("0123456789abcdef");
+const QString Iv = QStringLiteral("fedcba9876543210");
+const QByteArray BuiltInKey = "Rk5w9ZqT2&hNe7Xc";
+const QByteArray FixedIv = "pWq4nLs8Ty#%!3Hd";
+
+const unsigned char* in(const QByteArray& bytes) {
+    return reinterpret_cast<const unsigned char*>(bytes.constData());
+}
+
+/// @p data through @p cipher with the library's own padding.
+QByteArray library(const EVP_CIPHER* cipher, const QByteArray& key, const QByteArray& iv, const QByteArray& data) {
+    const std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)> context(EVP_CIPHER_CTX_new(),
+                                                                                  &EVP_CIPHER_CTX_free);
+    QByteArray result(data.size() + 32, '\0');
+    auto* out = reinterpret_cast<unsigned char*>(result.data());
+    int written = 0;
+    int rest = 0;
+    EVP_EncryptInit_ex(context.get(), cipher, nullptr, in(key), in(iv));
+    EVP_EncryptUpdate(context.get(), out, &written, in(data), static_cast<int>(data.size()));
+    EVP_EncryptFinal_ex(context.get(), out + written, &rest);
+    return result.left(written + rest);
+}
+
+QByteArray unlined(const Text& text) {
+    return QByteArray::fromBase64(text.value_or(QString()).remove(QStringLiteral("\r\n")).toLatin1());
+}
+
+QString sample(int length) {
+    QRandomGenerator generator(static_cast<quint32>(length));
+    QString text;
+    for (int i = 0; i < length; ++i)
+        text += QChar(static_cast<char16_t>(generator.bounded(8) ? generator.bounded(32, 127) : 0x4e00 + i % 1000));
+    return text;
+}
+
+} // namespace
+
+/// The text operations of both ciphers: agreement with the library, the refusals and the limits.
+class tst_VoAlgorithmSM4 : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void modes_data();
+    void modes();
+    void refusals_data();
+    void refusals();
+    void undecodable_data();
+    void undecodable();
+    void systemLog();
+    void aesKeys_data();
+    void aesKeys();
+    void aesBuiltInKey_data();
+    void aesBuiltInKey();
+    void decodeAes_data();
+    void decodeAes();
+    void threadsDoNotMix();
+    void base64_data();
+    void base64();
+    void base64Lines();
+};
+
+void tst_VoAlgorithmSM4::modes_data() {
+    QTest::addColumn<int>("length");
+    for (const int length : {1, 15, 16, 17, 31, 32, 47, 48, 63, 64, 65, 200, 1000, 5000})
+        QTest::addRow("%d characters", length) << length;
+}
+
+void tst_VoAlgorithmSM4::modes() {
+    QFETCH(int, length);
+    // The second key and IV have more bytes than characters, of which the first sixteen count.
+    const QString wideKey = QStringLiteral("钥匙0123456789abcd");
+    const QString wideIv = QStringLiteral("向量fedcba98765432");
+    const QString text = sample(length);
+    const QByteArray plain = text.toUtf8();
+    for (const auto& [key, iv] : {std::pair(Key, Iv), std::pair(wideKey, wideIv)}) {
+        const QByteArray k = key.toUtf8().left(16);
+        const QByteArray v = iv.toUtf8().left(16);
+        VoAlgorithmSM4 ctr = VoAlgorithmSM4::ctrSM4WithKey(key, iv);
+        VoAlgorithmSM4 cbc = VoAlgorithmSM4::cbcSM4WithKey(key, iv);
+        VoAlgorithmSM4 ecb = VoAlgorithmSM4::ecbSM4WithKey(key);
+        QCOMPARE(unlined(ctr.encryption(text)), library(EVP_sm4_ctr(), k, v, plain));
+        QCOMPARE(unlined(cbc.encryption(text)), library(EVP_sm4_cbc(), k, v, plain));
+        QCOMPARE(unlined(ecb.encryption(text)), library(EVP_sm4_ecb(), k, v, plain));
+        for (const VoAlgorithmSM4* cipher : {&ctr, &cbc, &ecb})
+            QCOMPARE(cipher->decryption(*cipher->encryption(text)), Text(text));
+        ecb.setType(3);
+        QCOMPARE(ecb.encryption(text), Text());
+        QCOMPARE(ecb.decryption(QStringLiteral("AAAA")), Text());
+    }
+}
+
+void tst_VoAlgorithmSM4::refusals_data() {
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QString>("iv");
+    QTest::addColumn<QString>("text");
+    const QString text = QStringLiteral("AAAAAAAAAAAAAAAAAAAAAA==");
+    QTest::newRow("key too short") << Key.left(15) << Iv << text;
+    QTest::newRow("key too long") << Key + u'0' << Iv << text;
+    QTest::newRow("sixteen bytes but fewer characters") << QStringLiteral("钥0123456789abc") << Iv << text;
+    QTest::newRow("no key") << QString() << Iv << text;
+    QTest::newRow("iv too short") << Key << Iv.left(15) << text;
+    QTest::newRow("no iv") << Key << QString() << text;
+    QTest::newRow("empty text") << Key << Iv << QStringLiteral("");
+    QTest::newRow("no text") << Key << Iv << QString();
+}
+
+void tst_VoAlgorithmSM4::refusals() {
+    QFETCH(QString, key);
+    QFETCH(QString, iv);
+    QFETCH(QString, text);
+    QCOMPARE(VoAlgorithmSM4::encryptionWithSM4CTRKey(key, iv, text), Text());
+    QCOMPARE(VoAlgorithmSM4::decryptionWithSM4CTRKey(key, iv, text), Text());
+    QCOMPARE(VoAlgorithmSM4::encryptionWithSM4Key(key, iv, text), Text());
+    QCOMPARE(VoAlgorithmSM4::decryptionWithSM4Key(key, iv, text), Text());
+    if (iv == Iv) {
+        QCOMPARE(VoAlgorithmSM4::encryptionWithSM4Key(key, text), Text());
+        QCOMPARE(VoAlgorithmSM4::decryptionWithSM4Key(key, text), Text());
+    }
+}
+
+void tst_VoAlgorithmSM4::undecodable_data() {
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<Text>("blocks");
+    QTest::addColumn<Text>("stream");
+    const Text empty = QStringLiteral("");
+    const QByteArray stream = library(EVP_sm4_ctr(), Key.toUtf8(), Iv.toUtf8(), QByteArray(3, '\0'));
+    QByteArray cut = "\xe4\xb8";
+    cut[0] = static_cast<char>(cut[0] ^ stream[0]);
+    cut[1] = static_cast<char>(cut[1] ^ stream[1]);
+    QByteArray mark = "\xef\xbb\xbf";
+    for (qsizetype i = 0; i < mark.size(); ++i)
+        mark[i] = static_cast<char>(mark[i] ^ stream[i]);
+    QTest::newRow("no character of the alphabet") << QStringLiteral("!\r\n?") << empty << empty;
+    QTest::newRow("no whole group") << QStringLiteral("AAAAA") << Text() << Text();
+    QTest::newRow("cut within a character") << QString::fromLatin1(cut.toBase64()) << empty << Text();
+    QTest::newRow("byte order mark stays") << QString::fromLatin1(mark.toBase64()) << empty << Text(QChar(0xfeff));
+}
+
+void tst_VoAlgorithmSM4::undecodable() {
+    QFETCH(QString, text);
+    QFETCH(Text, blocks);
+    QFETCH(Text, stream);
+    QCOMPARE(VoAlgorithmSM4::decryptionWithSM4Key(Key, Iv, text), blocks);
+    QCOMPARE(VoAlgorithmSM4::decryptionWithSM4Key(Key, text), blocks);
+    QCOMPARE(VoAlgorithmSM4::decryptionWithSM4CTRKey(Key, Iv, text), stream);
+}
+
+void tst_VoAlgorithmSM4::systemLog() {
+    const Text result = VoAlgorithmSM4::cbcSM4WithKey(Key, Iv).encryption(QStringLiteral("a"));
+    QTest::ignoreMessage(QtInfoMsg, result->toLatin1().constData());
+    VoAlgorithmSM4::encryptionWithSM4Key(Key, Iv, QStringLiteral("a"));
+
+    const Text stream = VoAlgorithmSM4::encryptionWithSM4CTRKey(Key, Iv, QStringLiteral("\tz中"));
+    QTest::ignoreMessage(QtInfoMsg, "de=09 122 228 184 173 ");
+    QCOMPARE(VoAlgorithmSM4::decryptionWithSM4CTRKey(Key, Iv, *stream), Text(QStringLiteral("\tz中")));
+}
+
+void tst_VoAlgorithmSM4::aesKeys_data() {
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<int>("bits");
+    QTest::newRow("16 characters") << QString(16, u'a') << 128;
+    QTest::newRow("24 characters") << QString(24, u'b') << 192;
+    QTest::newRow("32 characters") << QString(32, u'c') << 256;
+    QTest::newRow("16 characters, 48 bytes") << QString(16, u'钥') << 128;
+    QTest::newRow("24 characters, 72 bytes") << QString(24, u'钥') << 192;
+    QTest::newRow("20 characters") << QString(20, u'd') << 0;
+    QTest::newRow("10 characters, 32 bytes") << QString(11, u'钥').replace(0, 1, u'x') << 0;
+    QTest::newRow("empty key") << QStringLiteral("") << 0;
+}
+
+void tst_VoAlgorithmSM4::aesKeys() {
+    QFETCH(QString, key);
+    QFETCH(int, bits);
+    const QString text = QStringLiteral("sixteen bytes ok");
+    const Text result = VoAlgorithmSM4::EncodeAES_CBC_PKCS5Padding(text, key);
+    QCOMPARE(result.has_value(), bits > 0);
+    if (!bits)
+        return;
+    const EVP_CIPHER* cipher = bits == 128 ? EVP_aes_128_cbc() : bits == 192 ? EVP_aes_192_cbc() : EVP_aes_256_cbc();
+    QCOMPARE(unlined(result), library(cipher, key.toUtf8(), FixedIv, text.toUtf8()));
+    QCOMPARE(result->size(), 44);
+    // Decoding knows 128 bits only.
+    QCOMPARE(VoAlgorithmSM4::DecodeAES(unlined(result), key) == text.toUtf8(), bits == 128);
+}
+
+void tst_VoAlgorithmSM4::aesBuiltInKey_data() {
+    QTest::addColumn<int>("length");
+    for (const int length : {0, 1, 15, 16, 17, 47, 48, 49, 1000, 70000})
+        QTest::addRow("%d bytes", length) << length;
+}
+
+void tst_VoAlgorithmSM4::aesBuiltInKey() {
+    QFETCH(int, length);
+    QByteArray plain(length, Qt::Uninitialized);
+    QRandomGenerator generator(7);
+    for (char& byte : plain)
+        byte = static_cast<char>(generator.bounded(256));
+    const Text result = VoAlgorithmSM4::EncodeAES_CBC_PKCS5Padding(plain);
+    QVERIFY(result);
+    // An empty text is not padded.
+    QCOMPARE(unlined(result), length ? library(EVP_aes_128_cbc(), BuiltInKey, FixedIv, plain) : QByteArray());
+    QCOMPARE(Base64Text::decode(*result), std::optional(unlined(result)));
+    QCOMPARE(VoAlgorithmSM4::DecodeAES(unlined(result)), std::optional(plain));
+    const QString ascii(length, u'~');
+    QCOMPARE(VoAlgorithmSM4::EncodeAES_CBC_PKCS5Padding(ascii),
+             VoAlgorithmSM4::EncodeAES_CBC_PKCS5Padding(ascii.toLatin1(), QString::fromLatin1(BuiltInKey)));
+}
+
+void tst_VoAlgorithmSM4::decodeAes_data() {
+    QTest::addColumn<QByteArray>("plain");
+    QTest::addColumn<int>("kept");
+    QTest::addColumn<QByteArray>("expected");
+    // Each plain text gains a block of padding; only so many bytes of the cipher text are handed over.
+    QTest::newRow("nothing") << QByteArray("abc") << 0 << QByteArray();
+    QTest::newRow("less than a block") << QByteArray("abc") << 15 << QByteArray();
+    QTest::newRow("part of a block at the end")
+        << QByteArray("abcdefghijklmno\1Z") << 31 << QByteArray("abcdefghijklmno");
+    QTest::newRow("count above the length") << QByteArray("abcdefghijklmno\xff") << 16 << QByteArray();
+    QTest::newRow("count above the block") << QByteArray(16, 'a') + QByteArray(16, '\x11') << 32 << QByteArray(15, 'a');
+    QTest::newRow("count of zero") << QByteArray(16, '\0') << 16 << QByteArray(16, '\0');
+    QTest::newRow("unlike pad bytes") << QByteArray("abcdefghijklmn\7\2") << 16 << QByteArray("abcdefghijklmn");
+}
+
+void tst_VoAlgorithmSM4::decodeAes() {
+    QFETCH(QByteArray, plain);
+    QFETCH(int, kept);
+    QFETCH(QByteArray, expected);
+    const QByteArray shortKey = QByteArray("short") + QByteArray(11, '\0');
+    QCOMPARE(VoAlgorithmSM4::DecodeAES(library(EVP_aes_128_cbc(), BuiltInKey, FixedIv, plain).left(kept)),
+             std::optional(expected));
+    QCOMPARE(VoAlgorithmSM4::DecodeAES(library(EVP_aes_128_cbc(), shortKey, FixedIv, plain).left(kept),
+                                       QStringLiteral("short")),
+             std::optional(expected));
+}
+
+void tst_VoAlgorithmSM4::threadsDoNotMix() {
+    const auto work = [](char letter, bool* good) {
+        const QByteArray plain(60000, letter);
+        const QByteArray cipher = library(EVP_aes_128_cbc(), BuiltInKey, FixedIv, plain);
+        const Text expected = Base64Text::encode(cipher);
+        for (int i = 0; *good && i < 300; ++i)
+            *good = VoAlgorithmSM4::EncodeAES_CBC_PKCS5Padding(plain) == expected &&
+                    VoAlgorithmSM4::DecodeAES(cipher) == plain;
+    };
+    bool good[2] = {true, true};
+    const std::unique_ptr<QThread> other(QThread::create(work, 'a', &good[0]));
+    other->start();
+    work('b', &good[1]);
+    QVERIFY(other->wait(60000));
+    QVERIFY(good[0] && good[1]);
+}
+
+void tst_VoAlgorithmSM4::base64_data() {
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QByteArray>("expected");
+    QTest::addColumn<bool>("accepted");
+    const auto row = [](const char* name, const QString& text, const QByteArray& expected, bool accepted = true) {
+        QTest::newRow(name) << text << expected << accepted;
+    };
+    row("empty", QString(), QByteArray());
+    row("line breaks", QStringLiteral("YWJj\r\nZGVm\n"), "abcdef");
+    row("breaks within a group", QStringLiteral("Y\r\nWJ jZ\tGVm"), "abcdef");
+    row("unknown characters", QStringLiteral("Y-W_中Jİj"), "abc");
+    row("one byte", QStringLiteral("YQ=="), "a");
+    row("padding apart", QStringLiteral("YWI\r\n=\r\n"), "ab");
+    row("padding missing", QStringLiteral("YWI"), {}, false);
+    row("a single letter left", QStringLiteral("YWJjY==="), {}, false);
+    row("goes on behind the padding", QStringLiteral("YQ==YWJj"), {}, false);
+    row("padding for nothing", QStringLiteral("="), {}, false);
+}
+
+void tst_VoAlgorithmSM4::base64() {
+    QFETCH(QString, text);
+    QFETCH(QByteArray, expected);
+    QFETCH(bool, accepted);
+    const std::optional<QByteArray> decoded = Base64Text::decode(text);
+    QCOMPARE(decoded.has_value(), accepted);
+    QCOMPARE(decoded.value_or(QByteArray()), expected);
+}
+
+void tst_VoAlgorithmSM4::base64Lines() {
+    QByteArray bytes;
+    for (int length = 0; length < 200; ++length) {
+        QString expected = QString::fromLatin1(bytes.toBase64());
+        for (qsizetype at = 64; at < expected.size(); at += 66)
+            expected.insert(at, QStringLiteral("\r\n"));
+        QCOMPARE(Base64Text::encode(bytes), expected);
+        QVERIFY(!Base64Text::encode(bytes).isNull());
+        QCOMPARE(Base64Text::decode(expected), std::optional(bytes));
+        bytes += static_cast<char>(length * 37);
+    }
+}
+
+QTEST_GUILESS_MAIN(tst_VoAlgorithmSM4)
+#include "tst_VoAlgorithmSM4.moc"

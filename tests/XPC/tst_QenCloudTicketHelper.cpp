@@ -1,0 +1,151 @@
+#include "QenCloudTicketHelper.h"
+
+#include "Deployment.h"
+#include "QenLogHelper.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <atomic>
+#include <thread>
+
+/// The ticket service as the agent's side offers it, on a bus of the test's own.
+class TicketService : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "com.qencloud.mav.QenCloud_ticketProtocol")
+
+public:
+    bool runs = true;
+    bool isNew = false;
+    bool replies = true;
+    QStringList calls;
+
+public Q_SLOTS:
+    bool startRunProxy() {
+        calls << QStringLiteral("start");
+        return runs;
+    }
+    bool checkIsNewConnection(double time, const QDBusMessage& message) {
+        calls << QStringLiteral("check %1").arg(time > 1.6e9);
+        if (!replies)
+            message.setDelayedReply(true);
+        return isNew;
+    }
+    void closeXPCAndProxy() { calls << QStringLiteral("close"); }
+};
+
+class tst_QenCloudTicketHelper : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() {
+        m_bus.start(QStringLiteral("dbus-daemon"), {"--session", "--nofork", "--print-address"});
+        QVERIFY(m_bus.waitForStarted());
+        QVERIFY(m_bus.waitForReadyRead(5000));
+        m_address = QString::fromUtf8(m_bus.readLine()).trimmed();
+        QDBusConnection connection = QDBusConnection::connectToBus(m_address, QStringLiteral("service"));
+        QVERIFY(connection.isConnected());
+        QVERIFY(connection.registerObject(QStringLiteral("/"), &m_service, QDBusConnection::ExportAllSlots));
+        QVERIFY(connection.registerService(Platform::Deployment::TicketServiceName));
+    }
+    void cleanupTestCase() {
+        QDBusConnection::disconnectFromBus(QStringLiteral("service"));
+        m_bus.kill();
+        m_bus.waitForFinished();
+    }
+    void init() {
+        m_service.runs = true;
+        m_service.isNew = false;
+        m_service.replies = true;
+        m_service.calls.clear();
+    }
+
+    void startIsReported_data() {
+        QTest::addColumn<bool>("runs");
+        QTest::addColumn<QString>("line");
+        QTest::newRow("runs") << true << "[QenCloudTicketHelper] QenCloud Service run Success";
+        QTest::newRow("refuses") << false << "[QenCloudTicketHelper] QenCloud Service run Fail";
+    }
+    void startIsReported() {
+        QFETCH(bool, runs);
+        QFETCH(QString, line);
+        m_service.runs = runs;
+        QTemporaryDir folder;
+        QenLogHelper log(folder.filePath(QStringLiteral("logs")), folder.filePath(QStringLiteral("record")));
+        QenCloudTicketHelper helper(log, m_address);
+        helper.runTicketXPC();
+        QTRY_VERIFY(logText(folder, log).contains(line));
+        QCOMPARE(m_service.calls, QStringList{QStringLiteral("start")});
+    }
+
+    void newServiceIsNoticed_data() {
+        QTest::addColumn<bool>("isNew");
+        QTest::newRow("new") << true;
+        QTest::newRow("known") << false;
+    }
+    void newServiceIsNoticed() {
+        QFETCH(bool, isNew);
+        m_service.isNew = isNew;
+        QTemporaryDir folder;
+        QenLogHelper log(folder.filePath(QStringLiteral("logs")), folder.filePath(QStringLiteral("record")));
+        QenCloudTicketHelper helper(log, m_address);
+        QCOMPARE(check(helper), isNew);
+        QCOMPARE(m_service.calls, QStringList{QStringLiteral("check 1")});
+
+        helper.closeNgnServerXpc();
+        QVERIFY(!helper.isConnected());
+        QTRY_COMPARE(m_service.calls.last(), QStringLiteral("close"));
+        // Closed: a new connection is the answer, at once and without a question.
+        QVERIFY(check(helper));
+        QVERIFY(helper.isConnected());
+        QCOMPARE(m_service.calls.last(), QStringLiteral("close"));
+    }
+
+    void silentServiceCostsTheLimit() {
+        m_service.replies = false;
+        QTemporaryDir folder;
+        QenLogHelper log(folder.filePath(QStringLiteral("logs")), folder.filePath(QStringLiteral("record")));
+        QenCloudTicketHelper helper(log, m_address, std::chrono::milliseconds(400));
+        QElapsedTimer timer;
+        timer.start();
+        QVERIFY(!check(helper));
+        QVERIFY(timer.elapsed() >= 390 && timer.elapsed() < 3000);
+    }
+
+    void missingBusIsAServiceThatDoesNotReply() {
+        QTemporaryDir folder;
+        QenLogHelper log(folder.filePath(QStringLiteral("logs")), folder.filePath(QStringLiteral("record")));
+        QenCloudTicketHelper helper(log, QStringLiteral("unix:path=/no/such/bus"));
+        QVERIFY(!check(helper));
+        helper.runTicketXPC();
+        QTRY_VERIFY(logText(folder, log).contains(QStringLiteral("QenCloud Service run Fail")));
+        helper.closeNgnServerXpc();
+    }
+
+private:
+    static QString logText(const QTemporaryDir& folder, QenLogHelper& log) {
+        log.drain();
+        QFile file(folder.filePath(QStringLiteral("logs/QenCloud-Info-1.log")));
+        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+    }
+    /// Asks from another thread, as the client does: the service lives on this one.
+    static bool check(QenCloudTicketHelper& helper) {
+        std::atomic<int> answer{-1};
+        std::thread asking([&] { answer = helper.checkXPCServiceIsReInital(); });
+        QTest::qWaitFor([&] { return answer >= 0; }, 15000);
+        asking.join();
+        return answer == 1;
+    }
+
+    QProcess m_bus;
+    QString m_address;
+    TicketService m_service;
+};
+
+QTEST_GUILESS_MAIN(tst_QenCloudTicketHelper)
+#include "tst_QenCloudTicketHelper.moc"

@@ -1,0 +1,400 @@
+#include "iNacManager.h"
+
+#include "NacWorld.h"
+#include "WireCodec.h"
+
+#include <QJsonDocument>
+#include <QRegularExpression>
+
+#include <plist/plist.h>
+
+#include <condition_variable>
+
+using Platform::ArchiveValue;
+
+namespace {
+
+const QString FailedMessage = QStringLiteral("Get Inac Cer faild with msg:");
+const QString Exception = QStringLiteral("[iNacManager] server inac info exception");
+const QString ProfileWritten =
+    QStringLiteral("[iNacManager] QenCloud write RTMDMNetwork.mobileconfig to QenCloudL directory result:1");
+const QString CacheWritten = QStringLiteral("[iNacManager] QenCloud write inacCache.archive result: 1");
+
+const QJsonObject Certificates{
+    {"rootCA", "Um9vdA=="}, {"subCA", "U3Vi"}, {"p12", "cDEyLXNlY3JldA=="}, {"pwd", "pw-secret"}};
+
+QByteArray json(const QJsonObject& object) {
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}
+
+/// An answer in the form in which the server sends it, by code that the client does not share.
+QByteArray sealed(const QByteArray& plain) {
+    return WireCodec::encipher(WireCodec::deflate(plain));
+}
+
+QByteArray answerWith(QJsonObject certificates, const QString& leftOut = {}) {
+    certificates.remove(leftOut);
+    return sealed(json({{"ret", 0}, {"msg", "ok"}, {"stacktrace", ""}, {"data", certificates}}));
+}
+
+QByteArray read(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+class Lookup final : public Platform::CertificateLookup {
+public:
+    bool hasCertificate(const QString& label) override {
+        asked.append(label);
+        onMainThread = Platform::isMainThread();
+        return label == known;
+    }
+    QStringList asked;
+    QString known;
+    bool onMainThread = false;
+};
+
+/// A property list as another reader sees it; bytes count as their text.
+QVariant variantOf(plist_t node) {
+    uint64_t number = 0;
+    switch (plist_get_node_type(node)) {
+    case PLIST_STRING:
+        return QString::fromUtf8(plist_get_string_ptr(node, nullptr));
+    case PLIST_UINT:
+        plist_get_uint_val(node, &number);
+        return qulonglong(number);
+    case PLIST_BOOLEAN:
+        return bool(plist_bool_val_is_true(node));
+    case PLIST_DATA: {
+        const char* bytes = plist_get_data_ptr(node, &number);
+        return QByteArray(bytes, qsizetype(number));
+    }
+    case PLIST_ARRAY: {
+        QVariantList list;
+        for (uint32_t i = 0; i < plist_array_get_size(node); ++i)
+            list.append(variantOf(plist_array_get_item(node, i)));
+        return list;
+    }
+    case PLIST_DICT: {
+        QVariantMap map;
+        plist_dict_iter iterator = nullptr;
+        plist_dict_new_iter(node, &iterator);
+        char* key = nullptr;
+        plist_t value = nullptr;
+        for (plist_dict_next_item(node, iterator, &key, &value); key;
+             plist_dict_next_item(node, iterator, &key, &value)) {
+            map.insert(QString::fromUtf8(key), variantOf(value));
+            free(key);
+        }
+        free(iterator);
+        return map;
+    }
+    default:
+        return {};
+    }
+}
+
+QVariantMap propertyList(const QByteArray& xml) {
+    plist_t node = nullptr;
+    plist_from_xml(xml.constData(), uint32_t(xml.size()), &node);
+    const QVariant value = node ? variantOf(node) : QVariant();
+    plist_free(node);
+    return value.toMap();
+}
+
+class ManagerWorld : public NacWorld {
+public:
+    std::unique_ptr<iNacManager> make() {
+        return std::make_unique<iNacManager>(iNacManager::World{
+            *network,
+            log,
+            certificates,
+            state(),
+            {.userName = [] { return QStringLiteral("lin"); },
+             .machineName = [] { return QStringLiteral("the machine"); },
+             .uuid = [] { return QStringLiteral("UUID-1"); },
+             .macAddresses =
+                 [] {
+                     return QStringList{QStringLiteral("0A"), QStringLiteral("0B")};
+                 },
+             .homeForUser = [this](const QString& user) { return user == u"lin" ? userHome : QString(); },
+             .profileTemplate =
+                 [this] {
+                     return profileTemplate;
+                 }}});
+    }
+    QString cache() const {
+        const auto root = unarchiveObjectWithFile(stateFile(QStringLiteral("inacCache.archive")));
+        return root ? root->string() : QString();
+    }
+    QByteArray profile() const { return read(stateFile(QStringLiteral("RTMDMNetwork.mobileconfig"))); }
+
+    Lookup certificates;
+    QString userHome = home();
+    QByteArray profileTemplate = read(QStringLiteral(PROFILE_TEMPLATE));
+};
+
+} // namespace
+
+class tst_iNacManager : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void task_data();
+    void task();
+    void profile();
+    void requestParameters();
+    void staticProfile();
+    void lateAnswerFindsNobody();
+    void presence_data();
+    void presence();
+    void caVersion();
+};
+
+void tst_iNacManager::task_data() {
+    QTest::addColumn<QByteArray>("answer");
+    QTest::addColumn<QString>("lastLine");
+    QTest::addColumn<bool>("isException");
+    QTest::addColumn<bool>("hasProfile");
+    QTest::addColumn<QString>("cache");
+    const auto fails = [](const char* name, const QByteArray& answer,
+                          const QString& message = QStringLiteral("(null)")) {
+        QTest::newRow(name) << answer << FailedMessage + message << false << false << QString();
+    };
+    const auto usable = [](const char* name, const QByteArray& answer, bool isException) {
+        QTest::newRow(name) << answer << CacheWritten << isException << !isException << "3";
+    };
+    const QByteArray good = answerWith(Certificates);
+    QTest::newRow("server fails") << QByteArray() << "Get Inac Cer faild with error:" << false << false << QString();
+    fails("empty", "");
+    fails("no text", "\xff\xfe\x80");
+    fails("no Base64", "====");
+    fails("does not decipher", QByteArray(64, 'A'));
+    fails("cut off", good.left(good.size() / 2));
+    fails("does not inflate", WireCodec::encipher(json({{"ret", 0}, {"data", Certificates}})));
+    fails("no JSON", sealed("not json"));
+    fails("a list", sealed("[0]"));
+    fails("ret missing", sealed(json({{"msg", "late"}, {"data", Certificates}})), QStringLiteral("late"));
+    fails("ret of another type", sealed(json({{"ret", QJsonValue()}, {"data", Certificates}})));
+    fails("refused", sealed(json({{"ret", 7}, {"msg", "没有权限"}})), QStringLiteral("没有权限"));
+    usable("good", good, false);
+    usable("good, with breaks and strange characters", "\r\n" + good.left(20) + " -\n" + good.mid(20), false);
+    usable("ret is a text", sealed(json({{"ret", "0"}, {"data", Certificates}})), false);
+    usable("no data", sealed(json({{"ret", 0}})), true);
+    usable("data of another type", sealed(json({{"ret", 0}, {"data", "x"}})), true);
+    for (const char* field : {"rootCA", "subCA", "p12", "pwd"})
+        usable(field, answerWith(Certificates, QLatin1String(field)), true);
+    QJsonObject emptyPassword = Certificates;
+    emptyPassword["pwd"] = "";
+    usable("empty password", answerWith(emptyPassword), true);
+}
+
+void tst_iNacManager::task() {
+    QFETCH(QByteArray, answer);
+    QFETCH(QString, lastLine);
+    QFETCH(bool, isException);
+    const LoopbackServer server(LoopbackServer::always(
+        answer.isNull() ? "HTTP/1.1 503 Busy\r\nContent-Length: 0\r\n\r\n" : LoopbackServer::ok(answer)));
+    ManagerWorld world;
+    const auto manager = world.make();
+    manager->executeInacTaskWithUserName(QStringLiteral("lin"), QStringLiteral("T-secret"), {"office"}, server.url({}));
+    QTRY_VERIFY2_WITH_TIMEOUT(world.logText().contains(lastLine), qPrintable(world.logText()), 10000);
+    const QString log = world.logText();
+    QCOMPARE(log.contains(QStringLiteral("[iNacManager] iNacResponse Dic:")), !answer.isNull());
+    QCOMPARE(log.contains(QStringLiteral("Get Inac Cer with dic:")), manager->cerInfo().has_value());
+    QCOMPARE(log.contains(Exception), isException);
+    QTEST(!world.profile().isEmpty(), "hasProfile");
+    QTEST(log.contains(ProfileWritten), "hasProfile");
+    QTEST(world.cache(), "cache");
+    for (const char* secret : {"T-secret", "pw-secret", "cDEyLXNlY3JldA=="})
+        QVERIFY2(!log.contains(QLatin1String(secret)), qPrintable(log));
+}
+
+void tst_iNacManager::profile() {
+    const LoopbackServer server(LoopbackServer::always(LoopbackServer::ok(answerWith(Certificates))));
+    ManagerWorld world;
+    const auto manager = world.make();
+    const QJsonArray ssids{"office", "", "访客 <1> & 2", "office", 5, QJsonValue()};
+    manager->executeInacTaskWithUserName(QStringLiteral("lin"), QStringLiteral("t"), ssids, server.url({}));
+    QTRY_VERIFY_WITH_TIMEOUT(world.cache() == u"3", 10000);
+    QCOMPARE(manager->ssids(), ssids);
+    QCOMPARE(manager->cerInfo()->data().pwd(), QStringLiteral("pw-secret"));
+
+    const QFile file(world.stateFile(QStringLiteral("RTMDMNetwork.mobileconfig")));
+    QCOMPARE(file.permissions() & (QFile::ReadGroup | QFile::ReadOther), QFile::Permissions());
+
+    const QString root = QStringLiteral("A23B9547-4853-4298-8A22-3FEDAEE4FCF5");
+    const QString sub = QStringLiteral("98C1E945-3056-4F0D-B174-BD8A68461FE3");
+    const QString identity = QStringLiteral("47A5FE22-02D8-48B8-A249-13FF8C1A0D1E");
+    const QVariantList payloads = propertyList(world.profile()).value(QStringLiteral("PayloadContent")).toList();
+    QCOMPARE(payloads.size(), 5);
+    const QStringList uuids{root, sub, identity};
+    const QStringList fields{QStringLiteral("rootCA"), QStringLiteral("subCA"), QStringLiteral("p12")};
+    for (int i = 0; i < 3; ++i) {
+        const QVariantMap payload = payloads[i].toMap();
+        QCOMPARE(payload["PayloadUUID"].toString(), uuids[i]);
+        QCOMPARE(payload["PayloadContent"].toString(), Certificates.value(fields[i]).toString());
+        QCOMPARE(payload["Password"].toString(), i == 2 ? QStringLiteral("pw-secret") : QString());
+    }
+
+    QMap<QString, QString> uuidOfName;
+    for (int i = 3; i < 5; ++i) {
+        const QVariantMap wifi = payloads[i].toMap();
+        const QString ssid = wifi["SSID_STR"].toString();
+        const QString uuid = wifi["PayloadUUID"].toString();
+        uuidOfName.insert(ssid, uuid);
+        QVERIFY(
+            QRegularExpression(QStringLiteral("^[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}$")).match(uuid).hasMatch());
+        const QVariantMap eap{{"AcceptEAPTypes", QVariantList{13}},
+                              {"PayloadCertificateAnchorUUID", QVariantList{root, sub}}};
+        const QVariantMap wanted{{"AutoJoin", 1},
+                                 {"CaptiveBypass", 0},
+                                 {"EAPClientConfiguration", eap},
+                                 {"EncryptionType", "WPA"},
+                                 {"HIDDEN_NETWORK", 0},
+                                 {"Interface", "BuiltInWireless"},
+                                 {"IsHotspot", 0},
+                                 {"PayloadCertificateUUID", identity},
+                                 {"PayloadDisplayName", QStringLiteral("WiFi (%1)").arg(ssid)},
+                                 {"PayloadEnabled", 1},
+                                 {"PayloadIdentifier", QStringLiteral("com.apple.wifi.managed.") + uuid},
+                                 {"PayloadType", "com.apple.wifi.managed"},
+                                 {"PayloadUUID", uuid},
+                                 {"PayloadVersion", 1},
+                                 {"ProxyType", "None"},
+                                 {"SSID_STR", ssid},
+                                 {"SetupModes", QVariantList{"System"}}};
+        QCOMPARE(QJsonObject::fromVariantMap(wifi), QJsonObject::fromVariantMap(wanted));
+    }
+    QCOMPARE(uuidOfName.keys(), (QStringList{QStringLiteral("office"), QStringLiteral("访客 <1> & 2")}));
+    QVERIFY(uuidOfName.first() != uuidOfName.last());
+}
+
+void tst_iNacManager::requestParameters() {
+    ManagerWorld world;
+    const QJsonObject wanted{{"machinename", "the machine"},
+                             {"userid", "lin"},
+                             {"deviceid", "UUID-1"},
+                             {"mac", "0A;0B"},
+                             {"ticket", "t"},
+                             {"os", 3}};
+    QCOMPARE(world.make()->generaliNacRequestParamsWithUsername(QStringLiteral("lin"), QStringLiteral("t")), wanted);
+}
+
+void tst_iNacManager::staticProfile() {
+    ManagerWorld world;
+    QVERIFY(QDir(world.state()).removeRecursively());
+    world.make()->installStaticMobileconfig();
+    QCOMPARE(world.cache(), QStringLiteral("2"));
+    QCOMPARE(propertyList(world.profile()), propertyList(world.profileTemplate));
+    QVERIFY(world.logText().contains(ProfileWritten));
+
+    ManagerWorld bare;
+    bare.profileTemplate.clear();
+    bare.make()->installStaticMobileconfig();
+    QCOMPARE(bare.cache(), QStringLiteral("2"));
+    QVERIFY(bare.profile().isEmpty());
+
+    ManagerWorld blocked;
+    QVERIFY(QDir(blocked.state()).removeRecursively());
+    QFile inTheWay(blocked.state());
+    QVERIFY(inTheWay.open(QIODevice::WriteOnly));
+    blocked.make()->installStaticMobileconfig();
+    QVERIFY(blocked.logText().contains(QStringLiteral("RTMDMNetwork.mobileconfig to QenCloudL directory result:0")));
+    QVERIFY(blocked.logText().contains(QStringLiteral("write inacCache.archive result: 0")));
+}
+
+void tst_iNacManager::lateAnswerFindsNobody() {
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool isAsked = false;
+    bool mayAnswer = false;
+    const LoopbackServer server([&](LoopbackConnection& connection) {
+        connection.readRequest();
+        std::unique_lock lock(mutex);
+        isAsked = true;
+        changed.notify_all();
+        changed.wait_for(lock, std::chrono::seconds(10), [&] { return mayAnswer; });
+        connection.write(LoopbackServer::ok(answerWith(Certificates)));
+        connection.waitForClient();
+    });
+    ManagerWorld world;
+    auto manager = world.make();
+    manager->executeInacTaskWithUserName(QStringLiteral("lin"), QStringLiteral("t"), {}, server.url({}));
+    {
+        std::unique_lock lock(mutex);
+        QVERIFY(changed.wait_for(lock, std::chrono::seconds(10), [&] { return isAsked; }));
+        manager.reset();
+        mayAnswer = true;
+        changed.notify_all();
+    }
+    world.network.reset();
+    QVERIFY(world.cache().isNull());
+}
+
+void tst_iNacManager::presence_data() {
+    QTest::addColumn<QVariant>("status");
+    QTest::addColumn<bool>("isPresent");
+    QTest::addColumn<QStringList>("asked");
+    QTest::addColumn<QString>("authMethod");
+    const auto status = [](const QVariantMap& fields) {
+        return QVariant(fields);
+    };
+    const QStringList lin{QStringLiteral("lin.cert")};
+    QTest::newRow("found") << status({{"commonName", "lin.cert"}, {"serialNumber", "0A"}, {"authMethod", "3"}}) << true
+                           << lin << "3";
+    QTest::newRow("not found") << status({{"commonName", "wang"}, {"serialNumber", "0A"}, {"authMethod", "2"}}) << false
+                               << QStringList{QStringLiteral("wang")} << "2";
+    QTest::newRow("no serial number") << status({{"commonName", "lin.cert"}}) << false << QStringList() << QString();
+    QTest::newRow("no name") << status({{"serialNumber", "0A"}, {"authMethod", "3"}}) << false << QStringList() << "3";
+    QTest::newRow("name of another type") << status({{"commonName", 5}, {"serialNumber", "0A"}, {"authMethod", 3}})
+                                          << false << QStringList() << QString();
+    QTest::newRow("no dictionary") << QVariant(QStringLiteral("lin.cert")) << false << QStringList() << QString();
+    QTest::newRow("damaged") << QVariant(QByteArray("bplist00 damaged")) << false << QStringList() << QString();
+    QTest::newRow("missing") << QVariant() << false << QStringList() << QString();
+    QTest::newRow("no such user") << status({{"commonName", "lin.cert"}, {"serialNumber", "0A"}, {"userIsGone", "1"}})
+                                  << false << QStringList() << QString();
+}
+
+void tst_iNacManager::presence() {
+    QFETCH(QVariant, status);
+    ManagerWorld world;
+    world.certificates.known = QStringLiteral("lin.cert");
+    const QString path = world.stateFile(QStringLiteral("inacStatus.archive"));
+    if (status.typeId() == QMetaType::QByteArray) {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(status.toByteArray()) > 0);
+    } else if (status.isValid()) {
+        QVERIFY(archiveRootObject(ArchiveValue::fromVariant(status), path));
+    }
+    if (status.toMap().contains(QStringLiteral("userIsGone")))
+        world.userHome.clear();
+    const auto manager = world.make();
+    std::atomic<int> answer{-1};
+    manager->checkiNacNecessaryWithUrl(QStringLiteral("http://unused"), [&](bool isPresent) { answer = isPresent; });
+    QTRY_VERIFY_WITH_TIMEOUT(answer >= 0, 10000);
+    QTEST(answer == 1, "isPresent");
+    QTEST(world.certificates.asked, "asked");
+    QVERIFY(!world.certificates.onMainThread);
+    QTEST(manager->localCerAuthMethod(), "authMethod");
+    const QString log = world.logText();
+    for (const QString& name : world.certificates.asked) {
+        const QString line = answer == 1
+                                 ? QStringLiteral("[iNacManager] Inac certificate exists locally commonName: ")
+                                 : QStringLiteral("[iNacManager] Inac No certificate exists locally commonName:");
+        QVERIFY2(log.contains(line + name), qPrintable(log));
+    }
+}
+
+void tst_iNacManager::caVersion() {
+    ManagerWorld world;
+    QVERIFY(QDir(world.state()).removeRecursively());
+    const auto manager = world.make();
+    QVERIFY(!manager->checkCaVersion());
+    QVERIFY(QDir(world.state()).exists());
+    QVERIFY(archiveRootObject(QStringLiteral("1"), world.stateFile(QStringLiteral("caCache.archive"))));
+    QVERIFY(manager->checkCaVersion());
+}
+
+QTEST_GUILESS_MAIN(tst_iNacManager)
+#include "tst_iNacManager.moc"

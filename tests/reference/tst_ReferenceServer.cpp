@@ -1,0 +1,296 @@
+#include "ServerCalls.h"
+
+#include <QSslCertificate>
+#include <QSslSocket>
+#include <QTcpSocket>
+#include <QTest>
+
+/// QR sign-in, configurations, faults, the operator's side and the process itself.
+class tst_ReferenceServer : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QVERIFY2(m_server.start(), qPrintable(m_server.lastError())); }
+    void init() { QVERIFY2(m_server.makeAnew(), qPrintable(m_server.lastError())); }
+    void scannedCodeSignsIn();
+    void scannedCodeOfAnUnapprovedDeviceWaits();
+    void configurationsAreSealed();
+    void faultsSpoilTheNextAnswers_data();
+    void faultsSpoilTheNextAnswers();
+    void lostAnswerStillTakesEffect();
+    void survivesClientsThatLeaveOrSendTooMuch();
+    void operatorSeesNoSecretsAndTestsSeeTheBytes();
+    void operatorIsOutOfReachForOtherPages();
+    void encryptedPortHasACertificateForThisMachine();
+    void stateSurvivesARestart();
+    void refusesWrongCommandLines_data();
+    void refusesWrongCommandLines();
+    void endsWithItsInput();
+
+private:
+    ServerCalls m_server;
+};
+
+void tst_ReferenceServer::scannedCodeSignsIn() {
+    const auto state = [this] {
+        return number(m_server.call(u"scan_status"_s)[u"data"_s][u"state"_s]);
+    };
+    const QString address = ServerCalls::codeAddress();
+    QCOMPARE(m_server.get(pathOf(u"scan_login"_s) + u"?v=junk"_s).status, 400);
+    QCOMPARE(state(), -2);
+    const auto page = m_server.get(address);
+    QCOMPARE(page.status, 200);
+    QVERIFY(page.body.contains("&lt;b&gt;&amp;h") && !page.body.contains("<b>"));
+    QCOMPARE(state(), -1);
+    QCOMPARE(m_server.decide(u"reject"_s, {}).status, 200);
+    QCOMPARE(state(), -6);
+    QCOMPARE(m_server.get(address).status, 200);
+    QCOMPARE(state(), -1);
+    m_server.action(u"block_user"_s, {{u"userid"_s, u"lin"_s}});
+    QCOMPARE(m_server.decide(u"confirm"_s, u"lin"_s).status, 403);
+    m_server.action(u"unblock_user"_s, {{u"userid"_s, u"lin"_s}});
+    QCOMPARE(m_server.decide(u"confirm"_s, u"lin"_s, "http://elsewhere.example").status, 403);
+    QCOMPARE(state(), -1);
+    QCOMPARE(m_server.decide(u"confirm"_s, u"lin"_s, m_server.baseUrl().toLatin1()).status, 200);
+
+    const auto answer = m_server.call(u"scan_status"_s);
+    const QString ticket = answer[u"data"_s][u"ticket"_s].toString();
+    QCOMPARE(number(answer[u"data"_s][u"status"_s]), 0);
+    QCOMPARE(answer[u"data"_s][u"userid"_s].toString(), u"lin"_s);
+    QCOMPARE(answer[u"data"_s][u"username"_s].toString(), u"林"_s);
+    // The poll's answer can be lost; the same ticket is told until it was seen in use.
+    QCOMPARE(m_server.call(u"scan_status"_s)[u"data"_s][u"ticket"_s].toString(), ticket);
+    QCOMPARE(m_server.stateOfTicket(ticket), 0);
+    QCOMPARE(state(), 1);
+    QCOMPARE(number(m_server.call(u"scan_status"_s, {{u"clientoper"_s, 1}})[u"data"_s][u"state"_s]), -2);
+    QCOMPARE(m_server.stateOfTicket(ticket), -2);
+}
+
+void tst_ReferenceServer::scannedCodeOfAnUnapprovedDeviceWaits() {
+    const auto state = [this] {
+        return number(m_server.call(u"scan_status"_s)[u"data"_s][u"state"_s]);
+    };
+    m_server.get(ServerCalls::codeAddress());
+    QVERIFY(m_server.action(
+        u"confirm_scan"_s, {{u"soleid"_s, u"0123456789abcdef"_s}, {u"deviceid"_s, u"D1"_s}, {u"userid"_s, u"wait"_s}}));
+    QCOMPARE(state(), -5);
+    QCOMPARE(state(), -5);
+    QCOMPARE(m_server.find(u"devices"_s, u"deviceid"_s, u"D1"_s)[u"standing"_s].toString(), u"waiting"_s);
+    QVERIFY(m_server.action(u"approve_device"_s, {{u"deviceid"_s, u"D1"_s}}));
+    QCOMPARE(state(), -8);
+    QCOMPARE(state(), 0);
+}
+
+void tst_ReferenceServer::configurationsAreSealed() {
+    const QJsonObject config = parse(R"({"domain":{"auth_method":"3","inac_addr":"https://127.0.0.1:1"},
+                                         "wifisettings":{"ssidlist":["办公","b"]}})");
+    QVERIFY(m_server.action(u"set_start_config"_s, {{u"config"_s, config}}));
+    QVERIFY(m_server.action(u"set_policy"_s, {{u"data"_s, config}, {u"office_data"_s, QJsonObject()}}));
+    const auto start = m_server.get(u"/api/public/client/start_config"_s).json();
+    QCOMPARE(number(start[u"ret"_s]), 0);
+    QCOMPARE(WireCodec::openAnswer(start[u"data"_s].toString().toLatin1()), config);
+    const auto policy = m_server.get(u"/qen/ngnpolicy?ostype=mac"_s).json();
+    QCOMPARE(number(policy[u"code"_s]), 0);
+    QCOMPARE(WireCodec::openAnswer(policy[u"data"_s].toString().toLatin1()), config);
+    QCOMPARE(WireCodec::openAnswer(policy[u"office_data"_s].toString().toLatin1()), QJsonObject());
+    QCOMPARE(number(m_server.get(u"/qen/ngnpolicy"_s).json()[u"code"_s]), 11);
+    QCOMPARE(m_server.get(u"/qen/ping"_s).json(), parse(R"({"ret":0})"));
+    QCOMPARE(m_server.get(u"/qen/nothing"_s).status, 404);
+    QCOMPARE(m_server.post(u"/qen/ping"_s, {}).status, 405);
+}
+
+void tst_ReferenceServer::faultsSpoilTheNextAnswers_data() {
+    QTest::addColumn<QByteArray>("fault");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("body");
+    QTest::newRow("status") << QByteArray(R"({"kind":"status","status":503})") << 503 << QByteArray("\"ret\":-1");
+    QTest::newRow("no answer") << QByteArray(R"({"kind":"silent"})") << 0 << QByteArray();
+    QTest::newRow("closed") << QByteArray(R"({"kind":"close"})") << 0 << QByteArray();
+    QTest::newRow("no JSON") << QByteArray(R"({"kind":"text","body":"<html>x"})") << 200 << QByteArray("<html>x");
+    QTest::newRow("list") << QByteArray(R"({"kind":"shape","shape":"array"})") << 200 << QByteArray("[]");
+    QTest::newRow("data is a list") << QByteArray(R"({"kind":"shape","shape":"data_list"})") << 200
+                                    << QByteArray("\"data\":[]");
+    QTest::newRow("ret is text") << QByteArray(R"({"kind":"shape","shape":"ret_text"})") << 200
+                                 << QByteArray("\"ret\":\"zero\"");
+    QTest::newRow("own answer") << QByteArray(R"({"kind":"json","json":{"ret":9}})") << 200
+                                << QByteArray(R"({"ret":9})");
+    QTest::newRow("error code") << QByteArray(R"({"kind":"errorcode","ret":-1,"errorcode":44,"msg":"m"})") << 200
+                                << QByteArray(R"({"errorcode":44,"msg":"m","ret":-1})");
+    QTest::newRow("state") << QByteArray(R"({"kind":"state","state":-8})") << 200
+                           << QByteArray(R"({"state":-8,"status":-8})");
+}
+
+void tst_ReferenceServer::faultsSpoilTheNextAnswers() {
+    QFETCH(QByteArray, fault);
+    QFETCH(int, status);
+    QFETCH(QByteArray, body);
+    QVERIFY2(m_server.fault(u"/qen/ping"_s, QJsonDocument::fromJson(fault).object(), 2),
+             qPrintable(m_server.lastError()));
+    QCOMPARE(m_server.get(u"/api/public/client/start_config"_s).status, 200);
+    for (int i = 0; i < 2; ++i) {
+        const auto reply = m_server.get(u"/qen/ping"_s, status == 0 ? 300 : 5000);
+        QCOMPARE(reply.status, status);
+        QVERIFY2(reply.body.contains(body), reply.body.constData());
+    }
+    QCOMPARE(m_server.get(u"/qen/ping"_s).json(), parse(R"({"ret":0})"));
+    const QJsonArray requests = m_server.requests(u"/qen/ping"_s);
+    QCOMPARE(requests.size(), 3);
+    QCOMPARE(requests[0][u"fault"_s].toString(), QJsonDocument::fromJson(fault)[u"kind"_s].toString());
+    QVERIFY(!m_server.fault(u"/qen/ping"_s, {{u"kind"_s, u"unheard-of"_s}}));
+}
+
+void tst_ReferenceServer::lostAnswerStillTakesEffect() {
+    const QString ticket = m_server.ticketOf(u"lin"_s);
+    m_server.fault(pathOf(u"logout"_s), {{u"kind"_s, u"close"_s}});
+    m_server.call(u"logout"_s, {{u"ticket"_s, ticket}});
+    QCOMPARE(m_server.stateOfTicket(ticket), 0);
+    m_server.fault(pathOf(u"logout"_s), {{u"kind"_s, u"close"_s}, {u"perform"_s, true}});
+    QVERIFY(m_server.call(u"logout"_s, {{u"ticket"_s, ticket}}).isEmpty());
+    QCOMPARE(m_server.stateOfTicket(ticket), -2);
+}
+
+void tst_ReferenceServer::survivesClientsThatLeaveOrSendTooMuch() {
+    m_server.fault(u"*"_s, {{u"kind"_s, u"delay"_s}, {u"seconds"_s, 0.3}}, 2);
+    QCOMPARE(m_server.get(u"/qen/ping"_s, 50).status, 0); // gone before its answer
+    QElapsedTimer waited;
+    waited.start();
+    QCOMPARE(m_server.get(u"/qen/ping"_s).status, 200);
+    QVERIFY(waited.elapsed() >= 250);
+
+    QCOMPARE(m_server.post(pathOf(u"account_login"_s), QByteArray(1 << 20, 'A')).status, 200);
+    QCOMPARE(m_server.post(pathOf(u"account_login"_s), QByteArray((1 << 20) + 1, 'A')).status, 413);
+    // Refused before all of it is there: this body would never end.
+    QTcpSocket endless;
+    endless.connectToHost(QHostAddress::LocalHost, m_server.httpPort());
+    endless.write("POST /qen/ping HTTP/1.1\r\nHost: a\r\nContent-Length: 1000000000\r\n\r\n" +
+                  QByteArray(2 << 20, 'A'));
+    QTRY_VERIFY_WITH_TIMEOUT(endless.bytesAvailable() > 0, 5000);
+    QVERIFY(endless.readAll().startsWith("HTTP/1.1 413"));
+
+    // Two requests on one connection, the second in pieces.
+    QTcpSocket socket;
+    socket.connectToHost(QHostAddress::LocalHost, m_server.httpPort());
+    QVERIFY(socket.waitForConnected(2000));
+    QByteArray received;
+    for (const char* piece :
+         {"GET /qen/ping HTTP/1.1\r\nHost: a\r\n\r\n", "GET /qen/pi", "ng HTTP/1.1\r\nHost: a\r\n\r\n"}) {
+        socket.write(piece);
+        socket.waitForBytesWritten(1000);
+        socket.waitForReadyRead(200);
+        received += socket.readAll();
+    }
+    QTRY_COMPARE_WITH_TIMEOUT((received += socket.readAll()).count("{\"ret\":0}"), 2, 2000);
+    QVERIFY(m_server.isRunning());
+}
+
+void tst_ReferenceServer::operatorSeesNoSecretsAndTestsSeeTheBytes() {
+    QJsonObject fields = with(rightFields(u"account_login"_s), {{u"userid"_s, u"code"_s}, {u"logintype"_s, 1}});
+    fields[u"otp"_s] = u"123456"_s;
+    fields[u"hostname"_s] = u"<script>x</script>"_s;
+    const QByteArray body = WireCodec::sealRequest(fields);
+    const auto answer = m_server.post(pathOf(u"account_login"_s), body, {{"X-Mark", "7"}}).json();
+    const QString ticket = answer[u"data"_s][u"ticket"_s].toString();
+    QVERIFY(!ticket.isEmpty());
+
+    const QJsonArray requests = m_server.requests(pathOf(u"account_login"_s));
+    QCOMPARE(requests.size(), 1);
+    const QJsonObject entry = requests[0].toObject();
+    QCOMPARE(WireCodec::openRequest(ReferenceServer::bodyOf(entry)), fields);
+    QCOMPARE(entry[u"fields"_s][u"hostname"_s], fields[u"hostname"_s]);
+    QCOMPARE(entry[u"fields"_s][u"password"_s].toString(), u"***"_s);
+    QCOMPARE(entry[u"fields"_s][u"otp"_s].toString(), u"***"_s);
+    QCOMPARE(entry[u"answer"_s][u"data"_s][u"ticket"_s].toString(), u"***"_s);
+    QVERIFY(entry[u"headers"_s].toArray().contains(QJsonArray{u"X-Mark"_s, u"7"_s}));
+
+    for (const char* page : {"/operator", "/operator/parts", "/operator/state.json"}) {
+        const auto shown = m_server.get(QString::fromLatin1(page));
+        QCOMPARE(shown.status, 200);
+        QVERIFY(!shown.body.contains("<script>x") || QByteArray(page).endsWith("json"));
+        QVERIFY(!shown.body.contains(ticket.toUtf8()) && !shown.body.contains("Abc123!@"));
+    }
+    QVERIFY(m_server.get(u"/operator/parts"_s).body.contains("&lt;script&gt;x"));
+}
+
+void tst_ReferenceServer::operatorIsOutOfReachForOtherPages() {
+    const QByteArray action = R"({"action":"block_user","userid":"lin"})";
+    const auto status = [&](const QByteArray& host, const QByteArray& origin) {
+        QTcpSocket socket;
+        socket.connectToHost(QHostAddress::LocalHost, m_server.httpPort());
+        socket.waitForConnected(2000);
+        socket.write("POST /operator/action HTTP/1.1\r\nHost: " + host + "\r\nOrigin: " + origin +
+                     "\r\nConnection: close\r\nContent-Length: " + QByteArray::number(action.size()) + "\r\n\r\n" +
+                     action);
+        while (!socket.canReadLine() && socket.waitForReadyRead(2000)) {
+        }
+        return socket.readLine().mid(9, 3).toInt();
+    };
+    QCOMPARE(status("127.0.0.1:1", "http://elsewhere.example"), 403);
+    QCOMPARE(status("elsewhere.example", "http://elsewhere.example"), 403);
+    QVERIFY(!m_server.find(u"accounts"_s, u"userid"_s, u"lin"_s)[u"blocked"_s].toBool());
+    QCOMPARE(status("127.0.0.1:1", "http://127.0.0.1:1"), 200);
+    QVERIFY(m_server.find(u"accounts"_s, u"userid"_s, u"lin"_s)[u"blocked"_s].toBool());
+}
+
+void tst_ReferenceServer::encryptedPortHasACertificateForThisMachine() {
+    QSslSocket socket;
+    socket.setPeerVerifyMode(QSslSocket::QueryPeer);
+    socket.ignoreSslErrors();
+    socket.connectToHostEncrypted(u"127.0.0.1"_s, m_server.httpsPort());
+    QVERIFY2(socket.waitForEncrypted(5000), qPrintable(socket.errorString()));
+    QCOMPARE(socket.peerCertificate().issuerDisplayName(), socket.peerCertificate().subjectDisplayName());
+    QVERIFY(socket.peerCertificate().subjectAlternativeNames().values(QSsl::IpAddressEntry).contains(u"127.0.0.1"_s));
+    socket.write("GET /qen/ping HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
+    QByteArray received;
+    while (!received.endsWith("{\"ret\":0}") && socket.waitForReadyRead(3000))
+        received += socket.readAll();
+    QVERIFY2(received.endsWith("{\"ret\":0}"), received.constData());
+}
+
+void tst_ReferenceServer::stateSurvivesARestart() {
+    const QString ticket = m_server.ticketOf(u"lin"_s);
+    const quint16 port = m_server.httpPort();
+    QCOMPARE(m_server.stop(), 0);
+    QCOMPARE(m_server.get(u"/qen/ping"_s).status, 0);
+    QVERIFY2(m_server.start(), qPrintable(m_server.lastError()));
+    QCOMPARE(m_server.httpPort(), port);
+    QCOMPARE(m_server.stateOfTicket(ticket), 0);
+    for (const QString& file : {u"server.key"_s, u"server.sqlite"_s})
+        QCOMPARE(QFile::permissions(m_server.folder() + u'/' + file) & (QFile::ReadGroup | QFile::ReadOther),
+                 QFile::Permissions());
+}
+
+void tst_ReferenceServer::refusesWrongCommandLines_data() {
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("no folder") << QStringList{u"--port"_s, u"0"_s};
+    QTest::newRow("beyond this machine") << QStringList{u"--listen"_s, u"0.0.0.0"_s};
+    QTest::newRow("port too large") << QStringList{u"--port"_s, u"65536"_s};
+    QTest::newRow("account without password") << QStringList{u"--account"_s, u"lin"_s};
+    QTest::newRow("unusable code") << QStringList{u"--account"_s, u"lin:x:12345"_s};
+    QTest::newRow("unknown option") << QStringList{u"--nothing"_s};
+    QTest::newRow("folder is a file") << QStringList{u"--folder"_s, ReferenceServer::program()};
+}
+
+void tst_ReferenceServer::refusesWrongCommandLines() {
+    QFETCH(QStringList, arguments);
+    if (!arguments.contains(u"--folder"_s) && QByteArray(QTest::currentDataTag()) != "no folder")
+        arguments << u"--folder"_s << m_server.folder() + u"/unused"_s;
+    QProcess process;
+    process.start(ReferenceServer::program(), arguments);
+    QVERIFY(process.waitForFinished(10000));
+    QCOMPARE(process.exitCode(), 1);
+    QVERIFY(process.readAllStandardOutput().isEmpty());
+    QVERIFY(process.readAllStandardError().startsWith("mav-reference-server: "));
+}
+
+void tst_ReferenceServer::endsWithItsInput() {
+    QProcess process;
+    process.start(ReferenceServer::program(),
+                  {u"--folder"_s, m_server.folder() + u"/second"_s, u"--until-stdin-closes"_s});
+    QVERIFY(process.waitForReadyRead(20000));
+    process.closeWriteChannel();
+    QVERIFY(process.waitForFinished(5000));
+    QCOMPARE(process.exitCode(), 0);
+}
+
+QTEST_GUILESS_MAIN(tst_ReferenceServer)
+#include "tst_ReferenceServer.moc"

@@ -1,0 +1,78 @@
+#include "ArchiveJson.h"
+#include "Verb.h"
+
+#include "Files.h"
+#include "KeyedArchiver.h"
+#include "KeyedUnarchiver.h"
+#include "PropertyList.h"
+#include "PropertyListLimits.h"
+
+#include <cstdio>
+
+using Platform::ArchiveValue;
+
+namespace {
+
+/// Base64 and escapes make JSON longer than the archive that it gives.
+constexpr size_t InputLimit = 8 * static_cast<size_t>(Platform::PropertyListLimits::FileSize);
+
+std::optional<ArchiveValue> decoded(const QByteArray& bytes) {
+    QString rootKey;
+    if (auto root = Platform::KeyedUnarchiver::unarchivedObject(bytes, Platform::AllowedClasses::any(), &rootKey))
+        return root;
+    const auto list = Platform::PropertyList::decoded(bytes);
+    // A damaged archive is not shown as the property list that it also is.
+    return list && list->value(u"$archiver").isNothing() ? list : std::nullopt;
+}
+
+Exit show(const QString& path) {
+    const auto bytes = Platform::readFile(path, Platform::PropertyListLimits::FileSize);
+    if (!bytes)
+        return fail(QStringLiteral("%1: cannot be read as a regular file of at most %2 bytes")
+                        .arg(path)
+                        .arg(Platform::PropertyListLimits::FileSize));
+    const auto root = decoded(*bytes);
+    if (!root)
+        return fail(QStringLiteral("%1: is neither a keyed archive nor a property list, or is damaged").arg(path));
+    const std::string text = ArchiveJson::text(*root);
+    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0)
+        return fail(QStringLiteral("standard output cannot be written"));
+    return Exit::Ok;
+}
+
+/// False when there is more than @p limit.
+bool readStandardInput(std::string& text, size_t limit) {
+    char buffer[65536];
+    while (const size_t count = std::fread(buffer, 1, sizeof buffer, stdin)) {
+        text.append(buffer, count);
+        if (text.size() > limit)
+            return false;
+    }
+    return std::ferror(stdin) == 0;
+}
+
+Exit write(const QString& path) {
+    std::string text;
+    if (!readStandardInput(text, InputLimit))
+        return fail(QStringLiteral("standard input cannot be read or is longer than %1 bytes").arg(InputLimit));
+    QString reason;
+    const auto root = ArchiveJson::value(text, reason);
+    if (!root)
+        return fail(reason);
+    const QByteArray bytes = Platform::KeyedArchiver::archivedData(*root);
+    if (bytes.isEmpty())
+        return fail(QStringLiteral("the archive would be larger or deeper than one may be"));
+    if (const Platform::Error error = Platform::replaceFile(path, bytes))
+        return fail(QStringLiteral("%1: %2").arg(path, error.localizedDescription()));
+    return Exit::Ok;
+}
+
+} // namespace
+
+Exit runArchive(const QStringList& arguments) {
+    if (arguments.size() != 2)
+        return Exit::Usage;
+    if (arguments[0] == QLatin1StringView("show"))
+        return show(arguments[1]);
+    return arguments[0] == QLatin1StringView("write") ? write(arguments[1]) : Exit::Usage;
+}

@@ -1,0 +1,120 @@
+#include "DeviceVerb.h"
+
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+
+#include <algorithm>
+
+namespace {
+
+QJsonObject jsonOf(const QMap<QString, QString>& dictionary) {
+    QJsonObject object;
+    for (auto entry = dictionary.begin(); entry != dictionary.end(); ++entry)
+        object.insert(entry.key(), entry.value());
+    return object;
+}
+
+/// The interfaces that sysfs below @p root has, as if all were up.
+InterfaceAddressLister interfacesBelow(const QString& root) {
+    return [root] {
+        QList<InterfaceAddress> found;
+        const QDir folder(root + QStringLiteral("/sys/class/net"));
+        for (const QString& name : folder.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name))
+            found.append({name, InterfaceAddress::Family::Link, true, name == u"lo", {}});
+        return std::optional(found);
+    };
+}
+
+QString lineOf(const QJsonValue& value) {
+    if (!value.isObject())
+        return value.toString().isEmpty() ? QStringLiteral("-") : value.toString();
+    const QJsonObject object = value.toObject();
+    QStringList parts;
+    for (auto entry = object.begin(); entry != object.end(); ++entry)
+        parts.append(entry.key() + u'=' + entry.value().toString());
+    return parts.join(QStringLiteral("  "));
+}
+
+QStringList linesOf(const QJsonValue& value) {
+    QStringList lines;
+    if (value.isArray()) {
+        for (const QJsonValue& entry : value.toArray())
+            lines.append(lineOf(entry));
+    } else if (value.isObject()) {
+        const QJsonObject table = value.toObject();
+        for (auto entry = table.begin(); entry != table.end(); ++entry)
+            lines.append(entry.key() + QStringLiteral(": ") + lineOf(entry.value()));
+    } else {
+        lines.append(lineOf(value));
+    }
+    return lines.isEmpty() ? QStringList{QStringLiteral("-")} : lines;
+}
+
+} // namespace
+
+QJsonObject deviceFacts(ITDevice& device) {
+    QJsonObject interfaces;
+    device.getMacAndIPAddr();
+    const auto infos = device.networkInfos();
+    for (auto info = infos.begin(); info != infos.end(); ++info)
+        interfaces.insert(info.key(), jsonOf(info->dictionary()));
+    QJsonArray ports;
+    device.listNetworkServices({});
+    for (const HardwarePort& port : device.getHardwareportsIP(device.hardwareports()))
+        ports.append(jsonOf(port));
+    const auto list = [](const QStringList& texts) {
+        return QJsonArray::fromStringList(texts);
+    };
+    return {{QStringLiteral("osName"), device.osName()},
+            {QStringLiteral("osVersion"), device.osVersion()},
+            {QStringLiteral("userName"), device.userName()},
+            {QStringLiteral("machineName"), device.machineName()},
+            {QStringLiteral("modelName"), device.modelName()},
+            {QStringLiteral("machinePrefixName"), device.machinePrefixName()},
+            {QStringLiteral("ADDomainName"), device.getADDomainName()},
+            {QStringLiteral("uuid"), device.uuid()},
+            {QStringLiteral("networkInfos"), interfaces},
+            {QStringLiteral("macAddresses"), list(device.macAddresses())},
+            {QStringLiteral("ipArray"), list(device.ipArray())},
+            {QStringLiteral("hardwareports"), ports},
+            {QStringLiteral("boardSerialNums"), list(device.boardSerialNums())},
+            {QStringLiteral("memorySerialNums"), list(device.memorySerialNums())},
+            {QStringLiteral("hardDiskSerialNums"), list(device.hardDiskSerialNums())}};
+}
+
+QString deviceText(const QJsonObject& facts) {
+    qsizetype width = 0;
+    for (const QString& name : facts.keys())
+        width = std::max(width, name.size());
+    QString text;
+    for (auto fact = facts.begin(); fact != facts.end(); ++fact) {
+        QString name = fact.key();
+        for (const QString& line : linesOf(fact.value())) {
+            text += name.leftJustified(width + 2) + line + u'\n';
+            name.clear();
+        }
+    }
+    return text;
+}
+
+int deviceVerb(const QStringList& arguments, QTextStream& output, QTextStream& errors) {
+    bool asJson = false;
+    QString root;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        if (arguments.at(i) == u"--json") {
+            asJson = true;
+        } else if (arguments.at(i) == u"--root" && i + 1 < arguments.size()) {
+            root = QDir(arguments.at(++i)).absolutePath();
+        } else {
+            errors << "mavctl device [--json] [--root DIR]\n";
+            return 2;
+        }
+    }
+    ITDevice system;
+    ITDevice fixture(
+        root, [](const QString&, const QStringList&) { return QString(); }, interfacesBelow(root));
+    const QJsonObject facts = deviceFacts(root.isEmpty() ? system : fixture);
+    output << (asJson ? QString::fromUtf8(QJsonDocument(facts).toJson()) : deviceText(facts));
+    return 0;
+}
