@@ -29,7 +29,7 @@
     </message>
     <message id="IPOrDomainNameNonconformance">
         <source></source>
-        <translation>服务器地址格式不正确，请输入 IP 地址或域名，例如 192.168.1.10。</translation>
+        <translation>服务器地址格式不正确，请输入 IP 地址，例如 192.168.1.10。</translation>
     </message>
     <message id="PortIncorrect">
         <source></source>

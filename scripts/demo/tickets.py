@@ -29,9 +29,9 @@ def live_hashes(database):
 
 def open_body(request):
     """The parameters of a sealed request in the operator's list."""
-    body = base64.b64decode(request["body_base64"])
+    body = base64.b64decode(base64.b64decode(request["body_base64"]))
     opened = subprocess.run(
-        ["openssl", "enc", "-d", "-aes-128-cbc", "-a", "-A", "-K", KEY.hex(), "-iv", VECTOR.hex()],
+        ["openssl", "enc", "-d", "-aes-128-cbc", "-K", KEY.hex(), "-iv", VECTOR.hex()],
         input=body, capture_output=True, timeout=10, check=False)
     if opened.returncode != 0:
         raise Failure("a request body cannot be opened: " + opened.stderr.decode().strip())

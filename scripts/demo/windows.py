@@ -18,6 +18,9 @@ class Windows:
         Atspi.init()
         Atspi.set_timeout(3000, 5000)
         self.pid = pid
+        self.focused = None
+        self.listener = Atspi.EventListener.new(self._on_event)
+        self.listener.register("object:state-changed:focused")
         self.application = wait_for("the client is on the accessibility bus", self._find_application, limit, 0.1)
 
     def _find_application(self):
@@ -33,14 +36,29 @@ class Windows:
                 pass
         return None
 
+    def _on_event(self, event):
+        if event.detail1:
+            self.focused = event.source
+
+    def _open_menu(self):
+        """An open menu is nobody's child; one gets to it by the item that has the focus."""
+        while GLib.MainContext.default().iteration(False):
+            pass
+        try:
+            if self.focused and self.focused.get_role() == Atspi.Role.MENU_ITEM:
+                return [self.focused.get_parent()]
+        except GLib.Error:
+            self.focused = None
+        return []
+
     def elements(self):
         """Everything that shows, parents first."""
-        waiting, found = [self.application], []
+        waiting, found = [self.application] + self._open_menu(), []
         while waiting and len(found) < LARGEST_TREE:
             node = waiting.pop(0)
             try:
                 if node is not self.application:
-                    if not node.get_state_set().contains(Atspi.StateType.SHOWING) and node.get_role() != Atspi.Role.MENU:
+                    if not node.get_state_set().contains(Atspi.StateType.SHOWING):
                         continue
                     found.append(node)
                 waiting += [child for child in map(node.get_child_at_index, range(node.get_child_count())) if child]

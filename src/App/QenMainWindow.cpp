@@ -9,7 +9,6 @@
 #include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QKeyEvent>
-#include <QMenu>
 #include <QScreen>
 #include <QShortcut>
 #include <QToolButton>
@@ -38,7 +37,6 @@ QenMainWindow::QenMainWindow(Platform::UserDefaults& defaults)
     m_menuButton->setAccessibleName(QStringLiteral("菜单"));
     m_menuButton->setToolTip(QStringLiteral("菜单（F10）"));
     m_menuButton->setFocusPolicy(Qt::TabFocus);
-    m_menuButton->setPopupMode(QToolButton::InstantPopup);
     m_menuButton->setIconSize({Theme::IconSize, Theme::IconSize});
     m_menuButton->setIcon(Theme::icon(QStringLiteral("menu"), Theme::color(Theme::Color::Text)));
 
@@ -54,6 +52,7 @@ QenMainWindow::QenMainWindow(Platform::UserDefaults& defaults)
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(ground);
 
+    connect(m_menuButton, &QToolButton::clicked, this, &QenMainWindow::openMenu);
     auto* open = new QShortcut(QKeySequence(Qt::Key_F10), this);
     connect(open, &QShortcut::activated, this, &QenMainWindow::openMenu);
     m_placeChanged.setSingleShot(true);
@@ -64,10 +63,9 @@ QenMainWindow::QenMainWindow(Platform::UserDefaults& defaults)
     restorePlace();
 }
 
-void QenMainWindow::setMenu(QMenu* menu) { m_menuButton->setMenu(menu); }
+void QenMainWindow::setMenu(QMenu* menu) { m_menu = menu; }
 
 void QenMainWindow::setContentView(QWidget* view) {
-    m_content = view;
     m_menuButton->parentWidget()->parentWidget()->layout()->addWidget(view);
     // What the page holds comes before the menu, wherever the button stands.
     setTabOrder(view, m_menuButton);
@@ -83,7 +81,15 @@ void QenMainWindow::windowDidLoad() {
     setAccessibleName(QGuiApplication::applicationDisplayName());
 }
 
-void QenMainWindow::openMenu() { m_menuButton->showMenu(); }
+void QenMainWindow::openMenu() {
+    QMenu* menu = m_menu.data();
+    if (!menu)
+        return;
+    // Under the button and within the window, as far as its right edge.
+    const QPoint corner = m_menuButton->mapToGlobal(QPoint(m_menuButton->width(), m_menuButton->height() + Theme::Space4));
+    menu->popup(corner - QPoint(menu->sizeHint().width(), 0));
+    menu->setActiveAction(menu->actions().constFirst());
+}
 
 void QenMainWindow::restorePlace() {
     resize(Theme::MainWindowSize);

@@ -2,9 +2,10 @@
 
 #include "BaseWindowController.h"
 
+#include <QMenu>
+#include <QPointer>
 #include <QTimer>
 
-class QMenu;
 class QToolButton;
 
 namespace Platform {
@@ -44,7 +45,7 @@ private:
 
     Platform::UserDefaults& m_defaults;
     QToolButton* m_menuButton;
-    QWidget* m_content = nullptr;
+    QPointer<QMenu> m_menu;
     QTimer m_placeChanged;
     bool m_isCloseWindow = false;
     bool m_altAlone = false;

@@ -5,20 +5,6 @@
 #include <QGuiApplication>
 #include <QSystemTrayIcon>
 
-namespace {
-
-/// One shape in a tone that stands out on light and dark panels alike: no tray tells its colour.
-QIcon templatePicture() {
-    const QColor tone = Theme::color(Theme::Color::BrandHover);
-    QIcon icon;
-    // The tray asks which sizes there are and takes nothing else.
-    for (const int side : {16, 22, 24, 32, 48, 64})
-        icon.addPixmap(Theme::picture(QStringLiteral("Mav_status_icon"), {side, side}, 1, tone));
-    return icon;
-}
-
-} // namespace
-
 StatusItem::StatusItem(QObject* parent) : QObject(parent) {}
 
 StatusItem::~StatusItem() = default;
@@ -31,7 +17,9 @@ void StatusItem::setTrayAvailable(bool available) {
 }
 
 void StatusItem::makeItem() {
-    m_item = std::make_unique<QSystemTrayIcon>(templatePicture());
+    // One shape in a tone that stands out on light and dark panels alike: no tray tells its colour.
+    m_item = std::make_unique<QSystemTrayIcon>(
+        Theme::iconInSizes(QStringLiteral("Mav_status_icon"), Theme::color(Theme::Color::BrandHover)));
     m_item->setToolTip(QGuiApplication::applicationDisplayName());
     connect(m_item.get(), &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
         if (reason == QSystemTrayIcon::Trigger)

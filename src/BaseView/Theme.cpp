@@ -116,6 +116,7 @@ void apply(QApplication& application) {
     application.setPalette(lightPalette());
     application.setFont(font(TextSize::Body));
     application.setStyleSheet(styleSheet());
+    application.setWindowIcon(iconInSizes(QStringLiteral("mark")));
     new FocusRing(&application);
 }
 
@@ -139,6 +140,13 @@ QPixmap picture(const QString& name, QSize size, qreal scale, const QColor& tint
 
 QIcon icon(const QString& name, const QColor& tint) {
     return QIcon(new PictureEngine(name, tint));
+}
+
+QIcon iconInSizes(const QString& name, const QColor& tint) {
+    QIcon icon;
+    for (const int side : {16, 22, 24, 32, 48, 64, 128})
+        icon.addPixmap(picture(name, {side, side}, 1, tint));
+    return icon;
 }
 
 void setRole(QWidget* widget, const char* property, const QString& role) {

@@ -72,6 +72,8 @@ void apply(QApplication& application);
 QPixmap picture(const QString& name, QSize size, qreal scale, const QColor& tint = {});
 /// The same as an icon that is drawn afresh for each size and scale.
 QIcon icon(const QString& name, const QColor& tint = {});
+/// The same in a row of fixed sizes, for trays and task bars: they ask which sizes there are and take nothing else.
+QIcon iconInSizes(const QString& name, const QColor& tint = {});
 
 /// Gives a widget another role after it was shown, e.g. setRole(label, "textRole", "error").
 void setRole(QWidget* widget, const char* property, const QString& role);

@@ -63,6 +63,9 @@ QMenu::item:disabled { color: %hint%; background: transparent; }
 QMenu::separator { height: 1px; background: %line%; margin: 8px 0; }
 
 QListView { background: transparent; border: none; }
+#helpTopics::item { padding: 8px 12px; border-radius: %buttonRadius%px; color: %text%; }
+#helpTopics::item:hover { background: %ground%; }
+#helpTopics::item:selected { background: %tint%; color: %brandPressed%; }
 QTextBrowser { background: %card%; border: none; }
 QScrollBar:vertical { background: transparent; width: 12px; margin: 0; }
 QScrollBar::handle:vertical { background: %hint%; border-radius: 4px; min-height: 32px; margin: 2px; }

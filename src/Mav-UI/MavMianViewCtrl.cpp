@@ -21,6 +21,7 @@
 #include <QFile>
 #include <QLineEdit>
 #include <QPointer>
+#include <QShowEvent>
 
 using Platform::localizedString;
 
@@ -98,6 +99,13 @@ void MavMianViewCtrl::selectPage(Page page) {
         m_ui->domainOrIPLabField->setFocus();
     if (page == SignedInPage)
         NavigationViewCtrl().refresh();
+}
+
+void MavMianViewCtrl::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    // The keyboard starts in the page, not in the title area.
+    if (!event->spontaneous() && m_ui->mianTabView->currentIndex() == ServerPage)
+        m_ui->domainOrIPLabField->setFocus();
 }
 
 void MavMianViewCtrl::selectTableItem() {

@@ -45,6 +45,9 @@ public:
     /// Shows @p text in the warning box. Any thread.
     void tipText(const QString& text);
 
+protected:
+    void showEvent(QShowEvent* event) override;
+
 private:
     void awakeFromNib();
     void initBttonSatus();

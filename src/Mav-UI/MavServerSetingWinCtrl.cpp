@@ -37,7 +37,7 @@ void MavServerSetingWinCtrl::okButtonPush() {
     const QString address = m_ui->domainOrIPLabField->text();
     const QString port = m_ui->PortLabField->text();
     // A refused entry leaves the sheet open without a message, on purpose.
-    if (!serverSheetAccepts(address, port))
+    if (checkServerAddress(address, port) != ServerAddressFault::None)
         return;
     // The sheet ends whether the record could be written or not; nobody reads it back.
     saveTypedServer(m_applicationSupport, address, port);

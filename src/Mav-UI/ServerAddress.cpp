@@ -4,16 +4,19 @@
 #include "FileManager.h"
 #include "StringExtension.h"
 
-ServerAddressFault checkServerAddress(const QString& address, const QString& port) {
-    if (address.isEmpty() || !StringExtension::isValidatIP(address))
-        return ServerAddressFault::Address;
-    return StringExtension::isPureNumandCharacters(port) ? ServerAddressFault::None : ServerAddressFault::Port;
+namespace {
+
+/// The address test alone would let a host name through.
+bool isIPv4Address(const QString& address) {
+    return !StringExtension::isLetter(address) && StringExtension::isValidatIP(address);
 }
 
-bool serverSheetAccepts(const QString& address, const QString& port) {
-    // The address test lets a host name through; the sheet does not.
-    return StringExtension::isPureNumandCharacters(port) && !address.isEmpty() && !StringExtension::isLetter(address) &&
-           StringExtension::isValidatIP(address);
+} // namespace
+
+ServerAddressFault checkServerAddress(const QString& address, const QString& port) {
+    if (!isIPv4Address(address))
+        return ServerAddressFault::Address;
+    return StringExtension::isPureNumandCharacters(port) ? ServerAddressFault::None : ServerAddressFault::Port;
 }
 
 bool saveTypedServer(const QString& applicationSupport, const QString& address, const QString& port) {

@@ -98,7 +98,7 @@ private Q_SLOTS:
             QTest::newRow(name) << fault << code << QString::fromUtf8(line);
         };
         row("HTTP 500", {{"kind", "status"}, {"status", 500}}, Error::BadServerResponse, "Account login faild with error:");
-        row("not JSON", {{"kind", "not_json"}}, Error::NotJson, "Account login faild with error:");
+        row("not JSON", {{"kind", "text"}}, Error::NotJson, "Account login faild with error:");
         row("closed", {{"kind", "close"}}, Error::ConnectionLost, "Account login faild with error:");
         row("as it should be", {}, 0, "[AccountManager] QenCloud login success in xpc");
     }
@@ -165,7 +165,7 @@ private Q_SLOTS:
         ClientFolder folder;
         folder.configure(m_server.httpPort());
         ClientWorld client(folder);
-        QVERIFY2(m_server.fault(last(QStringLiteral("ad_auth")), {{"kind", "answer"}, {"answer", answer}}),
+        QVERIFY2(m_server.fault(last(QStringLiteral("ad_auth")), {{"kind", "json"}, {"json", answer}}),
                  qPrintable(m_server.lastError()));
         QSemaphore done;
         bool succeeded = !success;

@@ -195,7 +195,7 @@ private Q_SLOTS:
         ClientWorld client(folder);
         QString heard;
         client.helper.setLoginBlock([&](bool signedIn) { heard = signedIn ? QStringLiteral("in") : QStringLiteral("out"); });
-        QVERIFY(m_server.fault(operation("ticket_auth"), {{"kind", "answer"}, {"answer", answer}}));
+        QVERIFY(m_server.fault(operation("ticket_auth"), {{"kind", "json"}, {"json", answer}}));
         Outcome outcome;
         client.helper.checkTicketStatus(outcome.completion());
         QVERIFY(outcome.wait());
@@ -212,7 +212,7 @@ private Q_SLOTS:
         folder.configure(m_server.httpPort());
         storeRecord(folder, LoginType::Account);
         ClientWorld client(folder);
-        for (const char* kind : {"close", "not_json"}) {
+        for (const char* kind : {"close", "text"}) {
             QVERIFY(m_server.fault(operation("ticket_auth"), {{"kind", kind}}));
             Outcome outcome;
             client.helper.checkTicketStatus(outcome.completion());
@@ -270,7 +270,7 @@ private Q_SLOTS:
         if (recordBefore)
             storeRecord(folder, LoginType::Account);
         ClientWorld client(folder);
-        QVERIFY(m_server.fault(operation("scan_status"), {{"kind", "answer"}, {"answer", answer}}));
+        QVERIFY(m_server.fault(operation("scan_status"), {{"kind", "json"}, {"json", answer}}));
         Outcome outcome;
         client.helper.CheckQRLoginState(outcome.completion());
         QVERIFY(outcome.wait());
@@ -301,7 +301,7 @@ private Q_SLOTS:
         peers.configAnswer = {{"ret", 0}, {"data", QString::fromLatin1(WireCodec::sealAnswer(config))}};
         ClientWorld client(folder, peers.links());
         const QJsonObject data{{"state", 0}, {"userid", "lin"}, {"username", "林"}, {"ticket", "T"}};
-        QVERIFY(m_server.fault(operation("scan_status"), {{"kind", "answer"}, {"answer", answerWith(data)}}));
+        QVERIFY(m_server.fault(operation("scan_status"), {{"kind", "json"}, {"json", answerWith(data)}}));
         Outcome outcome;
         client.helper.CheckQRLoginState(outcome.completion());
         QVERIFY(outcome.wait());
@@ -332,7 +332,7 @@ private Q_SLOTS:
         QVERIFY(eventually([&] {
             return client.logText().contains(QStringLiteral("[QenCloudLoginHelper] QenCloud get General Success!!!"));
         }));
-        QVERIFY(m_server.fault(QStringLiteral("/api/public/client/start_config"), {{"kind", "close"}}));
+        QVERIFY(m_server.fault(QStringLiteral("/api/public/client/start_config"), {{"kind", "status"}}));
         client.helper.Get_Save_Config();
         QVERIFY(eventually([&] {
             return client.logText().contains(QStringLiteral("[QenCloudLoginHelper] QenCloud get General fail!!!"));
@@ -344,7 +344,7 @@ private Q_SLOTS:
         folder.configure(m_server.httpPort());
         ClientWorld client(folder);
         const QJsonObject data{{"state", 0}, {"status", 0}, {"userid", "lin"}, {"username", "林"}, {"ticket", "T"}};
-        QVERIFY(m_server.fault(operation("resetpass"), {{"kind", "answer"}, {"answer", answerWith(data)}}));
+        QVERIFY(m_server.fault(operation("resetpass"), {{"kind", "json"}, {"json", answerWith(data)}}));
         Outcome reset;
         client.helper.resetPassword({{"userid", "lin"}, {"old_password", "a"}, {"password", "b"}}, reset.completion());
         QVERIFY(reset.wait());

@@ -7,9 +7,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <p11-kit/iter.h>
 #include <p11-kit/p11-kit.h>
-#include <p11-kit/uri.h>
 
 #include <sys/stat.h>
 
@@ -17,55 +15,46 @@ using Platform::TokenCertificates;
 
 namespace {
 
-constexpr char Pin[] = "1234";
 const QString PersonalName = QStringLiteral("lin.mei");
 const QString ChineseName = QStringLiteral("张伟 的设备");
 
 bool write(const QString& path, const QByteArray& bytes) {
-    QDir().mkpath(QFileInfo(path).path());
     QFile file(path);
     return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
 }
 
-bool softHsm(const QStringList& arguments) {
+bool makeToken(const QString& name) {
     QProcess process;
-    process.start(QStringLiteral("softhsm2-util"), arguments);
+    process.start(QStringLiteral("softhsm2-util"),
+                  QStringLiteral("--init-token --free --pin 1234 --so-pin 1234 --label ").append(name).split(u' '));
     return process.waitForFinished(20000) && process.exitCode() == 0;
 }
 
-/// Puts a certificate object on a token.
-bool store(const char* token, QByteArray label) {
+/// Puts a certificate object on the token in the slot of that position.
+bool store(int position, QByteArray label) {
     CK_FUNCTION_LIST** modules = p11_kit_modules_load_and_initialize(0);
-    P11KitUri* uri = p11_kit_uri_new();
-    p11_kit_uri_parse(token, P11_KIT_URI_FOR_TOKEN, uri);
-    P11KitIter* iterator = p11_kit_iter_new(uri, P11_KIT_ITER_WITH_TOKENS | P11_KIT_ITER_WITHOUT_OBJECTS);
-    p11_kit_iter_begin(iterator, modules);
-    bool isStored = false;
-    if (p11_kit_iter_next(iterator) == CKR_OK) {
-        CK_FUNCTION_LIST* module = p11_kit_iter_get_module(iterator);
-        CK_SESSION_HANDLE session = 0;
-        module->C_OpenSession(p11_kit_iter_get_slot(iterator), CKF_SERIAL_SESSION | CKF_RW_SESSION, nullptr, nullptr,
-                              &session);
-        QByteArray pin = Pin;
-        module->C_Login(session, CKU_USER, reinterpret_cast<CK_UTF8CHAR*>(pin.data()), CK_ULONG(pin.size()));
-        CK_OBJECT_CLASS objectClass = CKO_CERTIFICATE;
-        CK_CERTIFICATE_TYPE type = CKC_X_509;
-        CK_BBOOL yes = CK_TRUE;
-        CK_BBOOL no = CK_FALSE;
-        QByteArray bytes = "30";
-        CK_ATTRIBUTE attributes[] = {{CKA_CLASS, &objectClass, sizeof objectClass},
-                                     {CKA_CERTIFICATE_TYPE, &type, sizeof type},
-                                     {CKA_TOKEN, &yes, sizeof yes},
-                                     {CKA_PRIVATE, &no, sizeof no},
-                                     {CKA_SUBJECT, bytes.data(), CK_ULONG(bytes.size())},
-                                     {CKA_VALUE, bytes.data(), CK_ULONG(bytes.size())},
-                                     {CKA_LABEL, label.data(), CK_ULONG(label.size())}};
-        CK_OBJECT_HANDLE object = 0;
-        isStored = module->C_CreateObject(session, attributes, std::size(attributes), &object) == CKR_OK;
-        module->C_CloseSession(session);
-    }
-    p11_kit_iter_free(iterator);
-    p11_kit_uri_free(uri);
+    CK_FUNCTION_LIST* module = p11_kit_module_for_name(modules, "softhsm2");
+    CK_SLOT_ID slots[8];
+    CK_ULONG count = std::size(slots);
+    CK_SESSION_HANDLE session = 0;
+    CK_UTF8CHAR pin[] = "1234";
+    CK_OBJECT_CLASS objectClass = CKO_CERTIFICATE;
+    CK_CERTIFICATE_TYPE type = CKC_X_509;
+    CK_BBOOL yes = CK_TRUE;
+    CK_BBOOL no = CK_FALSE;
+    CK_ATTRIBUTE attributes[] = {{CKA_CLASS, &objectClass, sizeof objectClass},
+                                 {CKA_CERTIFICATE_TYPE, &type, sizeof type},
+                                 {CKA_TOKEN, &yes, sizeof yes},
+                                 {CKA_PRIVATE, &no, sizeof no},
+                                 {CKA_SUBJECT, pin, 4},
+                                 {CKA_VALUE, pin, 4},
+                                 {CKA_LABEL, label.data(), CK_ULONG(label.size())}};
+    CK_OBJECT_HANDLE object = 0;
+    const bool isStored = module && module->C_GetSlotList(CK_TRUE, slots, &count) == CKR_OK &&
+                          module->C_OpenSession(slots[position], CKF_SERIAL_SESSION | CKF_RW_SESSION, nullptr, nullptr,
+                                                &session) == CKR_OK &&
+                          module->C_Login(session, CKU_USER, pin, 4) == CKR_OK &&
+                          module->C_CreateObject(session, attributes, std::size(attributes), &object) == CKR_OK;
     p11_kit_modules_finalize_and_release(modules);
     return isStored;
 }
@@ -80,63 +69,45 @@ private Q_SLOTS:
     void initTestCase();
     void label_data();
     void label();
-    void damagedTokenIsPassedOver();
     void hangingModuleEndsAtTheLimit();
 
 private:
-    QTemporaryDir m_home;
+    QTemporaryDir m_folder;
 };
 
 void tst_CertificateLookup::initTestCase() {
-    qputenv("HOME", m_home.path().toUtf8());
-    qunsetenv("XDG_CONFIG_HOME");
-    const QString tokens = m_home.filePath(QStringLiteral("tokens"));
-    QVERIFY(QDir().mkpath(tokens));
-    const QString config = m_home.filePath(QStringLiteral("softhsm2.conf"));
-    QVERIFY(write(config,
-                  "directories.tokendir = " + tokens.toUtf8() + "\nobjectstore.backend = file\nlog.level = ERROR\n"));
+    const QString tokens = m_folder.filePath(QStringLiteral("tokens"));
+    const QString config = m_folder.filePath(QStringLiteral("softhsm2.conf"));
+    QVERIFY(QDir().mkpath(tokens) && write(config, "directories.tokendir = " + tokens.toUtf8() + "\n"));
     qputenv("SOFTHSM2_CONF", config.toUtf8());
-    for (const char* name : {"first", "second"}) {
-        QVERIFY(softHsm({QStringLiteral("--init-token"), QStringLiteral("--free"), QStringLiteral("--label"),
-                         QLatin1String(name), QStringLiteral("--pin"), QLatin1String(Pin), QStringLiteral("--so-pin"),
-                         QLatin1String(Pin)}));
-    }
-    QVERIFY(store("pkcs11:token=first", PersonalName.toUtf8()));
-    QVERIFY(store("pkcs11:token=second", ChineseName.toUtf8()));
-    QVERIFY(store("pkcs11:token=second", ""));
+    QVERIFY(makeToken(QStringLiteral("first")) && makeToken(QStringLiteral("second")));
+    QVERIFY(store(0, PersonalName.toUtf8()) && store(1, ChineseName.toUtf8()) && store(1, ""));
+    // A damaged one beside them, and the one without a token that the module always shows, must not end the search.
+    QVERIFY(QDir().mkpath(tokens + QStringLiteral("/00000000-damaged")));
+    QVERIFY(write(tokens + QStringLiteral("/00000000-damaged/token.object"), "not a token"));
 }
 
 void tst_CertificateLookup::label_data() {
     QTest::addColumn<QString>("label");
     QTest::addColumn<bool>("isFound");
-    QTest::newRow("on the first token") << PersonalName << true;
-    QTest::newRow("on the second token, Chinese") << ChineseName << true;
+    QTest::newRow("on the one token") << PersonalName << true;
+    QTest::newRow("on the other token, Chinese") << ChineseName << true;
     QTest::newRow("nowhere") << QStringLiteral("wang") << false;
     QTest::newRow("only the beginning") << QStringLiteral("lin") << false;
-    QTest::newRow("other case") << QStringLiteral("Lin.Mei") << false;
     QTest::newRow("empty, though one is unnamed") << QString() << false;
 }
 
 void tst_CertificateLookup::label() {
     QFETCH(QString, label);
-    TokenCertificates certificates;
-    QTEST(certificates.hasCertificate(label), "isFound");
-}
-
-void tst_CertificateLookup::damagedTokenIsPassedOver() {
-    const QDir tokens(m_home.filePath(QStringLiteral("tokens")));
-    QVERIFY(write(tokens.filePath(QStringLiteral("00000000-broken/token.object")), "not a token"));
-    TokenCertificates certificates;
-    QVERIFY(certificates.hasCertificate(PersonalName));
-    QVERIFY(certificates.hasCertificate(ChineseName));
+    QTEST(TokenCertificates().hasCertificate(label), "isFound");
 }
 
 void tst_CertificateLookup::hangingModuleEndsAtTheLimit() {
     // The module waits for the other end of its configuration while it starts.
-    const QByteArray pipe = m_home.filePath(QStringLiteral("pipe")).toUtf8();
-    QCOMPARE(mkfifo(pipe.constData(), 0600), 0);
+    const QString pipe = m_folder.filePath(QStringLiteral("pipe"));
+    QCOMPARE(mkfifo(pipe.toUtf8().constData(), 0600), 0);
     const QByteArray config = qgetenv("SOFTHSM2_CONF");
-    qputenv("SOFTHSM2_CONF", pipe);
+    qputenv("SOFTHSM2_CONF", pipe.toUtf8());
     QElapsedTimer timer;
     timer.start();
     {
@@ -146,7 +117,7 @@ void tst_CertificateLookup::hangingModuleEndsAtTheLimit() {
         QVERIFY(!certificates.hasCertificate(PersonalName));
         QVERIFY(timer.elapsed() >= 200);
         QVERIFY2(timer.elapsed() < 5000, "waited for the module");
-        QVERIFY(write(QString::fromUtf8(pipe), "directories.tokendir = " + m_home.path().toUtf8() + "/tokens\n"));
+        QVERIFY(write(pipe, "directories.tokendir = " + m_folder.path().toUtf8() + "/tokens\n"));
     }
     qputenv("SOFTHSM2_CONF", config);
     QVERIFY(TokenCertificates().hasCertificate(PersonalName));

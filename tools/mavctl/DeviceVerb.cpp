@@ -1,10 +1,13 @@
-#include "DeviceVerb.h"
+#include "ITDevice.h"
+#include "Verb.h"
 
 #include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QJsonObject>
 
 #include <algorithm>
+#include <cstdio>
 
 namespace {
 
@@ -51,8 +54,7 @@ QStringList linesOf(const QJsonValue& value) {
     return lines.isEmpty() ? QStringList{QStringLiteral("-")} : lines;
 }
 
-} // namespace
-
+/// Every fact under the name that the client uses for it.
 QJsonObject deviceFacts(ITDevice& device) {
     QJsonObject interfaces;
     device.getMacAndIPAddr();
@@ -83,6 +85,7 @@ QJsonObject deviceFacts(ITDevice& device) {
             {QStringLiteral("hardDiskSerialNums"), list(device.hardDiskSerialNums())}};
 }
 
+/// One fact a line, names aligned; entries of lists and tables on lines of their own below.
 QString deviceText(const QJsonObject& facts) {
     qsizetype width = 0;
     for (const QString& name : facts.keys())
@@ -98,23 +101,30 @@ QString deviceText(const QJsonObject& facts) {
     return text;
 }
 
-int deviceVerb(const QStringList& arguments, QTextStream& output, QTextStream& errors) {
+} // namespace
+
+// With --root the facts come from the files below a folder: no command is run, and the interfaces are those found
+// there, without addresses, since these are in no file.
+Exit runDevice(const QStringList& arguments) {
     bool asJson = false;
     QString root;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
-        if (arguments.at(i) == u"--json") {
+        if (arguments.at(i) == u"--json")
             asJson = true;
-        } else if (arguments.at(i) == u"--root" && i + 1 < arguments.size()) {
+        else if (arguments.at(i) == u"--root" && i + 1 < arguments.size())
             root = QDir(arguments.at(++i)).absolutePath();
-        } else {
-            errors << "mavctl device [--json] [--root DIR]\n";
-            return 2;
-        }
+        else
+            return Exit::Usage;
     }
+    if (!root.isEmpty() && !QDir(root).exists())
+        return fail(QStringLiteral("%1: is no folder").arg(root));
     ITDevice system;
     ITDevice fixture(
         root, [](const QString&, const QStringList&) { return QString(); }, interfacesBelow(root));
     const QJsonObject facts = deviceFacts(root.isEmpty() ? system : fixture);
-    output << (asJson ? QString::fromUtf8(QJsonDocument(facts).toJson()) : deviceText(facts));
-    return 0;
+    const QByteArray text = asJson ? QJsonDocument(facts).toJson() : deviceText(facts).toUtf8();
+    const auto size = static_cast<size_t>(text.size());
+    if (std::fwrite(text.constData(), 1, size, stdout) != size || std::fflush(stdout) != 0)
+        return fail(QStringLiteral("standard output cannot be written"));
+    return Exit::Ok;
 }

@@ -27,6 +27,7 @@ std::span<const Verb> verbs();
 
 // Each in a file of its own.
 Exit runArchive(const QStringList& arguments);
+Exit runDevice(const QStringList& arguments);
 
 /// Prints one line of reason on standard error.
 Exit fail(const QString& reason);

@@ -8,6 +8,9 @@ std::span<const Verb> verbs() {
          "archive show FILE    print a state file or property list as JSON\n"
          "archive write FILE   make a state file of the JSON on standard input\n",
          runArchive},
+        {"device",
+         "device [--json] [--root DIR]    print what is known of this computer, or of the system in a folder\n",
+         runDevice},
     };
     return all;
 }

@@ -5,6 +5,7 @@
 #include "ui_QenAboutWindowController.h"
 
 #include <QKeyEvent>
+#include <QLayout>
 
 namespace {
 
@@ -18,6 +19,7 @@ QenAboutWindowController::QenAboutWindowController(QWidget* parent)
       m_ui(std::make_unique<Ui::QenAboutWindowController>()) {
     m_ui->setupUi(this);
     setFixedWidth(WindowWidth);
+    layout()->setSizeConstraint(QLayout::SetFixedSize);
     setAccessibleName(QStringLiteral("关于 Mav"));
     m_ui->markView->setPixmap(Theme::picture(QStringLiteral("mark"), {MarkSize, MarkSize}, devicePixelRatioF()));
     m_ui->versionLab->setText(

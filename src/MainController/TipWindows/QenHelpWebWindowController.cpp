@@ -26,9 +26,9 @@ constexpr Topic Topics[] = {{u"连接管理服务器", u"connect"},
 /// The look of the pages, from the theme's values.
 QString pageStyle() {
     return QStringLiteral("body { color: %1; line-height: 160%; }"
-                          "h1 { font-size: %2px; font-weight: 500; margin-bottom: 12px; }"
-                          "h2 { font-size: %3px; font-weight: 500; margin-top: 20px; margin-bottom: 4px; }"
-                          "p, li { font-size: %4px; line-height: 160%; }"
+                          "p, li { font-size: %4px; line-height: 160%; margin-top: 4px; margin-bottom: 4px; }"
+                          ".page { font-size: %2px; font-weight: 500; margin-bottom: 12px; }"
+                          ".heading { font-size: %3px; font-weight: 500; margin-top: 20px; }"
                           ".note { color: %5; }")
         .arg(Theme::color(Theme::Color::Text).name())
         .arg(static_cast<int>(Theme::TextSize::Page))

@@ -161,7 +161,7 @@ void QenCloudLoginHelper::invalidate(const std::optional<AccountModel>& before) 
 }
 
 void QenCloudLoginHelper::existZelVPN() {
-    Platform::globalQueue().async([this] { stopVpn(); });
+    Platform::globalQueue().async([this, busy = m_pending.token()] { stopVpn(); });
 }
 
 void QenCloudLoginHelper::stopVpn() {
@@ -181,12 +181,12 @@ void QenCloudLoginHelper::stopVpn() {
         refused();
         return;
     }
-    agent->startRequestAccess([this, agent, refused](int status) {
+    agent->startRequestAccess([this, busy = m_pending.token(), agent, refused](int status) {
         if (status != 0) {
             refused();
             return;
         }
-        agent->stopSmartAgent([this](const QJsonObject& answer, const Platform::Error& error) {
+        agent->stopSmartAgent([this, busy](const QJsonObject& answer, const Platform::Error& error) {
             m_world.log.writeLog(stopOutcome(answer, error));
         });
     });

@@ -65,7 +65,7 @@ void QenCloudLoginHelper::callLoginBlock(bool signedIn) {
 
 void QenCloudLoginHelper::login(const QJsonObject& parameters, Completion complete) {
     createSoleidAndSave();
-    m_world.server.loginAccount(parameters, [this, complete = std::move(complete)](const QJsonObject& answer,
+    m_world.server.loginAccount(parameters, [this, busy = m_pending.token(), complete = std::move(complete)](const QJsonObject& answer,
                                                                                    const Error& error) {
         if (error)
             Platform::systemLog(error.logText());
@@ -76,7 +76,7 @@ void QenCloudLoginHelper::login(const QJsonObject& parameters, Completion comple
 }
 
 void QenCloudLoginHelper::resetPassword(const QJsonObject& parameters, Completion complete) {
-    m_world.server.ResetPasswordState(parameters, [this, complete = std::move(complete)](const QJsonObject& answer,
+    m_world.server.ResetPasswordState(parameters, [this, busy = m_pending.token(), complete = std::move(complete)](const QJsonObject& answer,
                                                                                          const Error& error) {
         if (error)
             Platform::systemLog(error.logText());
@@ -108,7 +108,7 @@ void QenCloudLoginHelper::CheckQRLoginState(Completion complete) {
     const auto before = AccountModel::currentModel(m_world.folders.applicationSupport);
     const qint64 clientoper = before && !before->userid().isNull() ? before->islogout() : 0;
     m_world.server.startCheckQRLoginState(
-        clientoper, [this, before, complete = std::move(complete)](const QJsonObject& answer, const Error& error) {
+        clientoper, [this, busy = m_pending.token(), before, complete = std::move(complete)](const QJsonObject& answer, const Error& error) {
             if (error)
                 Get_network_type(); // the network may have changed
             else if (integerValue(answer.value(u"ret")) == 0)
@@ -138,7 +138,7 @@ void QenCloudLoginHelper::followNetworkAccess(const QString& userName, const QSt
     NetworkAccessLink* access = m_world.links.networkAccess;
     if (!access)
         return;
-    access->requestGeneralConfig([this, access, userName, ticket](const QJsonObject& answer, const Error& error) {
+    access->requestGeneralConfig([this, busy = m_pending.token(), access, userName, ticket](const QJsonObject& answer, const Error& error) {
         if (error || integerValue(answer.value(u"ret")) != 0)
             return;
         const auto opened = SealedBody::unseal(answer.value(u"data").toString());
@@ -147,7 +147,7 @@ void QenCloudLoginHelper::followNetworkAccess(const QString& userName, const QSt
         const QString method = domain.value(u"auth_method").toString();
         const QString address = domain.value(u"inac_addr").toString();
         const QJsonArray ssids = config.value(u"wifisettings").toObject().value(u"ssidlist").toArray();
-        access->checkiNacNecessaryWithUrl(address, [=, this](bool present) {
+        access->checkiNacNecessaryWithUrl(address, [this, busy, access, method, userName, ticket, ssids, address](bool present) {
             if (present)
                 return;
             if (method == QStringLiteral("3")) {
@@ -166,7 +166,7 @@ void QenCloudLoginHelper::checkTicketStatus(Completion complete) {
     if (!record || !iflogin())
         return;
     const QString plain = record->decryptTicket();
-    m_world.server.checkTicket(plain, [this, before = *record, plain, complete = std::move(complete)](
+    m_world.server.checkTicket(plain, [this, busy = m_pending.token(), before = *record, plain, complete = std::move(complete)](
                                           const QJsonObject& answer, const Error& error) {
         if (!error)
             handleTicketAnswer(answer, before, plain);
@@ -196,8 +196,8 @@ void QenCloudLoginHelper::handleTicketAnswer(const QJsonObject& answer, const Ac
 }
 
 void QenCloudLoginHelper::logout(const QJsonObject& parameters, Completion complete) {
-    Platform::globalQueue().async([this, parameters, complete = std::move(complete)]() mutable {
-        m_world.server.logoutAccount(parameters, [this, complete = std::move(complete)](const QJsonObject& answer,
+    Platform::globalQueue().async([this, busy = m_pending.token(), parameters, complete = std::move(complete)]() mutable {
+        m_world.server.logoutAccount(parameters, [this, busy, complete = std::move(complete)](const QJsonObject& answer,
                                                                                         const Error& error) {
             if (error) {
                 if (auto record = AccountModel::currentModel(m_world.folders.applicationSupport)) {
@@ -242,7 +242,7 @@ void QenCloudLoginHelper::pingServerToResult(std::function<void(bool)> result) {
 }
 
 void QenCloudLoginHelper::Get_network_type() {
-    Platform::globalQueue().async([this] {
+    Platform::globalQueue().async([this, busy = m_pending.token()] {
         m_world.server.GetNetWorkType([this](int type) {
             creatNetworkTpye(type);
             auto record = AccountModel::currentModel(m_world.folders.applicationSupport);
@@ -256,8 +256,8 @@ void QenCloudLoginHelper::Get_network_type() {
 }
 
 void QenCloudLoginHelper::Get_GeneralNGNPolicy() {
-    Platform::globalQueue().async([this] {
-        m_world.accounts.GetGeneralNGNPolicyRep([this](const QJsonObject& answer, const Error& error) {
+    Platform::globalQueue().async([this, busy = m_pending.token()] {
+        m_world.accounts.GetGeneralNGNPolicyRep([this, busy](const QJsonObject& answer, const Error& error) {
             // This answer's result key is "code", not "ret".
             if (!error && integerValue(answer.value(u"code")) == 0)
                 replaceState(QStringLiteral("NGNPolicy.archive"), Platform::ArchiveValue::fromJson(answer));
@@ -266,7 +266,7 @@ void QenCloudLoginHelper::Get_GeneralNGNPolicy() {
 }
 
 void QenCloudLoginHelper::Get_Save_Config() {
-    m_world.server.GetgeneralConfig([this](const QJsonObject& answer, const Error& error) {
+    m_world.server.GetgeneralConfig([this, busy = m_pending.token()](const QJsonObject& answer, const Error& error) {
         if (error) {
             m_world.log.writeLog(QStringLiteral("[QenCloudLoginHelper] QenCloud get General fail!!!"));
             return;
@@ -290,7 +290,7 @@ QImage QenCloudLoginHelper::getCurrentQR(double side) {
         QImage image;
     };
     const auto waiting = std::make_shared<Waiting>();
-    Platform::globalQueue().async([this, side, waiting] {
+    Platform::globalQueue().async([this, busy = m_pending.token(), side, waiting] {
         m_world.server.createQRForSize(side, [waiting](const QImage& image) {
             const std::lock_guard lock(waiting->mutex);
             waiting->image = image;

@@ -4,6 +4,7 @@
 #include "Error.h"
 #include "Files.h"
 #include "LoginLinks.h"
+#include "TaskGroup.h"
 
 #include <QImage>
 #include <QJsonArray>
@@ -37,7 +38,7 @@ struct LoginFolders {
 /// the views of every change through one callback.
 ///
 /// The state lives on disk and is read afresh by each operation. Completions and the login block are called on the network
-/// thread, exactly once with (answer, error); views hop to the main thread by themselves.
+/// thread, exactly once with (answer, error); views hop to the main thread by themselves. Destruction waits for what is under way.
 class QenCloudLoginHelper final {
 public:
     using Completion = std::function<void(const QJsonObject& answer, const Platform::Error& error)>;
@@ -135,4 +136,6 @@ private:
     std::atomic<bool> m_isCheckAndShow{false};
     mutable std::mutex m_blockMutex;
     std::function<void(bool)> m_loginBlock;
+    /// Last: its end waits for all that is under way.
+    Platform::TaskGroup m_pending;
 };

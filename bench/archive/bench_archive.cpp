@@ -1,0 +1,82 @@
+// Reading and writing keyed archives beside libplist, which reads the same bytes to nodes and writes bytes from the same nodes,
+// without giving its nodes a meaning.
+
+#include "BenchHarness.h"
+
+#include "KeyedArchiver.h"
+#include "KeyedUnarchiver.h"
+
+#include <plist/plist.h>
+
+using Platform::ArchiveValue;
+
+namespace {
+
+/// A signed-in record, as most state files are.
+ArchiveValue smallRoot() {
+    ArchiveValue root = ArchiveValue::object(QStringLiteral("AccountModel"));
+    root.setField(QStringLiteral("ticket"), QStringLiteral("k2J9Qm4xVtY0aZ8cP1sLwA=="));
+    root.setField(QStringLiteral("qenStatus"), 0);
+    root.setField(QStringLiteral("userid"), QStringLiteral("10023"));
+    root.setField(QStringLiteral("loginType"), 1);
+    return root;
+}
+
+/// A list of tools with texts of their own, as the agent writes it.
+ArchiveValue largeRoot() {
+    ArchiveValue::Array tools;
+    for (int i = 0; i < 150; ++i) {
+        const QString number = QString::number(i);
+        ArchiveValue tool;
+        tool.insert(QStringLiteral("appname"), QStringLiteral("办公工具 ") + number);
+        tool.insert(QStringLiteral("identifier"), QStringLiteral("com.example.tools.tool-") + number);
+        tool.insert(QStringLiteral("download_url"),
+                    QStringLiteral("https://example.invalid/download/packages/tool-%1.dmg").arg(number));
+        tool.insert(QStringLiteral("description"), QStringLiteral("Opens the tool number %1 for the signed-in user").arg(number));
+        tool.insert(QStringLiteral("order"), i);
+        tool.insert(QStringLiteral("enabled"), i % 3 != 0);
+        tools.push_back(tool);
+    }
+    ArchiveValue root;
+    root.insert(QStringLiteral("trustedapp"), ArchiveValue(std::move(tools)));
+    return root;
+}
+
+void measure(const std::string& size, const ArchiveValue& root) {
+    const QByteArray bytes = Platform::KeyedArchiver::archivedData(root);
+    std::printf("{\"case\": \"archive_size_%s\", \"bytes\": %lld}\n", size.c_str(), static_cast<long long>(bytes.size()));
+    const auto length = static_cast<uint32_t>(bytes.size());
+    plist_t nodes = nullptr;
+    plist_from_bin(bytes.constData(), length, &nodes);
+
+    const std::string read = "archive_read_" + size;
+    const std::string write = "archive_write_" + size;
+    const double ourRead = Bench::rate(read.c_str(), [&] {
+        Bench::keep(Platform::KeyedUnarchiver::unarchivedObject(bytes, Platform::AllowedClasses::any()));
+    });
+    const double theirRead = Bench::rate(("libplist_" + read).c_str(), [&] {
+        plist_t made = nullptr;
+        plist_from_bin(bytes.constData(), length, &made);
+        Bench::keep(made);
+        plist_free(made);
+    });
+    const double ourWrite = Bench::rate(write.c_str(), [&] { Bench::keep(Platform::KeyedArchiver::archivedData(root)); });
+    const double theirWrite = Bench::rate(("libplist_" + write).c_str(), [&] {
+        char* made = nullptr;
+        uint32_t madeLength = 0;
+        plist_to_bin(nodes, &made, &madeLength);
+        Bench::keep(made);
+        plist_to_bin_free(made);
+    });
+    plist_free(nodes);
+    Bench::ratio((read + "_to_libplist").c_str(), ourRead, theirRead);
+    Bench::ratio((write + "_to_libplist").c_str(), ourWrite, theirWrite);
+}
+
+} // namespace
+
+int main() {
+    measure("300", smallRoot());
+    measure("50k", largeRoot());
+    return 0;
+}
