@@ -23,7 +23,9 @@ namespace {
 constexpr int Rounds = 9;
 constexpr int LinesARound = 20000;
 constexpr off_t FileLimit = 0x500000;
-constexpr int RecordBytes = 560;
+/// Sizes of a line without its message and of the record, as the helper writes them.
+constexpr int LineFrame = 76;
+constexpr int RecordBytes = 479;
 
 const QString Message =
     QStringLiteral("[QenCloudLoginHelper] QenCloud ticket check url:https://10.0.0.1:8443/api/public ret:0");
@@ -48,7 +50,8 @@ void check(bool isRight, const char* what) {
 class BareLog {
 public:
     explicit BareLog(const QString& folder)
-        : m_path((folder + QStringLiteral("/bare.log")).toLocal8Bit()), m_line(170, 'x'), m_record(RecordBytes, 'r') {
+        : m_path((folder + QStringLiteral("/bare.log")).toLocal8Bit()), m_line(LineFrame + Message.size(), 'x'),
+          m_record(RecordBytes, 'r') {
         m_folder = open(folder.toLocal8Bit().constData(), O_PATH | O_DIRECTORY | O_CLOEXEC);
         m_log = open(m_path.constData(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
         m_sides[0] = openat(m_folder, "record", O_RDWR | O_CREAT | O_CLOEXEC, 0600);

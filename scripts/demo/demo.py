@@ -3,8 +3,8 @@
 
 import argparse
 import os
+import signal
 import sys
-import time
 
 from desktop import Desktop
 from processes import Children, Failure
@@ -13,7 +13,7 @@ from world import PASSWORD, USER, World, end_on_signals, limit_whole_run
 CHECK_LIMIT = 170  # seconds
 
 
-def print_what_to_try(world):
+def print_what_to_try(world, client):
     print(f"""
   Server address   127.0.0.1   port {world.port}
   Account          {USER}   password {PASSWORD}
@@ -21,27 +21,25 @@ def print_what_to_try(world):
   Agent's settings {world.path('agent', 'agent.json')}   (edit and save: tips, tray, tools, server)
   State files      {os.path.relpath(world.program('mavctl'))} archive show '{world.user_state('login.archive')}'
   Log              {world.path('home', 'Library', 'Logs', 'QenCloud', 'Logs')}
+  Client           process {client.pid}; {world.write_launcher()} starts it once more
 
   Try: save the address, sign in, block the account on the operator page, start the client a second time,
   kill it and start it again, sign out in the application menu.
 """, flush=True)
 
 
-def stay(client=None):
-    """Until Ctrl+C, or until the client ends."""
+def stay():
     print("Ctrl+C ends the demo.", flush=True)
-    while client is None or client.is_running():
-        time.sleep(0.5)
-    print(f"The client ended with status {client.process.returncode}.")
+    while True:
+        signal.pause()
 
 
 def show_on_own_display(world, children):
     world.use_own_display()
     world.start_server(children)
     world.start_agent(children)
-    client = world.start_client(children)
-    print_what_to_try(world)
-    stay(client)
+    print_what_to_try(world, world.start_client(children))
+    stay()
 
 
 def drive_on_virtual_display(world, children, everything):
@@ -56,9 +54,9 @@ def drive_on_virtual_display(world, children, everything):
         story.play_everything()
         return
     story.sign_in()
-    print_what_to_try(world)
+    print_what_to_try(world, story.client)
     if sys.stdin.isatty():
-        stay(story.client)
+        stay()
 
 
 def main():

@@ -1,5 +1,6 @@
 """The steps of the demo: everything a person does with the client from the first start to quitting."""
 
+import json
 import os
 import socket
 import sys
@@ -74,8 +75,8 @@ class Story:
 
     def play_everything(self):
         for action in (self._refused_address, self._unreachable_server, self._save_address, self._wrong_password,
-                       self._blocked_user, self._sign_in, self._look_at_record, self._kill_and_return,
-                       self._look_at_sent_ticket, self._second_launch, self._sign_out, self._look_at_sole_id, self._quit):
+                       self._blocked_user, self._sign_in, self._look_at_record, self._edit_tips,
+                       self._kill_and_return, self._look_at_sent_ticket, self._second_launch, self._sign_out, self._look_at_sole_id, self._quit):
             self.step(action)
         self.say("all steps passed")
 
@@ -149,6 +150,16 @@ class Story:
             raise Failure("login.archive holds the plain ticket")
         self.say("mavctl archive show login.archive (the ticket is enciphered):\n" + printed.rstrip())
 
+    def _edit_tips(self):
+        tips = "管理员通知：今晚 22:00 升级服务器"
+        path = self.world.path("agent", "agent.json")
+        with open(path, encoding="utf-8") as file:
+            settings = json.load(file)
+        with open(path, "w", encoding="utf-8") as file:
+            json.dump({**settings, "tips": tips}, file, ensure_ascii=False, indent=4)
+        self.windows.wait_for_text(tips, 15)
+        self.say("agent.json edited: the tips line follows", "tips")
+
     def _kill_and_return(self):
         self.client.kill()
         self.world.desk.action("clear_requests")
@@ -185,6 +196,8 @@ class Story:
     def _choose(self, item):
         self.windows.press("push button", MENU)
         self.windows.press("menu item", item)
+        if self.client.is_running() and self.windows.shows("menu item", item):
+            self.desktop.press_keys("Escape")  # an item's action, unlike a click, leaves its menu open
 
     def _sign_out(self):
         self._choose(SIGN_OUT)

@@ -2,6 +2,7 @@
 
 import json
 import os
+import shlex
 import shutil
 import signal
 import socket
@@ -117,6 +118,17 @@ class World:
 
     def start_client(self, children):
         return children.start("client", [self.program("Mav")], self.environment)
+
+    def write_launcher(self):
+        """A script that starts the client once more in this demo's surroundings; returns its path."""
+        path = self.path("mav.sh")
+        names = ("HOME", "MAV_ROOT", "XDG_RUNTIME_DIR", "DBUS_SESSION_BUS_ADDRESS", "DISPLAY", "WAYLAND_DISPLAY", "XAUTHORITY",
+                 "LC_ALL", "QT_LINUX_ACCESSIBILITY_ALWAYS_ON")
+        settings = [f"{name}={shlex.quote(self.environment[name])}" for name in names if name in self.environment]
+        with open(path, "w", encoding="utf-8") as script:
+            script.write("#!/bin/sh\nexec env " + " ".join(settings) + f" {shlex.quote(self.program('Mav'))} \"$@\"\n")
+        os.chmod(path, 0o700)
+        return path
 
     def show_archive(self, path):
         """The support tool's print of an archive; empty when there is none."""

@@ -6,16 +6,20 @@
 #include "MavResources.h"
 #include "NotificationCenter.h"
 #include "Paths.h"
+#include "QenCloudClientProcessListener.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
 #include "QenMainWindow.h"
 #include "QenServerConfig.h"
+#include "QenUIFileListener.h"
+#include "QenUIParloManager.h"
 #include "Reachability.h"
 #include "RunningApplications.h"
 #include "SystemLog.h"
 #include "TrayHost.h"
 #include "UnixSignals.h"
 #include "UserDefaults.h"
+#include "VindorClient.h"
 
 #include <QApplication>
 
@@ -47,6 +51,16 @@ MainViewWorld mainViewWorld(AppDelegate& delegate, Platform::Reachability& reach
             Platform::Paths::agentState()};
 }
 
+/// The pieces behind the launch sequence and the quit.
+ApplicationParts runningParts() {
+    ApplicationParts parts;
+    parts.startUIResourcesFileListen = [] { QenUIFileListener::sharedInstance().startUIResourcesFileListen(); };
+    parts.configParlo = [] { QenUIParloManager::sharedInstance().config(); };
+    parts.startProcessListener = [] { QenCloudClientProcessListener::sharedInstance().startListening(); };
+    parts.agent = &VindorClient::sharedInstance();
+    return parts;
+}
+
 int runApplication(Platform::RunningApplications& running) {
     initMavResources();
     Platform::installStringTable();
@@ -57,10 +71,9 @@ int runApplication(Platform::RunningApplications& running) {
     Platform::TrayHost trayHost;
     AppDelegate delegate({QenCloudLoginHelper::sharedInstance(), ITDevice::currentDevice(), QenLogHelper::sharedInstance(),
                           Platform::NotificationCenter::defaultCenter(), trayHost, Platform::Paths::applicationSupport(),
-                          Platform::Paths::vpnExecutable(), ApplicationParts(), endProcess});
+                          Platform::Paths::vpnExecutable(), runningParts(), endProcess});
     Platform::Reachability reachability;
     QenMainWindow window(Platform::UserDefaults::standard());
-    window.setContentView(new MavMianViewCtrl(mainViewWorld(delegate, reachability), &window));
     delegate.setMainWindow(&window);
 
     const UnixSignals signals([&window] {
@@ -76,6 +89,8 @@ int runApplication(Platform::RunningApplications& running) {
             delegate.applicationWillBecomeActive();
     });
     delegate.applicationDidFinishLaunching();
+    // After the launch sequence, which only posts the window's showing: what the pages log comes behind its first line.
+    window.setContentView(new MavMianViewCtrl(mainViewWorld(delegate, reachability)));
     return QApplication::exec();
 }
 

@@ -5,6 +5,7 @@
 
 #include <QCloseEvent>
 #include <QKeyEvent>
+#include <QLayout>
 
 #include <utility>
 
@@ -79,7 +80,14 @@ void CustomMessageBox::setTitle(const QString& title, const QString& message, Bo
     giveTitle(m_ui->firstButton, firstButtonTitle);
     giveTitle(m_ui->secondButton, secondButtonTitle);
     (secondButtonTitle.isEmpty() ? m_ui->firstButton : m_ui->secondButton)->setFocus();
-    setFixedHeight(std::max(heightForWidth(Theme::BoxWidth), sizeHint().height()));
+    fitHeight();
+}
+
+void CustomMessageBox::fitHeight() {
+    // The texts wrap by the fonts that the style sheet gives them, which it does only when it must.
+    for (QWidget* child : findChildren<QWidget*>())
+        child->ensurePolished();
+    setFixedHeight(layout()->totalHeightForWidth(Theme::BoxWidth));
 }
 
 void CustomMessageBox::setCompletion(std::function<void(int)> completion) { m_completion = std::move(completion); }

@@ -38,6 +38,7 @@ protected:
 
 private:
     void finish(int button);
+    void fitHeight();
 
     std::unique_ptr<Ui::CustomMessageBox> m_ui;
     QString m_message;

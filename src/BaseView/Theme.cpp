@@ -104,8 +104,12 @@ QColor color(Color name) {
 QFont font(TextSize size) {
     QFont font(QFontDatabase::systemFont(QFontDatabase::GeneralFont));
     // The Simplified Chinese cut by name: the bare fallback of a foreign locale would draw Japanese forms.
-    font.setFamilies({font.family(), QStringLiteral("Noto Sans CJK SC"), QStringLiteral("Source Han Sans SC"),
-                      QStringLiteral("WenQuanYi Micro Hei"), QStringLiteral("Droid Sans Fallback")});
+    QStringList families{QStringLiteral("Noto Sans CJK SC"), QStringLiteral("Source Han Sans SC"),
+                         QStringLiteral("WenQuanYi Micro Hei"), QStringLiteral("Droid Sans Fallback")};
+    // Without a desktop's choice there is only an alias, which is drawn with another face from one text to the next.
+    if (QFontDatabase::hasFamily(font.family()))
+        families.prepend(font.family());
+    font.setFamilies(families);
     font.setPixelSize(static_cast<int>(size));
     return font;
 }

@@ -47,9 +47,9 @@ QPushButton[kind="outline"] { background: %card%; color: %text%; border: 1px sol
 QPushButton[kind="outline"]:hover { border-color: %brand%; color: %brand%; }
 QPushButton[kind="outline"]:pressed { border-color: %brandPressed%; color: %brandPressed%; background: %tint%; }
 QPushButton[kind="outline"]:disabled { color: %hint%; }
-QPushButton[kind="text"] { background: transparent; color: %brand%; padding: 0 8px; min-height: 28px; max-height: 28px; }
-QPushButton[kind="text"]:hover { background: %tint%; }
-QPushButton[kind="text"]:pressed { color: %brandPressed%; background: %tint%; }
+QPushButton[kind="text"] { background: transparent; color: %brand%; padding: 0 2px; min-height: 28px; max-height: 28px; }
+QPushButton[kind="text"]:hover { text-decoration: underline; }
+QPushButton[kind="text"]:pressed { color: %brandPressed%; }
 QPushButton[kind="text"]:disabled { color: %hint%; }
 QToolButton[kind="icon"] { background: transparent; border: none; border-radius: %buttonRadius%px; padding: 6px; }
 QToolButton[kind="icon"]:hover, QToolButton[kind="icon"]:open { background: %ground%; }

@@ -32,7 +32,11 @@ void LogRing::createLogPath() {
 void LogRing::createLogFiles() const {
     const QString directory = m_folders.rootDirectory();
     for (const QString& name : LogRecord::FileNames)
-        m_world.files->createFilePathWithFileName(name, directory);
+        createLogFileWithName(name, directory);
+}
+
+QString LogRing::createLogFileWithName(const QString& name, const QString& directory) const {
+    return m_world.files->createFilePathWithFileName(name, directory);
 }
 
 void LogRing::readLogInfo() {
@@ -43,23 +47,21 @@ void LogRing::readLogInfo() {
 void LogRing::initial() {
     const std::optional<size_t> known = LogRecord::indexOf(m_record.currentLogName);
     if (!known) {
-        // A name that is none of ours may lead anywhere, so it is not opened first.
-        m_current = LogRecord::indexAfter(m_record.currentLogName);
-        m_record.currentLogName = currentLogName();
-        m_record.info[m_current] = 0;
-        createFileHandle();
+        // A name that is none of ours may lead anywhere, so its file is not opened: the ring moves on at once.
+        m_current = LogRecord::FileNames.size() - 1;
+        rotate();
         return;
     }
     m_current = *known;
-    m_file.setPath(currentPath());
-    m_file.openExisting();
-    m_record.info[m_current] = m_file.size();
+    m_fileHandle.setPath(currentPath());
+    m_fileHandle.openExisting();
+    m_record.info[m_current] = m_fileHandle.size();
     if (m_record.info[m_current] < m_world.limit)
         return;
     // Neither the new file's recorded count nor the name in the record changes here, on purpose: the first write judges
     // the new file by its stale count and may move on once more, and until the writer itself rotates, the record names
     // the previous file.
-    m_current = LogRecord::indexAfter(currentLogName());
+    getCurrentLogName();
     createFileHandle();
 }
 
@@ -68,12 +70,16 @@ QString LogRing::currentPath() const {
 }
 
 void LogRing::createFileHandle() {
-    m_file.setPath(currentPath());
-    m_file.openFresh();
+    m_fileHandle.setPath(currentPath());
+    m_fileHandle.openFresh();
+}
+
+void LogRing::getCurrentLogName() {
+    m_current = LogRecord::indexAfter(currentLogName());
 }
 
 void LogRing::rotate() {
-    m_current = LogRecord::indexAfter(currentLogName());
+    getCurrentLogName();
     m_record.info[m_current] = 0;
     m_record.currentLogName = currentLogName();
     createFileHandle();
@@ -91,7 +97,7 @@ void LogRing::append(const QString& message) {
         m_world.echo(m_line.consoleText());
     // Counted whether or not the write succeeds: the count is the ring's own book-keeping.
     m_record.info[m_current] += line.size();
-    m_file.append(line);
+    m_fileHandle.append(line);
     updateLocalLogInfo();
 }
 

@@ -32,11 +32,15 @@ public:
 
 private:
     void createLogPath();
+    /// The full path, null when the file neither exists nor can be made.
+    QString createLogFileWithName(const QString& name, const QString& directory) const;
     void readLogInfo();
     void initial();
+    /// Goes on to the successor in the ring.
+    void getCurrentLogName();
     void rotate();
     void createFileHandle();
-    bool fileHandleAvailable() { return m_file.isAvailable(); }
+    bool fileHandleAvailable() { return m_fileHandle.isAvailable(); }
     void updateLocalLogInfo();
     QString currentPath() const;
 
@@ -48,6 +52,6 @@ private:
     LogRecordImage m_image;
     LogRecord m_record;
     size_t m_current = 0;
-    LogFile m_file;
+    LogFile m_fileHandle;
     LogLine m_line;
 };

@@ -29,6 +29,9 @@ MavLoginStateViewCtrl::MavLoginStateViewCtrl(const MainViewWorld& world, QWidget
         mark->setPixmap(Theme::picture(QStringLiteral("mark"), {MarkSize, MarkSize}, devicePixelRatioF()));
     m_ui->mailPicture->setPixmap(Theme::picture(QStringLiteral("mail"), {MarkSize, MarkSize}, devicePixelRatioF()));
     m_ui->backToServerBtn->setIcon(Theme::icon(QStringLiteral("back"), Theme::color(Theme::Color::SecondText)));
+    QSizePolicy keepsRoom = m_ui->backToServerBtn->sizePolicy();
+    keepsRoom.setRetainSizeWhenHidden(true);
+    m_ui->backToServerBtn->setSizePolicy(keepsRoom);
     m_ui->backToServerBtn->setIconSize({Theme::IconSize, Theme::IconSize});
     m_ui->loginBtn->setText(localizedString(QStringLiteral("Login")));
     m_ui->resetRuleLab->setText(localizedString(QStringLiteral("PwdRuleTips")));
@@ -62,6 +65,8 @@ void MavLoginStateViewCtrl::showAccountPage() { selectLoginTypeTableView(Account
 
 void MavLoginStateViewCtrl::selectLoginTypeTableView(int index) {
     m_ui->userIdLbField->setFocus();
+    // The other pages lead back to this one, not to the server.
+    m_ui->backToServerBtn->setVisible(index != RetrievalPage && index != ResetPage);
     switch (index) {
     case RetrievalPage:
         m_ui->getbackLabField->clear();
@@ -73,6 +78,7 @@ void MavLoginStateViewCtrl::selectLoginTypeTableView(int index) {
         m_ui->fnewPassWordLabField->clear();
         m_ui->confirmPassWordLabField->clear();
         m_ui->resetPasswordTipsLab->hide();
+        showRuleOnce();
         m_ui->resetAccountLab->setText(
             QStringLiteral("账号 %1 需要先修改密码，才能登录。").arg(m_ui->userIdLbField->text()));
         m_ui->loginTypeTable->setCurrentIndex(ResetPage);
@@ -201,6 +207,7 @@ void MavLoginStateViewCtrl::refusePassword(PasswordCase passwordCase) {
     case PasswordCase::Rule:
     case PasswordCase::SameAsOld:
         refuse(m_ui->fnewPassWordLabField, key);
+        showRuleOnce();
         break;
     default:
         // Of the fields of the login page, which cannot be seen from here.
@@ -214,6 +221,11 @@ void MavLoginStateViewCtrl::checkNewPassword() {
     const QString text = m_ui->fnewPassWordLabField->text();
     const bool breaksRule = !text.isEmpty() && !StringExtension::confirmPassFormat(text);
     m_ui->fnewPassWordLabField->setError(breaksRule ? localizedString(tipKey(PasswordCase::Rule)) : QString());
+    showRuleOnce();
+}
+
+void MavLoginStateViewCtrl::showRuleOnce() {
+    m_ui->resetRuleLab->setVisible(m_ui->fnewPassWordLabField->error() != m_ui->resetRuleLab->text());
 }
 
 void MavLoginStateViewCtrl::ConfirmResetPasswordBtn() {

@@ -45,6 +45,7 @@ private:
     void sendUseridtoServerBtn();
     void ConfirmResetPasswordBtn();
     void checkNewPassword();
+    void showRuleOnce();
     void accountLoginHandleWithResponse(const QJsonObject& answer, const Platform::Error& error);
     void retrievalHandleWithResponse(const QJsonObject& answer, const Platform::Error& error);
     void resetHandleWithResponse(const QJsonObject& answer, const Platform::Error& error);

@@ -97,8 +97,10 @@ void MavMianViewCtrl::selectPage(Page page) {
     m_ui->mianTabView->setCurrentIndex(page);
     if (page == ServerPage)
         m_ui->domainOrIPLabField->setFocus();
-    if (page == SignedInPage)
+    if (page == SignedInPage) {
+        NavigationViewCtrl().setFocus();
         NavigationViewCtrl().refresh();
+    }
 }
 
 void MavMianViewCtrl::showEvent(QShowEvent* event) {

@@ -22,7 +22,8 @@ namespace {
 
 constexpr int AvatarSize = 56;
 constexpr int EmptyPictureSize = 96;
-constexpr int ScrollBarWidth = 12;
+/// Kept free by the list, needed or not.
+constexpr int ScrollBarRoom = 24;
 constexpr qint64 LongestTips = 64 * 1024;
 enum ToolsState { ToolsPage = 0, EmptyPage = 1 };
 
@@ -59,6 +60,9 @@ MavNavigationViewCtrl::MavNavigationViewCtrl(const MainViewWorld& world, QWidget
       m_tools(new QStandardItemModel(this)), m_reader(Platform::Deployment::BundleIdentifier + QStringLiteral(".navigation")) {
     m_ui->setupUi(this);
     loadPictures();
+    // Takes the keyboard when the page comes up, so that the menu button does not.
+    setFocusPolicy(Qt::ClickFocus);
+    setAccessibleName(QStringLiteral("主页"));
     m_ui->leftBar->setFixedWidth(Theme::LeftBarWidth);
     m_ui->toolsList->setModel(m_tools);
     m_ui->toolsList->setItemDelegate(new ToolTileDelegate(this));
@@ -68,7 +72,7 @@ MavNavigationViewCtrl::MavNavigationViewCtrl(const MainViewWorld& world, QWidget
     m_ui->toolsList->setGridSize(ToolTileDelegate::gridSize());
     m_ui->toolsList->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_ui->toolsList->setSelectionMode(QAbstractItemView::NoSelection);
-    m_ui->toolsList->setMaximumWidth(ToolTileDelegate::TilesPerRow * ToolTileDelegate::gridSize().width() + ScrollBarWidth);
+    m_ui->toolsList->setMaximumWidth(ToolTileDelegate::TilesPerRow * ToolTileDelegate::gridSize().width() + ScrollBarRoom);
     m_ui->toolsStates->setCurrentIndex(EmptyPage);
     for (const QString& name : {ViewNotification::AppList, ViewNotification::Tips, ViewNotification::ComputerName})
         m_observers.push_back(m_world.center.observe(name, [this](const Platform::Notification&) { refresh(); }));

@@ -14,21 +14,27 @@ public:
             m_names.append(QString::fromLatin1(name));
     }
     explicit AllowedClasses(QStringList names) : m_names(std::move(names)) {}
-    static AllowedClasses any() { return AllowedClasses(QStringList{QStringLiteral("NSObject")}); }
+    static AllowedClasses any() {
+        AllowedClasses classes(QStringList{});
+        classes.m_isAny = true;
+        return classes;
+    }
 
-    bool allowsAny() const { return m_names.contains(QLatin1String("NSObject")); }
-    bool allows(const QString& name) const { return allowsAny() || m_names.contains(name); }
+    bool allows(QStringView name) const { return m_isAny || m_names.contains(name) || m_names.contains(u"NSObject"); }
     /// @param classes  from the class up to NSObject, possibly empty
     bool allows(const QString& name, const QStringList& classes) const {
+        if (m_isAny || allows(name))
+            return true;
         for (const QString& one : classes) {
             if (allows(one))
                 return true;
         }
-        return allows(name) || (name.startsWith(QLatin1String("NSMutable")) && allows(QLatin1String("NS") + name.mid(9)));
+        return name.startsWith(QLatin1String("NSMutable")) && allows(QLatin1String("NS") + name.mid(9));
     }
 
 private:
     QStringList m_names;
+    bool m_isAny = false;
 };
 
 } // namespace Platform

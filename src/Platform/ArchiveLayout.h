@@ -41,6 +41,13 @@ public:
 
     /// A string that may be empty but is never Nothing.
     static ArchiveValue string(QString text);
+    /// Makes @p value, which was Nothing, a string; a null one leaves it so.
+    static void setString(ArchiveValue& value, const QString& text) {
+        if (text.isNull())
+            return;
+        value.m_payload.emplace<QString>(text);
+        value.m_type = quint64(ArchiveValue::Type::String);
+    }
     /// Pairs in the order in which they were read and are written again, until a key is added.
     static ArchiveValue dictionaryAsStored(ArchiveValue::Dictionary entries);
     /// An object with classes {className, NSObject}; a field that comes again replaces the earlier one.

@@ -10,15 +10,21 @@ namespace {
 
 using Storage = ArchiveValue::Storage;
 
-const QString NullText = QStringLiteral("$null");
-const QString ClassKey = QStringLiteral("$class");
-const QString ClassNameKey = QStringLiteral("$classname");
-const QString ClassListKey = QStringLiteral("$classes");
-const QString KeysKey = QStringLiteral("NS.keys");
-const QString ObjectsKey = QStringLiteral("NS.objects");
-const QString StringKey = QStringLiteral("NS.string");
-const QString DataKey = QStringLiteral("NS.data");
-const QString TimeKey = QStringLiteral("NS.time");
+/// A key of the archiver's own.
+struct Constant {
+    QString text;
+    Identity identity = ArchiveNumbering::constantIdentity(text);
+};
+
+const Constant NullText{QStringLiteral("$null")};
+const Constant ClassKey{QStringLiteral("$class")};
+const Constant ClassNameKey{QStringLiteral("$classname")};
+const Constant ClassListKey{QStringLiteral("$classes")};
+const Constant KeysKey{QStringLiteral("NS.keys")};
+const Constant ObjectsKey{QStringLiteral("NS.objects")};
+const Constant StringKey{QStringLiteral("NS.string")};
+const Constant DataKey{QStringLiteral("NS.data")};
+const Constant TimeKey{QStringLiteral("NS.time")};
 
 const QString NativeNames[][2] = {
     {QStringLiteral("NSString"), QStringLiteral("NSMutableString")},
@@ -42,7 +48,7 @@ Identity classNameIdentity(const QString& name) {
 }
 
 Identity fieldNameIdentity(const QString& name, quint64 instance) {
-    const bool isConstant = name.startsWith(QLatin1StringView("NS.")) || name == ClassKey;
+    const bool isConstant = name.startsWith(QLatin1StringView("NS.")) || name == ClassKey.text;
     return Identity::ofText(name, instance, isConstant ? Identity::Place::Constant : Identity::Place::FieldName);
 }
 
@@ -55,7 +61,7 @@ bool isStoredInline(const ArchiveValue& value) {
 bool ArchiveNumbering::run(const ArchiveValue& root) {
     m_entries.reserve(32);
     m_items.reserve(64);
-    m_entries.push_back({.text = &NullText, .identity = constantIdentity(NullText)});
+    m_entries.push_back({.text = &NullText.text, .identity = NullText.identity});
     m_rootUid = number(root, 0);
     return m_isWithinLimits && m_entries.size() <= PropertyListLimits::Objects;
 }
@@ -100,20 +106,20 @@ void ArchiveNumbering::fill(quint32 uid, const ArchiveValue& value, int depth) {
     switch (value.type()) {
     case ArchiveValue::Type::Null:
         reserveItems(uid, 1);
-        setItem(m_entries[uid].firstItem, ClassKey, classItem(Null, false));
+        setItem(m_entries[uid].firstItem, ClassKey.text, ClassKey.identity, classItem(Null, false));
         return;
     case ArchiveValue::Type::Date:
         item.kind = Item::Kind::Seconds;
-        return fillSingle(uid, TimeKey, item, Date, false);
+        return fillSingle(uid, TimeKey.text, item, Date, false);
     case ArchiveValue::Type::String:
         if (!value.isMutable())
             break;
         item = {.kind = Item::Kind::Text, .text = &value.string(), .identity = {0, Identity::ofHeldString(value.string())}};
-        return fillSingle(uid, StringKey, item, String, true);
+        return fillSingle(uid, StringKey.text, item, String, true);
     case ArchiveValue::Type::Data:
         if (!value.isMutable())
             break;
-        return fillSingle(uid, DataKey, item, Data, false);
+        return fillSingle(uid, DataKey.text, item, Data, false);
     case ArchiveValue::Type::Array:
         return fillArray(uid, value, depth);
     case ArchiveValue::Type::Dictionary:
@@ -129,8 +135,8 @@ void ArchiveNumbering::fill(quint32 uid, const ArchiveValue& value, int depth) {
 
 void ArchiveNumbering::fillSingle(quint32 uid, const QString& key, Item item, Native native, bool isClassFirst) {
     const quint32 place = reserveItems(uid, 2);
-    setItem(place + (isClassFirst ? 1 : 0), key, item);
-    setItem(place + (isClassFirst ? 0 : 1), ClassKey, classItem(native, native != Date));
+    setItem(place + (isClassFirst ? 1 : 0), key, constantIdentity(key), item);
+    setItem(place + (isClassFirst ? 0 : 1), ClassKey.text, ClassKey.identity, classItem(native, native != Date));
 }
 
 void ArchiveNumbering::fillArray(quint32 uid, const ArchiveValue& value, int depth) {
@@ -143,8 +149,8 @@ void ArchiveNumbering::fillArray(quint32 uid, const ArchiveValue& value, int dep
     for (quint32 i = 0; i < count && m_isWithinLimits; ++i)
         m_uids[first + i] = number(value.array()[i], depth + 1);
     ++m_height;
-    setItem(place, ObjectsKey, {.kind = Item::Kind::Uids, .count = count, .first = first});
-    setItem(place + 1, ClassKey, classItem(Array, value.isMutable()));
+    setItem(place, ObjectsKey.text, ObjectsKey.identity, {.kind = Item::Kind::Uids, .count = count, .first = first});
+    setItem(place + 1, ClassKey.text, ClassKey.identity, classItem(Array, value.isMutable()));
 }
 
 void ArchiveNumbering::fillDictionary(quint32 uid, const ArchiveValue& value, int depth) {
@@ -162,9 +168,9 @@ void ArchiveNumbering::fillDictionary(quint32 uid, const ArchiveValue& value, in
     for (quint32 i = 0; i < count && m_isWithinLimits; ++i)
         m_uids[first + count + i] = number(entries[order[i]].value, depth + 1);
     ++m_height;
-    setItem(place, KeysKey, {.kind = Item::Kind::Uids, .count = count, .first = first});
-    setItem(place + 1, ObjectsKey, {.kind = Item::Kind::Uids, .count = count, .first = first + count});
-    setItem(place + 2, ClassKey, classItem(Dictionary, value.isMutable()));
+    setItem(place, KeysKey.text, KeysKey.identity, {.kind = Item::Kind::Uids, .count = count, .first = first});
+    setItem(place + 1, ObjectsKey.text, ObjectsKey.identity, {.kind = Item::Kind::Uids, .count = count, .first = first + count});
+    setItem(place + 2, ClassKey.text, ClassKey.identity, classItem(Dictionary, value.isMutable()));
 }
 
 quint32 ArchiveNumbering::numberKey(const ArchiveEntry& entry) {
@@ -195,14 +201,14 @@ void ArchiveNumbering::fillObject(quint32 uid, const ArchiveValue& value, int de
     for (quint32 i = 0; i < count && m_isWithinLimits; ++i) {
         const QString* key = &fields[i].key;
         if (key->startsWith(u'$'))
-            key = &m_texts.emplace_back(u'$' + *key);
+            key = &m_texts.emplace_front(u'$' + *key);
         Item item = fieldItem(fields[i].value, depth + 1);
         item.key = key;
         item.keyIdentity = fieldNameIdentity(*key, fields[i].keyInstance);
         m_items[places[i]] = item;
     }
     ++m_height;
-    setItem(places[count], ClassKey, classItem(value.className(), value.classes()));
+    setItem(places[count], ClassKey.text, ClassKey.identity, classItem(value.className(), value.classes()));
 }
 
 ArchiveNumbering::Item ArchiveNumbering::fieldItem(const ArchiveValue& value, int depth) {
@@ -262,9 +268,9 @@ quint32 ArchiveNumbering::reserveItems(quint32 uid, quint32 count) {
     return first;
 }
 
-void ArchiveNumbering::setItem(quint32 place, const QString& key, Item item) {
+void ArchiveNumbering::setItem(quint32 place, const QString& key, const Identity& identity, Item item) {
     item.key = &key;
-    item.keyIdentity = constantIdentity(key);
+    item.keyIdentity = identity;
     m_items[place] = item;
 }
 
@@ -289,14 +295,14 @@ ArchiveNumbering::Item ArchiveNumbering::classItem(const QString& name, const QS
     m_entries.emplace_back();
     const quint32 place = reserveItems(uid, classes.isEmpty() ? 1 : 2);
     const auto textItem = [this](const QString& text) {
-        return Item{.kind = Item::Kind::Text, .text = &m_texts.emplace_back(text), .identity = classNameIdentity(text)};
+        return Item{.kind = Item::Kind::Text, .text = &m_texts.emplace_front(text), .identity = classNameIdentity(text)};
     };
-    setItem(place, ClassNameKey, textItem(name));
+    setItem(place, ClassNameKey.text, ClassNameKey.identity, textItem(name));
     if (!classes.isEmpty()) {
         const auto first = static_cast<quint32>(m_items.size());
         for (const QString& one : classes)
             m_items.push_back(textItem(one));
-        setItem(place + 1, ClassListKey,
+        setItem(place + 1, ClassListKey.text, ClassListKey.identity,
                 {.kind = Item::Kind::List, .count = static_cast<quint32>(classes.size()), .first = first});
     }
     return {.kind = Item::Kind::Uid, .first = uid};

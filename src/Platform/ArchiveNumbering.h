@@ -7,7 +7,7 @@
 #include <QHash>
 
 #include <array>
-#include <deque>
+#include <forward_list>
 
 namespace Platform {
 
@@ -49,6 +49,8 @@ public:
     const std::vector<Item>& items() const { return m_items; }
     const std::vector<quint32>& uids() const { return m_uids; }
 
+    /// Entries of the property list's table, roughly.
+    size_t probableObjects() const { return 16 + m_entries.size() + m_items.size() + m_uids.size() * 2; }
     static Identity constantIdentity(const QString& text) { return Identity::ofText(text, 0, Identity::Place::Constant); }
 
 private:
@@ -66,7 +68,7 @@ private:
     Item inlineMap(const ArchiveValue& value, int depth);
 
     quint32 reserveItems(quint32 uid, quint32 count);
-    void setItem(quint32 place, const QString& key, Item item);
+    void setItem(quint32 place, const QString& key, const Identity& identity, Item item);
     Item classItem(Native native, bool isMutable);
     Item classItem(const QString& name, const QStringList& classes);
     bool enter(int depth);
@@ -85,7 +87,7 @@ private:
     std::array<quint32, NativeCount * 2> m_nativeClasses{};
     QHash<QString, quint32> m_classes;
     /// Texts that stand in no value: class lists and escaped names.
-    std::deque<QString> m_texts;
+    std::forward_list<QString> m_texts;
 };
 
 } // namespace Platform

@@ -55,7 +55,7 @@ ArchiveValue::ArchiveValue(const QString& text) {
     if (text.isNull())
         return;
     m_type = quint64(Type::String);
-    m_payload = text;
+    m_payload.emplace<QString>(text);
 }
 
 ArchiveValue::ArchiveValue(const QByteArray& bytes) : ArchiveValue(Type::Data, bytes) {}

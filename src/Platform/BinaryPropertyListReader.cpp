@@ -2,9 +2,6 @@
 
 #include "PropertyListLimits.h"
 
-#include <QtEndian>
-
-#include <bit>
 #include <cstring>
 
 namespace Platform {
@@ -15,7 +12,24 @@ constexpr char Magic[] = {'b', 'p', 'l', 'i', 's', 't', '0', '0'};
 constexpr qsizetype TrailerSize = 32;
 constexpr quint8 CountFollows = 15;
 
-quint64 bigEndian(const uchar* bytes, unsigned size) {
+/// Of an object that is not in the file.
+constexpr quint32 NoOffset = 0;
+
+using Object = BinaryPropertyListReader::Object;
+using Kind = BinaryPropertyListReader::Kind;
+
+Object realObject(Kind kind, const uchar* bytes) {
+    Object object{kind};
+    if (kind == Kind::SingleReal)
+        object.integer = std::bit_cast<qint64>(double{std::bit_cast<float>(qFromBigEndian<quint32>(bytes))});
+    else
+        object.integer = qFromBigEndian<qint64>(bytes);
+    return object;
+}
+
+} // namespace
+
+quint64 BinaryPropertyListReader::bigEndian(const uchar* bytes, unsigned size) {
     switch (size) {
     case 1:
         return *bytes;
@@ -33,10 +47,7 @@ quint64 bigEndian(const uchar* bytes, unsigned size) {
     }
 }
 
-using Object = BinaryPropertyListReader::Object;
-using Kind = BinaryPropertyListReader::Kind;
-
-Object integerObject(const uchar* bytes, unsigned size) {
+Object BinaryPropertyListReader::integerObject(const uchar* bytes, unsigned size) {
     Object object{Kind::Integer};
     if (size < 8) {
         object.integer = static_cast<qint64>(bigEndian(bytes, size));
@@ -54,39 +65,34 @@ Object integerObject(const uchar* bytes, unsigned size) {
     return object;
 }
 
-Object realObject(Kind kind, const uchar* bytes) {
-    Object object{kind};
-    object.real = kind == Kind::SingleReal ? static_cast<double>(std::bit_cast<float>(qFromBigEndian<quint32>(bytes)))
-                                           : std::bit_cast<double>(qFromBigEndian<quint64>(bytes));
-    return object;
-}
-
-} // namespace
-
 bool BinaryPropertyListReader::open(QByteArrayView bytes) {
     if (bytes.size() < qsizetype(sizeof Magic) + TrailerSize || bytes.size() > PropertyListLimits::FileSize ||
         std::memcmp(bytes.data(), Magic, sizeof Magic) != 0)
         return false;
     const auto* first = reinterpret_cast<const uchar*>(bytes.data());
     const uchar* trailer = first + bytes.size() - TrailerSize;
-    m_offsetSize = trailer[6];
+    const unsigned offsetSize = trailer[6];
     m_referenceSize = trailer[7];
     const auto count = qFromBigEndian<quint64>(trailer + 8);
     const auto top = qFromBigEndian<quint64>(trailer + 16);
     const auto table = qFromBigEndian<quint64>(trailer + 24);
-    if (m_offsetSize < 1 || m_offsetSize > 8 || m_referenceSize < 1 || m_referenceSize > 8 || count < 1 ||
+    if (offsetSize < 1 || offsetSize > 8 || m_referenceSize < 1 || m_referenceSize > 8 || count < 1 ||
         count > PropertyListLimits::Objects || top >= count)
         return false;
     const auto tableEnd = static_cast<quint64>(bytes.size() - TrailerSize);
-    if (table <= sizeof Magic || table > tableEnd || count * m_offsetSize > tableEnd - table)
+    if (table <= sizeof Magic || table > tableEnd || count * offsetSize > tableEnd - table)
         return false;
     m_begin = first;
-    m_table = first + table;
-    m_end = m_table;
+    m_end = first + table;
     m_objectCount = static_cast<quint32>(count);
     m_topObject = static_cast<quint32>(top);
     m_left = bytes.size();
     m_strings.assign(m_objectCount, QString());
+    m_offsets.resize(m_objectCount);
+    for (quint32& offset : m_offsets) {
+        const quint64 read = bigEndian(m_end + (&offset - m_offsets.data()) * offsetSize, offsetSize);
+        offset = read >= sizeof Magic && read < table ? static_cast<quint32>(read) : NoOffset;
+    }
     return true;
 }
 
@@ -101,18 +107,15 @@ Object BinaryPropertyListReader::withCount(Kind kind, quint8 low, const uchar* p
         count = bigEndian(position, size);
         position += size;
     }
-    if (count > static_cast<quint64>(m_end - position) / unitSize)
+    if (count > PropertyListLimits::FileSize || static_cast<qint64>(count * unitSize) > m_end - position)
         return {};
     return {kind, static_cast<quint32>(count), position};
 }
 
 Object BinaryPropertyListReader::object(quint32 index) const {
-    if (index >= m_objectCount)
+    if (index >= m_objectCount || m_offsets[index] == NoOffset)
         return {};
-    const quint64 offset = bigEndian(m_table + size_t{index} * m_offsetSize, m_offsetSize);
-    if (offset < sizeof Magic || offset >= static_cast<quint64>(m_end - m_begin))
-        return {};
-    const uchar* position = m_begin + offset;
+    const uchar* position = m_begin + m_offsets[index];
     const quint8 high = *position >> 4;
     const quint8 low = *position & 15;
     ++position;
@@ -149,11 +152,6 @@ Object BinaryPropertyListReader::object(quint32 index) const {
     }
 }
 
-quint32 BinaryPropertyListReader::reference(const Object& container, quint32 position) const {
-    const quint64 index = bigEndian(container.bytes + size_t{position} * m_referenceSize, m_referenceSize);
-    return index < m_objectCount ? static_cast<quint32>(index) : NoObject;
-}
-
 bool BinaryPropertyListReader::take(qsizetype length) {
     if (length > m_left)
         return false;
@@ -161,9 +159,10 @@ bool BinaryPropertyListReader::take(qsizetype length) {
     return true;
 }
 
-QString BinaryPropertyListReader::string(quint32 index, const Object& object) {
+const QString& BinaryPropertyListReader::string(quint32 index, const Object& object) {
+    static const QString none;
     if (index >= m_objectCount)
-        return {};
+        return none;
     QString& text = m_strings[index];
     if (!text.isNull())
         return text;
@@ -173,7 +172,7 @@ QString BinaryPropertyListReader::string(quint32 index, const Object& object) {
         text = QString(qsizetype{object.count}, Qt::Uninitialized);
         qFromBigEndian<quint16>(object.bytes, object.count, text.data());
     } else {
-        return {};
+        return none;
     }
     if (text.isNull())
         text = QLatin1String("");
@@ -187,9 +186,16 @@ bool BinaryPropertyListReader::data(const Object& object, QByteArray& result) {
     return true;
 }
 
-bool BinaryPropertyListReader::isText(const Object& object, QByteArrayView ascii) {
-    return object.kind == Kind::String && object.count == ascii.size() &&
-           std::memcmp(object.bytes, ascii.data(), object.count) == 0;
+bool BinaryPropertyListReader::isText(quint32 index, QByteArrayView ascii) const {
+    if (index >= m_objectCount || m_offsets[index] == NoOffset)
+        return false;
+    const uchar* position = m_begin + m_offsets[index];
+    if (ascii.size() < CountFollows)
+        return *position == (0x50 | ascii.size()) && m_end - position > ascii.size() &&
+               std::memcmp(position + 1, ascii.data(), static_cast<size_t>(ascii.size())) == 0;
+    const Object text = object(index);
+    return text.kind == Kind::String && text.count == ascii.size() &&
+           std::memcmp(text.bytes, ascii.data(), text.count) == 0;
 }
 
 } // namespace Platform

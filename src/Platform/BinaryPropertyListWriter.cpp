@@ -36,10 +36,15 @@ quint32 headSize(quint32 count) {
 }
 
 bool isPlain(QStringView text) {
-    char16_t all = 0;
-    for (const QChar unit : text)
-        all |= unit.unicode();
-    return all < 0x80;
+    const char16_t* units = text.utf16();
+    const qsizetype count = text.size();
+    quint64 all = 0;
+    qsizetype done = 0;
+    for (; done + 4 <= count; done += 4)
+        all |= qFromUnaligned<quint64>(units + done);
+    for (; done < count; ++done)
+        all |= units[done];
+    return (all & 0xff80ff80ff80ff80) == 0;
 }
 
 } // namespace
@@ -49,6 +54,7 @@ class BinaryPropertyListWriter::Sink {
 public:
     explicit Sink(char* position) : m_position(position) {}
 
+    const char* position() const { return m_position; }
     void byte(quint32 value) { *m_position++ = static_cast<char>(value); }
     void number(quint64 value, quint32 bytes) {
         value = qToBigEndian(value);
@@ -84,9 +90,16 @@ public:
         byte(0x10 | markerOfWidth(width(count)));
         number(count, width(count));
     }
+    /// Of units below 0x80 only.
     void narrow(const char16_t* units, quint32 count) {
-        for (quint32 i = 0; i < count; ++i)
-            m_position[i] = static_cast<char>(units[i]);
+        quint32 done = 0;
+        for (; done + 4 <= count; done += 4) {
+            quint64 four = qFromLittleEndian<quint64>(units + done);
+            four = (four | four >> 8) & 0x0000ffff0000ffff;
+            qToLittleEndian(static_cast<quint32>(four | four >> 16), m_position + done);
+        }
+        for (; done < count; ++done)
+            m_position[done] = static_cast<char>(units[done]);
         m_position += count;
     }
     void wide(const char16_t* units, quint32 count) {
@@ -98,12 +111,45 @@ private:
     char* m_position;
 };
 
-BinaryPropertyListWriter::BinaryPropertyListWriter() : m_booleans{None, None} {
-    m_objects.reserve(64);
-    m_references.reserve(128);
+BinaryPropertyListWriter::BinaryPropertyListWriter(size_t objects) : m_booleans{None, None} {
+    m_objects.reserve(objects);
+    m_references.reserve(objects * 2);
 }
 
 quint32 BinaryPropertyListWriter::add(const Object& object) {
+    switch (object.kind) {
+    case Kind::False:
+    case Kind::True:
+        m_size += 1;
+        break;
+    case Kind::Integer:
+        m_size += 1 + (object.body.integer < 0 ? 8 : width(static_cast<quint64>(object.body.integer)));
+        break;
+    case Kind::Unsigned:
+        m_size += 17;
+        break;
+    case Kind::SingleReal:
+        m_size += 5;
+        break;
+    case Kind::Real:
+    case Kind::Date:
+        m_size += 9;
+        break;
+    case Kind::Data:
+    case Kind::String:
+        m_size += headSize(object.count) + quint64{object.count};
+        break;
+    case Kind::WideString:
+        m_size += headSize(object.count) + quint64{object.count} * 2;
+        break;
+    case Kind::Uid:
+        m_size += 1 + width(static_cast<quint64>(object.body.integer));
+        break;
+    case Kind::Array:
+    case Kind::Dictionary:
+        m_size += headSize(object.count);
+        break;
+    }
     m_objects.push_back(object);
     return objectCount() - 1;
 }
@@ -159,35 +205,6 @@ quint32 BinaryPropertyListWriter::addUid(quint32 number) {
     return m_uids[number];
 }
 
-quint64 BinaryPropertyListWriter::contentSize(const Object& object, quint32 referenceSize) {
-    switch (object.kind) {
-    case Kind::False:
-    case Kind::True:
-        return 1;
-    case Kind::Integer:
-        return 1 + (object.body.integer < 0 ? 8 : width(static_cast<quint64>(object.body.integer)));
-    case Kind::Unsigned:
-        return 17;
-    case Kind::SingleReal:
-        return 5;
-    case Kind::Real:
-    case Kind::Date:
-        return 9;
-    case Kind::Data:
-    case Kind::String:
-        return headSize(object.count) + quint64{object.count};
-    case Kind::WideString:
-        return headSize(object.count) + quint64{object.count} * 2;
-    case Kind::Uid:
-        return 1 + width(static_cast<quint64>(object.body.integer));
-    case Kind::Array:
-        return headSize(object.count) + quint64{object.count} * referenceSize;
-    case Kind::Dictionary:
-        return headSize(object.count) + quint64{object.count} * 2 * referenceSize;
-    }
-    return 0;
-}
-
 void BinaryPropertyListWriter::write(const Object& object, Sink& sink, quint32 referenceSize) const {
     switch (object.kind) {
     case Kind::False:
@@ -240,26 +257,20 @@ QByteArray BinaryPropertyListWriter::bytes() const {
         return {};
     // By the number of objects, not by the highest reference: 256 objects already take two bytes.
     const quint32 referenceSize = width(m_objects.size());
-    std::vector<quint32> offsets;
-    offsets.reserve(m_objects.size());
-    quint64 offset = sizeof Magic;
-    for (const Object& object : m_objects) {
-        offsets.push_back(static_cast<quint32>(offset));
-        offset += contentSize(object, referenceSize);
-        if (offset > PropertyListLimits::FileSize)
-            return {};
-    }
+    const quint64 offset = sizeof Magic + m_size + m_references.size() * referenceSize;
     const quint32 offsetSize = width(offset);
-    const quint64 size = offset + offsets.size() * offsetSize + TrailerSize;
+    const quint64 size = offset + m_objects.size() * offsetSize + TrailerSize;
     if (size > PropertyListLimits::FileSize)
         return {};
     QByteArray file(static_cast<qsizetype>(size), Qt::Uninitialized);
     Sink sink(file.data());
+    Sink table(file.data() + offset);
     sink.copy(Magic, sizeof Magic);
-    for (const Object& object : m_objects)
+    for (const Object& object : m_objects) {
+        table.number(static_cast<quint64>(sink.position() - file.constData()), offsetSize);
         write(object, sink, referenceSize);
-    for (const quint32 start : offsets)
-        sink.number(start, offsetSize);
+    }
+    sink = table;
     constexpr quint32 UnusedAndSortVersion = 6;
     for (quint32 i = 0; i < UnusedAndSortVersion; ++i)
         sink.byte(0);

@@ -15,7 +15,8 @@ class ArchiveValue;
 /// outlive bytes().
 class BinaryPropertyListWriter final {
 public:
-    BinaryPropertyListWriter();
+    /// @param objects  as many as will probably be added
+    explicit BinaryPropertyListWriter(size_t objects = 64);
 
     quint32 addString(QStringView text);
     /// A number, date or data, or a string whatever its variant.
@@ -74,11 +75,12 @@ private:
 
     quint32 add(const Object& object);
     quint32 begin(Kind kind, quint32 count, quint32 references);
-    static quint64 contentSize(const Object& object, quint32 referenceSize);
     void write(const Object& object, Sink& sink, quint32 referenceSize) const;
 
     std::vector<Object> m_objects;
     std::vector<quint32> m_references;
+    /// Of all objects, references apart.
+    quint64 m_size = 0;
     std::vector<quint32> m_uids;
     quint32 m_booleans[2];
 };

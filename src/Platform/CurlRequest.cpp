@@ -65,6 +65,7 @@ CurlRequest::~CurlRequest() {
 }
 
 int CurlRequest::countRedirect(long status) {
+    m_request.bearerToken.clear();
     if (becomesGet(status, m_request.method)) {
         m_request.method = "GET";
         m_request.body.clear();
@@ -97,6 +98,8 @@ void CurlRequest::setMethod() {
         nullptr,
         ("Content-Type:" + QByteArray(m_request.contentType.isEmpty() ? "" : " ") + m_request.contentType).constData());
     m_headers = curl_slist_append(m_headers, "Expect:");
+    if (!m_request.bearerToken.isEmpty())
+        m_headers = curl_slist_append(m_headers, ("Authorization: Bearer " + m_request.bearerToken).constData());
     curl_easy_setopt(m_easy, CURLOPT_HTTPHEADER, m_headers);
     if (m_request.method == "GET" && m_request.body.isEmpty())
         return;

@@ -23,6 +23,8 @@ struct HttpRequest {
     QByteArray body = {};
     /// The header is sent only when this is not empty.
     QByteArray contentType = {};
+    /// Sent as "Authorization: Bearer …" when not empty, and never after a redirect.
+    QByteArray bearerToken = {};
     /// Seconds until the whole answer must have come; 0 takes the session's request time-out at the moment of sending.
     double timeout = 0;
 };

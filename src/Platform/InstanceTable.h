@@ -33,7 +33,7 @@ class InstanceTable final {
 public:
     static constexpr quint32 None = 0xffffffff;
 
-    InstanceTable() : m_places(128) {}
+    InstanceTable() : m_places(64) {}
     /// The number of a value that @p identity is one with; None when there is none, and then it is stored as @p number. Two values
     /// that were read as two stay two, even where the content alone would make them one.
     quint32 findOrInsert(const Identity& identity, quint32 number);

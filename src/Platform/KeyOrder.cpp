@@ -84,6 +84,7 @@ void KeyOrder::grow() {
 
 std::span<const quint32> KeyOrder::arranged(std::span<const quint64> hashes) {
     m_hashes = hashes;
+    m_lastHashes.clear();
     m_size = 0;
     m_probes = 0;
     m_table.assign(Sizes[0].places, Free);
@@ -93,8 +94,10 @@ std::span<const quint32> KeyOrder::arranged(std::span<const quint64> hashes) {
         put(index);
         if (index + 1 > Sizes[m_size].capacity)
             grow();
-        if (m_probes > ProbeLimit)
-            return {};
+        if (m_probes > ProbeLimit) {
+            m_order.clear();
+            return m_order;
+        }
     }
     m_order.clear();
     std::copy_if(m_table.begin(), m_table.end(), std::back_inserter(m_order),
@@ -103,8 +106,13 @@ std::span<const quint32> KeyOrder::arranged(std::span<const quint64> hashes) {
 }
 
 bool KeyOrder::arrangeHashes(std::vector<quint32>& order) {
-    const auto arrangement = arranged(m_keyHashes);
-    order.assign(arrangement.begin(), arrangement.end());
+    // Lists of dictionaries with the same keys are the rule.
+    if (m_keyHashes != m_lastHashes) {
+        arranged(m_keyHashes);
+        m_lastHashes = m_keyHashes;
+        m_hashes = m_lastHashes;
+    }
+    order = m_order;
     return order.size() == m_keyHashes.size();
 }
 

@@ -40,6 +40,8 @@ private:
     bool arrangeHashes(std::vector<quint32>& order);
 
     std::vector<quint64> m_keyHashes;
+    /// Those whose order m_order holds.
+    std::vector<quint64> m_lastHashes;
     std::span<const quint64> m_hashes;
     std::vector<quint32> m_table;
     std::vector<quint32> m_order;

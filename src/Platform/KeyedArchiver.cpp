@@ -22,7 +22,8 @@ const QString ArchiverName = QStringLiteral("NSKeyedArchiver");
 /// The second half: lays the numbered objects out as a property list.
 class ArchiveLayouter {
 public:
-    explicit ArchiveLayouter(const ArchiveNumbering& numbering) : m_numbering(numbering) {}
+    explicit ArchiveLayouter(const ArchiveNumbering& numbering)
+        : m_numbering(numbering), m_writer(numbering.probableObjects()) {}
 
     QByteArray run(const QString& rootKey) {
         // The root dictionary alone keeps this order; all its keys come before all its values.

@@ -3,8 +3,10 @@
 #include "BinaryPropertyListReader.h"
 #include "PropertyListLimits.h"
 
+#include <QVarLengthArray>
+
 #include <algorithm>
-#include <deque>
+#include <forward_list>
 
 namespace Platform {
 
@@ -14,7 +16,6 @@ using Reader = BinaryPropertyListReader;
 using Kind = Reader::Kind;
 
 constexpr qint64 ArchiveVersion = 100000;
-constexpr quint32 NoClass = 0xffffffff;
 constexpr quint32 LookLimit = 8 * PropertyListLimits::Objects;
 
 /// What an object of a class is read as.
@@ -32,9 +33,10 @@ Form formOf(const QString& name) {
         {QLatin1StringView("NSDictionary"), Form::Dictionary}, {QLatin1StringView("NSArray"), Form::Array},
         {QLatin1StringView("NSString"), Form::String},         {QLatin1StringView("NSNull"), Form::Null},
         {QLatin1StringView("NSData"), Form::Data},             {QLatin1StringView("NSDate"), Form::Date}};
-    const QString plain = name.startsWith(QLatin1StringView("NSMutable")) ? QLatin1StringView("NS") + name.mid(9) : name;
+    constexpr QLatin1StringView mutablePrefix("NSMutable");
+    const QStringView rest = QStringView(name).mid(name.startsWith(mutablePrefix) ? mutablePrefix.size() : 2);
     for (const auto& [known, form] : forms) {
-        if (plain == known)
+        if (rest == known.mid(2) && name.startsWith(u"NS"))
             return form;
     }
     return Form::Object;
@@ -49,20 +51,19 @@ struct Name {
 class ArchiveDecoder {
 public:
     ArchiveDecoder(Reader& reader, const AllowedClasses& allowed)
-        : m_reader(reader), m_allowed(allowed), m_allowsString(allowed.allows(QStringLiteral("NSString"))),
-          m_allowsNumber(allowed.allows(QStringLiteral("NSNumber"), {QStringLiteral("NSValue")})),
-          m_allowsData(allowed.allows(QStringLiteral("NSData"))), m_allowsDate(allowed.allows(QStringLiteral("NSDate"))) {}
+        : m_reader(reader), m_allowed(allowed), m_allowsString(allowed.allows(u"NSString")),
+          m_allowsNumber(allowed.allows(u"NSNumber") || allowed.allows(u"NSValue")),
+          m_allowsData(allowed.allows(u"NSData")), m_allowsDate(allowed.allows(u"NSDate")) {}
 
     bool decode(ArchiveValue& root, QString* rootKey) {
         const Reader::Object dictionary = m_reader.object(m_reader.topObject());
         const quint32 version = find(dictionary, m_version);
         const quint32 archiver = find(dictionary, m_archiver);
         m_objects = m_reader.object(find(dictionary, m_objectsName));
-        const Reader::Object rootUid = m_reader.object(findRoot(m_reader.object(find(dictionary, m_top)), rootKey));
+        const quint32 rootUid = m_reader.uid(findRoot(m_reader.object(find(dictionary, m_top)), rootKey));
         const Reader::Object versionNumber = m_reader.object(version);
         if (versionNumber.kind != Kind::Integer || versionNumber.integer != ArchiveVersion ||
-            !Reader::isText(m_reader.object(archiver), "NSKeyedArchiver") || m_objects.kind != Kind::Array ||
-            rootUid.kind != Kind::Uid)
+            !m_reader.isText(archiver, "NSKeyedArchiver") || m_objects.kind != Kind::Array)
             return false;
         m_read.resize(m_objects.count);
         m_instances = ArchiveLayout::newInstances(m_reader.objectCount());
@@ -99,39 +100,43 @@ private:
     bool is(quint32 key, Name& name) {
         if (key == name.known)
             return key != Reader::NoObject;
-        if (!Reader::isText(m_reader.object(key), name.text))
+        if (!m_reader.isText(key, name.text))
             return false;
         name.known = key;
         return true;
     }
 
     /// Decodes what a UID stands for, once: from then on the same value is handed out and counted again.
-    bool decodeUid(const Reader::Object& uid, int depth, ArchiveValue& result) {
-        if (uid.kind != Kind::Uid || uid.integer >= m_objects.count)
+    bool decodeUid(quint32 number, int depth, ArchiveValue& result) {
+        if (number >= m_objects.count)
             return false;
-        if (uid.integer == 0) {
+        if (number == 0) {
             result = ArchiveValue();
             return count(1);
         }
-        const auto number = static_cast<quint32>(uid.integer);
-        if (m_read[number].state == Read::State::New) {
-            m_read[number].state = Read::State::Open;
+        const quint32 index = m_reader.reference(m_objects, number);
+        const Reader::Object object = m_reader.object(index);
+        // What stands for itself is quicker read again than kept.
+        if (object.kind != Kind::Dictionary)
+            return count(1) && decodePlain(index, object, true, result);
+        Read& read = m_read[number];
+        if (read.state == Read::State::New) {
+            read.state = Read::State::Open;
             const quint32 before = m_values;
             const int outerHeight = std::exchange(m_height, 0);
-            if (!count(1) || !decodeEntry(number, depth, m_read[number].value))
+            if (!count(1) || !decodeEntry(number, object, depth, read.value))
                 return false;
-            Read& read = m_read[number];
+            ArchiveLayout::setInstance(read.value, m_instances + index);
             read.state = Read::State::Done;
             read.values = m_values - before;
             read.height = static_cast<quint8>(m_height);
             m_height = std::max(outerHeight, m_height);
         } else {
-            const Read& read = m_read[number];
             if (read.state == Read::State::Open || depth + read.height > PropertyListLimits::Depth || !count(read.values))
                 return false;
             m_height = std::max<int>(m_height, read.height);
         }
-        result = m_read[number].value;
+        result = read.value;
         return true;
     }
 
@@ -145,11 +150,7 @@ private:
         return depth < PropertyListLimits::Depth && entries <= PropertyListLimits::Objects - m_values;
     }
 
-    bool decodeEntry(quint32 number, int depth, ArchiveValue& result) {
-        const quint32 index = m_reader.reference(m_objects, number);
-        const Reader::Object object = m_reader.object(index);
-        if (object.kind != Kind::Dictionary)
-            return decodePlain(index, object, true, result);
+    bool decodeEntry(quint32 number, const Reader::Object& object, int depth, ArchiveValue& result) {
         const ClassEntry* entry = classOf(object);
         if (!entry || !entry->isAllowed)
             return false;
@@ -174,8 +175,7 @@ private:
             isWhole = decodeUids(m_reader.object(find(object, m_arrayObjects)), depth, result);
             break;
         case Form::Dictionary:
-            isWhole = hasOtherKeys(object) ? decodeObject(object, *entry, number, depth, result)
-                                           : decodeDictionary(object, depth, result);
+            isWhole = decodeDictionary(object, *entry, number, depth, result);
             break;
         case Form::Object:
             isWhole = decodeObject(object, *entry, number, depth, result);
@@ -183,7 +183,6 @@ private:
         }
         if (isMutable)
             ArchiveLayout::setMutable(result);
-        ArchiveLayout::setInstance(result, m_instances + index);
         return isWhole;
     }
 
@@ -207,12 +206,12 @@ private:
             break;
         case Kind::SingleReal:
         case Kind::Real:
-            result = object.real;
+            result = object.real();
             if (object.kind == Kind::SingleReal)
                 ArchiveLayout::setSinglePrecision(result);
             break;
         case Kind::Date:
-            result = ArchiveValue::date(object.real);
+            result = ArchiveValue::date(object.real());
             isAllowed = m_allowsDate;
             break;
         case Kind::Data: {
@@ -240,7 +239,7 @@ private:
             return false;
         ArchiveValue::Array items(list.count);
         for (quint32 i = 0; i < list.count; ++i) {
-            if (!decodeUid(m_reader.object(m_reader.reference(list, i)), depth + 1, items[i]))
+            if (!decodeUid(m_reader.uid(m_reader.reference(list, i)), depth + 1, items[i]))
                 return false;
         }
         ++m_height;
@@ -249,39 +248,31 @@ private:
     }
 
     /// A dictionary whose keys are not all strings is read as an object with the fields "NS.keys" and "NS.objects".
-    bool hasOtherKeys(const Reader::Object& object) {
-        const Reader::Object keys = m_reader.object(find(object, m_keys));
-        if (keys.kind != Kind::Array)
-            return keys.kind == Kind::Uid;
-        for (quint32 i = 0; i < keys.count && ++m_lookedAt < LookLimit; ++i) {
-            const Reader::Object uid = m_reader.object(m_reader.reference(keys, i));
-            if (uid.kind != Kind::Uid || uid.integer >= m_objects.count)
-                return false; // breaks the archive, as will be found out
-            const quint32 key = m_reader.reference(m_objects, static_cast<quint32>(uid.integer));
-            if (m_reader.object(key).kind == Kind::Dictionary)
-                return true;
-        }
-        return false;
-    }
-
-    bool decodeDictionary(const Reader::Object& object, int depth, ArchiveValue& result) {
+    bool decodeDictionary(const Reader::Object& object, const ClassEntry& entry, quint32 number, int depth,
+                          ArchiveValue& result) {
         const Reader::Object keys = m_reader.object(find(object, m_keys));
         const Reader::Object values = m_reader.object(find(object, m_dictionaryObjects));
+        if (keys.kind == Kind::Uid)
+            return decodeObject(object, entry, number, depth, result);
         if (keys.kind != Kind::Array || values.kind != Kind::Array || keys.count != values.count ||
             !enter(keys.count, depth))
             return false;
         ArchiveValue::Dictionary entries(keys.count);
-        const quint32 before = m_values;
         for (quint32 i = 0; i < keys.count; ++i) {
-            ArchiveValue key;
-            if (!decodeUid(m_reader.object(m_reader.reference(keys, i)), depth + 1, key) || !key.isString())
+            const quint32 uid = m_reader.uid(m_reader.reference(keys, i));
+            if (uid >= m_objects.count)
                 return false;
-            entries[i].key = key.string();
-            entries[i].keyInstance = ArchiveLayout::instance(key);
+            const quint32 key = m_reader.reference(m_objects, uid);
+            const Reader::Object keyObject = m_reader.object(key);
+            if (keyObject.kind == Kind::Dictionary)
+                return decodeObject(object, entry, number, depth, result);
+            entries[i].key = m_reader.string(key, keyObject);
+            entries[i].keyInstance = m_instances + key;
+            if (entries[i].key.isNull() || !m_allowsString)
+                return false;
         }
-        m_values = before; // strings that stand as keys are no values
         for (quint32 i = 0; i < values.count; ++i) {
-            if (!decodeUid(m_reader.object(m_reader.reference(values, i)), depth + 1, entries[i].value))
+            if (!decodeUid(m_reader.uid(m_reader.reference(values, i)), depth + 1, entries[i].value))
                 return false;
         }
         ++m_height;
@@ -291,7 +282,7 @@ private:
 
     bool decodeObject(const Reader::Object& object, const ClassEntry& entry, quint32 number, int depth,
                       ArchiveValue& result);
-    bool decodeField(quint32 index, int depth, ArchiveValue& result);
+    bool decodeField(quint32 index, const Reader::Object& object, int depth, ArchiveValue& result);
     bool decodeInlineArray(const Reader::Object& object, int depth, ArchiveValue& result);
     bool decodeInlineDictionary(const Reader::Object& object, int depth, ArchiveValue& result);
     const ClassEntry* classOf(const Reader::Object& object);
@@ -309,8 +300,8 @@ private:
     /// Of what has been read inside the container that is being read: containers within each other.
     int m_height = 0;
     std::vector<Read> m_read;
-    std::vector<quint32> m_classNumbers;
-    std::deque<ClassEntry> m_classes;
+    std::vector<const ClassEntry*> m_classEntries;
+    std::forward_list<ClassEntry> m_classes;
     /// Pairs and class names looked at: overlapping objects must not make a small file long work.
     quint32 m_lookedAt = 0;
 
@@ -330,21 +321,26 @@ private:
     Name m_time{"NS.time"};
 };
 
+/// For each field the number of the object it refers to, or -1.
+using Uids = QVarLengthArray<qint64, 32>;
+
 /// Fields come out in hash order, but those that were archived first have the lower UIDs.
-void restoreEncodingOrder(ArchiveValue::Dictionary& fields, const std::vector<qint64>& uids, qint64 ownUid) {
-    std::vector<size_t> places;
-    for (size_t i = 0; i < fields.size(); ++i) {
+void restoreEncodingOrder(ArchiveValue::Dictionary& fields, const Uids& uids, qint64 ownUid) {
+    QVarLengthArray<qsizetype, 32> places;
+    for (qsizetype i = 0; i < uids.size(); ++i) {
         if (uids[i] > ownUid)
             places.push_back(i);
     }
-    std::vector<size_t> sorted = places;
-    std::stable_sort(sorted.begin(), sorted.end(), [&](size_t left, size_t right) { return uids[left] < uids[right]; });
-    if (sorted == places)
+    const auto isEarlier = [&](qsizetype left, qsizetype right) { return uids[left] < uids[right]; };
+    if (std::is_sorted(places.begin(), places.end(), isEarlier))
         return;
-    ArchiveValue::Dictionary result = fields;
-    for (size_t i = 0; i < places.size(); ++i)
-        result[places[i]] = std::move(fields[sorted[i]]);
-    fields = std::move(result);
+    auto sorted = places;
+    std::stable_sort(sorted.begin(), sorted.end(), isEarlier);
+    ArchiveValue::Dictionary moved;
+    for (const qsizetype place : sorted)
+        moved.push_back(std::move(fields[size_t(place)]));
+    for (qsizetype i = 0; i < places.size(); ++i)
+        fields[size_t(places[i])] = std::move(moved[size_t(i)]);
 }
 
 bool ArchiveDecoder::decodeObject(const Reader::Object& object, const ClassEntry& entry, quint32 number, int depth,
@@ -352,7 +348,7 @@ bool ArchiveDecoder::decodeObject(const Reader::Object& object, const ClassEntry
     if (!enter(object.count, depth))
         return false;
     ArchiveValue::Dictionary fields;
-    std::vector<qint64> uids;
+    Uids uids;
     fields.reserve(object.count);
     uids.reserve(object.count);
     for (quint32 i = 0; i < object.count; ++i) {
@@ -362,12 +358,12 @@ bool ArchiveDecoder::decodeObject(const Reader::Object& object, const ClassEntry
         const Reader::Object keyObject = m_reader.object(key);
         ArchiveEntry field{m_reader.string(key, keyObject), {}, m_instances + key, i};
         const quint32 value = m_reader.reference(object, object.count + i);
-        if (field.key.isNull() || !decodeField(value, depth + 1, field.value))
+        const Reader::Object valueObject = m_reader.object(value);
+        if (field.key.isNull() || !decodeField(value, valueObject, depth + 1, field.value))
             return false;
         // A field's own name that begins with "$" was given another one.
         if (field.key.startsWith(QLatin1StringView("$$")))
             field.key.remove(0, 1);
-        const Reader::Object valueObject = m_reader.object(value);
         uids.push_back(valueObject.kind == Kind::Uid ? valueObject.integer : -1);
         fields.push_back(std::move(field));
     }
@@ -378,10 +374,9 @@ bool ArchiveDecoder::decodeObject(const Reader::Object& object, const ClassEntry
 }
 
 /// A field of an object, or what stands inside one that is stored inline.
-bool ArchiveDecoder::decodeField(quint32 index, int depth, ArchiveValue& result) {
-    const Reader::Object object = m_reader.object(index);
+bool ArchiveDecoder::decodeField(quint32 index, const Reader::Object& object, int depth, ArchiveValue& result) {
     if (object.kind == Kind::Uid) {
-        if (!decodeUid(object, depth, result))
+        if (!decodeUid(static_cast<quint32>(object.integer), depth, result))
             return false;
         if (result.isNumber())
             ArchiveLayout::setStorage(result, ArchiveValue::Storage::Boxed);
@@ -403,7 +398,8 @@ bool ArchiveDecoder::decodeInlineArray(const Reader::Object& object, int depth, 
         return false;
     ArchiveValue::Array items(object.count);
     for (quint32 i = 0; i < object.count; ++i) {
-        if (!decodeField(m_reader.reference(object, i), depth + 1, items[i]))
+        const quint32 index = m_reader.reference(object, i);
+        if (!decodeField(index, m_reader.object(index), depth + 1, items[i]))
             return false;
     }
     ++m_height;
@@ -419,8 +415,8 @@ bool ArchiveDecoder::decodeInlineDictionary(const Reader::Object& object, int de
         const quint32 key = m_reader.reference(object, i);
         entries[i].key = m_reader.string(key, m_reader.object(key));
         entries[i].keyInstance = m_instances + key;
-        if (entries[i].key.isNull() ||
-            !decodeField(m_reader.reference(object, object.count + i), depth + 1, entries[i].value))
+        const quint32 index = m_reader.reference(object, object.count + i);
+        if (entries[i].key.isNull() || !decodeField(index, m_reader.object(index), depth + 1, entries[i].value))
             return false;
     }
     ++m_height;
@@ -429,20 +425,18 @@ bool ArchiveDecoder::decodeInlineDictionary(const Reader::Object& object, int de
 }
 
 const ClassEntry* ArchiveDecoder::classOf(const Reader::Object& object) {
-    const Reader::Object uid = m_reader.object(find(object, m_class));
-    if (uid.kind != Kind::Uid || uid.integer >= m_objects.count)
+    const quint32 uid = m_reader.uid(find(object, m_class));
+    if (uid >= m_objects.count)
         return nullptr;
-    if (m_classNumbers.empty())
-        m_classNumbers.resize(m_objects.count, NoClass);
-    quint32& number = m_classNumbers[static_cast<size_t>(uid.integer)];
-    if (number == NoClass) {
+    if (m_classEntries.empty())
+        m_classEntries.resize(m_objects.count);
+    if (!m_classEntries[uid]) {
         ClassEntry entry;
-        if (!decodeClass(m_reader.object(m_reader.reference(m_objects, static_cast<quint32>(uid.integer))), entry))
+        if (!decodeClass(m_reader.object(m_reader.reference(m_objects, uid)), entry))
             return nullptr;
-        number = static_cast<quint32>(m_classes.size());
-        m_classes.push_back(std::move(entry));
+        m_classEntries[uid] = &m_classes.emplace_front(std::move(entry));
     }
-    return &m_classes[number];
+    return m_classEntries[uid];
 }
 
 bool ArchiveDecoder::decodeClass(const Reader::Object& object, ClassEntry& entry) {

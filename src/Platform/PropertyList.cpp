@@ -38,12 +38,12 @@ public:
             return true;
         case Reader::Kind::SingleReal:
         case Reader::Kind::Real:
-            result = object.real;
+            result = object.real();
             if (object.kind == Reader::Kind::SingleReal)
                 ArchiveLayout::setSinglePrecision(result);
             return true;
         case Reader::Kind::Date:
-            result = ArchiveValue::date(object.real);
+            result = ArchiveValue::date(object.real());
             return true;
         case Reader::Kind::Data: {
             QByteArray bytes;

@@ -291,8 +291,11 @@ private Q_SLOTS:
         QCOMPARE(device.hardDiskSerialNums(), (QStringList{"S4EV", "WD-1", "Z-99"}));
         const ITDevice bare("/nowhere");
         QCOMPARE(bare.boardSerialNums() + bare.memorySerialNums() + bare.hardDiskSerialNums(), QStringList{});
-        for (qsizetype length = 0; length < module.size();
-             ++length) // cut short anywhere: a serial number whole or none
+        // An old, shorter entry: what stands in the number's place belongs to its strings.
+        const QByteArray old = "\x11\x15" + QByteArray(0x13, '\0') + QByteArray("abc\x01\0\0", 6);
+        QCOMPARE(DeviceSerials::firmwareString(old, 0x18), "");
+        // Cut short anywhere: a serial number whole or none.
+        for (qsizetype length = 0; length < module.size(); ++length)
             QVERIFY(DeviceSerials::firmwareString(module.left(length), 0x18).isEmpty() || length >= module.size() - 2);
     }
 

@@ -107,10 +107,13 @@ private Q_SLOTS:
         monitor.start([&](Status status) { told.append(int(status)); });
         QTRY_COMPARE(told, QList<int>{2});
         facts.links = {unplugged(Wire)};
-        for (int i = 0; i < 50; ++i) // a burst is read as one change
+        const int atFirst = asked;
+        for (int i = 0; i < 10; ++i) { // a burst is read as one change, or two on a slow machine
             QCOMPARE(::send(ends[1], "changed", 7, 0), 7);
+            QTest::qWait(5);
+        }
         QTRY_COMPARE(told, (QList<int>{2, 0}));
-        QVERIFY2(asked <= 3, qPrintable(QString::number(asked)));
+        QVERIFY2(asked - atFirst <= 2, qPrintable(QString::number(asked)));
         const int before = asked;
         QCOMPARE(::send(ends[1], "changed", 7, 0), 7); // a change that changes nothing is not told
         QTRY_VERIFY(asked > before);

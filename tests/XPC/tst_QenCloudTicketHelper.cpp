@@ -137,9 +137,9 @@ private:
     static bool check(QenCloudTicketHelper& helper) {
         std::atomic<int> answer{-1};
         std::thread asking([&] { answer = helper.checkXPCServiceIsReInital(); });
-        QTest::qWaitFor([&] { return answer >= 0; }, 15000);
+        const bool answered = QTest::qWaitFor([&] { return answer >= 0; }, 15000);
         asking.join();
-        return answer == 1;
+        return answered && answer == 1;
     }
 
     QProcess m_bus;

@@ -1,19 +1,12 @@
 #pragma once
 
 #include "Error.h"
+#include "TicketServiceLink.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
 
 #include <functional>
-
-/// The session service that runs the signed-in user's proxy.
-class TicketServiceLink {
-public:
-    virtual ~TicketServiceLink() = default;
-    virtual void runTicketXPC() = 0;
-    virtual void closeNgnServerXpc() = 0;
-};
 
 /// The agent's local HTTP interface.
 class AgentAccessLink {

@@ -5,9 +5,11 @@
 #include "ITDevice.h"
 #include "IntegerValue.h"
 #include "QenCloudNGNLogin.h"
+#include "QenCloudTicketHelper.h"
 #include "QenLogHelper.h"
 #include "SealedBody.h"
 #include "SystemLog.h"
+#include "VindorClient.h"
 
 #include <QFile>
 
@@ -44,7 +46,8 @@ QenCloudLoginHelper::QenCloudLoginHelper(World world) : m_world(std::move(world)
 QenCloudLoginHelper& QenCloudLoginHelper::sharedInstance() {
     static auto* instance =
         new QenCloudLoginHelper({QenCloudNGNLogin::sharedInstance(), AccountManager::shareManager(),
-                                 ITDevice::currentDevice(), QenLogHelper::sharedInstance(), LoginFolders::standard(), {}});
+                                 ITDevice::currentDevice(), QenLogHelper::sharedInstance(), LoginFolders::standard(),
+                                 {&QenCloudTicketHelper::sharedInstance(), &VindorClient::sharedInstance(), nullptr}});
     return *instance;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Queue.h"
+#include "TicketServiceLink.h"
 
 #include <chrono>
 #include <mutex>
@@ -13,24 +14,24 @@ class QenLogHelper;
 ///
 /// The service answers on the session bus and is started by it when it is first called. A bus that is missing or goes away, and a
 /// service that is absent, count as a service that does not reply. Any thread.
-class QenCloudTicketHelper final {
+class QenCloudTicketHelper final : public TicketServiceLink {
 public:
     /// Opens the connection.
     /// @param busAddress  of the session bus; the environment's when empty
     /// @param replyLimit  how long checkXPCServiceIsReInital() waits
     explicit QenCloudTicketHelper(QenLogHelper& log, QString busAddress = {},
                                   std::chrono::milliseconds replyLimit = std::chrono::seconds(10));
-    ~QenCloudTicketHelper();
+    ~QenCloudTicketHelper() override;
     static QenCloudTicketHelper& sharedInstance();
 
     void initialConnection();
     /// Asks the service to start its proxy, connecting first when closed. Returns at once; the outcome is logged.
-    void runTicketXPC();
+    void runTicketXPC() override;
     /// Whether the service's connection is new: it was closed, or the service was started again. False without a reply in time.
     /// Blocks its caller until then.
     bool checkXPCServiceIsReInital();
     /// Asks the service to stop its proxy and forgets the connection. Returns at once.
-    void closeNgnServerXpc();
+    void closeNgnServerXpc() override;
     bool isConnected() const;
 
 private:
