@@ -37,7 +37,8 @@ inline Result summarise(std::vector<double> samples) {
     return {median, (samples.back() - samples.front()) / median};
 }
 
-/// Operations a second of @p operation, called for at least @p roundSeconds in each of @p rounds rounds; 0 when not wanted.
+/// Operations a second of @p operation, called for at least @p roundSeconds in each of @p rounds rounds; 0 when not
+/// wanted.
 template <typename Operation>
 double rate(const char* name, Operation operation, int rounds = 7, double roundSeconds = 0.15) {
     if (!isWanted(name))

@@ -1,5 +1,5 @@
-// Reading and writing keyed archives beside libplist, which reads the same bytes to nodes and writes bytes from the same nodes,
-// without giving its nodes a meaning.
+// Reading and writing keyed archives beside libplist, which reads the same bytes to nodes and writes bytes from the
+// same nodes, without giving its nodes a meaning.
 
 #include "BenchHarness.h"
 
@@ -32,7 +32,8 @@ ArchiveValue largeRoot() {
         tool.insert(QStringLiteral("identifier"), QStringLiteral("com.example.tools.tool-") + number);
         tool.insert(QStringLiteral("download_url"),
                     QStringLiteral("https://example.invalid/download/packages/tool-%1.dmg").arg(number));
-        tool.insert(QStringLiteral("description"), QStringLiteral("Opens the tool number %1 for the signed-in user").arg(number));
+        tool.insert(QStringLiteral("description"),
+                    QStringLiteral("Opens the tool number %1 for the signed-in user").arg(number));
         tool.insert(QStringLiteral("order"), i);
         tool.insert(QStringLiteral("enabled"), i % 3 != 0);
         tools.push_back(tool);
@@ -44,7 +45,8 @@ ArchiveValue largeRoot() {
 
 void measure(const std::string& size, const ArchiveValue& root) {
     const QByteArray bytes = Platform::KeyedArchiver::archivedData(root);
-    std::printf("{\"case\": \"archive_size_%s\", \"bytes\": %lld}\n", size.c_str(), static_cast<long long>(bytes.size()));
+    std::printf("{\"case\": \"archive_size_%s\", \"bytes\": %lld}\n", size.c_str(),
+                static_cast<long long>(bytes.size()));
     const auto length = static_cast<uint32_t>(bytes.size());
     plist_t nodes = nullptr;
     plist_from_bin(bytes.constData(), length, &nodes);
@@ -60,7 +62,8 @@ void measure(const std::string& size, const ArchiveValue& root) {
         Bench::keep(made);
         plist_free(made);
     });
-    const double ourWrite = Bench::rate(write.c_str(), [&] { Bench::keep(Platform::KeyedArchiver::archivedData(root)); });
+    const double ourWrite =
+        Bench::rate(write.c_str(), [&] { Bench::keep(Platform::KeyedArchiver::archivedData(root)); });
     const double theirWrite = Bench::rate(("libplist_" + write).c_str(), [&] {
         char* made = nullptr;
         uint32_t madeLength = 0;

@@ -44,16 +44,32 @@ void AppDelegate::onMain(Call call) {
 void AppDelegate::setMainWindow(QenMainWindow* window) {
     m_mainWindow = window;
     ApplicationMenu::Operations operations;
-    operations.tapAboutItem = [this] { tapAboutItem(); };
-    operations.tapHelp = [this] { tapHelp(); };
-    operations.ConfigureServerClick = [this] { ConfigureServerClick(); };
-    operations.logoutClick = [this] { logoutClick(); };
-    operations.menuQuit = [this] { menuQuit(); };
-    operations.validateMenuItem = [this] { validateMenuItem(); };
+    operations.tapAboutItem = [this] {
+        tapAboutItem();
+    };
+    operations.tapHelp = [this] {
+        tapHelp();
+    };
+    operations.ConfigureServerClick = [this] {
+        ConfigureServerClick();
+    };
+    operations.logoutClick = [this] {
+        logoutClick();
+    };
+    operations.menuQuit = [this] {
+        menuQuit();
+    };
+    operations.validateMenuItem = [this] {
+        validateMenuItem();
+    };
     if (m_world.parts.beginExportLogSheet)
-        operations.excludeLogs = [this] { excludeLogs(); };
+        operations.excludeLogs = [this] {
+            excludeLogs();
+        };
     if (m_world.parts.beginModifyPasswordSheet)
-        operations.modifyPasswordClick = [this] { modifyPasswordClick(); };
+        operations.modifyPasswordClick = [this] {
+            modifyPasswordClick();
+        };
     m_menu = new ApplicationMenu(operations, window);
     window->setMenu(m_menu);
 }
@@ -76,10 +92,13 @@ void AppDelegate::applicationDidFinishLaunching() {
     checkTrayStatus();
 }
 
-void AppDelegate::setAppearanceAqua() { Theme::apply(*qApp); }
+void AppDelegate::setAppearanceAqua() {
+    Theme::apply(*qApp);
+}
 
 void AppDelegate::addQenNotifications() {
-    m_hideTray = m_world.center.observe(HideTrayNotification, [this](const Platform::Notification&) { checkTrayStatus(); });
+    m_hideTray =
+        m_world.center.observe(HideTrayNotification, [this](const Platform::Notification&) { checkTrayStatus(); });
 }
 
 bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows) {
@@ -153,9 +172,13 @@ void AppDelegate::setItemsHiddenMenu() {
         m_menu->setSignedIn(m_world.login.iflogin() && !m_isLoggingOut);
 }
 
-ApplicationMenu* AppDelegate::menu() const { return m_menu.data(); }
+ApplicationMenu* AppDelegate::menu() const {
+    return m_menu.data();
+}
 
-void AppDelegate::validateMenuItem() { setItemsHiddenMenu(); }
+void AppDelegate::validateMenuItem() {
+    setItemsHiddenMenu();
+}
 
 void AppDelegate::showAlertTipForLogin(const QString& text) {
     if (text.isEmpty())
@@ -232,9 +255,13 @@ void AppDelegate::tapHelp() {
     m_helpWindow->makeKeyAndOrderFront();
 }
 
-void AppDelegate::excludeLogs() { m_world.parts.beginExportLogSheet(m_mainWindow); }
+void AppDelegate::excludeLogs() {
+    m_world.parts.beginExportLogSheet(m_mainWindow);
+}
 
-void AppDelegate::modifyPasswordClick() { m_world.parts.beginModifyPasswordSheet(m_mainWindow); }
+void AppDelegate::modifyPasswordClick() {
+    m_world.parts.beginModifyPasswordSheet(m_mainWindow);
+}
 
 void AppDelegate::ConfigureServerClick() {
     if (!m_mainWindow)
@@ -246,8 +273,9 @@ void AppDelegate::ConfigureServerClick() {
 }
 
 void AppDelegate::menuQuit() {
-    QuitSequence::start({m_world.login, m_world.log, m_world.parts.agent, m_world.vpnExecutable}, [delegate = QPointer(this)] {
-        if (AppDelegate* self = delegate.data())
-            self->terminate();
-    });
+    QuitSequence::start({m_world.login, m_world.log, m_world.parts.agent, m_world.vpnExecutable},
+                        [delegate = QPointer(this)] {
+                            if (AppDelegate* self = delegate.data())
+                                self->terminate();
+                        });
 }

@@ -27,7 +27,8 @@ namespace Platform {
 class TrayHost;
 }
 
-/// The spine of the client: runs the launch sequence, owns the tray item and the menu's operations, decides how the process quits.
+/// The spine of the client: runs the launch sequence, owns the tray item and the menu's operations, decides how the
+/// process quits.
 ///
 /// Main thread, except for checkTrayStatus() and showAlertTipForLogin().
 class AppDelegate final : public QObject, public ApplicationInterface {
@@ -65,7 +66,8 @@ public:
 
     void setAppearanceAqua();
     void addQenNotifications();
-    /// Shows or hides the tray item and the main window as the agent wants it. Any thread; acts later, on the main queue.
+    /// Shows or hides the tray item and the main window as the agent wants it. Any thread; acts later, on the main
+    /// queue.
     void checkTrayStatus();
     void statusItemDidCliked();
     void setItemsHiddenMenu() override;

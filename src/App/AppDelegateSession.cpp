@@ -20,12 +20,10 @@ namespace {
 QJsonObject logoutRequest(ITDevice& device, const QString& applicationSupport) {
     device.getMacAndIPAddr();
     const auto account = AccountModel::currentModel(applicationSupport).value_or(AccountModel());
-    return {{QStringLiteral("userid"), account.userid()},
-            {QStringLiteral("mac"), device.macAddresses().join(u';')},
-            {QStringLiteral("ip"), device.ipArray().join(u';')},
-            {QStringLiteral("deviceid"), device.uuid()},
-            {QStringLiteral("ticket"), account.decryptTicket()},
-            {QStringLiteral("msg"), QStringLiteral("logout")}};
+    return {
+        {QStringLiteral("userid"), account.userid()},        {QStringLiteral("mac"), device.macAddresses().join(u';')},
+        {QStringLiteral("ip"), device.ipArray().join(u';')}, {QStringLiteral("deviceid"), device.uuid()},
+        {QStringLiteral("ticket"), account.decryptTicket()}, {QStringLiteral("msg"), QStringLiteral("logout")}};
 }
 
 } // namespace
@@ -63,19 +61,21 @@ void AppDelegate::logoutAnswered(const QJsonObject& answer, const Platform::Erro
     else
         showAlertTipForLogin(verdict.message);
     const auto ret = integerValue(answer.value(u"ret"));
-    m_world.log.writeLog(QStringLiteral("[QenDetailWindow] QenCloud logout ret:%1 msg:%2")
-                             .arg(ret ? QString::number(*ret) : QStringLiteral("(null)"), redacted(answer.value(u"msg"))),
-                         1);
+    m_world.log.writeLog(
+        QStringLiteral("[QenDetailWindow] QenCloud logout ret:%1 msg:%2")
+            .arg(ret ? QString::number(*ret) : QStringLiteral("(null)"), redacted(answer.value(u"msg"))),
+        1);
 }
 
 void AppDelegate::checkStatusTicket() {
     if (!m_world.login.iflogin())
         return;
     m_world.login.checkTicketStatus([&log = m_world.log](const QJsonObject& answer, const Platform::Error& error) {
-        log.writeLog(error ? QStringLiteral("[QenDetailWindow] QenCloud Check ticket error:%1").arg(error.localizedDescription())
-                           : QStringLiteral("[QenDetailWindow] QenCloud Check ticket response msg:%1")
-                                 .arg(redacted(answer.value(u"msg"))),
-                     1);
+        log.writeLog(
+            error ? QStringLiteral("[QenDetailWindow] QenCloud Check ticket error:%1").arg(error.localizedDescription())
+                  : QStringLiteral("[QenDetailWindow] QenCloud Check ticket response msg:%1")
+                        .arg(redacted(answer.value(u"msg"))),
+            1);
     });
 }
 

@@ -16,7 +16,8 @@ ApplicationMenu::ApplicationMenu(const Operations& operations, QWidget* window)
     // The reason why an item is grey stands in its tool tip.
     setToolTipsVisible(true);
     addItem(QStringLiteral("aboutItem"), QStringLiteral("关于 Mav"), operations.tapAboutItem);
-    addItem(QStringLiteral("helpItem"), QStringLiteral("帮助"), operations.tapHelp)->setShortcut(QKeySequence(Qt::Key_F1));
+    addItem(QStringLiteral("helpItem"), QStringLiteral("帮助"), operations.tapHelp)
+        ->setShortcut(QKeySequence(Qt::Key_F1));
     addSeparator();
     QAction* exportItem = addItem(QStringLiteral("exportLogsItem"), QStringLiteral("导出日志"), operations.excludeLogs);
     setAvailable(exportItem, operations.excludeLogs != nullptr, true, {});

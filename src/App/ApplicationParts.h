@@ -6,8 +6,8 @@
 class AgentAccessLink;
 class QWidget;
 
-/// Pieces of the client that the application starts or opens without knowing them. One that is empty is not asked; a menu item
-/// whose piece is empty stays grey and says why.
+/// Pieces of the client that the application starts or opens without knowing them. One that is empty is not asked; a
+/// menu item whose piece is empty stays grey and says why.
 struct ApplicationParts {
     std::function<void()> startUIResourcesFileListen;
     std::function<void()> configParlo;

@@ -63,7 +63,9 @@ QenMainWindow::QenMainWindow(Platform::UserDefaults& defaults)
     restorePlace();
 }
 
-void QenMainWindow::setMenu(QMenu* menu) { m_menu = menu; }
+void QenMainWindow::setMenu(QMenu* menu) {
+    m_menu = menu;
+}
 
 void QenMainWindow::setContentView(QWidget* view) {
     m_menuButton->parentWidget()->parentWidget()->layout()->addWidget(view);
@@ -86,7 +88,8 @@ void QenMainWindow::openMenu() {
     if (!menu)
         return;
     // Under the button and within the window, as far as its right edge.
-    const QPoint corner = m_menuButton->mapToGlobal(QPoint(m_menuButton->width(), m_menuButton->height() + Theme::Space4));
+    const QPoint corner =
+        m_menuButton->mapToGlobal(QPoint(m_menuButton->width(), m_menuButton->height() + Theme::Space4));
     menu->popup(corner - QPoint(menu->sizeHint().width(), 0));
     menu->setActiveAction(menu->actions().constFirst());
 }

@@ -24,7 +24,8 @@ void QuitSequence::stopVpnComponent() {
     QString running;
     TaskHelper::sharedInstance().excuteTaskPath(
         QStringLiteral("/bin/bash"),
-        {QStringLiteral("-c"), QStringLiteral("/bin/ps aux | grep -w '%1' | grep -v 'grep'").arg(m_world.vpnExecutable)},
+        {QStringLiteral("-c"),
+         QStringLiteral("/bin/ps aux | grep -w '%1' | grep -v 'grep'").arg(m_world.vpnExecutable)},
         &running, nullptr);
     if (running.isEmpty()) {
         finish();

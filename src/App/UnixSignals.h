@@ -4,7 +4,8 @@
 
 #include <functional>
 
-/// Turns SIGTERM and SIGINT into a call on the main thread. One object a process; the signals keep their default before.
+/// Turns SIGTERM and SIGINT into a call on the main thread. One object a process; the signals keep their default
+/// before.
 class UnixSignals final : public QObject {
     Q_OBJECT
 public:

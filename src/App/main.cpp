@@ -31,8 +31,8 @@ namespace {
 
 constexpr int SecondCopy = 1;
 
-/// Ends the process with its log written. No destructor runs: worker threads still use the shared services, and nothing that a
-/// destructor does matters to a process that ends.
+/// Ends the process with its log written. No destructor runs: worker threads still use the shared services, and nothing
+/// that a destructor does matters to a process that ends.
 [[noreturn]] void endProcess(int status) {
     QenLogHelper::sharedInstance().drain();
     std::_Exit(status);
@@ -54,9 +54,15 @@ MainViewWorld mainViewWorld(AppDelegate& delegate, Platform::Reachability& reach
 /// The pieces behind the launch sequence and the quit.
 ApplicationParts runningParts() {
     ApplicationParts parts;
-    parts.startUIResourcesFileListen = [] { QenUIFileListener::sharedInstance().startUIResourcesFileListen(); };
-    parts.configParlo = [] { QenUIParloManager::sharedInstance().config(); };
-    parts.startProcessListener = [] { QenCloudClientProcessListener::sharedInstance().startListening(); };
+    parts.startUIResourcesFileListen = [] {
+        QenUIFileListener::sharedInstance().startUIResourcesFileListen();
+    };
+    parts.configParlo = [] {
+        QenUIParloManager::sharedInstance().config();
+    };
+    parts.startProcessListener = [] {
+        QenCloudClientProcessListener::sharedInstance().startListening();
+    };
     parts.agent = &VindorClient::sharedInstance();
     return parts;
 }
@@ -69,9 +75,10 @@ int runApplication(Platform::RunningApplications& running) {
     QApplication::setQuitOnLastWindowClosed(false);
 
     Platform::TrayHost trayHost;
-    AppDelegate delegate({QenCloudLoginHelper::sharedInstance(), ITDevice::currentDevice(), QenLogHelper::sharedInstance(),
-                          Platform::NotificationCenter::defaultCenter(), trayHost, Platform::Paths::applicationSupport(),
-                          Platform::Paths::vpnExecutable(), runningParts(), endProcess});
+    AppDelegate delegate({QenCloudLoginHelper::sharedInstance(), ITDevice::currentDevice(),
+                          QenLogHelper::sharedInstance(), Platform::NotificationCenter::defaultCenter(), trayHost,
+                          Platform::Paths::applicationSupport(), Platform::Paths::vpnExecutable(), runningParts(),
+                          endProcess});
     Platform::Reachability reachability;
     QenMainWindow window(Platform::UserDefaults::standard());
     delegate.setMainWindow(&window);
@@ -84,10 +91,11 @@ int runApplication(Platform::RunningApplications& running) {
         delegate.applicationShouldHandleReopen(window.isVisible());
         delegate.applicationWillBecomeActive();
     });
-    QObject::connect(qApp, &QGuiApplication::applicationStateChanged, &delegate, [&delegate](Qt::ApplicationState state) {
-        if (state == Qt::ApplicationActive)
-            delegate.applicationWillBecomeActive();
-    });
+    QObject::connect(qApp, &QGuiApplication::applicationStateChanged, &delegate,
+                     [&delegate](Qt::ApplicationState state) {
+                         if (state == Qt::ApplicationActive)
+                             delegate.applicationWillBecomeActive();
+                     });
     delegate.applicationDidFinishLaunching();
     // After the launch sequence, which only posts the window's showing: what the pages log comes behind its first line.
     window.setContentView(new MavMianViewCtrl(mainViewWorld(delegate, reachability)));
@@ -103,7 +111,7 @@ int main(int argc, char** argv) {
     int toolkitArguments = 1;
     // A launch that ends at once needs no screen.
     const std::unique_ptr<QCoreApplication> application(isForeignLaunch ? new QCoreApplication(toolkitArguments, argv)
-                                                                       : new QApplication(toolkitArguments, argv));
+                                                                        : new QApplication(toolkitArguments, argv));
     QCoreApplication::setApplicationName(QStringLiteral("Mav"));
 
     // Never destroyed: the name is given back when the process ends.

@@ -26,7 +26,9 @@ AutoReleaseWindowController::AutoReleaseWindowController(QWidget* parent, Qt::Wi
     living().windows.push_back(this);
 }
 
-AutoReleaseWindowController::~AutoReleaseWindowController() { forget(); }
+AutoReleaseWindowController::~AutoReleaseWindowController() {
+    forget();
+}
 
 std::vector<AutoReleaseWindowController*> AutoReleaseWindowController::autoReleaseWCs() {
     const std::lock_guard lock(living().mutex);

@@ -90,7 +90,9 @@ void CustomMessageBox::fitHeight() {
     setFixedHeight(layout()->totalHeightForWidth(Theme::BoxWidth));
 }
 
-void CustomMessageBox::setCompletion(std::function<void(int)> completion) { m_completion = std::move(completion); }
+void CustomMessageBox::setCompletion(std::function<void(int)> completion) {
+    m_completion = std::move(completion);
+}
 
 void CustomMessageBox::attach() {
     if (const QWidget* parent = parentWidget())
@@ -105,7 +107,8 @@ void CustomMessageBox::keyPressEvent(QKeyEvent* event) {
         break;
     case Qt::Key_Return:
     case Qt::Key_Enter:
-        (m_ui->firstButton->hasFocus() || m_ui->secondButton->isHidden() ? m_ui->firstButton : m_ui->secondButton)->click();
+        (m_ui->firstButton->hasFocus() || m_ui->secondButton->isHidden() ? m_ui->firstButton : m_ui->secondButton)
+            ->click();
         break;
     default:
         AutoReleaseWindowController::keyPressEvent(event);

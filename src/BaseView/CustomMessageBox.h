@@ -11,8 +11,8 @@ class CustomMessageBox;
 
 /// The client's message box: a picture, a heading, a message and one or two buttons.
 ///
-/// Attached to a window it stands above it, centred; it is not modal and releases itself when closed. Escape cancels, Enter
-/// presses the button with the focus, the second one otherwise.
+/// Attached to a window it stands above it, centred; it is not modal and releases itself when closed. Escape cancels,
+/// Enter presses the button with the focus, the second one otherwise.
 class CustomMessageBox : public AutoReleaseWindowController {
     Q_OBJECT
 public:

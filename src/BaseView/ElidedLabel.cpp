@@ -9,9 +9,13 @@ ElidedLabel::ElidedLabel(QWidget* parent) : QLabel(parent) {
     setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
 }
 
-QSize ElidedLabel::minimumSizeHint() const { return {0, fontMetrics().height()}; }
+QSize ElidedLabel::minimumSizeHint() const {
+    return {0, fontMetrics().height()};
+}
 
-QString ElidedLabel::line() const { return text().simplified(); }
+QString ElidedLabel::line() const {
+    return text().simplified();
+}
 
 void ElidedLabel::paintEvent(QPaintEvent*) {
     QPainter painter(this);

@@ -36,14 +36,18 @@ FormField::FormField(QWidget* parent)
     layout->addWidget(m_errorLine);
 }
 
-QString FormField::label() const { return m_label->text(); }
+QString FormField::label() const {
+    return m_label->text();
+}
 
 void FormField::setLabel(const QString& label) {
     m_label->setText(label);
     m_edit->setAccessibleName(label);
 }
 
-QString FormField::fieldName() const { return m_edit->objectName(); }
+QString FormField::fieldName() const {
+    return m_edit->objectName();
+}
 
 void FormField::setFieldName(const QString& name) {
     m_edit->setObjectName(name);
@@ -83,9 +87,13 @@ void FormField::revealSecret(bool shown) {
     m_eye->setAccessibleName(action);
 }
 
-QString FormField::text() const { return m_edit->text(); }
+QString FormField::text() const {
+    return m_edit->text();
+}
 
-void FormField::setText(const QString& text) { m_edit->setText(text); }
+void FormField::setText(const QString& text) {
+    m_edit->setText(text);
+}
 
 void FormField::clear() {
     m_edit->clear();
@@ -101,4 +109,6 @@ void FormField::setError(const QString& error) {
     Theme::setRole(m_edit, "faulty", error.isEmpty() ? QStringLiteral("false") : QStringLiteral("true"));
 }
 
-QString FormField::error() const { return m_error->text(); }
+QString FormField::error() const {
+    return m_error->text();
+}

@@ -72,8 +72,8 @@ void SpinnerButton::paintEvent(QPaintEvent* event) {
     painter.drawControl(QStyle::CE_PushButton, option);
 
     const QSize size(Theme::IconSize, Theme::IconSize);
-    const QColor tint = Theme::color(property("kind") == QStringLiteral("primary") ? Theme::Color::Card
-                                                                                  : Theme::Color::Brand);
+    const QColor tint =
+        Theme::color(property("kind") == QStringLiteral("primary") ? Theme::Color::Card : Theme::Color::Brand);
     const QPixmap spinner = Theme::picture(QStringLiteral("spinner"), size, devicePixelRatioF(), tint);
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
     painter.translate(QRectF(rect()).center());

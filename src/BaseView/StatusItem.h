@@ -8,7 +8,8 @@ class QSystemTrayIcon;
 
 /// The client's item in the desktop's tray. It has no menu: a click only asks for the window.
 ///
-/// The item exists only while the desktop has a tray, since the toolkit asks for one once and remembers a "no". Main thread.
+/// The item exists only while the desktop has a tray, since the toolkit asks for one once and remembers a "no". Main
+/// thread.
 class StatusItem final : public QObject {
     Q_OBJECT
 public:

@@ -12,8 +12,8 @@ class QWidget;
 
 /// Every value of the look, once: colours, type, space, shape, motion. The style sheet is made from them.
 ///
-/// Forms name a role by a dynamic property and never a value: "textRole" (note, body, heading, page, state, second, hint, error) on
-/// labels, "kind" (primary, outline, text, icon) on buttons. Main thread.
+/// Forms name a role by a dynamic property and never a value: "textRole" (note, body, heading, page, state, second,
+/// hint, error) on labels, "kind" (primary, outline, text, icon) on buttons. Main thread.
 namespace Theme {
 
 enum class Color {

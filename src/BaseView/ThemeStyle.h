@@ -2,7 +2,8 @@
 
 #include <QProxyStyle>
 
-/// The widget style under the style sheet: draws the focus ring outside its control and keeps menus and boxes in the light look.
+/// The widget style under the style sheet: draws the focus ring outside its control and keeps menus and boxes in the
+/// light look.
 class ThemeStyle final : public QProxyStyle {
     Q_OBJECT
 public:

@@ -73,7 +73,9 @@ QScrollBar::add-line, QScrollBar::sub-line { height: 0; }
 QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }
 )";
 
-QString pixels(TextSize size) { return QString::number(static_cast<int>(size)); }
+QString pixels(TextSize size) {
+    return QString::number(static_cast<int>(size));
+}
 
 } // namespace
 

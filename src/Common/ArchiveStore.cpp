@@ -30,7 +30,8 @@ void archiveWithRootObject(const ArchiveValue& root, bool, const QString& path,
                            const std::function<void(const Error&)>& completion) {
     struct stat status {};
     // What stands in the way of looking also stands in the way of writing, which then tells it.
-    const bool isThere = lstat(QFile::encodeName(path).constData(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
+    const bool isThere =
+        lstat(QFile::encodeName(path).constData(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
     // Not removed first: replacing it leaves no moment without a file.
     const Error error = isThere ? writeArchive(root, path, Platform::Durability::Plain)
                                 : Error(Platform::CocoaErrorDomain, Error::NoSuchFile,

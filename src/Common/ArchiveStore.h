@@ -10,9 +10,9 @@
 
 /// State files: one keyed archive with one root object each, read and written whole.
 ///
-/// All of these run on the caller's thread, from any thread. A writer replaces its file in one step, so that a reader sees the old
-/// or the new one; files are readable by their user alone. A reader gets nothing from a file that is missing, no regular file, longer
-/// than 8 MiB or no archive of what is allowed: to it the setting is absent.
+/// All of these run on the caller's thread, from any thread. A writer replaces its file in one step, so that a reader
+/// sees the old or the new one; files are readable by their user alone. A reader gets nothing from a file that is
+/// missing, no regular file, longer than 8 MiB or no archive of what is allowed: to it the setting is absent.
 
 /// The failure of an archive that could not be made: domain "NSKeyedArchiverError", code -10001.
 Platform::Error archiveResultError();
@@ -33,5 +33,4 @@ bool archiveRootObject(const Platform::ArchiveValue& root, const QString& path,
 
 /// The root object when it consists of objects of allowed classes; by default of any.
 std::optional<Platform::ArchiveValue>
-unarchiveObjectWithFile(const QString& path,
-                        const Platform::AllowedClasses& allowed = Platform::AllowedClasses::any());
+unarchiveObjectWithFile(const QString& path, const Platform::AllowedClasses& allowed = Platform::AllowedClasses::any());

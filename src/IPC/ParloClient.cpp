@@ -32,8 +32,8 @@ ParloClient::ParloClient(QString folder) : m_folder(std::move(folder)) {}
 QCborValue ParloClient::sendMessageWithName(const QString& name, const QCborValue& message, quint32 msgid,
                                             qint64* retCode) const {
     *retCode = NoReply;
-    const auto frame =
-        ParloFrame::encoded(QCborMap{{ParloKeys::MessageId, static_cast<qint64>(msgid)}, {ParloKeys::Message, message}});
+    const auto frame = ParloFrame::encoded(
+        QCborMap{{ParloKeys::MessageId, static_cast<qint64>(msgid)}, {ParloKeys::Message, message}});
     if (!frame)
         return QCborValue(QCborValue::Undefined);
     const auto sendDeadline = in(m_sendTimeout);

@@ -5,8 +5,8 @@
 
 #include <atomic>
 
-/// Sends messages to named endpoints of the channel and waits for each reply. Any thread but the main one: a send may block
-/// for both time-outs.
+/// Sends messages to named endpoints of the channel and waits for each reply. Any thread but the main one: a send may
+/// block for both time-outs.
 class ParloClient final {
 public:
     /// The return code of a send that got no reply.
@@ -19,9 +19,10 @@ public:
     void setSendTimeout(double seconds) { m_sendTimeout = seconds; }
     void setReceiveTimeout(double seconds) { m_receiveTimeout = seconds; }
 
-    /// The reply object and, in @p retCode, the receiver's return code; an undefined value and NoReply when nobody listens, the
-    /// message is larger than a frame, or the reply is late or no reply.
-    QCborValue sendMessageWithName(const QString& name, const QCborValue& message, quint32 msgid, qint64* retCode) const;
+    /// The reply object and, in @p retCode, the receiver's return code; an undefined value and NoReply when nobody
+    /// listens, the message is larger than a frame, or the reply is late or no reply.
+    QCborValue sendMessageWithName(const QString& name, const QCborValue& message, quint32 msgid,
+                                   qint64* retCode) const;
 
 private:
     const QString m_folder;

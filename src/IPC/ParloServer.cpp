@@ -119,7 +119,8 @@ void ParloServer::Listener::run() {
     }
 }
 
-ParloServer::ParloServer(ParloServerDelegate& delegate, QString folder) : m_delegate(delegate), m_folder(std::move(folder)) {}
+ParloServer::ParloServer(ParloServerDelegate& delegate, QString folder)
+    : m_delegate(delegate), m_folder(std::move(folder)) {}
 
 ParloServer::~ParloServer() {
     stopListen(m_key);

@@ -104,7 +104,8 @@ int listenAt(const QString& folder, const QString& key) {
 bool writeAll(int socket, const QByteArray& bytes, Deadline deadline) {
     qsizetype sent = 0;
     while (sent < bytes.size()) {
-        const ssize_t now = send(socket, bytes.constData() + sent, static_cast<size_t>(bytes.size() - sent), MSG_NOSIGNAL);
+        const ssize_t now =
+            send(socket, bytes.constData() + sent, static_cast<size_t>(bytes.size() - sent), MSG_NOSIGNAL);
         if (now > 0)
             sent += now;
         else if (now < 0 && errno == EAGAIN ? !isReady(socket, POLLOUT, deadline) : errno != EINTR)

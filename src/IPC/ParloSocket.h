@@ -10,7 +10,8 @@ namespace ParloSocket {
 
 using Deadline = std::chrono::steady_clock::time_point;
 
-/// A listening socket under @p folder named @p key, for this user only; -1 when another process serves it, or on failure.
+/// A listening socket under @p folder named @p key, for this user only; -1 when another process serves it, or on
+/// failure.
 int listenAt(const QString& folder, const QString& key);
 /// A connection to @p key within @p deadline, its other end run by root or this user; -1 otherwise.
 int connectTo(const QString& folder, const QString& key, Deadline deadline);
@@ -18,7 +19,8 @@ int connectTo(const QString& folder, const QString& key, Deadline deadline);
 bool isTrustedPeer(int socket);
 /// True when everything went out before @p deadline.
 bool writeAll(int socket, const QByteArray& bytes, Deadline deadline);
-/// Appends what has come, waiting until @p deadline for the first byte; false at the end of the stream, on failure or time-out.
+/// Appends what has come, waiting until @p deadline for the first byte; false at the end of the stream, on failure or
+/// time-out.
 bool readSome(int socket, QByteArray& buffer, Deadline deadline);
 
 } // namespace ParloSocket

@@ -59,18 +59,17 @@ QenUIFileListener::~QenUIFileListener() {
 }
 
 QenUIFileListener& QenUIFileListener::sharedInstance() {
-    static auto* instance =
-        new QenUIFileListener({Platform::NotificationCenter::defaultCenter(), QenServerConfig::sharedInstance(),
-                               QenLogHelper::sharedInstance(), Platform::Paths::agentState(),
-                               Platform::Paths::applicationSupport()});
+    static auto* instance = new QenUIFileListener(
+        {Platform::NotificationCenter::defaultCenter(), QenServerConfig::sharedInstance(),
+         QenLogHelper::sharedInstance(), Platform::Paths::agentState(), Platform::Paths::applicationSupport()});
     return *instance;
 }
 
 QStringList QenUIFileListener::watchedPaths() const {
     QStringList paths;
-    for (const char* name : {"c_qen_mark@2x.png", "tips.txt", "restart.txt", "joinDomainUpdate.txt",
-                             "joindomainSwitchStatus.archive", "inacSSIDInfo.archive", "switchngn.archive",
-                             "appmgrlist.archive", "ngncloudlist.archive"})
+    for (const char* name :
+         {"c_qen_mark@2x.png", "tips.txt", "restart.txt", "joinDomainUpdate.txt", "joindomainSwitchStatus.archive",
+          "inacSSIDInfo.archive", "switchngn.archive", "appmgrlist.archive", "ngncloudlist.archive"})
         paths << m_world.agentState + u'/' + QString::fromLatin1(name);
     paths << AccountModel::modelSavePathWithCheck(false, m_world.applicationSupport)
           << m_world.agentState + QStringLiteral("/hideqenswitch.archive")
@@ -79,10 +78,11 @@ QStringList QenUIFileListener::watchedPaths() const {
 }
 
 void QenUIFileListener::startUIResourcesFileListen() {
-    m_stream = std::make_unique<Platform::FileEventStream>(watchedPaths(), m_world.latency, [this](const QStringList& paths) {
-        for (qsizetype i = 0; i < paths.size(); ++i)
-            handleEvent(static_cast<int>(i), paths[i]);
-    });
+    m_stream =
+        std::make_unique<Platform::FileEventStream>(watchedPaths(), m_world.latency, [this](const QStringList& paths) {
+            for (qsizetype i = 0; i < paths.size(); ++i)
+                handleEvent(static_cast<int>(i), paths[i]);
+        });
     m_thread = std::thread([this] { m_stream->run(); });
 }
 

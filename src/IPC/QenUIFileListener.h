@@ -30,8 +30,8 @@ inline const QString HideTray = QStringLiteral("HideTrayForConfigNotificationKey
 
 /// Turns each change of the agent's files, and of the signed-in record, into one notification.
 ///
-/// Idle until startUIResourcesFileListen(), then it has a thread of its own on which notifications are posted: an observer that
-/// touches widgets hops to the main queue.
+/// Idle until startUIResourcesFileListen(), then it has a thread of its own on which notifications are posted: an
+/// observer that touches widgets hops to the main queue.
 class QenUIFileListener final {
 public:
     struct World {

@@ -16,8 +16,8 @@ public:
     /// Sets the time-outs and starts to listen. To be called once.
     void config();
 
-    /// Sends on the caller's thread and calls @p completion, which is required, once with the return code and the reply. Blocks
-    /// for up to 60 seconds each way: never on the main thread.
+    /// Sends on the caller's thread and calls @p completion, which is required, once with the return code and the
+    /// reply. Blocks for up to 60 seconds each way: never on the main thread.
     void sendMessageWithName(const QString& name, const QCborValue& message, quint32 msgid,
                              const std::function<void(qint64 retCode, const QCborValue& reply)>& completion) const;
 

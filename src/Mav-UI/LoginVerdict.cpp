@@ -2,7 +2,6 @@
 
 #include "IntegerValue.h"
 
-
 namespace {
 
 struct Row {
@@ -23,8 +22,9 @@ constexpr Row LoginErrors[] = {{6, u"AccountOrPwdError"},
 constexpr Row RetrievalErrors[] = {
     {11, u"RequestParameterError"}, {42, u"UserNoMailbox"}, {43, u"AdminNoMailbox"}, {44, u"BackPwdMailSendFail"}};
 
-constexpr Row DeviceStates[] = {{-8, u"Deviceapproved"},   {-7, u"Devicelogout"}, {-6, u"Devicerejected"}, {-5, u"Devicereview"},
-                                {-4, u"DevicenoRegister"}, {-3, u"Faillogin"},    {-2, u"NotLogin"}};
+constexpr Row DeviceStates[] = {{-8, u"Deviceapproved"}, {-7, u"Devicelogout"},     {-6, u"Devicerejected"},
+                                {-5, u"Devicereview"},   {-4, u"DevicenoRegister"}, {-3, u"Faillogin"},
+                                {-2, u"NotLogin"}};
 
 template <size_t Count>
 QString keyFor(const Row (&rows)[Count], std::optional<qint64> code) {
@@ -41,7 +41,9 @@ Verdict saying(const QString& text) {
     return text.isEmpty() ? Verdict{} : Verdict{Verdict::Show::Text, text};
 }
 
-QString serverMessage(const QJsonObject& answer) { return answer.value(u"msg").toString(); }
+QString serverMessage(const QJsonObject& answer) {
+    return answer.value(u"msg").toString();
+}
 
 } // namespace
 

@@ -61,7 +61,9 @@ void MavLoginStateViewCtrl::connectPages() {
     connect(m_ui->backToServerBtn, &QToolButton::clicked, this, &Self::wantsServerPage);
 }
 
-void MavLoginStateViewCtrl::showAccountPage() { selectLoginTypeTableView(AccountPage); }
+void MavLoginStateViewCtrl::showAccountPage() {
+    selectLoginTypeTableView(AccountPage);
+}
 
 void MavLoginStateViewCtrl::selectLoginTypeTableView(int index) {
     m_ui->userIdLbField->setFocus();
@@ -93,7 +95,9 @@ void MavLoginStateViewCtrl::selectLoginTypeTableView(int index) {
     }
 }
 
-void MavLoginStateViewCtrl::showTip(const QString& text) { m_world.application.showAlertTipForLogin(text); }
+void MavLoginStateViewCtrl::showTip(const QString& text) {
+    m_world.application.showAlertTipForLogin(text);
+}
 
 void MavLoginStateViewCtrl::refuse(FormField* field, const QString& key) {
     field->setError(localizedString(key));
@@ -172,10 +176,10 @@ void MavLoginStateViewCtrl::sendUseridtoServerBtn() {
         return;
     }
     m_ui->sendUseridBtn->setBusy(true);
-    m_requests.async([&login = m_world.login, userId,
-                      complete = answerTo(&MavLoginStateViewCtrl::retrievalHandleWithResponse)] {
-        login.retrievePassWordWithUserId(userId, complete);
-    });
+    m_requests.async(
+        [&login = m_world.login, userId, complete = answerTo(&MavLoginStateViewCtrl::retrievalHandleWithResponse)] {
+            login.retrievePassWordWithUserId(userId, complete);
+        });
 }
 
 void MavLoginStateViewCtrl::retrievalHandleWithResponse(const QJsonObject& answer, const Platform::Error& error) {
@@ -245,16 +249,15 @@ void MavLoginStateViewCtrl::ConfirmResetPasswordBtn() {
     const QJsonObject parameters{{QStringLiteral("userid"), entry.userId},
                                  {QStringLiteral("old_password"), entry.oldPassword},
                                  {QStringLiteral("password"), entry.repeated}};
-    m_requests.async([&login = m_world.login, parameters,
-                      complete = answerTo(&MavLoginStateViewCtrl::resetHandleWithResponse)] {
-        login.resetPassword(parameters, complete);
-    });
+    m_requests.async(
+        [&login = m_world.login, parameters, complete = answerTo(&MavLoginStateViewCtrl::resetHandleWithResponse)] {
+            login.resetPassword(parameters, complete);
+        });
 }
 
 void MavLoginStateViewCtrl::resetHandleWithResponse(const QJsonObject& answer, const Platform::Error& error) {
     m_ui->confirmResetBtn->setBusy(false);
-    const PasswordVerdict verdict =
-        judgePasswordAnswer(answer, error, QStringLiteral("ModifyPwdFailedForOldPwdError"));
+    const PasswordVerdict verdict = judgePasswordAnswer(answer, error, QStringLiteral("ModifyPwdFailedForOldPwdError"));
     switch (verdict.show) {
     case PasswordVerdict::Show::Nothing:
         break;

@@ -39,7 +39,9 @@ MavMianViewCtrl::MavMianViewCtrl(MainViewWorld world, QWidget* parent)
     awakeFromNib();
 }
 
-MavMianViewCtrl::~MavMianViewCtrl() { m_observers.clear(); }
+MavMianViewCtrl::~MavMianViewCtrl() {
+    m_observers.clear();
+}
 
 void MavMianViewCtrl::awakeFromNib() {
     if (m_world.login.iflogin())
@@ -89,8 +91,9 @@ Platform::SerialQueue& MavMianViewCtrl::timerCheckQueue() {
 void MavMianViewCtrl::addNotifications() {
     m_observers.push_back(
         m_world.center.observe(ViewNotification::Logout, [this](const Platform::Notification&) { UpdateTableView(); }));
-    m_observers.push_back(m_world.center.observe(
-        ViewNotification::TicketTimeOut, [this](const Platform::Notification& notification) { exitAccount(notification); }));
+    m_observers.push_back(
+        m_world.center.observe(ViewNotification::TicketTimeOut,
+                               [this](const Platform::Notification& notification) { exitAccount(notification); }));
 }
 
 void MavMianViewCtrl::selectPage(Page page) {
@@ -139,7 +142,9 @@ void MavMianViewCtrl::exitAccount(const Platform::Notification& notification) {
     UpdateTableView();
 }
 
-void MavMianViewCtrl::tipText(const QString& text) { m_world.application.showAlertTipForLogin(text); }
+void MavMianViewCtrl::tipText(const QString& text) {
+    m_world.application.showAlertTipForLogin(text);
+}
 
 void MavMianViewCtrl::setingSeverBtton() {
     if (m_ui->saveServerBtn->isBusy())
@@ -154,8 +159,8 @@ void MavMianViewCtrl::setingSeverBtton() {
     if (fault != ServerAddressFault::None) {
         const bool isPort = fault == ServerAddressFault::Port;
         FormField* field = isPort ? m_ui->PortLabField : m_ui->domainOrIPLabField;
-        field->setError(localizedString(isPort ? QStringLiteral("PortIncorrect")
-                                               : QStringLiteral("IPOrDomainNameNonconformance")));
+        field->setError(
+            localizedString(isPort ? QStringLiteral("PortIncorrect") : QStringLiteral("IPOrDomainNameNonconformance")));
         field->setFocus();
         tipText(field->error());
         return;
@@ -200,33 +205,35 @@ void MavMianViewCtrl::StartCheckTicketStatus() {
     createCheckTicketTimer();
 }
 
-void MavMianViewCtrl::closeCheckTicketStatus() { m_ticketCheckTimer.reset(); }
+void MavMianViewCtrl::closeCheckTicketStatus() {
+    m_ticketCheckTimer.reset();
+}
 
 void MavMianViewCtrl::createCheckTicketTimer() {
-    m_ticketCheckTimer = std::make_unique<Platform::DispatchTimer>(timerCheckQueue(), m_world.ticketInterval,
-                                                                   [this] { checkTicket(); });
+    m_ticketCheckTimer =
+        std::make_unique<Platform::DispatchTimer>(timerCheckQueue(), m_world.ticketInterval, [this] { checkTicket(); });
     m_ticketCheckTimer->start();
 }
 
 void MavMianViewCtrl::checkTicket() {
     if (!m_world.login.iflogin())
         return;
-    m_world.login.checkTicketStatus(
-        [view = QPointer(this), &log = m_world.log](const QJsonObject& answer, const Platform::Error& error) {
-            if (error) {
-                log.writeLog(QStringLiteral("[QenDetailWindow] QenCloud Check ticket error:%1")
-                                 .arg(error.localizedDescription()));
-                return;
-            }
-            log.writeLog(QStringLiteral("[QenDetailWindow] QenCloud Check ticket response msg:%1")
-                             .arg(redacted(answer.value(u"msg"))));
-            if (!confirmsTicket(answer))
-                return;
-            Platform::mainQueue().async([view] {
-                if (view)
-                    view->showTicketConfirmed();
-            });
+    m_world.login.checkTicketStatus([view = QPointer(this), &log = m_world.log](const QJsonObject& answer,
+                                                                                const Platform::Error& error) {
+        if (error) {
+            log.writeLog(
+                QStringLiteral("[QenDetailWindow] QenCloud Check ticket error:%1").arg(error.localizedDescription()));
+            return;
+        }
+        log.writeLog(QStringLiteral("[QenDetailWindow] QenCloud Check ticket response msg:%1")
+                         .arg(redacted(answer.value(u"msg"))));
+        if (!confirmsTicket(answer))
+            return;
+        Platform::mainQueue().async([view] {
+            if (view)
+                view->showTicketConfirmed();
         });
+    });
 }
 
 void MavMianViewCtrl::showTicketConfirmed() {

@@ -19,8 +19,8 @@ class MavMianViewCtrl;
 
 /// The main window's content: server page, login page, signed-in page.
 ///
-/// Moves between them as the user sets the server, signs in, is confirmed by the ticket poll or loses the session. Main thread
-/// unless stated.
+/// Moves between them as the user sets the server, signs in, is confirmed by the ticket poll or loses the session. Main
+/// thread unless stated.
 class MavMianViewCtrl final : public QWidget {
     Q_OBJECT
 public:
@@ -34,8 +34,8 @@ public:
     void selectTableItem();
     /// selectTableItem() on the main queue. Any thread.
     void UpdateTableView();
-    /// Leaves the signed-in page; with the object 2 (ticket timed out) the session's record goes first. Any thread; the files are
-    /// dealt with on it.
+    /// Leaves the signed-in page; with the object 2 (ticket timed out) the session's record goes first. Any thread; the
+    /// files are dealt with on it.
     void exitAccount(const Platform::Notification& notification);
 
     /// Starts the ticket poll anew.

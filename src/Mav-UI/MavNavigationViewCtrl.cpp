@@ -38,8 +38,8 @@ QPixmap avatar(qreal scale) {
     painter.drawEllipse(0, 0, AvatarSize, AvatarSize);
     constexpr int Side = Theme::Space32;
     constexpr int Edge = (AvatarSize - Side) / 2;
-    painter.drawPixmap(Edge, Edge,
-                       Theme::picture(QStringLiteral("avatar"), {Side, Side}, scale, Theme::color(Theme::Color::Brand)));
+    painter.drawPixmap(
+        Edge, Edge, Theme::picture(QStringLiteral("avatar"), {Side, Side}, scale, Theme::color(Theme::Color::Brand)));
     return picture;
 }
 
@@ -57,7 +57,8 @@ QIcon toolIcon(const QString& picture) {
 
 MavNavigationViewCtrl::MavNavigationViewCtrl(const MainViewWorld& world, QWidget* parent)
     : QWidget(parent), m_world(world), m_ui(std::make_unique<Ui::MavNavigationViewCtrl>()),
-      m_tools(new QStandardItemModel(this)), m_reader(Platform::Deployment::BundleIdentifier + QStringLiteral(".navigation")) {
+      m_tools(new QStandardItemModel(this)),
+      m_reader(Platform::Deployment::BundleIdentifier + QStringLiteral(".navigation")) {
     m_ui->setupUi(this);
     loadPictures();
     // Takes the keyboard when the page comes up, so that the menu button does not.
@@ -72,14 +73,17 @@ MavNavigationViewCtrl::MavNavigationViewCtrl(const MainViewWorld& world, QWidget
     m_ui->toolsList->setGridSize(ToolTileDelegate::gridSize());
     m_ui->toolsList->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_ui->toolsList->setSelectionMode(QAbstractItemView::NoSelection);
-    m_ui->toolsList->setMaximumWidth(ToolTileDelegate::TilesPerRow * ToolTileDelegate::gridSize().width() + ScrollBarRoom);
+    m_ui->toolsList->setMaximumWidth(ToolTileDelegate::TilesPerRow * ToolTileDelegate::gridSize().width() +
+                                     ScrollBarRoom);
     m_ui->toolsStates->setCurrentIndex(EmptyPage);
     for (const QString& name : {ViewNotification::AppList, ViewNotification::Tips, ViewNotification::ComputerName})
         m_observers.push_back(m_world.center.observe(name, [this](const Platform::Notification&) { refresh(); }));
     followNetwork();
 }
 
-MavNavigationViewCtrl::~MavNavigationViewCtrl() { m_observers.clear(); }
+MavNavigationViewCtrl::~MavNavigationViewCtrl() {
+    m_observers.clear();
+}
 
 void MavNavigationViewCtrl::loadPictures() {
     const qreal scale = devicePixelRatioF();
@@ -89,8 +93,7 @@ void MavNavigationViewCtrl::loadPictures() {
     m_ui->computerPicture->setPixmap(Theme::picture(QStringLiteral("computer"), small, scale, quiet));
     m_ui->tipsPicture->setPixmap(Theme::picture(QStringLiteral("notice"), small, scale, quiet));
     m_ui->tipsPicture->hide();
-    m_ui->emptyPicture->setPixmap(
-        Theme::picture(QStringLiteral("empty"), {EmptyPictureSize, EmptyPictureSize}, scale));
+    m_ui->emptyPicture->setPixmap(Theme::picture(QStringLiteral("empty"), {EmptyPictureSize, EmptyPictureSize}, scale));
 }
 
 void MavNavigationViewCtrl::followNetwork() {

@@ -16,7 +16,8 @@ namespace Ui {
 class MavNavigationViewCtrl;
 }
 
-/// The signed-in page: who is signed in on which computer, the network state, the organisation's tip line and the assigned tools.
+/// The signed-in page: who is signed in on which computer, the network state, the organisation's tip line and the
+/// assigned tools.
 ///
 /// Files and device facts are read on a queue of its own; everything shown changes on the main thread.
 class MavNavigationViewCtrl final : public QWidget {

@@ -44,4 +44,6 @@ void MavServerSetingWinCtrl::okButtonPush() {
     done(1);
 }
 
-void MavServerSetingWinCtrl::cancelButtonPush() { done(0); }
+void MavServerSetingWinCtrl::cancelButtonPush() {
+    done(0);
+}

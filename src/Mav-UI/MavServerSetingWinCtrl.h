@@ -8,8 +8,8 @@ namespace Ui {
 class MavServerSetingWinCtrl;
 }
 
-/// The sheet in which a user types another server: IPv4 address and port. It refuses without a word; ends with 1 when saved,
-/// 0 when cancelled.
+/// The sheet in which a user types another server: IPv4 address and port. It refuses without a word; ends with 1 when
+/// saved, 0 when cancelled.
 class MavServerSetingWinCtrl final : public QDialog {
     Q_OBJECT
 public:

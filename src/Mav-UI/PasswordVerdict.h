@@ -5,7 +5,8 @@
 #include <QJsonObject>
 #include <QString>
 
-/// Rules for a new password and the meaning of the server's answer to it, shared by the reset page and the password sheet.
+/// Rules for a new password and the meaning of the server's answer to it, shared by the reset page and the password
+/// sheet.
 
 /// Why a password change is refused before it is sent; the numbers are the tip cases.
 enum class PasswordCase {

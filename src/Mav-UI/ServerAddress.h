@@ -2,8 +2,8 @@
 
 #include <QString>
 
-/// Checks of a typed server address, which is an IPv4 address: host names are refused. The page tells what is wrong, the sheet
-/// refuses without a word.
+/// Checks of a typed server address, which is an IPv4 address: host names are refused. The page tells what is wrong,
+/// the sheet refuses without a word.
 
 enum class ServerAddressFault { None, Address, Port };
 

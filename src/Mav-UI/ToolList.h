@@ -14,5 +14,6 @@ struct ToolEntry {
     bool operator==(const ToolEntry&) const = default;
 };
 
-/// The agent's application list as entries, by serial number; equal numbers keep their order. What is no list or no dictionary is left out.
+/// The agent's application list as entries, by serial number; equal numbers keep their order. What is no list or no
+/// dictionary is left out.
 QList<ToolEntry> toolEntries(const QVariant& appMgrList);

@@ -35,9 +35,13 @@ QStringList nameLines(const QString& name, const QFont& font, int width) {
 
 } // namespace
 
-QSize ToolTileDelegate::gridSize() { return {TileSide + Theme::Space12, TileSide + Theme::Space12}; }
+QSize ToolTileDelegate::gridSize() {
+    return {TileSide + Theme::Space12, TileSide + Theme::Space12};
+}
 
-QSize ToolTileDelegate::sizeHint(const QStyleOptionViewItem&, const QModelIndex&) const { return gridSize(); }
+QSize ToolTileDelegate::sizeHint(const QStyleOptionViewItem&, const QModelIndex&) const {
+    return gridSize();
+}
 
 void ToolTileDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const {
     // The gap lies at the right and below, so that the first column stands under the heading.
@@ -56,7 +60,8 @@ void ToolTileDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opti
     painter->setFont(font);
     painter->setPen(Theme::color(Theme::Color::Text));
     const int lineHeight = QFontMetrics(font).height();
-    QRect line(option.rect.x() + Theme::Space8, picture.bottom() + Theme::Space4, TileSide - 2 * Theme::Space8, lineHeight);
+    QRect line(option.rect.x() + Theme::Space8, picture.bottom() + Theme::Space4, TileSide - 2 * Theme::Space8,
+               lineHeight);
     for (const QString& text : nameLines(index.data().toString(), font, line.width())) {
         painter->drawText(line, Qt::AlignHCenter | Qt::AlignVCenter | Qt::TextSingleLine, text);
         line.translate(0, lineHeight);

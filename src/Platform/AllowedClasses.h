@@ -6,7 +6,8 @@ namespace Platform {
 
 /// The classes that may come out of an archive.
 ///
-/// A mutable variant counts as its immutable class and a subclass as its superclass; NSNumber is an NSValue, booleans included.
+/// A mutable variant counts as its immutable class and a subclass as its superclass; NSNumber is an NSValue, booleans
+/// included.
 class AllowedClasses final {
 public:
     AllowedClasses(std::initializer_list<const char*> names) {

@@ -37,11 +37,12 @@ const QString NativeNames[][2] = {
 
 /// Class names of the platform's own containers are always one string; other long ones never are.
 Identity classNameIdentity(const QString& name) {
-    static const QStringList containers = {
-        QStringLiteral("NSDictionary"),  QStringLiteral("NSMutableDictionary"), QStringLiteral("NSArray"),
-        QStringLiteral("NSMutableArray"), QStringLiteral("NSString"),           QStringLiteral("NSMutableString"),
-        QStringLiteral("NSData"),        QStringLiteral("NSMutableData"),       QStringLiteral("NSSet"),
-        QStringLiteral("NSMutableSet"),  QStringLiteral("NSOrderedSet"),        QStringLiteral("NSMutableOrderedSet")};
+    static const QStringList containers = {QStringLiteral("NSDictionary"), QStringLiteral("NSMutableDictionary"),
+                                           QStringLiteral("NSArray"),      QStringLiteral("NSMutableArray"),
+                                           QStringLiteral("NSString"),     QStringLiteral("NSMutableString"),
+                                           QStringLiteral("NSData"),       QStringLiteral("NSMutableData"),
+                                           QStringLiteral("NSSet"),        QStringLiteral("NSMutableSet"),
+                                           QStringLiteral("NSOrderedSet"), QStringLiteral("NSMutableOrderedSet")};
     if (const quint64 held = Identity::ofHeldString(name))
         return {0, held};
     return containers.contains(name) ? ArchiveNumbering::constantIdentity(name) : Identity();
@@ -59,6 +60,16 @@ bool isStoredInline(const ArchiveValue& value) {
 } // namespace
 
 bool ArchiveNumbering::run(const ArchiveValue& root) {
+    m_isWithinLimits = true;
+    m_values = 0;
+    m_height = 0;
+    m_entries.clear();
+    m_items.clear();
+    m_uids.clear();
+    m_instances.clear();
+    m_nativeClasses.fill(0);
+    m_classes.clear();
+    m_texts.clear();
     m_entries.reserve(32);
     m_items.reserve(64);
     m_entries.push_back({.text = &NullText.text, .identity = NullText.identity});
@@ -114,7 +125,8 @@ void ArchiveNumbering::fill(quint32 uid, const ArchiveValue& value, int depth) {
     case ArchiveValue::Type::String:
         if (!value.isMutable())
             break;
-        item = {.kind = Item::Kind::Text, .text = &value.string(), .identity = {0, Identity::ofHeldString(value.string())}};
+        item = {
+            .kind = Item::Kind::Text, .text = &value.string(), .identity = {0, Identity::ofHeldString(value.string())}};
         return fillSingle(uid, StringKey.text, item, String, true);
     case ArchiveValue::Type::Data:
         if (!value.isMutable())
@@ -169,7 +181,8 @@ void ArchiveNumbering::fillDictionary(quint32 uid, const ArchiveValue& value, in
         m_uids[first + count + i] = number(entries[order[i]].value, depth + 1);
     ++m_height;
     setItem(place, KeysKey.text, KeysKey.identity, {.kind = Item::Kind::Uids, .count = count, .first = first});
-    setItem(place + 1, ObjectsKey.text, ObjectsKey.identity, {.kind = Item::Kind::Uids, .count = count, .first = first + count});
+    setItem(place + 1, ObjectsKey.text, ObjectsKey.identity,
+            {.kind = Item::Kind::Uids, .count = count, .first = first + count});
     setItem(place + 2, ClassKey.text, ClassKey.identity, classItem(Dictionary, value.isMutable()));
 }
 
@@ -230,8 +243,9 @@ ArchiveNumbering::Item ArchiveNumbering::inlineList(const ArchiveValue& value, i
     m_items.resize(first + count);
     for (quint32 i = 0; i < count && m_isWithinLimits; ++i) {
         const ArchiveValue& item = value.array()[i];
-        const Item made = item.storage() == Storage::Inline ? fieldItem(item, depth + 1)
-                                                            : Item{.kind = Item::Kind::Uid, .first = number(item, depth + 1)};
+        const Item made = item.storage() == Storage::Inline
+                              ? fieldItem(item, depth + 1)
+                              : Item{.kind = Item::Kind::Uid, .first = number(item, depth + 1)};
         m_items[first + i] = made;
     }
     ++m_height;
@@ -295,7 +309,8 @@ ArchiveNumbering::Item ArchiveNumbering::classItem(const QString& name, const QS
     m_entries.emplace_back();
     const quint32 place = reserveItems(uid, classes.isEmpty() ? 1 : 2);
     const auto textItem = [this](const QString& text) {
-        return Item{.kind = Item::Kind::Text, .text = &m_texts.emplace_front(text), .identity = classNameIdentity(text)};
+        return Item{
+            .kind = Item::Kind::Text, .text = &m_texts.emplace_front(text), .identity = classNameIdentity(text)};
     };
     setItem(place, ClassNameKey.text, ClassNameKey.identity, textItem(name));
     if (!classes.isEmpty()) {

@@ -11,10 +11,10 @@
 
 namespace Platform {
 
-/// The first half of archiving: gives every object of a value its number (UID) in the archive's list, in the order in which the
-/// platform's archiver meets them, and lists what each one consists of.
+/// The first half of archiving: gives every object of a value its number (UID) in the archive's list, in the order in
+/// which the platform's archiver meets them, and lists what each one consists of.
 ///
-/// Points into the value, which must outlive it.
+/// Points into the value, which must outlive it. May be run again; keeps its room for that.
 class ArchiveNumbering final {
 public:
     /// What stands under a key of an entry, or as an element of a list.
@@ -50,8 +50,10 @@ public:
     const std::vector<quint32>& uids() const { return m_uids; }
 
     /// Entries of the property list's table, roughly.
-    size_t probableObjects() const { return 16 + m_entries.size() + m_items.size() + m_uids.size() * 2; }
-    static Identity constantIdentity(const QString& text) { return Identity::ofText(text, 0, Identity::Place::Constant); }
+    size_t probableObjects() const { return 16 + m_entries.size() + m_items.size() + m_uids.size(); }
+    static Identity constantIdentity(const QString& text) {
+        return Identity::ofText(text, 0, Identity::Place::Constant);
+    }
 
 private:
     enum Native { String, Data, Date, Null, Array, Dictionary, NativeCount };

@@ -16,14 +16,15 @@ namespace Platform {
 
 struct ArchiveEntry;
 
-/// One value of a property list or keyed archive, with all that its byte layout depends on. Copies are cheap and independent.
+/// One value of a property list or keyed archive, with all that its byte layout depends on. Copies are cheap and
+/// independent.
 ///
 /// No accessor fails: asked for another type it gives zero, or something null or empty.
 ///
-/// Instances: every value made here is an instance of its own, so two equal long strings are written twice, and so are two
-/// copies of one value. Short strings that the platform holds in a pointer, booleans, integers of up to 56 bits and equal
-/// dictionary keys are written once without being asked. asOneInstance() makes all copies of its result one object; values read
-/// from an archive are one where the archive had one.
+/// Instances: every value made here is an instance of its own, so two equal long strings are written twice, and so are
+/// two copies of one value. Short strings that the platform holds in a pointer, booleans, integers of up to 56 bits and
+/// equal dictionary keys are written once without being asked. asOneInstance() makes all copies of its result one
+/// object; values read from an archive are one where the archive had one.
 class ArchiveValue final {
 public:
     enum class Type : quint8 {
@@ -50,8 +51,7 @@ public:
     ArchiveValue(T value) : ArchiveValue(Type::Boolean, qint64{value}) {}
     /// Becomes Unsigned only where a signed integer does not hold it.
     template <std::integral T>
-        requires(!std::same_as<T, bool>)
-    ArchiveValue(T value)
+    requires(!std::same_as<T, bool>) ArchiveValue(T value)
         : ArchiveValue(std::in_range<qint64>(value) ? Type::Integer : Type::Unsigned, static_cast<qint64>(value)) {}
     ArchiveValue(double value) : ArchiveValue(Type::Double, value) {}
     /// A null string is Nothing, an empty one a string.

@@ -9,10 +9,11 @@
 
 namespace Platform {
 
-/// Looks into the object table of a binary property list without building anything. Every offset and count is checked before use;
-/// what is wrong reads as Kind::Invalid.
+/// Looks into the object table of a binary property list without building anything. Every offset and count is checked
+/// before use; what is wrong reads as Kind::Invalid.
 ///
-/// The bytes must outlive the reader. All texts and data together never become longer than the file, however its objects overlap.
+/// The bytes must outlive the reader. All texts and data together never become longer than the file, however its
+/// objects overlap.
 class BinaryPropertyListReader final {
 public:
     enum class Kind : quint8 {
@@ -60,7 +61,8 @@ public:
         const Object read = object(index);
         return read.kind == Kind::Uid ? static_cast<quint32>(read.integer) : NoObject;
     }
-    /// The @p position-th reference of a container, keys of a dictionary first; NoObject when it points outside the table.
+    /// The @p position-th reference of a container, keys of a dictionary first; NoObject when it points outside the
+    /// table.
     quint32 reference(const Object& container, quint32 position) const {
         const uchar* bytes = container.bytes + size_t{position} * m_referenceSize;
         const quint64 index = m_referenceSize == 1   ? *bytes
@@ -68,8 +70,8 @@ public:
                                                      : bigEndian(bytes, m_referenceSize);
         return index < m_objectCount ? static_cast<quint32>(index) : NoObject;
     }
-    /// Texts are kept, so that a string that is referred to again costs nothing. Null for another object, or when all texts
-    /// together are too long.
+    /// Texts are kept, so that a string that is referred to again costs nothing. Null for another object, or when all
+    /// texts together are too long.
     const QString& string(quint32 index, const Object& object);
     /// False when data are too long together.
     bool data(const Object& object, QByteArray& result);

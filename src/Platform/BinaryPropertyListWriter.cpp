@@ -111,7 +111,12 @@ private:
     char* m_position;
 };
 
-BinaryPropertyListWriter::BinaryPropertyListWriter(size_t objects) : m_booleans{None, None} {
+void BinaryPropertyListWriter::clear(size_t objects) {
+    m_size = 0;
+    m_objects.clear();
+    m_references.clear();
+    m_uids.clear();
+    m_booleans[0] = m_booleans[1] = None;
     m_objects.reserve(objects);
     m_references.reserve(objects * 2);
 }

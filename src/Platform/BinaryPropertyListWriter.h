@@ -11,12 +11,14 @@ class ArchiveValue;
 
 /// Builds the object table of a binary property list in the order in which objects are added, and writes it.
 ///
-/// Containers are begun before their contents and their references are filled in later. Texts and data are not copied: they must
-/// outlive bytes().
+/// Containers are begun before their contents and their references are filled in later. Texts and data are not copied:
+/// they must outlive bytes().
 class BinaryPropertyListWriter final {
 public:
+    BinaryPropertyListWriter() { clear(64); }
+    /// Starts again in the same room.
     /// @param objects  as many as will probably be added
-    explicit BinaryPropertyListWriter(size_t objects = 64);
+    void clear(size_t objects);
 
     quint32 addString(QStringView text);
     /// A number, date or data, or a string whatever its variant.
@@ -37,7 +39,8 @@ public:
     /// True when @p object is a string of this text.
     bool isString(quint32 object, QStringView text) const {
         const Object& known = m_objects[object];
-        return (known.kind == Kind::String || known.kind == Kind::WideString) && QStringView(known.body.units, known.count) == text;
+        return (known.kind == Kind::String || known.kind == Kind::WideString) &&
+               QStringView(known.body.units, known.count) == text;
     }
     quint32 objectCount() const { return static_cast<quint32>(m_objects.size()); }
     /// The file; empty when it would be beyond the limits of a property list.
@@ -82,7 +85,7 @@ private:
     /// Of all objects, references apart.
     quint64 m_size = 0;
     std::vector<quint32> m_uids;
-    quint32 m_booleans[2];
+    quint32 m_booleans[2] = {};
 };
 
 } // namespace Platform

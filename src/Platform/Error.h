@@ -4,7 +4,8 @@
 
 namespace Platform {
 
-/// Why an operation failed. A default-made one is "no error"; codes keep the platform's numbers, since callers compare them.
+/// Why an operation failed. A default-made one is "no error"; codes keep the platform's numbers, since callers compare
+/// them.
 class Error {
 public:
     static constexpr qint64 Unknown = -1;

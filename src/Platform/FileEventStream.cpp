@@ -15,8 +15,8 @@ namespace Platform {
 namespace {
 
 // A write in place counts when it happens, not only when the writer closes: some writers never do.
-constexpr quint32 Interesting = IN_MODIFY | IN_CLOSE_WRITE | IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_ATTRIB |
-                                IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
+constexpr quint32 Interesting = IN_MODIFY | IN_CLOSE_WRITE | IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO |
+                                IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
 constexpr size_t BufferSize = 64 * 1024;
 
 QString folderOf(const QString& path) {
@@ -67,11 +67,12 @@ bool FileEventStream::addWatch(const QString& path) {
     return true;
 }
 
-/// Watches @p folder, or the nearest of its parents that exists, so that its coming is noticed. Returns what is watched.
+/// Watches @p folder, or the nearest of its parents that exists, so that its coming is noticed. Returns what is
+/// watched.
 QString FileEventStream::watchFolder(Folder& folder, bool filesAreNews) {
     QString path;
-    // Again when the next folder on the way came between its failed watch and that of its parent; a folder that exists but
-    // may not be read is given up after a few tries.
+    // Again when the next folder on the way came between its failed watch and that of its parent; a folder that exists
+    // but may not be read is given up after a few tries.
     for (int attempt = 0; attempt < 3; ++attempt) {
         path = folder.path;
         while (!addWatch(path) && path != QStringLiteral("/"))

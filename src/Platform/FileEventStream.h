@@ -11,14 +11,15 @@ namespace Platform {
 
 /// Follows a set of files through their folders and reports each one that was written, replaced, created or removed.
 ///
-/// A folder may be missing, appear later, go away and come back. What happens within the latency after a first change comes in
-/// one callback, each path once, in the order of first change. When the kernel drops events, every path counts as changed:
-/// never silence. Memory does not depend on the number of changes.
+/// A folder may be missing, appear later, go away and come back. What happens within the latency after a first change
+/// comes in one callback, each path once, in the order of first change. When the kernel drops events, every path counts
+/// as changed: never silence. Memory does not depend on the number of changes.
 class FileEventStream final {
 public:
     /// @param paths  absolute file names  @param latency  from the first change to the callback
     /// @param callback  called on the thread that runs the stream
-    FileEventStream(QStringList paths, std::chrono::milliseconds latency, std::function<void(const QStringList&)> callback);
+    FileEventStream(QStringList paths, std::chrono::milliseconds latency,
+                    std::function<void(const QStringList&)> callback);
     ~FileEventStream();
     FileEventStream(const FileEventStream&) = delete;
     FileEventStream& operator=(const FileEventStream&) = delete;

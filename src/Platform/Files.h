@@ -20,13 +20,14 @@ enum class Durability {
     Synced,
 };
 
-/// All bytes of the regular file @p path. Nothing when it does not exist, cannot be read, is no regular file or has more than
+/// All bytes of the regular file @p path. Nothing when it does not exist, cannot be read, is no regular file or has
+/// more than
 /// @p limit bytes, which is found out before any is read. Never waits for another process.
 std::optional<QByteArray> readFile(const QString& path, qint64 limit);
 
-/// Puts @p bytes in the place of the file @p path, or makes it, through a temporary file of a name of its own in the same folder.
-/// After an error the old file is untouched (unless only the syncing of its folder failed) and the temporary one gone; the error
-/// has the system's number and text.
+/// Puts @p bytes in the place of the file @p path, or makes it, through a temporary file of a name of its own in the
+/// same folder. After an error the old file is untouched (unless only the syncing of its folder failed) and the
+/// temporary one gone; the error has the system's number and text.
 /// @param mode  exactly the permissions of the new file
 Error replaceFile(const QString& path, const QByteArray& bytes, Durability durability = Durability::Plain,
                   mode_t mode = 0600);

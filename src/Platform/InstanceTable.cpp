@@ -3,6 +3,7 @@
 #include "ArchiveValue.h"
 #include "KeyOrder.h"
 
+#include <algorithm>
 #include <array>
 
 namespace Platform {
@@ -106,6 +107,14 @@ InstanceTable::Place& InstanceTable::find(quint64 key) {
     while (m_places[place].key != 0 && m_places[place].key != key)
         place = (place + 1) & mask;
     return m_places[place];
+}
+
+void InstanceTable::clear() {
+    m_count = 0;
+    if (m_places.size() > SmallestSize)
+        m_places = std::vector<Place>(SmallestSize);
+    else
+        std::fill(m_places.begin(), m_places.end(), Place());
 }
 
 void InstanceTable::insert(Place& place, const Place& value) {

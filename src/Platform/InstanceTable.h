@@ -15,14 +15,14 @@ struct Identity {
 
     /// The same for all copies of an instance that was read or asked for.
     quint64 instance = 0;
-    /// The same for equal values that the platform always makes one. For texts as long as any this is made of a hash, so a hit has
-    /// to be compared.
+    /// The same for equal values that the platform always makes one. For texts as long as any this is made of a hash,
+    /// so a hit has to be compared.
     quint64 content = 0;
 
     bool isShared() const { return instance != 0 || content != 0; }
 
-    /// Content of a string that the platform holds in the pointer itself: up to 7 ASCII characters, or up to 11 of small
-    /// alphabets; 0 for any other.
+    /// Content of a string that the platform holds in the pointer itself: up to 7 ASCII characters, or up to 11 of
+    /// small alphabets; 0 for any other.
     static quint64 ofHeldString(QStringView text);
     static Identity ofValue(const ArchiveValue& value);
     static Identity ofText(QStringView text, quint64 keyInstance, Place place);
@@ -33,12 +33,15 @@ class InstanceTable final {
 public:
     static constexpr quint32 None = 0xffffffff;
 
-    InstanceTable() : m_places(64) {}
-    /// The number of a value that @p identity is one with; None when there is none, and then it is stored as @p number. Two values
-    /// that were read as two stay two, even where the content alone would make them one.
+    InstanceTable() : m_places(SmallestSize) {}
+    void clear();
+    /// The number of a value that @p identity is one with; None when there is none, and then it is stored as @p number.
+    /// Two values that were read as two stay two, even where the content alone would make them one.
     quint32 findOrInsert(const Identity& identity, quint32 number);
 
 private:
+    static constexpr size_t SmallestSize = 64;
+
     struct Place {
         quint64 key = 0;
         quint32 number = 0;

@@ -9,8 +9,8 @@ namespace Platform {
 
 class ArchiveValue;
 
-/// The order in which the keys of a dictionary or archived object come out: that of the platform's open hash table, which depends on
-/// the texts, their number and, where two want the same place, on the order of insertion.
+/// The order in which the keys of a dictionary or archived object come out: that of the platform's open hash table,
+/// which depends on the texts, their number and, where two want the same place, on the order of insertion.
 ///
 /// Keeps its tables between calls; not for two threads at once.
 class KeyOrder final {
@@ -21,7 +21,8 @@ public:
     static quint64 hash(QStringView key);
 
     /// @param hashes  of the keys, in the order of insertion; no two of equal keys
-    /// @returns the indices of the keys in the order in which they come out, good until the next call; empty when texts made to
+    /// @returns the indices of the keys in the order in which they come out, good until the next call; empty when texts
+    /// made to
     ///          collide would take longer than ProbeLimit
     std::span<const quint32> arranged(std::span<const quint64> hashes);
 

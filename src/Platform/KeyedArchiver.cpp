@@ -4,6 +4,8 @@
 #include "BinaryPropertyListWriter.h"
 #include "PropertyListLimits.h"
 
+#include <memory>
+
 namespace Platform {
 
 namespace {
@@ -19,13 +21,19 @@ const QString TopKey = QStringLiteral("$top");
 const QString ObjectsKey = QStringLiteral("$objects");
 const QString ArchiverName = QStringLiteral("NSKeyedArchiver");
 
-/// The second half: lays the numbered objects out as a property list.
-class ArchiveLayouter {
+/// Numbers the objects and then, as the second half, lays them out as a property list.
+class Archiver {
 public:
-    explicit ArchiveLayouter(const ArchiveNumbering& numbering)
-        : m_numbering(numbering), m_writer(numbering.probableObjects()) {}
+    QByteArray archive(const ArchiveValue& root, const QString& rootKey) {
+        return m_numbering.run(root) ? layOut(rootKey) : QByteArray();
+    }
+    /// Entries that it keeps room for.
+    size_t room() const { return m_numbering.probableObjects(); }
 
-    QByteArray run(const QString& rootKey) {
+private:
+    QByteArray layOut(const QString& rootKey) {
+        m_instances.clear();
+        m_writer.clear(m_numbering.probableObjects());
         // The root dictionary alone keeps this order; all its keys come before all its values.
         const quint32 root = m_writer.beginDictionary(4);
         const QString* keys[] = {&VersionKey, &ArchiverKey, &TopKey, &ObjectsKey};
@@ -45,7 +53,6 @@ public:
         return m_writer.bytes();
     }
 
-private:
     quint32 addEntry(const Entry& entry) {
         if (entry.text)
             return addText(*entry.text, entry.identity);
@@ -90,7 +97,8 @@ private:
     }
 
     quint32 addText(const QString& text, const Identity& identity) {
-        const quint32 known = identity.isShared() ? m_instances.findOrInsert(identity, m_writer.objectCount()) : InstanceTable::None;
+        const quint32 known =
+            identity.isShared() ? m_instances.findOrInsert(identity, m_writer.objectCount()) : InstanceTable::None;
         return known != InstanceTable::None && m_writer.isString(known, text) ? known : m_writer.addString(text);
     }
 
@@ -99,11 +107,12 @@ private:
             return addText(value.string(), identity);
         if (value.isBoolean())
             return m_writer.addBoolean(value.boolean());
-        const quint32 known = identity.isShared() ? m_instances.findOrInsert(identity, m_writer.objectCount()) : InstanceTable::None;
+        const quint32 known =
+            identity.isShared() ? m_instances.findOrInsert(identity, m_writer.objectCount()) : InstanceTable::None;
         return known != InstanceTable::None ? known : m_writer.addScalar(value);
     }
 
-    const ArchiveNumbering& m_numbering;
+    ArchiveNumbering m_numbering;
     BinaryPropertyListWriter m_writer;
     InstanceTable m_instances;
 };
@@ -111,8 +120,15 @@ private:
 } // namespace
 
 QByteArray KeyedArchiver::archivedData(const ArchiveValue& root, const QString& rootKey) {
-    ArchiveNumbering numbering;
-    return numbering.run(root) ? ArchiveLayouter(numbering).run(rootKey) : QByteArray();
+    // Making room costs half the time of a state file, so a thread keeps it unless it has become large.
+    constexpr size_t MostRoomKept = 8192;
+    thread_local std::unique_ptr<Archiver> archiver;
+    if (!archiver)
+        archiver = std::make_unique<Archiver>();
+    const QByteArray bytes = archiver->archive(root, rootKey);
+    if (archiver->room() > MostRoomKept)
+        archiver.reset();
+    return bytes;
 }
 
 } // namespace Platform

@@ -29,10 +29,12 @@ struct ClassEntry {
 };
 
 Form formOf(const QString& name) {
-    static const std::pair<QLatin1StringView, Form> forms[] = {
-        {QLatin1StringView("NSDictionary"), Form::Dictionary}, {QLatin1StringView("NSArray"), Form::Array},
-        {QLatin1StringView("NSString"), Form::String},         {QLatin1StringView("NSNull"), Form::Null},
-        {QLatin1StringView("NSData"), Form::Data},             {QLatin1StringView("NSDate"), Form::Date}};
+    static const std::pair<QLatin1StringView, Form> forms[] = {{QLatin1StringView("NSDictionary"), Form::Dictionary},
+                                                               {QLatin1StringView("NSArray"), Form::Array},
+                                                               {QLatin1StringView("NSString"), Form::String},
+                                                               {QLatin1StringView("NSNull"), Form::Null},
+                                                               {QLatin1StringView("NSData"), Form::Data},
+                                                               {QLatin1StringView("NSDate"), Form::Date}};
     constexpr QLatin1StringView mutablePrefix("NSMutable");
     const QStringView rest = QStringView(name).mid(name.startsWith(mutablePrefix) ? mutablePrefix.size() : 2);
     for (const auto& [known, form] : forms) {
@@ -132,7 +134,8 @@ private:
             read.height = static_cast<quint8>(m_height);
             m_height = std::max(outerHeight, m_height);
         } else {
-            if (read.state == Read::State::Open || depth + read.height > PropertyListLimits::Depth || !count(read.values))
+            if (read.state == Read::State::Open || depth + read.height > PropertyListLimits::Depth ||
+                !count(read.values))
                 return false;
             m_height = std::max<int>(m_height, read.height);
         }
@@ -331,7 +334,9 @@ void restoreEncodingOrder(ArchiveValue::Dictionary& fields, const Uids& uids, qi
         if (uids[i] > ownUid)
             places.push_back(i);
     }
-    const auto isEarlier = [&](qsizetype left, qsizetype right) { return uids[left] < uids[right]; };
+    const auto isEarlier = [&](qsizetype left, qsizetype right) {
+        return uids[left] < uids[right];
+    };
     if (std::is_sorted(places.begin(), places.end(), isEarlier))
         return;
     auto sorted = places;

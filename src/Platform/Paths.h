@@ -4,8 +4,8 @@
 
 /// The only code that turns a fixed path into a file name.
 ///
-/// The environment variable MAV_ROOT, empty by default, stands before every fixed path, so that a whole client runs in one folder.
-/// None of these makes a folder.
+/// The environment variable MAV_ROOT, empty by default, stands before every fixed path, so that a whole client runs in
+/// one folder. None of these makes a folder.
 namespace Platform::Paths {
 
 /// MAV_ROOT put before an absolute @p fixedPath.

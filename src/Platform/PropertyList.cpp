@@ -14,8 +14,8 @@ using Reader = BinaryPropertyListReader;
 
 const QString UidKey = QStringLiteral("CF$UID");
 
-/// Builds the value below one object. A value is counted at every place where it stands, so that neither shared containers nor
-/// cycles get far.
+/// Builds the value below one object. A value is counted at every place where it stands, so that neither shared
+/// containers nor cycles get far.
 class BinaryDecoder {
 public:
     explicit BinaryDecoder(Reader& reader) : m_reader(reader) {}

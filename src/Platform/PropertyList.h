@@ -8,8 +8,9 @@ namespace Platform {
 
 /// Property lists in their binary and XML forms.
 ///
-/// Bounded by PropertyListLimits in both directions; values that a property list cannot hold (null, objects of classes of their
-/// own) are not written. A reference of a keyed archive, read as part of a plain list, is the dictionary {"CF$UID": number}.
+/// Bounded by PropertyListLimits in both directions; values that a property list cannot hold (null, objects of classes
+/// of their own) are not written. A reference of a keyed archive, read as part of a plain list, is the dictionary
+/// {"CF$UID": number}.
 namespace PropertyList {
 
 /// Either form, told apart by how it begins; nothing when it breaks a limit or any rule of its form.

@@ -83,7 +83,8 @@ private:
         } else if (name == u"data") {
             QString plain = text;
             plain.removeIf([](QChar unit) { return unit.isSpace(); });
-            const auto decoding = QByteArray::fromBase64Encoding(plain.toLatin1(), QByteArray::AbortOnBase64DecodingErrors);
+            const auto decoding =
+                QByteArray::fromBase64Encoding(plain.toLatin1(), QByteArray::AbortOnBase64DecodingErrors);
             result = decoding.decoded;
             return bool(decoding);
         } else {
@@ -100,8 +101,8 @@ private:
         const quint64 number = digits.mid(isHexadecimal ? 2 : 0).toULongLong(&isNumber, isHexadecimal ? 16 : 10);
         constexpr quint64 LowestNegative = quint64{1} << 63;
         // What is left may not begin with a sign of its own.
-        if (!isNumber || !digits[digits.size() - 1].isLetterOrNumber() || digits.contains(u'-') || digits.contains(u'+') ||
-            (isNegative && number > LowestNegative))
+        if (!isNumber || !digits[digits.size() - 1].isLetterOrNumber() || digits.contains(u'-') ||
+            digits.contains(u'+') || (isNegative && number > LowestNegative))
             return false;
         result = isNegative ? ArchiveValue(static_cast<qint64>(0 - number)) : ArchiveValue(number);
         return true;

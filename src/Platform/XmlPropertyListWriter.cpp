@@ -64,9 +64,9 @@ private:
         if (items.empty())
             return line(depth, "<array/>");
         line(depth, "<array>");
-        const bool isWhole = depth < PropertyListLimits::Depth && std::all_of(items.begin(), items.end(), [&](const auto& item) {
-            return write(item, depth + 1);
-        });
+        const bool isWhole =
+            depth < PropertyListLimits::Depth &&
+            std::all_of(items.begin(), items.end(), [&](const auto& item) { return write(item, depth + 1); });
         return isWhole && line(depth, "</array>");
     }
 
@@ -76,11 +76,13 @@ private:
         std::vector<const ArchiveEntry*> sorted;
         for (const ArchiveEntry& entry : entries)
             sorted.push_back(&entry);
-        std::sort(sorted.begin(), sorted.end(), [](const auto* left, const auto* right) { return left->key < right->key; });
+        std::sort(sorted.begin(), sorted.end(),
+                  [](const auto* left, const auto* right) { return left->key < right->key; });
         line(depth, "<dict>");
-        const bool isWhole = depth < PropertyListLimits::Depth && std::all_of(sorted.begin(), sorted.end(), [&](const auto* entry) {
-            return text(depth + 1, "key", entry->key) && write(entry->value, depth + 1);
-        });
+        const bool isWhole =
+            depth < PropertyListLimits::Depth && std::all_of(sorted.begin(), sorted.end(), [&](const auto* entry) {
+                return text(depth + 1, "key", entry->key) && write(entry->value, depth + 1);
+            });
         return isWhole && line(depth, "</dict>");
     }
 

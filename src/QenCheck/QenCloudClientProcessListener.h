@@ -8,11 +8,11 @@
 
 class QenLogHelper;
 
-/// Watches over what a signed-in user depends on: every tick it has the network chosen anew, sets the ticket service up again when
-/// that was restarted, and has the VPN component loaded again when its process is gone.
+/// Watches over what a signed-in user depends on: every tick it has the network chosen anew, sets the ticket service up
+/// again when that was restarted, and has the VPN component loaded again when its process is gone.
 ///
-/// Parked until startListening(). Ticks run one after the other on a queue of its own, since they wait for the service; a slow
-/// process check may overlap the next tick.
+/// Parked until startListening(). Ticks run one after the other on a queue of its own, since they wait for the service;
+/// a slow process check may overlap the next tick.
 class QenCloudClientProcessListener final {
 public:
     /// What the ticks ask and do; each may be called on any thread.

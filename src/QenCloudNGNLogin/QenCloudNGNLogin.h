@@ -2,8 +2,8 @@
 
 #include "AccountManager.h"
 
-/// The thin front of the account API: forwards each request and gives every failure one shape, an error whose description is
-/// always readable text.
+/// The thin front of the account API: forwards each request and gives every failure one shape, an error whose
+/// description is always readable text.
 ///
 /// Completions as AccountManager calls them.
 class QenCloudNGNLogin final {

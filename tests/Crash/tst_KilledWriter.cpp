@@ -14,7 +14,8 @@ class tst_KilledWriter : public QObject {
 
 private Q_SLOTS:
     void everyFileStaysWhole() {
-        const int rounds = qEnvironmentVariableIntValue("MAV_KILLS") > 0 ? qEnvironmentVariableIntValue("MAV_KILLS") : 500;
+        const int rounds =
+            qEnvironmentVariableIntValue("MAV_KILLS") > 0 ? qEnvironmentVariableIntValue("MAV_KILLS") : 500;
         QTemporaryDir root;
         const QString state = root.filePath(QStringLiteral("QenCloudL"));
         for (int round = 0; round < rounds; ++round) {
@@ -46,7 +47,8 @@ private Q_SLOTS:
                 QVERIFY2(recorded && recorded->isDictionary(), qPrintable(QStringLiteral("round %1").arg(round)));
             }
         }
-        // What the killed ones left half done is bounded: at most one temporary file each, and none that a reader takes.
+        // What the killed ones left half done is bounded: at most one temporary file each, and none that a reader
+        // takes.
         QenLogHelper log(root.filePath(QStringLiteral("logs")), root.filePath(QStringLiteral("logs.data")), 4096);
         log.writeLog(QStringLiteral("started again"));
         log.drain();

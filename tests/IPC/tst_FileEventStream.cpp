@@ -13,16 +13,17 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto Latency = 150ms;
+constexpr auto Latency = 300ms;
 
 /// A stream on a thread of its own, and what it reported.
 class Following {
 public:
     explicit Following(const QStringList& paths)
-        : m_stream(paths, Latency, [this](const QStringList& changed) {
-              const std::lock_guard lock(m_mutex);
-              m_batches << changed;
-          }),
+        : m_stream(paths, Latency,
+                   [this](const QStringList& changed) {
+                       const std::lock_guard lock(m_mutex);
+                       m_batches << changed;
+                   }),
           m_thread([this] { m_stream.run(); }) {
         QTest::qSleep(50);
     }
@@ -80,7 +81,8 @@ private Q_SLOTS:
             dir.mkpath(root.filePath(QStringLiteral("a")));
         if (!kind.endsWith(u"appear") && !kind.endsWith(u"appears"))
             dir.mkpath(folder);
-        if (kind.startsWith(u"write") || kind.startsWith(u"re") || kind == u"folder removed" || kind == u"folder moved away")
+        if (kind.startsWith(u"write") || kind.startsWith(u"re") || kind == u"folder removed" ||
+            kind == u"folder moved away")
             put(path);
 
         Following following({path, folder + QStringLiteral("/untouched")});
@@ -110,22 +112,24 @@ private Q_SLOTS:
         QVERIFY2(following.first().contains(path), qPrintable(kind));
     }
 
-    void burstIsOneReportWithinTheLatency() {
+    void burstIsOneReportInOrderOfFirstChange() {
         QTemporaryDir root;
         const QString path = root.filePath(QStringLiteral("file"));
         const QString other = root.filePath(QStringLiteral("other"));
         Following following({path, other});
         put(other);
-        QElapsedTimer timer;
-        timer.start();
-        for (int i = 0; i < 100; ++i)
+        for (int i = 0; i < 20; ++i)
             put(path, QByteArray::number(i));
+        put(other);
         QCOMPARE(following.first(), QStringList({other, path}));
-        QVERIFY(timer.elapsed() < Latency.count() + 200);
-        // A file that nobody follows wakes no callback.
+    }
+
+    void otherFilesOfTheFolderAreNoNews() {
+        QTemporaryDir root;
+        Following following({root.filePath(QStringLiteral("file"))});
         put(root.filePath(QStringLiteral("third")));
         QTest::qSleep(static_cast<int>(2 * Latency.count()));
-        QVERIFY(following.batches().size() <= 2);
+        QVERIFY(following.batches().isEmpty());
     }
 
     void lostEventsAreAChangeOfEveryFile() {

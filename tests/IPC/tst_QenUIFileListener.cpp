@@ -20,7 +20,8 @@ namespace {
 class Listening {
 public:
     Listening()
-        : agent(root.filePath(QStringLiteral("QenCloud"))), log(root.filePath(QStringLiteral("logs")), root.filePath(QStringLiteral("record"))),
+        : agent(root.filePath(QStringLiteral("QenCloud"))),
+          log(root.filePath(QStringLiteral("logs")), root.filePath(QStringLiteral("record"))),
           config(agent + QStringLiteral("/.QenConfig"), root.path()),
           listener({center, config, log, agent, root.path(), std::chrono::milliseconds(100)}) {
         QDir().mkpath(agent);
@@ -31,7 +32,8 @@ public:
               FileNotification::HideTray})
             observers.push_back(center.observe(name, [this](const Platform::Notification& notification) {
                 const std::lock_guard lock(mutex);
-                posted << notification.name + (notification.object.isValid() ? u' ' + notification.object.toString() : QString());
+                posted << notification.name +
+                              (notification.object.isValid() ? u' ' + notification.object.toString() : QString());
             }));
     }
     QStringList taken() {
@@ -66,7 +68,9 @@ private Q_SLOTS:
     void eachPathHasItsNotification_data() {
         QTest::addColumn<QString>("path");
         QTest::addColumn<QString>("posted");
-        const auto row = [](const char* path, const QString& posted) { QTest::newRow(path) << QString::fromUtf8(path) << posted; };
+        const auto row = [](const char* path, const QString& posted) {
+            QTest::newRow(path) << QString::fromUtf8(path) << posted;
+        };
         row("/x/c_qen_mark@2x.png", FileNotification::Logo);
         row("/x/tips.txt", FileNotification::Tips);
         row("/x/tips.txt/restart.txt", FileNotification::Tips);
@@ -97,8 +101,10 @@ private Q_SLOTS:
         QTest::addColumn<qint64>("ticketState");
         QTest::addColumn<int>("loginType");
         QTest::addColumn<QStringList>("posted");
-        QTest::newRow("timed out") << qint64(2) << 1 << QStringList{FileNotification::TicketTimeOut + QStringLiteral(" 2")};
-        QTest::newRow("timed out in a domain") << qint64(2) << 3 << QStringList{FileNotification::TicketTimeOut + QStringLiteral(" 2")};
+        QTest::newRow("timed out") << qint64(2) << 1
+                                   << QStringList{FileNotification::TicketTimeOut + QStringLiteral(" 2")};
+        QTest::newRow("timed out in a domain")
+            << qint64(2) << 3 << QStringList{FileNotification::TicketTimeOut + QStringLiteral(" 2")};
         QTest::newRow("domain") << qint64(1) << 3 << QStringList{FileNotification::TicketTimeOut};
         QTest::newRow("account") << qint64(1) << 1 << QStringList();
     }
@@ -118,7 +124,8 @@ private Q_SLOTS:
         QTest::qSleep(100);
         QVERIFY(archiveRootObject(QStringLiteral("1"), world.agent + QStringLiteral("/hideqenswitch.archive")));
         const QVariantList servers{QVariant(QVariantList{"10.0.0.1", 8080})};
-        QVERIFY(archiveRootObject(Platform::ArchiveValue::fromVariant(servers), world.agent + QStringLiteral("/.QenConfig")));
+        QVERIFY(archiveRootObject(Platform::ArchiveValue::fromVariant(servers),
+                                  world.agent + QStringLiteral("/.QenConfig")));
         storeRecord(world.root.path(), 2, LoginType::Account);
         QStringList all;
         QElapsedTimer timer;
@@ -128,7 +135,8 @@ private Q_SLOTS:
             all += world.taken();
         }
         all.sort();
-        QCOMPARE(all, QStringList({FileNotification::HideTray, FileNotification::TicketTimeOut + QStringLiteral(" 2")}));
+        QCOMPARE(all,
+                 QStringList({FileNotification::HideTray, FileNotification::TicketTimeOut + QStringLiteral(" 2")}));
         QCOMPARE(world.config.intranet_port(), 8080);
     }
 };

@@ -31,11 +31,14 @@ public:
     QString file(const QString& name) const { return m_folder.filePath(name); }
 
     bool hasState(const QString& name) const { return QFile::exists(state(name)); }
-    std::optional<Platform::ArchiveValue> read(const QString& name) const { return unarchiveObjectWithFile(state(name)); }
+    std::optional<Platform::ArchiveValue> read(const QString& name) const {
+        return unarchiveObjectWithFile(state(name));
+    }
 
     /// Writes the agent's server list: each pair is a server and a port.
     void configure(const QVariantList& servers) {
-        QVERIFY(archiveRootObject(Platform::ArchiveValue::fromVariant(servers), agent() + QStringLiteral("/.QenConfig")));
+        QVERIFY(
+            archiveRootObject(Platform::ArchiveValue::fromVariant(servers), agent() + QStringLiteral("/.QenConfig")));
     }
     void configure(quint16 port) {
         const QVariant pair = QVariantList{QStringLiteral("127.0.0.1"), port};
@@ -49,7 +52,8 @@ private:
 /// A client without windows: the services from the log up to the login helper, on a folder of their own.
 class ClientWorld {
 public:
-    explicit ClientWorld(ClientFolder& folder, LoginLinks links = {}, QString vpnExecutable = QStringLiteral("/no/such/vpn"))
+    explicit ClientWorld(ClientFolder& folder, LoginLinks links = {},
+                         QString vpnExecutable = QStringLiteral("/no/such/vpn"))
         : log(folder.logs(), folder.file(QStringLiteral("logs.data"))),
           config(folder.agent() + QStringLiteral("/.QenConfig"), folder.support() + QStringLiteral("/QenCloudL")),
           accounts({config, domain, device, log, folder.support()}), front(accounts),

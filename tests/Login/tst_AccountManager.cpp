@@ -48,7 +48,8 @@ private Q_SLOTS:
             return keys;
         };
         QTest::newRow("login") << "account_login" << with(device, {"logintype", "password", "userid"});
-        QTest::newRow("login with code") << "account_login+otp" << with(device, {"logintype", "otp", "password", "userid"});
+        QTest::newRow("login with code") << "account_login+otp"
+                                         << with(device, {"logintype", "otp", "password", "userid"});
         QTest::newRow("ticket") << "ticket_auth" << QStringList{"deviceid", "hostname", "mac", "ticket", "userid"};
         QTest::newRow("domain") << "ad_auth" << QStringList{"dc", "deviceid", "mac", "uid"};
         QTest::newRow("logout") << "logout" << QStringList{"msg", "userid"};
@@ -97,7 +98,8 @@ private Q_SLOTS:
         const auto row = [](const char* name, const QJsonObject& fault, qint64 code, const char* line) {
             QTest::newRow(name) << fault << code << QString::fromUtf8(line);
         };
-        row("HTTP 500", {{"kind", "status"}, {"status", 500}}, Error::BadServerResponse, "Account login faild with error:");
+        row("HTTP 500", {{"kind", "status"}, {"status", 500}}, Error::BadServerResponse,
+            "Account login faild with error:");
         row("not JSON", {{"kind", "text"}}, Error::NotJson, "Account login faild with error:");
         row("closed", {{"kind", "close"}}, Error::ConnectionLost, "Account login faild with error:");
         row("as it should be", {}, 0, "[AccountManager] QenCloud login success in xpc");
@@ -205,8 +207,7 @@ private Q_SLOTS:
         client.accounts.checkQRLoginState(1, outcome.completion());
         QVERIFY(outcome.wait());
         const QJsonArray requests = m_server.requests(last(QStringLiteral("scan_status")));
-        const QJsonObject body =
-            QJsonDocument::fromJson(ReferenceServer::bodyOf(requests.last().toObject())).object();
+        const QJsonObject body = QJsonDocument::fromJson(ReferenceServer::bodyOf(requests.last().toObject())).object();
         QCOMPARE(keysOf(body), QStringList({"clientoper", "deviceid", "hostname", "mac", "soleid"}));
         QCOMPARE(body.value(u"clientoper"), QJsonValue(1));
     }
@@ -220,9 +221,8 @@ private Q_SLOTS:
         const QImage image = client.accounts.createQRForString(180);
         QCOMPARE(image.deviceIndependentSize(), QSizeF(180, 180));
         const QImage grey = image.convertToFormat(QImage::Format_Grayscale8);
-        const ZXing::Result read =
-            ZXing::ReadBarcode({grey.constBits(), grey.width(), grey.height(), ZXing::ImageFormat::Lum,
-                                static_cast<int>(grey.bytesPerLine())});
+        const ZXing::Result read = ZXing::ReadBarcode({grey.constBits(), grey.width(), grey.height(),
+                                                       ZXing::ImageFormat::Lum, static_cast<int>(grey.bytesPerLine())});
         QVERIFY(read.isValid());
         const QString text = QString::fromStdWString(read.text());
         const QString prefix = QStringLiteral("https://10.0.0.8:8443/portal/qen/api/public/clientlogin/scan_login?v=");
@@ -243,9 +243,12 @@ private Q_SLOTS:
         QTest::addColumn<int>("type");
         QTest::addColumn<int>("failedProbes");
         QTest::addColumn<QString>("line");
-        QTest::newRow("intranet answers") << "good dead" << 0 << 0 << "QenCloud networktpye is Intranet URL:http://127.0.0.1:";
-        QTest::newRow("extranet answers") << "dead good" << 1 << 1 << "QenCloud networktpye is Extranet URL:http://127.0.0.1:";
-        QTest::newRow("neither") << "dead dead" << 0 << 2 << "QenCloud networktpye is no network,The default is Intranet";
+        QTest::newRow("intranet answers")
+            << "good dead" << 0 << 0 << "QenCloud networktpye is Intranet URL:http://127.0.0.1:";
+        QTest::newRow("extranet answers")
+            << "dead good" << 1 << 1 << "QenCloud networktpye is Extranet URL:http://127.0.0.1:";
+        QTest::newRow("neither") << "dead dead" << 0 << 2
+                                 << "QenCloud networktpye is no network,The default is Intranet";
     }
     void networkChoice() {
         QFETCH(QString, servers);
@@ -315,10 +318,9 @@ private:
         } else if (operation == u"ticket_auth") {
             accounts.checkTicketState(QStringLiteral("T-1"), outcome.completion());
         } else if (operation == u"ad_auth") {
-            accounts.checkDomainAccount(QStringLiteral("lin"), QStringLiteral("corp.example"),
-                                        [complete = outcome.completion()](bool, const auto&, const Error& error) {
-                                            complete({}, error);
-                                        });
+            accounts.checkDomainAccount(
+                QStringLiteral("lin"), QStringLiteral("corp.example"),
+                [complete = outcome.completion()](bool, const auto&, const Error& error) { complete({}, error); });
         } else if (operation == u"logout") {
             accounts.loginOut({{"userid", "lin"}, {"msg", "logout"}}, outcome.completion());
         } else if (operation == u"resetpass") {

@@ -22,19 +22,32 @@ private Q_SLOTS:
     void integers_data() {
         QTest::addColumn<QString>("json");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("number") << "0" << "0";
-        QTest::newRow("negative") << "-7" << "-7";
-        QTest::newRow("fraction truncates") << "-3.9" << "-3";
-        QTest::newRow("beyond a double") << "9007199254740993" << "9007199254740993";
-        QTest::newRow("far too large") << "1e300" << "none";
-        QTest::newRow("text") << "\"20\"" << "20";
-        QTest::newRow("text with a tail") << "\" -2 days\"" << "-2";
-        QTest::newRow("text without a number") << "\"abc\"" << "none";
-        QTest::newRow("empty text") << "\"\"" << "none";
-        QTest::newRow("boolean") << "false" << "none";
-        QTest::newRow("null") << "null" << "none";
-        QTest::newRow("list") << "[0]" << "none";
-        QTest::newRow("object") << "{}" << "none";
+        QTest::newRow("number") << "0"
+                                << "0";
+        QTest::newRow("negative") << "-7"
+                                  << "-7";
+        QTest::newRow("fraction truncates") << "-3.9"
+                                            << "-3";
+        QTest::newRow("beyond a double") << "9007199254740993"
+                                         << "9007199254740993";
+        QTest::newRow("far too large") << "1e300"
+                                       << "none";
+        QTest::newRow("text") << "\"20\""
+                              << "20";
+        QTest::newRow("text with a tail") << "\" -2 days\""
+                                          << "-2";
+        QTest::newRow("text without a number") << "\"abc\""
+                                               << "none";
+        QTest::newRow("empty text") << "\"\""
+                                    << "none";
+        QTest::newRow("boolean") << "false"
+                                 << "none";
+        QTest::newRow("null") << "null"
+                              << "none";
+        QTest::newRow("list") << "[0]"
+                              << "none";
+        QTest::newRow("object") << "{}"
+                                << "none";
     }
     void integers() {
         QFETCH(QString, json);
@@ -198,11 +211,21 @@ private Q_SLOTS:
         QTest::addColumn<QString>("server");
         QTest::addColumn<QString>("host");
         QTest::addColumn<QString>("path");
-        QTest::newRow("plain") << "10.0.0.8" << "10.0.0.8" << "";
-        QTest::newRow("path") << "10.0.0.8#portal#qen" << "10.0.0.8" << "/portal/qen";
-        QTest::newRow("empty pieces") << "a##b#" << "a" << "/b";
-        QTest::newRow("only a separator") << "#" << "" << "";
-        QTest::newRow("no host") << "#b" << "" << "/b";
+        QTest::newRow("plain") << "10.0.0.8"
+                               << "10.0.0.8"
+                               << "";
+        QTest::newRow("path") << "10.0.0.8#portal#qen"
+                              << "10.0.0.8"
+                              << "/portal/qen";
+        QTest::newRow("empty pieces") << "a##b#"
+                                      << "a"
+                                      << "/b";
+        QTest::newRow("only a separator") << "#"
+                                          << ""
+                                          << "";
+        QTest::newRow("no host") << "#b"
+                                 << ""
+                                 << "/b";
     }
     void domainAnalysis() {
         QFETCH(QString, server);

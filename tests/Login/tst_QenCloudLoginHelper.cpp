@@ -46,7 +46,8 @@ public:
         note(QStringLiteral("necessary ") + url);
         completion(certificatePresent);
     }
-    void executeInacTaskWithUserName(const QString& user, const QString&, const QJsonArray& ssids, const QString& url) override {
+    void executeInacTaskWithUserName(const QString& user, const QString&, const QJsonArray& ssids,
+                                     const QString& url) override {
         note(QStringLiteral("task %1 %2 %3").arg(user, QString::number(ssids.size()), url));
     }
     void installStaticMobileconfig() override { note(QStringLiteral("static")); }
@@ -143,8 +144,12 @@ private Q_SLOTS:
         QCOMPARE(renewed->decryptTicket(), confirmed.answer.value(u"data").toObject().value(u"ticket").toString());
 
         Outcome out;
-        client.helper.logout({{"userid", "lin"}, {"ticket", renewed->decryptTicket()}, {"msg", "logout"},
-                              {"mac", client.device.macAddresses().join(u';')}, {"ip", ""}, {"deviceid", client.device.uuid()}},
+        client.helper.logout({{"userid", "lin"},
+                              {"ticket", renewed->decryptTicket()},
+                              {"msg", "logout"},
+                              {"mac", client.device.macAddresses().join(u';')},
+                              {"ip", ""},
+                              {"deviceid", client.device.uuid()}},
                              out.completion());
         QVERIFY(out.wait());
         QVERIFY2(out.answer.value(u"ret") == QJsonValue(0), qPrintable(out.answer.value(u"msg").toString()));
@@ -194,7 +199,8 @@ private Q_SLOTS:
         const auto before = *AccountModel::currentModel(folder.support());
         ClientWorld client(folder);
         QString heard;
-        client.helper.setLoginBlock([&](bool signedIn) { heard = signedIn ? QStringLiteral("in") : QStringLiteral("out"); });
+        client.helper.setLoginBlock(
+            [&](bool signedIn) { heard = signedIn ? QStringLiteral("in") : QStringLiteral("out"); });
         QVERIFY(m_server.fault(operation("ticket_auth"), {{"kind", "json"}, {"json", answer}}));
         Outcome outcome;
         client.helper.checkTicketStatus(outcome.completion());
@@ -238,15 +244,18 @@ private Q_SLOTS:
         QVERIFY(out.error);
         QVERIFY(client.helper.iflogin());
         QCOMPARE(AccountModel::currentModel(folder.support())->islogout(), 1);
-        QVERIFY(client.logText().contains(QStringLiteral("[QenCloudLoginHelper] QenCloud logout fail because no network!!!")));
+        QVERIFY(client.logText().contains(
+            QStringLiteral("[QenCloudLoginHelper] QenCloud logout fail because no network!!!")));
 
         folder.configure(m_server.httpPort());
         client.config.updateServerConfig();
         Outcome poll;
         client.helper.CheckQRLoginState(poll.completion());
         QVERIFY(poll.wait());
-        const QJsonObject body = QJsonDocument::fromJson(ReferenceServer::bodyOf(
-                                     m_server.requests(operation("scan_status")).last().toObject())).object();
+        const QJsonObject body =
+            QJsonDocument::fromJson(
+                ReferenceServer::bodyOf(m_server.requests(operation("scan_status")).last().toObject()))
+                .object();
         QCOMPARE(body.value(u"clientoper"), QJsonValue(1));
     }
 
@@ -417,7 +426,8 @@ private Q_SLOTS:
         {
             ClientWorld client(folder, peers.links(), vpn);
             client.helper.existZelVPN();
-            QVERIFY(eventually([&] { return client.logText().contains(QStringLiteral("[QenCloudLoginHelper] ") + line); }));
+            QVERIFY(
+                eventually([&] { return client.logText().contains(QStringLiteral("[QenCloudLoginHelper] ") + line); }));
         }
         QCOMPARE(peers.calls().contains(QStringLiteral("stop")), accessStatus == 0);
         component.kill();

@@ -115,7 +115,9 @@ private Q_SLOTS:
 private:
     /// What the session does with a running component; hops to this thread for the outcome.
     void runStop(VindorClient& client, Stop& stop) {
-        const auto here = [this](auto call) { QMetaObject::invokeMethod(this, std::move(call), Qt::QueuedConnection); };
+        const auto here = [this](auto call) {
+            QMetaObject::invokeMethod(this, std::move(call), Qt::QueuedConnection);
+        };
         client.startRequestAccess([&client, &stop, here](int status) {
             here([&stop, status] {
                 stop.access = status;

@@ -14,7 +14,9 @@ using RetrievalShow = RetrievalVerdict::Show;
 
 namespace {
 
-QJsonObject json(const char* text) { return QJsonDocument::fromJson(QByteArray(text)).object(); }
+QJsonObject json(const char* text) {
+    return QJsonDocument::fromJson(QByteArray(text)).object();
+}
 
 const Error NoError;
 const Error NotJson(Platform::CocoaErrorDomain, Error::NotJson, QStringLiteral("不是 JSON"));
@@ -144,15 +146,17 @@ private Q_SLOTS:
         QCOMPARE(judgeLoginAnswer(good, NotJson), (LoginVerdict{LoginShow::Key, QStringLiteral("NoAccount")}));
         QCOMPARE(judgeLoginAnswer(good, Timeout), (LoginVerdict{LoginShow::Text, QStringLiteral("请求超时")}));
         QCOMPARE(judgeLoginAnswer(good, Wordless), LoginVerdict());
-        QCOMPARE(judgePasswordAnswer(good, NotJson, {}), (PasswordVerdict{PasswordShow::Text, QStringLiteral("不是 JSON")}));
-        QCOMPARE(judgeRetrievalAnswer(good, Timeout), (RetrievalVerdict{RetrievalShow::Text, QStringLiteral("请求超时")}));
+        QCOMPARE(judgePasswordAnswer(good, NotJson, {}),
+                 (PasswordVerdict{PasswordShow::Text, QStringLiteral("不是 JSON")}));
+        QCOMPARE(judgeRetrievalAnswer(good, Timeout),
+                 (RetrievalVerdict{RetrievalShow::Text, QStringLiteral("请求超时")}));
     }
 
     void ticketAndLogout() {
         QVERIFY(confirmsTicket(json(R"({"ret":0,"data":{"state":0}})")));
-        for (const char* other : {"{}", R"({"ret":0})", R"({"ret":0,"data":{"status":0}})", R"({"data":{"state":0}})",
-                                  R"({"ret":1,"data":{"state":0}})", R"({"ret":0,"data":{"state":-5}})",
-                                  R"({"ret":0,"data":[0]})"})
+        for (const char* other :
+             {"{}", R"({"ret":0})", R"({"ret":0,"data":{"status":0}})", R"({"data":{"state":0}})",
+              R"({"ret":1,"data":{"state":0}})", R"({"ret":0,"data":{"state":-5}})", R"({"ret":0,"data":[0]})"})
             QVERIFY2(!confirmsTicket(json(other)), other);
         QVERIFY(judgeLogoutAnswer(json(R"({"ret":0,"msg":"ok"})"), NoError).signedOut);
         QVERIFY(!judgeLogoutAnswer(json(R"({"msg":"ok"})"), NoError).signedOut);
@@ -223,12 +227,14 @@ private Q_SLOTS:
 
     void toolsAreListedBySerial() {
         const auto tool = [](const char* name, const QVariant& serial, const char* icon) {
-            QVariantMap record{{QStringLiteral("appname"), QString::fromUtf8(name)}, {QStringLiteral("icon"), QString::fromLatin1(icon)}};
+            QVariantMap record{{QStringLiteral("appname"), QString::fromUtf8(name)},
+                               {QStringLiteral("icon"), QString::fromLatin1(icon)}};
             if (serial.isValid())
                 record.insert(QStringLiteral("app_serialnum"), serial);
             return QVariant(record);
         };
-        const QVariantList list{tool("无号", {}, ""), tool("邮箱", 2, "mail.png"), QStringLiteral("no record"), tool("首位", QStringLiteral("1"), "a.b.c")};
+        const QVariantList list{tool("无号", {}, ""), tool("邮箱", 2, "mail.png"), QStringLiteral("no record"),
+                                tool("首位", QStringLiteral("1"), "a.b.c")};
         const QList<ToolEntry> entries = toolEntries(list);
         QCOMPARE(entries, (QList<ToolEntry>{{QStringLiteral("首位"), QStringLiteral("a"), 1},
                                             {QStringLiteral("邮箱"), QStringLiteral("mail"), 2},

@@ -22,7 +22,10 @@ public:
                 .checkXPCServiceIsReInital = [this] { return serviceIsNew; },
                 .existZelVPN = [this] { note("stop vpn"); },
                 .runTicketXPC = [this] { note("run ticket"); },
-                .reloadZelVPN = [this] { note("reload"); }};
+                .reloadZelVPN =
+                    [this] {
+                        note("reload");
+                    }};
     }
     QStringList calls() {
         const std::lock_guard lock(m_mutex);
@@ -55,7 +58,8 @@ private Q_SLOTS:
         QTest::addColumn<bool>("vpnRuns");
         QTest::addColumn<QStringList>("calls");
         QTest::addColumn<QStringList>("lines");
-        const QStringList checked{"NGN Server is existed", "start check zelvpn ....", "end check zelvpn ifload ....result:"};
+        const QStringList checked{"NGN Server is existed", "start check zelvpn ....",
+                                  "end check zelvpn ifload ....result:"};
         QTest::newRow("signed out") << false << true << true << false << QStringList{"network"} << QStringList{};
         QTest::newRow("not confirmed yet") << true << false << true << false << QStringList{"network"} << QStringList{};
         QTest::newRow("service is new") << true << true << true << false
@@ -109,7 +113,8 @@ private Q_SLOTS:
         Client client;
         client.signedIn = false;
         QenLogHelper log(folder.filePath(QStringLiteral("logs")), folder.filePath(QStringLiteral("record")));
-        QenCloudClientProcessListener listener(client.world(), log, QStringLiteral("/no/vpn"), std::chrono::milliseconds(40));
+        QenCloudClientProcessListener listener(client.world(), log, QStringLiteral("/no/vpn"),
+                                               std::chrono::milliseconds(40));
         QTest::qSleep(150);
         QVERIFY(client.calls().isEmpty());
         listener.startListening();

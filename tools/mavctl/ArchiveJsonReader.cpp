@@ -98,8 +98,11 @@ private:
 
     /// An object of JSON: a form, an object of a class or a dictionary.
     bool made(ArchiveValue::Dictionary entries, ArchiveValue& value) {
-        const auto isKey = [&](const char* name) { return entries[0].key == QLatin1StringView(name); };
-        if (entries.size() == 1 && (isKey(ArchiveJson::DataKey) || isKey(ArchiveJson::DateKey) || isKey(ArchiveJson::DoubleKey)))
+        const auto isKey = [&](const char* name) {
+            return entries[0].key == QLatin1StringView(name);
+        };
+        if (entries.size() == 1 &&
+            (isKey(ArchiveJson::DataKey) || isKey(ArchiveJson::DateKey) || isKey(ArchiveJson::DoubleKey)))
             return madeForm(entries[0], value);
         ArchiveEntry* classEntry = nullptr;
         for (ArchiveEntry& entry : entries) {
@@ -123,18 +126,22 @@ private:
     bool madeForm(const ArchiveEntry& entry, ArchiveValue& value) {
         const QString text = entry.value.string();
         if (entry.key == QLatin1StringView(ArchiveJson::DataKey)) {
-            const auto decoding = QByteArray::fromBase64Encoding(text.toUtf8(), QByteArray::AbortOnBase64DecodingErrors);
+            const auto decoding =
+                QByteArray::fromBase64Encoding(text.toUtf8(), QByteArray::AbortOnBase64DecodingErrors);
             value = decoding.decoded;
             return (entry.value.isString() && decoding) || fail(QStringLiteral("\"$data\" is not Base64 text"));
         }
         if (entry.key == QLatin1StringView(ArchiveJson::DateKey)) {
             const auto seconds = Platform::ArchiveDate::fromIsoText(text);
             value = ArchiveValue::date(seconds.value_or(entry.value.number()));
-            return seconds || entry.value.isDouble() || entry.value.isInteger() || fail(QStringLiteral("\"$date\" is not a date"));
+            return seconds || entry.value.isDouble() || entry.value.isInteger() ||
+                   fail(QStringLiteral("\"$date\" is not a date"));
         }
         constexpr double Infinity = std::numeric_limits<double>::infinity();
         const bool isNan = text == QLatin1StringView("nan");
-        value = isNan ? std::numeric_limits<double>::quiet_NaN() : text == QLatin1StringView("inf") ? Infinity : -Infinity;
+        value = isNan                              ? std::numeric_limits<double>::quiet_NaN()
+                : text == QLatin1StringView("inf") ? Infinity
+                                                   : -Infinity;
         return isNan || text == QLatin1StringView("inf") || text == QLatin1StringView("-inf") ||
                fail(QStringLiteral("\"$double\" is not nan, inf or -inf"));
     }

@@ -25,8 +25,8 @@ std::optional<ArchiveValue> decoded(const QByteArray& bytes) {
     return list && list->value(u"$archiver").isNothing() ? list : std::nullopt;
 }
 
-/// The listing of a file that stays the same when it is written and shown again. It is the first one, except where an order of
-/// keys or a sharing of values in the file is lost in JSON.
+/// The listing of a file that stays the same when it is written and shown again. It is the first one, except where an
+/// order of keys or a sharing of values in the file is lost in JSON.
 std::string settledText(const ArchiveValue& root) {
     constexpr int MostRounds = 4;
     std::string text = ArchiveJson::text(root);

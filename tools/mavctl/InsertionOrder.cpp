@@ -66,11 +66,14 @@ private:
         if (m_seed >> 40 & 1)
             std::swap(order[from], order[to]);
         else if (from < to)
-            std::rotate(order.begin() + qsizetype(from), order.begin() + qsizetype(from) + 1, order.begin() + qsizetype(to) + 1);
+            std::rotate(order.begin() + qsizetype(from), order.begin() + qsizetype(from) + 1,
+                        order.begin() + qsizetype(to) + 1);
         else
-            std::rotate(order.begin() + qsizetype(to), order.begin() + qsizetype(from), order.begin() + qsizetype(from) + 1);
+            std::rotate(order.begin() + qsizetype(to), order.begin() + qsizetype(from),
+                        order.begin() + qsizetype(from) + 1);
         std::vector<quint32> bound;
-        std::copy_if(order.begin(), order.end(), std::back_inserter(bound), [this](quint32 number) { return m_isBound[number]; });
+        std::copy_if(order.begin(), order.end(), std::back_inserter(bound),
+                     [this](quint32 number) { return m_isBound[number]; });
         std::sort(bound.begin(), bound.end());
         auto next = bound.begin();
         for (quint32& number : order) {
@@ -96,7 +99,8 @@ private:
 
 } // namespace
 
-/// @param order  indices of the entries in the order in which their keys are to come out; then in the order of insertion
+/// @param order  indices of the entries in the order in which their keys are to come out; then in the order of
+/// insertion
 bool InsertionOrder::search(const ArchiveValue& value, std::vector<quint32>& order) {
     const ArchiveValue::Dictionary& entries = value.dictionary();
     std::vector<quint64> hashes;

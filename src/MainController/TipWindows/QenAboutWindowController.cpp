@@ -15,7 +15,8 @@ constexpr int WindowWidth = 360;
 } // namespace
 
 QenAboutWindowController::QenAboutWindowController(QWidget* parent)
-    : BaseWindowController(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
+    : BaseWindowController(parent,
+                           Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
       m_ui(std::make_unique<Ui::QenAboutWindowController>()) {
     m_ui->setupUi(this);
     setFixedWidth(WindowWidth);

@@ -5,7 +5,8 @@
 class QListWidget;
 class QTextBrowser;
 
-/// The help window: topics at the left, the chosen one at the right. Its pages are part of the program. Escape closes it.
+/// The help window: topics at the left, the chosen one at the right. Its pages are part of the program. Escape closes
+/// it.
 class QenHelpWebWindowController final : public BaseWindowController {
     Q_OBJECT
 public:

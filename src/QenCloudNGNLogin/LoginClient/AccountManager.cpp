@@ -32,7 +32,8 @@ const QString PolicyPath = QStringLiteral("/qen/ngnpolicy?ostype=mac");
 
 } // namespace
 
-/// What the log says of one request; an empty text writes no line. "%1" stands for the URL or the error, "%2" for the body.
+/// What the log says of one request; an empty text writes no line. "%1" stands for the URL or the error, "%2" for the
+/// body.
 struct AccountManager::LogTexts {
     QString before = {};
     int beforeType = 1;
@@ -74,14 +75,15 @@ void AccountManager::sendSealed(const SealedRequest& sealed, Completion complete
         return;
     if (!sealed.texts.before.isEmpty())
         m_world.log.writeLog(sealed.texts.before.arg(*url, QString::fromUtf8(body)), sealed.texts.beforeType);
-    const HttpRequest request{.url = *url, .method = "POST", .body = body, .contentType = {}, .timeout = sealed.timeout};
-    start(request, [this, texts = sealed.texts, complete = std::move(complete)](const QJsonObject& answer,
-                                                                                const Error& error) {
-        const QString line = error ? texts.failure.arg(error.logText()) : texts.success;
-        if (!line.isEmpty())
-            m_world.log.writeLog(line, texts.outcomeType);
-        complete(answer, error);
-    });
+    const HttpRequest request{
+        .url = *url, .method = "POST", .body = body, .contentType = {}, .timeout = sealed.timeout};
+    start(request,
+          [this, texts = sealed.texts, complete = std::move(complete)](const QJsonObject& answer, const Error& error) {
+              const QString line = error ? texts.failure.arg(error.logText()) : texts.success;
+              if (!line.isEmpty())
+                  m_world.log.writeLog(line, texts.outcomeType);
+              complete(answer, error);
+          });
 }
 
 void AccountManager::PostResquestDicWithParamDic(const QJsonObject& parameters, Completion complete) {

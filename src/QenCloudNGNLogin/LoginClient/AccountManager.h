@@ -19,9 +19,9 @@ class QenServerConfig;
 
 /// The one object through which the client calls the management server's account API.
 ///
-/// Holds no login state: each request is built from the caller's values, the device facts, the sole id file and the server
-/// configuration at the time of the call. A completion is called exactly once with (answer, error): on the network thread, or
-/// at once on the caller's thread with code 1234 when no server is configured.
+/// Holds no login state: each request is built from the caller's values, the device facts, the sole id file and the
+/// server configuration at the time of the call. A completion is called exactly once with (answer, error): on the
+/// network thread, or at once on the caller's thread with code 1234 when no server is configured.
 class AccountManager final {
 public:
     using Completion = std::function<void(const QJsonObject& answer, const Platform::Error& error)>;
@@ -63,15 +63,16 @@ public:
     /// The QR code at @p side x @p side points; null without a domain server.
     QImage createQRForString(double side);
 
-    /// Chooses the network and blocks for up to 6 seconds: 1 extranet, 0 intranet. Without a configured server @p completion
-    /// is never called: whoever waits needs a limit of its own. Not on the main or network thread.
+    /// Chooses the network and blocks for up to 6 seconds: 1 extranet, 0 intranet. Without a configured server @p
+    /// completion is never called: whoever waits needs a limit of its own. Not on the main or network thread.
     void NetWorkType(const std::function<void(int)>& completion);
     void pingServerResult(std::function<void(bool)> completion);
 
     /// The full URL, or nothing without an intranet server.
     std::optional<QString> GetReqeustUrlWithPath(const QString& path);
     QString requestUrlWithPath(const QString& path);
-    /// The shared session, made on first use. Each request carries its own time-out, so that none can inherit another's.
+    /// The shared session, made on first use. Each request carries its own time-out, so that none can inherit
+    /// another's.
     Platform::HttpSession& createAFHTTPSessionMgr();
 
     /// The archived sole id, or the empty string.

@@ -44,9 +44,9 @@ struct Probe {
 } // namespace
 
 AccountManager& AccountManager::shareManager() {
-    static auto* instance = new AccountManager(
-        {QenServerConfig::sharedInstance(), QenAnalyseDomain::sharedInstance(), ITDevice::currentDevice(),
-         QenLogHelper::sharedInstance(), Platform::Paths::applicationSupport()});
+    static auto* instance = new AccountManager({QenServerConfig::sharedInstance(), QenAnalyseDomain::sharedInstance(),
+                                                ITDevice::currentDevice(), QenLogHelper::sharedInstance(),
+                                                Platform::Paths::applicationSupport()});
     return *instance;
 }
 
@@ -76,13 +76,15 @@ QString AccountManager::requestUrlWithPath(const QString& path) {
 
 bool AccountManager::isReachable(const QString& probeUrl) {
     const auto probe = std::make_shared<Probe>();
-    createAFHTTPSessionMgr().sendForJson({.url = probeUrl, .timeout = ProbeTimeout}, [probe](const QJsonObject&, const Error& error) {
-        const std::lock_guard lock(probe->mutex);
-        probe->success = !error;
-        // A failure does not end the wait, on purpose: a failed probe always costs the full time.
-        if (!error)
-            probe->answered.notify_all();
-    });
+    createAFHTTPSessionMgr().sendForJson({.url = probeUrl, .timeout = ProbeTimeout},
+                                         [probe](const QJsonObject&, const Error& error) {
+                                             const std::lock_guard lock(probe->mutex);
+                                             probe->success = !error;
+                                             // A failure does not end the wait, on purpose: a failed probe always costs
+                                             // the full time.
+                                             if (!error)
+                                                 probe->answered.notify_all();
+                                         });
     std::unique_lock lock(probe->mutex);
     return probe->answered.wait_for(lock, ProbeWait, [&] { return probe->success; });
 }
@@ -116,12 +118,12 @@ void AccountManager::pingServerResult(std::function<void(bool)> completion) {
         completion(false);
         return;
     }
-    start({.url = *url, .timeout = PingTimeout},
-          [this, completion = std::move(completion)](const QJsonObject& answer, const Error& error) {
-              m_world.log.writeLog(error ? QStringLiteral("ping server faild with error:%1").arg(error.logText())
-                                         : QStringLiteral("ping server success with response:%1").arg(redacted(answer)));
-              completion(!error);
-          });
+    start({.url = *url, .timeout = PingTimeout}, [this, completion = std::move(completion)](const QJsonObject& answer,
+                                                                                            const Error& error) {
+        m_world.log.writeLog(error ? QStringLiteral("ping server faild with error:%1").arg(error.logText())
+                                   : QStringLiteral("ping server success with response:%1").arg(redacted(answer)));
+        completion(!error);
+    });
 }
 
 std::optional<QString> AccountManager::createQRPath() {

@@ -22,7 +22,8 @@ QString getNowTimeTimestamp() {
 } // namespace
 
 QString AccountManager::getSoleID() {
-    const auto stored = unarchiveObjectWithFile(m_world.applicationSupport + QStringLiteral("/QenCloudL/soleid.archive"));
+    const auto stored =
+        unarchiveObjectWithFile(m_world.applicationSupport + QStringLiteral("/QenCloudL/soleid.archive"));
     const QString soleId = stored && stored->isString() ? stored->string() : QString();
     m_world.log.writeLog(QStringLiteral("[AccountManager] QenCloud get soleID:%1").arg(soleId), TraceLine);
     return soleId.isNull() ? QString(QLatin1String("")) : soleId;

@@ -1,6 +1,5 @@
 #include "QRCode.h"
 
-
 #include <qrencode.h>
 
 #include <memory>

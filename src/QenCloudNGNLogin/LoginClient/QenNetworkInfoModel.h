@@ -17,8 +17,8 @@ public:
 
     /// @param folder  the agent's data folder
     static std::optional<QenNetworkInfoModel> currentNetRecord(const QString& folder = defaultFolder());
-    /// True on success, or when the stored record already has this server and port: a change of the network type alone is not
-    /// saved, on purpose.
+    /// True on success, or when the stored record already has this server and port: a change of the network type alone
+    /// is not saved, on purpose.
     bool saveModelRecord(const QString& folder = defaultFolder()) const;
     /// True only when the file existed and is gone.
     static bool deleteCurrentNetModelRecord(const QString& folder = defaultFolder());

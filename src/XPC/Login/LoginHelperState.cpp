@@ -68,7 +68,8 @@ bool QenCloudLoginHelper::isHideTray() const {
 }
 
 bool QenCloudLoginHelper::iShowOTP() const {
-    const QVariant flag = agentFile(QStringLiteral("userlogin.archive")).toMap().value(QStringLiteral("double_factor_auth"));
+    const QVariant flag =
+        agentFile(QStringLiteral("userlogin.archive")).toMap().value(QStringLiteral("double_factor_auth"));
     return flag.typeId() == QMetaType::QString && flag.toString() == QStringLiteral("1");
 }
 
@@ -88,8 +89,8 @@ QVariantList QenCloudLoginHelper::TrustedsAppList() const {
 }
 
 std::optional<QString> QenCloudLoginHelper::joinedDomainName() {
-    const Platform::ScriptRunner script(QStringLiteral(
-        "do shell script \"dsconfigad -show | grep 'Active Directory Domain' | awk '{print $5}'\""));
+    const Platform::ScriptRunner script(
+        QStringLiteral("do shell script \"dsconfigad -show | grep 'Active Directory Domain' | awk '{print $5}'\""));
     Platform::Error error;
     const QString text = script.execute(&error);
     if (error) {

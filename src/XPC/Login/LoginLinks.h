@@ -15,7 +15,8 @@ public:
     /// @param status  0 when access is granted
     virtual void startRequestAccess(std::function<void(int status)> completion) = 0;
     /// @param answer  holds an integer "code", 0 on success
-    virtual void stopSmartAgent(std::function<void(const QJsonObject& answer, const Platform::Error& error)> completion) = 0;
+    virtual void
+    stopSmartAgent(std::function<void(const QJsonObject& answer, const Platform::Error& error)> completion) = 0;
 };
 
 /// Network access control: certificates and profiles.

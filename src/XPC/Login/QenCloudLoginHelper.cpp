@@ -45,8 +45,11 @@ QenCloudLoginHelper::QenCloudLoginHelper(World world) : m_world(std::move(world)
 
 QenCloudLoginHelper& QenCloudLoginHelper::sharedInstance() {
     static auto* instance =
-        new QenCloudLoginHelper({QenCloudNGNLogin::sharedInstance(), AccountManager::shareManager(),
-                                 ITDevice::currentDevice(), QenLogHelper::sharedInstance(), LoginFolders::standard(),
+        new QenCloudLoginHelper({QenCloudNGNLogin::sharedInstance(),
+                                 AccountManager::shareManager(),
+                                 ITDevice::currentDevice(),
+                                 QenLogHelper::sharedInstance(),
+                                 LoginFolders::standard(),
                                  {&QenCloudTicketHelper::sharedInstance(), &VindorClient::sharedInstance(), nullptr}});
     return *instance;
 }
@@ -68,8 +71,8 @@ void QenCloudLoginHelper::callLoginBlock(bool signedIn) {
 
 void QenCloudLoginHelper::login(const QJsonObject& parameters, Completion complete) {
     createSoleidAndSave();
-    m_world.server.loginAccount(parameters, [this, busy = m_pending.token(), complete = std::move(complete)](const QJsonObject& answer,
-                                                                                   const Error& error) {
+    m_world.server.loginAccount(parameters, [this, busy = m_pending.token(), complete = std::move(complete)](
+                                                const QJsonObject& answer, const Error& error) {
         if (error)
             Platform::systemLog(error.logText());
         else
@@ -79,8 +82,8 @@ void QenCloudLoginHelper::login(const QJsonObject& parameters, Completion comple
 }
 
 void QenCloudLoginHelper::resetPassword(const QJsonObject& parameters, Completion complete) {
-    m_world.server.ResetPasswordState(parameters, [this, busy = m_pending.token(), complete = std::move(complete)](const QJsonObject& answer,
-                                                                                         const Error& error) {
+    m_world.server.ResetPasswordState(parameters, [this, busy = m_pending.token(), complete = std::move(complete)](
+                                                      const QJsonObject& answer, const Error& error) {
         if (error)
             Platform::systemLog(error.logText());
         else
@@ -111,7 +114,8 @@ void QenCloudLoginHelper::CheckQRLoginState(Completion complete) {
     const auto before = AccountModel::currentModel(m_world.folders.applicationSupport);
     const qint64 clientoper = before && !before->userid().isNull() ? before->islogout() : 0;
     m_world.server.startCheckQRLoginState(
-        clientoper, [this, busy = m_pending.token(), before, complete = std::move(complete)](const QJsonObject& answer, const Error& error) {
+        clientoper, [this, busy = m_pending.token(), before, complete = std::move(complete)](const QJsonObject& answer,
+                                                                                             const Error& error) {
             if (error)
                 Get_network_type(); // the network may have changed
             else if (integerValue(answer.value(u"ret")) == 0)
@@ -141,27 +145,29 @@ void QenCloudLoginHelper::followNetworkAccess(const QString& userName, const QSt
     NetworkAccessLink* access = m_world.links.networkAccess;
     if (!access)
         return;
-    access->requestGeneralConfig([this, busy = m_pending.token(), access, userName, ticket](const QJsonObject& answer, const Error& error) {
-        if (error || integerValue(answer.value(u"ret")) != 0)
-            return;
-        const auto opened = SealedBody::unseal(answer.value(u"data").toString());
-        const QJsonObject config = opened ? opened->toObject() : QJsonObject();
-        const QJsonObject domain = config.value(u"domain").toObject();
-        const QString method = domain.value(u"auth_method").toString();
-        const QString address = domain.value(u"inac_addr").toString();
-        const QJsonArray ssids = config.value(u"wifisettings").toObject().value(u"ssidlist").toArray();
-        access->checkiNacNecessaryWithUrl(address, [this, busy, access, method, userName, ticket, ssids, address](bool present) {
-            if (present)
+    access->requestGeneralConfig(
+        [this, busy = m_pending.token(), access, userName, ticket](const QJsonObject& answer, const Error& error) {
+            if (error || integerValue(answer.value(u"ret")) != 0)
                 return;
-            if (method == QStringLiteral("3")) {
-                access->executeInacTaskWithUserName(userName, ticket, ssids, address);
-                m_world.log.writeLog(QStringLiteral("[QenCloudLoginHelper] QenCloud inac type 3"));
-            } else if (method == QStringLiteral("2")) {
-                access->installStaticMobileconfig();
-                m_world.log.writeLog(QStringLiteral("[QenCloudLoginHelper] QenCloud inac type 2"));
-            }
+            const auto opened = SealedBody::unseal(answer.value(u"data").toString());
+            const QJsonObject config = opened ? opened->toObject() : QJsonObject();
+            const QJsonObject domain = config.value(u"domain").toObject();
+            const QString method = domain.value(u"auth_method").toString();
+            const QString address = domain.value(u"inac_addr").toString();
+            const QJsonArray ssids = config.value(u"wifisettings").toObject().value(u"ssidlist").toArray();
+            access->checkiNacNecessaryWithUrl(
+                address, [this, busy, access, method, userName, ticket, ssids, address](bool present) {
+                    if (present)
+                        return;
+                    if (method == QStringLiteral("3")) {
+                        access->executeInacTaskWithUserName(userName, ticket, ssids, address);
+                        m_world.log.writeLog(QStringLiteral("[QenCloudLoginHelper] QenCloud inac type 3"));
+                    } else if (method == QStringLiteral("2")) {
+                        access->installStaticMobileconfig();
+                        m_world.log.writeLog(QStringLiteral("[QenCloudLoginHelper] QenCloud inac type 2"));
+                    }
+                });
         });
-    });
 }
 
 void QenCloudLoginHelper::checkTicketStatus(Completion complete) {
@@ -169,8 +175,8 @@ void QenCloudLoginHelper::checkTicketStatus(Completion complete) {
     if (!record || !iflogin())
         return;
     const QString plain = record->decryptTicket();
-    m_world.server.checkTicket(plain, [this, busy = m_pending.token(), before = *record, plain, complete = std::move(complete)](
-                                          const QJsonObject& answer, const Error& error) {
+    m_world.server.checkTicket(plain, [this, busy = m_pending.token(), before = *record, plain,
+                                       complete = std::move(complete)](const QJsonObject& answer, const Error& error) {
         if (!error)
             handleTicketAnswer(answer, before, plain);
         complete(answer, error);
@@ -199,9 +205,10 @@ void QenCloudLoginHelper::handleTicketAnswer(const QJsonObject& answer, const Ac
 }
 
 void QenCloudLoginHelper::logout(const QJsonObject& parameters, Completion complete) {
-    Platform::globalQueue().async([this, busy = m_pending.token(), parameters, complete = std::move(complete)]() mutable {
+    Platform::globalQueue().async([this, busy = m_pending.token(), parameters,
+                                   complete = std::move(complete)]() mutable {
         m_world.server.logoutAccount(parameters, [this, busy, complete = std::move(complete)](const QJsonObject& answer,
-                                                                                        const Error& error) {
+                                                                                              const Error& error) {
             if (error) {
                 if (auto record = AccountModel::currentModel(m_world.folders.applicationSupport)) {
                     record->setIslogout(1);

@@ -34,11 +34,12 @@ struct LoginFolders {
     static LoginFolders standard();
 };
 
-/// Owns the user's session on this machine: signs in and out, keeps the record in step with the server's verdicts and tells
-/// the views of every change through one callback.
+/// Owns the user's session on this machine: signs in and out, keeps the record in step with the server's verdicts and
+/// tells the views of every change through one callback.
 ///
-/// The state lives on disk and is read afresh by each operation. Completions and the login block are called on the network
-/// thread, exactly once with (answer, error); views hop to the main thread by themselves. Destruction waits for what is under way.
+/// The state lives on disk and is read afresh by each operation. Completions and the login block are called on the
+/// network thread, exactly once with (answer, error); views hop to the main thread by themselves. Destruction waits for
+/// what is under way.
 class QenCloudLoginHelper final {
 public:
     using Completion = std::function<void(const QJsonObject& answer, const Platform::Error& error)>;
@@ -105,7 +106,8 @@ public:
     void removeSoleID();
     /// Asks the agent to load the user's policy anew.
     void reloadZelVPN();
-    /// Stops the VPN component through the agent when it runs. Returns at once; the look-up and the stop run in the background.
+    /// Stops the VPN component through the agent when it runs. Returns at once; the look-up and the stop run in the
+    /// background.
     void existZelVPN();
     /// 16 characters: those from index 7 of the MD5 sum's hexadecimal digits.
     static QString stringToMD5(const QString& text);

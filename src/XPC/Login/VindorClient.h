@@ -9,9 +9,9 @@
 
 /// The agent's local HTTP interface: asks for access, then has the VPN component stopped.
 ///
-/// The port stands in a file of the agent and is read for every request; a file that is missing, damaged or not the agent's own
-/// (nor this user's) is an agent that cannot be reached. Completions are called once, on the network thread or at once on the
-/// caller's; the client must outlive them.
+/// The port stands in a file of the agent and is read for every request; a file that is missing, damaged or not the
+/// agent's own (nor this user's) is an agent that cannot be reached. Completions are called once, on the network thread
+/// or at once on the caller's; the client must outlive them.
 class VindorClient final : public AgentAccessLink {
 public:
     /// Status of a request for access that got no answer.
@@ -23,7 +23,8 @@ public:
 
     void startRequestAccess(std::function<void(int status)> completion) override;
     /// Needs the access granted before.
-    void stopSmartAgent(std::function<void(const QJsonObject& answer, const Platform::Error& error)> completion) override;
+    void
+    stopSmartAgent(std::function<void(const QJsonObject& answer, const Platform::Error& error)> completion) override;
 
 private:
     /// Null when there is no port to be had.

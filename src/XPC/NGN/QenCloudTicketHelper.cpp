@@ -83,8 +83,8 @@ void QenCloudTicketHelper::runTicketXPC() {
         const auto bus = connection();
         if (!bus)
             return;
-        const QDBusReply<bool> started = bus->call(call(QStringLiteral("startRunProxy")), QDBus::Block,
-                                                   static_cast<int>(m_replyLimit.count()));
+        const QDBusReply<bool> started =
+            bus->call(call(QStringLiteral("startRunProxy")), QDBus::Block, static_cast<int>(m_replyLimit.count()));
         m_log.writeLog(started.isValid() && started.value()
                            ? QStringLiteral("[QenCloudTicketHelper] QenCloud Service run Success")
                            : QStringLiteral("[QenCloudTicketHelper] QenCloud Service run Fail"));

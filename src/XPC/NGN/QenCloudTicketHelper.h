@@ -12,8 +12,8 @@ class QenLogHelper;
 
 /// Keeps the link to the ticket service, which runs the signed-in user's session work once there is a ticket.
 ///
-/// The service answers on the session bus and is started by it when it is first called. A bus that is missing or goes away, and a
-/// service that is absent, count as a service that does not reply. Any thread.
+/// The service answers on the session bus and is started by it when it is first called. A bus that is missing or goes
+/// away, and a service that is absent, count as a service that does not reply. Any thread.
 class QenCloudTicketHelper final : public TicketServiceLink {
 public:
     /// Opens the connection.
@@ -27,8 +27,8 @@ public:
     void initialConnection();
     /// Asks the service to start its proxy, connecting first when closed. Returns at once; the outcome is logged.
     void runTicketXPC() override;
-    /// Whether the service's connection is new: it was closed, or the service was started again. False without a reply in time.
-    /// Blocks its caller until then.
+    /// Whether the service's connection is new: it was closed, or the service was started again. False without a reply
+    /// in time. Blocks its caller until then.
     bool checkXPCServiceIsReInital();
     /// Asks the service to stop its proxy and forgets the connection. Returns at once.
     void closeNgnServerXpc() override;
