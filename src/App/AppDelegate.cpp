@@ -2,6 +2,7 @@
 
 #include "ApplicationMenu.h"
 #include "Bundle.h"
+#include "ClientNotifications.h"
 #include "CustomMessageBox.h"
 #include "MavServerSetingWinCtrl.h"
 #include "QenAboutWindowController.h"
@@ -22,7 +23,6 @@ using Platform::localizedString;
 
 namespace {
 
-const QString HideTrayNotification = QStringLiteral("HideTrayForConfigNotificationKey");
 constexpr qint64 TerminateAtOnce = -1;
 /// Refuses the next quit, once.
 constexpr qint64 TerminateRefused = 1;
@@ -97,8 +97,8 @@ void AppDelegate::setAppearanceAqua() {
 }
 
 void AppDelegate::addQenNotifications() {
-    m_hideTray =
-        m_world.center.observe(HideTrayNotification, [this](const Platform::Notification&) { checkTrayStatus(); });
+    m_hideTray = m_world.center.observe(ClientNotification::HideTray,
+                                        [this](const Platform::Notification&) { checkTrayStatus(); });
 }
 
 bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows) {

@@ -2,6 +2,7 @@
 
 #include "AccountModel.h"
 #include "ApplicationMenu.h"
+#include "ClientNotifications.h"
 #include "ITDevice.h"
 #include "IntegerValue.h"
 #include "LogRedaction.h"
@@ -11,7 +12,6 @@
 #include "QenLogHelper.h"
 #include "QenMainWindow.h"
 #include "Queue.h"
-#include "ViewNotifications.h"
 
 // What the application does with the session: log-out, ticket and certificate checks.
 
@@ -57,7 +57,7 @@ void AppDelegate::logoutAnswered(const QJsonObject& answer, const Platform::Erro
         return;
     }
     if (verdict.signedOut)
-        m_world.center.post(ViewNotification::Logout, 0);
+        m_world.center.post(ClientNotification::Logout, 0);
     else
         showAlertTipForLogin(verdict.message);
     const auto ret = integerValue(answer.value(u"ret"));

@@ -98,39 +98,39 @@ void QenUIFileListener::handleEvent(int index, const QString& path) {
 }
 
 void QenUIFileListener::updateUILogo() {
-    m_world.center.post(FileNotification::Logo);
+    m_world.center.post(ClientNotification::Logo);
 }
 
 void QenUIFileListener::updateUITips() {
-    m_world.center.post(FileNotification::Tips);
+    m_world.center.post(ClientNotification::Tips);
 }
 
 void QenUIFileListener::updateComputorName() {
-    m_world.center.post(FileNotification::ComputerName);
+    m_world.center.post(ClientNotification::ComputerName);
 }
 
 void QenUIFileListener::restartComputor() {
-    m_world.center.post(FileNotification::Restart);
+    m_world.center.post(ClientNotification::Restart);
 }
 
 void QenUIFileListener::joinDomainToolStartSuccess() {
-    m_world.center.post(FileNotification::JoinDomainSwitch);
+    m_world.center.post(ClientNotification::JoinDomainSwitch);
 }
 
 void QenUIFileListener::inacSsidChanged() {
-    m_world.center.post(FileNotification::InacSsid);
+    m_world.center.post(ClientNotification::InacSsid);
 }
 
 void QenUIFileListener::updateswitchNGN() {
-    m_world.center.post(FileNotification::NgnSwitch);
+    m_world.center.post(ClientNotification::NgnSwitch);
 }
 
 void QenUIFileListener::updateappmgrlist() {
-    m_world.center.post(FileNotification::AppList);
+    m_world.center.post(ClientNotification::AppList);
 }
 
 void QenUIFileListener::updateTrustedsApp() {
-    m_world.center.post(FileNotification::TrustedApps);
+    m_world.center.post(ClientNotification::TrustedApps);
 }
 
 void QenUIFileListener::loginAndTicketStatus() {
@@ -138,13 +138,13 @@ void QenUIFileListener::loginAndTicketStatus() {
     if (!account)
         return;
     if (account->ticket_state() == TicketTimedOut)
-        m_world.center.post(FileNotification::TicketTimeOut, TicketTimedOut);
+        m_world.center.post(ClientNotification::TicketTimeOut, TicketTimedOut);
     else if (account->loginType() == static_cast<qint64>(LoginType::Domain))
-        m_world.center.post(FileNotification::TicketTimeOut);
+        m_world.center.post(ClientNotification::TicketTimeOut);
 }
 
 void QenUIFileListener::IshideTray() {
-    m_world.center.post(FileNotification::HideTray);
+    m_world.center.post(ClientNotification::HideTray);
 }
 
 void QenUIFileListener::notifyConfigUpdate() {

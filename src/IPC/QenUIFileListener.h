@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ClientNotifications.h"
 #include "FileEventStream.h"
 
 #include <QString>
@@ -12,21 +13,6 @@ class QenServerConfig;
 namespace Platform {
 class NotificationCenter;
 }
-
-/// Names under which a changed file of the agent is announced, spelled as the observers know them.
-namespace FileNotification {
-inline const QString Logo = QStringLiteral("UpdateLogoForConfigNoticationKey");
-inline const QString Tips = QStringLiteral("UpdateTipsForConfigNoticationKey");
-inline const QString ComputerName = QStringLiteral("UpdateComputerNameForJoinDomainNotificationKey");
-inline const QString Restart = QStringLiteral("kRestartComputorNotification");
-inline const QString JoinDomainSwitch = QStringLiteral("JoinDomainToolSwitchStatusNotificationKey");
-inline const QString InacSsid = QStringLiteral("InacSSIDChangedNotificationKey");
-inline const QString NgnSwitch = QStringLiteral("UpdateNgnSwitchForConfigNoticationKey");
-inline const QString AppList = QStringLiteral("UpdateAppMgtListForConfigNoticationKey");
-inline const QString TrustedApps = QStringLiteral("UpdateTrustedsAppForConfigNoticationKey");
-inline const QString TicketTimeOut = QStringLiteral("TicketTimeOutNoticationKey");
-inline const QString HideTray = QStringLiteral("HideTrayForConfigNotificationKey");
-} // namespace FileNotification
 
 /// Turns each change of the agent's files, and of the signed-in record, into one notification.
 ///

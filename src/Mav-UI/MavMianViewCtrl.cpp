@@ -3,6 +3,7 @@
 #include "AccountModel.h"
 #include "ApplicationInterface.h"
 #include "Bundle.h"
+#include "ClientNotifications.h"
 #include "Deployment.h"
 #include "IntegerValue.h"
 #include "LogRedaction.h"
@@ -15,7 +16,6 @@
 #include "ServerAddress.h"
 #include "Theme.h"
 #include "UserDefaults.h"
-#include "ViewNotifications.h"
 #include "ui_MavMianViewCtrl.h"
 
 #include <QFile>
@@ -89,10 +89,10 @@ Platform::SerialQueue& MavMianViewCtrl::timerCheckQueue() {
 }
 
 void MavMianViewCtrl::addNotifications() {
+    m_observers.push_back(m_world.center.observe(ClientNotification::Logout,
+                                                 [this](const Platform::Notification&) { UpdateTableView(); }));
     m_observers.push_back(
-        m_world.center.observe(ViewNotification::Logout, [this](const Platform::Notification&) { UpdateTableView(); }));
-    m_observers.push_back(
-        m_world.center.observe(ViewNotification::TicketTimeOut,
+        m_world.center.observe(ClientNotification::TicketTimeOut,
                                [this](const Platform::Notification& notification) { exitAccount(notification); }));
 }
 

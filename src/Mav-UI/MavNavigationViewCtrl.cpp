@@ -2,6 +2,7 @@
 
 #include "AccountModel.h"
 #include "Bundle.h"
+#include "ClientNotifications.h"
 #include "Deployment.h"
 #include "ITDevice.h"
 #include "NetworkLook.h"
@@ -10,7 +11,6 @@
 #include "Reachability.h"
 #include "Theme.h"
 #include "ToolTileDelegate.h"
-#include "ViewNotifications.h"
 #include "ui_MavNavigationViewCtrl.h"
 
 #include <QFile>
@@ -76,7 +76,8 @@ MavNavigationViewCtrl::MavNavigationViewCtrl(const MainViewWorld& world, QWidget
     m_ui->toolsList->setMaximumWidth(ToolTileDelegate::TilesPerRow * ToolTileDelegate::gridSize().width() +
                                      ScrollBarRoom);
     m_ui->toolsStates->setCurrentIndex(EmptyPage);
-    for (const QString& name : {ViewNotification::AppList, ViewNotification::Tips, ViewNotification::ComputerName})
+    for (const QString& name :
+         {ClientNotification::AppList, ClientNotification::Tips, ClientNotification::ComputerName})
         m_observers.push_back(m_world.center.observe(name, [this](const Platform::Notification&) { refresh(); }));
     followNetwork();
 }

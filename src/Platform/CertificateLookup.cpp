@@ -109,7 +109,7 @@ void lookUp(const QByteArray& label, Answer& answer) {
 } // namespace
 
 TokenCertificates::TokenCertificates(std::chrono::milliseconds limit)
-    : m_limit(limit), m_queue(Deployment::BundleIdentifier + QStringLiteral(".certificates")) {}
+    : m_limit(limit), m_queue(Deployment::CertificateQueueLabel) {}
 
 bool TokenCertificates::hasCertificate(const QString& label) {
     if (label.isEmpty())

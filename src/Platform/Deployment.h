@@ -12,6 +12,9 @@ inline const QString LogQueueLabel = BundleIdentifier + QStringLiteral(".log");
 inline const QString ZipQueueLabel = BundleIdentifier + QStringLiteral(".zip");
 inline const QString LoginQueueLabel = BundleIdentifier + QStringLiteral(".login");
 inline const QString AccountCheckQueueLabel = BundleIdentifier + QStringLiteral(".account.check");
+inline const QString NacRequestQueueLabel = BundleIdentifier + QStringLiteral(".inac.https");
+inline const QString NacCheckQueueLabel = BundleIdentifier + QStringLiteral(".inac.check");
+inline const QString CertificateQueueLabel = BundleIdentifier + QStringLiteral(".certificates");
 /// Folder of the VPN component's logs under /Library/Logs.
 inline const QString VpnLogFolder = QStringLiteral("com.qencloud.zelvpn");
 

@@ -44,7 +44,7 @@ std::optional<QJsonObject> NacProfile::openAnswer(const QByteArray& response) {
     return document.isObject() ? std::optional(document.object()) : std::nullopt;
 }
 
-ArchiveValue NacProfile::wiFiPayload(const QString& ssid) {
+ArchiveValue NacProfile::generalWiFiTemplateWithSSID(const QString& ssid) {
     const QString uuid = createCUID();
     const ArchiveValue eap(ArchiveValue::Dictionary{
         {QStringLiteral("AcceptEAPTypes"), ArchiveValue::Array{EapTls}},
@@ -87,7 +87,7 @@ std::optional<ArchiveValue> NacProfile::filled(const ArchiveValue& profileTempla
         names.insert(ssid.toString());
     names.erase(QString());
     for (const QString& name : names)
-        payloads.push_back(wiFiPayload(name));
+        payloads.push_back(generalWiFiTemplateWithSSID(name));
 
     ArchiveValue profile = profileTemplate;
     profile.insert(PayloadContent, payloads);

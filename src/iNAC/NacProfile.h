@@ -16,7 +16,7 @@ namespace NacProfile {
 std::optional<QJsonObject> openAnswer(const QByteArray& response);
 
 /// The payload that lets a machine join @p ssid with the profile's certificates. Under a fresh UUID.
-Platform::ArchiveValue wiFiPayload(const QString& ssid);
+Platform::ArchiveValue generalWiFiTemplateWithSSID(const QString& ssid);
 
 /// The template with the certificates filled in and one Wi-Fi payload for each distinct name in @p ssids that is a text
 /// and not empty, sorted by name. Nothing for a template without the three certificate payloads.

@@ -50,7 +50,7 @@ iNacManager::Facts runningFacts() {
 
 iNacManager::iNacManager(World world)
     : m_world(std::move(world)), m_gate(std::make_shared<Gate>()),
-      m_checkQueue(Platform::Deployment::BundleIdentifier + QStringLiteral(".inac.check")) {
+      m_checkQueue(Platform::Deployment::NacCheckQueueLabel) {
     m_gate->manager = this;
 }
 

@@ -34,7 +34,7 @@ QString orNull(const QString& text) {
 
 iNacNetwork::iNacNetwork(QenServerConfig& config, QenLogHelper& log, std::function<QByteArray()> clientFile)
     : m_config(config), m_log(log), m_clientFile(std::move(clientFile)),
-      m_completionQueue(Platform::Deployment::BundleIdentifier + QStringLiteral(".inac.https"), CompletionQueues) {}
+      m_completionQueue(Platform::Deployment::NacRequestQueueLabel, CompletionQueues) {}
 
 iNacNetwork::~iNacNetwork() {
     if (!m_httpsSessionMgr)

@@ -26,10 +26,10 @@ public:
           listener({center, config, log, agent, root.path(), std::chrono::milliseconds(100)}) {
         QDir().mkpath(agent);
         for (const QString& name :
-             {FileNotification::Logo, FileNotification::Tips, FileNotification::ComputerName, FileNotification::Restart,
-              FileNotification::JoinDomainSwitch, FileNotification::InacSsid, FileNotification::NgnSwitch,
-              FileNotification::AppList, FileNotification::TrustedApps, FileNotification::TicketTimeOut,
-              FileNotification::HideTray})
+             {ClientNotification::Logo, ClientNotification::Tips, ClientNotification::ComputerName,
+              ClientNotification::Restart, ClientNotification::JoinDomainSwitch, ClientNotification::InacSsid,
+              ClientNotification::NgnSwitch, ClientNotification::AppList, ClientNotification::TrustedApps,
+              ClientNotification::TicketTimeOut, ClientNotification::HideTray})
             observers.push_back(center.observe(name, [this](const Platform::Notification& notification) {
                 const std::lock_guard lock(mutex);
                 posted << notification.name +
@@ -71,17 +71,17 @@ private Q_SLOTS:
         const auto row = [](const char* path, const QString& posted) {
             QTest::newRow(path) << QString::fromUtf8(path) << posted;
         };
-        row("/x/c_qen_mark@2x.png", FileNotification::Logo);
-        row("/x/tips.txt", FileNotification::Tips);
-        row("/x/tips.txt/restart.txt", FileNotification::Tips);
-        row("/x/joinDomainUpdate.txt", FileNotification::ComputerName);
-        row("/x/restart.txt", FileNotification::Restart);
-        row("/x/joindomainSwitchStatus.archive", FileNotification::JoinDomainSwitch);
-        row("/x/inacSSIDInfo.archive", FileNotification::InacSsid);
-        row("/x/switchngn.archive", FileNotification::NgnSwitch);
-        row("/x/appmgrlist.archive", FileNotification::AppList);
-        row("/x/ngncloudlist.archive", FileNotification::TrustedApps);
-        row("/x/hideqenswitch.archive", FileNotification::HideTray);
+        row("/x/c_qen_mark@2x.png", ClientNotification::Logo);
+        row("/x/tips.txt", ClientNotification::Tips);
+        row("/x/tips.txt/restart.txt", ClientNotification::Tips);
+        row("/x/joinDomainUpdate.txt", ClientNotification::ComputerName);
+        row("/x/restart.txt", ClientNotification::Restart);
+        row("/x/joindomainSwitchStatus.archive", ClientNotification::JoinDomainSwitch);
+        row("/x/inacSSIDInfo.archive", ClientNotification::InacSsid);
+        row("/x/switchngn.archive", ClientNotification::NgnSwitch);
+        row("/x/appmgrlist.archive", ClientNotification::AppList);
+        row("/x/ngncloudlist.archive", ClientNotification::TrustedApps);
+        row("/x/hideqenswitch.archive", ClientNotification::HideTray);
         row("/x/login.archive", QString());
         row("/x/other", QString());
     }
@@ -102,10 +102,10 @@ private Q_SLOTS:
         QTest::addColumn<int>("loginType");
         QTest::addColumn<QStringList>("posted");
         QTest::newRow("timed out") << qint64(2) << 1
-                                   << QStringList{FileNotification::TicketTimeOut + QStringLiteral(" 2")};
+                                   << QStringList{ClientNotification::TicketTimeOut + QStringLiteral(" 2")};
         QTest::newRow("timed out in a domain")
-            << qint64(2) << 3 << QStringList{FileNotification::TicketTimeOut + QStringLiteral(" 2")};
-        QTest::newRow("domain") << qint64(1) << 3 << QStringList{FileNotification::TicketTimeOut};
+            << qint64(2) << 3 << QStringList{ClientNotification::TicketTimeOut + QStringLiteral(" 2")};
+        QTest::newRow("domain") << qint64(1) << 3 << QStringList{ClientNotification::TicketTimeOut};
         QTest::newRow("account") << qint64(1) << 1 << QStringList();
     }
     void recordDecidesAboutTheTicket() {
@@ -136,7 +136,7 @@ private Q_SLOTS:
         }
         all.sort();
         QCOMPARE(all,
-                 QStringList({FileNotification::HideTray, FileNotification::TicketTimeOut + QStringLiteral(" 2")}));
+                 QStringList({ClientNotification::HideTray, ClientNotification::TicketTimeOut + QStringLiteral(" 2")}));
         QCOMPARE(world.config.intranet_port(), 8080);
     }
 };
