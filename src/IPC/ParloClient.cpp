@@ -18,9 +18,9 @@ ParloSocket::Deadline in(double seconds) {
 QCborMap receivedReply(int socket, ParloSocket::Deadline deadline) {
     QByteArray buffer;
     while (ParloSocket::readSome(socket, buffer, deadline)) {
-        const auto [state, value] = ParloFrame::take(buffer);
-        if (state != ParloFrame::State::Incomplete)
-            return value.toMap();
+        QCborValue reply;
+        if (ParloFrame::take(buffer, &reply) != ParloFrame::State::Incomplete)
+            return reply.toMap();
     }
     return {};
 }

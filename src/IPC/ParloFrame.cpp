@@ -13,20 +13,18 @@ std::optional<QByteArray> encoded(const QCborValue& value) {
     return frame + body;
 }
 
-Taken take(QByteArray& buffer) {
+State take(QByteArray& buffer, QCborValue* value) {
     if (buffer.size() < HeaderSize)
-        return {};
+        return State::Incomplete;
     const qint64 length = qFromLittleEndian<quint32>(buffer.constData());
     if (length > Limit)
-        return {State::Broken, {}};
+        return State::Broken;
     if (buffer.size() < HeaderSize + length)
-        return {};
+        return State::Incomplete;
     QCborParserError error;
-    QCborValue value = QCborValue::fromCbor(buffer.constData() + HeaderSize, length, &error);
+    *value = QCborValue::fromCbor(buffer.constData() + HeaderSize, length, &error);
     buffer.remove(0, HeaderSize + length);
-    if (error.error != QCborError::NoError)
-        return {State::Broken, {}};
-    return {State::Complete, std::move(value)};
+    return error.error == QCborError::NoError ? State::Complete : State::Broken;
 }
 
 } // namespace ParloFrame

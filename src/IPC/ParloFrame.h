@@ -16,11 +16,8 @@ constexpr qint64 Limit = 1 << 20;
 std::optional<QByteArray> encoded(const QCborValue& value);
 
 enum class State { Incomplete, Complete, Broken };
-struct Taken {
-    State state = State::Incomplete;
-    QCborValue value;
-};
-/// Takes the first frame off @p buffer; Broken when the peer announced too much or sent no CBOR.
-Taken take(QByteArray& buffer);
+/// Takes the first frame off @p buffer into @p value when it is complete; Broken when the peer announced too much or
+/// sent no CBOR.
+State take(QByteArray& buffer, QCborValue* value);
 
 } // namespace ParloFrame

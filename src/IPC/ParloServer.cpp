@@ -81,7 +81,10 @@ bool ParloServer::Listener::answer(const Peer& peer, const QCborValue& request) 
         return false;
     const QCborValue reply =
         delegate.handleIPCReceiveData(message.value(ParloKeys::Message), static_cast<quint32>(msgid.toInteger()));
-    const auto frame = ParloFrame::encoded(QCborMap{{ParloKeys::ReturnCode, 0}, {ParloKeys::Reply, reply}});
+    QCborMap answer;
+    answer.insert(ParloKeys::ReturnCode, QCborValue(0));
+    answer.insert(ParloKeys::Reply, reply);
+    const auto frame = ParloFrame::encoded(answer);
     return frame && ParloSocket::writeAll(peer.socket, *frame, Clock::now() + ReplyLimit);
 }
 
@@ -91,10 +94,11 @@ bool ParloServer::Listener::serve(Peer& peer) {
         return false;
     peer.closesAt = Clock::now() + SilenceLimit;
     for (;;) {
-        const auto [state, value] = ParloFrame::take(peer.buffer);
+        QCborValue message;
+        const ParloFrame::State state = ParloFrame::take(peer.buffer, &message);
         if (state == ParloFrame::State::Incomplete)
             return true;
-        if (state == ParloFrame::State::Broken || !answer(peer, value))
+        if (state == ParloFrame::State::Broken || !answer(peer, message))
             return false;
     }
 }

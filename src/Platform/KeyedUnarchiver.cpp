@@ -28,6 +28,7 @@ struct ClassEntry {
     bool isAllowed = false;
 };
 
+/// @param name  of a class that begins with "NS"
 Form formOf(const QString& name) {
     static const std::pair<QLatin1StringView, Form> forms[] = {{QLatin1StringView("NSDictionary"), Form::Dictionary},
                                                                {QLatin1StringView("NSArray"), Form::Array},
@@ -38,7 +39,7 @@ Form formOf(const QString& name) {
     constexpr QLatin1StringView mutablePrefix("NSMutable");
     const QStringView rest = QStringView(name).mid(name.startsWith(mutablePrefix) ? mutablePrefix.size() : 2);
     for (const auto& [known, form] : forms) {
-        if (rest == known.mid(2) && name.startsWith(u"NS"))
+        if (rest == known.mid(2))
             return form;
     }
     return Form::Object;
@@ -367,7 +368,7 @@ bool ArchiveDecoder::decodeObject(const Reader::Object& object, const ClassEntry
         if (field.key.isNull() || !decodeField(value, valueObject, depth + 1, field.value))
             return false;
         // A field's own name that begins with "$" was given another one.
-        if (field.key.startsWith(QLatin1StringView("$$")))
+        if (field.key.size() > 1 && field.key[0] == u'$' && field.key[1] == u'$')
             field.key.remove(0, 1);
         uids.push_back(valueObject.kind == Kind::Uid ? valueObject.integer : -1);
         fields.push_back(std::move(field));
@@ -456,16 +457,20 @@ bool ArchiveDecoder::decodeClass(const Reader::Object& object, ClassEntry& entry
         const Reader::Object names = m_reader.object(list);
         if (names.kind != Kind::Array)
             return false;
+        m_lookedAt += names.count;
+        if (m_lookedAt > LookLimit)
+            return false;
+        result.classes.reserve(names.count);
         for (quint32 i = 0; i < names.count; ++i) {
             const quint32 one = m_reader.reference(names, i);
-            const QString text = ++m_lookedAt < LookLimit ? m_reader.string(one, m_reader.object(one)) : QString();
-            if (text.isNull())
+            result.classes.append(m_reader.string(one, m_reader.object(one)));
+            if (result.classes.last().isNull())
                 return false;
-            result.classes.append(text);
         }
     }
-    entry.form = formOf(result.name);
-    entry.isMutable = result.name.startsWith(QLatin1StringView("NSMutable"));
+    const bool isPlatforms = result.name.size() > 2 && result.name[0] == u'N' && result.name[1] == u'S';
+    entry.form = isPlatforms ? formOf(result.name) : Form::Object;
+    entry.isMutable = isPlatforms && result.name.startsWith(QLatin1StringView("NSMutable"));
     entry.isAllowed = m_allowed.allows(result.name, result.classes);
     entry.objectClass = std::make_shared<const ArchiveClass>(std::move(result));
     return true;

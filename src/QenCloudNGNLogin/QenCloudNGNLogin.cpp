@@ -1,5 +1,6 @@
 #include "QenCloudNGNLogin.h"
 
+#include "ErrorText.h"
 #include "SealedBody.h"
 
 using Platform::Error;
@@ -8,7 +9,7 @@ namespace {
 
 QenCloudNGNLogin::Completion normalising(QenCloudNGNLogin::Completion complete) {
     return [complete = std::move(complete)](const QJsonObject& answer, const Error& error) {
-        complete(answer, QenCloudNGNLogin::normalised(error));
+        complete(answer, normalisedError(error));
     };
 }
 
@@ -17,14 +18,6 @@ QenCloudNGNLogin::Completion normalising(QenCloudNGNLogin::Completion complete) 
 QenCloudNGNLogin& QenCloudNGNLogin::sharedInstance() {
     static auto* instance = new QenCloudNGNLogin(AccountManager::shareManager());
     return *instance;
-}
-
-Error QenCloudNGNLogin::normalised(const Error& error) {
-    if (!error)
-        return {};
-    const QString text = error.localizedDescription();
-    return Error(error.domain(), error.code(),
-                 text.isEmpty() ? QStringLiteral("Fail:code=%1").arg(error.code()) : text);
 }
 
 void QenCloudNGNLogin::loginAccount(const QJsonObject& parameters, Completion complete) {
@@ -42,7 +35,7 @@ void QenCloudNGNLogin::logoutAccount(const QJsonObject& parameters, Completion c
 void QenCloudNGNLogin::GetgeneralConfig(Completion complete) {
     m_accounts.GeneralConfig([complete = std::move(complete)](const QJsonObject& answer, const Error& error) {
         if (error) {
-            complete(answer, normalised(error));
+            complete(answer, normalisedError(error));
             return;
         }
         QJsonObject copy = answer;

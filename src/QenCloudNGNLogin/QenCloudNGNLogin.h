@@ -26,9 +26,6 @@ public:
     /// Calls @p complete at once, on the caller's thread, with the image or a null one.
     void createQRForSize(double side, const std::function<void(const QImage&)>& complete);
 
-    /// The same domain and code with a description that is never empty; no error stays none.
-    static Platform::Error normalised(const Platform::Error& error);
-
 private:
     AccountManager& m_accounts;
 };

@@ -1,5 +1,6 @@
 #include "ClientWorld.h"
 
+#include "ErrorText.h"
 #include "ReferenceServer.h"
 #include "WireCodec.h"
 
@@ -294,10 +295,10 @@ private Q_SLOTS:
 
     void everyErrorGetsADescription() {
         const Error bare(QStringLiteral("D"), -1001);
-        QCOMPARE(QenCloudNGNLogin::normalised(bare).localizedDescription(), QStringLiteral("Fail:code=-1001"));
+        QCOMPARE(normalisedError(bare).localizedDescription(), QStringLiteral("Fail:code=-1001"));
         const Error told(QStringLiteral("D"), 7, QStringLiteral("text"));
-        QCOMPARE(QenCloudNGNLogin::normalised(told).localizedDescription(), QStringLiteral("text"));
-        QVERIFY(!QenCloudNGNLogin::normalised({}));
+        QCOMPARE(normalisedError(told).localizedDescription(), QStringLiteral("text"));
+        QVERIFY(!normalisedError({}));
     }
 
 private:

@@ -1,6 +1,7 @@
 #include "AccountManager.h"
 
 #include "Bundle.h"
+#include "ErrorText.h"
 #include "IntegerValue.h"
 #include "LogRedaction.h"
 #include "QenLogHelper.h"
@@ -127,13 +128,7 @@ void AccountManager::ResetPassword(const QJsonObject& parameters, Completion com
 
 void AccountManager::retrievePassWord(const QJsonObject& parameters, Completion complete) {
     auto describe = [complete = std::move(complete)](const QJsonObject& answer, const Error& error) {
-        if (!error) {
-            complete(answer, error);
-            return;
-        }
-        const QString text = error.localizedDescription();
-        complete(answer, Error(error.domain(), error.code(),
-                               text.isEmpty() ? QStringLiteral("Fail:code=%1").arg(error.code()) : text));
+        complete(answer, normalisedError(error));
     };
     sendSealed({.parameters = parameters,
                 .path = RetrievePath,

@@ -1,0 +1,103 @@
+#pragma once
+
+#include "../Login/ClientWorld.h"
+
+#include "ApplicationInterface.h"
+#include "Bundle.h"
+#include "MainViewWorld.h"
+#include "MavResources.h"
+#include "NotificationCenter.h"
+#include "Reachability.h"
+#include "ReferenceServer.h"
+#include "Theme.h"
+#include "UserDefaults.h"
+
+#include <QApplication>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+
+#include <mutex>
+
+/// What the pages of one client stand on, in a folder of its own; records what they ask of the application.
+class ViewWorld final : public ApplicationInterface {
+public:
+    /// Lives until the process ends: requests on their way still use it when a test is over.
+    static ViewWorld& make() {
+        static auto* const kept = new std::vector<std::unique_ptr<ViewWorld>>;
+        kept->push_back(std::unique_ptr<ViewWorld>(new ViewWorld));
+        return *kept->back();
+    }
+    static void prepareApplication() {
+        initMavResources();
+        QVERIFY(Platform::installStringTable());
+        Theme::apply(*qApp);
+    }
+
+    MainViewWorld views() {
+        using namespace std::chrono_literals;
+        return {*this,    client.helper, client.config,    client.device,  client.log, center,
+                defaults, reachability,  folder.support(), folder.agent(), 50ms,       100ms};
+    }
+    void setItemsHiddenMenu() override { ++menuRefreshes; }
+    void showAlertTipForLogin(const QString& text) override {
+        const std::lock_guard lock(m_mutex);
+        m_alerts << text;
+    }
+    QStringList alerts() {
+        const std::lock_guard lock(m_mutex);
+        return m_alerts;
+    }
+    void clearAlerts() {
+        const std::lock_guard lock(m_mutex);
+        m_alerts.clear();
+    }
+    void signInAs(const QString& user) {
+        AccountModel record;
+        record.setUserid(user);
+        record.setTicket(QStringLiteral("T"));
+        record.setLoginType(LoginType::Account);
+        QVERIFY(record.save(folder.support()));
+    }
+
+    ClientFolder folder;
+    ClientWorld client{folder};
+    Platform::NotificationCenter center;
+    Platform::UserDefaults defaults{folder.file(QStringLiteral("defaults.plist"))};
+    Platform::Reachability reachability{[](const QHostAddress&) {
+        return Platform::NetworkFacts();
+    }};
+    std::atomic<int> menuRefreshes{0};
+
+private:
+    ViewWorld() = default;
+    std::mutex m_mutex;
+    QStringList m_alerts;
+};
+
+inline QString textFor(const char* key) {
+    const QString text = Platform::localizedString(QString::fromLatin1(key));
+    return text.isEmpty() ? QStringLiteral("no text for ") + QString::fromLatin1(key) : text;
+}
+
+template <typename Widget>
+Widget* find(QWidget& root, const char* name) {
+    auto* widget = root.findChild<Widget*>(QString::fromLatin1(name));
+    if (!widget)
+        qFatal("there is no widget %s", name);
+    return widget;
+}
+
+/// Empties a field and types into it.
+inline void type(QWidget& root, const char* field, const QString& text) {
+    auto* edit = find<QLineEdit>(root, field);
+    edit->setFocus();
+    edit->clear();
+    QTest::keyClicks(edit, text);
+}
+inline void press(QWidget& root, const char* button) {
+    QTest::mouseClick(find<QPushButton>(root, button), Qt::LeftButton);
+}
+inline void enter(QWidget& root, const char* field) {
+    QTest::keyClick(find<QLineEdit>(root, field), Qt::Key_Return);
+}

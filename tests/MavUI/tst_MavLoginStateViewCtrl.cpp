@@ -1,0 +1,251 @@
+#include "ViewWorld.h"
+
+#include "MavLoginStateViewCtrl.h"
+#include "SpinnerButton.h"
+
+#include <QStackedWidget>
+#include <QToolButton>
+
+namespace {
+
+const QString LoginPath = QStringLiteral("/api/public/clientlogin/account_login");
+const QString ResetPath = QStringLiteral("/api/public/clientlogin/resetpass");
+const QString RetrievalPath = QStringLiteral("/api/public/clientlogin/retrieve_password");
+const QString Password = QStringLiteral("Abcdefg1!");
+
+int page(QWidget& view) {
+    return find<QStackedWidget>(view, "loginTypeTable")->currentIndex();
+}
+
+/// Types account and password and submits them by Enter.
+void submit(QWidget& view, const QString& user, const QString& password) {
+    type(view, "userIdLb", user);
+    type(view, "passwordLb", password);
+    enter(view, "passwordLb");
+}
+
+} // namespace
+
+class tst_MavLoginStateViewCtrl : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase() {
+        ViewWorld::prepareApplication();
+        m_server.addAccount(QStringLiteral("lin"), Password, {}, QStringLiteral("lin@example.com"));
+        m_server.addAccount(QStringLiteral("mute"), Password);
+        m_server.addAccount(QStringLiteral("must"), Password);
+        QVERIFY2(m_server.start(), qPrintable(m_server.lastError()));
+    }
+    void init() {
+        m_server.clearFaults();
+        m_server.action(QStringLiteral("clear_requests"));
+        m_world = &ViewWorld::make();
+        m_world->folder.configure(m_server.httpPort());
+        m_view = std::make_unique<MavLoginStateViewCtrl>(m_world->views());
+        m_signedIn = 0;
+        m_view->setTapLoginBlock([this] { ++m_signedIn; });
+        m_view->show();
+        QVERIFY(QTest::qWaitForWindowActive(m_view.get()));
+    }
+    void cleanup() { m_view.reset(); }
+
+    void emptyFieldsAreToldAndNotSent_data() {
+        QTest::addColumn<QString>("user");
+        QTest::addColumn<QString>("password");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("field");
+        QTest::newRow("both") << ""
+                              << "" << textFor("AccountNotEmpty") << "userIdLb";
+        QTest::newRow("account") << ""
+                                 << "x" << textFor("AccountNotEmpty") << "userIdLb";
+        QTest::newRow("password") << "lin"
+                                  << "" << textFor("PwdNotEmpty") << "passwordLb";
+    }
+    void emptyFieldsAreToldAndNotSent() {
+        QFETCH(QString, user);
+        QFETCH(QString, password);
+        QFETCH(QString, text);
+        QFETCH(QString, field);
+        submit(*m_view, user, password);
+        QCOMPARE(m_world->alerts(), QStringList{text});
+        QCOMPARE(find<QLabel>(*m_view, qPrintable(field + QStringLiteral("Error")))->text(), text);
+        QCOMPARE(m_view->focusWidget(), find<QLineEdit>(*m_view, qPrintable(field)));
+        QTest::qWait(50);
+        QVERIFY(m_server.requests(LoginPath).isEmpty());
+    }
+
+    void signInEmptiesTheFieldsAndOpensTheNextPage() {
+        submit(*m_view, QStringLiteral("lin"), Password);
+        // A second Enter while the answer is on its way sends nothing.
+        enter(*m_view, "passwordLb");
+        QTRY_COMPARE(m_signedIn, 1);
+        QCOMPARE(m_server.requests(LoginPath).size(), 1);
+        QCOMPARE(m_world->menuRefreshes.load(), 1);
+        QCOMPARE(find<QLineEdit>(*m_view, "userIdLb")->text(), QString());
+        QCOMPARE(find<QLineEdit>(*m_view, "passwordLb")->text(), QString());
+        QVERIFY(m_world->alerts().isEmpty());
+        QVERIFY(m_world->client.helper.iflogin());
+        const QString log = m_world->client.logText();
+        QVERIFY(log.contains(QStringLiteral("[QenDetailWindow] QenCloud Account login")));
+        QVERIFY(!log.contains(Password));
+    }
+
+    void answersAreShown_data() {
+        QTest::addColumn<QJsonObject>("fault");
+        QTest::addColumn<QStringList>("alerts");
+        QTest::addColumn<int>("nextPage");
+        const auto code = [](int errorcode) {
+            return QJsonObject{{"kind", "errorcode"}, {"ret", 1}, {"errorcode", errorcode}, {"msg", "服务器说"}};
+        };
+        const auto shape = [](const char* name) {
+            return QJsonObject{{"kind", "shape"}, {"shape", name}};
+        };
+        QTest::newRow("key") << code(15) << QStringList{textFor("Userblocked")} << 0;
+        QTest::newRow("server's words") << code(99) << QStringList{QStringLiteral("服务器说")} << 0;
+        QTest::newRow("new password wanted") << code(20) << QStringList() << 1;
+        QTest::newRow("waits for approval")
+            << QJsonObject{{"kind", "state"}, {"state", -5}} << QStringList{textFor("Devicereview")} << 0;
+        QTest::newRow("no JSON") << QJsonObject{{"kind", "text"}, {"body", "<html>"}}
+                                 << QStringList{textFor("NoAccount")} << 0;
+        for (const char* name :
+             {"array", "empty_object", "no_data", "data_list", "data_text", "data_number", "state_null"})
+            QTest::newRow(name) << shape(name) << QStringList() << 0;
+    }
+    void answersAreShown() {
+        QFETCH(QJsonObject, fault);
+        QFETCH(QStringList, alerts);
+        QFETCH(int, nextPage);
+        QVERIFY(m_server.fault(LoginPath, fault));
+        submit(*m_view, QStringLiteral("lin"), Password);
+        auto* button = find<SpinnerButton>(*m_view, "loginBtn");
+        QVERIFY(button->isBusy());
+        QTRY_VERIFY(!button->isBusy());
+        QCOMPARE(m_world->alerts(), alerts);
+        QCOMPARE(page(*m_view), nextPage);
+        QCOMPARE(m_signedIn, 0);
+    }
+
+    void unreachableServerIsTold() {
+        m_server.fault(LoginPath, {{"kind", "close"}});
+        submit(*m_view, QStringLiteral("lin"), Password);
+        QTRY_COMPARE(m_world->alerts().size(), 1);
+        QVERIFY(!m_world->alerts().constFirst().isEmpty());
+        QVERIFY(!find<SpinnerButton>(*m_view, "loginBtn")->isBusy());
+    }
+
+    void viewMayGoWhileItsAnswerIsOnItsWay() {
+        m_server.fault(LoginPath, {{"kind", "delay"}, {"seconds", 0.3}});
+        submit(*m_view, QStringLiteral("lin"), Password);
+        QVERIFY(m_server.waitForRequests(LoginPath, 1));
+        m_view.reset();
+        QTest::qWait(500);
+        QVERIFY(m_world->alerts().isEmpty());
+    }
+
+    void demandedPasswordIsSetUnderTheRules() {
+        QVERIFY(m_server.action(QStringLiteral("set_password"), {{"userid", "must"}, {"password", Password}}));
+        QVERIFY(m_server.action(QStringLiteral("require_password_change"), {{"userid", "must"}}));
+        submit(*m_view, QStringLiteral("must"), Password);
+        QTRY_COMPARE(page(*m_view), 1);
+        QVERIFY(m_world->alerts().isEmpty());
+        QCOMPARE(m_view->focusWidget(), find<QLineEdit>(*m_view, "fnewPassWordLab"));
+        const auto refused = [this](const QString& one, const QString& two, const char* key) {
+            m_world->clearAlerts();
+            type(*m_view, "fnewPassWordLab", one);
+            type(*m_view, "confirmPassWordLab", two);
+            enter(*m_view, "confirmPassWordLab");
+            return m_world->alerts() == QStringList{textFor(key)};
+        };
+        QVERIFY(refused(QString(), QString(), "PwdRuleTips"));
+        QVERIFY(refused(QStringLiteral("Abcdefgh"), QStringLiteral("Abcdefgh"), "PwdRuleTips"));
+        QVERIFY(refused(QStringLiteral("Newpass1!"), QStringLiteral("Newpass1?"), "PwdInconsistent"));
+        QCOMPARE(m_view->focusWidget(), find<QLineEdit>(*m_view, "confirmPassWordLab"));
+        QVERIFY(refused(Password, Password, "NOUseOldPwd"));
+        QVERIFY(m_server.requests(ResetPath).isEmpty());
+
+        m_world->clearAlerts();
+        type(*m_view, "fnewPassWordLab", QStringLiteral("Newpass1!"));
+        type(*m_view, "confirmPassWordLab", QStringLiteral("Newpass1!"));
+        press(*m_view, "confirmResetBtn");
+        QTRY_COMPARE(m_signedIn, 1);
+        QVERIFY(m_world->alerts().isEmpty());
+        QVERIFY(m_world->client.helper.iflogin());
+        QCOMPARE(page(*m_view), 0);
+    }
+
+    void resetAnswersAreShown_data() {
+        QTest::addColumn<QJsonObject>("fault");
+        QTest::addColumn<QStringList>("alerts");
+        QTest::addColumn<int>("nextPage");
+        QTest::newRow("wrong old password")
+            << QJsonObject{{"kind", "errorcode"}, {"ret", -1}, {"errorcode", 21}, {"msg", "m"}}
+            << QStringList{textFor("ModifyPwdFailedForOldPwdError")} << 1;
+        QTest::newRow("changed without a ticket")
+            << QJsonObject{{"kind", "json"}, {"json", QJsonObject{{"ret", 0}, {"data", QJsonObject{{"status", 0}}}}}}
+            << QStringList() << 0;
+        QTest::newRow("unknown status") << QJsonObject{{"kind", "state"}, {"state", -9}} << QStringList() << 1;
+    }
+    void resetAnswersAreShown() {
+        QFETCH(QJsonObject, fault);
+        QFETCH(QStringList, alerts);
+        QFETCH(int, nextPage);
+        type(*m_view, "userIdLb", QStringLiteral("lin"));
+        type(*m_view, "passwordLb", Password);
+        m_view->selectLoginTypeTableView(MavLoginStateViewCtrl::ResetPage);
+        QVERIFY(m_server.fault(ResetPath, fault));
+        type(*m_view, "fnewPassWordLab", QStringLiteral("Newpass1!"));
+        type(*m_view, "confirmPassWordLab", QStringLiteral("Newpass1!"));
+        press(*m_view, "confirmResetBtn");
+        QTRY_VERIFY(!find<SpinnerButton>(*m_view, "confirmResetBtn")->isBusy());
+        QCOMPARE(m_world->alerts(), alerts);
+        QCOMPARE(page(*m_view), nextPage);
+        QCOMPARE(m_signedIn, 0);
+    }
+
+    void retrieval() {
+        press(*m_view, "forgotPasswordBtn");
+        QCOMPARE(page(*m_view), 2);
+        press(*m_view, "sendUseridBtn");
+        QCOMPARE(m_world->alerts(), QStringList{textFor("AccountNotEmpty")});
+        QVERIFY(m_server.requests(RetrievalPath).isEmpty());
+        m_world->clearAlerts();
+        type(*m_view, "getbackLab", QStringLiteral("mute"));
+        enter(*m_view, "getbackLab");
+        QTRY_COMPARE(m_world->alerts(), QStringList{textFor("UserNoMailbox")});
+        QCOMPARE(find<QStackedWidget>(*m_view, "retrieveTableView")->currentIndex(), 0);
+        type(*m_view, "getbackLab", QStringLiteral("lin"));
+        enter(*m_view, "getbackLab");
+        QTRY_COMPARE(find<QStackedWidget>(*m_view, "retrieveTableView")->currentIndex(), 1);
+        const QString told = find<QLabel>(*m_view, "mailInfoLab")->text();
+        QVERIFY2(told.startsWith(textFor("PasswordSendTo") + u' ') && told.endsWith(QStringLiteral("@example.com")),
+                 qPrintable(told));
+        press(*m_view, "mailBackBtn");
+        QCOMPARE(page(*m_view), 0);
+        press(*m_view, "forgotPasswordBtn");
+        QCOMPARE(find<QLineEdit>(*m_view, "getbackLab")->text(), QString());
+        QCOMPARE(find<QStackedWidget>(*m_view, "retrieveTableView")->currentIndex(), 0);
+    }
+
+    void keyboardReachesEverythingInOrder() {
+        const QStringList wanted{"userIdLb", "passwordLb",        "passwordLbEye",
+                                 "loginBtn", "forgotPasswordBtn", "backToServerBtn"};
+        find<QLineEdit>(*m_view, "userIdLb")->setFocus();
+        QStringList reached;
+        for (qsizetype step = 0; step < wanted.size(); ++step) {
+            reached << m_view->focusWidget()->objectName();
+            QVERIFY2(!m_view->focusWidget()->accessibleName().isEmpty(), qPrintable(reached.constLast()));
+            QTest::keyClick(m_view->focusWidget(), Qt::Key_Tab);
+        }
+        QCOMPARE(reached, wanted);
+        QCOMPARE(m_view->focusWidget()->objectName(), wanted.constFirst());
+    }
+
+private:
+    ReferenceServer m_server;
+    ViewWorld* m_world = nullptr;
+    std::unique_ptr<MavLoginStateViewCtrl> m_view;
+    int m_signedIn = 0;
+};
+
+QTEST_MAIN(tst_MavLoginStateViewCtrl)
+#include "tst_MavLoginStateViewCtrl.moc"

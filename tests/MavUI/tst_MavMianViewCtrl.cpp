@@ -1,0 +1,265 @@
+#include "ViewWorld.h"
+
+#include "MavMianViewCtrl.h"
+#include "MavServerSetingWinCtrl.h"
+#include "SpinnerButton.h"
+
+#include <QListView>
+#include <QStackedWidget>
+#include <QTcpServer>
+
+namespace {
+
+const QString TicketPath = QStringLiteral("/api/public/clientlogin/ticket_auth");
+const QString PingPath = QStringLiteral("/qen/ping");
+
+int page(MavMianViewCtrl& view) {
+    return find<QStackedWidget>(view, "mianTabView")->currentIndex();
+}
+
+quint16 closedPort() {
+    QTcpServer server;
+    server.listen(QHostAddress::LocalHost);
+    return server.serverPort();
+}
+
+} // namespace
+
+class tst_MavMianViewCtrl : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase() {
+        ViewWorld::prepareApplication();
+        m_server.addAccount(QStringLiteral("lin"), QStringLiteral("Abcdefg1!"));
+        QVERIFY2(m_server.start(), qPrintable(m_server.lastError()));
+    }
+    void init() { m_server.clearFaults(); }
+
+    void firstStartIsEmptyAndLaterOnesKnowTheServer() {
+        ViewWorld& world = ViewWorld::make();
+        world.folder.configure({QVariantList{"10.0.0.1", 80}, QVariantList{"203.0.113.7", 8443}});
+        MavMianViewCtrl first(world.views());
+        QCOMPARE(page(first), 0);
+        QCOMPARE(find<QLineEdit>(first, "domainOrIPLab")->text(), QString());
+        QCOMPARE(find<QLineEdit>(first, "PortLab")->text(), QString());
+        Platform::UserDefaults stored(world.folder.file(QStringLiteral("defaults.plist")));
+        QVERIFY(stored.boolForKey(QStringLiteral("firstInstallMark")));
+        MavMianViewCtrl later(world.views());
+        QCOMPARE(find<QLineEdit>(later, "domainOrIPLab")->text(), QStringLiteral("203.0.113.7"));
+        QCOMPARE(find<QLineEdit>(later, "PortLab")->text(), QStringLiteral("8443"));
+        QCOMPARE(find<QPushButton>(later, "saveServerBtn")->text(), textFor("ConfigureServer"));
+        QCOMPARE(find<QPushButton>(later, "loginBtn")->text(), textFor("Login"));
+    }
+
+    void badEntryIsToldAndNotSaved_data() {
+        QTest::addColumn<QString>("address");
+        QTest::addColumn<QString>("port");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("field");
+        const QString address = textFor("IPOrDomainNameNonconformance");
+        QTest::newRow("empty") << ""
+                               << "80" << address << "domainOrIPLab";
+        QTest::newRow("too large") << "10.0.0.256"
+                                   << "80" << address << "domainOrIPLab";
+        QTest::newRow("both wrong") << "10.0.0"
+                                    << "8a" << address << "domainOrIPLab";
+        QTest::newRow("port") << "10.0.0.1"
+                              << "8a" << textFor("PortIncorrect") << "PortLab";
+    }
+    void badEntryIsToldAndNotSaved() {
+        QFETCH(QString, address);
+        QFETCH(QString, port);
+        QFETCH(QString, text);
+        QFETCH(QString, field);
+        ViewWorld& world = ViewWorld::make();
+        MavMianViewCtrl view(world.views());
+        view.show();
+        QVERIFY(QTest::qWaitForWindowActive(&view));
+        type(view, "domainOrIPLab", address);
+        type(view, "PortLab", port);
+        enter(view, "PortLab");
+        QCOMPARE(world.alerts(), QStringList{text});
+        auto* error = find<QLabel>(view, qPrintable(field + QStringLiteral("Error")));
+        QVERIFY(error->isVisible());
+        QCOMPARE(error->text(), text);
+        QCOMPARE(view.focusWidget(), find<QLineEdit>(view, qPrintable(field)));
+        QVERIFY(!world.folder.hasState(QStringLiteral("domianorip.archive")));
+        QVERIFY(!find<SpinnerButton>(view, "saveServerBtn")->isBusy());
+    }
+
+    void reachedServerLeadsToTheLoginPage() {
+        ViewWorld& world = ViewWorld::make();
+        world.folder.configure(m_server.httpPort());
+        MavMianViewCtrl view(world.views());
+        type(view, "domainOrIPLab", QStringLiteral("10.0.0.1"));
+        type(view, "PortLab", QString());
+        press(view, "saveServerBtn");
+        QVERIFY(find<SpinnerButton>(view, "saveServerBtn")->isBusy());
+        const QVariant pair = QVariantList{QStringLiteral("10.0.0.1"), QString()};
+        const auto saved = world.folder.read(QStringLiteral("domianorip.archive"));
+        QVERIFY(saved);
+        QCOMPARE(saved->toVariant(), QVariant(QVariantList{pair, pair}));
+        QTRY_COMPARE(page(view), 1);
+        QVERIFY(!find<SpinnerButton>(view, "saveServerBtn")->isBusy());
+        QVERIFY(world.alerts().isEmpty());
+        QVERIFY(world.client.logText().contains(QStringLiteral("设置服务器成功")));
+        press(view, "forgotPasswordBtn");
+        press(view, "retrievalBackBtn");
+        QTest::mouseClick(find<QAbstractButton>(view, "backToServerBtn"), Qt::LeftButton);
+        QCOMPARE(page(view), 0);
+    }
+
+    void unreachedServerIsToldAndCanBeTriedAgain() {
+        ViewWorld& world = ViewWorld::make();
+        world.folder.configure(closedPort());
+        MavMianViewCtrl view(world.views());
+        type(view, "domainOrIPLab", QStringLiteral("127.0.0.1"));
+        enter(view, "domainOrIPLab");
+        QTRY_COMPARE(world.alerts(), QStringList{textFor("ConnectServerFailed")});
+        QCOMPARE(page(view), 0);
+        QVERIFY(!find<QLabel>(view, "serverNoteLab")->isHidden());
+        world.folder.configure(m_server.httpPort());
+        enter(view, "domainOrIPLab");
+        QVERIFY(find<QLabel>(view, "serverNoteLab")->isHidden());
+        QTRY_COMPARE(page(view), 1);
+    }
+
+    void failedWriteIsOnlyLogged() {
+        ViewWorld& world = ViewWorld::make();
+        world.folder.configure(m_server.httpPort());
+        QDir(world.folder.support() + QStringLiteral("/QenCloudL")).removeRecursively();
+        QFile file(world.folder.support() + QStringLiteral("/QenCloudL"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        MavMianViewCtrl view(world.views());
+        type(view, "domainOrIPLab", QStringLiteral("127.0.0.1"));
+        press(view, "saveServerBtn");
+        QTRY_COMPARE(page(view), 1);
+        QVERIFY(world.client.logText().contains(QStringLiteral("设置服务器失败")));
+        QVERIFY(world.alerts().isEmpty());
+    }
+
+    void validTicketOpensTheSignedInPageAndEndsThePoll() {
+        ViewWorld& world = ViewWorld::make();
+        world.folder.configure(m_server.httpPort());
+        Outcome login;
+        world.client.helper.login({{"userid", "lin"}, {"password", "Abcdefg1!"}, {"otp", ""}}, login.completion());
+        QVERIFY(login.wait());
+        // Answers that do not say "valid" leave the poll running.
+        m_server.fault(TicketPath, {{"kind", "shape"}, {"shape", "no_data"}}, 2);
+        m_server.action(QStringLiteral("clear_requests"));
+        MavMianViewCtrl view(world.views());
+        QCOMPARE(page(view), 0);
+        QTRY_COMPARE(page(view), 2);
+        QCOMPARE(m_server.requests(TicketPath).size(), 3);
+        QTest::qWait(350);
+        QCOMPARE(m_server.requests(TicketPath).size(), 3);
+        QTRY_COMPARE(find<QLabel>(view, "userNameLab")->text(), QStringLiteral("lin"));
+        QCOMPARE(find<QLabel>(view, "computerNameLab")->text(), world.client.device.machineName());
+        QVERIFY(
+            world.client.logText().contains(QStringLiteral("[QenDetailWindow] QenCloud Check ticket response msg:")));
+        world.center.post(QStringLiteral("UpdateLogoutStatusNotificationKey"), 0);
+        QTRY_COMPARE(page(view), 0);
+    }
+
+    void lateTicketAnswerShowsNothing() {
+        ViewWorld& world = ViewWorld::make();
+        world.folder.configure(m_server.httpPort());
+        Outcome login;
+        world.client.helper.login({{"userid", "lin"}, {"password", "Abcdefg1!"}, {"otp", ""}}, login.completion());
+        QVERIFY(login.wait());
+        m_server.fault(TicketPath, {{"kind", "delay"}, {"seconds", 0.4}}, 100);
+        m_server.action(QStringLiteral("clear_requests"));
+        MavMianViewCtrl view(world.views());
+        QTRY_VERIFY(!m_server.requests(TicketPath).isEmpty());
+        QVERIFY(AccountModel::deleteCurrentModel(world.folder.support()));
+        QTRY_VERIFY(world.client.logText().contains(QStringLiteral("Check ticket response msg")));
+        QTest::qWait(50);
+        QCOMPARE(page(view), 0);
+    }
+
+    void endOfSession_data() {
+        QTest::addColumn<QVariant>("object");
+        QTest::addColumn<bool>("ends");
+        QTest::newRow("1") << QVariant(1) << false;
+        QTest::newRow("2") << QVariant(2) << true;
+        QTest::newRow("nothing") << QVariant() << false;
+        QTest::newRow("a list") << QVariant(QVariantList{2}) << false;
+    }
+    void endOfSession() {
+        QFETCH(QVariant, object);
+        QFETCH(bool, ends);
+        ViewWorld& world = ViewWorld::make();
+        world.signInAs(QStringLiteral("lin"));
+        MavMianViewCtrl view(world.views());
+        find<QStackedWidget>(view, "mianTabView")->setCurrentIndex(2);
+        // As the agent's side posts it: from a thread of its own.
+        std::thread([&world, &object] {
+            world.center.post(QStringLiteral("TicketTimeOutNoticationKey"), object);
+        }).join();
+        QTRY_COMPARE(page(view), 0);
+        QCOMPARE(world.folder.hasState(QStringLiteral("login.archive")), !ends);
+        QCOMPARE(world.folder.hasState(QStringLiteral("soleid.archive")), ends);
+        QCOMPARE(world.alerts(), ends ? QStringList{textFor("TicketTips")} : QStringList());
+    }
+
+    void toolsFollowTheAgentsList() {
+        ViewWorld& world = ViewWorld::make();
+        MavMianViewCtrl view(world.views());
+        auto* states = find<QStackedWidget>(view, "toolsStates");
+        QCOMPARE(states->currentIndex(), 1);
+        const QVariantList list{QVariantMap{{"appname", "会议"}},
+                                QVariantMap{{"appname", "邮箱"}, {"app_serialnum", 2}}};
+        QVERIFY(archiveRootObject(Platform::ArchiveValue::fromVariant(list),
+                                  world.folder.agent() + QStringLiteral("/appmgrlist.archive")));
+        world.center.post(QStringLiteral("UpdateAppMgtListForConfigNoticationKey"));
+        QTRY_COMPARE(states->currentIndex(), 0);
+        const QAbstractItemModel* model = find<QListView>(view, "toolsList")->model();
+        QCOMPARE(model->rowCount(), 2);
+        QCOMPARE(model->index(0, 0).data().toString(), QStringLiteral("邮箱"));
+        QCOMPARE(model->index(1, 0).data().toString(), QStringLiteral("会议"));
+        QTRY_COMPARE(find<QLabel>(view, "networkLab")->text(), textFor("ReconnectServer"));
+    }
+
+    void sheetRefusesWithoutAWord_data() {
+        QTest::addColumn<QString>("address");
+        QTest::addColumn<QString>("port");
+        QTest::addColumn<bool>("saved");
+        QTest::newRow("good") << "10.0.0.1"
+                              << "8080" << true;
+        QTest::newRow("empty port") << "10.0.0.1"
+                                    << "" << true;
+        QTest::newRow("port") << "10.0.0.1"
+                              << "80a" << false;
+        QTest::newRow("empty address") << ""
+                                       << "80" << false;
+        QTest::newRow("host name") << "mav.example.com"
+                                   << "80" << false;
+    }
+    void sheetRefusesWithoutAWord() {
+        QFETCH(QString, address);
+        QFETCH(QString, port);
+        QFETCH(bool, saved);
+        ClientFolder folder;
+        QWidget window;
+        window.show();
+        MavServerSetingWinCtrl sheet(folder.support(), &window);
+        QList<int> results;
+        connect(&sheet, &QDialog::finished, this, [&results](int result) { results << result; });
+        sheet.beginSheet();
+        type(sheet, "domainOrIPLab", address);
+        type(sheet, "PortLab", port);
+        enter(sheet, "PortLab");
+        QCOMPARE(results, saved ? QList<int>{1} : QList<int>());
+        QCOMPARE(folder.hasState(QStringLiteral("domianorip.archive")), saved);
+        if (!saved) {
+            QTest::keyClick(&sheet, Qt::Key_Escape);
+            QCOMPARE(results, QList<int>{0});
+        }
+    }
+
+private:
+    ReferenceServer m_server;
+};
+
+QTEST_MAIN(tst_MavMianViewCtrl)
+#include "tst_MavMianViewCtrl.moc"

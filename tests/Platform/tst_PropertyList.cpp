@@ -1,0 +1,284 @@
+#include "CraftedArchive.h"
+#include "PropertyListLimits.h"
+
+#include <QElapsedTimer>
+#include <QTest>
+
+#include <plist/plist.h>
+
+#include <limits>
+
+using namespace Platform;
+using CraftedArchive::binary;
+
+namespace {
+
+const QByteArray Head = "<?xml version=\"1.0\" encoding=\"UTF-8\"?><plist version=\"1.0\">";
+
+ArchiveValue nested(int depth) {
+    ArchiveValue value(ArchiveValue::Array{});
+    for (int i = 1; i < depth; ++i)
+        value = ArchiveValue(ArchiveValue::Array{value});
+    return value;
+}
+
+/// Each array holds the next one many times.
+QByteArray bomb(int levels, int width) {
+    QByteArrayList objects;
+    for (int i = 0; i < levels; ++i)
+        objects += QByteArray(1, static_cast<char>(0xa0 | width)) + QByteArray(width, static_cast<char>(i + 1));
+    return binary(objects << QByteArray("\x08", 1));
+}
+
+} // namespace
+
+/// Both forms of a property list: exact bytes, nothing lost, and no file that costs more than it should.
+class tst_PropertyList : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void bytes_data() {
+        QTest::addColumn<ArchiveValue>("value");
+        QTest::addColumn<QByteArray>("object");
+        const auto row = [](const char* name, const ArchiveValue& value, const char* hexadecimal) {
+            QTest::newRow(name) << value << QByteArray::fromHex(hexadecimal);
+        };
+        row("0", 0, "1000");
+        row("255", 255, "10ff");
+        row("256", 256, "110100");
+        row("65536", 65536, "1200010000");
+        row("2^32 - 1", 4294967295, "12ffffffff");
+        row("2^32", 4294967296, "130000000100000000");
+        row("negative", -1, "13ffffffffffffffff");
+        row("least", std::numeric_limits<qint64>::min(), "138000000000000000");
+        row("unsigned", std::numeric_limits<quint64>::max(), "140000000000000000ffffffffffffffff");
+        row("small unsigned", ArchiveValue::unsignedInteger(5), "1400000000000000000000000000000005");
+        row("double", 1.5, "233ff8000000000000");
+        row("date", ArchiveValue::date(-0.5), "33bfe0000000000000");
+        row("true", true, "09");
+        row("false", false, "08");
+        row("empty text", "", "50");
+        row("14 units", "abcdefghijklmn", "5e6162636465666768696a6b6c6d6e");
+        row("15 units", "abcdefghijklmno", "5f100f6162636465666768696a6b6c6d6e6f");
+        row("not ASCII", "\u00e9", "6100e9");
+        row("surrogates", "\U0001f600", "62d83dde00");
+        row("data", QByteArray::fromHex("00ff"), "4200ff");
+        row("empty array", ArchiveValue(ArchiveValue::Array()), "a0");
+        row("empty dictionary", ArchiveValue(ArchiveValue::Dictionary()), "d0");
+    }
+    void bytes() {
+        QFETCH(ArchiveValue, value);
+        QFETCH(QByteArray, object);
+        const QByteArray file = PropertyList::binaryData(value);
+        QCOMPARE(file.mid(8, file.size() - 8 - 1 - 32).toHex(), object.toHex());
+        const auto read = PropertyList::decoded(file);
+        QVERIFY(read && *read == value);
+    }
+
+    void sharingAndCopies() {
+        const ArchiveValue longText("a text that no pointer holds");
+        const ArchiveValue one = longText.asOneInstance();
+        const auto size = [](ArchiveValue::Array items) {
+            return PropertyList::decodedBinary(PropertyList::binaryData(ArchiveValue(items))) == ArchiveValue(items)
+                       ? static_cast<uchar>(PropertyList::binaryData(ArchiveValue(items)).end()[-17])
+                       : -1;
+        };
+        QCOMPARE(size({longText, longText}), 3);
+        QCOMPARE(size({one, one}), 2);
+        QCOMPARE(size({"short", "short"}), 2);
+        QCOMPARE(size({7, 7}), 2);
+        QCOMPARE(size({1.5, 1.5}), 3);
+        // Every further reference to a boolean adds an object that nobody refers to.
+        QCOMPARE(PropertyList::binaryData(ArchiveValue(ArchiveValue::Array{true, true, false})).mid(8, 7).toHex(),
+                 QByteArray("a3010103090908"));
+    }
+
+    void widths_data() {
+        QTest::addColumn<int>("items");
+        QTest::addColumn<int>("referenceSize");
+        QTest::addColumn<int>("offsetSize");
+        QTest::newRow("255 objects") << 254 << 1 << 2;
+        QTest::newRow("256 objects") << 255 << 2 << 2;
+        QTest::newRow("65535 objects") << 65534 << 2 << 4;
+        QTest::newRow("65536 objects") << 65535 << 4 << 4;
+    }
+    void widths() {
+        QFETCH(int, items);
+        QFETCH(int, referenceSize);
+        QFETCH(int, offsetSize);
+        ArchiveValue::Array list(static_cast<size_t>(items), ArchiveValue(0.25));
+        const QByteArray file = PropertyList::binaryData(ArchiveValue(list));
+        QCOMPARE(int(file.end()[-25]), referenceSize);
+        QCOMPARE(int(file.end()[-26]), offsetSize);
+        const auto read = PropertyList::decoded(file);
+        QVERIFY(read && read->array() == list);
+    }
+
+    /// An independent library reads what we write and we read what it writes, in both forms.
+    void otherLibrary() {
+        ArchiveValue value;
+        value.insert("numbers", ArchiveValue(ArchiveValue::Array{0, 255, 65536, 5000000000, -7, 2.5, true, false}));
+        value.insert("text", "公司 <&> \t\n");
+        value.insert("data", QByteArray::fromHex("00010203fffe"));
+        value.insert("date", ArchiveValue::date(643444513));
+        value.insert("inner",
+                     ArchiveValue(ArchiveValue::Dictionary{{"", ""}, {"键", ArchiveValue(ArchiveValue::Array())}}));
+        for (const QByteArray& ours : {PropertyList::binaryData(value), PropertyList::xmlData(value)}) {
+            plist_t nodes = nullptr;
+            plist_from_memory(ours.constData(), static_cast<uint32_t>(ours.size()), &nodes, nullptr);
+            QVERIFY(nodes);
+            char* text = nullptr;
+            uint32_t length = 0;
+            for (const auto write : {plist_to_bin, plist_to_xml}) {
+                QCOMPARE(write(nodes, &text, &length), PLIST_ERR_SUCCESS);
+                const auto read = PropertyList::decoded(QByteArray(text, static_cast<qsizetype>(length)));
+                plist_mem_free(text);
+                QVERIFY(read);
+                for (const ArchiveEntry& entry : value.dictionary())
+                    QCOMPARE(read->value(entry.key).toJson(), entry.value.toJson());
+            }
+            plist_free(nodes);
+        }
+    }
+
+    void broken_data() {
+        QTest::addColumn<QByteArray>("file");
+        const auto row = [](const char* name, const QByteArray& file) {
+            QTest::newRow(name) << file;
+        };
+        const QByteArray whole = binary({"\xa1\x01", "\x09"});
+        const auto changed = [&](qsizetype fromEnd, char value) {
+            QByteArray file = whole;
+            file[file.size() - fromEnd] = value;
+            return file;
+        };
+        row("nothing", "");
+        row("header only", "bplist00");
+        row("other version", QByteArray(whole).replace("bplist00", "bplist99"));
+        row("cut", whole.chopped(1));
+        row("no offset size", changed(26, 0));
+        row("huge offset size", changed(26, 9));
+        row("no reference size", changed(25, 0));
+        row("no objects", changed(17, 0));
+        row("more objects than offsets", changed(17, 100));
+        row("enormous count", changed(24, 0x7f));
+        row("root outside", changed(9, 2));
+        row("table outside", changed(1, 0x7f));
+        row("table in the header", changed(1, 4));
+        row("reference outside", binary({"\xa1\x05"}));
+        row("itself", binary({QByteArray("\xa1\x00", 2)}));
+        row("cycle of two", binary({"\xa1\x01", QByteArray("\xa1\x00", 2)}));
+        row("cycle by a dictionary", binary({QByteArray("\xd1\x01\x00", 3), "\x51"
+                                                                            "a"}));
+        row("key that is no text", binary({"\xd1\x01\x01", "\x09"}));
+        row("count beyond the end", binary({"\xae\x01"}));
+        row("count that is no integer", binary({"\xaf\x51"}));
+        row("count of 2^63", binary({QByteArray("\xaf\x13\x80\0\0\0\0\0\0\0", 10)}));
+        row("count that overflows", binary({QByteArray("\x6f\x13\x80\0\0\0\0\0\0\1", 10)}));
+        row("text beyond the end", binary({"\x5f\x10\x7f"
+                                           "abc"}));
+        row("integer of 32 bytes", binary({QByteArray("\x15", 1) + QByteArray(32, 0)}));
+        row("integer of more than 64 bits", binary({QByteArray("\x14", 1) + QByteArray(16, 1)}));
+        row("real of 2 bytes", binary({"\x21zz"}));
+        row("UID of 16 bytes", binary({QByteArray("\x8f", 1) + QByteArray(16, 0)}));
+        row("unknown marker", binary({"\xf0"}));
+        row("null", binary({QByteArray("\0", 1)}));
+        row("shared 2^60 times", bomb(60, 2));
+        row("shared 14^20 times", bomb(20, 14));
+        row("one deeper than allowed", PropertyList::binaryData(nested(128)).isEmpty() ? "" : bomb(129, 1));
+        row("xml: not closed", Head + "<dict>");
+        row("xml: no value", Head + "</plist>");
+        row("xml: two values", Head + "<true/><true/></plist>");
+        row("xml: key without value", Head + "<dict><key>a</key></dict></plist>");
+        row("xml: value without key", Head + "<dict><true/></dict></plist>");
+        row("xml: unknown element", Head + "<set/></plist>");
+        row("xml: not a number", Head + "<integer>12a</integer></plist>");
+        row("xml: two signs", Head + "<integer>--1</integer></plist>");
+        row("xml: integer too large", Head + "<integer>18446744073709551616</integer></plist>");
+        row("xml: no date", Head + "<date>2021-02-30T00:00:00Z</date></plist>");
+        row("xml: no base64", Head + "<data>!!</data></plist>");
+        row("xml: one deeper than allowed",
+            Head + QByteArray("<array>").repeated(129) + QByteArray("</array>").repeated(129) + "</plist>");
+        row("xml: too many values",
+            Head + "<array>" + QByteArray("<true/>").repeated(PropertyListLimits::Objects) + "</array></plist>");
+        QByteArray entities = "<!DOCTYPE plist [<!ENTITY a \"aaaaaaaaaa\">";
+        for (char name = 'a'; name < 'z'; ++name)
+            entities += QByteArray("<!ENTITY ") + char(name + 1) + " \"" +
+                        QByteArray("&" + QByteArray(1, name) + ";").repeated(10) + "\">";
+        row("xml: entities within entities", entities + "]><plist><string>&z;</string></plist>");
+        row("longer than 8 MiB",
+            Head + "<string>" + QByteArray(PropertyListLimits::FileSize, 'a') + "</string></plist>");
+    }
+    void broken() {
+        QFETCH(QByteArray, file);
+        QElapsedTimer timer;
+        timer.start();
+        QVERIFY(!PropertyList::decoded(file));
+        // Far above what it takes, far below what a bomb would.
+        QVERIFY(timer.elapsed() < 5000);
+    }
+
+    void limits() {
+        for (const QByteArray& file :
+             {PropertyList::binaryData(nested(128)), PropertyList::xmlData(nested(128)), bomb(128, 1)})
+            QVERIFY(PropertyList::decoded(file));
+        QVERIFY(PropertyList::binaryData(nested(129)).isEmpty());
+        QVERIFY(PropertyList::xmlData(nested(129)).isEmpty());
+        const auto most = [](quint32 count) {
+            return ArchiveValue(ArchiveValue::Array(count, ArchiveValue(0.5)));
+        };
+        QVERIFY(PropertyList::decoded(PropertyList::binaryData(most(PropertyListLimits::Objects - 1))));
+        QVERIFY(PropertyList::binaryData(most(PropertyListLimits::Objects)).isEmpty());
+        QVERIFY(!PropertyList::binaryData(QByteArray(PropertyListLimits::FileSize - 64, 'a')).isEmpty());
+        QVERIFY(PropertyList::binaryData(QByteArray(PropertyListLimits::FileSize, 'a')).isEmpty());
+        // The same text from overlapping places must not be taken more often than the file is long.
+        QByteArrayList objects{QByteArray("\xaf\x11\x0f\xa0", 4) + QByteArray(4000 * 2, 1)};
+        for (int i = 1; i <= 4000; ++i)
+            objects[0].replace(4 + 2 * (i - 1), 2, QByteArray(1, static_cast<char>(i >> 8)) + static_cast<char>(i));
+        for (int i = 0; i < 4000; ++i)
+            objects += QByteArray("\x5f\x11\x2e\xe0", 4);
+        objects += QByteArray(12000, 'a');
+        QVERIFY(!PropertyList::decoded(binary(objects, 0, 2)));
+    }
+
+    void xml_data() {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<ArchiveValue>("value");
+        const auto row = [](const char* text, const ArchiveValue& value) {
+            QTest::newRow(text) << QByteArray(text) << value;
+        };
+        row("<integer>0x1F</integer>", 31);
+        row("<integer> -9223372036854775808 </integer>", std::numeric_limits<qint64>::min());
+        row("<integer>18446744073709551615</integer>", std::numeric_limits<quint64>::max());
+        row("<real>1e-7</real>", 1e-7);
+        row("<real>inf</real>", std::numeric_limits<double>::infinity());
+        row("<string/>", "");
+        row("<string> &lt;a&gt;&#13;\n<![CDATA[<b>]]></string>", " <a>\r\n<b>");
+        row("<data>\n\tAAEC\n\t/w==\n</data>", QByteArray::fromHex("000102ff"));
+        row("<date>2000-12-31T23:59:59Z</date>", ArchiveValue::date(-1));
+        row("<array/>", ArchiveValue(ArchiveValue::Array()));
+        row("<dict><key/><false/><key>a</key><string>1</string><key>a</key><string>2</string></dict>",
+            ArchiveValue(ArchiveValue::Dictionary{{"", false}, {"a", "2"}}));
+    }
+    void xml() {
+        QFETCH(QByteArray, text);
+        QFETCH(ArchiveValue, value);
+        const auto read = PropertyList::decoded(Head + text + "</plist>");
+        QVERIFY(read && *read == value);
+        const auto again = PropertyList::decoded(PropertyList::xmlData(value));
+        QVERIFY(again && *again == value);
+    }
+
+    void notForPropertyLists() {
+        for (const ArchiveValue& value : {ArchiveValue(), ArchiveValue::null(), ArchiveValue::object("AccountModel"),
+                                          ArchiveValue(ArchiveValue::Array{ArchiveValue()})}) {
+            QVERIFY(PropertyList::binaryData(value).isEmpty());
+            QVERIFY(PropertyList::xmlData(value).isEmpty());
+        }
+        QVERIFY(PropertyList::xmlData(QString(QChar(1))).isEmpty());
+        QVERIFY(PropertyList::xmlData(QString(QChar(0xd800))).isEmpty());
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_PropertyList)
+#include "tst_PropertyList.moc"
