@@ -218,7 +218,9 @@ private Q_SLOTS:
         // A full pipe blocks a command that nobody reads until it is stopped.
         QVERIFY(unread.waitUntilExitWithTimeout(0.3, true, true));
         QVERIFY(unread.wasSignalled());
-        QCOMPARE(unread.readStandardOutputToEnd().size(), qsizetype(65536));
+        // What a pipe holds, and what a writer that was not stopped yet added while it was emptied.
+        const qsizetype unreadSize = unread.readStandardOutputToEnd().size();
+        QVERIFY2(unreadSize >= 65536 && unreadSize < 1000000, qPrintable(QString::number(unreadSize)));
 
         QenTask read(Bash, script(text));
         QVERIFY(!read.launch());
