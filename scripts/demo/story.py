@@ -75,8 +75,8 @@ class Story:
 
     def play_everything(self):
         for action in (self._refused_address, self._unreachable_server, self._save_address, self._wrong_password,
-                       self._blocked_user, self._sign_in, self._look_at_record, self._edit_tips,
-                       self._kill_and_return, self._look_at_sent_ticket, self._second_launch, self._sign_out, self._look_at_sole_id, self._quit):
+                       self._blocked_user, self._sign_in, self._look_at_record, self._edit_tips, self._kill_and_return,
+                       self._look_at_sent_ticket, self._second_launch, self._sign_out, self._look_at_sole_id, self._quit):
             self.step(action)
         self.say("all steps passed")
 

@@ -22,7 +22,7 @@ namespace {
 /// Draws one picture at whatever size and scale it is asked for.
 class PictureEngine final : public QIconEngine {
 public:
-    PictureEngine(QString name, QColor tint) : m_name(std::move(name)), m_tint(std::move(tint)) {}
+    PictureEngine(QString name, QColor tint) : m_name(std::move(name)), m_tint(tint) {}
 
     void paint(QPainter* painter, const QRect& rect, QIcon::Mode mode, QIcon::State) override {
         const qreal scale = painter->device()->devicePixelRatio();
@@ -121,7 +121,8 @@ void apply(QApplication& application) {
     application.setFont(font(TextSize::Body));
     application.setStyleSheet(styleSheet());
     application.setWindowIcon(iconInSizes(QStringLiteral("mark")));
-    new FocusRing(&application);
+    if (!application.findChild<FocusRing*>())
+        new FocusRing(&application);
 }
 
 QPixmap picture(const QString& name, QSize size, qreal scale, const QColor& tint) {
