@@ -12,5 +12,9 @@ case "${1-}" in
     exit 2
     ;;
 esac
-find src reference hosttools tools tests bench \( -name '*.cpp' -o -name '*.h' \) -print0 2>/dev/null |
+folders=()
+for folder in src reference hosttools tools tests bench; do
+    [ ! -d "$folder" ] || folders+=("$folder")
+done
+find "${folders[@]}" \( -name '*.cpp' -o -name '*.h' \) -print0 |
     xargs -0 -r -n 20 -P "$(nproc)" clang-format-14 "${options[@]}"
