@@ -114,7 +114,8 @@ private Q_SLOTS:
         QElapsedTimer timer;
         timer.start();
         QVERIFY(!check(helper));
-        QVERIFY(timer.elapsed() >= 390 && timer.elapsed() < 3000);
+        // The bus measures its time-outs coarsely.
+        QVERIFY(timer.elapsed() >= 300 && timer.elapsed() < 3000);
     }
 
     void missingBusIsAServiceThatDoesNotReply() {
