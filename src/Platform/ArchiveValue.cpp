@@ -2,6 +2,7 @@
 
 #include <QHash>
 
+#include <algorithm>
 #include <atomic>
 #include <bit>
 #include <cmath>
@@ -172,13 +173,33 @@ bool operator==(const ArchiveEntry& left, const ArchiveEntry& right) {
     return left.key == right.key && left.value == right.value;
 }
 
+namespace {
+
+bool haveSamePairs(const ArchiveValue::Dictionary& left, const ArchiveValue::Dictionary& right) {
+    if (left.size() != right.size())
+        return false;
+    const auto sorted = [](const ArchiveValue::Dictionary& entries) {
+        std::vector<const ArchiveEntry*> result;
+        for (const ArchiveEntry& entry : entries)
+            result.push_back(&entry);
+        std::sort(result.begin(), result.end(), [](const auto* a, const auto* b) { return a->key < b->key; });
+        return result;
+    };
+    const auto first = sorted(left);
+    const auto second = sorted(right);
+    return std::equal(first.begin(), first.end(), second.begin(),
+                      [](const auto* a, const auto* b) { return *a == *b; });
+}
+
+} // namespace
+
 bool operator==(const ArchiveValue& left, const ArchiveValue& right) {
     if (left.m_type != right.m_type)
         return false;
     if (left.isArray())
         return left.array() == right.array();
     if (left.isDictionary() || left.isObject())
-        return left.className() == right.className() && left.dictionary() == right.dictionary();
+        return left.className() == right.className() && haveSamePairs(left.dictionary(), right.dictionary());
     // Bits, so that a value equals itself even where it is no number.
     if (const auto* real = std::get_if<double>(&left.m_payload))
         return std::bit_cast<quint64>(*real) == std::bit_cast<quint64>(right.number());

@@ -123,7 +123,7 @@ public:
     static ArchiveValue fromJson(const QJsonValue& json);
     /// Bytes, dates and objects as {"$data": base64}, {"$date": ISO text} and {"$class": name, fields}.
     QJsonValue toJson() const;
-    /// Same content in the same order; what only the byte layout depends on is not compared.
+    /// Same content; the order of pairs and what else only the byte layout depends on are not compared.
     friend bool operator==(const ArchiveValue& left, const ArchiveValue& right);
 
     /// All copies of the result are one object of an archive.

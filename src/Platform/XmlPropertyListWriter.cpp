@@ -53,9 +53,9 @@ private:
         case ArchiveValue::Type::String:
             return text(depth, "string", value.string());
         case ArchiveValue::Type::Array:
-            return writeArray(value.array(), depth);
+            return depth < PropertyListLimits::Depth && writeArray(value.array(), depth);
         case ArchiveValue::Type::Dictionary:
-            return writeDictionary(value.dictionary(), depth);
+            return depth < PropertyListLimits::Depth && writeDictionary(value.dictionary(), depth);
         }
         return false;
     }

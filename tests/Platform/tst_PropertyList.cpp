@@ -125,14 +125,14 @@ private Q_SLOTS:
                      ArchiveValue(ArchiveValue::Dictionary{{"", ""}, {"键", ArchiveValue(ArchiveValue::Array())}}));
         for (const QByteArray& ours : {PropertyList::binaryData(value), PropertyList::xmlData(value)}) {
             plist_t nodes = nullptr;
-            plist_from_memory(ours.constData(), static_cast<uint32_t>(ours.size()), &nodes, nullptr);
+            plist_from_memory(ours.constData(), static_cast<uint32_t>(ours.size()), &nodes);
             QVERIFY(nodes);
-            char* text = nullptr;
-            uint32_t length = 0;
             for (const auto write : {plist_to_bin, plist_to_xml}) {
-                QCOMPARE(write(nodes, &text, &length), PLIST_ERR_SUCCESS);
+                char* text = nullptr;
+                uint32_t length = 0;
+                write(nodes, &text, &length);
                 const auto read = PropertyList::decoded(QByteArray(text, static_cast<qsizetype>(length)));
-                plist_mem_free(text);
+                plist_to_bin_free(text);
                 QVERIFY(read);
                 for (const ArchiveEntry& entry : value.dictionary())
                     QCOMPARE(read->value(entry.key).toJson(), entry.value.toJson());
@@ -185,7 +185,7 @@ private Q_SLOTS:
         row("null", binary({QByteArray("\0", 1)}));
         row("shared 2^60 times", bomb(60, 2));
         row("shared 14^20 times", bomb(20, 14));
-        row("one deeper than allowed", PropertyList::binaryData(nested(128)).isEmpty() ? "" : bomb(129, 1));
+        row("one deeper than allowed", bomb(129, 1));
         row("xml: not closed", Head + "<dict>");
         row("xml: no value", Head + "</plist>");
         row("xml: two values", Head + "<true/><true/></plist>");

@@ -1,0 +1,461 @@
+#include "CraftedArchive.h"
+#include "KeyOrder.h"
+#include "KeyedArchiver.h"
+#include "KeyedUnarchiver.h"
+#include "PropertyListLimits.h"
+
+#include <QElapsedTimer>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTest>
+
+#include <limits>
+
+using namespace Platform;
+using namespace CraftedArchive;
+
+namespace {
+
+std::optional<ArchiveValue> read(const QByteArray& file, const AllowedClasses& allowed = AllowedClasses::any()) {
+    return KeyedUnarchiver::unarchivedObject(file, allowed);
+}
+
+/// The archive's list of objects as a plain property list.
+ArchiveValue::Array objects(const QByteArray& file) {
+    return PropertyList::decoded(file).value_or(ArchiveValue()).value(u"$objects").array();
+}
+
+int objectCount(const ArchiveValue& value) {
+    return static_cast<int>(objects(KeyedArchiver::archivedData(value)).size());
+}
+
+QStringList keys(const ArchiveValue& dictionary) {
+    QStringList result;
+    for (const ArchiveEntry& entry : dictionary.dictionary())
+        result += entry.key;
+    return result;
+}
+
+ArchiveValue record() {
+    ArchiveValue object = ArchiveValue::object("AccountModel");
+    object.setField("ticket", "dGhpcyBpcyBsb25nZXI=");
+    object.setField("qenStatus", 0);
+    object.setField("userid", "u1");
+    object.setField("username", "张三");
+    object.setField("islogout", 0);
+    object.setField("ticket_state", 1);
+    object.setField("networkType", 1);
+    object.setField("loginType", 1);
+    object.setField("domainName", "");
+    return object;
+}
+
+/// The order of @p keys by the rule as it is told, with nothing but lists.
+QStringList orderByTheRule(const QStringList& keys) {
+    static const QList<QPair<int, int>> sizes = {{3, 3},    {7, 6},     {13, 11},   {23, 19},   {41, 32},  {71, 52},
+                                                 {127, 85}, {191, 118}, {251, 155}, {383, 237}, {631, 390}};
+    const auto put = [](QStringList& table, const QString& key) {
+        qsizetype place = static_cast<qsizetype>(KeyOrder::hash(key) % static_cast<quint64>(table.size()));
+        while (!table[place].isNull())
+            place = (place + 1) % table.size();
+        table[place] = key;
+    };
+    qsizetype size = 0;
+    QStringList table(sizes[0].first);
+    const auto grow = [&] {
+        QStringList next(sizes[++size].first);
+        for (const QString& key : table) {
+            if (!key.isNull())
+                put(next, key);
+        }
+        table = next;
+    };
+    for (qsizetype i = 0; i < keys.size(); ++i) {
+        if (!table.contains(QString()))
+            grow();
+        put(table, keys[i]);
+        if (i + 1 > sizes[size].second)
+            grow();
+    }
+    table.removeAll(QString());
+    return table;
+}
+
+} // namespace
+
+/// Keyed archives: the bytes of the platform's archiver, everything read that it writes, and nothing else.
+class tst_KeyedArchive : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void exactBytes() {
+        const ArchiveValue value(ArchiveValue::Dictionary{{"ct", 0}});
+        const QByteArray file = QByteArray::fromHex("62706c6973743030d4010203040506070a582476657273696f6e59246172636869"
+                                                    "7665725424746f7058246f626a6563747312000186a05f100f4e534b657965"
+                                                    "644172636869766572d1080954726f6f748001a50b0c15161755246e756c6cd30d"
+                                                    "0e0f101214574e532e6b6579735a4e532e6f626a656374735624636c617373"
+                                                    "a1118002a113800380045263741000d218191a1b5a24636c6173736e616d655824"
+                                                    "636c61737365735c4e5344696374696f6e617279a21a1c584e534f626a6563"
+                                                    "7408111a24293237494c5153595f666e7980828486888a8d8f949fa8b5b8000000"
+                                                    "0000000101000000000000001d000000000000000000000000000000c1");
+        QCOMPARE(KeyedArchiver::archivedData(value).toHex(), file.toHex());
+        QVERIFY(read(file) == value);
+        QCOMPARE(KeyedArchiver::archivedData(*read(file)).toHex(), file.toHex());
+    }
+
+    /// Fields are numbered as encoded, come out in hash order, and "$class" is numbered last.
+    void ownClass() {
+        const ArchiveValue original = record();
+        const QByteArray file = KeyedArchiver::archivedData(original);
+        const ArchiveValue::Array list = objects(file);
+        QCOMPARE(list.size(), size_t(7));
+        QCOMPARE(keys(list[1]), QStringList({"ticket", "userid", "$class", "islogout", "qenStatus", "domainName",
+                                             "username", "ticket_state", "networkType", "loginType"}));
+        QVERIFY(list[1].value(u"ticket") == uid(2) && list[1].value(u"userid") == uid(3) &&
+                list[1].value(u"username") == uid(4) && list[1].value(u"domainName") == uid(5) &&
+                list[1].value(u"$class") == uid(6) && list[1].value(u"loginType") == ArchiveValue(1));
+        QVERIFY(list[6] == classEntry("AccountModel", {"AccountModel", "NSObject"}));
+        const auto again = read(file, {"NSString", "AccountModel", "NSValue", "NSNull"});
+        QVERIFY(again && again->className() == u"AccountModel" && again->field(u"domainName").isString());
+        for (const ArchiveEntry& field : original.dictionary())
+            QVERIFY(again->field(field.key) == field.value);
+        QCOMPARE(KeyedArchiver::archivedData(*again).toHex(), file.toHex());
+    }
+
+    void hash_data() {
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<quint64>("hash");
+        QTest::newRow("empty") << "" << quint64(0);
+        QTest::newRow("a") << "a" << quint64((1 * 257 + 97) * 3);
+        QTest::newRow("ct") << "ct" << quint64(((2 * 257 + 99) * 257 + 116) * 5);
+        QTest::newRow("four units") << "root"
+                                    << quint64(4 * 67503105 + (((114 * 257u + 111) * 257 + 111) * 257 + 116)) * 17;
+        // The four units together are cut to 32 bits before they are added.
+        const quint64 four = ((0x4e00 * 257ull + 0x4e00) * 257 + 0x4e00) * 257 + 0x4e00;
+        QTest::newRow("wide") << QString(4, QChar(0x4e00)) << (quint64(4) * 67503105 + (four & 0xffffffff)) * 17;
+    }
+    void hash() {
+        QFETCH(QString, key);
+        QTEST(KeyOrder::hash(key), "hash");
+    }
+
+    /// Over 96 units only the first, middle and last 32 count; of 198 these are 0 to 31, 83 to 114 and 166 to 197.
+    void hashOfLongTexts() {
+        const QString text(198, u'x');
+        for (const auto& [place, counts] : {std::pair{0, true},
+                                            {31, true},
+                                            {32, false},
+                                            {82, false},
+                                            {83, true},
+                                            {114, true},
+                                            {115, false},
+                                            {165, false},
+                                            {166, true},
+                                            {197, true}}) {
+            QString other = text;
+            other[place] = u'y';
+            QVERIFY2((KeyOrder::hash(other) != KeyOrder::hash(text)) == counts, qPrintable(QString::number(place)));
+        }
+        QString whole(96, u'x');
+        whole[40] = u'y';
+        QVERIFY(KeyOrder::hash(whole) != KeyOrder::hash(QString(96, u'x')));
+    }
+
+    void keyOrder_data() {
+        QTest::addColumn<int>("count");
+        for (const int count :
+             {1, 2, 3, 4, 6, 7, 11, 12, 19, 20, 32, 33, 52, 53, 85, 86, 118, 119, 155, 156, 237, 238, 389, 390})
+            QTest::addRow("%d keys", count) << count;
+    }
+    void keyOrder() {
+        QFETCH(int, count);
+        QStringList names;
+        ArchiveValue value(ArchiveValue::Dictionary{});
+        for (int i = 0; i < count; ++i) {
+            names += QStringLiteral("key number %1").arg(i * 7919 % 1000);
+            value.insert(names.last(), i);
+        }
+        const QByteArray file = KeyedArchiver::archivedData(value);
+        const auto again = read(file);
+        QVERIFY(again);
+        QCOMPARE(keys(*again), orderByTheRule(names));
+        QCOMPARE(KeyedArchiver::archivedData(*again), file);
+    }
+
+    void tableSizes() {
+        for (const auto& [count, size] :
+             {std::pair{3, 3}, {4, 7}, {6, 7}, {7, 13}, {11, 13}, {12, 23}, {390, 631}, {391, 1087}})
+            QCOMPARE(KeyOrder::tableSize(static_cast<quint32>(count)), static_cast<quint32>(size));
+        // Keys that all want one place: the first inserted gets it, and the table's end leads to its start.
+        std::vector<quint64> same(6, 5);
+        const auto order = KeyOrder().arranged(same);
+        QCOMPARE(std::vector<quint32>(order.begin(), order.end()), std::vector<quint32>({1, 2, 3, 4, 5, 0}));
+        const std::vector<quint64> hostile(60000, 1);
+        QVERIFY(KeyOrder().arranged(hostile).empty());
+    }
+
+    void sharing() {
+        const auto pair = [](const ArchiveValue& a, const ArchiveValue& b) {
+            return ArchiveValue(ArchiveValue::Array{a, b});
+        };
+        constexpr int Shared = 4;
+        constexpr int Apart = 5;
+        const std::pair<ArchiveValue, int> rows[] = {
+            {"1234567", Shared},
+            {"~~~~~~~", Shared},
+            {"~~~~~~~~", Apart},
+            {"AccountM", Shared},
+            {"AccountMo", Shared},
+            {"Account~M", Apart},
+            {"eilotrm.ap", Shared},
+            {"eilotrm.apd", Shared},
+            {"eilotrm.apb", Apart},
+            {"eilotrm.apdn", Apart},
+            {"名", Apart},
+            {"", Shared},
+            {3, Shared},
+            {-3, Shared},
+            {true, Shared},
+            {(qint64(1) << 55) - 1, Shared},
+            {qint64(1) << 55, Apart},
+            {0.5, Apart},
+            {QByteArray("a"), Apart},
+            {ArchiveValue::null(), 5},
+            {ArchiveValue("twelve units").asOneInstance(), Shared},
+            {ArchiveValue("short").asMutable(), 6},
+        };
+        for (const auto& [value, count] : rows)
+            QVERIFY2(objectCount(pair(value, value)) == count,
+                     qPrintable(value.string() + QString::number(value.integer())));
+        // Equal keys are one, a value equal to a key is not; an array added twice is two, or one when asked for.
+        const ArchiveValue inner(ArchiveValue::Dictionary{{"a key of many units", "a key of many units"}});
+        QCOMPARE(objectCount(pair(inner, inner)), 1 + 1 + 2 + 3 + 2);
+        QCOMPARE(objectCount(pair(inner.asOneInstance(), inner.asOneInstance())), 1 + 1 + 2 + 3 + 2);
+        const ArchiveValue one = inner.asOneInstance();
+        QCOMPARE(objectCount(pair(one, one)), 1 + 1 + 1 + 2 + 2);
+        QCOMPARE(read(KeyedArchiver::archivedData(pair(one, one))), std::optional(pair(inner, inner)));
+    }
+
+    /// What was read is written again in the same bytes, whatever it consists of.
+    void readAndWrittenAgain_data() {
+        QTest::addColumn<ArchiveValue>("value");
+        ArchiveValue mixed(ArchiveValue::Dictionary{});
+        mixed.insert("numbers", ArchiveValue(ArchiveValue::Array{0, -1, 300, 1.5, true, false, 1ull << 63, 1e300}));
+        mixed.insert("mutable", ArchiveValue(ArchiveValue::Array{
+                                    ArchiveValue("text").asMutable(), ArchiveValue(QByteArray("d")).asMutable(),
+                                    ArchiveValue(ArchiveValue::Array()).asMutable(),
+                                    ArchiveValue(ArchiveValue::Dictionary()).asMutable()}));
+        mixed.insert("rest",
+                     ArchiveValue(ArchiveValue::Array{ArchiveValue::null(), ArchiveValue(), ArchiveValue::date(0.1),
+                                                      QByteArray("bytes"), "公司", record()}));
+        QTest::newRow("everything") << mixed;
+        QTest::newRow("nothing") << ArchiveValue();
+        QTest::newRow("null") << ArchiveValue::null();
+        QTest::newRow("text") << ArchiveValue("userPolicyRequest");
+        const ArchiveValue address(QStringList{"192.0.2.1", "8443"});
+        QTest::newRow("pair twice") << ArchiveValue(ArchiveValue::Array{address, address}).asMutable();
+        ArchiveValue odd = ArchiveValue::object("Outer", {"Outer", "Base", "NSObject"});
+        odd.setField("$dollar", "a");
+        odd.setField("nothing", ArchiveValue());
+        odd.setField("boxed", ArchiveValue(5).stored(ArchiveValue::Storage::Boxed));
+        odd.setField("list", ArchiveValue(ArchiveValue::Array{"x", 7}).stored(ArchiveValue::Storage::Inline));
+        odd.setField("inner", ArchiveValue::object("NoList", QStringList()));
+        QTest::newRow("own classes") << odd;
+        QTest::newRow("long texts of a field") << [] {
+            ArchiveValue object = ArchiveValue::object("A");
+            for (int i = 0; i < 40; ++i)
+                object.setField(QStringLiteral("field %1").arg(i), QStringLiteral("a long text that is always equal"));
+            return object;
+        }();
+    }
+    void readAndWrittenAgain() {
+        QFETCH(ArchiveValue, value);
+        const QByteArray file = KeyedArchiver::archivedData(value);
+        const auto again = read(file);
+        QVERIFY(again);
+        QCOMPARE(again->toJson(), value.toJson());
+        QCOMPARE(KeyedArchiver::archivedData(*again).toHex(), file.toHex());
+    }
+
+    void otherForms() {
+        const ArchiveValue listClass = classEntry("NSArray", {"NSArray", "NSObject"});
+        const ArchiveValue expected(QStringList{"a"});
+        for (const bool isOlderOrder : {false, true})
+            QVERIFY(read(archive({arrayEntry({2}, 3), "a", listClass}, isOlderOrder)) == expected);
+        QVERIFY(read(archive({arrayEntry({2}, 3), "a", inOrder({{"$classname", "NSArray"}})})) == expected);
+        QVERIFY(read(archive({arrayEntry({2}, 3), "a",
+                              inOrder({{"$classes", QStringList{"NSArray", "NSObject"}},
+                                       {"$classname", "NSArray"},
+                                       {"$classhints", QStringList{"X"}}})})) == expected);
+        // A key that is no string makes a dictionary an object.
+        const auto odd = read(
+            archive({inOrder({{"NS.keys", ArchiveValue(ArchiveValue::Array{uid(3)})},
+                              {"NS.objects", ArchiveValue(ArchiveValue::Array{uid(2)})},
+                              {"$class", uid(4)}}),
+                     "a", arrayEntry({}, 5), classEntry("NSDictionary", {"NSDictionary", "NSObject"}), listClass}));
+        QVERIFY(odd && odd->isObject() && odd->field(u"NS.keys").array().size() == 1);
+        QString rootKey;
+        const QByteArray file = KeyedArchiver::archivedData("x", "State");
+        QVERIFY(!read(file));
+        QVERIFY(KeyedUnarchiver::unarchivedObject(file, AllowedClasses::any(), &rootKey) == ArchiveValue("x"));
+        QCOMPARE(rootKey, QStringLiteral("State"));
+    }
+
+    void allowedClasses_data() {
+        QTest::addColumn<ArchiveValue>("value");
+        QTest::addColumn<QStringList>("allowed");
+        QTest::addColumn<bool>("isRead");
+        const QStringList store{"NSString", "NSDictionary", "NSArray", "NSValue", "NSNull"};
+        const auto row = [](const char* name, const ArchiveValue& value, const QStringList& allowed, bool isRead) {
+            QTest::newRow(name) << value << allowed << isRead;
+        };
+        const auto list = [](const ArchiveValue& item) {
+            return ArchiveValue(ArchiveValue::Array{item});
+        };
+        row("text", "a", {"NSString"}, true);
+        row("text not allowed", "a", {"NSArray"}, false);
+        row("mutable text", ArchiveValue("a").asMutable(), {"NSString"}, true);
+        row("number is a value", 5, {"NSValue"}, true);
+        row("boolean is a number", true, {"NSNumber"}, true);
+        row("number not allowed", 5, {"NSString"}, false);
+        row("everything of the store",
+            list(ArchiveValue(ArchiveValue::Dictionary{{"a", list(1.5)}, {"b", ArchiveValue::null()}}).asMutable()),
+            store, true);
+        row("key not allowed", ArchiveValue(ArchiveValue::Dictionary{{"a", 1}}), {"NSDictionary", "NSValue"}, false);
+        row("data inside", list(QByteArray("a")), store, false);
+        row("date inside", list(ArchiveValue::date(0)), store, false);
+        row("date allowed", ArchiveValue::date(0), {"NSDate"}, true);
+        row("record not allowed", record(), store, false);
+        row("record inside not allowed", list(list(record())), store, false);
+        row("record allowed", record(), {"NSString", "AccountModel", "NSValue", "NSNull"}, true);
+        row("subclass", ArchiveValue::object("B", {"B", "AccountModel", "NSObject"}), {"AccountModel"}, true);
+        row("NSObject is any", list(record()), {"NSObject"}, true);
+        row(
+            "field not allowed",
+            [] {
+                ArchiveValue object = ArchiveValue::object("AccountModel");
+                object.setField("data", QByteArray("a"));
+                return object;
+            }(),
+            {"AccountModel", "NSString"}, false);
+    }
+    void allowedClasses() {
+        QFETCH(ArchiveValue, value);
+        QFETCH(QStringList, allowed);
+        QFETCH(bool, isRead);
+        const QByteArray file = KeyedArchiver::archivedData(value);
+        QVERIFY(read(file));
+        QCOMPARE(read(file, AllowedClasses(allowed)).has_value(), isRead);
+    }
+
+    void broken_data() {
+        QTest::addColumn<QByteArray>("file");
+        const auto row = [](const char* name, const QByteArray& file) {
+            QTest::newRow(name) << file;
+        };
+        const ArchiveValue listClass = classEntry("NSArray", {"NSArray", "NSObject"});
+        const ArchiveValue mapClass = classEntry("NSDictionary", {"NSDictionary", "NSObject"});
+        const auto map = [](ArchiveValue::Array mapKeys, ArchiveValue::Array values) {
+            return inOrder(
+                {{"NS.keys", ArchiveValue(mapKeys)}, {"NS.objects", ArchiveValue(values)}, {"$class", uid(3)}});
+        };
+        const QByteArray whole = archive({"a"});
+        row("nothing", "");
+        row("property list", PropertyList::binaryData(ArchiveValue(ArchiveValue::Array{1})));
+        row("other archiver", QByteArray(whole).replace("NSKeyedArchiver", "NSOtherArchiver"));
+        row("other version", QByteArray(whole).replace(QByteArray("\0\1\x86\xa0", 4), QByteArray("\0\1\x86\xa1", 4)));
+        row("no root", QByteArray(whole).replace("Troot", "Tr00t"));
+        row("no objects", QByteArray(whole).replace("$objects", "$0bjects"));
+        row("root outside", QByteArray(whole).replace("\x80\x01", "\x80\x07"));
+        row("array in itself", archive({arrayEntry({1}, 2), listClass}));
+        row("cycle of two", archive({arrayEntry({2}, 3), arrayEntry({1}, 3), listClass}));
+        row("cycle by a field",
+            archive({inOrder({{"next", uid(1)}, {"$class", uid(2)}}), classEntry("A", {"A", "NSObject"})}));
+        row("class outside", archive({arrayEntry({}, 9)}));
+        row("class that is a text", archive({arrayEntry({}, 2), "NSArray"}));
+        row("class that is itself", archive({arrayEntry({}, 1)}));
+        row("no class", archive({inOrder({{"NS.objects", ArchiveValue(ArchiveValue::Array())}})}));
+        row("class without name", archive({arrayEntry({}, 2), inOrder({{"$classes", QStringList{"NSArray"}}})}));
+        row("class list that is none",
+            archive({arrayEntry({}, 2), inOrder({{"$classname", "NSArray"}, {"$classes", "NSArray"}})}));
+        row("plain array among objects", archive({ArchiveValue(ArchiveValue::Array{uid(1)})}));
+        row("array without objects", archive({inOrder({{"$class", uid(2)}}), listClass}));
+        row("array of no references",
+            archive({inOrder({{"NS.objects", QStringList{"a"}}, {"$class", uid(2)}}), listClass}));
+        row("more keys than values", archive({map({uid(2)}, {}), "a", mapClass}));
+        row("key that is a number", archive({map({uid(2)}, {uid(2)}), 5, mapClass}));
+        row("text without text", archive({inOrder({{"$class", uid(2)}}),
+                                          classEntry("NSMutableString", {"NSMutableString", "NSString", "NSObject"})}));
+        row("date without time",
+            archive({inOrder({{"NS.time", "now"}, {"$class", uid(2)}}), classEntry("NSDate", {"NSDate", "NSObject"})}));
+        ArchiveValue::Array bomb;
+        for (int i = 0; i < 60; ++i)
+            bomb.push_back(arrayEntry({i + 2, i + 2}, 62));
+        bomb.insert(bomb.end(), {ArchiveValue("a"), listClass});
+        row("shared 2^60 times", archive(bomb));
+        // Each row is allowed by itself, and hangs below the end of the one before.
+        ArchiveValue::Array deep{arrayEntry({102, 2}, 203)};
+        for (int i = 2; i <= 200; ++i)
+            deep.push_back(i == 101 ? arrayEntry({102}, 203) : arrayEntry({i + 1}, 203));
+        deep.insert(deep.end(), {arrayEntry({202}, 203), ArchiveValue("a"), listClass});
+        row("deep by sharing", archive(deep));
+    }
+    void broken() {
+        QFETCH(QByteArray, file);
+        QElapsedTimer timer;
+        timer.start();
+        QVERIFY(!read(file));
+        QVERIFY(timer.elapsed() < 5000);
+    }
+
+    void everyByteBroken() {
+        ArchiveValue value(ArchiveValue::Dictionary{{"list", ArchiveValue(ArchiveValue::Array{1, "a", record()})}});
+        const QByteArray file = KeyedArchiver::archivedData(value);
+        for (qsizetype i = 0; i < file.size(); ++i) {
+            QVERIFY(!read(file.left(i)));
+            for (const int change : {1, 0x10, 0x80, 0xff}) {
+                QByteArray damaged = file;
+                damaged[i] = static_cast<char>(damaged[i] ^ change);
+                if (const auto stillRead = read(damaged))
+                    QVERIFY(read(KeyedArchiver::archivedData(*stillRead)) == stillRead);
+            }
+        }
+    }
+
+    void limits() {
+        const auto nested = [](int depth) {
+            ArchiveValue value("a");
+            for (int i = 0; i < depth; ++i)
+                value = ArchiveValue(ArchiveValue::Array{value});
+            return value;
+        };
+        QVERIFY(read(KeyedArchiver::archivedData(nested(128))) == nested(128));
+        QVERIFY(KeyedArchiver::archivedData(nested(129)).isEmpty());
+        ArchiveValue doubled("a");
+        for (int i = 0; i < 30; ++i) {
+            doubled = doubled.asOneInstance();
+            doubled = ArchiveValue(ArchiveValue::Array{doubled, doubled});
+        }
+        QVERIFY(KeyedArchiver::archivedData(doubled).isEmpty());
+        QVERIFY(
+            KeyedArchiver::archivedData(ArchiveValue(ArchiveValue::Array(PropertyListLimits::Objects, ArchiveValue(1))))
+                .isEmpty());
+    }
+
+    void conversions() {
+        const QJsonObject json =
+            QJsonDocument::fromJson(R"({"a":[1,2.5,true,null,"x"],"b":{},"c":9007199254740993})").object();
+        const ArchiveValue value = ArchiveValue::fromJson(json);
+        QCOMPARE(value.value(u"c").integer(), 9007199254740993);
+        QVERIFY(value.value(u"a").array()[3].type() == ArchiveValue::Type::Null);
+        QCOMPARE(value.toJson().toObject(), json);
+        QVERIFY(ArchiveValue::fromVariant(value.toVariant()) == value);
+        QVERIFY(ArchiveValue(QString()).isNothing() && ArchiveValue(QLatin1String("")).isString());
+        QCOMPARE(ArchiveValue("5").integer(), 0);
+        QCOMPARE(ArchiveValue(1e300).integer(), std::numeric_limits<qint64>::max());
+        QCOMPARE(ArchiveValue(5).value(u"x").string(), QString());
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_KeyedArchive)
+#include "tst_KeyedArchive.moc"
