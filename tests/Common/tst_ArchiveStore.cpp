@@ -1,0 +1,182 @@
+#include "ArchiveStore.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <csignal>
+
+using namespace Platform;
+
+namespace {
+
+QByteArray bytesOf(const QString& path) {
+    return readFile(path, 1 << 24).value_or(QByteArray());
+}
+
+int modeOf(const QString& path) {
+    struct stat status {};
+    return stat(path.toLocal8Bit().constData(), &status) == 0 ? int(status.st_mode & 07777) : -1;
+}
+
+/// Every answer of the completion.
+QList<Error> archived(const ArchiveValue& root, const QString& path) {
+    QList<Error> answers;
+    archiveWithRootObject(root, true, path, [&](const Error& error) { answers += error; });
+    return answers;
+}
+
+/// Lets this process write files of at most some bytes, as a full disk would.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t bytes) {
+        std::signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &m_before);
+        const rlimit limit{bytes, m_before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &m_before); }
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+private:
+    rlimit m_before{};
+};
+
+} // namespace
+
+/// State files: what is written is whole or not there, and no file stops or floods its reader.
+class tst_ArchiveStore : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        m_folder.emplace();
+        m_path = m_folder->filePath(QStringLiteral("state.archive"));
+    }
+
+    void replacesOnlyWhatExists() {
+        const QList<Error> missing = archived("a", m_path);
+        QCOMPARE(missing.size(), 1);
+        QCOMPARE(missing[0].domain(), CocoaErrorDomain);
+        QCOMPARE(missing[0].code(), Error::NoSuchFile);
+        QVERIFY(QDir(m_folder->path()).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
+        QVERIFY(archiveRootObject("old", m_path));
+        const QList<Error> present = archived("new", m_path);
+        QCOMPARE(present.size(), 1);
+        QVERIFY(!present[0]);
+        QVERIFY(unarchivedObjectWithFilePath(m_path) == ArchiveValue("new"));
+        ArchiveValue deep("a");
+        for (int i = 0; i < 200; ++i)
+            deep = ArchiveValue(ArchiveValue::Array{deep});
+        const QList<Error> tooDeep = archived(deep, m_path);
+        QCOMPARE(tooDeep.value(0).domain(), QStringLiteral("NSKeyedArchiverError"));
+        QCOMPARE(tooDeep.value(0).code(), -10001);
+        QCOMPARE(tooDeep.value(0).localizedDescription(), QStringLiteral("The archive result is failed."));
+        QVERIFY(unarchivedObjectWithFilePath(m_path) == ArchiveValue("new"));
+    }
+
+    void classesOfTheStore() {
+        ArchiveValue root;
+        root.insert(QStringLiteral("access"), ArchiveValue(ArchiveValue::Array{"1", 2, true, ArchiveValue::null()}));
+        QVERIFY(archiveRootObject(root, m_path));
+        QVERIFY(unarchivedObjectWithFilePath(m_path) == root);
+        for (const ArchiveValue& other :
+             {ArchiveValue(QByteArray("a")), ArchiveValue::object(QStringLiteral("AccountModel"))}) {
+            root.insert(QStringLiteral("other"), other);
+            QVERIFY(archiveRootObject(root, m_path));
+            QVERIFY(!unarchivedObjectWithFilePath(m_path));
+            QVERIFY(unarchiveObjectWithFile(m_path));
+        }
+        QVERIFY(!unarchivedObjectWithFilePath(m_folder->filePath(QStringLiteral("missing"))));
+    }
+
+    void modesAndFolders() {
+        const mode_t before = umask(0277);
+        const QString inner = m_folder->filePath(QStringLiteral("Application Support/QenCloudL"));
+        QVERIFY(!makeFolder(inner, 0700, false));
+        QVERIFY(makeFolder(inner));
+        QVERIFY(makeFolder(inner));
+        const QString file = inner + QStringLiteral("/login.archive");
+        const bool isWritten = archiveRootObject("a", file, Durability::Synced);
+        umask(before);
+        QVERIFY(isWritten);
+        QCOMPARE(modeOf(inner), 0700);
+        QCOMPARE(modeOf(file), 0600);
+        QVERIFY(!makeFolder(file));
+        QVERIFY(!makeFolder(file + QStringLiteral("/below")));
+    }
+
+    /// A write that fails says why and leaves the old file, and no other.
+    void failedWrites() {
+        QVERIFY(archiveRootObject("old", m_path));
+        const QByteArray old = bytesOf(m_path);
+        const ArchiveValue large(QByteArray(100000, 'a'));
+        for (const Durability durability : {Durability::Plain, Durability::Synced}) {
+            Error error;
+            {
+                const FileSizeLimit limit(4096);
+                QVERIFY(!archiveRootObject(large, m_path, durability));
+                error = replaceFile(m_path, QByteArray(100000, 'a'), durability);
+            }
+            QCOMPARE(error.domain(), PosixErrorDomain);
+            QCOMPARE(error.code(), EFBIG);
+            QCOMPARE(error.localizedDescription(), QString::fromLocal8Bit(strerror(EFBIG)));
+        }
+        QCOMPARE(bytesOf(m_path), old);
+        QCOMPARE(QDir(m_folder->path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot).size(), 1);
+        QCOMPARE(replaceFile(m_folder->filePath(QStringLiteral("missing/file")), "a").code(), ENOENT);
+        QCOMPARE(replaceFile(m_folder->path(), "a").code(), EISDIR);
+        QVERIFY(!archiveRootObject("a", m_folder->filePath(QStringLiteral("missing/file"))));
+    }
+
+    void notForReading_data() {
+        QTest::addColumn<QString>("kind");
+        for (const char* kind : {"fifo", "folder", "9 MiB", "terabyte of nothing", "link to a device", "link to itself",
+                                 "empty", "no archive"})
+            QTest::newRow(kind) << QString::fromLatin1(kind);
+    }
+    void notForReading() {
+        QFETCH(QString, kind);
+        const QByteArray path = m_path.toLocal8Bit();
+        if (kind == u"fifo")
+            QCOMPARE(mkfifo(path.constData(), 0600), 0);
+        else if (kind == u"folder")
+            QVERIFY(makeFolder(m_path));
+        else if (kind == u"link to a device")
+            QCOMPARE(symlink("/dev/zero", path.constData()), 0);
+        else if (kind == u"link to itself")
+            QCOMPARE(symlink(path.constData(), path.constData()), 0);
+        else
+            QVERIFY(!replaceFile(m_path, kind == u"9 MiB"   ? QByteArray(9 << 20, 'a')
+                                         : kind == u"empty" ? ""
+                                                            : "bplist00"));
+        if (kind == u"terabyte of nothing")
+            QCOMPARE(truncate(path.constData(), off_t(1) << 40), 0);
+        QElapsedTimer timer;
+        timer.start();
+        QVERIFY(!unarchiveObjectWithFile(m_path));
+        QVERIFY(!unarchivedObjectWithFilePath(m_path));
+        QVERIFY(timer.elapsed() < 2000);
+    }
+
+    void readsUpToTheLimit() {
+        QVERIFY(!replaceFile(m_path, QByteArray(1000, 'a')));
+        QCOMPARE(readFile(m_path, 1000).value_or(QByteArray()).size(), 1000);
+        QVERIFY(!readFile(m_path, 999));
+        // Says that it is empty, and is not.
+        QVERIFY(!readFile(QStringLiteral("/proc/self/status"), 1 << 20).value_or(QByteArray()).isEmpty());
+        QVERIFY(!readFile(QStringLiteral("/proc/self/status"), 16));
+    }
+
+private:
+    std::optional<QTemporaryDir> m_folder;
+    QString m_path;
+};
+
+QTEST_GUILESS_MAIN(tst_ArchiveStore)
+#include "tst_ArchiveStore.moc"
