@@ -1,0 +1,59 @@
+// Property lists and keyed archives from any bytes: nothing may crash or take long, and what is read can be written and
+// read again.
+
+#include "KeyedArchiver.h"
+#include "KeyedUnarchiver.h"
+#include "PropertyList.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+using Platform::ArchiveValue;
+
+namespace {
+
+void require(bool holds, const char* what) {
+    if (holds)
+        return;
+    std::fprintf(stderr, "fuzz_archive: %s\n", what);
+    std::abort();
+}
+
+void readAndWriteArchive(const QByteArray& bytes) {
+    QString rootKey;
+    const auto root = Platform::KeyedUnarchiver::unarchivedObject(bytes, Platform::AllowedClasses::any(), &rootKey);
+    const auto strict =
+        Platform::KeyedUnarchiver::unarchivedObject(bytes, {"NSString", "NSDictionary", "NSArray", "NSValue"});
+    require(!strict || root, "read with fewer classes allowed, but not with any");
+    if (!root)
+        return;
+    const QByteArray written = Platform::KeyedArchiver::archivedData(*root);
+    if (written.isEmpty())
+        return; // written without the tricks of the input it is too large
+    const auto again = Platform::KeyedUnarchiver::unarchivedObject(written, Platform::AllowedClasses::any());
+    require(again.has_value(), "what was written is not read");
+    require(again->toJson() == root->toJson(), "what was written is read as something else");
+    require(Platform::KeyedArchiver::archivedData(*again) == written, "what was read is written in other bytes");
+}
+
+void readAndWriteList(const QByteArray& bytes) {
+    const auto root = Platform::PropertyList::decoded(bytes);
+    if (!root)
+        return;
+    const QByteArray binary = Platform::PropertyList::binaryData(*root);
+    if (!binary.isEmpty()) {
+        const auto again = Platform::PropertyList::decoded(binary);
+        require(again == root, "a binary list is read as something else");
+    }
+    const QByteArray xml = Platform::PropertyList::xmlData(*root);
+    require(xml.isEmpty() || Platform::PropertyList::decoded(xml), "an XML list is not read");
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
+    const QByteArray bytes(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));
+    readAndWriteArchive(bytes);
+    readAndWriteList(bytes);
+    return 0;
+}
