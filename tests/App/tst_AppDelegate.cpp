@@ -1,0 +1,355 @@
+#include "../MavUI/ViewWorld.h"
+
+#include "AppDelegate.h"
+#include "ApplicationMenu.h"
+#include "CustomMessageBox.h"
+#include "MavMianViewCtrl.h"
+#include "QenMainWindow.h"
+#include "TrayHost.h"
+
+#include <QStackedWidget>
+#include <QTextBrowser>
+#include <QToolButton>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+const QString LogoutPath = QStringLiteral("/api/public/clientlogin/logout");
+
+/// The application of one client, without a desktop's tray.
+class Application {
+public:
+    explicit Application(ApplicationParts parts = {})
+        : delegate({world.client.helper, world.client.device, world.client.log, world.center, trayHost,
+                    world.folder.support(), QStringLiteral("/no/such/vpn"), std::move(parts),
+                    [this](int status) {
+                        ended << status;
+                    }}),
+          window(world.defaults) {
+        delegate.setMainWindow(&window);
+    }
+    void hideTray(bool hidden) {
+        QVERIFY(archiveRootObject(hidden ? QStringLiteral("1") : QStringLiteral("0"),
+                                  world.folder.agent() + QStringLiteral("/hideqenswitch.archive")));
+        world.center.post(QStringLiteral("HideTrayForConfigNotificationKey"));
+    }
+    QAction* item(const char* name) { return delegate.menu()->findChild<QAction*>(QString::fromLatin1(name)); }
+
+    ViewWorld& world = ViewWorld::make();
+    Platform::TrayHost trayHost{QStringLiteral("unix:path=/no/such/bus")};
+    QList<int> ended;
+    AppDelegate delegate;
+    QenMainWindow window;
+};
+
+QList<CustomMessageBox*> boxes() {
+    QList<CustomMessageBox*> found;
+    for (AutoReleaseWindowController* window : AutoReleaseWindowController::autoReleaseWCs()) {
+        if (auto* box = qobject_cast<CustomMessageBox*>(window))
+            found << box;
+    }
+    return found;
+}
+
+} // namespace
+
+class tst_AppDelegate : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase() {
+        ViewWorld::prepareApplication();
+        m_server.addAccount(QStringLiteral("lin"), QStringLiteral("Abcdefg1!"));
+        QVERIFY2(m_server.start(), qPrintable(m_server.lastError()));
+    }
+    void init() { m_server.clearFaults(); }
+    void cleanup() {
+        for (CustomMessageBox* box : boxes())
+            delete box;
+    }
+
+    void launchRunsItsStepsInOrder() {
+        QStringList steps;
+        ApplicationParts parts;
+        parts.startUIResourcesFileListen = [&steps] {
+            steps << QStringLiteral("files");
+        };
+        parts.configParlo = [&steps] {
+            steps << QStringLiteral("parlo");
+        };
+        parts.startProcessListener = [&steps] {
+            steps << QStringLiteral("processes");
+        };
+        parts.processListenerDelay = 150ms;
+        Application app(parts);
+        app.delegate.setTerminateCode(7);
+        app.delegate.applicationDidFinishLaunching();
+        QCOMPARE(steps, (QStringList{QStringLiteral("files"), QStringLiteral("parlo")}));
+        QCOMPARE(app.delegate.terminateCode(), -1);
+        QVERIFY(app.world.folder.hasState(QStringLiteral("soleid.archive")));
+        // The tray is looked at later, in the event loop.
+        QVERIFY(!app.window.isVisible());
+        QTRY_VERIFY(app.window.isVisible());
+        QVERIFY(app.delegate.hasStatusItem());
+        QTRY_COMPARE(steps.size(), 3);
+        const QString log = app.world.client.logText();
+        QVERIFY2(log.section(u'\n', 0, 0).contains(QStringLiteral("----------start Mav-----------")), qPrintable(log));
+    }
+
+    void trayFollowsTheAgent() {
+        Application app;
+        app.hideTray(true);
+        app.delegate.applicationDidFinishLaunching();
+        QTest::qWait(50);
+        QVERIFY(!app.window.isVisible());
+        QVERIFY(!app.delegate.hasStatusItem());
+        app.hideTray(false);
+        QTRY_VERIFY(app.window.isVisible());
+        QVERIFY(app.delegate.hasStatusItem());
+        app.hideTray(true);
+        QTRY_VERIFY(!app.window.isVisible());
+        QVERIFY(!app.delegate.hasStatusItem());
+        // A second launch cannot show what the agent hides.
+        QVERIFY(app.delegate.applicationShouldHandleReopen(false));
+        QTest::qWait(50);
+        QVERIFY(!app.window.isVisible());
+    }
+
+    void closedWindowComesBack() {
+        Application app;
+        app.delegate.applicationDidFinishLaunching();
+        QTRY_VERIFY(app.window.isVisible());
+        QVERIFY(app.window.close());
+        QVERIFY(app.window.isCloseWindow());
+        app.delegate.applicationShouldHandleReopen(true);
+        QTest::qWait(20);
+        QVERIFY(!app.window.isVisible());
+        app.delegate.applicationShouldHandleReopen(false);
+        QTRY_VERIFY(app.window.isVisible());
+        app.window.close();
+        app.delegate.statusItemDidCliked();
+        QVERIFY(app.window.isVisible());
+    }
+
+    void windowRemembersItsPlace() {
+        Application app;
+        app.window.show();
+        app.window.setGeometry(30, 40, 900, 610);
+        app.window.close();
+        QenMainWindow again(app.world.defaults);
+        QCOMPARE(again.size(), QSize(900, 610));
+        QCOMPARE(again.minimumSize(), QSize(880, 600));
+    }
+
+    void menuFollowsTheLogin() {
+        Application app;
+        for (const char* name : {"aboutItem", "helpItem", "exportLogsItem", "serverSettingsItem", "modifyPasswordItem",
+                                 "logoutItem", "quitItem"})
+            QVERIFY2(app.item(name), name);
+        const auto states = [&app] {
+            Q_EMIT app.delegate.menu()->aboutToShow();
+            return QList<bool>{app.item("modifyPasswordItem")->isEnabled(), app.item("logoutItem")->isEnabled()};
+        };
+        QCOMPARE(states(), (QList<bool>{false, false}));
+        QVERIFY(!app.item("logoutItem")->toolTip().isEmpty());
+        app.world.signInAs(QStringLiteral("lin"));
+        // A sheet that is not part of the client keeps its item grey, with a reason.
+        QCOMPARE(states(), (QList<bool>{false, true}));
+        QVERIFY(!app.item("exportLogsItem")->isEnabled());
+        QVERIFY(app.item("exportLogsItem")->toolTip() != app.item("exportLogsItem")->text());
+
+        int sheets = 0;
+        ApplicationParts parts;
+        parts.beginModifyPasswordSheet = [&sheets](QWidget*) {
+            ++sheets;
+        };
+        parts.beginExportLogSheet = [&sheets](QWidget*) {
+            ++sheets;
+        };
+        Application whole(parts);
+        whole.world.signInAs(QStringLiteral("lin"));
+        Q_EMIT whole.delegate.menu()->aboutToShow();
+        whole.item("modifyPasswordItem")->trigger();
+        whole.item("exportLogsItem")->trigger();
+        QCOMPARE(sheets, 2);
+    }
+
+    void menuOpensByKeys() {
+        Application app;
+        app.window.show();
+        QVERIFY(QTest::qWaitForWindowActive(&app.window));
+        QTest::keyClick(&app.window, Qt::Key_F10);
+        QTRY_VERIFY(app.delegate.menu()->isVisible());
+        QTest::keyClick(app.delegate.menu(), Qt::Key_Escape);
+        QVERIFY(!app.delegate.menu()->isVisible());
+        QTest::keyPress(&app.window, Qt::Key_Alt);
+        QTest::keyRelease(&app.window, Qt::Key_Alt);
+        QTRY_VERIFY(app.delegate.menu()->isVisible());
+        app.delegate.menu()->close();
+        QTest::keyPress(&app.window, Qt::Key_Alt);
+        QTest::keyClick(&app.window, Qt::Key_X, Qt::AltModifier);
+        QTest::keyRelease(&app.window, Qt::Key_Alt);
+        QVERIFY(!app.delegate.menu()->isVisible());
+    }
+
+    void logout_data() {
+        QTest::addColumn<QJsonObject>("fault");
+        QTest::addColumn<bool>("signedOut");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("done") << QJsonObject() << true << "";
+        QTest::newRow("refused") << QJsonObject{{"kind", "errorcode"},
+                                                {"ret", 3},
+                                                {"errorcode", 1},
+                                                {"msg", "请稍后再试"}}
+                                 << false << "请稍后再试";
+        QTest::newRow("no ret") << QJsonObject{{"kind", "json"}, {"json", QJsonObject{{"msg", "ok"}}}} << false << "ok";
+        QTest::newRow("nothing said") << QJsonObject{{"kind", "shape"}, {"shape", "empty_object"}} << false << "";
+    }
+    void logout() {
+        QFETCH(QJsonObject, fault);
+        QFETCH(bool, signedOut);
+        QFETCH(QString, text);
+        Application app;
+        app.world.folder.configure(m_server.httpPort());
+        Outcome login;
+        app.world.client.helper.login({{"userid", "lin"}, {"password", "Abcdefg1!"}, {"otp", ""}}, login.completion());
+        QVERIFY(login.wait());
+        app.window.setContentView(new MavMianViewCtrl(app.world.views()));
+        auto* pages = find<QStackedWidget>(app.window, "mianTabView");
+        QTRY_COMPARE(pages->currentIndex(), 2);
+        if (!fault.isEmpty())
+            QVERIFY(m_server.fault(LogoutPath, fault));
+        m_server.action(QStringLiteral("clear_requests"));
+        Q_EMIT app.delegate.menu()->aboutToShow();
+        app.item("logoutItem")->trigger();
+        QVERIFY(!app.item("logoutItem")->isEnabled());
+        QTRY_VERIFY(app.world.client.logText().contains(QStringLiteral("[QenDetailWindow] QenCloud logout ret:")));
+        QTRY_COMPARE(boxes().size(), text.isEmpty() ? 0 : 1);
+        if (!text.isEmpty())
+            QCOMPARE(boxes().constFirst()->message(), text);
+        QTRY_COMPARE(pages->currentIndex(), signedOut ? 0 : 2);
+        QCOMPARE(app.item("logoutItem")->isEnabled(), !signedOut);
+        const QJsonObject sent = m_server.requests(LogoutPath).first().toObject().value(u"fields").toObject();
+        QCOMPARE(sent.value(u"userid").toString(), QStringLiteral("lin"));
+        QCOMPARE(sent.value(u"deviceid").toString(), app.world.client.device.uuid());
+        QCOMPARE(sent.value(u"msg").toString(), QStringLiteral("logout"));
+    }
+
+    void logoutWithoutNetworkKeepsTheSession() {
+        Application app;
+        app.world.folder.configure(m_server.httpPort());
+        app.world.signInAs(QStringLiteral("lin"));
+        m_server.fault(LogoutPath, {{"kind", "close"}});
+        app.delegate.setItemsHiddenMenu();
+        app.item("logoutItem")->trigger();
+        QTRY_COMPARE(boxes().size(), 1);
+        QVERIFY(app.world.client.logText().contains(QStringLiteral("[QenDetailWindow] QenCloud logout fail msg:")));
+        QVERIFY(app.world.client.helper.iflogin());
+        QVERIFY(app.item("logoutItem")->isEnabled());
+    }
+
+    void alertComesFromAnyThreadAndOnce() {
+        Application app;
+        app.window.show();
+        std::thread([&app] {
+            app.delegate.showAlertTipForLogin(QStringLiteral("一"));
+            app.delegate.showAlertTipForLogin(QString());
+            app.delegate.showAlertTipForLogin(QStringLiteral("一"));
+            app.delegate.showAlertTipForLogin(QStringLiteral("二"));
+        }).join();
+        QVERIFY(boxes().isEmpty());
+        QTRY_COMPARE(boxes().size(), 2);
+        QCOMPARE(boxes().constFirst()->message(), QStringLiteral("一"));
+        QCOMPARE(boxes().constFirst()->parentWidget(), &app.window);
+        QTest::keyClick(boxes().constFirst(), Qt::Key_Return);
+        QCOMPARE(boxes().size(), 1);
+    }
+
+    void quitGate() {
+        Application app;
+        app.delegate.applicationDidFinishLaunching();
+        app.delegate.terminate();
+        QCOMPARE(app.ended, QList<int>{0});
+        app.delegate.setTerminateCode(1);
+        QVERIFY(!app.delegate.applicationShouldTerminate());
+        QCOMPARE(app.delegate.terminateCode(), 0);
+        QCOMPARE(app.ended.size(), 1);
+        QCOMPARE(boxes().size(), 1);
+        QCOMPARE(boxes().constFirst()->message(), textFor("ForbidenExit"));
+        app.delegate.terminate();
+        QCOMPARE(app.ended.size(), 2);
+        app.delegate.setTerminateCode(5);
+        app.delegate.applicationDockMenu();
+        QCOMPARE(app.delegate.terminateCode(), 0);
+        app.delegate.setTerminateCode(-1);
+        app.delegate.applicationDockMenu();
+        QCOMPARE(app.delegate.terminateCode(), -1);
+        app.item("quitItem")->trigger();
+        QTRY_COMPARE(app.ended.size(), 3);
+    }
+
+    void aboutAndHelpAreOneWindowEach() {
+        Application app;
+        app.window.setGeometry(200, 100, 960, 640);
+        const auto windows = [](const char* name) {
+            QList<QWidget*> found;
+            for (QWidget* widget : QApplication::topLevelWidgets()) {
+                if (widget->objectName() == QLatin1String(name))
+                    found << widget;
+            }
+            return found;
+        };
+        for (int round = 0; round < 2; ++round) {
+            app.delegate.tapAboutItem();
+            app.delegate.tapHelp();
+            QCOMPARE(windows("QenAboutWindowController").size(), 1);
+            QCOMPARE(windows("QenHelpWebWindowController").size(), 1);
+        }
+        QWidget* about = windows("QenAboutWindowController").constFirst();
+        QWidget* help = windows("QenHelpWebWindowController").constFirst();
+        QVERIFY(about->isVisible() && help->isVisible());
+        const QRect frame = app.window.geometry();
+        QCOMPARE(help->geometry(), QRect(frame.x() + 50 + (frame.width() - 920) / 2,
+                                         frame.y() + 50 + (frame.height() - 600) / 2, 920, 600));
+        QVERIFY(find<QLabel>(*about, "versionLab")->text().contains(QStringLiteral(MAV_VERSION)));
+        auto* page = find<QTextBrowser>(*help, "helpPage");
+        QSet<QString> pages;
+        for (int topic = 0; topic < 5; ++topic) {
+            pages << page->toPlainText();
+            QTest::keyClick(help->focusWidget(), Qt::Key_Down);
+        }
+        QCOMPARE(pages.size(), 5);
+        QVERIFY(!pages.contains(QString()));
+        QTest::keyClick(help, Qt::Key_Escape);
+        QVERIFY(!help->isVisible());
+    }
+
+    void certificateCheck_data() {
+        QTest::addColumn<bool>("exists");
+        QTest::newRow("there") << true;
+        QTest::newRow("not there") << false;
+    }
+    void certificateCheck() {
+        QFETCH(bool, exists);
+        int installed = 0;
+        ApplicationParts parts;
+        parts.checkCaVersion = [exists] {
+            return exists;
+        };
+        parts.installStaticMobileconfig = [&installed] {
+            ++installed;
+        };
+        Application app(parts);
+        app.delegate.checkIsCAVersion();
+        QCOMPARE(installed, exists ? 1 : 0);
+        const QString log = app.world.client.logText();
+        QVERIFY(log.contains(QStringLiteral("[iNacManager] QenCloud Check Ca")));
+        QCOMPARE(log.contains(QStringLiteral("[iNacManager] QenCloud Ca exist")), exists);
+    }
+
+private:
+    ReferenceServer m_server;
+};
+
+QTEST_MAIN(tst_AppDelegate)
+#include "tst_AppDelegate.moc"

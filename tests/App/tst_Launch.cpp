@@ -1,0 +1,111 @@
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <csignal>
+
+namespace {
+
+constexpr int Limit = 30000;
+
+/// One user's folders, in which the program is started.
+class Home {
+public:
+    Home() {
+        m_environment = QProcessEnvironment::systemEnvironment();
+        for (const char* name : {"home", "run", "root"})
+            QDir(m_folder.path()).mkdir(QString::fromLatin1(name));
+        QFile::setPermissions(path("run"), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        m_environment.insert(QStringLiteral("HOME"), path("home"));
+        m_environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), path("run"));
+        m_environment.insert(QStringLiteral("MAV_ROOT"), path("root"));
+        m_environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+        // No session bus: copies find each other by the runtime folder.
+        m_environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("unix:path=/no/such/bus"));
+    }
+    void prepare(QProcess& process) {
+        process.setProcessEnvironment(m_environment);
+        process.setProgram(QStringLiteral(MAV_PROGRAM));
+        process.setProcessChannelMode(QProcess::MergedChannels);
+    }
+    /// @returns the exit status, -1 for a crash or none in time
+    int run(const QStringList& arguments) {
+        QProcess process;
+        prepare(process);
+        process.setArguments(arguments);
+        process.start();
+        if (!process.waitForFinished(Limit)) {
+            process.kill();
+            process.waitForFinished();
+            return -1;
+        }
+        return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    }
+    QString log() const {
+        QString text;
+        const QDir logs(path("home") + QStringLiteral("/Library/Logs/QenCloud/Logs"));
+        for (const QString& name : logs.entryList(QDir::Files)) {
+            QFile file(logs.filePath(name));
+            if (file.open(QIODevice::ReadOnly))
+                text += QString::fromUtf8(file.readAll());
+        }
+        return text;
+    }
+    bool hasStarted() const { return log().contains(QStringLiteral("----------start Mav-----------")); }
+
+private:
+    QString path(const char* name) const { return m_folder.filePath(QString::fromLatin1(name)); }
+    QTemporaryDir m_folder;
+    QProcessEnvironment m_environment;
+};
+
+} // namespace
+
+class tst_Launch : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void foreignArgumentIsLoggedAndEnds_data() {
+        QTest::addColumn<QString>("argument");
+        for (const char* argument : {"--help", "-Agent", "-agent2", "-platform", "-style", "", "中文"})
+            QTest::newRow(argument) << QString::fromUtf8(argument);
+    }
+    void foreignArgumentIsLoggedAndEnds() {
+        QFETCH(QString, argument);
+        Home home;
+        QCOMPARE(home.run({argument, QStringLiteral("-agent")}), 0);
+        QVERIFY2(home.log().contains(QStringLiteral(" run app argv ") + argument), qPrintable(home.log()));
+        QVERIFY(!home.hasStarted());
+    }
+
+    void secondCopyEndsWithOne_data() {
+        QTest::addColumn<QStringList>("first");
+        QTest::addColumn<int>("signal");
+        QTest::newRow("no argument, SIGTERM") << QStringList() << SIGTERM;
+        QTest::newRow("-agent, SIGINT") << QStringList{QStringLiteral("-agent"), QStringLiteral("x")} << SIGINT;
+    }
+    void secondCopyEndsWithOne() {
+        QFETCH(QStringList, first);
+        QFETCH(int, signal);
+        Home home;
+        QProcess process;
+        home.prepare(process);
+        process.setArguments(first);
+        process.start();
+        QVERIFY(process.waitForStarted());
+        QTRY_VERIFY_WITH_TIMEOUT(home.hasStarted(), Limit);
+        QCOMPARE(home.run({}), 1);
+        // Whether another copy runs is asked before the arguments are looked at, and nothing is logged.
+        QCOMPARE(home.run({QStringLiteral("--help")}), 1);
+        QVERIFY(!home.log().contains(QStringLiteral("run app argv")));
+        QCOMPARE(process.state(), QProcess::Running);
+        QCOMPARE(::kill(static_cast<pid_t>(process.processId()), signal), 0);
+        QVERIFY(process.waitForFinished(Limit));
+        QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(process.exitCode(), 0);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_Launch)
+#include "tst_Launch.moc"

@@ -1,0 +1,100 @@
+#include "../Login/ClientWorld.h"
+
+#include "LoginLinks.h"
+#include "QuitSequence.h"
+
+#include <QCoreApplication>
+#include <QProcess>
+
+using Platform::Error;
+using namespace std::chrono_literals;
+
+namespace {
+
+/// The agent's side as a row wants it; a call that has no answer stays without one.
+class Agent final : public AgentAccessLink {
+public:
+    void startRequestAccess(std::function<void(int)> completion) override {
+        if (access)
+            completion(*access);
+    }
+    void stopSmartAgent(std::function<void(const QJsonObject&, const Error&)> completion) override {
+        if (stop)
+            completion(*stop, stopError);
+    }
+    std::optional<int> access;
+    std::optional<QJsonObject> stop;
+    Error stopError;
+};
+
+} // namespace
+
+Q_DECLARE_METATYPE(std::optional<int>)
+Q_DECLARE_METATYPE(std::optional<QJsonObject>)
+
+class tst_QuitSequence : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void alwaysEndsInOneTerminate_data() {
+        QTest::addColumn<bool>("running");
+        QTest::addColumn<std::optional<int>>("access");
+        QTest::addColumn<std::optional<QJsonObject>>("stop");
+        QTest::addColumn<QString>("line");
+        const std::optional<int> no;
+        const std::optional<QJsonObject> silence;
+        const auto answer = [](const QJsonObject& object) {
+            return std::optional(object);
+        };
+        const QString failed = QStringLiteral("[appdelegate] QenCloud Vindor Stop Fail:code = ");
+        QTest::newRow("component is not running") << false << no << silence << "";
+        QTest::newRow("no access") << true << std::optional(5) << silence
+                                   << "[appdelegate] QenCloud Vindor Access Fail!!!";
+        QTest::newRow("stopped") << true << std::optional(0) << answer({{"code", 0}})
+                                 << "[appdelegate] QenCloud Vindor Stop Success!!!";
+        QTest::newRow("refused") << true << std::optional(0) << answer({{"code", 17}}) << failed + QStringLiteral("17");
+        QTest::newRow("no code") << true << std::optional(0) << answer({}) << failed + QStringLiteral("(null)");
+        QTest::newRow("access never answered") << true << no << silence << "";
+        QTest::newRow("stop never answered") << true << std::optional(0) << silence << "";
+    }
+    void alwaysEndsInOneTerminate() {
+        QFETCH(bool, running);
+        QFETCH(std::optional<int>, access);
+        QFETCH(std::optional<QJsonObject>, stop);
+        QFETCH(QString, line);
+        auto& folder = *new ClientFolder;
+        // Both outlive the test: the background part of a sequence may still use them.
+        static std::vector<std::unique_ptr<ClientFolder>> folders;
+        static std::vector<std::unique_ptr<ClientWorld>> worlds;
+        folders.emplace_back(&folder);
+        worlds.push_back(std::make_unique<ClientWorld>(folder));
+        ClientWorld& world = *worlds.back();
+
+        const QString component = folder.file(QStringLiteral("ZelVPN"));
+        QVERIFY(QFile::copy(QStringLiteral("/bin/sleep"), component));
+        QProcess process;
+        if (running) {
+            process.start(component, {QStringLiteral("60")});
+            QVERIFY(process.waitForStarted());
+        }
+        static std::vector<std::unique_ptr<Agent>> agents;
+        agents.push_back(std::make_unique<Agent>());
+        agents.back()->access = access;
+        agents.back()->stop = stop;
+        // An error beside the answer changes nothing.
+        agents.back()->stopError = Error(QStringLiteral("d"), 1);
+        int terminated = 0;
+        QuitSequence::start({world.helper, world.log, agents.back().get(), component, 1500ms},
+                            [&terminated] { ++terminated; });
+        QCOMPARE(terminated, 0);
+        QTRY_COMPARE_WITH_TIMEOUT(terminated, 1, 10000);
+        QTest::qWait(1600);
+        QCOMPARE(terminated, 1);
+        const QString log = world.logText();
+        QVERIFY2(line.isEmpty() ? !log.contains(QStringLiteral("[appdelegate]")) : log.contains(line), qPrintable(log));
+        process.kill();
+        process.waitForFinished();
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_QuitSequence)
+#include "tst_QuitSequence.moc"

@@ -1,0 +1,181 @@
+#include "Files.h"
+#include "KeyedArchiver.h"
+#include "KeyedUnarchiver.h"
+#include "PropertyList.h"
+
+#include <QDir>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <limits>
+
+using namespace Platform;
+
+namespace {
+
+struct Outcome {
+    int status = -1;
+    QByteArray output;
+    QByteArray error;
+};
+
+Outcome run(const QStringList& arguments, const QByteArray& input = {}) {
+    QProcess process;
+    process.start(QStringLiteral(MAVCTL), arguments);
+    process.write(input);
+    process.closeWriteChannel();
+    if (!process.waitForFinished(30000) || process.exitStatus() != QProcess::NormalExit)
+        return {};
+    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+}
+
+} // namespace
+
+/// The support tool as it is used: as a program.
+class tst_mavctl : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        m_folder.emplace();
+        m_path = m_folder->filePath(QStringLiteral("state.archive"));
+    }
+
+    void showsAndWrites_data() {
+        QTest::addColumn<QByteArray>("json");
+        QTest::addColumn<ArchiveValue>("value");
+        const auto row = [](const char* json, const ArchiveValue& value) {
+            QTest::newRow(json) << QByteArray(json) << value;
+        };
+        row(R"("userPolicyRequest")", "userPolicyRequest");
+        row("null", ArchiveValue());
+        row("[]", ArchiveValue(ArchiveValue::Array()));
+        row("{}", ArchiveValue(ArchiveValue::Dictionary()));
+        row("[null]", ArchiveValue(ArchiveValue::Array{ArchiveValue::null()}));
+        row("9007199254740993", 9007199254740993);
+        row("-9223372036854775808", std::numeric_limits<qint64>::min());
+        row("18446744073709551615", std::numeric_limits<quint64>::max());
+        row("0.1", 0.1);
+        row("3.0", 3.0);
+        row("5e-324", 5e-324);
+        row(R"({"$data": "AAH/"})", QByteArray::fromHex("0001ff"));
+        row(R"({"$date": "2000-12-31T23:59:59.5Z"})", ArchiveValue::date(-0.5));
+        row(R"({"$date": "2021-05-23T07:21:53.983068Z"})", ArchiveValue::date(643447313.983068));
+        row(R"({"$double": "inf"})", std::numeric_limits<double>::infinity());
+        row(R"({"$$class": 1, "$other": 2})", ArchiveValue(ArchiveValue::Dictionary{{"$class", 1}, {"$other", 2}}));
+        row("[\"公司 \\u0001 \\\"\\\\ \U0001f600\"]", ArchiveValue(ArchiveValue::Array{"公司 \x01 \"\\ \U0001f600"}));
+        ArchiveValue unknown = ArchiveValue::object("SomethingElse");
+        unknown.setField("name", "a");
+        unknown.setField("none", ArchiveValue());
+        unknown.setField("list", ArchiveValue(ArchiveValue::Array{1, ArchiveValue::object("Empty")}));
+        row(R"({"$class": "SomethingElse", "name": "a", "none": null, "list": [1, {"$class": "Empty"}]})", unknown);
+    }
+    void showsAndWrites() {
+        QFETCH(QByteArray, json);
+        QFETCH(ArchiveValue, value);
+        QCOMPARE(run({"archive", "write", m_path}, json).status, 0);
+        const QByteArray bytes = readFile(m_path, 1 << 20).value_or(QByteArray());
+        QVERIFY(KeyedUnarchiver::unarchivedObject(bytes, AllowedClasses::any()) == value);
+        QCOMPARE(bytes, KeyedArchiver::archivedData(value));
+        const Outcome shown = run({"archive", "show", m_path});
+        QCOMPARE(shown.status, 0);
+        QCOMPARE(shown.error, QByteArray());
+        QCOMPARE(run({"archive", "write", m_path}, shown.output).status, 0);
+        QCOMPARE(readFile(m_path, 1 << 20).value_or(QByteArray()), bytes);
+        QCOMPARE(run({"archive", "show", m_path}).output, shown.output);
+        QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+    }
+
+    /// Also where the keys of a file did not come out of the platform's table, or its values are shared or boxed.
+    void settles() {
+        ArchiveValue::Dictionary entries;
+        for (int i = 0; i < 60; ++i)
+            entries.push_back({QStringLiteral("key %1").arg(i), i});
+        ArchiveValue object = ArchiveValue::object("Odd", {"Odd", "Base", "NSObject"});
+        for (const char* name : {"typeInt", "typeString", "typeBool", "data", "typeFloat", "list"})
+            object.setField(name, ArchiveValue(7).stored(ArchiveValue::Storage::Boxed));
+        object.setField("again", ArchiveValue("a text of many units").asOneInstance());
+        const ArchiveValue one = object.field(u"again");
+        ArchiveValue root(
+            ArchiveValue::Array{ArchiveLayout::dictionaryAsStored(entries), one, object, ArchiveValue(entries)});
+        QVERIFY(!replaceFile(m_path, KeyedArchiver::archivedData(root)));
+        const Outcome shown = run({"archive", "show", m_path});
+        QCOMPARE(shown.status, 0);
+        QCOMPARE(run({"archive", "write", m_path}, shown.output).status, 0);
+        QCOMPARE(run({"archive", "show", m_path}).output, shown.output);
+        // What our writer has made comes back byte for byte.
+        const QByteArray ours = KeyedArchiver::archivedData(ArchiveValue(entries));
+        QVERIFY(!replaceFile(m_path, ours));
+        QCOMPARE(run({"archive", "write", m_path}, run({"archive", "show", m_path}).output).status, 0);
+        QCOMPARE(readFile(m_path, 1 << 20).value_or(QByteArray()), ours);
+    }
+
+    void showsPropertyLists() {
+        const ArchiveValue list(ArchiveValue::Dictionary{{"a", 1}});
+        for (const QByteArray& bytes : {PropertyList::binaryData(list), PropertyList::xmlData(list)}) {
+            QVERIFY(!replaceFile(m_path, bytes));
+            QCOMPARE(run({"archive", "show", m_path}).output, QByteArray("{\n  \"a\": 1\n}\n"));
+        }
+    }
+
+    void refusals_data() {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QByteArray>("input");
+        QTest::addColumn<int>("status");
+        const auto row = [](const char* name, const QStringList& arguments, const QByteArray& input, int status) {
+            QTest::newRow(name) << arguments << input << status;
+        };
+        const QStringList write{"archive", "write", "FILE"};
+        row("no verb", {}, "", 2);
+        row("unknown verb", {"archives"}, "", 2);
+        row("unknown action", {"archive", "print", "FILE"}, "", 2);
+        row("no file", {"archive", "show"}, "", 2);
+        row("missing file", {"archive", "show", "FILE"}, "", 1);
+        row("a folder", {"archive", "show", "."}, "", 1);
+        row("a device", {"archive", "show", "/dev/zero"}, "", 1);
+        row("no archive", {"archive", "show", MAVCTL}, "", 1);
+        row("no input", write, "", 1);
+        row("not JSON", write, "{\"a\":", 1);
+        row("two values", write, "1 2", 1);
+        row("not UTF-8", write, "\"\xff\"", 1);
+        row("no Base64", write, R"({"$data": "?"})", 1);
+        row("no date", write, R"({"$date": "2021-02-30T00:00:00Z"})", 1);
+        row("class without name", write, R"({"$class": 5})", 1);
+        row("too deep", write, QByteArray(100000, '['), 1);
+        row("one too deep", write, QByteArray(129, '[') + QByteArray(129, ']'), 1);
+        row("too many values", write, "[" + QByteArray("1,").repeated(300000) + "1]", 1);
+        row("too long", write, "\"" + QByteArray(9 << 20, 'a') + "\"", 1);
+        row("unwritable", {"archive", "write", "/proc/none/state.archive"}, "1", 1);
+    }
+    void refusals() {
+        QFETCH(QStringList, arguments);
+        QFETCH(QByteArray, input);
+        QFETCH(int, status);
+        arguments.replaceInStrings(QStringLiteral("FILE"), m_path);
+        const Outcome outcome = run(arguments, input);
+        QCOMPARE(outcome.status, status);
+        QCOMPARE(outcome.output, QByteArray());
+        if (status == 1)
+            QVERIFY2(outcome.error.count('\n') == 1 && outcome.error.endsWith('\n'), outcome.error.constData());
+        else
+            QVERIFY(outcome.error.startsWith("usage: mavctl "));
+        QVERIFY(!QFile::exists(m_path));
+    }
+
+    void damagedArchive() {
+        QByteArray bytes = KeyedArchiver::archivedData("a");
+        bytes.replace("Troot", "Tr0Ot").replace(QByteArray("\x80\x01", 2), QByteArray("\x80\x09", 2));
+        QVERIFY(!replaceFile(m_path, bytes));
+        const Outcome outcome = run({"archive", "show", m_path});
+        QCOMPARE(outcome.status, 1);
+        QCOMPARE(outcome.error.count('\n'), 1);
+    }
+
+private:
+    std::optional<QTemporaryDir> m_folder;
+    QString m_path;
+};
+
+QTEST_GUILESS_MAIN(tst_mavctl)
+#include "tst_mavctl.moc"
