@@ -1,53 +1,11 @@
 #include "QenUIFileListener.h"
 
 #include "AccountModel.h"
+#include "AgentFileChange.h"
 #include "NotificationCenter.h"
 #include "Paths.h"
 #include "QenLogHelper.h"
 #include "QenServerConfig.h"
-
-namespace {
-
-constexpr qint64 TicketTimedOut = 2;
-
-struct Match {
-    QString text;
-    QString line;
-    void (QenUIFileListener::*handler)();
-};
-
-/// In the order in which they are tried: the first text that the path contains decides.
-const QList<Match>& matches() {
-    static const QList<Match> table = {
-        {QStringLiteral("/c_qen_mark@2x.png"), QStringLiteral("monitor logo image has changed"),
-         &QenUIFileListener::updateUILogo},
-        {QStringLiteral("/tips.txt"), QStringLiteral("monitor tips.txt has changed"), &QenUIFileListener::updateUITips},
-        {QStringLiteral("/joinDomainUpdate.txt"), QStringLiteral("monitor joinDomainUpdate.txt has changed"),
-         &QenUIFileListener::updateComputorName},
-        {QStringLiteral("/restart.txt"), QStringLiteral("monitor restart.txt has changed"),
-         &QenUIFileListener::restartComputor},
-        {QStringLiteral("/joindomainSwitchStatus.archive"),
-         QStringLiteral("monitor joindomainSwitchStatus.archive has changed"),
-         &QenUIFileListener::joinDomainToolStartSuccess},
-        {QStringLiteral("/inacSSIDInfo.archive"), QStringLiteral("monitor inacSSIDInfo.archive has changed"),
-         &QenUIFileListener::inacSsidChanged},
-        {QStringLiteral("/switchngn.archive"), QStringLiteral("monitor switchngn.archive has changed"),
-         &QenUIFileListener::updateswitchNGN},
-        {QStringLiteral("/appmgrlist.archive"), QStringLiteral("monitor appmgrlist.archive has changed"),
-         &QenUIFileListener::updateappmgrlist},
-        {QStringLiteral("/ngncloudlist.archive"), QStringLiteral("monitor ngncloudlist.archive has changed"),
-         &QenUIFileListener::updateTrustedsApp},
-        {QStringLiteral("/login.archive"), QStringLiteral("monitor login.archive has changed"),
-         &QenUIFileListener::loginAndTicketStatus},
-        {QStringLiteral("/hideqenswitch.archive"), QStringLiteral("monitor hideqenswitch.archive has changed"),
-         &QenUIFileListener::IshideTray},
-        {QStringLiteral("/QenCloud/.QenConfig"), QStringLiteral("monitor .QenConfig has changed"),
-         &QenUIFileListener::notifyConfigUpdate},
-    };
-    return table;
-}
-
-} // namespace
 
 QenUIFileListener::QenUIFileListener(World world) : m_world(std::move(world)) {}
 
@@ -65,36 +23,23 @@ QenUIFileListener& QenUIFileListener::sharedInstance() {
     return *instance;
 }
 
-QStringList QenUIFileListener::watchedPaths() const {
-    QStringList paths;
-    for (const char* name :
-         {"c_qen_mark@2x.png", "tips.txt", "restart.txt", "joinDomainUpdate.txt", "joindomainSwitchStatus.archive",
-          "inacSSIDInfo.archive", "switchngn.archive", "appmgrlist.archive", "ngncloudlist.archive"})
-        paths << m_world.agentState + u'/' + QString::fromLatin1(name);
-    paths << AccountModel::modelSavePathWithCheck(false, m_world.applicationSupport)
-          << m_world.agentState + QStringLiteral("/hideqenswitch.archive")
-          << m_world.agentState + QStringLiteral("/.QenConfig");
-    return paths;
-}
-
 void QenUIFileListener::startUIResourcesFileListen() {
     m_stream =
-        std::make_unique<Platform::FileEventStream>(watchedPaths(), m_world.latency, [this](const QStringList& paths) {
-            for (qsizetype i = 0; i < paths.size(); ++i)
-                handleEvent(static_cast<int>(i), paths[i]);
-        });
+        std::make_unique<Platform::FileEventStream>(followedFiles(m_world.agentState, m_world.applicationSupport),
+                                                    m_world.latency, [this](const QStringList& paths) {
+                                                        for (qsizetype i = 0; i < paths.size(); ++i)
+                                                            handleEvent(static_cast<int>(i), paths[i]);
+                                                    });
     m_thread = std::thread([this] { m_stream->run(); });
 }
 
 void QenUIFileListener::handleEvent(int index, const QString& path) {
     m_world.log.writeLog(QStringLiteral("events index: %1, path:%2").arg(QString::number(index), path));
-    for (const Match& match : matches()) {
-        if (!path.contains(match.text))
-            continue;
-        m_world.log.writeLog(match.line);
-        (this->*match.handler)();
+    const AgentFileChange* change = AgentFileChange::ofPath(path);
+    if (!change)
         return;
-    }
+    m_world.log.writeLog(change->line);
+    (this->*change->handler)();
 }
 
 void QenUIFileListener::updateUILogo() {
@@ -137,10 +82,8 @@ void QenUIFileListener::loginAndTicketStatus() {
     const auto account = AccountModel::currentModel(m_world.applicationSupport);
     if (!account)
         return;
-    if (account->ticket_state() == TicketTimedOut)
-        m_world.center.post(ClientNotification::TicketTimeOut, TicketTimedOut);
-    else if (account->loginType() == static_cast<qint64>(LoginType::Domain))
-        m_world.center.post(ClientNotification::TicketTimeOut);
+    if (const auto object = ticketNotice(*account))
+        m_world.center.post(ClientNotification::TicketTimeOut, *object);
 }
 
 void QenUIFileListener::IshideTray() {

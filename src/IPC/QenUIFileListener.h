@@ -1,5 +1,6 @@
 #pragma once
 
+#include "AgentFileChange.h"
 #include "ClientNotifications.h"
 #include "FileEventStream.h"
 
@@ -27,7 +28,7 @@ public:
         QString agentState;
         /// The user's Application Support folder, where the signed-in record lives.
         QString applicationSupport;
-        std::chrono::milliseconds latency{3000};
+        std::chrono::milliseconds latency = FollowLatency;
     };
 
     explicit QenUIFileListener(World world);
@@ -54,8 +55,6 @@ public:
     void notifyConfigUpdate();
 
 private:
-    QStringList watchedPaths() const;
-
     World m_world;
     std::unique_ptr<Platform::FileEventStream> m_stream;
     std::thread m_thread;

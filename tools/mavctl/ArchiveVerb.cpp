@@ -52,9 +52,7 @@ Exit show(const QString& path) {
     if (!root)
         return fail(QStringLiteral("%1: is neither a keyed archive nor a property list, or is damaged").arg(path));
     const std::string text = settledText(*root);
-    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0)
-        return fail(QStringLiteral("standard output cannot be written"));
-    return Exit::Ok;
+    return print(QByteArray::fromStdString(text));
 }
 
 /// False when there is more than @p limit.

@@ -7,7 +7,6 @@
 #include <QJsonObject>
 
 #include <algorithm>
-#include <cstdio>
 
 namespace {
 
@@ -122,9 +121,5 @@ Exit runDevice(const QStringList& arguments) {
     ITDevice fixture(
         root, [](const QString&, const QStringList&) { return QString(); }, interfacesBelow(root));
     const QJsonObject facts = deviceFacts(root.isEmpty() ? system : fixture);
-    const QByteArray text = asJson ? QJsonDocument(facts).toJson() : deviceText(facts).toUtf8();
-    const auto size = static_cast<size_t>(text.size());
-    if (std::fwrite(text.constData(), 1, size, stdout) != size || std::fflush(stdout) != 0)
-        return fail(QStringLiteral("standard output cannot be written"));
-    return Exit::Ok;
+    return print(asJson ? QJsonDocument(facts).toJson() : deviceText(facts).toUtf8());
 }

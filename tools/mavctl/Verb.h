@@ -28,6 +28,11 @@ std::span<const Verb> verbs();
 // Each in a file of its own.
 Exit runArchive(const QStringList& arguments);
 Exit runDevice(const QStringList& arguments);
+Exit runStatus(const QStringList& arguments);
+Exit runWatch(const QStringList& arguments);
+
+/// Prints on standard output at once; a failure when nobody can read it.
+Exit print(const QByteArray& text);
 
 /// Prints one line of reason on standard error.
 Exit fail(const QString& reason);

@@ -11,8 +11,19 @@ std::span<const Verb> verbs() {
         {"device",
          "device [--json] [--root DIR]    print what is known of this computer, or of the system in a folder\n",
          runDevice},
+        {"status", "status [--json]    print the session, its server and helpers, and the state files with their age\n",
+         runStatus},
+        {"watch", "watch [--json]    print each change of the agent's files as the client sees it, until interrupted\n",
+         runWatch},
     };
     return all;
+}
+
+Exit print(const QByteArray& text) {
+    const auto size = static_cast<size_t>(text.size());
+    if (std::fwrite(text.constData(), 1, size, stdout) != size || std::fflush(stdout) != 0)
+        return fail(QStringLiteral("standard output cannot be written"));
+    return Exit::Ok;
 }
 
 Exit fail(const QString& reason) {

@@ -1,0 +1,153 @@
+#include "AccountModel.h"
+#include "ArchiveStore.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+using Platform::ArchiveValue;
+
+/// What the support tool tells of a running system, in a root and a home of its own.
+class tst_mavctlStatus : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        m_folder.emplace();
+        m_home = m_folder->filePath(QStringLiteral("home"));
+        m_agent = m_folder->filePath(QStringLiteral("root/Library/Application Support/QenCloud"));
+        m_support = m_home + QStringLiteral("/Library/Application Support");
+        QVERIFY(QDir().mkpath(m_agent) && QDir().mkpath(m_support));
+    }
+
+    void session_data() {
+        QTest::addColumn<QString>("userid");
+        QTest::addColumn<QString>("ticket");
+        QTest::addColumn<qint64>("islogout");
+        QTest::addColumn<QString>("state");
+        QTest::newRow("signed in") << "u1"
+                                   << "t" << qint64(0) << "signed in";
+        QTest::newRow("sign-out to be reported") << "u1"
+                                                 << "t" << qint64(1) << "logout pending";
+        QTest::newRow("no ticket") << "u1"
+                                   << "" << qint64(0) << "stale record";
+    }
+
+    void session() {
+        QFETCH(QString, userid);
+        QFETCH(QString, ticket);
+        QFETCH(qint64, islogout);
+        AccountModel record;
+        record.setUserid(userid);
+        if (!ticket.isNull())
+            record.setTicket(ticket);
+        record.setIslogout(islogout);
+        record.setLoginType(LoginType::Domain);
+        QVERIFY(record.save(m_support));
+        const QJsonObject session = status().value(u"session").toObject();
+        QTEST(session.value(u"state").toString(), "state");
+        QCOMPARE(session.value(u"method").toString(), QStringLiteral("domain account"));
+    }
+
+    void serverNetworkAndFiles() {
+        const ArchiveValue address(ArchiveValue::Array{"mav.example", "8080"});
+        const ArchiveValue outer(ArchiveValue::Array{"out.example", "443"});
+        QVERIFY(archiveRootObject(ArchiveValue(ArchiveValue::Array{address, outer, address}),
+                                  m_agent + QStringLiteral("/.QenConfig")));
+        QVERIFY(QDir().mkpath(m_support + QStringLiteral("/QenCloudL")));
+        QVERIFY(archiveRootObject(QStringLiteral("1"), m_support + QStringLiteral("/QenCloudL/netType.archive")));
+        write(m_agent + QStringLiteral("/appmgrlist.archive"), "bplist00 cut off");
+        write(m_agent + QStringLiteral("/tips.txt"), "\xff\xfe");
+        const QJsonObject all = status();
+        QCOMPARE(all.value(u"session").toObject().value(u"state").toString(), QStringLiteral("signed out"));
+        QCOMPARE(all.value(u"server").toObject().value(u"used").toString(), QStringLiteral("out.example:443"));
+        QCOMPARE(all.value(u"network").toString(), QStringLiteral("extranet"));
+        QCOMPARE(all.value(u"ticket_service").toString(), QStringLiteral("no session bus"));
+        QCOMPARE(all.value(u"vpn").toArray().size(), 0);
+        QCOMPARE(condition(all, u"/.QenConfig"), QStringLiteral("decodes"));
+        QCOMPARE(condition(all, u"/appmgrlist.archive"), QStringLiteral("damaged"));
+        QCOMPARE(condition(all, u"/tips.txt"), QStringLiteral("damaged"));
+        QCOMPARE(condition(all, u"/restart.txt"), QStringLiteral("missing"));
+    }
+
+    void watchTellsEachChangeUntilInterrupted() {
+        QProcess process;
+        start(process, {QStringLiteral("watch"), QStringLiteral("--json")});
+        QVERIFY(process.waitForStarted());
+        // The tool says nothing before the first change, so the file is touched until it is seen.
+        QElapsedTimer clock;
+        clock.start();
+        while (!process.canReadLine() && clock.elapsed() < 20000) {
+            write(m_agent + QStringLiteral("/tips.txt"), "公告");
+            process.waitForReadyRead(500);
+        }
+        const QJsonObject change = QJsonDocument::fromJson(process.readLine()).object();
+        QCOMPARE(change.value(u"message").toString(), QStringLiteral("monitor tips.txt has changed"));
+        QCOMPARE(change.value(u"file").toString(), QStringLiteral("decodes"));
+        QCOMPARE(change.value(u"path").toString(), m_agent + QStringLiteral("/tips.txt"));
+        process.terminate();
+        QVERIFY(process.waitForFinished(10000));
+        QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(process.exitCode(), 0);
+    }
+
+    void deviceFactsOfAFolder() {
+        const QString root = m_folder->filePath(QStringLiteral("machine"));
+        QVERIFY(QDir().mkpath(root + QStringLiteral("/etc")));
+        write(root + QStringLiteral("/etc/os-release"), "NAME=\"Debian GNU/Linux\"\nVERSION_ID=\"12\"\n");
+        QProcess process;
+        start(process, {QStringLiteral("device"), QStringLiteral("--json"), QStringLiteral("--root"), root});
+        QVERIFY(process.waitForFinished(30000));
+        QCOMPARE(process.exitCode(), 0);
+        const QJsonObject facts = QJsonDocument::fromJson(process.readAllStandardOutput()).object();
+        QVERIFY(facts.value(u"osVersion").toString().contains(u"12"));
+        QVERIFY(facts.value(u"macAddresses").isArray());
+        for (const char* fact : {"uuid", "machineName", "userName", "ADDomainName"})
+            QVERIFY2(facts.contains(QLatin1StringView(fact)), fact);
+    }
+
+private:
+    void start(QProcess& process, const QStringList& arguments) const {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("HOME"), m_home);
+        environment.insert(QStringLiteral("MAV_ROOT"), m_folder->filePath(QStringLiteral("root")));
+        environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("unix:path=/nonexistent"));
+        process.setProcessEnvironment(environment);
+        process.start(QStringLiteral(MAVCTL), arguments);
+    }
+
+    QJsonObject status() const {
+        QProcess process;
+        start(process, {QStringLiteral("status"), QStringLiteral("--json")});
+        if (!process.waitForFinished(30000) || process.exitCode() != 0)
+            return {};
+        return QJsonDocument::fromJson(process.readAllStandardOutput()).object();
+    }
+
+    static QString condition(const QJsonObject& status, QStringView name) {
+        for (const QJsonValue& file : status.value(u"files").toArray()) {
+            if (file[u"path"].toString().endsWith(name))
+                return file[u"file"].toString();
+        }
+        return {};
+    }
+
+    static void write(const QString& path, const QByteArray& bytes) {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+    }
+
+    std::optional<QTemporaryDir> m_folder;
+    QString m_home;
+    QString m_agent;
+    QString m_support;
+};
+
+QTEST_GUILESS_MAIN(tst_mavctlStatus)
+#include "tst_mavctlStatus.moc"

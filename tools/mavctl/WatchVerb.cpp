@@ -1,0 +1,86 @@
+#include "AccountModel.h"
+#include "AgentFileChange.h"
+#include "FileEventStream.h"
+#include "Paths.h"
+#include "StateFiles.h"
+#include "Verb.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <csignal>
+#include <thread>
+
+#include <pthread.h>
+#include <unistd.h>
+
+namespace {
+
+/// What the client makes of a changed record; empty for nothing.
+QString recordNotice() {
+    const auto record = AccountModel::currentModel(Platform::Paths::applicationSupport());
+    const auto object = record ? ticketNotice(*record) : std::nullopt;
+    if (!object)
+        return {};
+    return object->isValid() ? QStringLiteral("ticket timed out") : QStringLiteral("domain session changed");
+}
+
+QJsonObject change(const QString& path) {
+    const AgentFileChange* meaning = AgentFileChange::ofPath(path);
+    const auto state = StateFiles::stateOf(path, StateFiles::formOf(path));
+    QJsonObject object{{QStringLiteral("time"), QDateTime::currentDateTime().toString(Qt::ISODateWithMs)},
+                       {QStringLiteral("path"), path},
+                       {QStringLiteral("file"), StateFiles::word(state.condition)}};
+    if (meaning)
+        object.insert(QStringLiteral("message"), meaning->line);
+    const QString notice = path.endsWith(QStringLiteral("/login.archive")) ? recordNotice() : QString();
+    if (!notice.isEmpty())
+        object.insert(QStringLiteral("notice"), notice);
+    return object;
+}
+
+QByteArray lineOf(const QJsonObject& change, bool asJson) {
+    if (asJson)
+        return QJsonDocument(change).toJson(QJsonDocument::Compact) + '\n';
+    QStringList words;
+    for (const char* key : {"time", "message", "file", "notice", "path"}) {
+        const QString word = change.value(QLatin1StringView(key)).toString();
+        if (!word.isEmpty())
+            words << word;
+    }
+    return words.join(QStringLiteral("  ")).toUtf8() + '\n';
+}
+
+} // namespace
+
+// Follows the same files with the same latency as the client, until a signal ends it or nobody reads any more.
+Exit runWatch(const QStringList& arguments) {
+    const bool asJson = arguments == QStringList{QStringLiteral("--json")};
+    if (!asJson && !arguments.isEmpty())
+        return Exit::Usage;
+    // Blocked before any thread exists, so that only the one that waits for them gets them.
+    sigset_t ends;
+    sigemptyset(&ends);
+    sigaddset(&ends, SIGINT);
+    sigaddset(&ends, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &ends, nullptr);
+    std::signal(SIGPIPE, SIG_IGN);
+
+    bool isWritten = true;
+    Platform::FileEventStream stream(
+        followedFiles(Platform::Paths::agentState(), Platform::Paths::applicationSupport()), FollowLatency,
+        [&](const QStringList& paths) {
+            for (const QString& path : paths)
+                isWritten = isWritten && print(lineOf(change(path), asJson)) == Exit::Ok;
+            if (!isWritten)
+                kill(getpid(), SIGTERM);
+        });
+    std::thread waiting([&] {
+        int signal = 0;
+        sigwait(&ends, &signal);
+        stream.stop();
+    });
+    stream.run();
+    waiting.join();
+    return isWritten ? Exit::Ok : Exit::Failure;
+}
