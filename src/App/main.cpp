@@ -20,6 +20,7 @@
 #include "UnixSignals.h"
 #include "UserDefaults.h"
 #include "VindorClient.h"
+#include "iNacManager.h"
 
 #include <QApplication>
 
@@ -64,6 +65,12 @@ ApplicationParts runningParts() {
         QenCloudClientProcessListener::sharedInstance().startListening();
     };
     parts.agent = &VindorClient::sharedInstance();
+    parts.checkCaVersion = [] {
+        return iNacManager::sharedInstance().checkCaVersion();
+    };
+    parts.installStaticMobileconfig = [] {
+        iNacManager::sharedInstance().installStaticMobileconfig();
+    };
     return parts;
 }
 

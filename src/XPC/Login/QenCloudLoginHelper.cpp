@@ -4,6 +4,7 @@
 #include "ArchiveStore.h"
 #include "ITDevice.h"
 #include "IntegerValue.h"
+#include "NetworkAccess.h"
 #include "QenCloudNGNLogin.h"
 #include "QenCloudTicketHelper.h"
 #include "QenLogHelper.h"
@@ -50,7 +51,8 @@ QenCloudLoginHelper& QenCloudLoginHelper::sharedInstance() {
                                  ITDevice::currentDevice(),
                                  QenLogHelper::sharedInstance(),
                                  LoginFolders::standard(),
-                                 {&QenCloudTicketHelper::sharedInstance(), &VindorClient::sharedInstance(), nullptr}});
+                                 {&QenCloudTicketHelper::sharedInstance(), &VindorClient::sharedInstance(),
+                                  &NetworkAccess::sharedInstance()}});
     return *instance;
 }
 
