@@ -34,8 +34,7 @@ private Q_SLOTS:
                                    << "t" << qint64(0) << "signed in";
         QTest::newRow("sign-out to be reported") << "u1"
                                                  << "t" << qint64(1) << "logout pending";
-        QTest::newRow("no ticket") << "u1"
-                                   << "" << qint64(0) << "stale record";
+        QTest::newRow("no user") << QString() << "t" << qint64(0) << "stale record";
     }
 
     void session() {
@@ -44,8 +43,7 @@ private Q_SLOTS:
         QFETCH(qint64, islogout);
         AccountModel record;
         record.setUserid(userid);
-        if (!ticket.isNull())
-            record.setTicket(ticket);
+        record.setTicket(ticket);
         record.setIslogout(islogout);
         record.setLoginType(LoginType::Domain);
         QVERIFY(record.save(m_support));
