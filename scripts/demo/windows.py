@@ -36,6 +36,10 @@ class Windows:
                 pass
         return None
 
+    def let_go(self):
+        """Asks for no more events."""
+        self.listener.deregister("object:state-changed:focused")
+
     def _on_event(self, event):
         if event.detail1:
             self.focused = event.source

@@ -1,0 +1,34 @@
+"""What the kernel tells of a process from outside."""
+
+import os
+
+
+def thread_switches(pid):
+    """Times that each thread of the process was put on a processor so far."""
+    switches = {}
+    for thread in os.listdir(f"/proc/{pid}/task"):
+        try:
+            with open(f"/proc/{pid}/task/{thread}/status", encoding="ascii") as status:
+                switches[thread] = sum(int(line.split()[1]) for line in status if "ctxt_switches" in line)
+        except (FileNotFoundError, ProcessLookupError):
+            pass
+    return switches
+
+
+def _rolled_up(pid, name):
+    with open(f"/proc/{pid}/smaps_rollup", encoding="ascii") as rollup:
+        return next(int(line.split()[1]) for line in rollup if line.startswith(name + ":"))
+
+
+def proportional_memory(pid):
+    """Kilobytes, each shared page divided by those who share it."""
+    return _rolled_up(pid, "Pss")
+
+
+def anonymous_memory(pid):
+    """Kilobytes that belong to no file: what a leak makes grow, whoever else shares the rest."""
+    return _rolled_up(pid, "Anonymous")
+
+
+def descriptors(pid):
+    return len(os.listdir(f"/proc/{pid}/fd"))
