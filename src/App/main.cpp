@@ -3,6 +3,7 @@
 #include "Deployment.h"
 #include "ITDevice.h"
 #include "MavMianViewCtrl.h"
+#include "MavModifyPasswordCtrl.h"
 #include "MavResources.h"
 #include "NotificationCenter.h"
 #include "Paths.h"
@@ -23,6 +24,7 @@
 #include "iNacManager.h"
 
 #include <QApplication>
+#include <QPointer>
 
 #include <cstdlib>
 #include <cstring>
@@ -70,6 +72,13 @@ ApplicationParts runningParts() {
     };
     parts.installStaticMobileconfig = [] {
         iNacManager::sharedInstance().installStaticMobileconfig();
+    };
+    parts.beginModifyPasswordSheet = [sheet = QPointer<MavModifyPasswordCtrl>()](QWidget* window) mutable {
+        if (!sheet)
+            sheet = new MavModifyPasswordCtrl({QenCloudLoginHelper::sharedInstance(), QenLogHelper::sharedInstance(),
+                                               Platform::Paths::applicationSupport()},
+                                              window);
+        sheet->beginSheet();
     };
     return parts;
 }

@@ -1,6 +1,7 @@
 #include "CustomMessageBox.h"
 
 #include "Theme.h"
+#include "WrappableText.h"
 #include "ui_CustomMessageBox.h"
 
 #include <QCloseEvent>
@@ -29,22 +30,6 @@ Mark markFor(CustomMessageBox::BoxStyle style) {
 }
 
 constexpr qsizetype LongestMessage = 2000;
-constexpr int LongestWord = 32;
-
-/// The text with places to wrap inside of words that are longer than a line, and an end.
-QString wrappable(const QString& text) {
-    QString wrapped;
-    int run = 0;
-    for (const QChar unit : text.left(LongestMessage)) {
-        run = unit.isSpace() ? 0 : run + 1;
-        if (run > LongestWord && !unit.isLowSurrogate()) {
-            wrapped += QChar(0x200B);
-            run = 1;
-        }
-        wrapped += unit;
-    }
-    return text.size() > LongestMessage ? wrapped + QChar(0x2026) : wrapped;
-}
 
 void giveTitle(QPushButton* button, const QString& title) {
     button->setText(title);
@@ -70,7 +55,7 @@ void CustomMessageBox::setTitle(const QString& title, const QString& message, Bo
                                 const QString& firstButtonTitle, const QString& secondButtonTitle) {
     m_ui->titleLabel->setText(title);
     m_message = message;
-    m_ui->messageLabel->setText(wrappable(message));
+    m_ui->messageLabel->setText(wrappable(message, LongestMessage));
     m_ui->messageLabel->setAccessibleName(message.left(LongestMessage));
     setAccessibleName(title);
     setAccessibleDescription(message);

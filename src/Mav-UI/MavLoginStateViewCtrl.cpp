@@ -5,7 +5,6 @@
 #include "Deployment.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
-#include "StringExtension.h"
 #include "Theme.h"
 #include "ui_MavLoginStateViewCtrl.h"
 
@@ -51,8 +50,8 @@ void MavLoginStateViewCtrl::connectPages() {
     connect(m_ui->sendUseridBtn, &QPushButton::clicked, this, &Self::sendUseridtoServerBtn);
     for (FormField* field : {m_ui->userIdLbField, m_ui->passwordLbField})
         connect(field->edit(), &QLineEdit::returnPressed, this, &Self::loginButton);
-    for (FormField* field : {m_ui->fnewPassWordLabField, m_ui->confirmPassWordLabField})
-        connect(field->edit(), &QLineEdit::returnPressed, this, &Self::ConfirmResetPasswordBtn);
+    connect(m_ui->fnewPassWordLabField->edit(), &QLineEdit::returnPressed, this, &Self::resetPassBtn);
+    connect(m_ui->confirmPassWordLabField->edit(), &QLineEdit::returnPressed, this, &Self::ConfirmResetPasswordBtn);
     connect(m_ui->getbackLabField->edit(), &QLineEdit::returnPressed, this, &Self::sendUseridtoServerBtn);
     connect(m_ui->fnewPassWordLabField->edit(), &QLineEdit::editingFinished, this, &Self::checkNewPassword);
     connect(m_ui->forgotPasswordBtn, &QPushButton::clicked, this, [this] { selectLoginTypeTableView(RetrievalPage); });
@@ -221,9 +220,14 @@ void MavLoginStateViewCtrl::refusePassword(PasswordCase passwordCase) {
     }
 }
 
+void MavLoginStateViewCtrl::resetPassBtn() {
+    checkNewPassword();
+    if (m_ui->fnewPassWordLabField->error().isEmpty())
+        m_ui->confirmPassWordLabField->setFocus();
+}
+
 void MavLoginStateViewCtrl::checkNewPassword() {
-    const QString text = m_ui->fnewPassWordLabField->text();
-    const bool breaksRule = !text.isEmpty() && !StringExtension::confirmPassFormat(text);
+    const bool breaksRule = breaksPasswordRule(m_ui->fnewPassWordLabField->text());
     m_ui->fnewPassWordLabField->setError(breaksRule ? localizedString(tipKey(PasswordCase::Rule)) : QString());
     showRuleOnce();
 }

@@ -44,6 +44,8 @@ private:
     void loginButton();
     void sendUseridtoServerBtn();
     void ConfirmResetPasswordBtn();
+    /// Enter in the new password: moves on to its repetition unless it breaks the rule.
+    void resetPassBtn();
     void checkNewPassword();
     void showRuleOnce();
     void accountLoginHandleWithResponse(const QJsonObject& answer, const Platform::Error& error);

@@ -64,6 +64,18 @@ QString tipKey(PasswordCase passwordCase) {
     return {};
 }
 
+bool breaksPasswordRule(const QString& text) {
+    return !text.isEmpty() && !StringExtension::confirmPassFormat(text);
+}
+
+std::optional<PasswordBalloon> passwordBalloon(const QString& identifier) {
+    if (identifier == u"newpassword")
+        return PasswordBalloon{tipKey(PasswordCase::Rule), 67.0};
+    if (identifier == u"confirmpassword")
+        return PasswordBalloon{tipKey(PasswordCase::Inconsistent), 32.0};
+    return std::nullopt;
+}
+
 PasswordVerdict judgePasswordAnswer(const QJsonObject& answer, const Platform::Error& error,
                                     const QString& wrongOldPasswordKey) {
     if (error)

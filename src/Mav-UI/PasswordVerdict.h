@@ -5,6 +5,8 @@
 #include <QJsonObject>
 #include <QString>
 
+#include <optional>
+
 /// Rules for a new password and the meaning of the server's answer to it, shared by the reset page and the password
 /// sheet.
 
@@ -34,6 +36,21 @@ PasswordCase checkPasswordEntry(const PasswordEntry& entry);
 
 /// Key of the tip that says why; empty for an accepted entry.
 QString tipKey(PasswordCase passwordCase);
+
+/// What is wrong with a text while it is typed: nothing with an empty one.
+bool breaksPasswordRule(const QString& text);
+
+/// What the tips balloon says beside a field that has the keyboard.
+struct PasswordBalloon {
+    /// Key of the text.
+    QString key;
+    /// In points.
+    double height = 0;
+
+    bool operator==(const PasswordBalloon&) const = default;
+};
+/// @param identifier  of the field; nothing for one that has no tips
+std::optional<PasswordBalloon> passwordBalloon(const QString& identifier);
 
 struct PasswordVerdict {
     enum class Show { Nothing, Key, Text, Changed };

@@ -1,38 +1,12 @@
 #include "X11TrayOwner.h"
 
+#include "X11Calls.h"
+
 #include <QGuiApplication>
-
-#include <cstdlib>
-#include <memory>
-
-#include <xcb/xcb.h>
 
 namespace Platform {
 
-namespace {
-
-struct Free {
-    void operator()(void* memory) const { std::free(memory); }
-};
-
-/// The function of a declaration, from the library.
-template <typename Function>
-Function* find(QLibrary& library, Function*, const char* name) {
-    return reinterpret_cast<Function*>(library.resolve(name));
-}
-#define FIND(function) find(m_library, &function, #function)
-
-int screenOf(QLibrary& library) {
-    int screen = 0;
-    int display = 0;
-    char* host = nullptr;
-    auto* const parse = find(library, &xcb_parse_display, "xcb_parse_display");
-    if (parse && parse(nullptr, &host, &display, &screen))
-        std::free(host);
-    return screen;
-}
-
-} // namespace
+#define FIND(function) X11::find(m_library, &function, #function)
 
 X11TrayOwner::X11TrayOwner(std::function<void()> changed)
     : m_changed(std::move(changed)), m_library(QStringLiteral("xcb"), 1) {
@@ -41,17 +15,11 @@ X11TrayOwner::X11TrayOwner(std::function<void()> changed)
     if (!x11 || !m_library.load())
         return;
     m_connection = x11->connection();
-    auto* const intern = FIND(xcb_intern_atom);
-    auto* const internReply = FIND(xcb_intern_atom_reply);
-    if (!m_connection || !intern || !internReply)
+    if (!m_connection)
         return;
-    const auto atom = [&](const QByteArray& name) {
-        const auto cookie = intern(m_connection, 0, static_cast<uint16_t>(name.size()), name.constData());
-        const std::unique_ptr<xcb_intern_atom_reply_t, Free> reply(internReply(m_connection, cookie, nullptr));
-        return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
-    };
-    m_manager = atom("MANAGER");
-    m_selection = atom("_NET_SYSTEM_TRAY_S" + QByteArray::number(screenOf(m_library)));
+    m_manager = X11::atom(m_library, m_connection, "MANAGER");
+    m_selection =
+        X11::atom(m_library, m_connection, "_NET_SYSTEM_TRAY_S" + QByteArray::number(X11::screenOf(m_library)));
     application->installNativeEventFilter(this);
     readOwner();
 }
@@ -62,15 +30,11 @@ X11TrayOwner::~X11TrayOwner() {
 }
 
 void X11TrayOwner::readOwner() {
-    auto* const ask = FIND(xcb_get_selection_owner);
-    auto* const askReply = FIND(xcb_get_selection_owner_reply);
     auto* const select = FIND(xcb_change_window_attributes);
     auto* const flush = FIND(xcb_flush);
-    if (!ask || !askReply || !select || !flush)
+    if (!select || !flush)
         return;
-    const std::unique_ptr<xcb_get_selection_owner_reply_t, Free> reply(
-        askReply(m_connection, ask(m_connection, m_selection), nullptr));
-    m_owner = reply ? reply->owner : xcb_window_t(XCB_WINDOW_NONE);
+    m_owner = X11::selectionOwner(m_library, m_connection, m_selection);
     if (!m_owner)
         return;
     // Its end comes as an event. The toolkit wants the same of the same window, so that neither undoes the other's

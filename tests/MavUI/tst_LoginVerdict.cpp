@@ -190,6 +190,34 @@ private Q_SLOTS:
         QCOMPARE(tipKey(found).isEmpty(), found == PasswordCase::Accepted);
     }
 
+    void whileItIsTyped_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<bool>("breaks");
+        QTest::newRow("empty") << "" << false;
+        QTest::newRow("letters of one case") << "abcdefg1!" << false;
+        QTest::newRow("full-width mark") << QStringLiteral("Abcdef1！") << false;
+        QTest::newRow("8 characters") << "abcdef1!" << false;
+        QTest::newRow("7 characters") << "abcde1!" << true;
+        QTest::newRow("32 characters") << QString(30, u'a') + "1!" << false;
+        QTest::newRow("33 characters") << QString(31, u'a') + "1!" << true;
+        QTest::newRow("no digit, no mark") << "Abcdefgh" << true;
+        QTest::newRow("no letter") << "1234567!" << true;
+    }
+    void whileItIsTyped() {
+        QFETCH(QString, text);
+        QFETCH(bool, breaks);
+        QCOMPARE(breaksPasswordRule(text), breaks);
+    }
+
+    void balloons() {
+        QCOMPARE(passwordBalloon(QStringLiteral("newpassword")),
+                 (PasswordBalloon{QStringLiteral("PwdRuleTips"), 67.0}));
+        QCOMPARE(passwordBalloon(QStringLiteral("confirmpassword")),
+                 (PasswordBalloon{QStringLiteral("PwdInconsistent"), 32.0}));
+        QVERIFY(!passwordBalloon(QString()));
+        QVERIFY(!passwordBalloon(QStringLiteral("oldpassword")));
+    }
+
     void serverAddress_data() {
         QTest::addColumn<QString>("address");
         QTest::addColumn<QString>("port");

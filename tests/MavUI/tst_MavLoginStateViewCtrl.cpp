@@ -173,6 +173,21 @@ private Q_SLOTS:
         QCOMPARE(page(*m_view), 0);
     }
 
+    void enterInTheNewPasswordMovesOnWhenItIsGood() {
+        m_view->selectLoginTypeTableView(MavLoginStateViewCtrl::ResetPage);
+        auto* first = find<QLineEdit>(*m_view, "fnewPassWordLab");
+        const auto focusAfterEnter = [&](const QString& text) {
+            type(*m_view, "fnewPassWordLab", text);
+            enter(*m_view, "fnewPassWordLab");
+            return m_view->focusWidget()->objectName();
+        };
+        QCOMPARE(focusAfterEnter(QStringLiteral("Abcdefgh")), first->objectName());
+        QCOMPARE(find<QLabel>(*m_view, "fnewPassWordLabError")->text(), textFor("PwdRuleTips"));
+        QCOMPARE(focusAfterEnter(QStringLiteral("Newpass1!")), QStringLiteral("confirmPassWordLab"));
+        QCOMPARE(find<QLabel>(*m_view, "fnewPassWordLabError")->text(), QString());
+        QVERIFY(m_world->alerts().isEmpty());
+    }
+
     void resetAnswersAreShown_data() {
         QTest::addColumn<QJsonObject>("fault");
         QTest::addColumn<QStringList>("alerts");

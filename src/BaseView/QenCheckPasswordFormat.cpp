@@ -1,0 +1,153 @@
+#include "QenCheckPasswordFormat.h"
+
+#include "Compositing.h"
+#include "Theme.h"
+
+#include <QEvent>
+#include <QLabel>
+#include <QPainter>
+#include <QPainterPath>
+#include <QScreen>
+#include <QVBoxLayout>
+
+#include <cmath>
+
+namespace {
+
+constexpr int GroundWidth = 220;
+constexpr int PointerWidth = 6;
+constexpr QRgb ShadowColor = 0x666666;
+constexpr double ShadowBlur = 5.0;
+/// Room that the shadow takes on each side; nothing of it is left to see there.
+constexpr int ShadowRoom = 8;
+
+/// The blurred edge of the shape, as far as it shows around it. The toolkit's own shadow effect lies a point too low
+/// even without an offset.
+void paintShadow(QPainter& painter, const QPainterPath& shape) {
+    constexpr double Step = 0.5;
+    painter.save();
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    for (double distance = ShadowRoom - 1; distance > 0; distance -= Step) {
+        QColor color(ShadowColor);
+        color.setAlphaF(static_cast<float>(std::erfc((distance - Step / 2) * M_SQRT2 / ShadowBlur) / 2));
+        painter.strokePath(shape, QPen(color, 2 * distance, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    }
+    painter.restore();
+}
+
+} // namespace
+
+QenCheckPasswordFormat::QenCheckPasswordFormat(QWidget* parent)
+    : QWidget(parent, Qt::ToolTip | Qt::FramelessWindowHint | Qt::NoDropShadowWindowHint |
+                          Qt::WindowTransparentForInput | Qt::WindowDoesNotAcceptFocus),
+      // Without a compositing manager the room around the ground would be black: a plain frame then.
+      m_hasShadow(Platform::hasCompositing()), m_ground(new QWidget(this)), m_tipsLab(new QLabel(m_ground)) {
+    setObjectName(QStringLiteral("checkPasswordCtrl"));
+    setAttribute(Qt::WA_ShowWithoutActivating);
+    setAttribute(Qt::WA_TranslucentBackground, m_hasShadow);
+    setFocusPolicy(Qt::NoFocus);
+    m_ground->setObjectName(QStringLiteral("tipsGround"));
+    m_tipsLab->setObjectName(QStringLiteral("tipsLab"));
+    m_tipsLab->setProperty("textRole", QStringLiteral("note"));
+    m_tipsLab->setTextFormat(Qt::PlainText);
+    m_tipsLab->setWordWrap(true);
+
+    auto* layout = new QVBoxLayout(m_ground);
+    layout->setContentsMargins(Theme::Space12, Theme::Space4, Theme::Space12, Theme::Space4);
+    layout->addWidget(m_tipsLab);
+}
+
+void QenCheckPasswordFormat::showTips(const QString& tips, QWidget* field, double height) {
+    if (m_field != field) {
+        leave();
+        m_field = field;
+        QWidget* const window = field->window();
+        m_fieldWindow = window;
+        field->installEventFilter(this);
+        window->installEventFilter(this);
+        connect(field, &QObject::destroyed, this, &QWidget::hide);
+    }
+    m_tipsLab->setText(tips);
+    setAccessibleName(tips);
+    place(height);
+    show();
+}
+
+void QenCheckPasswordFormat::place(double height) {
+    const QWidget* field = m_field.data();
+    if (!field)
+        return;
+    const int room = m_hasShadow ? ShadowRoom : 0;
+    const int pointer = m_hasShadow ? PointerWidth : 0;
+    // Clear of the focus ring.
+    const int gap = Theme::Space8;
+
+    const QRect beside(field->mapToGlobal(QPoint()), field->size());
+    const QSize size(GroundWidth + pointer, qRound(height));
+    const int right = beside.right() + 1 + gap;
+    const bool fitsRight = right + size.width() <= field->screen()->availableGeometry().right() + 1;
+    const QPoint origin(fitsRight ? right : beside.left() - gap - size.width(),
+                        beside.center().y() - size.height() / 2 + 1);
+    m_pointsLeft = fitsRight;
+    m_ground->setGeometry(QRect(QPoint(room + (fitsRight ? pointer : 0), room), QSize(GroundWidth, size.height())));
+    setGeometry(QRect(origin, size).adjusted(-room, -room, room, room));
+    update();
+}
+
+void QenCheckPasswordFormat::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    const QRectF ground = m_ground->geometry();
+    if (!m_hasShadow) {
+        painter.fillRect(ground, Theme::color(Theme::Color::Line));
+        painter.fillRect(ground.adjusted(1, 1, -1, -1), Theme::color(Theme::Color::Card));
+        return;
+    }
+    const QPointF base(m_pointsLeft ? ground.left() : ground.right(), ground.center().y());
+    QPainterPath pointer(base + QPointF(m_pointsLeft ? -PointerWidth : PointerWidth, 0));
+    pointer.lineTo(base + QPointF(0, -PointerWidth));
+    pointer.lineTo(base + QPointF(0, PointerWidth));
+    pointer.closeSubpath();
+    QPainterPath shape;
+    shape.addRoundedRect(ground, Theme::ButtonRadius, Theme::ButtonRadius);
+    shape = shape.united(pointer);
+    painter.setRenderHint(QPainter::Antialiasing);
+    paintShadow(painter, shape);
+    painter.fillPath(shape, Theme::color(Theme::Color::Card));
+}
+
+bool QenCheckPasswordFormat::eventFilter(QObject* watched, QEvent* event) {
+    switch (event->type()) {
+    case QEvent::FocusOut:
+        if (watched == m_field)
+            hide();
+        break;
+    case QEvent::Hide:
+    case QEvent::WindowDeactivate:
+        hide();
+        break;
+    case QEvent::Move:
+    case QEvent::Resize:
+        if (isVisible())
+            place(m_ground->height());
+        break;
+    default:
+        break;
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+void QenCheckPasswordFormat::hideEvent(QHideEvent* event) {
+    QWidget::hideEvent(event);
+    leave();
+}
+
+void QenCheckPasswordFormat::leave() {
+    for (QWidget* watched : {m_field.data(), m_fieldWindow.data()}) {
+        if (!watched)
+            continue;
+        watched->removeEventFilter(this);
+        disconnect(watched, nullptr, this, nullptr);
+    }
+    m_field = nullptr;
+    m_fieldWindow = nullptr;
+}

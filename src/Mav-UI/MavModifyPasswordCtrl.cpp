@@ -1,0 +1,32 @@
+#include "MavModifyPasswordCtrl.h"
+
+#include <QVBoxLayout>
+
+MavModifyPasswordCtrl::MavModifyPasswordCtrl(const PasswordSheetWorld& world, QWidget* window)
+    : QDialog(window, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
+      m_view(new MavModifypasswordViewCtrl(world, this)) {
+    setObjectName(QStringLiteral("MavModifyPasswordCtrl"));
+    setAccessibleName(QStringLiteral("修改密码"));
+    setWindowModality(Qt::WindowModal);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSizeConstraint(QLayout::SetFixedSize);
+    layout->addWidget(m_view);
+    connect(m_view, &MavModifypasswordViewCtrl::ended, this, &MavModifyPasswordCtrl::done);
+}
+
+void MavModifyPasswordCtrl::beginSheet() {
+    if (!isVisible()) {
+        m_view->reset();
+        m_view->begin();
+    }
+    open();
+    raise();
+    activateWindow();
+}
+
+void MavModifyPasswordCtrl::done(int returnCode) {
+    QDialog::done(returnCode);
+    // Passwords do not wait in a closed sheet.
+    m_view->reset();
+}
