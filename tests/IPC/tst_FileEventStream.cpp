@@ -6,6 +6,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <cstdio>
 #include <mutex>
 #include <thread>
 
@@ -130,6 +131,43 @@ private Q_SLOTS:
         put(root.filePath(QStringLiteral("third")));
         QTest::qSleep(static_cast<int>(2 * Latency.count()));
         QVERIFY(following.batches().isEmpty());
+    }
+
+    void replacedAThousandTimesTheLastContentIsSeen() {
+        constexpr int Times = 1000;
+        QTemporaryDir root;
+        const QString path = root.filePath(QStringLiteral("tips.txt"));
+        std::mutex mutex;
+        QList<QByteArray> seen;
+        Platform::FileEventStream stream({path}, Latency, [&](const QStringList& changed) {
+            QFile file(path);
+            const std::lock_guard lock(mutex);
+            seen << (changed == QStringList{path} && file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray());
+        });
+        std::thread running([&] { stream.run(); });
+        QTest::qSleep(50);
+        QElapsedTimer clock;
+        clock.start();
+        const QByteArray from = QFile::encodeName(path + QStringLiteral(".new"));
+        int replaced = 0;
+        for (int i = 1; i <= Times; ++i) {
+            put(path + QStringLiteral(".new"), QByteArray::number(i));
+            replaced += std::rename(from.constData(), QFile::encodeName(path).constData()) == 0;
+        }
+        const qint64 writing = clock.elapsed();
+        const auto last = [&] {
+            const std::lock_guard lock(mutex);
+            return seen.isEmpty() ? QByteArray() : seen.last();
+        };
+        const bool isSeen = QTest::qWaitFor([&] { return last() == QByteArray::number(Times); }, 10000);
+        stream.stop();
+        running.join();
+        QCOMPARE(replaced, Times);
+        QVERIFY(isSeen);
+        // One report a latency, however often the file changed, and none of them empty or half written.
+        QVERIFY2(seen.size() <= writing / Latency.count() + 2, QByteArray::number(seen.size()).constData());
+        for (const QByteArray& content : seen)
+            QVERIFY(content.toInt() > 0);
     }
 
     void lostEventsAreAChangeOfEveryFile() {

@@ -1,6 +1,7 @@
 #include "VindorClient.h"
 
 #include "IntegerValue.h"
+#include "LoopbackListener.h"
 #include "Paths.h"
 
 #include <QFile>
@@ -46,7 +47,9 @@ VindorClient& VindorClient::sharedInstance() {
 QString VindorClient::urlOf(const QString& path) const {
     bool isNumber = false;
     const ushort port = trustedText(m_portFile).toUShort(&isNumber);
-    return isNumber && port > 0 ? QStringLiteral("http://127.0.0.1:%1%2").arg(QString::number(port), path) : QString();
+    if (!isNumber || port == 0 || !Platform::isTrustedListener(port))
+        return {};
+    return QStringLiteral("http://127.0.0.1:%1%2").arg(QString::number(port), path);
 }
 
 void VindorClient::startRequestAccess(std::function<void(int)> completion) {
