@@ -1,27 +1,14 @@
 #include "LogWorld.h"
 
 #include "HostTools.h"
+#include "ITDevice.h"
 #include "ScriptRunner.h"
 #include "SystemLog.h"
 
 #include <QFileInfo>
 #include <QStandardPaths>
 
-#include <pwd.h>
-#include <unistd.h>
-
-#include <vector>
-
 namespace {
-
-QString accountName() {
-    passwd record{};
-    passwd* found = nullptr;
-    std::vector<char> buffer(16384);
-    if (getpwuid_r(geteuid(), &record, buffer.data(), buffer.size(), &found) != 0 || !found)
-        return QString::number(geteuid());
-    return QString::fromLocal8Bit(found->pw_name);
-}
 
 /// The stated opener, else the one of that name in the pack, else the desktop's own.
 void openInFileBrowser(const TaskHelper& tasks, const QString& folder) {
@@ -39,7 +26,9 @@ LogWorld LogWorld::system() {
     world.tasks = &TaskHelper::sharedInstance();
     world.files = &FileManager::sharedInstance();
     world.echo = Platform::systemLog;
-    world.userName = accountName;
+    world.userName = [] {
+        return ITDevice::currentDevice().userName();
+    };
     world.runScript = [](const QString& source) {
         Platform::Error error;
         Platform::ScriptRunner(source).execute(&error);

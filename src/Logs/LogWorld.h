@@ -26,6 +26,6 @@ struct LogWorld {
     /// Shows a folder in the file browser.
     std::function<void(const QString& folder)> openFolder;
 
-    /// The running system: shared helpers, system console, the account's own name, script runner, file browser.
+    /// The running system: shared helpers, system console, the login user's name, script runner, file browser.
     static LogWorld system();
 };

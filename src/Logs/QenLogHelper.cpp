@@ -20,18 +20,14 @@ constexpr int ExportBlocks = 3;
 } // namespace
 
 QenLogHelper::QenLogHelper(LogWorld world)
-    : m_userName(std::move(world.userName)), m_world(std::move(world)),
-      m_folders(*m_world.tasks, *m_world.files, m_world.ringDirectory), m_ring(m_folders, m_world),
-      m_logQueue(Platform::Deployment::LogQueueLabel), m_zipQueue(Platform::Deployment::ZipQueueLabel),
+    : m_world(std::move(world)), m_folders(*m_world.tasks, *m_world.files, m_world.ringDirectory),
+      m_ring(m_folders, m_world), m_logQueue(Platform::Deployment::LogQueueLabel),
+      m_zipQueue(Platform::Deployment::ZipQueueLabel),
       m_export(m_zipQueue, m_folders, m_world,
                {[this](const QString& message, int type) { writeLog(message, type); },
                 [this] {
                     m_ring.createLogFiles();
                 }}) {
-    m_world.userName = [this] {
-        const std::lock_guard lock(m_userNameMutex);
-        return m_userName ? m_userName() : QString();
-    };
     auto opened = std::make_shared<std::promise<void>>();
     m_isOpen = opened->get_future().share();
     m_logQueue.async([this, opened] {
@@ -52,11 +48,6 @@ QenLogHelper::~QenLogHelper() {
 QenLogHelper& QenLogHelper::sharedInstance() {
     static auto* helper = new QenLogHelper(LogWorld::system());
     return *helper;
-}
-
-void QenLogHelper::setUserName(std::function<QString()> userName) {
-    const std::lock_guard lock(m_userNameMutex);
-    m_userName = std::move(userName);
 }
 
 void QenLogHelper::writeLog(const QString& message, int) {

@@ -35,8 +35,6 @@ public:
 
     /// The one of the running client; never destroyed, so call drain() before the process ends.
     static QenLogHelper& sharedInstance();
-    /// Who becomes owner of a log folder that has to be repaired; the account's own name before.
-    void setUserName(std::function<QString()> userName);
 
     /// @param type  single bit: 1 ordinary, 2 failure, 8 log folder, 32 polling trace; carried, not filtered
     void writeLog(const QString& message, int type = 1);
@@ -64,8 +62,6 @@ private:
     void writePending();
     QString askRing(const std::function<QString()>& question);
 
-    std::mutex m_userNameMutex;
-    std::function<QString()> m_userName;
     LogWorld m_world;
     LogFolders m_folders;
     LogRing m_ring;

@@ -65,8 +65,10 @@ struct Machine {
         world.openFolder = [this](const QString& folder) {
             opened = folder;
         };
+        world.userName = [] {
+            return QStringLiteral("alice");
+        };
         log = std::make_unique<QenLogHelper>(world);
-        log->setUserName([] { return QStringLiteral("alice"); });
         log->writeLog(QStringLiteral("a line"));
         log->drain();
     }
