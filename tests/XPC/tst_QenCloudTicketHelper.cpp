@@ -128,6 +128,29 @@ private Q_SLOTS:
         helper.closeNgnServerXpc();
     }
 
+    void busThatComesBackIsUsedAgain() {
+        QTemporaryDir folder;
+        QenLogHelper log(folder.filePath(QStringLiteral("logs")), folder.filePath(QStringLiteral("record")));
+        const QString address = QStringLiteral("unix:path=") + folder.filePath(QStringLiteral("bus"));
+        m_service.isNew = true;
+        QenCloudTicketHelper helper(log, address);
+        for (int round = 0; round < 2; ++round) {
+            QVERIFY(!check(helper));
+            QProcess bus;
+            bus.start(QStringLiteral("dbus-daemon"),
+                      {"--session", "--nofork", "--print-address", "--address=" + address});
+            QVERIFY(bus.waitForStarted() && bus.waitForReadyRead(5000));
+            QDBusConnection service = QDBusConnection::connectToBus(address, QStringLiteral("back"));
+            QVERIFY(service.registerObject(QStringLiteral("/"), &m_service, QDBusConnection::ExportAllSlots));
+            QVERIFY(service.registerService(Platform::Deployment::TicketServiceName));
+            QVERIFY(check(helper));
+            QDBusConnection::disconnectFromBus(QStringLiteral("back"));
+            bus.kill();
+            QVERIFY(bus.waitForFinished());
+            QFile::remove(folder.filePath(QStringLiteral("bus")));
+        }
+    }
+
 private:
     static QString logText(const QTemporaryDir& folder, QenLogHelper& log) {
         log.drain();

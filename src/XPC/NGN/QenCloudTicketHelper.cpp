@@ -55,21 +55,32 @@ bool QenCloudTicketHelper::connectIfClosed() {
     const std::lock_guard lock(m_mutex);
     if (!m_connectionName.isEmpty())
         return false;
+    connectToBus();
+    return true;
+}
+
+void QenCloudTicketHelper::connectToBus() {
     m_connectionName = newConnectionName();
     if (m_busAddress.isEmpty())
         QDBusConnection::connectToBus(QDBusConnection::SessionBus, m_connectionName);
     else
         QDBusConnection::connectToBus(m_busAddress, m_connectionName);
-    return true;
 }
 
 void QenCloudTicketHelper::initialConnection() {
     connectIfClosed();
 }
 
-std::optional<QDBusConnection> QenCloudTicketHelper::connection() const {
+std::optional<QDBusConnection> QenCloudTicketHelper::connection() {
     const std::lock_guard lock(m_mutex);
-    return m_connectionName.isEmpty() ? std::nullopt : std::optional(QDBusConnection(m_connectionName));
+    if (m_connectionName.isEmpty())
+        return std::nullopt;
+    if (!QDBusConnection(m_connectionName).isConnected()) {
+        // The bus was missing or went away; whether the service behind it is new, it says itself.
+        QDBusConnection::disconnectFromBus(m_connectionName);
+        connectToBus();
+    }
+    return QDBusConnection(m_connectionName);
 }
 
 bool QenCloudTicketHelper::isConnected() const {

@@ -13,7 +13,8 @@ class QenLogHelper;
 /// Keeps the link to the ticket service, which runs the signed-in user's session work once there is a ticket.
 ///
 /// The service answers on the session bus and is started by it when it is first called. A bus that is missing or goes
-/// away, and a service that is absent, count as a service that does not reply. Any thread.
+/// away, and a service that is absent, count as a service that does not reply; a bus that comes back is used again. Any
+/// thread.
 class QenCloudTicketHelper final : public TicketServiceLink {
 public:
     /// Opens the connection.
@@ -35,7 +36,9 @@ public:
     bool isConnected() const;
 
 private:
-    std::optional<QDBusConnection> connection() const;
+    /// The open connection, made again after the bus went away; nothing while closed.
+    std::optional<QDBusConnection> connection();
+    void connectToBus();
     /// Opens the connection unless there is one; true when it was made now.
     bool connectIfClosed();
 
