@@ -45,14 +45,13 @@ bool signsIn(const QJsonObject& answer) {
 QenCloudLoginHelper::QenCloudLoginHelper(World world) : m_world(std::move(world)) {}
 
 QenCloudLoginHelper& QenCloudLoginHelper::sharedInstance() {
-    static auto* instance =
-        new QenCloudLoginHelper({QenCloudNGNLogin::sharedInstance(),
-                                 AccountManager::shareManager(),
-                                 ITDevice::currentDevice(),
-                                 QenLogHelper::sharedInstance(),
-                                 LoginFolders::standard(),
-                                 {&QenCloudTicketHelper::sharedInstance(), &VindorClient::sharedInstance(),
-                                  &NetworkAccess::sharedInstance()}});
+    static auto* instance = new QenCloudLoginHelper(
+        {QenCloudNGNLogin::sharedInstance(),
+         AccountManager::shareManager(),
+         ITDevice::currentDevice(),
+         QenLogHelper::sharedInstance(),
+         LoginFolders::standard(),
+         {&QenCloudTicketHelper::sharedInstance(), &VindorClient::sharedInstance(), &NetworkAccess::sharedInstance()}});
     return *instance;
 }
 

@@ -10,8 +10,8 @@
 /// The agent's local HTTP interface: asks for access, then has the VPN component stopped.
 ///
 /// The port stands in a file of the agent and is read for every request; a file that is missing, damaged or not the
-/// agent's own (nor this user's), and a port that another user's process holds, is an agent that cannot be reached. Completions are called once, on the network thread
-/// or at once on the caller's; the client must outlive them.
+/// agent's own (nor this user's), and a port that another user's process holds, is an agent that cannot be reached.
+/// Completions are called once, on the network thread or at once on the caller's; the client must outlive them.
 class VindorClient final : public AgentAccessLink {
 public:
     /// Status of a request for access that got no answer.
