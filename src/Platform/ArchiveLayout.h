@@ -41,12 +41,22 @@ public:
 
     /// A string that may be empty but is never Nothing.
     static ArchiveValue string(QString text);
-    /// Makes @p value, which was Nothing, a string; a null one leaves it so.
-    static void setString(ArchiveValue& value, const QString& text) {
+    /// These make @p value, which was Nothing, of another type; a null string leaves it so.
+    static void setString(ArchiveValue& value, QString text) {
         if (text.isNull())
             return;
-        value.m_payload.emplace<QString>(text);
+        value.m_payload.emplace<QString>(std::move(text));
         value.m_type = quint64(ArchiveValue::Type::String);
+    }
+    /// @param type  Boolean, Integer or Unsigned
+    static void setInteger(ArchiveValue& value, ArchiveValue::Type type, qint64 integer) {
+        value.m_payload.emplace<qint64>(integer);
+        value.m_type = quint64(type);
+    }
+    /// @param type  Double or Date
+    static void setReal(ArchiveValue& value, ArchiveValue::Type type, double real) {
+        value.m_payload.emplace<double>(real);
+        value.m_type = quint64(type);
     }
     /// Pairs in the order in which they were read and are written again, until a key is added.
     static ArchiveValue dictionaryAsStored(ArchiveValue::Dictionary entries);

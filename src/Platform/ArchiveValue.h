@@ -3,7 +3,6 @@
 #include <QByteArray>
 #include <QJsonValue>
 #include <QSharedDataPointer>
-#include <QString>
 #include <QStringList>
 #include <QVariant>
 
@@ -17,14 +16,7 @@ namespace Platform {
 struct ArchiveEntry;
 
 /// One value of a property list or keyed archive, with all that its byte layout depends on. Copies are cheap and
-/// independent.
-///
-/// No accessor fails: asked for another type it gives zero, or something null or empty.
-///
-/// Instances: every value made here is an instance of its own, so two equal long strings are written twice, and so are
-/// two copies of one value. Short strings that the platform holds in a pointer, booleans, integers of up to 56 bits and
-/// equal dictionary keys are written once without being asked. asOneInstance() makes all copies of its result one
-/// object; values read from an archive are one where the archive had one.
+/// independent. No accessor fails: asked for another type it gives zero, or something null or empty.
 class ArchiveValue final {
 public:
     enum class Type : quint8 {
@@ -126,7 +118,7 @@ public:
     /// Same content; the order of pairs and what else only the byte layout depends on are not compared.
     friend bool operator==(const ArchiveValue& left, const ArchiveValue& right);
 
-    /// All copies of the result are one object of an archive.
+    /// All copies of the result are one object of an archive; copies of any other value are several, see KeyedArchiver.
     ArchiveValue asOneInstance() const;
     /// The mutable variant of a string, data, array or dictionary.
     ArchiveValue asMutable() const;

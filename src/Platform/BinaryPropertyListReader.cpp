@@ -2,18 +2,12 @@
 
 #include "PropertyListLimits.h"
 
-#include <cstring>
-
 namespace Platform {
 
 namespace {
 
 constexpr char Magic[] = {'b', 'p', 'l', 'i', 's', 't', '0', '0'};
 constexpr qsizetype TrailerSize = 32;
-constexpr quint8 CountFollows = 15;
-
-/// Of an object that is not in the file.
-constexpr quint32 NoOffset = 0;
 
 using Object = BinaryPropertyListReader::Object;
 using Kind = BinaryPropertyListReader::Kind;
@@ -86,36 +80,54 @@ bool BinaryPropertyListReader::open(QByteArrayView bytes) {
     m_end = first + table;
     m_objectCount = static_cast<quint32>(count);
     m_topObject = static_cast<quint32>(top);
-    m_left = bytes.size();
-    m_strings.assign(m_objectCount, QString());
-    m_offsets.resize(m_objectCount);
-    for (quint32& offset : m_offsets) {
-        const quint64 read = bigEndian(m_end + (&offset - m_offsets.data()) * offsetSize, offsetSize);
-        offset = read >= sizeof Magic && read < table ? static_cast<quint32>(read) : NoOffset;
-    }
+    m_left = 2 * bytes.size();
+    m_slots.resize(m_objectCount);
+    readOffsets(offsetSize);
     return true;
 }
 
-Object BinaryPropertyListReader::withCount(Kind kind, quint8 low, const uchar* position, quint32 unitSize) const {
-    quint64 count = low;
-    if (low == CountFollows) {
-        if (position >= m_end || (*position & 0xfc) != 0x10)
-            return {};
-        const unsigned size = 1u << (*position & 3);
-        if (++position > m_end || m_end - position < qsizetype(size))
-            return {};
-        count = bigEndian(position, size);
-        position += size;
-    }
+void BinaryPropertyListReader::readOffsets(unsigned size) {
+    const auto length = static_cast<quint64>(m_end - m_begin);
+    const auto readAll = [&](auto readOne) {
+        const uchar* place = m_end;
+        for (Slot& slot : m_slots) {
+            const quint64 offset = readOne(place);
+            slot = {offset >= sizeof Magic && offset < length ? static_cast<quint32>(offset) : NoOffset, NotRead};
+            place += size;
+        }
+    };
+    if (size == 1)
+        readAll([](const uchar* place) { return quint64{*place}; });
+    else if (size == 2)
+        readAll([](const uchar* place) { return quint64{qFromBigEndian<quint16>(place)}; });
+    else
+        readAll([size](const uchar* place) { return bigEndian(place, size); });
+}
+
+Object BinaryPropertyListReader::withLongCount(Kind kind, const uchar* position, quint32 unitSize) const {
+    if (position >= m_end || (*position & 0xfc) != 0x10)
+        return {};
+    const unsigned size = 1u << (*position & 3);
+    if (++position > m_end || m_end - position < qsizetype(size))
+        return {};
+    const quint64 count = bigEndian(position, size);
+    position += size;
     if (count > PropertyListLimits::FileSize || static_cast<qint64>(count * unitSize) > m_end - position)
         return {};
     return {kind, static_cast<quint32>(count), position};
 }
 
+inline Object BinaryPropertyListReader::withCount(Kind kind, quint8 low, const uchar* position,
+                                                  quint32 unitSize) const {
+    if (low == CountFollows)
+        return withLongCount(kind, position, unitSize);
+    return static_cast<qint64>(low * unitSize) <= m_end - position ? Object{kind, low, position} : Object{};
+}
+
 Object BinaryPropertyListReader::object(quint32 index) const {
-    if (index >= m_objectCount || m_offsets[index] == NoOffset)
+    if (index >= m_objectCount || m_slots[index].offset == NoOffset)
         return {};
-    const uchar* position = m_begin + m_offsets[index];
+    const uchar* position = m_begin + m_slots[index].offset;
     const quint8 high = *position >> 4;
     const quint8 low = *position & 15;
     ++position;
@@ -159,43 +171,69 @@ bool BinaryPropertyListReader::take(qsizetype length) {
     return true;
 }
 
-const QString& BinaryPropertyListReader::string(quint32 index, const Object& object) {
-    static const QString none;
-    if (index >= m_objectCount)
-        return none;
-    QString& text = m_strings[index];
-    if (!text.isNull())
-        return text;
+QString BinaryPropertyListReader::newString(const Object& object) {
+    QString text;
     if (object.kind == Kind::String && take(object.count)) {
         text = QString::fromLatin1(reinterpret_cast<const char*>(object.bytes), object.count);
     } else if (object.kind == Kind::WideString && take(qsizetype{object.count} * 2)) {
         text = QString(qsizetype{object.count}, Qt::Uninitialized);
         qFromBigEndian<quint16>(object.bytes, object.count, text.data());
     } else {
-        return none;
+        return text;
     }
     if (text.isNull())
         text = QLatin1String("");
     return text;
 }
 
-bool BinaryPropertyListReader::data(const Object& object, QByteArray& result) {
-    if (object.kind != Kind::Data || !take(object.count))
+QString BinaryPropertyListReader::string(quint32 index, const Object& object) {
+    if (object.kind != Kind::String && object.kind != Kind::WideString)
+        return {};
+    quint32& kept = m_slots[index].kept;
+    if (kept < ReadOnce)
+        return m_texts[kept];
+    QString text = newString(object);
+    if (kept == NotRead) {
+        kept = ReadOnce;
+    } else if (!text.isNull()) {
+        kept = static_cast<quint32>(m_texts.size());
+        m_texts.push_back(text);
+    }
+    return text;
+}
+
+bool BinaryPropertyListReader::data(quint32 index, const Object& object, QByteArray& result) {
+    if (object.kind != Kind::Data)
+        return false;
+    quint32& kept = m_slots[index].kept;
+    if (kept < ReadOnce) {
+        result = m_data[kept - FirstData];
+        return true;
+    }
+    if (!take(object.count))
         return false;
     result = QByteArray(reinterpret_cast<const char*>(object.bytes), object.count);
+    if (kept == NotRead) {
+        kept = ReadOnce;
+    } else {
+        kept = FirstData + static_cast<quint32>(m_data.size());
+        m_data.push_back(result);
+    }
     return true;
 }
 
-bool BinaryPropertyListReader::isText(quint32 index, QByteArrayView ascii) const {
-    if (index >= m_objectCount || m_offsets[index] == NoOffset)
-        return false;
-    const uchar* position = m_begin + m_offsets[index];
-    if (ascii.size() < CountFollows)
-        return *position == (0x50 | ascii.size()) && m_end - position > ascii.size() &&
-               std::memcmp(position + 1, ascii.data(), static_cast<size_t>(ascii.size())) == 0;
-    const Object text = object(index);
+bool BinaryPropertyListReader::isLongText(const Object& text, QByteArrayView ascii) {
     return text.kind == Kind::String && text.count == ascii.size() &&
            std::memcmp(text.bytes, ascii.data(), text.count) == 0;
+}
+
+quint32 BinaryPropertyListReader::findKey(const Object& dictionary, QByteArrayView ascii, quint32 pairs) const {
+    for (quint32 i = 0; i < pairs; ++i) {
+        const quint32 index = reference(dictionary, i);
+        if (index != NoObject && isTextAt(m_begin + m_slots[index].offset, ascii))
+            return i;
+    }
+    return pairs;
 }
 
 } // namespace Platform

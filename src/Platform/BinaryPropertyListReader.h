@@ -1,18 +1,20 @@
 #pragma once
 
 #include <QByteArray>
+#include <QByteArrayList>
 #include <QString>
+#include <QVarLengthArray>
 #include <QtEndian>
 
 #include <bit>
-#include <vector>
+#include <cstring>
 
 namespace Platform {
 
 /// Looks into the object table of a binary property list without building anything. Every offset and count is checked
 /// before use; what is wrong reads as Kind::Invalid.
 ///
-/// The bytes must outlive the reader. All texts and data together never become longer than the file, however its
+/// The bytes must outlive the reader. All texts and data together never become longer than two such files, however the
 /// objects overlap.
 class BinaryPropertyListReader final {
 public:
@@ -50,10 +52,10 @@ public:
     quint32 topObject() const { return m_topObject; }
     Object object(quint32 index) const;
     /// The number of a UID; NoObject for anything else.
-    quint32 uid(quint32 index) const {
-        if (index >= m_objectCount || m_offsets[index] == 0)
+    Q_ALWAYS_INLINE quint32 uid(quint32 index) const {
+        if (index >= m_objectCount || m_slots[index].offset == NoOffset)
             return NoObject;
-        const uchar* position = m_begin + m_offsets[index];
+        const uchar* position = m_begin + m_slots[index].offset;
         if (*position == 0x80 && m_end - position >= 2)
             return position[1];
         if (*position == 0x81 && m_end - position >= 3)
@@ -63,35 +65,76 @@ public:
     }
     /// The @p position-th reference of a container, keys of a dictionary first; NoObject when it points outside the
     /// table.
-    quint32 reference(const Object& container, quint32 position) const {
+    Q_ALWAYS_INLINE quint32 reference(const Object& container, quint32 position) const {
         const uchar* bytes = container.bytes + size_t{position} * m_referenceSize;
         const quint64 index = m_referenceSize == 1   ? *bytes
                               : m_referenceSize == 2 ? qFromBigEndian<quint16>(bytes)
                                                      : bigEndian(bytes, m_referenceSize);
         return index < m_objectCount ? static_cast<quint32>(index) : NoObject;
     }
-    /// Texts are kept, so that a string that is referred to again costs nothing. Null for another object, or when all
-    /// texts together are too long.
-    const QString& string(quint32 index, const Object& object);
-    /// False when data are too long together.
-    bool data(const Object& object, QByteArray& result);
+    /// The text of a string; null for another object, or when all texts together are too long. Kept from the second
+    /// time on, since most are read once.
+    QString string(quint32 index) {
+        if (index >= m_objectCount)
+            return {};
+        const quint32 kept = m_slots[index].kept;
+        return kept < FirstData ? m_texts[kept] : string(index, object(index));
+    }
+    /// As above for an object that has been looked at.
+    QString string(quint32 index, const Object& object);
+    /// The bytes of data, likewise; false when data are too long together.
+    bool data(quint32 index, const Object& object, QByteArray& result);
     /// True when the object is a plain string of exactly these characters.
-    bool isText(quint32 index, QByteArrayView ascii) const;
+    bool isText(quint32 index, QByteArrayView ascii) const {
+        return ascii.size() < CountFollows ? index < m_objectCount && isTextAt(m_begin + m_slots[index].offset, ascii)
+                                           : isLongText(object(index), ascii);
+    }
+    /// Which of the first @p pairs keys of a dictionary is the text @p ascii, shorter than 15; @p pairs when none is.
+    quint32 findKey(const Object& dictionary, QByteArrayView ascii, quint32 pairs) const;
 
 private:
+    /// Of an object that is not in the file.
+    static constexpr quint32 NoOffset = 0;
+    /// Files of this many objects and texts, which is most of them, are read without room of their own.
+    static constexpr qsizetype FewObjects = 64;
+    static constexpr qsizetype FewTexts = 8;
+    static constexpr quint32 FirstData = 0x80000000;
+    static constexpr quint32 NotRead = 0xffffffff;
+    static constexpr quint32 ReadOnce = 0xfffffffe;
+
+    struct Slot {
+        quint32 offset;
+        /// Where in m_texts, or in m_data from FirstData on; NotRead or ReadOnce before.
+        quint32 kept;
+    };
+
+    /// The low half of a marker whose count stands behind it.
+    static constexpr quint8 CountFollows = 15;
+
+    static bool isLongText(const Object& text, QByteArrayView ascii);
+    /// The beginning of the file, where an object stands that is not in it, is no text.
+    bool isTextAt(const uchar* position, QByteArrayView ascii) const {
+        return *position == (0x50 | ascii.size()) && m_end - position > ascii.size() &&
+               std::memcmp(position + 1, ascii.data(), static_cast<size_t>(ascii.size())) == 0;
+    }
     static quint64 bigEndian(const uchar* bytes, unsigned size);
     static Object integerObject(const uchar* bytes, unsigned size);
+    void readOffsets(unsigned size);
     Object withCount(Kind kind, quint8 low, const uchar* position, quint32 unitSize) const;
+    Object withLongCount(Kind kind, const uchar* position, quint32 unitSize) const;
+    QString newString(const Object& object);
     bool take(qsizetype length);
 
     const uchar* m_begin = nullptr;
+    /// Of the objects; the offset table follows.
     const uchar* m_end = nullptr;
     quint32 m_objectCount = 0;
     quint32 m_topObject = 0;
     quint8 m_referenceSize = 0;
     qsizetype m_left = 0;
-    std::vector<quint32> m_offsets;
-    std::vector<QString> m_strings;
+    QVarLengthArray<Slot, FewObjects> m_slots;
+    QVarLengthArray<QString, FewTexts> m_texts;
+    QList<QByteArray> m_data;
 };
 
 } // namespace Platform

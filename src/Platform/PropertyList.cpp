@@ -1,6 +1,6 @@
 #include "PropertyList.h"
 
-#include "BinaryPropertyListReader.h"
+#include "ArchiveScalars.h"
 #include "BinaryPropertyListWriter.h"
 #include "InstanceTable.h"
 #include "KeyOrder.h"
@@ -25,37 +25,6 @@ public:
         if (++m_values > PropertyListLimits::Objects)
             return false;
         switch (object.kind) {
-        case Reader::Kind::Invalid:
-            return false;
-        case Reader::Kind::Boolean:
-            result = object.integer != 0;
-            return true;
-        case Reader::Kind::Integer:
-            result = object.integer;
-            return true;
-        case Reader::Kind::Unsigned:
-            result = ArchiveValue::unsignedInteger(static_cast<quint64>(object.integer));
-            return true;
-        case Reader::Kind::SingleReal:
-        case Reader::Kind::Real:
-            result = object.real();
-            if (object.kind == Reader::Kind::SingleReal)
-                ArchiveLayout::setSinglePrecision(result);
-            return true;
-        case Reader::Kind::Date:
-            result = ArchiveValue::date(object.real());
-            return true;
-        case Reader::Kind::Data: {
-            QByteArray bytes;
-            if (!m_reader.data(object, bytes))
-                return false;
-            result = bytes;
-            return true;
-        }
-        case Reader::Kind::String:
-        case Reader::Kind::WideString:
-            result = m_reader.string(index, object);
-            return result.isString();
         case Reader::Kind::Uid:
             result = ArchiveValue(ArchiveValue::Dictionary{{UidKey, object.integer}});
             return true;
@@ -63,8 +32,9 @@ public:
             return decodeArray(object, depth, result);
         case Reader::Kind::Dictionary:
             return decodeDictionary(object, depth, result);
+        default:
+            return ArchiveScalars::read(m_reader, index, object, result);
         }
-        return false;
     }
 
 private:

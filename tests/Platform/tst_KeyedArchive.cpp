@@ -1,15 +1,10 @@
 #include "CraftedArchive.h"
-#include "KeyOrder.h"
 #include "KeyedArchiver.h"
 #include "KeyedUnarchiver.h"
 #include "PropertyListLimits.h"
 
 #include <QElapsedTimer>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QTest>
-
-#include <limits>
 
 using namespace Platform;
 using namespace CraftedArchive;
@@ -48,37 +43,6 @@ ArchiveValue record() {
     object.setField("loginType", 1);
     object.setField("domainName", "");
     return object;
-}
-
-/// The order of @p keys by the rule as it is told, with nothing but lists.
-QStringList orderByTheRule(const QStringList& keys) {
-    static const QList<QPair<int, int>> sizes = {{3, 3},    {7, 6},     {13, 11},   {23, 19},   {41, 32},  {71, 52},
-                                                 {127, 85}, {191, 118}, {251, 155}, {383, 237}, {631, 390}};
-    const auto put = [](QStringList& table, const QString& key) {
-        qsizetype place = static_cast<qsizetype>(KeyOrder::hash(key) % static_cast<quint64>(table.size()));
-        while (!table[place].isNull())
-            place = (place + 1) % table.size();
-        table[place] = key;
-    };
-    qsizetype size = 0;
-    QStringList table(sizes[0].first);
-    const auto grow = [&] {
-        QStringList next(sizes[++size].first);
-        for (const QString& key : table) {
-            if (!key.isNull())
-                put(next, key);
-        }
-        table = next;
-    };
-    for (qsizetype i = 0; i < keys.size(); ++i) {
-        if (!table.contains(QString()))
-            grow();
-        put(table, keys[i]);
-        if (i + 1 > sizes[size].second)
-            grow();
-    }
-    table.removeAll(QString());
-    return table;
 }
 
 } // namespace
@@ -120,78 +84,6 @@ private Q_SLOTS:
         for (const ArchiveEntry& field : original.dictionary())
             QVERIFY(again->field(field.key) == field.value);
         QCOMPARE(KeyedArchiver::archivedData(*again).toHex(), file.toHex());
-    }
-
-    void hash_data() {
-        QTest::addColumn<QString>("key");
-        QTest::addColumn<quint64>("hash");
-        QTest::newRow("empty") << "" << quint64(0);
-        QTest::newRow("a") << "a" << quint64((1 * 257 + 97) * 3);
-        QTest::newRow("ct") << "ct" << quint64(((2 * 257 + 99) * 257 + 116) * 5);
-        QTest::newRow("four units") << "root"
-                                    << quint64(4 * 67503105 + (((114 * 257u + 111) * 257 + 111) * 257 + 116)) * 17;
-        // The four units together are cut to 32 bits before they are added.
-        const quint64 four = ((0x4e00 * 257ull + 0x4e00) * 257 + 0x4e00) * 257 + 0x4e00;
-        QTest::newRow("wide") << QString(4, QChar(0x4e00)) << (quint64(4) * 67503105 + (four & 0xffffffff)) * 17;
-    }
-    void hash() {
-        QFETCH(QString, key);
-        QTEST(KeyOrder::hash(key), "hash");
-    }
-
-    /// Over 96 units only the first, middle and last 32 count; of 198 these are 0 to 31, 83 to 114 and 166 to 197.
-    void hashOfLongTexts() {
-        const QString text(198, u'x');
-        for (const auto& [place, counts] : {std::pair{0, true},
-                                            {31, true},
-                                            {32, false},
-                                            {82, false},
-                                            {83, true},
-                                            {114, true},
-                                            {115, false},
-                                            {165, false},
-                                            {166, true},
-                                            {197, true}}) {
-            QString other = text;
-            other[place] = u'y';
-            QVERIFY2((KeyOrder::hash(other) != KeyOrder::hash(text)) == counts, qPrintable(QString::number(place)));
-        }
-        QString whole(96, u'x');
-        whole[40] = u'y';
-        QVERIFY(KeyOrder::hash(whole) != KeyOrder::hash(QString(96, u'x')));
-    }
-
-    void keyOrder_data() {
-        QTest::addColumn<int>("count");
-        for (const int count :
-             {1, 2, 3, 4, 6, 7, 11, 12, 19, 20, 32, 33, 52, 53, 85, 86, 118, 119, 155, 156, 237, 238, 389, 390})
-            QTest::addRow("%d keys", count) << count;
-    }
-    void keyOrder() {
-        QFETCH(int, count);
-        QStringList names;
-        ArchiveValue value(ArchiveValue::Dictionary{});
-        for (int i = 0; i < count; ++i) {
-            names += QStringLiteral("key number %1").arg(i * 7919 % 1000);
-            value.insert(names.last(), i);
-        }
-        const QByteArray file = KeyedArchiver::archivedData(value);
-        const auto again = read(file);
-        QVERIFY(again);
-        QCOMPARE(keys(*again), orderByTheRule(names));
-        QCOMPARE(KeyedArchiver::archivedData(*again), file);
-    }
-
-    void tableSizes() {
-        for (const auto& [count, size] :
-             {std::pair{3, 3}, {4, 7}, {6, 7}, {7, 13}, {11, 13}, {12, 23}, {390, 631}, {391, 1087}})
-            QCOMPARE(KeyOrder::tableSize(static_cast<quint32>(count)), static_cast<quint32>(size));
-        // Keys that all want one place: the first inserted gets it, and the table's end leads to its start.
-        std::vector<quint64> same(6, 5);
-        const auto order = KeyOrder().arranged(same);
-        QCOMPARE(std::vector<quint32>(order.begin(), order.end()), std::vector<quint32>({1, 2, 3, 4, 5, 0}));
-        const std::vector<quint64> hostile(60000, 1);
-        QVERIFY(KeyOrder().arranged(hostile).empty());
     }
 
     void sharing() {
@@ -440,20 +332,6 @@ private Q_SLOTS:
         QVERIFY(
             KeyedArchiver::archivedData(ArchiveValue(ArchiveValue::Array(PropertyListLimits::Objects, ArchiveValue(1))))
                 .isEmpty());
-    }
-
-    void conversions() {
-        const QJsonObject json =
-            QJsonDocument::fromJson(R"({"a":[1,2.5,true,null,"x"],"b":{},"c":9007199254740993})").object();
-        const ArchiveValue value = ArchiveValue::fromJson(json);
-        QCOMPARE(value.value(u"c").integer(), 9007199254740993);
-        QVERIFY(value.value(u"a").array()[3].type() == ArchiveValue::Type::Null);
-        QCOMPARE(value.toJson().toObject(), json);
-        QVERIFY(ArchiveValue::fromVariant(value.toVariant()) == value);
-        QVERIFY(ArchiveValue(QString()).isNothing() && ArchiveValue(QLatin1String("")).isString());
-        QCOMPARE(ArchiveValue("5").integer(), 0);
-        QCOMPARE(ArchiveValue(1e300).integer(), std::numeric_limits<qint64>::max());
-        QCOMPARE(ArchiveValue(5).value(u"x").string(), QString());
     }
 };
 

@@ -2,6 +2,8 @@
 #include "PropertyListLimits.h"
 
 #include <QElapsedTimer>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QTest>
 
 #include <plist/plist.h>
@@ -277,6 +279,20 @@ private Q_SLOTS:
         }
         QVERIFY(PropertyList::xmlData(QString(QChar(1))).isEmpty());
         QVERIFY(PropertyList::xmlData(QString(QChar(0xd800))).isEmpty());
+    }
+
+    void conversions() {
+        const QJsonObject json =
+            QJsonDocument::fromJson(R"({"a":[1,2.5,true,null,"x"],"b":{},"c":9007199254740993})").object();
+        const ArchiveValue value = ArchiveValue::fromJson(json);
+        QCOMPARE(value.value(u"c").integer(), 9007199254740993);
+        QVERIFY(value.value(u"a").array()[3].type() == ArchiveValue::Type::Null);
+        QCOMPARE(value.toJson().toObject(), json);
+        QVERIFY(ArchiveValue::fromVariant(value.toVariant()) == value);
+        QVERIFY(ArchiveValue(QString()).isNothing() && ArchiveValue(QLatin1String("")).isString());
+        QCOMPARE(ArchiveValue("5").integer(), 0);
+        QCOMPARE(ArchiveValue(1e300).integer(), std::numeric_limits<qint64>::max());
+        QCOMPARE(ArchiveValue(5).value(u"x").string(), QString());
     }
 };
 
