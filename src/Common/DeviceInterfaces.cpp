@@ -2,10 +2,10 @@
 
 #include "DeviceFiles.h"
 #include "NetworkInterfaces.h"
+#include "StringExtension.h"
 
 #include <QDir>
 #include <QFileInfo>
-#include <QRegularExpression>
 
 #include <arpa/inet.h>
 #include <ifaddrs.h>
@@ -30,10 +30,9 @@ bool isMember(const QString& folder) {
 }
 
 QString hardwareAddress(const QString& folder) {
-    static const QRegularExpression sixBytes(QStringLiteral("^[0-9A-F]{12}$"));
     const QString digits = DeviceFiles::line(folder + QStringLiteral("/address")).remove(u':').toUpper();
     const bool isZero = digits.count(u'0') == digits.size();
-    return sixBytes.match(digits).hasMatch() && !isZero ? digits : QString();
+    return StringExtension::isHexadecimal(digits, 12) && !isZero ? digits : QString();
 }
 
 QString displayName(const QString& folder) {

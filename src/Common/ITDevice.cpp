@@ -3,11 +3,11 @@
 #include "DeviceFiles.h"
 #include "DeviceSerials.h"
 #include "DeviceUsers.h"
+#include "StringExtension.h"
 #include "SystemLog.h"
 #include "TaskHelper.h"
 
 #include <QFile>
-#include <QRegularExpression>
 
 #include <cerrno>
 #include <cstring>
@@ -37,9 +37,8 @@ QString systemRelease(const QString& root, const QString& key) {
 /// 32 hexadecimal digits, dashes apart, in the usual grouping and upper case; empty for anything else and for all
 /// zeros.
 QString grouped(QString identifier) {
-    static const QRegularExpression digits(QStringLiteral("^[0-9A-F]{32}$"));
     identifier = identifier.remove(u'-').toUpper();
-    if (!digits.match(identifier).hasMatch() || identifier.count(u'0') == identifier.size())
+    if (!StringExtension::isHexadecimal(identifier, 32) || identifier.count(u'0') == identifier.size())
         return {};
     for (const int place : {20, 16, 12, 8})
         identifier.insert(place, u'-');

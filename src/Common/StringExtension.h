@@ -29,6 +29,9 @@ bool confirmPassFormat(const QString& text);
 std::optional<QString> aes256_encrypt(const QString& text, const QString& key);
 std::optional<QString> aes256_decrypt(const QString& text, const QString& key);
 
+/// Exactly @p count upper-case hexadecimal digits.
+bool isHexadecimal(QStringView text, qsizetype count);
+
 /// True when only decimal digits, of any script, were given, or nothing at all.
 bool isPureNumandCharacters(const QString& text);
 

@@ -47,7 +47,6 @@ void MavMianViewCtrl::awakeFromNib() {
     if (m_world.login.iflogin())
         StartCheckTicketStatus();
     initBttonSatus();
-    initLoadViews();
     selectTableItem();
     addNotifications();
 }
@@ -62,9 +61,11 @@ void MavMianViewCtrl::initBttonSatus() {
         connect(field->edit(), &QLineEdit::returnPressed, this, &MavMianViewCtrl::setingSeverBtton);
 }
 
-void MavMianViewCtrl::initLoadViews() {
-    m_ui->loginHostLayout->addWidget(&loginViewCtrl());
-    m_ui->navigationHostLayout->addWidget(&NavigationViewCtrl());
+void MavMianViewCtrl::initLoadViews(Page page) {
+    if (page == LoginPage)
+        loginViewCtrl();
+    else if (page == SignedInPage)
+        NavigationViewCtrl();
 }
 
 MavLoginStateViewCtrl& MavMianViewCtrl::loginViewCtrl() {
@@ -72,13 +73,16 @@ MavLoginStateViewCtrl& MavMianViewCtrl::loginViewCtrl() {
         m_loginViewCtrl = new MavLoginStateViewCtrl(m_world, this);
         m_loginViewCtrl->setTapLoginBlock([this] { selectPage(SignedInPage); });
         connect(m_loginViewCtrl, &MavLoginStateViewCtrl::wantsServerPage, this, &MavMianViewCtrl::selectTableItem);
+        m_ui->loginHostLayout->addWidget(m_loginViewCtrl);
     }
     return *m_loginViewCtrl;
 }
 
 MavNavigationViewCtrl& MavMianViewCtrl::NavigationViewCtrl() {
-    if (!m_navigationViewCtrl)
+    if (!m_navigationViewCtrl) {
         m_navigationViewCtrl = new MavNavigationViewCtrl(m_world, this);
+        m_ui->navigationHostLayout->addWidget(m_navigationViewCtrl);
+    }
     return *m_navigationViewCtrl;
 }
 
@@ -97,6 +101,7 @@ void MavMianViewCtrl::addNotifications() {
 }
 
 void MavMianViewCtrl::selectPage(Page page) {
+    initLoadViews(page);
     m_ui->mianTabView->setCurrentIndex(page);
     if (page == ServerPage)
         m_ui->domainOrIPLabField->setFocus();

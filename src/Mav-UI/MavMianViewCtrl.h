@@ -51,7 +51,8 @@ protected:
 private:
     void awakeFromNib();
     void initBttonSatus();
-    void initLoadViews();
+    /// A page's view is made when the page is first shown: one that nobody comes to costs neither time nor memory.
+    void initLoadViews(Page page);
     void addNotifications();
     void selectPage(Page page);
     void setingSeverBtton();
