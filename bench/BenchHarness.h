@@ -37,33 +37,72 @@ inline Result summarise(std::vector<double> samples) {
     return {median, (samples.back() - samples.front()) / median};
 }
 
-/// Operations a second of @p operation, called for at least @p roundSeconds in each of @p rounds rounds; 0 when not
-/// wanted.
+/// Operations a second of @p operation in one round of at least @p roundSeconds.
+template <typename Operation>
+double roundRate(Operation& operation, double roundSeconds) {
+    using Clock = std::chrono::steady_clock;
+    long long count = 0;
+    long long batch = 1;
+    const auto start = Clock::now();
+    double elapsed = 0;
+    while (elapsed < roundSeconds) {
+        for (long long i = 0; i < batch; ++i)
+            operation();
+        count += batch;
+        batch = std::min<long long>(batch * 2, 1 << 16);
+        elapsed = std::chrono::duration<double>(Clock::now() - start).count();
+    }
+    return static_cast<double>(count) / elapsed;
+}
+
+inline double printRate(const char* name, std::vector<double> samples) {
+    const Result result = summarise(std::move(samples));
+    std::printf("{\"case\": \"%s\", \"ops_per_s\": %.1f, \"spread\": %.3f}\n", name, result.median, result.spread);
+    std::fflush(stdout);
+    return result.median;
+}
+
+/// The median of @p rounds rounds; 0 when not wanted.
 template <typename Operation>
 double rate(const char* name, Operation operation, int rounds = 7, double roundSeconds = 0.15) {
     if (!isWanted(name))
         return 0;
-    using Clock = std::chrono::steady_clock;
     std::vector<double> samples;
     operation();
+    for (int round = 0; round < rounds; ++round)
+        samples.push_back(roundRate(operation, roundSeconds));
+    return printRate(name, std::move(samples));
+}
+
+/// Prints both rates and how many times as fast @p ours is as @p theirs. Short rounds of the two alternate and the
+/// ratio is the median of theirs, so that drift and neighbours hit both alike. Without one of the two there is no
+/// ratio.
+template <typename Ours, typename Theirs>
+void compare(const std::string& oursName, Ours ours, const std::string& theirsName, Theirs theirs,
+             const std::string& ratioName, int rounds = 31, double roundSeconds = 0.05) {
+    const bool wantsOurs = isWanted(oursName.c_str());
+    const bool wantsTheirs = isWanted(theirsName.c_str());
+    std::vector<double> oursRates;
+    std::vector<double> theirsRates;
+    std::vector<double> ratios;
     for (int round = 0; round < rounds; ++round) {
-        long long count = 0;
-        long long batch = 1;
-        const auto start = Clock::now();
-        double elapsed = 0;
-        while (elapsed < roundSeconds) {
-            for (long long i = 0; i < batch; ++i)
-                operation();
-            count += batch;
-            batch = std::min<long long>(batch * 2, 1 << 16);
-            elapsed = std::chrono::duration<double>(Clock::now() - start).count();
-        }
-        samples.push_back(static_cast<double>(count) / elapsed);
+        if (wantsOurs)
+            oursRates.push_back(roundRate(ours, roundSeconds));
+        if (wantsTheirs)
+            theirsRates.push_back(roundRate(theirs, roundSeconds));
+        if (wantsOurs && wantsTheirs)
+            ratios.push_back(oursRates.back() / theirsRates.back());
     }
-    const Result result = summarise(samples);
-    std::printf("{\"case\": \"%s\", \"ops_per_s\": %.1f, \"spread\": %.3f}\n", name, result.median, result.spread);
+    if (wantsOurs)
+        printRate(oursName.c_str(), std::move(oursRates));
+    if (wantsTheirs)
+        printRate(theirsName.c_str(), std::move(theirsRates));
+    if (ratios.empty())
+        return;
+    const Result result = summarise(std::move(ratios));
+    std::printf("{\"case\": \"%s\", \"ratio\": %.2f, \"spread\": %.3f}\n", ratioName.c_str(), result.median,
+                result.spread);
     std::fflush(stdout);
-    return result.median;
 }
 
 /// Prints how many times as fast @p ours is as @p theirs, when both were measured.

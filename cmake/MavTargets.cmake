@@ -10,6 +10,13 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 
 option(MAV_LTO "Optimise at link time" OFF)
+if(MAV_LTO)
+    include(CheckIPOSupported)
+    check_ipo_supported(LANGUAGES C CXX)
+    set(CMAKE_INTERPROCEDURAL_OPTIMIZATION ON)
+    # Seen across files, containers of the toolkit look as if they could be of negative size.
+    add_link_options(-Wno-alloc-size-larger-than)
+endif()
 set(MAV_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize takes them")
 
 add_library(MavOptions INTERFACE)

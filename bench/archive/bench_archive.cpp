@@ -53,27 +53,27 @@ void measure(const std::string& size, const ArchiveValue& root) {
 
     const std::string read = "archive_read_" + size;
     const std::string write = "archive_write_" + size;
-    const double ourRead = Bench::rate(read.c_str(), [&] {
-        Bench::keep(Platform::KeyedUnarchiver::unarchivedObject(bytes, Platform::AllowedClasses::any()));
-    });
-    const double theirRead = Bench::rate(("libplist_" + read).c_str(), [&] {
-        plist_t made = nullptr;
-        plist_from_bin(bytes.constData(), length, &made);
-        Bench::keep(made);
-        plist_free(made);
-    });
-    const double ourWrite =
-        Bench::rate(write.c_str(), [&] { Bench::keep(Platform::KeyedArchiver::archivedData(root)); });
-    const double theirWrite = Bench::rate(("libplist_" + write).c_str(), [&] {
-        char* made = nullptr;
-        uint32_t madeLength = 0;
-        plist_to_bin(nodes, &made, &madeLength);
-        Bench::keep(made);
-        plist_to_bin_free(made);
-    });
+    Bench::compare(
+        read, [&] { Bench::keep(Platform::KeyedUnarchiver::unarchivedObject(bytes, Platform::AllowedClasses::any())); },
+        "libplist_" + read,
+        [&] {
+            plist_t made = nullptr;
+            plist_from_bin(bytes.constData(), length, &made);
+            Bench::keep(made);
+            plist_free(made);
+        },
+        read + "_to_libplist");
+    Bench::compare(
+        write, [&] { Bench::keep(Platform::KeyedArchiver::archivedData(root)); }, "libplist_" + write,
+        [&] {
+            char* made = nullptr;
+            uint32_t madeLength = 0;
+            plist_to_bin(nodes, &made, &madeLength);
+            Bench::keep(made);
+            plist_to_bin_free(made);
+        },
+        write + "_to_libplist");
     plist_free(nodes);
-    Bench::ratio((read + "_to_libplist").c_str(), ourRead, theirRead);
-    Bench::ratio((write + "_to_libplist").c_str(), ourWrite, theirWrite);
 }
 
 } // namespace

@@ -40,21 +40,24 @@ void benchSm4() {
         const sm4_context& keys = encrypt ? encryption : decryption;
         for (const bool chained : {false, true}) {
             const std::string name = std::string(chained ? "sm4_cbc" : "sm4_ecb") + direction + "_64k";
-            const double ours = Bench::rate(name.c_str(), [&] {
-                if (chained)
-                    sm4_crypt_cbc(&keys, encrypt, Bulk, iv.data(), input.data(), output.data());
-                else
-                    sm4_crypt_ecb(&keys, encrypt, Bulk, input.data(), output.data());
-                Bench::keep(output[0]);
-            });
             const CipherContext library = context(chained ? EVP_sm4_cbc() : EVP_sm4_ecb(), encrypt);
             EVP_CIPHER_CTX_set_padding(library.get(), 0);
-            const double theirs = Bench::rate(("libcrypto_" + name).c_str(), [&] {
-                int written = 0;
-                EVP_CipherUpdate(library.get(), output.data(), &written, input.data(), static_cast<int>(Bulk));
-                Bench::keep(output[0]);
-            });
-            Bench::ratio(("ratio_" + name).c_str(), ours, theirs);
+            Bench::compare(
+                name,
+                [&] {
+                    if (chained)
+                        sm4_crypt_cbc(&keys, encrypt, Bulk, iv.data(), input.data(), output.data());
+                    else
+                        sm4_crypt_ecb(&keys, encrypt, Bulk, input.data(), output.data());
+                    Bench::keep(output[0]);
+                },
+                "libcrypto_" + name,
+                [&] {
+                    int written = 0;
+                    EVP_CipherUpdate(library.get(), output.data(), &written, input.data(), static_cast<int>(Bulk));
+                    Bench::keep(output[0]);
+                },
+                "ratio_" + name);
         }
     }
 }
@@ -146,16 +149,16 @@ void benchSealedBody(const char* size, qsizetype length) {
     BareCalls bare;
     const QByteArray json = sampleJson(length);
     const std::string seal = std::string("seal_") + size;
-    const double sealed = Bench::rate(seal.c_str(), [&] { Bench::keep(SealedBody::sealJson(json).size()); });
-    const double bareSealed = Bench::rate(("bare_" + seal).c_str(), [&] { Bench::keep(bare.seal(json)); });
-    Bench::ratio(("ratio_" + seal).c_str(), sealed, bareSealed);
+    Bench::compare(
+        seal, [&] { Bench::keep(SealedBody::sealJson(json).size()); }, "bare_" + seal,
+        [&] { Bench::keep(bare.seal(json)); }, "ratio_" + seal);
 
     const QByteArray answer = sampleAnswer(json);
     const QString text = QString::fromLatin1(answer);
     const std::string unseal = std::string("unseal_") + size;
-    const double opened = Bench::rate(unseal.c_str(), [&] { Bench::keep(SealedBody::unsealBytes(text)->size()); });
-    const double bareOpened = Bench::rate(("bare_" + unseal).c_str(), [&] { Bench::keep(bare.unseal(answer)); });
-    Bench::ratio(("ratio_" + unseal).c_str(), opened, bareOpened);
+    Bench::compare(
+        unseal, [&] { Bench::keep(SealedBody::unsealBytes(text)->size()); }, "bare_" + unseal,
+        [&] { Bench::keep(bare.unseal(answer)); }, "ratio_" + unseal);
 }
 
 } // namespace
