@@ -17,6 +17,11 @@ QString contents() {
     return Paths::applicationBundle() + QStringLiteral("/Contents/");
 }
 
+std::optional<ArchiveValue> information(const QString& folder) {
+    const auto bytes = readFile(folder + QStringLiteral("/Contents/Info.plist"), PropertyListLimits::FileSize);
+    return bytes ? PropertyList::decoded(*bytes) : std::nullopt;
+}
+
 } // namespace
 
 bool installStringTable() {
@@ -45,11 +50,15 @@ QString resourcePath(const QString& name, const QString& type) {
 }
 
 QString infoValue(const QString& key) {
-    const auto bytes = readFile(contents() + QStringLiteral("Info.plist"), PropertyListLimits::FileSize);
-    if (const auto information = bytes ? PropertyList::decoded(*bytes) : std::nullopt)
-        return information->value(key).string();
+    if (const auto own = information(Paths::applicationBundle()))
+        return own->value(key).string();
     const bool isVersion = key == u"CFBundleVersion" || key == u"CFBundleShortVersionString";
     return isVersion ? QStringLiteral(MAV_VERSION) : QString();
+}
+
+QString infoValue(const QString& folder, const QString& key) {
+    const auto other = information(folder);
+    return other ? other->value(key).string() : QString();
 }
 
 } // namespace Platform

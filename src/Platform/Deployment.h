@@ -15,6 +15,8 @@ inline const QString AccountCheckQueueLabel = BundleIdentifier + QStringLiteral(
 inline const QString NacRequestQueueLabel = BundleIdentifier + QStringLiteral(".inac.https");
 inline const QString NacCheckQueueLabel = BundleIdentifier + QStringLiteral(".inac.check");
 inline const QString CertificateQueueLabel = BundleIdentifier + QStringLiteral(".certificates");
+inline const QString ComplianceQueueLabel = BundleIdentifier + QStringLiteral(".compliance");
+inline const QString JoinDomainToolIdentifier = BundleIdentifier + QStringLiteral(".JoinDomainTool");
 /// Folder of the VPN component's logs under /Library/Logs.
 inline const QString VpnLogFolder = QStringLiteral("com.qencloud.zelvpn");
 

@@ -1,0 +1,143 @@
+#include "UserNotifications.h"
+
+#include "Deployment.h"
+#include "SystemLog.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QHash>
+#include <QUuid>
+#include <QVariantMap>
+
+namespace Platform {
+
+namespace {
+
+const QString Service = QStringLiteral("org.freedesktop.Notifications");
+const QString Path = QStringLiteral("/org/freedesktop/Notifications");
+const QString ActionKey = QStringLiteral("action");
+const QString OtherKey = QStringLiteral("other");
+const QString ContentsKey = QStringLiteral("default");
+
+QVariantList notifyArguments(const UserNotifications::Content& content) {
+    constexpr uint NewOne = 0;
+    constexpr int NeverExpires = 0;
+    constexpr uchar Critical = 2;
+    const QVariantMap hints{{QStringLiteral("urgency"), QVariant::fromValue(Critical)},
+                            {QStringLiteral("desktop-entry"), Deployment::BundleIdentifier}};
+    return {QStringLiteral("Mav"),
+            NewOne,
+            Deployment::BundleIdentifier,
+            content.title,
+            content.subtitle,
+            QStringList{ActionKey, content.actionTitle, OtherKey, content.otherTitle},
+            hints,
+            NeverExpires};
+}
+
+} // namespace
+
+class UserNotifications::Link final : public QObject {
+    Q_OBJECT
+
+public:
+    explicit Link(const QString& busAddress)
+        : m_busName(QUuid::createUuid().toString()),
+          m_bus(busAddress.isEmpty() ? QDBusConnection::connectToBus(QDBusConnection::SessionBus, m_busName)
+                                     : QDBusConnection::connectToBus(busAddress, m_busName)) {
+        // From any sender: naming one makes the library ask for its owner, blocking. The slots look at the sender.
+        m_bus.connect({}, Path, Service, QStringLiteral("ActionInvoked"), this,
+                      SLOT(actionInvoked(uint, QString, QDBusMessage)));
+        m_bus.connect({}, Path, Service, QStringLiteral("NotificationClosed"), this,
+                      SLOT(notificationClosed(uint, uint, QDBusMessage)));
+    }
+    ~Link() override { QDBusConnection::disconnectFromBus(m_busName); }
+
+    void deliver(const Content& content, std::function<void(Activation)> activated) {
+        auto message = QDBusMessage::createMethodCall(Service, Path, Service, QStringLiteral("Notify"));
+        message.setArguments(notifyArguments(content));
+        auto* const sent = new QDBusPendingCallWatcher(m_bus.asyncCall(message), this);
+        connect(sent, &QDBusPendingCallWatcher::finished, this,
+                [this, activated = std::move(activated), generation = m_generation](QDBusPendingCallWatcher* watcher) {
+                    watcher->deleteLater();
+                    const QDBusPendingReply<uint> reply = *watcher;
+                    if (!reply.isValid())
+                        systemLog(QStringLiteral("a notification cannot be shown: %1").arg(reply.error().message()));
+                    else if (generation != m_generation)
+                        close(reply.value());
+                    else
+                        m_open.insert(reply.value(), {reply.reply().service(), activated});
+                });
+    }
+
+    void removeAll() {
+        ++m_generation;
+        for (const uint id : m_open.keys())
+            close(id);
+        m_open.clear();
+    }
+
+private Q_SLOTS:
+    void actionInvoked(uint id, const QString& key, const QDBusMessage& message) {
+        if (!isOurs(id, message))
+            return;
+        const auto activated = m_open.take(id).activated;
+        if (!activated)
+            return;
+        if (key == ActionKey)
+            activated(Activation::ActionButton);
+        else if (key == OtherKey)
+            activated(Activation::OtherButton);
+        else if (key == ContentsKey)
+            activated(Activation::Contents);
+    }
+    void notificationClosed(uint id, uint, const QDBusMessage& message) {
+        if (isOurs(id, message))
+            m_open.remove(id);
+    }
+
+private:
+    struct Open {
+        /// The unique bus name of the service that shows it.
+        QString owner;
+        std::function<void(Activation)> activated;
+    };
+
+    bool isOurs(uint id, const QDBusMessage& message) const {
+        const auto open = m_open.find(id);
+        return open != m_open.end() && open->owner == message.service();
+    }
+    void close(uint id) {
+        auto message = QDBusMessage::createMethodCall(Service, Path, Service, QStringLiteral("CloseNotification"));
+        message.setAutoStartService(false);
+        message.setArguments({id});
+        m_bus.send(message);
+    }
+
+    const QString m_busName;
+    QDBusConnection m_bus;
+    QHash<uint, Open> m_open;
+    /// Goes up whenever all are taken back: an id that is on its way then belongs to an older one.
+    int m_generation = 0;
+};
+
+UserNotifications::UserNotifications(QString busAddress) : m_busAddress(std::move(busAddress)) {}
+
+UserNotifications::~UserNotifications() = default;
+
+void UserNotifications::deliver(const Content& content, std::function<void(Activation)> activated) {
+    if (!m_link)
+        m_link = std::make_unique<Link>(m_busAddress);
+    m_link->deliver(content, std::move(activated));
+}
+
+void UserNotifications::removeAll() {
+    if (m_link)
+        m_link->removeAll();
+}
+
+} // namespace Platform
+
+#include "UserNotifications.moc"

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <QString>
+
+#include <functional>
+#include <memory>
+
+namespace Platform {
+
+/// Shows notifications with buttons on the desktop and hears which button was pressed.
+///
+/// Reacts only to notifications of its own, and only to what the notification service itself says of them. The bus is
+/// first connected to by the first deliver(). Main thread.
+class UserNotifications final {
+public:
+    enum class Activation {
+        ActionButton,
+        OtherButton,
+        /// The notification itself was clicked.
+        Contents
+    };
+
+    struct Content {
+        QString title;
+        /// Without markup.
+        QString subtitle;
+        QString actionTitle;
+        QString otherTitle;
+    };
+
+    /// @param busAddress  empty for the user's session bus
+    explicit UserNotifications(QString busAddress = {});
+    /// Leaves open notifications where they are, and hears no more of them.
+    ~UserNotifications();
+    UserNotifications(const UserNotifications&) = delete;
+    UserNotifications& operator=(const UserNotifications&) = delete;
+
+    /// Stays until it is answered or dismissed. @p activated is called at most once, from the event loop. Without a
+    /// notification service nothing is shown, and a line on the system console says so.
+    void deliver(const Content& content, std::function<void(Activation)> activated);
+    /// Takes back all that are open; their buttons do nothing from now on.
+    void removeAll();
+
+private:
+    class Link;
+    const QString m_busAddress;
+    std::unique_ptr<Link> m_link;
+};
+
+} // namespace Platform

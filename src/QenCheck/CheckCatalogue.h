@@ -1,0 +1,32 @@
+#pragma once
+
+#include "ArchiveValue.h"
+#include "QenRootModel.h"
+
+#include <optional>
+
+/// Which checks the agent's policy asks for.
+struct RequiredChecks {
+    bool disk = false;
+    bool firewall = false;
+    bool domain = false;
+    bool version = false;
+};
+
+/// Reads the policy's "access" dictionary; without one nothing is required.
+RequiredChecks requiredChecks(const std::optional<Platform::ArchiveValue>& complianceInfo);
+
+/// The check tree of a round.
+struct CheckTree {
+    std::vector<QenRootModelPointer> nodes;
+    /// Included checks of the last category.
+    qint64 needCheckCount = 0;
+};
+
+/// One node for each category of @p catalogue, with the required ones of its checks; entries of wrong types are passed
+/// over.
+CheckTree checkTree(const Platform::ArchiveValue& catalogue, const RequiredChecks& required);
+
+/// The catalogue file, which may be a built-in resource; nothing when it is missing, too long or no property list of an
+/// array.
+std::optional<Platform::ArchiveValue> readCatalogue(const QString& path);

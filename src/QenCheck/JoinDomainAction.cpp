@@ -1,0 +1,49 @@
+#include "JoinDomainAction.h"
+
+#include "ActivateApplication.h"
+#include "CheckLog.h"
+#include "Deployment.h"
+#include "Paths.h"
+#include "Queue.h"
+#include "ScriptRunner.h"
+#include "SystemLog.h"
+
+#include <QPointer>
+
+JoinDomainAction::World JoinDomainAction::World::standard() {
+    return {.activateRunningTool =
+                [] { return Platform::activateRunningApplication(Platform::Deployment::JoinDomainToolIdentifier); },
+            .resources = Platform::Paths::applicationBundle() + QStringLiteral("/Contents/Resources"),
+            .console = Platform::systemLog};
+}
+
+JoinDomainAction::JoinDomainAction(World world) : m_world(std::move(world)) {}
+
+void JoinDomainAction::tapDomainBtn() {
+    if (m_isJoiningDomain)
+        return;
+    m_isJoiningDomain = true;
+    Q_EMIT joiningChanged(true);
+    Platform::globalQueue().async([world = m_world, self = QPointer(this)] {
+        if (!world.activateRunningTool())
+            openDomainTool(world);
+        Platform::mainQueue().async([self] {
+            if (self)
+                self->dismiss();
+        });
+    });
+}
+
+void JoinDomainAction::openDomainTool(const World& world) {
+    const QString command =
+        QStringLiteral("open -a %1/JoinDomainTool.app/Contents/MacOS/JoinDomainTool").arg(world.resources);
+    Platform::Error error;
+    const QString result =
+        world.runScript(QStringLiteral("do shell script \"%1\"").arg(Platform::ScriptRunner::escaped(command)), &error);
+    world.console(QStringLiteral("Open JoinDomainTool result:%1, error:%2").arg(orNull(result), error.logText()));
+}
+
+void JoinDomainAction::dismiss() {
+    m_isJoiningDomain = false;
+    Q_EMIT joiningChanged(false);
+}

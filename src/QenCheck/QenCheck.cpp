@@ -1,0 +1,132 @@
+#include "QenCheck.h"
+
+#include "ArchiveStore.h"
+#include "Bundle.h"
+#include "CheckVerdict.h"
+#include "Deployment.h"
+#include "NotificationCenter.h"
+#include "Paths.h"
+#include "QenCheckGuard.h"
+#include "QenCloudLoginHelper.h"
+#include "QenLogHelper.h"
+#include "TaskHelper.h"
+
+using Platform::Error;
+
+namespace {
+
+const QString Shell = QStringLiteral("/bin/bash");
+
+} // namespace
+
+QenCheck::QenCheck(World world, std::chrono::milliseconds tick)
+    : m_world(std::move(world)), m_tick(tick), m_guard(std::make_shared<Guard>()),
+      m_probeQueue(Platform::Deployment::ComplianceQueueLabel + QStringLiteral(".domain")) {}
+
+QenCheck::~QenCheck() {
+    m_timer.reset();
+    const std::lock_guard lock(m_guard->mutex);
+    m_guard->isOpen = false;
+}
+
+QenCheck& QenCheck::sharedInstance() {
+    static auto* instance = new QenCheck({
+        .log = [](const QString& message, int type) { QenLogHelper::sharedInstance().writeLog(message, type); },
+        .tasks = TaskHelper::sharedInstance(),
+        .center = Platform::NotificationCenter::defaultCenter(),
+        .agentState = Platform::Paths::agentState(),
+        .applicationBundle = Platform::Paths::applicationBundle(),
+        .applicationSupport = Platform::Paths::applicationSupport(),
+        .checkDomainAccount =
+            [](const QString& account, const QString& domain, DomainAnswer completion) {
+                QenCloudLoginHelper::sharedInstance().checkDomainAccount(account, domain, std::move(completion));
+            },
+    });
+    return *instance;
+}
+
+void QenCheck::checkWithModel(const QenCheckModelPointer& model) {
+    using Check = void (QenCheck::*)(const QenCheckModelPointer&);
+    static const QMap<QString, Check> checks{
+        {QStringLiteral("checkFileVault:"), &QenCheck::checkFileVault},
+        {QStringLiteral("checkFireWall:"), &QenCheck::checkFireWall},
+        {QStringLiteral("checkJoinDomain:"), &QenCheck::checkJoinDomain},
+        {QStringLiteral("checkQenVersion:"), &QenCheck::checkQenVersion},
+        {QStringLiteral("checkPasswordSecurity:"), &QenCheck::checkPasswordSecurity},
+    };
+    if (const Check check = checks.value(model->selectorName()))
+        (this->*check)(model);
+}
+
+void QenCheck::checkFileVault(const QenCheckModelPointer& model) {
+    log(QStringLiteral("[QenCheck]Start check FileVault"));
+    QString output;
+    Error error;
+    m_world.tasks.excuteTaskPath(Shell, {QStringLiteral("-c"), QStringLiteral("fdesetup status")}, &output, &error);
+    log(QStringLiteral("[QenCheck] %1").arg(orNull(output)));
+    // Only told: a failed run has no output, and that decides.
+    if (error)
+        log(QStringLiteral("[QenCheck] check FileVault failed : %1").arg(error.logText()));
+    report(model, judgeFileVault(output, error));
+}
+
+void QenCheck::checkFireWall(const QenCheckModelPointer& model) {
+    log(QStringLiteral("[QenCheck]Start check FireWall"));
+    QString output;
+    Error error;
+    m_world.tasks.excuteTaskPath(
+        Shell, {QStringLiteral("-c"), QStringLiteral("defaults read /Library/Preferences/com.apple.alf globalstate")},
+        &output, &error);
+    if (output.isNull() || error)
+        log(QStringLiteral("[QenCheck] check FireWall failed : %1").arg(error.logText()));
+    else
+        log(QStringLiteral("[QenCheck] check FireWall state : %1").arg(output));
+    report(model, judgeFireWall(output, error));
+}
+
+void QenCheck::checkJoinDomain(const QenCheckModelPointer& model) {
+    const QString expected = requirement(u"ent_domain");
+    log(QStringLiteral("[QenCheck] Start check JoinDomain"));
+    QString output;
+    Error error;
+    m_world.tasks.excuteTaskPath(
+        Shell,
+        {QStringLiteral("-c"), QStringLiteral("dsconfigad -show | grep 'Active Directory Domain' | awk '{print $5}'")},
+        &output, &error);
+    log(QStringLiteral("[QenCheck] check JoinDomain state : %1").arg(orNull(output)));
+    if (error)
+        log(QStringLiteral("[QenCheck] check JoinDomain failed : %1").arg(error.logText()));
+    report(model, judgeJoinDomain(output, error, expected));
+}
+
+void QenCheck::checkQenVersion(const QenCheckModelPointer& model) {
+    const QString minimum = requirement(u"ent_qen");
+    const QString installed = Platform::infoValue(m_world.applicationBundle, QStringLiteral("CFBundleVersion"));
+    const CheckVerdict verdict = judgeQenVersion(installed, minimum);
+    log(QStringLiteral("[QenCheck] check Qen local version: %1, min version: %2")
+            .arg(orNull(installed), orNull(minimum)));
+    report(model, verdict);
+}
+
+void QenCheck::checkPasswordSecurity(const QenCheckModelPointer&) {}
+
+void QenCheck::postNotfication(const QString& key, const QenCheckModelPointer& model) {
+    Platform::mainQueue().async([&center = m_world.center, key, model] {
+        // A check without a key is posted under an empty one: its result is known by the check itself.
+        const CheckResult result{{key.isNull() ? QStringLiteral("") : key, model}};
+        center.post(CheckNotificationName, QVariant::fromValue(result));
+    });
+}
+
+QString QenCheck::requirement(QStringView key) const {
+    // Read without the ".archive" suffix on purpose: the agent writes both names and the catalogue's loader uses the
+    // other one.
+    const auto policy = unarchivedObjectWithFilePath(m_world.agentState + QStringLiteral("/complianceInfo"));
+    return policy ? policy->value(u"access").value(key).string() : QString();
+}
+
+void QenCheck::report(const QenCheckModelPointer& model, const CheckVerdict& verdict) {
+    model->setReason(verdict.reason);
+    model->setIsWarn(verdict.isWarn);
+    postNotfication(model->mainKey(), model);
+}

@@ -1,0 +1,101 @@
+#pragma once
+
+#include "CheckLog.h"
+#include "DispatchTimer.h"
+#include "Error.h"
+#include "QenCheckModel.h"
+
+#include <chrono>
+#include <optional>
+
+class TaskHelper;
+
+namespace Platform {
+class NotificationCenter;
+}
+
+/// Posted on the main queue for each result; the object is a CheckResult.
+inline const QString CheckNotificationName = QStringLiteral("kCheckNotificationName");
+
+/// Runs the checks of the catalogue by the names of its methods, and the domain-login probe.
+///
+/// A check blocks its caller until its command has ended or been stopped; its result is posted later, on the main
+/// queue. Everything else is for the main thread.
+class QenCheck final {
+public:
+    using DomainAnswer = std::function<void(bool isValid, std::optional<QString> name, const Platform::Error& error)>;
+
+    struct World {
+        CheckLog log;
+        const TaskHelper& tasks;
+        Platform::NotificationCenter& center;
+        /// The agent's data folder.
+        QString agentState;
+        /// The bundle whose version is checked.
+        QString applicationBundle;
+        /// The user's Application Support folder, where the account record lives.
+        QString applicationSupport;
+        /// Asks the server whether a domain account is valid; may answer on any thread. Only for checkDomainLogin().
+        std::function<void(const QString& account, const QString& domain, DomainAnswer completion)> checkDomainAccount;
+    };
+
+    /// @param tick  of the domain-login probe's timer
+    explicit QenCheck(World world, std::chrono::milliseconds tick = std::chrono::seconds(1));
+    /// Waits for a probe's commands under way; an answer that comes later is dropped.
+    ~QenCheck();
+    QenCheck(const QenCheck&) = delete;
+    QenCheck& operator=(const QenCheck&) = delete;
+    /// The running client's, with its log and its session.
+    static QenCheck& sharedInstance();
+
+    /// Calls the method that the model's selectorName() names; nothing, and never a result, when there is none.
+    void checkWithModel(const QenCheckModelPointer& model);
+    void checkFileVault(const QenCheckModelPointer& model);
+    void checkFireWall(const QenCheckModelPointer& model);
+    void checkJoinDomain(const QenCheckModelPointer& model);
+    void checkQenVersion(const QenCheckModelPointer& model);
+    /// Does nothing and posts nothing.
+    void checkPasswordSecurity(const QenCheckModelPointer& model);
+    void postNotfication(const QString& key, const QenCheckModelPointer& model);
+
+    /// While nobody is signed in: recognises the last console user as a domain account of the joined domain and makes
+    /// that a session, asking the server again every 15 ticks until it answers or somebody signs in. Call it once. Its
+    /// commands run in the background.
+    void checkDomainLogin();
+    /// The directory domain that this computer is joined to; null without one. Blocks.
+    QString joinedDomainName();
+    void sendDomainAccountCheckRequest();
+    void timerHandler();
+    /// Resolves backslash-u escapes; null for a text that is no escaped one.
+    static QString replaceUnicode(const QString& text);
+
+private:
+    struct Guard;
+    struct DomainUser {
+        QString uid;
+        QString domain;
+    };
+
+    /// "ent_domain" or "ent_qen"; null when not stated.
+    QString requirement(QStringView key) const;
+    void report(const QenCheckModelPointer& model, const struct CheckVerdict& verdict);
+    void log(const QString& message) const { m_world.log(message, OrdinaryLine); }
+    QString lastUserName() const;
+    std::optional<DomainUser> domainUser();
+    void beginRequests(const DomainUser& user);
+    void domainAnswered(const DomainUser& user, bool isValid, const QString& name, const Platform::Error& error);
+    void onMain(std::function<void()> call);
+
+    const World m_world;
+    const std::chrono::milliseconds m_tick;
+    const std::shared_ptr<Guard> m_guard;
+    DomainUser m_user;
+    /// Ticks between two requests, and those left.
+    quint32 m_time = 0;
+    quint32 m_timeCount = 0;
+    /// The server has answered.
+    bool m_isDomainLoginChecked = false;
+    /// Absent while parked.
+    std::unique_ptr<Platform::DispatchTimer> m_timer;
+    Platform::SerialQueue m_probeQueue;
+};

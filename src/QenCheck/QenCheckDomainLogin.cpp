@@ -1,0 +1,165 @@
+#include "AccountModel.h"
+#include "EscapedText.h"
+#include "QenCheck.h"
+#include "QenCheckGuard.h"
+#include "ScriptRunner.h"
+#include "TaskHelper.h"
+
+using Platform::Error;
+
+namespace {
+
+constexpr quint32 RetryTicks = 15;
+
+QString withoutLineEnds(QString text) {
+    return text.remove(u'\n');
+}
+
+} // namespace
+
+void QenCheck::checkDomainLogin() {
+    log(QStringLiteral("[QenCheck] DomainLogin: Start check Domain login status"));
+    if (AccountModel::currentModel(m_world.applicationSupport)) {
+        log(QStringLiteral("[QenCheck] DomainLogin: NGN is start or Qen has been logined."));
+        return;
+    }
+    m_probeQueue.async([this] {
+        if (const auto user = domainUser())
+            onMain([this, user = *user] { beginRequests(user); });
+    });
+}
+
+QString QenCheck::lastUserName() const {
+    QString output;
+    m_world.tasks.excuteTaskPath(QStringLiteral("/usr/bin/defaults"),
+                                 {QStringLiteral("read"),
+                                  QStringLiteral("/Library/Preferences/com.apple.loginwindow.plist"),
+                                  QStringLiteral("lastUserName")},
+                                 &output, nullptr);
+    if (output.isEmpty())
+        return {};
+    const QString name = withoutLineEnds(output);
+    return orNull(name.contains(QStringLiteral("\\u")) ? replaceUnicode(name) : name);
+}
+
+std::optional<QenCheck::DomainUser> QenCheck::domainUser() {
+    const QString name = lastUserName();
+    if (name.isNull())
+        return std::nullopt;
+    QString output;
+    Error error;
+    m_world.tasks.excuteTaskPath(QStringLiteral("/usr/bin/dscl"),
+                                 {QStringLiteral("."), QStringLiteral("-read"), QStringLiteral("/Users/%1").arg(name),
+                                  QStringLiteral("OriginalNodeName")},
+                                 &output, &error);
+    if (error) {
+        log(QStringLiteral("[QenCheck] DomainLogin:  The login user account isn`t domain mobile account."));
+        return std::nullopt;
+    }
+    const QString domain = withoutLineEnds(output.section(u'/', -1));
+    const QString joined = joinedDomainName();
+    if (output.isNull() || joined.isNull() || domain != joined) {
+        log(QStringLiteral("[QenCheck] DomainLogin: The domain of mobile account is not be same the current domain."));
+        return std::nullopt;
+    }
+    return DomainUser{name, domain};
+}
+
+void QenCheck::beginRequests(const DomainUser& user) {
+    m_user = user;
+    m_timer.reset();
+    m_time = RetryTicks;
+    sendDomainAccountCheckRequest();
+}
+
+QString QenCheck::joinedDomainName() {
+    const Platform::ScriptRunner script(
+        QStringLiteral("do shell script \"dsconfigad -show | grep 'Active Directory Domain' | awk '{print $5}'\""));
+    Error error;
+    const QString text = script.execute(&error);
+    if (error) {
+        log(QStringLiteral("[QenCheck] DomainLogin: Check join domain script excute failed with error: %1")
+                .arg(error.logText()));
+        return {};
+    }
+    const QString domain = text.isEmpty() ? QString() : text;
+    log(QStringLiteral("[QenCheck] DomainLogin: current joined domain: %1").arg(orNull(domain)));
+    return domain;
+}
+
+void QenCheck::sendDomainAccountCheckRequest() {
+    if (!m_world.checkDomainAccount)
+        return;
+    m_world.checkDomainAccount(m_user.uid, m_user.domain,
+                               [this, guard = std::weak_ptr(m_guard),
+                                user = m_user](bool isValid, const std::optional<QString>& name, const Error& error) {
+                                   const auto alive = guard.lock();
+                                   if (!alive)
+                                       return;
+                                   const std::lock_guard lock(alive->mutex);
+                                   if (alive->isOpen)
+                                       domainAnswered(user, isValid, name.value_or(QString()), error);
+                               });
+}
+
+void QenCheck::domainAnswered(const DomainUser& user, bool isValid, const QString& name, const Error& error) {
+    if (error) {
+        log(QStringLiteral("[QenCheck] DomainLogin:  This is not network request."));
+        onMain([this] {
+            m_isDomainLoginChecked = false;
+            m_timeCount = m_time;
+            m_timer =
+                std::make_unique<Platform::DispatchTimer>(Platform::mainQueue(), m_tick, [this] { timerHandler(); });
+            m_timer->start();
+        });
+        return;
+    }
+    onMain([this] {
+        m_isDomainLoginChecked = true;
+        m_timer.reset();
+    });
+    if (!isValid) {
+        log(QStringLiteral("[QenCheck] DomainLogin:  The Domain login check AD accoount is invalid."));
+        return;
+    }
+    log(QStringLiteral("[QenCheck] DomainLogin:  The Domain login is success."));
+    AccountModel account;
+    account.setQenStatus(0);
+    account.setUserid(user.uid);
+    account.setUsername(name);
+    account.setLoginType(LoginType::Domain);
+    account.setDomainName(user.domain.section(u'.', 0, 0).toUpper());
+    const bool isSaved = account.save(m_world.applicationSupport);
+    log(QStringLiteral("[QenCheck] DomainLogin:  The account model save result: %1.").arg(isSaved ? 1 : 0));
+}
+
+void QenCheck::timerHandler() {
+    if (m_timeCount != 0) {
+        --m_timeCount;
+        return;
+    }
+    if (AccountModel::currentModel(m_world.applicationSupport)) {
+        m_timer.reset();
+    } else if (!m_isDomainLoginChecked) {
+        sendDomainAccountCheckRequest();
+        m_timer.reset();
+    }
+}
+
+QString QenCheck::replaceUnicode(const QString& text) {
+    QString escaped = text;
+    escaped.replace(QStringLiteral("\\u"), QStringLiteral("\\U"));
+    escaped.replace(u'"', QStringLiteral("\\\""));
+    QString plain = unescapedQuotedText(u'"' + escaped + u'"');
+    if (!plain.isNull())
+        plain.replace(QStringLiteral("\\r\\n"), QStringLiteral("\n"));
+    return plain;
+}
+
+void QenCheck::onMain(std::function<void()> call) {
+    Platform::mainQueue().async([guard = std::weak_ptr(m_guard), call = std::move(call)] {
+        // Destruction happens on the main thread as well, so what is there now stays for the call.
+        if (guard.lock())
+            call();
+    });
+}

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <QMap>
+#include <QString>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+
+namespace Platform {
+class ArchiveValue;
+}
+
+/// One check of the catalogue and its last result.
+///
+/// The texts are set before the check is shared; the result is written on the check queue and may be read on any
+/// thread.
+class QenCheckModel final {
+public:
+    QenCheckModel() = default;
+    QenCheckModel(const QenCheckModel&) = delete;
+    QenCheckModel& operator=(const QenCheckModel&) = delete;
+
+    /// Takes over those of "title", "detail", "selectorName", "mainKey" and "keyword" that are strings.
+    void spreadDictToModel(const Platform::ArchiveValue& dictionary);
+
+    /// Also decides whether the check is included in a round.
+    const QString& title() const { return m_title; }
+    const QString& detail() const { return m_detail; }
+    /// Name of the method of QenCheck that runs it, with its colon.
+    const QString& selectorName() const { return m_selectorName; }
+    /// Under which its result is posted.
+    const QString& mainKey() const { return m_mainKey; }
+    /// Help topic; null when there is nothing to repair.
+    const QString& keyword() const { return m_keyword; }
+
+    /// Not compliant.
+    bool isWarn() const { return m_isWarn; }
+    void setIsWarn(bool isWarn) { m_isWarn = isWarn; }
+    /// What the probe found, one English line for support; null before the first result.
+    QString reason() const;
+    void setReason(const QString& reason);
+
+private:
+    QString m_title;
+    QString m_detail;
+    QString m_selectorName;
+    QString m_mainKey;
+    QString m_keyword;
+    std::atomic<bool> m_isWarn{false};
+    mutable std::mutex m_mutex;
+    QString m_reason;
+};
+
+using QenCheckModelPointer = std::shared_ptr<QenCheckModel>;
+
+/// The object of a result's notification: exactly one entry, the check's key and the check itself.
+using CheckResult = QMap<QString, QenCheckModelPointer>;

@@ -1,0 +1,138 @@
+#include "QenCheckRound.h"
+
+#include "ArchiveStore.h"
+#include "Bundle.h"
+#include "Deployment.h"
+#include "Paths.h"
+#include "QenCheck.h"
+#include "QenLogHelper.h"
+
+#include <algorithm>
+
+QenCheckRound::QenCheckRound(World world)
+    : m_world(std::move(world)), m_checkQueue(Platform::Deployment::ComplianceQueueLabel) {
+    m_results = m_world.center.observe(CheckNotificationName, [this](const Platform::Notification& notification) {
+        // At once on the main thread, where the results are posted.
+        QMetaObject::invokeMethod(this, [this, notification] { checkStateChangeWithNotification(notification); });
+    });
+}
+
+QenCheckRound::~QenCheckRound() {
+    m_isEnding = true;
+    m_results = {};
+}
+
+std::unique_ptr<QenCheckRound> QenCheckRound::forClient() {
+    return std::make_unique<QenCheckRound>(World{
+        .log = [](const QString& message, int type) { QenLogHelper::sharedInstance().writeLog(message, type); },
+        .center = Platform::NotificationCenter::defaultCenter(),
+        .checkWithModel = [](const QenCheckModelPointer& check) { QenCheck::sharedInstance().checkWithModel(check); },
+        .agentState = Platform::Paths::agentState(),
+        .catalogue = Platform::resourcePath(QStringLiteral("QenCheck"), QStringLiteral("plist")),
+    });
+}
+
+void QenCheckRound::getDataFromPlist() {
+    const auto policy = unarchivedObjectWithFilePath(m_world.agentState + QStringLiteral("/complianceInfo.archive"));
+    const auto catalogue = readCatalogue(m_world.catalogue);
+    if (!catalogue) {
+        m_world.log(QStringLiteral("can not find QenCheck.plist"), OrdinaryLine);
+        return;
+    }
+    CheckTree tree = checkTree(*catalogue, requiredChecks(policy));
+    m_needCheckCount = tree.needCheckCount;
+    QMetaObject::invokeMethod(
+        this,
+        [this, nodes = std::move(tree.nodes)] {
+            m_dataSource = nodes;
+            Q_EMIT dataSourceChanged();
+            startCheck();
+        },
+        Qt::QueuedConnection);
+}
+
+void QenCheckRound::startCheck() {
+    m_isChecking = true;
+    m_hadCheckedCount = 0;
+    m_warnCount = 0;
+    Q_EMIT roundStarted();
+    m_checkQueue.async([this, nodes = m_dataSource] { runPass(nodes); });
+}
+
+void QenCheckRound::runPass(const std::vector<QenRootModelPointer>& nodes) {
+    const auto onMain = [this](auto call) {
+        QMetaObject::invokeMethod(this, std::move(call), Qt::QueuedConnection);
+    };
+    qint64 checks = 0;
+    for (const QenRootModelPointer& node : nodes) {
+        node->setIsWarn(false);
+        node->setRepairNum(0);
+        for (const QenCheckModelPointer& check : node->leafArr()) {
+            if (m_isEnding)
+                return;
+            check->setIsWarn(false);
+            m_world.checkWithModel(check);
+        }
+        checks += static_cast<qint64>(node->leafArr().size());
+        // An empty category ends the round at once on purpose, whatever comes after it.
+        if (node->leafArr().empty())
+            onMain([this] { checkComplete(); });
+        else
+            onMain([this] { Q_EMIT detailButtonHidden(false); });
+    }
+    // Behind the results, which have been posted to the same thread.
+    onMain([this, checks] { Q_EMIT passEnded(static_cast<int>(std::max<qint64>(0, checks - m_hadCheckedCount))); });
+}
+
+void QenCheckRound::checkStateChangeWithNotification(const Platform::Notification& notification) {
+    const auto result = notification.object.value<CheckResult>();
+    if (result.isEmpty())
+        return;
+    const QenCheckModelPointer& check = result.first();
+    if (!result.firstKey().isNull() && check) {
+        // A copy: a slot may load another tree.
+        const auto nodes = m_dataSource;
+        for (size_t row = 0; row < nodes.size(); ++row) {
+            const auto& leaves = nodes[row]->leafArr();
+            // The very model, not an equal one: results of an older tree are nobody's.
+            if (std::find(leaves.begin(), leaves.end(), check) != leaves.end())
+                countResult(static_cast<int>(row), *nodes[row], *check);
+        }
+    }
+    if (m_warnCount > 0)
+        changeUIWithWarnLevel(CheckLook::levelFor(m_warnCount));
+}
+
+void QenCheckRound::countResult(int row, QenRootModel& node, const QenCheckModel& check) {
+    if (check.isWarn()) {
+        node.setRepairNum(node.repairNum() + 1);
+        node.setIsWarn(true);
+        ++m_warnCount;
+    }
+    Q_EMIT rowChanged(row);
+    ++m_hadCheckedCount;
+    if (m_hadCheckedCount == m_needCheckCount) {
+        ++m_pendingClosings;
+        // Deliberately late, so that a person sees the last result arrive.
+        QTimer::singleShot(m_world.closingDelay, Qt::PreciseTimer, this, [this] {
+            --m_pendingClosings;
+            checkComplete();
+        });
+    }
+    Q_EMIT resultCounted();
+}
+
+void QenCheckRound::changeUIWithWarnLevel(int level) {
+    m_currentLevel = level;
+    m_world.log(QStringLiteral("[QenMainViewController]change UI with level : %1").arg(level), OrdinaryLine);
+    Q_EMIT levelApplied(level);
+}
+
+void QenCheckRound::checkComplete() {
+    m_isChecking = false;
+    if (m_warnCount == 0)
+        changeUIWithWarnLevel(0);
+    const CheckLook::Closing closing = CheckLook::closing(m_needCheckCount, m_warnCount, m_currentLevel);
+    Q_EMIT detailButtonHidden(closing.hidesDetailButton);
+    Q_EMIT completed(closing);
+}

@@ -1,0 +1,54 @@
+#include "RestartOffer.h"
+
+#include "ClientNotifications.h"
+#include "Queue.h"
+#include "ScriptRunner.h"
+#include "UserNotifications.h"
+
+ScriptCall systemScripts() {
+    return [](const QString& source, Platform::Error* error) {
+        return Platform::ScriptRunner(source).execute(error);
+    };
+}
+
+RestartOffer::RestartOffer(World world) : m_world(std::move(world)) {
+    m_requests = m_world.center.observe(ClientNotification::Restart, [this](const Platform::Notification&) {
+        // Posted by the file listener on a thread of its own.
+        QMetaObject::invokeMethod(
+            this, [this] { restartComputorWithNotification(); }, Qt::QueuedConnection);
+    });
+}
+
+RestartOffer::~RestartOffer() {
+    m_requests = {};
+    removeScheduled();
+}
+
+void RestartOffer::restartComputorWithNotification() {
+    using Platform::UserNotifications;
+    m_world.notifications.deliver({.title = QStringLiteral("Qen提醒"),
+                                   .subtitle = QStringLiteral("安全策略下发异常，请重启系统激活设置"),
+                                   .actionTitle = QStringLiteral("立即重启"),
+                                   .otherTitle = QStringLiteral("取消")},
+                                  [this](UserNotifications::Activation activation) {
+                                      if (activation == UserNotifications::Activation::ActionButton)
+                                          restart();
+                                  });
+}
+
+void RestartOffer::removeScheduled() {
+    m_world.notifications.removeAll();
+}
+
+void RestartOffer::restart() const {
+    Platform::globalQueue().async([log = m_world.log, runScript = m_world.runScript] {
+        const QString source = QStringLiteral("do shell script \"sudo reboot\" with administrator privileges");
+        // Twice on purpose: only the second run is looked at.
+        static_cast<void>(runScript(source, nullptr));
+        Platform::Error error;
+        const QString result = runScript(source, &error);
+        log(result.isNull() ? QStringLiteral("restart computor fail with error:%1").arg(error.logText())
+                            : QStringLiteral("restart computor success"),
+            OrdinaryLine);
+    });
+}

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "CheckLog.h"
+#include "Error.h"
+#include "NotificationCenter.h"
+
+#include <QObject>
+
+namespace Platform {
+class UserNotifications;
+}
+
+/// Runs a script and hands back its result; null with the error set on failure. Any thread, blocking.
+using ScriptCall = std::function<QString(const QString& source, Platform::Error* error)>;
+/// The platform's script runner.
+ScriptCall systemScripts();
+
+/// Offers a restart in a user notification whenever the agent asks for one, and restarts when the person wants it.
+/// Main thread; the scripts run in the background and outlive this object.
+class RestartOffer final : public QObject {
+    Q_OBJECT
+public:
+    struct World {
+        CheckLog log;
+        Platform::NotificationCenter& center;
+        Platform::UserNotifications& notifications;
+        ScriptCall runScript = systemScripts();
+    };
+
+    explicit RestartOffer(World world);
+    ~RestartOffer() override;
+
+    void restartComputorWithNotification();
+    /// Takes back the offers that this process made and nobody has answered.
+    void removeScheduled();
+
+private:
+    void restart() const;
+
+    const World m_world;
+    Platform::NotificationCenter::Observer m_requests;
+};

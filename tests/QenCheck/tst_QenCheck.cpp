@@ -1,0 +1,269 @@
+#include "QenCheck.h"
+
+#include "CheckWorld.h"
+#include "QenCategoryMode.h"
+#include "QenComplianceManager.h"
+
+using Platform::ArchiveValue;
+
+namespace {
+
+/// A command that takes this long hangs.
+constexpr double Limit = 0.4;
+
+} // namespace
+
+class tst_QenCheck : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void probes_data() {
+        QTest::addColumn<QString>("selector");
+        QTest::addColumn<QString>("tool");
+        QTest::addColumn<QByteArray>("script");
+        QTest::addColumn<bool>("isWarn");
+        QTest::addColumn<QString>("line");
+        const auto disk = [](const char* name, const QByteArray& script, bool isWarn, const char* line) {
+            QTest::addRow("disk: %s", name) << "checkFileVault:"
+                                            << "fdesetup" << script << isWarn << QString::fromUtf8(line);
+        };
+        disk("on", "echo 'FileVault is On.'", false, "[QenCheck] FileVault is On.\n");
+        disk("off", "echo 'FileVault is Off.'", true, "[QenCheck] FileVault is Off.\n");
+        disk("silent", "exit 0", true, "[QenCheck] (null)");
+        disk("other language", "echo 'FileVault 已打开。'", true, "[QenCheck] FileVault 已打开。\n");
+        disk("not UTF-8", R"(printf 'FileVault is On\377')", true, "[QenCheck] (null)");
+        disk("also an error", "echo 'FileVault is On.'; echo odd >&2", true, "[QenCheck] (null)");
+        disk("hangs", "exec sleep 30", true, "[QenCheck] (null)");
+        disk("floods", "exec yes no", true, "[QenCheck] no\nno");
+        disk("answers, then hangs", "echo 'FileVault is On.'; exec sleep 30", false, "[QenCheck] FileVault is On.\n");
+        const auto wall = [](const char* name, const QByteArray& script, bool isWarn, const char* line) {
+            QTest::addRow("firewall: %s", name) << "checkFireWall:"
+                                                << "defaults" << script << isWarn << QString::fromUtf8(line);
+        };
+        wall("on", R"(test "$*" = "read /Library/Preferences/com.apple.alf globalstate" && echo 1)", false,
+             "[QenCheck] check FireWall state : 1\n");
+        wall("off", "echo 0", true, "[QenCheck] check FireWall state : 0\n");
+        wall("a zero among others", "echo 2; echo 10", true, "[QenCheck] check FireWall state : 2\n10\n");
+        wall("silent", "exit 0", true, "[QenCheck] check FireWall failed : (null)");
+        wall("error", "echo 1; echo denied >&2", true,
+             "[QenCheck] check FireWall failed : Error Domain= Code=-1 (denied\n)");
+        wall("not UTF-8", R"(printf '\377')", true, "[QenCheck] check FireWall failed : (null)");
+    }
+    void probes() {
+        QFETCH(QString, selector);
+        QFETCH(QString, tool);
+        QFETCH(QByteArray, script);
+        QFETCH(QString, line);
+        m_world->tool(tool, script);
+        const auto model = run(selector);
+        QTEST(model->isWarn(), "isWarn");
+        const QStringList lines = m_world->lines();
+        QVERIFY2(lines.size() >= 2 && lines[1].startsWith(line), qPrintable(lines.join(u'|')));
+        QVERIFY(!model->reason().isEmpty() && model->reason().size() < 200 && !model->reason().contains(u'\n'));
+    }
+
+    void domain_data() {
+        QTest::addColumn<QString>("joined");
+        QTest::addColumn<QVariantMap>("access");
+        QTest::addColumn<bool>("isWarn");
+        const auto required = [](const QString& domain) {
+            return QVariantMap{{"ent_domain", domain}};
+        };
+        // The answer keeps its line end, so only a name with one equals it.
+        QTest::newRow("joined") << "corp.example" << required("corp.example\n") << false;
+        QTest::newRow("the line end counts") << "corp.example" << required("corp.example") << true;
+        QTest::newRow("another one") << "other.example" << required("corp.example\n") << true;
+        QTest::newRow("none") << QString() << required("corp.example\n") << true;
+        QTest::newRow("no policy") << "corp.example" << QVariantMap() << true;
+        QTest::newRow("neither") << QString() << QVariantMap() << true;
+        QTest::newRow("a number") << "5" << QVariantMap{{"ent_domain", 5}} << true;
+    }
+    void domain() {
+        QFETCH(QString, joined);
+        QFETCH(QVariantMap, access);
+        m_world->policy(access, {});
+        m_world->policy({{"ent_domain", "other.example\n"}}, ".archive"); // is for others
+        m_world->tool(
+            "dsconfigad",
+            "test \"$1\" = -show || exit 1\n" +
+                (joined.isEmpty() ? "exit 0" : "echo 'Active Directory Domain          = " + joined.toUtf8() + "'"));
+        const auto model = run("checkJoinDomain:");
+        QTEST(model->isWarn(), "isWarn");
+        QCOMPARE(
+            m_world->lines().value(1),
+            QStringLiteral("[QenCheck] check JoinDomain state : %1").arg(joined.isEmpty() ? "(null)" : joined + u'\n'));
+    }
+
+    void version_data() {
+        QTest::addColumn<QString>("installed");
+        QTest::addColumn<QString>("minimum");
+        QTest::addColumn<bool>("isWarn");
+        QTest::newRow("before") << "2.1"
+                                << "2.10" << false;
+        QTest::newRow("later") << "2.10"
+                               << "2.1" << true;
+        QTest::newRow("equal") << "2.1"
+                               << "2.1" << true;
+        QTest::newRow("as text") << "10.0"
+                                 << "9.0" << false;
+        QTest::newRow("no bundle") << QString() << "9.0" << true;
+        QTest::newRow("no minimum") << "1.0" << QString() << true;
+    }
+    void version() {
+        QFETCH(QString, installed);
+        QFETCH(QString, minimum);
+        if (!installed.isNull())
+            m_world->write("Mav.app/Contents/Info.plist",
+                           "<plist version=\"1.0\"><dict><key>CFBundleVersion</key><string>" + installed.toUtf8() +
+                               "</string></dict></plist>");
+        if (!minimum.isNull())
+            m_world->policy({{"ent_qen", minimum}}, {});
+        const auto model = run("checkQenVersion:");
+        QTEST(model->isWarn(), "isWarn");
+        const auto shown = [](const QString& text) {
+            return text.isNull() ? QStringLiteral("(null)") : text;
+        };
+        QCOMPARE(m_world->lines(), QStringList{QStringLiteral("[QenCheck] check Qen local version: %1, min version: %2")
+                                                   .arg(shown(installed), shown(minimum))});
+    }
+
+    void withoutResult() {
+        for (const QString& selector : {QString(), QStringLiteral("checkPasswordSecurity:"),
+                                        QStringLiteral("checkFileVault"), QStringLiteral("noSuchCheck:")}) {
+            run(selector, 0);
+            QVERIFY(m_world->lines().isEmpty());
+        }
+    }
+
+    void escapes_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("plain");
+        QTest::newRow("characters") << R"(\u5f20\u4e09)"
+                                    << "张三";
+        QTest::newRow("pair") << R"(a\ud83d\ude00b)"
+                              << "a\U0001f600b";
+        QTest::newRow("short") << R"(\u41-\u)" << QStringLiteral("A-") + QChar(0);
+        QTest::newRow("quote") << R"(\u4e09"x")"
+                               << "三\"x\"";
+        QTest::newRow("four characters") << R"(\u4e09\\r\\nx)"
+                                         << "三\nx";
+        QTest::newRow("octal and letters") << R"(\u4e09\101\t)"
+                                           << "三A\t";
+        QTest::newRow("open end") << R"(\u4e09\)" << QString();
+        QTest::newRow("closed early") << R"(\u4e09\"x)" << QString();
+    }
+    void escapes() {
+        QFETCH(QString, text);
+        QTEST(QenCheck::replaceUnicode(text), "plain");
+    }
+
+    void manager_data() {
+        QTest::addColumn<QString>("tool");
+        QTest::addColumn<QByteArray>("script");
+        QTest::addColumn<QList<bool>>("results"); // firewall, disk, application store
+        QTest::addColumn<bool>("hasError");
+        // The firewall's question goes to the disk's tool and the other way round.
+        QTest::newRow("disk on") << "fdesetup" << QByteArray("echo FileVault is On.") << QList<bool>{true, false, false}
+                                 << false;
+        QTest::newRow("state 0") << "defaults" << QByteArray("echo 0") << QList<bool>{false, true, false} << false;
+        QTest::newRow("store") << "open"
+                               << QByteArray("test \"$2\" = '/Applications/App Store.app' && echo 'Active Directory'")
+                               << QList<bool>{false, false, true} << false;
+        QTest::newRow("error wins") << "defaults" << QByteArray("echo 0; echo bad >&2")
+                                    << QList<bool>{false, false, false} << true;
+        QTest::newRow("error not UTF-8") << "defaults" << QByteArray("printf '\\377' >&2")
+                                         << QList<bool>{false, false, false} << true;
+        QTest::newRow("output not UTF-8")
+            << "defaults" << QByteArray("printf '0\\377'") << QList<bool>{false, false, false} << false;
+    }
+    void manager() {
+        QFETCH(QString, tool);
+        QFETCH(QByteArray, script);
+        QFETCH(bool, hasError);
+        for (const char* name : {"fdesetup", "defaults", "open"})
+            m_world->tool(name, "exit 0");
+        m_world->tool(tool, script);
+        QList<bool> results;
+        bool anyError = false;
+        const auto note = [&](bool result, const Platform::Error& error) {
+            results << result;
+            anyError = anyError || error;
+            if (error)
+                QVERIFY(error.localizedFailureReason() == u"bad\n" ||
+                        error.localizedFailureReason() == u"unknown error");
+        };
+        QenComplianceManager::checkFireWall(note);
+        QenComplianceManager::checkFileVault(note);
+        QenComplianceManager::checkAppStoreDisable(note);
+        QTEST(results, "results");
+        QCOMPARE(anyError, hasError);
+        QString untouched = QStringLiteral("as it was");
+        QenComplianceManager::excuteTaskPath("/no/such/tool", {}, &untouched, nullptr);
+        QCOMPARE(untouched, QStringLiteral("as it was"));
+    }
+
+    void categories_data() {
+        QTest::addColumn<QVariant>("entry");
+        QTest::addColumn<QString>("fields");
+        QTest::newRow("none") << QVariant() << QString();
+        QTest::newRow("a list") << QVariant(QVariantList{1}) << QString();
+        QTest::newRow("empty") << QVariant(QVariantMap()) << "|0|";
+        QTest::newRow("all") << QVariant(
+                                    QVariantMap{{"categoryname", "办公"}, {"category_serialnum", 3}, {"appname", "A"}})
+                             << "办公|3|A,B";
+        QTest::newRow("number as text") << QVariant(QVariantMap{{"category_serialnum", "12a"}}) << "|12|";
+        QTest::newRow("wrong types") << QVariant(QVariantMap{{"categoryname", 1}, {"appname", QVariantList{"A"}}})
+                                     << "|0|";
+    }
+    void categories() {
+        QFETCH(QVariant, entry);
+        auto category = QenCategoryMode::initWithDictionary(entry);
+        if (category && !category->trustedAppList().isEmpty()) {
+            category->addAppObj("B");
+            category->addAppObj("A"); // is there already
+        }
+        QTEST(category ? QStringLiteral("%1|%2|%3")
+                             .arg(category->categoryType())
+                             .arg(category->category_serialnum())
+                             .arg(category->trustedAppList().join(u','))
+                       : QString(),
+              "fields");
+    }
+
+    void init() { m_world.emplace(); }
+    void cleanupTestCase() { Platform::HostTools::setFolders({}); }
+
+private:
+    /// Runs a check and looks at how its result is posted.
+    QenCheckModelPointer run(const QString& selector, int results = 1) {
+        const TaskHelper tasks(Limit);
+        QenCheck check({.log = m_world->log(),
+                        .tasks = tasks,
+                        .center = m_world->center,
+                        .agentState = m_world->agent(),
+                        .applicationBundle = m_world->bundle(),
+                        .applicationSupport = m_world->file("support"),
+                        .checkDomainAccount = {}});
+        QList<CheckResult> posted;
+        const auto observer =
+            m_world->center.observe("kCheckNotificationName", [&](const Platform::Notification& note) {
+                QVERIFY(Platform::isMainThread());
+                posted << note.object.value<CheckResult>();
+            });
+        const auto model = checkModel(selector, "the key");
+        Platform::SerialQueue queue("check");
+        queue.async([&] { check.checkWithModel(model); });
+        queue.drain();
+        QTest::qWait(1);
+        const auto expected = results ? QList<CheckResult>{{{QStringLiteral("the key"), model}}} : QList<CheckResult>();
+        [&] {
+            QCOMPARE(posted, expected);
+        }();
+        return model;
+    }
+
+    std::optional<CheckWorld> m_world;
+};
+
+QTEST_GUILESS_MAIN(tst_QenCheck)
+#include "tst_QenCheck.moc"

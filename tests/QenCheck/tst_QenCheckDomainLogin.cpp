@@ -1,0 +1,170 @@
+#include "CheckWorld.h"
+
+#include "AccountModel.h"
+
+#include <QElapsedTimer>
+
+namespace {
+
+const QString Prefix = QStringLiteral("[QenCheck] DomainLogin: ");
+constexpr std::chrono::milliseconds Tick{4};
+
+} // namespace
+
+/// The probe that makes a session of the last console user's domain account.
+class tst_QenCheckDomainLogin : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        m_world.emplace();
+        m_requests.clear();
+        m_clock.start();
+        m_world->tool(
+            "defaults",
+            R"(test "$*" = "read /Library/Preferences/com.apple.loginwindow.plist lastUserName" && echo lisi)");
+        m_world->tool("dscl", R"(test "$*" = ". -read /Users/lisi OriginalNodeName" || echo unknown >&2
+echo 'OriginalNodeName: /Active Directory/CORP/corp.example')");
+        m_world->tool("dsconfigad", "echo 'Active Directory Domain = corp.example'");
+    }
+    void cleanupTestCase() { Platform::HostTools::setFolders({}); }
+
+    void stops_data() {
+        QTest::addColumn<QString>("tool");
+        QTest::addColumn<QByteArray>("script");
+        QTest::addColumn<QString>("lastLine");
+        const QString start = QStringLiteral("Start check Domain login status");
+        const QString differs = QStringLiteral("The domain of mobile account is not be same the current domain.");
+        const auto row = [](const char* name, const char* tool, const char* script, const QString& line) {
+            QTest::newRow(name) << QString::fromLatin1(tool) << QByteArray(script) << Prefix + line;
+        };
+        row("no last user", "defaults", "exit 0", start);
+        row("defaults fails", "defaults", "echo lisi; echo bad >&2", start);
+        row("no domain account", "dscl", "echo none >&2",
+            QStringLiteral(" The login user account isn`t domain mobile account."));
+        row("no answer", "dscl", "exit 0", differs);
+        row("another domain", "dscl", "echo OriginalNodeName: /Active Directory/X/x.example", differs);
+        row("not joined", "dsconfigad", "exit 0", differs);
+        row("no answer and not joined", "dscl,dsconfigad", "exit 0", differs);
+        row("escaped name that is none", "defaults", R"(printf '%s\n' '\u4e09\')",
+            QStringLiteral(" The login user account isn`t domain mobile account."));
+    }
+    void stops() {
+        QFETCH(QString, tool);
+        QFETCH(QByteArray, script);
+        for (const QString& name : tool.split(u','))
+            m_world->tool(name, script);
+        {
+            QenCheck check(world(), Tick);
+            check.checkDomainLogin();
+        } // its end waits for the commands
+        QTest::qWait(1);
+        QTEST(m_world->lines().last(), "lastLine");
+        QVERIFY(m_requests.isEmpty());
+    }
+
+    void answers_data() {
+        QTest::addColumn<bool>("isValid");
+        QTest::addColumn<QString>("name");
+        QTest::newRow("valid") << true << "李四";
+        QTest::newRow("valid without a name") << true << QString();
+        QTest::newRow("invalid") << false << QString();
+    }
+    void answers() {
+        QFETCH(bool, isValid);
+        QFETCH(QString, name);
+        // The name as the preferences write it, split over lines.
+        m_world->tool("defaults", R"(printf '%s\n' '\u674e' '\u56db')");
+        m_world->tool("dscl", R"(test "$3" = /Users/李四 || echo unknown >&2
+echo 'OriginalNodeName: /Active Directory/CORP/corp.example')");
+        QenCheck check(world(), Tick);
+        check.checkDomainLogin();
+        QTRY_COMPARE(m_requests.size(), 1);
+        QCOMPARE(m_requests[0].account, QStringLiteral("李四"));
+        QCOMPARE(m_requests[0].domain, QStringLiteral("corp.example"));
+        m_requests[0].completion(isValid, name.isNull() ? std::nullopt : std::optional(name), {});
+        QTest::qWait(20 * Tick.count());
+        QCOMPARE(m_requests.size(), 1); // an answer ends it
+        const auto record = AccountModel::currentModel(m_world->file("support"));
+        QCOMPARE(record.has_value(), isValid);
+        if (!isValid) {
+            QCOMPARE(m_world->lines().last(), Prefix + " The Domain login check AD accoount is invalid.");
+            return;
+        }
+        QCOMPARE(m_world->lines().last(), Prefix + " The account model save result: 1.");
+        QCOMPARE(record->userid(), QStringLiteral("李四"));
+        QCOMPARE(record->username(), name);
+        QCOMPARE(record->qenStatus(), 0);
+        QCOMPARE(record->loginType(), 3);
+        QCOMPARE(record->domainName(), QStringLiteral("CORP"));
+    }
+
+    void signedIn() {
+        QVERIFY(AccountModel().save(m_world->file("support")));
+        QenCheck check(world(), Tick);
+        check.checkDomainLogin();
+        QCOMPARE(m_world->lines().last(), Prefix + "NGN is start or Qen has been logined.");
+    }
+
+    void asksAgainAfterFifteenTicks() {
+        QenCheck check(world(), Tick);
+        check.checkDomainLogin();
+        qint64 failedAt = 0;
+        for (int attempt = 1; attempt <= 3; ++attempt) {
+            QTRY_COMPARE(m_requests.size(), attempt);
+            // The first tick comes at once.
+            if (attempt > 1)
+                QVERIFY(m_requests.last().at - failedAt >= 14 * Tick.count() - 1);
+            failedAt = m_clock.elapsed();
+            m_requests.last().completion(false, {}, Platform::Error({}, Platform::Error::TimedOut));
+            QCOMPARE(m_world->lines().last(), Prefix + " This is not network request.");
+        }
+        // Somebody signs in meanwhile.
+        QVERIFY(AccountModel().save(m_world->file("support")));
+        QTest::qWait(40 * Tick.count());
+        QCOMPARE(m_requests.size(), 3);
+    }
+
+    void lateAnswer() {
+        {
+            QenCheck check(world(), Tick);
+            check.checkDomainLogin();
+            QTRY_COMPARE(m_requests.size(), 1);
+        }
+        m_requests[0].completion(true, QStringLiteral("x"), {});
+        m_requests[0].completion(false, {}, Platform::Error({}, Platform::Error::TimedOut));
+        QTest::qWait(2 * Tick.count());
+        QVERIFY(!AccountModel::currentModel(m_world->file("support")));
+        QVERIFY(m_world->lines().last().contains("current joined domain: corp.example"));
+    }
+
+private:
+    struct Request {
+        QString account;
+        QString domain;
+        QenCheck::DomainAnswer completion;
+        /// Milliseconds on the clock.
+        qint64 at;
+    };
+
+    QenCheck::World world() {
+        return {.log = m_world->log(),
+                .tasks = m_tasks,
+                .center = m_world->center,
+                .agentState = m_world->agent(),
+                .applicationBundle = m_world->bundle(),
+                .applicationSupport = m_world->file("support"),
+                .checkDomainAccount = [this](const QString& account, const QString& domain,
+                                             QenCheck::DomainAnswer completion) {
+                    m_requests.append({account, domain, std::move(completion), m_clock.elapsed()});
+                }};
+    }
+
+    const TaskHelper m_tasks;
+    std::optional<CheckWorld> m_world;
+    QList<Request> m_requests;
+    QElapsedTimer m_clock;
+};
+
+QTEST_GUILESS_MAIN(tst_QenCheckDomainLogin)
+#include "tst_QenCheckDomainLogin.moc"

@@ -1,0 +1,323 @@
+#include "QenCheckRound.h"
+
+#include "Bundle.h"
+#include "CheckWorld.h"
+#include "MavResources.h"
+#include "PropertyList.h"
+
+#include <QSignalSpy>
+
+using Platform::ArchiveValue;
+
+namespace {
+
+constexpr std::chrono::milliseconds ClosingDelay{40};
+const QString Disk = QStringLiteral("磁盘已加密");
+
+/// One category: its name and, for each check, the selector's name.
+struct Category {
+    const char* name;
+    QStringList checks;
+};
+
+ArchiveValue catalogueOf(const QList<Category>& categories) {
+    ArchiveValue catalogue{ArchiveValue::Array()};
+    for (const Category& category : categories) {
+        ArchiveValue checks{ArchiveValue::Array()};
+        for (const QString& selector : category.checks)
+            checks.append(ArchiveValue::Dictionary{{"title", selector == u"other" ? QStringLiteral("其他") : Disk},
+                                                   {"selectorName", selector},
+                                                   {"mainKey", selector}});
+        catalogue.append(ArchiveValue::Dictionary{{QString::fromUtf8(category.name), checks}});
+    }
+    return catalogue;
+}
+
+} // namespace
+
+/// Rounds over catalogues of files, with checks that are "ok", "bad", "silent" or not included ("other").
+class tst_QenCheckRound : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        m_world.emplace();
+        m_signals.clear();
+        m_world->policy({{"is_disk_encrypt", "1"}}, ".archive");
+    }
+    void cleanupTestCase() { Platform::HostTools::setFolders({}); }
+
+    void rounds_data() {
+        QTest::addColumn<QList<QStringList>>("categories");
+        QTest::addColumn<int>("need");
+        QTest::addColumn<int>("warn");
+        QTest::addColumn<int>("level");
+        QTest::addColumn<QString>("texts");
+        QTest::addColumn<int>("unreported");
+        const auto row = [](const char* name, const QList<QStringList>& categories, const QList<int>& numbers,
+                            const char* texts) {
+            QTest::newRow(name) << categories << numbers[0] << numbers[1] << numbers[2] << QString::fromUtf8(texts)
+                                << numbers[3];
+        };
+        const QString ok = QStringLiteral("ok");
+        const QString bad = QStringLiteral("bad");
+        row("no failure", {{ok, ok}}, {2, 0, 0, 0}, "电脑安全|合规检测项全部正常|");
+        row("1 failure", {{bad, ok}}, {2, 1, 1, 0}, "轻度危险|2项实时合规检测|发现1个问题");
+        row("2 failures", {{bad, bad}}, {2, 2, 1, 0}, "轻度危险|2项实时合规检测|发现2个问题");
+        row("3 failures", {{bad, ok, bad, bad}}, {4, 3, 2, 0}, "中度危险|4项实时合规检测|发现3个问题");
+        row("4 failures", {{bad, bad, bad, bad}}, {4, 4, 2, 0}, "中度危险|4项实时合规检测|发现4个问题");
+        row("5 failures", {{bad, bad, bad, bad, bad}}, {5, 5, 3, 0}, "重度危险|5项实时合规检测|发现5个问题");
+        row("not included", {{ok, "other", bad}}, {2, 1, 1, 0}, "轻度危险|2项实时合规检测|发现1个问题");
+        row("of two categories the last counts", {{ok, bad}, {ok, ok, ok}}, {3, 1, 1, 0},
+            "轻度危险|3项实时合规检测|发现1个问题");
+        row("an empty category ends the round", {{"other"}}, {0, 0, 0, 0}, "电脑安全|合规检测项全部正常|");
+        row("an empty one first", {{}, {bad}}, {1, 1, 1, 0}, "轻度危险|1项实时合规检测|发现1个问题");
+        row("an empty one ends what cannot end", {{"silent", bad}, {}}, {0, 1, 1, 1},
+            "轻度危险|0项实时合规检测|发现1个问题");
+        row("one check is silent", {{ok, "silent"}}, {2, 0, 0, 1}, "");
+        row("no category", {}, {0, 0, 0, 0}, "");
+    }
+    void rounds() {
+        QFETCH(QList<QStringList>, categories);
+        QList<Category> list;
+        for (const QStringList& checks : categories)
+            list.append({"类别", checks});
+        write(Platform::PropertyList::xmlData(catalogueOf(list)));
+        QenCheckRound round(world());
+        listen(round);
+        load(round);
+        QTEST(int(round.needCheckCount()), "need");
+        QTEST(int(round.warnCount()), "warn");
+        QTEST(round.currentLevel(), "level");
+        QTEST(m_closing, "texts");
+        QTEST(m_unreported, "unreported");
+        QCOMPARE(round.dataSource().size(), size_t(categories.size()));
+        QCOMPARE(round.isChecking(), m_closing.isEmpty());
+        for (const auto& node : round.dataSource()) {
+            const auto failed = std::count_if(node->leafArr().begin(), node->leafArr().end(),
+                                              [](const auto& check) { return check->isWarn(); });
+            QCOMPARE(node->repairNum(), qint64(failed));
+            QCOMPARE(node->isWarn(), failed > 0);
+        }
+    }
+
+    void tellsTheViewInOrder() {
+        write(Platform::PropertyList::xmlData(catalogueOf({{"甲", {"ok"}}, {"乙", {"bad", "ok"}}})));
+        QenCheckRound round(world());
+        listen(round);
+        load(round);
+        QCOMPARE(m_signals,
+                 QStringList({"tree", "started", "row 0", "count 1", "detail shown", "row 1", "count 2", "level 1",
+                              "row 1", "count 3", "level 1", "detail shown", "passed", "detail shown", "completed"})
+                     .filter(QString()));
+        QVERIFY(m_world->lines().contains("[QenMainViewController]change UI with level : 1"));
+        // The second round starts from nothing; the failed check has been repaired.
+        m_signals.clear();
+        m_results["bad"] = false;
+        round.startCheck();
+        QTRY_VERIFY(m_signals.contains("completed"));
+        QCOMPARE(round.warnCount(), 0);
+        QCOMPARE(round.currentLevel(), 0);
+        QVERIFY(!round.dataSource()[1]->isWarn());
+        QCOMPARE(m_signals.filter("detail").last(), QStringLiteral("detail hidden"));
+    }
+
+    void closesAfterTheDelay() {
+        write(Platform::PropertyList::xmlData(catalogueOf({{"甲", {"ok"}}})));
+        QenCheckRound round(world());
+        listen(round);
+        QElapsedTimer clock;
+        connect(&round, &QenCheckRound::resultCounted, &round, [&clock] { clock.start(); });
+        qint64 delay = 0;
+        connect(&round, &QenCheckRound::completed, &round, [&] { delay = clock.elapsed(); });
+        load(round);
+        QVERIFY2(delay >= ClosingDelay.count() - 1, qPrintable(QString::number(delay)));
+    }
+
+    void badCatalogues_data() {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<int>("nodes");
+        QTest::addColumn<int>("checks");
+        const auto xml = [](const char* body) {
+            return QByteArray("<plist version=\"1.0\">") + body + "</plist>";
+        };
+        QTest::newRow("missing") << QByteArray() << -1 << 0;
+        QTest::newRow("no property list") << QByteArray("bplist00 cut off") << -1 << 0;
+        QTest::newRow("a dictionary") << xml("<dict/>") << -1 << 0;
+        QTest::newRow("empty") << xml("<array/>") << 0 << 0;
+        QTest::newRow("elements of wrong types") << xml("<array><string>a</string><dict/><array/></array>") << 0 << 0;
+        QTest::newRow("category without list")
+            << xml("<array><dict><key>a</key><integer>5</integer></dict></array>") << 1 << 0;
+        QTest::newRow("checks of wrong types") << xml("<array><dict><key>a</key><array><string>磁盘已加密</"
+                                                      "string><dict><key>title</key><integer>1</integer>"
+                                                      "</dict></array></dict></array>")
+                                               << 1 << 0;
+        QTest::newRow("no selector and no key") << xml("<array><dict><key>a</key><array><dict><key>title</"
+                                                       "key><string>磁盘已加密</string></dict></array></dict>"
+                                                       "</array>")
+                                                << 1 << 1;
+        QTest::newRow("first key of two") << xml("<array><dict><key>a</key><array/><key>b</"
+                                                 "key><array><dict><key>title</key><string>磁盘已加密</string>"
+                                                 "</dict></array></dict></array>")
+                                          << 1 << 0;
+    }
+    void badCatalogues() {
+        QFETCH(QByteArray, content);
+        QFETCH(int, nodes);
+        if (!content.isEmpty())
+            write(content);
+        QenCheckRound round(world());
+        listen(round);
+        round.getDataFromPlist();
+        if (nodes < 0) {
+            QTest::qWait(20);
+            QVERIFY(m_signals.isEmpty());
+            QCOMPARE(m_world->lines(), QStringList{"can not find QenCheck.plist"});
+            return;
+        }
+        QTRY_VERIFY(m_signals.contains("passed"));
+        QCOMPARE(int(round.dataSource().size()), nodes);
+        if (nodes > 0)
+            QTEST(int(round.dataSource()[0]->leafArr().size()), "checks");
+    }
+
+    void policies_data() {
+        QTest::addColumn<QVariantMap>("access");
+        QTest::addColumn<QStringList>("titles");
+        QTest::newRow("all") << QVariantMap{{"is_disk_encrypt", "1"},
+                                            {"firewall", "1"},
+                                            {"ent_domain", "d"},
+                                            {"ent_qen", "1"}}
+                             << QStringList{Disk, "已开启主机防火墙", "Qen安装检测", "域检测"};
+        QTest::newRow("none") << QVariantMap{{"is_disk_encrypt", "0"}, {"firewall", ""}, {"ent_domain", ""}}
+                              << QStringList();
+        QTest::newRow("numbers are no strings")
+            << QVariantMap{{"is_disk_encrypt", 1}, {"ent_qen", 2}, {"firewall", true}} << QStringList();
+        QTest::newRow("some") << QVariantMap{{"firewall", "1"}, {"ent_qen", "x"}}
+                              << QStringList{"已开启主机防火墙", "Qen安装检测"};
+    }
+    /// Also that the catalogue that the client brings names each check and what runs it.
+    void policies() {
+        QFETCH(QVariantMap, access);
+        QFETCH(QStringList, titles);
+        initMavResources();
+        m_world->policy(access, ".archive");
+        m_world->policy({{"is_disk_encrypt", "1"}}, {}); // is for others
+        auto places = world();
+        places.catalogue = ":/bundle/QenCheck.plist";
+        const QMap<QString, QString> selectors{{Disk, "checkFileVault:"},
+                                               {"已开启主机防火墙", "checkFireWall:"},
+                                               {"Qen安装检测", "checkQenVersion:"},
+                                               {"域检测", "checkJoinDomain:"}};
+        QStringList checked;
+        places.checkWithModel = [&](const QenCheckModelPointer& check) {
+            checked << check->title();
+            if (check->selectorName() != selectors.value(check->title()) || check->detail().isEmpty() ||
+                check->mainKey().isEmpty() || check->keyword().isEmpty())
+                checked << "incomplete";
+        };
+        QenCheckRound round(places);
+        listen(round);
+        round.getDataFromPlist();
+        QTRY_VERIFY(m_signals.contains("passed"));
+        QCOMPARE(checked, titles);
+    }
+
+    void newPolicyDuringARound() {
+        write(Platform::PropertyList::xmlData(catalogueOf({{"甲", {"bad", "bad", "bad"}}})));
+        auto places = world();
+        std::atomic<QenCheckRound*> loaded{nullptr};
+        places.checkWithModel = [this, &loaded, check = places.checkWithModel](const QenCheckModelPointer& model) {
+            check(model);
+            if (QenCheckRound* const round = loaded.exchange(nullptr)) {
+                m_world->policy({}, ".archive"); // the agent requires nothing any more
+                QMetaObject::invokeMethod(
+                    round, [round] { round->getDataFromPlist(); }, Qt::BlockingQueuedConnection);
+            }
+        };
+        QenCheckRound round(places);
+        listen(round);
+        loaded = &round;
+        round.getDataFromPlist();
+        QTRY_COMPARE(m_signals.count("passed"), 2);
+        // Results of the older tree are nobody's.
+        QCOMPARE(round.needCheckCount(), 0);
+        QCOMPARE(round.warnCount(), 0);
+        QCOMPARE(round.currentLevel(), 0);
+        QCOMPARE(m_closing, QStringLiteral("电脑安全|合规检测项全部正常|"));
+    }
+
+    void looks() {
+        QCOMPARE(CheckLook::picturesFor(0).statusAnimation, QStringLiteral("2倍安全状态栏gif.gif"));
+        QCOMPARE(CheckLook::picturesFor(3).recheckButtonHover, QStringLiteral("reCheck_hover"));
+        QCOMPARE(CheckLook::repairTitle(12), QStringLiteral("12个问题待修复"));
+        QCOMPARE(CheckLook::closing(1, 0, 7).stateText, QStringLiteral("重度危险"));
+        QCOMPARE(CheckLook::categoryRow(true, 2).repairText, QStringLiteral("2项待修复"));
+        QVERIFY(CheckLook::categoryRow(true, 0).repairText.isNull() &&
+                CheckLook::categoryRow(false, 2).repairText.isNull());
+        QVERIFY(CheckLook::checkRow(true, "disk").hasRepairButton);
+        QVERIFY(!CheckLook::checkRow(false, "disk").hasRepairButton && !CheckLook::checkRow(true, {}).hasRepairButton);
+    }
+
+private:
+    void write(const QByteArray& catalogue) { m_world->write("QenCheck.plist", catalogue); }
+
+    QenCheckRound::World world() {
+        m_results = {{"ok", false}, {"bad", true}};
+        return {.log = m_world->log(),
+                .center = m_world->center,
+                .checkWithModel =
+                    [this](const QenCheckModelPointer& check) {
+                        if (!m_results.contains(check->selectorName()))
+                            return;
+                        check->setIsWarn(m_results.value(check->selectorName()));
+                        const CheckResult result{{check->mainKey(), check}};
+                        Platform::mainQueue().async([this, result] {
+                            m_world->center.post("kCheckNotificationName", QVariant::fromValue(result));
+                        });
+                    },
+                .agentState = m_world->agent(),
+                .catalogue = m_world->file("QenCheck.plist"),
+                .closingDelay = ClosingDelay};
+    }
+
+    void listen(QenCheckRound& round) {
+        m_closing.clear();
+        m_unreported = -1;
+        const auto note = [this](const QString& signal) {
+            m_signals << signal;
+        };
+        connect(&round, &QenCheckRound::dataSourceChanged, &round, [=] { note("tree"); });
+        connect(&round, &QenCheckRound::roundStarted, &round, [=] { note("started"); });
+        connect(&round, &QenCheckRound::rowChanged, &round, [=](int row) { note(QStringLiteral("row %1").arg(row)); });
+        connect(&round, &QenCheckRound::resultCounted, &round,
+                [=, &round] { note(QStringLiteral("count %1").arg(round.hadCheckedCount())); });
+        connect(&round, &QenCheckRound::levelApplied, &round,
+                [=](int level) { note(QStringLiteral("level %1").arg(level)); });
+        connect(&round, &QenCheckRound::detailButtonHidden, &round,
+                [=](bool isHidden) { note(isHidden ? "detail hidden" : "detail shown"); });
+        connect(&round, &QenCheckRound::completed, &round, [=, this](const CheckLook::Closing& closing) {
+            m_closing = closing.stateText + u'|' + closing.countText + u'|' + closing.smallStateText;
+            note("completed");
+        });
+        connect(&round, &QenCheckRound::passEnded, &round, [=, this](int unreported) {
+            m_unreported = unreported;
+            note("passed");
+        });
+    }
+
+    /// Until the checks have run and no closing is on its way.
+    void load(QenCheckRound& round) {
+        round.getDataFromPlist();
+        QTRY_VERIFY(m_signals.contains("passed") && !round.isClosing());
+    }
+
+    std::optional<CheckWorld> m_world;
+    QMap<QString, bool> m_results;
+    QStringList m_signals;
+    QString m_closing;
+    int m_unreported = -1;
+};
+
+QTEST_GUILESS_MAIN(tst_QenCheckRound)
+#include "tst_QenCheckRound.moc"
