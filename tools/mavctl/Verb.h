@@ -27,7 +27,9 @@ std::span<const Verb> verbs();
 
 // Each in a file of its own.
 Exit runArchive(const QStringList& arguments);
+Exit runCheck(const QStringList& arguments);
 Exit runDevice(const QStringList& arguments);
+Exit runDoctor(const QStringList& arguments);
 Exit runStatus(const QStringList& arguments);
 Exit runWatch(const QStringList& arguments);
 

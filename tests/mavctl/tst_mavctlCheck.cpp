@@ -1,0 +1,193 @@
+#include "ArchiveStore.h"
+
+#include <QDBusConnection>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include "PrivateBus.h"
+
+using Platform::ArchiveValue;
+
+/// A round of checks and a look at the surroundings in a terminal, in a root and a home of their own.
+class tst_mavctlCheck : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        m_folder.emplace();
+        m_home = m_folder->filePath("home");
+        m_agent = m_folder->filePath("root/Library/Application Support/QenCloud");
+        QVERIFY(QDir().mkpath(m_agent) && QDir().mkpath(m_home));
+    }
+
+    void rounds_data() {
+        QTest::addColumn<QVariantMap>("access");
+        QTest::addColumn<QByteArray>("catalogue");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QStringList>("lines");
+        const QByteArray unknown =
+            "<plist version=\"1.0\"><array><dict><key>a</key><array><dict><key>title</key>"
+            "<string>域检测</string><key>selectorName</key><string>nothing:</string></dict></array>"
+            "</dict></array></plist>";
+        const QVariantMap disk{{"is_disk_encrypt", "1"}};
+        QTest::newRow("compliant") << disk << QByteArray() << 0
+                                   << QStringList{"met        磁盘已加密: fdesetup answers \"FileVault is On.\"",
+                                                  "level 0 电脑安全: 1 of 1 checks met"};
+        QTest::newRow("not compliant")
+            << QVariantMap{{"is_disk_encrypt", "1"}, {"firewall", "1"}, {"ent_domain", "c.example"}} << QByteArray()
+            << 1
+            << QStringList{"met        磁盘已加密: fdesetup answers \"FileVault is On.\"",
+                           "not met    已开启主机防火墙: the probe failed: \"no privilege\"",
+                           "not met    域检测: the computer is joined to no domain, required is "
+                           "\"c.example\"",
+                           "level 1 轻度危险: 1 of 3 checks met"};
+        QTest::newRow("nothing required") << QVariantMap() << QByteArray() << 0
+                                          << QStringList{"nothing is required: the policy POLICY asks for no check",
+                                                         "level 0 电脑安全: 0 of 0 checks met"};
+        QTest::newRow("unknown check") << QVariantMap{{"ent_domain", "c.example"}} << unknown << 1
+                                       << QStringList{"no result  域检测: the client has no check named \"nothing:\"",
+                                                      "level 0 电脑安全: 0 of 1 checks met"};
+        QTest::newRow("damaged catalogue") << disk << QByteArray("bplist00") << 1 << QStringList();
+    }
+    void rounds() {
+        QFETCH(QVariantMap, access);
+        QFETCH(QByteArray, catalogue);
+        QFETCH(int, status);
+        QFETCH(QStringList, lines);
+        tool("fdesetup", "echo 'FileVault is On.'");
+        tool("defaults", "echo 'no privilege' >&2");
+        tool("dsconfigad", "exit 0");
+        if (!catalogue.isEmpty())
+            write(m_folder->filePath("root/Applications/Mav/Mav.app/Contents/Resources/QenCheck.plist"), catalogue);
+        for (const char* name : {"/complianceInfo", "/complianceInfo.archive"})
+            QVERIFY(archiveRootObject(ArchiveValue::fromVariant(QVariantMap{{"access", access}}), m_agent + name));
+        lines.replaceInStrings("POLICY", m_agent + "/complianceInfo.archive");
+
+        QElapsedTimer clock;
+        clock.start();
+        const Outcome inText = run({"check"});
+        QCOMPARE(inText.status, status);
+        QCOMPARE(QString::fromUtf8(inText.output).split(u'\n', Qt::SkipEmptyParts), lines);
+        QCOMPARE(inText.error.count('\n'), status);
+        if (lines.size() > 2)
+            QVERIFY2(clock.elapsed() >= 2500, "the round closes 2.5 seconds after its last result");
+        if (!lines.isEmpty()) {
+            const QJsonObject summary = QJsonDocument::fromJson(run({"check", "--json"}).output).object();
+            QCOMPARE(summary.value(u"compliant").toBool(), status == 0);
+            QCOMPARE(int(summary.value(u"checks").toArray().size()), summary.value(u"required").toInt());
+            QVERIFY(lines.last().startsWith(QStringLiteral("level %1 %2:")
+                                                .arg(summary.value(u"level").toInt())
+                                                .arg(summary.value(u"state").toString())));
+        }
+        // The client's log and state are the client's.
+        QVERIFY(QDir(m_home).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot).isEmpty());
+    }
+
+    void doctorOfABareSystem() {
+        QVERIFY(QDir(m_agent).removeRecursively());
+        const Outcome outcome = run({"doctor"});
+        QCOMPARE(outcome.status, 1);
+        QVERIFY(outcome.error.contains("problems found"));
+        const QJsonObject all = doctor();
+        for (const char* subject : {"session bus", "ticket service", "agent's folder", "agent's files", "server"})
+            QCOMPARE(state(all, subject), QStringLiteral("problem"));
+        for (const char* subject : {"tray host", "notifications", "log"})
+            QCOMPARE(state(all, subject), QStringLiteral("warning"));
+        for (const QJsonValue& finding : all.value(u"findings").toArray())
+            QCOMPARE(finding[u"advice"].toString().isEmpty(), finding[u"state"].toString() == u"good");
+    }
+
+    void doctorOfASystemThatWorks() {
+        const PrivateBus bus;
+        QDBusConnection services = QDBusConnection::connectToBus(bus.address(), "services");
+        QVERIFY(services.registerService("com.qencloud.mav.TicketService"));
+        QVERIFY(services.registerService("org.freedesktop.Notifications"));
+        QTcpServer server;
+        QVERIFY(server.listen(QHostAddress::LocalHost));
+        connect(&server, &QTcpServer::newConnection, this, [&server] {
+            QTcpSocket* const client = server.nextPendingConnection();
+            connect(client, &QTcpSocket::readyRead, client, [client] {
+                client->write(
+                    "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: 9\r\n\r\n{\"ret\":0}");
+            });
+        });
+        const ArchiveValue address(ArchiveValue::Array{"127.0.0.1", int(server.serverPort())});
+        QVERIFY(
+            archiveRootObject(ArchiveValue(ArchiveValue::Array{address, address, address}), m_agent + "/.QenConfig"));
+        write(m_home + "/Library/Logs/QenCloud/Logs/QenCloud-Info-1.log", "a line\n");
+        m_bus = bus.address();
+        QJsonObject all = doctor();
+        for (const char* subject :
+             {"session bus", "notifications", "ticket service", "agent's folder", "agent's files", "server", "log"})
+            QVERIFY2(state(all, subject) == u"good", subject);
+        QCOMPARE(state(all, "tray host"), QStringLiteral("warning"));
+
+        server.close();
+        write(m_agent + "/complianceInfo", "bplist00 cut off");
+        all = doctor();
+        m_bus.clear();
+        QDBusConnection::disconnectFromBus("services");
+        QCOMPARE(state(all, "server"), QStringLiteral("problem"));
+        QCOMPARE(state(all, "agent's files"), QStringLiteral("problem"));
+    }
+
+private:
+    struct Outcome {
+        int status = -1;
+        QByteArray output;
+        QByteArray error;
+    };
+
+    /// Events run meanwhile: the tool may be talking to this process.
+    Outcome run(const QStringList& arguments) const {
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("HOME", m_home);
+        environment.insert("MAV_ROOT", m_folder->filePath("root"));
+        environment.insert("DBUS_SESSION_BUS_ADDRESS", m_bus.isEmpty() ? "unix:path=/nonexistent" : m_bus);
+        environment.remove("DISPLAY");
+        process.setProcessEnvironment(environment);
+        process.start(QStringLiteral(MAVCTL), arguments);
+        for (int waited = 0; process.state() != QProcess::NotRunning && waited < 3000; ++waited)
+            QTest::qWait(10);
+        if (process.state() != QProcess::NotRunning || process.exitStatus() != QProcess::NormalExit)
+            return {};
+        return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+    }
+    QJsonObject doctor() const { return QJsonDocument::fromJson(run({"doctor", "--json"}).output).object(); }
+
+    static QString state(const QJsonObject& all, const char* subject) {
+        for (const QJsonValue& finding : all.value(u"findings").toArray()) {
+            if (finding[u"subject"].toString() == QLatin1StringView(subject))
+                return finding[u"state"].toString();
+        }
+        return {};
+    }
+    void tool(const char* name, const QByteArray& script) const {
+        const QString path = m_folder->filePath("root/Applications/Mav/Mav.app/Contents/Tools/") + name;
+        write(path, "#!/bin/sh\n" + script);
+        QFile::setPermissions(path, QFile::ReadOwner | QFile::ExeOwner);
+    }
+    static void write(const QString& path, const QByteArray& bytes) {
+        QDir().mkpath(QFileInfo(path).path());
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+    }
+
+    std::optional<QTemporaryDir> m_folder;
+    QString m_home;
+    QString m_agent;
+    QString m_bus;
+};
+
+QTEST_GUILESS_MAIN(tst_mavctlCheck)
+#include "tst_mavctlCheck.moc"
