@@ -4,7 +4,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 export LC_ALL=C.UTF-8
 
-folders=(Platform Logs RequestQueue LoginClient Login NGNLogin XPC IPC iNAC)
+folders=(Platform Logs RequestQueue LoginClient Login NGNLogin XPC IPC iNAC QenCheck)
 mapfile -t tests < <(for folder in "${folders[@]}"; do
     grep -hoE '^ *mav_test\(tst_[A-Za-z0-9]+' "tests/$folder/CMakeLists.txt" 2>/dev/null || true
 done | sed 's/.*(//' | grep -vxF tst_RunningApplications | sort -u) # its copies are processes, not threads
