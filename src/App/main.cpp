@@ -10,6 +10,7 @@
 #include "QenCloudClientProcessListener.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
+#include "QenMainLeftBar.h"
 #include "QenMainWindow.h"
 #include "QenServerConfig.h"
 #include "QenUIFileListener.h"
@@ -41,17 +42,35 @@ constexpr int SecondCopy = 1;
     std::_Exit(status);
 }
 
-MainViewWorld mainViewWorld(AppDelegate& delegate, Platform::Reachability& reachability) {
-    return {delegate,
-            QenCloudLoginHelper::sharedInstance(),
-            QenServerConfig::sharedInstance(),
-            ITDevice::currentDevice(),
-            QenLogHelper::sharedInstance(),
-            Platform::NotificationCenter::defaultCenter(),
-            Platform::UserDefaults::standard(),
-            reachability,
-            Platform::Paths::applicationSupport(),
-            Platform::Paths::agentState()};
+/// The left bar lives from the start, since it opens the login window before anybody is signed in; the signed-in page
+/// takes it in.
+QenMainLeftBar* makeLeftBar(AppDelegate& delegate, QWidget* window) {
+    auto* bar =
+        new QenMainLeftBar({delegate, QenCloudLoginHelper::sharedInstance(), QenServerConfig::sharedInstance(),
+                            ITDevice::currentDevice(), QenLogHelper::sharedInstance(),
+                            Platform::NotificationCenter::defaultCenter(), Platform::Paths::applicationSupport()},
+                           window);
+    bar->hide();
+    return bar;
+}
+
+MainViewWorld mainViewWorld(AppDelegate& delegate, Platform::Reachability& reachability, QenMainLeftBar* bar) {
+    MainViewWorld world{delegate,
+                        QenCloudLoginHelper::sharedInstance(),
+                        QenServerConfig::sharedInstance(),
+                        ITDevice::currentDevice(),
+                        QenLogHelper::sharedInstance(),
+                        Platform::NotificationCenter::defaultCenter(),
+                        Platform::UserDefaults::standard(),
+                        reachability,
+                        Platform::Paths::applicationSupport(),
+                        Platform::Paths::agentState()};
+    world.openDetailWindow = [bar = QPointer(bar)](QWidget* over) {
+        if (bar)
+            bar->openDetailWindow(over);
+    };
+    world.leftBar = bar;
+    return world;
 }
 
 /// The pieces behind the launch sequence and the quit.
@@ -114,7 +133,7 @@ int runApplication(Platform::RunningApplications& running) {
                      });
     delegate.applicationDidFinishLaunching();
     // After the launch sequence, which only posts the window's showing: what the pages log comes behind its first line.
-    window.setContentView(new MavMianViewCtrl(mainViewWorld(delegate, reachability)));
+    window.setContentView(new MavMianViewCtrl(mainViewWorld(delegate, reachability, makeLeftBar(delegate, &window))));
     return QApplication::exec();
 }
 

@@ -57,6 +57,7 @@ inline constexpr int MotionMilliseconds = 120;
 inline constexpr QSize MainWindowSize{960, 640};
 inline constexpr QSize MainWindowLeastSize{880, 600};
 inline constexpr QSize HelpWindowSize{920, 600};
+inline constexpr QSize LoginWindowSize{720, 480};
 
 QColor color(Color name);
 /// The desktop's sans with a Chinese fallback.

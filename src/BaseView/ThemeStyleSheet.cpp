@@ -55,6 +55,17 @@ QToolButton[kind="icon"] { background: transparent; border: none; border-radius:
 QToolButton[kind="icon"]:hover, QToolButton[kind="icon"]:open { background: %ground%; }
 QToolButton[kind="icon"]:pressed { background: %tint%; }
 QToolButton::menu-indicator { image: none; }
+QToolButton[kind="segment"] { background: transparent; border: none; border-radius: %buttonRadius%px; padding: 0 16px;
+                              min-height: %segment%px; max-height: %segment%px; color: %second%; }
+QToolButton[kind="segment"]:hover { color: %brand%; }
+QToolButton[kind="segment"]:checked { background: %tint%; color: %brandPressed%; font-weight: 500; }
+QToolButton[kind="tab"] { background: transparent; border: none; border-radius: %buttonRadius%px; padding: 8px 0;
+                          min-width: %tabWidth%px; font-size: %note%px; color: %second%; }
+QToolButton[kind="tab"]:hover { color: %text%; background: %ground%; }
+QToolButton[kind="tab"]:checked { background: %tint%; color: %brandPressed%; }
+QToolButton[kind="picture"] { background: transparent; border: none; padding: 0; }
+#devicePanel { background: %card%; border: none; border-right: 1px solid %line%; }
+#alertTip { background: %text%; color: %card%; border-radius: %buttonRadius%px; padding: 8px 12px; font-size: %note%px; }
 
 QMenu { background: %card%; border: 1px solid %line%; padding: 8px 0; }
 QMenu::item { padding: 8px 24px 8px 16px; min-width: 168px; background: transparent; }
@@ -101,6 +112,8 @@ QString styleSheet() {
         {QStringLiteral("cardRadius"), QString::number(CardRadius)},
         {QStringLiteral("buttonRadius"), QString::number(ButtonRadius)},
         {QStringLiteral("control"), QString::number(ControlHeight)},
+        {QStringLiteral("segment"), QString::number(ControlHeight - Space4)},
+        {QStringLiteral("tabWidth"), QString::number(LeftBarWidth - Space24)},
         // Within its one-pixel line.
         {QStringLiteral("fieldInner"), QString::number(ControlHeight - 2)},
     };

@@ -7,6 +7,8 @@ namespace ClientNotification {
 
 /// Posted after a logout, with the number 0.
 inline const QString Logout = QStringLiteral("UpdateLogoutStatusNotificationKey");
+/// Tells the login window how the sign-in goes on; the object is the state's number.
+inline const QString QRLoginState = QStringLiteral("update_Lable_notification");
 
 // A file of the agent changed.
 inline const QString Logo = QStringLiteral("UpdateLogoForConfigNoticationKey");

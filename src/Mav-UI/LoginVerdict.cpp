@@ -1,5 +1,6 @@
 #include "LoginVerdict.h"
 
+#include "DeviceState.h"
 #include "IntegerValue.h"
 
 namespace {
@@ -21,10 +22,6 @@ constexpr Row LoginErrors[] = {{6, u"AccountOrPwdError"},
 
 constexpr Row RetrievalErrors[] = {
     {11, u"RequestParameterError"}, {42, u"UserNoMailbox"}, {43, u"AdminNoMailbox"}, {44, u"BackPwdMailSendFail"}};
-
-constexpr Row DeviceStates[] = {{-8, u"Deviceapproved"}, {-7, u"Devicelogout"},     {-6, u"Devicerejected"},
-                                {-5, u"Devicereview"},   {-4, u"DevicenoRegister"}, {-3, u"Faillogin"},
-                                {-2, u"NotLogin"}};
 
 template <size_t Count>
 QString keyFor(const Row (&rows)[Count], std::optional<qint64> code) {
@@ -72,7 +69,7 @@ LoginVerdict judgeStatus(const QJsonObject& answer) {
         return {Show::SignedIn, {}};
     if (status == ScannedStatus)
         return {Show::Text, QStringLiteral("二维码已扫描")};
-    const QString key = keyFor(DeviceStates, status);
+    const QString key = status ? deviceStateKey(*status) : QString();
     return key.isEmpty() ? LoginVerdict{} : LoginVerdict{Show::Key, key};
 }
 

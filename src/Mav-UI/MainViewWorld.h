@@ -1,8 +1,11 @@
 #pragma once
 
+#include <QPointer>
 #include <QString>
+#include <QWidget>
 
 #include <chrono>
+#include <functional>
 
 class ApplicationInterface;
 class ITDevice;
@@ -33,4 +36,8 @@ struct MainViewWorld {
     /// From the saved server to its probe.
     std::chrono::milliseconds probeDelay{3000};
     std::chrono::milliseconds ticketInterval{3000};
+    /// Opens the login window over the given one. Empty: the login page offers no QR code.
+    std::function<void(QWidget* over)> openDetailWindow{};
+    /// The column at the left of the signed-in page, which takes it in; null: the page shows a plain one.
+    QPointer<QWidget> leftBar{};
 };

@@ -35,6 +35,7 @@ MavLoginStateViewCtrl::MavLoginStateViewCtrl(const MainViewWorld& world, QWidget
     m_ui->loginBtn->setText(localizedString(QStringLiteral("Login")));
     m_ui->resetRuleLab->setText(localizedString(QStringLiteral("PwdRuleTips")));
     m_ui->resetPasswordTipsLab->hide();
+    m_ui->scanLoginBtn->setVisible(static_cast<bool>(m_world.openDetailWindow));
     for (QPushButton* button : findChildren<QPushButton*>())
         button->setAccessibleName(button->text());
     connectPages();
@@ -47,6 +48,7 @@ void MavLoginStateViewCtrl::connectPages() {
     using Self = MavLoginStateViewCtrl;
     connect(m_ui->loginBtn, &QPushButton::clicked, this, &Self::loginButton);
     connect(m_ui->confirmResetBtn, &QPushButton::clicked, this, &Self::ConfirmResetPasswordBtn);
+    connect(m_ui->scanLoginBtn, &QPushButton::clicked, this, &Self::scanLoginButton);
     connect(m_ui->sendUseridBtn, &QPushButton::clicked, this, &Self::sendUseridtoServerBtn);
     for (FormField* field : {m_ui->userIdLbField, m_ui->passwordLbField})
         connect(field->edit(), &QLineEdit::returnPressed, this, &Self::loginButton);
@@ -136,6 +138,10 @@ void MavLoginStateViewCtrl::loginButton() {
                       complete = answerTo(&MavLoginStateViewCtrl::accountLoginHandleWithResponse)] {
         login.login(parameters, complete);
     });
+}
+
+void MavLoginStateViewCtrl::scanLoginButton() {
+    m_world.openDetailWindow(window());
 }
 
 void MavLoginStateViewCtrl::accountLoginHandleWithResponse(const QJsonObject& answer, const Platform::Error& error) {

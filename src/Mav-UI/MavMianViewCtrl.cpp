@@ -29,6 +29,7 @@ namespace {
 
 const QString FirstInstallMark = QStringLiteral("firstInstallMark");
 constexpr qint64 TicketTimedOut = 2;
+constexpr qint64 SignedInState = 0;
 constexpr int MarkSize = 64;
 
 } // namespace
@@ -40,6 +41,7 @@ MavMianViewCtrl::MavMianViewCtrl(MainViewWorld world, QWidget* parent)
 }
 
 MavMianViewCtrl::~MavMianViewCtrl() {
+    m_world.login.setLoginBlock({});
     m_observers.clear();
 }
 
@@ -93,11 +95,29 @@ Platform::SerialQueue& MavMianViewCtrl::timerCheckQueue() {
 }
 
 void MavMianViewCtrl::addNotifications() {
+    // A session that the server ends raises no notification: its record is gone before anybody could read it.
+    m_world.login.setLoginBlock([view = QPointer(this)](bool signedIn) {
+        if (signedIn)
+            return;
+        Platform::mainQueue().async([view] {
+            if (view)
+                view->selectTableItem();
+        });
+    });
     m_observers.push_back(m_world.center.observe(ClientNotification::Logout,
                                                  [this](const Platform::Notification&) { UpdateTableView(); }));
     m_observers.push_back(
         m_world.center.observe(ClientNotification::TicketTimeOut,
                                [this](const Platform::Notification& notification) { exitAccount(notification); }));
+    m_observers.push_back(m_world.center.observe(ClientNotification::QRLoginState,
+                                                 [view = QPointer(this)](const Platform::Notification& notification) {
+                                                     if (integerValue(notification.object) != SignedInState)
+                                                         return;
+                                                     Platform::mainQueue().async([view] {
+                                                         if (view)
+                                                             view->showSignedIn();
+                                                     });
+                                                 }));
 }
 
 void MavMianViewCtrl::selectPage(Page page) {
@@ -239,6 +259,14 @@ void MavMianViewCtrl::checkTicket() {
                 view->showTicketConfirmed();
         });
     });
+}
+
+void MavMianViewCtrl::showSignedIn() {
+    if (!m_world.login.iflogin() || m_ui->mianTabView->currentIndex() == SignedInPage)
+        return;
+    if (m_loginViewCtrl)
+        m_loginViewCtrl->selectLoginTypeTableView(MavLoginStateViewCtrl::AccountPage);
+    selectPage(SignedInPage);
 }
 
 void MavMianViewCtrl::showTicketConfirmed() {

@@ -61,6 +61,8 @@ private:
     void createCheckTicketTimer();
     void checkTicket();
     void showTicketConfirmed();
+    /// Somebody has signed in, in the login window perhaps.
+    void showSignedIn();
     MavLoginStateViewCtrl& loginViewCtrl();
     MavNavigationViewCtrl& NavigationViewCtrl();
     Platform::SerialQueue& timerCheckQueue();

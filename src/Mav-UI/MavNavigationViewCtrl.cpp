@@ -65,6 +65,11 @@ MavNavigationViewCtrl::MavNavigationViewCtrl(const MainViewWorld& world, QWidget
     setFocusPolicy(Qt::ClickFocus);
     setAccessibleName(QStringLiteral("主页"));
     m_ui->leftBar->setFixedWidth(Theme::LeftBarWidth);
+    if (QWidget* bar = m_world.leftBar) {
+        m_ui->leftBar->hide();
+        m_ui->navigationLayout->insertWidget(0, bar);
+        bar->show();
+    }
     m_ui->toolsList->setModel(m_tools);
     m_ui->toolsList->setItemDelegate(new ToolTileDelegate(this));
     m_ui->toolsList->setViewMode(QListView::IconMode);

@@ -49,6 +49,19 @@ private Q_SLOTS:
     }
     void cleanup() { m_view.reset(); }
 
+    void scanLinkOpensTheLoginWindow() {
+        QVERIFY(!find<QPushButton>(*m_view, "scanLoginBtn")->isVisible());
+        QWidget* over = nullptr;
+        MainViewWorld world = m_world->views();
+        world.openDetailWindow = [&over](QWidget* window) {
+            over = window;
+        };
+        MavLoginStateViewCtrl view(world);
+        view.show();
+        press(view, "scanLoginBtn");
+        QCOMPARE(over, &view);
+    }
+
     void emptyFieldsAreToldAndNotSent_data() {
         QTest::addColumn<QString>("user");
         QTest::addColumn<QString>("password");

@@ -1,5 +1,6 @@
 #include "ViewWorld.h"
 
+#include "ClientNotifications.h"
 #include "MavMianViewCtrl.h"
 #include "MavNavigationViewCtrl.h"
 #include "MavServerSetingWinCtrl.h"
@@ -201,6 +202,46 @@ private Q_SLOTS:
         QCOMPARE(world.folder.hasState(QStringLiteral("login.archive")), !ends);
         QCOMPARE(world.folder.hasState(QStringLiteral("soleid.archive")), ends);
         QCOMPARE(world.alerts(), ends ? QStringList{textFor("TicketTips")} : QStringList());
+    }
+
+    void sessionEndedByTheServerLeadsToTheServerPage_data() {
+        QTest::addColumn<int>("state");
+        QTest::addColumn<bool>("ends");
+        QTest::newRow("logged out") << -7 << true;
+        QTest::newRow("expired") << -3 << true;
+        QTest::newRow("waits for approval") << -5 << false;
+    }
+    void sessionEndedByTheServerLeadsToTheServerPage() {
+        QFETCH(int, state);
+        QFETCH(bool, ends);
+        ViewWorld& world = ViewWorld::make();
+        world.folder.configure(m_server.httpPort());
+        Outcome login;
+        world.client.helper.login({{"userid", "lin"}, {"password", "Abcdefg1!"}, {"otp", ""}}, login.completion());
+        QVERIFY(login.wait());
+        MavMianViewCtrl view(world.views());
+        QTRY_COMPARE(page(view), 2); // its own poll ends here
+        m_server.fault(TicketPath, {{"kind", "state"}, {"state", state}});
+        Outcome check;
+        world.client.helper.checkTicketStatus(check.completion());
+        QVERIFY(check.wait());
+        QTest::qWait(50);
+        QTRY_COMPARE(page(view), ends ? 0 : 2);
+        QCOMPARE(world.folder.hasState(QStringLiteral("login.archive")), !ends);
+    }
+
+    void signInElsewhereOpensTheSignedInPage() {
+        ViewWorld& world = ViewWorld::make();
+        MavMianViewCtrl view(world.views());
+        const auto pageAfter = [&](int state) {
+            world.center.post(ClientNotification::QRLoginState, state);
+            QTest::qWait(50);
+            return page(view);
+        };
+        QCOMPARE(pageAfter(0), 0);
+        world.signInAs(QStringLiteral("lin"));
+        QCOMPARE(pageAfter(-5), 0);
+        QCOMPARE(pageAfter(0), 2);
     }
 
     void toolsFollowTheAgentsList() {

@@ -1,0 +1,267 @@
+#include "QenMainLeftBar.h"
+
+#include "AccountModel.h"
+#include "ApplicationInterface.h"
+#include "ClientNotifications.h"
+#include "Deployment.h"
+#include "DetailVerdict.h"
+#include "ITDevice.h"
+#include "MainThreadGate.h"
+#include "QenCloudLoginHelper.h"
+#include "QenDetailWindow.h"
+#include "QenLogHelper.h"
+#include "Theme.h"
+#include "ui_QenMainLeftBar.h"
+
+#include <QPainter>
+
+#include <array>
+#include <utility>
+
+namespace {
+
+constexpr int AvatarSize = 56;
+constexpr QSize GroundSize(Theme::LeftBarWidth, 160);
+constexpr int SafeLevel = 0;
+constexpr int PollingTrace = 32;
+
+} // namespace
+
+QenMainLeftBar::QenMainLeftBar(SessionViewWorld world, QWidget* parent)
+    : QWidget(parent), m_world(std::move(world)), m_ui(std::make_unique<Ui::QenMainLeftBar>()),
+      m_gate(MainThreadGate::make()) {
+    m_ui->setupUi(this);
+    setFixedWidth(Theme::LeftBarWidth);
+    m_ui->avatarBtn->setIconSize({AvatarSize, AvatarSize});
+    m_ui->computerPicture->setPixmap(Theme::picture(QStringLiteral("computer"), {Theme::IconSize, Theme::IconSize},
+                                                    devicePixelRatioF(), Theme::color(Theme::Color::SecondText)));
+    m_ui->safetyTabBtn->setPictures(QStringLiteral("tab_safety_normal"), QStringLiteral("tab_safety_hover"));
+    m_ui->toolsTabBtn->setPictures(QStringLiteral("tab_tools_normal"), QStringLiteral("tab_tools_hover"));
+    connectButtons();
+    functionListHandleWithTag(SafetyTab, false);
+    showTabs();
+    setUIWithWarnLevel(SafeLevel);
+    for (const QString& name : {ClientNotification::Logout, ClientNotification::TicketTimeOut})
+        m_observers.push_back(m_world.center.observe(name, [gate = m_gate, this](const Platform::Notification&) {
+            gate->async([this] { logoutCompleted(); });
+        }));
+    refreshUserName();
+    setMachineName();
+    if (m_world.login.iflogin())
+        StartCheckTicketStatus();
+}
+
+QenMainLeftBar::~QenMainLeftBar() {
+    m_gate->close();
+    m_observers.clear();
+    // The window asks this bar, so it goes first.
+    if (m_detailWindow)
+        m_detailWindow->disconnect(this);
+    delete m_detailWindow.data();
+    m_GDCheckLoginTimer.reset();
+    m_TicketCheckTimer.reset();
+    PollTimer::retire(std::move(m_timerCheckQueue));
+}
+
+HoverPictureButton* QenMainLeftBar::tabButton(int tag) const {
+    const std::array<HoverPictureButton*, 3> buttons{m_ui->safetyTabBtn, m_ui->toolsTabBtn, m_ui->detailBtn};
+    return tag >= SafetyTab && tag <= DetailTab ? buttons.at(static_cast<size_t>(tag)) : nullptr;
+}
+
+void QenMainLeftBar::connectButtons() {
+    for (const int tag : {SafetyTab, ToolsTab, DetailTab}) {
+        HoverPictureButton* button = tabButton(tag);
+        button->setIconSize({Theme::Space24, Theme::Space24});
+        button->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
+        button->setCheckable(true);
+        button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+        connect(button, &QToolButton::clicked, this, [this, tag] { functionListHandleWithTag(tag, true); });
+    }
+    connect(m_ui->avatarBtn, &QToolButton::clicked, this, [this] { openDetailWindow(window()); });
+}
+
+void QenMainLeftBar::openDetailWindow(QWidget* over) {
+    if (!m_detailWindow) {
+        m_detailWindow = new QenDetailWindow(m_world, *this, over);
+        connect(m_detailWindow, &QenDetailWindow::closed, this, &QenMainLeftBar::detailWindowClosed);
+        if (over)
+            m_detailWindow->move(BaseWindowController::originForCentring(Theme::LoginWindowSize, over->geometry()));
+    }
+    m_detailWindow->makeKeyAndOrderFront();
+}
+
+void QenMainLeftBar::closeDetailWindow(QenDetailWindow* window) {
+    m_ishowDetailWin = false;
+    if (!window)
+        return;
+    window->stopObserving();
+    // It blocks the main window for as long as it is open.
+    window->close();
+}
+
+void QenMainLeftBar::detailWindowClosed() {
+    m_ishowDetailWin = false;
+    m_detailWindow = nullptr;
+    closeCheckLoginStatus();
+}
+
+void QenMainLeftBar::loginCompleted() {
+    refreshUserName();
+    StartCheckTicketStatus();
+}
+
+void QenMainLeftBar::logoutCompleted() {
+    closeCheckTicketStatus();
+    refreshUserName();
+}
+
+void QenMainLeftBar::functionListHandleWithTag(int tag, bool isCallback) {
+    if (!tabButton(tag))
+        return;
+    for (const int each : {SafetyTab, ToolsTab, DetailTab})
+        tabButton(each)->setChecked(each == tag);
+    if (isCallback && m_tabCallback)
+        m_tabCallback(tag);
+}
+
+void QenMainLeftBar::switchbtnsecond() {
+    functionListHandleWithTag(ToolsTab, false);
+}
+
+void QenMainLeftBar::setTabCallback(std::function<void(int)> callback) {
+    m_tabCallback = std::move(callback);
+    showTabs();
+}
+
+void QenMainLeftBar::setHideDetilBtn(bool hidden) {
+    m_hideDetilBtn = hidden;
+    showTabs();
+}
+
+void QenMainLeftBar::showTabs() {
+    for (const int tag : {SafetyTab, ToolsTab, DetailTab})
+        tabButton(tag)->setVisible(m_tabCallback && !(tag == DetailTab && m_hideDetilBtn));
+}
+
+void QenMainLeftBar::setUIWithWarnLevel(int level) {
+    const bool isSafe = level == SafeLevel;
+    const QString look = isSafe ? QStringLiteral("safe") : QStringLiteral("unsafe");
+    m_ground = QStringLiteral("leftBar_") + look;
+    m_ui->avatarBtn->setPictures(QStringLiteral("avatar_%1_normal").arg(look),
+                                 QStringLiteral("avatar_%1_hover").arg(look));
+    // The unhovered picture is the same in both looks, on purpose.
+    m_ui->detailBtn->setPictures(QStringLiteral("detail_safe-nomal"), QStringLiteral("detail_%1-hover").arg(look));
+    const QString told = isSafe ? QStringLiteral("电脑安全") : QStringLiteral("电脑存在风险");
+    m_ui->avatarBtn->setAccessibleName(QStringLiteral("登录与设备信息"));
+    m_ui->avatarBtn->setAccessibleDescription(told);
+    m_ui->avatarBtn->setToolTip(QStringLiteral("%1，点击查看登录与设备信息").arg(told));
+    update();
+}
+
+void QenMainLeftBar::refreshUserName() {
+    timerCheckQueue()->async([this, gate = m_gate, support = m_world.applicationSupport] {
+        const auto record = AccountModel::currentModel(support).value_or(AccountModel());
+        gate->async([this, name = record.username().isEmpty() ? record.userid() : record.username()] {
+            m_ui->userNameLab->setText(name.isEmpty() ? QStringLiteral("未登录") : name);
+        });
+    });
+}
+
+void QenMainLeftBar::setMachineName() {
+    timerCheckQueue()->async([this, gate = m_gate, &device = m_world.device] {
+        gate->async([this, name = device.machineName()] { m_ui->computerNameLab->setText(name); });
+    });
+}
+
+void QenMainLeftBar::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    // Somebody signed in on a page that knows nothing of this bar.
+    if (!m_TicketCheckTimer && m_world.login.iflogin()) {
+        refreshUserName();
+        StartCheckTicketStatus();
+    }
+}
+
+void QenMainLeftBar::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.fillRect(rect(), Theme::color(Theme::Color::Card));
+    painter.drawPixmap(0, 0, Theme::picture(m_ground, GroundSize, devicePixelRatioF()));
+    painter.fillRect(width() - 1, 0, 1, height(), Theme::color(Theme::Color::Line));
+}
+
+std::shared_ptr<Platform::SerialQueue> QenMainLeftBar::timerCheckQueue() {
+    if (!m_timerCheckQueue)
+        m_timerCheckQueue = std::make_shared<Platform::SerialQueue>(Platform::Deployment::AccountCheckQueueLabel);
+    return m_timerCheckQueue;
+}
+
+void QenMainLeftBar::StartCheckLogin() {
+    m_gate->async([this] {
+        // The window may have been closed meanwhile.
+        if (m_detailWindow) {
+            m_ishowDetailWin = true;
+            StartCheckLoginStatus();
+        }
+        setMachineName();
+    });
+}
+
+void QenMainLeftBar::StartCheckLoginStatus() {
+    closeCheckLoginStatus();
+    createCheckLoginTimer();
+}
+
+void QenMainLeftBar::closeCheckLoginStatus() {
+    m_GDCheckLoginTimer.reset();
+}
+
+void QenMainLeftBar::StartCheckTicketStatus() {
+    closeCheckTicketStatus();
+    createCheckTicketTimer();
+}
+
+void QenMainLeftBar::closeCheckTicketStatus() {
+    m_TicketCheckTimer.reset();
+}
+
+void QenMainLeftBar::createCheckLoginTimer() {
+    const auto tick = [this, gate = m_gate, &login = m_world.login, &log = m_world.log, &center = m_world.center] {
+        log.writeLog(QStringLiteral("[QenMainLeftBar] QenCloud Check QRLogin State"), PollingTrace);
+        login.CheckQRLoginState(
+            [this, gate, &login, &log, &center](const QJsonObject& answer, const Platform::Error& error) {
+                const QRPollVerdict verdict = judgeQRPoll(answer, error);
+                if (verdict.forwarded == 0) {
+                    gate->runAndWait([this] { closeCheckLoginStatus(); });
+                    login.removeSoleID();
+                    gate->async([this] { loginCompleted(); });
+                }
+                if (verdict.forwarded)
+                    Platform::mainQueue().async([&center, state = *verdict.forwarded] {
+                        center.post(ClientNotification::QRLoginState, state);
+                    });
+                log.writeLog(verdict.log, verdict.logType);
+            });
+    };
+    m_GDCheckLoginTimer = std::make_unique<PollTimer>(timerCheckQueue(), m_world.pollInterval, tick);
+}
+
+void QenMainLeftBar::createCheckTicketTimer() {
+    const auto tick = [this, gate = m_gate, &login = m_world.login, &log = m_world.log, &center = m_world.center] {
+        if (!login.iflogin())
+            return;
+        login.checkTicketStatus([this, gate, &log, &center](const QJsonObject& answer, const Platform::Error& error) {
+            const TicketPollVerdict verdict = judgeTicketPoll(answer, error);
+            log.writeLog(verdict.log, 1);
+            if (!verdict.isAnswered)
+                return;
+            gate->async([this, &center, isConfirmed = verdict.isConfirmed] {
+                refreshUserName();
+                if (isConfirmed && m_ishowDetailWin)
+                    center.post(ClientNotification::QRLoginState, qint64(0));
+                if (m_detailWindow && !m_world.login.iflogin())
+                    m_detailWindow->sessionEnded();
+            });
+        });
+    };
+    m_TicketCheckTimer = std::make_unique<PollTimer>(timerCheckQueue(), m_world.pollInterval, tick);
+}

@@ -1,0 +1,87 @@
+#pragma once
+
+#include "NotificationCenter.h"
+#include "PollTimer.h"
+#include "SessionViewWorld.h"
+#include "StartCheckLoginDelegate.h"
+
+#include <QPointer>
+#include <QWidget>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+class HoverPictureButton;
+class MainThreadGate;
+class QenDetailWindow;
+
+namespace Ui {
+class QenMainLeftBar;
+}
+
+/// The column at the left of the main window: the user, the computer and the tabs. Also opens the login window and runs
+/// the two polls that follow the sign-in.
+///
+/// The ticket poll runs while somebody is signed in, the poll of the QR sign-in while the login window waits for one.
+/// Both tick on one queue. Main thread unless stated.
+class QenMainLeftBar final : public QWidget, public StartCheckLoginDelegate {
+    Q_OBJECT
+public:
+    enum Tab { SafetyTab = 0, ToolsTab = 1, DetailTab = 2 };
+
+    explicit QenMainLeftBar(SessionViewWorld world, QWidget* parent = nullptr);
+    ~QenMainLeftBar() override;
+
+    /// Opens the login window over @p over, or brings it forward. Whoever signs in there is told of by the state 0 of
+    /// "update_Lable_notification".
+    void openDetailWindow(QWidget* over);
+    /// The login window waits for a sign-in; one opened by somebody signed in does not.
+    bool ishowDetailWin() const { return m_ishowDetailWin; }
+
+    /// Any thread; acts on the main queue.
+    void StartCheckLogin() override;
+    void StartCheckLoginStatus();
+    void closeCheckLoginStatus();
+    void StartCheckTicketStatus();
+    void closeCheckTicketStatus();
+    void loginCompleted() override;
+    void logoutCompleted() override;
+    void closeDetailWindow(QenDetailWindow* window) override;
+
+    /// Reports a tab to the main view, which selects the one of the same index. Without one there are no tabs to press.
+    void setTabCallback(std::function<void(int tag)> callback);
+    void functionListHandleWithTag(int tag, bool isCallback);
+    void switchbtnsecond();
+    void setHideDetilBtn(bool hidden);
+    /// @param level  0 is safe
+    void setUIWithWarnLevel(int level);
+    void refreshUserName();
+    void setMachineName();
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+
+private:
+    void connectButtons();
+    void showTabs();
+    std::shared_ptr<Platform::SerialQueue> timerCheckQueue();
+    void createCheckLoginTimer();
+    void createCheckTicketTimer();
+    void detailWindowClosed();
+    HoverPictureButton* tabButton(int tag) const;
+
+    const SessionViewWorld m_world;
+    std::unique_ptr<Ui::QenMainLeftBar> m_ui;
+    std::shared_ptr<MainThreadGate> m_gate;
+    std::shared_ptr<Platform::SerialQueue> m_timerCheckQueue;
+    std::unique_ptr<PollTimer> m_GDCheckLoginTimer;
+    std::unique_ptr<PollTimer> m_TicketCheckTimer;
+    std::vector<Platform::NotificationCenter::Observer> m_observers;
+    std::function<void(int)> m_tabCallback;
+    QPointer<QenDetailWindow> m_detailWindow;
+    QString m_ground;
+    bool m_ishowDetailWin = false;
+    bool m_hideDetilBtn = false;
+};

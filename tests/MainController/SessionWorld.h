@@ -1,0 +1,91 @@
+#pragma once
+
+#include "../Login/ClientWorld.h"
+
+#include "ApplicationInterface.h"
+#include "AutoReleaseWindowController.h"
+#include "Bundle.h"
+#include "CustomMessageBox.h"
+#include "MavResources.h"
+#include "NotificationCenter.h"
+#include "ReferenceServer.h"
+#include "SessionViewWorld.h"
+#include "Theme.h"
+
+#include <QApplication>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+
+/// What the left bar and the login window of one client stand on, in a folder of its own.
+class SessionWorld final : public ApplicationInterface {
+public:
+    /// Lives until the process ends: requests on their way still use it when a test is over.
+    static SessionWorld& make() {
+        static auto* const kept = new std::vector<std::unique_ptr<SessionWorld>>;
+        kept->push_back(std::unique_ptr<SessionWorld>(new SessionWorld));
+        return *kept->back();
+    }
+
+    SessionViewWorld views() {
+        using namespace std::chrono_literals;
+        return {*this,
+                client.helper,
+                client.config,
+                client.device,
+                client.log,
+                center,
+                folder.support(),
+                100ms,
+                codeInterval,
+                10s,
+                [this](const QHostAddress&) {
+                    return network;
+                }};
+    }
+    void setItemsHiddenMenu() override { ++menuRefreshes; }
+    void showAlertTipForLogin(const QString&) override {}
+    /// Writes the agent's choice of login methods.
+    void offer(const char* otp, int qrcode, int account) {
+        const QVariantMap methods{{"double_factor_auth", otp}, {"qrcode_login", qrcode}, {"pc_account_login", account}};
+        QVERIFY(archiveRootObject(Platform::ArchiveValue::fromVariant(methods),
+                                  folder.agent() + QStringLiteral("/userlogin.archive")));
+    }
+    std::optional<AccountModel> record() { return AccountModel::currentModel(folder.support()); }
+
+    ClientFolder folder;
+    ClientWorld client{folder};
+    Platform::NotificationCenter center;
+    Platform::NetworkFacts network;
+    std::chrono::milliseconds codeInterval{12000};
+    std::atomic<int> menuRefreshes{0};
+
+private:
+    SessionWorld() = default;
+};
+
+template <typename Widget>
+Widget* find(QWidget& root, const char* name) {
+    auto* widget = root.findChild<Widget*>(QString::fromLatin1(name));
+    if (!widget)
+        qFatal("there is no widget %s", name);
+    return widget;
+}
+
+/// Empties a field and types into it.
+inline void type(QWidget& root, const char* field, const QString& text) {
+    auto* edit = find<QLineEdit>(root, field);
+    edit->setFocus();
+    edit->clear();
+    QTest::keyClicks(edit, text);
+}
+
+/// Messages of the boxes that stand open.
+inline QStringList alerts() {
+    QStringList texts;
+    for (AutoReleaseWindowController* window : AutoReleaseWindowController::autoReleaseWCs()) {
+        if (const auto* box = qobject_cast<CustomMessageBox*>(window))
+            texts << box->message();
+    }
+    return texts;
+}

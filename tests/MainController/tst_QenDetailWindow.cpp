@@ -1,0 +1,412 @@
+#include "SessionWorld.h"
+
+#include "ClientNotifications.h"
+#include "HoverPictureButton.h"
+#include "QRCodeView.h"
+#include "QenDetailWindow.h"
+#include "QenMainLeftBar.h"
+#include "SpinnerButton.h"
+
+#include <QClipboard>
+#include <QStackedWidget>
+
+#include <ZXing/ReadBarcode.h>
+
+namespace {
+
+const QString LoginPath = QStringLiteral("/api/public/clientlogin/account_login");
+const QString ResetPath = QStringLiteral("/api/public/clientlogin/resetpass");
+const QString StatusPath = QStringLiteral("/api/public/clientlogin/scan_status");
+const QString TicketPath = QStringLiteral("/api/public/clientlogin/ticket_auth");
+const QString Password = QStringLiteral("Abcdefg1!");
+
+QJsonObject answering(int state) {
+    return {{"kind", "state"}, {"state", state}};
+}
+
+} // namespace
+
+class tst_QenDetailWindow : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase() {
+        initMavResources();
+        QVERIFY(Platform::installStringTable());
+        Theme::apply(*qApp);
+        m_server.addAccount(QStringLiteral("lin"), Password);
+        m_server.addAccount(QStringLiteral("code"), Password, QStringLiteral("123456"));
+        m_server.addAccount(QStringLiteral("must"), Password);
+        QVERIFY2(m_server.start(), qPrintable(m_server.lastError()));
+    }
+    void init() {
+        m_server.clearFaults();
+        for (const char* action : {"reset", "clear_requests"})
+            m_server.action(QString::fromLatin1(action));
+        m_world = &SessionWorld::make();
+        m_world->folder.configure(m_server.httpPort());
+        m_bar = std::make_unique<QenMainLeftBar>(m_world->views());
+        m_bar->show();
+        m_signedIn = 0;
+        m_told = m_world->center.observe(ClientNotification::QRLoginState, [this](const Platform::Notification& told) {
+            if (told.object == QVariant(0))
+                ++m_signedIn;
+        });
+    }
+    void cleanup() {
+        m_bar.reset();
+        m_told = {};
+        for (AutoReleaseWindowController* window : AutoReleaseWindowController::autoReleaseWCs())
+            window->close();
+        qApp->sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+
+    void codeIsShownScannedAndConfirmed() {
+        open();
+        QCOMPARE(page(), QenDetailWindow::QRPage);
+        auto* view = window().findChild<QRCodeView*>();
+        QTRY_COMPARE(view->state(), QRCodeView::State::Shown);
+        QCOMPARE(label("loginStatusLab"), QStringLiteral("请使用手机客户端扫码登录"));
+        const QUrl url(readCode(*view));
+        QVERIFY2(url.scheme() == u"https", qPrintable(url.toString()));
+        const QString target = url.path() + u'?' + url.query(QUrl::FullyEncoded);
+        QCOMPARE(m_server.get(target).status, 200);
+        QTRY_COMPARE(label("loginStatusLab"), QStringLiteral("已扫码,待确定..."));
+        QVERIFY(find<QLabel>(window(), "hintLab")->isVisible());
+        const QByteArray form = url.query(QUrl::FullyEncoded).toLatin1() + "&userid=lin&decision=confirm";
+        QCOMPARE(m_server.post(url.path(), form, {{"Content-Type", "application/x-www-form-urlencoded"}}).status, 200);
+        QTRY_VERIFY(!m_window);
+        QVERIFY(!m_bar->ishowDetailWin());
+        QVERIFY(m_signedIn > 0);
+        QVERIFY(m_world->record());
+        QCOMPARE(m_world->record()->userid(), QStringLiteral("lin"));
+        QCOMPARE(m_world->record()->loginType(), qint64(LoginType::QrCode));
+        QVERIFY(m_world->menuRefreshes > 0);
+        QTRY_VERIFY(label(*m_bar, "userNameLab").contains(u"lin"));
+        // The poll of the QR sign-in has stopped, the one of the ticket has begun.
+        QTRY_VERIFY(m_server.requests(TicketPath).size() > 1);
+        const auto polls = m_server.requests(StatusPath).size();
+        QTest::qWait(350);
+        QCOMPARE(m_server.requests(StatusPath).size(), polls);
+        const QString log = m_world->client.logText();
+        QVERIFY(log.contains(QStringLiteral("[QenMainLeftBar] QenCloud Check QRLogin State")));
+        QVERIFY(log.contains(QStringLiteral("[QenDetailWindow] QenCloud Check QRLogin state:0 msg:")));
+        QVERIFY(!m_world->folder.hasState(QStringLiteral("soleid.archive")));
+    }
+
+    void codeIsRefreshed() {
+        m_world->codeInterval = std::chrono::milliseconds(1100);
+        m_bar = std::make_unique<QenMainLeftBar>(m_world->views());
+        open();
+        auto* view = window().findChild<QRCodeView*>();
+        QTRY_COMPARE(view->state(), QRCodeView::State::Shown);
+        const QImage first = view->image();
+        // The text carries the second of its making.
+        QTRY_VERIFY(view->image() != first);
+    }
+
+    void codeThatCannotBeMadeIsTold() {
+        m_world->folder.configure(QVariantList());
+        open();
+        auto* view = window().findChild<QRCodeView*>();
+        QTRY_COMPARE(view->state(), QRCodeView::State::Failed);
+        m_world->folder.configure(m_server.httpPort());
+        QTRY_VERIFY(find<SpinnerButton>(window(), "renewCodeBtn")->isVisible());
+        QTest::mouseClick(find<SpinnerButton>(window(), "renewCodeBtn"), Qt::LeftButton);
+        QTRY_COMPARE(view->state(), QRCodeView::State::Shown);
+    }
+
+    void withoutNetworkTheCodeIsPale() {
+        m_world->network.isKnown = true;
+        open();
+        QTRY_COMPARE(window().findChild<QRCodeView*>()->state(), QRCodeView::State::Offline);
+    }
+
+    void polledStates_data() {
+        QTest::addColumn<int>("state");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("waits for approval") << -5 << QStringLiteral("设备待审核");
+        QTest::newRow("other") << 3 << QStringLiteral("其它异常");
+        QTest::newRow("dropped") << -7 << QStringLiteral("请使用手机客户端扫码登录");
+    }
+    void polledStates() {
+        QFETCH(int, state);
+        QFETCH(QString, text);
+        m_server.fault(StatusPath, answering(state), 1000);
+        open();
+        QVERIFY(m_server.waitForRequests(StatusPath, 3));
+        QTRY_COMPARE(label("loginStatusLab"), text);
+        QCOMPARE(find<QLabel>(window(), "hintLab")->isVisible(), state == -5);
+    }
+
+    void emptyFields() {
+        m_world->offer("1", 1, 1);
+        open();
+        openAccountPage();
+        const auto refused = [this](const char* field, const char* text) {
+            QTest::keyClick(find<QLineEdit>(window(), "account"), Qt::Key_Return);
+            return label(qPrintable(QString::fromLatin1(field) + "Error")) == QString::fromUtf8(text) &&
+                   window().focusWidget()->objectName() == QLatin1String(field);
+        };
+        QVERIFY(refused("account", "账号不能为空"));
+        type(window(), "account", QStringLiteral("code"));
+        QVERIFY(refused("password", "密码不能为空"));
+        type(window(), "password", Password);
+        QVERIFY(refused("otp", "OTP不能为空"));
+        QVERIFY(m_server.requests(LoginPath).isEmpty());
+        type(window(), "otp", QStringLiteral("123456"));
+        QTest::keyClick(find<QLineEdit>(window(), "otp"), Qt::Key_Return);
+        QTRY_VERIFY(!m_window);
+        QVERIFY(m_signedIn > 0);
+        QCOMPARE(m_world->record()->userid(), QStringLiteral("code"));
+        QVERIFY(!m_world->client.logText().contains(Password));
+    }
+
+    void onlyTheAccountIsOffered() {
+        m_world->offer("0", 0, 1);
+        open();
+        QCOMPARE(page(), QenDetailWindow::AccountPage);
+        QVERIFY(!find<QToolButton>(window(), "qrTabBtn")->isVisible());
+        QVERIFY(!find<QLineEdit>(window(), "otp")->isVisible());
+        signInAs(QStringLiteral("lin"), Password);
+        QTRY_VERIFY(!m_window);
+        QVERIFY(m_signedIn > 0);
+    }
+
+    void refusalsAreTold_data() {
+        QTest::addColumn<QJsonObject>("fault");
+        QTest::addColumn<QString>("alert");
+        QTest::newRow("blocked") << QJsonObject{{"kind", "errorcode"}, {"errorcode", 15}, {"msg", "用户已锁定"}}
+                                 << QStringLiteral("用户已锁定");
+        QTest::newRow("review") << answering(-5) << Platform::localizedString(QStringLiteral("Devicereview"));
+        QTest::newRow("scanned") << answering(-1) << QStringLiteral("二维码已扫描");
+        QTest::newRow("closed") << QJsonObject{{"kind", "close"}} << QString();
+    }
+    void refusalsAreTold() {
+        QFETCH(QJsonObject, fault);
+        QFETCH(QString, alert);
+        // A request on a kept connection that is cut is sent once more.
+        m_server.fault(LoginPath, fault, 10);
+        open();
+        openAccountPage();
+        signInAs(QStringLiteral("lin"), Password);
+        QTRY_COMPARE(alerts().size(), 1);
+        QVERIFY(alert.isEmpty() ? !alerts().constFirst().isEmpty() : alerts().constFirst() == alert);
+        QVERIFY(!find<SpinnerButton>(window(), "confirmBtn")->isBusy());
+        QCOMPARE(page(), QenDetailWindow::AccountPage);
+        QVERIFY(!m_world->record());
+    }
+
+    void wrongPasswordIsToldInTheServersWords() {
+        open();
+        openAccountPage();
+        signInAs(QStringLiteral("lin"), QStringLiteral("wrong"));
+        QTRY_COMPARE(alerts().size(), 1);
+        const QString log = m_world->client.logText();
+        QVERIFY(log.contains(QStringLiteral("QenCloud Account login ret:1 msg:") + alerts().constFirst()));
+    }
+
+    void demandedPassword() {
+        m_server.action(QStringLiteral("set_password"), {{"userid", "must"}, {"password", Password}});
+        QVERIFY(m_server.action(QStringLiteral("require_password_change"), {{"userid", "must"}}));
+        open();
+        openAccountPage();
+        signInAs(QStringLiteral("must"), Password);
+        QTRY_COMPARE(page(), QenDetailWindow::ResetPage);
+        QVERIFY(window().isresetPassword());
+        QVERIFY(alerts().isEmpty());
+        const auto send = [this](const QString& one, const QString& two) {
+            type(window(), "newPassword", one);
+            type(window(), "repeatedPassword", two);
+            QTest::keyClick(find<QLineEdit>(window(), "repeatedPassword"), Qt::Key_Return);
+        };
+        const auto text = [](const char* key) {
+            return Platform::localizedString(QString::fromLatin1(key));
+        };
+        send(QStringLiteral("Abcdefgh"), QStringLiteral("Abcdefgh"));
+        QCOMPARE(label("newPasswordError"), text("PwdRuleTips"));
+        send(QStringLiteral("Newpass1!"), QStringLiteral("Newpass1?"));
+        QCOMPARE(label("repeatedPasswordError"), text("PwdInconsistent"));
+        QVERIFY(m_server.requests(ResetPath).isEmpty());
+        send(QStringLiteral("Newpass1!"), QStringLiteral("Newpass1!"));
+        QTRY_VERIFY(!m_window);
+        QCOMPARE(m_world->record()->userid(), QStringLiteral("must"));
+        QVERIFY(m_world->client.logText().contains(QStringLiteral("[QenDetailWindow] QenCloud resetpassword in qen")));
+    }
+
+    void signedInWindowStaysAndLogsOut() {
+        signInBeforehand();
+        open();
+        QCOMPARE(page(), QenDetailWindow::SignedInPage);
+        QVERIFY(m_server.waitForRequests(TicketPath, 3));
+        QTest::qWait(150);
+        QVERIFY(m_window);
+        QVERIFY(m_server.requests(StatusPath).isEmpty());
+        QTest::mouseClick(find<QPushButton>(window(), "logoutBtn"), Qt::LeftButton);
+        QTRY_COMPARE(page(), QenDetailWindow::QRPage);
+        QVERIFY(!m_world->record());
+        QVERIFY(m_server.waitForRequests(StatusPath, 1));
+        QTRY_COMPARE(label(*m_bar, "userNameLab"), QStringLiteral("未登录"));
+    }
+
+    void pendingSignOutIsReported() {
+        signInBeforehand();
+        AccountModel record = *m_world->record();
+        record.setIslogout(1);
+        record.save(m_world->folder.support());
+        open();
+        QTRY_VERIFY(!m_world->record());
+        QCOMPARE(m_server.requests(StatusPath).at(0)[u"fields"][u"clientoper"].toInt(), 1);
+    }
+
+    void sessionEndedByTheServer() {
+        signInBeforehand();
+        open();
+        QVERIFY(m_server.action(QStringLiteral("revoke_ticket")));
+        QTRY_VERIFY(!m_world->record());
+        QTRY_COMPARE(label(*m_bar, "userNameLab"), QStringLiteral("未登录"));
+        QVERIFY(m_window);
+        // Nothing is left to log out from: the window offers the sign-in again.
+        QTRY_COMPARE(page(), QenDetailWindow::QRPage);
+        QTRY_VERIFY(m_bar->ishowDetailWin());
+        const auto asked = m_server.requests(TicketPath).size();
+        QTest::qWait(350);
+        QCOMPARE(m_server.requests(TicketPath).size(), asked);
+    }
+
+    void silentServerNeverHoldsTheWindow() {
+        m_server.fault(QStringLiteral("*"), {{"kind", "silent"}}, 1000);
+        open();
+        openAccountPage();
+        signInAs(QStringLiteral("lin"), Password);
+        QVERIFY(m_server.waitForRequests(LoginPath, 1));
+        QVERIFY(find<SpinnerButton>(window(), "confirmBtn")->isBusy());
+        QElapsedTimer timer;
+        timer.start();
+        QTest::keyClick(&window(), Qt::Key_Escape);
+        QTRY_VERIFY(!m_window);
+        m_bar.reset();
+        QVERIFY2(timer.elapsed() < 500, qPrintable(QString::number(timer.elapsed())));
+    }
+
+    void deviceFactsAreCopied() {
+        open();
+        const auto copied = [this](const char* fact) {
+            QTest::mouseClick(find<QToolButton>(window(), qPrintable(QString::fromLatin1(fact) + "Copy")),
+                              Qt::LeftButton);
+            return QGuiApplication::clipboard()->text();
+        };
+        ITDevice& device = m_world->client.device;
+        QTRY_COMPARE(label("deviceName"), device.machineName());
+        QCOMPARE(copied("deviceName"), device.machineName());
+        QVERIFY(find<QLabel>(window(), "alertTip")->isVisible());
+        QCOMPARE(copied("systemVersion"), device.osVersion());
+        QCOMPARE(copied("clientVersion"), Platform::infoValue(QStringLiteral("CFBundleVersion")));
+        QCOMPARE(copied("deviceType"), QStringLiteral("PC"));
+        QTRY_VERIFY(!find<QLabel>(window(), "alertTip")->isVisible());
+    }
+
+    void keyboardReachesEverythingInOrder() {
+        open();
+        QTRY_VERIFY(find<QToolButton>(window(), "macAddressCopy")->isEnabled());
+        openAccountPage();
+        const QStringList wanted{"account",        "password",       "passwordEye",       "confirmBtn",
+                                 "deviceNameCopy", "deviceTypeCopy", "systemVersionCopy", "clientVersionCopy",
+                                 "ipAddressCopy",  "macAddressCopy", "qrTabBtn",          "accountTabBtn"};
+        QStringList reached;
+        for (qsizetype step = 0; step < wanted.size(); ++step) {
+            QWidget* focus = window().focusWidget();
+            reached << focus->objectName();
+            QVERIFY2(!focus->accessibleName().isEmpty(), qPrintable(reached.constLast()));
+            QTest::keyClick(focus, Qt::Key_Tab);
+        }
+        QCOMPARE(reached, wanted);
+    }
+
+    void tabsAndLooksOfTheBar() {
+        QList<int> reported;
+        m_bar->setTabCallback([&](int tag) { reported << tag; });
+        auto* detail = find<HoverPictureButton>(*m_bar, "detailBtn");
+        QTest::mouseClick(detail, Qt::LeftButton);
+        QVERIFY(detail->isChecked());
+        m_bar->switchbtnsecond();
+        m_bar->functionListHandleWithTag(7, true);
+        QVERIFY(find<HoverPictureButton>(*m_bar, "toolsTabBtn")->isChecked() && !detail->isChecked());
+        QCOMPARE(reported, QList<int>{2});
+        m_bar->setHideDetilBtn(true);
+        QVERIFY(!detail->isVisible());
+        m_bar->setHideDetilBtn(false);
+        const auto hovered = [](HoverPictureButton* button) {
+            QEnterEvent in({}, {}, {});
+            QApplication::sendEvent(button, &in);
+            const QString picture = button->picture();
+            QEvent out(QEvent::Leave);
+            QApplication::sendEvent(button, &out);
+            return picture + u'|' + button->picture();
+        };
+        auto* avatar = find<HoverPictureButton>(*m_bar, "avatarBtn");
+        QCOMPARE(hovered(detail), QStringLiteral("detail_safe-hover|detail_safe-nomal"));
+        QCOMPARE(hovered(avatar), QStringLiteral("avatar_safe_hover|avatar_safe_normal"));
+        m_bar->setUIWithWarnLevel(2);
+        QCOMPARE(hovered(detail), QStringLiteral("detail_unsafe-hover|detail_safe-nomal"));
+        QCOMPARE(hovered(avatar), QStringLiteral("avatar_unsafe_hover|avatar_unsafe_normal"));
+    }
+
+    void signedOutTicketPollSendsNothing() {
+        m_bar->StartCheckTicketStatus();
+        QTest::qWait(350);
+        QVERIFY(m_server.requests(TicketPath).isEmpty());
+    }
+
+private:
+    QenDetailWindow& window() {
+        QenDetailWindow* open = m_window.data();
+        if (!open)
+            qFatal("the login window is not open");
+        return *open;
+    }
+    void open() {
+        m_bar->openDetailWindow(m_bar.get());
+        m_window = m_bar->findChild<QenDetailWindow*>();
+        QVERIFY(m_window);
+        QVERIFY(QTest::qWaitForWindowActive(m_window));
+        QVERIFY(window().isModal());
+    }
+    void openAccountPage() {
+        QTest::mouseClick(find<QToolButton>(window(), "accountTabBtn"), Qt::LeftButton);
+        QCOMPARE(page(), QenDetailWindow::AccountPage);
+    }
+    void signInAs(const QString& user, const QString& password) {
+        type(window(), "account", user);
+        type(window(), "password", password);
+        QTest::mouseClick(find<QPushButton>(window(), "confirmBtn"), Qt::LeftButton);
+    }
+    /// As at a start of the program with a session that the server confirms.
+    void signInBeforehand() {
+        Outcome outcome;
+        m_world->client.helper.login({{"userid", "lin"}, {"password", Password}, {"otp", ""}}, outcome.completion());
+        QVERIFY(outcome.wait());
+        QVERIFY(m_world->client.helper.isCheckAndShow());
+        m_bar = std::make_unique<QenMainLeftBar>(m_world->views());
+        m_bar->show();
+    }
+    int page() { return find<QStackedWidget>(window(), "loginPages")->currentIndex(); }
+    static QString label(QWidget& root, const char* name) { return find<QLabel>(root, name)->text(); }
+    QString label(const char* name) { return label(window(), name); }
+    /// What a phone reads from the screen.
+    static QString readCode(QWidget& view) {
+        const QImage grey = view.grab().toImage().convertToFormat(QImage::Format_Grayscale8);
+        const ZXing::Result read = ZXing::ReadBarcode({grey.constBits(), grey.width(), grey.height(),
+                                                       ZXing::ImageFormat::Lum, static_cast<int>(grey.bytesPerLine())});
+        return read.isValid() ? QString::fromStdWString(read.text()) : QStringLiteral("unreadable");
+    }
+
+    ReferenceServer m_server;
+    SessionWorld* m_world = nullptr;
+    std::unique_ptr<QenMainLeftBar> m_bar;
+    QPointer<QenDetailWindow> m_window;
+    Platform::NotificationCenter::Observer m_told;
+    std::atomic<int> m_signedIn{0};
+};
+
+QTEST_MAIN(tst_QenDetailWindow)
+#include "tst_QenDetailWindow.moc"
