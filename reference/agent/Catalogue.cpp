@@ -25,6 +25,10 @@ bool isPair(const QJsonValue& value) {
     return pair.size() == 2 && pair[0].isString() && portOf(pair[1]);
 }
 
+bool isCode(const QJsonValue& value) {
+    return value.isBool() || (value.isDouble() && value.toDouble() == value.toInt());
+}
+
 /// Empty when @p value may stand under the key of @p entry.
 QString faultOf(const Entry& entry, const QJsonValue& value) {
     switch (entry.form) {
@@ -36,6 +40,14 @@ QString faultOf(const Entry& entry, const QJsonValue& value) {
         if (value.isArray() && std::all_of(pairs.begin(), pairs.end(), isPair))
             return {};
         return u"\"%1\" takes a list of [address, port] pairs"_s.arg(entry.key);
+    }
+    case Form::Flag:
+        return value.isBool() ? QString() : u"\"%1\" takes true or false"_s.arg(entry.key);
+    case Form::Codes: {
+        const QJsonObject codes = value.toObject();
+        if (value.isObject() && std::all_of(codes.begin(), codes.end(), isCode))
+            return {};
+        return u"\"%1\" takes an object of numbers, true and false"_s.arg(entry.key);
     }
     case Form::Archive:
         break;
@@ -67,6 +79,9 @@ const QList<Entry>& catalogue() {
         text(u"restart"_s),
         text(u"joinDomainUpdate"_s),
         {u"mark"_s, Form::Picture, Place::AgentState, {u"c_qen_mark@2x.png"_s}},
+        {u"vpn"_s, Form::Flag, Place::AgentState, {}},
+        {u"vindor"_s, Form::Codes, Place::AgentState, {}},
+        {u"ticketService"_s, Form::Codes, Place::AgentState, {}},
         {u"inacStatus"_s, Form::Archive, Place::UserState, {u"inacStatus.archive"_s}},
     };
     return entries;

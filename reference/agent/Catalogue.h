@@ -14,6 +14,8 @@ enum class Form {
     Text,    ///< the string itself, UTF-8
     Picture, ///< a copy of the file that the string names, relative to the JSON file
     Servers, ///< a keyed archive of [address, port] pairs
+    Flag,    ///< true or false, how the agent's links act; no file, as the next
+    Codes,   ///< an object of whole numbers and truth values
 };
 enum class Place { AgentState, UserState };
 

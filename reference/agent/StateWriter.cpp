@@ -1,5 +1,7 @@
 #include "StateWriter.h"
 
+#include "Report.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -13,15 +15,6 @@ namespace ReferenceAgent {
 namespace {
 
 const QString applicationSupport = u"/Library/Application Support"_s;
-
-void complain(const QString& about, const QString& why) {
-    std::fprintf(stderr, "mav-reference-agent: %s: %s\n", qUtf8Printable(about), qUtf8Printable(why.simplified()));
-}
-
-void tell(const char* what, const QString& name) {
-    std::printf("%s %s\n", what, qUtf8Printable(name));
-    std::fflush(stdout);
-}
 
 std::optional<QByteArray> contentOf(const QString& path) {
     QFile file(path);

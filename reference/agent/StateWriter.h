@@ -27,13 +27,15 @@ public:
     /// Both, the older one first: the later word counts.
     void applyAll();
 
+    /// The JSON file as it was last found good; empty before.
+    const QJsonObject& applied() const { return m_applied; }
+    QString folderOf(Place place) const;
     /// The user's record of the typed address.
     QString typedServerFile() const;
 
 private:
     void apply(const Entry& entry, const QJsonValue& value);
     bool fill(const QString& temporary, const Entry& entry, const QJsonValue& value, QString* why) const;
-    QString folderOf(Place place) const;
 
     Places m_places;
     ArchiveTool m_tool;

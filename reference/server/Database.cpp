@@ -38,6 +38,8 @@ const char* const schema[] = {
     " user_name TEXT NOT NULL, PRIMARY KEY (uid, dc))",
     "CREATE TABLE IF NOT EXISTS mails (id INTEGER PRIMARY KEY AUTOINCREMENT, recipient TEXT NOT NULL,"
     " subject TEXT NOT NULL, text TEXT NOT NULL, sent INTEGER NOT NULL)",
+    "CREATE TABLE IF NOT EXISTS certificates (serial TEXT PRIMARY KEY, userid TEXT NOT NULL, deviceid TEXT NOT NULL,"
+    " issued INTEGER NOT NULL, expires INTEGER NOT NULL, revoked INTEGER NOT NULL DEFAULT 0)",
     "CREATE TABLE IF NOT EXISTS settings (name TEXT PRIMARY KEY, value TEXT NOT NULL)",
 };
 

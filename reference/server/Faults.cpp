@@ -1,6 +1,7 @@
 #include "Faults.h"
 
 #include "AccountRoutes.h"
+#include "Sealing.h"
 
 #include <QHash>
 #include <QJsonDocument>
@@ -18,10 +19,12 @@ constexpr double longestDelay = 600;
 constexpr int largestCount = 100000;
 
 const QList<QPair<QString, Kind>>& kinds() {
-    static const QList<QPair<QString, Kind>> list{
-        {u"delay"_s, Kind::Delay},   {u"silent"_s, Kind::Silent},       {u"close"_s, Kind::Close},
-        {u"status"_s, Kind::Status}, {u"text"_s, Kind::Text},           {u"shape"_s, Kind::Shape},
-        {u"json"_s, Kind::Json},     {u"errorcode"_s, Kind::ErrorCode}, {u"state"_s, Kind::State}};
+    static const QList<QPair<QString, Kind>> list{{u"delay"_s, Kind::Delay}, {u"silent"_s, Kind::Silent},
+                                                  {u"close"_s, Kind::Close}, {u"status"_s, Kind::Status},
+                                                  {u"text"_s, Kind::Text},   {u"shape"_s, Kind::Shape},
+                                                  {u"json"_s, Kind::Json},   {u"errorcode"_s, Kind::ErrorCode},
+                                                  {u"state"_s, Kind::State}, {u"data"_s, Kind::Data},
+                                                  {u"seal"_s, Kind::Seal}};
     return list;
 }
 
@@ -45,6 +48,49 @@ const QHash<QString, QByteArray>& shapes() {
     return list;
 }
 
+/// Ways to seal an answer wrongly.
+const QHash<QString, QByteArray (*)(const QByteArray& plain)>& layers() {
+    using Bytes = QByteArray;
+    static const QHash<QString, QByteArray (*)(const QByteArray& plain)> list{
+        {u"base64"_s,
+         [](const Bytes&) {
+             return Bytes("!!!!");
+         }},
+        {u"cipher"_s,
+         [](const Bytes& plain) {
+             Bytes secret = Bytes::fromBase64(sealed(plain));
+             secret[0] = char(secret[0] ^ 0x5a);
+             return secret.toBase64();
+         }},
+        {u"packing"_s,
+         [](const Bytes& plain) {
+             return encipher(plain);
+         }},
+        {u"cut"_s,
+         [](const Bytes& plain) {
+             return encipher(pack(plain).chopped(8));
+         }},
+        {u"json"_s,
+         [](const Bytes& plain) {
+             return sealed(plain.chopped(1));
+         }},
+    };
+    return list;
+}
+
+Answer withData(const Answer& real, const QJsonObject& values) {
+    QJsonObject answer = QJsonDocument::fromJson(real.body).object();
+    QJsonObject data = answer[u"data"_s].toObject();
+    for (auto it = values.begin(); it != values.end(); ++it) {
+        if (it.value().isNull())
+            data.remove(it.key());
+        else
+            data[it.key()] = it.value();
+    }
+    answer[u"data"_s] = data;
+    return jsonAnswer(answer);
+}
+
 bool readValues(const QJsonObject& json, Fault* fault, QString* why) {
     switch (fault->kind) {
     case Kind::Shape:
@@ -58,6 +104,14 @@ bool readValues(const QJsonObject& json, Fault* fault, QString* why) {
                                       : QJsonDocument(value.toObject()).toJson(QJsonDocument::Compact);
         return value.isArray() || value.isObject();
     }
+    case Kind::Data:
+        *why = u"data"_s;
+        fault->values = json.value(u"data"_s).toObject();
+        return !fault->values.isEmpty();
+    case Kind::Seal:
+        *why = u"layer"_s;
+        fault->shape = json.value(u"layer"_s).toString();
+        return layers().contains(fault->shape);
     case Kind::ErrorCode:
         *why = u"errorcode"_s;
         fault->values = {{u"ret"_s, json.value(u"ret"_s).toInt(1)},
@@ -108,8 +162,9 @@ std::optional<Fault> faultFromJson(const QJsonObject& json, QString* why) {
     fault.body = json.value(u"body"_s).toString(u"<html>Service</html>"_s).toUtf8();
     const double seconds = json.value(u"seconds"_s).toDouble(fault.kind == Kind::Delay ? usualDelay : 0);
     fault.delayMs = int(seconds * 1000);
-    // A late answer is still the right one.
-    fault.performs = json.value(u"perform"_s).toBool(fault.kind == Kind::Delay);
+    // These make something of the right answer.
+    const bool needsAnswer = fault.kind == Kind::Delay || fault.kind == Kind::Data || fault.kind == Kind::Seal;
+    fault.performs = json.value(u"perform"_s).toBool(needsAnswer);
     if (fault.path != "*"_L1 && !fault.path.startsWith(u'/'))
         *why = u"path"_s;
     else if (fault.count < 1 || fault.count > largestCount)
@@ -130,7 +185,10 @@ Answer spoiled(const Fault& fault, const Answer& real) {
     case Kind::Delay:
     case Kind::Silent:
     case Kind::Close:
+    case Kind::Seal:
         return real;
+    case Kind::Data:
+        return withData(real, fault.values);
     case Kind::Status:
         answer.body = jsonAnswer({{u"ret"_s, -1}, {u"msg"_s, u"服务器内部错误"_s}}).body;
         break;
@@ -149,6 +207,21 @@ Answer spoiled(const Fault& fault, const Answer& real) {
         answer.body = jsonAnswer(fault.values).body;
         break;
     }
+    return answer;
+}
+
+Answer wronglySealed(const Fault& fault, const Answer& answer) {
+    if (fault.kind != Kind::Seal)
+        return answer;
+    Answer wrong = answer;
+    wrong.type = "text/plain";
+    wrong.body = layers().value(fault.shape)(answer.body);
+    return wrong;
+}
+
+Answer sealedAnswer(Answer answer) {
+    answer.type = "text/plain";
+    answer.body = sealed(answer.body);
     return answer;
 }
 

@@ -16,6 +16,7 @@ struct Request {
     QUrlQuery query;
     HeaderList headers;
     QByteArray body;
+    QString peer; ///< common name of the client's certificate; empty without one, or without TLS
 
     /// The first header of that name, case ignored; empty when there is none.
     QByteArray header(const QByteArray& name) const;

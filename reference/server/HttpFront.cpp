@@ -1,9 +1,12 @@
 #include "HttpFront.h"
 
 #include "LimitedServer.h"
+#include "Sealing.h"
 
 #include <QHttpServerRequest>
 #include <QMetaEnum>
+#include <QSslCertificate>
+#include <QSslSocket>
 #include <QTimer>
 #include <QUrl>
 
@@ -68,6 +71,11 @@ bool isOwnCaller(const Request& request) {
     return origin.isEmpty() || origin == "http://" + host || origin == "https://" + host;
 }
 
+QString peerOf(QTcpSocket* socket) {
+    const auto* encrypted = qobject_cast<QSslSocket*>(socket);
+    return encrypted ? encrypted->peerCertificate().subjectInfo(QSslCertificate::CommonName).join(u' ') : QString();
+}
+
 const Answer& notYours() {
     static const Answer answer = jsonAnswer({{u"ret"_s, -1}, {u"errorcode"_s, 403}, {u"msg"_s, u"禁止访问"_s}}, 403);
     return answer;
@@ -106,6 +114,7 @@ bool HttpFront::handleRequest(const QHttpServerRequest& request, QTcpSocket* soc
     received.query = request.query();
     received.headers = request.headers();
     received.body = request.body();
+    received.peer = peerOf(socket);
     if (received.body.size() > largestBody) {
         received.body.clear();
         send(socket, received, jsonAnswer({{u"ret"_s, -1}, {u"errorcode"_s, 413}, {u"msg"_s, u"请求过大"_s}}, 413));
@@ -151,6 +160,10 @@ void HttpFront::serve(const Request& request, QTcpSocket* socket) {
     entry.status = answers ? answer.status : 0;
     entry.answer = answers ? answer.body : QByteArray();
     m_log.add(std::move(entry));
+    if (opened.route && opened.route->sealsAnswer && (!fault || !fault->answersItself()))
+        answer = sealedAnswer(answer);
+    else if (fault)
+        answer = wronglySealed(*fault, answer);
 
     const QPointer<QTcpSocket> client(socket);
     const auto finish = [client, request, answer, kind = fault ? fault->kind : Fault::Kind::Delay] {

@@ -152,6 +152,9 @@ void addOtherActions(Actions& actions) {
     actions[u"revoke_ticket"_s] = ticketChange(Tickets::Change::Revoke);
     actions[u"rotate_ticket"_s] = ticketChange(Tickets::Change::Rotate);
     actions[u"end_ticket"_s] = ticketChange(Tickets::Change::End);
+    actions[u"revoke_certificate"_s] = [](const OperatorDesk& desk, const QJsonObject& json) {
+        return desk.stores.certificates.revoke(text(json, "serial"));
+    };
     actions[u"confirm_scan"_s] = confirmScan;
     actions[u"reject_scan"_s] = [](const OperatorDesk& desk, const QJsonObject& json) {
         return desk.stores.scans.reject(text(json, "soleid"), deviceOf(json));

@@ -46,16 +46,19 @@ const char forms[] = R"(
 <option>/api/public/clientlogin/account_login</option><option>/api/public/clientlogin/scan_status</option>
 <option>/api/public/clientlogin/ticket_auth</option><option>/api/public/clientlogin/logout</option>
 <option>/api/public/clientlogin/resetpass</option><option>/api/public/clientlogin/retrieve_password</option>
-<option>/api/public/clientlogin/ad_auth</option></select></label>
+<option>/api/public/clientlogin/ad_auth</option><option>/api/inac/ca/getcert</option>
+<option>/api/inac/ca/checkstatus</option></select></label>
 <label>故障 <select name="kind"><option value="delay">延迟</option><option value="silent">不应答</option>
 <option value="close">断开连接</option><option value="status">HTTP状态</option><option value="text">不是JSON</option>
-<option value="shape">类型错误</option><option value="errorcode">错误码</option><option value="state">状态</option></select></label>
+<option value="shape">类型错误</option><option value="errorcode">错误码</option><option value="state">状态</option><option value="seal">密封错误</option></select></label>
 <label>次数 <input name="count" type="number" min="1" value="1"></label>
 <label>延迟秒数 <input name="seconds" type="number" min="0" step="0.1" placeholder="3"></label>
 <label>HTTP状态 <input name="status" type="number" min="200" max="599"></label>
 <label>错误码 <input name="errorcode" type="number"></label><label>状态 <input name="state" type="number"></label>
 <label>形状 <select name="shape"><option>array</option><option>data_list</option><option>data_text</option>
 <option>ret_text</option><option>state_null</option><option>no_data</option><option>truncated</option></select></label>
+<label>密封层 <select name="layer"><option>base64</option><option>cipher</option><option>packing</option>
+<option>cut</option><option>json</option></select></label>
 <button>注入</button><button type="button" id="clear">全部清除</button></form></section>
 <div id="parts"></div>
 )";
@@ -180,6 +183,16 @@ QString scanRow(const Scan& scan, const QList<Account>& accounts) {
                 scan.stage == Scan::Stage::Scanned ? buttons + button(u"拒绝"_s, u"reject_scan"_s, which) : QString()});
 }
 
+QString certificateRow(const IssuedCertificate& certificate) {
+    return row({u"<code>"_s + escaped(certificate.serial) + u"</code>"_s, escaped(certificate.userid),
+                u"<code>"_s + escaped(certificate.deviceid) + u"</code>"_s, timeText(certificate.issued),
+                QDateTime::fromSecsSinceEpoch(certificate.expires).toString(u"yyyy-MM-dd"_s),
+                certificate.revoked ? word(u"bad"_s, u"已吊销"_s) : word(u"good"_s, u"有效"_s),
+                certificate.revoked
+                    ? QString()
+                    : button(u"吊销"_s, u"revoke_certificate"_s, QJsonObject{{u"serial"_s, certificate.serial}})});
+}
+
 QString requestRow(const RequestLog::Entry& entry) {
     const auto compact = [](const QJsonObject& json) {
         return QString::fromUtf8(QJsonDocument(withoutSecrets(json)).toJson(QJsonDocument::Compact));
@@ -206,7 +219,7 @@ QString mailRow(const Mail& mail) {
 
 QString parts(const OperatorDesk& desk) {
     const QList<Account> accounts = desk.stores.accounts.all();
-    QStringList accountRows, deviceRows, sessionRows, scanRows, mailRows, requestRows;
+    QStringList accountRows, deviceRows, sessionRows, scanRows, certificateRows, mailRows, requestRows;
     for (const Account& account : accounts)
         accountRows.append(accountRow(account));
     for (const Device& device : desk.stores.devices.all())
@@ -215,6 +228,8 @@ QString parts(const OperatorDesk& desk) {
         sessionRows.append(sessionRow(session));
     for (const Scan& scan : desk.stores.scans.all())
         scanRows.append(scanRow(scan, accounts));
+    for (const IssuedCertificate& certificate : desk.stores.certificates.all())
+        certificateRows.append(certificateRow(certificate));
     for (const Mail& mail : desk.stores.settings.mails())
         mailRows.append(mailRow(mail));
     const auto& entries = desk.log.entries();
@@ -229,6 +244,8 @@ QString parts(const OperatorDesk& desk) {
                  {u"编号"_s, u"账号"_s, u"设备"_s, u"方式"_s, u"状态"_s, u"到期"_s, u"最近校验"_s, u"操作"_s},
                  sessionRows) +
            table(u"扫码登录"_s, {u"标识"_s, u"设备"_s, u"阶段"_s, u"账号"_s, u"操作"_s}, scanRows) +
+           table(u"入网证书"_s, {u"序列号"_s, u"账号"_s, u"设备"_s, u"签发"_s, u"有效期至"_s, u"状态"_s, u"操作"_s},
+                 certificateRows) +
            table(u"已发邮件"_s, {u"时间"_s, u"收件人"_s, u"主题"_s, u"内容"_s}, mailRows) +
            table(u"最近请求"_s, {u"序号"_s, u"时间"_s, u"接口"_s, u"参数"_s, u"HTTP"_s, u"应答"_s, u"故障"_s},
                  requestRows);

@@ -75,6 +75,18 @@ QJsonArray sessionsJson(const Stores& stores) {
     return list;
 }
 
+QJsonArray certificatesJson(const Stores& stores) {
+    QJsonArray list;
+    for (const IssuedCertificate& certificate : stores.certificates.all())
+        list.append(QJsonObject{{u"serial"_s, certificate.serial},
+                                {u"userid"_s, certificate.userid},
+                                {u"deviceid"_s, certificate.deviceid},
+                                {u"issued"_s, certificate.issued},
+                                {u"expires"_s, certificate.expires},
+                                {u"revoked"_s, certificate.revoked}});
+    return list;
+}
+
 } // namespace
 
 QJsonObject stateJson(const OperatorDesk& desk) {
@@ -99,6 +111,7 @@ QJsonObject stateJson(const OperatorDesk& desk) {
             {u"scans"_s, scans},
             {u"mails"_s, mails},
             {u"domain_accounts"_s, domainAccounts},
+            {u"certificates"_s, certificatesJson(desk.stores)},
             {u"settings"_s, desk.stores.settings.all()},
             {u"faults"_s, desk.faults.toJson()}};
 }

@@ -29,6 +29,7 @@ QJsonObject entryJson(const RequestLog::Entry& entry) {
             {u"headers"_s, headersJson(entry.request.headers)},
             {u"body_base64"_s, QString::fromLatin1(entry.request.body.toBase64())},
             {u"fields"_s, withoutSecrets(entry.fields)},
+            {u"client_certificate"_s, entry.request.peer},
             {u"fault"_s, entry.fault},
             {u"status"_s, entry.status},
             {u"answer"_s, withoutSecrets(QJsonDocument::fromJson(entry.answer).object())}};

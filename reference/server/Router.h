@@ -22,6 +22,8 @@ struct Route {
     Form form = Form::None;
     FieldRules rules;
     std::function<Answer(const Request&, const QJsonObject& fields)> handle;
+    /// The whole answer travels compressed and enciphered, refusals too.
+    bool sealsAnswer = false;
 };
 
 /// Finds the operation of a request, opens its parameters and checks them before the operation sees them.

@@ -91,6 +91,19 @@ std::optional<QByteArray> expand(const QByteArray& packed, qsizetype limit) {
     return plain;
 }
 
+QByteArray pack(const QByteArray& plain) {
+    uLongf length = compressBound(uLong(plain.size()));
+    QByteArray packed(qsizetype(length), Qt::Uninitialized);
+    if (compress(writable(packed), &length, readable(plain), uLong(plain.size())) != Z_OK)
+        return {};
+    packed.truncate(qsizetype(length));
+    return packed;
+}
+
+QByteArray sealed(const QByteArray& plain) {
+    return encipher(pack(plain));
+}
+
 std::optional<QJsonObject> openSealed(const QByteArray& body) {
     const auto packed = decipher(body);
     const auto plain = packed ? expand(*packed) : std::nullopt;

@@ -19,6 +19,11 @@ std::optional<QByteArray> decipher(const QByteArray& base64);
 /// Expands a zlib or gzip stream. Nothing for a broken, cut or too large one, and for bytes after its end.
 std::optional<QByteArray> expand(const QByteArray& packed, qsizetype limit = largestPlainText);
 
+/// The reverse, a zlib stream.
+QByteArray pack(const QByteArray& plain);
+
+/// An answer's sealed body: zlib, AES, Base64.
+QByteArray sealed(const QByteArray& plain);
 /// A request's sealed body: Base64, AES, zlib, JSON object.
 std::optional<QJsonObject> openSealed(const QByteArray& body);
 

@@ -18,6 +18,8 @@ const QJsonObject& defaults() {
         {u"ticket_lifetime"_s, 8 * 60 * 60},
         {u"admin_mail"_s, u"admin@mav.example"_s},
         {u"mail_works"_s, true},
+        {u"certificate_lifetime"_s, 365 * 24 * 60 * 60},
+        {u"require_client_certificate"_s, false},
         {u"start_config"_s,
          QJsonObject{{u"client_name"_s, u"Mav"_s},
                      // Neither "2" nor "3": no network access control until the operator asks for it.
@@ -93,7 +95,7 @@ QList<Mail> Settings::mails() const {
 bool Settings::reset() {
     Database::Transaction transaction(m_database);
     for (const char* statement : {"DELETE FROM devices", "DELETE FROM sessions", "DELETE FROM scans",
-                                  "DELETE FROM mails", "DELETE FROM settings"})
+                                  "DELETE FROM mails", "DELETE FROM settings", "DELETE FROM certificates"})
         m_database.run(QString::fromLatin1(statement));
     return transaction.commit();
 }

@@ -25,7 +25,9 @@ public:
     /// Values by name, defaults where nothing was set:
     /// "require_registration" false: a device that nobody approved is "not registered";
     /// "ticket_lifetime" 28800: seconds; "admin_mail": sender of mails, empty: none; "mail_works" true;
-    /// "start_config", "policy_data", "policy_office_data": what the client fetches, objects.
+    /// "certificate_lifetime" a year: seconds; "require_client_certificate" false: a network-access certificate only
+    /// for who shows a client certificate; "start_config", "policy_data", "policy_office_data": what the client
+    /// fetches, objects.
     QJsonObject all() const;
     QJsonValue value(const QString& name) const;
     /// @return false for an unknown name or a value of another type than the default's
@@ -40,7 +42,7 @@ public:
     bool sendMail(const QString& recipient, const QString& subject, const QString& text);
     QList<Mail> mails() const;
 
-    /// Forgets devices, sessions, sign-ins, mails and settings; accounts stay.
+    /// Forgets devices, sessions, sign-ins, mails, settings and certificates; accounts stay.
     bool reset();
 
 private:

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AccountStore.h"
+#include "CertificateStore.h"
 #include "Database.h"
 #include "DeviceStore.h"
 #include "Scans.h"
@@ -12,8 +13,8 @@ namespace Reference {
 /// Everything the server remembers, over one database.
 struct Stores {
     explicit Stores(const QString& file)
-        : database(file), accounts(database), devices(database), tickets(database), scans(database),
-          settings(database) {}
+        : database(file), accounts(database), devices(database), tickets(database), scans(database), settings(database),
+          certificates(database) {}
 
     Database database;
     AccountStore accounts;
@@ -21,6 +22,7 @@ struct Stores {
     Tickets tickets;
     Scans scans;
     Settings settings;
+    CertificateStore certificates;
 };
 
 } // namespace Reference

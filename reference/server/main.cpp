@@ -1,6 +1,8 @@
 #include "AccountRoutes.h"
+#include "Authority.h"
 #include "Certificate.h"
 #include "HttpFront.h"
+#include "NacRoutes.h"
 #include "OperatorPage.h"
 #include "OperatorRoutes.h"
 #include "Options.h"
@@ -59,6 +61,9 @@ int serve(const Reference::Options& options) {
     const auto identity = serverIdentity(options.folder, &why);
     if (!identity)
         return failWith(why);
+    const auto authority = Authority::open(options.folder, &why);
+    if (!authority)
+        return failWith(why);
     Stores stores(QDir(options.folder).filePath(u"server.sqlite"_s));
     if (!stores.database.isOpen())
         return failWith(u"cannot open the database: "_s + stores.database.errorText());
@@ -71,6 +76,7 @@ int serve(const Reference::Options& options) {
     addAccountRoutes(services, stores);
     addScanRoutes(services, stores);
     addPolicyRoutes(services, stores);
+    addNacRoutes(services, stores, *authority);
     Router operators;
     const OperatorDesk desk{stores, faults, log};
     addOperatorRoutes(operators, desk);

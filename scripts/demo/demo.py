@@ -17,14 +17,17 @@ def print_what_to_try(world, client):
     print(f"""
   Server address   127.0.0.1   port {world.port}
   Account          {USER}   password {PASSWORD}
-  Operator page    http://127.0.0.1:{world.port}/operator   (block, approve, expire, make answers fail)
-  Agent's settings {world.path('agent', 'agent.json')}   (edit and save: tips, tray, tools, server)
+  Operator page    http://127.0.0.1:{world.port}/operator   (block, approve, expire, revoke, make answers fail)
+  Agent's settings {world.path('agent', 'agent.json')}   (edit and save: tips, tray, tools, server,
+                   "vpn": false, "vindor": {{"access": 7}}, "ticketService": {{"silent": true}})
+  VPN component    ps aux | grep Mav.app/Contents/GWD/ZelVPN   (kill it: the client asks for it within 15 s)
   State files      {os.path.relpath(world.program('mavctl'))} archive show '{world.user_state('login.archive')}'
   Log              {world.path('home', 'Library', 'Logs', 'QenCloud', 'Logs')}
   Client           process {client.pid}; {world.write_launcher()} starts it once more
 
   Try: save the address, sign in, block the account on the operator page, start the client a second time,
-  kill it and start it again, sign out in the application menu.
+  kill it and start it again, expire or revoke its session, revoke its certificate after a sign-in by code, kill the
+  VPN component and the ticket service, sign out in the application menu, also while the server is stopped.
 """, flush=True)
 
 
@@ -87,6 +90,8 @@ def main():
     except KeyboardInterrupt:
         return 1 if options.check else 0
     finally:
+        if world:
+            world.end_ticket_service()
         if children:
             children.stop_all()
         if world:

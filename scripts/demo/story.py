@@ -1,10 +1,12 @@
 """The steps of the demo: everything a person does with the client from the first start to quitting."""
 
-import json
 import os
+import re
+import signal
 import socket
 import sys
 import time
+from urllib.parse import quote
 from xml.etree import ElementTree
 
 import tickets
@@ -15,6 +17,7 @@ from world import PASSWORD, USER
 SERVER_PAGE, LOGIN_PAGE, SIGNED_IN = "连接管理服务器", "欢迎登录", "办公工具"
 ADDRESS, PORT = "服务器地址", "端口"
 ACCOUNT, SECRET = "账号", "密码"
+SCAN, ACCOUNT_AND_DEVICE, COPY_DEVICE_NAME = "扫码登录", "登录与设备信息", "复制设备名称"
 MENU, SIGN_OUT, QUIT = "菜单", "退出登录", "退出 Mav"
 STATUS_OF_SECOND_COPY = 1
 
@@ -74,9 +77,15 @@ class Story:
             self.step(action)
 
     def play_everything(self):
+        # The watchdog's first look comes 30 seconds after the second start; the steps up to it fill that time.
         for action in (self._refused_address, self._unreachable_server, self._save_address, self._wrong_password,
-                       self._blocked_user, self._sign_in, self._look_at_record, self._edit_tips, self._kill_and_return,
-                       self._look_at_sent_ticket, self._second_launch, self._sign_out, self._look_at_sole_id, self._quit):
+                       self._blocked_user, self._waiting_device, self._sign_in, self._look_at_record,
+                       self._vpn_is_started, self._edit_tips, self._kill_and_return,
+                       self._look_at_sent_ticket, self._second_launch, self._expire_ticket, self._come_back,
+                       self._revoke_ticket, self._sign_in_by_code,
+                       self._fetch_certificate, self._kill_vpn, self._kill_ticket_service,
+                       self._sign_out, self._look_at_sole_id, self._come_back, self._sign_out_without_network,
+                       self._report_sign_out, self._quit):
             self.step(action)
         self.say("all steps passed")
 
@@ -137,6 +146,139 @@ class Story:
         self.windows.wait_for_text(SIGNED_IN, 15)
         self.say("signed in", "signed-in")
 
+    def _waiting_device(self):
+        self.world.desk.action("require_approval", userid=USER)
+        self._submit_account(PASSWORD)
+        self._read_box("Devicereview", "the device waits for approval", "waiting")
+        device = self.world.desk.devices()[0]["deviceid"]
+        self.world.desk.action("approve_device", deviceid=device)
+        self.say("the operator approves the device")
+
+    def _come_back(self):
+        """Signs in again after the session's end, from the server page."""
+        self.windows.press("push button", self.texts["ConfigureServer"])
+        self.windows.wait_for_text(LOGIN_PAGE, 15)
+        self._submit_account(PASSWORD)
+        self.windows.wait_for_text(SIGNED_IN, 15)
+        self.say("the address is there again, saved and reached; signed in again")
+
+    def _session_state(self):
+        """What the server holds of the session begun last."""
+        return max(self.world.desk.sessions(USER), key=lambda session: session["session"])["state"]
+
+    def _lose_session(self, action, picture):
+        self.world.desk.action(action, userid=USER)
+        self.windows.wait_for_text(SERVER_PAGE, 15)
+        wait_for("login.archive is gone", lambda: not os.path.exists(self._record()), 5)
+        self.say(f"{action} on the operator page: the session ends, the server page again", picture)
+
+    def _expire_ticket(self):
+        self._lose_session("expire_ticket", "ticket-expired")
+
+    def _revoke_ticket(self):
+        self._lose_session("revoke_ticket", "ticket-revoked")
+
+    def _vpn(self):
+        """Process id of the running VPN component, 0 without one."""
+        lines = re.findall(r"^(started|stopped|gone) ZelVPN ?(\d*)$", self.world.agent.output(), re.MULTILINE)
+        return int(lines[-1][1]) if lines and lines[-1][0] == "started" else 0
+
+    def _vpn_is_started(self):
+        pid = wait_for("the agent starts the VPN component", self._vpn, 10)
+        self.say(f"the sign-in asked for the user's policy: the agent started the VPN component, process {pid}")
+
+    def _sign_in_by_code(self):
+        """As _come_back, with the code that a phone scans; the server asks for network access by certificate."""
+        self.world.desk.action("set_start_config", config={
+            "domain": {"auth_method": "3", "inac_addr": f"https://127.0.0.1:{self.world.https_port}"},
+            "wifisettings": {"ssidlist": ["Mav-Guest"]}})
+        self.windows.press("push button", self.texts["ConfigureServer"])
+        self.windows.wait_for_text(LOGIN_PAGE, 15)
+        self.world.desk.action("clear_requests")
+        self.windows.press("push button", SCAN)
+        asked = wait_for("the client asks whether its code was scanned", lambda: self.world.desk.requests(
+            "/api/public/clientlogin/scan_status"), 10)[0]["fields"]
+        self.say("the login window shows the code to be scanned", "code")
+        # The phone: it opens the address in the code, and somebody confirms there.
+        code = {"hostname": asked["hostname"], "ip": "127.0.0.1", "mac": asked["mac"], "device_type": "PC", "login_user": USER,
+                "timestamp": str(int(time.time())), "deviceid": asked["deviceid"], "os": "Linux", "soleid": asked["soleid"]}
+        self.world.desk.open_page("/api/public/clientlogin/scan_login?v=" + quote(tickets.seal(code), safe=""))
+        self.windows.wait_for_text("已扫码,待确定...", 10)
+        self.world.desk.action("confirm_scan", soleid=asked["soleid"], deviceid=asked["deviceid"], userid=USER)
+        self.windows.wait_for_text(SIGNED_IN, 15)
+        self.say("code scanned and confirmed: signed in", "signed-in-by-code")
+
+    def _fetch_certificate(self):
+        profile = self.world.user_state("RTMDMNetwork.mobileconfig")
+        wait_for("the certificate's profile is there", lambda: os.path.exists(profile), 20)
+        with open(profile, encoding="utf-8") as file:
+            if "WiFi (Mav-Guest)" not in file.read():
+                raise Failure("the profile lacks the network of agent.json")
+        certificate = self.world.desk.certificates()[0]
+        serial = certificate["serial"]
+        if certificate["userid"] != USER or self.world.desk.certificate_state(serial) != 0:
+            raise Failure(f"the server issued {certificate}")
+        self.world.desk.action("revoke_certificate", serial=serial)
+        if self.world.desk.certificate_state(serial) != -7:
+            raise Failure("a revoked certificate is still good")
+        self.say(f"network access by certificate: {serial} issued and its profile written; revoked on the operator page")
+
+    def _wait_for_log(self, line, since, limit):
+        wait_for(f"the log says \"{line}\"", lambda: self.world.log().count(line) > since, limit, 0.2)
+
+    def _kill_vpn(self):
+        line = "zelvpn exit reload zelvpn....."
+        # Not before the watchdog took its first look and set everything up.
+        self._wait_for_log("Qen ZelVPN existed....", 0, 60)
+        before, since = wait_for("the VPN component runs", self._vpn, 5), self.world.log().count(line)
+        os.kill(before, signal.SIGKILL)
+        killed = time.monotonic()
+        self._wait_for_log(line, since, 25)
+        after = wait_for("the agent starts the VPN component again", lambda: self._vpn() not in (0, before) and self._vpn(), 5)
+        self.say(f"VPN component killed: \"{line}\" after {time.monotonic() - killed:.1f} s, process {after} runs")
+
+    def _kill_ticket_service(self):
+        lines = ("NGN Server reload ........................", "[QenCloudTicketHelper] QenCloud Service run Success")
+        before = self.world.ticket_service()
+        if not before:
+            raise Failure("the ticket service does not run")
+        since = [self.world.log().count(line) for line in lines]
+        os.kill(before, signal.SIGKILL)
+        killed = time.monotonic()
+        for line, count in zip(lines, since):
+            self._wait_for_log(line, count, 25)
+        after = self.world.ticket_service()
+        if after in (0, before):
+            raise Failure("the bus did not start the ticket service again")
+        self.say(f"ticket service killed: set up again after {time.monotonic() - killed:.1f} s, process {after}; the log says "
+                 + " and ".join(f'"{line}"' for line in lines))
+
+    def _sign_out_without_network(self):
+        line = "QenCloud logout fail because no network!!!"
+        since = self.world.log().count(line)
+        self.world.server.stop()
+        self._choose(SIGN_OUT)
+        self._wait_for_log(line, since, 20)
+        pending = wait_for("login.archive says that a sign-out is pending",
+                           lambda: self.world.archive(self._record()).get("islogout") == 1, 5)
+        self.say(f"server stopped, signed out: \"{line}\", islogout {int(pending)}", "sign-out-pending")
+        self.windows.press("push button", self.texts["Confirm"])
+        self.world.start_server(self.children)
+
+    def _report_sign_out(self):
+        self.world.desk.action("clear_requests")
+        self.windows.press("push button", ACCOUNT_AND_DEVICE)
+        wait_for("the next poll says that the user wants out", lambda: any(
+            request["fields"].get("clientoper") == 1
+            for request in self.world.desk.requests("/api/public/clientlogin/scan_status")), 10)
+        self.windows.wait_for_text(SERVER_PAGE, 10)
+        if self._session_state() != "ended" or os.path.exists(self._record()):
+            raise Failure("the pending sign-out was not carried out")
+        self.say("server back, login window opened: its next poll reports the sign-out, and the session ends",
+                 "sign-out-reported")
+        self.desktop.press_keys("alt+F4")
+        self.windows.wait_until_gone("push button", COPY_DEVICE_NAME)
+
     def _record(self):
         return self.world.user_state("login.archive")
 
@@ -152,11 +294,7 @@ class Story:
 
     def _edit_tips(self):
         tips = "管理员通知：今晚 22:00 升级服务器"
-        path = self.world.path("agent", "agent.json")
-        with open(path, encoding="utf-8") as file:
-            settings = json.load(file)
-        with open(path, "w", encoding="utf-8") as file:
-            json.dump({**settings, "tips": tips}, file, ensure_ascii=False, indent=4)
+        self.world.edit_agent(tips=tips)
         self.windows.wait_for_text(tips, 15)
         self.say("agent.json edited: the tips line follows", "tips")
 
@@ -202,8 +340,7 @@ class Story:
     def _sign_out(self):
         self._choose(SIGN_OUT)
         self.windows.wait_for_text(SERVER_PAGE, 15)
-        wait_for("the server ended the session",
-                 lambda: [entry["state"] for entry in self.world.desk.sessions(USER)] == ["ended"], 5)
+        wait_for("the server ended the session", lambda: self._session_state() == "ended", 5)
         wait_for("login.archive is gone", lambda: not os.path.exists(self._record()), 5)
         self.say("signed out in the application menu: the server page again", "signed-out")
 

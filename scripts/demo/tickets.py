@@ -1,4 +1,4 @@
-"""What the server knows of the tickets it issued: only their hashes, and what the client sent to prove one."""
+"""What the server knows of the tickets it issued, only their hashes, and the sealed form of what a client sends."""
 
 import base64
 import hashlib
@@ -27,15 +27,22 @@ def live_hashes(database):
     return {bytes(value) for row in rows for value in row if value}
 
 
+def _cipher(direction, data):
+    done = subprocess.run(
+        ["openssl", "enc", direction, "-aes-128-cbc", "-K", KEY.hex(), "-iv", VECTOR.hex()],
+        input=data, capture_output=True, timeout=10, check=False)
+    if done.returncode != 0:
+        raise Failure("openssl: " + done.stderr.decode().strip())
+    return done.stdout
+
+
 def open_body(request):
     """The parameters of a sealed request in the operator's list."""
-    body = base64.b64decode(base64.b64decode(request["body_base64"]))
-    opened = subprocess.run(
-        ["openssl", "enc", "-d", "-aes-128-cbc", "-K", KEY.hex(), "-iv", VECTOR.hex()],
-        input=body, capture_output=True, timeout=10, check=False)
-    if opened.returncode != 0:
-        raise Failure("a request body cannot be opened: " + opened.stderr.decode().strip())
-    return json.loads(zlib.decompress(opened.stdout))
+    return json.loads(zlib.decompress(_cipher("-d", base64.b64decode(base64.b64decode(request["body_base64"])))))
+
+
+def seal(parameters):
+    return base64.b64encode(_cipher("-e", zlib.compress(json.dumps(parameters).encode()))).decode()
 
 
 def find_key(value, key):

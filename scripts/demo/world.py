@@ -57,8 +57,12 @@ class World:
         else:
             shutil.rmtree(self.runtime, ignore_errors=True)
             os.makedirs(self.runtime, mode=0o700)
+        # Where a session bus of the demo's own finds the ticket service; the bus watches a folder that was there first.
+        self.services = os.path.join(self.runtime, "dbus-1", "services")
+        os.makedirs(self.services, mode=0o700)
         self.environment = self._environment()
         self.server = None
+        self.agent = None
         self.port = 0
         self.https_port = 0
         self.desk = None
@@ -93,6 +97,8 @@ class World:
         wayland = self.environment.get("WAYLAND_DISPLAY")
         if wayland:
             self.environment["WAYLAND_DISPLAY"] = os.path.join(runtime, wayland)
+        # The user's own bus finds it here; the agent takes its file away when it ends.
+        self.services = os.path.join(runtime, "dbus-1", "services")
         if os.path.exists(os.path.join(runtime, "bus")):
             self.environment.setdefault("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + os.path.join(runtime, "bus"))
 
@@ -110,11 +116,49 @@ class World:
         settings = self.path("agent", "agent.json")
         if not os.path.exists(settings):
             example = os.path.join(os.path.dirname(__file__), "..", "..", "reference", "agent", "example.json")
-            shutil.copyfile(example, settings)
-        agent = children.start("agent", [
+            with open(example, encoding="utf-8") as template, open(settings, "w", encoding="utf-8") as file:
+                file.write(template.read().replace("127.0.0.1:18443", f"127.0.0.1:{self.https_port}"))
+        services = ["--services", self.services] if os.path.isdir(self.services) else []
+        self.agent = children.start("agent", [
             self.program("mav-reference-agent"), "--root", self.path("root"), "--home", self.path("home"),
-            "--file", settings, "--mavctl", self.program("mavctl")], self.environment)
-        agent.wait_for_line(r"^ready$", 30)
+            "--file", settings, "--mavctl", self.program("mavctl")] + services, self.environment)
+        self.agent.wait_for_line(r"^ready$", 30)
+
+    def edit_agent(self, **changes):
+        """Edits the agent's JSON file as a person would."""
+        path = self.path("agent", "agent.json")
+        with open(path, encoding="utf-8") as file:
+            settings = json.load(file)
+        with open(path, "w", encoding="utf-8") as file:
+            json.dump({**settings, **changes}, file, ensure_ascii=False, indent=4)
+
+    def ticket_service(self):
+        """Process id of the ticket service; 0 while it does not run."""
+        name = "string:com.qencloud.mav.TicketService"
+        asked = subprocess.run(
+            ["dbus-send", "--session", "--print-reply=literal", "--dest=org.freedesktop.DBus", "/org/freedesktop/DBus",
+             "org.freedesktop.DBus.GetConnectionUnixProcessID", name],
+            env=self.environment, capture_output=True, timeout=10, check=False)
+        return int(asked.stdout.split()[-1]) if asked.returncode == 0 else 0
+
+    def end_ticket_service(self):
+        """Ends what the bus started for the agent, which would stay on a bus that goes on."""
+        try:
+            pid = self.ticket_service() if self.agent else 0
+            if pid:
+                os.kill(pid, signal.SIGTERM)
+        except (OSError, subprocess.SubprocessError):
+            pass  # whatever else was started is to be ended all the same
+
+    def log(self):
+        """Everything that the client's log files hold, the oldest file first."""
+        folder = self.path("home", "Library", "Logs", "QenCloud", "Logs")
+        files = [os.path.join(folder, name) for name in os.listdir(folder)] if os.path.isdir(folder) else []
+        text = b""
+        for path in sorted(files, key=os.path.getmtime):
+            with open(path, "rb") as file:
+                text += file.read()
+        return text.decode(errors="replace")
 
     def start_client(self, children):
         return children.start("client", [self.program("Mav")], self.environment)

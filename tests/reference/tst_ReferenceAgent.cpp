@@ -137,7 +137,9 @@ void tst_ReferenceAgent::writesEachKeyToItsFiles() {
     QVERIFY(world.start());
     for (const QString& name : files)
         QCOMPARE(shown(world.state(name)), parsed(value));
-    QCOMPARE(QDir(world.state({})).entryList(QDir::Files | QDir::Hidden), files);
+    QStringList written = QDir(world.state({})).entryList(QDir::Files | QDir::Hidden);
+    written.removeOne(u"vindor.port"_s);
+    QCOMPARE(written, files);
 }
 
 void tst_ReferenceAgent::anEditRewritesOnlyWhatChanged() {
@@ -165,6 +167,8 @@ void tst_ReferenceAgent::aFaultyFileChangesNothing_data() {
     QTest::newRow("no object") << QByteArray("[]");
     QTest::newRow("unknown key") << QByteArray(R"({"tips": "new", "tip": "x"})");
     QTest::newRow("text that is none") << QByteArray(R"({"tips": ["new"]})");
+    QTest::newRow("word for a flag") << QByteArray(R"({"tips": "new", "vpn": "yes"})");
+    QTest::newRow("word for a code") << QByteArray(R"({"tips": "new", "vindor": {"stop": "no"}})");
     QTest::newRow("port out of range") << QByteArray(R"({"tips": "new", "server": [["10.0.0.1", "65536"]]})");
 }
 
