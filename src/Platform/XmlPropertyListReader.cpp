@@ -29,13 +29,14 @@ private:
     bool decodeValue(int depth, ArchiveValue& result) {
         if (++m_values > PropertyListLimits::Objects)
             return false;
-        const QStringView name = m_xml.name();
+        // A copy: the reader's own text goes when it reads on.
+        const QString name = m_xml.name().toString();
         if (name == u"dict" || name == u"array") {
             if (depth >= PropertyListLimits::Depth)
                 return false;
             return name == u"dict" ? decodeDictionary(depth, result) : decodeArray(depth, result);
         }
-        return decodeScalar(name.toString(), m_xml.readElementText(), result) && !m_xml.hasError();
+        return decodeScalar(name, m_xml.readElementText(), result) && !m_xml.hasError();
     }
 
     bool decodeArray(int depth, ArchiveValue& result) {
