@@ -117,12 +117,6 @@ std::optional<QString> StringExtension::aes256_decrypt(const QString& text, cons
     return plain.text();
 }
 
-bool StringExtension::isHexadecimal(QStringView text, qsizetype count) {
-    return text.size() == count && std::all_of(text.begin(), text.end(), [](QChar digit) {
-               return (digit >= u'0' && digit <= u'9') || (digit >= u'A' && digit <= u'F');
-           });
-}
-
 bool StringExtension::isPureNumandCharacters(const QString& text) {
     // Taking digits off both ends leaves nothing exactly when there is nothing else.
     const QList<uint> characters = text.toUcs4();

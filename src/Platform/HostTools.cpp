@@ -3,6 +3,7 @@
 #include "Paths.h"
 
 #include <QFileInfo>
+#include <QRegularExpression>
 
 #include <mutex>
 #include <optional>
@@ -48,6 +49,29 @@ QString resolved(const QString& path) {
             return tool.filePath();
     }
     return path;
+}
+
+QStringList resolvedArguments(const QString& program, const QStringList& arguments) {
+    static const QRegularExpression command(QStringLiteral("(?:^|[|;&(])\\s*(/[A-Za-z0-9_./-]+)(?=[\\s|;&)]|$)"));
+    const QString name = QFileInfo(program).fileName();
+    const bool isShell = name == u"sh" || name == u"bash" || name == u"dash";
+    if (!isShell || arguments.size() < 2 || arguments[0] != u"-c" || !arguments[1].contains(u'/'))
+        return arguments;
+    QString line;
+    qsizetype end = 0;
+    auto matches = command.globalMatch(arguments[1]);
+    while (matches.hasNext()) {
+        const QRegularExpressionMatch match = matches.next();
+        const QString path = match.captured(1);
+        QString tool = resolved(path);
+        if (tool != path)
+            tool = u'\'' + tool.replace(u'\'', QStringLiteral("'\\''")) + u'\'';
+        line += arguments[1].mid(end, match.capturedStart(1) - end) + tool;
+        end = match.capturedEnd(1);
+    }
+    QStringList result = arguments;
+    result[1] = line + arguments[1].mid(end);
+    return result;
 }
 
 QString searchPath(const QString& searchPath) {

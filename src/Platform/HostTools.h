@@ -13,6 +13,9 @@ void setFolders(const QStringList& folders);
 
 /// @p path itself when something exists there, else the tool of the same name in the pack, else @p path unchanged.
 QString resolved(const QString& path);
+/// The arguments with which @p program is started. A shell finds the commands of its line by itself, those given by a
+/// path only where it says: in the line after "-c" each command's path is replaced by what resolved() gives.
+QStringList resolvedArguments(const QString& program, const QStringList& arguments);
 /// The PATH of a child process: the existing folders of the pack in front of @p searchPath (the system's usual one when
 /// empty).
 QString searchPath(const QString& searchPath);

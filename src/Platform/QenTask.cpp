@@ -126,7 +126,7 @@ Error QenTask::launch() {
     const QByteArray path = QFile::encodeName(m_launchPath);
     TextVector arguments;
     arguments.add(path);
-    for (const QString& argument : m_arguments)
+    for (const QString& argument : HostTools::resolvedArguments(m_launchPath, m_arguments))
         arguments.add(argument.toLocal8Bit());
     TextVector environment = childEnvironment(m_additions);
     SpawnSettings settings;

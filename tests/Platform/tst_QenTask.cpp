@@ -130,17 +130,22 @@ private Q_SLOTS:
     }
 
     void packComesFirst() {
-        QTemporaryDir pack;
+        const QTemporaryDir top;
+        const QDir pack(top.filePath(QStringLiteral("it's here")));
+        QVERIFY(pack.mkpath(QStringLiteral(".")));
         QFile tool(pack.filePath(QStringLiteral("scutil")));
         QVERIFY(tool.open(QIODevice::WriteOnly));
-        tool.write("#!/bin/sh\necho from the pack\n");
+        tool.write("#!/bin/sh\necho from the pack $*\n");
         tool.close();
         tool.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         QFile(pack.filePath(QStringLiteral("notes"))).open(QIODevice::WriteOnly);
         const QStringList before = HostTools::folders();
         HostTools::setFolders({QStringLiteral("/nonexistent/pack"), pack.path()});
 
-        QCOMPARE(outputOf(QStringLiteral("scutil")), QStringLiteral("from the pack\n"));
+        for (const char* line : {"scutil 1 2", "/usr/nonexistent/scutil 1 2", "true;/usr/nonexistent/scutil 1 2|cat",
+                                 "/bin/echo 1 2 | { read all; /bin/true && /usr/nonexistent/scutil $all; }"})
+            QCOMPARE(outputOf(QString::fromLatin1(line)), QStringLiteral("from the pack 1 2\n"));
+        QCOMPARE(outputOf(QStringLiteral("echo /usr/nonexistent/scutil")), QStringLiteral("/usr/nonexistent/scutil\n"));
         QVERIFY(outputOf(QStringLiteral("echo $PATH")).startsWith(pack.path() + u':'));
         QCOMPARE(HostTools::resolved(QStringLiteral("/usr/nonexistent/scutil")), tool.fileName());
         QCOMPARE(HostTools::resolved(Bash), Bash);
