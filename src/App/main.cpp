@@ -42,19 +42,31 @@ constexpr int SecondCopy = 1;
     std::_Exit(status);
 }
 
-/// The left bar lives from the start, since it opens the login window before anybody is signed in; the signed-in page
-/// takes it in.
-QenMainLeftBar* makeLeftBar(AppDelegate& delegate, QWidget* window) {
-    auto* bar =
-        new QenMainLeftBar({delegate, QenCloudLoginHelper::sharedInstance(), QenServerConfig::sharedInstance(),
-                            ITDevice::currentDevice(), QenLogHelper::sharedInstance(),
-                            Platform::NotificationCenter::defaultCenter(), Platform::Paths::applicationSupport()},
-                           window);
-    bar->hide();
-    return bar;
-}
+/// The left bar of the window, made when it is first asked for: by the login window, which it opens before anybody is
+/// signed in, or by the signed-in page, which takes it in.
+class LeftBar {
+public:
+    LeftBar(AppDelegate& delegate, QWidget* window) : m_delegate(delegate), m_window(window) {}
 
-MainViewWorld mainViewWorld(AppDelegate& delegate, Platform::Reachability& reachability, QenMainLeftBar* bar) {
+    QenMainLeftBar* bar() {
+        if (!m_bar) {
+            m_bar = new QenMainLeftBar({m_delegate, QenCloudLoginHelper::sharedInstance(),
+                                        QenServerConfig::sharedInstance(), ITDevice::currentDevice(),
+                                        QenLogHelper::sharedInstance(), Platform::NotificationCenter::defaultCenter(),
+                                        Platform::Paths::applicationSupport()},
+                                       m_window);
+            m_bar->hide();
+        }
+        return m_bar;
+    }
+
+private:
+    AppDelegate& m_delegate;
+    QWidget* m_window;
+    QPointer<QenMainLeftBar> m_bar;
+};
+
+MainViewWorld mainViewWorld(AppDelegate& delegate, Platform::Reachability& reachability, LeftBar& leftBar) {
     MainViewWorld world{delegate,
                         QenCloudLoginHelper::sharedInstance(),
                         QenServerConfig::sharedInstance(),
@@ -65,11 +77,12 @@ MainViewWorld mainViewWorld(AppDelegate& delegate, Platform::Reachability& reach
                         reachability,
                         Platform::Paths::applicationSupport(),
                         Platform::Paths::agentState()};
-    world.openDetailWindow = [bar = QPointer(bar)](QWidget* over) {
-        if (bar)
-            bar->openDetailWindow(over);
+    world.openDetailWindow = [&leftBar](QWidget* over) {
+        leftBar.bar()->openDetailWindow(over);
     };
-    world.leftBar = bar;
+    world.leftBar = [&leftBar] {
+        return leftBar.bar();
+    };
     return world;
 }
 
@@ -133,7 +146,8 @@ int runApplication(Platform::RunningApplications& running) {
                      });
     delegate.applicationDidFinishLaunching();
     // After the launch sequence, which only posts the window's showing: what the pages log comes behind its first line.
-    window.setContentView(new MavMianViewCtrl(mainViewWorld(delegate, reachability, makeLeftBar(delegate, &window))));
+    LeftBar leftBar(delegate, &window);
+    window.setContentView(new MavMianViewCtrl(mainViewWorld(delegate, reachability, leftBar)));
     return QApplication::exec();
 }
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QPointer>
 #include <QString>
 #include <QWidget>
 
@@ -38,6 +37,6 @@ struct MainViewWorld {
     std::chrono::milliseconds ticketInterval{3000};
     /// Opens the login window over the given one. Empty: the login page offers no QR code.
     std::function<void(QWidget* over)> openDetailWindow{};
-    /// The column at the left of the signed-in page, which takes it in; null: the page shows a plain one.
-    QPointer<QWidget> leftBar{};
+    /// Makes the column at the left of the signed-in page, which takes it in. Empty: the page shows a plain one.
+    std::function<QWidget*()> leftBar{};
 };

@@ -65,7 +65,7 @@ MavNavigationViewCtrl::MavNavigationViewCtrl(const MainViewWorld& world, QWidget
     setFocusPolicy(Qt::ClickFocus);
     setAccessibleName(QStringLiteral("主页"));
     m_ui->leftBar->setFixedWidth(Theme::LeftBarWidth);
-    if (QWidget* bar = m_world.leftBar) {
+    if (QWidget* bar = m_world.leftBar ? m_world.leftBar() : nullptr) {
         m_ui->leftBar->hide();
         m_ui->navigationLayout->insertWidget(0, bar);
         bar->show();
