@@ -7,6 +7,8 @@
 #include "QenCheck.h"
 #include "QenLogHelper.h"
 
+#include <QPointer>
+
 #include <algorithm>
 
 QenCheckRound::QenCheckRound(World world)
@@ -60,8 +62,12 @@ void QenCheckRound::startCheck() {
 }
 
 void QenCheckRound::runPass(const std::vector<QenRootModelPointer>& nodes) {
-    const auto onMain = [this](auto call) {
-        QMetaObject::invokeMethod(this, std::move(call), Qt::QueuedConnection);
+    // The way that the results take, too: what is posted here comes behind them.
+    const auto onMain = [round = QPointer(this)](auto call) {
+        Platform::mainQueue().async([round, call = std::move(call)] {
+            if (round)
+                call();
+        });
     };
     qint64 checks = 0;
     for (const QenRootModelPointer& node : nodes) {
@@ -80,7 +86,6 @@ void QenCheckRound::runPass(const std::vector<QenRootModelPointer>& nodes) {
         else
             onMain([this] { Q_EMIT detailButtonHidden(false); });
     }
-    // Behind the results, which have been posted to the same thread.
     onMain([this, checks] { Q_EMIT passEnded(static_cast<int>(std::max<qint64>(0, checks - m_hadCheckedCount))); });
 }
 

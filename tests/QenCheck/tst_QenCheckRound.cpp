@@ -7,6 +7,8 @@
 
 #include <QSignalSpy>
 
+#include <future>
+
 using Platform::ArchiveValue;
 
 namespace {
@@ -231,8 +233,12 @@ private Q_SLOTS:
             check(model);
             if (QenCheckRound* const round = loaded.exchange(nullptr)) {
                 m_world->policy({}, ".archive"); // the agent requires nothing any more
-                QMetaObject::invokeMethod(
-                    round, [round] { round->getDataFromPlist(); }, Qt::BlockingQueuedConnection);
+                std::promise<void> read;
+                Platform::mainQueue().async([&] {
+                    round->getDataFromPlist();
+                    read.set_value();
+                });
+                read.get_future().wait();
             }
         };
         QenCheckRound round(places);

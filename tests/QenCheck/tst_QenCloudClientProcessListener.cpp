@@ -1,10 +1,10 @@
 #include "QenCloudClientProcessListener.h"
 
 #include "QenLogHelper.h"
+#include "QenTask.h"
 
 #include <QElapsedTimer>
 #include <QFile>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -29,7 +29,10 @@ public:
     }
     QStringList calls() {
         const std::lock_guard lock(m_mutex);
-        return m_calls;
+        QStringList calls;
+        for (const char* call : m_calls)
+            calls << QString::fromLatin1(call);
+        return calls;
     }
 
     bool signedIn = true;
@@ -39,10 +42,10 @@ public:
 private:
     void note(const char* call) {
         const std::lock_guard lock(m_mutex);
-        m_calls << QString::fromLatin1(call);
+        m_calls.push_back(call);
     }
     std::mutex m_mutex;
-    QStringList m_calls;
+    std::vector<const char*> m_calls;
 };
 
 } // namespace
@@ -80,11 +83,9 @@ private Q_SLOTS:
         QTemporaryDir folder;
         const QString vpn = folder.filePath(QStringLiteral("ZelVPN"));
         QVERIFY(QFile::link(QStringLiteral("/bin/sleep"), vpn));
-        QProcess component;
-        if (vpnRuns) {
-            component.start(vpn, {QStringLiteral("60")});
-            QVERIFY(component.waitForStarted());
-        }
+        Platform::QenTask component(vpn, {QStringLiteral("60")});
+        if (vpnRuns)
+            QVERIFY(!component.launch());
         Client client;
         client.signedIn = signedIn;
         client.shown = shown;
@@ -103,8 +104,7 @@ private Q_SLOTS:
             QVERIFY2(text.contains(line), qPrintable(line + text));
         QCOMPARE(text.count(u'\n') == 0, lines.isEmpty());
         if (vpnRuns) {
-            component.kill();
-            QVERIFY(component.waitForFinished());
+            QVERIFY(component.waitUntilExitWithTimeout(0, true, true));
         }
     }
 
