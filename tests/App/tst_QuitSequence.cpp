@@ -1,10 +1,10 @@
 #include "../Login/ClientWorld.h"
 
 #include "LoginLinks.h"
+#include "QenTask.h"
 #include "QuitSequence.h"
 
 #include <QCoreApplication>
-#include <QProcess>
 
 using Platform::Error;
 using namespace std::chrono_literals;
@@ -71,11 +71,9 @@ private Q_SLOTS:
 
         const QString component = folder.file(QStringLiteral("ZelVPN"));
         QVERIFY(QFile::copy(QStringLiteral("/bin/sleep"), component));
-        QProcess process;
-        if (running) {
-            process.start(component, {QStringLiteral("60")});
-            QVERIFY(process.waitForStarted());
-        }
+        Platform::QenTask process(component, {QStringLiteral("60")});
+        if (running)
+            QVERIFY(!process.launch());
         static std::vector<std::unique_ptr<Agent>> agents;
         agents.push_back(std::make_unique<Agent>());
         agents.back()->access = access;
@@ -91,8 +89,7 @@ private Q_SLOTS:
         QCOMPARE(terminated, 1);
         const QString log = world.logText();
         QVERIFY2(line.isEmpty() ? !log.contains(QStringLiteral("[appdelegate]")) : log.contains(line), qPrintable(log));
-        process.kill();
-        process.waitForFinished();
+        QVERIFY(process.waitUntilExitWithTimeout(0, true, true));
     }
 };
 
