@@ -3,38 +3,47 @@
 #include "Theme.h"
 
 #include <QFrame>
+#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QListWidget>
+#include <QScreen>
 #include <QTextBrowser>
+
+#include <algorithm>
 
 namespace {
 
 constexpr int TopicsWidth = 216;
+constexpr int Shift = 50;
 
 struct Topic {
     const char16_t* title;
+    /// Names the page and is the tag; those of the compliance checks stand as keywords in the check catalogue.
     const char16_t* page;
 };
 
-constexpr Topic Topics[] = {{u"连接管理服务器", u"connect"},
-                            {u"登录与退出", u"signin"},
-                            {u"密码", u"password"},
-                            {u"窗口、托盘与菜单", u"windows"},
-                            {u"遇到问题", u"problems"}};
+constexpr Topic Topics[] = {
+    {u"连接管理服务器", u"connect"}, {u"登录与退出", u"signin"}, {u"密码", u"password"},
+    {u"合规检测", u"compliance"},    {u"磁盘加密", u"disk"},     {u"主机防火墙", u"firewall"},
+    {u"客户端版本", u"version"},     {u"加入域", u"domain"},     {u"窗口、托盘与菜单", u"windows"},
+    {u"遇到问题", u"problems"}};
 
 /// The look of the pages, from the theme's values.
 QString pageStyle() {
-    return QStringLiteral("body { color: %1; line-height: 160%; }"
-                          "p, li { font-size: %4px; line-height: 160%; margin-top: 4px; margin-bottom: 4px; }"
-                          ".page { font-size: %2px; font-weight: 500; margin-bottom: 12px; }"
+    return QStringLiteral("body { color: %1; }"
+                          "p, li { font-size: %4px; line-height: 125%; margin-top: 4px; margin-bottom: 4px; }"
+                          "ul, ol { margin-top: 4px; margin-bottom: 8px; }"
+                          ".page { font-size: %2px; font-weight: 500; margin-top: 0; margin-bottom: 12px; }"
                           ".heading { font-size: %3px; font-weight: 500; margin-top: 20px; }"
-                          ".note { color: %5; }")
+                          ".note { color: %5; margin-top: 12px; }"
+                          "code { background-color: %6; }")
         .arg(Theme::color(Theme::Color::Text).name())
         .arg(static_cast<int>(Theme::TextSize::Page))
         .arg(static_cast<int>(Theme::TextSize::Heading))
         .arg(static_cast<int>(Theme::TextSize::Body))
-        .arg(Theme::color(Theme::Color::SecondText).name());
+        .arg(Theme::color(Theme::Color::SecondText).name())
+        .arg(Theme::color(Theme::Color::Ground).name());
 }
 
 } // namespace
@@ -50,6 +59,7 @@ QenHelpWebWindowController::QenHelpWebWindowController(QWidget* parent)
     m_page->setOpenLinks(false);
     m_page->document()->setDefaultStyleSheet(pageStyle());
     m_page->document()->setDocumentMargin(Theme::Space32);
+    m_page->document()->setIndentWidth(Theme::Space24);
 
     auto* side = new QFrame(this);
     side->setObjectName(QStringLiteral("leftBar"));
@@ -75,6 +85,37 @@ void QenHelpWebWindowController::loadHelpView() {
     if (m_topics->currentRow() < 0)
         m_topics->setCurrentRow(0);
     m_topics->setFocus();
+}
+
+void QenHelpWebWindowController::loadHelpWithTag(const QString& tag) {
+    const auto* topic = std::find_if(std::begin(Topics), std::end(Topics),
+                                     [&tag](const Topic& one) { return QStringView(one.page) == tag; });
+    const int row = topic == std::end(Topics) ? 0 : static_cast<int>(topic - std::begin(Topics));
+    m_topics->setCurrentRow(row);
+    // A topic that was shown already may have been scrolled.
+    showTopic(row);
+    m_topics->setFocus();
+}
+
+QRect QenHelpWebWindowController::frameOver(const QRect& window, const QRect& screen) {
+    const QSize size = Theme::HelpWindowSize.boundedTo(screen.size());
+    const QPoint wanted = originForCentring(size, window) + QPoint(Shift, -Shift);
+    return {{std::clamp(wanted.x(), screen.left(), screen.left() + screen.width() - size.width()),
+             std::clamp(wanted.y(), screen.top(), screen.top() + screen.height() - size.height())},
+            size};
+}
+
+void QenHelpWebWindowController::openOver(const QWidget* window) {
+    const QWidget* over = window ? window->window() : nullptr;
+    const QScreen* screen = over ? over->screen() : QGuiApplication::primaryScreen();
+    const QRect area = screen->availableGeometry();
+    setWindowState(windowState() & ~(Qt::WindowMaximized | Qt::WindowFullScreen));
+    // The desktop draws its title bar around the geometry; the other window tells how thick it is.
+    const QRect inner = over ? over->geometry() : area;
+    const QRect outer = over ? over->frameGeometry() : area;
+    setGeometry(frameOver(inner, area.adjusted(inner.left() - outer.left(), inner.top() - outer.top(),
+                                               inner.right() - outer.right(), inner.bottom() - outer.bottom())));
+    makeKeyAndOrderFront();
 }
 
 void QenHelpWebWindowController::showTopic(int row) {

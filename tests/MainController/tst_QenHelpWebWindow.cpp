@@ -1,0 +1,145 @@
+#include "CheckCatalogue.h"
+#include "MavResources.h"
+#include "QenHelpWebWindowController.h"
+#include "Theme.h"
+
+#include <QListWidget>
+#include <QScreen>
+#include <QScrollBar>
+#include <QTest>
+#include <QTextBlock>
+#include <QTextBrowser>
+
+#include <memory>
+
+class tst_QenHelpWebWindow : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase() {
+        initMavResources();
+        Theme::apply(*qApp);
+    }
+    void init() {
+        m_window = std::make_unique<QenHelpWebWindowController>();
+        m_topics = m_window->findChild<QListWidget*>(QStringLiteral("helpTopics"));
+        m_page = m_window->findChild<QTextBrowser*>(QStringLiteral("helpPage"));
+        QVERIFY(m_topics && m_page);
+    }
+    void cleanup() { m_window.reset(); }
+
+    void everyRepairButtonHasItsTopic() {
+        const auto catalogue = readCatalogue(QStringLiteral(":/bundle/QenCheck.plist"));
+        QVERIFY(catalogue);
+        m_window->loadHelpWithTag({});
+        QSet<QString> pages{m_page->toPlainText()};
+        qsizetype checks = 0;
+        for (const QenRootModelPointer& node : checkTree(*catalogue, {true, true, true, true}).nodes) {
+            for (const QenCheckModelPointer& check : node->leafArr()) {
+                m_window->loadHelpWithTag(check->keyword());
+                QVERIFY2(m_page->toPlainText().size() > 200, qPrintable(check->keyword()));
+                QCOMPARE(m_page->document()->firstBlock().text(), m_topics->currentItem()->text());
+                pages << m_page->toPlainText();
+                ++checks;
+            }
+        }
+        QCOMPARE(checks, 4);
+        QCOMPARE(pages.size(), checks + 1);
+    }
+
+    void tags_data() {
+        QTest::addColumn<QString>("tag");
+        QTest::addColumn<QString>("title");
+        QTest::newRow("topic") << QStringLiteral("compliance") << QStringLiteral("合规检测");
+        QTest::newRow("first") << QStringLiteral("connect") << QStringLiteral("连接管理服务器");
+        QTest::newRow("empty") << QString() << QStringLiteral("连接管理服务器");
+        QTest::newRow("unknown") << QStringLiteral("printer") << QStringLiteral("连接管理服务器");
+        QTest::newRow("other case") << QStringLiteral("Disk") << QStringLiteral("连接管理服务器");
+        QTest::newRow("path") << QStringLiteral("../help/disk") << QStringLiteral("连接管理服务器");
+    }
+    void tags() {
+        QFETCH(QString, tag);
+        QFETCH(QString, title);
+        m_window->loadHelpWithTag(QStringLiteral("domain"));
+        m_window->loadHelpWithTag(tag);
+        QCOMPARE(m_topics->currentItem()->text(), title);
+        QCOMPARE(m_page->document()->firstBlock().text(), title);
+    }
+
+    void aTopicIsShownFromItsTop() {
+        m_window->resize(Theme::HelpWindowSize.width(), 300);
+        m_window->show();
+        m_window->loadHelpWithTag(QStringLiteral("disk"));
+        QScrollBar* bar = m_page->verticalScrollBar();
+        QTRY_VERIFY(bar->maximum() > 0);
+        bar->setValue(bar->maximum());
+        m_window->loadHelpWithTag(QStringLiteral("disk"));
+        QCOMPARE(bar->value(), 0);
+        bar->setValue(bar->maximum());
+        QTest::keyClick(m_topics, Qt::Key_Down);
+        QCOMPARE(m_page->document()->firstBlock().text(), QStringLiteral("主机防火墙"));
+        QCOMPARE(bar->value(), 0);
+    }
+
+    void everyPageIsReachedByKeyboard() {
+        m_window->resize(Theme::HelpWindowSize);
+        m_window->show();
+        m_window->loadHelpWithTag({});
+        QSet<QString> titles;
+        for (int row = 0; row < m_topics->count(); ++row) {
+            QCOMPARE(m_page->document()->firstBlock().text(), m_topics->item(row)->text());
+            titles << m_page->document()->firstBlock().text();
+            // A page never needs to be moved sideways.
+            QCOMPARE(m_page->horizontalScrollBar()->maximum(), 0);
+            QTest::keyClick(m_topics, Qt::Key_Down);
+        }
+        QCOMPARE(titles.size(), m_topics->count());
+    }
+
+    void frameOver_data() {
+        QTest::addColumn<QRect>("window");
+        QTest::addColumn<QRect>("screen");
+        QTest::addColumn<QRect>("frame");
+        const QRect screen(0, 0, 1920, 1080);
+        QTest::newRow("right and up") << QRect(400, 200, 960, 640) << screen << QRect(470, 170, 920, 600);
+        QTest::newRow("top right") << QRect(1000, 0, 960, 640) << screen << QRect(1000, 0, 920, 600);
+        QTest::newRow("bottom left") << QRect(-700, 900, 960, 640) << screen << QRect(0, 480, 920, 600);
+        QTest::newRow("second screen") << QRect(-1500, 100, 960, 640) << QRect(-1920, 30, 1920, 1050)
+                                       << QRect(-1430, 70, 920, 600);
+        QTest::newRow("small screen") << QRect(0, 0, 800, 480) << QRect(0, 24, 800, 456) << QRect(0, 24, 800, 456);
+    }
+    void frameOver() {
+        QFETCH(QRect, window);
+        QFETCH(QRect, screen);
+        QTEST(QenHelpWebWindowController::frameOver(window, screen), "frame");
+    }
+
+    void opensOverTheMainWindow() {
+        QWidget main;
+        auto* button = new QWidget(&main);
+        main.setGeometry(20, 120, 960, 640);
+        main.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&main));
+        m_window->showMaximized();
+        m_window->loadHelpWithTag(QStringLiteral("firewall"));
+        m_window->openOver(button);
+        QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+        QVERIFY(!m_window->isMaximized());
+        const QRect area = main.screen()->availableGeometry();
+        QVERIFY2(area.contains(m_window->frameGeometry()), "a part of the window is beyond the screen");
+        const QSize room = area.size() - (main.frameGeometry().size() - main.size());
+        QCOMPARE(m_window->size(), Theme::HelpWindowSize.boundedTo(room));
+        QCOMPARE(m_window->y(), main.geometry().y() + 20 - 50 - (main.geometry().y() - main.frameGeometry().y()));
+        QCOMPARE(qApp->focusWidget(), m_topics);
+        m_window->close();
+        m_window->openOver(nullptr);
+        QVERIFY(m_window->isVisible());
+    }
+
+private:
+    std::unique_ptr<QenHelpWebWindowController> m_window;
+    QListWidget* m_topics = nullptr;
+    QTextBrowser* m_page = nullptr;
+};
+
+QTEST_MAIN(tst_QenHelpWebWindow)
+#include "tst_QenHelpWebWindow.moc"
