@@ -10,6 +10,9 @@ inline const QString Logout = QStringLiteral("UpdateLogoutStatusNotificationKey"
 /// Tells the login window how the sign-in goes on; the object is the state's number.
 inline const QString QRLoginState = QStringLiteral("update_Lable_notification");
 
+/// The computer's domain account was recognised and made a session.
+inline const QString DomainSession = QStringLiteral("DomainSessionNotificationKey");
+
 // A file of the agent changed.
 inline const QString Logo = QStringLiteral("UpdateLogoForConfigNoticationKey");
 inline const QString Tips = QStringLiteral("UpdateTipsForConfigNoticationKey");

@@ -11,6 +11,8 @@ struct RequiredChecks {
     bool firewall = false;
     bool domain = false;
     bool version = false;
+
+    bool operator==(const RequiredChecks&) const = default;
 };
 
 /// Reads the policy's "access" dictionary; without one nothing is required.

@@ -1,5 +1,7 @@
 #include "AccountModel.h"
+#include "ClientNotifications.h"
 #include "EscapedText.h"
+#include "NotificationCenter.h"
 #include "QenCheck.h"
 #include "QenCheckGuard.h"
 #include "ScriptRunner.h"
@@ -131,6 +133,8 @@ void QenCheck::domainAnswered(const DomainUser& user, bool isValid, const QStrin
     account.setDomainName(user.domain.section(u'.', 0, 0).toUpper());
     const bool isSaved = account.save(m_world.applicationSupport);
     log(QStringLiteral("[QenCheck] DomainLogin:  The account model save result: %1.").arg(isSaved ? 1 : 0));
+    if (isSaved)
+        onMain([this] { m_world.center.post(ClientNotification::DomainSession); });
 }
 
 void QenCheck::timerHandler() {

@@ -24,24 +24,28 @@ QenCheckRound::~QenCheckRound() {
     m_results = {};
 }
 
-std::unique_ptr<QenCheckRound> QenCheckRound::forClient() {
-    return std::make_unique<QenCheckRound>(World{
+QenCheckRound::World QenCheckRound::clientWorld() {
+    return {
         .log = [](const QString& message, int type) { QenLogHelper::sharedInstance().writeLog(message, type); },
         .center = Platform::NotificationCenter::defaultCenter(),
         .checkWithModel = [](const QenCheckModelPointer& check) { QenCheck::sharedInstance().checkWithModel(check); },
         .agentState = Platform::Paths::agentState(),
         .catalogue = Platform::resourcePath(QStringLiteral("QenCheck"), QStringLiteral("plist")),
-    });
+    };
+}
+
+RequiredChecks QenCheckRound::policy() const {
+    return requiredChecks(unarchivedObjectWithFilePath(m_world.agentState + QStringLiteral("/complianceInfo.archive")));
 }
 
 void QenCheckRound::getDataFromPlist() {
-    const auto policy = unarchivedObjectWithFilePath(m_world.agentState + QStringLiteral("/complianceInfo.archive"));
+    m_required = policy();
     const auto catalogue = readCatalogue(m_world.catalogue);
     if (!catalogue) {
         m_world.log(QStringLiteral("can not find QenCheck.plist"), OrdinaryLine);
         return;
     }
-    CheckTree tree = checkTree(*catalogue, requiredChecks(policy));
+    CheckTree tree = checkTree(*catalogue, m_required);
     m_needCheckCount = tree.needCheckCount;
     QMetaObject::invokeMethod(
         this,
@@ -51,6 +55,13 @@ void QenCheckRound::getDataFromPlist() {
             startCheck();
         },
         Qt::QueuedConnection);
+}
+
+void QenCheckRound::recheck() {
+    if (!m_dataSource.empty() && policy() == m_required)
+        startCheck();
+    else
+        getDataFromPlist();
 }
 
 void QenCheckRound::startCheck() {

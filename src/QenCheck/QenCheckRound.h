@@ -33,12 +33,15 @@ public:
 
     explicit QenCheckRound(World world);
     ~QenCheckRound() override;
-    /// The running client's: shared checks, the agent's folder, the bundle's catalogue. The caller owns it.
-    static std::unique_ptr<QenCheckRound> forClient();
+    /// The running client's: shared checks, the agent's folder, the bundle's catalogue.
+    static World clientWorld();
 
     /// Loads the catalogue under the agent's present policy; the new tree and a first round follow from the event loop.
     /// Without a catalogue everything stays as it is.
     void getDataFromPlist();
+    /// A round on a person's wish: with the catalogue loaded anew when there is no tree, or when the policy asks for
+    /// other checks by now.
+    void recheck();
     /// Begins a round. The views offer it only after completed(), or when passEnded() came while no closing is pending.
     void startCheck();
     /// Keeps, logs and signals the level.
@@ -78,11 +81,14 @@ Q_SIGNALS:
     void passEnded(int unreported);
 
 private:
+    RequiredChecks policy() const;
     void runPass(const std::vector<QenRootModelPointer>& nodes);
     void countResult(int row, QenRootModel& node, const QenCheckModel& check);
 
     const World m_world;
     std::vector<QenRootModelPointer> m_dataSource;
+    /// Under which the tree was made.
+    RequiredChecks m_required;
     qint64 m_needCheckCount = 0;
     qint64 m_hadCheckedCount = 0;
     qint64 m_warnCount = 0;
