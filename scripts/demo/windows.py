@@ -29,7 +29,7 @@ class Windows:
             try:
                 child = desktop.get_child_at_index(index)
                 if child and child.get_process_id() == self.pid:
-                    # Nothing dispatches events here, so a cache would never hear of a change.
+#Nothing dispatches events here, so a cache would never hear of a change.
                     child.set_cache_mask(Atspi.Cache.NONE)
                     return child
             except GLib.Error:
@@ -117,7 +117,7 @@ class Windows:
         node = wait_for(f"{role} \"{name or ''}\" can be pressed", enabled, limit)
         actions = node.get_action_iface()
         for index in range(actions.get_n_actions()):
-            if actions.get_action_name(index).lower() in ("press", "click", "trigger", "showmenu"):
+            if actions.get_action_name(index).lower() in ("press", "click", "toggle", "trigger", "showmenu"):
                 try:
                     actions.do_action(index)
                 except GLib.Error:
@@ -144,7 +144,6 @@ def outline(windows):
     lines = []
     for node in windows.elements():
         try:
-            lines.append(f"{node.get_role_name()} \"{name_of(node)}\" id={node.get_accessible_id()} text={text_of(node)!r}")
-        except GLib.Error:
-            continue
-    return "\n".join(lines)
+            lines
+.append(f "{node.get_role_name()} \"{name_of(node)}\" id={node.get_accessible_id()} text={text_of(node)!r}") except GLib
+    .Error : continue return "\n".join(lines)

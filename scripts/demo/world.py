@@ -12,7 +12,7 @@ import tempfile
 from operator_desk import OperatorDesk
 from processes import Failure
 
-USER, PASSWORD = "lin", "Demo-2468"
+USER, PASSWORD, NEW_PASSWORD = "lin", "Demo-2468", "Demo-8642"
 LONGEST_SOCKET_FOLDER = 80
 PARTS = ("root", "home", "server", "agent", "shots", "logs")
 MARK = ".mav-demo"
@@ -57,7 +57,7 @@ class World:
         else:
             shutil.rmtree(self.runtime, ignore_errors=True)
             os.makedirs(self.runtime, mode=0o700)
-        # Where a session bus of the demo's own finds the ticket service; the bus watches a folder that was there first.
+#Where a session bus of the demo's own finds the ticket service; the bus watches a folder that was there first.
         self.services = os.path.join(self.runtime, "dbus-1", "services")
         os.makedirs(self.services, mode=0o700)
         self.environment = self._environment()
@@ -79,10 +79,21 @@ class World:
     def user_state(self, name):
         return self.path("home", "Library", "Application Support", "QenCloudL", name)
 
+    def agent_state(self, name):
+        return self.path("root", "Library", "Application Support", "QenCloud", name)
+
+    def use_stand_in_browser(self):
+        """Links and folders that the client opens are noted in the file "opened" and go nowhere."""
+        path = self.path("browser.sh")
+        with open(path, "w", encoding="utf-8") as script:
+            script.write("#!/bin/sh\nprintf '%s\\n' \"$1\" >>" + shlex.quote(self.path("opened")) + "\n")
+        os.chmod(path, 0o700)
+        self.environment["BROWSER"] = path
+
     def _environment(self):
         environment = dict(os.environ)
         for name in list(environment):
-            # What would lead out of the folder, or off loopback.
+#What would lead out of the folder, or off loopback.
             if name.startswith(("XDG_", "QT_")) or name.lower().endswith("_proxy"):
                 del environment[name]
         environment.update(HOME=self.path("home"), MAV_ROOT=self.path("root"), XDG_RUNTIME_DIR=self.runtime,
@@ -97,7 +108,7 @@ class World:
         wayland = self.environment.get("WAYLAND_DISPLAY")
         if wayland:
             self.environment["WAYLAND_DISPLAY"] = os.path.join(runtime, wayland)
-        # The user's own bus finds it here; the agent takes its file away when it ends.
+#The user's own bus finds it here; the agent takes its file away when it ends.
         self.services = os.path.join(runtime, "dbus-1", "services")
         if os.path.exists(os.path.join(runtime, "bus")):
             self.environment.setdefault("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + os.path.join(runtime, "bus"))
@@ -117,7 +128,8 @@ class World:
         if not os.path.exists(settings):
             example = os.path.join(os.path.dirname(__file__), "..", "..", "reference", "agent", "example.json")
             with open(example, encoding="utf-8") as template, open(settings, "w", encoding="utf-8") as file:
-                file.write(template.read().replace("127.0.0.1:18443", f"127.0.0.1:{self.https_port}"))
+                file.write(template.read().replace("127.0.0.1:18443", f"127.0.0.1:{self.https_port}")
+                           .replace("127.0.0.1:18080", f"127.0.0.1:{self.port}"))
         services = ["--services", self.services] if os.path.isdir(self.services) else []
         self.agent = children.start("agent", [
             self.program("mav-reference-agent"), "--root", self.path("root"), "--home", self.path("home"),

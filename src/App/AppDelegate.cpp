@@ -243,16 +243,25 @@ void AppDelegate::tapAboutItem() {
     m_aboutWindow->makeKeyAndOrderFront();
 }
 
-void AppDelegate::tapHelp() {
-    constexpr int Offset = 50;
+QenHelpWebWindowController& AppDelegate::helpWindow() {
     if (!m_helpWindow)
         m_helpWindow = std::make_unique<QenHelpWebWindowController>();
+    return *m_helpWindow;
+}
+
+void AppDelegate::showHelpTopic(const QString& tag) {
+    helpWindow().openOver(m_mainWindow);
+    helpWindow().loadHelpWithTag(tag);
+}
+
+void AppDelegate::tapHelp() {
+    constexpr int Offset = 50;
     const QRect frame(BaseWindowController::originForCentring(Theme::HelpWindowSize, mainWindowFrame()) +
                           QPoint(Offset, Offset),
                       Theme::HelpWindowSize);
-    m_helpWindow->setGeometry(frame);
-    m_helpWindow->loadHelpView();
-    m_helpWindow->makeKeyAndOrderFront();
+    helpWindow().setGeometry(frame);
+    helpWindow().loadHelpView();
+    helpWindow().makeKeyAndOrderFront();
 }
 
 void AppDelegate::excludeLogs() {

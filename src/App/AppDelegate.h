@@ -76,6 +76,8 @@ public:
 
     void tapAboutItem();
     void tapHelp();
+    /// Shows a topic of the help beside the main window.
+    void showHelpTopic(const QString& tag);
     void excludeLogs();
     void modifyPasswordClick();
     void ConfigureServerClick();
@@ -97,6 +99,7 @@ private:
     void showTerminateWaring();
     void bringForward();
     void logoutAnswered(const QJsonObject& answer, const Platform::Error& error);
+    QenHelpWebWindowController& helpWindow();
     QRect mainWindowFrame() const;
     template <typename Call>
     void onMain(Call call);

@@ -10,9 +10,7 @@
 #include "QenCloudClientProcessListener.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
-#include "QenMainLeftBar.h"
 #include "QenMainWindow.h"
-#include "QenServerConfig.h"
 #include "QenUIFileListener.h"
 #include "QenUIParloManager.h"
 #include "Reachability.h"
@@ -22,6 +20,7 @@
 #include "UnixSignals.h"
 #include "UserDefaults.h"
 #include "VindorClient.h"
+#include "WindowContents.h"
 #include "iNacManager.h"
 
 #include <QApplication>
@@ -40,50 +39,6 @@ constexpr int SecondCopy = 1;
 [[noreturn]] void endProcess(int status) {
     QenLogHelper::sharedInstance().drain();
     std::_Exit(status);
-}
-
-/// The left bar of the window, made when it is first asked for: by the login window, which it opens before anybody is
-/// signed in, or by the signed-in page, which takes it in.
-class LeftBar {
-public:
-    LeftBar(AppDelegate& delegate, QWidget* window) : m_delegate(delegate), m_window(window) {}
-
-    QenMainLeftBar* bar() {
-        if (!m_bar) {
-            m_bar = new QenMainLeftBar({m_delegate, QenCloudLoginHelper::sharedInstance(),
-                                        QenServerConfig::sharedInstance(), ITDevice::currentDevice(),
-                                        QenLogHelper::sharedInstance(), Platform::NotificationCenter::defaultCenter(),
-                                        Platform::Paths::applicationSupport()},
-                                       m_window);
-            m_bar->hide();
-        }
-        return m_bar;
-    }
-
-private:
-    AppDelegate& m_delegate;
-    QWidget* m_window;
-    QPointer<QenMainLeftBar> m_bar;
-};
-
-MainViewWorld mainViewWorld(AppDelegate& delegate, Platform::Reachability& reachability, LeftBar& leftBar) {
-    MainViewWorld world{delegate,
-                        QenCloudLoginHelper::sharedInstance(),
-                        QenServerConfig::sharedInstance(),
-                        ITDevice::currentDevice(),
-                        QenLogHelper::sharedInstance(),
-                        Platform::NotificationCenter::defaultCenter(),
-                        Platform::UserDefaults::standard(),
-                        reachability,
-                        Platform::Paths::applicationSupport(),
-                        Platform::Paths::agentState()};
-    world.openDetailWindow = [&leftBar](QWidget* over) {
-        leftBar.bar()->openDetailWindow(over);
-    };
-    world.leftBar = [&leftBar] {
-        return leftBar.bar();
-    };
-    return world;
 }
 
 /// The pieces behind the launch sequence and the quit.
@@ -123,17 +78,24 @@ int runApplication(Platform::RunningApplications& running) {
     QApplication::setQuitOnLastWindowClosed(false);
 
     Platform::TrayHost trayHost;
+    // What the end of the process takes back; there once the window is.
+    WindowContents* contents = nullptr;
+    const auto quit = [&contents](int status) {
+        if (contents)
+            contents->withdraw();
+        endProcess(status);
+    };
     AppDelegate delegate({QenCloudLoginHelper::sharedInstance(), ITDevice::currentDevice(),
                           QenLogHelper::sharedInstance(), Platform::NotificationCenter::defaultCenter(), trayHost,
                           Platform::Paths::applicationSupport(), Platform::Paths::vpnExecutable(), runningParts(),
-                          endProcess});
+                          quit});
     Platform::Reachability reachability;
     QenMainWindow window(Platform::UserDefaults::standard());
     delegate.setMainWindow(&window);
 
-    const UnixSignals signals([&window] {
+    const UnixSignals signals([&window, quit] {
         window.savePlace();
-        endProcess(EXIT_SUCCESS);
+        quit(EXIT_SUCCESS);
     });
     running.setActivationHandler([&delegate, &window] {
         delegate.applicationShouldHandleReopen(window.isVisible());
@@ -146,8 +108,10 @@ int runApplication(Platform::RunningApplications& running) {
                      });
     delegate.applicationDidFinishLaunching();
     // After the launch sequence, which only posts the window's showing: what the pages log comes behind its first line.
-    LeftBar leftBar(delegate, &window);
-    window.setContentView(new MavMianViewCtrl(mainViewWorld(delegate, reachability, leftBar)));
+    WindowContents windowContents(delegate, window, reachability);
+    contents = &windowContents;
+    window.setContentView(new MavMianViewCtrl(windowContents.world()));
+    windowContents.start();
     return QApplication::exec();
 }
 

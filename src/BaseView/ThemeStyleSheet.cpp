@@ -17,6 +17,7 @@ QToolTip { background: %text%; color: %card%; border: none; padding: 4px 8px; fo
 #leftBar { background: %card%; border: none; border-right: 1px solid %line%; }
 #boxGround { background: %card%; }
 PageCard { background: %card%; border: 1px solid %line%; border-radius: %cardRadius%px; }
+#overviewCard, #detailCard { background: %card%; border: 1px solid %line%; border-radius: %cardRadius%px; }
 PageCard QStackedWidget, PageCard QStackedWidget > QWidget { background: transparent; }
 
 QLabel { background: transparent; }
@@ -26,6 +27,8 @@ QLabel[textRole="hint"] { font-size: %note%px; color: %second%; }
 QLabel[textRole="heading"] { font-size: %heading%px; font-weight: 500; }
 QLabel[textRole="page"] { font-size: %page%px; font-weight: 500; }
 QLabel[textRole="state"] { font-size: %state%px; font-weight: 500; }
+QLabel[textRole="warn"] { color: %attention%; }
+QLabel[textRole="safe"] { color: %safe%; }
 QLabel[textRole="error"] { font-size: %note%px; color: %danger%; }
 
 QLineEdit { background: %card%; border: 1px solid %line%; border-radius: %cardRadius%px; padding: 0 11px;
@@ -63,6 +66,14 @@ QToolButton[kind="tab"] { background: transparent; border: none; border-radius: 
                           min-width: %tabWidth%px; font-size: %note%px; color: %second%; }
 QToolButton[kind="tab"]:hover { color: %text%; background: %ground%; }
 QToolButton[kind="tab"]:checked { background: %tint%; color: %brandPressed%; }
+QToolButton[kind="outline"] { background: %card%; color: %text%; border: 1px solid %line%; border-radius: %buttonRadius%px;
+                              padding: 0 16px; min-height: %fieldInner%px; max-height: %fieldInner%px; }
+QToolButton[kind="outline"]:hover { border-color: %brand%; color: %brand%; }
+QToolButton[kind="outline"]:pressed { border-color: %brandPressed%; color: %brandPressed%; background: %tint%; }
+QToolButton[kind="outline"]:disabled { color: %hint%; }
+QToolButton[kind="textTool"] { background: transparent; color: %brand%; border: none; padding: 0 2px; min-height: 28px; }
+QToolButton[kind="textTool"]:hover { text-decoration: underline; }
+QToolButton[kind="textTool"]:pressed { color: %brandPressed%; }
 QToolButton[kind="picture"] { background: transparent; border: none; padding: 0; }
 #devicePanel { background: %card%; border: none; border-right: 1px solid %line%; }
 #alertTip { background: %text%; color: %card%; border-radius: %buttonRadius%px; padding: 8px 12px; font-size: %note%px; }
@@ -74,9 +85,10 @@ QMenu::item:disabled { color: %hint%; background: transparent; }
 QMenu::separator { height: 1px; background: %line%; margin: 8px 0; }
 
 QListView { background: transparent; border: none; }
-#helpTopics::item { padding: 8px 12px; border-radius: %buttonRadius%px; color: %text%; }
-#helpTopics::item:hover { background: %ground%; }
-#helpTopics::item:selected { background: %tint%; color: %brandPressed%; }
+#overviewTree, #detailTree, #checkRows, #toolsArea, #toolsGrid { background: transparent; border: none; }
+#helpTopics::item, #trustListView::item { padding: 8px 12px; border-radius: %buttonRadius%px; color: %text%; }
+#helpTopics::item:hover, #trustListView::item:hover { background: %ground%; }
+#helpTopics::item:selected, #trustListView::item:selected { background: %tint%; color: %brandPressed%; }
 QTextBrowser { background: %card%; border: none; }
 QScrollBar:vertical { background: transparent; width: 12px; margin: 0; }
 QScrollBar::handle:vertical { background: %hint%; border-radius: 4px; min-height: 32px; margin: 2px; }
@@ -103,6 +115,8 @@ QString styleSheet() {
         {QStringLiteral("brandPressed"), color(Color::BrandPressed).name()},
         {QStringLiteral("brandDisabled"), color(Color::BrandDisabled).name()},
         {QStringLiteral("tint"), color(Color::BrandTint).name()},
+        {QStringLiteral("safe"), color(Color::Safe).name()},
+        {QStringLiteral("attention"), color(Color::Attention).name()},
         {QStringLiteral("danger"), color(Color::Danger).name()},
         {QStringLiteral("note"), pixels(TextSize::Note)},
         {QStringLiteral("body"), pixels(TextSize::Body)},

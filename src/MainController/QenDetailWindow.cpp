@@ -75,8 +75,9 @@ QenDetailWindow::~QenDetailWindow() {
 void QenDetailWindow::connectPages() {
     using Self = QenDetailWindow;
     // No button group: Tab would pass by one of its members.
-    connect(m_ui->qrTabBtn, &QToolButton::clicked, this, [this] { selectPage(QRPage); });
-    connect(m_ui->accountTabBtn, &QToolButton::clicked, this, [this] { selectPage(AccountPage); });
+    // Not on the click: who works by the accessibility bus toggles.
+    connect(m_ui->qrTabBtn, &QToolButton::toggled, this, [this] { selectPage(QRPage); });
+    connect(m_ui->accountTabBtn, &QToolButton::toggled, this, [this] { selectPage(AccountPage); });
     connect(m_ui->qrCodeView, &QRCodeView::wantsRenewal, this, &Self::StartCheckQR);
     connect(m_ui->confirmBtn, &QPushButton::clicked, this, &Self::tapConfirmBtn);
     for (FormField* field : {m_ui->accountField, m_ui->passwordField, m_ui->otpField})
@@ -132,6 +133,8 @@ void QenDetailWindow::selectPage(Page page) {
     m_isresetPassword = page == ResetPage;
     m_ui->loginPages->setCurrentIndex(page);
     m_ui->tabRow->setVisible(page == QRPage || page == AccountPage);
+    const QSignalBlocker qrBlocker(m_ui->qrTabBtn);
+    const QSignalBlocker accountBlocker(m_ui->accountTabBtn);
     m_ui->qrTabBtn->setChecked(page == QRPage);
     m_ui->accountTabBtn->setChecked(page == AccountPage);
     if (page == AccountPage)

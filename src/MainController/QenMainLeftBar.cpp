@@ -75,7 +75,8 @@ void QenMainLeftBar::connectButtons() {
         button->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
         button->setCheckable(true);
         button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-        connect(button, &QToolButton::clicked, this, [this, tag] { functionListHandleWithTag(tag, true); });
+        // Not on the click: who works by the accessibility bus toggles.
+        connect(button, &QToolButton::toggled, this, [this, tag] { functionListHandleWithTag(tag, true); });
     }
     connect(m_ui->avatarBtn, &QToolButton::clicked, this, [this] { openDetailWindow(window()); });
 }
@@ -118,8 +119,10 @@ void QenMainLeftBar::logoutCompleted() {
 void QenMainLeftBar::functionListHandleWithTag(int tag, bool isCallback) {
     if (!tabButton(tag))
         return;
-    for (const int each : {SafetyTab, ToolsTab, DetailTab})
+    for (const int each : {SafetyTab, ToolsTab, DetailTab}) {
+        const QSignalBlocker blocker(tabButton(each));
         tabButton(each)->setChecked(each == tag);
+    }
     if (isCallback && m_tabCallback)
         m_tabCallback(tag);
 }

@@ -10,6 +10,7 @@ class ApplicationInterface;
 class ITDevice;
 class QenCloudLoginHelper;
 class QenLogHelper;
+class QenMainViewController;
 class QenServerConfig;
 
 namespace Platform {
@@ -37,6 +38,8 @@ struct MainViewWorld {
     std::chrono::milliseconds ticketInterval{3000};
     /// Opens the login window over the given one. Empty: the login page offers no QR code.
     std::function<void(QWidget* over)> openDetailWindow{};
-    /// Makes the column at the left of the signed-in page, which takes it in. Empty: the page shows a plain one.
+    /// Make what the signed-in page takes in when it first comes up: the column at its left, and the view of checks and
+    /// tools.
     std::function<QWidget*()> leftBar{};
+    std::function<QenMainViewController*()> mainView{};
 };

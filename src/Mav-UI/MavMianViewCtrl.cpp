@@ -50,6 +50,9 @@ void MavMianViewCtrl::awakeFromNib() {
         StartCheckTicketStatus();
     initBttonSatus();
     selectTableItem();
+    // A session of the computer's domain needs no ticket, so no poll would confirm it.
+    if (m_world.login.isDomainAutoLogin())
+        selectPage(SignedInPage);
     addNotifications();
 }
 
@@ -109,6 +112,8 @@ void MavMianViewCtrl::addNotifications() {
     m_observers.push_back(
         m_world.center.observe(ClientNotification::TicketTimeOut,
                                [this](const Platform::Notification& notification) { exitAccount(notification); }));
+    m_observers.push_back(m_world.center.observe(ClientNotification::DomainSession,
+                                                 [this](const Platform::Notification&) { showSignedIn(); }));
     m_observers.push_back(m_world.center.observe(ClientNotification::QRLoginState,
                                                  [view = QPointer(this)](const Platform::Notification& notification) {
                                                      if (integerValue(notification.object) != SignedInState)
@@ -262,7 +267,8 @@ void MavMianViewCtrl::checkTicket() {
 }
 
 void MavMianViewCtrl::showSignedIn() {
-    if (!m_world.login.iflogin() || m_ui->mianTabView->currentIndex() == SignedInPage)
+    const bool isSignedIn = m_world.login.iflogin() || m_world.login.isDomainAutoLogin();
+    if (!isSignedIn || m_ui->mianTabView->currentIndex() == SignedInPage)
         return;
     if (m_loginViewCtrl)
         m_loginViewCtrl->selectLoginTypeTableView(MavLoginStateViewCtrl::AccountPage);

@@ -2,7 +2,6 @@
 #include "NetworkLook.h"
 #include "PasswordVerdict.h"
 #include "ServerAddress.h"
-#include "ToolList.h"
 
 #include <QJsonDocument>
 #include <QTest>
@@ -251,24 +250,6 @@ private Q_SLOTS:
         QCOMPARE(networkLook(-1), std::optional(bad));
         QCOMPARE(networkLook(3), std::nullopt);
         QCOMPARE(networkLook(-2), std::nullopt);
-    }
-
-    void toolsAreListedBySerial() {
-        const auto tool = [](const char* name, const QVariant& serial, const char* icon) {
-            QVariantMap record{{QStringLiteral("appname"), QString::fromUtf8(name)},
-                               {QStringLiteral("icon"), QString::fromLatin1(icon)}};
-            if (serial.isValid())
-                record.insert(QStringLiteral("app_serialnum"), serial);
-            return QVariant(record);
-        };
-        const QVariantList list{tool("无号", {}, ""), tool("邮箱", 2, "mail.png"), QStringLiteral("no record"),
-                                tool("首位", QStringLiteral("1"), "a.b.c")};
-        const QList<ToolEntry> entries = toolEntries(list);
-        QCOMPARE(entries, (QList<ToolEntry>{{QStringLiteral("首位"), QStringLiteral("a"), 1},
-                                            {QStringLiteral("邮箱"), QStringLiteral("mail"), 2},
-                                            {QStringLiteral("无号"), QString(), 100}}));
-        QVERIFY(toolEntries(QStringLiteral("no list")).isEmpty());
-        QVERIFY(toolEntries({}).isEmpty());
     }
 };
 

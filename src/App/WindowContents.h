@@ -1,0 +1,39 @@
+#pragma once
+
+#include "MainViewWorld.h"
+#include "RestartOffer.h"
+#include "UserNotifications.h"
+#include "Workspace.h"
+
+#include <QPointer>
+
+class AppDelegate;
+class QenMainLeftBar;
+
+/// Makes what the main window shows from the running client's services, each piece when it is first asked for, and
+/// starts what the window owes a person who has not signed in. Main thread.
+class WindowContents final {
+public:
+    /// All of them outlive this object.
+    WindowContents(AppDelegate& delegate, QWidget& window, Platform::Reachability& reachability);
+
+    /// The window's content.
+    MainViewWorld world();
+    /// Probes for a domain session a little later, and offers restarts from now on.
+    void start();
+    /// Takes back what stands open on the desktop.
+    void withdraw() { m_restartOffer.removeScheduled(); }
+
+private:
+    QenMainLeftBar* leftBar();
+    QenMainViewController* mainView();
+
+    AppDelegate& m_delegate;
+    QWidget& m_window;
+    Platform::Reachability& m_reachability;
+    Platform::Workspace m_workspace;
+    Platform::UserNotifications m_notifications;
+    RestartOffer m_restartOffer;
+    QPointer<QenMainLeftBar> m_leftBar;
+    QPointer<QenMainViewController> m_mainView;
+};

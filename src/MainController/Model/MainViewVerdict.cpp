@@ -1,0 +1,43 @@
+#include "MainViewVerdict.h"
+
+#include "IntegerValue.h"
+
+namespace {
+
+constexpr qint64 NotSignedIn = 0;
+constexpr qint64 DomainLogin = 3;
+constexpr qint64 JoinOffered = 1;
+const QString StaticMethod = QStringLiteral("2");
+const QString CertificateMethod = QStringLiteral("3");
+
+} // namespace
+
+ToolsLook toolsLook(qint64 loginType, bool isCheckAndShow, bool isListEmpty) {
+    if (loginType == NotSignedIn || !isCheckAndShow)
+        return {};
+    return {true, isListEmpty, loginType != DomainLogin};
+}
+
+NetworkAccessPolicy networkAccessPolicy(const QVariant& inacSSIDInfo) {
+    const QVariantMap file = inacSSIDInfo.toMap();
+    const QString method = file.value(QStringLiteral("auth_method")).toString();
+    using Method = NetworkAccessPolicy::Method;
+    return {method == StaticMethod        ? Method::Static
+            : method == CertificateMethod ? Method::Certificate
+                                          : Method::Other,
+            file.value(QStringLiteral("inac_addr")).toString(),
+            QJsonArray::fromVariantList(file.value(QStringLiteral("ssidlist")).toList())};
+}
+
+bool followsPolicyChange(NetworkAccessPolicy::Method method, bool isNecessary, const QString& storedMethod) {
+    using Method = NetworkAccessPolicy::Method;
+    if (method == Method::Other)
+        return false;
+    // One that is there is replaced only when it is of the other kind.
+    return !isNecessary || storedMethod == (method == Method::Certificate ? StaticMethod : CertificateMethod);
+}
+
+bool offersJoinDomain(const QVariant& switchStatus, const NetworkAccessPolicy& policy) {
+    // The second rule wins.
+    return integerValue(switchStatus) == JoinOffered && policy.method != NetworkAccessPolicy::Method::Static;
+}

@@ -1,0 +1,44 @@
+#include "QenToolModel.h"
+
+#include "IntegerValue.h"
+
+#include <algorithm>
+
+std::optional<QenToolModel> QenToolModel::initWithDictionary(const QVariant& dictionary) {
+    if (dictionary.typeId() != QMetaType::QVariantMap)
+        return std::nullopt;
+    const QVariantMap values = dictionary.toMap();
+    const auto text = [&values](const char16_t* key) {
+        const QVariant value = values.value(QString::fromUtf16(key));
+        return value.typeId() == QMetaType::QString ? value.toString() : QString();
+    };
+    QenToolModel model;
+    model.appType = text(u"apptype");
+    model.downloadUrl = text(u"downloadurl");
+    model.desUrl = text(u"desturl");
+    model.appName = text(u"appname");
+    model.procName = text(u"procname");
+    model.execPath = text(u"execpath");
+    model.signature = text(u"signature");
+    model.appVersion = text(u"appversion");
+    model.corp = text(u"corp");
+    model.icon = text(u"icon");
+    const QVariant serial = values.value(QStringLiteral("app_serialnum"));
+    if (serial.isValid())
+        model.appSerialNum = integerValue(serial).value_or(0);
+    return model;
+}
+
+QList<QenToolModel> toolModels(const QVariant& appMgrList) {
+    QList<QenToolModel> models;
+    if (appMgrList.typeId() != QMetaType::QVariantList)
+        return models;
+    for (const QVariant& entry : appMgrList.toList()) {
+        if (const auto model = QenToolModel::initWithDictionary(entry))
+            models.append(*model);
+    }
+    std::stable_sort(models.begin(), models.end(), [](const QenToolModel& left, const QenToolModel& right) {
+        return left.appSerialNum < right.appSerialNum;
+    });
+    return models;
+}

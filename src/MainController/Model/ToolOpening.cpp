@@ -1,0 +1,22 @@
+#include "ToolOpening.h"
+
+bool isHyperlink(const QenToolModel& tool) {
+    return tool.appType == u"hyperlink";
+}
+
+ToolOpening toolOpening(const QenToolModel& tool, bool isInstalled) {
+    using Action = ToolOpening::Action;
+    if (isHyperlink(tool)) {
+        // The four letters anywhere in the address are enough, on purpose.
+        const bool isWhole = tool.desUrl.contains(u"http");
+        return {Action::OpenLink, isWhole ? tool.desUrl : QStringLiteral("https://") + tool.desUrl, {}, {}};
+    }
+    if (isInstalled)
+        return {Action::Launch, {}, tool.procName, {}};
+    if (!tool.downloadUrl.isEmpty())
+        return {Action::OfferDownload,
+                tool.downloadUrl,
+                {},
+                QStringLiteral("未安装应用【%1】，如需下载安装，请点击\"下载\"").arg(tool.appName)};
+    return {Action::TellMissing, {}, {}, QStringLiteral("未安装应用【%1】，请自行下载安装该软件").arg(tool.appName)};
+}

@@ -1,0 +1,350 @@
+#include "QenMainViewController.h"
+
+#include "AccountModel.h"
+#include "ArchiveStore.h"
+#include "ClientNotifications.h"
+#include "CustomMessageBox.h"
+#include "Deployment.h"
+#include "IntegerValue.h"
+#include "LoginLinks.h"
+#include "QenCloudLoginHelper.h"
+#include "QenLogHelper.h"
+#include "QenMainLeftBar.h"
+#include "QenTrustedAppWindow.h"
+#include "Theme.h"
+#include "TipsLine.h"
+#include "ui_QenMainViewController.h"
+
+#include <QFile>
+#include <QImageReader>
+
+namespace {
+
+constexpr qint64 SessionExpired = 2;
+constexpr int SafeLevel = 0;
+constexpr int HighestLevel = 3;
+constexpr int StatusPictureSize = 48;
+constexpr int HiddenPictureSize = 96;
+constexpr qint64 LongestTips = 64 * 1024;
+constexpr int LargestMarkSide = 2048;
+enum ToolsState { ToolsShown = 0, ToolsHidden = 1 };
+
+QString readTips(const QString& agentState) {
+    QFile file(agentState + QStringLiteral("/tips.txt"));
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.read(LongestTips)) : QString();
+}
+
+/// Null for a file that is missing, no picture, or larger than any mark.
+QImage readMark(const QString& agentState) {
+    QImageReader reader(agentState + QStringLiteral("/c_qen_mark@2x.png"));
+    const QSize size = reader.size();
+    return size.width() > LargestMarkSide || size.height() > LargestMarkSide ? QImage() : reader.read();
+}
+
+QColor edgeColor(int level) {
+    return Theme::color(level == SafeLevel      ? Theme::Color::Safe
+                        : level >= HighestLevel ? Theme::Color::Danger
+                                                : Theme::Color::Attention);
+}
+
+} // namespace
+
+QenMainViewController::QenMainViewController(CheckViewWorld world, QenMainLeftBar& leftBar, QWidget* parent)
+    : QWidget(parent), m_world(std::move(world)), m_leftBar(leftBar),
+      m_ui(std::make_unique<Ui::QenMainViewController>()), m_tipsLine(new TipsLine(this)),
+      m_joinDomain(m_world.joinDomain), m_toolOpener(m_world.workspace), m_round(m_world.round),
+      m_reader(Platform::Deployment::BundleIdentifier + QStringLiteral(".mainview")) {
+    m_ui->setupUi(this);
+    m_tipsLine->hide();
+    setUpPages();
+    followRound();
+    loadJoinDomainButton();
+    loadToolsView();
+    updateTipsFromConfig();
+    updateLogoFromConfig();
+    m_world.login.Get_Save_Config();
+    addQenNotifications();
+    m_leftBar.setTabCallback([this](int tag) { selectTab(tag); });
+    changeUIWithWarnLevel(SafeLevel);
+    m_round.getDataFromPlist();
+}
+
+QenMainViewController::~QenMainViewController() {
+    m_observers.clear();
+    if (TipsLine* line = m_tipsLine.data(); line && line->parent() != this)
+        delete line;
+}
+
+QWidget* QenMainViewController::tipsLine() const {
+    return m_tipsLine;
+}
+
+template <typename Call>
+void QenMainViewController::onMain(Call call) {
+    Platform::mainQueue().async([view = QPointer(this), call = std::move(call)] {
+        if (view)
+            call();
+    });
+}
+
+void QenMainViewController::addQenNotifications() {
+    const auto observe = [this](const QString& name, auto handler) {
+        m_observers.push_back(m_world.center.observe(name, std::move(handler)));
+    };
+    using Platform::Notification;
+    observe(ClientNotification::Tips, [this](const Notification&) { updateTipsFromConfig(); });
+    observe(ClientNotification::Logo, [this](const Notification&) { updateLogoFromConfig(); });
+    observe(ClientNotification::ComputerName, [this](const Notification&) { updateComputerNameFromJoinDomain(); });
+    observe(ClientNotification::JoinDomainSwitch, [this](const Notification&) { loadJoinDomainButton(); });
+    observe(ClientNotification::InacSsid, [this](const Notification&) { inacSsidChanged(); });
+    observe(ClientNotification::AppList,
+            [this](const Notification& notification) { loadToolsView(notification.object); });
+    observe(ClientNotification::NgnSwitch, [this](const Notification&) { changeAvailableAppListButtonStatus(); });
+}
+
+void QenMainViewController::setUpPages() {
+    for (HoverPictureButton* button : {m_ui->reCheckBtn, m_ui->detailReCheckBtn}) {
+        button->setIconSize({Theme::IconSize, Theme::IconSize});
+        connect(button, &QToolButton::clicked, this, &QenMainViewController::reCheckBtnClick);
+    }
+    for (CheckTreeView* tree : {m_ui->overviewTree, m_ui->detailTree})
+        connect(tree, &CheckTreeView::repairWanted, this, &QenMainViewController::tapRepairBtn);
+    connect(m_ui->repairAllBtn, &QPushButton::clicked, this, &QenMainViewController::showDetails);
+    connect(m_ui->joinDomainBtn, &QPushButton::clicked, &m_joinDomain, &JoinDomainAction::tapDomainBtn);
+    connect(&m_joinDomain, &JoinDomainAction::joiningChanged, m_ui->joinDomainBtn, &SpinnerButton::setBusy);
+    connect(m_ui->applistButton, &QPushButton::clicked, this, &QenMainViewController::applistButtonDidClicked);
+    m_ui->toolsView->setCompletion([this](const QenToolModel& tool) { m_toolOpener.open(tool, window()); });
+    m_ui->toolsHiddenPicture->setPixmap(
+        Theme::picture(QStringLiteral("empty"), {HiddenPictureSize, HiddenPictureSize}, devicePixelRatioF()));
+    m_ui->toolsStates->setCurrentIndex(ToolsHidden);
+    m_ui->applistButton->hide();
+    m_ui->joinDomainBtn->hide();
+    m_ui->repairAllBtn->hide();
+}
+
+// The round ----------------------------------------------------------------------------------------------------------
+
+void QenMainViewController::followRound() {
+    connect(&m_round, &QenCheckRound::dataSourceChanged, this, [this] {
+        m_ui->overviewTree->setNodes(m_round.dataSource());
+        m_ui->detailTree->setNodes(m_round.dataSource());
+    });
+    connect(&m_round, &QenCheckRound::roundStarted, this, &QenMainViewController::roundStarted);
+    connect(&m_round, &QenCheckRound::rowChanged, this, [this](int row) {
+        m_ui->overviewTree->reloadRow(row);
+        m_ui->detailTree->reloadRow(row);
+    });
+    connect(&m_round, &QenCheckRound::levelApplied, this, &QenMainViewController::changeUIWithWarnLevel);
+    connect(&m_round, &QenCheckRound::detailButtonHidden, this,
+            [this](bool hidden) { m_leftBar.setHideDetilBtn(hidden); });
+    connect(&m_round, &QenCheckRound::completed, this, &QenMainViewController::roundCompleted);
+    connect(&m_round, &QenCheckRound::passEnded, this, [this] {
+        if (m_round.isChecking() && !m_round.isClosing())
+            roundStalled();
+    });
+}
+
+void QenMainViewController::roundStarted() {
+    setReCheckEnabled(false);
+    m_ui->stateLab->setText(CheckLook::Checking);
+    m_ui->smallStateLab->setText(CheckLook::Checking);
+    m_ui->detailStateLab->setText(CheckLook::Checking);
+    m_ui->countLab->clear();
+    m_ui->repairAllBtn->hide();
+    setRoundRunning(true);
+}
+
+void QenMainViewController::roundStalled() {
+    // It will never be complete, which must not lock the person out of the next one.
+    m_ui->countLab->setText(QStringLiteral("部分检测项没有结果，请重新检测"));
+    setRoundRunning(false);
+    setReCheckEnabled(true);
+}
+
+void QenMainViewController::setRoundRunning(bool isRunning) {
+    m_ui->stateCircle->setRunning(isRunning);
+    m_ui->smallStatePicture->setRunning(isRunning);
+    m_ui->pointView->setRunning(isRunning);
+    m_ui->pointView->setVisible(isRunning);
+}
+
+void QenMainViewController::setReCheckEnabled(bool isEnabled) {
+    m_ui->reCheckBtn->setEnabled(isEnabled);
+    m_ui->detailReCheckBtn->setEnabled(isEnabled);
+}
+
+void QenMainViewController::changeUIWithWarnLevel(int level) {
+    const CheckLook::Pictures pictures = CheckLook::picturesFor(level);
+    m_ui->complianceBand->setLook(pictures.background, edgeColor(level));
+    m_ui->stateCircle->setAnimation(pictures.statusAnimation);
+    m_ui->stateCircle->setPicture(pictures.stateCircle);
+    m_ui->smallStatePicture->setAnimation(pictures.smallAnimation);
+    m_ui->pointView->setAnimation(pictures.pointAnimation);
+    for (HoverPictureButton* button : {m_ui->reCheckBtn, m_ui->detailReCheckBtn})
+        button->setPictures(pictures.recheckButton, pictures.recheckButtonHover);
+    m_ui->statusPicture->setPixmap(
+        Theme::picture(pictures.status, {StatusPictureSize, StatusPictureSize}, devicePixelRatioF()));
+    m_leftBar.setUIWithWarnLevel(level);
+    if (level == SafeLevel) {
+        m_ui->stateLab->setText(CheckLook::stateText(SafeLevel));
+        m_ui->smallStateLab->setText(CheckLook::stateText(SafeLevel));
+        m_ui->repairAllBtn->hide();
+    } else {
+        m_ui->repairAllBtn->setText(CheckLook::repairTitle(m_round.warnCount()));
+        m_ui->repairAllBtn->setAccessibleName(m_ui->repairAllBtn->text());
+        m_ui->repairAllBtn->show();
+    }
+    Theme::setRole(m_ui->smallStateLab, "textRole",
+                   level == SafeLevel ? QStringLiteral("second") : QStringLiteral("warn"));
+}
+
+void QenMainViewController::roundCompleted(const CheckLook::Closing& closing) {
+    setReCheckEnabled(true);
+    m_ui->countLab->setText(closing.countText);
+    if (!closing.smallStateText.isNull())
+        m_ui->smallStateLab->setText(closing.smallStateText);
+    if (closing.leavesDetailTab && m_ui->tabView->currentIndex() == QenMainLeftBar::DetailTab) {
+        m_leftBar.switchbtnsecond();
+        selectTab(QenMainLeftBar::ToolsTab);
+    }
+    setRoundRunning(false);
+    m_ui->stateCircle->setPicture(closing.picture);
+    m_ui->smallStatePicture->setPicture(closing.smallPicture);
+    m_ui->stateLab->setText(closing.stateText);
+    m_ui->detailStateLab->setText(m_ui->smallStateLab->text());
+}
+
+void QenMainViewController::reCheckBtnClick() {
+    m_round.recheck();
+    m_ui->overviewTree->expandAll();
+    m_ui->detailTree->expandAll();
+}
+
+void QenMainViewController::tapRepairBtn(const QString& keyword) {
+    m_world.openHelp(keyword, window());
+}
+
+void QenMainViewController::showDetails() {
+    m_leftBar.functionListHandleWithTag(QenMainLeftBar::DetailTab, true);
+}
+
+void QenMainViewController::selectTab(int tag) {
+    m_ui->tabView->setCurrentIndex(tag);
+    if (tag == QenMainLeftBar::DetailTab)
+        m_ui->detailTree->expandAll();
+}
+
+// Tools --------------------------------------------------------------------------------------------------------------
+
+void QenMainViewController::loadToolsView(const QVariant& object) {
+    m_reader.async([this, object] {
+        if (integerValue(object) == SessionExpired) {
+            AccountModel::deleteCurrentModel(m_world.applicationSupport);
+            m_world.login.existZelVPN();
+            tipText(QStringLiteral("登录超时，请重新登录"));
+        }
+        updateToolsViewWithLogintype(m_world.login.currentLoginType());
+    });
+}
+
+void QenMainViewController::updateToolsViewWithLogintype(qint64 loginType) {
+    const QList<QenToolModel> models = toolModels(m_world.login.AppMgrList());
+    const Tools tools{toolsLook(loginType, m_world.login.isCheckAndShow(), models.isEmpty()), models};
+    onMain([this, tools] { showTools(tools); });
+}
+
+void QenMainViewController::showTools(const Tools& tools) {
+    m_leftBar.setMachineName();
+    m_ui->toolsStates->setCurrentIndex(tools.look.showsTools ? ToolsShown : ToolsHidden);
+    m_ui->applistButton->setVisible(tools.look.showsAvailableApplications && !m_world.login.HiddenNGNSwitchBtn());
+    m_ui->toolsView->setModels(tools.look.showsTools ? tools.models : QList<QenToolModel>());
+}
+
+void QenMainViewController::changeAvailableAppListButtonStatus() {
+    loadToolsView();
+}
+
+void QenMainViewController::applistButtonDidClicked() {
+    if (!m_trustedAppWindow)
+        m_trustedAppWindow = new QenTrustedAppWindow(m_world.login, window());
+    m_trustedAppWindow->openOver(window());
+}
+
+void QenMainViewController::tipText(const QString& message) {
+    onMain([this, message] {
+        auto* box = new CustomMessageBox(window());
+        box->setTitle(QStringLiteral("提醒"), message, CustomMessageBox::BoxStyle::Warning, QStringLiteral("确定"), {});
+        box->attach();
+    });
+}
+
+// The agent's files --------------------------------------------------------------------------------------------------
+
+void QenMainViewController::updateTipsFromConfig() {
+    m_reader.async([this] {
+        onMain([line = m_tipsLine, tips = readTips(m_world.agentState)] {
+            if (line)
+                line->setTips(tips);
+        });
+    });
+}
+
+void QenMainViewController::updateLogoFromConfig() {
+    m_reader.async([this] {
+        onMain([line = m_tipsLine, mark = readMark(m_world.agentState)] {
+            if (line)
+                line->setMark(mark);
+        });
+    });
+}
+
+void QenMainViewController::updateComputerNameFromJoinDomain() {
+    onMain([this] { m_leftBar.setMachineName(); });
+}
+
+NetworkAccessPolicy QenMainViewController::storedPolicy() const {
+    const auto file = unarchivedObjectWithFilePath(m_world.agentState + QStringLiteral("/inacSSIDInfo.archive"));
+    return networkAccessPolicy(file ? file->toVariant() : QVariant());
+}
+
+void QenMainViewController::loadJoinDomainButton() {
+    m_reader.async([this] {
+        const auto status =
+            unarchivedObjectWithFilePath(m_world.agentState + QStringLiteral("/joindomainSwitchStatus.archive"));
+        const bool isOffered = offersJoinDomain(status ? status->toVariant() : QVariant(), storedPolicy());
+        onMain([this, isOffered] { m_ui->joinDomainBtn->setVisible(isOffered); });
+    });
+}
+
+void QenMainViewController::inacSsidChanged() {
+    m_reader.async([this] {
+        const NetworkAccessPolicy policy = storedPolicy();
+        if (policy.method == NetworkAccessPolicy::Method::Other)
+            return;
+        // Its answer may come when this view is gone; what it needs outlives the view.
+        m_world.networkAccess.checkiNacNecessaryWithUrl(
+            policy.address,
+            [policy, storedMethod = m_world.localCerAuthMethod, follow = policyFollower(policy)](bool isNecessary) {
+                if (followsPolicyChange(policy.method, isNecessary, storedMethod()))
+                    Platform::globalQueue().async(follow);
+            });
+    });
+}
+
+std::function<void()> QenMainViewController::policyFollower(const NetworkAccessPolicy& policy) const {
+    NetworkAccessLink& access = m_world.networkAccess;
+    QenLogHelper& log = m_world.log;
+    if (policy.method == NetworkAccessPolicy::Method::Static)
+        return [&access, &log] {
+            access.installStaticMobileconfig();
+            log.writeLog(QStringLiteral("[QenMainViewController] inac type change to 2"), 1);
+        };
+    return [&access, &log, policy, support = m_world.applicationSupport] {
+        const auto record = AccountModel::currentModel(support).value_or(AccountModel());
+        const QString ticket = record.decryptTicket();
+        if (record.username().isEmpty() || ticket.isEmpty())
+            return;
+        access.executeInacTaskWithUserName(record.userid(), ticket, policy.ssids, policy.address);
+        log.writeLog(QStringLiteral("[QenMainViewController] inac type change to 3"), 1);
+    };
+}

@@ -1,0 +1,94 @@
+#pragma once
+
+#include "CheckViewWorld.h"
+#include "MainViewVerdict.h"
+#include "NotificationCenter.h"
+#include "QenToolModel.h"
+#include "Queue.h"
+#include "ToolOpener.h"
+
+#include <QPointer>
+#include <QWidget>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+class QenMainLeftBar;
+class QenTrustedAppWindow;
+class TipsLine;
+
+namespace Ui {
+class QenMainViewController;
+}
+
+/// The view of checks and tools: what the computer's compliance is, what to do about it, and the assigned tools.
+///
+/// The left bar selects one of its three tabs. It follows the agent's files through their notifications, reads them on
+/// a queue of its own and shows on the main thread. The first round of checks begins when it is made.
+class QenMainViewController final : public QWidget {
+    Q_OBJECT
+public:
+    QenMainViewController(CheckViewWorld world, QenMainLeftBar& leftBar, QWidget* parent = nullptr);
+    /// Waits for a read that runs.
+    ~QenMainViewController() override;
+
+    /// The organisation's tip line and mark, for the head line of the page that holds this view. It belongs to this
+    /// view until somebody takes it in.
+    QWidget* tipsLine() const;
+
+    /// Reads the tools again. Any thread.
+    /// @param object  of the notification; the number 2 ends the session first
+    void loadToolsView(const QVariant& object = {});
+    void updateTipsFromConfig();
+    void updateLogoFromConfig();
+    void updateComputerNameFromJoinDomain();
+    /// Decides again whether the join-domain button is offered. Any thread.
+    void loadJoinDomainButton();
+    /// Acts on a changed network-access policy. Any thread.
+    void inacSsidChanged();
+    void changeAvailableAppListButtonStatus();
+    void changeUIWithWarnLevel(int level);
+    void selectTab(int tag);
+    /// Shows a message over the window. Any thread.
+    void tipText(const QString& message);
+
+    const QenCheckRound& round() const { return m_round; }
+
+private:
+    struct Tools {
+        ToolsLook look;
+        QList<QenToolModel> models;
+    };
+
+    void addQenNotifications();
+    void setUpPages();
+    void followRound();
+    void updateToolsViewWithLogintype(qint64 loginType);
+    void showTools(const Tools& tools);
+    void reCheckBtnClick();
+    void tapRepairBtn(const QString& keyword);
+    void showDetails();
+    void applistButtonDidClicked();
+    void roundStarted();
+    void roundCompleted(const CheckLook::Closing& closing);
+    void roundStalled();
+    void setRoundRunning(bool isRunning);
+    void setReCheckEnabled(bool isEnabled);
+    NetworkAccessPolicy storedPolicy() const;
+    /// What a changed policy has done; it uses nothing of this view.
+    std::function<void()> policyFollower(const NetworkAccessPolicy& policy) const;
+    template <typename Call>
+    void onMain(Call call);
+
+    const CheckViewWorld m_world;
+    QenMainLeftBar& m_leftBar;
+    std::unique_ptr<Ui::QenMainViewController> m_ui;
+    QPointer<TipsLine> m_tipsLine;
+    QPointer<QenTrustedAppWindow> m_trustedAppWindow;
+    JoinDomainAction m_joinDomain;
+    ToolOpener m_toolOpener;
+    QenCheckRound m_round;
+    std::vector<Platform::NotificationCenter::Observer> m_observers;
+    Platform::SerialQueue m_reader;
+};

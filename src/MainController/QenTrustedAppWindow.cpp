@@ -1,0 +1,98 @@
+#include "QenTrustedAppWindow.h"
+
+#include "Deployment.h"
+#include "QenCloudLoginHelper.h"
+#include "SystemLog.h"
+#include "Theme.h"
+#include "ui_QenTrustedAppWindow.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QKeyEvent>
+#include <QPointer>
+
+namespace {
+
+constexpr QSize WindowSize(480, 520);
+constexpr int HeadingHeight = 40;
+constexpr int RowHeight = 44;
+constexpr int EmptyPictureSize = 96;
+/// The longest name drawn; a tool tip has no more, either.
+constexpr qsizetype LongestName = 512;
+enum ListState { ListShown = 0, ListEmpty = 1, ListLoading = 2 };
+
+QString consoleText(const QVariantList& list) {
+    return QString::fromUtf8(QJsonDocument(QJsonArray::fromVariantList(list)).toJson(QJsonDocument::Compact));
+}
+
+} // namespace
+
+QenTrustedAppWindow::QenTrustedAppWindow(QenCloudLoginHelper& login, QWidget* parent)
+    : AutoReleaseWindowController(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                                              Qt::WindowCloseButtonHint),
+      m_login(login), m_ui(std::make_unique<Ui::QenTrustedAppWindow>()),
+      m_reader(Platform::Deployment::BundleIdentifier + QStringLiteral(".trustedapps")) {
+    m_ui->setupUi(this);
+    setWindowModality(Qt::WindowModal);
+    setAccessibleName(QStringLiteral("可用应用"));
+    m_ui->emptyPicture->setPixmap(
+        Theme::picture(QStringLiteral("empty"), {EmptyPictureSize, EmptyPictureSize}, devicePixelRatioF()));
+    m_ui->trustListView->setIconSize({Theme::Space24, Theme::Space24});
+    m_ui->listStates->setCurrentIndex(ListLoading);
+    connect(m_ui->trustlistBtn, &QPushButton::clicked, this, &QenTrustedAppWindow::loadTrustedApp);
+    connect(m_ui->closeBtn, &QPushButton::clicked, this, &QWidget::close);
+}
+
+QenTrustedAppWindow::~QenTrustedAppWindow() = default;
+
+void QenTrustedAppWindow::openOver(const QWidget* window) {
+    if (!isVisible()) {
+        resize(WindowSize);
+        if (window)
+            move(originForCentring(WindowSize, window->geometry()));
+    }
+    loadTrustedApp();
+    makeKeyAndOrderFront();
+    m_ui->trustListView->setFocus();
+}
+
+void QenTrustedAppWindow::loadTrustedApp() {
+    m_reader.async([&login = m_login, view = QPointer(this)] {
+        const QVariantList list = login.TrustedsAppList();
+        Platform::systemLog(consoleText(list));
+        Platform::mainQueue().async([view, categories = trustedCategories(list)] {
+            if (!view)
+                return;
+            view->m_categoryModes = categories;
+            view->loadSubView();
+        });
+    });
+}
+
+void QenTrustedAppWindow::loadSubView() {
+    QListWidget* list = m_ui->trustListView;
+    list->clear();
+    const QIcon picture = Theme::icon(QStringLiteral("AppIcon"));
+    for (const QenCategoryMode& category : bySerialNumber(m_categoryModes)) {
+        Platform::systemLog(
+            QStringLiteral("type-%1,name-%2").arg(category.category_serialnum()).arg(category.categoryType()));
+        auto* heading = new QListWidgetItem(category.categoryType().left(LongestName), list);
+        heading->setFont(Theme::font(Theme::TextSize::Heading));
+        heading->setSizeHint({0, HeadingHeight});
+        heading->setFlags(Qt::ItemIsEnabled);
+        for (const QString& name : category.trustedAppList()) {
+            auto* row = new QListWidgetItem(picture, name.left(LongestName), list);
+            row->setToolTip(name.left(LongestName).toHtmlEscaped());
+            row->setSizeHint({0, RowHeight});
+            row->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable);
+        }
+    }
+    m_ui->listStates->setCurrentIndex(m_categoryModes.empty() ? ListEmpty : ListShown);
+}
+
+void QenTrustedAppWindow::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape)
+        close();
+    else
+        AutoReleaseWindowController::keyPressEvent(event);
+}

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "AutoReleaseWindowController.h"
+#include "Queue.h"
+#include "TrustedCategories.h"
+
+#include <memory>
+#include <vector>
+
+class QenCloudLoginHelper;
+
+namespace Ui {
+class QenTrustedAppWindow;
+}
+
+/// The applications that the administrator trusts, by category. It blocks the window it is opened over while it is
+/// open; Escape closes it.
+///
+/// The list is read on a queue of its own and shown on the main thread.
+class QenTrustedAppWindow final : public AutoReleaseWindowController {
+    Q_OBJECT
+public:
+    /// @param login  must outlive the window
+    explicit QenTrustedAppWindow(QenCloudLoginHelper& login, QWidget* parent = nullptr);
+    /// Waits for a read that runs.
+    ~QenTrustedAppWindow() override;
+
+    /// Shows it centred over @p window, or brings it forward; either way the list is read afresh.
+    void openOver(const QWidget* window);
+    void loadTrustedApp();
+
+protected:
+    void keyPressEvent(QKeyEvent* event) override;
+
+private:
+    void loadSubView();
+
+    QenCloudLoginHelper& m_login;
+    std::unique_ptr<Ui::QenTrustedAppWindow> m_ui;
+    std::vector<QenCategoryMode> m_categoryModes;
+    Platform::SerialQueue m_reader;
+};

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QWidget>
+
+#include <memory>
+
+class QMovie;
+
+/// An animation while something runs, a picture otherwise. The animation costs time only while it runs and can be seen.
+class AnimatedPicture final : public QWidget {
+    Q_OBJECT
+public:
+    explicit AnimatedPicture(QWidget* parent = nullptr);
+    ~AnimatedPicture() override;
+
+    /// @param fileName  of an animation among the resources
+    void setAnimation(const QString& fileName);
+    /// @param name  of a picture; empty shows nothing
+    void setPicture(const QString& name);
+    void setRunning(bool isRunning);
+    bool isRunning() const { return m_isRunning; }
+    /// True while frames are drawn.
+    bool isMoving() const;
+    QString picture() const { return m_picture; }
+    QString animation() const { return m_animation; }
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+
+private:
+    void follow();
+
+    QString m_animation;
+    QString m_picture;
+    std::unique_ptr<QMovie> m_movie;
+    bool m_isRunning = false;
+};

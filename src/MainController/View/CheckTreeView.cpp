@@ -1,0 +1,78 @@
+#include "CheckTreeView.h"
+
+#include "CheckRowView.h"
+#include "Theme.h"
+
+#include <QVBoxLayout>
+
+CheckTreeView::CheckTreeView(QWidget* parent) : QScrollArea(parent) {
+    setFrameShape(QFrame::NoFrame);
+    setWidgetResizable(true);
+    setFocusPolicy(Qt::NoFocus);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setNodes({});
+}
+
+void CheckTreeView::setNodes(const std::vector<QenRootModelPointer>& nodes) {
+    auto* content = new QWidget;
+    content->setObjectName(QStringLiteral("checkRows"));
+    auto* layout = new QVBoxLayout(content);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    m_categories.clear();
+    for (const QenRootModelPointer& node : nodes) {
+        m_categories.push_back(makeCategory(node));
+        layout->addWidget(m_categories.back().row);
+        layout->addWidget(m_categories.back().checks);
+    }
+    layout->addStretch();
+    // The former rows go with their widget.
+    setWidget(content);
+}
+
+CheckTreeView::Category CheckTreeView::makeCategory(const QenRootModelPointer& node) {
+    Category category{node, addRow(nullptr), new QWidget, {}};
+    auto* layout = new QVBoxLayout(category.checks);
+    layout->setContentsMargins(Theme::Space32, 0, 0, 0);
+    layout->setSpacing(0);
+    for (size_t check = 0; check < node->leafArr().size(); ++check) {
+        category.checkRows.push_back(addRow(category.checks));
+        layout->addWidget(category.checkRows.back());
+    }
+    connect(category.row, &CheckRowView::foldWanted, this,
+            [category] { setExpanded(category, category.checks->isHidden()); });
+    reload(category);
+    setExpanded(category, true);
+    return category;
+}
+
+CheckRowView* CheckTreeView::addRow(QWidget* parent) {
+    auto* row = new CheckRowView(parent);
+    connect(row, &CheckRowView::repairWanted, this, &CheckTreeView::repairWanted);
+    return row;
+}
+
+void CheckTreeView::reload(const Category& category) {
+    category.row->show(*category.node);
+    for (size_t check = 0; check < category.checkRows.size(); ++check)
+        category.checkRows[check]->show(*category.node->leafArr()[check]);
+}
+
+void CheckTreeView::setExpanded(const Category& category, bool isExpanded) {
+    category.checks->setVisible(isExpanded && !category.checkRows.empty());
+    category.row->setFolded(!isExpanded);
+}
+
+void CheckTreeView::reloadRow(int row) {
+    if (row >= 0 && row < static_cast<int>(m_categories.size()))
+        reload(m_categories[static_cast<size_t>(row)]);
+}
+
+void CheckTreeView::expandAll() {
+    for (const Category& category : m_categories)
+        setExpanded(category, true);
+}
+
+bool CheckTreeView::isExpanded(int row) const {
+    return !m_categories.at(static_cast<size_t>(row)).checks->isHidden();
+}

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QWidget>
+
+class ElidedLabel;
+class QLabel;
+
+/// The organisation's line of advice and its mark, at the right of the head line.
+class TipsLine final : public QWidget {
+    Q_OBJECT
+public:
+    explicit TipsLine(QWidget* parent = nullptr);
+
+    /// An empty text leaves the line as it is.
+    void setTips(const QString& text);
+    /// A null picture leaves the mark as it is.
+    void setMark(const QImage& mark);
+
+private:
+    ElidedLabel* m_text;
+    QLabel* m_notice;
+    QLabel* m_mark;
+};

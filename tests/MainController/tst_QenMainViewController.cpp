@@ -1,0 +1,413 @@
+#include "SessionWorld.h"
+
+#include "AnimatedPicture.h"
+#include "CheckRowView.h"
+#include "CheckTreeView.h"
+#include "ClientNotifications.h"
+#include "HoverPictureButton.h"
+#include "PropertyList.h"
+#include "QenCheck.h"
+#include "QenMainLeftBar.h"
+#include "QenMainViewController.h"
+#include "QenToolCell.h"
+#include "QenToolsView.h"
+#include "Workspace.h"
+
+#include <QImage>
+#include <QSignalSpy>
+#include <QStackedWidget>
+#include <QToolButton>
+
+using Platform::ArchiveValue;
+using namespace std::chrono_literals;
+
+Q_DECLARE_METATYPE(NetworkAccessPolicy::Method)
+
+namespace {
+
+constexpr const char* Titles[] = {"磁盘已加密", "已开启主机防火墙", "Qen安装检测", "域检测", "磁盘已加密"};
+
+void press(QWidget& root, const char* button) {
+    QTest::mouseClick(find<QAbstractButton>(root, button), Qt::LeftButton);
+}
+
+/// Notes what the view wants of network access and answers as told.
+class RecordingAccess final : public NetworkAccessLink {
+public:
+    void requestGeneralConfig(std::function<void(const QJsonObject&, const Platform::Error&)>) override {}
+    void checkiNacNecessaryWithUrl(const QString& url, std::function<void(bool)> completion) override {
+        note(QStringLiteral("ask ") + url);
+        completion(isNecessary);
+    }
+    void executeInacTaskWithUserName(const QString& userName, const QString& ticket, const QJsonArray& ssids,
+                                     const QString& url) override {
+        note(QStringLiteral("certificate %1 %2 %3 %4").arg(userName, ticket, ssids.at(0).toString(), url));
+    }
+    void installStaticMobileconfig() override { note(QStringLiteral("static")); }
+    QStringList calls() {
+        const std::lock_guard lock(m_mutex);
+        return m_calls;
+    }
+
+    std::atomic<bool> isNecessary{false};
+
+private:
+    void note(const QString& call) {
+        const std::lock_guard lock(m_mutex);
+        m_calls << call;
+    }
+    std::mutex m_mutex;
+    QStringList m_calls;
+};
+
+/// A main view over a folder of its own, with checks that answer "bad" or "ok" by their selector's name.
+struct Fixture {
+    explicit Fixture(const QStringList& checks) : world(SessionWorld::make()) {
+        ArchiveValue models{ArchiveValue::Array()};
+        for (qsizetype index = 0; index < checks.size(); ++index)
+            models.append(ArchiveValue::Dictionary{{"title", QString::fromUtf8(Titles[index % 5])},
+                                                   {"detail", QStringLiteral("说明")},
+                                                   {"selectorName", checks[index]},
+                                                   {"mainKey", QString::number(index)},
+                                                   {"keyword", QStringLiteral("topic%1").arg(index)}});
+        ArchiveValue catalogue{ArchiveValue::Array()};
+        catalogue.append(ArchiveValue::Dictionary{{QStringLiteral("安全合规"), models}});
+        QFile file(this->catalogue());
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(Platform::PropertyList::xmlData(catalogue));
+        policy({{"is_disk_encrypt", "1"}, {"firewall", "1"}, {"ent_domain", "corp.example"}, {"ent_qen", "1.0"}});
+    }
+
+    void policy(const QVariantMap& required) const {
+        agentFile("complianceInfo.archive", QVariantMap{{"access", required}});
+    }
+    void agentFile(const char* name, const QVariant& content) const {
+        QVERIFY(archiveRootObject(ArchiveValue::fromVariant(content),
+                                  world.folder.agent() + u'/' + QString::fromLatin1(name)));
+    }
+    QString catalogue() const { return world.folder.file(QStringLiteral("QenCheck.plist")); }
+
+    /// Makes the view and waits for the end of its first round.
+    QenMainViewController& open() {
+        bar = std::make_unique<QenMainLeftBar>(world.views());
+        view = std::make_unique<QenMainViewController>(
+            CheckViewWorld{.login = world.client.helper,
+                           .log = world.client.log,
+                           .center = world.center,
+                           .workspace = workspace,
+                           .networkAccess = access,
+                           .localCerAuthMethod = [this] { return storedMethod; },
+                           .applicationSupport = world.folder.support(),
+                           .agentState = world.folder.agent(),
+                           .round = {.log = [](const QString&, int) {},
+                                     .center = world.center,
+                                     .checkWithModel = [this](const QenCheckModelPointer& check) { answer(check); },
+                                     .agentState = world.folder.agent(),
+                                     .catalogue = catalogue(),
+                                     .closingDelay = 20ms},
+                           .joinDomain = {.activateRunningTool = [] { return true; }, .resources = {}, .console = {}},
+                           .openHelp =
+                               [this](const QString& tag, const QWidget*) {
+                                   topics << tag;
+                               }},
+            *bar);
+        view->resize(860, 560);
+        view->show();
+        return *view;
+    }
+
+    void answer(const QenCheckModelPointer& check) {
+        if (check->selectorName() == u"silent")
+            return;
+        check->setIsWarn(check->selectorName() == u"bad");
+        Platform::mainQueue().async([this, check] {
+            world.center.post(CheckNotificationName, QVariant::fromValue(CheckResult{{check->mainKey(), check}}));
+        });
+    }
+
+    QString text(const char* label) const { return find<QLabel>(*view, label)->text(); }
+    bool isRoundOver() const { return find<QToolButton>(*view, "reCheckBtn")->isEnabled(); }
+    int tab() const { return find<QStackedWidget>(*view, "tabView")->currentIndex(); }
+    bool shows(const char* name) const { return !find<QWidget>(*view, name)->isHidden(); }
+    QString message() const { return alerts().value(0); }
+
+    SessionWorld& world;
+    Platform::Workspace workspace;
+    RecordingAccess access;
+    QString storedMethod;
+    QStringList topics;
+    std::unique_ptr<QenMainLeftBar> bar;
+    std::unique_ptr<QenMainViewController> view;
+};
+
+} // namespace
+
+class tst_QenMainViewController : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase() {
+        initMavResources();
+        QVERIFY(Platform::installStringTable());
+        Theme::apply(*qApp);
+        m_server.addAccount(QStringLiteral("lin"), QStringLiteral("Abcdefg1!"));
+        QVERIFY2(m_server.start(), qPrintable(m_server.lastError()));
+    }
+
+    void toolsLooks_data() {
+        QTest::addColumn<int>("loginType");
+        QTest::addColumn<bool>("isShown");
+        QTest::addColumn<bool>("isEmpty");
+        QTest::addColumn<ToolsLook>("look");
+        QTest::newRow("signed out") << 0 << true << false << ToolsLook{};
+        QTest::newRow("not to be shown") << 1 << false << false << ToolsLook{};
+        QTest::newRow("account") << 1 << true << false << ToolsLook{true, false, true};
+        QTest::newRow("empty list") << 2 << true << true << ToolsLook{true, true, true};
+        QTest::newRow("domain") << 3 << true << false << ToolsLook{true, false, false};
+    }
+    void toolsLooks() {
+        QFETCH(int, loginType);
+        QFETCH(bool, isShown);
+        QFETCH(bool, isEmpty);
+        QTEST(toolsLook(loginType, isShown, isEmpty), "look");
+    }
+
+    void policyChanges_data() {
+        using Method = NetworkAccessPolicy::Method;
+        QTest::addColumn<Method>("method");
+        QTest::addColumn<bool>("isNecessary");
+        QTest::addColumn<QString>("stored");
+        QTest::addColumn<bool>("follows");
+        QTest::newRow("certificate, none there") << Method::Certificate << false << "3" << true;
+        QTest::newRow("certificate, one there") << Method::Certificate << true << "3" << false;
+        QTest::newRow("certificate over static") << Method::Certificate << true << "2" << true;
+        QTest::newRow("static, none there") << Method::Static << false << "" << true;
+        QTest::newRow("static, one there") << Method::Static << true << "2" << false;
+        QTest::newRow("static over certificate") << Method::Static << true << "3" << true;
+        QTest::newRow("another method") << Method::Other << false << "3" << false;
+    }
+    void policyChanges() {
+        QFETCH(NetworkAccessPolicy::Method, method);
+        QFETCH(bool, isNecessary);
+        QFETCH(QString, stored);
+        QTEST(followsPolicyChange(method, isNecessary, stored), "follows");
+    }
+
+    void roundsInTheWindow_data() {
+        QTest::addColumn<int>("failures");
+        QTest::addColumn<QString>("state");
+        QTest::newRow("0") << 0 << "电脑安全";
+        QTest::newRow("1") << 1 << "轻度危险";
+        QTest::newRow("2") << 2 << "轻度危险";
+        QTest::newRow("3") << 3 << "中度危险";
+        QTest::newRow("4") << 4 << "中度危险";
+        QTest::newRow("5") << 5 << "重度危险";
+    }
+    void roundsInTheWindow() {
+        QFETCH(int, failures);
+        QFETCH(QString, state);
+        QStringList checks;
+        for (int check = 0; check < 5; ++check)
+            checks << (check < failures ? QStringLiteral("bad") : QStringLiteral("ok"));
+        Fixture fixture(checks);
+        QenMainViewController& view = fixture.open();
+        QTRY_COMPARE(fixture.text("smallStateLab"), QStringLiteral("正在检测"));
+        QVERIFY(!fixture.isRoundOver());
+        QTRY_VERIFY(fixture.isRoundOver());
+        QCOMPARE(fixture.text("stateLab"), state);
+        QCOMPARE(fixture.text("countLab"),
+                 failures ? QStringLiteral("5项实时合规检测") : QStringLiteral("合规检测项全部正常"));
+        QCOMPARE(fixture.shows("repairAllBtn"), failures > 0);
+        QCOMPARE(find<QToolButton>(*fixture.bar, "detailBtn")->isHidden(), failures == 0);
+        QVERIFY(!find<AnimatedPicture>(view, "stateCircle")->isRunning());
+        QCOMPARE(find<AnimatedPicture>(view, "stateCircle")->picture(),
+                 failures ? QStringLiteral("completeImg_unsafe") : QStringLiteral("completeImg_safe"));
+        QCOMPARE(view.findChildren<QToolButton*>(QStringLiteral("repairBtn")).size(), 2 * (5 + 1));
+        if (failures == 0)
+            return;
+        QCOMPARE(fixture.text("smallStateLab"), QStringLiteral("发现%1个问题").arg(failures));
+        QCOMPARE(find<QPushButton>(view, "repairAllBtn")->text(), QStringLiteral("%1个问题待修复").arg(failures));
+        press(view, "repairAllBtn");
+        QCOMPARE(fixture.tab(), 2);
+        QVERIFY(find<QToolButton>(*fixture.bar, "detailBtn")->isChecked());
+        auto* tree = find<CheckTreeView>(view, "detailTree");
+        QVERIFY(tree->isExpanded(0));
+        for (auto* button : tree->findChildren<HoverPictureButton*>(QStringLiteral("repairBtn"))) {
+            if (button->isVisible())
+                button->click();
+        }
+        QCOMPARE(fixture.topics.size(), failures);
+        QCOMPARE(fixture.topics[0], QStringLiteral("topic0"));
+    }
+
+    void reCheckFollowsAChangedPolicyAndLeavesTheDetails() {
+        Fixture fixture({QStringLiteral("bad"), QStringLiteral("ok")});
+        QenMainViewController& view = fixture.open();
+        QTRY_COMPARE(fixture.text("stateLab"), QStringLiteral("轻度危险"));
+        QTRY_VERIFY(fixture.isRoundOver());
+        press(view, "repairAllBtn");
+        fixture.policy({{"firewall", "1"}});
+        press(view, "detailReCheckBtn");
+        QTRY_COMPARE(fixture.text("countLab"), QStringLiteral("合规检测项全部正常"));
+        QCOMPARE(view.round().needCheckCount(), qint64(1));
+        QCOMPARE(find<CheckTreeView>(view, "detailTree")->findChildren<CheckRowView*>().size(), 2);
+        QCOMPARE(fixture.text("stateLab"), QStringLiteral("电脑安全"));
+        // Nothing to detail any more: the second tab.
+        QCOMPARE(fixture.tab(), 1);
+        QVERIFY(find<QToolButton>(*fixture.bar, "toolsTabBtn")->isChecked());
+    }
+
+    void silentCheckDoesNotLockThePersonOut() {
+        Fixture fixture({QStringLiteral("silent"), QStringLiteral("bad")});
+        QenMainViewController& view = fixture.open();
+        QTRY_COMPARE(fixture.text("countLab"), QStringLiteral("部分检测项没有结果，请重新检测"));
+        QVERIFY(fixture.isRoundOver());
+        QCOMPARE(fixture.text("stateLab"), QStringLiteral("正在检测"));
+        QVERIFY(!find<AnimatedPicture>(view, "stateCircle")->isRunning());
+    }
+
+    void missingCatalogueLeavesAUsableWindow() {
+        Fixture fixture({QStringLiteral("ok")});
+        QVERIFY(QFile::remove(fixture.catalogue()));
+        QenMainViewController& view = fixture.open();
+        QTest::qWait(50);
+        QVERIFY(fixture.isRoundOver());
+        press(view, "reCheckBtn");
+        QTest::qWait(30);
+        QVERIFY(fixture.isRoundOver());
+    }
+
+    void toolsFollowSessionAndList() {
+        Fixture fixture({QStringLiteral("ok")});
+        fixture.world.folder.configure(m_server.httpPort());
+        QenMainViewController& view = fixture.open();
+        auto* states = find<QStackedWidget>(view, "toolsStates");
+        QTest::qWait(30);
+        QCOMPARE(states->currentIndex(), 1);
+        QVERIFY(!fixture.shows("applistButton"));
+
+        Outcome login;
+        fixture.world.client.helper.login({{"userid", "lin"}, {"password", "Abcdefg1!"}, {"otp", ""}},
+                                          login.completion());
+        QVERIFY(login.wait());
+        QVariantList list;
+        for (int tool = 0; tool < 7; ++tool)
+            list << QVariantMap{{"appname", QStringLiteral("工具%1").arg(tool)}, {"app_serialnum", 7 - tool}};
+        list << QStringLiteral("no dictionary");
+        fixture.agentFile("appmgrlist.archive", list);
+        std::thread([&] { fixture.world.center.post(ClientNotification::AppList); }).join();
+        QTRY_COMPARE(states->currentIndex(), 0);
+        QTRY_COMPARE(view.findChildren<QenToolCell*>().size(), 7);
+        QVERIFY(fixture.shows("applistButton"));
+        QCOMPARE(view.findChildren<QenToolCell*>()[0]->toolModel().appName, QStringLiteral("工具6"));
+
+        // The session of the computer's domain.
+        auto record = fixture.world.record().value();
+        record.setLoginType(LoginType::Domain);
+        QVERIFY(record.save(fixture.world.folder.support()));
+        fixture.world.center.post(ClientNotification::NgnSwitch);
+        QTRY_VERIFY(!fixture.shows("applistButton"));
+        QCOMPARE(states->currentIndex(), 0);
+
+        fixture.world.center.post(ClientNotification::AppList, 2);
+        QTRY_COMPARE(fixture.message(), QStringLiteral("登录超时，请重新登录"));
+        QTRY_COMPARE(states->currentIndex(), 1);
+        QVERIFY(!fixture.world.record());
+        for (AutoReleaseWindowController* window : AutoReleaseWindowController::autoReleaseWCs())
+            window->close();
+    }
+
+    void joinDomainButton_data() {
+        QTest::addColumn<QVariant>("status");
+        QTest::addColumn<QVariant>("method");
+        QTest::addColumn<bool>("isOffered");
+        QTest::newRow("offered") << QVariant(1) << QVariant("3") << true;
+        QTest::newRow("not offered") << QVariant(0) << QVariant("3") << false;
+        QTest::newRow("static network access") << QVariant(1) << QVariant("2") << false;
+        QTest::newRow("a list") << QVariant(QVariantList{1}) << QVariant("3") << false;
+        QTest::newRow("method of a wrong type") << QVariant(1) << QVariant(QVariantList{"2"}) << true;
+    }
+    void joinDomainButton() {
+        QFETCH(QVariant, status);
+        QFETCH(QVariant, method);
+        Fixture fixture({QStringLiteral("ok")});
+        QenMainViewController& view = fixture.open();
+        QVERIFY(!fixture.shows("joinDomainBtn"));
+        fixture.agentFile("inacSSIDInfo.archive", QVariantMap{{"auth_method", method}});
+        fixture.agentFile("joindomainSwitchStatus.archive", status);
+        fixture.world.center.post(ClientNotification::JoinDomainSwitch);
+        QTest::qWait(30);
+        QTEST(fixture.shows("joinDomainBtn"), "isOffered");
+        if (fixture.shows("joinDomainBtn"))
+            press(view, "joinDomainBtn");
+    }
+
+    void tipsAndMarkKeepWhatTheyShow() {
+        Fixture fixture({QStringLiteral("ok")});
+        QenMainViewController& view = fixture.open();
+        QWidget& line = *view.tipsLine();
+        const auto write = [&](const char* name, const QByteArray& content) {
+            QFile file(fixture.world.folder.agent() + u'/' + QString::fromLatin1(name));
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(content);
+        };
+        write("tips.txt", "今晚升级");
+        fixture.world.center.post(ClientNotification::Tips);
+        QTRY_COMPARE(find<QLabel>(line, "tipsLab")->text(), QStringLiteral("今晚升级"));
+        write("tips.txt", "");
+        write("c_qen_mark@2x.png", "no picture");
+        fixture.world.center.post(ClientNotification::Tips);
+        fixture.world.center.post(ClientNotification::Logo);
+        QTest::qWait(30);
+        QCOMPARE(find<QLabel>(line, "tipsLab")->text(), QStringLiteral("今晚升级"));
+        auto* mark = find<QLabel>(line, "organisationMark");
+        QVERIFY(mark->isHidden());
+        QImage image(400, 40, QImage::Format_RGB32);
+        image.fill(Qt::red);
+        QVERIFY(image.save(fixture.world.folder.agent() + QStringLiteral("/c_qen_mark@2x.png")));
+        fixture.world.center.post(ClientNotification::Logo);
+        QTRY_VERIFY(!mark->isHidden());
+        QCOMPARE(mark->pixmap().deviceIndependentSize(), QSizeF(120, 12));
+    }
+
+    void changedNetworkAccessIsFollowed_data() {
+        QTest::addColumn<QString>("method");
+        QTest::addColumn<bool>("isSignedIn");
+        QTest::addColumn<QStringList>("calls");
+        const QString ask = QStringLiteral("ask https://nac");
+        QTest::newRow("certificate") << "3" << true
+                                     << QStringList{ask, QStringLiteral("certificate lin T Office https://nac")};
+        QTest::newRow("nobody signed in") << "3" << false << QStringList{ask};
+        QTest::newRow("static") << "2" << false << QStringList{ask, QStringLiteral("static")};
+        QTest::newRow("another") << "1" << true << QStringList();
+    }
+    void changedNetworkAccessIsFollowed() {
+        QFETCH(QString, method);
+        QFETCH(bool, isSignedIn);
+        QFETCH(QStringList, calls);
+        Fixture fixture({QStringLiteral("ok")});
+        if (isSignedIn) {
+            AccountModel record;
+            record.setUserid(QStringLiteral("lin"));
+            record.setUsername(QStringLiteral("林"));
+            record.setTicket(QStringLiteral("T"));
+            QVERIFY(record.save(fixture.world.folder.support()));
+        }
+        fixture.open();
+        fixture.agentFile(
+            "inacSSIDInfo.archive",
+            QVariantMap{{"auth_method", method}, {"inac_addr", "https://nac"}, {"ssidlist", QVariantList{"Office"}}});
+        fixture.world.center.post(ClientNotification::InacSsid);
+        QTRY_COMPARE(fixture.access.calls().size(), calls.size());
+        QTest::qWait(30);
+        QCOMPARE(fixture.access.calls(), calls);
+        if (calls.size() > 1)
+            QTRY_VERIFY(fixture.world.client.logText().contains(
+                QStringLiteral("[QenMainViewController] inac type change to %1").arg(method)));
+    }
+
+private:
+    ReferenceServer m_server;
+};
+
+QTEST_MAIN(tst_QenMainViewController)
+#include "tst_QenMainViewController.moc"

@@ -1,0 +1,163 @@
+#include "SessionWorld.h"
+
+#include "QenToolCell.h"
+#include "QenToolsView.h"
+#include "QenTrustedAppWindow.h"
+#include "ToolOpener.h"
+#include "Workspace.h"
+
+#include <QListWidget>
+#include <QScrollArea>
+#include <QStackedWidget>
+
+namespace {
+
+QenToolModel tool(const QString& name, const QVariantMap& more = {}) {
+    QVariantMap values = more;
+    values.insert(QStringLiteral("appname"), name);
+    return QenToolModel::initWithDictionary(values).value();
+}
+
+QList<QenToolModel> tools(int count) {
+    QList<QenToolModel> models;
+    for (int index = 0; index < count; ++index)
+        models << tool(QString::number(index));
+    return models;
+}
+
+/// The box that stands open.
+CustomMessageBox* box() {
+    for (AutoReleaseWindowController* window : AutoReleaseWindowController::autoReleaseWCs()) {
+        if (auto* found = qobject_cast<CustomMessageBox*>(window))
+            return found;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+/// Tiles, the sheets of tools that are not there, and the window of trusted applications.
+class tst_ToolWindows : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase() {
+        initMavResources();
+        QVERIFY(Platform::installStringTable());
+        Theme::apply(*qApp);
+    }
+
+    void sixTilesARow() {
+        QenToolsView view;
+        view.resize(840, 300);
+        view.setModels(tools(7));
+        view.show();
+        QVERIFY(QTest::qWaitForWindowActive(&view));
+        const auto& cells = view.toolCells();
+        QCOMPARE(cells.size(), 7);
+        QCOMPARE(cells[0]->tag(), 100);
+        QCOMPARE(cells[5]->y(), cells[0]->y());
+        QVERIFY(cells[5]->geometry().right() < view.width());
+        QCOMPARE(cells[6]->tag(), 106);
+        QCOMPARE(cells[6]->x(), cells[0]->x());
+        QVERIFY(cells[6]->y() > cells[0]->geometry().bottom());
+        QStringList pressed;
+        view.setCompletion([&pressed](const QenToolModel& model) { pressed << model.appName; });
+        cells[0]->setFocus();
+        QTest::keyClick(cells[0], Qt::Key_Down);
+        QVERIFY(cells[6]->hasFocus());
+        QTest::keyClick(cells[6], Qt::Key_Return);
+        QTest::mouseClick(cells[3], Qt::LeftButton);
+        QCOMPARE(pressed, (QStringList{"6", "3"}));
+        view.setModels({});
+        QVERIFY(view.toolCells().isEmpty());
+        QVERIFY(find<QLabel>(view, "emptyLab")->isVisible());
+    }
+
+    void thousandToolsAndLongNames() {
+        QenToolsView view;
+        view.resize(840, 500);
+        QList<QenToolModel> models = tools(1000);
+        models[0].appName = QString(500, QChar(0x5de5)) + QStringLiteral("<b>");
+        models[0].icon = QStringLiteral("../../secret.png");
+        view.setModels(models);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+        QVERIFY(!view.grab().isNull());
+        QCOMPARE(view.toolCells().size(), 1000);
+        QVERIFY(view.toolCells()[0]->toolTip().endsWith(QStringLiteral("&lt;b&gt;")));
+        view.toolCells()[999]->setFocus();
+        QTRY_VERIFY(!view.toolCells()[999]->visibleRegion().isEmpty());
+    }
+
+    void missingToolIsToldInASheet_data() {
+        QTest::addColumn<QString>("download");
+        QTest::addColumn<QString>("firstButton");
+        QTest::addColumn<bool>("opens");
+        QTest::newRow("download") << "http://127.0.0.1/x'\"; touch y"
+                                  << "下载" << true;
+        QTest::newRow("none") << ""
+                              << "确定" << false;
+    }
+    void missingToolIsToldInASheet() {
+        QFETCH(QString, download);
+        QFETCH(bool, opens);
+        QTemporaryDir folder;
+        const QString noted = folder.filePath(QStringLiteral("noted"));
+        QFile program(folder.filePath(QStringLiteral("xdg-open")));
+        QVERIFY(program.open(QIODevice::WriteOnly));
+        program.write("#!/bin/sh\nprintf '%s\\n' \"$@\" >'" + noted.toUtf8() + "'\n");
+        program.close();
+        QVERIFY(program.setPermissions(QFile::ReadOwner | QFile::ExeOwner));
+        Platform::Workspace workspace({{}, {}, {folder.path()}});
+        ToolOpener opener(workspace);
+        QWidget window;
+        window.show();
+        opener.open(tool(QStringLiteral("会议"), {{"downloadurl", download}, {"procname", "Meet.app"}}), &window);
+        QTRY_VERIFY(box());
+        QTEST(find<QPushButton>(*box(), "firstButton")->text(), "firstButton");
+        QTest::mouseClick(find<QPushButton>(*box(), "firstButton"), Qt::LeftButton);
+        QTRY_VERIFY(!box());
+        if (!opens) {
+            QTest::qWait(50);
+            QVERIFY(!QFile::exists(noted));
+            return;
+        }
+        const auto read = [&noted] {
+            QFile file(noted);
+            return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+        };
+        QTRY_COMPARE(read(), download + u'\n');
+    }
+
+    void trustedApplicationsByCategory() {
+        SessionWorld& world = SessionWorld::make();
+        QWidget main;
+        main.resize(960, 640);
+        main.show();
+        auto* window = new QenTrustedAppWindow(world.client.helper, &main);
+        window->openOver(&main);
+        QVERIFY(QTest::qWaitForWindowActive(window));
+        auto* states = find<QStackedWidget>(*window, "listStates");
+        QTRY_COMPARE(states->currentIndex(), 1);
+
+        QVariantList list;
+        for (int app = 0; app < 1000; ++app)
+            list << QVariantMap{{"categoryname", app % 2 ? "乙" : "甲"},
+                                {"appname", QString::number(app).repeated(app ? 1 : 500)},
+                                {"category_serialnum", app % 2 ? 1 : 2}};
+        QVERIFY(archiveRootObject(Platform::ArchiveValue::fromVariant(QVariantMap{{"trustedapp", list}}),
+                                  world.folder.agent() + QStringLiteral("/ngncloudlist.archive")));
+        QTest::mouseClick(find<QPushButton>(*window, "trustlistBtn"), Qt::LeftButton);
+        QTRY_COMPARE(states->currentIndex(), 0);
+        auto* rows = find<QListWidget>(*window, "trustListView");
+        QCOMPARE(rows->count(), 1002);
+        QCOMPARE(rows->item(0)->text(), QStringLiteral("乙"));
+        QCOMPARE(rows->item(501)->text(), QStringLiteral("甲"));
+        QPointer<QenTrustedAppWindow> alive(window);
+        QTest::keyClick(window, Qt::Key_Escape);
+        QTRY_VERIFY(!alive);
+    }
+};
+
+QTEST_MAIN(tst_ToolWindows)
+#include "tst_ToolWindows.moc"

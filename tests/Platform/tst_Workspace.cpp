@@ -1,0 +1,150 @@
+#include "DesktopEntry.h"
+#include "Workspace.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+using Platform::DesktopEntry;
+using Platform::Workspace;
+
+/// Applications in folders of the test's own.
+class tst_Workspace : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void init() {
+        m_folder.emplace();
+        for (const char* name : {"apps", "entries", "bin"})
+            QVERIFY(QDir().mkpath(path(name)));
+        program("bin/tool", "tool");
+        program("bin/mailer", "mailer");
+        program("bin/xdg-open", "opened");
+        program("apps/Meet.app/Contents/MacOS/Meet", "bundle");
+        program("apps/plain", "plain");
+    }
+
+    void entries_data() {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<QStringList>("command");
+        const auto row = [](const char* name, const char* lines, const QStringList& command) {
+            QTest::newRow(name) << QByteArray("[Desktop Entry]\nType=Application\n") + lines << command;
+        };
+        row("plain", "Exec=tool --a b", {"tool", "--a", "b"});
+        row("field codes", "Exec=tool %U --x=%f 100%%", {"tool", "--x=", "100%"});
+        row("quotes", "Exec=\"/opt/a b/tool\" \"q\\\\\"q\" \"\"", {"/opt/a b/tool", "q\"q", ""});
+        row("open quote", "Exec=tool \"a", {});
+        row("no program", "Name=x", {});
+        row("hidden", "Exec=tool\nHidden=true", {});
+        row("terminal", "Exec=tool\nTerminal=true", {});
+        row("another group", "[Desktop Action new]\nExec=tool", {});
+        QTest::newRow("no application") << QByteArray("[Desktop Entry]\nType=Link\nExec=tool") << QStringList();
+        QTest::newRow("binary") << QByteArray(70000, '\0') << QStringList();
+    }
+    void entries() {
+        QFETCH(QByteArray, content);
+        const auto entry = DesktopEntry::parse(content);
+        QTEST(entry ? entry->command : QStringList(), "command");
+    }
+
+    void installed_data() {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("launched");
+        QTest::newRow("bundle") << "Meet.app"
+                                << "bundle";
+        QTest::newRow("file in the folder") << "plain"
+                                            << "plain";
+        QTest::newRow("program") << "tool"
+                                 << "tool";
+        QTest::newRow("program, with ending") << "tool.app"
+                                              << "tool";
+        QTest::newRow("entry by id") << "org.example.Mail.app"
+                                     << "mailer mail a b";
+        QTest::newRow("entry by name") << "企业邮箱"
+                                       << "mailer mail a b";
+        QTest::newRow("missing") << "Nothing.app"
+                                 << "";
+        QTest::newRow("entry whose program is missing") << "Gone"
+                                                        << "";
+        QTest::newRow("entry whose other program is missing") << "Half"
+                                                              << "";
+        QTest::newRow("path") << "../bin/tool"
+                              << "";
+        QTest::newRow("empty") << ""
+                               << "";
+        QTest::newRow("folder") << ".."
+                                << "";
+        QTest::newRow("too long") << QString(300, u'a') << "";
+        QTest::newRow("a shell's words") << "tool; tool"
+                                         << "";
+    }
+    void installed() {
+        QFETCH(QString, name);
+        QFETCH(QString, launched);
+        entry("org.example.Mail", "Name=企业邮箱\nExec=mailer mail \"a b\" %U");
+        entry("gone", "Name=Gone\nExec=no-such-program");
+        entry("half", "Name=Half\nExec=tool\nTryExec=no-such-program");
+        const Workspace workspace = make();
+        QCOMPARE(workspace.isInstalled(name), !launched.isEmpty());
+        workspace.launchApplication(name);
+        if (launched.isEmpty())
+            QTest::qWait(20);
+        QTRY_COMPARE(noted(), launched);
+    }
+
+    void addresses_data() {
+        QTest::addColumn<QString>("url");
+        QTest::addColumn<QString>("opened");
+        QTest::newRow("plain") << "http://a.example/"
+                               << "opened http://a.example/";
+        QTest::newRow("a shell's signs") << "http://a/$(id)'\";&|"
+                                         << "opened http://a/$(id)'\";&|";
+        QTest::newRow("long") << "http://a/" + QString(10000, u'x') << "opened http://a/" + QString(10000, u'x');
+        QTest::newRow("empty") << ""
+                               << "";
+        QTest::newRow("blank") << "  "
+                               << "";
+        QTest::newRow("option") << "--help http"
+                                << "";
+    }
+    void addresses() {
+        QFETCH(QString, url);
+        QFETCH(QString, opened);
+        make().openUrl(url);
+        if (opened.isEmpty())
+            QTest::qWait(20);
+        QTRY_COMPARE(noted(), opened);
+    }
+
+private:
+    QString path(const QString& name) const { return m_folder->filePath(name); }
+    Workspace make() const {
+        return Workspace(
+            {{path(QStringLiteral("apps"))}, {path(QStringLiteral("entries"))}, {path(QStringLiteral("bin"))}});
+    }
+    /// A program that notes its name and arguments.
+    void program(const QString& name, const char* called) const {
+        QVERIFY(QDir().mkpath(QFileInfo(path(name)).path()));
+        QFile file(path(name));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("#!/bin/sh\nprintf %s \"" + QByteArray(called) + "${*:+ $*}\" >'" +
+                   path(QStringLiteral("note.new")).toUtf8() + "'\nmv '" + path(QStringLiteral("note.new")).toUtf8() +
+                   "' '" + path(QStringLiteral("note")).toUtf8() + "'\n");
+        file.close();
+        QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::ExeOwner));
+    }
+    void entry(const char* id, const char* lines) const {
+        QFile file(path(QStringLiteral("entries/")) + QString::fromLatin1(id) + QStringLiteral(".desktop"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("[Desktop Entry]\nType=Application\n" + QByteArray(lines) + "\n");
+    }
+    QString noted() const {
+        QFile file(path(QStringLiteral("note")));
+        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+    }
+
+    std::optional<QTemporaryDir> m_folder;
+};
+
+QTEST_GUILESS_MAIN(tst_Workspace)
+#include "tst_Workspace.moc"
