@@ -1,26 +1,27 @@
-#!/ bin / bash
-#Builds the Debian package of the release preset and checks it : build / release /                                     \
-    mav_VERSION_ARCH.deb.Another build folder may be
-#given.MAV_CLIENT_IDENTITY names the PKCS #12 file that the client presents to servers;                                \
-    without it the package carries one
-#for demonstrations.MAV_MAINTAINER is the package's maintainer, "Name <address>".
-#usage : scripts / package.sh[build folder]
-set - euo pipefail cd "$(dirname " $0 ")/.." export LC_ALL =
-    C.UTF - 8 umask 022 build = ${1 - build / release}
+#!/bin/bash
+# Builds the Debian package of the release preset and checks it: build/release/mav_VERSION_ARCH.deb. Another build folder may be
+# given. MAV_CLIENT_IDENTITY names the PKCS #12 file that the client presents to servers; without it the package carries one
+# for demonstrations. MAV_MAINTAINER is the package's maintainer, "Name <address>".
+# usage: scripts/package.sh [build folder]
+set -euo pipefail
+cd "$(dirname "$0")/.."
+export LC_ALL=C.UTF-8
+umask 022
+build=${1-build/release}
 
-                                    scripts /
-                                    install -
-                                packages.sh
-#What an earlier run was told is not kept.
-                                    settings =
-                                    ("-DMAV_CLIENT_IDENTITY=${MAV_CLIENT_IDENTITY-}") if[-n "${MAV_MAINTAINER-}"];
-then settings += ("-DMAV_MAINTAINER=$MAV_MAINTAINER") else settings +=
-    (-UMAV_MAINTAINER)fi cmake-- preset release -
-    B "$build"
-      "${settings[@]}" cmake-- build "$build" --target package -
-    files
+scripts/install-packages.sh
+# What an earlier run was told is not kept.
+settings=("-DMAV_CLIENT_IDENTITY=${MAV_CLIENT_IDENTITY-}")
+if [ -n "${MAV_MAINTAINER-}" ]; then
+    settings+=("-DMAV_MAINTAINER=$MAV_MAINTAINER")
+else
+    settings+=(-UMAV_MAINTAINER)
+fi
+cmake --preset release -B "$build" "${settings[@]}"
+cmake --build "$build" --target package-files
 
-        made = $build / packaging desktop - file - validate "$made"/*.desktop
+made=$build/packaging
+desktop-file-validate "$made"/*.desktop
 appstreamcli validate --no-net "$made/mav.metainfo.xml"
 
 # Files carry the date of the changelog's first entry, so that the same programs make the same package.

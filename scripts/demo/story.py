@@ -1,46 +1,68 @@
-""
-    "The steps of the demo: everything a person does with the client from the first start to quitting."
-    ""
+"""The steps of the demo: everything a person does with the client from the first start to quitting."""
 
-    import os import re import signal import socket import sys import time from urllib.parse import quote from
-        xml.etree import ElementTree
+import os
+import re
+import signal
+import socket
+import sys
+import time
+from urllib.parse import quote
+from xml.etree import ElementTree
 
-            import tickets from office import SIGNED_IN,
-    OfficeSteps from processes import Failure, wait_for from windows import Windows, outline from world import PASSWORD,
-    USER
+import tickets
+from office import SIGNED_IN, OfficeSteps
+from processes import Failure, wait_for
+from windows import Windows, outline
+from world import PASSWORD, USER
 
-        SERVER_PAGE,
-    LOGIN_PAGE = "连接管理服务器", "欢迎登录" ADDRESS, PORT = "服务器地址", "端口" ACCOUNT, SECRET = "账号",
-    "密码" SCAN, ACCOUNT_AND_DEVICE, COPY_DEVICE_NAME = "扫码登录", "登录与设备信息", "复制设备名称" MENU, SIGN_OUT,
-    QUIT = "菜单", "退出登录",
-    "退出 Mav" STATUS_OF_SECOND_COPY = 1
+SERVER_PAGE, LOGIN_PAGE = "连接管理服务器", "欢迎登录"
+ADDRESS, PORT = "服务器地址", "端口"
+ACCOUNT, SECRET = "账号", "密码"
+SCAN, ACCOUNT_AND_DEVICE, COPY_DEVICE_NAME = "扫码登录", "登录与设备信息", "复制设备名称"
+MENU, SIGN_OUT, QUIT = "菜单", "退出登录", "退出 Mav"
+STATUS_OF_SECOND_COPY = 1
 
-    def
-    read_string_table()
-    : ""
-      "The client's texts by their keys: what a person is to read."
-      "" table = os.path.join(os.path.dirname(__file__), "..", "..", "resources", "i18n", "mav_zh_CN.ts") messages =
-          ElementTree.parse(table).iter("message") return {message.get("id"): message.findtext("translation") for message in messages
-}
 
-def closed_port()
-    : with socket.socket() as probe : probe.bind(("127.0.0.1", 0)) return probe
-                                          .getsockname()[1]
+def read_string_table():
+    """The client's texts by their keys: what a person is to read."""
+    table = os.path.join(os.path.dirname(__file__), "..", "..", "resources", "i18n", "mav_zh_CN.ts")
+    messages = ElementTree.parse(table).iter("message")
+    return {message.get("id"): message.findtext("translation") for message in messages}
 
-                                      class Story(OfficeSteps)
-    : def __init__(self, world, children, desktop)
-    : self.world = world self.children = children self.desktop = desktop self.texts = read_string_table() self.client =
-    None self.windows = None self.started = time.monotonic() self.pictures = 0 self.password = PASSWORD
 
-    def say(self, text, picture = None)
-    : line = f "[{time.monotonic() - self.started:5.1f} s] {text}" if picture : self.pictures += 1 name =
-          f "{self.pictures:02d}-{picture}.png"
-#A fade lasts 120 ms; the picture shows the page at rest.
-          time.sleep(0.3) self.desktop.take_picture(self.world.path("shots", name)) line
-      += f "  (shots/{name})" print(line, flush = True)
+def closed_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
 
-          def step(self, action)
-    : try : action() except Failure:
+
+class Story(OfficeSteps):
+    def __init__(self, world, children, desktop):
+        self.world = world
+        self.children = children
+        self.desktop = desktop
+        self.texts = read_string_table()
+        self.client = None
+        self.windows = None
+        self.started = time.monotonic()
+        self.pictures = 0
+        self.password = PASSWORD
+
+    def say(self, text, picture=None):
+        line = f"[{time.monotonic() - self.started:5.1f} s] {text}"
+        if picture:
+            self.pictures += 1
+            name = f"{self.pictures:02d}-{picture}.png"
+            # A fade lasts 120 ms; the picture shows the page at rest.
+            time.sleep(0.3)
+            self.desktop.take_picture(self.world.path("shots", name))
+            line += f"  (shots/{name})"
+        print(line, flush=True)
+
+    def step(self, action):
+        try:
+            action()
+        except Failure:
             self.desktop.take_picture(self.world.path("shots", "failure.png"))
             if self.windows:
                 print(outline(self.windows), file=sys.stderr)
@@ -57,11 +79,11 @@ def closed_port()
             self.step(action)
 
     def play_everything(self):
-#The watchdog's first look comes 30 seconds after the second start; the steps up to it fill that time.
+        # The watchdog's first look comes 30 seconds after the second start; the steps up to it fill that time.
         for action in (self._refused_address, self._unreachable_server, self._save_address, self._wrong_password,
                        self._blocked_user, self._waiting_device, self._sign_in, self._look_at_record,
                        self._look_at_compliance, self._change_policy, self._open_tools,
-                       self._look_at_trusted_applications, self._change_password,
+                       self._look_at_trusted_applications, self._export_logs, self._change_password,
                        self._vpn_is_started, self._edit_tips, self._kill_and_return,
                        self._look_at_sent_ticket, self._second_launch, self._expire_ticket, self._come_back,
                        self._revoke_ticket, self._sign_in_by_code,
@@ -181,7 +203,7 @@ def closed_port()
         asked = wait_for("the client asks whether its code was scanned", lambda: self.world.desk.requests(
             "/api/public/clientlogin/scan_status"), 10)[0]["fields"]
         self.say("the login window shows the code to be scanned", "code")
-#The phone : it opens the address in the code, and somebody confirms there.
+        # The phone: it opens the address in the code, and somebody confirms there.
         code = {"hostname": asked["hostname"], "ip": "127.0.0.1", "mac": asked["mac"], "device_type": "PC", "login_user": USER,
                 "timestamp": str(int(time.time())), "deviceid": asked["deviceid"], "os": "Linux", "soleid": asked["soleid"]}
         self.world.desk.open_page("/api/public/clientlogin/scan_login?v=" + quote(tickets.seal(code), safe=""))
@@ -210,7 +232,7 @@ def closed_port()
 
     def _kill_vpn(self):
         line = "zelvpn exit reload zelvpn....."
-#Not before the watchdog took its first look and set everything up.
+        # Not before the watchdog took its first look and set everything up.
         self._wait_for_log("Qen ZelVPN existed....", 0, 60)
         before, since = wait_for("the VPN component runs", self._vpn, 5), self.world.log().count(line)
         os.kill(before, signal.SIGKILL)

@@ -29,7 +29,7 @@ class Windows:
             try:
                 child = desktop.get_child_at_index(index)
                 if child and child.get_process_id() == self.pid:
-#Nothing dispatches events here, so a cache would never hear of a change.
+                    # Nothing dispatches events here, so a cache would never hear of a change.
                     child.set_cache_mask(Atspi.Cache.NONE)
                     return child
             except GLib.Error:
@@ -144,6 +144,7 @@ def outline(windows):
     lines = []
     for node in windows.elements():
         try:
-            lines
-.append(f "{node.get_role_name()} \"{name_of(node)}\" id={node.get_accessible_id()} text={text_of(node)!r}") except GLib
-    .Error : continue return "\n".join(lines)
+            lines.append(f"{node.get_role_name()} \"{name_of(node)}\" id={node.get_accessible_id()} text={text_of(node)!r}")
+        except GLib.Error:
+            continue
+    return "\n".join(lines)

@@ -57,7 +57,7 @@ class World:
         else:
             shutil.rmtree(self.runtime, ignore_errors=True)
             os.makedirs(self.runtime, mode=0o700)
-#Where a session bus of the demo's own finds the ticket service; the bus watches a folder that was there first.
+        # Where a session bus of the demo's own finds the ticket service; the bus watches a folder that was there first.
         self.services = os.path.join(self.runtime, "dbus-1", "services")
         os.makedirs(self.services, mode=0o700)
         self.environment = self._environment()
@@ -93,7 +93,7 @@ class World:
     def _environment(self):
         environment = dict(os.environ)
         for name in list(environment):
-#What would lead out of the folder, or off loopback.
+            # What would lead out of the folder, or off loopback.
             if name.startswith(("XDG_", "QT_")) or name.lower().endswith("_proxy"):
                 del environment[name]
         environment.update(HOME=self.path("home"), MAV_ROOT=self.path("root"), XDG_RUNTIME_DIR=self.runtime,
@@ -108,7 +108,7 @@ class World:
         wayland = self.environment.get("WAYLAND_DISPLAY")
         if wayland:
             self.environment["WAYLAND_DISPLAY"] = os.path.join(runtime, wayland)
-#The user's own bus finds it here; the agent takes its file away when it ends.
+        # The user's own bus finds it here; the agent takes its file away when it ends.
         self.services = os.path.join(runtime, "dbus-1", "services")
         if os.path.exists(os.path.join(runtime, "bus")):
             self.environment.setdefault("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + os.path.join(runtime, "bus"))
