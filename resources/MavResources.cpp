@@ -8,4 +8,5 @@ void initMavResources() {
     Q_INIT_RESOURCE(bundle);
     Q_INIT_RESOURCE(pictures);
     Q_INIT_RESOURCE(help);
+    Q_INIT_RESOURCE(animations);
 }

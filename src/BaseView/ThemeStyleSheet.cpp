@@ -18,6 +18,7 @@ QToolTip { background: %text%; color: %card%; border: none; padding: 4px 8px; fo
 #boxGround { background: %card%; }
 PageCard { background: %card%; border: 1px solid %line%; border-radius: %cardRadius%px; }
 #overviewCard, #detailCard { background: %card%; border: 1px solid %line%; border-radius: %cardRadius%px; }
+#boxGround QStackedWidget > QWidget { background: transparent; }
 PageCard QStackedWidget, PageCard QStackedWidget > QWidget { background: transparent; }
 
 QLabel { background: transparent; }

@@ -36,8 +36,6 @@ void AnimatedPicture::follow() {
     if (moves && !m_movie) {
         m_movie = std::make_unique<QMovie>(QStringLiteral(":/animations/") + m_animation);
         connect(m_movie.get(), &QMovie::frameChanged, this, qOverload<>(&QWidget::update));
-        // Some play only a few times; here the work decides how long.
-        connect(m_movie.get(), &QMovie::finished, m_movie.get(), &QMovie::start, Qt::QueuedConnection);
     }
     if (moves)
         m_movie->start();

@@ -5,6 +5,13 @@
 #include <QPainter>
 #include <QPainterPath>
 
+namespace {
+
+/// Of the pictures, by their shape.
+constexpr QSize PictureSize(864, 200);
+
+} // namespace
+
 ComplianceBand::ComplianceBand(QWidget* parent) : QFrame(parent) {}
 
 void ComplianceBand::setLook(const QString& background, const QColor& edge) {
@@ -22,7 +29,9 @@ void ComplianceBand::paintEvent(QPaintEvent*) {
     painter.fillPath(shape, Theme::color(Theme::Color::Card));
     painter.save();
     painter.setClipPath(shape);
-    painter.drawPixmap(0, 0, Theme::picture(m_background, size(), devicePixelRatioF()));
+    // It covers the card; what is too much is cut at the left and below.
+    const QSize drawn = PictureSize.scaled(size(), Qt::KeepAspectRatioByExpanding);
+    painter.drawPixmap(width() - drawn.width(), 0, Theme::picture(m_background, drawn, devicePixelRatioF()));
     painter.fillRect(0, 0, Theme::Space4, height(), m_edge);
     painter.restore();
     painter.setPen(Theme::color(Theme::Color::Line));
