@@ -62,14 +62,12 @@ void AppDelegate::setMainWindow(QenMainWindow* window) {
     operations.validateMenuItem = [this] {
         validateMenuItem();
     };
-    if (m_world.parts.beginExportLogSheet)
-        operations.excludeLogs = [this] {
-            excludeLogs();
-        };
-    if (m_world.parts.beginModifyPasswordSheet)
-        operations.modifyPasswordClick = [this] {
-            modifyPasswordClick();
-        };
+    operations.excludeLogs = [this] {
+        excludeLogs();
+    };
+    operations.modifyPasswordClick = [this] {
+        modifyPasswordClick();
+    };
     m_menu = new ApplicationMenu(operations, window);
     window->setMenu(m_menu);
 }
@@ -178,6 +176,8 @@ ApplicationMenu* AppDelegate::menu() const {
 
 void AppDelegate::validateMenuItem() {
     setItemsHiddenMenu();
+    if (m_menu)
+        m_menu->setExportingLogs(m_isExportingLogs);
 }
 
 void AppDelegate::showAlertTipForLogin(const QString& text) {
@@ -265,11 +265,20 @@ void AppDelegate::tapHelp() {
 }
 
 void AppDelegate::excludeLogs() {
-    m_world.parts.beginExportLogSheet(m_mainWindow);
+    if (!m_world.parts.beginExportLogSheet)
+        return;
+    m_world.parts.beginExportLogSheet(m_mainWindow, [delegate = QPointer(this)](bool exporting) {
+        AppDelegate* self = delegate.data();
+        if (!self)
+            return;
+        self->m_isExportingLogs = exporting;
+        self->validateMenuItem();
+    });
 }
 
 void AppDelegate::modifyPasswordClick() {
-    m_world.parts.beginModifyPasswordSheet(m_mainWindow);
+    if (m_world.parts.beginModifyPasswordSheet)
+        m_world.parts.beginModifyPasswordSheet(m_mainWindow);
 }
 
 void AppDelegate::ConfigureServerClick() {

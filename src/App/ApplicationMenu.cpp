@@ -4,13 +4,12 @@
 
 namespace {
 
-const QString NotBuilt = QStringLiteral("当前版本未包含此功能");
 const QString SignedInOnly = QStringLiteral("登录后可用");
+const QString Exporting = QStringLiteral("正在导出日志…");
 
 } // namespace
 
-ApplicationMenu::ApplicationMenu(const Operations& operations, QWidget* window)
-    : QMenu(window), m_canModifyPassword(operations.modifyPasswordClick != nullptr) {
+ApplicationMenu::ApplicationMenu(const Operations& operations, QWidget* window) : QMenu(window) {
     setObjectName(QStringLiteral("applicationMenu"));
     setAccessibleName(QStringLiteral("菜单"));
     // The reason why an item is grey stands in its tool tip.
@@ -19,8 +18,7 @@ ApplicationMenu::ApplicationMenu(const Operations& operations, QWidget* window)
     addItem(QStringLiteral("helpItem"), QStringLiteral("帮助"), operations.tapHelp)
         ->setShortcut(QKeySequence(Qt::Key_F1));
     addSeparator();
-    QAction* exportItem = addItem(QStringLiteral("exportLogsItem"), QStringLiteral("导出日志"), operations.excludeLogs);
-    setAvailable(exportItem, operations.excludeLogs != nullptr, true, {});
+    m_exportItem = addItem(QStringLiteral("exportLogsItem"), QStringLiteral("导出日志"), operations.excludeLogs);
     addItem(QStringLiteral("serverSettingsItem"), QStringLiteral("服务器设置"), operations.ConfigureServerClick)
         ->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Comma));
     addSeparator();
@@ -31,6 +29,7 @@ ApplicationMenu::ApplicationMenu(const Operations& operations, QWidget* window)
     addItem(QStringLiteral("quitItem"), QStringLiteral("退出 Mav"), operations.menuQuit)
         ->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
     setSignedIn(false);
+    setExportingLogs(false);
     // Shortcuts work in the window while the menu is closed.
     window->addActions(actions());
     connect(this, &QMenu::aboutToShow, this, [validate = operations.validateMenuItem] {
@@ -42,17 +41,20 @@ ApplicationMenu::ApplicationMenu(const Operations& operations, QWidget* window)
 QAction* ApplicationMenu::addItem(const QString& name, const QString& title, const std::function<void()>& operation) {
     QAction* item = addAction(title);
     item->setObjectName(name);
-    if (operation)
-        connect(item, &QAction::triggered, this, operation);
+    connect(item, &QAction::triggered, this, operation);
     return item;
 }
 
-void ApplicationMenu::setAvailable(QAction* item, bool built, bool allowed, const QString& refusal) {
-    item->setEnabled(built && allowed);
-    item->setToolTip(!built ? NotBuilt : !allowed ? refusal : item->text());
+void ApplicationMenu::setAvailable(QAction* item, bool available, const QString& refusal) {
+    item->setEnabled(available);
+    item->setToolTip(available ? item->text() : refusal);
 }
 
 void ApplicationMenu::setSignedIn(bool signedIn) {
-    setAvailable(m_modifyPasswordItem, m_canModifyPassword, signedIn, SignedInOnly);
-    setAvailable(m_logoutItem, true, signedIn, SignedInOnly);
+    setAvailable(m_modifyPasswordItem, signedIn, SignedInOnly);
+    setAvailable(m_logoutItem, signedIn, SignedInOnly);
+}
+
+void ApplicationMenu::setExportingLogs(bool exporting) {
+    setAvailable(m_exportItem, !exporting, Exporting);
 }

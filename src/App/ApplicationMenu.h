@@ -8,7 +8,7 @@ class QAction;
 
 /// The application menu: About, Help, log export, server settings, password, log-out, Quit.
 ///
-/// An item whose operation is empty is grey. Main thread.
+/// An item that cannot be used now is grey and says why in its tool tip. Main thread.
 class ApplicationMenu final : public QMenu {
     Q_OBJECT
 public:
@@ -28,14 +28,16 @@ public:
 
     /// Gives the two items of the signed-in user their action, or takes it away.
     void setSignedIn(bool signedIn);
+    /// Takes the item of the log export away while one runs.
+    void setExportingLogs(bool exporting);
     QAction* logoutItem() const { return m_logoutItem; }
     QAction* modifyPasswordItem() const { return m_modifyPasswordItem; }
 
 private:
     QAction* addItem(const QString& name, const QString& title, const std::function<void()>& operation);
-    void setAvailable(QAction* item, bool built, bool allowed, const QString& refusal);
+    void setAvailable(QAction* item, bool available, const QString& refusal);
 
-    bool m_canModifyPassword;
+    QAction* m_exportItem;
     QAction* m_modifyPasswordItem;
     QAction* m_logoutItem;
 };

@@ -6,8 +6,7 @@
 class AgentAccessLink;
 class QWidget;
 
-/// Pieces of the client that the application starts or opens without knowing them. One that is empty is not asked; a
-/// menu item whose piece is empty stays grey and says why.
+/// Pieces of the client that the application starts or opens without knowing them. One that is empty is not asked.
 struct ApplicationParts {
     std::function<void()> startUIResourcesFileListen;
     std::function<void()> configParlo;
@@ -21,6 +20,7 @@ struct ApplicationParts {
     std::function<void()> installStaticMobileconfig;
 
     /// Begin a sheet on the given window.
-    std::function<void(QWidget*)> beginExportLogSheet;
+    /// @param exporting  told on the main thread when an export starts and when it is over
+    std::function<void(QWidget*, const std::function<void(bool)>& exporting)> beginExportLogSheet;
     std::function<void(QWidget*)> beginModifyPasswordSheet;
 };

@@ -2,6 +2,7 @@
 #include "Bundle.h"
 #include "Deployment.h"
 #include "ITDevice.h"
+#include "MavExportLogController.h"
 #include "MavMianViewCtrl.h"
 #include "MavModifyPasswordCtrl.h"
 #include "MavResources.h"
@@ -59,6 +60,14 @@ ApplicationParts runningParts() {
     };
     parts.installStaticMobileconfig = [] {
         iNacManager::sharedInstance().installStaticMobileconfig();
+    };
+    parts.beginExportLogSheet = [sheet = QPointer<MavExportLogController>()](
+                                    QWidget* window, const std::function<void(bool)>& exporting) mutable {
+        if (!sheet) {
+            sheet = new MavExportLogController(QenLogHelper::sharedInstance(), window);
+            QObject::connect(sheet, &MavExportLogController::exportingChanged, sheet, exporting);
+        }
+        sheet->beginSheet();
     };
     parts.beginModifyPasswordSheet = [sheet = QPointer<MavModifyPasswordCtrl>()](QWidget* window) mutable {
         if (!sheet)

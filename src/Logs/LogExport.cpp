@@ -4,6 +4,7 @@
 #include "Paths.h"
 #include "ScriptRunner.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
@@ -19,8 +20,40 @@ constexpr int ZipDone = 0;
 constexpr int ZipNothingToDo = 12;
 constexpr int ZipSomeUnreadable = 18;
 
+const QByteArray ArchiveMagic("PK\3\4");
+
 /// Time for the shell to end once it has closed its output.
 constexpr double ShellEndSeconds = 2;
+
+/// What the failure of a command is called that says nothing itself.
+const QString Unfinished = QStringLiteral("zip did not finish");
+
+/// Removes the archives under temporary names that a zip leaves in @p folder when it is killed: while it works, zip
+/// writes to "zi" and six more characters. Files of others that happen to be named so are no archives.
+void removeUnfinished(const QString& folder) {
+    static const QRegularExpression temporaryName(QStringLiteral("^zi[A-Za-z0-9]{6}$"));
+    const QFileInfoList files =
+        QDir(folder).entryInfoList({QStringLiteral("zi??????")}, QDir::Files | QDir::Hidden | QDir::NoSymLinks);
+    for (const QFileInfo& info : files) {
+        QFile file(info.filePath());
+        if (!temporaryName.match(info.fileName()).hasMatch() || !file.open(QIODevice::ReadOnly))
+            continue;
+        if (file.size() == 0 || file.peek(ArchiveMagic.size()) == ArchiveMagic)
+            file.remove();
+    }
+}
+
+bool isWritableFolder(const QString& path) {
+    const QFileInfo info(path);
+    return info.isDir() && info.isWritable();
+}
+
+/// What zip printed, without the names of the files that it took in.
+QString complaints(const QString& output) {
+    QStringList lines = output.split(u'\n', Qt::SkipEmptyParts);
+    lines.removeIf([](const QString& line) { return line.startsWith(QStringLiteral("  adding: ")); });
+    return lines.join(u'\n').trimmed();
+}
 
 bool endedWell(const TaskHelper::TaskPointer& task) {
     if (!task || !task->waitUntilExitWithTimeout(ShellEndSeconds, true, true) || task->wasSignalled())
@@ -77,7 +110,9 @@ QString LogExport::agentLogFolder() const {
 
 /// @returns what went wrong, empty when nothing did; no archive is left then
 QString LogExport::zip(const QString& folder, const QString& archive) const {
+    const QString place = QFileInfo(archive).path();
     QFile::remove(archive);
+    removeUnfinished(place);
     TaskHelper::TaskPointer task;
     QString failure;
     QString output;
@@ -89,12 +124,17 @@ QString LogExport::zip(const QString& folder, const QString& archive) const {
             failure = error ? error.logText() : QString();
         });
     const bool isSound = endedWell(task);
-    // zip reports some of its errors on standard output.
-    if (!isSound && failure.isEmpty())
-        failure = output.trimmed();
-    if (!isSound)
-        QFile::remove(archive);
-    return failure;
+    // With nothing to pack, zip does not look at the place.
+    if (isSound && failure.isEmpty() && !isWritableFolder(place))
+        return QStringLiteral("cannot write to %1").arg(place);
+    if (isSound)
+        return failure;
+    QFile::remove(archive);
+    removeUnfinished(place);
+    // zip reports some of its errors on standard output; one that was killed reports none.
+    if (failure.isEmpty())
+        failure = complaints(output);
+    return failure.isEmpty() ? Unfinished : failure;
 }
 
 bool LogExport::zipAgentLogs(const QString& archive, const Completion& complete) const {

@@ -5,12 +5,42 @@
 #include "Theme.h"
 #include "ui_MavExportLogController.h"
 
+#include <QAbstractButton>
+#include <QDialogButtonBox>
 #include <QFileDialog>
+#include <QFileInfo>
+#include <QLayout>
 
 namespace {
 
 constexpr int OrdinaryType = 1;
 constexpr int FailureType = 2;
+
+/// @p path, or the first folder above it that is there.
+QString existingFolder(const QString& path) {
+    QString folder = path;
+    while (!QFileInfo(folder).isDir() && folder != QFileInfo(folder).path())
+        folder = QFileInfo(folder).path();
+    return folder;
+}
+
+/// Words and buttons of ours for the toolkit's own chooser, which shows where the desktop has none.
+void dress(QFileDialog& picker) {
+    picker.setLabelText(QFileDialog::LookIn, QStringLiteral("位置"));
+    picker.setLabelText(QFileDialog::FileName, QStringLiteral("文件夹"));
+    picker.setLabelText(QFileDialog::FileType, QStringLiteral("类型"));
+    picker.setLabelText(QFileDialog::Accept, QStringLiteral("选择"));
+    picker.setLabelText(QFileDialog::Reject, QStringLiteral("取消"));
+    const auto* buttons = picker.findChild<QDialogButtonBox*>();
+    if (!buttons)
+        return;
+    picker.setNameFilter(QStringLiteral("文件夹"));
+    picker.setViewMode(QFileDialog::List);
+    for (QAbstractButton* button : buttons->buttons()) {
+        const bool accepts = buttons->buttonRole(button) == QDialogButtonBox::AcceptRole;
+        Theme::setRole(button, "kind", accepts ? QStringLiteral("primary") : QStringLiteral("outline"));
+    }
+}
 
 } // namespace
 
@@ -21,7 +51,9 @@ MavExportLogController::MavExportLogController(QenLogHelper& log, QWidget* windo
     setWindowModality(Qt::WindowModal);
     setAccessibleName(m_ui->sheetTitle->text());
     setAccessibleDescription(m_ui->contentLab->text());
-    setFixedWidth(Theme::BoxWidth);
+    m_ui->boxGround->setFixedWidth(Theme::BoxWidth);
+    // As high as its wrapped texts need.
+    layout()->setSizeConstraint(QLayout::SetFixedSize);
     for (QPushButton* button : {m_ui->cancelButton, m_ui->exportButton})
         button->setAccessibleName(button->text());
     m_ui->exportButton->setDefault(true);
@@ -49,23 +81,25 @@ void MavExportLogController::beginSheet() {
 
 void MavExportLogController::done(int returnCode) {
     // A choice that is still open goes with the sheet it belongs to.
-    if (m_picker)
-        m_picker->reject();
+    if (QFileDialog* picker = m_picker.data())
+        picker->reject();
     QDialog::done(returnCode);
 }
 
 void MavExportLogController::selectCustomFolderPath() {
-    if (m_picker) {
-        m_picker->raise();
-        m_picker->activateWindow();
+    if (QFileDialog* shown = m_picker.data()) {
+        shown->raise();
+        shown->activateWindow();
         return;
     }
-    m_picker = new QFileDialog(this, QStringLiteral("选择导出位置"), m_currentDirectoryPath);
-    m_picker->setAttribute(Qt::WA_DeleteOnClose);
-    m_picker->setFileMode(QFileDialog::Directory);
-    m_picker->setOption(QFileDialog::ShowDirsOnly);
-    connect(m_picker, &QFileDialog::fileSelected, this, &MavExportLogController::setCurrentDirectoryPath);
-    m_picker->open();
+    auto* picker = new QFileDialog(this, QStringLiteral("选择导出位置"), existingFolder(m_currentDirectoryPath));
+    picker->setAttribute(Qt::WA_DeleteOnClose);
+    picker->setFileMode(QFileDialog::Directory);
+    picker->setOption(QFileDialog::ShowDirsOnly);
+    dress(*picker);
+    connect(picker, &QFileDialog::fileSelected, this, &MavExportLogController::setCurrentDirectoryPath);
+    m_picker = picker;
+    picker->open();
 }
 
 void MavExportLogController::excuteExportLog() {

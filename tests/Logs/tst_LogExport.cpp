@@ -4,10 +4,16 @@
 #include "ScriptRunner.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThread>
 
+#include <algorithm>
+#include <random>
 #include <semaphore>
+
+#include <sys/resource.h>
 
 using namespace Platform;
 
@@ -18,6 +24,30 @@ void put(const QString& path, const QByteArray& bytes = "x") {
     QFile file(path);
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
 }
+
+/// Bytes that no archive makes smaller.
+QByteArray noise(int size) {
+    QByteArray bytes(size, Qt::Uninitialized);
+    std::minstd_rand random;
+    std::generate(bytes.begin(), bytes.end(), [&random] { return static_cast<char>(random() >> 8U); });
+    return bytes;
+}
+
+/// While it lives, no file of this process or of one started by it grows beyond a size.
+class FileSizeLimit final {
+public:
+    explicit FileSizeLimit(rlim_t bytes) {
+        getrlimit(RLIMIT_FSIZE, &m_before);
+        const rlimit limited{bytes, m_before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limited);
+    }
+    ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &m_before); }
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+private:
+    rlimit m_before{};
+};
 
 /// The files in a zip archive, folders left out; "(none)" without an archive.
 QStringList filesIn(const QString& archive) {
@@ -126,7 +156,7 @@ private Q_SLOTS:
         put(Paths::agentState() + QStringLiteral("/state.archive"));
         put(Paths::users() + QStringLiteral("/.AllUsers/QenCloud/QenCloud.EXE$/data.db"));
         put(Paths::localLibrary() + QStringLiteral("/Logs/") + Deployment::VpnLogFolder + QStringLiteral("/vpn.log"));
-        const QString target = machine.root + QStringLiteral("/chosen folder");
+        const QString target = machine.root + QStringLiteral("/chosen\n 'folder\" \\");
         put(target + QStringLiteral("/MavLogs/MavUserLogs.zip"), "an old one");
         machine.log->zipLogsWithDirectory(target, machine.completion());
         QVERIFY(machine.wait());
@@ -187,14 +217,73 @@ private Q_SLOTS:
                                       : target + QStringLiteral("/MavLogs/MavCloudLogs.zip"))));
     }
 
+    void archiveThatCannotBeWritten_data() {
+        QTest::addColumn<QString>("target");
+        QTest::addColumn<bool>("anyLogs");
+        QTest::newRow("file in place of the folder") << QStringLiteral("file") << true;
+        // Nobody makes folders there, not even root.
+        QTest::newRow("no permission") << QStringLiteral("/proc") << true;
+        QTest::newRow("nothing to write") << QStringLiteral("/proc") << false;
+    }
     void archiveThatCannotBeWritten() {
+        QFETCH(QString, target);
+        QFETCH(bool, anyLogs);
         Machine machine;
+        put(machine.root + QStringLiteral("/file"));
+        if (!anyLogs)
+            QVERIFY(QFile::remove(machine.agentLogs() + QStringLiteral("/agent.log")));
+        machine.log->zipLogsWithDirectory(QDir(machine.root).filePath(target), machine.completion());
+        QVERIFY(machine.wait());
+        QCOMPARE(machine.outcomes.size(), 1);
+        QVERIFY2(machine.outcomes[0].startsWith(QStringLiteral("failure|提取所有日志失败:")),
+                 qPrintable(machine.outcomes[0]));
+        QVERIFY(machine.opened.isEmpty());
+    }
+
+    void killedZipLeavesNothing_data() {
+        QTest::addColumn<bool>("first");
+        QTest::newRow("the agent's logs") << true;
+        // From the second archive on, the outcome is not checked.
+        QTest::newRow("a later archive") << false;
+    }
+    void killedZipLeavesNothing() {
+        QFETCH(bool, first);
+        Machine machine;
+        put(first ? machine.agentLogs() + QStringLiteral("/large.log") : Paths::agentState() + QStringLiteral("/large"),
+            noise(1 << 20));
         const QString target = machine.root + QStringLiteral("/chosen");
-        put(target, "a file in place of the folder");
+        // What an export left whose client was killed, and what somebody else keeps there.
+        put(target + QStringLiteral("/MavLogs/ziAbC123"), "PK\3\4 and no more");
+        put(target + QStringLiteral("/MavLogs/zigzag12"), "a text");
+        {
+            // A process that writes more than this into one file is killed.
+            const FileSizeLimit limit(1 << 18);
+            machine.log->zipLogsWithDirectory(target, machine.completion());
+            QVERIFY(machine.wait());
+        }
+        QStringList expected{QStringLiteral("zigzag12")};
+        if (!first)
+            expected = QStringList({QStringLiteral("MavCloudLogs.zip"), QStringLiteral("MavUserLogs.zip")}) + expected;
+        QCOMPARE(QDir(target + QStringLiteral("/MavLogs")).entryList(QDir::Files | QDir::Hidden), expected);
+        QCOMPARE(machine.outcomes, QStringList(first ? QStringLiteral("failure|提取所有日志失败:zip did not finish")
+                                                     : QStringLiteral("success|")));
+    }
+
+    void folderThatGoesDuringTheExport() {
+        Machine machine;
+        put(machine.agentLogs() + QStringLiteral("/large.log"), noise(1 << 24));
+        const QString target = machine.root + QStringLiteral("/chosen");
         machine.log->zipLogsWithDirectory(target, machine.completion());
+        const QDir archives(target + QStringLiteral("/MavLogs"));
+        QElapsedTimer timer;
+        timer.start();
+        while (archives.entryList({QStringLiteral("zi*")}, QDir::Files).isEmpty() && timer.elapsed() < 20000)
+            QThread::usleep(200);
+        QVERIFY(QDir(target).removeRecursively());
         QVERIFY(machine.wait());
         QVERIFY2(machine.outcomes[0].startsWith(QStringLiteral("failure|提取所有日志失败:")),
                  qPrintable(machine.outcomes[0]));
+        QVERIFY(!QFile::exists(target));
     }
 
     void repair_data() {

@@ -1,0 +1,269 @@
+#include "ViewWorld.h"
+
+#include "FolderButton.h"
+#include "MavExportLogController.h"
+
+#include <QDialogButtonBox>
+#include <QFileDialog>
+
+#include <semaphore>
+
+namespace {
+
+const QString Success = QStringLiteral("QenCloud export log success");
+
+/// A computer in one folder, whose file browser opens when the test lets it.
+struct Computer {
+    QTemporaryDir folder;
+    QByteArray home = qgetenv("HOME");
+    std::mutex mutex;
+    QStringList lines;
+    QString opened;
+    std::counting_semaphore<> browser{0};
+    std::unique_ptr<QenLogHelper> log;
+
+    Computer() {
+        qputenv("MAV_ROOT", folder.path().toLocal8Bit());
+        qputenv("HOME", folder.filePath(QStringLiteral("home")).toLocal8Bit());
+        LogWorld world = LogWorld::system();
+        world.ringDirectory = folder.filePath(QStringLiteral("home/Library/Logs/QenCloud/Logs"));
+        world.sizeRecord = folder.filePath(QStringLiteral("record"));
+        world.echo = [this](const QString& text) {
+            const std::lock_guard lock(mutex);
+            lines << text.section(QStringLiteral("[148] : "), 1).chopped(2);
+        };
+        world.runScript = [](const QString&) {
+            return Platform::Error(QStringLiteral("NSAppleScript"), -128, QStringLiteral("User canceled."));
+        };
+        world.openFolder = [this](const QString& shown) {
+            opened = shown;
+            (void)browser.try_acquire_for(std::chrono::seconds(20));
+        };
+        log = std::make_unique<QenLogHelper>(world);
+    }
+    ~Computer() {
+        browser.release(10);
+        log.reset();
+        qunsetenv("MAV_ROOT");
+        qputenv("HOME", home);
+    }
+    QString desktop() const { return folder.filePath(QStringLiteral("home/Desktop")); }
+    QStringList logged() {
+        log->drain();
+        const std::lock_guard lock(mutex);
+        return lines;
+    }
+};
+
+} // namespace
+
+class tst_MavExportLogController : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase() { ViewWorld::prepareApplication(); }
+    void init() {
+        m_computer = std::make_unique<Computer>();
+        m_window = std::make_unique<QWidget>();
+        m_window->resize(960, 640);
+        m_window->show();
+        m_sheet = new MavExportLogController(*m_computer->log, m_window.get());
+        m_results.clear();
+        m_states.clear();
+        connect(m_sheet, &QDialog::finished, this, [this](int result) { m_results << result; });
+        connect(m_sheet, &MavExportLogController::exportingChanged, this, [this](bool state) { m_states << state; });
+        open();
+    }
+    void cleanup() {
+        m_window.reset();
+        m_computer.reset();
+    }
+
+    void exportGoesToTheFolderShown_data() {
+        QTest::addColumn<QString>("choice");
+        QTest::newRow("Desktop, which is not there yet") << QString();
+        QTest::newRow("chosen") << QStringLiteral("chosen");
+        QTest::newRow("awkward name") << QStringLiteral("it's a \"place\"\n& <b>$(touch pwned)</b>");
+    }
+    void exportGoesToTheFolderShown() {
+        QFETCH(QString, choice);
+        QString place = m_computer->desktop();
+        QCOMPARE(m_sheet->currentDirectoryPath(), place);
+        if (!choice.isEmpty()) {
+            place = m_computer->folder.filePath(choice);
+            QVERIFY(QDir().mkpath(place));
+            choose(place);
+        }
+        QCOMPARE(m_sheet->currentDirectoryPath(), place);
+        QCOMPARE(folderButton()->title(), place);
+        QVERIFY(folderButton()->accessibleName().contains(place));
+        QVERIFY(folderButton()->toolTip().remove(QChar(0x200B)).contains(place.toHtmlEscaped()));
+
+        press(*m_sheet, "exportButton");
+        // Closed while the export has not come to its end.
+        QCOMPARE(m_results, QList<int>{1});
+        QVERIFY(!m_sheet->isVisible());
+        QCOMPARE(m_states, QList<bool>{true});
+        QTest::qWait(50);
+        QCOMPARE(m_states, QList<bool>{true});
+        QVERIFY(!m_computer->logged().contains(Success));
+        m_computer->browser.release();
+        QTRY_COMPARE(m_states, (QList<bool>{true, false}));
+        QCOMPARE(m_computer->logged(), QStringList{Success});
+        QCOMPARE(m_computer->opened, place);
+        QVERIFY(QFile::exists(place + QStringLiteral("/MavLogs/MavUserLogs.zip")));
+    }
+
+    void failureIsOnlyLogged_data() {
+        QTest::addColumn<bool>("logsAreGone");
+        QTest::newRow("file in place of the folder") << false;
+        // Told of twice, as the export goes on.
+        QTest::newRow("log folder is gone") << true;
+    }
+    void failureIsOnlyLogged() {
+        QFETCH(bool, logsAreGone);
+        m_computer->logged();
+        if (logsAreGone)
+            QVERIFY(QDir(m_computer->log->rootDirectory()).removeRecursively());
+        QVERIFY(QDir().mkpath(QFileInfo(m_computer->desktop()).path()));
+        QFile file(m_computer->desktop());
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        press(*m_sheet, "exportButton");
+        QCOMPARE(m_results, QList<int>{1});
+        QTRY_COMPARE(m_states, (QList<bool>{true, false}));
+        const QStringList failures =
+            m_computer->logged().filter(QStringLiteral("QenCloud export log failed with error:"));
+        QCOMPARE(failures.size(), logsAreGone ? 2 : 1);
+        if (logsAreGone)
+            QCOMPARE(failures[0], QStringLiteral("QenCloud export log failed with error:无法找到日志目录"));
+        QVERIFY2(
+            failures.constLast().startsWith(QStringLiteral("QenCloud export log failed with error:提取所有日志失败:")),
+            qPrintable(failures.constLast()));
+        QVERIFY(m_computer->opened.isEmpty());
+        QVERIFY(!QApplication::activeModalWidget());
+    }
+
+    void choiceIsKeptUntilItIsChanged() {
+        const QString first = m_computer->folder.filePath(QStringLiteral("first"));
+        QVERIFY(QDir().mkpath(first));
+        choose(first);
+        press(*m_sheet, "cancelButton");
+        QCOMPARE(m_results, QList<int>{0});
+        open();
+        QCOMPARE(folderButton()->title(), first);
+        // One choice at a time, from the folder shown on; given up, it changes nothing.
+        press(*m_sheet, "customDirPath");
+        m_sheet->selectCustomFolderPath();
+        QCOMPARE(m_sheet->findChildren<QFileDialog*>().size(), 1);
+        QCOMPARE(picker()->directory().path(), first);
+        QCOMPARE(picker()->fileMode(), QFileDialog::Directory);
+        QVERIFY(picker()->testOption(QFileDialog::ShowDirsOnly));
+        picker()->setDirectory(m_computer->folder.path());
+        picker()->reject();
+        QCOMPARE(m_sheet->currentDirectoryPath(), first);
+        QCOMPARE(folderButton()->title(), first);
+        // It goes with the sheet.
+        QTRY_VERIFY(!picker());
+        press(*m_sheet, "customDirPath");
+        QVERIFY(picker()->isVisible());
+        m_sheet->close();
+        QTRY_VERIFY(!picker());
+        QCOMPARE(m_results, (QList<int>{0, 0}));
+        QVERIFY(m_states.isEmpty());
+    }
+
+    void pathKeepsItsEndsAndTheSheetItsWidth_data() {
+        QTest::addColumn<QString>("path");
+        QTest::newRow("long") << u'/' + QString(300, u'w') + QStringLiteral("/end");
+        QTest::newRow("many folders") << QStringLiteral("/home") + QStringLiteral("/文件夹").repeated(60) +
+                                             QStringLiteral("/end");
+        QTest::newRow("line break") << QStringLiteral("/one\ntwo\t/end");
+    }
+    void pathKeepsItsEndsAndTheSheetItsWidth() {
+        QFETCH(QString, path);
+        const QSize before = m_sheet->size();
+        const QRect place = folderButton()->geometry();
+        folderButton()->setTitle(path);
+        QCoreApplication::processEvents();
+        const QString shown = folderButton()->shownTitle(250);
+        QVERIFY2(shown.startsWith(path.left(4)) && shown.endsWith(QStringLiteral("/end")), qPrintable(shown));
+        QVERIFY(folderButton()->fontMetrics().horizontalAdvance(shown) <= 250);
+        QVERIFY(!shown.contains(u'\n'));
+        QCOMPARE(m_sheet->size(), before);
+        QCOMPARE(folderButton()->geometry(), place);
+        QCOMPARE(m_sheet->width(), Theme::BoxWidth);
+        int end = 0;
+        for (const char* name :
+             {"sheetTitle", "contentLab", "customDirLab", "customDirPath", "placeLab", "exportButton"}) {
+            const auto* part = find<QWidget>(*m_sheet, name);
+            QVERIFY2(part->y() >= end && part->height() >= part->minimumSizeHint().height(), name);
+            if (part->hasHeightForWidth())
+                QVERIFY2(part->height() >= part->heightForWidth(part->width()), name);
+            end = part->geometry().bottom() + 1;
+        }
+    }
+
+    void keyboard() {
+        QStringList reached;
+        for (int step = 0; step < 3; ++step) {
+            reached << m_sheet->focusWidget()->objectName();
+            QVERIFY2(!m_sheet->focusWidget()->accessibleName().isEmpty(), qPrintable(reached.constLast()));
+            QTest::keyClick(m_sheet->focusWidget(), Qt::Key_Tab);
+        }
+        QCOMPARE(reached, QStringList({"customDirPath", "cancelButton", "exportButton"}));
+        QCOMPARE(m_sheet->focusWidget(), folderButton());
+        QVERIFY(!m_sheet->accessibleName().isEmpty());
+
+        QTest::keyClick(m_sheet->focusWidget(), Qt::Key_Escape);
+        QCOMPARE(m_results, QList<int>{0});
+        open();
+        auto* cancel = find<QPushButton>(*m_sheet, "cancelButton");
+        cancel->setFocus(Qt::TabFocusReason);
+        QTest::keyClick(cancel, Qt::Key_Return);
+        QCOMPARE(m_results, (QList<int>{0, 0}));
+        QVERIFY(m_states.isEmpty());
+        open();
+        QTest::keyClick(folderButton(), Qt::Key_Space);
+        QTRY_VERIFY(picker());
+        picker()->reject();
+        QTest::keyClick(folderButton(), Qt::Key_Return);
+        QCOMPARE(m_results, (QList<int>{0, 0, 1}));
+        QCOMPARE(m_states, QList<bool>{true});
+    }
+
+    void exportOutlivesTheWindow() {
+        press(*m_sheet, "exportButton");
+        m_window.reset();
+        m_computer->browser.release();
+        QTRY_COMPARE(m_computer->logged(), QStringList{Success});
+        QTest::qWait(20);
+        QCOMPARE(m_states, QList<bool>{true});
+    }
+
+private:
+    void open() {
+        m_sheet->beginSheet();
+        QVERIFY(QTest::qWaitForWindowActive(m_sheet));
+        QCOMPARE(m_sheet->focusWidget(), folderButton());
+    }
+    FolderButton* folderButton() { return find<FolderButton>(*m_sheet, "customDirPath"); }
+    QFileDialog* picker() { return m_sheet->findChild<QFileDialog*>(); }
+    /// Picks a folder as a person does who has gone into it.
+    void choose(const QString& folder) {
+        press(*m_sheet, "customDirPath");
+        QVERIFY(picker() && picker()->isVisible());
+        picker()->setDirectory(folder);
+        auto* buttons = picker()->findChild<QDialogButtonBox*>();
+        QVERIFY(buttons && buttons->button(QDialogButtonBox::Open));
+        QTest::mouseClick(buttons->button(QDialogButtonBox::Open), Qt::LeftButton);
+        QTRY_VERIFY(!picker());
+    }
+
+    std::unique_ptr<Computer> m_computer;
+    std::unique_ptr<QWidget> m_window;
+    MavExportLogController* m_sheet = nullptr;
+    QList<int> m_results;
+    QList<bool> m_states;
+};
+
+QTEST_MAIN(tst_MavExportLogController)
+#include "tst_MavExportLogController.moc"
