@@ -39,6 +39,7 @@ function(mav_library name)
     add_library(${name} STATIC ${ARG_SOURCES})
     target_include_directories(${name} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR})
     target_link_libraries(${name} PUBLIC ${ARG_LINKS} PRIVATE MavOptions ${ARG_PRIVATE_LINKS})
+    mav_precompile(${name})
 endfunction()
 
 # mav_program(Name SOURCES ... LINKS ...): a program in the bin folder.
@@ -46,6 +47,7 @@ function(mav_program name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE MavOptions ${ARG_LINKS})
+    mav_precompile(${name})
 endfunction()
 
 # mav_test(tst_Name LINKS ... [SOURCES helper files]): tst_Name.cpp in the current folder, run with a private home folder.
@@ -53,6 +55,7 @@ function(mav_test name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
     add_executable(${name} ${name}.cpp ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE MavOptions Qt6::Test ${ARG_LINKS})
+    mav_precompile(${name})
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES TIMEOUT 120

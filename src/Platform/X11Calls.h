@@ -20,7 +20,7 @@ using Owned = std::unique_ptr<Reply, Free>;
 
 /// The function of a declaration, from the library; null when it has none.
 template <typename Function>
-Function* find(QLibrary& library, Function*, const char* name) {
+Function* find(QLibrary& library, const char* name) {
     return reinterpret_cast<Function*>(library.resolve(name));
 }
 
@@ -29,7 +29,7 @@ inline int screenOf(QLibrary& library) {
     int screen = 0;
     int display = 0;
     char* host = nullptr;
-    auto* const parse = find(library, &xcb_parse_display, "xcb_parse_display");
+    auto* const parse = find<decltype(xcb_parse_display)>(library, "xcb_parse_display");
     if (parse && parse(nullptr, &host, &display, &screen))
         std::free(host);
     return screen;
@@ -37,8 +37,8 @@ inline int screenOf(QLibrary& library) {
 
 /// The atom of a name; none when the server cannot be asked.
 inline xcb_atom_t atom(QLibrary& library, xcb_connection_t* connection, const QByteArray& name) {
-    auto* const intern = find(library, &xcb_intern_atom, "xcb_intern_atom");
-    auto* const internReply = find(library, &xcb_intern_atom_reply, "xcb_intern_atom_reply");
+    auto* const intern = find<decltype(xcb_intern_atom)>(library, "xcb_intern_atom");
+    auto* const internReply = find<decltype(xcb_intern_atom_reply)>(library, "xcb_intern_atom_reply");
     if (!intern || !internReply)
         return XCB_ATOM_NONE;
     const auto cookie = intern(connection, 0, static_cast<uint16_t>(name.size()), name.constData());
@@ -48,8 +48,8 @@ inline xcb_atom_t atom(QLibrary& library, xcb_connection_t* connection, const QB
 
 /// The window that owns a selection; none when nobody does.
 inline xcb_window_t selectionOwner(QLibrary& library, xcb_connection_t* connection, xcb_atom_t selection) {
-    auto* const ask = find(library, &xcb_get_selection_owner, "xcb_get_selection_owner");
-    auto* const askReply = find(library, &xcb_get_selection_owner_reply, "xcb_get_selection_owner_reply");
+    auto* const ask = find<decltype(xcb_get_selection_owner)>(library, "xcb_get_selection_owner");
+    auto* const askReply = find<decltype(xcb_get_selection_owner_reply)>(library, "xcb_get_selection_owner_reply");
     if (!ask || !askReply)
         return XCB_WINDOW_NONE;
     const Owned<xcb_get_selection_owner_reply_t> reply(askReply(connection, ask(connection, selection), nullptr));

@@ -6,8 +6,6 @@
 
 namespace Platform {
 
-#define FIND(function) X11::find(m_library, &function, #function)
-
 X11TrayOwner::X11TrayOwner(std::function<void()> changed)
     : m_changed(std::move(changed)), m_library(QStringLiteral("xcb"), 1) {
     auto* const application = qobject_cast<QGuiApplication*>(QCoreApplication::instance());
@@ -30,8 +28,8 @@ X11TrayOwner::~X11TrayOwner() {
 }
 
 void X11TrayOwner::readOwner() {
-    auto* const select = FIND(xcb_change_window_attributes);
-    auto* const flush = FIND(xcb_flush);
+    auto* const select = X11::find<decltype(xcb_change_window_attributes)>(m_library, "xcb_change_window_attributes");
+    auto* const flush = X11::find<decltype(xcb_flush)>(m_library, "xcb_flush");
     if (!select || !flush)
         return;
     m_owner = X11::selectionOwner(m_library, m_connection, m_selection);
