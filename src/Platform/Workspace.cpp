@@ -9,7 +9,10 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QSet>
 #include <QStandardPaths>
+
+#include <algorithm>
 
 namespace Platform {
 
@@ -39,7 +42,9 @@ bool isProgram(const QString& path) {
 
 std::optional<DesktopEntry> readEntry(const QString& path) {
     QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? DesktopEntry::parse(file.read(LongestEntry)) : std::nullopt;
+    // Opening a pipe would wait for its writer.
+    return QFileInfo(path).isFile() && file.open(QIODevice::ReadOnly) ? DesktopEntry::parse(file.read(LongestEntry))
+                                                                      : std::nullopt;
 }
 
 void start(const QStringList& command) {
@@ -78,7 +83,14 @@ void Workspace::openUrl(const QString& url) const {
 }
 
 bool Workspace::isInstalled(const QString& name) const {
-    return !commandFor(name).isEmpty();
+    if (!isFileName(name))
+        return false;
+    // In an application folder its being there is enough, whether or not there is something in it to start.
+    const auto holdsName = [&name](const QString& folder) {
+        return QFileInfo::exists(folder + u'/' + name);
+    };
+    return std::any_of(m_folders.applications.cbegin(), m_folders.applications.cend(), holdsName) ||
+           !commandFor(name).isEmpty();
 }
 
 void Workspace::launchApplication(const QString& name) const {
@@ -113,24 +125,24 @@ QStringList Workspace::bundleCommand(const QString& name) const {
 }
 
 QStringList Workspace::entryCommand(const QString& plainName) const {
-    const auto commandOf = [this](const DesktopEntry& entry) {
-        const auto exists = [this](const QString& program) {
-            return program.contains(u'/') ? isProgram(program) : !programPath(program).isEmpty();
-        };
-        if (!exists(entry.command[0]) || (!entry.tryExec.isEmpty() && !exists(entry.tryExec)))
-            return QStringList();
-        QStringList command = entry.command;
-        if (!command[0].contains(u'/'))
-            command[0] = programPath(command[0]);
-        return command;
-    };
+    const QString ownFile = plainName + QStringLiteral(".desktop");
+    // The first file of an id counts, also when it says that the application is gone.
     for (const QString& folder : m_folders.entries) {
-        if (const auto entry = readEntry(folder + u'/' + plainName + QStringLiteral(".desktop")))
-            return commandOf(*entry);
+        const QString path = folder + u'/' + ownFile;
+        if (!QFileInfo(path).isFile())
+            continue;
+        const auto entry = readEntry(path);
+        if (const QStringList command = entry ? commandOf(*entry) : QStringList(); !command.isEmpty())
+            return command;
+        break;
     }
+    QSet<QString> seen;
     for (const QString& folder : m_folders.entries) {
         const QStringList names = QDir(folder).entryList({QStringLiteral("*.desktop")}, QDir::Files, QDir::Name);
         for (const QString& file : names.mid(0, MostEntries)) {
+            if (seen.contains(file))
+                continue;
+            seen.insert(file);
             const auto entry = readEntry(folder + u'/' + file);
             if (entry && (entry->name == plainName || QFileInfo(entry->command[0]).fileName() == plainName)) {
                 if (const QStringList command = commandOf(*entry); !command.isEmpty())
@@ -139,6 +151,19 @@ QStringList Workspace::entryCommand(const QString& plainName) const {
         }
     }
     return {};
+}
+
+QStringList Workspace::commandOf(const DesktopEntry& entry) const {
+    const QString program = entryProgram(entry.command[0]);
+    if (program.isEmpty() || (!entry.tryExec.isEmpty() && entryProgram(entry.tryExec).isEmpty()))
+        return {};
+    return QStringList{program} + entry.command.mid(1);
+}
+
+QString Workspace::entryProgram(const QString& program) const {
+    if (!program.contains(u'/'))
+        return programPath(program);
+    return QDir::isAbsolutePath(program) && isProgram(program) ? program : QString();
 }
 
 QString Workspace::programPath(const QString& name) const {

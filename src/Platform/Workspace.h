@@ -5,6 +5,8 @@
 
 namespace Platform {
 
+struct DesktopEntry;
+
 /// The desktop's applications and its browser.
 ///
 /// An application is known by a file name: in one of the application folders, as a desktop entry (by its id, its name
@@ -28,16 +30,20 @@ public:
 
     /// Opens an address in the default browser. An empty one, or one that would be taken for an option, is not opened.
     void openUrl(const QString& url) const;
-    /// A name with a slash, an empty one, or one longer than a file name can be is never installed.
+    /// Whether an application folder holds the name, or a desktop entry or program of it can be started. A name with a
+    /// slash, an empty one, or one longer than a file name can be is never installed.
     bool isInstalled(const QString& name) const;
-    /// Starts the application in the background; nothing happens when it is not there.
+    /// Starts the application in the background; nothing happens when there is nothing to start.
     void launchApplication(const QString& name) const;
 
 private:
-    /// Program and arguments; empty when the application is not there.
+    /// Program and arguments; empty when there is nothing to start. The three below likewise.
     QStringList commandFor(const QString& name) const;
     QStringList bundleCommand(const QString& name) const;
     QStringList entryCommand(const QString& plainName) const;
+    QStringList commandOf(const DesktopEntry& entry) const;
+    /// The program that an entry names, by its whole path or on the PATH; empty when it is not there.
+    QString entryProgram(const QString& program) const;
     QString programPath(const QString& name) const;
 
     const Folders m_folders;

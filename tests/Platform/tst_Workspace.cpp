@@ -6,6 +6,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <sys/stat.h>
+
 using Platform::DesktopEntry;
 using Platform::Workspace;
 
@@ -90,6 +92,55 @@ private Q_SLOTS:
         if (launched.isEmpty())
             QTest::qWait(20);
         QTRY_COMPARE(noted(), launched);
+    }
+
+    void bundleWithoutAProgramIsInstalled() {
+        QVERIFY(QDir().mkpath(path(QStringLiteral("apps/Shell.app/Contents"))));
+        const Workspace workspace = make();
+        QVERIFY(workspace.isInstalled(QStringLiteral("Shell.app")));
+        QVERIFY(!workspace.isInstalled(QStringLiteral("Shell")));
+        workspace.launchApplication(QStringLiteral("Shell.app"));
+        QTest::qWait(20);
+        QCOMPARE(noted(), QString());
+        entry("shell", "Name=Shell\nExec=tool");
+        workspace.launchApplication(QStringLiteral("Shell.app"));
+        QTRY_COMPARE(noted(), QStringLiteral("tool"));
+    }
+
+    void firstFileOfAnIdCounts_data() {
+        QTest::addColumn<QString>("own");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<bool>("isInstalled");
+        const auto row = [](const char* title, const char* own, const char* name, bool isInstalled) {
+            QTest::newRow(title) << QString::fromLatin1(own) << QString::fromLatin1(name) << isInstalled;
+        };
+        row("hidden, by id", "Name=Mail\nExec=mailer\nHidden=true", "post", false);
+        row("hidden, by name", "Name=Mail\nExec=mailer\nHidden=true", "Mail", false);
+        row("renamed, by the old name", "Name=Letters\nExec=mailer", "Mail", false);
+        row("renamed, by the new name", "Name=Letters\nExec=mailer", "Letters", true);
+        row("program given by a way from here", "Name=Letters\nExec=bin/mailer", "Letters", false);
+    }
+    void firstFileOfAnIdCounts() {
+        QFETCH(QString, own);
+        QFETCH(QString, name);
+        entry("post", "Name=Mail\nExec=mailer");
+        QVERIFY(QDir().mkpath(path(QStringLiteral("own"))));
+        QFile file(path(QStringLiteral("own/post.desktop")));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("[Desktop Entry]\nType=Application\n" + own.toUtf8() + "\n");
+        file.close();
+        const QString before = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(m_folder->path()));
+        const Workspace workspace(
+            {{}, {path(QStringLiteral("own")), path(QStringLiteral("entries"))}, {path(QStringLiteral("bin"))}});
+        const bool isInstalled = workspace.isInstalled(name);
+        QDir::setCurrent(before);
+        QTEST(isInstalled, "isInstalled");
+    }
+
+    void entryThatIsAPipeHoldsNobodyUp() {
+        QCOMPARE(mkfifo(QFile::encodeName(path(QStringLiteral("entries/pipe.desktop"))).constData(), 0600), 0);
+        QVERIFY(!make().isInstalled(QStringLiteral("pipe")));
     }
 
     void addresses_data() {

@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QKeyEvent>
 #include <QPainter>
+#include <QPixmapCache>
 #include <QTextLayout>
 
 #include <utility>
@@ -22,6 +23,18 @@ QString pictureFor(const QString& icon) {
     const QString name = icon.section(u'.', 0, 0);
     const bool isName = !name.isEmpty() && !name.contains(u'/');
     return isName && QFile::exists(QStringLiteral(":/images/%1.svg").arg(name)) ? name : DefaultPicture;
+}
+
+/// The drawn picture, kept for the other tiles and the next time: a scroll must not draw every picture anew.
+QPixmap drawnPicture(const QString& icon, qreal scale) {
+    const QString name = pictureFor(icon);
+    const QString key = QStringLiteral("QenToolCell/%1@%2").arg(name).arg(scale);
+    QPixmap drawn;
+    if (!QPixmapCache::find(key, &drawn)) {
+        drawn = Theme::picture(name, {PictureSide, PictureSide}, scale);
+        QPixmapCache::insert(key, drawn);
+    }
+    return drawn;
 }
 
 /// @p name cut into at most two lines of @p width, the last one with an ellipsis when more is left.
@@ -105,8 +118,7 @@ void QenToolCell::paintEvent(QPaintEvent*) {
     painter.drawRoundedRect(tile, Theme::CardRadius, Theme::CardRadius);
 
     const QPoint picture((width() - PictureSide) / 2, Theme::Space12);
-    painter.drawPixmap(picture,
-                       Theme::picture(pictureFor(m_model.icon), {PictureSide, PictureSide}, devicePixelRatioF()));
+    painter.drawPixmap(picture, drawnPicture(m_model.icon, devicePixelRatioF()));
 
     const QFont font = Theme::font(Theme::TextSize::Note);
     const int lineHeight = QFontMetrics(font).height();
