@@ -18,6 +18,7 @@ from world import PASSWORD, USER
 SERVER_PAGE, LOGIN_PAGE = "连接管理服务器", "欢迎登录"
 ADDRESS, PORT = "服务器地址", "端口"
 ACCOUNT, SECRET = "账号", "密码"
+ACCOUNT_TAB, CODE, ONE_TIME_CODE = "账号登录", "动态口令", "135790"
 SCAN, ACCOUNT_AND_DEVICE, COPY_DEVICE_NAME = "扫码登录", "登录与设备信息", "复制设备名称"
 MENU, SIGN_OUT, QUIT = "菜单", "退出登录", "退出 Mav"
 STATUS_OF_SECOND_COPY = 1
@@ -85,7 +86,8 @@ class Story(OfficeSteps):
                        self._look_at_compliance, self._change_policy, self._open_tools,
                        self._look_at_trusted_applications, self._export_logs, self._change_password,
                        self._vpn_is_started, self._edit_tips, self._kill_and_return,
-                       self._look_at_sent_ticket, self._second_launch, self._expire_ticket, self._come_back,
+                       self._look_at_sent_ticket, self._second_launch, self._expire_ticket,
+                       self._come_back_with_one_time_code,
                        self._revoke_ticket, self._sign_in_by_code,
                        self._fetch_certificate, self._kill_vpn, self._kill_ticket_service,
                        self._sign_out, self._look_at_sole_id, self._come_back, self._sign_out_without_network,
@@ -165,6 +167,26 @@ class Story(OfficeSteps):
         self._submit_account(self.password)
         self.windows.wait_for_text(SIGNED_IN, 15)
         self.say("the address is there again, saved and reached; signed in again")
+
+    def _come_back_with_one_time_code(self):
+        """As _come_back, in the login window, for an account that needs a code besides its password."""
+        self.world.desk.action("set_otp", userid=USER, otp=ONE_TIME_CODE)
+        self.world.edit_agent(userlogin={"double_factor_auth": "1", "qrcode_login": 1, "pc_account_login": 1})
+        state = self.world.agent_state("userlogin.archive")
+        wait_for("the agent asks for one-time codes",
+                 lambda: self.world.archive(state)["double_factor_auth"] == "1", 10)
+        self.windows.press("push button", self.texts["ConfigureServer"])
+        self.windows.wait_for_text(LOGIN_PAGE, 15)
+        self.windows.press("push button", SCAN)
+        self.windows.press("check box", ACCOUNT_TAB)
+        for role, name, text in (("text", ACCOUNT, USER), ("password text", SECRET, self.password),
+                                 ("text", CODE, ONE_TIME_CODE)):
+            self.windows.fill_in_front(role, name, text)
+        self.say("the account page of the login window, with a one-time code", "one-time-code")
+        self.windows.press_in_front("push button", self.texts["Login"])
+        self.windows.wait_for_text(SIGNED_IN, 15)
+        self.world.desk.action("set_otp", userid=USER, otp="")
+        self.say("signed in with account, password and code")
 
     def _session_state(self):
         """What the server holds of the session begun last."""

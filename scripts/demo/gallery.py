@@ -1,0 +1,208 @@
+#!/usr/bin/python3
+"""Makes docs/gallery.md: every window of the client in its states, taken from the real program on a virtual display.
+
+usage: scripts/demo/gallery.py --programs build/dev/bin
+"""
+
+import argparse
+import os
+import subprocess
+import sys
+import tempfile
+import time
+
+from desktop import Desktop
+from processes import Children, Failure, wait_for
+from world import PASSWORD, USER, World, end_on_signals, limit_whole_run
+
+DOCS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "docs")
+LIMIT = 300  # seconds
+
+
+def make_gallery(story_class):
+    class Gallery(story_class):
+        """The story again, told by its pictures."""
+
+        def __init__(self, world, children, desktop, pictures_folder):
+            super().__init__(world, children, desktop)
+            self.folder = pictures_folder
+            self.shown = []
+
+        def say(self, text, picture=None):
+            print(text, flush=True)
+
+        def show(self, name, caption, pause=0.4):
+            """Takes a picture of what stands on the black display, and of nothing else."""
+            time.sleep(pause)
+            raw = self.world.path("shots", name + ".png")
+            self.desktop.take_picture(raw)
+            subprocess.run(["convert", raw, "-bordercolor", "black", "-border", "1", "-trim", "+repage", "-colors", "128",
+                            "-strip", os.path.join(self.folder, name + ".png")], check=True)
+            self.shown.append((name, caption))
+            print(f"{name}: {caption}", flush=True)
+
+        def confirm(self):
+            self.windows.press("push button", self.texts["Confirm"])
+            self.windows.wait_until_gone("push button", self.texts["Confirm"])
+
+        def close_window(self, text):
+            self.desktop.press_keys("Escape")
+            wait_for(f"\"{text}\" is closed", lambda: text not in self.windows.texts(), 5)
+
+        def before_sign_in(self):
+            self._first_start()
+            self.show("server", "The server page")
+            self._submit_address("server.example.org", self.world.port)
+            self.windows.wait_for_text(self.texts["IPOrDomainNameNonconformance"], 10)
+            self.show("server-refused-box", "An address that is none")
+            self.confirm()
+            self.show("server-refused", "The field says so until the next try")
+            self._submit_address("127.0.0.1", 9)
+            self.windows.wait_for_text(self.texts["ConnectServerFailed"], 15)
+            self.confirm()
+            self.show("server-unreachable", "No server there")
+            self._save_address()
+            self.show("login", "The login page")
+            self._submit_account("no such password")
+            self.windows.wait_for_text(self.texts["AccountOrPwdError"], 10)
+            self.show("login-wrong", "A wrong password")
+            self.confirm()
+            self.windows.press("push button", "忘记密码")
+            self.windows.wait_for_text("找回密码", 5)
+            self.show("retrieval", "A forgotten password, by mail")
+            self.windows.fill("text", "账号", USER)
+            self.windows.press("push button", "发送邮件")
+            wait_for("the mail is sent", lambda: any("@example.org" in text for text in self.windows.texts()), 10)
+            self.show("retrieval-sent", "The mail is on its way")
+            self.windows.press("push button", "返回登录")
+            self.world.desk.action("require_password_change", userid=USER)
+            self._submit_account(PASSWORD)
+            self.windows.wait_for_text("设置新密码", 10)
+            self.show("reset", "The server demands a new password")
+            self.world.desk.action("require_password_change", userid=USER, on=False)
+            self.windows.press("push button", "返回登录")
+
+        def login_window(self):
+            self.windows.press("push button", "扫码登录")
+            self.windows.wait_for_text("本机信息", 10)
+            self.show("login-window-code", "The login window: code and this computer's facts", 2)
+            self.world.edit_agent(userlogin={"double_factor_auth": "1", "qrcode_login": 1, "pc_account_login": 1})
+            time.sleep(4)
+            self.close_window("本机信息")
+            self.windows.press("push button", "扫码登录")
+            self.windows.press("check box", "账号登录")
+            self.show("login-window-account", "The same, with account and one-time code")
+            self.close_window("本机信息")
+
+        def signed_in(self):
+            self._sign_in()
+            self.show("compliance-checking", "Signed in: the checks run", 0.1)
+            self.windows.wait_for_text("发现2个问题", 15)
+            self.show("compliance-problems", "Two checks are not met")
+            self.windows.press("push button", "2个问题待修复")
+            self.show("compliance-details", "The details")
+            self.windows.press("push button", "修复 磁盘已加密")
+            self.windows.wait_for_text("帮助主题", 10)
+            self.show("help", "What to do about it")
+            self.close_window("帮助主题")
+            self.world.edit_agent(joindomainSwitchStatus="1", inacSSIDInfo={"auth_method": "1"})
+            self.windows.press("check box", "安全")
+            wait_for("the join-domain button shows", lambda: self.windows.shows("push button", "加入域"), 15)
+            self.show("compliance-join-domain", "The administrator offers to join the domain")
+            self.world.edit_agent(joindomainSwitchStatus="0")
+            self._change_policy()
+            self.show("compliance-safe", "Everything that is asked for is met")
+
+        def applications(self):
+            self.windows.press("check box", "应用")
+            self.windows.find("push button", "公司门户")
+            self.show("tools", "The office tools")
+            self.windows.press("push button", "视频会议")
+            self.windows.wait_for_text("提醒", 10)
+            self.show("tool-missing", "One that is not installed")
+            self.windows.press("push button", "取消")
+            self.windows.press("push button", "可用应用")
+            self.windows.wait_for_text("办公软件", 10)
+            self.show("trusted", "The trusted applications")
+            self.close_window("办公软件")
+            self.world.edit_agent(appmgrlist=[], ngncloudlist={"trustedapp": []})
+            self.windows.wait_for_text("当前用户暂无办公工具清单，请等待管理员配置！", 15)
+            self.show("tools-empty", "No tools are assigned")
+            self.windows.press("push button", "可用应用")
+            self.windows.wait_for_text("暂无可用应用，请等待管理员配置！", 10)
+            self.show("trusted-empty", "No application is trusted")
+            self.close_window("暂无可用应用，请等待管理员配置！")
+
+        def menu(self):
+            self.windows.press("push button", "菜单")
+            self.windows.find("menu item", "修改密码")
+            self.show("menu", "The application menu")
+            self.desktop.press_keys("Escape")
+            self._choose("修改密码")
+            self.windows.fill("password text", "新密码", "short")
+            self.show("password", "Changing the password")
+            self.windows.press("push button", "取消")
+            self._choose("导出日志")
+            self.windows.find("push button", "导出")
+            self.show("export", "Exporting the logs")
+            self.windows.press("push button", "取消")
+            self._choose("服务器设置")
+            self.windows.find("push button", "保存")
+            self.show("server-sheet", "Another server")
+            self.windows.press("push button", "取消")
+            self._choose("关于 Mav")
+            self.show("about", "About", 1)
+            self.desktop.press_keys("Escape")
+            self.windows.press("push button", "登录与设备信息")
+            self.windows.wait_for_text("本机信息", 10)
+            self.show("login-window-signed-in", "The login window while somebody is signed in")
+            self.close_window("本机信息")
+
+        def write_page(self):
+            lines = ["# Gallery", "", "Every window in its states, made from the real program by `scripts/demo/gallery.py`.", ""]
+            for name, caption in self.shown:
+                lines += [f"## {caption}", "", f"![{caption}](images/gallery/{name}.png)", ""]
+            with open(os.path.join(DOCS, "gallery.md"), "w", encoding="utf-8") as page:
+                page.write("\n".join(lines))
+
+        def tell(self):
+            self.world.start_server(self.children)
+            self.world.start_agent(self.children)
+            for chapter in (self.before_sign_in, self.login_window, self.signed_in, self.applications, self.menu):
+                self.step(chapter)
+            self.write_page()
+
+    return Gallery
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--programs", required=True, help="folder of the built programs")
+    options = parser.parse_args()
+    end_on_signals()
+    limit_whole_run(LIMIT)
+    pictures = os.path.join(DOCS, "images", "gallery")
+    os.makedirs(pictures, exist_ok=True)
+    with tempfile.TemporaryDirectory(prefix="mav-gallery-") as folder:
+        world = World(folder, os.path.abspath(options.programs), afresh=True)
+        children = Children(world.path("logs"))
+        try:
+            world.use_stand_in_browser()
+            desktop = Desktop(children, world.environment, world.runtime)
+            world.environment = desktop.environment
+            os.environ.clear()
+            os.environ.update(desktop.environment)
+            from story import Story  # connects to the bus that the environment names
+            make_gallery(Story)(world, children, desktop, pictures).tell()
+            return 0
+        except Failure as failure:
+            print(f"FAILED: {failure}", file=sys.stderr)
+            return 1
+        finally:
+            world.end_ticket_service()
+            children.stop_all()
+            world.remove_runtime()
+
+
+if __name__ == "__main__":
+    sys.exit(main())
