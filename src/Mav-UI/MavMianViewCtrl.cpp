@@ -268,7 +268,7 @@ void MavMianViewCtrl::checkTicket() {
 
 void MavMianViewCtrl::showSignedIn() {
     const bool isSignedIn = m_world.login.iflogin() || m_world.login.isDomainAutoLogin();
-    if (!isSignedIn || m_ui->mianTabView->currentIndex() == SignedInPage)
+    if (!isSignedIn)
         return;
     if (m_loginViewCtrl)
         m_loginViewCtrl->selectLoginTypeTableView(MavLoginStateViewCtrl::AccountPage);

@@ -239,6 +239,20 @@ private Q_SLOTS:
         QCOMPARE(fixture.topics[0], QStringLiteral("topic0"));
     }
 
+    void categoriesFoldByKeyboardAndMouse() {
+        Fixture fixture({QStringLiteral("bad")});
+        QenMainViewController& view = fixture.open();
+        QTRY_COMPARE(fixture.text("stateLab"), QStringLiteral("轻度危险"));
+        auto* tree = find<CheckTreeView>(view, "overviewTree");
+        auto* fold = find<QToolButton>(*tree, "foldBtn");
+        QCOMPARE(fold->accessibleName(), QStringLiteral("收起 安全合规"));
+        QTest::keyClick(fold, Qt::Key_Space);
+        QVERIFY(!tree->isExpanded(0));
+        QCOMPARE(fold->accessibleName(), QStringLiteral("展开 安全合规"));
+        QTest::mouseClick(fold->parentWidget(), Qt::LeftButton);
+        QVERIFY(tree->isExpanded(0));
+    }
+
     void reCheckFollowsAChangedPolicyAndLeavesTheDetails() {
         Fixture fixture({QStringLiteral("bad"), QStringLiteral("ok")});
         QenMainViewController& view = fixture.open();
