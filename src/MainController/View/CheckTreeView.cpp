@@ -25,7 +25,7 @@ void CheckTreeView::setNodes(const std::vector<QenRootModelPointer>& nodes) {
         layout->addWidget(m_categories.back().row);
         layout->addWidget(m_categories.back().checks);
     }
-    layout->addStretch();
+    layout->addStretch(1);
     // The former rows go with their widget.
     setWidget(content);
 }
