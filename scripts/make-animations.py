@@ -32,6 +32,14 @@ def point_frames(count=12):
     return [{"first": light(step, 0), "second": light(step, 1), "third": light(step, 2)} for step in range(count)]
 
 
+def write_palette(path, colour, count=64):
+    """Every drawing mixes one colour with white: this ramp keeps both exact, and unchanged places equal from frame to frame."""
+    full = bytes.fromhex(colour[1:])
+    pixels = bytes(round(255 + (part - 255) * step / (count - 1)) for step in range(count) for part in full)
+    with open(path, "wb") as file:
+        file.write(f"P6 {count} 1 255\n".encode() + pixels)
+
+
 def make(drawing, frames, colour, name, hundredths):
     with open(os.path.join(FOLDER, drawing + ".svg.in"), encoding="utf-8") as file:
         template = file.read()
@@ -44,7 +52,9 @@ def make(drawing, frames, colour, name, hundredths):
             picture = os.path.join(folder, f"{number:03}.png")
             subprocess.run(["rsvg-convert", "--output", picture], input=text.encode(), check=True)
             pictures.append(picture)
-        subprocess.run(["convert", "-delay", str(hundredths), *pictures, "-loop", "0", "-strip", "-colors", "64",
+        palette = os.path.join(folder, "palette.ppm")
+        write_palette(palette, colour)
+        subprocess.run(["convert", "-delay", str(hundredths), *pictures, "-loop", "0", "-strip", "+dither", "-remap", palette,
                         "-layers", "optimize", os.path.join(FOLDER, name)], check=True)
 
 

@@ -36,7 +36,7 @@ def make_gallery(story_class):
             time.sleep(pause)
             raw = self.world.path("shots", name + ".png")
             self.desktop.take_picture(raw)
-            subprocess.run(["convert", raw, "-bordercolor", "black", "-border", "1", "-trim", "+repage", "-colors", "128",
+            subprocess.run(["convert", raw, "-bordercolor", "black", "-border", "1", "-trim", "+repage", "+dither", "-colors", "256",
                             "-strip", os.path.join(self.folder, name + ".png")], check=True)
             self.shown.append((name, caption))
             print(f"{name}: {caption}", flush=True)

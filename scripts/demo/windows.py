@@ -104,8 +104,34 @@ class Windows:
     def wait_until_gone(self, role, name=None, limit=10):
         wait_for(f"{role} \"{name or ''}\" is gone", lambda: not self.shows(role, name), limit)
 
+    def _in_front(self, role, name):
+        """The element of the window opened last: an older one may have an element of the same name."""
+        frames = [window for window in map(self.application.get_child_at_index, range(self.application.get_child_count()))
+                  if window and window.get_state_set().contains(Atspi.StateType.SHOWING)]
+        waiting = frames[-1:]
+        while waiting:
+            node = waiting.pop(0)
+            try:
+                if not node.get_state_set().contains(Atspi.StateType.SHOWING):
+                    continue
+                if node.get_role_name() == role and name_of(node) == name:
+                    return node
+                waiting += [child for child in map(node.get_child_at_index, range(node.get_child_count())) if child]
+            except GLib.Error:
+                continue
+        return None
+
+    def fill_in_front(self, role, name, text):
+        node = wait_for(f"{role} \"{name}\" shows in front", lambda: self._in_front(role, name), 10)
+        self._fill(node, role, name, text)
+
+    def press_in_front(self, role, name):
+        self._press(wait_for(f"{role} \"{name}\" shows in front", lambda: self._in_front(role, name), 10), role, name)
+
     def fill(self, role, name, text):
-        node = self.find(role, name)
+        self._fill(self.find(role, name), role, name, text)
+
+    def _fill(self, node, role, name, text):
         if not node.get_editable_text_iface().set_text_contents(text):
             raise Failure(f"{role} \"{name}\" takes no text")
 
@@ -114,7 +140,9 @@ class Windows:
         def enabled():
             node = self._first(role, name)
             return node if node and node.get_state_set().contains(Atspi.StateType.SENSITIVE) else None
-        node = wait_for(f"{role} \"{name or ''}\" can be pressed", enabled, limit)
+        self._press(wait_for(f"{role} \"{name or ''}\" can be pressed", enabled, limit), role, name)
+
+    def _press(self, node, role, name):
         actions = node.get_action_iface()
         for index in range(actions.get_n_actions()):
             if actions.get_action_name(index).lower() in ("press", "click", "toggle", "trigger", "showmenu"):

@@ -116,6 +116,10 @@ void QenMainViewController::setUpPages() {
     m_ui->toolsView->setCompletion([this](const QenToolModel& tool) { m_toolOpener.open(tool, window()); });
     m_ui->toolsHiddenPicture->setPixmap(
         Theme::picture(QStringLiteral("empty"), {HiddenPictureSize, HiddenPictureSize}, devicePixelRatioF()));
+    m_ui->applistButton->setIcon(Theme::icon(QStringLiteral("applist"), Theme::color(Theme::Color::SecondText)));
+    m_ui->joinDomainBtn->setIcon(Theme::icon(QStringLiteral("joinDomain"), Theme::color(Theme::Color::SecondText)));
+    for (QPushButton* button : {m_ui->applistButton, static_cast<QPushButton*>(m_ui->joinDomainBtn)})
+        button->setIconSize({Theme::IconSize, Theme::IconSize});
     m_ui->toolsStates->setCurrentIndex(ToolsHidden);
     m_ui->applistButton->hide();
     m_ui->joinDomainBtn->hide();
