@@ -13,6 +13,7 @@ import shutil
 import sys
 import tempfile
 import time
+from statistics import median_low
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path[:0] = [os.path.join(HERE, "..", "..", "scripts", "demo"), os.path.join(HERE, "..")]
@@ -24,7 +25,7 @@ from world import World, end_on_signals  # noqa: E402
 
 SETTLE = 75  # seconds: the watchdog's delay, some of its ticks, and what the sign-in made is given back
 SAMPLE = 5  # seconds
-# What comes and goes with a tick is not growth: the least of the first and the last samples are compared.
+# What comes and goes with a tick is not growth: the middle of the first samples is compared with that of the last.
 GROUP = 8
 ALLOWED_GROWTH = {"descriptors": 0, "threads": 0, "anonymous_kb": 512}
 # The watchdog asks which network is in use and for the ticket service, and runs one process check; the ticket poll asks the
@@ -45,7 +46,7 @@ class Samples:
     def growth(self):
         result = {}
         for name, values in self.values.items():
-            first, last = min(values[:GROUP]), min(values[-GROUP:])
+            first, last = median_low(values[:GROUP]), median_low(values[-GROUP:])
             result[name] = {"first": first, "last": last, "most": max(values), "allowed": ALLOWED_GROWTH[name]}
         return result
 
