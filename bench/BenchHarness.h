@@ -20,6 +20,23 @@ inline bool isWanted(const char* name) {
     return *only == '=' ? std::strcmp(name, only + 1) == 0 : std::strstr(name, only) != nullptr;
 }
 
+using Clock = std::chrono::steady_clock;
+
+inline double secondsSince(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+/// Says what went wrong where a figure would mean nothing, and ends the program.
+[[noreturn]] inline void fail(const char* what) {
+    std::printf("{\"error\": \"%s\"}\n", what);
+    std::exit(1);
+}
+
+inline void check(bool isRight, const char* what) {
+    if (!isRight)
+        fail(what);
+}
+
 /// Keeps the compiler from dropping a result that is only measured.
 template <typename T>
 inline void keep(const T& value) {
@@ -40,7 +57,6 @@ inline Result summarise(std::vector<double> samples) {
 /// Operations a second of @p operation in one round of at least @p roundSeconds.
 template <typename Operation>
 double roundRate(Operation& operation, double roundSeconds) {
-    using Clock = std::chrono::steady_clock;
     long long count = 0;
     long long batch = 1;
     const auto start = Clock::now();
@@ -50,7 +66,7 @@ double roundRate(Operation& operation, double roundSeconds) {
             operation();
         count += batch;
         batch = std::min<long long>(batch * 2, 1 << 16);
-        elapsed = std::chrono::duration<double>(Clock::now() - start).count();
+        elapsed = secondsSince(start);
     }
     return static_cast<double>(count) / elapsed;
 }

@@ -22,25 +22,13 @@
 
 namespace {
 
+using Bench::check;
+using Bench::Clock;
+using Bench::secondsSince;
+
 constexpr int Rounds = 7;
 constexpr double ClosingDelay = 2.5;
 constexpr double Allowed = 0.05;
-
-using Clock = std::chrono::steady_clock;
-
-double secondsSince(Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-[[noreturn]] void fail(const char* what) {
-    std::printf("{\"error\": \"%s\"}\n", what);
-    std::exit(1);
-}
-
-void check(bool isRight, const char* what) {
-    if (!isRight)
-        fail(what);
-}
 
 void writeTool(const QString& folder, const char* name, const QByteArray& script) {
     QFile file(folder + u'/' + QString::fromLatin1(name));

@@ -106,7 +106,7 @@ double benchSessionChain(const QString& url) {
     std::binary_semaphore ended(0);
     int left = 0;
     std::function<void()> next = [&] {
-        session.getForData(url, {}, [&](const QByteArray&, const Platform::Error&) {
+        session.sendForData({.url = url}, [&](const QByteArray&, const Platform::Error&) {
             if (--left == 0)
                 ended.release();
             else

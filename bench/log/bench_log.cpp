@@ -20,6 +20,10 @@
 
 namespace {
 
+using Bench::check;
+using Bench::Clock;
+using Bench::secondsSince;
+
 constexpr int Rounds = 9;
 constexpr int LinesARound = 20000;
 constexpr off_t FileLimit = 0x500000;
@@ -29,22 +33,6 @@ constexpr int RecordBytes = 479;
 
 const QString Message =
     QStringLiteral("[QenCloudLoginHelper] QenCloud ticket check url:https://10.0.0.1:8443/api/public ret:0");
-
-using Clock = std::chrono::steady_clock;
-
-double secondsSince(Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-[[noreturn]] void fail(const char* what) {
-    std::printf("{\"error\": \"%s\"}\n", what);
-    std::exit(1);
-}
-
-void check(bool isRight, const char* what) {
-    if (!isRight)
-        fail(what);
-}
 
 /// The system calls of a line on prepared bytes.
 class BareLog {

@@ -16,8 +16,10 @@ import sys
 import tempfile
 import time
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "scripts", "demo"))
+HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path[:0] = [os.path.join(HERE, "..", "..", "scripts", "demo"), os.path.join(HERE, "..")]
 from desktop import Desktop  # noqa: E402
+from process_facts import proportional_memory, thread_switches  # noqa: E402
 from processes import Children, Failure, wait_for  # noqa: E402
 
 GOALS = {"start": 1.6, "memory": 1.3}
@@ -58,18 +60,6 @@ def first_paint(screen, children, name, arguments, environment, points):
     return program, time.perf_counter() - start
 
 
-def thread_switches(pid):
-    """Times that each thread of the process was put on a processor so far."""
-    switches = {}
-    for thread in os.listdir(f"/proc/{pid}/task"):
-        try:
-            with open(f"/proc/{pid}/task/{thread}/status", encoding="ascii") as status:
-                switches[thread] = sum(int(line.split()[1]) for line in status if "ctxt_switches" in line)
-        except FileNotFoundError:
-            pass
-    return switches
-
-
 def wakeups(pid, seconds):
     """Wake-ups of all threads in so many seconds; a thread that ends counts up to its last full second."""
     count = 0
@@ -80,11 +70,6 @@ def wakeups(pid, seconds):
         count += sum(switches - before.get(thread, 0) for thread, switches in after.items())
         before = after
     return count
-
-
-def proportional_memory(pid):
-    with open(f"/proc/{pid}/smaps_rollup", encoding="ascii") as rollup:
-        return next(int(line.split()[1]) for line in rollup if line.startswith("Pss:"))
 
 
 def summary(values):

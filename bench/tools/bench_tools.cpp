@@ -13,11 +13,11 @@
 
 namespace {
 
+using Bench::Clock;
+
 constexpr int Tools = 1000;
 constexpr int Rounds = 7;
 constexpr int ScrollStep = 60;
-
-using Clock = std::chrono::steady_clock;
 
 double microseconds(Clock::time_point since) {
     return std::chrono::duration<double, std::micro>(Clock::now() - since).count();

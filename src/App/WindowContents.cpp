@@ -30,7 +30,6 @@ MainViewWorld WindowContents::world() {
     MainViewWorld world{m_delegate,
                         QenCloudLoginHelper::sharedInstance(),
                         QenServerConfig::sharedInstance(),
-                        ITDevice::currentDevice(),
                         QenLogHelper::sharedInstance(),
                         Platform::NotificationCenter::defaultCenter(),
                         Platform::UserDefaults::standard(),

@@ -7,7 +7,6 @@
 #include <functional>
 
 class ApplicationInterface;
-class ITDevice;
 class QenCloudLoginHelper;
 class QenLogHelper;
 class QenMainViewController;
@@ -24,7 +23,6 @@ struct MainViewWorld {
     ApplicationInterface& application;
     QenCloudLoginHelper& login;
     QenServerConfig& config;
-    ITDevice& device;
     QenLogHelper& log;
     Platform::NotificationCenter& center;
     Platform::UserDefaults& defaults;

@@ -11,6 +11,7 @@
 #include "ReferenceServer.h"
 #include "SessionViewWorld.h"
 #include "Theme.h"
+#include "WidgetDriving.h"
 
 #include <QApplication>
 #include <QLabel>
@@ -63,22 +64,6 @@ public:
 private:
     SessionWorld() = default;
 };
-
-template <typename Widget>
-Widget* find(QWidget& root, const char* name) {
-    auto* widget = root.findChild<Widget*>(QString::fromLatin1(name));
-    if (!widget)
-        qFatal("there is no widget %s", name);
-    return widget;
-}
-
-/// Empties a field and types into it.
-inline void type(QWidget& root, const char* field, const QString& text) {
-    auto* edit = find<QLineEdit>(root, field);
-    edit->setFocus();
-    edit->clear();
-    QTest::keyClicks(edit, text);
-}
 
 /// Messages of the boxes that stand open.
 inline QStringList alerts() {

@@ -11,6 +11,7 @@
 #include "ReferenceServer.h"
 #include "Theme.h"
 #include "UserDefaults.h"
+#include "WidgetDriving.h"
 
 #include <QApplication>
 #include <QLabel>
@@ -36,8 +37,8 @@ public:
 
     MainViewWorld views() {
         using namespace std::chrono_literals;
-        return {*this,    client.helper, client.config,    client.device,  client.log, center,
-                defaults, reachability,  folder.support(), folder.agent(), 50ms,       100ms};
+        return {*this,        client.helper,    client.config,  client.log, center, defaults,
+                reachability, folder.support(), folder.agent(), 50ms,       100ms};
     }
     void setItemsHiddenMenu() override { ++menuRefreshes; }
     void showAlertTipForLogin(const QString& text) override {
@@ -80,21 +81,6 @@ inline QString textFor(const char* key) {
     return text.isEmpty() ? QStringLiteral("no text for ") + QString::fromLatin1(key) : text;
 }
 
-template <typename Widget>
-Widget* find(QWidget& root, const char* name) {
-    auto* widget = root.findChild<Widget*>(QString::fromLatin1(name));
-    if (!widget)
-        qFatal("there is no widget %s", name);
-    return widget;
-}
-
-/// Empties a field and types into it.
-inline void type(QWidget& root, const char* field, const QString& text) {
-    auto* edit = find<QLineEdit>(root, field);
-    edit->setFocus();
-    edit->clear();
-    QTest::keyClicks(edit, text);
-}
 inline void press(QWidget& root, const char* button) {
     QTest::mouseClick(find<QPushButton>(root, button), Qt::LeftButton);
 }
