@@ -2,6 +2,8 @@
 
 #include "Deployment.h"
 
+#include <QLibrary>
+
 #include <p11-kit/p11-kit.h>
 
 #include <condition_variable>
@@ -17,10 +19,32 @@ namespace {
 /// More than any machine has; a module that claims more is not followed.
 constexpr CK_ULONG MostSlots = 256;
 
-struct ModulesDeleter {
-    void operator()(CK_FUNCTION_LIST** modules) const { p11_kit_modules_finalize_and_release(modules); }
+/// The modules of every configured token; none where the library is not there.
+///
+/// It is loaded with the first look-up, for few clients ever need one.
+class Modules final {
+public:
+    Modules() {
+        const auto load = reinterpret_cast<decltype(&p11_kit_modules_load_and_initialize)>(
+            m_library.resolve("p11_kit_modules_load_and_initialize"));
+        if (load)
+            m_modules = load(0);
+    }
+    ~Modules() {
+        const auto release = reinterpret_cast<decltype(&p11_kit_modules_finalize_and_release)>(
+            m_library.resolve("p11_kit_modules_finalize_and_release"));
+        if (m_modules && release)
+            release(m_modules);
+    }
+    Modules(const Modules&) = delete;
+    Modules& operator=(const Modules&) = delete;
+
+    CK_FUNCTION_LIST** list() const { return m_modules; }
+
+private:
+    QLibrary m_library{QStringLiteral("p11-kit"), 0};
+    CK_FUNCTION_LIST** m_modules = nullptr;
 };
-using Modules = std::unique_ptr<CK_FUNCTION_LIST*, ModulesDeleter>;
 
 class Session final {
 public:
@@ -78,8 +102,8 @@ bool moduleHasCertificate(CK_FUNCTION_LIST* module, const QByteArray& label) {
 }
 
 bool anyTokenHasCertificate(const QByteArray& label) {
-    const Modules modules(p11_kit_modules_load_and_initialize(0));
-    for (CK_FUNCTION_LIST** module = modules.get(); module && *module; ++module) {
+    const Modules modules;
+    for (CK_FUNCTION_LIST** module = modules.list(); module && *module; ++module) {
         if (moduleHasCertificate(*module, label))
             return true;
     }

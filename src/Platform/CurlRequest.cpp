@@ -1,6 +1,7 @@
 #include "CurlRequest.h"
 
 #include "ClientCertificate.h"
+#include "CurlCalls.h"
 
 #include <sys/socket.h>
 
@@ -61,7 +62,9 @@ CurlRequest::CurlRequest(HttpRequest request, Clock::time_point deadline, Finish
     : m_request(std::move(request)), m_deadline(deadline), m_finish(std::move(finish)) {}
 
 CurlRequest::~CurlRequest() {
-    curl_slist_free_all(m_headers);
+    // A request that was never attached may come to its end without the library.
+    if (m_headers)
+        curl_slist_free_all(m_headers);
 }
 
 int CurlRequest::countRedirect(long status) {

@@ -1,5 +1,7 @@
 #include "HttpAnswer.h"
 
+#include "CurlCalls.h"
+
 #include <QJsonDocument>
 
 #include <algorithm>

@@ -2,8 +2,6 @@
 
 #include "HttpThread.h"
 
-#include <QJsonDocument>
-
 #include <algorithm>
 #include <cmath>
 
@@ -17,15 +15,6 @@ constexpr double LongestTimeout = 7 * 24 * 3600.0;
 
 double usableTimeout(double seconds) {
     return std::isfinite(seconds) && seconds > 0 ? std::min(seconds, LongestTimeout) : DefaultTimeout;
-}
-
-HttpRequest postOf(const QString& url, const QJsonObject& parameters) {
-    HttpRequest request;
-    request.url = url;
-    request.method = "POST";
-    request.body = QJsonDocument(parameters).toJson(QJsonDocument::Compact);
-    request.contentType = "application/json";
-    return request;
 }
 
 HttpRequest getOf(const QString& url, const HttpSession::Parameters& parameters) {
@@ -79,18 +68,6 @@ void HttpSession::sendForData(const HttpRequest& request, DataCompletion complet
 
 void HttpSession::getJson(const QString& url, const Parameters& parameters, JsonCompletion completion) {
     sendForJson(getOf(url, parameters), std::move(completion));
-}
-
-void HttpSession::getForData(const QString& url, const Parameters& parameters, DataCompletion completion) {
-    sendForData(getOf(url, parameters), std::move(completion));
-}
-
-void HttpSession::postJson(const QString& url, const QJsonObject& parameters, JsonCompletion completion) {
-    sendForJson(postOf(url, parameters), std::move(completion));
-}
-
-void HttpSession::postJsonForData(const QString& url, const QJsonObject& parameters, DataCompletion completion) {
-    sendForData(postOf(url, parameters), std::move(completion));
 }
 
 } // namespace Platform

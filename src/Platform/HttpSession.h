@@ -85,10 +85,6 @@ public:
     using Parameters = QList<QPair<QString, QString>>;
     /// GET with @p parameters escaped into the query, in their order.
     void getJson(const QString& url, const Parameters& parameters, JsonCompletion completion);
-    void getForData(const QString& url, const Parameters& parameters, DataCompletion completion);
-    /// POST of @p parameters as compact JSON, type "application/json".
-    void postJson(const QString& url, const QJsonObject& parameters, JsonCompletion completion);
-    void postJsonForData(const QString& url, const QJsonObject& parameters, DataCompletion completion);
 
 private:
     std::shared_ptr<HttpSessionCore> m_core;

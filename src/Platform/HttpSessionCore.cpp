@@ -1,5 +1,6 @@
 #include "HttpSessionCore.h"
 
+#include "CurlCalls.h"
 #include "HttpThread.h"
 
 #include <sys/epoll.h>
@@ -32,7 +33,7 @@ HttpSessionCore::~HttpSessionCore() = default;
 bool HttpSessionCore::openMulti() {
     if (m_multi)
         return true;
-    m_multi = curl_multi_init();
+    m_multi = isCurlThere() ? curl_multi_init() : nullptr;
     if (!m_multi)
         return false;
     curl_multi_setopt(m_multi, CURLMOPT_SOCKETFUNCTION, onSocket);

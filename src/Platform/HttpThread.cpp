@@ -1,5 +1,7 @@
 #include "HttpThread.h"
 
+#include "CurlCalls.h"
+
 #include <pthread.h>
 #include <signal.h>
 #include <sys/epoll.h>
@@ -53,11 +55,13 @@ HttpThread& HttpThread::shared() {
 }
 
 HttpThread::HttpThread() : m_epoll(epoll_create1(EPOLL_CLOEXEC)), m_wakeup(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-    curl_global_init(CURL_GLOBAL_DEFAULT);
-    // Registered after the libraries' own exit handlers, so that it runs before them.
-    std::atexit([] { HttpThread::shared().park(); });
+    parkAtExit();
     watch(m_wakeup, EPOLLIN, 0);
     std::thread([this] { run(); }).detach();
+}
+
+void HttpThread::parkAtExit() {
+    std::atexit([] { shared().park(); });
 }
 
 bool HttpThread::isCurrent() const {
@@ -140,6 +144,9 @@ void HttpThread::run() {
     sigset_t all;
     sigfillset(&all);
     pthread_sigmask(SIG_BLOCK, &all, nullptr);
+    // Again, after the libraries' own exit handlers are registered: the last one runs first.
+    if (isCurlThere())
+        parkAtExit();
     for (;;) {
         takeInbox();
         fireDue();

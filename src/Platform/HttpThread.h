@@ -47,6 +47,7 @@ private:
     void closeHere(const std::shared_ptr<HttpSessionCore>& session);
     void wake();
     void park();
+    static void parkAtExit();
     void stayParked();
 
     int m_epoll = -1;

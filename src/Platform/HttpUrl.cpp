@@ -1,11 +1,10 @@
 #include "HttpUrl.h"
 
+#include "CurlCalls.h"
 #include "HttpAnswer.h"
 
 #include <QHostAddress>
 #include <QUrl>
-
-#include <curl/curl.h>
 
 #include <algorithm>
 #include <memory>
@@ -13,6 +12,10 @@
 namespace Platform {
 
 namespace {
+
+struct CurlUrlDeleter {
+    void operator()(CURLU* url) const { curl_url_cleanup(url); }
+};
 
 /// What may stand in a URL; a space or a letter outside ASCII was typed by somebody and names no host.
 bool isUrlCharacter(QChar character) {
@@ -44,7 +47,7 @@ bool HttpUrl::isLoopback() const {
 Error parseHttpUrl(const QString& text, HttpUrl* url) {
     if (text.isEmpty() || !std::all_of(text.begin(), text.end(), isUrlCharacter))
         return httpError(Error::BadUrl);
-    const std::unique_ptr<CURLU, void (*)(CURLU*)> parsed(curl_url(), curl_url_cleanup);
+    const std::unique_ptr<CURLU, CurlUrlDeleter> parsed(curl_url());
     url->text = text.toLatin1();
     const CURLUcode code = curl_url_set(parsed.get(), CURLUPART_URL, url->text.constData(),
                                         CURLU_NON_SUPPORT_SCHEME | CURLU_DISALLOW_USER);

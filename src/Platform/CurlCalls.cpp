@@ -1,0 +1,25 @@
+#include "CurlCalls.h"
+
+#include <QLibrary>
+
+namespace Platform {
+
+namespace {
+
+QLibrary& library() {
+    static QLibrary library(QStringLiteral("curl"), 4);
+    return library;
+}
+
+} // namespace
+
+bool isCurlThere() {
+    static const bool isThere = library().load() && curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
+    return isThere;
+}
+
+QFunctionPointer curlAddress(const char* name) {
+    return library().resolve(name);
+}
+
+} // namespace Platform

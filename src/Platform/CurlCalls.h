@@ -1,0 +1,69 @@
+#pragma once
+
+#include <QtGlobal>
+
+#include <curl/curl.h>
+
+#include <atomic>
+
+namespace Platform {
+
+/// True when the transfer library is loaded and set up, which the first call does and the others wait for; without it
+/// nothing below may be called.
+bool isCurlThere();
+
+/// The address of one of its functions.
+QFunctionPointer curlAddress(const char* name);
+
+/// A function of the transfer library, looked up at its first call. Any thread.
+template <typename Function>
+class CurlFunction final {
+public:
+    constexpr explicit CurlFunction(const char* name) : m_name(name) {}
+
+    template <typename... Arguments>
+    auto operator()(Arguments... arguments) const {
+        QFunctionPointer address = m_address.load(std::memory_order_relaxed);
+        if (!address) {
+            address = curlAddress(m_name);
+            m_address.store(address, std::memory_order_relaxed);
+        }
+        return reinterpret_cast<Function*>(address)(arguments...);
+    }
+
+private:
+    const char* m_name;
+    mutable std::atomic<QFunctionPointer> m_address{nullptr};
+};
+
+// The library brings some thirty others along, a tenth of the memory of a client that has no server yet, so it is
+// loaded with the first request. In this namespace these hide the functions that are declared under the same names.
+#define MAV_CURL_FUNCTION(name)                                                                                        \
+    inline constinit const CurlFunction<decltype(::name)> name {                                                       \
+#name                                                                                                          \
+    }
+MAV_CURL_FUNCTION(curl_easy_cleanup);
+MAV_CURL_FUNCTION(curl_easy_getinfo);
+MAV_CURL_FUNCTION(curl_easy_init);
+MAV_CURL_FUNCTION(curl_easy_reset);
+MAV_CURL_FUNCTION(curl_easy_setopt);
+MAV_CURL_FUNCTION(curl_easy_strerror);
+MAV_CURL_FUNCTION(curl_free);
+MAV_CURL_FUNCTION(curl_global_init);
+MAV_CURL_FUNCTION(curl_multi_add_handle);
+MAV_CURL_FUNCTION(curl_multi_cleanup);
+MAV_CURL_FUNCTION(curl_multi_info_read);
+MAV_CURL_FUNCTION(curl_multi_init);
+MAV_CURL_FUNCTION(curl_multi_remove_handle);
+MAV_CURL_FUNCTION(curl_multi_setopt);
+MAV_CURL_FUNCTION(curl_multi_socket_action);
+MAV_CURL_FUNCTION(curl_slist_append);
+MAV_CURL_FUNCTION(curl_slist_free_all);
+MAV_CURL_FUNCTION(curl_url);
+MAV_CURL_FUNCTION(curl_url_cleanup);
+MAV_CURL_FUNCTION(curl_url_get);
+MAV_CURL_FUNCTION(curl_url_set);
+MAV_CURL_FUNCTION(curl_url_strerror);
+#undef MAV_CURL_FUNCTION
+
+} // namespace Platform
