@@ -27,7 +27,8 @@ void archiveWithRootObject(const Platform::ArchiveValue& root, bool secureCoding
 /// The root object when it consists of strings, dictionaries, arrays, numbers and null only.
 std::optional<Platform::ArchiveValue> unarchivedObjectWithFilePath(const QString& path);
 
-/// Writes the archive @p path, which need not exist. False on any failure; then an existing file is untouched.
+/// Writes the archive @p path, which need not exist. False on any failure; then an existing file is untouched,
+/// unless only the syncing of its folder failed.
 bool archiveRootObject(const Platform::ArchiveValue& root, const QString& path,
                        Platform::Durability durability = Platform::Durability::Plain);
 

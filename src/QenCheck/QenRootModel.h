@@ -15,6 +15,7 @@ public:
 
     const QString& name() const { return m_name; }
     const std::vector<QenCheckModelPointer>& leafArr() const { return m_leafArr; }
+    /// Part of the record that no check sets. Not for several threads.
     const QString& detailStr() const { return m_detailStr; }
     void setDetailStr(const QString& text) { m_detailStr = text; }
 

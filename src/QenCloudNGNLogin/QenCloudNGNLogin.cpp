@@ -39,7 +39,7 @@ void QenCloudNGNLogin::GetgeneralConfig(Completion complete) {
             return;
         }
         QJsonObject copy = answer;
-        const auto opened = SealedBody::unseal(answer.value(u"data").toString());
+        const auto opened = SealedBody::decodeSM4(answer.value(u"data").toString());
         if (opened)
             copy.insert(u"data", *opened);
         else

@@ -124,7 +124,8 @@ void iNacNetwork::verifyCerWithSerialNumber(const QString& serialNumber, const Q
 
 void iNacNetwork::getInacCerWithInfo(const QJsonObject& info, const QString& url, DataCompletion complete) {
     m_log.writeLog(QStringLiteral("request Inac Cer with params:%1 url:%2").arg(redacted(info), orNull(url)));
-    const Platform::HttpRequest request{.url = url + CertificatePath, .method = "POST", .body = SealedBody::seal(info)};
+    const Platform::HttpRequest request{
+        .url = url + CertificatePath, .method = "POST", .body = SealedBody::encryptResquestParams(info)};
     createAFHTTPSSessionMgr().sendForData(request, [this, complete = std::move(complete)](const QByteArray& answer,
                                                                                           const Error& error) mutable {
         m_completionQueue.queue().async([answer, error, complete = std::move(complete)] { complete(answer, error); });

@@ -70,12 +70,13 @@ std::optional<QString> AccountManager::urlOrFail(const QString& path, const Comp
 }
 
 void AccountManager::sendSealed(const SealedRequest& sealed, Completion complete) {
-    const QByteArray body = SealedBody::seal(sealed.parameters);
+    const QByteArray body = SealedBody::encryptResquestParams(sealed.parameters);
     const auto url = sealed.alwaysFormed ? requestUrlWithPath(sealed.path) : urlOrFail(sealed.path, complete);
     if (!url)
         return;
-    if (!sealed.texts.before.isEmpty())
-        m_world.log.writeLog(sealed.texts.before.arg(*url, QString::fromUtf8(body)), sealed.texts.beforeType);
+    if (const QString& before = sealed.texts.before; !before.isEmpty())
+        m_world.log.writeLog(before.contains(u"%2") ? before.arg(*url, QString::fromUtf8(body)) : before.arg(*url),
+                             sealed.texts.beforeType);
     const HttpRequest request{
         .url = *url, .method = "POST", .body = body, .contentType = {}, .timeout = sealed.timeout};
     start(request,
@@ -204,7 +205,7 @@ void AccountManager::GetGeneralNGNPolicyRep(Completion complete) {
         }
         QJsonObject copy = answer;
         for (const auto& key : {QStringLiteral("data"), QStringLiteral("office_data")}) {
-            const auto opened = SealedBody::unseal(answer.value(key).toString());
+            const auto opened = SealedBody::decodeSM4(answer.value(key).toString());
             if (opened)
                 copy.insert(key, *opened);
             else

@@ -2,6 +2,7 @@
 
 #include "ArchiveStore.h"
 #include "StringExtension.h"
+#include "SystemLog.h"
 
 #include <QFile>
 
@@ -76,7 +77,10 @@ std::optional<AccountModel> AccountModel::currentModel(const QString& rootPath) 
 }
 
 bool AccountModel::save(const QString& rootPath) const {
-    return archiveRootObject(encoded(), modelSavePathWithCheck(true, rootPath), Platform::Durability::Synced);
+    if (archiveRootObject(encoded(), modelSavePathWithCheck(true, rootPath), Platform::Durability::Synced))
+        return true;
+    Platform::systemLog(archiveResultError().logText());
+    return false;
 }
 
 bool AccountModel::deleteCurrentModel(const QString& rootPath) {

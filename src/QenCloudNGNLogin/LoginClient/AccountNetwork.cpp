@@ -133,7 +133,7 @@ std::optional<QString> AccountManager::createQRPath() {
     if (server.isNull() || port == 0)
         return std::nullopt;
     m_world.domain.analyseServerConfig(server);
-    const QString parameters = QenUrlEncode::urlencodWithData(SealedBody::seal(qrParameters()));
+    const QString parameters = QenUrlEncode::urlencodWithData(SealedBody::encryptResquestParams(qrParameters()));
     return QStringLiteral("https://%1:%2%3%4%5")
         .arg(m_world.domain.domain_config(), QString::number(port), m_world.domain.path_config(), ScanPath, parameters);
 }

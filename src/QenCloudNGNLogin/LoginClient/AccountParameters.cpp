@@ -51,7 +51,7 @@ QString AccountManager::deviceId() {
     return m_world.device.uuid();
 }
 
-/// What every sealed account request says of the device.
+/// What login, password reset and the text of the QR code say of the device.
 QJsonObject AccountManager::deviceParameters() {
     GetMacAndIP();
     return {{"device_type", DeviceType},

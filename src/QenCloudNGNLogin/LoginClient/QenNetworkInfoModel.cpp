@@ -54,9 +54,7 @@ bool QenNetworkInfoModel::saveModelRecord(const QString& folder) const {
         return true;
     if (archiveRootObject(encoded(), path))
         return true;
-    Platform::systemLog(
-        Platform::Error(QStringLiteral("NSKeyedArchiverError"), -10001, QStringLiteral("The archive result is failed."))
-            .logText());
+    Platform::systemLog(archiveResultError().logText());
     return false;
 }
 

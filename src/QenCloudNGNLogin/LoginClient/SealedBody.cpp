@@ -7,7 +7,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 
-QByteArray SealedBody::seal(const QJsonObject& parameters) {
+QByteArray SealedBody::encryptResquestParams(const QJsonObject& parameters) {
     return sealJson(QJsonDocument(parameters).toJson(QJsonDocument::Indented));
 }
 
@@ -20,7 +20,7 @@ QByteArray SealedBody::sealJson(const QByteArray& json) {
     return text ? text->toUtf8() : QByteArray();
 }
 
-std::optional<QJsonValue> SealedBody::unseal(const QString& text) {
+std::optional<QJsonValue> SealedBody::decodeSM4(const QString& text) {
     const std::optional<QByteArray> json = unsealBytes(text);
     if (!json)
         return std::nullopt;

@@ -150,7 +150,7 @@ void QenCloudLoginHelper::followNetworkAccess(const QString& userName, const QSt
         [this, busy = m_pending.token(), access, userName, ticket](const QJsonObject& answer, const Error& error) {
             if (error || integerValue(answer.value(u"ret")) != 0)
                 return;
-            const auto opened = SealedBody::unseal(answer.value(u"data").toString());
+            const auto opened = SealedBody::decodeSM4(answer.value(u"data").toString());
             const QJsonObject config = opened ? opened->toObject() : QJsonObject();
             const QJsonObject domain = config.value(u"domain").toObject();
             const QString method = domain.value(u"auth_method").toString();
