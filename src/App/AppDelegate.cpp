@@ -19,6 +19,8 @@
 
 #include <QApplication>
 
+#include <utility>
+
 using Platform::localizedString;
 
 namespace {
@@ -291,9 +293,14 @@ void AppDelegate::ConfigureServerClick() {
 }
 
 void AppDelegate::menuQuit() {
+    if (std::exchange(m_isQuitting, true))
+        return;
     QuitSequence::start({m_world.login, m_world.log, m_world.parts.agent, m_world.vpnExecutable},
                         [delegate = QPointer(this)] {
-                            if (AppDelegate* self = delegate.data())
-                                self->terminate();
+                            AppDelegate* self = delegate.data();
+                            if (!self)
+                                return;
+                            self->m_isQuitting = false;
+                            self->terminate();
                         });
 }

@@ -107,6 +107,7 @@ private:
     const World m_world;
     qint64 m_terminateCode = 0;
     bool m_isLoggingOut = false;
+    bool m_isQuitting = false;
     bool m_isExportingLogs = false;
     bool m_isFollowingTray = false;
     QPointer<QenMainWindow> m_mainWindow;

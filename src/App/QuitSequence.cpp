@@ -15,7 +15,7 @@ QuitSequence::QuitSequence(World world, std::function<void()> terminate)
 void QuitSequence::start(World world, std::function<void()> terminate) {
     const std::shared_ptr<QuitSequence> sequence(new QuitSequence(std::move(world), std::move(terminate)));
     Platform::globalQueue().async([sequence] { sequence->stopVpnComponent(); });
-    // The agent's answers have no limit of their own; a person who quits does not wait for them.
+    // Only for a look-up or a link that hangs: each of them has a limit of its own.
     Platform::after(Platform::mainQueue(), sequence->m_world.limit, [sequence] { sequence->finish(); });
 }
 

@@ -22,7 +22,7 @@ public:
         AgentAccessLink* agent;
         QString vpnExecutable;
         /// After which the client quits whatever the agent does.
-        std::chrono::milliseconds limit{10000};
+        std::chrono::milliseconds limit{20000};
     };
 
     /// Starts in the background. @param terminate  called once, on the main queue, whatever happened

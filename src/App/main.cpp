@@ -102,9 +102,10 @@ int runApplication(Platform::RunningApplications& running) {
     QenMainWindow window(Platform::UserDefaults::standard());
     delegate.setMainWindow(&window);
 
-    const UnixSignals signals([&window, quit] {
-        window.savePlace();
-        quit(EXIT_SUCCESS);
+    const UnixSignals signals([&delegate, quit] {
+        // The gate may refuse a person once, not the end of the session.
+        if (!delegate.applicationShouldTerminate())
+            quit(EXIT_SUCCESS);
     });
     running.setActivationHandler([&delegate, &window] {
         delegate.applicationShouldHandleReopen(window.isVisible());

@@ -4,6 +4,7 @@
 #include "WrappableText.h"
 #include "ui_CustomMessageBox.h"
 
+#include <QApplication>
 #include <QCloseEvent>
 #include <QKeyEvent>
 #include <QLayout>
@@ -80,6 +81,9 @@ void CustomMessageBox::setCompletion(std::function<void(int)> completion) {
 }
 
 void CustomMessageBox::attach() {
+    // A sheet blocks every window of its parent but the modal one that came last.
+    if (QApplication::activeModalWidget())
+        setWindowModality(Qt::WindowModal);
     if (const QWidget* parent = parentWidget())
         setGeometry(QRect(originForCentring(size(), parent->window()->geometry()), size()));
     makeKeyAndOrderFront();

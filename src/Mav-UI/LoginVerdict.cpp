@@ -80,10 +80,8 @@ RetrievalVerdict judgeRetrievalAnswer(const QJsonObject& answer, const Platform:
     const auto ret = integerValue(answer.value(u"ret"));
     if (!ret)
         return {};
-    if (*ret == 0) {
-        const QString address = answer.value(u"data").toObject().value(u"user_email").toString();
-        return address.isEmpty() ? RetrievalVerdict{} : RetrievalVerdict{Show::MailSent, address};
-    }
+    if (*ret == 0)
+        return {Show::MailSent, answer.value(u"data").toObject().value(u"user_email").toString()};
     const QString key = keyFor(RetrievalErrors, integerValue(answer.value(u"errorcode")));
     return key.isEmpty() ? saying<RetrievalVerdict>(serverMessage(answer)) : RetrievalVerdict{Show::Key, key};
 }

@@ -201,7 +201,7 @@ void MavLoginStateViewCtrl::retrievalHandleWithResponse(const QJsonObject& answe
         break;
     case RetrievalVerdict::Show::MailSent:
         m_ui->mailInfoLab->setText(
-            QStringLiteral("%1 %2").arg(localizedString(QStringLiteral("PasswordSendTo")), verdict.text));
+            QStringLiteral("%1 %2").arg(localizedString(QStringLiteral("PasswordSendTo")), verdict.text).trimmed());
         m_ui->retrieveTableView->setCurrentIndex(MailSent);
         m_ui->mailBackBtn->setFocus();
     }

@@ -156,9 +156,14 @@ void MavMianViewCtrl::selectTableItem() {
 }
 
 void MavMianViewCtrl::UpdateTableView() {
-    Platform::mainQueue().async([view = QPointer(this)] {
-        if (view)
-            view->selectTableItem();
+    Platform::mainQueue().async([guard = QPointer(this)] {
+        MavMianViewCtrl* view = guard.data();
+        if (!view)
+            return;
+        view->selectTableItem();
+        // The notice of a domain session's record comes without an object and ends nobody's session.
+        if (view->m_world.login.isDomainAutoLogin())
+            view->selectPage(SignedInPage);
     });
 }
 

@@ -274,6 +274,20 @@ private Q_SLOTS:
         QCOMPARE(boxes().size(), 1);
     }
 
+    void alertIsAnsweredOverASheet() {
+        Application app;
+        app.window.show();
+        app.delegate.ConfigureServerClick();
+        QTRY_VERIFY(QApplication::activeModalWidget());
+        app.delegate.showAlertTipForLogin(QStringLiteral("一"));
+        QTRY_COMPARE(boxes().size(), 1);
+        CustomMessageBox* box = boxes().constFirst();
+        QVERIFY(QTest::qWaitForWindowExposed(box));
+        // To the window, as the display does: whoever is blocked by a sheet gets nothing.
+        QTest::keyClick(box->windowHandle(), Qt::Key_Return);
+        QTRY_COMPARE(boxes().size(), 0);
+    }
+
     void quitGate() {
         Application app;
         app.delegate.applicationDidFinishLaunching();

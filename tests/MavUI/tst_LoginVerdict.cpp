@@ -33,7 +33,7 @@ void row(const char* name, const char* answer, Show show, const char* text) {
     QTest::newRow(name) << json(answer) << static_cast<int>(show) << QString::fromUtf8(text);
 }
 
-/// Answers that say neither "ret" 0 nor a refusal, or no status: nobody is signed in and nothing is shown.
+/// Answers that say neither "ret" 0 nor a refusal in words: nothing is shown.
 template <typename Show>
 void speechlessRows() {
     row("empty", "{}", Show::Nothing, "");
@@ -42,14 +42,19 @@ void speechlessRows() {
     row("ret is a list", R"({"ret":[0],"data":{"status":0}})", Show::Nothing, "");
     row("ret is a word", R"({"ret":"ok","data":{"status":0}})", Show::Nothing, "");
     row("ret is false", R"({"ret":false,"data":{"status":0}})", Show::Nothing, "");
+    row("refused without words", R"({"ret":1,"errorcode":7})", Show::Nothing, "");
+    row("words are a number", R"({"ret":1,"errorcode":7,"msg":5})", Show::Nothing, "");
+}
+
+/// Answers without a status: nobody is signed in.
+template <typename Show>
+void rowsWithoutStatus() {
     row("no data", R"({"ret":0})", Show::Nothing, "");
     row("data is a list", R"({"ret":0,"data":[]})", Show::Nothing, "");
     row("data is text", R"({"ret":0,"data":"0"})", Show::Nothing, "");
     row("status missing", R"({"ret":0,"data":{"state":0}})", Show::Nothing, "");
     row("status is null", R"({"ret":0,"data":{"status":null}})", Show::Nothing, "");
     row("status is an object", R"({"ret":0,"data":{"status":{}}})", Show::Nothing, "");
-    row("refused without words", R"({"ret":1,"errorcode":7})", Show::Nothing, "");
-    row("words are a number", R"({"ret":1,"errorcode":7,"msg":5})", Show::Nothing, "");
 }
 
 /// What "status" says is the same for login and password answers.
@@ -77,6 +82,7 @@ private Q_SLOTS:
     void login_data() {
         answerColumns();
         speechlessRows<LoginShow>();
+        rowsWithoutStatus<LoginShow>();
         statusRows<LoginShow>();
         row("signed in", R"({"ret":0,"data":{"status":0}})", LoginShow::SignedIn, "");
         row("signed in, said as text", R"({"ret":"0","data":{"status":"0"}})", LoginShow::SignedIn, "");
@@ -104,6 +110,7 @@ private Q_SLOTS:
     void password_data() {
         answerColumns();
         speechlessRows<PasswordShow>();
+        rowsWithoutStatus<PasswordShow>();
         statusRows<PasswordShow>();
         row("changed", R"({"ret":0,"data":{"status":0}})", PasswordShow::Changed, "");
         row("wrong old password", R"({"ret":-1,"errorcode":21,"msg":"m"})", PasswordShow::Key, "OldKey");
@@ -124,7 +131,8 @@ private Q_SLOTS:
         speechlessRows<RetrievalShow>();
         row("mail sent", R"({"ret":0,"data":{"user_email":"l***@example.com"}})", RetrievalShow::MailSent,
             "l***@example.com");
-        row("no address", R"({"ret":0,"data":{"user_email":7}})", RetrievalShow::Nothing, "");
+        row("address is a number", R"({"ret":0,"data":{"user_email":7}})", RetrievalShow::MailSent, "");
+        row("no data", R"({"ret":0})", RetrievalShow::MailSent, "");
         row("bad request", R"({"ret":1,"errorcode":11})", RetrievalShow::Key, "RequestParameterError");
         row("user without mailbox", R"({"ret":1,"errorcode":42})", RetrievalShow::Key, "UserNoMailbox");
         row("administrator without mailbox", R"({"ret":1,"errorcode":43})", RetrievalShow::Key, "AdminNoMailbox");

@@ -184,6 +184,18 @@ private Q_SLOTS:
         QTest::newRow("nothing") << QVariant() << false;
         QTest::newRow("a list") << QVariant(QVariantList{2}) << false;
     }
+    void noticeOfADomainSessionLeavesItsPage() {
+        ViewWorld& world = ViewWorld::make();
+        AccountModel record;
+        record.setLoginType(LoginType::Domain);
+        QVERIFY(record.save(world.folder.support()));
+        MavMianViewCtrl view(world.views());
+        world.center.post(ClientNotification::TicketTimeOut);
+        QTest::qWait(50);
+        QCOMPARE(page(view), 2);
+        world.center.post(ClientNotification::TicketTimeOut, 2);
+        QTRY_COMPARE(page(view), 0);
+    }
     void endOfSession() {
         QFETCH(QVariant, object);
         QFETCH(bool, ends);
