@@ -19,11 +19,11 @@ namespace {
 
 QJsonObject logoutRequest(ITDevice& device, const QString& applicationSupport) {
     device.getMacAndIPAddr();
+    const ITDevice::Addresses addresses = device.addresses();
     const auto account = AccountModel::currentModel(applicationSupport).value_or(AccountModel());
-    return {
-        {QStringLiteral("userid"), account.userid()},        {QStringLiteral("mac"), device.macAddresses().join(u';')},
-        {QStringLiteral("ip"), device.ipArray().join(u';')}, {QStringLiteral("deviceid"), device.uuid()},
-        {QStringLiteral("ticket"), account.decryptTicket()}, {QStringLiteral("msg"), QStringLiteral("logout")}};
+    return {{QStringLiteral("userid"), account.userid()},        {QStringLiteral("mac"), addresses.mac.join(u';')},
+            {QStringLiteral("ip"), addresses.ip.join(u';')},     {QStringLiteral("deviceid"), device.uuid()},
+            {QStringLiteral("ticket"), account.decryptTicket()}, {QStringLiteral("msg"), QStringLiteral("logout")}};
 }
 
 } // namespace

@@ -135,12 +135,14 @@ interfaceTable(const QList<InterfaceAddress>& addresses,
     for (const InterfaceAddress& address : addresses) {
         if (!address.isUp || address.isLoopback || address.family == Family::Other)
             continue;
-        auto known = table.find(address.name);
+        // An address with a label of its own comes as "eth0:label".
+        const QString name = address.name.section(u':', 0, 0);
+        auto known = table.find(name);
         if (known == table.end()) {
-            const std::optional<DeviceInterface> found = lookUp(address.name);
+            const std::optional<DeviceInterface> found = lookUp(name);
             if (!found || found->macAddress.isEmpty())
                 continue;
-            known = table.insert(address.name, *found);
+            known = table.insert(name, *found);
         }
         if (known->ip == u"0.0.0.0" && address.family == Family::IPv4)
             known->ip = address.ipv4;

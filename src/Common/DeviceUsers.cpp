@@ -13,10 +13,6 @@ namespace DeviceUsers {
 
 namespace {
 
-Account accountOf(const QString& name, const QString& comment) {
-    return {name, comment.section(u',', 0, 0)};
-}
-
 /// User name of a session that a person works in; empty for any other.
 QString personOf(const QString& root, const QMap<QString, QString>& session) {
     if (session.value(QStringLiteral("CLASS"), QStringLiteral("user")) != u"user")
@@ -26,23 +22,23 @@ QString personOf(const QString& root, const QMap<QString, QString>& session) {
         return name;
     bool isNumber = false;
     const uint user = session.value(QStringLiteral("UID")).toUInt(&isNumber);
-    return isNumber ? account(root, user).name : QString();
+    return isNumber ? accountName(root, user) : QString();
 }
 
 } // namespace
 
-Account account(const QString& root, uid_t user) {
+QString accountName(const QString& root, uid_t user) {
     for (const QByteArray& line : DeviceFiles::bytes(root + QStringLiteral("/etc/passwd")).split('\n')) {
         const QStringList fields = QString::fromUtf8(line).split(u':');
-        if (fields.size() >= 5 && fields.at(2) == QString::number(user))
-            return accountOf(fields.at(0), fields.at(4));
+        if (fields.size() >= 3 && fields.at(2) == QString::number(user))
+            return fields.at(0);
     }
     passwd record{};
     passwd* found = nullptr;
     std::vector<char> buffer(16384);
     if (!root.isEmpty() || ::getpwuid_r(user, &record, buffer.data(), buffer.size(), &found) != 0 || !found)
         return {};
-    return accountOf(QString::fromLocal8Bit(found->pw_name), QString::fromLocal8Bit(found->pw_gecos));
+    return QString::fromLocal8Bit(found->pw_name);
 }
 
 QString consoleUser(const QString& root) {

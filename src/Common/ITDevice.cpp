@@ -91,21 +91,14 @@ QString ITDevice::systemVersion() const {
 }
 
 QString ITDevice::userName() const {
-    const DeviceUsers::Account own = DeviceUsers::account(m_root, ::getuid());
-    QString name = own.fullName;
-    QString console = DeviceUsers::consoleUser(m_root);
-    if (console.isEmpty())
-        console = own.name;
-    if (!console.isEmpty()) {
-        name = console;
-    } else {
-        const QString last = joinedLines(
+    QString name = DeviceUsers::consoleUser(m_root);
+    if (name.isEmpty())
+        name = DeviceUsers::accountName(m_root, ::getuid());
+    if (name.isEmpty())
+        name = joinedLines(
             m_run(QStringLiteral("/usr/bin/defaults"),
                   {QStringLiteral("read"), QStringLiteral("/Library/Preferences/com.apple.loginwindow.plist"),
                    QStringLiteral("lastUserName")}));
-        if (!last.isEmpty())
-            name = last;
-    }
     return name.isEmpty() ? Unknown : name;
 }
 
@@ -189,25 +182,23 @@ std::optional<DeviceInterface> ITDevice::getNetworkMacAddress(const QString& nam
     return networkServiceOf(m_root, name);
 }
 
-QStringList ITDevice::interfaceValues(QString DeviceInterface::*field) {
+QMap<QString, DeviceInterface> ITDevice::filledNetworkInfos() {
     std::unique_lock lock(m_mutex);
     if (!m_networkInfos) {
         lock.unlock();
         getMacAndIPAddr();
         lock.lock();
     }
-    QStringList values;
-    for (const DeviceInterface& interface : std::as_const(*m_networkInfos))
-        values.append(interface.*field);
-    return values;
+    return *m_networkInfos;
 }
 
-QStringList ITDevice::macAddresses() {
-    return interfaceValues(&DeviceInterface::macAddress);
-}
-
-QStringList ITDevice::ipArray() {
-    return interfaceValues(&DeviceInterface::ip);
+ITDevice::Addresses ITDevice::addresses() {
+    Addresses lists;
+    for (const DeviceInterface& interface : filledNetworkInfos()) {
+        lists.mac.append(interface.macAddress);
+        lists.ip.append(interface.ip);
+    }
+    return lists;
 }
 
 QList<HardwarePort> ITDevice::hardwareports() const {

@@ -21,7 +21,7 @@ public:
     /// Runs a command and gives its standard output; empty when it failed.
     using CommandRunner = std::function<QString(const QString& path, const QStringList& arguments)>;
 
-    /// @param root  put before every file that is read; empty for the real root
+    /// @param root  put before every file of the system that is read; empty for the real root
     /// @param run  by default TaskHelper's synchronous run
     /// @param listAddresses  by default the running system's
     explicit ITDevice(QString root = {}, CommandRunner run = {}, InterfaceAddressLister listAddresses = {});
@@ -58,14 +58,18 @@ public:
 
     /// Interface name to interface; empty until getMacAndIPAddr() has run.
     QMap<QString, DeviceInterface> networkInfos() const;
-    /// Lists the interfaces anew. The two lists below call it once only: an address that changes later is not seen by
-    /// them.
+    /// Lists the interfaces anew. The lists below call it once only: an address that changes later is not seen by them.
     void getMacAndIPAddr();
     /// What is known of an interface that carries a configured network; nothing for any other.
     std::optional<DeviceInterface> getNetworkMacAddress(const QString& name) const;
     /// Hardware and IPv4 addresses in the order of interface names; equal positions belong to one interface.
-    QStringList macAddresses();
-    QStringList ipArray();
+    struct Addresses {
+        QStringList mac;
+        QStringList ip;
+    };
+    Addresses addresses();
+    QStringList macAddresses() { return addresses().mac; }
+    QStringList ipArray() { return addresses().ip; }
 
     /// Two lists that nothing fills; they are part of the record.
     QStringList macAddresses_() const { return {}; }
@@ -94,7 +98,7 @@ public:
     QVariantMap getProcessSign(const QString& path) const;
 
 private:
-    QStringList interfaceValues(QString DeviceInterface::*field);
+    QMap<QString, DeviceInterface> filledNetworkInfos();
 
     const QString m_root;
     const CommandRunner m_run;

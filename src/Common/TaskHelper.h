@@ -30,8 +30,7 @@ public:
     /// Runs a command without a limit: until it and its descendants have closed its output.
     /// @param isRunning  called with the task once it is launched; not called when it cannot be
     /// @param complete   called last, with what was on standard output (null when empty) and an error as above when
-    /// there was
-    ///                   something on standard error; both may be present
+    ///                   there was something on standard error; both may be present
     void excuteTaskPath(const QString& path, const QStringList& argvs,
                         const std::function<void(const TaskPointer&)>& isRunning,
                         const std::function<void(const QString& result, const Platform::Error& error)>& complete) const;

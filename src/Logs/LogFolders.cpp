@@ -20,12 +20,15 @@ std::optional<QString> LogFolders::homeIn(const QString& environment) {
 }
 
 std::optional<QString> LogFolders::shellHome() const {
-    QString environment;
-    // Asked of the shell: it knows the login user's home even when our own environment differs. Where no such command
-    // exists the answer is empty and the process environment decides.
-    m_tasks.excuteTaskPath(QStringLiteral("/bin/bash"), {QStringLiteral("-c"), QStringLiteral("ENV")}, &environment,
-                           nullptr);
-    return homeIn(environment);
+    std::call_once(m_shellAsked, [this] {
+        QString environment;
+        // Asked of the shell: it knows the login user's home even when our own environment differs. Where no such
+        // command exists the answer is empty and the process environment decides.
+        m_tasks.excuteTaskPath(QStringLiteral("/bin/bash"), {QStringLiteral("-c"), QStringLiteral("ENV")}, &environment,
+                               nullptr);
+        m_shellHome = homeIn(environment);
+    });
+    return m_shellHome;
 }
 
 QString LogFolders::rootDirectory() {

@@ -28,11 +28,14 @@ public:
     static std::optional<QString> homeIn(const QString& environment);
 
 private:
+    /// Asked once.
     std::optional<QString> shellHome() const;
 
     const TaskHelper& m_tasks;
     const FileManager& m_files;
     const QString m_fixedDirectory;
+    mutable std::once_flag m_shellAsked;
+    mutable std::optional<QString> m_shellHome;
     mutable std::mutex m_mutex;
     QString m_rootDirectory;
     QString m_rootPath;

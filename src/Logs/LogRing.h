@@ -26,8 +26,6 @@ public:
     void createLogFiles() const;
 
     QString currentLogName() const { return LogRecord::FileNames[m_current]; }
-    /// The ring's own count of bytes in the current file.
-    qint64 currentCount() const { return m_record.info[m_current]; }
     const QString& logInfoPath() const { return m_logInfoPath; }
 
 private:

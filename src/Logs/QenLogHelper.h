@@ -17,8 +17,8 @@
 /// console and packs all logs for support.
 ///
 /// Any thread may write; lines keep their order. Never fails to the caller: a line that cannot be written is lost. All
-/// disk work, the opening included, happens on the log queue. What the lines say is the caller's duty: no secrets (see
-/// LogRedaction.h).
+/// writing of lines, the opening included, happens on the log queue. What the lines say is the caller's duty: no
+/// secrets (see LogRedaction.h).
 class QenLogHelper final {
 public:
     using Completion = LogExport::Completion;
@@ -36,7 +36,7 @@ public:
     /// The one of the running client; never destroyed, so call drain() before the process ends.
     static QenLogHelper& sharedInstance();
 
-    /// @param type  single bit: 1 ordinary, 2 failure, 8 log folder, 32 polling trace; carried, not filtered
+    /// @param type  single bit: 1 ordinary, 2 failure, 8 log folder, 32 polling trace; accepted and ignored
     void writeLog(const QString& message, int type = 1);
     /// Waits until the lines queued so far are written, for at most @p limit. Not on the log queue.
     /// @returns whether they are
@@ -46,7 +46,7 @@ public:
     static QString currentDateString();
     /// The log directory. Waits until the log is open.
     QString rootDirectory();
-    /// The user's Desktop. Runs a command.
+    /// The user's Desktop. Runs a command unless the log has been opened.
     QString desktopDirectory() const;
     /// The name of the file now being written, and the path of the size record. Both wait for the lines queued so far.
     QString currentLogName();

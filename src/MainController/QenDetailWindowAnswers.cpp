@@ -36,20 +36,20 @@ struct DeviceFacts {
 };
 
 DeviceFacts readDeviceFacts(ITDevice& device) {
-    // An address may have changed since the program started.
-    device.getMacAndIPAddr();
-    return {device.machineName(), device.osVersion(), device.ipArray().join(u';'), device.macAddresses().join(u';')};
+    const ITDevice::Addresses addresses = device.addresses();
+    return {device.machineName(), device.osVersion(), addresses.ip.join(u';'), addresses.mac.join(u';')};
 }
 
 /// The addresses as the last request sent them, or as they are now.
 QJsonObject logoutRequest(const AccountModel& account, QenCloudLoginHelper& login, ITDevice& device) {
     const QString ip = login.accounts().login_ip();
     const QString mac = login.accounts().login_Mac();
+    const ITDevice::Addresses now = device.addresses();
     return {{QStringLiteral("userid"), account.userid()},
             {QStringLiteral("ticket"), account.decryptTicket()},
             {QStringLiteral("deviceid"), device.uuid()},
-            {QStringLiteral("ip"), ip.isEmpty() ? device.ipArray().join(u';') : ip},
-            {QStringLiteral("mac"), mac.isEmpty() ? device.macAddresses().join(u';') : mac}};
+            {QStringLiteral("ip"), ip.isEmpty() ? now.ip.join(u';') : ip},
+            {QStringLiteral("mac"), mac.isEmpty() ? now.mac.join(u';') : mac}};
 }
 
 } // namespace

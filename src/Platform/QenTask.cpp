@@ -55,11 +55,12 @@ private:
     std::vector<char*> m_pointers;
 };
 
-TextVector childEnvironment(const QMap<QString, QString>& additions) {
+TextVector childEnvironment(QenTask::Output output) {
     // Not the bare environment array: another thread may be setting a variable through Qt.
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    for (auto it = additions.cbegin(); it != additions.cend(); ++it)
-        environment.insert(it.key(), it.value());
+    // What we read is in no language; and a shell whose locale is not installed would complain on each run.
+    if (output == QenTask::Output::Pipes)
+        environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
     environment.insert(QStringLiteral("PATH"), HostTools::searchPath(environment.value(QStringLiteral("PATH"))));
     TextVector vector;
     for (const QString& entry : environment.toStringList())
@@ -128,7 +129,7 @@ Error QenTask::launch() {
     arguments.add(path);
     for (const QString& argument : HostTools::resolvedArguments(m_launchPath, m_arguments))
         arguments.add(argument.toLocal8Bit());
-    TextVector environment = childEnvironment(m_additions);
+    TextVector environment = childEnvironment(m_output);
     SpawnSettings settings;
     settings.setStreams(m_pipes.outputWriteEnd(), m_pipes.errorWriteEnd());
 
@@ -206,7 +207,7 @@ bool QenTask::waitFor(double seconds) {
         pollfd polled{m_exitDescriptor, POLLIN, 0};
         poll(&polled, 1, static_cast<int>(pause.count()));
     }
-    m_sawEnd = isLaunched();
+    m_isReadBounded = isLaunched();
     return true;
 }
 
@@ -227,7 +228,10 @@ bool QenTask::waitUntilExitWithTimeout(double seconds, bool sendTerm, bool sendK
     }
     if (sendKill) {
         sendSignal(SIGKILL);
-        return waitFor(AfterKillSeconds);
+        const bool hasEnded = waitFor(AfterKillSeconds);
+        // One that not even this ends may hold its pipes for as long as it likes.
+        m_isReadBounded = true;
+        return hasEnded;
     }
     return false;
 }
@@ -244,7 +248,7 @@ void QenTask::readPipes() {
     if (m_isDrained)
         return;
     m_isDrained = true;
-    if (m_sawEnd)
+    if (m_isReadBounded)
         m_pipes.readWhatIsThere();
     else
         m_pipes.readToEnd();

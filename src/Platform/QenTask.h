@@ -3,7 +3,6 @@
 #include "ChildPipes.h"
 #include "Error.h"
 
-#include <QMap>
 #include <QStringList>
 
 #include <csignal>
@@ -16,7 +15,8 @@ namespace Platform {
 /// One run of an external command: where it is, its arguments, its output, its end.
 ///
 /// The command starts with default signal settings, standard input from /dev/null, no descriptor of ours beyond the
-/// standard streams, the pack of host tools first on its PATH, and in a process group of its own. Signals go to that
+/// standard streams, the pack of host tools first on its PATH, no language where its output is read, and in a process
+/// group of its own. Signals go to that
 /// group, so that the members of a shell pipeline end with their shell. The exit status is always collected; a task
 /// destroyed while its command runs leaves the command alone. Reading is for one thread at a time, everything else may
 /// be called from any thread.
@@ -29,13 +29,9 @@ public:
     QenTask(const QenTask&) = delete;
     QenTask& operator=(const QenTask&) = delete;
 
-    /// Variables that the command gets on top of ours. Before launch().
-    void setEnvironmentAdditions(QMap<QString, QString> additions) { m_additions = std::move(additions); }
-
     /// Starts the command; at most once. The error has the domain "NSPOSIXErrorDomain" and the system's number.
     Error launch();
 
-    const QString& launchPath() const { return m_launchPath; }
     bool isLaunched() const;
     bool isRunning() const;
     /// The process and group number, 0 before launch(). Not to be signalled once the command has ended.
@@ -56,9 +52,9 @@ public:
     bool readUntilExit(double seconds);
 
     /// Everything on standard output. Waits until the pipe is closed by all who hold it, unless one of the waits above
-    /// has seen the command's end: then a background descendant may hold the pipe for ever, and reading stops 0.1 s
-    /// after the last bytes and after 1 s in all. Standard error is read alongside, so the order of the two calls does
-    /// not matter.
+    /// has seen the command's end or has given it up: then a background descendant may hold the pipe for ever, and
+    /// reading stops 0.1 s after the last bytes and after 1 s in all. Standard error is read alongside, so the order of
+    /// the two calls does not matter.
     QByteArray readStandardOutputToEnd();
     QByteArray readStandardErrorToEnd();
     void closeReadingHandles();
@@ -72,7 +68,6 @@ private:
     const QString m_launchPath;
     const QStringList m_arguments;
     const Output m_output;
-    QMap<QString, QString> m_additions;
 
     mutable std::mutex m_mutex;
     pid_t m_pid = 0;
@@ -82,7 +77,7 @@ private:
     mutable int m_status = -1;
 
     ChildPipes m_pipes;
-    bool m_sawEnd = false;
+    bool m_isReadBounded = false;
     bool m_isDrained = false;
 };
 

@@ -204,7 +204,7 @@ private Q_SLOTS:
                                                 address("wlan0", Family::Link),
                                                 address("wlan0", Family::IPv4, "10.0.0.7"),
                                                 address("wlan0", Family::IPv4, "10.0.0.8"),
-                                                address("eth0", Family::IPv4, "192.168.1.5"),
+                                                address("eth0:home", Family::IPv4, "192.168.1.5"),
                                                 address("six0", Family::IPv6),
                                                 address("down0", Family::IPv4, "1.2.3.4", false),
                                                 address("port0", Family::Link),

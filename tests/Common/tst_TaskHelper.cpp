@@ -77,6 +77,17 @@ private Q_SLOTS:
         QCOMPARE(calls, QStringList({QStringLiteral("launched"), QStringLiteral("complete")}));
     }
 
+    void localeThatIsNotInstalled() {
+        const QByteArray before = qgetenv("LC_ALL");
+        qputenv("LC_ALL", "xx_XX.UTF-8");
+        QString output;
+        Error error;
+        TaskHelper().excuteTaskPath(Bash, script(QStringLiteral("echo ok")), &output, &error);
+        before.isNull() ? qunsetenv("LC_ALL") : qputenv("LC_ALL", before);
+        QCOMPARE(output, QStringLiteral("ok\n"));
+        QVERIFY(!error);
+    }
+
     void outputThatIsNotText() {
         QString output = QStringLiteral("untouched");
         TaskHelper().excuteTaskPath(Bash, script(QStringLiteral("printf 'x\\377'")), &output, nullptr);

@@ -30,11 +30,10 @@ QString AccountManager::getSoleID() {
 }
 
 void AccountManager::GetMacAndIP() {
-    const QString mac = m_world.device.macAddresses().join(u';');
-    const QString ip = m_world.device.ipArray().join(u';');
+    const ITDevice::Addresses addresses = m_world.device.addresses();
     const std::lock_guard lock(m_mutex);
-    m_loginMac = mac;
-    m_loginIp = ip;
+    m_loginMac = addresses.mac.join(u';');
+    m_loginIp = addresses.ip.join(u';');
 }
 
 QString AccountManager::login_Mac() const {
