@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <list>
 #include <vector>
 
@@ -23,6 +24,7 @@ using Clock = std::chrono::steady_clock;
 constexpr size_t MostPeers = 16;
 constexpr std::chrono::seconds SilenceLimit{30};
 constexpr std::chrono::seconds ReplyLimit{2};
+constexpr std::chrono::seconds DescriptorPause{1};
 
 struct Peer {
     int socket;
@@ -52,21 +54,28 @@ struct ParloServer::Listener {
     const int socket;
     const int wake;
     std::list<Peer> peers;
+    /// When no descriptor was free for one who knocks, nobody is let in before this.
+    Clock::time_point acceptsAfter = Clock::now();
 };
 
 int ParloServer::Listener::timeLeft() const {
-    if (peers.empty())
+    auto due = acceptsAfter > Clock::now() ? acceptsAfter : Clock::time_point::max();
+    for (const Peer& peer : peers)
+        due = std::min(due, peer.closesAt);
+    if (due == Clock::time_point::max())
         return -1;
-    const auto first = std::ranges::min(peers, {}, &Peer::closesAt).closesAt;
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(first - Clock::now()).count();
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(due - Clock::now()).count();
     return static_cast<int>(std::max<qint64>(left, 0));
 }
 
 void ParloServer::Listener::acceptPeers() {
     for (;;) {
         const int peer = accept4(socket, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-        if (peer < 0)
+        if (peer < 0) {
+            if (errno == EMFILE || errno == ENFILE)
+                acceptsAfter = Clock::now() + DescriptorPause;
             return;
+        }
         if (peers.size() >= MostPeers || !ParloSocket::isTrustedPeer(peer))
             close(peer);
         else
@@ -105,7 +114,8 @@ bool ParloServer::Listener::serve(Peer& peer) {
 
 void ParloServer::Listener::run() {
     for (;;) {
-        std::vector<pollfd> sources = {{wake, POLLIN, 0}, {socket, POLLIN, 0}};
+        const short accepting = acceptsAfter > Clock::now() ? 0 : POLLIN;
+        std::vector<pollfd> sources = {{wake, POLLIN, 0}, {socket, accepting, 0}};
         for (const Peer& peer : peers)
             sources.push_back({peer.socket, POLLIN, 0});
         poll(sources.data(), sources.size(), timeLeft());
