@@ -35,4 +35,5 @@ Outcome runDsconfigad(const Facts& facts, const QStringList& arguments);
 Outcome runDscl(const Facts& facts, const QStringList& arguments);
 Outcome runFdesetup(const Facts& facts, const QStringList& arguments);
 Outcome runNetworksetup(const Facts& facts, const QStringList& arguments);
+Outcome runOpen(const Facts& facts, const QStringList& arguments);
 Outcome runScutil(const Facts& facts, const QStringList& arguments);

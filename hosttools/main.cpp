@@ -14,6 +14,7 @@ constexpr Tool Tools[] = {
     {"fdesetup", "fdesetup status", runFdesetup},
     {"networksetup", "networksetup -listallhardwareports | -listnetworkserviceorder | -getinfo SERVICE",
      runNetworksetup},
+    {"open", "open FILE | open -a PROGRAM [ARGUMENT...]", runOpen},
     {"scutil", "scutil --get ComputerName", runScutil},
 };
 constexpr const char* OwnName = "mav-hosttools";

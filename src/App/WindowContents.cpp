@@ -22,9 +22,16 @@ constexpr std::chrono::seconds DomainProbeDelay(3);
 
 WindowContents::WindowContents(AppDelegate& delegate, QWidget& window, Platform::Reachability& reachability)
     : m_delegate(delegate), m_window(window), m_reachability(reachability),
+      m_notifications({}, &Platform::UserDefaults::standard()),
       m_restartOffer({.log = [](const QString& line, int type) { QenLogHelper::sharedInstance().writeLog(line, type); },
                       .center = Platform::NotificationCenter::defaultCenter(),
-                      .notifications = m_notifications}) {}
+                      .notifications = m_notifications}),
+      m_networkPolicy({.log = QenLogHelper::sharedInstance(),
+                       .center = Platform::NotificationCenter::defaultCenter(),
+                       .networkAccess = NetworkAccess::sharedInstance(),
+                       .localCerAuthMethod = [] { return iNacManager::sharedInstance().localCerAuthMethod(); },
+                       .applicationSupport = Platform::Paths::applicationSupport(),
+                       .agentState = Platform::Paths::agentState()}) {}
 
 MainViewWorld WindowContents::world() {
     MainViewWorld world{m_delegate,
@@ -49,6 +56,7 @@ MainViewWorld WindowContents::world() {
 }
 
 void WindowContents::start() {
+    m_notifications.removeEarlier();
     Platform::after(Platform::mainQueue(), DomainProbeDelay, [] { QenCheck::sharedInstance().checkDomainLogin(); });
 }
 
@@ -66,22 +74,19 @@ QenMainLeftBar* WindowContents::leftBar() {
 
 QenMainViewController* WindowContents::mainView() {
     if (!m_mainView) {
-        m_mainView = new QenMainViewController(
-            {.login = QenCloudLoginHelper::sharedInstance(),
-             .log = QenLogHelper::sharedInstance(),
-             .center = Platform::NotificationCenter::defaultCenter(),
-             .workspace = m_workspace,
-             .networkAccess = NetworkAccess::sharedInstance(),
-             .localCerAuthMethod = [] { return iNacManager::sharedInstance().localCerAuthMethod(); },
-             .applicationSupport = Platform::Paths::applicationSupport(),
-             .agentState = Platform::Paths::agentState(),
-             .round = QenCheckRound::clientWorld(),
-             .joinDomain = JoinDomainAction::World::standard(),
-             .openHelp =
-                 [this](const QString& tag, const QWidget*) {
-                     m_delegate.showHelpTopic(tag);
-                 }},
-            *leftBar(), &m_window);
+        m_mainView = new QenMainViewController({.login = QenCloudLoginHelper::sharedInstance(),
+                                                .log = QenLogHelper::sharedInstance(),
+                                                .center = Platform::NotificationCenter::defaultCenter(),
+                                                .workspace = m_workspace,
+                                                .applicationSupport = Platform::Paths::applicationSupport(),
+                                                .agentState = Platform::Paths::agentState(),
+                                                .round = QenCheckRound::clientWorld(),
+                                                .joinDomain = JoinDomainAction::World::standard(),
+                                                .openHelp =
+                                                    [this](const QString& tag, const QWidget*) {
+                                                        m_delegate.showHelpTopic(tag);
+                                                    }},
+                                               *leftBar(), &m_window);
         m_mainView->hide();
     }
     return m_mainView;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MainViewWorld.h"
+#include "NetworkPolicyFollower.h"
 #include "RestartOffer.h"
 #include "UserNotifications.h"
 #include "Workspace.h"
@@ -19,7 +20,7 @@ public:
 
     /// The window's content.
     MainViewWorld world();
-    /// Probes for a domain session a little later, and offers restarts from now on.
+    /// Probes for a domain session a little later, and takes back what an earlier run left on the desktop.
     void start();
     /// Takes back what stands open on the desktop.
     void withdraw() { m_restartOffer.removeScheduled(); }
@@ -34,6 +35,7 @@ private:
     Platform::Workspace m_workspace;
     Platform::UserNotifications m_notifications;
     RestartOffer m_restartOffer;
+    NetworkPolicyFollower m_networkPolicy;
     QPointer<QenMainLeftBar> m_leftBar;
     QPointer<QenMainViewController> m_mainView;
 };

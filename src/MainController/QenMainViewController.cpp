@@ -6,7 +6,6 @@
 #include "CustomMessageBox.h"
 #include "Deployment.h"
 #include "IntegerValue.h"
-#include "LoginLinks.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
 #include "QenMainLeftBar.h"
@@ -65,7 +64,7 @@ QenMainViewController::QenMainViewController(CheckViewWorld world, QenMainLeftBa
     m_world.login.Get_Save_Config();
     addQenNotifications();
     m_leftBar.setTabCallback([this](int tag) { selectTab(tag); });
-    changeUIWithWarnLevel(SafeLevel);
+    m_round.changeUIWithWarnLevel(SafeLevel);
     m_round.getDataFromPlist();
 }
 
@@ -96,7 +95,6 @@ void QenMainViewController::addQenNotifications() {
     observe(ClientNotification::Logo, [this](const Notification&) { updateLogoFromConfig(); });
     observe(ClientNotification::ComputerName, [this](const Notification&) { updateComputerNameFromJoinDomain(); });
     observe(ClientNotification::JoinDomainSwitch, [this](const Notification&) { loadJoinDomainButton(); });
-    observe(ClientNotification::InacSsid, [this](const Notification&) { inacSsidChanged(); });
     observe(ClientNotification::AppList,
             [this](const Notification& notification) { loadToolsView(notification.object); });
     observe(ClientNotification::NgnSwitch, [this](const Notification&) { changeAvailableAppListButtonStatus(); });
@@ -253,7 +251,9 @@ void QenMainViewController::loadToolsView(const QVariant& object) {
 
 void QenMainViewController::updateToolsViewWithLogintype(qint64 loginType) {
     const QList<QenToolModel> models = toolModels(m_world.login.AppMgrList());
-    const Tools tools{toolsLook(loginType, m_world.login.isCheckAndShow(), models.isEmpty()), models};
+    // A domain session has no ticket, so nothing ever confirms it.
+    const bool isConfirmed = m_world.login.isCheckAndShow() || m_world.login.isDomainAutoLogin();
+    const Tools tools{toolsLook(loginType, isConfirmed), models};
     onMain([this, tools] { showTools(tools); });
 }
 
@@ -277,6 +277,7 @@ void QenMainViewController::applistButtonDidClicked() {
 void QenMainViewController::tipText(const QString& message) {
     onMain([this, message] {
         auto* box = new CustomMessageBox(window());
+        box->setWindowModality(Qt::WindowModal);
         box->setTitle(QStringLiteral("提醒"), message, CustomMessageBox::BoxStyle::Warning, QStringLiteral("确定"), {});
         box->attach();
     });
@@ -306,49 +307,12 @@ void QenMainViewController::updateComputerNameFromJoinDomain() {
     onMain([this] { m_leftBar.setMachineName(); });
 }
 
-NetworkAccessPolicy QenMainViewController::storedPolicy() const {
-    const auto file = unarchivedObjectWithFilePath(m_world.agentState + QStringLiteral("/inacSSIDInfo.archive"));
-    return networkAccessPolicy(file ? file->toVariant() : QVariant());
-}
-
 void QenMainViewController::loadJoinDomainButton() {
     m_reader.async([this] {
         const auto status =
             unarchivedObjectWithFilePath(m_world.agentState + QStringLiteral("/joindomainSwitchStatus.archive"));
-        const bool isOffered = offersJoinDomain(status ? status->toVariant() : QVariant(), storedPolicy());
+        const bool isOffered =
+            offersJoinDomain(status ? status->toVariant() : QVariant(), storedNetworkAccessPolicy(m_world.agentState));
         onMain([this, isOffered] { m_ui->joinDomainBtn->setVisible(isOffered); });
     });
-}
-
-void QenMainViewController::inacSsidChanged() {
-    m_reader.async([this] {
-        const NetworkAccessPolicy policy = storedPolicy();
-        if (policy.method == NetworkAccessPolicy::Method::Other)
-            return;
-        // Its answer may come when this view is gone; what it needs outlives the view.
-        m_world.networkAccess.checkiNacNecessaryWithUrl(
-            policy.address,
-            [policy, storedMethod = m_world.localCerAuthMethod, follow = policyFollower(policy)](bool isNecessary) {
-                if (followsPolicyChange(policy.method, isNecessary, storedMethod()))
-                    Platform::globalQueue().async(follow);
-            });
-    });
-}
-
-std::function<void()> QenMainViewController::policyFollower(const NetworkAccessPolicy& policy) const {
-    NetworkAccessLink& access = m_world.networkAccess;
-    QenLogHelper& log = m_world.log;
-    if (policy.method == NetworkAccessPolicy::Method::Static)
-        return [&access, &log] {
-            access.installStaticMobileconfig();
-            log.writeLog(QStringLiteral("[QenMainViewController] inac type change to 2"), 1);
-        };
-    return [&access, &log, policy, support = m_world.applicationSupport] {
-        const auto record = AccountModel::currentModel(support).value_or(AccountModel());
-        const QString ticket = record.decryptTicket();
-        if (record.username().isEmpty() || ticket.isEmpty())
-            return;
-        access.executeInacTaskWithUserName(record.userid(), ticket, policy.ssids, policy.address);
-        log.writeLog(QStringLiteral("[QenMainViewController] inac type change to 3"), 1);
-    };
 }

@@ -45,15 +45,11 @@ public:
     void updateComputerNameFromJoinDomain();
     /// Decides again whether the join-domain button is offered. Any thread.
     void loadJoinDomainButton();
-    /// Acts on a changed network-access policy. Any thread.
-    void inacSsidChanged();
     void changeAvailableAppListButtonStatus();
     void changeUIWithWarnLevel(int level);
     void selectTab(int tag);
     /// Shows a message over the window. Any thread.
     void tipText(const QString& message);
-
-    const QenCheckRound& round() const { return m_round; }
 
 private:
     struct Tools {
@@ -75,9 +71,6 @@ private:
     void roundStalled();
     void setRoundRunning(bool isRunning);
     void setReCheckEnabled(bool isEnabled);
-    NetworkAccessPolicy storedPolicy() const;
-    /// What a changed policy has done; it uses nothing of this view.
-    std::function<void()> policyFollower(const NetworkAccessPolicy& policy) const;
     template <typename Call>
     void onMain(Call call);
 

@@ -40,6 +40,7 @@ void ToolOpener::carryOut(const ToolOpening& opening, QWidget* window) {
         return;
     const bool offers = opening.action == Action::OfferDownload;
     auto* sheet = new CustomMessageBox(window);
+    sheet->setWindowModality(Qt::WindowModal);
     sheet->setTitle(SheetTitle, opening.message, CustomMessageBox::BoxStyle::Information,
                     offers ? QStringLiteral("下载") : QStringLiteral("确定"),
                     offers ? QStringLiteral("取消") : QString());

@@ -2,6 +2,7 @@
 
 #include "Deployment.h"
 #include "SystemLog.h"
+#include "UserDefaults.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -20,6 +21,8 @@ const QString Path = QStringLiteral("/org/freedesktop/Notifications");
 const QString ActionKey = QStringLiteral("action");
 const QString OtherKey = QStringLiteral("other");
 const QString ContentsKey = QStringLiteral("default");
+/// In the record: texts of a service's unique bus name, a blank, and the number of an open notification.
+const QString OpenKey = QStringLiteral("OpenNotifications");
 
 QVariantList notifyArguments(const UserNotifications::Content& content) {
     constexpr uint NewOne = 0;
@@ -43,8 +46,8 @@ class UserNotifications::Link final : public QObject {
     Q_OBJECT
 
 public:
-    explicit Link(const QString& busAddress)
-        : m_busName(QUuid::createUuid().toString()),
+    Link(const QString& busAddress, UserDefaults* record)
+        : m_record(record), m_busName(QUuid::createUuid().toString()),
           m_bus(busAddress.isEmpty() ? QDBusConnection::connectToBus(QDBusConnection::SessionBus, m_busName)
                                      : QDBusConnection::connectToBus(busAddress, m_busName)) {
         // From any sender: naming one makes the library ask for its owner, blocking. The slots look at the sender.
@@ -66,17 +69,40 @@ public:
                     if (!reply.isValid())
                         systemLog(QStringLiteral("a notification cannot be shown: %1").arg(reply.error().message()));
                     else if (generation != m_generation)
-                        close(reply.value());
+                        close(Service, reply.value());
                     else
                         m_open.insert(reply.value(), {reply.reply().service(), activated});
+                    keepRecord();
                 });
     }
 
     void removeAll() {
         ++m_generation;
         for (const uint id : m_open.keys())
-            close(id);
+            close(Service, id);
         m_open.clear();
+        keepRecord();
+    }
+
+    void close(const QString& service, uint id) {
+        auto message = QDBusMessage::createMethodCall(service, Path, Service, QStringLiteral("CloseNotification"));
+        message.setAutoStartService(false);
+        message.setArguments({id});
+        m_bus.send(message);
+    }
+
+    /// Nothing is written while nothing changes.
+    void keepRecord() const {
+        if (!m_record)
+            return;
+        ArchiveValue open;
+        for (auto it = m_open.cbegin(); it != m_open.cend(); ++it) {
+            if (open.isNothing())
+                open = ArchiveValue::Array();
+            open.append(it->owner + u' ' + QString::number(it.key()));
+        }
+        m_record->setObject(open, OpenKey);
+        m_record->synchronize();
     }
 
 private Q_SLOTS:
@@ -84,6 +110,7 @@ private Q_SLOTS:
         if (!isOurs(id, message))
             return;
         const auto activated = m_open.take(id).activated;
+        keepRecord();
         if (!activated)
             return;
         if (key == ActionKey)
@@ -94,8 +121,10 @@ private Q_SLOTS:
             activated(Activation::Contents);
     }
     void notificationClosed(uint id, uint, const QDBusMessage& message) {
-        if (isOurs(id, message))
-            m_open.remove(id);
+        if (!isOurs(id, message))
+            return;
+        m_open.remove(id);
+        keepRecord();
     }
 
 private:
@@ -109,13 +138,8 @@ private:
         const auto open = m_open.find(id);
         return open != m_open.end() && open->owner == message.service();
     }
-    void close(uint id) {
-        auto message = QDBusMessage::createMethodCall(Service, Path, Service, QStringLiteral("CloseNotification"));
-        message.setAutoStartService(false);
-        message.setArguments({id});
-        m_bus.send(message);
-    }
 
+    UserDefaults* const m_record;
     const QString m_busName;
     QDBusConnection m_bus;
     QHash<uint, Open> m_open;
@@ -123,14 +147,35 @@ private:
     int m_generation = 0;
 };
 
-UserNotifications::UserNotifications(QString busAddress) : m_busAddress(std::move(busAddress)) {}
+UserNotifications::UserNotifications(QString busAddress, UserDefaults* record)
+    : m_busAddress(std::move(busAddress)), m_record(record) {}
 
 UserNotifications::~UserNotifications() = default;
 
 void UserNotifications::deliver(const Content& content, std::function<void(Activation)> activated) {
+    link().deliver(content, std::move(activated));
+}
+
+UserNotifications::Link& UserNotifications::link() {
     if (!m_link)
-        m_link = std::make_unique<Link>(m_busAddress);
-    m_link->deliver(content, std::move(activated));
+        m_link = std::make_unique<Link>(m_busAddress, m_record);
+    return *m_link;
+}
+
+void UserNotifications::removeEarlier() {
+    if (!m_record)
+        return;
+    const ArchiveValue open = m_record->objectForKey(OpenKey);
+    if (!open.isArray() || open.array().empty())
+        return;
+    for (const ArchiveValue& entry : open.array()) {
+        // By the service's unique name: another one that is there by now knows nothing of them.
+        const QString text = entry.string();
+        const QString service = text.section(u' ', 0, 0);
+        if (service.startsWith(u':'))
+            link().close(service, text.section(u' ', 1).toUInt());
+    }
+    link().keepRecord();
 }
 
 void UserNotifications::removeAll() {

@@ -7,6 +7,8 @@
 
 namespace Platform {
 
+class UserDefaults;
+
 /// Shows notifications with buttons on the desktop and hears which button was pressed.
 ///
 /// Reacts only to notifications of its own, and only to what the notification service itself says of them. The bus is
@@ -29,7 +31,8 @@ public:
     };
 
     /// @param busAddress  empty for the user's session bus
-    explicit UserNotifications(QString busAddress = {});
+    /// @param record  remembers what is open, for a run after this one; may be null, else it outlives this object
+    explicit UserNotifications(QString busAddress = {}, UserDefaults* record = nullptr);
     /// Leaves open notifications where they are, and hears no more of them.
     ~UserNotifications();
     UserNotifications(const UserNotifications&) = delete;
@@ -40,10 +43,15 @@ public:
     void deliver(const Content& content, std::function<void(Activation)> activated);
     /// Takes back all that are open; their buttons do nothing from now on.
     void removeAll();
+    /// Takes back what an earlier run that was killed has left open. Connects to the bus only when there is something.
+    void removeEarlier();
 
 private:
     class Link;
+    Link& link();
+
     const QString m_busAddress;
+    UserDefaults* const m_record;
     std::unique_ptr<Link> m_link;
 };
 

@@ -7,8 +7,6 @@ namespace CheckLook {
 
 /// Both state labels while a round runs.
 inline const QString Checking = QStringLiteral("正在检测");
-/// Colour of the small state label once a check has failed, RGB.
-inline constexpr unsigned WarnColour = 0xF46F16;
 
 /// 0 to 3.
 int levelFor(qint64 warnCount);

@@ -69,10 +69,10 @@ void QenCheckRound::startCheck() {
     m_hadCheckedCount = 0;
     m_warnCount = 0;
     Q_EMIT roundStarted();
-    m_checkQueue.async([this, nodes = m_dataSource] { runPass(nodes); });
+    m_checkQueue.async([this, nodes = m_dataSource, pass = ++m_pass] { runPass(nodes, pass); });
 }
 
-void QenCheckRound::runPass(const std::vector<QenRootModelPointer>& nodes) {
+void QenCheckRound::runPass(const std::vector<QenRootModelPointer>& nodes, int pass) {
     // The way that the results take, too: what is posted here comes behind them.
     const auto onMain = [round = QPointer(this)](auto call) {
         Platform::mainQueue().async([round, call = std::move(call)] {
@@ -97,7 +97,11 @@ void QenCheckRound::runPass(const std::vector<QenRootModelPointer>& nodes) {
         else
             onMain([this] { Q_EMIT detailButtonHidden(false); });
     }
-    onMain([this, checks] { Q_EMIT passEnded(static_cast<int>(std::max<qint64>(0, checks - m_hadCheckedCount))); });
+    onMain([this, checks, pass] {
+        // With several categories a round may end, and the next one begin, while the pass of the first still runs.
+        if (pass == m_pass)
+            Q_EMIT passEnded(static_cast<int>(std::max<qint64>(0, checks - m_hadCheckedCount)));
+    });
 }
 
 void QenCheckRound::checkStateChangeWithNotification(const Platform::Notification& notification) {

@@ -70,7 +70,7 @@ Q_SIGNALS:
     void rowChanged(int row);
     /// hadCheckedCount() went up.
     void resultCounted();
-    /// The look of a level applies. From 1 on the small state label has CheckLook::WarnColour and the repair button
+    /// The look of a level applies. From 1 on the small state label calls for attention and the repair button has
     /// CheckLook::repairTitle(warnCount()). Comes again after each result while there are failures.
     void levelApplied(int level);
     void detailButtonHidden(bool isHidden);
@@ -82,7 +82,7 @@ Q_SIGNALS:
 
 private:
     RequiredChecks policy() const;
-    void runPass(const std::vector<QenRootModelPointer>& nodes);
+    void runPass(const std::vector<QenRootModelPointer>& nodes, int pass);
     void countResult(int row, QenRootModel& node, const QenCheckModel& check);
 
     const World m_world;
@@ -94,6 +94,8 @@ private:
     qint64 m_warnCount = 0;
     int m_currentLevel = 0;
     int m_pendingClosings = 0;
+    /// Number of the passes begun so far.
+    int m_pass = 0;
     bool m_isChecking = false;
     std::atomic<bool> m_isEnding{false};
     Platform::NotificationCenter::Observer m_results;

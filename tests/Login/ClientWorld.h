@@ -23,12 +23,22 @@ public:
     ClientFolder() {
         QDir().mkpath(support() + QStringLiteral("/QenCloudL"));
         QDir().mkpath(agent());
+        machineFile("etc/hostname", "desk-7\n");
+        machineFile("etc/machine-id", "0123456789abcdef0123456789abcdef\n");
+        machineFile("etc/os-release", "NAME=Debian\nVERSION_ID=12\n");
+        machineFile("sys/class/net/eth0/address", "02:fc:00:00:00:0a\n");
+        machineFile("sys/class/net/eth0/device/vendor", "\n");
     }
     QString support() const { return m_folder.filePath(QStringLiteral("support")); }
     QString agent() const { return m_folder.filePath(QStringLiteral("agent")); }
     QString state(const QString& name) const { return support() + QStringLiteral("/QenCloudL/") + name; }
     QString logs() const { return m_folder.filePath(QStringLiteral("logs")); }
     QString file(const QString& name) const { return m_folder.filePath(name); }
+    /// Root of the facts of a computer with one network interface.
+    QString machine() const { return m_folder.filePath(QStringLiteral("machine")); }
+    static QList<InterfaceAddress> addresses() {
+        return {{QStringLiteral("eth0"), InterfaceAddress::Family::IPv4, true, false, QStringLiteral("192.0.2.7")}};
+    }
 
     bool hasState(const QString& name) const { return QFile::exists(state(name)); }
     std::optional<Platform::ArchiveValue> read(const QString& name) const {
@@ -46,6 +56,14 @@ public:
     }
 
 private:
+    void machineFile(const char* name, const char* content) const {
+        const QString path = machine() + u'/' + QString::fromLatin1(name);
+        QDir().mkpath(QFileInfo(path).path());
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(content);
+    }
+
     QTemporaryDir m_folder;
 };
 
@@ -56,6 +74,7 @@ public:
                          QString vpnExecutable = QStringLiteral("/no/such/vpn"))
         : log(folder.logs(), folder.file(QStringLiteral("logs.data"))),
           config(folder.agent() + QStringLiteral("/.QenConfig"), folder.support() + QStringLiteral("/QenCloudL")),
+          device(folder.machine(), {}, ClientFolder::addresses),
           accounts({config, domain, device, log, folder.support()}), front(accounts),
           helper({front, accounts, device, log, {folder.support(), folder.agent(), std::move(vpnExecutable)}, links}),
           m_folder(folder) {}

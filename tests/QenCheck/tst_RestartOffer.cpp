@@ -4,6 +4,7 @@
 #include "PrivateBus.h"
 #include "Queue.h"
 #include "RestartOffer.h"
+#include "UserDefaults.h"
 #include "UserNotifications.h"
 
 #include <QDBusConnection>
@@ -150,6 +151,31 @@ private Q_SLOTS:
         QTest::qWait(60);
         QCOMPARE(lines.all(), expected);
         QCOMPARE(service.closed, event == u"removed" ? QList<uint>{service.lastId} : QList<uint>());
+    }
+
+    void whatAKilledRunLeftIsTakenBack() {
+        const PrivateBus bus;
+        NotificationService service(bus.address());
+        const QTemporaryDir folder;
+        const auto ignore = [](Platform::UserNotifications::Activation) {
+        };
+        const auto run = [&](auto use) {
+            Platform::UserDefaults record(folder.filePath("preferences.plist"));
+            Platform::UserNotifications notifications(bus.address(), &record);
+            use(notifications);
+            QTest::qWait(50);
+        };
+        run([&](Platform::UserNotifications& earlier) {
+            earlier.deliver({"a", "b", "c", "d"}, ignore);
+            earlier.deliver({"answered", "b", "c", "d"}, ignore);
+            QTRY_COMPARE(service.shown.size(), 2);
+            QTest::qWait(50);
+            service.press(service.lastId, "action");
+        });
+        QVERIFY(service.closed.isEmpty());
+        for (int start = 0; start < 2; ++start)
+            run([](Platform::UserNotifications& later) { later.removeEarlier(); });
+        QCOMPARE(service.closed, QList<uint>{service.lastId - 1});
     }
 
     void withoutService() {

@@ -48,7 +48,7 @@ private Q_SLOTS:
         QVERIFY(m_pack.isValid());
         open(m_pack.path());
         QVERIFY(QFile::copy(MAV_HOSTTOOLS, m_pack.filePath("mav-hosttools")));
-        for (const char* name : {"defaults", "dsconfigad", "dscl", "fdesetup", "networksetup", "scutil"})
+        for (const char* name : {"defaults", "dsconfigad", "dscl", "fdesetup", "networksetup", "open", "scutil"})
             QVERIFY(QFile::link("mav-hosttools", m_pack.filePath(name)));
     }
     void init() {
@@ -534,6 +534,38 @@ private Q_SLOTS:
             if (!key.isNull())
                 command.append(key);
             check(run(command), answer);
+        }
+    }
+
+    void openStartsProgramsApart_data() {
+        QTest::addColumn<QStringList>("command");
+        QTest::addColumn<QString>("answer");
+        QTest::newRow("program") << QStringList{"-a", "X.app/Contents/MacOS/X", "a b", "$c"} << "a b|$c";
+        QTest::newRow("bundle") << QStringList{"-a", "X.app", "x"} << "x|";
+        QTest::newRow("none there") << QStringList{"-a", "Y.app"} << "cannot start ";
+        QTest::newRow("nothing") << QStringList{} << "answers only to";
+        QTest::newRow("option") << QStringList{"-R", "x"} << "answers only to";
+    }
+    void openStartsProgramsApart() {
+        QFETCH(QStringList, command);
+        QFETCH(QString, answer);
+        const QString noted = m_machine->filePath("noted");
+        QVERIFY(QDir(m_machine->path()).mkpath("X.app/Contents/MacOS"));
+        put("X.app/Contents/MacOS/X", "#!/bin/sh\nprintf '%s|%s' \"$1\" \"$2\" >" + noted.toUtf8() + ".new\nmv " +
+                                          noted.toUtf8() + ".new " + noted.toUtf8() + "\nsleep 1\n");
+        open(m_machine->filePath("X.app/Contents/MacOS/X"));
+        QVERIFY(::chmod(QFile::encodeName(m_machine->path()).constData(), 0777) == 0);
+        if (command.size() > 1 && command[0] == u"-a")
+            command[1] = m_machine->filePath(command[1]);
+        const Result result = run(QStringList{"open"} + command);
+        if (answer.contains(u'|')) {
+            QCOMPARE(result.error, QString());
+            QTRY_VERIFY(QFile::exists(noted));
+            QFile file(noted);
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            QCOMPARE(QString::fromUtf8(file.readAll()), answer);
+        } else {
+            check(result, answer);
         }
     }
 

@@ -7,7 +7,6 @@
 
 #include <functional>
 
-class NetworkAccessLink;
 class QenCloudLoginHelper;
 class QenLogHelper;
 class QWidget;
@@ -23,9 +22,6 @@ struct CheckViewWorld {
     QenLogHelper& log;
     Platform::NotificationCenter& center;
     Platform::Workspace& workspace;
-    NetworkAccessLink& networkAccess;
-    /// How the installed network profile signs in; null when nobody knows. Any thread.
-    std::function<QString()> localCerAuthMethod;
     /// The user's Application Support folder.
     QString applicationSupport;
     /// The agent's data folder.

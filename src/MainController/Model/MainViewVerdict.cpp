@@ -1,5 +1,6 @@
 #include "MainViewVerdict.h"
 
+#include "ArchiveStore.h"
 #include "IntegerValue.h"
 
 namespace {
@@ -12,10 +13,10 @@ const QString CertificateMethod = QStringLiteral("3");
 
 } // namespace
 
-ToolsLook toolsLook(qint64 loginType, bool isCheckAndShow, bool isListEmpty) {
+ToolsLook toolsLook(qint64 loginType, bool isCheckAndShow) {
     if (loginType == NotSignedIn || !isCheckAndShow)
         return {};
-    return {true, isListEmpty, loginType != DomainLogin};
+    return {true, loginType != DomainLogin};
 }
 
 NetworkAccessPolicy networkAccessPolicy(const QVariant& inacSSIDInfo) {
@@ -27,6 +28,11 @@ NetworkAccessPolicy networkAccessPolicy(const QVariant& inacSSIDInfo) {
                                           : Method::Other,
             file.value(QStringLiteral("inac_addr")).toString(),
             QJsonArray::fromVariantList(file.value(QStringLiteral("ssidlist")).toList())};
+}
+
+NetworkAccessPolicy storedNetworkAccessPolicy(const QString& agentState) {
+    const auto file = unarchivedObjectWithFilePath(agentState + QStringLiteral("/inacSSIDInfo.archive"));
+    return networkAccessPolicy(file ? file->toVariant() : QVariant());
 }
 
 bool followsPolicyChange(NetworkAccessPolicy::Method method, bool isNecessary, const QString& storedMethod) {

@@ -21,7 +21,7 @@ void CheckTreeView::setNodes(const std::vector<QenRootModelPointer>& nodes) {
     layout->setSpacing(0);
     m_categories.clear();
     for (const QenRootModelPointer& node : nodes) {
-        m_categories.push_back(makeCategory(node));
+        m_categories.push_back(makeCategory(node, content));
         layout->addWidget(m_categories.back().row);
         layout->addWidget(m_categories.back().checks);
     }
@@ -30,8 +30,8 @@ void CheckTreeView::setNodes(const std::vector<QenRootModelPointer>& nodes) {
     setWidget(content);
 }
 
-CheckTreeView::Category CheckTreeView::makeCategory(const QenRootModelPointer& node) {
-    Category category{node, addRow(nullptr), new QWidget, {}};
+CheckTreeView::Category CheckTreeView::makeCategory(const QenRootModelPointer& node, QWidget* parent) {
+    Category category{node, addRow(parent), new QWidget(parent), {}};
     auto* layout = new QVBoxLayout(category.checks);
     layout->setContentsMargins(Theme::Space32, 0, 0, 0);
     layout->setSpacing(0);
@@ -71,8 +71,4 @@ void CheckTreeView::reloadRow(int row) {
 void CheckTreeView::expandAll() {
     for (const Category& category : m_categories)
         setExpanded(category, true);
-}
-
-bool CheckTreeView::isExpanded(int row) const {
-    return !m_categories.at(static_cast<size_t>(row)).checks->isHidden();
 }

@@ -21,7 +21,6 @@ public:
     /// Shows a category and its checks as they are by now.
     void reloadRow(int row);
     void expandAll();
-    bool isExpanded(int row) const;
 
 Q_SIGNALS:
     /// @param keyword  the help topic
@@ -35,7 +34,7 @@ private:
         std::vector<CheckRowView*> checkRows;
     };
 
-    Category makeCategory(const QenRootModelPointer& node);
+    Category makeCategory(const QenRootModelPointer& node, QWidget* parent);
     CheckRowView* addRow(QWidget* parent);
     static void reload(const Category& category);
     static void setExpanded(const Category& category, bool isExpanded);

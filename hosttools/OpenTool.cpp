@@ -1,0 +1,37 @@
+#include "Tool.h"
+
+#include <QFileInfo>
+#include <QProcess>
+
+namespace {
+
+/// The program of an application bundle, or @p path itself.
+QString programOf(const QString& path) {
+    const QFileInfo file(path);
+    return file.isDir() ? path + QStringLiteral("/Contents/MacOS/") + file.completeBaseName() : path;
+}
+
+/// Starts it apart from us: whoever asked waits for our end and for whoever holds our output.
+bool startApart(const QString& program, const QStringList& arguments) {
+    QProcess process;
+    process.setProgram(program);
+    process.setArguments(arguments);
+    process.setStandardInputFile(QProcess::nullDevice());
+    process.setStandardOutputFile(QProcess::nullDevice());
+    process.setStandardErrorFile(QProcess::nullDevice());
+    return process.startDetached();
+}
+
+} // namespace
+
+Outcome runOpen(const Facts&, const QStringList& arguments) {
+    if (arguments.size() >= 2 && arguments[0] == u"-a") {
+        const QString program = programOf(arguments[1]);
+        return startApart(program, arguments.mid(2)) ? Outcome() : failed(QStringLiteral("cannot start ") + program);
+    }
+    if (arguments.size() != 1 || arguments[0].startsWith(u'-'))
+        return notUnderstood("open FILE | open -a PROGRAM [ARGUMENT...]");
+    return startApart(QStringLiteral("xdg-open"), arguments)
+               ? Outcome()
+               : failed(QStringLiteral("xdg-open is not installed, so nothing can be opened"));
+}

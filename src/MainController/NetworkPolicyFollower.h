@@ -1,0 +1,46 @@
+#pragma once
+
+#include "MainViewVerdict.h"
+#include "NotificationCenter.h"
+#include "Queue.h"
+
+#include <functional>
+
+class NetworkAccessLink;
+class QenLogHelper;
+
+/// Acts on each network-access policy that the agent stores: the static profile, or a certificate for who is signed in.
+///
+/// Follows from its making on, whether or not somebody is signed in: a computer that has no network yet is the one that
+/// needs the profile. Works on a queue of its own.
+class NetworkPolicyFollower final {
+public:
+    /// All of it outlives what was begun.
+    struct World {
+        QenLogHelper& log;
+        Platform::NotificationCenter& center;
+        NetworkAccessLink& networkAccess;
+        /// How the installed network profile signs in; null when nobody knows. Any thread.
+        std::function<QString()> localCerAuthMethod;
+        /// The user's Application Support folder.
+        QString applicationSupport;
+        /// The agent's data folder.
+        QString agentState;
+    };
+
+    explicit NetworkPolicyFollower(World world);
+    /// Waits for a read that runs.
+    ~NetworkPolicyFollower();
+    NetworkPolicyFollower(const NetworkPolicyFollower&) = delete;
+    NetworkPolicyFollower& operator=(const NetworkPolicyFollower&) = delete;
+
+    /// Any thread.
+    void inacSsidChanged();
+
+private:
+    std::function<void()> action(const NetworkAccessPolicy& policy) const;
+
+    const World m_world;
+    Platform::NotificationCenter::Observer m_changes;
+    Platform::SerialQueue m_reader;
+};
