@@ -15,9 +15,10 @@ using Platform::Error;
 
 namespace {
 
-Error writeArchive(const ArchiveValue& root, const QString& path, Platform::Durability durability) {
-    const QByteArray bytes = Platform::KeyedArchiver::archivedData(root);
-    return bytes.isEmpty() ? archiveResultError() : Platform::replaceFile(path, bytes, durability);
+bool isThere(const QString& path) {
+    struct stat status {};
+    // What stands in the way of looking also stands in the way of writing, which then tells it.
+    return lstat(QFile::encodeName(path).constData(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
 }
 
 } // namespace
@@ -28,16 +29,16 @@ Error archiveResultError() {
 
 void archiveWithRootObject(const ArchiveValue& root, bool, const QString& path,
                            const std::function<void(const Error&)>& completion) {
-    struct stat status {};
-    // What stands in the way of looking also stands in the way of writing, which then tells it.
-    const bool isThere =
-        lstat(QFile::encodeName(path).constData(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
-    // Not removed first: replacing it leaves no moment without a file.
-    const Error error = isThere ? writeArchive(root, path, Platform::Durability::Plain)
-                                : Error(Platform::CocoaErrorDomain, Error::NoSuchFile,
-                                        QStringLiteral("“%1” couldn’t be removed.").arg(path.section(u'/', -1)),
-                                        QStringLiteral("No such file or directory"));
-    completion(error);
+    const QByteArray bytes = Platform::KeyedArchiver::archivedData(root);
+    if (bytes.isEmpty())
+        completion(archiveResultError());
+    else if (!isThere(path))
+        completion(Error(Platform::CocoaErrorDomain, Error::NoSuchFile,
+                         QStringLiteral("“%1” couldn’t be removed.").arg(path.section(u'/', -1)),
+                         QStringLiteral("No such file or directory")));
+    else
+        // Not removed first: replacing it leaves no moment without a file.
+        completion(Platform::replaceFile(path, bytes, Platform::Durability::Plain));
 }
 
 std::optional<ArchiveValue> unarchivedObjectWithFilePath(const QString& path) {
@@ -45,7 +46,8 @@ std::optional<ArchiveValue> unarchivedObjectWithFilePath(const QString& path) {
 }
 
 bool archiveRootObject(const ArchiveValue& root, const QString& path, Platform::Durability durability) {
-    return !writeArchive(root, path, durability);
+    const QByteArray bytes = Platform::KeyedArchiver::archivedData(root);
+    return !bytes.isEmpty() && !Platform::replaceFile(path, bytes, durability);
 }
 
 std::optional<ArchiveValue> unarchiveObjectWithFile(const QString& path, const Platform::AllowedClasses& allowed) {

@@ -21,8 +21,8 @@ ServerAddressFault checkServerAddress(const QString& address, const QString& por
 
 bool saveTypedServer(const QString& applicationSupport, const QString& address, const QString& port) {
     const QString folder = FileManager().createDirectoryWithName(QStringLiteral("QenCloudL"), applicationSupport);
-    // The same pair twice, on purpose: that is the record's form. Nobody here reads it back.
+    // The same pair twice and the name spelled so, both on purpose: that is the record's form. Nobody here reads it.
     const auto pair = Platform::ArchiveValue(QStringList{address, port}).asOneInstance();
-    return archiveRootObject(Platform::ArchiveValue(Platform::ArchiveValue::Array{pair, pair}),
+    return archiveRootObject(Platform::ArchiveValue(Platform::ArchiveValue::Array{pair, pair}).asMutable(),
                              folder + QStringLiteral("/domianorip.archive"));
 }

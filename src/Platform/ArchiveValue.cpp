@@ -218,6 +218,22 @@ ArchiveValue ArchiveValue::asMutable() const {
     return value;
 }
 
+ArchiveValue ArchiveValue::asDeeplyMutable() const {
+    if (isArray()) {
+        Array items = array();
+        for (ArchiveValue& item : items)
+            item = item.asDeeplyMutable();
+        return ArchiveValue(std::move(items)).asMutable();
+    }
+    if (isDictionary()) {
+        Dictionary entries = dictionary();
+        for (ArchiveEntry& entry : entries)
+            entry.value = entry.value.asDeeplyMutable();
+        return ArchiveValue(std::move(entries)).asMutable();
+    }
+    return *this;
+}
+
 ArchiveValue ArchiveValue::stored(Storage storage) const {
     ArchiveValue value = *this;
     value.m_storage = quint64(storage);

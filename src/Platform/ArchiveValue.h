@@ -122,6 +122,8 @@ public:
     ArchiveValue asOneInstance() const;
     /// The mutable variant of a string, data, array or dictionary.
     ArchiveValue asMutable() const;
+    /// The same with all containers inside.
+    ArchiveValue asDeeplyMutable() const;
     bool isMutable() const { return m_mutable; }
     ArchiveValue stored(Storage storage) const;
     Storage storage() const { return static_cast<Storage>(m_storage); }

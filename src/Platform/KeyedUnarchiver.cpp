@@ -98,9 +98,13 @@ private:
         return m_values <= PropertyListLimits::Objects;
     }
 
-    /// Room for @p entries in a container at @p depth. Its height is known when its contents have been read.
-    bool enter(quint32 entries, int depth) const {
-        return depth < PropertyListLimits::Depth && entries <= PropertyListLimits::Objects - m_values;
+    /// Room for @p entries in a container at @p depth, beside what the containers around it still wait for. Its height
+    /// is known when its contents have been read.
+    bool enter(quint32 entries, int depth) {
+        if (depth >= PropertyListLimits::Depth || quint64(m_pending) + entries > PropertyListLimits::Objects - m_values)
+            return false;
+        m_pending += entries;
+        return true;
     }
 
     bool decodeEntry(quint32 number, const Reader::Object& object, int depth, ArchiveValue& result) {
@@ -170,6 +174,7 @@ private:
             return false;
         ArchiveValue::Array items(list.count);
         for (quint32 i = 0; i < list.count; ++i) {
+            --m_pending;
             if (!decodeUid(m_reader.uid(m_reader.reference(list, i)), depth + 1, items[i]))
                 return false;
         }
@@ -196,12 +201,15 @@ private:
             const quint32 key = m_reader.reference(m_objects, uid);
             entries[i].key = m_reader.string(key);
             entries[i].keyInstance = m_instances + key;
-            if (entries[i].key.isNull() && m_reader.object(key).kind == Kind::Dictionary)
+            if (entries[i].key.isNull() && m_reader.object(key).kind == Kind::Dictionary) {
+                m_pending -= keys.count;
                 return decodeObject(object, entry, number, depth, result);
+            }
             if (entries[i].key.isNull() || !m_allowsString)
                 return false;
         }
         for (quint32 i = 0; i < values.count; ++i) {
+            --m_pending;
             if (!decodeUid(m_reader.uid(m_reader.reference(values, i)), depth + 1, entries[i].value))
                 return false;
         }
@@ -226,6 +234,8 @@ private:
     Reader::Object m_objects;
     quint64 m_instances = 0;
     quint32 m_values = 0;
+    /// Entries for which open containers have made room.
+    quint32 m_pending = 0;
     /// Of what has been read inside the container that is being read: containers within each other.
     int m_height = 0;
     /// For each object of the archive its place in m_read, from 1 on; 0 for what has not been met.
@@ -278,6 +288,7 @@ bool ArchiveDecoder::decodeObject(const Reader::Object& object, const ArchiveCla
     fields.reserve(object.count);
     uids.reserve(object.count);
     for (quint32 i = 0; i < object.count; ++i) {
+        --m_pending;
         const quint32 key = m_reader.reference(object, i);
         if (m_lookUp.is(key, m_class))
             continue;
@@ -325,6 +336,7 @@ bool ArchiveDecoder::decodeInlineArray(const Reader::Object& object, int depth, 
         return false;
     ArchiveValue::Array items(object.count);
     for (quint32 i = 0; i < object.count; ++i) {
+        --m_pending;
         const quint32 index = m_reader.reference(object, i);
         if (!decodeField(index, m_reader.object(index), depth + 1, items[i]))
             return false;
@@ -339,6 +351,7 @@ bool ArchiveDecoder::decodeInlineDictionary(const Reader::Object& object, int de
         return false;
     ArchiveValue::Dictionary entries(object.count);
     for (quint32 i = 0; i < object.count; ++i) {
+        --m_pending;
         const quint32 key = m_reader.reference(object, i);
         entries[i].key = m_reader.string(key);
         entries[i].keyInstance = m_instances + key;

@@ -38,11 +38,20 @@ public:
     }
 
 private:
+    /// Room for @p entries in a container at @p depth, beside what the containers around it still wait for.
+    bool enter(quint32 entries, int depth) {
+        if (depth >= PropertyListLimits::Depth || quint64(m_pending) + entries > PropertyListLimits::Objects - m_values)
+            return false;
+        m_pending += entries;
+        return true;
+    }
+
     bool decodeArray(const Reader::Object& object, int depth, ArchiveValue& result) {
-        if (depth >= PropertyListLimits::Depth || object.count > PropertyListLimits::Objects - m_values)
+        if (!enter(object.count, depth))
             return false;
         ArchiveValue::Array items(object.count);
         for (quint32 i = 0; i < object.count; ++i) {
+            --m_pending;
             if (!decode(m_reader.reference(object, i), depth + 1, items[i]))
                 return false;
         }
@@ -51,10 +60,11 @@ private:
     }
 
     bool decodeDictionary(const Reader::Object& object, int depth, ArchiveValue& result) {
-        if (depth >= PropertyListLimits::Depth || object.count > PropertyListLimits::Objects - m_values)
+        if (!enter(object.count, depth))
             return false;
         ArchiveValue::Dictionary entries(object.count);
         for (quint32 i = 0; i < object.count; ++i) {
+            --m_pending;
             const quint32 key = m_reader.reference(object, i);
             const Reader::Object keyObject = m_reader.object(key);
             if (keyObject.kind != Reader::Kind::String && keyObject.kind != Reader::Kind::WideString)
@@ -70,6 +80,8 @@ private:
 
     Reader& m_reader;
     quint32 m_values = 0;
+    /// Entries for which open containers have made room.
+    quint32 m_pending = 0;
 };
 
 class BinaryEncoder {

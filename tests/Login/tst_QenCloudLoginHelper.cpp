@@ -132,7 +132,8 @@ private Q_SLOTS:
         const auto record = AccountModel::currentModel(folder.support());
         QCOMPARE(record->decryptTicket(), right.answer.value(u"data").toObject().value(u"ticket").toString());
         QVERIFY(eventually([&] { return folder.hasState(QStringLiteral("NGNPolicy.archive")); }));
-        QVERIFY(folder.read(QStringLiteral("NGNPolicy.archive"))->isDictionary());
+        const auto policy = folder.read(QStringLiteral("NGNPolicy.archive"));
+        QVERIFY(policy->isDictionary() && policy->isMutable() && policy->value(u"data").isMutable());
 
         // The server issues another ticket: the record follows.
         QVERIFY(m_server.action(QStringLiteral("rotate_ticket"), {{"userid", "lin"}}));
@@ -337,7 +338,8 @@ private Q_SLOTS:
         ClientWorld client(folder);
         client.helper.Get_Save_Config();
         QVERIFY(eventually([&] { return folder.hasState(QStringLiteral("GeneralConfig.archive")); }));
-        QVERIFY(folder.read(QStringLiteral("GeneralConfig.archive"))->isDictionary());
+        const auto stored = folder.read(QStringLiteral("GeneralConfig.archive"));
+        QVERIFY(stored->isDictionary() && stored->isMutable());
         QVERIFY(eventually([&] {
             return client.logText().contains(QStringLiteral("[QenCloudLoginHelper] QenCloud get General Success!!!"));
         }));

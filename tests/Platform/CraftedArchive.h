@@ -5,6 +5,8 @@
 
 #include <QtEndian>
 
+#include <sys/resource.h>
+
 /// Property lists and archives as no writer of ours makes them: right in their parts, wrong or unusual as a whole.
 namespace CraftedArchive {
 
@@ -61,5 +63,19 @@ inline QByteArray binary(const QByteArrayList& objects, int top = 0, int referen
     }
     return file;
 }
+
+/// An array that holds object @p number more often than any decoder should make room for at each level.
+inline QByteArray wideArray(char number) {
+    return QByteArray("\xaf\x12\0\3\xd0\x90", 6) + QByteArray(250000, number);
+}
+
+/// Most memory that this process had so far, kilobytes.
+inline long peakMemory() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+}
+/// Far above what a broken file takes, far below what a bomb would.
+constexpr long MemoryLimit = 256 * 1024;
 
 } // namespace CraftedArchive

@@ -285,6 +285,29 @@ private Q_SLOTS:
             bomb.push_back(arrayEntry({i + 2, i + 2}, 62));
         bomb.insert(bomb.end(), {ArchiveValue("a"), listClass});
         row("shared 2^60 times", archive(bomb));
+        row("field that is wide and in itself", binary({"\xd4\1\2\3\4\5\6\7\x08",
+                                                        "\x58$version",
+                                                        "\x59$archiver",
+                                                        "\x54$top",
+                                                        "\x58$objects",
+                                                        QByteArray("\x12\0\1\x86\xa0", 5),
+                                                        "\x5f\x10\x0fNSKeyedArchiver",
+                                                        "\xd1\x09\x0a",
+                                                        "\xa3\x0b\x0c\x0d",
+                                                        "\x54root",
+                                                        "\x80\1",
+                                                        "\x55$null",
+                                                        "\xd2\x0e\x0f\x15\x10",
+                                                        "\xd2\x11\x12\x13\x14",
+                                                        "\x54next",
+                                                        "\x56$class",
+                                                        "\x80\2",
+                                                        "\x5a$classname",
+                                                        "\x58$classes",
+                                                        "\x51"
+                                                        "A",
+                                                        "\xa1\x13",
+                                                        wideArray(21)}));
         // Each row is allowed by itself, and hangs below the end of the one before.
         ArchiveValue::Array deep{arrayEntry({102, 2}, 203)};
         for (int i = 2; i <= 200; ++i)
@@ -296,7 +319,9 @@ private Q_SLOTS:
         QFETCH(QByteArray, file);
         QElapsedTimer timer;
         timer.start();
+        const long before = peakMemory();
         QVERIFY(!read(file));
+        QVERIFY(peakMemory() - before < MemoryLimit);
         QVERIFY(timer.elapsed() < 5000);
     }
 

@@ -185,6 +185,7 @@ private Q_SLOTS:
         row("UID of 16 bytes", binary({QByteArray("\x8f", 1) + QByteArray(16, 0)}));
         row("unknown marker", binary({"\xf0"}));
         row("null", binary({QByteArray("\0", 1)}));
+        row("wide, in itself", binary({CraftedArchive::wideArray(0)}));
         row("shared 2^60 times", bomb(60, 2));
         row("shared 14^20 times", bomb(20, 14));
         row("one deeper than allowed", bomb(129, 1));
@@ -215,7 +216,9 @@ private Q_SLOTS:
         QFETCH(QByteArray, file);
         QElapsedTimer timer;
         timer.start();
+        const long before = CraftedArchive::peakMemory();
         QVERIFY(!PropertyList::decoded(file));
+        QVERIFY(CraftedArchive::peakMemory() - before < CraftedArchive::MemoryLimit);
         // Far above what it takes, far below what a bomb would.
         QVERIFY(timer.elapsed() < 5000);
     }

@@ -35,6 +35,16 @@ std::optional<qint64> stateOf(const QJsonObject& answer) {
     return integerValue(dataOf(answer).value(u"state"));
 }
 
+/// The answer, of which the unsealed parts are mutable throughout.
+Platform::ArchiveValue policyRecord(const QJsonObject& answer) {
+    auto record = Platform::ArchiveValue::fromJson(answer).asMutable();
+    for (const auto& key : {QStringLiteral("data"), QStringLiteral("office_data")}) {
+        if (const auto& part = record.value(key); !part.isNothing())
+            record.insert(key, part.asDeeplyMutable());
+    }
+    return record;
+}
+
 /// State 0 with a ticket: the server signed the user in.
 bool signsIn(const QJsonObject& answer) {
     return stateOf(answer) == 0 && dataOf(answer).value(u"ticket").isString();
@@ -271,7 +281,7 @@ void QenCloudLoginHelper::Get_GeneralNGNPolicy() {
         m_world.accounts.GetGeneralNGNPolicyRep([this, busy](const QJsonObject& answer, const Error& error) {
             // This answer's result key is "code", not "ret".
             if (!error && integerValue(answer.value(u"code")) == 0)
-                replaceState(QStringLiteral("NGNPolicy.archive"), Platform::ArchiveValue::fromJson(answer));
+                replaceState(QStringLiteral("NGNPolicy.archive"), policyRecord(answer));
         });
     });
 }
@@ -288,7 +298,8 @@ void QenCloudLoginHelper::Get_Save_Config() {
         if (data.isUndefined() || data.isNull())
             QFile::remove(stateFile(QStringLiteral("GeneralConfig.archive")));
         else
-            replaceState(QStringLiteral("GeneralConfig.archive"), Platform::ArchiveValue::fromJson(data));
+            replaceState(QStringLiteral("GeneralConfig.archive"),
+                         Platform::ArchiveValue::fromJson(data).asDeeplyMutable());
         m_world.log.writeLog(QStringLiteral("[QenCloudLoginHelper] QenCloud get General Success!!!"));
     });
 }
