@@ -218,11 +218,15 @@ void QenDetailWindow::showState(qint64 state) {
 
 void QenDetailWindow::refreshUI() {
     closeCheckQR();
-    for (FormField* field : {m_ui->passwordField, m_ui->otpField, m_ui->newPasswordField, m_ui->repeatedPasswordField})
-        field->clear();
+    clearSecrets();
     selectPage(SignedInPage);
     m_world.application.setItemsHiddenMenu();
     m_startCheckLoginDelegate.loginCompleted();
+}
+
+void QenDetailWindow::clearSecrets() {
+    for (FormField* field : {m_ui->passwordField, m_ui->otpField, m_ui->newPasswordField, m_ui->repeatedPasswordField})
+        field->clear();
 }
 
 void QenDetailWindow::showSignedOut() {

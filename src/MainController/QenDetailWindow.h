@@ -67,7 +67,8 @@ protected:
 private:
     using Answer = std::function<void(const QJsonObject&, const Platform::Error&)>;
     using Handler = void (QenDetailWindow::*)(const QJsonObject&, const Platform::Error&);
-    /// A completion that carries the answer to the main thread, and nowhere once this window is gone.
+    /// A completion that carries the answer to the main thread; once this window is gone, only the news that somebody
+    /// is signed in.
     Answer answerTo(Handler handler);
 
     void connectPages();
@@ -80,6 +81,7 @@ private:
     void showQR(const QImage& image);
     void showState(qint64 state);
     void refreshUI();
+    void clearSecrets();
     void showSignedOut();
 
     void tapConfirmBtn();

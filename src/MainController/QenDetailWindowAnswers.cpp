@@ -55,8 +55,14 @@ QJsonObject logoutRequest(const AccountModel& account, QenCloudLoginHelper& logi
 } // namespace
 
 QenDetailWindow::Answer QenDetailWindow::answerTo(Handler handler) {
-    return [this, gate = m_gate, handler](const QJsonObject& answer, const Platform::Error& error) {
+    return [this, gate = m_gate, handler, &login = m_world.login,
+            &center = m_world.center](const QJsonObject& answer, const Platform::Error& error) {
         gate->async([this, handler, answer, error] { (this->*handler)(answer, error); });
+        // Who closed the window meanwhile may be signed in all the same.
+        Platform::mainQueue().async([gate, &login, &center] {
+            if (gate->isClosed() && login.iflogin())
+                center.post(ClientNotification::QRLoginState, qint64(0));
+        });
     };
 }
 
@@ -126,10 +132,12 @@ void QenDetailWindow::showVerdict(const DetailVerdict& verdict) {
         break;
     case DetailVerdict::Show::SignedIn:
         // An answer that says so without a ticket has made no record.
-        if (m_world.login.iflogin())
+        if (m_world.login.iflogin()) {
             refreshUI();
-        else
-            selectPage(AccountPage);
+            break;
+        }
+        clearSecrets();
+        selectPage(AccountPage);
     }
 }
 
@@ -203,11 +211,13 @@ void QenDetailWindow::logoutHandleWithResponse(const QJsonObject& answer, const 
     m_ui->logoutBtn->setBusy(false);
     const DetailVerdict verdict = judgeDetailLogoutAnswer(answer, error);
     showVerdict(verdict);
+    if (error && isSignOutPending())
+        m_startCheckLoginDelegate.StartCheckLogin();
     if (error || m_world.login.iflogin())
         return;
     m_world.application.setItemsHiddenMenu();
     m_startCheckLoginDelegate.logoutCompleted();
-    showSignedOut();
+    sessionEnded();
     m_world.center.post(ClientNotification::Logout, 0);
 }
 

@@ -14,6 +14,7 @@
 #include "ui_QenMainLeftBar.h"
 
 #include <QPainter>
+#include <QShowEvent>
 
 #include <array>
 #include <utility>
@@ -101,12 +102,16 @@ void QenMainLeftBar::closeDetailWindow(QenDetailWindow* window) {
 }
 
 void QenMainLeftBar::detailWindowClosed() {
-    m_ishowDetailWin = false;
+    const bool waited = std::exchange(m_ishowDetailWin, false);
     m_detailWindow = nullptr;
     closeCheckLoginStatus();
+    // Closed by the person before the ticket poll would have.
+    if (waited && m_world.login.iflogin() && m_world.login.isCheckAndShow())
+        m_world.center.post(ClientNotification::QRLoginState, qint64(0));
 }
 
 void QenMainLeftBar::loginCompleted() {
+    closeCheckLoginStatus();
     refreshUserName();
     StartCheckTicketStatus();
 }
@@ -114,6 +119,12 @@ void QenMainLeftBar::loginCompleted() {
 void QenMainLeftBar::logoutCompleted() {
     closeCheckTicketStatus();
     refreshUserName();
+    tellWindowOfTheEnd();
+}
+
+void QenMainLeftBar::tellWindowOfTheEnd() {
+    if (m_detailWindow && !m_world.login.iflogin())
+        m_detailWindow->sessionEnded();
 }
 
 void QenMainLeftBar::functionListHandleWithTag(int tag, bool isCallback) {
@@ -178,11 +189,12 @@ void QenMainLeftBar::setMachineName() {
 
 void QenMainLeftBar::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
-    // Somebody signed in on a page that knows nothing of this bar.
-    if (!m_TicketCheckTimer && m_world.login.iflogin()) {
-        refreshUserName();
+    // Somebody may have signed in on a page that knows nothing of this bar.
+    if (event->spontaneous() || !m_world.login.iflogin())
+        return;
+    refreshUserName();
+    if (!m_TicketCheckTimer)
         StartCheckTicketStatus();
-    }
 }
 
 void QenMainLeftBar::paintEvent(QPaintEvent*) {
@@ -202,7 +214,7 @@ void QenMainLeftBar::StartCheckLogin() {
     m_gate->async([this] {
         // The window may have been closed meanwhile.
         if (m_detailWindow) {
-            m_ishowDetailWin = true;
+            m_ishowDetailWin = !m_detailWindow->isShownSignedIn();
             StartCheckLoginStatus();
         }
         setMachineName();
@@ -243,6 +255,12 @@ void QenMainLeftBar::createCheckLoginTimer() {
                         center.post(ClientNotification::QRLoginState, state);
                     });
                 log.writeLog(verdict.log, verdict.logType);
+                // The answer may have been the end of a session that was still to be reported.
+                if (!verdict.forwarded)
+                    gate->async([this] {
+                        refreshUserName();
+                        tellWindowOfTheEnd();
+                    });
             });
     };
     m_GDCheckLoginTimer = std::make_unique<PollTimer>(timerCheckQueue(), m_world.pollInterval, tick);
@@ -261,8 +279,9 @@ void QenMainLeftBar::createCheckTicketTimer() {
                 refreshUserName();
                 if (isConfirmed && m_ishowDetailWin)
                     center.post(ClientNotification::QRLoginState, qint64(0));
-                if (m_detailWindow && !m_world.login.iflogin())
-                    m_detailWindow->sessionEnded();
+                tellWindowOfTheEnd();
+                if (!m_world.login.iflogin())
+                    closeCheckTicketStatus();
             });
         });
     };

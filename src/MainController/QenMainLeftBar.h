@@ -34,7 +34,7 @@ public:
     ~QenMainLeftBar() override;
 
     /// Opens the login window over @p over, or brings it forward. Whoever signs in there is told of by the state 0 of
-    /// "update_Lable_notification".
+    /// "update_Lable_notification", even when the window is closed before the answer.
     void openDetailWindow(QWidget* over);
     /// The login window waits for a sign-in; one opened by somebody signed in does not.
     bool ishowDetailWin() const { return m_ishowDetailWin; }
@@ -70,6 +70,8 @@ private:
     void createCheckLoginTimer();
     void createCheckTicketTimer();
     void detailWindowClosed();
+    /// An open login window that shows a session offers the sign-in again when there is none any more.
+    void tellWindowOfTheEnd();
     HoverPictureButton* tabButton(int tag) const;
 
     const SessionViewWorld m_world;

@@ -256,6 +256,8 @@ private Q_SLOTS:
         open();
         QTRY_VERIFY(!m_world->record());
         QCOMPARE(m_server.requests(StatusPath).at(0)[u"fields"][u"clientoper"].toInt(), 1);
+        QTRY_COMPARE(page(), QenDetailWindow::QRPage);
+        QTRY_COMPARE(label(*m_bar, "userNameLab"), QStringLiteral("未登录"));
     }
 
     void sessionEndedByTheServer() {
@@ -271,6 +273,23 @@ private Q_SLOTS:
         const auto asked = m_server.requests(TicketPath).size();
         QTest::qWait(350);
         QCOMPARE(m_server.requests(TicketPath).size(), asked);
+    }
+
+    void signInIsToldThoughTheWindowIsClosed() {
+        m_server.fault(LoginPath, {{"kind", "delay"}, {"seconds", 0.3}}, 1);
+        open();
+        QList<qint64> told;
+        const auto observer = m_world->center.observe(
+            ClientNotification::QRLoginState,
+            [&told](const Platform::Notification& notification) { told << notification.object.toLongLong(); });
+        openAccountPage();
+        signInAs(QStringLiteral("lin"), Password);
+        QVERIFY(m_server.waitForRequests(LoginPath, 1));
+        QTest::keyClick(&window(), Qt::Key_Escape);
+        QTRY_VERIFY(!m_window);
+        QVERIFY(!m_world->record());
+        QTRY_VERIFY(told.contains(0));
+        QCOMPARE(m_world->record()->userid(), QStringLiteral("lin"));
     }
 
     void silentServerNeverHoldsTheWindow() {

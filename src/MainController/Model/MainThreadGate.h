@@ -19,10 +19,10 @@ public:
     bool runAndWait(const Platform::Block& block);
     /// Main thread.
     void close();
-
-private:
+    /// Any thread; what it says stays true on the main thread only.
     bool isClosed();
 
+private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
     bool m_closed = false;

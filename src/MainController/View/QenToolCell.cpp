@@ -65,7 +65,8 @@ QStringList nameLines(const QString& name, const QFont& font, int width) {
 QenToolCell::QenToolCell(QenToolModel model, QWidget* parent) : QAbstractButton(parent), m_model(std::move(model)) {
     setFocusPolicy(Qt::TabFocus);
     setCursor(Qt::PointingHandCursor);
-    setText(m_model.appName);
+    // Its own name, not a shortcut.
+    setText(QString(m_model.appName).replace(u'&', QStringLiteral("&&")));
     setAccessibleName(m_model.appName);
     setToolTip(m_model.appName.toHtmlEscaped());
     connect(this, &QAbstractButton::clicked, this, &QenToolCell::toolButtonAction);
@@ -93,10 +94,10 @@ void QenToolCell::leaveEvent(QEvent* event) {
 }
 
 void QenToolCell::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
-        click();
-    else
+    if (event->key() != Qt::Key_Return && event->key() != Qt::Key_Enter)
         QAbstractButton::keyPressEvent(event);
+    else if (!event->isAutoRepeat())
+        click();
 }
 
 void QenToolCell::paintEvent(QPaintEvent*) {
