@@ -78,7 +78,7 @@ int connectTo(const QString& folder, const QString& key, Deadline deadline) {
 }
 
 int listenAt(const QString& folder, const QString& key) {
-    if (!Platform::makeFolder(folder))
+    if (!Platform::makePrivateFolder(folder))
         return -1;
     const auto address = addressOf(folder, key);
     const int socket = address ? newSocket() : -1;

@@ -1,6 +1,7 @@
 #include "QenUIParloManager.h"
 
 #include "Paths.h"
+#include "SystemLog.h"
 
 namespace {
 
@@ -24,7 +25,8 @@ QenUIParloManager& QenUIParloManager::sharedInstance() {
 void QenUIParloManager::config() {
     m_uiClient.setSendTimeout(Timeout);
     m_uiClient.setReceiveTimeout(Timeout);
-    m_uiServer.startListen(ListeningKey);
+    if (!m_uiServer.startListen(ListeningKey))
+        Platform::systemLog(QStringLiteral("[QenUIParloManager] cannot listen: %1").arg(ListeningKey));
 }
 
 void QenUIParloManager::sendMessageWithName(

@@ -1,5 +1,7 @@
 #include "FileEventStream.h"
 
+#include "SystemLog.h"
+
 #include <QFile>
 #include <QFileInfo>
 
@@ -156,7 +158,8 @@ void FileEventStream::handle(int descriptor, quint32 mask, const QString& name) 
     if (mask & IN_ISDIR) {
         if (mask & IN_MOVED_FROM)
             folderMoved(path);
-        if (mask & (IN_CREATE | IN_MOVED_TO))
+        // One that its maker opens only after it was made counts when it is open.
+        if (mask & (IN_CREATE | IN_MOVED_TO) || (mask & IN_ATTRIB && !name.isEmpty()))
             watchAll(true);
     }
 }
@@ -185,6 +188,9 @@ int FileEventStream::timeLeft() const {
 
 void FileEventStream::run() {
     watchAll(false);
+    // Without one watch at the least, of "/", the kernel has nothing left to give.
+    if (m_watches.isEmpty())
+        systemLog(QStringLiteral("[FileEventStream] no file can be followed: %1").arg(qt_error_string(errno)));
     while (!m_stopped) {
         pollfd sources[] = {{m_inotify, POLLIN, 0}, {m_wake, POLLIN, 0}};
         poll(sources, 2, timeLeft());

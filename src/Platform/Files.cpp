@@ -158,4 +158,13 @@ bool makeFolder(const QString& path, mode_t mode, bool intermediate) {
     return stat(name.constData(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+bool makePrivateFolder(const QString& path) {
+    const QByteArray name = QFile::encodeName(path);
+    struct stat status {};
+    if (!makeFolder(path) || ::lstat(name.constData(), &status) != 0 || !S_ISDIR(status.st_mode) ||
+        status.st_uid != ::geteuid())
+        return false;
+    return (status.st_mode & 0077) == 0 || ::chmod(name.constData(), 0700) == 0;
+}
+
 } // namespace Platform

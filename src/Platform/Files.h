@@ -36,5 +36,7 @@ Error replaceFile(const QString& path, const QByteArray& bytes, Durability durab
 /// @param mode  permissions of every folder that is made
 /// @param intermediate  makes missing folders above it as well
 bool makeFolder(const QString& path, mode_t mode = 0700, bool intermediate = true);
+/// True when @p path is a folder of this user that nobody else may enter afterwards; never by way of a link.
+bool makePrivateFolder(const QString& path);
 
 } // namespace Platform

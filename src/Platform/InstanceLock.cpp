@@ -1,5 +1,7 @@
 #include "InstanceLock.h"
 
+#include "Files.h"
+
 #include <QElapsedTimer>
 #include <QFile>
 #include <QSocketNotifier>
@@ -54,7 +56,7 @@ InstanceLock::~InstanceLock() {
 }
 
 InstanceLock::Outcome InstanceLock::acquire(std::chrono::milliseconds limit) {
-    if (!prepareFolder())
+    if (!makePrivateFolder(m_folder))
         return Outcome::Unusable;
     QElapsedTimer timer;
     timer.start();
@@ -69,16 +71,6 @@ InstanceLock::Outcome InstanceLock::acquire(std::chrono::milliseconds limit) {
             return Outcome::HeldByOther;
         ::poll(nullptr, 0, PauseMilliseconds);
     }
-}
-
-bool InstanceLock::prepareFolder() const {
-    const QByteArray path = QFile::encodeName(m_folder);
-    struct stat status {};
-    if (::mkdir(path.constData(), 0700) != 0 && errno != EEXIST)
-        return false;
-    if (::lstat(path.constData(), &status) != 0 || !S_ISDIR(status.st_mode) || status.st_uid != ::geteuid())
-        return false;
-    return (status.st_mode & 0077) == 0 || ::chmod(path.constData(), 0700) == 0;
 }
 
 bool InstanceLock::takeLock() {

@@ -27,7 +27,6 @@ public:
     Outcome acquire(std::chrono::milliseconds limit);
 
 private:
-    bool prepareFolder() const;
     /// @returns whether the lock is ours; sets m_lock when so
     bool takeLock();
     void listen();

@@ -6,7 +6,12 @@
 #include "QenLogHelper.h"
 #include "TaskHelper.h"
 
+#include <future>
+
 namespace {
+
+/// The look-up and the agent's two answers, each at its limit.
+constexpr std::chrono::seconds LongestStop{14};
 
 QenCloudClientProcessListener::World runningClient() {
     QenCloudLoginHelper& login = QenCloudLoginHelper::sharedInstance();
@@ -16,7 +21,13 @@ QenCloudClientProcessListener::World runningClient() {
         .iflogin = [&login] { return login.iflogin(); },
         .isCheckAndShow = [&login] { return login.isCheckAndShow(); },
         .checkXPCServiceIsReInital = [&ticket] { return ticket.checkXPCServiceIsReInital(); },
-        .existZelVPN = [&login] { login.existZelVPN(); },
+        .existZelVPN =
+            [&login] {
+                // The tick may wait, and a stop that came after the reload would end what it started.
+                const auto stopped = std::make_shared<std::promise<void>>();
+                login.existZelVPN([stopped] { stopped->set_value(); });
+                stopped->get_future().wait_for(LongestStop);
+            },
         .runTicketXPC = [&ticket] { ticket.runTicketXPC(); },
         .reloadZelVPN = [&login] { login.reloadZelVPN(); },
     };

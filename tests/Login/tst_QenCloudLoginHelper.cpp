@@ -427,9 +427,11 @@ private Q_SLOTS:
             peers.stopError = Error(QStringLiteral("D"), 9);
         {
             ClientWorld client(folder, peers.links(), vpn);
-            client.helper.existZelVPN();
-            QVERIFY(
-                eventually([&] { return client.logText().contains(QStringLiteral("[QenCloudLoginHelper] ") + line); }));
+            QSemaphore done;
+            client.helper.existZelVPN([&done] { done.release(); });
+            QVERIFY(done.tryAcquire(1, 5000));
+            QVERIFY(client.logText().contains(QStringLiteral("[QenCloudLoginHelper] ") + line));
+            QVERIFY(!done.tryAcquire(1, 20));
         }
         QCOMPARE(peers.calls().contains(QStringLiteral("stop")), accessStatus == 0);
         component.kill();

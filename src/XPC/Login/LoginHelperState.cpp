@@ -161,11 +161,16 @@ void QenCloudLoginHelper::invalidate(const std::optional<AccountModel>& before) 
     callLoginBlock(false);
 }
 
-void QenCloudLoginHelper::existZelVPN() {
-    Platform::globalQueue().async([this, busy = m_pending.token()] { stopVpn(); });
+void QenCloudLoginHelper::existZelVPN(const std::function<void()>& done) {
+    // Called when the last of those who carry the stop on lets it go.
+    const std::shared_ptr<void> end(nullptr, [done](void*) {
+        if (done)
+            done();
+    });
+    Platform::globalQueue().async([this, end, busy = m_pending.token()] { stopVpn(end); });
 }
 
-void QenCloudLoginHelper::stopVpn() {
+void QenCloudLoginHelper::stopVpn(const std::shared_ptr<void>& end) {
     QString running;
     TaskHelper::sharedInstance().excuteTaskPath(
         QStringLiteral("/bin/bash"),
@@ -182,12 +187,12 @@ void QenCloudLoginHelper::stopVpn() {
         refused();
         return;
     }
-    agent->startRequestAccess([this, busy = m_pending.token(), agent, refused](int status) {
+    agent->startRequestAccess([this, end, busy = m_pending.token(), agent, refused](int status) {
         if (status != 0) {
             refused();
             return;
         }
-        agent->stopSmartAgent([this, busy](const QJsonObject& answer, const Platform::Error& error) {
+        agent->stopSmartAgent([this, end, busy](const QJsonObject& answer, const Platform::Error& error) {
             m_world.log.writeLog(stopOutcome(answer, error));
         });
     });

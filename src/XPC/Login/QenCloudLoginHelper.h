@@ -108,7 +108,8 @@ public:
     void reloadZelVPN();
     /// Stops the VPN component through the agent when it runs. Returns at once; the look-up and the stop run in the
     /// background.
-    void existZelVPN();
+    /// @param done  called once on a background thread when nothing more is to come, whatever happened
+    void existZelVPN(const std::function<void()>& done = {});
     /// 16 characters: those from index 7 of the MD5 sum's hexadecimal digits.
     static QString stringToMD5(const QString& text);
     static QString getNowTimestamp();
@@ -126,7 +127,7 @@ private:
     void invalidate(const std::optional<AccountModel>& before);
     void saveRecord(const QJsonObject& data, qint64 status, LoginType type);
     void callLoginBlock(bool signedIn);
-    void stopVpn();
+    void stopVpn(const std::shared_ptr<void>& end);
     static QString stopOutcome(const QJsonObject& answer, const Platform::Error& error);
     /// Replaces one of the client's state files in one step; the folder is made when missing.
     void replaceState(const QString& name, const Platform::ArchiveValue& root,
