@@ -154,11 +154,17 @@ Error judgeAnswer(const HttpAnswer& answer, const QList<QByteArray>& acceptableT
 }
 
 Error parseJsonAnswer(const QByteArray& text, QJsonObject* object) {
+    // The parser takes a hundred bytes and more for an object or array that two bytes of text make.
+    constexpr qsizetype MostContainers = 250000;
+    const auto notJson = [](const QString& reason) {
+        return Error(CocoaErrorDomain, Error::NotJson, QStringLiteral("服务器返回的数据格式不正确。"), reason);
+    };
+    if (text.size() > MostContainers && text.count('[') + text.count('{') > MostContainers)
+        return notJson(QStringLiteral("too many objects"));
     QJsonParseError failure;
     const QJsonDocument document = QJsonDocument::fromJson(text, &failure);
     if (!document.isObject() && !document.isArray())
-        return Error(CocoaErrorDomain, Error::NotJson, QStringLiteral("服务器返回的数据格式不正确。"),
-                     failure.errorString());
+        return notJson(failure.errorString());
     *object = document.object();
     return {};
 }

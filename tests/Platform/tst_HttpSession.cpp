@@ -1,3 +1,4 @@
+#include "HttpAnswer.h"
 #include "HttpOutcome.h"
 
 #include <QDir>
@@ -65,6 +66,7 @@ private Q_SLOTS:
     void initTestCase();
     void answer_data();
     void answer();
+    void manyLists();
     void url_data();
     void url();
     void timeout_data();
@@ -161,6 +163,13 @@ void tst_HttpSession::answer() {
     if (QByteArray(QTest::currentDataTag()) == "500")
         QCOMPARE(outcome->error.localizedDescription(), QStringLiteral("Request failed: internal server error (500)"));
     QCOMPARE(outcome->calls.load(), 1);
+}
+
+void tst_HttpSession::manyLists() {
+    QJsonObject object;
+    QVERIFY(!Platform::parseJsonAnswer("[" + QByteArray("[],").repeated(200000) + "[]]", &object));
+    QCOMPARE(Platform::parseJsonAnswer("[" + QByteArray("[],").repeated(300000) + "[]]", &object).code(),
+             qint64(Error::NotJson));
 }
 
 void tst_HttpSession::url_data() {
