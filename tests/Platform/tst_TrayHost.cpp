@@ -105,7 +105,12 @@ public:
         m_bus.registerObject("/StatusNotifierWatcher", this,
                              QDBusConnection::ExportAllProperties | QDBusConnection::ExportAllSignals);
     }
-    ~Watcher() override { QDBusConnection::disconnectFromBus("watcher"); }
+    ~Watcher() override {
+        m_bus.unregisterObject("/StatusNotifierWatcher");
+        // A call that is still on its way to this object must not outlive the connection.
+        QCoreApplication::removePostedEvents(this);
+        QDBusConnection::disconnectFromBus("watcher");
+    }
     bool appear() { return m_bus.registerService(WatcherName); }
     bool vanish() { return m_bus.unregisterService(WatcherName); }
 

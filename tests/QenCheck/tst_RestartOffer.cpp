@@ -46,7 +46,12 @@ public:
         m_bus.registerObject(Path, this, QDBusConnection::ExportAllSlots);
         m_bus.registerService(Service);
     }
-    ~NotificationService() override { QDBusConnection::disconnectFromBus("service"); }
+    ~NotificationService() override {
+        m_bus.unregisterObject(Path);
+        // A call that is still on its way to this object must not outlive the connection.
+        QCoreApplication::removePostedEvents(this);
+        QDBusConnection::disconnectFromBus("service");
+    }
 
     static void say(QDBusConnection bus, const QString& signal, const QVariantList& arguments) {
         auto message = QDBusMessage::createSignal(Path, Service, signal);
