@@ -170,7 +170,7 @@ void UserNotifications::removeEarlier() {
         return;
     for (const ArchiveValue& entry : open.array()) {
         // By the service's unique name: another one that is there by now knows nothing of them.
-        const QString text = entry.string();
+        const QString& text = entry.string();
         const QString service = text.section(u' ', 0, 0);
         if (service.startsWith(u':'))
             link().close(service, text.section(u' ', 1).toUInt());
