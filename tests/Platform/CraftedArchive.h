@@ -75,7 +75,7 @@ inline long peakMemory() {
     getrusage(RUSAGE_SELF, &usage);
     return usage.ru_maxrss;
 }
-/// Far above what a broken file takes, far below what a bomb would.
-constexpr long MemoryLimit = 256 * 1024;
+/// Far above what a broken file takes, a sanitizer's own share included, and below what a bomb would.
+constexpr long MemoryLimit = 800 * 1024;
 
 } // namespace CraftedArchive
