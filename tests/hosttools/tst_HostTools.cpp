@@ -540,8 +540,8 @@ private Q_SLOTS:
     void openStartsProgramsApart_data() {
         QTest::addColumn<QStringList>("command");
         QTest::addColumn<QString>("answer");
-        QTest::newRow("program") << QStringList{"-a", "X.app/Contents/MacOS/X", "a b", "$c"} << "a b|$c";
-        QTest::newRow("bundle") << QStringList{"-a", "X.app", "x"} << "x|";
+        QTest::newRow("program") << QStringList{"-a", "X.app/Contents/MacOS/X", "a b", "$c"} << "a b|$c|";
+        QTest::newRow("bundle") << QStringList{"-a", "X.app", "x"} << "x||";
         QTest::newRow("none there") << QStringList{"-a", "Y.app"} << "cannot start ";
         QTest::newRow("nothing") << QStringList{} << "answers only to";
         QTest::newRow("option") << QStringList{"-R", "x"} << "answers only to";
@@ -551,8 +551,8 @@ private Q_SLOTS:
         QFETCH(QString, answer);
         const QString noted = m_machine->filePath("noted");
         QVERIFY(QDir(m_machine->path()).mkpath("X.app/Contents/MacOS"));
-        put("X.app/Contents/MacOS/X", "#!/bin/sh\nprintf '%s|%s' \"$1\" \"$2\" >" + noted.toUtf8() + ".new\nmv " +
-                                          noted.toUtf8() + ".new " + noted.toUtf8() + "\nsleep 1\n");
+        put("X.app/Contents/MacOS/X", "#!/bin/sh\nprintf '%s|%s|%s' \"$1\" \"$2\" \"$LC_ALL\" >" + noted.toUtf8() +
+                                          ".new\nmv " + noted.toUtf8() + ".new " + noted.toUtf8() + "\nsleep 1\n");
         open(m_machine->filePath("X.app/Contents/MacOS/X"));
         QVERIFY(::chmod(QFile::encodeName(m_machine->path()).constData(), 0777) == 0);
         if (command.size() > 1 && command[0] == u"-a")
@@ -625,6 +625,7 @@ private:
         QProcess process;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert("MAV_FACTS_ROOT", root);
+        environment.insert("LC_ALL", "C.UTF-8"); // as the client runs them
         process.setProcessEnvironment(environment);
         process.setChildProcessModifier([] {
             if (::geteuid() == 0 && (::setgroups(0, nullptr) || ::setgid(Nobody) || ::setuid(Nobody)))
