@@ -33,29 +33,60 @@ if(MAV_SANITIZE)
     target_link_options(MavOptions INTERFACE -fsanitize=${MAV_SANITIZE})
 endif()
 
-# mav_library(Name SOURCES ... LINKS ... PRIVATE_LINKS ...): the library of the current folder.
+# What each target holds, offers and links, a line a value: read by scripts/check-links.py, which is a step of every build.
+set(MAV_TARGET_LIST ${CMAKE_BINARY_DIR}/targets.txt)
+file(WRITE ${MAV_TARGET_LIST} "")
+function(mav_note_target name kind)
+    cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC;LINKS;INTERNALS" ${ARGN})
+    set(text "target ${name} ${kind} ${CMAKE_CURRENT_SOURCE_DIR}\n")
+    foreach(key IN ITEMS SOURCES PUBLIC LINKS INTERNALS)
+        foreach(value IN LISTS ARG_${key})
+            string(APPEND text "${key} ${value}\n")
+        endforeach()
+    endforeach()
+    file(APPEND ${MAV_TARGET_LIST} "${text}")
+endfunction()
+
+# mav_library(Name [SOURCES ...] [PUBLIC ...] [LINKS ...]): the library of the current folder.
+#
+# PUBLIC names what its public headers include, LINKS what only its sources do; neither more nor less. Where there is a folder
+# "include", only the headers in it can be used by others, otherwise all of the folder's. Without SOURCES: all of the folder.
 function(mav_library name)
-    cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
+    cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC;LINKS" ${ARGN})
+    if(NOT ARG_SOURCES)
+        file(GLOB ARG_SOURCES CONFIGURE_DEPENDS *.cpp *.h *.ui include/*.h)
+    endif()
     add_library(${name} STATIC ${ARG_SOURCES})
-    target_include_directories(${name} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR})
-    target_link_libraries(${name} PUBLIC ${ARG_LINKS} PRIVATE MavOptions ${ARG_PRIVATE_LINKS})
+    if(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/include)
+        target_include_directories(${name} PUBLIC include PRIVATE .)
+    else()
+        target_include_directories(${name} PUBLIC .)
+    endif()
+    target_link_libraries(${name} PUBLIC Qt6::Core ${ARG_PUBLIC} PRIVATE MavOptions ${ARG_LINKS})
     mav_precompile(${name})
+    mav_note_target(${name} library SOURCES ${ARG_SOURCES} PUBLIC ${ARG_PUBLIC} LINKS ${ARG_LINKS})
 endfunction()
 
 # mav_program(Name SOURCES ... LINKS ...): a program in the bin folder.
 function(mav_program name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
-    target_link_libraries(${name} PRIVATE MavOptions ${ARG_LINKS})
+    target_link_libraries(${name} PRIVATE MavOptions Qt6::Core ${ARG_LINKS})
     mav_precompile(${name})
+    mav_note_target(${name} program SOURCES ${ARG_SOURCES} LINKS ${ARG_LINKS})
 endfunction()
 
-# mav_test(tst_Name LINKS ... [SOURCES helper files]): tst_Name.cpp in the current folder, run with a private home folder.
+# mav_test(tst_Name LINKS ... [SOURCES helper files] [INTERNALS ...]): tst_Name.cpp in the current folder, run with a private home
+# folder. INTERNALS names libraries whose own headers it may use.
 function(mav_test name)
-    cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;INTERNALS" ${ARGN})
     add_executable(${name} ${name}.cpp ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE MavOptions Qt6::Test ${ARG_LINKS})
+    foreach(library IN LISTS ARG_INTERNALS)
+        target_include_directories(${name} PRIVATE $<TARGET_PROPERTY:${library},SOURCE_DIR>)
+    endforeach()
     mav_precompile(${name})
+    mav_note_target(${name} test SOURCES ${name}.cpp ${ARG_SOURCES} LINKS Qt6::Test ${ARG_LINKS} INTERNALS ${ARG_INTERNALS})
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES TIMEOUT 120

@@ -1,4 +1,4 @@
-#include "../MavUI/ViewWorld.h"
+#include "ViewWorld.h"
 
 #include "AppDelegate.h"
 #include "ApplicationMenu.h"

@@ -1,4 +1,4 @@
-#include "../Login/ClientWorld.h"
+#include "ClientWorld.h"
 
 #include "LoginLinks.h"
 #include "QenTask.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "../Login/ClientWorld.h"
+#include "ClientWorld.h"
 
 #include "ApplicationInterface.h"
 #include "AutoReleaseWindowController.h"
