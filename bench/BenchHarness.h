@@ -95,7 +95,7 @@ double rate(const char* name, Operation operation, int rounds = 7, double roundS
 /// ratio.
 template <typename Ours, typename Theirs>
 void compare(const std::string& oursName, Ours ours, const std::string& theirsName, Theirs theirs,
-             const std::string& ratioName, int rounds = 31, double roundSeconds = 0.05) {
+    const std::string& ratioName, int rounds = 31, double roundSeconds = 0.05) {
     const bool wantsOurs = isWanted(oursName.c_str());
     const bool wantsTheirs = isWanted(theirsName.c_str());
     std::vector<double> oursRates;
@@ -116,8 +116,8 @@ void compare(const std::string& oursName, Ours ours, const std::string& theirsNa
     if (ratios.empty())
         return;
     const Result result = summarise(std::move(ratios));
-    std::printf("{\"case\": \"%s\", \"ratio\": %.2f, \"spread\": %.3f}\n", ratioName.c_str(), result.median,
-                result.spread);
+    std::printf(
+        "{\"case\": \"%s\", \"ratio\": %.2f, \"spread\": %.3f}\n", ratioName.c_str(), result.median, result.spread);
     std::fflush(stdout);
 }
 

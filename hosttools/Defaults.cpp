@@ -9,42 +9,44 @@
 #include <QDir>
 #include <QFileInfo>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString withoutSuffix(const QString& path) {
-    const QString suffix = QStringLiteral(".plist");
+    const QString suffix = u".plist"_s;
     return path.endsWith(suffix) ? path.chopped(suffix.size()) : path;
 }
 
 Outcome noSuchPair(const QString& domain, const QString& key) {
-    return failed(QStringLiteral("The domain/default pair of (%1, %2) does not exist").arg(domain, key));
+    return failed(u"The domain/default pair of (%1, %2) does not exist"_s.arg(domain, key));
 }
 
 /// 1 for a firewall that refuses what nothing allows, 0 for none.
 Outcome firewallState(const Facts& facts) {
     const Finding finding = FirewallFacts(facts).find();
     if (finding.isUnknown())
-        return failed(QStringLiteral("cannot tell whether a firewall is on: ") + finding.reason);
-    return {finding.isYes() ? QStringLiteral("1\n") : QStringLiteral("0\n"), {}, 0};
+        return failed(u"cannot tell whether a firewall is on: "_s + finding.reason);
+    return {finding.isYes() ? u"1\n"_s : u"0\n"_s, {}, 0};
 }
 
 /// The file that a domain names: a path with or without its suffix, or else one in the user's own settings.
 QString fileOf(const QString& domain) {
-    const QString own = QDir::homePath() + QStringLiteral("/Library/Preferences/");
+    const QString own = QDir::homePath() + u"/Library/Preferences/"_s;
     const QString path = domain.startsWith(u'/') ? domain : own + domain;
-    return QFileInfo(path).isFile() ? path : withoutSuffix(path) + QStringLiteral(".plist");
+    return QFileInfo(path).isFile() ? path : withoutSuffix(path) + u".plist"_s;
 }
 
 Outcome readFileValue(const QString& domain, const QString& key) {
     const QString file = fileOf(domain);
     if (!QFileInfo::exists(file))
-        return key.isNull() ? failed(QStringLiteral("Domain %1 does not exist").arg(domain)) : noSuchPair(domain, key);
+        return key.isNull() ? failed(u"Domain %1 does not exist"_s.arg(domain)) : noSuchPair(domain, key);
     const auto bytes = Platform::readFile(file, Platform::PropertyListLimits::FileSize);
     if (!bytes)
-        return failed(QStringLiteral("%1 cannot be read").arg(file));
+        return failed(u"%1 cannot be read"_s.arg(file));
     const auto root = Platform::PropertyList::decoded(*bytes);
     if (!root)
-        return failed(QStringLiteral("%1 is no property list").arg(file));
+        return failed(u"%1 is no property list"_s.arg(file));
     if (key.isNull())
         return {propertyListText(*root) + u'\n', {}, 0};
     const Platform::ArchiveValue value = root->isDictionary() ? root->value(key) : Platform::ArchiveValue();

@@ -2,30 +2,31 @@
 #include "Tool.h"
 #include "UserFacts.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int RecordNotFound = 56;
 
 QString reasonOf(const Finding& finding) {
-    return QStringLiteral("cannot tell the domain: ") + finding.reason;
+    return u"cannot tell the domain: "_s + finding.reason;
 }
 
 /// Kinds of directories, one a line.
 Outcome listNodes(const Facts& facts) {
     const DomainFacts::Answer answer = DomainFacts(facts).find();
-    const QString own = QStringLiteral("Local\nSearch\n");
+    const QString own = u"Local\nSearch\n"_s;
     if (answer.isJoined.isUnknown())
         return {own, reasonOf(answer.isJoined), Status::Failed};
-    return {answer.isJoined.isYes() ? QStringLiteral("Active Directory\n") + own : own, {}, 0};
+    return {answer.isJoined.isYes() ? u"Active Directory\n"_s + own : own, {}, 0};
 }
 
 /// Where the account of a user of the directory comes from.
 Outcome readOriginalNode(const Facts& facts, const QString& user) {
-    const QString noKey = QStringLiteral("No such key: OriginalNodeName");
+    const QString noKey = u"No such key: OriginalNodeName"_s;
     const UserFacts::Origin origin = UserFacts(facts).originOf(user);
     if (origin == UserFacts::Origin::Unknown)
-        return failed(QStringLiteral("DS Error: -14136 (eDSRecordNotFound): nobody knows the user %1").arg(user),
-                      RecordNotFound);
+        return failed(u"DS Error: -14136 (eDSRecordNotFound): nobody knows the user %1"_s.arg(user), RecordNotFound);
     const DomainFacts domains(facts);
     if (origin == UserFacts::Origin::Local || !domains.hasDirectoryUsers())
         return failed(noKey);
@@ -38,16 +39,14 @@ Outcome readOriginalNode(const Facts& facts, const QString& user) {
     const QString suffix = user.section(u'@', 1).toLower();
     const bool isForeign = suffix.contains(u'.') && suffix != answer.domain.name;
     const QString flatName = isForeign ? suffix.section(u'.', 0, 0).toUpper() : answer.domain.flatName;
-    return {QStringLiteral("OriginalNodeName: /Active Directory/%1/%2\n")
-                .arg(flatName, isForeign ? suffix : answer.domain.name),
-            {},
-            0};
+    return {
+        u"OriginalNodeName: /Active Directory/%1/%2\n"_s.arg(flatName, isForeign ? suffix : answer.domain.name), {}, 0};
 }
 
 } // namespace
 
 Outcome runDsconfigad(const Facts& facts, const QStringList& arguments) {
-    if (arguments != QStringList{QStringLiteral("-show")})
+    if (arguments != QStringList{u"-show"_s})
         return notUnderstood("dsconfigad -show");
     const DomainFacts::Answer answer = DomainFacts(facts).find();
     if (answer.isJoined.isUnknown())
@@ -55,20 +54,20 @@ Outcome runDsconfigad(const Facts& facts, const QStringList& arguments) {
     // A computer that is joined to nothing is no failure and has nothing to show.
     if (answer.isJoined.isNo())
         return {};
-    QString output = QStringLiteral("Active Directory Domain          = %1\n").arg(answer.domain.name);
+    QString output = u"Active Directory Domain          = %1\n"_s.arg(answer.domain.name);
     if (!answer.domain.account.isEmpty())
-        output += QStringLiteral("Computer Account                 = %1$\n").arg(answer.domain.account);
+        output += u"Computer Account                 = %1$\n"_s.arg(answer.domain.account);
     return {output, {}, 0};
 }
 
 Outcome runDscl(const Facts& facts, const QStringList& arguments) {
-    const QString list = QStringLiteral("-list");
-    if (arguments == QStringList{QStringLiteral("localhost"), list, QStringLiteral(".")})
+    const QString list = u"-list"_s;
+    if (arguments == QStringList{u"localhost"_s, list, u"."_s})
         return listNodes(facts);
-    const QString users = QStringLiteral("/Users/");
+    const QString users = u"/Users/"_s;
     const QString user = arguments.value(2).mid(users.size());
     const bool isRead = arguments.size() == 4 && arguments[0] == u"." && arguments[1] == u"-read" &&
-                        arguments[2].startsWith(users) && arguments[3] == u"OriginalNodeName";
+        arguments[2].startsWith(users) && arguments[3] == u"OriginalNodeName";
     if (!isRead || user.isEmpty() || user.contains(u'/') || user.contains(u':') || user.contains(u'\n'))
         return notUnderstood("dscl . -read /Users/NAME OriginalNodeName, dscl localhost -list .");
     return readOriginalNode(facts, user);

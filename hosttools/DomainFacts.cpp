@@ -7,13 +7,15 @@
 #include <QDBusObjectPath>
 #include <QRegularExpression>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int LongestAccount = 15;
 constexpr int MostRealms = 32;
 
-const QString RealmdName = QStringLiteral("org.freedesktop.realmd");
-const QString PublicFolder = QStringLiteral("/var/lib/sss/pubconf");
+const QString RealmdName = u"org.freedesktop.realmd"_s;
+const QString PublicFolder = u"/var/lib/sss/pubconf"_s;
 
 /// What realmd says, as plain values.
 struct RealmdAnswer {
@@ -43,16 +45,15 @@ bool isActiveDirectory(const QVariant& details) {
 }
 
 RealmdAnswer askRealmd(const QDBusConnection& bus, std::chrono::milliseconds limit) {
-    const QString path = QStringLiteral("/org/freedesktop/realmd");
-    const QVariant list = SystemBus::property(bus, RealmdName, path, RealmdName + QStringLiteral(".Provider"),
-                                              QStringLiteral("Realms"), limit);
+    const QString path = u"/org/freedesktop/realmd"_s;
+    const QVariant list = SystemBus::property(bus, RealmdName, path, RealmdName + u".Provider"_s, u"Realms"_s, limit);
     if (!list.canConvert<QDBusArgument>() || list.value<QDBusArgument>().currentSignature() != u"ao")
         return {};
     const auto realms = qdbus_cast<QList<QDBusObjectPath>>(list);
     for (const QDBusObjectPath& realm : realms.mid(0, MostRealms)) {
         const auto value = [&](const char* name) {
-            return SystemBus::property(bus, RealmdName, realm.path(), RealmdName + QStringLiteral(".Realm"),
-                                       QString::fromLatin1(name), limit);
+            return SystemBus::property(
+                bus, RealmdName, realm.path(), RealmdName + u".Realm"_s, QString::fromLatin1(name), limit);
         };
         // The interface that configures it, empty for a realm that was only found.
         if (!value("Configured").toString().isEmpty() && isActiveDirectory(value("Details")))
@@ -63,7 +64,7 @@ RealmdAnswer askRealmd(const QDBusConnection& bus, std::chrono::milliseconds lim
 
 /// A name that may stand in the answer.
 bool isDomainName(const QString& name) {
-    static const QRegularExpression form(QStringLiteral("^[A-Za-z0-9_][A-Za-z0-9_.-]{0,253}$"));
+    static const QRegularExpression form(u"^[A-Za-z0-9_][A-Za-z0-9_.-]{0,253}$"_s);
     return form.match(name).hasMatch();
 }
 
@@ -80,45 +81,42 @@ DomainFacts::Answer DomainFacts::find() const {
     if (const auto answer = byWinbind())
         return *answer;
     // Nothing but these two makes the computer a member. Settings that nobody may see count where services do not show.
-    const bool servicesShow =
-        m_facts.exists(QStringLiteral("/run/systemd/units")) || m_facts.exists(QStringLiteral("/run/openrc"));
-    const bool isServed = m_facts.serviceIsActive(QStringLiteral("sssd")) || (areUnreadable && !servicesShow) ||
-                          m_facts.serviceIsActive(QStringLiteral("winbind")) ||
-                          usersComeFrom(QStringLiteral("winbind"));
+    const bool servicesShow = m_facts.exists(u"/run/systemd/units"_s) || m_facts.exists(u"/run/openrc"_s);
+    const bool isServed = m_facts.serviceIsActive(u"sssd"_s) || (areUnreadable && !servicesShow) ||
+        m_facts.serviceIsActive(u"winbind"_s) || usersComeFrom(u"winbind"_s);
     if (!isServed)
-        return {Finding::no(QStringLiteral("neither sssd nor winbind is at work")), {}};
+        return {Finding::no(u"neither sssd nor winbind is at work"_s), {}};
     if (const auto answer = byRealmd())
         return *answer;
     if (const auto answer = bySssdTraces())
         return *answer;
-    return {Finding::unknown(QStringLiteral("which directory sssd or winbind serves cannot be read without privilege")),
-            {}};
+    return {Finding::unknown(u"which directory sssd or winbind serves cannot be read without privilege"_s), {}};
 }
 
 bool DomainFacts::hasDirectoryUsers() const {
-    return usersComeFrom(QStringLiteral("sss")) || usersComeFrom(QStringLiteral("winbind"));
+    return usersComeFrom(u"sss"_s) || usersComeFrom(u"winbind"_s);
 }
 
 DomainFacts::Answer DomainFacts::joined(const QString& name, const QString& account) const {
     if (!isDomainName(name))
-        return {Finding::unknown(QStringLiteral("the name of the directory is damaged")), {}};
+        return {Finding::unknown(u"the name of the directory is damaged"_s), {}};
     JoinedDomain domain{name.toLower(), firstLabel(name), account.chopped(account.endsWith(u'$') ? 1 : 0)};
-    const KeyFile samba = parseKeyFile(m_facts.text(QStringLiteral("/etc/samba/smb.conf")).bytes);
-    const auto global = samba.value(QStringLiteral("global"));
-    if (global.value(QStringLiteral("realm")).toLower() == domain.name && global.contains(QStringLiteral("workgroup")))
-        domain.flatName = global.value(QStringLiteral("workgroup")).toUpper();
+    const KeyFile samba = parseKeyFile(m_facts.text(u"/etc/samba/smb.conf"_s).bytes);
+    const auto global = samba.value(u"global"_s);
+    if (global.value(u"realm"_s).toLower() == domain.name && global.contains(u"workgroup"_s))
+        domain.flatName = global.value(u"workgroup"_s).toUpper();
     // Without a setting, joining takes the host's short name, cut to what an account may have.
     if (!isDomainName(domain.account))
-        domain.account = firstLabel(m_facts.line(QStringLiteral("/proc/sys/kernel/hostname"))).left(LongestAccount);
+        domain.account = firstLabel(m_facts.line(u"/proc/sys/kernel/hostname"_s)).left(LongestAccount);
     return {Finding::yes(), domain};
 }
 
 std::optional<DomainFacts::Answer> DomainFacts::bySssdSettings(bool* areUnreadable) const {
-    const QString folder = QStringLiteral("/etc/sssd");
-    QStringList files{folder + QStringLiteral("/sssd.conf")};
-    for (const QString& name : m_facts.names(folder + QStringLiteral("/conf.d"))) {
+    const QString folder = u"/etc/sssd"_s;
+    QStringList files{folder + u"/sssd.conf"_s};
+    for (const QString& name : m_facts.names(folder + u"/conf.d"_s)) {
         if (name.endsWith(u".conf") && !name.startsWith(u'.'))
-            files.append(folder + QStringLiteral("/conf.d/") + name);
+            files.append(folder + u"/conf.d/"_s + name);
     }
     QByteArray all;
     for (const QString& file : files) {
@@ -127,28 +125,27 @@ std::optional<DomainFacts::Answer> DomainFacts::bySssdSettings(bool* areUnreadab
         all += text.bytes + '\n';
     }
     // Without its key the computer is no member, whatever the settings wish for.
-    if (*areUnreadable || !m_facts.exists(QStringLiteral("/etc/krb5.keytab")))
+    if (*areUnreadable || !m_facts.exists(u"/etc/krb5.keytab"_s))
         return std::nullopt;
     const KeyFile settings = parseKeyFile(all);
-    const QString enabled = settings.value(QStringLiteral("sssd")).value(QStringLiteral("domains"));
+    const QString enabled = settings.value(u"sssd"_s).value(u"domains"_s);
     for (const QString& entry : enabled.split(u',', Qt::SkipEmptyParts)) {
         const QString name = entry.trimmed();
-        const auto domain = settings.value(QStringLiteral("domain/") + name.toLower());
-        if (domain.value(QStringLiteral("id_provider")) == u"ad")
-            return joined(domain.value(QStringLiteral("ad_domain"), name),
-                          domain.value(QStringLiteral("ldap_sasl_authid")).section(u'@', 0, 0));
+        const auto domain = settings.value(u"domain/"_s + name.toLower());
+        if (domain.value(u"id_provider"_s) == u"ad")
+            return joined(domain.value(u"ad_domain"_s, name), domain.value(u"ldap_sasl_authid"_s).section(u'@', 0, 0));
     }
     return std::nullopt;
 }
 
 std::optional<DomainFacts::Answer> DomainFacts::byWinbind() const {
-    const Facts::Text text = m_facts.text(QStringLiteral("/etc/samba/smb.conf"));
-    const auto global = parseKeyFile(text.bytes).value(QStringLiteral("global"));
-    const QString realm = global.value(QStringLiteral("realm"));
-    const bool isUsed = m_facts.serviceIsActive(QStringLiteral("winbind")) || usersComeFrom(QStringLiteral("winbind"));
-    if (!isUsed || realm.isEmpty() || global.value(QStringLiteral("security")).toLower() != u"ads")
+    const Facts::Text text = m_facts.text(u"/etc/samba/smb.conf"_s);
+    const auto global = parseKeyFile(text.bytes).value(u"global"_s);
+    const QString realm = global.value(u"realm"_s);
+    const bool isUsed = m_facts.serviceIsActive(u"winbind"_s) || usersComeFrom(u"winbind"_s);
+    if (!isUsed || realm.isEmpty() || global.value(u"security"_s).toLower() != u"ads")
         return std::nullopt;
-    return joined(realm, global.value(QStringLiteral("netbios name")));
+    return joined(realm, global.value(u"netbios name"_s));
 }
 
 std::optional<DomainFacts::Answer> DomainFacts::byRealmd() const {
@@ -158,30 +155,29 @@ std::optional<DomainFacts::Answer> DomainFacts::byRealmd() const {
     if (!answer.isThere)
         return std::nullopt;
     if (answer.domain.isEmpty())
-        return Answer{Finding::no(QStringLiteral("realmd knows of no Active Directory")), {}};
+        return Answer{Finding::no(u"realmd knows of no Active Directory"_s), {}};
     return joined(answer.domain);
 }
 
 /// sssd leaves a file for each realm it has found a server of, and one for each domain of those two kinds of directory
 /// that have trusts.
 std::optional<DomainFacts::Answer> DomainFacts::bySssdTraces() const {
-    if (!m_facts.serviceIsActive(QStringLiteral("sssd")))
+    if (!m_facts.serviceIsActive(u"sssd"_s))
         return std::nullopt;
-    const QString prefix = QStringLiteral("kdcinfo.");
+    const QString prefix = u"kdcinfo."_s;
     QStringList realms;
     for (const QString& name : m_facts.names(PublicFolder)) {
         if (name.startsWith(prefix))
             realms.append(name.mid(prefix.size()));
     }
-    const auto kerberos = parseKeyFile(m_facts.text(QStringLiteral("/etc/krb5.conf")).bytes);
-    realms.append(kerberos.value(QStringLiteral("libdefaults")).value(QStringLiteral("default_realm")));
+    const auto kerberos = parseKeyFile(m_facts.text(u"/etc/krb5.conf"_s).bytes);
+    realms.append(kerberos.value(u"libdefaults"_s).value(u"default_realm"_s));
     // The other kind of directory with such files says so itself.
-    const auto other = parseKeyFile(m_facts.text(QStringLiteral("/etc/ipa/default.conf")).bytes);
-    const QString otherRealm = other.value(QStringLiteral("global")).value(QStringLiteral("realm"));
-    static const QRegularExpression replaced(QStringLiteral("[^A-Za-z0-9_-]"));
+    const auto other = parseKeyFile(m_facts.text(u"/etc/ipa/default.conf"_s).bytes);
+    const QString otherRealm = other.value(u"global"_s).value(u"realm"_s);
+    static const QRegularExpression replaced(u"[^A-Za-z0-9_-]"_s);
     for (const QString& realm : realms) {
-        const QString file =
-            QStringLiteral("/krb5.include.d/domain_realm_") + realm.toLower().replace(replaced, QStringLiteral("_"));
+        const QString file = u"/krb5.include.d/domain_realm_"_s + realm.toLower().replace(replaced, u"_"_s);
         if (!realm.isEmpty() && realm != otherRealm && m_facts.exists(PublicFolder + file))
             return joined(realm);
     }
@@ -189,7 +185,7 @@ std::optional<DomainFacts::Answer> DomainFacts::bySssdTraces() const {
 }
 
 bool DomainFacts::usersComeFrom(const QString& source) const {
-    for (const QByteArray& line : m_facts.text(QStringLiteral("/etc/nsswitch.conf")).bytes.split('\n')) {
+    for (const QByteArray& line : m_facts.text(u"/etc/nsswitch.conf"_s).bytes.split('\n')) {
         const QString text = QString::fromUtf8(line).simplified();
         if (text.startsWith(u"passwd:"))
             return text.mid(7).split(u' ').contains(source);

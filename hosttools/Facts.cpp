@@ -9,6 +9,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// A regular file opened for reading; -1 with errno set otherwise.
@@ -96,6 +98,5 @@ QString Facts::resolved(const QString& path) const {
 bool Facts::serviceIsActive(const QString& name) const {
     // The service manager keeps one dangling link for every unit that has started and neither stopped nor failed; the
     // other manager, an entry for each started service.
-    return exists(QStringLiteral("/run/systemd/units/invocation:%1.service").arg(name)) ||
-           exists(QStringLiteral("/run/openrc/started/") + name);
+    return exists(u"/run/systemd/units/invocation:%1.service"_s.arg(name)) || exists(u"/run/openrc/started/"_s + name);
 }

@@ -1,5 +1,7 @@
 #include "Mounts.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 int octal(const QByteArray& text, qsizetype place) {
@@ -44,7 +46,7 @@ std::optional<QList<Mount>> parseMounts(const QByteArray& table) {
         if (separator < 0 || fields.size() != separator + 4)
             return std::nullopt;
         mounts.append({unescaped(fields[2]), unescaped(fields[4]), unescaped(fields[separator + 1]),
-                       unescaped(fields[separator + 2]), unescaped(fields[separator + 3])});
+            unescaped(fields[separator + 2]), unescaped(fields[separator + 3])});
     }
     return mounts;
 }
@@ -63,7 +65,7 @@ const Mount* mountHolding(const QList<Mount>& mounts, const QString& path) {
         if (const Mount* found = mountAt(mounts, point))
             return found;
         const qsizetype slash = point.lastIndexOf(u'/');
-        point = slash > 0 ? point.left(slash) : point == u"/" ? QString() : QStringLiteral("/");
+        point = slash > 0 ? point.left(slash) : point == u"/" ? QString() : u"/"_s;
     }
     return nullptr;
 }

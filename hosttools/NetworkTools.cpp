@@ -9,6 +9,8 @@
 #include <ifaddrs.h>
 #include <netinet/in.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int NoSuchService = 4;
@@ -28,7 +30,7 @@ QString dotted(in_addr address) {
 
 QList<DefaultRoute> defaultRoutes(const Facts& facts) {
     QList<DefaultRoute> routes;
-    for (const QByteArray& line : facts.text(QStringLiteral("/proc/net/route")).bytes.split('\n')) {
+    for (const QByteArray& line : facts.text(u"/proc/net/route"_s).bytes.split('\n')) {
         const QList<QByteArray> fields = line.simplified().split(' ');
         bool isNumber = false;
         // In hexadecimal, as the machine's own byte order shows the bytes of the network's.
@@ -37,7 +39,7 @@ QList<DefaultRoute> defaultRoutes(const Facts& facts) {
             routes.append({QString::fromUtf8(fields[0]), dotted(gateway), fields[6].toUInt()});
     }
     std::stable_sort(routes.begin(), routes.end(),
-                     [](const DefaultRoute& left, const DefaultRoute& right) { return left.metric < right.metric; });
+        [](const DefaultRoute& left, const DefaultRoute& right) { return left.metric < right.metric; });
     return routes;
 }
 
@@ -53,7 +55,7 @@ QString asOneLine(const QString& name) {
 
 QList<DeviceInterface> services(const Facts& facts) {
     QList<DeviceInterface> found;
-    for (const QString& name : facts.names(QStringLiteral("/sys/class/net"))) {
+    for (const QString& name : facts.names(u"/sys/class/net"_s)) {
         if (auto interface = networkServiceOf(facts.root(), name)) {
             interface->service = asOneLine(interface->service);
             found.append(*interface);
@@ -71,12 +73,11 @@ QString withColons(QString digits) {
 QString hardwarePorts(const Facts& facts) {
     QString text;
     for (const DeviceInterface& interface : services(facts)) {
-        const QString address =
-            interface.macAddress.isEmpty() ? QStringLiteral("N/A") : withColons(interface.macAddress);
-        text += QStringLiteral("\nHardware Port: %1\nDevice: %2\nEthernet Address: %3\n")
-                    .arg(interface.hardwarePort, interface.device, address);
+        const QString address = interface.macAddress.isEmpty() ? u"N/A"_s : withColons(interface.macAddress);
+        text += u"\nHardware Port: %1\nDevice: %2\nEthernet Address: %3\n"_s.arg(
+            interface.hardwarePort, interface.device, address);
     }
-    return text + QStringLiteral("\nVLAN Configurations\n===================\n");
+    return text + u"\nVLAN Configurations\n===================\n"_s;
 }
 
 /// Those with a way out first, the nearest one at the top.
@@ -90,23 +91,22 @@ QString serviceOrder(const Facts& facts) {
         return routes.size();
     };
     QList<DeviceInterface> ordered = services(facts);
-    std::stable_sort(
-        ordered.begin(), ordered.end(),
+    std::stable_sort(ordered.begin(), ordered.end(),
         [&rank](const DeviceInterface& left, const DeviceInterface& right) { return rank(left) < rank(right); });
-    QString text = QStringLiteral("An asterisk (*) denotes that a network service is disabled.\n");
+    QString text = u"An asterisk (*) denotes that a network service is disabled.\n"_s;
     int number = 0;
     for (const DeviceInterface& interface : ordered)
-        text += QStringLiteral("(%1) %2\n(Hardware Port: %3, Device: %4)\n\n")
-                    .arg(QString::number(++number), interface.service, interface.hardwarePort, interface.device);
+        text += u"(%1) %2\n(Hardware Port: %3, Device: %4)\n\n"_s.arg(
+            QString::number(++number), interface.service, interface.hardwarePort, interface.device);
     return text;
 }
 
 bool hasLease(const Facts& facts, const DeviceInterface& interface) {
-    const QString index = facts.line(QStringLiteral("/sys/class/net/%1/ifindex").arg(interface.device));
-    const QString managed = facts.root() + QStringLiteral("/run/NetworkManager/devices/") + index;
-    return facts.exists(QStringLiteral("/run/systemd/netif/leases/") + index) ||
-           facts.exists(QStringLiteral("/var/lib/dhcp/dhclient.%1.leases").arg(interface.device)) ||
-           !DeviceFiles::keyGroup(managed, QStringLiteral("dhcp4")).isEmpty();
+    const QString index = facts.line(u"/sys/class/net/%1/ifindex"_s.arg(interface.device));
+    const QString managed = facts.root() + u"/run/NetworkManager/devices/"_s + index;
+    return facts.exists(u"/run/systemd/netif/leases/"_s + index) ||
+        facts.exists(u"/var/lib/dhcp/dhclient.%1.leases"_s.arg(interface.device)) ||
+        !DeviceFiles::keyGroup(managed, u"dhcp4"_s).isEmpty();
 }
 
 /// First IPv4 address and its mask; the kernel's interfaces are those of the running system, whatever the root.
@@ -119,9 +119,9 @@ QString addressLines(const QString& device) {
         if (!entry->ifa_addr || !entry->ifa_netmask || entry->ifa_addr->sa_family != AF_INET ||
             QString::fromUtf8(entry->ifa_name).section(u':', 0, 0) != device)
             continue;
-        text = QStringLiteral("IP address: %1\nSubnet mask: %2\n")
-                   .arg(dotted(reinterpret_cast<const sockaddr_in*>(entry->ifa_addr)->sin_addr),
-                        dotted(reinterpret_cast<const sockaddr_in*>(entry->ifa_netmask)->sin_addr));
+        text = u"IP address: %1\nSubnet mask: %2\n"_s.arg(
+            dotted(reinterpret_cast<const sockaddr_in*>(entry->ifa_addr)->sin_addr),
+            dotted(reinterpret_cast<const sockaddr_in*>(entry->ifa_netmask)->sin_addr));
     }
     ::freeifaddrs(list);
     return text;
@@ -131,29 +131,28 @@ Outcome information(const Facts& facts, const QString& service) {
     for (const DeviceInterface& interface : services(facts)) {
         if (interface.service != service)
             continue;
-        QString text = hasLease(facts, interface) ? QStringLiteral("DHCP Configuration\n") : QString();
+        QString text = hasLease(facts, interface) ? u"DHCP Configuration\n"_s : QString();
         text += addressLines(interface.device);
         for (const DefaultRoute& route : defaultRoutes(facts)) {
             if (route.device == interface.device && text.contains(u"IP address:")) {
-                text += QStringLiteral("Router: %1\n").arg(route.gateway);
+                text += u"Router: %1\n"_s.arg(route.gateway);
                 break;
             }
         }
-        const QString kind =
-            interface.hardwarePort == u"Wi-Fi" ? QStringLiteral("Wi-Fi ID") : QStringLiteral("Ethernet Address");
+        const QString kind = interface.hardwarePort == u"Wi-Fi" ? u"Wi-Fi ID"_s : u"Ethernet Address"_s;
         if (!interface.macAddress.isEmpty())
-            text += QStringLiteral("%1: %2\n").arg(kind, withColons(interface.macAddress));
+            text += u"%1: %2\n"_s.arg(kind, withColons(interface.macAddress));
         return {text, {}, 0};
     }
-    return failed(QStringLiteral("%1 is not a recognized network service.").arg(asOneLine(service)), NoSuchService);
+    return failed(u"%1 is not a recognized network service."_s.arg(asOneLine(service)), NoSuchService);
 }
 
 } // namespace
 
 Outcome runNetworksetup(const Facts& facts, const QStringList& arguments) {
-    if (arguments == QStringList{QStringLiteral("-listallhardwareports")})
+    if (arguments == QStringList{u"-listallhardwareports"_s})
         return {hardwarePorts(facts), {}, 0};
-    if (arguments == QStringList{QStringLiteral("-listnetworkserviceorder")})
+    if (arguments == QStringList{u"-listnetworkserviceorder"_s})
         return {serviceOrder(facts), {}, 0};
     if (arguments.size() == 2 && arguments[0] == u"-getinfo")
         return information(facts, arguments[1]);

@@ -4,6 +4,8 @@
 #include <QList>
 #include <QRegularExpression>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int MostIncludes = 64;
@@ -187,7 +189,7 @@ private:
 
 /// The folder and the pattern of an included path; null for a line that includes nothing.
 QString includedPath(const QByteArray& line) {
-    static const QRegularExpression form(QStringLiteral("^\\s*include\\s+[\"']([^\"']+)[\"']"));
+    static const QRegularExpression form(u"^\\s*include\\s+[\"']([^\"']+)[\"']"_s);
     return form.match(QString::fromUtf8(line)).captured(1);
 }
 
@@ -217,7 +219,7 @@ Facts::State addFile(const Facts& facts, const QString& path, int depth, int& bu
             continue;
         }
         if (!included.startsWith(u'/'))
-            included = QStringLiteral("/etc/") + included;
+            included = u"/etc/"_s + included;
         for (const QString& match : matching(facts, included)) {
             const Facts::State state = addFile(facts, match, depth + 1, budget, all);
             if (state != Facts::State::Read)
@@ -241,9 +243,8 @@ Finding nftablesRefuseByDefault(const QByteArray& text) {
         isUnclear = isUnclear || fate == Fate::Unclear;
     }
     if (isUnclear)
-        return Finding::unknown(QStringLiteral("the rules for nftables leave open what becomes of the rest"));
-    return isRefused ? Finding::yes()
-                     : Finding::no(QStringLiteral("the rules for nftables let in what nothing refuses"));
+        return Finding::unknown(u"the rules for nftables leave open what becomes of the rest"_s);
+    return isRefused ? Finding::yes() : Finding::no(u"the rules for nftables let in what nothing refuses"_s);
 }
 
 Facts::Text nftablesFile(const Facts& facts, const QString& path) {

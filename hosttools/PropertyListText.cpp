@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using Platform::ArchiveEntry;
@@ -17,18 +19,18 @@ constexpr qsizetype Group = 4;
 QString quoted(const QString& text) {
     const auto isPlain = [](QChar c) {
         return c.unicode() < 0x80 &&
-               (c.isLetterOrNumber() || c == u'_' || c == u'$' || c == u'/' || c == u':' || c == u'.');
+            (c.isLetterOrNumber() || c == u'_' || c == u'$' || c == u'/' || c == u':' || c == u'.');
     };
     if (!text.isEmpty() && std::all_of(text.begin(), text.end(), isPlain))
         return text;
     QString result(u'"');
     for (const QChar c : text) {
         if (c == u'"' || c == u'\\')
-            result += QStringLiteral("\\") + c;
+            result += u"\\"_s + c;
         else if (c == u'\n')
-            result += QStringLiteral("\\n");
+            result += u"\\n"_s;
         else if (c.unicode() < 0x20 || c.unicode() >= 0x7f)
-            result += QStringLiteral("\\U%1").arg(uint{c.unicode()}, 4, 16, QChar(u'0'));
+            result += u"\\U%1"_s.arg(uint{c.unicode()}, 4, 16, QChar(u'0'));
         else
             result += c;
     }
@@ -38,18 +40,18 @@ QString quoted(const QString& text) {
 QString dataText(const QByteArray& bytes) {
     const bool isWhole = bytes.size() <= MostShownBytes;
     const QByteArray head = isWhole ? bytes : bytes.left(4 * Group);
-    QString text = QStringLiteral("{length = %1, bytes = 0x").arg(bytes.size());
+    QString text = u"{length = %1, bytes = 0x"_s.arg(bytes.size());
     for (qsizetype i = 0; i < head.size(); i += Group)
-        text += (i ? QStringLiteral(" ") : QString()) + QString::fromLatin1(head.mid(i, Group).toHex());
+        text += (i ? u" "_s : QString()) + QString::fromLatin1(head.mid(i, Group).toHex());
     if (!isWhole)
-        text += QStringLiteral(" ... %1").arg(QString::fromLatin1(bytes.right(2 * Group).toHex(' ')).remove(u' '));
+        text += u" ... %1"_s.arg(QString::fromLatin1(bytes.right(2 * Group).toHex(' ')).remove(u' '));
     return text + u'}';
 }
 
 QString dateText(double seconds) {
     const QDateTime start(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC);
     const QDateTime date = start.addMSecs(qint64(std::clamp(seconds, -1e11, 1e11) * 1000));
-    return date.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")) + QStringLiteral(" +0000");
+    return date.toString(u"yyyy-MM-dd HH:mm:ss"_s) + u" +0000"_s;
 }
 
 QString scalarText(const ArchiveValue& value) {
@@ -74,11 +76,11 @@ void addText(const ArchiveValue& value, int level, QString& text) {
     const QString closing = QString(4 * level, u' ');
     if (value.isArray()) {
         const ArchiveValue::Array& items = value.array();
-        text += QStringLiteral("(\n");
+        text += u"(\n"_s;
         for (size_t i = 0; i < items.size(); ++i) {
             text += indent;
             addText(items[i], level + 1, text);
-            text += i + 1 < items.size() ? QStringLiteral(",\n") : QStringLiteral("\n");
+            text += i + 1 < items.size() ? u",\n"_s : u"\n"_s;
         }
         text += closing + u')';
     } else if (value.isDictionary()) {
@@ -86,12 +88,12 @@ void addText(const ArchiveValue& value, int level, QString& text) {
         for (const ArchiveEntry& entry : value.dictionary())
             entries.push_back(&entry);
         std::sort(entries.begin(), entries.end(),
-                  [](const ArchiveEntry* left, const ArchiveEntry* right) { return left->key < right->key; });
-        text += QStringLiteral("{\n");
+            [](const ArchiveEntry* left, const ArchiveEntry* right) { return left->key < right->key; });
+        text += u"{\n"_s;
         for (const ArchiveEntry* entry : entries) {
-            text += indent + quoted(entry->key) + QStringLiteral(" = ");
+            text += indent + quoted(entry->key) + u" = "_s;
             addText(entry->value, level + 1, text);
-            text += QStringLiteral(";\n");
+            text += u";\n"_s;
         }
         text += closing + u'}';
     } else {

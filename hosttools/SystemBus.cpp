@@ -3,11 +3,13 @@
 #include <QDBusVariant>
 #include <QFile>
 
+using namespace Qt::StringLiterals;
+
 namespace SystemBus {
 
 namespace {
 
-const QString Socket = QStringLiteral("/run/dbus/system_bus_socket");
+const QString Socket = u"/run/dbus/system_bus_socket"_s;
 
 } // namespace
 
@@ -17,8 +19,7 @@ bool isThere(const Facts& facts) {
 
 QDBusConnection connect(const Facts& facts) {
     const QByteArray file = QFile::encodeName(facts.root() + Socket).toPercentEncoding("/");
-    return QDBusConnection::connectToBus(QStringLiteral("unix:path=") + QString::fromLatin1(file),
-                                         QStringLiteral("hosttools"));
+    return QDBusConnection::connectToBus(u"unix:path="_s + QString::fromLatin1(file), u"hosttools"_s);
 }
 
 QVariant call(const QDBusConnection& bus, const QDBusMessage& message, Milliseconds limit) {
@@ -30,9 +31,9 @@ QVariant call(const QDBusConnection& bus, const QDBusMessage& message, Milliseco
 }
 
 QVariant property(const QDBusConnection& bus, const QString& service, const QString& path, const QString& interface,
-                  const QString& name, Milliseconds limit) {
-    QDBusMessage message = QDBusMessage::createMethodCall(
-        service, path, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
+    const QString& name, Milliseconds limit) {
+    QDBusMessage message =
+        QDBusMessage::createMethodCall(service, path, u"org.freedesktop.DBus.Properties"_s, u"Get"_s);
     message << interface << name;
     return call(bus, message, limit);
 }

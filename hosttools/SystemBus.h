@@ -25,7 +25,7 @@ QDBusConnection connect(const Facts& facts);
 QVariant call(const QDBusConnection& bus, const QDBusMessage& message, Milliseconds limit);
 /// A property of an object; invalid as above.
 QVariant property(const QDBusConnection& bus, const QString& service, const QString& path, const QString& interface,
-                  const QString& name, Milliseconds limit);
+    const QString& name, Milliseconds limit);
 
 /// What @p question makes of the bus; @p fallback when it has not within @p limit, or without a bus. Connecting itself
 /// knows no limit, so the question runs on a thread of its own, which is left behind if it is late: the program must

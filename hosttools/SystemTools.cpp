@@ -2,24 +2,26 @@
 #include "ITDevice.h"
 #include "Tool.h"
 
+using namespace Qt::StringLiterals;
+
 Outcome notUnderstood(const char* usage) {
-    return failed(QStringLiteral("answers only to: ") + QString::fromLatin1(usage), Status::Usage);
+    return failed(u"answers only to: "_s + QString::fromLatin1(usage), Status::Usage);
 }
 
 Outcome runFdesetup(const Facts& facts, const QStringList& arguments) {
-    if (arguments != QStringList{QStringLiteral("status")})
+    if (arguments != QStringList{u"status"_s})
         return notUnderstood("fdesetup status");
     const Finding finding = DiskEncryption(facts).find();
     if (finding.isUnknown())
-        return failed(QStringLiteral("cannot tell whether the disk is encrypted: ") + finding.reason);
-    return {finding.isYes() ? QStringLiteral("FileVault is On.\n") : QStringLiteral("FileVault is Off.\n"), {}, 0};
+        return failed(u"cannot tell whether the disk is encrypted: "_s + finding.reason);
+    return {finding.isYes() ? u"FileVault is On.\n"_s : u"FileVault is Off.\n"_s, {}, 0};
 }
 
 Outcome runScutil(const Facts& facts, const QStringList& arguments) {
-    if (arguments != QStringList{QStringLiteral("--get"), QStringLiteral("ComputerName")})
+    if (arguments != QStringList{u"--get"_s, u"ComputerName"_s})
         return notUnderstood("scutil --get ComputerName");
     const QString name = ITDevice(facts.root()).machineName();
     if (name == u"unknow") // the fallback of the device facts
-        return failed(QStringLiteral("ComputerName: not set"));
+        return failed(u"ComputerName: not set"_s);
     return {name + u'\n', {}, 0};
 }

@@ -10,6 +10,8 @@
 
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// At or below the first seat: a text console or a display, no remote or serial line.
@@ -36,7 +38,7 @@ QString UserFacts::lastConsoleUser() const {
     if (!now.isEmpty())
         return now;
     constexpr auto Unit = static_cast<qsizetype>(sizeof(utmpx));
-    const QByteArray records = m_facts.tail(QStringLiteral("/var/log/wtmp"), Facts::Limit / Unit * Unit, Unit);
+    const QByteArray records = m_facts.tail(u"/var/log/wtmp"_s, Facts::Limit / Unit * Unit, Unit);
     for (qsizetype place = records.size() - Unit; place >= 0; place -= Unit) {
         utmpx record{};
         std::memcpy(&record, records.constData() + place, sizeof record);
@@ -58,7 +60,7 @@ UserFacts::Origin UserFacts::originOf(const QString& user) const {
 }
 
 bool UserFacts::isLocal(const QString& user) const {
-    if (m_facts.exists(QStringLiteral("/var/lib/systemd/home/%1.identity").arg(user)))
+    if (m_facts.exists(u"/var/lib/systemd/home/%1.identity"_s.arg(user)))
         return true;
     const QByteArray start = user.toUtf8() + ':';
     for (const char16_t* file : {u"/etc/passwd", u"/var/lib/extrausers/passwd"}) {
@@ -71,12 +73,11 @@ bool UserFacts::isLocal(const QString& user) const {
 
 /// Of an account from elsewhere; -1 when nobody knows it.
 long long UserFacts::numberOf(const QString& user) const {
-    const QString folder = QStringLiteral("/run/systemd/users");
+    const QString folder = u"/run/systemd/users"_s;
     for (const QString& name : m_facts.names(folder)) {
         bool isNumber = false;
         const long long number = name.toLongLong(&isNumber);
-        if (isNumber &&
-            DeviceFiles::variables(m_facts.root() + folder + u'/' + name).value(QStringLiteral("NAME")) == user)
+        if (isNumber && DeviceFiles::variables(m_facts.root() + folder + u'/' + name).value(u"NAME"_s) == user)
             return number;
     }
     // The account sources are those of the running system, whatever the root.

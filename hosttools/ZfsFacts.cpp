@@ -2,6 +2,8 @@
 
 #include "TaskHelper.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr double LimitSeconds = 1.0;
@@ -22,22 +24,17 @@ QString ZfsFacts::run(const QString& command, const QStringList& arguments) cons
 }
 
 Finding ZfsFacts::isEncrypted(const QString& dataset) const {
-    const Finding unknown = Finding::unknown(QStringLiteral("the command zfs is missing or does not answer"));
+    const Finding unknown = Finding::unknown(u"the command zfs is missing or does not answer"_s);
     if (dataset.isEmpty() || dataset.startsWith(u'-'))
         return unknown;
-    const QString answer =
-        run(QStringLiteral("zfs"), {QStringLiteral("get"), QStringLiteral("-H"), QStringLiteral("-o"),
-                                    QStringLiteral("value"), QStringLiteral("encryption"), dataset})
-            .trimmed();
+    const QString answer = run(u"zfs"_s, {u"get"_s, u"-H"_s, u"-o"_s, u"value"_s, u"encryption"_s, dataset}).trimmed();
     if (answer.startsWith(u"aes-"))
         return Finding::yes();
-    return answer == u"off" ? Finding::no(QStringLiteral("%1 is not encrypted").arg(dataset)) : unknown;
+    return answer == u"off" ? Finding::no(u"%1 is not encrypted"_s.arg(dataset)) : unknown;
 }
 
 QStringList ZfsFacts::devices(const QString& pool) const {
-    const QString listing =
-        run(QStringLiteral("zpool"), {QStringLiteral("list"), QStringLiteral("-v"), QStringLiteral("-H"),
-                                      QStringLiteral("-P"), QStringLiteral("-L"), pool});
+    const QString listing = run(u"zpool"_s, {u"list"_s, u"-v"_s, u"-H"_s, u"-P"_s, u"-L"_s, pool});
     QStringList devices;
     for (const QString& line : listing.split(u'\n')) {
         const QString name = line.trimmed().section(u'\t', 0, 0);

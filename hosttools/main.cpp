@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr Tool Tools[] = {
@@ -13,7 +15,7 @@ constexpr Tool Tools[] = {
     {"dscl", "dscl . -read /Users/NAME OriginalNodeName | dscl localhost -list .", runDscl},
     {"fdesetup", "fdesetup status", runFdesetup},
     {"networksetup", "networksetup -listallhardwareports | -listnetworkserviceorder | -getinfo SERVICE",
-     runNetworksetup},
+        runNetworksetup},
     {"open", "open FILE | open -a PROGRAM [ARGUMENT...]", runOpen},
     {"scutil", "scutil --get ComputerName", runScutil},
 };
@@ -33,7 +35,7 @@ int printUsage() {
         std::fprintf(stderr, "  %s\n", tool.usage);
     std::fputs("\nEach command has a link of its name to this program. The facts of another system are read from the\n"
                "folder after --root or in MAV_FACTS_ROOT.\n",
-               stderr);
+        stderr);
     return Status::Usage;
 }
 
@@ -41,8 +43,8 @@ int printUsage() {
 bool print(std::FILE* stream, const QString& text) {
     const QByteArray bytes = text.toUtf8();
     return std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stream) ==
-               static_cast<size_t>(bytes.size()) &&
-           std::fflush(stream) == 0;
+        static_cast<size_t>(bytes.size()) &&
+        std::fflush(stream) == 0;
 }
 
 int run(int argc, char** argv) {
@@ -64,7 +66,7 @@ int run(int argc, char** argv) {
     const Outcome outcome = tool->run(Facts(root), arguments);
     const bool isPrinted = print(stdout, outcome.output);
     if (!outcome.error.isEmpty())
-        print(stderr, name + QStringLiteral(": ") + outcome.error + u'\n');
+        print(stderr, name + u": "_s + outcome.error + u'\n');
     return isPrinted ? outcome.status : Status::Failed;
 }
 

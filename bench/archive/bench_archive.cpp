@@ -8,17 +8,19 @@
 
 #include <plist/plist.h>
 
+using namespace Qt::StringLiterals;
+
 using Platform::ArchiveValue;
 
 namespace {
 
 /// A signed-in record, as most state files are.
 ArchiveValue smallRoot() {
-    ArchiveValue root = ArchiveValue::object(QStringLiteral("AccountModel"));
-    root.setField(QStringLiteral("ticket"), QStringLiteral("k2J9Qm4xVtY0aZ8cP1sLwA=="));
-    root.setField(QStringLiteral("qenStatus"), 0);
-    root.setField(QStringLiteral("userid"), QStringLiteral("10023"));
-    root.setField(QStringLiteral("loginType"), 1);
+    ArchiveValue root = ArchiveValue::object(u"AccountModel"_s);
+    root.setField(u"ticket"_s, u"k2J9Qm4xVtY0aZ8cP1sLwA=="_s);
+    root.setField(u"qenStatus"_s, 0);
+    root.setField(u"userid"_s, u"10023"_s);
+    root.setField(u"loginType"_s, 1);
     return root;
 }
 
@@ -28,25 +30,23 @@ ArchiveValue largeRoot() {
     for (int i = 0; i < 150; ++i) {
         const QString number = QString::number(i);
         ArchiveValue tool;
-        tool.insert(QStringLiteral("appname"), QStringLiteral("办公工具 ") + number);
-        tool.insert(QStringLiteral("identifier"), QStringLiteral("com.example.tools.tool-") + number);
-        tool.insert(QStringLiteral("download_url"),
-                    QStringLiteral("https://example.invalid/download/packages/tool-%1.dmg").arg(number));
-        tool.insert(QStringLiteral("description"),
-                    QStringLiteral("Opens the tool number %1 for the signed-in user").arg(number));
-        tool.insert(QStringLiteral("order"), i);
-        tool.insert(QStringLiteral("enabled"), i % 3 != 0);
+        tool.insert(u"appname"_s, u"办公工具 "_s + number);
+        tool.insert(u"identifier"_s, u"com.example.tools.tool-"_s + number);
+        tool.insert(u"download_url"_s, u"https://example.invalid/download/packages/tool-%1.dmg"_s.arg(number));
+        tool.insert(u"description"_s, u"Opens the tool number %1 for the signed-in user"_s.arg(number));
+        tool.insert(u"order"_s, i);
+        tool.insert(u"enabled"_s, i % 3 != 0);
         tools.push_back(tool);
     }
     ArchiveValue root;
-    root.insert(QStringLiteral("trustedapp"), ArchiveValue(std::move(tools)));
+    root.insert(u"trustedapp"_s, ArchiveValue(std::move(tools)));
     return root;
 }
 
 void measure(const std::string& size, const ArchiveValue& root) {
     const QByteArray bytes = Platform::KeyedArchiver::archivedData(root);
-    std::printf("{\"case\": \"archive_size_%s\", \"bytes\": %lld}\n", size.c_str(),
-                static_cast<long long>(bytes.size()));
+    std::printf(
+        "{\"case\": \"archive_size_%s\", \"bytes\": %lld}\n", size.c_str(), static_cast<long long>(bytes.size()));
     const auto length = static_cast<uint32_t>(bytes.size());
     plist_t nodes = nullptr;
     plist_from_bin(bytes.constData(), length, &nodes);

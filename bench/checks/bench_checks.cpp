@@ -20,6 +20,8 @@
 
 #include <chrono>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using Bench::check;
@@ -40,10 +42,9 @@ void writeTool(const QString& folder, const char* name, const QByteArray& script
 /// The commands of a round, one after the other.
 void runCommands(const TaskHelper& tasks) {
     for (const char* command : {"fdesetup status", "defaults read /Library/Preferences/com.apple.alf globalstate",
-                                "dsconfigad -show | grep 'Active Directory Domain' | awk '{print $5}'"}) {
+             "dsconfigad -show | grep 'Active Directory Domain' | awk '{print $5}'"}) {
         QString output;
-        tasks.excuteTaskPath(QStringLiteral("/bin/bash"), {QStringLiteral("-c"), QString::fromLatin1(command)}, &output,
-                             nullptr);
+        tasks.excuteTaskPath(u"/bin/bash"_s, {u"-c"_s, QString::fromLatin1(command)}, &output, nullptr);
         check(!output.isEmpty(), "a command gave no answer");
     }
 }
@@ -61,33 +62,29 @@ void measure(const char* name, const QByteArray& delay) {
     if (!Bench::isWanted(name))
         return;
     QTemporaryDir folder;
-    const QString tools = folder.filePath(QStringLiteral("tools"));
+    const QString tools = folder.filePath(u"tools"_s);
     check(QDir().mkpath(tools), "folder");
     writeTool(tools, "fdesetup", delay + "echo 'FileVault is On.'\n");
     writeTool(tools, "defaults", delay + "echo 1\n");
     writeTool(tools, "dsconfigad", delay + "echo 'Active Directory Domain = corp.example'\n");
     Platform::HostTools::setFolders({tools});
-    const QVariantMap access{{QStringLiteral("is_disk_encrypt"), QStringLiteral("1")},
-                             {QStringLiteral("firewall"), QStringLiteral("1")},
-                             {QStringLiteral("ent_domain"), QStringLiteral("corp.example")},
-                             {QStringLiteral("ent_qen"), QStringLiteral("1.0")}};
-    const auto policy = Platform::ArchiveValue::fromVariant(QVariantMap{{QStringLiteral("access"), access}});
+    const QVariantMap access{{u"is_disk_encrypt"_s, u"1"_s}, {u"firewall"_s, u"1"_s},
+        {u"ent_domain"_s, u"corp.example"_s}, {u"ent_qen"_s, u"1.0"_s}};
+    const auto policy = Platform::ArchiveValue::fromVariant(QVariantMap{{u"access"_s, access}});
     for (const char* file : {"complianceInfo", "complianceInfo.archive"})
-        check(!Platform::replaceFile(folder.filePath(QString::fromLatin1(file)),
-                                     Platform::KeyedArchiver::archivedData(policy)),
-              "policy");
+        check(!Platform::replaceFile(
+                  folder.filePath(QString::fromLatin1(file)), Platform::KeyedArchiver::archivedData(policy)),
+            "policy");
 
     const TaskHelper tasks;
     auto& center = Platform::NotificationCenter::defaultCenter();
-    const CheckLog silent = [](const QString&, int) {
-    };
+    const CheckLog silent = [](const QString&, int) {};
     QenCheck checks({silent, tasks, center, folder.path(), folder.path(), folder.path(), {}});
-    QenCheckRound round(
-        {.log = silent,
-         .center = center,
-         .checkWithModel = [&checks](const QenCheckModelPointer& model) { checks.checkWithModel(model); },
-         .agentState = folder.path(),
-         .catalogue = QStringLiteral(":/bundle/QenCheck.plist")});
+    QenCheckRound round({.log = silent,
+        .center = center,
+        .checkWithModel = [&checks](const QenCheckModelPointer& model) { checks.checkWithModel(model); },
+        .agentState = folder.path(),
+        .catalogue = u":/bundle/QenCheck.plist"_s});
     QObject::connect(&round, &QenCheckRound::completed, &round, [] { QCoreApplication::quit(); });
     // The load begins a round of its own, which warms everything up.
     round.getDataFromPlist();

@@ -81,8 +81,8 @@ public:
         int length = 0;
         int rest = 0;
         EVP_CipherInit_ex(m_encryption.get(), nullptr, nullptr, nullptr, Iv, 1);
-        EVP_CipherUpdate(m_encryption.get(), m_cipher.data(), &length, m_compressed.data(),
-                         static_cast<int>(m_stream.total_out));
+        EVP_CipherUpdate(
+            m_encryption.get(), m_cipher.data(), &length, m_compressed.data(), static_cast<int>(m_stream.total_out));
         EVP_CipherFinal_ex(m_encryption.get(), m_cipher.data() + length, &rest);
         int written = 0;
         int last = 0;
@@ -97,7 +97,7 @@ public:
         int last = 0;
         EVP_DecodeInit(m_text);
         EVP_DecodeUpdate(m_text, m_cipher.data(), &length, reinterpret_cast<const unsigned char*>(text.constData()),
-                         static_cast<int>(text.size()));
+            static_cast<int>(text.size()));
         EVP_DecodeFinal(m_text, m_cipher.data() + length, &last);
         int written = 0;
         int rest = 0;
@@ -124,7 +124,7 @@ QByteArray sampleJson(qsizetype length) {
     while (json.size() < length) {
         random = random * 1664525 + 1013904223;
         json += "    \"deviceid" + QByteArray::number(json.size() / 60) + "\": \"" + QByteArray::number(random, 16) +
-                "-Mac-PC\",\n";
+            "-Mac-PC\",\n";
     }
     return json.left(length - 2) + "\n}";
 }
@@ -137,7 +137,7 @@ QByteArray sampleAnswer(const QByteArray& json) {
     int written = 0;
     int rest = 0;
     EVP_CipherUpdate(encryption.get(), out, &written, reinterpret_cast<const unsigned char*>(json.constData()),
-                     static_cast<int>(json.size()));
+        static_cast<int>(json.size()));
     EVP_CipherFinal_ex(encryption.get(), out + written, &rest);
     QByteArray text = cipher.left(written + rest).toBase64();
     for (qsizetype at = 64; at < text.size(); at += 66)

@@ -21,6 +21,8 @@
 #include <semaphore>
 #include <thread>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// Answers every request on every connection; each connection has a thread.
@@ -34,7 +36,7 @@ public:
         if (bind(m_listener, reinterpret_cast<sockaddr*>(&address), length) != 0 || listen(m_listener, 64) != 0)
             qFatal("no loopback port");
         getsockname(m_listener, reinterpret_cast<sockaddr*>(&address), &length);
-        m_url = QStringLiteral("http://127.0.0.1:%1/qen/ping").arg(ntohs(address.sin_port));
+        m_url = u"http://127.0.0.1:%1/qen/ping"_s.arg(ntohs(address.sin_port));
         std::thread([this] {
             for (int client = accept(m_listener, nullptr, nullptr); client >= 0;
                  client = accept(m_listener, nullptr, nullptr))
@@ -78,9 +80,9 @@ CURL* bareHandle(const QByteArray& url) {
 /// Voluntary context switches of the threads whose name is @p name; of all threads when it is empty.
 long long sleeps(const QByteArray& name = {}) {
     long long sum = 0;
-    const auto tasks = QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    const auto tasks = QDir(u"/proc/self/task"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
     for (const QString& task : tasks) {
-        QFile status(QStringLiteral("/proc/self/task/%1/status").arg(task));
+        QFile status(u"/proc/self/task/%1/status"_s.arg(task));
         if (!status.open(QIODevice::ReadOnly))
             continue;
         const QByteArray text = status.readAll();

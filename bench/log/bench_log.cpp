@@ -18,6 +18,8 @@
 
 #include <chrono>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using Bench::check;
@@ -31,14 +33,13 @@ constexpr off_t FileLimit = 0x500000;
 constexpr int LineFrame = 76;
 constexpr int RecordBytes = 479;
 
-const QString Message =
-    QStringLiteral("[QenCloudLoginHelper] QenCloud ticket check url:https://10.0.0.1:8443/api/public ret:0");
+const QString Message = u"[QenCloudLoginHelper] QenCloud ticket check url:https://10.0.0.1:8443/api/public ret:0"_s;
 
 /// The system calls of a line on prepared bytes.
 class BareLog {
 public:
     explicit BareLog(const QString& folder)
-        : m_path((folder + QStringLiteral("/bare.log")).toLocal8Bit()), m_line(LineFrame + Message.size(), 'x'),
+        : m_path((folder + u"/bare.log"_s).toLocal8Bit()), m_line(LineFrame + Message.size(), 'x'),
           m_record(RecordBytes, 'r') {
         m_folder = open(folder.toLocal8Bit().constData(), O_PATH | O_DIRECTORY | O_CLOEXEC);
         m_log = open(m_path.constData(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
@@ -97,8 +98,8 @@ struct Case {
         if (!isWanted)
             return 0;
         const Bench::Result result = Bench::summarise(samples);
-        std::printf("{\"case\": \"%s\", \"ops_per_s\": %.1f, \"spread\": %.3f}\n", name.c_str(), result.median,
-                    result.spread);
+        std::printf(
+            "{\"case\": \"%s\", \"ops_per_s\": %.1f, \"spread\": %.3f}\n", name.c_str(), result.median, result.spread);
         std::fflush(stdout);
         return result.median;
     }
@@ -109,14 +110,14 @@ struct Case {
 };
 
 void measure(const std::string& place, const QString& parent) {
-    QTemporaryDir folder(parent + QStringLiteral("/bench-log-XXXXXX"));
+    QTemporaryDir folder(parent + u"/bench-log-XXXXXX"_s);
     check(folder.isValid(), "folder");
     Case ours("log_line_" + place);
     Case bare("bare_line_" + place);
     Case calls("bare_calls_" + place);
     Case enqueue("log_enqueue_" + place);
     BareLog bareLog(folder.path());
-    QenLogHelper log(folder.filePath(QStringLiteral("Logs")), folder.filePath(QStringLiteral("record.data")));
+    QenLogHelper log(folder.filePath(u"Logs"_s), folder.filePath(u"record.data"_s));
     log.writeLog(Message);
     log.drain();
     for (int round = 0; round < Rounds; ++round) {
@@ -153,6 +154,6 @@ int main() {
     const int null = open("/dev/null", O_WRONLY);
     check(null >= 0 && dup2(null, STDERR_FILENO) == STDERR_FILENO, "/dev/null");
     Platform::installConsoleHandler();
-    measure("tmpfs", QStringLiteral("/dev/shm"));
-    measure("disk", QStringLiteral("."));
+    measure("tmpfs", u"/dev/shm"_s);
+    measure("disk", u"."_s);
 }

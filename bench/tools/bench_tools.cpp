@@ -11,6 +11,8 @@
 #include <QScrollArea>
 #include <QScrollBar>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using Bench::Clock;
@@ -27,7 +29,7 @@ QList<QenToolModel> thousandTools() {
     QList<QenToolModel> models;
     for (int index = 0; index < Tools; ++index) {
         QenToolModel model;
-        model.appName = QStringLiteral("办公工具与审批系统%1").arg(index);
+        model.appName = u"办公工具与审批系统%1"_s.arg(index);
         models.append(model);
     }
     return models;

@@ -16,7 +16,7 @@ QByteArray identityOf(const QString& path) {
     if (stat(QFile::encodeName(path).constData(), &facts) != 0)
         return {};
     return QByteArray::number(qulonglong(facts.st_ino)) + ' ' + QByteArray::number(qlonglong(facts.st_mtim.tv_sec)) +
-           ' ' + QByteArray::number(qlonglong(facts.st_mtim.tv_nsec));
+        ' ' + QByteArray::number(qlonglong(facts.st_mtim.tv_nsec));
 }
 
 } // namespace

@@ -45,9 +45,7 @@ QString StateWriter::typedServerFile() const {
 }
 
 void StateWriter::applyAll() {
-    const auto written = [](const QString& path) {
-        return QFileInfo(path).lastModified();
-    };
+    const auto written = [](const QString& path) { return QFileInfo(path).lastModified(); };
     if (written(typedServerFile()) < written(m_places.file)) {
         applyTypedServer();
         applyFile();

@@ -25,8 +25,8 @@ bool writePort(const QString& path, quint16 port) {
     QDir().mkpath(QFileInfo(path).absolutePath());
     QSaveFile file(path);
     return file.open(QIODevice::WriteOnly) &&
-           file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther) &&
-           file.write(QByteArray::number(port) + '\n') > 0 && file.commit();
+        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther) &&
+        file.write(QByteArray::number(port) + '\n') > 0 && file.commit();
 }
 
 } // namespace
@@ -35,7 +35,7 @@ VindorInterface::VindorInterface(QString portFile, std::function<void()> stop)
     : m_portFile(std::move(portFile)), m_stop(std::move(stop)) {
     m_server.route(u"/v1/access"_s, QHttpServerRequest::Method::Post, [this] { return grantAccess(); });
     m_server.route(u"/v1/smartagent/stop"_s, QHttpServerRequest::Method::Post,
-                   [this](const QHttpServerRequest& request) { return stopComponent(request); });
+        [this](const QHttpServerRequest& request) { return stopComponent(request); });
 }
 
 VindorInterface::~VindorInterface() {

@@ -42,26 +42,26 @@ Options readOptions() {
         u"Stands for the privileged agent: its state files, its links and its VPN component, by one JSON file."_s);
     const QString beside = QCoreApplication::applicationDirPath();
     const QCommandLineOption root(u"root"_s, u"Stands before the agent's fixed folder. Default: $MAV_ROOT."_s, u"dir"_s,
-                                  qEnvironmentVariable("MAV_ROOT"));
-    const QCommandLineOption home(u"home"_s, u"Home of the user that is served. Default: $HOME."_s, u"dir"_s,
-                                  QDir::homePath());
+        qEnvironmentVariable("MAV_ROOT"));
+    const QCommandLineOption home(
+        u"home"_s, u"Home of the user that is served. Default: $HOME."_s, u"dir"_s, QDir::homePath());
     const QCommandLineOption file(u"file"_s, u"The JSON file. Default: agent.json here."_s, u"file"_s, u"agent.json"_s);
-    const QCommandLineOption mavctl(u"mavctl"_s, u"The support tool. Default: beside this program."_s, u"file"_s,
-                                    beside + u"/mavctl"_s);
+    const QCommandLineOption mavctl(
+        u"mavctl"_s, u"The support tool. Default: beside this program."_s, u"file"_s, beside + u"/mavctl"_s);
     const QCommandLineOption vpn(u"vpn"_s, u"Runs as the VPN component. Default: beside this program."_s, u"file"_s,
-                                 beside + u"/mav-reference-vpn"_s);
+        beside + u"/mav-reference-vpn"_s);
     const QCommandLineOption service(u"ticket-service"_s, u"The ticket service. Default: beside this program."_s,
-                                     u"file"_s, beside + u"/mav-reference-ticket-service"_s);
+        u"file"_s, beside + u"/mav-reference-ticket-service"_s);
     const QCommandLineOption services(
         u"services"_s, u"Folder where the session bus finds services; without one the bus starts none."_s, u"dir"_s);
     parser.addOptions({root, home, file, mavctl, vpn, service, services});
     parser.addHelpOption();
     parser.process(*QCoreApplication::instance());
     return {.places = {parser.value(root), parser.value(home), QFileInfo(parser.value(file)).absoluteFilePath()},
-            .mavctl = parser.value(mavctl),
-            .vpn = QFileInfo(parser.value(vpn)).absoluteFilePath(),
-            .ticketService = QFileInfo(parser.value(service)).absoluteFilePath(),
-            .services = parser.value(services)};
+        .mavctl = parser.value(mavctl),
+        .vpn = QFileInfo(parser.value(vpn)).absoluteFilePath(),
+        .ticketService = QFileInfo(parser.value(service)).absoluteFilePath(),
+        .services = parser.value(services)};
 }
 
 int serve(const Options& options) {

@@ -131,8 +131,8 @@ Answer retrievePassword(Stores& stores, const QJsonObject& fields) {
     const QString password = randomText(12) + u"#1a"_s;
     if (!stores.accounts.setTemporaryPassword(account->userid, password) ||
         !stores.settings.sendMail(account->mail, u"找回密码"_s,
-                                  u"%1，您好：\n您的临时密码是 %2 ，30分钟内有效，登录后请修改密码。\n发件人：%3"_s.arg(
-                                      account->username, password, sender)))
+            u"%1，您好：\n您的临时密码是 %2 ，30分钟内有效，登录后请修改密码。\n发件人：%3"_s.arg(
+                account->username, password, sender)))
         return refusal(notSent);
     transaction.commit();
     return success({{u"user_email"_s, maskedMail(account->mail)}});
@@ -173,9 +173,8 @@ Answer signIn(Stores& stores, const Account& account, const QJsonObject& fields,
 void addAccountRoutes(Router& router, Stores& stores) {
     const auto add = [&](const char* operation, FieldRules rules, Answer (*handle)(Stores&, const QJsonObject&)) {
         router.add("POST", u"/api/public/clientlogin/"_s + QLatin1StringView(operation),
-                   {Form::Sealed, std::move(rules), [&stores, handle](const Request&, const QJsonObject& fields) {
-                        return handle(stores, fields);
-                    }});
+            {Form::Sealed, std::move(rules),
+                [&stores, handle](const Request&, const QJsonObject& fields) { return handle(stores, fields); }});
     };
     add("account_login", loginFields(), login);
     add("ticket_auth", ticketFields(), checkTicket);

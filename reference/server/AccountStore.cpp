@@ -37,7 +37,7 @@ bool AccountStore::add(const Account& account, const QString& password) {
         u"INSERT OR IGNORE INTO accounts (userid, username, salt, password_hash, otp, mail, requires_approval)"
         " VALUES (?, ?, ?, ?, ?, ?, ?)"_s,
         {account.userid, account.username.isEmpty() ? account.userid : account.username, salt,
-         passwordHash(password, salt), account.otp, account.mail, int(account.requiresApproval)});
+            passwordHash(password, salt), account.otp, account.mail, int(account.requiresApproval)});
 }
 
 bool AccountStore::remove(const QString& userid) {
@@ -78,7 +78,7 @@ bool AccountStore::setText(const QString& userid, Text text, const QString& valu
         return m_database.run(u"UPDATE accounts SET username = ? WHERE userid = ?"_s, {value, userid});
     case Text::Otp:
         return (value.isEmpty() || isUsableCodeSecret(value)) &&
-               m_database.run(u"UPDATE accounts SET otp = ? WHERE userid = ?"_s, {value, userid});
+            m_database.run(u"UPDATE accounts SET otp = ? WHERE userid = ?"_s, {value, userid});
     case Text::Mail:
         return m_database.run(u"UPDATE accounts SET mail = ? WHERE userid = ?"_s, {value, userid});
     }
@@ -113,8 +113,8 @@ bool AccountStore::setTemporaryPassword(const QString& userid, const QString& pa
     if (row.isEmpty())
         return false;
     return m_database.run(u"UPDATE accounts SET temporary_hash = ?, temporary_until = ? WHERE userid = ?"_s,
-                          {passwordHash(password, row[u"salt"_s].toByteArray()),
-                           QDateTime::currentSecsSinceEpoch() + temporarySeconds, userid});
+        {passwordHash(password, row[u"salt"_s].toByteArray()), QDateTime::currentSecsSinceEpoch() + temporarySeconds,
+            userid});
 }
 
 } // namespace Reference

@@ -16,8 +16,8 @@ namespace {
 constexpr qint64 validSeconds = 20LL * 365 * 24 * 60 * 60;
 constexpr int passwordLength = 16;
 
-const QString rootName = QStringLiteral("ca-root");
-const QString intermediateName = QStringLiteral("ca-sub");
+const QString rootName = u"ca-root"_s;
+const QString intermediateName = u"ca-sub"_s;
 
 QByteArray contentOf(const QString& name) {
     QFile file(name);
@@ -34,18 +34,15 @@ bool isWhole(const QDir& folder) {
 
 CertificatePlan plan(const QString& commonName, const char* constraints) {
     return {.commonName = commonName,
-            .unit = {},
-            .validSeconds = validSeconds,
-            .extensions = {{NID_basic_constraints, constraints},
-                           {NID_key_usage, "critical,keyCertSign,cRLSign"},
-                           {NID_subject_key_identifier, "hash"}}};
+        .unit = {},
+        .validSeconds = validSeconds,
+        .extensions = {{NID_basic_constraints, constraints}, {NID_key_usage, "critical,keyCertSign,cRLSign"},
+            {NID_subject_key_identifier, "hash"}}};
 }
 
 QByteArray pkcs12Of(const QString& password, EVP_PKEY* key, X509* certificate, const QList<X509*>& chain) {
-    const std::unique_ptr<STACK_OF(X509), Freed<[](STACK_OF(X509) * stack) {
-                              sk_X509_free(stack);
-                          }>>
-        others(sk_X509_new_null());
+    const std::unique_ptr<STACK_OF(X509), Freed<[](STACK_OF(X509) * stack) { sk_X509_free(stack); }>> others(
+        sk_X509_new_null());
     for (X509* other : chain)
         sk_X509_push(others.get(), other);
     const std::unique_ptr<PKCS12, Freed<PKCS12_free>> file(
@@ -68,9 +65,9 @@ bool Authority::make(const QString& base) {
     below.issuerKey = rootKey.get();
     const Certificate sub = root ? makeCertificate(below, subKey.get()) : Certificate();
     return sub && writePrivate(base + rootName + u".key"_s, pemOf(rootKey.get())) &&
-           writePrivate(base + rootName + u".crt"_s, pemOf(root.get())) &&
-           writePrivate(base + intermediateName + u".key"_s, pemOf(subKey.get())) &&
-           writePrivate(base + intermediateName + u".crt"_s, pemOf(sub.get()));
+        writePrivate(base + rootName + u".crt"_s, pemOf(root.get())) &&
+        writePrivate(base + intermediateName + u".key"_s, pemOf(subKey.get())) &&
+        writePrivate(base + intermediateName + u".crt"_s, pemOf(sub.get()));
 }
 
 Authority::Signer Authority::read(const QString& file) {
@@ -92,28 +89,27 @@ std::optional<Authority> Authority::open(const QString& folder, QString* why) {
     return Authority(std::move(root), std::move(intermediate));
 }
 
-std::optional<Authority::Issued> Authority::issue(const QString& userid, const QString& deviceid,
-                                                  qint64 lifetime) const {
+std::optional<Authority::Issued> Authority::issue(
+    const QString& userid, const QString& deviceid, qint64 lifetime) const {
     const Key key = makeKey();
-    const Certificate certificate = makeCertificate({.commonName = userid,
-                                                     .unit = deviceid,
-                                                     .validSeconds = lifetime,
-                                                     .extensions = {{NID_basic_constraints, "critical,CA:FALSE"},
-                                                                    {NID_key_usage, "critical,digitalSignature"},
-                                                                    {NID_ext_key_usage, "clientAuth"},
-                                                                    {NID_subject_key_identifier, "hash"},
-                                                                    {NID_authority_key_identifier, "keyid:always"}},
-                                                     .issuer = m_intermediate.certificate.get(),
-                                                     .issuerKey = m_intermediate.key.get()},
-                                                    key.get());
+    const Certificate certificate =
+        makeCertificate({.commonName = userid,
+                            .unit = deviceid,
+                            .validSeconds = lifetime,
+                            .extensions = {{NID_basic_constraints, "critical,CA:FALSE"},
+                                {NID_key_usage, "critical,digitalSignature"}, {NID_ext_key_usage, "clientAuth"},
+                                {NID_subject_key_identifier, "hash"}, {NID_authority_key_identifier, "keyid:always"}},
+                            .issuer = m_intermediate.certificate.get(),
+                            .issuerKey = m_intermediate.key.get()},
+            key.get());
     if (!certificate)
         return {};
     Issued issued{.serial = serialOf(certificate.get()),
-                  .commonName = userid,
-                  .pkcs12 = {},
-                  .password = randomText(passwordLength)};
-    issued.pkcs12 = pkcs12Of(issued.password, key.get(), certificate.get(),
-                             {m_intermediate.certificate.get(), m_root.certificate.get()});
+        .commonName = userid,
+        .pkcs12 = {},
+        .password = randomText(passwordLength)};
+    issued.pkcs12 = pkcs12Of(
+        issued.password, key.get(), certificate.get(), {m_intermediate.certificate.get(), m_root.certificate.get()});
     if (issued.pkcs12.isEmpty())
         return {};
     return issued;

@@ -17,17 +17,15 @@ constexpr qint64 validSeconds = 10LL * 365 * 24 * 60 * 60;
 
 bool makeIdentity(const QString& keyFile, const QString& certificateFile) {
     const Key key = makeKey();
-    const Certificate certificate =
-        makeCertificate({.commonName = u"Mav reference server"_s,
-                         .unit = {},
-                         .validSeconds = validSeconds,
-                         .extensions = {{NID_basic_constraints, "critical,CA:FALSE"},
-                                        {NID_key_usage, "critical,digitalSignature"},
-                                        {NID_ext_key_usage, "serverAuth"},
-                                        {NID_subject_alt_name, "DNS:localhost,IP:127.0.0.1,IP:::1"}}},
-                        key.get());
+    const Certificate certificate = makeCertificate(
+        {.commonName = u"Mav reference server"_s,
+            .unit = {},
+            .validSeconds = validSeconds,
+            .extensions = {{NID_basic_constraints, "critical,CA:FALSE"}, {NID_key_usage, "critical,digitalSignature"},
+                {NID_ext_key_usage, "serverAuth"}, {NID_subject_alt_name, "DNS:localhost,IP:127.0.0.1,IP:::1"}}},
+        key.get());
     return certificate && writePrivate(keyFile, pemOf(key.get())) &&
-           writePrivate(certificateFile, pemOf(certificate.get()));
+        writePrivate(certificateFile, pemOf(certificate.get()));
 }
 
 } // namespace

@@ -13,8 +13,8 @@ QString plain(const QString& serial) {
 }
 
 IssuedCertificate certificateOf(const QVariantMap& row) {
-    return {row[u"serial"_s].toString(),   row[u"userid"_s].toString(),    row[u"deviceid"_s].toString(),
-            row[u"issued"_s].toLongLong(), row[u"expires"_s].toLongLong(), row[u"revoked"_s].toBool()};
+    return {row[u"serial"_s].toString(), row[u"userid"_s].toString(), row[u"deviceid"_s].toString(),
+        row[u"issued"_s].toLongLong(), row[u"expires"_s].toLongLong(), row[u"revoked"_s].toBool()};
 }
 
 } // namespace
@@ -35,7 +35,7 @@ std::optional<IssuedCertificate> CertificateStore::find(const QString& serial) c
 QList<IssuedCertificate> CertificateStore::all() const {
     QList<IssuedCertificate> certificates;
     for (const QVariantMap& row :
-         m_database.select(u"SELECT * FROM certificates ORDER BY issued DESC, rowid DESC LIMIT 100"_s))
+        m_database.select(u"SELECT * FROM certificates ORDER BY issued DESC, rowid DESC LIMIT 100"_s))
         certificates.append(certificateOf(row));
     return certificates;
 }

@@ -12,7 +12,7 @@ namespace Reference {
 
 namespace {
 
-const QString connectionName = QStringLiteral("reference-server");
+const QString connectionName = u"reference-server"_s;
 
 const char* const schema[] = {
     "CREATE TABLE IF NOT EXISTS accounts (userid TEXT PRIMARY KEY, username TEXT NOT NULL, salt BLOB NOT NULL,"

@@ -45,7 +45,7 @@ QString standingName(Device::Standing standing) {
 
 std::optional<Device::Standing> standingFromName(const QString& name) {
     for (const auto standing : {Device::Standing::New, Device::Standing::Waiting, Device::Standing::Approved,
-                                Device::Standing::Rejected, Device::Standing::Deregistered}) {
+             Device::Standing::Rejected, Device::Standing::Deregistered}) {
         if (standingName(standing) == name)
             return standing;
     }
@@ -55,15 +55,13 @@ std::optional<Device::Standing> standingFromName(const QString& name) {
 Device DeviceStore::see(const QJsonObject& fields) {
     const QString deviceid = fields[u"deviceid"_s].toString();
     m_database.run(u"INSERT OR IGNORE INTO devices (deviceid) VALUES (?)"_s, {deviceid});
-    const auto fact = [&fields](const QString& name) {
-        return fields.value(name).toString();
-    };
+    const auto fact = [&fields](const QString& name) { return fields.value(name).toString(); };
     m_database.run(u"UPDATE devices SET last_seen = ?, hostname = coalesce(nullif(?, ''), hostname),"
                    " ip = coalesce(nullif(?, ''), ip), mac = coalesce(nullif(?, ''), mac),"
                    " os = coalesce(nullif(?, ''), os), login_user = coalesce(nullif(?, ''), login_user)"
                    " WHERE deviceid = ?"_s,
-                   {QDateTime::currentSecsSinceEpoch(), fact(u"hostname"_s), fact(u"ip"_s), fact(u"mac"_s),
-                    fact(u"os"_s), fact(u"login_user"_s), deviceid});
+        {QDateTime::currentSecsSinceEpoch(), fact(u"hostname"_s), fact(u"ip"_s), fact(u"mac"_s), fact(u"os"_s),
+            fact(u"login_user"_s), deviceid});
     Device unsaved;
     unsaved.deviceid = deviceid;
     return find(deviceid).value_or(unsaved);

@@ -20,11 +20,9 @@ constexpr int largestCount = 100000;
 
 const QList<QPair<QString, Kind>>& kinds() {
     static const QList<QPair<QString, Kind>> list{{u"delay"_s, Kind::Delay}, {u"silent"_s, Kind::Silent},
-                                                  {u"close"_s, Kind::Close}, {u"status"_s, Kind::Status},
-                                                  {u"text"_s, Kind::Text},   {u"shape"_s, Kind::Shape},
-                                                  {u"json"_s, Kind::Json},   {u"errorcode"_s, Kind::ErrorCode},
-                                                  {u"state"_s, Kind::State}, {u"data"_s, Kind::Data},
-                                                  {u"seal"_s, Kind::Seal}};
+        {u"close"_s, Kind::Close}, {u"status"_s, Kind::Status}, {u"text"_s, Kind::Text}, {u"shape"_s, Kind::Shape},
+        {u"json"_s, Kind::Json}, {u"errorcode"_s, Kind::ErrorCode}, {u"state"_s, Kind::State}, {u"data"_s, Kind::Data},
+        {u"seal"_s, Kind::Seal}};
     return list;
 }
 
@@ -52,28 +50,16 @@ const QHash<QString, QByteArray>& shapes() {
 const QHash<QString, QByteArray (*)(const QByteArray& plain)>& layers() {
     using Bytes = QByteArray;
     static const QHash<QString, QByteArray (*)(const QByteArray& plain)> list{
-        {u"base64"_s,
-         [](const Bytes&) {
-             return Bytes("!!!!");
-         }},
+        {u"base64"_s, [](const Bytes&) { return Bytes("!!!!"); }},
         {u"cipher"_s,
-         [](const Bytes& plain) {
-             Bytes secret = Bytes::fromBase64(sealed(plain));
-             secret[0] = char(secret[0] ^ 0x5a);
-             return secret.toBase64();
-         }},
-        {u"packing"_s,
-         [](const Bytes& plain) {
-             return encipher(plain);
-         }},
-        {u"cut"_s,
-         [](const Bytes& plain) {
-             return encipher(pack(plain).chopped(8));
-         }},
-        {u"json"_s,
-         [](const Bytes& plain) {
-             return sealed(plain.chopped(1));
-         }},
+            [](const Bytes& plain) {
+                Bytes secret = Bytes::fromBase64(sealed(plain));
+                secret[0] = char(secret[0] ^ 0x5a);
+                return secret.toBase64();
+            }},
+        {u"packing"_s, [](const Bytes& plain) { return encipher(plain); }},
+        {u"cut"_s, [](const Bytes& plain) { return encipher(pack(plain).chopped(8)); }},
+        {u"json"_s, [](const Bytes& plain) { return sealed(plain.chopped(1)); }},
     };
     return list;
 }
@@ -114,9 +100,8 @@ bool readValues(const QJsonObject& json, Fault* fault, QString* why) {
         return layers().contains(fault->shape);
     case Kind::ErrorCode:
         *why = u"errorcode"_s;
-        fault->values = {{u"ret"_s, json.value(u"ret"_s).toInt(1)},
-                         {u"errorcode"_s, json.value(u"errorcode"_s)},
-                         {u"msg"_s, json.value(u"msg"_s).toString(u"操作失败"_s)}};
+        fault->values = {{u"ret"_s, json.value(u"ret"_s).toInt(1)}, {u"errorcode"_s, json.value(u"errorcode"_s)},
+            {u"msg"_s, json.value(u"msg"_s).toString(u"操作失败"_s)}};
         return json.value(u"errorcode"_s).isDouble();
     case Kind::State: {
         *why = u"state"_s;
@@ -245,15 +230,9 @@ std::optional<Fault> Faults::take(const QString& path) {
 QJsonArray Faults::toJson() const {
     QJsonArray list;
     for (const Fault& fault : m_faults)
-        list.append(QJsonObject{{u"id"_s, fault.id},
-                                {u"path"_s, fault.path},
-                                {u"count"_s, fault.count},
-                                {u"kind"_s, kindName(fault.kind)},
-                                {u"seconds"_s, fault.delayMs / 1000.0},
-                                {u"status"_s, fault.status},
-                                {u"shape"_s, fault.shape},
-                                {u"values"_s, fault.values},
-                                {u"perform"_s, fault.performs}});
+        list.append(QJsonObject{{u"id"_s, fault.id}, {u"path"_s, fault.path}, {u"count"_s, fault.count},
+            {u"kind"_s, kindName(fault.kind)}, {u"seconds"_s, fault.delayMs / 1000.0}, {u"status"_s, fault.status},
+            {u"shape"_s, fault.shape}, {u"values"_s, fault.values}, {u"perform"_s, fault.performs}});
     return list;
 }
 

@@ -6,14 +6,16 @@
 
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace Reference {
 
 /// One way in which the next answers of a path go wrong.
 struct Fault {
     enum class Kind { Delay, Silent, Close, Status, Text, Shape, Json, ErrorCode, State, Data, Seal };
     qint64 id = 0;
-    QString path = QStringLiteral("*"); ///< "*": every path but the operator's
-    int count = 1;                      ///< answers still to spoil
+    QString path = u"*"_s; ///< "*": every path but the operator's
+    int count = 1;         ///< answers still to spoil
     Kind kind = Kind::Silent;
     int delayMs = 0;
     int status = 200;

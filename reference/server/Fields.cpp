@@ -72,40 +72,26 @@ QJsonObject withoutSecrets(const QJsonObject& fields) {
 }
 
 FieldRules loginFields() {
-    return {{"otp", Type::OptionalText},
-            {"device_type", Type::Text, "PC"},
-            {"deviceid", Type::FilledText},
-            {"hostname", Type::Text},
-            {"ip", Type::Text},
-            {"logintype", Type::Integer},
-            {"mac", Type::Text},
-            {"os", Type::Text},
-            {"password", Type::FilledText},
-            {"timestamp", Type::Digits},
-            {"userid", Type::FilledText},
-            {"soleid", Type::Text}};
+    return {{"otp", Type::OptionalText}, {"device_type", Type::Text, "PC"}, {"deviceid", Type::FilledText},
+        {"hostname", Type::Text}, {"ip", Type::Text}, {"logintype", Type::Integer}, {"mac", Type::Text},
+        {"os", Type::Text}, {"password", Type::FilledText}, {"timestamp", Type::Digits}, {"userid", Type::FilledText},
+        {"soleid", Type::Text}};
 }
 
 FieldRules scanCodeFields() {
-    return {{"hostname", Type::Text},          {"ip", Type::Text},         {"mac", Type::Text},
-            {"device_type", Type::Text, "PC"}, {"login_user", Type::Text}, {"timestamp", Type::Digits},
-            {"deviceid", Type::FilledText},    {"os", Type::Text},         {"soleid", Type::FilledText}};
+    return {{"hostname", Type::Text}, {"ip", Type::Text}, {"mac", Type::Text}, {"device_type", Type::Text, "PC"},
+        {"login_user", Type::Text}, {"timestamp", Type::Digits}, {"deviceid", Type::FilledText}, {"os", Type::Text},
+        {"soleid", Type::FilledText}};
 }
 
 FieldRules scanStatusFields() {
-    return {{"hostname", Type::Text},
-            {"deviceid", Type::FilledText},
-            {"mac", Type::Text},
-            {"clientoper", Type::Integer},
-            {"soleid", Type::Text}};
+    return {{"hostname", Type::Text}, {"deviceid", Type::FilledText}, {"mac", Type::Text},
+        {"clientoper", Type::Integer}, {"soleid", Type::Text}};
 }
 
 FieldRules ticketFields() {
-    return {{"ticket", Type::FilledText},
-            {"hostname", Type::Text},
-            {"mac", Type::Text},
-            {"userid", Type::Text},
-            {"deviceid", Type::Text}};
+    return {{"ticket", Type::FilledText}, {"hostname", Type::Text}, {"mac", Type::Text}, {"userid", Type::Text},
+        {"deviceid", Type::Text}};
 }
 
 FieldRules domainFields() {
@@ -113,26 +99,15 @@ FieldRules domainFields() {
 }
 
 FieldRules logoutFields() {
-    return {{"userid", Type::FilledText},
-            {"ticket", Type::Text},
-            {"deviceid", Type::FilledText},
-            {"ip", Type::Text},
-            {"mac", Type::Text}};
+    return {{"userid", Type::FilledText}, {"ticket", Type::Text}, {"deviceid", Type::FilledText}, {"ip", Type::Text},
+        {"mac", Type::Text}};
 }
 
 FieldRules resetFields() {
-    return {{"userid", Type::FilledText},
-            {"old_password", Type::FilledText},
-            {"password", Type::FilledText},
-            {"device_type", Type::Text, "PC"},
-            {"deviceid", Type::FilledText},
-            {"hostname", Type::Text},
-            {"ip", Type::Text},
-            {"logintype", Type::Integer},
-            {"mac", Type::Text},
-            {"os", Type::Text},
-            {"timestamp", Type::Digits},
-            {"soleid", Type::Text}};
+    return {{"userid", Type::FilledText}, {"old_password", Type::FilledText}, {"password", Type::FilledText},
+        {"device_type", Type::Text, "PC"}, {"deviceid", Type::FilledText}, {"hostname", Type::Text}, {"ip", Type::Text},
+        {"logintype", Type::Integer}, {"mac", Type::Text}, {"os", Type::Text}, {"timestamp", Type::Digits},
+        {"soleid", Type::Text}};
 }
 
 FieldRules retrieveFields() {

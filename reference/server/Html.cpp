@@ -38,8 +38,8 @@ label{display:inline-block;margin:0 12px 8px 0;color:#5B6577}
 QByteArray wholePage(const QString& title, const QString& body, const QString& mainClass, const QString& script) {
     QString html = u"<!DOCTYPE html><html lang=\"zh-CN\"><head><meta charset=\"utf-8\">"
                    "<meta name=\"viewport\" content=\"width=device-width,initial-scale=1\"><title>"_s +
-                   escaped(title) + u"</title><style>"_s + QString::fromUtf8(style) + u"</style></head><body><main"_s +
-                   mainClass + u'>' + body + u"</main>"_s;
+        escaped(title) + u"</title><style>"_s + QString::fromUtf8(style) + u"</style></head><body><main"_s + mainClass +
+        u'>' + body + u"</main>"_s;
     if (!script.isEmpty())
         html += u"<script>"_s + script + u"</script>"_s;
     return (html + u"</body></html>\n"_s).toUtf8();
@@ -54,8 +54,8 @@ QString escaped(const QString& text) {
 
 QByteArray page(const QString& title, const QString& body, const QString& script) {
     return script.isEmpty()
-               ? wholePage(title, u"<div class=\"card\">"_s + body + u"</div>"_s, u" class=\"narrow\""_s, {})
-               : wholePage(title, body, {}, script);
+        ? wholePage(title, u"<div class=\"card\">"_s + body + u"</div>"_s, u" class=\"narrow\""_s, {})
+        : wholePage(title, body, {}, script);
 }
 
 QByteArray messagePage(const QString& title, const QString& text) {

@@ -33,13 +33,13 @@ Answer pageAnswer(const QByteArray& html, int status) {
 }
 
 QPair<QByteArray, QByteArray> contentPolicy(const QByteArray& script) {
-    const QByteArray allowed =
-        script.isEmpty() ? QByteArray("'none'")
-                         : "'sha256-" + QCryptographicHash::hash(script, QCryptographicHash::Sha256).toBase64() + '\'';
+    const QByteArray allowed = script.isEmpty()
+        ? QByteArray("'none'")
+        : "'sha256-" + QCryptographicHash::hash(script, QCryptographicHash::Sha256).toBase64() + '\'';
     return {"Content-Security-Policy",
-            "default-src 'none'; style-src 'unsafe-inline'; connect-src 'self'; form-action 'self';"
-            " base-uri 'none'; frame-ancestors 'none'; script-src " +
-                allowed};
+        "default-src 'none'; style-src 'unsafe-inline'; connect-src 'self'; form-action 'self';"
+        " base-uri 'none'; frame-ancestors 'none'; script-src " +
+            allowed};
 }
 
 Answer success(const QJsonObject& data, const QString& msg) {

@@ -46,7 +46,7 @@ QByteArray reasonOf(int status) {
 QByteArray wireForm(const Answer& answer) {
     QByteArray head = "HTTP/1.1 " + QByteArray::number(answer.status) + ' ' + reasonOf(answer.status) + "\r\n";
     head += "Content-Type: " + answer.type + "\r\nContent-Length: " + QByteArray::number(answer.body.size()) +
-            "\r\nCache-Control: no-store\r\nX-Content-Type-Options: nosniff\r\n";
+        "\r\nCache-Control: no-store\r\nX-Content-Type-Options: nosniff\r\n";
     for (const auto& [name, value] : answer.headers)
         head += name + ": " + value + "\r\n";
     return head + "\r\n" + answer.body;

@@ -20,7 +20,7 @@ constexpr int operatingSystem = 3;
 FieldRules certificateFields() {
     using Type = FieldRule::Type;
     return {{"machinename", Type::Text}, {"userid", Type::FilledText}, {"deviceid", Type::FilledText},
-            {"mac", Type::Text},         {"ticket", Type::FilledText}, {"os", Type::Integer}};
+        {"mac", Type::Text}, {"ticket", Type::FilledText}, {"os", Type::Integer}};
 }
 
 Refusal noTicket(int state) {
@@ -46,8 +46,8 @@ std::optional<Refusal> judgeRequest(const Stores& stores, const Session& session
     return state == State::valid ? std::nullopt : std::optional(Refusal{1, 51, stateText(state)});
 }
 
-Answer requestCertificate(Stores& stores, const Authority& authority, const Request& request,
-                          const QJsonObject& fields) {
+Answer requestCertificate(
+    Stores& stores, const Authority& authority, const Request& request, const QJsonObject& fields) {
     if (fields[u"os"_s].toInt() != operatingSystem)
         return badParameters(u"os"_s);
     if (stores.settings.value(u"require_client_certificate"_s).toBool() && request.peer.isEmpty())
@@ -61,13 +61,9 @@ Answer requestCertificate(Stores& stores, const Authority& authority, const Requ
     if (!issued ||
         !stores.certificates.add({issued->serial, session.userid, session.deviceid, now, now + lifetime, false}))
         return refusal({-1, 500, u"服务器内部错误"_s});
-    const auto text = [](const QByteArray& bytes) {
-        return QString::fromLatin1(bytes.toBase64());
-    };
-    return success({{u"rootCA"_s, text(authority.root())},
-                    {u"subCA"_s, text(authority.intermediate())},
-                    {u"p12"_s, text(issued->pkcs12)},
-                    {u"pwd"_s, issued->password}});
+    const auto text = [](const QByteArray& bytes) { return QString::fromLatin1(bytes.toBase64()); };
+    return success({{u"rootCA"_s, text(authority.root())}, {u"subCA"_s, text(authority.intermediate())},
+        {u"p12"_s, text(issued->pkcs12)}, {u"pwd"_s, issued->password}});
 }
 
 int stateOfCertificate(const std::optional<IssuedCertificate>& certificate) {
@@ -91,17 +87,14 @@ Answer checkStatus(const Stores& stores, const Request& request) {
 
 void addNacRoutes(Router& router, Stores& stores, const Authority& authority) {
     router.add("POST", u"/api/inac/ca/getcert"_s,
-               {.form = Form::Sealed,
-                .rules = certificateFields(),
-                .handle =
-                    [&stores, &authority](const Request& request, const QJsonObject& fields) {
-                        return requestCertificate(stores, authority, request, fields);
-                    },
-                .sealsAnswer = true});
+        {.form = Form::Sealed,
+            .rules = certificateFields(),
+            .handle = [&stores, &authority](const Request& request,
+                          const QJsonObject& fields) { return requestCertificate(stores, authority, request, fields); },
+            .sealsAnswer = true});
     router.add("GET", u"/api/inac/ca/checkstatus"_s,
-               {Form::None, {}, [&stores](const Request& request, const QJsonObject&) {
-                    return checkStatus(stores, request);
-                }});
+        {Form::None, {},
+            [&stores](const Request& request, const QJsonObject&) { return checkStatus(stores, request); }});
 }
 
 } // namespace Reference

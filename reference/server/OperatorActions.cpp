@@ -44,7 +44,7 @@ Action accountSwitch(AccountStore::Flag flag) {
 Action accountText(AccountStore::Text kind, const char* name) {
     return [kind, name](const OperatorDesk& desk, const QJsonObject& json) {
         return json.value(QLatin1StringView(name)).isString() &&
-               desk.stores.accounts.setText(userOf(json), kind, text(json, name));
+            desk.stores.accounts.setText(userOf(json), kind, text(json, name));
     };
 }
 
@@ -82,13 +82,13 @@ bool addAccount(const OperatorDesk& desk, const QJsonObject& json) {
 
 bool confirmScan(const OperatorDesk& desk, const QJsonObject& json) {
     return desk.stores.accounts.find(userOf(json)) &&
-           desk.stores.scans.confirm(text(json, "soleid"), deviceOf(json), userOf(json));
+        desk.stores.scans.confirm(text(json, "soleid"), deviceOf(json), userOf(json));
 }
 
 bool setPolicy(const OperatorDesk& desk, const QJsonObject& json) {
     bool changed = false;
     for (const auto& [name, setting] :
-         {std::pair{u"data"_s, u"policy_data"_s}, {u"office_data"_s, u"policy_office_data"_s}}) {
+        {std::pair{u"data"_s, u"policy_data"_s}, {u"office_data"_s, u"policy_office_data"_s}}) {
         if (json.contains(name))
             changed = desk.stores.settings.set(setting, json.value(name));
     }

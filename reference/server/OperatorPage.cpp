@@ -116,16 +116,15 @@ QString accountRow(const Account& account) {
         values[u"on"_s] = on;
         return button(title, action, values);
     };
-    return row(
-        {escaped(account.userid), escaped(account.username), escaped(account.mail),
-         standing.isEmpty() ? word(u"good"_s, u"正常"_s) : standing,
-         (account.blocked ? button(u"启用"_s, u"unblock_user"_s, who) : button(u"禁用"_s, u"block_user"_s, who)) +
-             (account.expired ? button(u"续期"_s, u"renew_user"_s, who) : button(u"过期"_s, u"expire_user"_s, who)) +
-             (account.mustChangePassword ? flip(u"取消改密"_s, u"require_password_change"_s, false)
-                                         : flip(u"要求改密"_s, u"require_password_change"_s, true)) +
-             (account.requiresApproval ? flip(u"免审核"_s, u"require_approval"_s, false)
-                                       : flip(u"需审核"_s, u"require_approval"_s, true)) +
-             button(u"删除"_s, u"remove_account"_s, who)});
+    return row({escaped(account.userid), escaped(account.username), escaped(account.mail),
+        standing.isEmpty() ? word(u"good"_s, u"正常"_s) : standing,
+        (account.blocked ? button(u"启用"_s, u"unblock_user"_s, who) : button(u"禁用"_s, u"block_user"_s, who)) +
+            (account.expired ? button(u"续期"_s, u"renew_user"_s, who) : button(u"过期"_s, u"expire_user"_s, who)) +
+            (account.mustChangePassword ? flip(u"取消改密"_s, u"require_password_change"_s, false)
+                                        : flip(u"要求改密"_s, u"require_password_change"_s, true)) +
+            (account.requiresApproval ? flip(u"免审核"_s, u"require_approval"_s, false)
+                                      : flip(u"需审核"_s, u"require_approval"_s, true)) +
+            button(u"删除"_s, u"remove_account"_s, who)});
 }
 
 QString standingText(const Device& device) {
@@ -148,26 +147,26 @@ QString standingText(const Device& device) {
 QString deviceRow(const Device& device) {
     const QJsonObject which{{u"deviceid"_s, device.deviceid}};
     return row({escaped(device.hostname) + u"<br><code>"_s + escaped(device.deviceid) + u"</code>"_s,
-                escaped(device.os), escaped(device.ip), escaped(device.mac), standingText(device),
-                escaped(device.boundUserid), timeText(device.lastSeen),
-                button(u"通过"_s, u"approve_device"_s, which) + button(u"拒绝"_s, u"reject_device"_s, which) +
-                    button(u"注销"_s, u"deregister_device"_s, which) +
-                    (device.blocked ? button(u"启用"_s, u"unblock_device"_s, which)
-                                    : button(u"禁用"_s, u"block_device"_s, which)) +
-                    button(u"忘记"_s, u"forget_device"_s, which)});
+        escaped(device.os), escaped(device.ip), escaped(device.mac), standingText(device), escaped(device.boundUserid),
+        timeText(device.lastSeen),
+        button(u"通过"_s, u"approve_device"_s, which) + button(u"拒绝"_s, u"reject_device"_s, which) +
+            button(u"注销"_s, u"deregister_device"_s, which) +
+            (device.blocked ? button(u"启用"_s, u"unblock_device"_s, which)
+                            : button(u"禁用"_s, u"block_device"_s, which)) +
+            button(u"忘记"_s, u"forget_device"_s, which)});
 }
 
 QString sessionRow(const Session& session) {
     const QJsonObject which{{u"session"_s, session.id}};
     const bool live = session.state == Session::State::Live;
     return row({QString::number(session.id), escaped(session.userid),
-                u"<code>"_s + escaped(session.deviceid) + u"</code>"_s, escaped(session.kind),
-                word(live ? u"good"_s : u"second"_s, stateName(session.state)) +
-                    (session.rotates ? word(u"second"_s, u"待换票"_s) : QString()),
-                timeText(session.expires), timeText(session.lastCheck),
-                live ? button(u"过期"_s, u"expire_ticket"_s, which) + button(u"吊销"_s, u"revoke_ticket"_s, which) +
-                           button(u"换票"_s, u"rotate_ticket"_s, which)
-                     : QString()});
+        u"<code>"_s + escaped(session.deviceid) + u"</code>"_s, escaped(session.kind),
+        word(live ? u"good"_s : u"second"_s, stateName(session.state)) +
+            (session.rotates ? word(u"second"_s, u"待换票"_s) : QString()),
+        timeText(session.expires), timeText(session.lastCheck),
+        live ? button(u"过期"_s, u"expire_ticket"_s, which) + button(u"吊销"_s, u"revoke_ticket"_s, which) +
+                button(u"换票"_s, u"rotate_ticket"_s, which)
+             : QString()});
 }
 
 QString scanRow(const Scan& scan, const QList<Account>& accounts) {
@@ -179,18 +178,18 @@ QString scanRow(const Scan& scan, const QList<Account>& accounts) {
         buttons += button(u"确认为 "_s + account.userid, u"confirm_scan"_s, values);
     }
     return row({u"<code>"_s + escaped(scan.soleid) + u"</code>"_s, u"<code>"_s + escaped(scan.deviceid) + u"</code>"_s,
-                escaped(stageName(scan.stage)), escaped(scan.userid),
-                scan.stage == Scan::Stage::Scanned ? buttons + button(u"拒绝"_s, u"reject_scan"_s, which) : QString()});
+        escaped(stageName(scan.stage)), escaped(scan.userid),
+        scan.stage == Scan::Stage::Scanned ? buttons + button(u"拒绝"_s, u"reject_scan"_s, which) : QString()});
 }
 
 QString certificateRow(const IssuedCertificate& certificate) {
     return row({u"<code>"_s + escaped(certificate.serial) + u"</code>"_s, escaped(certificate.userid),
-                u"<code>"_s + escaped(certificate.deviceid) + u"</code>"_s, timeText(certificate.issued),
-                QDateTime::fromSecsSinceEpoch(certificate.expires).toString(u"yyyy-MM-dd"_s),
-                certificate.revoked ? word(u"bad"_s, u"已吊销"_s) : word(u"good"_s, u"有效"_s),
-                certificate.revoked
-                    ? QString()
-                    : button(u"吊销"_s, u"revoke_certificate"_s, QJsonObject{{u"serial"_s, certificate.serial}})});
+        u"<code>"_s + escaped(certificate.deviceid) + u"</code>"_s, timeText(certificate.issued),
+        QDateTime::fromSecsSinceEpoch(certificate.expires).toString(u"yyyy-MM-dd"_s),
+        certificate.revoked ? word(u"bad"_s, u"已吊销"_s) : word(u"good"_s, u"有效"_s),
+        certificate.revoked
+            ? QString()
+            : button(u"吊销"_s, u"revoke_certificate"_s, QJsonObject{{u"serial"_s, certificate.serial}})});
 }
 
 QString requestRow(const RequestLog::Entry& entry) {
@@ -198,23 +197,23 @@ QString requestRow(const RequestLog::Entry& entry) {
         return QString::fromUtf8(QJsonDocument(withoutSecrets(json)).toJson(QJsonDocument::Compact));
     };
     return row({QString::number(entry.number), entry.time.toString(u"HH:mm:ss.zzz"_s),
-                escaped(QString::fromLatin1(entry.request.method) + u' ' + entry.request.path),
-                u"<code>"_s + escaped(compact(entry.fields)) + u"</code>"_s, QString::number(entry.status),
-                u"<code>"_s + escaped(compact(QJsonDocument::fromJson(entry.answer).object())) + u"</code>"_s,
-                escaped(entry.fault)});
+        escaped(QString::fromLatin1(entry.request.method) + u' ' + entry.request.path),
+        u"<code>"_s + escaped(compact(entry.fields)) + u"</code>"_s, QString::number(entry.status),
+        u"<code>"_s + escaped(compact(QJsonDocument::fromJson(entry.answer).object())) + u"</code>"_s,
+        escaped(entry.fault)});
 }
 
 QString faultRows(const Faults& faults) {
     QStringList rows;
     for (const auto& fault : faults.toJson())
         rows.append(row({escaped(fault[u"path"_s].toString()), escaped(fault[u"kind"_s].toString()),
-                         QString::number(fault[u"count"_s].toInt())}));
+            QString::number(fault[u"count"_s].toInt())}));
     return rows.isEmpty() ? QString() : table(u"待触发的故障"_s, {u"接口"_s, u"故障"_s, u"剩余次数"_s}, rows);
 }
 
 QString mailRow(const Mail& mail) {
     return row({timeText(mail.sent), escaped(mail.recipient), escaped(mail.subject),
-                u"<code>"_s + escaped(mail.text) + u"</code>"_s});
+        u"<code>"_s + escaped(mail.text) + u"</code>"_s});
 }
 
 QString parts(const OperatorDesk& desk) {
@@ -236,19 +235,17 @@ QString parts(const OperatorDesk& desk) {
     for (auto it = entries.rbegin(); it != entries.rend() && requestRows.size() < shownRequests; ++it)
         requestRows.append(requestRow(*it));
     return faultRows(desk.faults) +
-           table(u"账号"_s, {u"账号"_s, u"姓名"_s, u"邮箱"_s, u"状态"_s, u"操作"_s}, accountRows) +
-           table(u"设备"_s,
-                 {u"电脑"_s, u"系统"_s, u"IP"_s, u"MAC"_s, u"状态"_s, u"绑定账号"_s, u"最近请求"_s, u"操作"_s},
-                 deviceRows) +
-           table(u"会话"_s,
-                 {u"编号"_s, u"账号"_s, u"设备"_s, u"方式"_s, u"状态"_s, u"到期"_s, u"最近校验"_s, u"操作"_s},
-                 sessionRows) +
-           table(u"扫码登录"_s, {u"标识"_s, u"设备"_s, u"阶段"_s, u"账号"_s, u"操作"_s}, scanRows) +
-           table(u"入网证书"_s, {u"序列号"_s, u"账号"_s, u"设备"_s, u"签发"_s, u"有效期至"_s, u"状态"_s, u"操作"_s},
-                 certificateRows) +
-           table(u"已发邮件"_s, {u"时间"_s, u"收件人"_s, u"主题"_s, u"内容"_s}, mailRows) +
-           table(u"最近请求"_s, {u"序号"_s, u"时间"_s, u"接口"_s, u"参数"_s, u"HTTP"_s, u"应答"_s, u"故障"_s},
-                 requestRows);
+        table(u"账号"_s, {u"账号"_s, u"姓名"_s, u"邮箱"_s, u"状态"_s, u"操作"_s}, accountRows) +
+        table(u"设备"_s, {u"电脑"_s, u"系统"_s, u"IP"_s, u"MAC"_s, u"状态"_s, u"绑定账号"_s, u"最近请求"_s, u"操作"_s},
+            deviceRows) +
+        table(u"会话"_s, {u"编号"_s, u"账号"_s, u"设备"_s, u"方式"_s, u"状态"_s, u"到期"_s, u"最近校验"_s, u"操作"_s},
+            sessionRows) +
+        table(u"扫码登录"_s, {u"标识"_s, u"设备"_s, u"阶段"_s, u"账号"_s, u"操作"_s}, scanRows) +
+        table(u"入网证书"_s, {u"序列号"_s, u"账号"_s, u"设备"_s, u"签发"_s, u"有效期至"_s, u"状态"_s, u"操作"_s},
+            certificateRows) +
+        table(u"已发邮件"_s, {u"时间"_s, u"收件人"_s, u"主题"_s, u"内容"_s}, mailRows) +
+        table(
+            u"最近请求"_s, {u"序号"_s, u"时间"_s, u"接口"_s, u"参数"_s, u"HTTP"_s, u"应答"_s, u"故障"_s}, requestRows);
 }
 
 } // namespace
@@ -259,9 +256,7 @@ void addOperatorPage(Router& router, const OperatorDesk& desk) {
         answer.headers = {contentPolicy(script)};
         return answer;
     };
-    const auto changing = [desk](const Request&, const QJsonObject&) {
-        return pageAnswer(parts(desk).toUtf8());
-    };
+    const auto changing = [desk](const Request&, const QJsonObject&) { return pageAnswer(parts(desk).toUtf8()); };
     router.add("GET", u"/operator"_s, {Form::None, {}, whole});
     router.add("GET", u"/operator/parts"_s, {Form::None, {}, changing});
 }

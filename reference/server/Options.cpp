@@ -35,13 +35,13 @@ Options parseOptions(const QStringList& arguments) {
     parser.setApplicationDescription(
         u"Management server for demonstration and tests, reachable from this machine only."_s);
     const QCommandLineOption help(QStringList{u"h"_s, u"help"_s}, u"Show this help."_s);
-    const QCommandLineOption folder(u"folder"_s, u"Where database, certificate and key live; made when missing."_s,
-                                    u"dir"_s);
+    const QCommandLineOption folder(
+        u"folder"_s, u"Where database, certificate and key live; made when missing."_s, u"dir"_s);
     const QCommandLineOption listen(u"listen"_s, u"Loopback address to listen on."_s, u"address"_s, u"127.0.0.1"_s);
     const QCommandLineOption port(u"port"_s, u"HTTP port; 0 picks a free one."_s, u"number"_s, u"0"_s);
     const QCommandLineOption httpsPort(u"https-port"_s, u"HTTPS port; 0 picks a free one."_s, u"number"_s, u"0"_s);
-    const QCommandLineOption account(
-        u"account"_s, u"Account to add unless it exists; the code is six digits or a Base32 secret. Repeatable."_s,
+    const QCommandLineOption account(u"account"_s,
+        u"Account to add unless it exists; the code is six digits or a Base32 secret. Repeatable."_s,
         u"user:password[:code][:mail]"_s);
     const QCommandLineOption stdinOption(u"until-stdin-closes"_s, u"End when standard input closes."_s);
     parser.addOptions({help, folder, listen, port, httpsPort, account, stdinOption});

@@ -26,10 +26,8 @@ Answer gatewayPolicy(const Stores& stores, const Request& request) {
     // This operation's result is named "code".
     if (request.query.queryItemValue(u"ostype"_s) != "mac"_L1)
         return jsonAnswer({{u"code"_s, 11}, {u"msg"_s, u"请求参数错误：ostype"_s}});
-    return jsonAnswer({{u"code"_s, 0},
-                       {u"msg"_s, QString()},
-                       {u"data"_s, sealedSetting(stores, u"policy_data"_s)},
-                       {u"office_data"_s, sealedSetting(stores, u"policy_office_data"_s)}});
+    return jsonAnswer({{u"code"_s, 0}, {u"msg"_s, QString()}, {u"data"_s, sealedSetting(stores, u"policy_data"_s)},
+        {u"office_data"_s, sealedSetting(stores, u"policy_office_data"_s)}});
 }
 
 } // namespace
@@ -39,9 +37,7 @@ void addPolicyRoutes(Router& router, Stores& stores) {
                                            return jsonAnswer({{u"ret"_s, 0}});
                                        }});
     router.add("GET", u"/api/public/client/start_config"_s,
-               {Form::None, {}, [&stores](const Request&, const QJsonObject&) {
-                    return startConfiguration(stores);
-                }});
+        {Form::None, {}, [&stores](const Request&, const QJsonObject&) { return startConfiguration(stores); }});
     router.add("GET", u"/qen/ngnpolicy"_s, {Form::None, {}, [&stores](const Request& request, const QJsonObject&) {
                                                 return gatewayPolicy(stores, request);
                                             }});

@@ -21,18 +21,14 @@ QJsonArray headersJson(const HeaderList& headers) {
 }
 
 QJsonObject entryJson(const RequestLog::Entry& entry) {
-    return {{u"number"_s, entry.number},
-            {u"time"_s, entry.time.toString(Qt::ISODateWithMs)},
-            {u"method"_s, QString::fromLatin1(entry.request.method)},
-            {u"path"_s, entry.request.path},
-            {u"query"_s, entry.request.query.toString(QUrl::FullyEncoded)},
-            {u"headers"_s, headersJson(entry.request.headers)},
-            {u"body_base64"_s, QString::fromLatin1(entry.request.body.toBase64())},
-            {u"fields"_s, withoutSecrets(entry.fields)},
-            {u"client_certificate"_s, entry.request.peer},
-            {u"fault"_s, entry.fault},
-            {u"status"_s, entry.status},
-            {u"answer"_s, withoutSecrets(QJsonDocument::fromJson(entry.answer).object())}};
+    return {{u"number"_s, entry.number}, {u"time"_s, entry.time.toString(Qt::ISODateWithMs)},
+        {u"method"_s, QString::fromLatin1(entry.request.method)}, {u"path"_s, entry.request.path},
+        {u"query"_s, entry.request.query.toString(QUrl::FullyEncoded)},
+        {u"headers"_s, headersJson(entry.request.headers)},
+        {u"body_base64"_s, QString::fromLatin1(entry.request.body.toBase64())},
+        {u"fields"_s, withoutSecrets(entry.fields)}, {u"client_certificate"_s, entry.request.peer},
+        {u"fault"_s, entry.fault}, {u"status"_s, entry.status},
+        {u"answer"_s, withoutSecrets(QJsonDocument::fromJson(entry.answer).object())}};
 }
 
 } // namespace

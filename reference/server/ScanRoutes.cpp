@@ -78,8 +78,7 @@ Answer poll(Stores& stores, const QJsonObject& fields) {
 QByteArray decisionPage(const Stores& stores, const QJsonObject& fields, const QString& code, const QString& refused) {
     QString html = u"<h1>扫码登录</h1><p>是否允许以下电脑登录？</p><dl>"_s;
     const QList<QPair<QString, QString>> facts{{u"hostname"_s, u"电脑名称"_s}, {u"login_user"_s, u"系统用户"_s},
-                                               {u"os"_s, u"系统"_s},           {u"ip"_s, u"IP地址"_s},
-                                               {u"mac"_s, u"MAC地址"_s},       {u"deviceid"_s, u"设备标识"_s}};
+        {u"os"_s, u"系统"_s}, {u"ip"_s, u"IP地址"_s}, {u"mac"_s, u"MAC地址"_s}, {u"deviceid"_s, u"设备标识"_s}};
     for (const auto& [name, title] : facts)
         html += u"<dt>%1</dt><dd>%2</dd>"_s.arg(title, escaped(fields[name].toString()));
     html += u"</dl>"_s;
@@ -134,18 +133,16 @@ Answer decide(Stores& stores, const Request& request, const QJsonObject& fields)
 
 void addScanRoutes(Router& router, Stores& stores) {
     const QString code = u"/api/public/clientlogin/scan_login"_s;
-    router.add("GET", code,
-               {Form::SealedCode, scanCodeFields(), [&stores](const Request& request, const QJsonObject& fields) {
-                    return openCode(stores, request, fields);
-                }});
+    router.add(
+        "GET", code, {Form::SealedCode, scanCodeFields(), [&stores](const Request& request, const QJsonObject& fields) {
+                          return openCode(stores, request, fields);
+                      }});
     router.add("POST", code,
-               {Form::SealedCode, scanCodeFields(), [&stores](const Request& request, const QJsonObject& fields) {
-                    return decide(stores, request, fields);
-                }});
+        {Form::SealedCode, scanCodeFields(),
+            [&stores](const Request& request, const QJsonObject& fields) { return decide(stores, request, fields); }});
     router.add("POST", u"/api/public/clientlogin/scan_status"_s,
-               {Form::Json, scanStatusFields(), [&stores](const Request&, const QJsonObject& fields) {
-                    return poll(stores, fields);
-                }});
+        {Form::Json, scanStatusFields(),
+            [&stores](const Request&, const QJsonObject& fields) { return poll(stores, fields); }});
 }
 
 } // namespace Reference

@@ -43,13 +43,13 @@ void Scans::scanned(const QString& soleid, const QString& deviceid) {
     m_database.run(u"INSERT INTO scans (soleid, deviceid, stage, changed) VALUES (?, ?, 'scanned', ?)"
                    " ON CONFLICT (soleid, deviceid) DO UPDATE SET stage = 'scanned', changed = excluded.changed"
                    " WHERE stage <> 'confirmed'"_s,
-                   {soleid, deviceid, QDateTime::currentSecsSinceEpoch()});
+        {soleid, deviceid, QDateTime::currentSecsSinceEpoch()});
 }
 
 bool Scans::confirm(const QString& soleid, const QString& deviceid, const QString& userid) {
     return m_database.run(u"UPDATE scans SET stage = 'confirmed', userid = ?, waited = 0, ticket = '', changed = ?"
                           " WHERE soleid = ? AND deviceid = ?"_s,
-                          {userid, QDateTime::currentSecsSinceEpoch(), soleid, deviceid});
+        {userid, QDateTime::currentSecsSinceEpoch(), soleid, deviceid});
 }
 
 bool Scans::reject(const QString& soleid, const QString& deviceid) {
@@ -59,13 +59,13 @@ bool Scans::reject(const QString& soleid, const QString& deviceid) {
 }
 
 bool Scans::setWaited(const Scan& scan, bool waited) {
-    return m_database.run(u"UPDATE scans SET waited = ? WHERE soleid = ? AND deviceid = ?"_s,
-                          {int(waited), scan.soleid, scan.deviceid});
+    return m_database.run(
+        u"UPDATE scans SET waited = ? WHERE soleid = ? AND deviceid = ?"_s, {int(waited), scan.soleid, scan.deviceid});
 }
 
 bool Scans::setTicket(const Scan& scan, const QString& ticket) {
-    return m_database.run(u"UPDATE scans SET ticket = ? WHERE soleid = ? AND deviceid = ?"_s,
-                          {ticket, scan.soleid, scan.deviceid});
+    return m_database.run(
+        u"UPDATE scans SET ticket = ? WHERE soleid = ? AND deviceid = ?"_s, {ticket, scan.soleid, scan.deviceid});
 }
 
 void Scans::ticketUsed(const QString& ticket) {

@@ -28,7 +28,7 @@ Cipher startCipher(bool encrypt) {
     Cipher cipher(EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free);
     if (!cipher ||
         EVP_CipherInit_ex(cipher.get(), EVP_aes_128_cbc(), nullptr, reinterpret_cast<const unsigned char*>(builtInKey),
-                          reinterpret_cast<const unsigned char*>(builtInVector), encrypt ? 1 : 0) != 1)
+            reinterpret_cast<const unsigned char*>(builtInVector), encrypt ? 1 : 0) != 1)
         return Cipher(nullptr, &EVP_CIPHER_CTX_free);
     return cipher;
 }

@@ -23,7 +23,7 @@ constexpr int codeStepSeconds = 30;
 
 bool isFixedCode(const QString& secret) {
     return secret.size() == codeDigits &&
-           std::all_of(secret.begin(), secret.end(), [](QChar c) { return c >= u'0' && c <= u'9'; });
+        std::all_of(secret.begin(), secret.end(), [](QChar c) { return c >= u'0' && c <= u'9'; });
 }
 
 std::optional<QByteArray> fromBase32(const QString& text) {
@@ -80,8 +80,8 @@ QByteArray passwordHash(const QString& password, const QByteArray& salt) {
     const QByteArray text = password.toUtf8();
     QByteArray hash(32, Qt::Uninitialized);
     if (PKCS5_PBKDF2_HMAC(text.constData(), int(text.size()), reinterpret_cast<const unsigned char*>(salt.constData()),
-                          int(salt.size()), hashRounds, EVP_sha256(), int(hash.size()),
-                          reinterpret_cast<unsigned char*>(hash.data())) != 1)
+            int(salt.size()), hashRounds, EVP_sha256(), int(hash.size()),
+            reinterpret_cast<unsigned char*>(hash.data())) != 1)
         qFatal("no password hash");
     return hash;
 }

@@ -21,12 +21,12 @@ const QJsonObject& defaults() {
         {u"certificate_lifetime"_s, 365 * 24 * 60 * 60},
         {u"require_client_certificate"_s, false},
         {u"start_config"_s,
-         QJsonObject{{u"client_name"_s, u"Mav"_s},
-                     // Neither "2" nor "3": no network access control until the operator asks for it.
-                     {u"domain"_s, QJsonObject{{u"auth_method"_s, u"1"_s}, {u"inac_addr"_s, QString()}}},
-                     {u"wifisettings"_s, QJsonObject{{u"ssidlist"_s, QJsonArray()}}}}},
+            QJsonObject{{u"client_name"_s, u"Mav"_s},
+                // Neither "2" nor "3": no network access control until the operator asks for it.
+                {u"domain"_s, QJsonObject{{u"auth_method"_s, u"1"_s}, {u"inac_addr"_s, QString()}}},
+                {u"wifisettings"_s, QJsonObject{{u"ssidlist"_s, QJsonArray()}}}}},
         {u"policy_data"_s,
-         QJsonObject{{u"name"_s, u"默认策略"_s}, {u"gateways"_s, QJsonArray()}, {u"apps"_s, QJsonArray()}}},
+            QJsonObject{{u"name"_s, u"默认策略"_s}, {u"gateways"_s, QJsonArray()}, {u"apps"_s, QJsonArray()}}},
         {u"policy_office_data"_s, QJsonObject{{u"apps"_s, QJsonArray()}}},
     };
     return values;
@@ -53,13 +53,13 @@ bool Settings::set(const QString& name, const QJsonValue& value) {
     if (!defaults().contains(name) || defaults().value(name).type() != value.type())
         return false;
     return m_database.run(u"INSERT OR REPLACE INTO settings (name, value) VALUES (?, ?)"_s,
-                          {name, QString::fromUtf8(QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact))});
+        {name, QString::fromUtf8(QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact))});
 }
 
 bool Settings::addDomainAccount(const QString& uid, const QString& dc, const QString& userName) {
     return !uid.isEmpty() && !dc.isEmpty() &&
-           m_database.run(u"INSERT OR REPLACE INTO domain_accounts (uid, dc, user_name) VALUES (?, ?, ?)"_s,
-                          {uid, dc, userName});
+        m_database.run(
+            u"INSERT OR REPLACE INTO domain_accounts (uid, dc, user_name) VALUES (?, ?, ?)"_s, {uid, dc, userName});
 }
 
 bool Settings::removeDomainAccount(const QString& uid, const QString& dc) {
@@ -81,21 +81,21 @@ QList<QJsonObject> Settings::domainAccounts() const {
 
 bool Settings::sendMail(const QString& recipient, const QString& subject, const QString& text) {
     return m_database.run(u"INSERT INTO mails (recipient, subject, text, sent) VALUES (?, ?, ?, ?)"_s,
-                          {recipient, subject, text, QDateTime::currentSecsSinceEpoch()});
+        {recipient, subject, text, QDateTime::currentSecsSinceEpoch()});
 }
 
 QList<Mail> Settings::mails() const {
     QList<Mail> mails;
     for (const QVariantMap& row : m_database.select(u"SELECT * FROM mails ORDER BY id DESC LIMIT 50"_s))
         mails.append({row[u"id"_s].toLongLong(), row[u"recipient"_s].toString(), row[u"subject"_s].toString(),
-                      row[u"text"_s].toString(), row[u"sent"_s].toLongLong()});
+            row[u"text"_s].toString(), row[u"sent"_s].toLongLong()});
     return mails;
 }
 
 bool Settings::reset() {
     Database::Transaction transaction(m_database);
     for (const char* statement : {"DELETE FROM devices", "DELETE FROM sessions", "DELETE FROM scans",
-                                  "DELETE FROM mails", "DELETE FROM settings", "DELETE FROM certificates"})
+             "DELETE FROM mails", "DELETE FROM settings", "DELETE FROM certificates"})
         m_database.run(QString::fromLatin1(statement));
     return transaction.commit();
 }

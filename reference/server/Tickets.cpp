@@ -79,7 +79,7 @@ Tickets::Checked Tickets::check(const QString& ticket) {
         return checked;
     const bool current =
         m_database.run(u"UPDATE sessions SET last_check = ?, previous_hash = NULL WHERE id = ? AND ticket_hash = ?"_s,
-                       {now(), session.id, hash});
+            {now(), session.id, hash});
     if (current && !session.rotates)
         return checked;
     const QString successor = randomText(ticketLength);
@@ -104,7 +104,7 @@ bool Tickets::hasLive(const QString& deviceid, const QString& userid) const {
     return !m_database
                 .selectOne(u"SELECT id FROM sessions WHERE deviceid = ? AND state = 'live' AND expires > ?"
                            " AND userid = coalesce(nullif(?, ''), userid)"_s,
-                           {deviceid, now(), userid})
+                    {deviceid, now(), userid})
                 .isEmpty();
 }
 

@@ -35,8 +35,7 @@ bool setSerial(X509* certificate) {
 bool addName(X509_NAME* name, const char* field, const QString& value) {
     const QByteArray text = value.toUtf8();
     return X509_NAME_add_entry_by_txt(name, field, MBSTRING_UTF8,
-                                      reinterpret_cast<const unsigned char*>(text.constData()), int(text.size()), -1,
-                                      0) == 1;
+               reinterpret_cast<const unsigned char*>(text.constData()), int(text.size()), -1, 0) == 1;
 }
 
 template <typename Write>
@@ -116,8 +115,8 @@ QString serialOf(X509* certificate) {
 bool writePrivate(const QString& name, const QByteArray& content) {
     QSaveFile file(name);
     return !content.isEmpty() && file.open(QIODevice::WriteOnly) &&
-           file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner) &&
-           file.write(content) == content.size() && file.commit();
+        file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner) &&
+        file.write(content) == content.size() && file.commit();
 }
 
 } // namespace Reference

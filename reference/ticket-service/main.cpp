@@ -21,7 +21,7 @@ int main(int argc, char** argv) {
     QDBusConnection bus = QDBusConnection::sessionBus();
     // Its end comes with the bus's.
     bus.connect({}, u"/org/freedesktop/DBus/Local"_s, u"org.freedesktop.DBus.Local"_s, u"Disconnected"_s, &application,
-                SLOT(quit()));
+        SLOT(quit()));
     if (!bus.registerObject(u"/"_s, &service, QDBusConnection::ExportAllSlots) ||
         !bus.registerService(u"com.qencloud.mav.TicketService"_s)) {
         std::fprintf(stderr, "mav-reference-ticket-service: %s\n", qUtf8Printable(bus.lastError().message()));

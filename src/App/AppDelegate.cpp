@@ -21,6 +21,8 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 using Platform::localizedString;
 
 namespace {
@@ -46,36 +48,20 @@ void AppDelegate::onMain(Call call) {
 void AppDelegate::setMainWindow(QenMainWindow* window) {
     m_mainWindow = window;
     ApplicationMenu::Operations operations;
-    operations.tapAboutItem = [this] {
-        tapAboutItem();
-    };
-    operations.tapHelp = [this] {
-        tapHelp();
-    };
-    operations.ConfigureServerClick = [this] {
-        ConfigureServerClick();
-    };
-    operations.logoutClick = [this] {
-        logoutClick();
-    };
-    operations.menuQuit = [this] {
-        menuQuit();
-    };
-    operations.validateMenuItem = [this] {
-        validateMenuItem();
-    };
-    operations.excludeLogs = [this] {
-        excludeLogs();
-    };
-    operations.modifyPasswordClick = [this] {
-        modifyPasswordClick();
-    };
+    operations.tapAboutItem = [this] { tapAboutItem(); };
+    operations.tapHelp = [this] { tapHelp(); };
+    operations.ConfigureServerClick = [this] { ConfigureServerClick(); };
+    operations.logoutClick = [this] { logoutClick(); };
+    operations.menuQuit = [this] { menuQuit(); };
+    operations.validateMenuItem = [this] { validateMenuItem(); };
+    operations.excludeLogs = [this] { excludeLogs(); };
+    operations.modifyPasswordClick = [this] { modifyPasswordClick(); };
     m_menu = new ApplicationMenu(operations, window);
     window->setMenu(m_menu);
 }
 
 void AppDelegate::applicationDidFinishLaunching() {
-    m_world.log.writeLog(QStringLiteral("----------start Mav-----------"), 1);
+    m_world.log.writeLog(u"----------start Mav-----------"_s, 1);
     setAppearanceAqua();
     setItemsHiddenMenu();
     if (!m_world.login.iflogin())
@@ -97,8 +83,8 @@ void AppDelegate::setAppearanceAqua() {
 }
 
 void AppDelegate::addQenNotifications() {
-    m_hideTray = m_world.center.observe(ClientNotification::HideTray,
-                                        [this](const Platform::Notification&) { checkTrayStatus(); });
+    m_hideTray = m_world.center.observe(
+        ClientNotification::HideTray, [this](const Platform::Notification&) { checkTrayStatus(); });
 }
 
 bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows) {
@@ -198,13 +184,13 @@ void AppDelegate::showAlert(const QString& text) {
         }
     }
     auto* box = new CustomMessageBox(m_mainWindow);
-    box->setTitle(localizedString(QStringLiteral("Warnning")), text, CustomMessageBox::BoxStyle::Warning, {},
-                  localizedString(QStringLiteral("Confirm")));
+    box->setTitle(
+        localizedString(u"Warnning"_s), text, CustomMessageBox::BoxStyle::Warning, {}, localizedString(u"Confirm"_s));
     box->attach();
 }
 
 bool AppDelegate::applicationShouldTerminate() {
-    Platform::systemLog(QStringLiteral("applicationShouldTerminate isCanTerminated : %1").arg(m_terminateCode));
+    Platform::systemLog(u"applicationShouldTerminate isCanTerminated : %1"_s.arg(m_terminateCode));
     if (m_terminateCode != TerminateRefused) {
         if (m_mainWindow)
             m_mainWindow->savePlace();
@@ -219,15 +205,15 @@ bool AppDelegate::applicationShouldTerminate() {
 void AppDelegate::showTerminateWaring() {
     auto* box = new CustomMessageBox(m_mainWindow);
     box->setWindowModality(Qt::WindowModal);
-    box->setTitle(localizedString(QStringLiteral("Warnning")), localizedString(QStringLiteral("ForbidenExit")),
-                  CustomMessageBox::BoxStyle::Warning, {}, localizedString(QStringLiteral("Confirm")));
+    box->setTitle(localizedString(u"Warnning"_s), localizedString(u"ForbidenExit"_s),
+        CustomMessageBox::BoxStyle::Warning, {}, localizedString(u"Confirm"_s));
     box->attach();
 }
 
 void AppDelegate::applicationDockMenu() {
     if (m_terminateCode > 0)
         m_terminateCode = 0;
-    Platform::systemLog(QStringLiteral("terminateCode: %1").arg(m_terminateCode));
+    Platform::systemLog(u"terminateCode: %1"_s.arg(m_terminateCode));
 }
 
 QRect AppDelegate::mainWindowFrame() const {
@@ -258,9 +244,9 @@ void AppDelegate::showHelpTopic(const QString& tag) {
 
 void AppDelegate::tapHelp() {
     constexpr int Offset = 50;
-    const QRect frame(BaseWindowController::originForCentring(Theme::HelpWindowSize, mainWindowFrame()) +
-                          QPoint(Offset, Offset),
-                      Theme::HelpWindowSize);
+    const QRect frame(
+        BaseWindowController::originForCentring(Theme::HelpWindowSize, mainWindowFrame()) + QPoint(Offset, Offset),
+        Theme::HelpWindowSize);
     helpWindow().setGeometry(frame);
     helpWindow().loadHelpView();
     helpWindow().makeKeyAndOrderFront();
@@ -295,12 +281,12 @@ void AppDelegate::ConfigureServerClick() {
 void AppDelegate::menuQuit() {
     if (std::exchange(m_isQuitting, true))
         return;
-    QuitSequence::start({m_world.login, m_world.log, m_world.parts.agent, m_world.vpnExecutable},
-                        [delegate = QPointer(this)] {
-                            AppDelegate* self = delegate.data();
-                            if (!self)
-                                return;
-                            self->m_isQuitting = false;
-                            self->terminate();
-                        });
+    QuitSequence::start(
+        {m_world.login, m_world.log, m_world.parts.agent, m_world.vpnExecutable}, [delegate = QPointer(this)] {
+            AppDelegate* self = delegate.data();
+            if (!self)
+                return;
+            self->m_isQuitting = false;
+            self->terminate();
+        });
 }

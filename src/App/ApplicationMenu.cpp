@@ -2,32 +2,31 @@
 
 #include <QAction>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString SignedInOnly = QStringLiteral("登录后可用");
-const QString Exporting = QStringLiteral("正在导出日志…");
+const QString SignedInOnly = u"登录后可用"_s;
+const QString Exporting = u"正在导出日志…"_s;
 
 } // namespace
 
 ApplicationMenu::ApplicationMenu(const Operations& operations, QWidget* window) : QMenu(window) {
-    setObjectName(QStringLiteral("applicationMenu"));
-    setAccessibleName(QStringLiteral("菜单"));
+    setObjectName(u"applicationMenu"_s);
+    setAccessibleName(u"菜单"_s);
     // The reason why an item is grey stands in its tool tip.
     setToolTipsVisible(true);
-    addItem(QStringLiteral("aboutItem"), QStringLiteral("关于 Mav"), operations.tapAboutItem);
-    addItem(QStringLiteral("helpItem"), QStringLiteral("帮助"), operations.tapHelp)
-        ->setShortcut(QKeySequence(Qt::Key_F1));
+    addItem(u"aboutItem"_s, u"关于 Mav"_s, operations.tapAboutItem);
+    addItem(u"helpItem"_s, u"帮助"_s, operations.tapHelp)->setShortcut(QKeySequence(Qt::Key_F1));
     addSeparator();
-    m_exportItem = addItem(QStringLiteral("exportLogsItem"), QStringLiteral("导出日志"), operations.excludeLogs);
-    addItem(QStringLiteral("serverSettingsItem"), QStringLiteral("服务器设置"), operations.ConfigureServerClick)
+    m_exportItem = addItem(u"exportLogsItem"_s, u"导出日志"_s, operations.excludeLogs);
+    addItem(u"serverSettingsItem"_s, u"服务器设置"_s, operations.ConfigureServerClick)
         ->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Comma));
     addSeparator();
-    m_modifyPasswordItem =
-        addItem(QStringLiteral("modifyPasswordItem"), QStringLiteral("修改密码"), operations.modifyPasswordClick);
-    m_logoutItem = addItem(QStringLiteral("logoutItem"), QStringLiteral("退出登录"), operations.logoutClick);
+    m_modifyPasswordItem = addItem(u"modifyPasswordItem"_s, u"修改密码"_s, operations.modifyPasswordClick);
+    m_logoutItem = addItem(u"logoutItem"_s, u"退出登录"_s, operations.logoutClick);
     addSeparator();
-    addItem(QStringLiteral("quitItem"), QStringLiteral("退出 Mav"), operations.menuQuit)
-        ->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
+    addItem(u"quitItem"_s, u"退出 Mav"_s, operations.menuQuit)->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
     setSignedIn(false);
     setExportingLogs(false);
     // Shortcuts work in the window while the menu is closed.

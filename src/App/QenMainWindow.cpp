@@ -14,9 +14,11 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString PlaceKey = QStringLiteral("mainWindowPlace");
+const QString PlaceKey = u"mainWindowPlace"_s;
 /// A move of the window is a row of events; one of them is written.
 constexpr int PlaceSettlesMilliseconds = 500;
 
@@ -24,21 +26,21 @@ constexpr int PlaceSettlesMilliseconds = 500;
 
 QenMainWindow::QenMainWindow(Platform::UserDefaults& defaults)
     : m_defaults(defaults), m_menuButton(new QToolButton(this)) {
-    setObjectName(QStringLiteral("QenMainWindow"));
+    setObjectName(u"QenMainWindow"_s);
     setMinimumSize(Theme::MainWindowLeastSize);
 
     auto* ground = new QFrame(this);
-    ground->setObjectName(QStringLiteral("ground"));
+    ground->setObjectName(u"ground"_s);
     auto* titleArea = new QFrame(ground);
-    titleArea->setObjectName(QStringLiteral("titleArea"));
+    titleArea->setObjectName(u"titleArea"_s);
     titleArea->setFixedHeight(Theme::TitleHeight);
-    m_menuButton->setObjectName(QStringLiteral("menuButton"));
-    m_menuButton->setProperty("kind", QStringLiteral("icon"));
-    m_menuButton->setAccessibleName(QStringLiteral("菜单"));
-    m_menuButton->setToolTip(QStringLiteral("菜单（F10）"));
+    m_menuButton->setObjectName(u"menuButton"_s);
+    m_menuButton->setProperty("kind", u"icon"_s);
+    m_menuButton->setAccessibleName(u"菜单"_s);
+    m_menuButton->setToolTip(u"菜单（F10）"_s);
     m_menuButton->setFocusPolicy(Qt::TabFocus);
     m_menuButton->setIconSize({Theme::IconSize, Theme::IconSize});
-    m_menuButton->setIcon(Theme::icon(QStringLiteral("menu"), Theme::color(Theme::Color::Text)));
+    m_menuButton->setIcon(Theme::icon(u"menu"_s, Theme::color(Theme::Color::Text)));
 
     auto* titleLayout = new QHBoxLayout(titleArea);
     titleLayout->setContentsMargins(Theme::Space12, 0, Theme::Space12, 0);
@@ -75,7 +77,7 @@ void QenMainWindow::setContentView(QWidget* view) {
 
 void QenMainWindow::handleTitleView() {
     setWindowFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
-                   Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint);
+        Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint);
 }
 
 void QenMainWindow::windowDidLoad() {

@@ -9,6 +9,8 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 QuitSequence::QuitSequence(World world, std::function<void()> terminate)
     : m_world(std::move(world)), m_terminate(std::move(terminate)) {}
 
@@ -22,11 +24,8 @@ void QuitSequence::start(World world, std::function<void()> terminate) {
 void QuitSequence::stopVpnComponent() {
     m_world.login.existZelVPN();
     QString running;
-    TaskHelper::sharedInstance().excuteTaskPath(
-        QStringLiteral("/bin/bash"),
-        {QStringLiteral("-c"),
-         QStringLiteral("/bin/ps aux | grep -w '%1' | grep -v 'grep'").arg(m_world.vpnExecutable)},
-        &running, nullptr);
+    TaskHelper::sharedInstance().excuteTaskPath(u"/bin/bash"_s,
+        {u"-c"_s, u"/bin/ps aux | grep -w '%1' | grep -v 'grep'"_s.arg(m_world.vpnExecutable)}, &running, nullptr);
     if (running.isEmpty()) {
         finish();
         return;
@@ -36,7 +35,7 @@ void QuitSequence::stopVpnComponent() {
 
 void QuitSequence::requestStop() {
     const auto refused = [self = shared_from_this()] {
-        self->m_world.log.writeLog(QStringLiteral("[appdelegate] QenCloud Vindor Access Fail!!!"));
+        self->m_world.log.writeLog(u"[appdelegate] QenCloud Vindor Access Fail!!!"_s);
         self->finish();
     };
     if (!m_world.agent) {
@@ -56,9 +55,9 @@ void QuitSequence::requestStop() {
 
 void QuitSequence::judgeStop(const QJsonObject& answer) {
     const auto code = integerValue(answer.value(u"code"));
-    m_world.log.writeLog(code == 0 ? QStringLiteral("[appdelegate] QenCloud Vindor Stop Success!!!")
-                                   : QStringLiteral("[appdelegate] QenCloud Vindor Stop Fail:code = %1")
-                                         .arg(code ? QString::number(*code) : QStringLiteral("(null)")));
+    m_world.log.writeLog(code == 0
+            ? u"[appdelegate] QenCloud Vindor Stop Success!!!"_s
+            : u"[appdelegate] QenCloud Vindor Stop Fail:code = %1"_s.arg(code ? QString::number(*code) : u"(null)"_s));
     finish();
 }
 

@@ -24,34 +24,23 @@ WindowContents::WindowContents(AppDelegate& delegate, QWidget& window, Platform:
     : m_delegate(delegate), m_window(window), m_reachability(reachability),
       m_notifications({}, &Platform::UserDefaults::standard()),
       m_restartOffer({.log = [](const QString& line, int type) { QenLogHelper::sharedInstance().writeLog(line, type); },
-                      .center = Platform::NotificationCenter::defaultCenter(),
-                      .notifications = m_notifications}),
+          .center = Platform::NotificationCenter::defaultCenter(),
+          .notifications = m_notifications}),
       m_networkPolicy({.log = QenLogHelper::sharedInstance(),
-                       .center = Platform::NotificationCenter::defaultCenter(),
-                       .networkAccess = NetworkAccess::sharedInstance(),
-                       .localCerAuthMethod = [] { return iNacManager::sharedInstance().localCerAuthMethod(); },
-                       .applicationSupport = Platform::Paths::applicationSupport(),
-                       .agentState = Platform::Paths::agentState()}) {}
+          .center = Platform::NotificationCenter::defaultCenter(),
+          .networkAccess = NetworkAccess::sharedInstance(),
+          .localCerAuthMethod = [] { return iNacManager::sharedInstance().localCerAuthMethod(); },
+          .applicationSupport = Platform::Paths::applicationSupport(),
+          .agentState = Platform::Paths::agentState()}) {}
 
 MainViewWorld WindowContents::world() {
-    MainViewWorld world{m_delegate,
-                        QenCloudLoginHelper::sharedInstance(),
-                        QenServerConfig::sharedInstance(),
-                        QenLogHelper::sharedInstance(),
-                        Platform::NotificationCenter::defaultCenter(),
-                        Platform::UserDefaults::standard(),
-                        m_reachability,
-                        Platform::Paths::applicationSupport(),
-                        Platform::Paths::agentState()};
-    world.openDetailWindow = [this](QWidget* over) {
-        leftBar()->openDetailWindow(over);
-    };
-    world.leftBar = [this] {
-        return leftBar();
-    };
-    world.mainView = [this] {
-        return mainView();
-    };
+    MainViewWorld world{m_delegate, QenCloudLoginHelper::sharedInstance(), QenServerConfig::sharedInstance(),
+        QenLogHelper::sharedInstance(), Platform::NotificationCenter::defaultCenter(),
+        Platform::UserDefaults::standard(), m_reachability, Platform::Paths::applicationSupport(),
+        Platform::Paths::agentState()};
+    world.openDetailWindow = [this](QWidget* over) { leftBar()->openDetailWindow(over); };
+    world.leftBar = [this] { return leftBar(); };
+    world.mainView = [this] { return mainView(); };
     return world;
 }
 
@@ -62,11 +51,11 @@ void WindowContents::start() {
 
 QenMainLeftBar* WindowContents::leftBar() {
     if (!m_leftBar) {
-        m_leftBar =
-            new QenMainLeftBar({m_delegate, QenCloudLoginHelper::sharedInstance(), QenServerConfig::sharedInstance(),
-                                ITDevice::currentDevice(), QenLogHelper::sharedInstance(),
-                                Platform::NotificationCenter::defaultCenter(), Platform::Paths::applicationSupport()},
-                               &m_window);
+        m_leftBar = new QenMainLeftBar(
+            {m_delegate, QenCloudLoginHelper::sharedInstance(), QenServerConfig::sharedInstance(),
+                ITDevice::currentDevice(), QenLogHelper::sharedInstance(),
+                Platform::NotificationCenter::defaultCenter(), Platform::Paths::applicationSupport()},
+            &m_window);
         m_leftBar->hide();
     }
     return m_leftBar;
@@ -74,19 +63,17 @@ QenMainLeftBar* WindowContents::leftBar() {
 
 QenMainViewController* WindowContents::mainView() {
     if (!m_mainView) {
-        m_mainView = new QenMainViewController({.login = QenCloudLoginHelper::sharedInstance(),
-                                                .log = QenLogHelper::sharedInstance(),
-                                                .center = Platform::NotificationCenter::defaultCenter(),
-                                                .workspace = m_workspace,
-                                                .applicationSupport = Platform::Paths::applicationSupport(),
-                                                .agentState = Platform::Paths::agentState(),
-                                                .round = QenCheckRound::clientWorld(),
-                                                .joinDomain = JoinDomainAction::World::standard(),
-                                                .openHelp =
-                                                    [this](const QString& tag, const QWidget*) {
-                                                        m_delegate.showHelpTopic(tag);
-                                                    }},
-                                               *leftBar(), &m_window);
+        m_mainView = new QenMainViewController(
+            {.login = QenCloudLoginHelper::sharedInstance(),
+                .log = QenLogHelper::sharedInstance(),
+                .center = Platform::NotificationCenter::defaultCenter(),
+                .workspace = m_workspace,
+                .applicationSupport = Platform::Paths::applicationSupport(),
+                .agentState = Platform::Paths::agentState(),
+                .round = QenCheckRound::clientWorld(),
+                .joinDomain = JoinDomainAction::World::standard(),
+                .openHelp = [this](const QString& tag, const QWidget*) { m_delegate.showHelpTopic(tag); }},
+            *leftBar(), &m_window);
         m_mainView->hide();
     }
     return m_mainView;

@@ -31,6 +31,8 @@
 #include <cstring>
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int SecondCopy = 1;
@@ -45,22 +47,12 @@ constexpr int SecondCopy = 1;
 /// The pieces behind the launch sequence and the quit.
 ApplicationParts runningParts() {
     ApplicationParts parts;
-    parts.startUIResourcesFileListen = [] {
-        QenUIFileListener::sharedInstance().startUIResourcesFileListen();
-    };
-    parts.configParlo = [] {
-        QenUIParloManager::sharedInstance().config();
-    };
-    parts.startProcessListener = [] {
-        QenCloudClientProcessListener::sharedInstance().startListening();
-    };
+    parts.startUIResourcesFileListen = [] { QenUIFileListener::sharedInstance().startUIResourcesFileListen(); };
+    parts.configParlo = [] { QenUIParloManager::sharedInstance().config(); };
+    parts.startProcessListener = [] { QenCloudClientProcessListener::sharedInstance().startListening(); };
     parts.agent = &VindorClient::sharedInstance();
-    parts.checkCaVersion = [] {
-        return iNacManager::sharedInstance().checkCaVersion();
-    };
-    parts.installStaticMobileconfig = [] {
-        iNacManager::sharedInstance().installStaticMobileconfig();
-    };
+    parts.checkCaVersion = [] { return iNacManager::sharedInstance().checkCaVersion(); };
+    parts.installStaticMobileconfig = [] { iNacManager::sharedInstance().installStaticMobileconfig(); };
     parts.beginExportLogSheet = [sheet = QPointer<MavExportLogController>()](
                                     QWidget* window, const std::function<void(bool)>& exporting) mutable {
         if (!sheet) {
@@ -72,8 +64,8 @@ ApplicationParts runningParts() {
     parts.beginModifyPasswordSheet = [sheet = QPointer<MavModifyPasswordCtrl>()](QWidget* window) mutable {
         if (!sheet)
             sheet = new MavModifyPasswordCtrl({QenCloudLoginHelper::sharedInstance(), QenLogHelper::sharedInstance(),
-                                               Platform::Paths::applicationSupport()},
-                                              window);
+                                                  Platform::Paths::applicationSupport()},
+                window);
         sheet->beginSheet();
     };
     return parts;
@@ -82,7 +74,7 @@ ApplicationParts runningParts() {
 int runApplication(Platform::RunningApplications& running) {
     initMavResources();
     Platform::installStringTable();
-    QApplication::setApplicationDisplayName(QStringLiteral("Mav"));
+    QApplication::setApplicationDisplayName(u"Mav"_s);
     QApplication::setDesktopFileName(Platform::Deployment::BundleIdentifier);
     QApplication::setQuitOnLastWindowClosed(false);
 
@@ -95,9 +87,8 @@ int runApplication(Platform::RunningApplications& running) {
         endProcess(status);
     };
     AppDelegate delegate({QenCloudLoginHelper::sharedInstance(), ITDevice::currentDevice(),
-                          QenLogHelper::sharedInstance(), Platform::NotificationCenter::defaultCenter(), trayHost,
-                          Platform::Paths::applicationSupport(), Platform::Paths::vpnExecutable(), runningParts(),
-                          quit});
+        QenLogHelper::sharedInstance(), Platform::NotificationCenter::defaultCenter(), trayHost,
+        Platform::Paths::applicationSupport(), Platform::Paths::vpnExecutable(), runningParts(), quit});
     Platform::Reachability reachability;
     QenMainWindow window(Platform::UserDefaults::standard());
     delegate.setMainWindow(&window);
@@ -111,11 +102,11 @@ int runApplication(Platform::RunningApplications& running) {
         delegate.applicationShouldHandleReopen(window.isVisible());
         delegate.applicationWillBecomeActive();
     });
-    QObject::connect(qApp, &QGuiApplication::applicationStateChanged, &delegate,
-                     [&delegate](Qt::ApplicationState state) {
-                         if (state == Qt::ApplicationActive)
-                             delegate.applicationWillBecomeActive();
-                     });
+    QObject::connect(
+        qApp, &QGuiApplication::applicationStateChanged, &delegate, [&delegate](Qt::ApplicationState state) {
+            if (state == Qt::ApplicationActive)
+                delegate.applicationWillBecomeActive();
+        });
     delegate.applicationDidFinishLaunching();
     // After the launch sequence, which only posts the window's showing: what the pages log comes behind its first line.
     WindowContents windowContents(delegate, window, reachability);
@@ -133,17 +124,16 @@ int main(int argc, char** argv) {
     // The toolkit would take arguments of its own out of the list; none of them is offered.
     int toolkitArguments = 1;
     // A launch that ends at once needs no screen.
-    const std::unique_ptr<QCoreApplication> application(isForeignLaunch ? new QCoreApplication(toolkitArguments, argv)
-                                                                        : new QApplication(toolkitArguments, argv));
-    QCoreApplication::setApplicationName(QStringLiteral("Mav"));
+    const std::unique_ptr<QCoreApplication> application(
+        isForeignLaunch ? new QCoreApplication(toolkitArguments, argv) : new QApplication(toolkitArguments, argv));
+    QCoreApplication::setApplicationName(u"Mav"_s);
 
     // Never destroyed: the name is given back when the process ends.
     auto& running = *new Platform::RunningApplications;
     if (running.claim() == Platform::RunningApplications::Claim::Second)
         return SecondCopy;
     if (isForeignLaunch) {
-        QenLogHelper::sharedInstance().writeLog(
-            QStringLiteral(" run app argv %1").arg(QString::fromLocal8Bit(argv[1])));
+        QenLogHelper::sharedInstance().writeLog(u" run app argv %1"_s.arg(QString::fromLocal8Bit(argv[1])));
         endProcess(EXIT_SUCCESS);
     }
     endProcess(runApplication(running));

@@ -11,6 +11,8 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 struct Mark {
@@ -21,13 +23,13 @@ struct Mark {
 Mark markFor(CustomMessageBox::BoxStyle style) {
     switch (style) {
     case CustomMessageBox::BoxStyle::Warning:
-        return {QStringLiteral("alert"), Theme::Color::Attention};
+        return {u"alert"_s, Theme::Color::Attention};
     case CustomMessageBox::BoxStyle::Question:
-        return {QStringLiteral("question"), Theme::Color::Brand};
+        return {u"question"_s, Theme::Color::Brand};
     case CustomMessageBox::BoxStyle::Information:
         break;
     }
-    return {QStringLiteral("info"), Theme::Color::Brand};
+    return {u"info"_s, Theme::Color::Brand};
 }
 
 constexpr qsizetype LongestMessage = 2000;
@@ -41,8 +43,8 @@ void giveTitle(QPushButton* button, const QString& title) {
 } // namespace
 
 CustomMessageBox::CustomMessageBox(QWidget* parent)
-    : AutoReleaseWindowController(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
-                                              Qt::WindowCloseButtonHint),
+    : AutoReleaseWindowController(
+          parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
       m_ui(std::make_unique<Ui::CustomMessageBox>()) {
     m_ui->setupUi(this);
     setFixedWidth(Theme::BoxWidth);
@@ -53,7 +55,7 @@ CustomMessageBox::CustomMessageBox(QWidget* parent)
 CustomMessageBox::~CustomMessageBox() = default;
 
 void CustomMessageBox::setTitle(const QString& title, const QString& message, BoxStyle boxStyle,
-                                const QString& firstButtonTitle, const QString& secondButtonTitle) {
+    const QString& firstButtonTitle, const QString& secondButtonTitle) {
     m_ui->titleLabel->setText(title);
     m_message = message;
     m_ui->messageLabel->setText(wrappable(message, LongestMessage));

@@ -24,7 +24,7 @@ public:
 
     /// An empty button title leaves that button out.
     void setTitle(const QString& title, const QString& message, BoxStyle boxStyle, const QString& firstButtonTitle,
-                  const QString& secondButtonTitle);
+        const QString& secondButtonTitle);
     QString message() const { return m_message; }
 
     /// Called once with 1 for the first button, 2 for the second, 0 when the box was closed without one.

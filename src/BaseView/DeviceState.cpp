@@ -1,21 +1,23 @@
 #include "DeviceState.h"
 
+using namespace Qt::StringLiterals;
+
 QString deviceStateKey(qint64 state) {
     switch (state) {
     case -8:
-        return QStringLiteral("Deviceapproved");
+        return u"Deviceapproved"_s;
     case -7:
-        return QStringLiteral("Devicelogout");
+        return u"Devicelogout"_s;
     case -6:
-        return QStringLiteral("Devicerejected");
+        return u"Devicerejected"_s;
     case -5:
-        return QStringLiteral("Devicereview");
+        return u"Devicereview"_s;
     case -4:
-        return QStringLiteral("DevicenoRegister");
+        return u"DevicenoRegister"_s;
     case -3:
-        return QStringLiteral("Faillogin");
+        return u"Faillogin"_s;
     case -2:
-        return QStringLiteral("NotLogin");
+        return u"NotLogin"_s;
     default:
         return {};
     }

@@ -4,6 +4,8 @@
 #include <QPainter>
 #include <QToolTip>
 
+using namespace Qt::StringLiterals;
+
 ElidedLabel::ElidedLabel(QWidget* parent) : QLabel(parent) {
     setTextFormat(Qt::PlainText);
     setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
@@ -31,6 +33,6 @@ bool ElidedLabel::event(QEvent* event) {
     const bool isCut = fontMetrics().horizontalAdvance(line()) > contentsRect().width();
     // Wrapped as rich text; the text itself stays plain.
     QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(),
-                       isCut ? QStringLiteral("<p>%1</p>").arg(text().toHtmlEscaped()) : QString(), this);
+        isCut ? u"<p>%1</p>"_s.arg(text().toHtmlEscaped()) : QString(), this);
     return true;
 }

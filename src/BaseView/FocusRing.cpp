@@ -6,11 +6,13 @@
 #include <QFocusFrame>
 #include <QLineEdit>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 bool wantsRing(const QWidget* widget) {
     return qobject_cast<const QAbstractButton*>(widget) || qobject_cast<const QLineEdit*>(widget) ||
-           qobject_cast<const QAbstractItemView*>(widget);
+        qobject_cast<const QAbstractItemView*>(widget);
 }
 
 } // namespace
@@ -28,7 +30,7 @@ void FocusRing::follow(QWidget* widget) {
     // The frame lives in the control's window and dies with it.
     if (!m_frame) {
         m_frame = new QFocusFrame(widget);
-        m_frame->setObjectName(QStringLiteral("focusRing"));
+        m_frame->setObjectName(u"focusRing"_s);
         m_frame->setAttribute(Qt::WA_TransparentForMouseEvents);
     }
     m_frame->setWidget(widget);

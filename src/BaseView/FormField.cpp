@@ -8,18 +8,20 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+using namespace Qt::StringLiterals;
+
 FormField::FormField(QWidget* parent)
     : QWidget(parent), m_label(new QLabel(this)), m_edit(new QLineEdit(this)), m_errorLine(new QWidget(this)),
       m_error(new QLabel(m_errorLine)) {
-    m_label->setProperty("textRole", QStringLiteral("second"));
+    m_label->setProperty("textRole", u"second"_s);
     m_label->setBuddy(m_edit);
     m_edit->setMaxLength(256);
     setFocusProxy(m_edit);
 
     auto* mark = new QLabel(m_errorLine);
-    mark->setPixmap(Theme::picture(QStringLiteral("alert"), {Theme::SmallIconSize, Theme::SmallIconSize},
-                                   devicePixelRatioF(), Theme::color(Theme::Color::Danger)));
-    m_error->setProperty("textRole", QStringLiteral("error"));
+    mark->setPixmap(Theme::picture(u"alert"_s, {Theme::SmallIconSize, Theme::SmallIconSize}, devicePixelRatioF(),
+        Theme::color(Theme::Color::Danger)));
+    m_error->setProperty("textRole", u"error"_s);
     m_error->setWordWrap(true);
     auto* errorLayout = new QHBoxLayout(m_errorLine);
     errorLayout->setContentsMargins(0, 0, 0, 0);
@@ -51,9 +53,9 @@ QString FormField::fieldName() const {
 
 void FormField::setFieldName(const QString& name) {
     m_edit->setObjectName(name);
-    m_error->setObjectName(name + QStringLiteral("Error"));
+    m_error->setObjectName(name + u"Error"_s);
     if (m_eye)
-        m_eye->setObjectName(name + QStringLiteral("Eye"));
+        m_eye->setObjectName(name + u"Eye"_s);
 }
 
 void FormField::setSecret(bool secret) {
@@ -62,8 +64,8 @@ void FormField::setSecret(bool secret) {
     m_edit->setEchoMode(QLineEdit::Password);
     m_edit->setInputMethodHints(Qt::ImhHiddenText | Qt::ImhNoPredictiveText | Qt::ImhSensitiveData);
     m_eye = new QToolButton(m_edit);
-    m_eye->setObjectName(m_edit->objectName() + QStringLiteral("Eye"));
-    m_eye->setProperty("kind", QStringLiteral("icon"));
+    m_eye->setObjectName(m_edit->objectName() + u"Eye"_s);
+    m_eye->setProperty("kind", u"icon"_s);
     m_eye->setCheckable(true);
     m_eye->setFocusPolicy(Qt::TabFocus);
     m_eye->setCursor(Qt::ArrowCursor);
@@ -80,9 +82,8 @@ void FormField::setSecret(bool secret) {
 
 void FormField::revealSecret(bool shown) {
     m_edit->setEchoMode(shown ? QLineEdit::Normal : QLineEdit::Password);
-    m_eye->setIcon(Theme::icon(shown ? QStringLiteral("eye-open") : QStringLiteral("eye-closed"),
-                               Theme::color(Theme::Color::SecondText)));
-    const QString action = shown ? QStringLiteral("隐藏密码") : QStringLiteral("显示密码");
+    m_eye->setIcon(Theme::icon(shown ? u"eye-open"_s : u"eye-closed"_s, Theme::color(Theme::Color::SecondText)));
+    const QString action = shown ? u"隐藏密码"_s : u"显示密码"_s;
     m_eye->setToolTip(action);
     m_eye->setAccessibleName(action);
 }
@@ -106,7 +107,7 @@ void FormField::setError(const QString& error) {
     m_error->setText(error);
     m_errorLine->setVisible(!error.isEmpty());
     m_edit->setAccessibleDescription(error);
-    Theme::setRole(m_edit, "faulty", error.isEmpty() ? QStringLiteral("false") : QStringLiteral("true"));
+    Theme::setRole(m_edit, "faulty", error.isEmpty() ? u"false"_s : u"true"_s);
 }
 
 QString FormField::error() const {

@@ -2,6 +2,8 @@
 
 #include "StringExtension.h"
 
+using namespace Qt::StringLiterals;
+
 PasswordCase checkPasswordEntry(const PasswordEntry& entry) {
     if (entry.oldPassword.isEmpty())
         return PasswordCase::Empty;
@@ -20,15 +22,15 @@ PasswordCase checkPasswordEntry(const PasswordEntry& entry) {
 QString tipKey(PasswordCase passwordCase) {
     switch (passwordCase) {
     case PasswordCase::Inconsistent:
-        return QStringLiteral("PwdInconsistent");
+        return u"PwdInconsistent"_s;
     case PasswordCase::Rule:
-        return QStringLiteral("PwdRuleTips");
+        return u"PwdRuleTips"_s;
     case PasswordCase::Empty:
-        return QStringLiteral("PwdNotEmpty");
+        return u"PwdNotEmpty"_s;
     case PasswordCase::SameAsOld:
-        return QStringLiteral("NOUseOldPwd");
+        return u"NOUseOldPwd"_s;
     case PasswordCase::NoOldAccount:
-        return QStringLiteral("NOGetOldAcountInfo");
+        return u"NOGetOldAcountInfo"_s;
     case PasswordCase::Accepted:
         break;
     }

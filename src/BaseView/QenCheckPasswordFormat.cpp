@@ -12,6 +12,8 @@
 
 #include <cmath>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int GroundWidth = 220;
@@ -38,17 +40,18 @@ void paintShadow(QPainter& painter, const QPainterPath& shape) {
 } // namespace
 
 QenCheckPasswordFormat::QenCheckPasswordFormat(QWidget* parent)
-    : QWidget(parent, Qt::ToolTip | Qt::FramelessWindowHint | Qt::NoDropShadowWindowHint |
-                          Qt::WindowTransparentForInput | Qt::WindowDoesNotAcceptFocus),
+    : QWidget(parent,
+          Qt::ToolTip | Qt::FramelessWindowHint | Qt::NoDropShadowWindowHint | Qt::WindowTransparentForInput |
+              Qt::WindowDoesNotAcceptFocus),
       // Without a compositing manager the room around the ground would be black: a plain frame then.
       m_hasShadow(Platform::hasCompositing()), m_ground(new QWidget(this)), m_tipsLab(new QLabel(m_ground)) {
-    setObjectName(QStringLiteral("checkPasswordCtrl"));
+    setObjectName(u"checkPasswordCtrl"_s);
     setAttribute(Qt::WA_ShowWithoutActivating);
     setAttribute(Qt::WA_TranslucentBackground, m_hasShadow);
     setFocusPolicy(Qt::NoFocus);
-    m_ground->setObjectName(QStringLiteral("tipsGround"));
-    m_tipsLab->setObjectName(QStringLiteral("tipsLab"));
-    m_tipsLab->setProperty("textRole", QStringLiteral("note"));
+    m_ground->setObjectName(u"tipsGround"_s);
+    m_tipsLab->setObjectName(u"tipsLab"_s);
+    m_tipsLab->setProperty("textRole", u"note"_s);
     m_tipsLab->setTextFormat(Qt::PlainText);
     m_tipsLab->setWordWrap(true);
 
@@ -86,8 +89,8 @@ void QenCheckPasswordFormat::place(double height) {
     const QSize size(GroundWidth + pointer, qRound(height));
     const int right = beside.right() + 1 + gap;
     const bool fitsRight = right + size.width() <= field->screen()->availableGeometry().right() + 1;
-    const QPoint origin(fitsRight ? right : beside.left() - gap - size.width(),
-                        beside.center().y() - size.height() / 2 + 1);
+    const QPoint origin(
+        fitsRight ? right : beside.left() - gap - size.width(), beside.center().y() - size.height() / 2 + 1);
     m_pointsLeft = fitsRight;
     m_ground->setGeometry(QRect(QPoint(room + (fitsRight ? pointer : 0), room), QSize(GroundWidth, size.height())));
     setGeometry(QRect(origin, size).adjusted(-room, -room, room, room));

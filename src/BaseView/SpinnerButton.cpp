@@ -6,6 +6,8 @@
 #include <QStyleOptionButton>
 #include <QStylePainter>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int TurnMilliseconds = 40;
@@ -27,7 +29,7 @@ void SpinnerButton::setBusy(bool busy) {
         return;
     m_busy = busy;
     setMinimumWidth(busy ? width() : 0);
-    setAccessibleDescription(busy ? QStringLiteral("请稍候") : QString());
+    setAccessibleDescription(busy ? u"请稍候"_s : QString());
     if (busy)
         m_hadFocus = hasFocus();
     setEnabled(!busy);
@@ -72,9 +74,8 @@ void SpinnerButton::paintEvent(QPaintEvent* event) {
     painter.drawControl(QStyle::CE_PushButton, option);
 
     const QSize size(Theme::IconSize, Theme::IconSize);
-    const QColor tint =
-        Theme::color(property("kind") == QStringLiteral("primary") ? Theme::Color::Card : Theme::Color::Brand);
-    const QPixmap spinner = Theme::picture(QStringLiteral("spinner"), size, devicePixelRatioF(), tint);
+    const QColor tint = Theme::color(property("kind") == u"primary"_s ? Theme::Color::Card : Theme::Color::Brand);
+    const QPixmap spinner = Theme::picture(u"spinner"_s, size, devicePixelRatioF(), tint);
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
     painter.translate(QRectF(rect()).center());
     painter.rotate(m_angle);

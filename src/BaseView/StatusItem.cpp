@@ -5,6 +5,8 @@
 #include <QGuiApplication>
 #include <QSystemTrayIcon>
 
+using namespace Qt::StringLiterals;
+
 StatusItem::StatusItem(QObject* parent) : QObject(parent) {}
 
 StatusItem::~StatusItem() = default;
@@ -19,7 +21,7 @@ void StatusItem::setTrayAvailable(bool available) {
 void StatusItem::makeItem() {
     // One shape in a tone that stands out on light and dark panels alike: no tray tells its colour.
     m_item = std::make_unique<QSystemTrayIcon>(
-        Theme::iconInSizes(QStringLiteral("Mav_status_icon"), Theme::color(Theme::Color::BrandHover)));
+        Theme::iconInSizes(u"Mav_status_icon"_s, Theme::color(Theme::Color::BrandHover)));
     m_item->setToolTip(QGuiApplication::applicationDisplayName());
     connect(m_item.get(), &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
         if (reason == QSystemTrayIcon::Trigger)

@@ -15,6 +15,8 @@
 #include <QSvgRenderer>
 #include <QWidget>
 
+using namespace Qt::StringLiterals;
+
 namespace Theme {
 
 namespace {
@@ -50,8 +52,7 @@ private:
 
 QPalette lightPalette() {
     QPalette palette(color(Color::Text), color(Color::Card), color(Color::Card), color(Color::SecondText),
-                     color(Color::SecondText), color(Color::Text), color(Color::Card), color(Color::Card),
-                     color(Color::Ground));
+        color(Color::SecondText), color(Color::Text), color(Color::Card), color(Color::Card), color(Color::Ground));
     palette.setColor(QPalette::Highlight, color(Color::Brand));
     palette.setColor(QPalette::HighlightedText, color(Color::Card));
     palette.setColor(QPalette::Link, color(Color::Brand));
@@ -104,8 +105,8 @@ QColor color(Color name) {
 QFont font(TextSize size) {
     QFont font(QFontDatabase::systemFont(QFontDatabase::GeneralFont));
     // The Simplified Chinese cut by name: the bare fallback of a foreign locale would draw Japanese forms.
-    QStringList families{QStringLiteral("Noto Sans CJK SC"), QStringLiteral("Source Han Sans SC"),
-                         QStringLiteral("WenQuanYi Micro Hei"), QStringLiteral("Droid Sans Fallback")};
+    QStringList families{
+        u"Noto Sans CJK SC"_s, u"Source Han Sans SC"_s, u"WenQuanYi Micro Hei"_s, u"Droid Sans Fallback"_s};
     // Without a desktop's choice there is only an alias, which is drawn with another face from one text to the next.
     if (QFontDatabase::hasFamily(font.family()))
         families.prepend(font.family());
@@ -120,13 +121,13 @@ void apply(QApplication& application) {
     application.setPalette(lightPalette());
     application.setFont(font(TextSize::Body));
     application.setStyleSheet(styleSheet());
-    application.setWindowIcon(iconInSizes(QStringLiteral("mark")));
+    application.setWindowIcon(iconInSizes(u"mark"_s));
     if (!application.findChild<FocusRing*>())
         new FocusRing(&application);
 }
 
 QPixmap picture(const QString& name, QSize size, qreal scale, const QColor& tint) {
-    QFile file(QStringLiteral(":/images/%1.svg").arg(name));
+    QFile file(u":/images/%1.svg"_s.arg(name));
     if (!file.open(QIODevice::ReadOnly))
         return {};
     QByteArray drawing = file.readAll();

@@ -5,7 +5,9 @@
 #include <QPainter>
 #include <QStyleOption>
 
-ThemeStyle::ThemeStyle() : QProxyStyle(QStringLiteral("Fusion")) {}
+using namespace Qt::StringLiterals;
+
+ThemeStyle::ThemeStyle() : QProxyStyle(u"Fusion"_s) {}
 
 int ThemeStyle::pixelMetric(PixelMetric metric, const QStyleOption* option, const QWidget* widget) const {
     if (metric == PM_FocusFrameHMargin || metric == PM_FocusFrameVMargin)
@@ -13,8 +15,8 @@ int ThemeStyle::pixelMetric(PixelMetric metric, const QStyleOption* option, cons
     return QProxyStyle::pixelMetric(metric, option, widget);
 }
 
-int ThemeStyle::styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
-                          QStyleHintReturn* returnData) const {
+int ThemeStyle::styleHint(
+    StyleHint hint, const QStyleOption* option, const QWidget* widget, QStyleHintReturn* returnData) const {
     if (hint == SH_FocusFrame_Mask)
         return 0;
     // A frame beside the control would be cut by the control's card; above the window's content it is whole.
@@ -23,8 +25,8 @@ int ThemeStyle::styleHint(StyleHint hint, const QStyleOption* option, const QWid
     return QProxyStyle::styleHint(hint, option, widget, returnData);
 }
 
-void ThemeStyle::drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
-                             const QWidget* widget) const {
+void ThemeStyle::drawControl(
+    ControlElement element, const QStyleOption* option, QPainter* painter, const QWidget* widget) const {
     if (element != CE_FocusFrame) {
         QProxyStyle::drawControl(element, option, painter, widget);
         return;
@@ -39,8 +41,8 @@ void ThemeStyle::drawControl(ControlElement element, const QStyleOption* option,
     painter->restore();
 }
 
-void ThemeStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
-                               const QWidget* widget) const {
+void ThemeStyle::drawPrimitive(
+    PrimitiveElement element, const QStyleOption* option, QPainter* painter, const QWidget* widget) const {
     // The ring tells the focus; the dotted inner frame would tell it twice.
     if (element == PE_FrameFocusRect)
         return;

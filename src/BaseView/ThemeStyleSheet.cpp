@@ -2,6 +2,8 @@
 
 #include <QHash>
 
+using namespace Qt::StringLiterals;
+
 namespace Theme {
 
 namespace {
@@ -105,32 +107,32 @@ QString pixels(TextSize size) {
 
 QString styleSheet() {
     const QHash<QString, QString> values{
-        {QStringLiteral("ground"), color(Color::Ground).name()},
-        {QStringLiteral("card"), color(Color::Card).name()},
-        {QStringLiteral("line"), color(Color::Line).name()},
-        {QStringLiteral("text"), color(Color::Text).name()},
-        {QStringLiteral("second"), color(Color::SecondText).name()},
-        {QStringLiteral("hint"), color(Color::Hint).name()},
-        {QStringLiteral("brand"), color(Color::Brand).name()},
-        {QStringLiteral("brandHover"), color(Color::BrandHover).name()},
-        {QStringLiteral("brandPressed"), color(Color::BrandPressed).name()},
-        {QStringLiteral("brandDisabled"), color(Color::BrandDisabled).name()},
-        {QStringLiteral("tint"), color(Color::BrandTint).name()},
-        {QStringLiteral("safe"), color(Color::Safe).name()},
-        {QStringLiteral("attention"), color(Color::Attention).name()},
-        {QStringLiteral("danger"), color(Color::Danger).name()},
-        {QStringLiteral("note"), pixels(TextSize::Note)},
-        {QStringLiteral("body"), pixels(TextSize::Body)},
-        {QStringLiteral("heading"), pixels(TextSize::Heading)},
-        {QStringLiteral("page"), pixels(TextSize::Page)},
-        {QStringLiteral("state"), pixels(TextSize::State)},
-        {QStringLiteral("cardRadius"), QString::number(CardRadius)},
-        {QStringLiteral("buttonRadius"), QString::number(ButtonRadius)},
-        {QStringLiteral("control"), QString::number(ControlHeight)},
-        {QStringLiteral("segment"), QString::number(ControlHeight - Space4)},
-        {QStringLiteral("tabWidth"), QString::number(LeftBarWidth - Space24)},
+        {u"ground"_s, color(Color::Ground).name()},
+        {u"card"_s, color(Color::Card).name()},
+        {u"line"_s, color(Color::Line).name()},
+        {u"text"_s, color(Color::Text).name()},
+        {u"second"_s, color(Color::SecondText).name()},
+        {u"hint"_s, color(Color::Hint).name()},
+        {u"brand"_s, color(Color::Brand).name()},
+        {u"brandHover"_s, color(Color::BrandHover).name()},
+        {u"brandPressed"_s, color(Color::BrandPressed).name()},
+        {u"brandDisabled"_s, color(Color::BrandDisabled).name()},
+        {u"tint"_s, color(Color::BrandTint).name()},
+        {u"safe"_s, color(Color::Safe).name()},
+        {u"attention"_s, color(Color::Attention).name()},
+        {u"danger"_s, color(Color::Danger).name()},
+        {u"note"_s, pixels(TextSize::Note)},
+        {u"body"_s, pixels(TextSize::Body)},
+        {u"heading"_s, pixels(TextSize::Heading)},
+        {u"page"_s, pixels(TextSize::Page)},
+        {u"state"_s, pixels(TextSize::State)},
+        {u"cardRadius"_s, QString::number(CardRadius)},
+        {u"buttonRadius"_s, QString::number(ButtonRadius)},
+        {u"control"_s, QString::number(ControlHeight)},
+        {u"segment"_s, QString::number(ControlHeight - Space4)},
+        {u"tabWidth"_s, QString::number(LeftBarWidth - Space24)},
         // Within its one-pixel line.
-        {QStringLiteral("fieldInner"), QString::number(ControlHeight - 2)},
+        {u"fieldInner"_s, QString::number(ControlHeight - 2)},
     };
     QString sheet = QString::fromUtf8(Template);
     for (auto value = values.cbegin(); value != values.cend(); ++value)

@@ -10,6 +10,8 @@
 
 #include <cerrno>
 
+using namespace Qt::StringLiterals;
+
 using Platform::ArchiveValue;
 using Platform::Error;
 
@@ -24,18 +26,17 @@ bool isThere(const QString& path) {
 } // namespace
 
 Error archiveResultError() {
-    return {QStringLiteral("NSKeyedArchiverError"), -10001, QStringLiteral("The archive result is failed.")};
+    return {u"NSKeyedArchiverError"_s, -10001, u"The archive result is failed."_s};
 }
 
-void archiveWithRootObject(const ArchiveValue& root, bool, const QString& path,
-                           const std::function<void(const Error&)>& completion) {
+void archiveWithRootObject(
+    const ArchiveValue& root, bool, const QString& path, const std::function<void(const Error&)>& completion) {
     const QByteArray bytes = Platform::KeyedArchiver::archivedData(root);
     if (bytes.isEmpty())
         completion(archiveResultError());
     else if (!isThere(path))
         completion(Error(Platform::CocoaErrorDomain, Error::NoSuchFile,
-                         QStringLiteral("“%1” couldn’t be removed.").arg(path.section(u'/', -1)),
-                         QStringLiteral("No such file or directory")));
+            u"“%1” couldn’t be removed."_s.arg(path.section(u'/', -1)), u"No such file or directory"_s));
     else
         // Not removed first: replacing it leaves no moment without a file.
         completion(Platform::replaceFile(path, bytes, Platform::Durability::Plain));

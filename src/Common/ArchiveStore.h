@@ -22,7 +22,7 @@ Platform::Error archiveResultError();
 /// Deliberately not for a file that does not exist yet: that ends in the no-such-file error, and nothing is written.
 /// @param secureCoding  carried for the callers' sake: every class of ours supports it, and the bytes are the same
 void archiveWithRootObject(const Platform::ArchiveValue& root, bool secureCoding, const QString& path,
-                           const std::function<void(const Platform::Error&)>& completion);
+    const std::function<void(const Platform::Error&)>& completion);
 
 /// The root object when it consists of strings, dictionaries, arrays, numbers and null only.
 std::optional<Platform::ArchiveValue> unarchivedObjectWithFilePath(const QString& path);
@@ -30,8 +30,8 @@ std::optional<Platform::ArchiveValue> unarchivedObjectWithFilePath(const QString
 /// Writes the archive @p path, which need not exist. False on any failure; then an existing file is untouched,
 /// unless only the syncing of its folder failed.
 bool archiveRootObject(const Platform::ArchiveValue& root, const QString& path,
-                       Platform::Durability durability = Platform::Durability::Plain);
+    Platform::Durability durability = Platform::Durability::Plain);
 
 /// The root object when it consists of objects of allowed classes; by default of any.
-std::optional<Platform::ArchiveValue>
-unarchiveObjectWithFile(const QString& path, const Platform::AllowedClasses& allowed = Platform::AllowedClasses::any());
+std::optional<Platform::ArchiveValue> unarchiveObjectWithFile(
+    const QString& path, const Platform::AllowedClasses& allowed = Platform::AllowedClasses::any());

@@ -2,29 +2,31 @@
 
 #include <QString>
 
+using namespace Qt::StringLiterals;
+
 /// Names of the notifications that the client's pieces exchange, irregular words included.
 namespace ClientNotification {
 
 /// Posted after a logout, with the number 0.
-inline const QString Logout = QStringLiteral("UpdateLogoutStatusNotificationKey");
+inline const QString Logout = u"UpdateLogoutStatusNotificationKey"_s;
 /// Tells the login window how the sign-in goes on; the object is the state's number.
-inline const QString QRLoginState = QStringLiteral("update_Lable_notification");
+inline const QString QRLoginState = u"update_Lable_notification"_s;
 
 /// The computer's domain account was recognised and made a session.
-inline const QString DomainSession = QStringLiteral("DomainSessionNotificationKey");
+inline const QString DomainSession = u"DomainSessionNotificationKey"_s;
 
 // A file of the agent changed.
-inline const QString Logo = QStringLiteral("UpdateLogoForConfigNoticationKey");
-inline const QString Tips = QStringLiteral("UpdateTipsForConfigNoticationKey");
-inline const QString ComputerName = QStringLiteral("UpdateComputerNameForJoinDomainNotificationKey");
-inline const QString Restart = QStringLiteral("kRestartComputorNotification");
-inline const QString JoinDomainSwitch = QStringLiteral("JoinDomainToolSwitchStatusNotificationKey");
-inline const QString InacSsid = QStringLiteral("InacSSIDChangedNotificationKey");
-inline const QString NgnSwitch = QStringLiteral("UpdateNgnSwitchForConfigNoticationKey");
-inline const QString AppList = QStringLiteral("UpdateAppMgtListForConfigNoticationKey");
-inline const QString TrustedApps = QStringLiteral("UpdateTrustedsAppForConfigNoticationKey");
+inline const QString Logo = u"UpdateLogoForConfigNoticationKey"_s;
+inline const QString Tips = u"UpdateTipsForConfigNoticationKey"_s;
+inline const QString ComputerName = u"UpdateComputerNameForJoinDomainNotificationKey"_s;
+inline const QString Restart = u"kRestartComputorNotification"_s;
+inline const QString JoinDomainSwitch = u"JoinDomainToolSwitchStatusNotificationKey"_s;
+inline const QString InacSsid = u"InacSSIDChangedNotificationKey"_s;
+inline const QString NgnSwitch = u"UpdateNgnSwitchForConfigNoticationKey"_s;
+inline const QString AppList = u"UpdateAppMgtListForConfigNoticationKey"_s;
+inline const QString TrustedApps = u"UpdateTrustedsAppForConfigNoticationKey"_s;
 /// The agent found the session gone; the object is the ticket state, if there is one.
-inline const QString TicketTimeOut = QStringLiteral("TicketTimeOutNoticationKey");
-inline const QString HideTray = QStringLiteral("HideTrayForConfigNotificationKey");
+inline const QString TicketTimeOut = u"TicketTimeOutNoticationKey"_s;
+inline const QString HideTray = u"HideTrayForConfigNotificationKey"_s;
 
 } // namespace ClientNotification

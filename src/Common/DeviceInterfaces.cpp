@@ -13,10 +13,12 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString folderOf(const QString& root, const QString& name) {
-    return root + QStringLiteral("/sys/class/net/") + name;
+    return root + u"/sys/class/net/"_s + name;
 }
 
 bool isFileName(const QString& name) {
@@ -24,41 +26,39 @@ bool isFileName(const QString& name) {
 }
 
 bool isMember(const QString& folder) {
-    const QString master = folder + QStringLiteral("/master");
-    return QFileInfo::exists(master + QStringLiteral("/bonding")) ||
-           QFileInfo::exists(master + QStringLiteral("/bridge"));
+    const QString master = folder + u"/master"_s;
+    return QFileInfo::exists(master + u"/bonding"_s) || QFileInfo::exists(master + u"/bridge"_s);
 }
 
 QString hardwareAddress(const QString& folder) {
-    const QString digits = DeviceFiles::line(folder + QStringLiteral("/address")).remove(u':').toUpper();
+    const QString digits = DeviceFiles::line(folder + u"/address"_s).remove(u':').toUpper();
     const bool isZero = digits.count(u'0') == digits.size();
     return StringExtension::isHexadecimal(digits, 12) && !isZero ? digits : QString();
 }
 
 QString displayName(const QString& folder) {
     static const QMap<QString, QString> names{
-        {QStringLiteral("wlan"), QStringLiteral("Wi-Fi")},
-        {QStringLiteral("wwan"), QStringLiteral("Mobile")},
-        {QStringLiteral("bond"), QStringLiteral("Bond")},
-        {QStringLiteral("bridge"), QStringLiteral("Bridge")},
-        {QStringLiteral("vlan"), QStringLiteral("VLAN")},
-        {QStringLiteral("bluetooth"), QStringLiteral("Bluetooth PAN")},
+        {u"wlan"_s, u"Wi-Fi"_s},
+        {u"wwan"_s, u"Mobile"_s},
+        {u"bond"_s, u"Bond"_s},
+        {u"bridge"_s, u"Bridge"_s},
+        {u"vlan"_s, u"VLAN"_s},
+        {u"bluetooth"_s, u"Bluetooth PAN"_s},
     };
-    if (QFileInfo::exists(folder + QStringLiteral("/wireless")) ||
-        QFileInfo::exists(folder + QStringLiteral("/phy80211")))
-        return QStringLiteral("Wi-Fi");
-    const QString type = DeviceFiles::variables(folder + QStringLiteral("/uevent")).value(QStringLiteral("DEVTYPE"));
-    return names.value(type, QStringLiteral("Ethernet"));
+    if (QFileInfo::exists(folder + u"/wireless"_s) || QFileInfo::exists(folder + u"/phy80211"_s))
+        return u"Wi-Fi"_s;
+    const QString type = DeviceFiles::variables(folder + u"/uevent"_s).value(u"DEVTYPE"_s);
+    return names.value(type, u"Ethernet"_s);
 }
 
 /// The name that NetworkManager's user gave to a connection; its files are often for root alone.
 QString connectionName(const QString& root, const QString& identifier) {
     for (const char16_t* place : {u"/etc", u"/run"}) {
-        const QDir folder(root + QString::fromUtf16(place) + QStringLiteral("/NetworkManager/system-connections"));
-        for (const QString& file : folder.entryList({QStringLiteral("*.nmconnection")}, QDir::Files, QDir::Name)) {
-            const auto connection = DeviceFiles::keyGroup(folder.filePath(file), QStringLiteral("connection"));
-            if (connection.value(QStringLiteral("uuid")) == identifier)
-                return connection.value(QStringLiteral("id"));
+        const QDir folder(root + QString::fromUtf16(place) + u"/NetworkManager/system-connections"_s);
+        for (const QString& file : folder.entryList({u"*.nmconnection"_s}, QDir::Files, QDir::Name)) {
+            const auto connection = DeviceFiles::keyGroup(folder.filePath(file), u"connection"_s);
+            if (connection.value(u"uuid"_s) == identifier)
+                return connection.value(u"id"_s);
         }
     }
     return {};
@@ -67,9 +67,8 @@ QString connectionName(const QString& root, const QString& identifier) {
 } // namespace
 
 QMap<QString, QString> DeviceInterface::dictionary() const {
-    return {{QStringLiteral("MacAddress"), macAddress}, {QStringLiteral("HardwarePort"), hardwarePort},
-            {QStringLiteral("service"), service},       {QStringLiteral("Device"), device},
-            {QStringLiteral("ServiceID"), serviceID},   {QStringLiteral("ip"), ip}};
+    return {{u"MacAddress"_s, macAddress}, {u"HardwarePort"_s, hardwarePort}, {u"service"_s, service},
+        {u"Device"_s, device}, {u"ServiceID"_s, serviceID}, {u"ip"_s, ip}};
 }
 
 std::optional<QList<InterfaceAddress>> systemInterfaceAddresses() {
@@ -117,19 +116,17 @@ std::optional<DeviceInterface> networkServiceOf(const QString& root, const QStri
     found.macAddress = hardwareAddress(folder);
     found.hardwarePort = displayName(folder);
     found.device = name;
-    const QString index = DeviceFiles::line(folder + QStringLiteral("/ifindex"));
-    const QString state = root + QStringLiteral("/run/NetworkManager/devices/") + index;
-    const QString identifier =
-        DeviceFiles::keyGroup(state, QStringLiteral("device")).value(QStringLiteral("connection-uuid"));
+    const QString index = DeviceFiles::line(folder + u"/ifindex"_s);
+    const QString state = root + u"/run/NetworkManager/devices/"_s + index;
+    const QString identifier = DeviceFiles::keyGroup(state, u"device"_s).value(u"connection-uuid"_s);
     found.serviceID = identifier.isEmpty() ? name : identifier;
     const QString connection = identifier.isEmpty() ? QString() : connectionName(root, identifier);
     found.service = connection.isEmpty() ? name : connection;
     return found;
 }
 
-QMap<QString, DeviceInterface>
-interfaceTable(const QList<InterfaceAddress>& addresses,
-               const std::function<std::optional<DeviceInterface>(const QString&)>& lookUp) {
+QMap<QString, DeviceInterface> interfaceTable(const QList<InterfaceAddress>& addresses,
+    const std::function<std::optional<DeviceInterface>(const QString&)>& lookUp) {
     using Family = InterfaceAddress::Family;
     QMap<QString, DeviceInterface> table;
     for (const InterfaceAddress& address : addresses) {

@@ -7,6 +7,8 @@
 #include <functional>
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 /// One network interface that carries a configured network.
 struct DeviceInterface {
     /// Twelve upper-case hexadecimal digits, or empty.
@@ -17,7 +19,7 @@ struct DeviceInterface {
     QString service;
     QString device;
     QString serviceID;
-    QString ip = QStringLiteral("0.0.0.0");
+    QString ip = u"0.0.0.0"_s;
 
     /// With the keys "MacAddress", "HardwarePort", "service", "Device", "ServiceID" and "ip".
     QMap<QString, QString> dictionary() const;
@@ -49,6 +51,5 @@ std::optional<DeviceInterface> networkServiceOf(const QString& root, const QStri
 
 /// The interfaces behind @p addresses by name: up, no loopback, found by @p lookUp with a hardware address; each with
 /// its first IPv4 address.
-QMap<QString, DeviceInterface>
-interfaceTable(const QList<InterfaceAddress>& addresses,
-               const std::function<std::optional<DeviceInterface>(const QString& name)>& lookUp);
+QMap<QString, DeviceInterface> interfaceTable(const QList<InterfaceAddress>& addresses,
+    const std::function<std::optional<DeviceInterface>(const QString& name)>& lookUp);

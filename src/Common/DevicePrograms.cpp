@@ -7,6 +7,8 @@
 
 #include <QFileInfo>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// The platform's numbers for code that is not signed, and for no code at all.
@@ -15,11 +17,11 @@ constexpr int NoSuchCode = -67068;
 
 /// Version in the information file of the bundle that @p path lies in; empty outside of bundles.
 QString bundleVersion(const QString& path) {
-    const QString ending = QStringLiteral(".app/");
+    const QString ending = u".app/"_s;
     const qsizetype place = path.indexOf(ending);
     if (place < 0)
         return {};
-    const QString file = path.left(place + ending.size()) + QStringLiteral("Contents/Info.plist");
+    const QString file = path.left(place + ending.size()) + u"Contents/Info.plist"_s;
     const auto bytes = Platform::readFile(file, Platform::PropertyListLimits::FileSize);
     const auto information = bytes ? Platform::PropertyList::decoded(*bytes) : std::nullopt;
     return information ? information->value(u"CFBundleShortVersionString").string() : QString();
@@ -38,7 +40,6 @@ QString ITDevice::getAppVersionWithPath(const QString& path) const {
 QVariantMap ITDevice::getProcessSign(const QString& path) const {
     const auto package = packageOwning(m_root, path);
     const bool isNamed = package && !package->maintainer.isEmpty();
-    return {
-        {QStringLiteral("signatureStatus"), QFileInfo(path).isFile() ? NotSigned : NoSuchCode},
-        {QStringLiteral("signingAuthorities"), QStringList{isNamed ? package->maintainer : QStringLiteral("unknown")}}};
+    return {{u"signatureStatus"_s, QFileInfo(path).isFile() ? NotSigned : NoSuchCode},
+        {u"signingAuthorities"_s, QStringList{isNamed ? package->maintainer : u"unknown"_s}}};
 }

@@ -6,6 +6,8 @@
 #include <QDir>
 #include <QFileInfo>
 
+using namespace Qt::StringLiterals;
+
 namespace DeviceSerials {
 
 namespace {
@@ -20,13 +22,13 @@ QString diskSerial(const QString& root, const QString& folder) {
             return serial;
     }
     // SATA and SCSI disks tell their vital product data, the serial number after the page's header.
-    const QByteArray page = DeviceFiles::bytes(folder + QStringLiteral("/device/vpd_pg80"));
+    const QByteArray page = DeviceFiles::bytes(folder + u"/device/vpd_pg80"_s);
     const QString fromPage = QString::fromLatin1(page.mid(VitalPageHeader)).remove(QChar(0)).trimmed();
     if (!fromPage.isEmpty())
         return fromPage;
-    const QString number = DeviceFiles::line(folder + QStringLiteral("/dev"));
-    const auto record = DeviceFiles::variables(root + QStringLiteral("/run/udev/data/b") + number);
-    return record.value(QStringLiteral("E:ID_SERIAL_SHORT")).trimmed();
+    const QString number = DeviceFiles::line(folder + u"/dev"_s);
+    const auto record = DeviceFiles::variables(root + u"/run/udev/data/b"_s + number);
+    return record.value(u"E:ID_SERIAL_SHORT"_s).trimmed();
 }
 
 } // namespace
@@ -43,7 +45,7 @@ QString firmwareString(const QByteArray& entry, qsizetype offset) {
 }
 
 QStringList boards(const QString& root) {
-    QByteArray serial = DeviceFiles::bytes(root + QStringLiteral("/sys/class/dmi/id/board_serial")).trimmed();
+    QByteArray serial = DeviceFiles::bytes(root + u"/sys/class/dmi/id/board_serial"_s).trimmed();
     if (!serial.isEmpty())
         serial.append('\0');
     return ArrayExtension::stringArrayWithCFData(serial);
@@ -51,9 +53,9 @@ QStringList boards(const QString& root) {
 
 QStringList memoryModules(const QString& root) {
     QStringList serials;
-    const QDir entries(root + QStringLiteral("/sys/firmware/dmi/entries"));
-    for (const QString& name : entries.entryList({QStringLiteral("17-*")}, QDir::Dirs, QDir::Name)) {
-        const QByteArray entry = DeviceFiles::bytes(entries.filePath(name + QStringLiteral("/raw")));
+    const QDir entries(root + u"/sys/firmware/dmi/entries"_s);
+    for (const QString& name : entries.entryList({u"17-*"_s}, QDir::Dirs, QDir::Name)) {
+        const QByteArray entry = DeviceFiles::bytes(entries.filePath(name + u"/raw"_s));
         const QString serial = firmwareString(entry, MemorySerialOffset);
         if (!serial.isEmpty())
             serials.append(serial);
@@ -63,11 +65,10 @@ QStringList memoryModules(const QString& root) {
 
 QStringList fixedDisks(const QString& root) {
     QStringList serials;
-    const QDir disks(root + QStringLiteral("/sys/block"));
+    const QDir disks(root + u"/sys/block"_s);
     for (const QString& name : disks.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name)) {
         const QString folder = disks.filePath(name);
-        if (!QFileInfo::exists(folder + QStringLiteral("/device")) ||
-            DeviceFiles::line(folder + QStringLiteral("/removable")) == u"1")
+        if (!QFileInfo::exists(folder + u"/device"_s) || DeviceFiles::line(folder + u"/removable"_s) == u"1")
             continue;
         const QString serial = diskSerial(root, folder);
         if (!serial.isEmpty())

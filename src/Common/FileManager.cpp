@@ -9,6 +9,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString appended(const QString& directory, const QString& name) {
@@ -52,14 +54,14 @@ QString FileManager::createFilePathWithFileName(const QString& fileName, const Q
 
 QString FileManager::createAppRootDirectory() const {
     const QString users = m_usersFolder.isEmpty() ? Platform::Paths::users() : m_usersFolder;
-    const QString folder = createDirectoryWithName(QStringLiteral(".AllUsers/QenCloud"), users);
-    return createDirectoryWithName(QStringLiteral("QenCloud.EXE$"), folder);
+    const QString folder = createDirectoryWithName(u".AllUsers/QenCloud"_s, users);
+    return createDirectoryWithName(u"QenCloud.EXE$"_s, folder);
 }
 
 QString FileManager::createAppUpgradeRootDirectory() const {
-    return createDirectoryWithName(QStringLiteral("AppUpgrade"), createAppRootDirectory());
+    return createDirectoryWithName(u"AppUpgrade"_s, createAppRootDirectory());
 }
 
 QString FileManager::createAppPolicyRootDirectory() const {
-    return createDirectoryWithName(QStringLiteral("Policy"), createAppRootDirectory());
+    return createDirectoryWithName(u"Policy"_s, createAppRootDirectory());
 }

@@ -3,12 +3,13 @@
 #include <QRegularExpression>
 #include <QStringList>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 bool isSkipped(const QString& block) {
-    static const QStringList skipped{
-        QStringLiteral("Hardware Port: Bluetooth PAN"), QStringLiteral("Hardware Port: Thunderbolt 1"),
-        QStringLiteral("Hardware Port: Thunderbolt 2"), QStringLiteral("Hardware Port: Thunderbolt Bridge")};
+    static const QStringList skipped{u"Hardware Port: Bluetooth PAN"_s, u"Hardware Port: Thunderbolt 1"_s,
+        u"Hardware Port: Thunderbolt 2"_s, u"Hardware Port: Thunderbolt Bridge"_s};
     for (const QString& name : skipped) {
         if (block.contains(name))
             return true;
@@ -29,18 +30,17 @@ QString serviceLine(const QString& block) {
 
 QList<HardwarePort> parseHardwarePorts(const QString& listing) {
     QList<HardwarePort> ports;
-    for (const QString& block : listing.split(QStringLiteral("\n\n"))) {
+    for (const QString& block : listing.split(u"\n\n"_s)) {
         if (!block.contains(u"Hardware Port:") || isSkipped(block))
             continue;
         HardwarePort port;
         for (QString line : block.split(u'\n')) {
             if (line.startsWith(u"Hardware Port:"))
-                port.insert(QStringLiteral("HardwarePort"), line.remove(QStringLiteral("Hardware Port: ")));
+                port.insert(u"HardwarePort"_s, line.remove(u"Hardware Port: "_s));
             else if (line.startsWith(u"Device:"))
-                port.insert(QStringLiteral("Device"), line.remove(QStringLiteral("Device: ")));
+                port.insert(u"Device"_s, line.remove(u"Device: "_s));
             else if (line.startsWith(u"Ethernet Address:"))
-                port.insert(QStringLiteral("MacAddress"),
-                            line.remove(QStringLiteral("Ethernet Address: ")).remove(u':').toUpper());
+                port.insert(u"MacAddress"_s, line.remove(u"Ethernet Address: "_s).remove(u':').toUpper());
         }
         ports.append(port);
     }
@@ -48,29 +48,28 @@ QList<HardwarePort> parseHardwarePorts(const QString& listing) {
 }
 
 void addServiceNames(QList<HardwarePort>& ports, const QString& serviceOrder) {
-    static const QRegularExpression number(QStringLiteral("^\\(\\d{1,}\\) "));
-    for (const QString& block : serviceOrder.split(QStringLiteral("\n\n"))) {
+    static const QRegularExpression number(u"^\\(\\d{1,}\\) "_s);
+    for (const QString& block : serviceOrder.split(u"\n\n"_s)) {
         for (HardwarePort& port : ports) {
             const QString wanted =
-                QStringLiteral("Hardware Port: %1, Device: %2")
-                    .arg(port.value(QStringLiteral("HardwarePort")), port.value(QStringLiteral("Device")));
+                u"Hardware Port: %1, Device: %2"_s.arg(port.value(u"HardwarePort"_s), port.value(u"Device"_s));
             if (!block.contains(wanted))
                 continue;
             const QString line = serviceLine(block);
             if (!line.isEmpty())
-                port.insert(QStringLiteral("service"), QString(line).remove(number));
+                port.insert(u"service"_s, QString(line).remove(number));
         }
     }
 }
 
 QString serviceAddressCommand(const QString& service) {
     // People name services: an apostrophe must not end the quoting.
-    const QString quoted = QString(service).replace(u'\'', QStringLiteral("'\\''"));
-    return QStringLiteral("/usr/sbin/networksetup -getinfo '%1' | grep '^IP address:'").arg(quoted);
+    const QString quoted = QString(service).replace(u'\'', u"'\\''"_s);
+    return u"/usr/sbin/networksetup -getinfo '%1' | grep '^IP address:'"_s.arg(quoted);
 }
 
 QString parseServiceAddress(const QString& output) {
     if (output.isEmpty())
-        return QStringLiteral("0.0.0.0");
-    return QString(output).remove(QStringLiteral("IP address: ")).remove(u'\n');
+        return u"0.0.0.0"_s;
+    return QString(output).remove(u"IP address: "_s).remove(u'\n');
 }

@@ -14,9 +14,11 @@
 
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString Unknown = QStringLiteral("unknow");
+const QString Unknown = u"unknow"_s;
 
 QString runByTaskHelper(const QString& path, const QStringList& arguments) {
     QString output;
@@ -65,8 +67,8 @@ QString ITDevice::osName() {
     const QString version = osVersion();
     const std::lock_guard lock(m_mutex);
     if (m_operationSystemName.isEmpty()) {
-        const QString name = systemRelease(m_root, QStringLiteral("NAME"));
-        m_operationSystemName = (name.isEmpty() ? QStringLiteral("Mac OS X") : name) + u' ' + version;
+        const QString name = systemRelease(m_root, u"NAME"_s);
+        m_operationSystemName = (name.isEmpty() ? u"Mac OS X"_s : name) + u' ' + version;
     }
     return m_operationSystemName;
 }
@@ -74,7 +76,7 @@ QString ITDevice::osName() {
 QString ITDevice::osVersion() {
     const std::lock_guard lock(m_mutex);
     if (m_systemVersion.isEmpty()) {
-        const QString version = systemRelease(m_root, QStringLiteral("VERSION_ID"));
+        const QString version = systemRelease(m_root, u"VERSION_ID"_s);
         m_systemVersion = version.isEmpty() ? Unknown : version;
     }
     return m_systemVersion;
@@ -95,16 +97,14 @@ QString ITDevice::userName() const {
     if (name.isEmpty())
         name = DeviceUsers::accountName(m_root, ::getuid());
     if (name.isEmpty())
-        name = joinedLines(
-            m_run(QStringLiteral("/usr/bin/defaults"),
-                  {QStringLiteral("read"), QStringLiteral("/Library/Preferences/com.apple.loginwindow.plist"),
-                   QStringLiteral("lastUserName")}));
+        name = joinedLines(m_run(u"/usr/bin/defaults"_s,
+            {u"read"_s, u"/Library/Preferences/com.apple.loginwindow.plist"_s, u"lastUserName"_s}));
     return name.isEmpty() ? Unknown : name;
 }
 
 QString ITDevice::machineName() const {
-    const auto information = DeviceFiles::variables(m_root + QStringLiteral("/etc/machine-info"));
-    QString name = information.value(QStringLiteral("PRETTY_HOSTNAME")).trimmed();
+    const auto information = DeviceFiles::variables(m_root + u"/etc/machine-info"_s);
+    QString name = information.value(u"PRETTY_HOSTNAME"_s).trimmed();
     for (const char16_t* file : {u"/etc/hostname", u"/proc/sys/kernel/hostname"}) {
         if (name.isEmpty())
             name = DeviceFiles::line(m_root + QString::fromUtf16(file));
@@ -113,28 +113,28 @@ QString ITDevice::machineName() const {
 }
 
 QString ITDevice::modelName() const {
-    const QString model = DeviceFiles::line(m_root + QStringLiteral("/sys/class/dmi/id/product_name"));
+    const QString model = DeviceFiles::line(m_root + u"/sys/class/dmi/id/product_name"_s);
     if (!model.isEmpty())
         return model;
     // Boards without such firmware have a device tree; its texts end with a zero byte.
-    return DeviceFiles::line(m_root + QStringLiteral("/sys/firmware/devicetree/base/model")).remove(QChar(0));
+    return DeviceFiles::line(m_root + u"/sys/firmware/devicetree/base/model"_s).remove(QChar(0));
 }
 
 QString ITDevice::machinePrefixName() const {
     const QString model = modelName().toLower();
     const bool isMobile = model.startsWith(u"macbook") || model.startsWith(u"macmini");
-    return isMobile ? QStringLiteral("MB") : QStringLiteral("MC");
+    return isMobile ? u"MB"_s : u"MC"_s;
 }
 
 QString ITDevice::getADDomainName() const {
-    const QString shell = QStringLiteral("/bin/sh");
-    const QString option = QStringLiteral("-c");
-    QString name = joinedLines(
-        m_run(shell, {option, QStringLiteral("dsconfigad -show | grep 'Computer Account' | awk '{print $4}'")}));
+    const QString shell = u"/bin/sh"_s;
+    const QString option = u"-c"_s;
+    QString name =
+        joinedLines(m_run(shell, {option, u"dsconfigad -show | grep 'Computer Account' | awk '{print $4}'"_s}));
     name = name.remove(u'$').toUpper();
     if (!name.isEmpty() && name.contains(machinePrefixName()))
         return name;
-    return joinedLines(m_run(shell, {option, QStringLiteral("/usr/sbin/scutil --get ComputerName")}));
+    return joinedLines(m_run(shell, {option, u"/usr/sbin/scutil --get ComputerName"_s}));
 }
 
 QString ITDevice::uuid() {
@@ -153,7 +153,7 @@ QString ITDevice::systemInfoString(const QString& name) const {
         if (!model.isEmpty())
             return model;
     }
-    QFile file(m_root + QStringLiteral("/proc/sys/") + QString(name).remove(u'/').replace(u'.', u'/'));
+    QFile file(m_root + u"/proc/sys/"_s + QString(name).remove(u'/').replace(u'.', u'/'));
     // Not DeviceFiles::line(): the reason of the failure goes to the log.
     errno = ENOENT;
     if (!name.isEmpty() && file.open(QIODevice::ReadOnly)) {
@@ -161,8 +161,8 @@ QString ITDevice::systemInfoString(const QString& name) const {
         if (!value.isEmpty())
             return value;
     }
-    Platform::systemLog(QStringLiteral("sysctlbyname(%1) failed: %2").arg(name, qt_error_string(errno)));
-    return QStringLiteral("unkown name");
+    Platform::systemLog(u"sysctlbyname(%1) failed: %2"_s.arg(name, qt_error_string(errno)));
+    return u"unkown name"_s;
 }
 
 QMap<QString, DeviceInterface> ITDevice::networkInfos() const {
@@ -173,7 +173,7 @@ QMap<QString, DeviceInterface> ITDevice::networkInfos() const {
 void ITDevice::getMacAndIPAddr() {
     const auto addresses = m_listAddresses();
     auto table = interfaceTable(addresses.value_or(QList<InterfaceAddress>()),
-                                [this](const QString& name) { return getNetworkMacAddress(name); });
+        [this](const QString& name) { return getNetworkMacAddress(name); });
     const std::lock_guard lock(m_mutex);
     m_networkInfos = std::move(table);
 }
@@ -207,9 +207,9 @@ QList<HardwarePort> ITDevice::hardwareports() const {
 }
 
 void ITDevice::listNetworkServices(const std::function<void(const QList<HardwarePort>&)>& completion) {
-    const QString tool = QStringLiteral("/usr/sbin/networksetup");
-    QList<HardwarePort> ports = parseHardwarePorts(m_run(tool, {QStringLiteral("-listallhardwareports")}));
-    addServiceNames(ports, m_run(tool, {QStringLiteral("-listnetworkserviceorder")}));
+    const QString tool = u"/usr/sbin/networksetup"_s;
+    QList<HardwarePort> ports = parseHardwarePorts(m_run(tool, {u"-listallhardwareports"_s}));
+    addServiceNames(ports, m_run(tool, {u"-listnetworkserviceorder"_s}));
     {
         const std::lock_guard lock(m_mutex);
         m_hardwareports = ports;
@@ -221,9 +221,8 @@ void ITDevice::listNetworkServices(const std::function<void(const QList<Hardware
 QList<HardwarePort> ITDevice::getHardwareportsIP(QList<HardwarePort> ports) {
     const std::lock_guard round(m_portRound);
     for (HardwarePort& port : ports) {
-        const QString command = serviceAddressCommand(port.value(QStringLiteral("service")));
-        port.insert(QStringLiteral("ip"),
-                    parseServiceAddress(m_run(QStringLiteral("/bin/bash"), {QStringLiteral("-c"), command})));
+        const QString command = serviceAddressCommand(port.value(u"service"_s));
+        port.insert(u"ip"_s, parseServiceAddress(m_run(u"/bin/bash"_s, {u"-c"_s, command})));
     }
     const std::lock_guard lock(m_mutex);
     m_hardwareports = ports;
@@ -243,7 +242,7 @@ QStringList ITDevice::hardDiskSerialNums() const {
 }
 
 QString ITDevice::pathFromPid(qint64 processIdentifier) const {
-    const QString deleted = QStringLiteral(" (deleted)");
-    const QString path = QFile::symLinkTarget(QStringLiteral("%1/proc/%2/exe").arg(m_root).arg(processIdentifier));
+    const QString deleted = u" (deleted)"_s;
+    const QString path = QFile::symLinkTarget(u"%1/proc/%2/exe"_s.arg(m_root).arg(processIdentifier));
     return path.endsWith(deleted) ? path.chopped(deleted.size()) : path;
 }

@@ -7,12 +7,14 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// A raster file is taken to be made for the scale, a vector file is drawn at it.
 QImage readImage(const QString& path, int scale) {
     QImageReader reader(path);
-    if (reader.supportsOption(QImageIOHandler::ScaledSize) && path.endsWith(QStringLiteral(".svg")))
+    if (reader.supportsOption(QImageIOHandler::ScaledSize) && path.endsWith(u".svg"_s))
         reader.setScaledSize(reader.size() * scale);
     QImage image = reader.read();
     image.setDevicePixelRatio(scale);
@@ -28,31 +30,31 @@ int ImageExtension::mainScreenScale() {
 }
 
 QString ImageExtension::scaledName(const QString& name, int scale) {
-    return QStringLiteral("%1@%2x").arg(name, QString::number(scale));
+    return u"%1@%2x"_s.arg(name, QString::number(scale));
 }
 
 QImage ImageExtension::imageWithName(const QString& name, const QString& resourceFolder, int scale) {
-    const QString vector = QStringLiteral(":/images/%1.svg").arg(name);
+    const QString vector = u":/images/%1.svg"_s.arg(name);
     if (QFile::exists(vector))
         return readImage(vector, scale);
-    const QString raster = QStringLiteral(":/images/%1.png").arg(name);
+    const QString raster = u":/images/%1.png"_s.arg(name);
     if (QFile::exists(raster))
         return readImage(raster, 1);
     return noSystemCacheImageWithName(name, resourceFolder, scale);
 }
 
 QImage ImageExtension::noSystemCacheImageWithName(const QString& name, const QString& resourceFolder, int scale) {
-    return readImage(QStringLiteral("%1/%2.png").arg(resourceFolder, scaledName(name, scale)), scale);
+    return readImage(u"%1/%2.png"_s.arg(resourceFolder, scaledName(name, scale)), scale);
 }
 
 QImage ImageExtension::imageWithName(const QString& name, const QString& type, const QString& bundle,
-                                     const QString& extraPath, const QString& resourceFolder, int scale) {
+    const QString& extraPath, const QString& resourceFolder, int scale) {
     if (!bundle.isNull()) {
-        QString path = QStringLiteral("%1/%2.bundle").arg(resourceFolder, bundle);
+        QString path = u"%1/%2.bundle"_s.arg(resourceFolder, bundle);
         if (!extraPath.isNull())
-            path += QStringLiteral("/%1").arg(extraPath);
-        return readImage(QStringLiteral("%1/%2.%3").arg(path, scaledName(name, scale), type), scale);
+            path += u"/%1"_s.arg(extraPath);
+        return readImage(u"%1/%2.%3"_s.arg(path, scaledName(name, scale), type), scale);
     }
-    const QImage plain = readImage(QStringLiteral("%1/%2.tiff").arg(resourceFolder, name), 1);
+    const QImage plain = readImage(u"%1/%2.tiff"_s.arg(resourceFolder, name), 1);
     return plain.isNull() ? noSystemCacheImageWithName(name, resourceFolder, scale) : plain;
 }

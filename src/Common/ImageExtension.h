@@ -24,6 +24,6 @@ QImage noSystemCacheImageWithName(const QString& name, const QString& resourceFo
 /// one. With a null
 /// @p bundle: "<name>.tiff" of @p resourceFolder, failing that "<scaled name>.png". A null @p extraPath is none.
 QImage imageWithName(const QString& name, const QString& type, const QString& bundle, const QString& extraPath,
-                     const QString& resourceFolder, int scale = mainScreenScale());
+    const QString& resourceFolder, int scale = mainScreenScale());
 
 } // namespace ImageExtension

@@ -4,6 +4,8 @@
 #include <QFile>
 #include <QStringList>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr qint64 LongestLine = 64 * 1024;
@@ -12,11 +14,11 @@ constexpr qint64 LongestLine = 64 * 1024;
 QList<QByteArray> namesOf(const QString& path) {
     QStringList names{path};
     for (const char16_t* folder : {u"/bin/", u"/sbin/", u"/lib/"}) {
-        const QString moved = QStringLiteral("/usr") + QString::fromUtf16(folder);
+        const QString moved = u"/usr"_s + QString::fromUtf16(folder);
         if (path.startsWith(moved))
             names.append(path.mid(4));
         else if (path.startsWith(QString::fromUtf16(folder)))
-            names.append(QStringLiteral("/usr") + path);
+            names.append(u"/usr"_s + path);
     }
     QList<QByteArray> lines;
     for (const QString& name : std::as_const(names))
@@ -38,7 +40,7 @@ bool listsAny(const QString& listFile, const QList<QByteArray>& lines) {
 
 InstalledPackage recordOf(const QString& root, const QString& name) {
     InstalledPackage package{name, {}, {}};
-    QFile status(root + QStringLiteral("/var/lib/dpkg/status"));
+    QFile status(root + u"/var/lib/dpkg/status"_s);
     if (!status.open(QIODevice::ReadOnly))
         return package;
     const QByteArray heading = "Package: " + name.toUtf8();
@@ -63,8 +65,8 @@ std::optional<InstalledPackage> packageOwning(const QString& root, const QString
     if (!path.startsWith(u'/'))
         return std::nullopt;
     const QList<QByteArray> lines = namesOf(path);
-    const QDir lists(root + QStringLiteral("/var/lib/dpkg/info"));
-    for (const QString& file : lists.entryList({QStringLiteral("*.list")}, QDir::Files, QDir::Name)) {
+    const QDir lists(root + u"/var/lib/dpkg/info"_s);
+    for (const QString& file : lists.entryList({u"*.list"_s}, QDir::Files, QDir::Name)) {
         if (!listsAny(lists.filePath(file), lines))
             continue;
         // "name:architecture.list" for packages that several architectures may have side by side.

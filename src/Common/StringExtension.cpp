@@ -15,6 +15,8 @@
 #include <cstdlib>
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr qsizetype BlockSize = 16;
@@ -32,7 +34,7 @@ std::optional<quint32> addressNumber(const QString& address) {
     if (parts.size() != 4)
         return std::nullopt;
     return (addressPart(parts[0]) << 24) + (addressPart(parts[1]) << 16) + (addressPart(parts[2]) << 8) +
-           addressPart(parts[3]);
+        addressPart(parts[3]);
 }
 
 /// @p input through AES-128 in ECB mode with padding; nothing when the library refuses.
@@ -40,8 +42,8 @@ std::optional<QByteArray> cryptAes(const QByteArray& input, const QString& key, 
     if (input.size() > INT_MAX - 2 * BlockSize)
         return std::nullopt;
     const WipedBytes keyBytes(key.toUtf8().leftJustified(BlockSize, '\0'));
-    const std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)> context(EVP_CIPHER_CTX_new(),
-                                                                                  &EVP_CIPHER_CTX_free);
+    const std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)> context(
+        EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free);
     QByteArray output(input.size() + BlockSize, Qt::Uninitialized);
     auto* out = reinterpret_cast<unsigned char*>(output.data());
     int written = 0;
@@ -49,7 +51,7 @@ std::optional<QByteArray> cryptAes(const QByteArray& input, const QString& key, 
     if (!context ||
         EVP_CipherInit_ex(context.get(), EVP_aes_128_ecb(), nullptr, keyBytes.data(), nullptr, encrypt) != 1 ||
         EVP_CipherUpdate(context.get(), out, &written, reinterpret_cast<const unsigned char*>(input.constData()),
-                         static_cast<int>(input.size())) != 1 ||
+            static_cast<int>(input.size())) != 1 ||
         EVP_CipherFinal_ex(context.get(), out + written, &rest) != 1)
         return std::nullopt;
     output.truncate(written + rest);
@@ -71,9 +73,9 @@ bool StringExtension::isValidatIP(const QString& text) {
         return false;
     if (isLetter(text) && text.contains(u'.'))
         return true;
-    static const QRegularExpression dotted(QRegularExpression::anchoredPattern(
-        QStringLiteral(R"(^([01]?\d\d?|2[0-4]\d|25[0-5])\.([01]?\d\d?|2[0-4]\d|25[0-5]))"
-                       R"(\.([01]?\d\d?|2[0-4]\d|25[0-5])\.([01]?\d\d?|2[0-4]\d|25[0-5])$)")));
+    static const QRegularExpression dotted(
+        QRegularExpression::anchoredPattern(uR"(^([01]?\d\d?|2[0-4]\d|25[0-5])\.([01]?\d\d?|2[0-4]\d|25[0-5]))"
+                                            R"(\.([01]?\d\d?|2[0-4]\d|25[0-5])\.([01]?\d\d?|2[0-4]\d|25[0-5])$)"_s));
     return dotted.match(text).hasMatch();
 }
 
@@ -90,10 +92,9 @@ bool StringExtension::ifINIPSegment(const QString& segment, const QString& addre
 bool StringExtension::confirmPassFormat(const QString& text) {
     // Compiled case-insensitively on purpose: any letter satisfies both letter rules. The leading verb lets "." and "$"
     // know every Unicode line end, as they do on the platform that the rule was written for.
-    static const QRegularExpression rule(
-        QStringLiteral("(*ANY)") +
-            QStringLiteral(R"re(^(?=.*?[A-Z])(?=.*?[a-z])(?=.*?[0-9])(?=.*?[`~!@#$%^&*()_\-+=|{}':;',\[\].<>/?~！@#)re"
-                           R"re(￥%……&*（）——+|{}【】‘；：”“’。，、？]).{8,32}$)re"),
+    static const QRegularExpression rule(u"(*ANY)"_s +
+            uR"re(^(?=.*?[A-Z])(?=.*?[a-z])(?=.*?[0-9])(?=.*?[`~!@#$%^&*()_\-+=|{}':;',\[\].<>/?~！@#)re"
+            R"re(￥%……&*（）——+|{}【】‘；：”“’。，、？]).{8,32}$)re"_s,
         QRegularExpression::CaseInsensitiveOption);
     return rule.match(text).hasMatch();
 }
@@ -120,8 +121,8 @@ std::optional<QString> StringExtension::aes256_decrypt(const QString& text, cons
 bool StringExtension::isPureNumandCharacters(const QString& text) {
     // Taking digits off both ends leaves nothing exactly when there is nothing else.
     const QList<uint> characters = text.toUcs4();
-    return std::all_of(characters.begin(), characters.end(),
-                       [](uint c) { return QChar::category(c) == QChar::Number_DecimalDigit; });
+    return std::all_of(
+        characters.begin(), characters.end(), [](uint c) { return QChar::category(c) == QChar::Number_DecimalDigit; });
 }
 
 QSizeF StringExtension::sizeWithText(const QString& text, const QFont& font, const QSizeF& maxSize) {

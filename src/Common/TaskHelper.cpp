@@ -7,14 +7,16 @@
 
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 using Platform::Error;
 using Platform::QenTask;
 
 namespace {
 
 std::optional<QString> decoded(const QByteArray& bytes) {
-    QStringDecoder decoder(QStringDecoder::Utf8,
-                           QStringDecoder::Flag::Stateless | QStringDecoder::Flag::ConvertInitialBom);
+    QStringDecoder decoder(
+        QStringDecoder::Utf8, QStringDecoder::Flag::Stateless | QStringDecoder::Flag::ConvertInitialBom);
     const QString text = decoder(bytes);
     if (decoder.hasError())
         return std::nullopt;
@@ -26,7 +28,7 @@ Error commandError(const QString& reason) {
 }
 
 Error errorFromOutput(const QByteArray& standardError) {
-    return commandError(decoded(standardError).value_or(QStringLiteral("unknown error")));
+    return commandError(decoded(standardError).value_or(u"unknown error"_s));
 }
 
 } // namespace
@@ -36,8 +38,8 @@ TaskHelper& TaskHelper::sharedInstance() {
     return *helper;
 }
 
-TaskHelper::TaskPointer TaskHelper::excuteTaskPath(const QString& path, const QStringList& argvs, QString* result,
-                                                   Error* error) const {
+TaskHelper::TaskPointer TaskHelper::excuteTaskPath(
+    const QString& path, const QStringList& argvs, QString* result, Error* error) const {
     const QString executable = Platform::HostTools::resolved(path);
     if (!QFileInfo::exists(executable))
         return nullptr;
@@ -63,8 +65,8 @@ TaskHelper::TaskPointer TaskHelper::excuteTaskPath(const QString& path, const QS
 }
 
 void TaskHelper::excuteTaskPath(const QString& path, const QStringList& argvs,
-                                const std::function<void(const TaskPointer&)>& isRunning,
-                                const std::function<void(const QString&, const Error&)>& complete) const {
+    const std::function<void(const TaskPointer&)>& isRunning,
+    const std::function<void(const QString&, const Error&)>& complete) const {
     auto task = std::make_shared<QenTask>(Platform::HostTools::resolved(path), argvs);
     // Waits for nothing: the command has not started.
     task->waitUntilExit();
@@ -80,7 +82,7 @@ void TaskHelper::excuteTaskPath(const QString& path, const QStringList& argvs,
     task->closeReadingHandles();
     if (complete) {
         complete(output.isEmpty() ? QString() : decoded(output).value_or(QString()),
-                 errorOutput.isEmpty() ? Error() : errorFromOutput(errorOutput));
+            errorOutput.isEmpty() ? Error() : errorFromOutput(errorOutput));
     }
 }
 
@@ -94,7 +96,7 @@ void TaskHelper::startCMDApp(const QString& path, const QStringList& argvs) cons
 bool TaskHelper::processRunning(const QString&) const {
     QString result;
     Error error;
-    excuteTaskPath(QStringLiteral("/bin/ps"), {QStringLiteral("aux"), QStringLiteral("|grep")}, &result, &error);
+    excuteTaskPath(u"/bin/ps"_s, {u"aux"_s, u"|grep"_s}, &result, &error);
     // The outcome is ignored on purpose, and "|grep" is no pipe here.
     return true;
 }

@@ -24,16 +24,16 @@ public:
     /// @p error is set when there is output on standard error (empty domain, code -1, that text or "unknown error" as
     /// failure reason), or when the command cannot be started. Either may be null; both are left alone otherwise.
     /// @returns null when the executable does not exist
-    TaskPointer excuteTaskPath(const QString& path, const QStringList& argvs, QString* result,
-                               Platform::Error* error) const;
+    TaskPointer excuteTaskPath(
+        const QString& path, const QStringList& argvs, QString* result, Platform::Error* error) const;
 
     /// Runs a command without a limit: until it and its descendants have closed its output.
     /// @param isRunning  called with the task once it is launched; not called when it cannot be
     /// @param complete   called last, with what was on standard output (null when empty) and an error as above when
     ///                   there was something on standard error; both may be present
     void excuteTaskPath(const QString& path, const QStringList& argvs,
-                        const std::function<void(const TaskPointer&)>& isRunning,
-                        const std::function<void(const QString& result, const Platform::Error& error)>& complete) const;
+        const std::function<void(const TaskPointer&)>& isRunning,
+        const std::function<void(const QString& result, const Platform::Error& error)>& complete) const;
 
     /// Starts a command and forgets it. Its output goes where ours goes.
     void startCMDApp(const QString& path, const QStringList& argvs) const;

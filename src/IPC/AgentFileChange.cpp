@@ -3,6 +3,8 @@
 #include "AccountModel.h"
 #include "QenUIFileListener.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr qint64 TicketTimedOut = 2;
@@ -11,28 +13,19 @@ constexpr qint64 TicketTimedOut = 2;
 const QList<AgentFileChange>& table() {
     using Listener = QenUIFileListener;
     static const QList<AgentFileChange> changes = {
-        {QStringLiteral("/c_qen_mark@2x.png"), QStringLiteral("monitor logo image has changed"),
-         &Listener::updateUILogo},
-        {QStringLiteral("/tips.txt"), QStringLiteral("monitor tips.txt has changed"), &Listener::updateUITips},
-        {QStringLiteral("/joinDomainUpdate.txt"), QStringLiteral("monitor joinDomainUpdate.txt has changed"),
-         &Listener::updateComputorName},
-        {QStringLiteral("/restart.txt"), QStringLiteral("monitor restart.txt has changed"), &Listener::restartComputor},
-        {QStringLiteral("/joindomainSwitchStatus.archive"),
-         QStringLiteral("monitor joindomainSwitchStatus.archive has changed"), &Listener::joinDomainToolStartSuccess},
-        {QStringLiteral("/inacSSIDInfo.archive"), QStringLiteral("monitor inacSSIDInfo.archive has changed"),
-         &Listener::inacSsidChanged},
-        {QStringLiteral("/switchngn.archive"), QStringLiteral("monitor switchngn.archive has changed"),
-         &Listener::updateswitchNGN},
-        {QStringLiteral("/appmgrlist.archive"), QStringLiteral("monitor appmgrlist.archive has changed"),
-         &Listener::updateappmgrlist},
-        {QStringLiteral("/ngncloudlist.archive"), QStringLiteral("monitor ngncloudlist.archive has changed"),
-         &Listener::updateTrustedsApp},
-        {QStringLiteral("/login.archive"), QStringLiteral("monitor login.archive has changed"),
-         &Listener::loginAndTicketStatus},
-        {QStringLiteral("/hideqenswitch.archive"), QStringLiteral("monitor hideqenswitch.archive has changed"),
-         &Listener::IshideTray},
-        {QStringLiteral("/QenCloud/.QenConfig"), QStringLiteral("monitor .QenConfig has changed"),
-         &Listener::notifyConfigUpdate},
+        {u"/c_qen_mark@2x.png"_s, u"monitor logo image has changed"_s, &Listener::updateUILogo},
+        {u"/tips.txt"_s, u"monitor tips.txt has changed"_s, &Listener::updateUITips},
+        {u"/joinDomainUpdate.txt"_s, u"monitor joinDomainUpdate.txt has changed"_s, &Listener::updateComputorName},
+        {u"/restart.txt"_s, u"monitor restart.txt has changed"_s, &Listener::restartComputor},
+        {u"/joindomainSwitchStatus.archive"_s, u"monitor joindomainSwitchStatus.archive has changed"_s,
+            &Listener::joinDomainToolStartSuccess},
+        {u"/inacSSIDInfo.archive"_s, u"monitor inacSSIDInfo.archive has changed"_s, &Listener::inacSsidChanged},
+        {u"/switchngn.archive"_s, u"monitor switchngn.archive has changed"_s, &Listener::updateswitchNGN},
+        {u"/appmgrlist.archive"_s, u"monitor appmgrlist.archive has changed"_s, &Listener::updateappmgrlist},
+        {u"/ngncloudlist.archive"_s, u"monitor ngncloudlist.archive has changed"_s, &Listener::updateTrustedsApp},
+        {u"/login.archive"_s, u"monitor login.archive has changed"_s, &Listener::loginAndTicketStatus},
+        {u"/hideqenswitch.archive"_s, u"monitor hideqenswitch.archive has changed"_s, &Listener::IshideTray},
+        {u"/QenCloud/.QenConfig"_s, u"monitor .QenConfig has changed"_s, &Listener::notifyConfigUpdate},
     };
     return changes;
 }
@@ -50,11 +43,11 @@ const AgentFileChange* AgentFileChange::ofPath(const QString& path) {
 QStringList followedFiles(const QString& agentState, const QString& applicationSupport) {
     QStringList paths;
     for (const char* name :
-         {"c_qen_mark@2x.png", "tips.txt", "restart.txt", "joinDomainUpdate.txt", "joindomainSwitchStatus.archive",
-          "inacSSIDInfo.archive", "switchngn.archive", "appmgrlist.archive", "ngncloudlist.archive"})
+        {"c_qen_mark@2x.png", "tips.txt", "restart.txt", "joinDomainUpdate.txt", "joindomainSwitchStatus.archive",
+            "inacSSIDInfo.archive", "switchngn.archive", "appmgrlist.archive", "ngncloudlist.archive"})
         paths << agentState + u'/' + QString::fromLatin1(name);
-    paths << AccountModel::modelSavePathWithCheck(false, applicationSupport)
-          << agentState + QStringLiteral("/hideqenswitch.archive") << agentState + QStringLiteral("/.QenConfig");
+    paths << AccountModel::modelSavePathWithCheck(false, applicationSupport) << agentState + u"/hideqenswitch.archive"_s
+          << agentState + u"/.QenConfig"_s;
     return paths;
 }
 

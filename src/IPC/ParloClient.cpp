@@ -29,8 +29,8 @@ QCborMap receivedReply(int socket, ParloSocket::Deadline deadline) {
 
 ParloClient::ParloClient(QString folder) : m_folder(std::move(folder)) {}
 
-QCborValue ParloClient::sendMessageWithName(const QString& name, const QCborValue& message, quint32 msgid,
-                                            qint64* retCode) const {
+QCborValue ParloClient::sendMessageWithName(
+    const QString& name, const QCborValue& message, quint32 msgid, qint64* retCode) const {
     *retCode = NoReply;
     const auto frame = ParloFrame::encoded(
         QCborMap{{ParloKeys::MessageId, static_cast<qint64>(msgid)}, {ParloKeys::Message, message}});

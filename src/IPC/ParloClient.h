@@ -21,8 +21,8 @@ public:
 
     /// The reply object and, in @p retCode, the receiver's return code; an undefined value and NoReply when nobody
     /// listens, the message is larger than a frame, or the reply is late or no reply.
-    QCborValue sendMessageWithName(const QString& name, const QCborValue& message, quint32 msgid,
-                                   qint64* retCode) const;
+    QCborValue sendMessageWithName(
+        const QString& name, const QCborValue& message, quint32 msgid, qint64* retCode) const;
 
 private:
     const QString m_folder;

@@ -7,6 +7,8 @@
 #include "QenLogHelper.h"
 #include "QenServerConfig.h"
 
+using namespace Qt::StringLiterals;
+
 QenUIFileListener::QenUIFileListener(World world) : m_world(std::move(world)) {}
 
 QenUIFileListener::~QenUIFileListener() {
@@ -17,24 +19,24 @@ QenUIFileListener::~QenUIFileListener() {
 }
 
 QenUIFileListener& QenUIFileListener::sharedInstance() {
-    static auto* instance = new QenUIFileListener(
-        {Platform::NotificationCenter::defaultCenter(), QenServerConfig::sharedInstance(),
-         QenLogHelper::sharedInstance(), Platform::Paths::agentState(), Platform::Paths::applicationSupport()});
+    static auto* instance =
+        new QenUIFileListener({Platform::NotificationCenter::defaultCenter(), QenServerConfig::sharedInstance(),
+            QenLogHelper::sharedInstance(), Platform::Paths::agentState(), Platform::Paths::applicationSupport()});
     return *instance;
 }
 
 void QenUIFileListener::startUIResourcesFileListen() {
     m_stream =
         std::make_unique<Platform::FileEventStream>(followedFiles(m_world.agentState, m_world.applicationSupport),
-                                                    m_world.latency, [this](const QStringList& paths) {
-                                                        for (qsizetype i = 0; i < paths.size(); ++i)
-                                                            handleEvent(static_cast<int>(i), paths[i]);
-                                                    });
+            m_world.latency, [this](const QStringList& paths) {
+                for (qsizetype i = 0; i < paths.size(); ++i)
+                    handleEvent(static_cast<int>(i), paths[i]);
+            });
     m_thread = std::thread([this] { m_stream->run(); });
 }
 
 void QenUIFileListener::handleEvent(int index, const QString& path) {
-    m_world.log.writeLog(QStringLiteral("events index: %1, path:%2").arg(QString::number(index), path));
+    m_world.log.writeLog(u"events index: %1, path:%2"_s.arg(QString::number(index), path));
     const AgentFileChange* change = AgentFileChange::ofPath(path);
     if (!change)
         return;

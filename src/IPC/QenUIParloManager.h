@@ -19,7 +19,7 @@ public:
     /// Sends on the caller's thread and calls @p completion, which is required, once with the return code and the
     /// reply. Blocks for up to 60 seconds each way: never on the main thread.
     void sendMessageWithName(const QString& name, const QCborValue& message, quint32 msgid,
-                             const std::function<void(qint64 retCode, const QCborValue& reply)>& completion) const;
+        const std::function<void(qint64 retCode, const QCborValue& reply)>& completion) const;
 
     /// Accepts every message and answers with an empty reply: what the client acts on comes in files.
     QCborValue handleIPCReceiveData(const QCborValue& data, quint32 msgid) override;

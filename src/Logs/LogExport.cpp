@@ -9,6 +9,8 @@
 #include <QFileInfo>
 #include <QRegularExpression>
 
+using namespace Qt::StringLiterals;
+
 using Platform::ScriptRunner;
 
 namespace {
@@ -26,14 +28,14 @@ const QByteArray ArchiveMagic("PK\3\4");
 constexpr double ShellEndSeconds = 2;
 
 /// What the failure of a command is called that says nothing itself.
-const QString Unfinished = QStringLiteral("zip did not finish");
+const QString Unfinished = u"zip did not finish"_s;
 
 /// Removes the archives under temporary names that a zip leaves in @p folder when it is killed: while it works, zip
 /// writes to "zi" and six more characters. Files of others that happen to be named so are no archives.
 void removeUnfinished(const QString& folder) {
-    static const QRegularExpression temporaryName(QStringLiteral("^zi[A-Za-z0-9]{6}$"));
+    static const QRegularExpression temporaryName(u"^zi[A-Za-z0-9]{6}$"_s);
     const QFileInfoList files =
-        QDir(folder).entryInfoList({QStringLiteral("zi??????")}, QDir::Files | QDir::Hidden | QDir::NoSymLinks);
+        QDir(folder).entryInfoList({u"zi??????"_s}, QDir::Files | QDir::Hidden | QDir::NoSymLinks);
     for (const QFileInfo& info : files) {
         QFile file(info.filePath());
         if (!temporaryName.match(info.fileName()).hasMatch() || !file.open(QIODevice::ReadOnly))
@@ -51,7 +53,7 @@ bool isWritableFolder(const QString& path) {
 /// What zip printed, without the names of the files that it took in.
 QString complaints(const QString& output) {
     QStringList lines = output.split(u'\n', Qt::SkipEmptyParts);
-    lines.removeIf([](const QString& line) { return line.startsWith(QStringLiteral("  adding: ")); });
+    lines.removeIf([](const QString& line) { return line.startsWith(u"  adding: "_s); });
     return lines.join(u'\n').trimmed();
 }
 
@@ -69,18 +71,17 @@ LogExport::LogExport(Platform::SerialQueue& queue, LogFolders& folders, const Lo
 
 QStringList LogExport::zipArguments(const QString& folder, const QString& archive) {
     // The "--" keeps files whose names look like options from being taken for some.
-    const QString place = ScriptRunner::shellQuoted(archive) + QStringLiteral(" --");
-    return {QStringLiteral("-c"),
-            QStringLiteral("cd %1 && zip -r %2 * ").arg(ScriptRunner::shellQuoted(folder), place)};
+    const QString place = ScriptRunner::shellQuoted(archive) + u" --"_s;
+    return {u"-c"_s, u"cd %1 && zip -r %2 * "_s.arg(ScriptRunner::shellQuoted(folder), place)};
 }
 
 QString LogExport::ownerScript(const QString& user, const QString& folder) {
-    static const QRegularExpression plainName(QStringLiteral("^[A-Za-z0-9_.][A-Za-z0-9_.@-]*$"));
+    static const QRegularExpression plainName(u"^[A-Za-z0-9_.][A-Za-z0-9_.@-]*$"_s);
     const QString owner = plainName.match(user).hasMatch() ? user : ScriptRunner::shellQuoted(user);
     QString place = folder;
-    place.replace(u'\'', QStringLiteral("'\\''"));
-    return QStringLiteral("do shell script \"chown %1:staff '%2' \" with administrator privileges")
-        .arg(ScriptRunner::escaped(owner), ScriptRunner::escaped(place));
+    place.replace(u'\'', u"'\\''"_s);
+    return u"do shell script \"chown %1:staff '%2' \" with administrator privileges"_s.arg(
+        ScriptRunner::escaped(owner), ScriptRunner::escaped(place));
 }
 
 void LogExport::repairLogFolder(const Completion& complete) {
@@ -90,20 +91,19 @@ void LogExport::repairLogFolder(const Completion& complete) {
     m_folders.forgetRootDirectory();
     const Platform::Error error = m_world.runScript(ownerScript(m_world.userName(), m_folders.rootPath()));
     if (!error) {
-        m_ring.writeLog(QStringLiteral("Logs path chown success."), LogFolderType);
+        m_ring.writeLog(u"Logs path chown success."_s, LogFolderType);
         m_ring.createLogFiles();
         return;
     }
-    m_ring.writeLog(QStringLiteral("Logs path chown failed: %1").arg(error.logText()), LogFolderType);
-    m_ring.writeLog(QStringLiteral("无法找到日志目录：%1").arg(directory), LogFolderType);
+    m_ring.writeLog(u"Logs path chown failed: %1"_s.arg(error.logText()), LogFolderType);
+    m_ring.writeLog(u"无法找到日志目录：%1"_s.arg(directory), LogFolderType);
     // The export goes on all the same, on purpose, and completes once more.
-    complete(false, QStringLiteral("无法找到日志目录"));
+    complete(false, u"无法找到日志目录"_s);
 }
 
 QString LogExport::agentLogFolder() const {
     QString folder = Platform::Paths::localLibrary();
-    for (const QString& name :
-         {QStringLiteral("Logs"), QStringLiteral("QenCloud"), QStringLiteral("v5"), QStringLiteral("Logs")})
+    for (const QString& name : {u"Logs"_s, u"QenCloud"_s, u"v5"_s, u"Logs"_s})
         folder = m_world.files->createDirectoryWithName(name, folder);
     return folder;
 }
@@ -117,7 +117,7 @@ QString LogExport::zip(const QString& folder, const QString& archive) const {
     QString failure;
     QString output;
     m_world.tasks->excuteTaskPath(
-        QStringLiteral("/bin/bash"), zipArguments(folder, archive),
+        u"/bin/bash"_s, zipArguments(folder, archive),
         [&](const TaskHelper::TaskPointer& launched) { task = launched; },
         [&](const QString& result, const Platform::Error& error) {
             output = result;
@@ -126,7 +126,7 @@ QString LogExport::zip(const QString& folder, const QString& archive) const {
     const bool isSound = endedWell(task);
     // With nothing to pack, zip does not look at the place.
     if (isSound && failure.isEmpty() && !isWritableFolder(place))
-        return QStringLiteral("cannot write to %1").arg(place);
+        return u"cannot write to %1"_s.arg(place);
     if (isSound)
         return failure;
     QFile::remove(archive);
@@ -142,7 +142,7 @@ bool LogExport::zipAgentLogs(const QString& archive, const Completion& complete)
     if (failure.isEmpty())
         return true;
     QFile::remove(archive);
-    complete(false, QStringLiteral("提取所有日志失败:%1").arg(failure));
+    complete(false, u"提取所有日志失败:%1"_s.arg(failure));
     return false;
 }
 
@@ -150,12 +150,12 @@ void LogExport::zipLogs(Completion complete) {
     m_queue.async([this, complete = std::move(complete)] {
         repairLogFolder(complete);
         m_queue.async([this, complete] {
-            if (!zipAgentLogs(m_folders.rootDirectory() + QStringLiteral("/QenCloudLogs.zip"), complete))
+            if (!zipAgentLogs(m_folders.rootDirectory() + u"/QenCloudLogs.zip"_s, complete))
                 return;
             m_queue.async([this, complete] {
                 const QString directory = m_folders.rootDirectory();
                 const QString folder = m_folders.rootPath();
-                zip(directory, folder + QStringLiteral("/QenCloudAllLogs.zip"));
+                zip(directory, folder + u"/QenCloudAllLogs.zip"_s);
                 m_world.openFolder(folder);
                 complete(true, {});
             });
@@ -165,18 +165,18 @@ void LogExport::zipLogs(Completion complete) {
 
 void LogExport::zipLogsWithDirectory(const QString& directory, Completion complete) {
     m_queue.async([this, directory, complete = std::move(complete)] {
-        const QString target = m_world.files->createDirectoryWithName(QStringLiteral("MavLogs"), directory);
+        const QString target = m_world.files->createDirectoryWithName(u"MavLogs"_s, directory);
         repairLogFolder(complete);
         m_queue.async([this, directory, target, complete] {
-            if (!zipAgentLogs(target + QStringLiteral("/MavCloudLogs.zip"), complete))
+            if (!zipAgentLogs(target + u"/MavCloudLogs.zip"_s, complete))
                 return;
             m_queue.async([this, directory, target, complete] {
                 // Their outcome is not checked, on purpose: whatever can be packed is worth having.
-                zip(m_folders.rootDirectory(), target + QStringLiteral("/MavUserLogs.zip"));
-                zip(Platform::Paths::agentState(), target + QStringLiteral("/MavCloud.zip"));
-                zip(m_world.files->createAppRootDirectory(), target + QStringLiteral("/MavSqlite.zip"));
-                zip(Platform::Paths::localLibrary() + QStringLiteral("/Logs/") + Platform::Deployment::VpnLogFolder,
-                    target + QStringLiteral("/MavZelVPN.zip"));
+                zip(m_folders.rootDirectory(), target + u"/MavUserLogs.zip"_s);
+                zip(Platform::Paths::agentState(), target + u"/MavCloud.zip"_s);
+                zip(m_world.files->createAppRootDirectory(), target + u"/MavSqlite.zip"_s);
+                zip(Platform::Paths::localLibrary() + u"/Logs/"_s + Platform::Deployment::VpnLogFolder,
+                    target + u"/MavZelVPN.zip"_s);
                 m_world.openFolder(directory);
                 complete(true, {});
             });

@@ -44,7 +44,7 @@ bool LogFile::openWith(int flags) {
     struct stat facts {};
     if (m_descriptor >= 0 && fstat(m_descriptor, &facts) == 0 && S_ISREG(facts.st_mode))
         m_folder = open(QFile::encodeName(QFileInfo(QFile::decodeName(m_path)).path()).constData(),
-                        O_PATH | O_DIRECTORY | O_CLOEXEC);
+            O_PATH | O_DIRECTORY | O_CLOEXEC);
     if (m_folder < 0) {
         closeHandle();
         return false;

@@ -5,8 +5,10 @@
 #include <QFileInfo>
 #include <QStringList>
 
+using namespace Qt::StringLiterals;
+
 std::optional<QString> LogFolders::homeIn(const QString& environment) {
-    const QString key = QStringLiteral("HOME=");
+    const QString key = u"HOME="_s;
     for (QString line : environment.split(u'\n')) {
         if (!line.contains(key))
             continue;
@@ -24,8 +26,7 @@ std::optional<QString> LogFolders::shellHome() const {
         QString environment;
         // Asked of the shell: it knows the login user's home even when our own environment differs. Where no such
         // command exists the answer is empty and the process environment decides.
-        m_tasks.excuteTaskPath(QStringLiteral("/bin/bash"), {QStringLiteral("-c"), QStringLiteral("ENV")}, &environment,
-                               nullptr);
+        m_tasks.excuteTaskPath(u"/bin/bash"_s, {u"-c"_s, u"ENV"_s}, &environment, nullptr);
         m_shellHome = homeIn(environment);
     });
     return m_shellHome;
@@ -41,10 +42,10 @@ QString LogFolders::rootDirectory() {
         return m_rootDirectory;
     }
     const std::optional<QString> home = shellHome();
-    const QString library = home ? *home + QStringLiteral("/Library") : Platform::Paths::library();
-    const QString logs = m_files.createDirectoryWithName(QStringLiteral("Logs"), library);
-    m_rootPath = m_files.createDirectoryWithName(QStringLiteral("QenCloud"), logs);
-    m_rootDirectory = m_files.createDirectoryWithName(QStringLiteral("Logs"), m_rootPath);
+    const QString library = home ? *home + u"/Library"_s : Platform::Paths::library();
+    const QString logs = m_files.createDirectoryWithName(u"Logs"_s, library);
+    m_rootPath = m_files.createDirectoryWithName(u"QenCloud"_s, logs);
+    m_rootDirectory = m_files.createDirectoryWithName(u"Logs"_s, m_rootPath);
     return m_rootDirectory;
 }
 
@@ -55,7 +56,7 @@ QString LogFolders::rootPath() const {
 
 QString LogFolders::desktopDirectory() const {
     const std::optional<QString> home = shellHome();
-    return home ? *home + QStringLiteral("/Desktop") : Platform::Paths::desktop();
+    return home ? *home + u"/Desktop"_s : Platform::Paths::desktop();
 }
 
 void LogFolders::forgetRootDirectory() {

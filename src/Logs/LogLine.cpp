@@ -5,6 +5,8 @@
 #include <chrono>
 #include <cstdio>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // Every line names this writing block and these two line numbers, never its caller; readers of the files know them so.
@@ -33,9 +35,8 @@ QString LogLine::dateString(std::time_t secondsSinceEpoch) {
     const hh_mm_ss clock(time - day);
     char text[64];
     const int length = std::snprintf(text, sizeof text, "%04d-%02u-%02u %02d:%02d:%02d", static_cast<int>(date.year()),
-                                     static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-                                     static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
-                                     static_cast<int>(clock.seconds().count()));
+        static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), static_cast<int>(clock.hours().count()),
+        static_cast<int>(clock.minutes().count()), static_cast<int>(clock.seconds().count()));
     return QString::fromLatin1(text, length);
 }
 
@@ -46,10 +47,9 @@ QString LogLine::currentDateString() {
 void LogLine::startSecond(std::time_t second) {
     m_second = second;
     const QString prefix =
-        QStringLiteral("%1 : %2:[%3] : ").arg(dateString(second), QLatin1StringView(WritingBlock)).arg(FileLineNumber);
+        u"%1 : %2:[%3] : "_s.arg(dateString(second), QLatin1StringView(WritingBlock)).arg(FileLineNumber);
     m_prefix = prefix.toLatin1();
-    m_consolePrefix =
-        QStringLiteral("%1 [Line %2] %3").arg(QLatin1StringView(WritingBlock)).arg(ConsoleLineNumber).arg(prefix);
+    m_consolePrefix = u"%1 [Line %2] %3"_s.arg(QLatin1StringView(WritingBlock)).arg(ConsoleLineNumber).arg(prefix);
 }
 
 QByteArrayView LogLine::format(const QString& message) {

@@ -7,13 +7,15 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 using Platform::ArchiveEntry;
 using Platform::ArchiveValue;
 
 namespace {
 
-const QString NameKey = QStringLiteral("currentLogName");
-const QString InfoKey = QStringLiteral("info");
+const QString NameKey = u"currentLogName"_s;
+const QString InfoKey = u"info"_s;
 
 } // namespace
 

@@ -6,11 +6,12 @@
 #include <array>
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 /// What survives a restart: the file being written and the bytes counted in each of the three files.
 struct LogRecord {
-    static inline const std::array<QString, 3> FileNames{QStringLiteral("QenCloud-Info-1.log"),
-                                                         QStringLiteral("QenCloud-Info-2.log"),
-                                                         QStringLiteral("QenCloud-Info-3.log")};
+    static inline const std::array<QString, 3> FileNames{
+        u"QenCloud-Info-1.log"_s, u"QenCloud-Info-2.log"_s, u"QenCloud-Info-3.log"_s};
     /// Longer files are no record.
     static constexpr qint64 SizeLimit = 64 * 1024;
 

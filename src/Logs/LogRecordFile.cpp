@@ -80,7 +80,7 @@ LogRecordFile::Outcome LogRecordFile::exchange(QByteArrayView bytes) {
         return Outcome::Failed;
     m_spare.length = bytes.size();
     if (renameat2(m_folderDescriptor, m_spareName.constData(), m_folderDescriptor, m_name.constData(),
-                  RENAME_EXCHANGE) == 0) {
+            RENAME_EXCHANGE) == 0) {
         std::swap(m_spare, m_record);
         return Outcome::Done;
     }
@@ -125,5 +125,5 @@ bool LogRecordFile::sidesAreLinked() const {
     struct stat record {};
     struct stat spare {};
     return fstat(m_record.descriptor, &record) == 0 && record.st_nlink > 0 && fstat(m_spare.descriptor, &spare) == 0 &&
-           spare.st_nlink > 0;
+        spare.st_nlink > 0;
 }

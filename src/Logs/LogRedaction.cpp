@@ -7,12 +7,13 @@
 #include <algorithm>
 #include <array>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 bool isSecret(const QString& key) {
     static constexpr std::array<QLatin1StringView, 6> Secrets{
-        QLatin1StringView("ticket"), QLatin1StringView("password"), QLatin1StringView("old_password"),
-        QLatin1StringView("otp"),    QLatin1StringView("pwd"),      QLatin1StringView("p12")};
+        "ticket"_L1, "password"_L1, "old_password"_L1, "otp"_L1, "pwd"_L1, "p12"_L1};
     return std::any_of(Secrets.begin(), Secrets.end(), [&](QLatin1StringView secret) { return key == secret; });
 }
 
@@ -28,7 +29,7 @@ QJsonValue withoutSecrets(const QJsonValue& value) {
     const QJsonObject object = value.toObject();
     QJsonObject result;
     for (auto it = object.begin(); it != object.end(); ++it)
-        result.insert(it.key(), isSecret(it.key()) ? QJsonValue(QStringLiteral("***")) : withoutSecrets(it.value()));
+        result.insert(it.key(), isSecret(it.key()) ? QJsonValue(u"***"_s) : withoutSecrets(it.value()));
     return result;
 }
 
@@ -41,7 +42,7 @@ QString redacted(const QJsonValue& value) {
     case QJsonValue::Array:
         return QString::fromUtf8(QJsonDocument(withoutSecrets(value).toArray()).toJson(QJsonDocument::Compact));
     case QJsonValue::Bool:
-        return value.toBool() ? QStringLiteral("1") : QStringLiteral("0");
+        return value.toBool() ? u"1"_s : u"0"_s;
     case QJsonValue::Double:
     case QJsonValue::String:
         return value.toVariant().toString();
@@ -49,5 +50,5 @@ QString redacted(const QJsonValue& value) {
     case QJsonValue::Undefined:
         break;
     }
-    return QStringLiteral("(null)");
+    return u"(null)"_s;
 }

@@ -5,6 +5,8 @@
 
 #include <QFileInfo>
 
+using namespace Qt::StringLiterals;
+
 LogRing::LogRing(LogFolders& folders, const LogWorld& world) : m_folders(folders), m_world(world) {}
 
 void LogRing::initialise() {
@@ -17,10 +19,9 @@ void LogRing::createLogPath() {
     createLogFiles();
     const FileManager& files = *m_world.files;
     if (m_world.sizeRecord.isEmpty()) {
-        const QString hidden =
-            files.createDirectoryWithName(QStringLiteral(".AppData/QenCloud"), Platform::Paths::home());
-        const QString folder = files.createDirectoryWithName(QStringLiteral("QenCloud.EXE$"), hidden);
-        m_logInfoPath = folder + QStringLiteral("/QenCloudLogInfo.data");
+        const QString hidden = files.createDirectoryWithName(u".AppData/QenCloud"_s, Platform::Paths::home());
+        const QString folder = files.createDirectoryWithName(u"QenCloud.EXE$"_s, hidden);
+        m_logInfoPath = folder + u"/QenCloudLogInfo.data"_s;
     } else {
         m_logInfoPath = m_world.sizeRecord;
         files.createDirectoryWithName({}, QFileInfo(m_logInfoPath).path());

@@ -24,10 +24,8 @@ QenLogHelper::QenLogHelper(LogWorld world)
       m_ring(m_folders, m_world), m_logQueue(Platform::Deployment::LogQueueLabel),
       m_zipQueue(Platform::Deployment::ZipQueueLabel),
       m_export(m_zipQueue, m_folders, m_world,
-               {[this](const QString& message, int type) { writeLog(message, type); },
-                [this] {
-                    m_ring.createLogFiles();
-                }}) {
+          {[this](const QString& message, int type) { writeLog(message, type); },
+              [this] { m_ring.createLogFiles(); }}) {
     auto opened = std::make_shared<std::promise<void>>();
     m_isOpen = opened->get_future().share();
     m_logQueue.async([this, opened] {

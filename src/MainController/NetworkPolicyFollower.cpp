@@ -6,10 +6,12 @@
 #include "LoginLinks.h"
 #include "QenLogHelper.h"
 
+using namespace Qt::StringLiterals;
+
 NetworkPolicyFollower::NetworkPolicyFollower(World world)
-    : m_world(std::move(world)), m_reader(Platform::Deployment::BundleIdentifier + QStringLiteral(".networkpolicy")) {
-    m_changes = m_world.center.observe(ClientNotification::InacSsid,
-                                       [this](const Platform::Notification&) { inacSsidChanged(); });
+    : m_world(std::move(world)), m_reader(Platform::Deployment::BundleIdentifier + u".networkpolicy"_s) {
+    m_changes = m_world.center.observe(
+        ClientNotification::InacSsid, [this](const Platform::Notification&) { inacSsidChanged(); });
 }
 
 NetworkPolicyFollower::~NetworkPolicyFollower() {
@@ -22,8 +24,7 @@ void NetworkPolicyFollower::inacSsidChanged() {
         if (policy.method == NetworkAccessPolicy::Method::Other)
             return;
         // Its answer may come when this object is gone; what it needs outlives it.
-        m_world.networkAccess.checkiNacNecessaryWithUrl(
-            policy.address,
+        m_world.networkAccess.checkiNacNecessaryWithUrl(policy.address,
             [policy, storedMethod = m_world.localCerAuthMethod, follow = action(policy)](bool isNecessary) {
                 if (followsPolicyChange(policy.method, isNecessary, storedMethod()))
                     Platform::globalQueue().async(follow);
@@ -37,7 +38,7 @@ std::function<void()> NetworkPolicyFollower::action(const NetworkAccessPolicy& p
     if (policy.method == NetworkAccessPolicy::Method::Static)
         return [&access, &log] {
             access.installStaticMobileconfig();
-            log.writeLog(QStringLiteral("[QenMainViewController] inac type change to 2"), 1);
+            log.writeLog(u"[QenMainViewController] inac type change to 2"_s, 1);
         };
     return [&access, &log, policy, support = m_world.applicationSupport] {
         const auto record = AccountModel::currentModel(support).value_or(AccountModel());
@@ -45,6 +46,6 @@ std::function<void()> NetworkPolicyFollower::action(const NetworkAccessPolicy& p
         if (record.username().isEmpty() || ticket.isEmpty())
             return;
         access.executeInacTaskWithUserName(record.userid(), ticket, policy.ssids, policy.address);
-        log.writeLog(QStringLiteral("[QenMainViewController] inac type change to 3"), 1);
+        log.writeLog(u"[QenMainViewController] inac type change to 3"_s, 1);
     };
 }

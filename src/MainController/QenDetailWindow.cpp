@@ -20,6 +20,8 @@
 #include <QLineEdit>
 #include <QPointer>
 
+using namespace Qt::StringLiterals;
+
 using Platform::localizedString;
 
 namespace {
@@ -27,15 +29,14 @@ namespace {
 constexpr int AvatarSize = 56;
 /// The login methods that selectBtnTag() tells.
 constexpr int OnlyAccount = 1;
-const QString ScanHint =
-    QStringLiteral("温馨提示：连网可能出现延时，扫码登录后，请等待审核通过，随后请检查电脑设备是否已连网。");
-const QString ScanWanted = QStringLiteral("请使用手机客户端扫码登录");
+const QString ScanHint = u"温馨提示：连网可能出现延时，扫码登录后，请等待审核通过，随后请检查电脑设备是否已连网。"_s;
+const QString ScanWanted = u"请使用手机客户端扫码登录"_s;
 
 } // namespace
 
 QenDetailWindow::QenDetailWindow(SessionViewWorld world, StartCheckLoginDelegate& delegate, QWidget* parent)
-    : BaseWindowController(parent,
-                           Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
+    : BaseWindowController(
+          parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
       m_world(std::move(world)), m_startCheckLoginDelegate(delegate), m_ui(std::make_unique<Ui::QenDetailWindow>()),
       m_gate(MainThreadGate::make()), m_reachability(m_world.networkReader),
       m_requests(std::make_shared<Platform::SerialQueue>(Platform::Deployment::LoginQueueLabel)),
@@ -44,16 +45,16 @@ QenDetailWindow::QenDetailWindow(SessionViewWorld world, StartCheckLoginDelegate
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowModality(parent ? Qt::WindowModal : Qt::ApplicationModal);
     setFixedSize(Theme::LoginWindowSize);
-    setAccessibleName(QStringLiteral("登录"));
+    setAccessibleName(u"登录"_s);
     m_ui->devicePanel->setFixedWidth(Theme::LoginWindowSize.width() / 3);
-    m_ui->confirmBtn->setText(localizedString(QStringLiteral("Login")));
+    m_ui->confirmBtn->setText(localizedString(u"Login"_s));
     m_ui->loginStatusLab->setText(ScanWanted);
     m_ui->hintLab->hide();
     m_ui->newPasswordHintLab->hide();
-    m_ui->newPasswordField->edit()->setPlaceholderText(QStringLiteral("8 至 32 位，含字母、数字和符号"));
+    m_ui->newPasswordField->edit()->setPlaceholderText(u"8 至 32 位，含字母、数字和符号"_s);
     m_ui->signedInPicture->setPixmap(
-        Theme::picture(QStringLiteral("avatar_safe_normal"), {AvatarSize, AvatarSize}, devicePixelRatioF()));
-    m_alertTip->setObjectName(QStringLiteral("alertTip"));
+        Theme::picture(u"avatar_safe_normal"_s, {AvatarSize, AvatarSize}, devicePixelRatioF()));
+    m_alertTip->setObjectName(u"alertTip"_s);
     m_alertTip->hide();
     m_alertTipEnd.setSingleShot(true);
     for (QAbstractButton* button : findChildren<QAbstractButton*>()) {
@@ -109,8 +110,8 @@ void QenDetailWindow::windowDidLoad() {
     if (!isShownSignedIn() || isSignOutPending())
         m_startCheckLoginDelegate.StartCheckLogin();
     createCheckLoginTimer();
-    m_observer = m_world.center.observe(ClientNotification::QRLoginState,
-                                        [this](const Platform::Notification& told) { refreshLb(told); });
+    m_observer = m_world.center.observe(
+        ClientNotification::QRLoginState, [this](const Platform::Notification& told) { refreshLb(told); });
 }
 
 bool QenDetailWindow::isShownSignedIn() const {
@@ -189,8 +190,8 @@ void QenDetailWindow::createCheckLoginTimer() {
     if (!m_timerCheckQueue)
         m_timerCheckQueue = std::make_shared<Platform::SerialQueue>(Platform::Deployment::AccountCheckQueueLabel);
     // Only writes this line, on purpose: the login state arrives by notification.
-    m_GDCheckLoginTimer = std::make_unique<PollTimer>(m_timerCheckQueue, m_world.consoleInterval,
-                                                      [] { Platform::systemLog(QStringLiteral("login,login")); });
+    m_GDCheckLoginTimer = std::make_unique<PollTimer>(
+        m_timerCheckQueue, m_world.consoleInterval, [] { Platform::systemLog(u"login,login"_s); });
 }
 
 void QenDetailWindow::showQR(const QImage& image) {
@@ -252,8 +253,8 @@ void QenDetailWindow::showAlertTipForLogin(const QString& text) {
     m_gate->async([this, text] {
         // Over this window, which blocks the one below.
         auto* box = new CustomMessageBox(this);
-        box->setTitle(localizedString(QStringLiteral("Warnning")), text, CustomMessageBox::BoxStyle::Warning, {},
-                      localizedString(QStringLiteral("Confirm")));
+        box->setTitle(localizedString(u"Warnning"_s), text, CustomMessageBox::BoxStyle::Warning, {},
+            localizedString(u"Confirm"_s));
         box->attach();
     });
 }

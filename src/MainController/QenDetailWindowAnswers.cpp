@@ -18,6 +18,8 @@
 #include <QGuiApplication>
 #include <QLineEdit>
 
+using namespace Qt::StringLiterals;
+
 // What the login window sends and what it makes of the answers; the device panel.
 
 using Platform::localizedString;
@@ -26,7 +28,7 @@ namespace {
 
 constexpr int AlertTipMilliseconds = 1500;
 /// What the server is told of every device of this client.
-const QString DeviceType = QStringLiteral("PC");
+const QString DeviceType = u"PC"_s;
 
 struct DeviceFacts {
     QString name;
@@ -45,18 +47,15 @@ QJsonObject logoutRequest(const AccountModel& account, QenCloudLoginHelper& logi
     const QString ip = login.accounts().login_ip();
     const QString mac = login.accounts().login_Mac();
     const ITDevice::Addresses now = device.addresses();
-    return {{QStringLiteral("userid"), account.userid()},
-            {QStringLiteral("ticket"), account.decryptTicket()},
-            {QStringLiteral("deviceid"), device.uuid()},
-            {QStringLiteral("ip"), ip.isEmpty() ? now.ip.join(u';') : ip},
-            {QStringLiteral("mac"), mac.isEmpty() ? now.mac.join(u';') : mac}};
+    return {{u"userid"_s, account.userid()}, {u"ticket"_s, account.decryptTicket()}, {u"deviceid"_s, device.uuid()},
+        {u"ip"_s, ip.isEmpty() ? now.ip.join(u';') : ip}, {u"mac"_s, mac.isEmpty() ? now.mac.join(u';') : mac}};
 }
 
 } // namespace
 
 QenDetailWindow::Answer QenDetailWindow::answerTo(Handler handler) {
-    return [this, gate = m_gate, handler, &login = m_world.login,
-            &center = m_world.center](const QJsonObject& answer, const Platform::Error& error) {
+    return [this, gate = m_gate, handler, &login = m_world.login, &center = m_world.center](
+               const QJsonObject& answer, const Platform::Error& error) {
         gate->async([this, handler, answer, error] { (this->*handler)(answer, error); });
         // Who closed the window meanwhile may be signed in all the same.
         Platform::mainQueue().async([gate, &login, &center] {
@@ -82,22 +81,20 @@ void QenDetailWindow::tapConfirmBtn() {
     const bool isOtpWanted = m_world.login.iShowOTP();
     m_ui->otpField->setVisible(isOtpWanted);
     if (account.isEmpty()) {
-        refuse(m_ui->accountField, QStringLiteral("账号不能为空"));
+        refuse(m_ui->accountField, u"账号不能为空"_s);
         return;
     }
     if (password.isEmpty()) {
-        refuse(m_ui->passwordField, QStringLiteral("密码不能为空"));
+        refuse(m_ui->passwordField, u"密码不能为空"_s);
         return;
     }
     if (isOtpWanted && m_ui->otpField->text().isEmpty()) {
-        refuse(m_ui->otpField, QStringLiteral("OTP不能为空"));
+        refuse(m_ui->otpField, u"OTP不能为空"_s);
         return;
     }
-    m_world.log.writeLog(QStringLiteral("[QenDetailWindow] QenCloud Account login"), 1);
+    m_world.log.writeLog(u"[QenDetailWindow] QenCloud Account login"_s, 1);
     m_ui->confirmBtn->setBusy(true);
-    const QJsonObject parameters{{QStringLiteral("userid"), account},
-                                 {QStringLiteral("password"), password},
-                                 {QStringLiteral("otp"), m_ui->otpField->text()}};
+    const QJsonObject parameters{{u"userid"_s, account}, {u"password"_s, password}, {u"otp"_s, m_ui->otpField->text()}};
     m_requests->async(
         [&login = m_world.login, parameters, complete = answerTo(&QenDetailWindow::accountLoginHandleWithResponse)] {
             login.login(parameters, complete);
@@ -126,7 +123,7 @@ void QenDetailWindow::showVerdict(const DetailVerdict& verdict) {
         m_ui->newPasswordField->clear();
         m_ui->repeatedPasswordField->clear();
         m_ui->resetAccountLab->setText(
-            QStringLiteral("账号 %1 需要先修改密码，才能登录。").arg(m_ui->accountField->text().left(64)));
+            u"账号 %1 需要先修改密码，才能登录。"_s.arg(m_ui->accountField->text().left(64)));
         selectPage(ResetPage);
         m_ui->newPasswordField->setFocus();
         break;
@@ -143,7 +140,7 @@ void QenDetailWindow::showVerdict(const DetailVerdict& verdict) {
 
 void QenDetailWindow::resetPassBtn() {
     const bool isBad = breaksPasswordRule(m_ui->newPasswordField->text());
-    m_ui->newPasswordHintLab->setText(localizedString(QStringLiteral("PwdFormatError")));
+    m_ui->newPasswordHintLab->setText(localizedString(u"PwdFormatError"_s));
     m_ui->newPasswordHintLab->setVisible(isBad);
     if (!isBad)
         m_ui->repeatedPasswordField->setFocus();
@@ -156,16 +153,15 @@ void QenDetailWindow::ConfirmResetPassBtn() {
     m_ui->newPasswordField->clearError();
     m_ui->repeatedPasswordField->clearError();
     const PasswordEntry entry{m_ui->accountField->text(), m_ui->passwordField->text(), m_ui->newPasswordField->text(),
-                              m_ui->repeatedPasswordField->text()};
+        m_ui->repeatedPasswordField->text()};
     if (const PasswordCase refused = checkPasswordEntry(entry); refused != PasswordCase::Accepted) {
         refuseReset(refused);
         return;
     }
-    m_world.log.writeLog(QStringLiteral("[QenDetailWindow] QenCloud resetpassword in qen"), 1);
+    m_world.log.writeLog(u"[QenDetailWindow] QenCloud resetpassword in qen"_s, 1);
     m_ui->confirmResetBtn->setBusy(true);
-    const QJsonObject parameters{{QStringLiteral("userid"), entry.userId},
-                                 {QStringLiteral("old_password"), entry.oldPassword},
-                                 {QStringLiteral("password"), entry.repeated}};
+    const QJsonObject parameters{
+        {u"userid"_s, entry.userId}, {u"old_password"_s, entry.oldPassword}, {u"password"_s, entry.repeated}};
     m_requests->async(
         [&login = m_world.login, parameters, complete = answerTo(&QenDetailWindow::resetHandleWithResponse)] {
             login.resetPassword(parameters, complete);
@@ -198,10 +194,10 @@ void QenDetailWindow::logoutBtn() {
         showSignedOut();
         return;
     }
-    m_world.log.writeLog(QStringLiteral("[QenDetailWindow] QenCloud logout"), 1);
+    m_world.log.writeLog(u"[QenDetailWindow] QenCloud logout"_s, 1);
     m_ui->logoutBtn->setBusy(true);
     m_requests->async([&login = m_world.login, &device = m_world.device, support = m_world.applicationSupport,
-                       complete = answerTo(&QenDetailWindow::logoutHandleWithResponse)] {
+                          complete = answerTo(&QenDetailWindow::logoutHandleWithResponse)] {
         const auto account = AccountModel::currentModel(support).value_or(AccountModel());
         login.logout(logoutRequest(account, login, device), complete);
     });
@@ -222,7 +218,7 @@ void QenDetailWindow::logoutHandleWithResponse(const QJsonObject& answer, const 
 }
 
 void QenDetailWindow::loadDevicePanel() {
-    m_ui->clientVersionRow->setValue(Platform::infoValue(QStringLiteral("CFBundleVersion")));
+    m_ui->clientVersionRow->setValue(Platform::infoValue(u"CFBundleVersion"_s));
     m_ui->deviceTypeRow->setValue(DeviceType);
     Platform::globalQueue().async([this, gate = m_gate, &device = m_world.device] {
         gate->async([this, facts = readDeviceFacts(device)] {
@@ -261,14 +257,14 @@ void QenDetailWindow::copyMacVersion() {
 void QenDetailWindow::copy(const DeviceFactRow& row) {
     QGuiApplication::clipboard()->clear();
     QGuiApplication::clipboard()->setText(row.value());
-    showAlertTip(QStringLiteral("已复制%1").arg(row.label()));
+    showAlertTip(u"已复制%1"_s.arg(row.label()));
 }
 
 void QenDetailWindow::showAlertTip(const QString& text) {
     m_alertTip->setText(text);
     m_alertTip->adjustSize();
-    m_alertTip->move((m_ui->devicePanel->width() - m_alertTip->width()) / 2,
-                     height() - m_alertTip->height() - Theme::Space16);
+    m_alertTip->move(
+        (m_ui->devicePanel->width() - m_alertTip->width()) / 2, height() - m_alertTip->height() - Theme::Space16);
     m_alertTip->show();
     m_alertTip->raise();
     m_alertTipEnd.start(AlertTipMilliseconds);

@@ -19,6 +19,8 @@
 #include <array>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int AvatarSize = 56;
@@ -34,18 +36,17 @@ QenMainLeftBar::QenMainLeftBar(SessionViewWorld world, QWidget* parent)
     m_ui->setupUi(this);
     setFixedWidth(Theme::LeftBarWidth);
     m_ui->avatarBtn->setIconSize({AvatarSize, AvatarSize});
-    m_ui->computerPicture->setPixmap(Theme::picture(QStringLiteral("computer"), {Theme::IconSize, Theme::IconSize},
-                                                    devicePixelRatioF(), Theme::color(Theme::Color::SecondText)));
-    m_ui->safetyTabBtn->setPictures(QStringLiteral("tab_safety_normal"), QStringLiteral("tab_safety_hover"));
-    m_ui->toolsTabBtn->setPictures(QStringLiteral("tab_tools_normal"), QStringLiteral("tab_tools_hover"));
+    m_ui->computerPicture->setPixmap(Theme::picture(u"computer"_s, {Theme::IconSize, Theme::IconSize},
+        devicePixelRatioF(), Theme::color(Theme::Color::SecondText)));
+    m_ui->safetyTabBtn->setPictures(u"tab_safety_normal"_s, u"tab_safety_hover"_s);
+    m_ui->toolsTabBtn->setPictures(u"tab_tools_normal"_s, u"tab_tools_hover"_s);
     connectButtons();
     functionListHandleWithTag(SafetyTab, false);
     showTabs();
     setUIWithWarnLevel(SafeLevel);
     for (const QString& name : {ClientNotification::Logout, ClientNotification::TicketTimeOut})
-        m_observers.push_back(m_world.center.observe(name, [gate = m_gate, this](const Platform::Notification&) {
-            gate->async([this] { logoutCompleted(); });
-        }));
+        m_observers.push_back(m_world.center.observe(name,
+            [gate = m_gate, this](const Platform::Notification&) { gate->async([this] { logoutCompleted(); }); }));
     refreshUserName();
     setMachineName();
     if (m_world.login.iflogin())
@@ -159,16 +160,15 @@ void QenMainLeftBar::showTabs() {
 
 void QenMainLeftBar::setUIWithWarnLevel(int level) {
     const bool isSafe = level == SafeLevel;
-    const QString look = isSafe ? QStringLiteral("safe") : QStringLiteral("unsafe");
-    m_ground = QStringLiteral("leftBar_") + look;
-    m_ui->avatarBtn->setPictures(QStringLiteral("avatar_%1_normal").arg(look),
-                                 QStringLiteral("avatar_%1_hover").arg(look));
+    const QString look = isSafe ? u"safe"_s : u"unsafe"_s;
+    m_ground = u"leftBar_"_s + look;
+    m_ui->avatarBtn->setPictures(u"avatar_%1_normal"_s.arg(look), u"avatar_%1_hover"_s.arg(look));
     // The unhovered picture is the same in both looks, on purpose.
-    m_ui->detailBtn->setPictures(QStringLiteral("detail_safe-nomal"), QStringLiteral("detail_%1-hover").arg(look));
-    const QString told = isSafe ? QStringLiteral("电脑安全") : QStringLiteral("电脑存在风险");
-    m_ui->avatarBtn->setAccessibleName(QStringLiteral("登录与设备信息"));
+    m_ui->detailBtn->setPictures(u"detail_safe-nomal"_s, u"detail_%1-hover"_s.arg(look));
+    const QString told = isSafe ? u"电脑安全"_s : u"电脑存在风险"_s;
+    m_ui->avatarBtn->setAccessibleName(u"登录与设备信息"_s);
     m_ui->avatarBtn->setAccessibleDescription(told);
-    m_ui->avatarBtn->setToolTip(QStringLiteral("%1，点击查看登录与设备信息").arg(told));
+    m_ui->avatarBtn->setToolTip(u"%1，点击查看登录与设备信息"_s.arg(told));
     update();
 }
 
@@ -176,7 +176,7 @@ void QenMainLeftBar::refreshUserName() {
     timerCheckQueue()->async([this, gate = m_gate, support = m_world.applicationSupport] {
         const auto record = AccountModel::currentModel(support).value_or(AccountModel());
         gate->async([this, name = record.username().isEmpty() ? record.userid() : record.username()] {
-            m_ui->userNameLab->setText(name.isEmpty() ? QStringLiteral("未登录") : name);
+            m_ui->userNameLab->setText(name.isEmpty() ? u"未登录"_s : name);
         });
     });
 }
@@ -241,27 +241,26 @@ void QenMainLeftBar::closeCheckTicketStatus() {
 
 void QenMainLeftBar::createCheckLoginTimer() {
     const auto tick = [this, gate = m_gate, &login = m_world.login, &log = m_world.log, &center = m_world.center] {
-        log.writeLog(QStringLiteral("[QenMainLeftBar] QenCloud Check QRLogin State"), PollingTrace);
-        login.CheckQRLoginState(
-            [this, gate, &login, &log, &center](const QJsonObject& answer, const Platform::Error& error) {
-                const QRPollVerdict verdict = judgeQRPoll(answer, error);
-                if (verdict.forwarded == 0) {
-                    gate->runAndWait([this] { closeCheckLoginStatus(); });
-                    login.removeSoleID();
-                    gate->async([this] { loginCompleted(); });
-                }
-                if (verdict.forwarded)
-                    Platform::mainQueue().async([&center, state = *verdict.forwarded] {
-                        center.post(ClientNotification::QRLoginState, state);
-                    });
-                log.writeLog(verdict.log, verdict.logType);
-                // The answer may have been the end of a session that was still to be reported.
-                if (!verdict.forwarded)
-                    gate->async([this] {
-                        refreshUserName();
-                        tellWindowOfTheEnd();
-                    });
-            });
+        log.writeLog(u"[QenMainLeftBar] QenCloud Check QRLogin State"_s, PollingTrace);
+        login.CheckQRLoginState([this, gate, &login, &log, &center](
+                                    const QJsonObject& answer, const Platform::Error& error) {
+            const QRPollVerdict verdict = judgeQRPoll(answer, error);
+            if (verdict.forwarded == 0) {
+                gate->runAndWait([this] { closeCheckLoginStatus(); });
+                login.removeSoleID();
+                gate->async([this] { loginCompleted(); });
+            }
+            if (verdict.forwarded)
+                Platform::mainQueue().async(
+                    [&center, state = *verdict.forwarded] { center.post(ClientNotification::QRLoginState, state); });
+            log.writeLog(verdict.log, verdict.logType);
+            // The answer may have been the end of a session that was still to be reported.
+            if (!verdict.forwarded)
+                gate->async([this] {
+                    refreshUserName();
+                    tellWindowOfTheEnd();
+                });
+        });
     };
     m_GDCheckLoginTimer = std::make_unique<PollTimer>(timerCheckQueue(), m_world.pollInterval, tick);
 }

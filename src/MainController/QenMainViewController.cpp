@@ -17,6 +17,8 @@
 #include <QFile>
 #include <QImageReader>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr qint64 SessionExpired = 2;
@@ -29,21 +31,21 @@ constexpr int LargestMarkSide = 2048;
 enum ToolsState { ToolsShown = 0, ToolsHidden = 1 };
 
 QString readTips(const QString& agentState) {
-    QFile file(agentState + QStringLiteral("/tips.txt"));
+    QFile file(agentState + u"/tips.txt"_s);
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.read(LongestTips)) : QString();
 }
 
 /// Null for a file that is missing, no picture, or larger than any mark.
 QImage readMark(const QString& agentState) {
-    QImageReader reader(agentState + QStringLiteral("/c_qen_mark@2x.png"));
+    QImageReader reader(agentState + u"/c_qen_mark@2x.png"_s);
     const QSize size = reader.size();
     return size.width() > LargestMarkSide || size.height() > LargestMarkSide ? QImage() : reader.read();
 }
 
 QColor edgeColor(int level) {
-    return Theme::color(level == SafeLevel      ? Theme::Color::Safe
-                        : level >= HighestLevel ? Theme::Color::Danger
-                                                : Theme::Color::Attention);
+    return Theme::color(level == SafeLevel ? Theme::Color::Safe
+            : level >= HighestLevel        ? Theme::Color::Danger
+                                           : Theme::Color::Attention);
 }
 
 } // namespace
@@ -52,7 +54,7 @@ QenMainViewController::QenMainViewController(CheckViewWorld world, QenMainLeftBa
     : QWidget(parent), m_world(std::move(world)), m_leftBar(leftBar),
       m_ui(std::make_unique<Ui::QenMainViewController>()), m_tipsLine(new TipsLine(this)),
       m_joinDomain(m_world.joinDomain), m_toolOpener(m_world.workspace), m_round(m_world.round),
-      m_reader(Platform::Deployment::BundleIdentifier + QStringLiteral(".mainview")) {
+      m_reader(Platform::Deployment::BundleIdentifier + u".mainview"_s) {
     m_ui->setupUi(this);
     m_tipsLine->hide();
     setUpPages();
@@ -95,8 +97,8 @@ void QenMainViewController::addQenNotifications() {
     observe(ClientNotification::Logo, [this](const Notification&) { updateLogoFromConfig(); });
     observe(ClientNotification::ComputerName, [this](const Notification&) { updateComputerNameFromJoinDomain(); });
     observe(ClientNotification::JoinDomainSwitch, [this](const Notification&) { loadJoinDomainButton(); });
-    observe(ClientNotification::AppList,
-            [this](const Notification& notification) { loadToolsView(notification.object); });
+    observe(
+        ClientNotification::AppList, [this](const Notification& notification) { loadToolsView(notification.object); });
     observe(ClientNotification::NgnSwitch, [this](const Notification&) { changeAvailableAppListButtonStatus(); });
 }
 
@@ -113,9 +115,9 @@ void QenMainViewController::setUpPages() {
     connect(m_ui->applistButton, &QPushButton::clicked, this, &QenMainViewController::applistButtonDidClicked);
     m_ui->toolsView->setCompletion([this](const QenToolModel& tool) { m_toolOpener.open(tool, window()); });
     m_ui->toolsHiddenPicture->setPixmap(
-        Theme::picture(QStringLiteral("empty"), {HiddenPictureSize, HiddenPictureSize}, devicePixelRatioF()));
-    m_ui->applistButton->setIcon(Theme::icon(QStringLiteral("applist"), Theme::color(Theme::Color::SecondText)));
-    m_ui->joinDomainBtn->setIcon(Theme::icon(QStringLiteral("joinDomain"), Theme::color(Theme::Color::SecondText)));
+        Theme::picture(u"empty"_s, {HiddenPictureSize, HiddenPictureSize}, devicePixelRatioF()));
+    m_ui->applistButton->setIcon(Theme::icon(u"applist"_s, Theme::color(Theme::Color::SecondText)));
+    m_ui->joinDomainBtn->setIcon(Theme::icon(u"joinDomain"_s, Theme::color(Theme::Color::SecondText)));
     for (QPushButton* button : {m_ui->applistButton, static_cast<QPushButton*>(m_ui->joinDomainBtn)})
         button->setIconSize({Theme::IconSize, Theme::IconSize});
     m_ui->toolsStates->setCurrentIndex(ToolsHidden);
@@ -137,8 +139,8 @@ void QenMainViewController::followRound() {
         m_ui->detailTree->reloadRow(row);
     });
     connect(&m_round, &QenCheckRound::levelApplied, this, &QenMainViewController::changeUIWithWarnLevel);
-    connect(&m_round, &QenCheckRound::detailButtonHidden, this,
-            [this](bool hidden) { m_leftBar.setHideDetilBtn(hidden); });
+    connect(
+        &m_round, &QenCheckRound::detailButtonHidden, this, [this](bool hidden) { m_leftBar.setHideDetilBtn(hidden); });
     connect(&m_round, &QenCheckRound::completed, this, &QenMainViewController::roundCompleted);
     connect(&m_round, &QenCheckRound::passEnded, this, [this] {
         if (m_round.isChecking() && !m_round.isClosing())
@@ -158,7 +160,7 @@ void QenMainViewController::roundStarted() {
 
 void QenMainViewController::roundStalled() {
     // It will never be complete, which must not lock the person out of the next one.
-    m_ui->countLab->setText(QStringLiteral("部分检测项没有结果，请重新检测"));
+    m_ui->countLab->setText(u"部分检测项没有结果，请重新检测"_s);
     setRoundRunning(false);
     setReCheckEnabled(true);
 }
@@ -196,8 +198,7 @@ void QenMainViewController::changeUIWithWarnLevel(int level) {
         m_ui->repairAllBtn->setAccessibleName(m_ui->repairAllBtn->text());
         m_ui->repairAllBtn->show();
     }
-    Theme::setRole(m_ui->smallStateLab, "textRole",
-                   level == SafeLevel ? QStringLiteral("second") : QStringLiteral("warn"));
+    Theme::setRole(m_ui->smallStateLab, "textRole", level == SafeLevel ? u"second"_s : u"warn"_s);
 }
 
 void QenMainViewController::roundCompleted(const CheckLook::Closing& closing) {
@@ -243,7 +244,7 @@ void QenMainViewController::loadToolsView(const QVariant& object) {
         if (integerValue(object) == SessionExpired) {
             AccountModel::deleteCurrentModel(m_world.applicationSupport);
             m_world.login.existZelVPN();
-            tipText(QStringLiteral("登录超时，请重新登录"));
+            tipText(u"登录超时，请重新登录"_s);
         }
         updateToolsViewWithLogintype(m_world.login.currentLoginType());
     });
@@ -278,7 +279,7 @@ void QenMainViewController::tipText(const QString& message) {
     onMain([this, message] {
         auto* box = new CustomMessageBox(window());
         box->setWindowModality(Qt::WindowModal);
-        box->setTitle(QStringLiteral("提醒"), message, CustomMessageBox::BoxStyle::Warning, QStringLiteral("确定"), {});
+        box->setTitle(u"提醒"_s, message, CustomMessageBox::BoxStyle::Warning, u"确定"_s, {});
         box->attach();
     });
 }
@@ -309,8 +310,7 @@ void QenMainViewController::updateComputerNameFromJoinDomain() {
 
 void QenMainViewController::loadJoinDomainButton() {
     m_reader.async([this] {
-        const auto status =
-            unarchivedObjectWithFilePath(m_world.agentState + QStringLiteral("/joindomainSwitchStatus.archive"));
+        const auto status = unarchivedObjectWithFilePath(m_world.agentState + u"/joindomainSwitchStatus.archive"_s);
         const bool isOffered =
             offersJoinDomain(status ? status->toVariant() : QVariant(), storedNetworkAccessPolicy(m_world.agentState));
         onMain([this, isOffered] { m_ui->joinDomainBtn->setVisible(isOffered); });

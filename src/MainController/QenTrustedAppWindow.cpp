@@ -11,6 +11,8 @@
 #include <QKeyEvent>
 #include <QPointer>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr QSize WindowSize(480, 520);
@@ -28,15 +30,15 @@ QString consoleText(const QVariantList& list) {
 } // namespace
 
 QenTrustedAppWindow::QenTrustedAppWindow(QenCloudLoginHelper& login, QWidget* parent)
-    : AutoReleaseWindowController(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
-                                              Qt::WindowCloseButtonHint),
+    : AutoReleaseWindowController(
+          parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
       m_login(login), m_ui(std::make_unique<Ui::QenTrustedAppWindow>()),
-      m_reader(Platform::Deployment::BundleIdentifier + QStringLiteral(".trustedapps")) {
+      m_reader(Platform::Deployment::BundleIdentifier + u".trustedapps"_s) {
     m_ui->setupUi(this);
     setWindowModality(Qt::WindowModal);
-    setAccessibleName(QStringLiteral("可用应用"));
+    setAccessibleName(u"可用应用"_s);
     m_ui->emptyPicture->setPixmap(
-        Theme::picture(QStringLiteral("empty"), {EmptyPictureSize, EmptyPictureSize}, devicePixelRatioF()));
+        Theme::picture(u"empty"_s, {EmptyPictureSize, EmptyPictureSize}, devicePixelRatioF()));
     m_ui->trustListView->setIconSize({Theme::Space24, Theme::Space24});
     m_ui->listStates->setCurrentIndex(ListLoading);
     connect(m_ui->trustlistBtn, &QPushButton::clicked, this, &QenTrustedAppWindow::loadTrustedApp);
@@ -72,10 +74,9 @@ void QenTrustedAppWindow::loadTrustedApp() {
 void QenTrustedAppWindow::loadSubView() {
     QListWidget* list = m_ui->trustListView;
     list->clear();
-    const QIcon picture = Theme::icon(QStringLiteral("AppIcon"));
+    const QIcon picture = Theme::icon(u"AppIcon"_s);
     for (const QenCategoryMode& category : bySerialNumber(m_categoryModes)) {
-        Platform::systemLog(
-            QStringLiteral("type-%1,name-%2").arg(category.category_serialnum()).arg(category.categoryType()));
+        Platform::systemLog(u"type-%1,name-%2"_s.arg(category.category_serialnum()).arg(category.categoryType()));
         auto* heading = new QListWidgetItem(category.categoryType().left(LongestName), list);
         heading->setFont(Theme::font(Theme::TextSize::Heading));
         heading->setSizeHint({0, HeadingHeight});

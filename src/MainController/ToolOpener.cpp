@@ -8,9 +8,11 @@
 
 #include <QPointer>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString SheetTitle = QStringLiteral("提醒");
+const QString SheetTitle = u"提醒"_s;
 constexpr int FirstButton = 1;
 
 } // namespace
@@ -42,15 +44,14 @@ void ToolOpener::carryOut(const ToolOpening& opening, QWidget* window) {
     auto* sheet = new CustomMessageBox(window);
     sheet->setWindowModality(Qt::WindowModal);
     sheet->setTitle(SheetTitle, opening.message, CustomMessageBox::BoxStyle::Information,
-                    offers ? QStringLiteral("下载") : QStringLiteral("确定"),
-                    offers ? QStringLiteral("取消") : QString());
+        offers ? u"下载"_s : u"确定"_s, offers ? u"取消"_s : QString());
     sheet->setCompletion([&workspace = m_workspace, offers, url = opening.url](int button) {
         if (button != FirstButton)
             return;
         if (offers)
             workspace.openUrl(url);
         else
-            Platform::systemLog(QStringLiteral("(returnCode == NSOKButton)"));
+            Platform::systemLog(u"(returnCode == NSOKButton)"_s);
     });
     sheet->attach();
 }

@@ -6,9 +6,11 @@
 #include <QStyleOptionButton>
 #include <QStylePainter>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString Change = QStringLiteral("更改");
+const QString Change = u"更改"_s;
 /// Longer than any path of the system.
 constexpr qsizetype LongestPath = 4096;
 
@@ -19,13 +21,13 @@ FolderButton::FolderButton(QWidget* parent) : QPushButton(parent) {
     setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
     // Enter belongs to the button that finishes the work.
     setAutoDefault(false);
-    setAccessibleDescription(QStringLiteral("更改文件夹"));
+    setAccessibleDescription(u"更改文件夹"_s);
 }
 
 void FolderButton::setTitle(const QString& path) {
     m_title = path;
     // Rich text, so that it wraps.
-    setToolTip(QStringLiteral("<p>%1</p>").arg(wrappable(path, LongestPath).toHtmlEscaped()));
+    setToolTip(u"<p>%1</p>"_s.arg(wrappable(path, LongestPath).toHtmlEscaped()));
     update();
 }
 
@@ -57,8 +59,7 @@ void FolderButton::paintEvent(QPaintEvent*) {
     const QSize pictureSize(Theme::SmallIconSize, Theme::SmallIconSize);
     const QPoint pictureAt(area.left(), area.center().y() - pictureSize.height() / 2 + 1);
     painter.drawPixmap(QRect(pictureAt, pictureSize),
-                       Theme::picture(QStringLiteral("folder"), pictureSize, devicePixelRatioF(),
-                                      Theme::color(Theme::Color::SecondText)));
+        Theme::picture(u"folder"_s, pictureSize, devicePixelRatioF(), Theme::color(Theme::Color::SecondText)));
     constexpr int Middle = Qt::AlignVCenter | Qt::TextSingleLine;
     painter.setPen(Theme::color(Theme::Color::Brand));
     painter.drawText(area, Middle | Qt::AlignRight, Change);

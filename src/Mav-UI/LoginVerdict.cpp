@@ -3,6 +3,8 @@
 #include "DeviceState.h"
 #include "IntegerValue.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 struct Row {
@@ -14,11 +16,8 @@ constexpr qint64 NewPasswordWanted = 20;
 constexpr qint64 SignedInStatus = 0;
 constexpr qint64 ScannedStatus = -1;
 
-constexpr Row LoginErrors[] = {{6, u"AccountOrPwdError"},
-                               {15, u"Userblocked"},
-                               {16, u"Userexpired"},
-                               {24, u"Devicebound"},
-                               {25, u"Deviceblocked"}};
+constexpr Row LoginErrors[] = {{6, u"AccountOrPwdError"}, {15, u"Userblocked"}, {16, u"Userexpired"},
+    {24, u"Devicebound"}, {25, u"Deviceblocked"}};
 
 constexpr Row RetrievalErrors[] = {
     {11, u"RequestParameterError"}, {42, u"UserNoMailbox"}, {43, u"AdminNoMailbox"}, {44, u"BackPwdMailSendFail"}};
@@ -47,7 +46,7 @@ QString serverMessage(const QJsonObject& answer) {
 LoginVerdict judgeLoginAnswer(const QJsonObject& answer, const Platform::Error& error) {
     using Show = LoginVerdict::Show;
     if (error.code() == Platform::Error::NotJson)
-        return {Show::Key, QStringLiteral("NoAccount")};
+        return {Show::Key, u"NoAccount"_s};
     if (error)
         return saying<LoginVerdict>(error.localizedDescription());
     const auto ret = integerValue(answer.value(u"ret"));
@@ -68,7 +67,7 @@ LoginVerdict judgeStatus(const QJsonObject& answer) {
     if (status == SignedInStatus)
         return {Show::SignedIn, {}};
     if (status == ScannedStatus)
-        return {Show::Text, QStringLiteral("二维码已扫描")};
+        return {Show::Text, u"二维码已扫描"_s};
     const QString key = status ? deviceStateKey(*status) : QString();
     return key.isEmpty() ? LoginVerdict{} : LoginVerdict{Show::Key, key};
 }
@@ -88,7 +87,7 @@ RetrievalVerdict judgeRetrievalAnswer(const QJsonObject& answer, const Platform:
 
 bool confirmsTicket(const QJsonObject& answer) {
     return integerValue(answer.value(u"ret")) == 0 &&
-           integerValue(answer.value(u"data").toObject().value(u"state")) == 0;
+        integerValue(answer.value(u"data").toObject().value(u"state")) == 0;
 }
 
 LogoutVerdict judgeLogoutAnswer(const QJsonObject& answer, const Platform::Error& error) {

@@ -11,6 +11,8 @@
 #include <QFileInfo>
 #include <QLayout>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int OrdinaryType = 1;
@@ -26,19 +28,19 @@ QString existingFolder(const QString& path) {
 
 /// Words and buttons of ours for the toolkit's own chooser, which shows where the desktop has none.
 void dress(QFileDialog& picker) {
-    picker.setLabelText(QFileDialog::LookIn, QStringLiteral("位置"));
-    picker.setLabelText(QFileDialog::FileName, QStringLiteral("文件夹"));
-    picker.setLabelText(QFileDialog::FileType, QStringLiteral("类型"));
-    picker.setLabelText(QFileDialog::Accept, QStringLiteral("选择"));
-    picker.setLabelText(QFileDialog::Reject, QStringLiteral("取消"));
+    picker.setLabelText(QFileDialog::LookIn, u"位置"_s);
+    picker.setLabelText(QFileDialog::FileName, u"文件夹"_s);
+    picker.setLabelText(QFileDialog::FileType, u"类型"_s);
+    picker.setLabelText(QFileDialog::Accept, u"选择"_s);
+    picker.setLabelText(QFileDialog::Reject, u"取消"_s);
     const auto* buttons = picker.findChild<QDialogButtonBox*>();
     if (!buttons)
         return;
-    picker.setNameFilter(QStringLiteral("文件夹"));
+    picker.setNameFilter(u"文件夹"_s);
     picker.setViewMode(QFileDialog::List);
     for (QAbstractButton* button : buttons->buttons()) {
         const bool accepts = buttons->buttonRole(button) == QDialogButtonBox::AcceptRole;
-        Theme::setRole(button, "kind", accepts ? QStringLiteral("primary") : QStringLiteral("outline"));
+        Theme::setRole(button, "kind", accepts ? u"primary"_s : u"outline"_s);
     }
 }
 
@@ -92,7 +94,7 @@ void MavExportLogController::selectCustomFolderPath() {
         shown->activateWindow();
         return;
     }
-    auto* picker = new QFileDialog(this, QStringLiteral("选择导出位置"), existingFolder(m_currentDirectoryPath));
+    auto* picker = new QFileDialog(this, u"选择导出位置"_s, existingFolder(m_currentDirectoryPath));
     picker->setAttribute(Qt::WA_DeleteOnClose);
     picker->setFileMode(QFileDialog::Directory);
     picker->setOption(QFileDialog::ShowDirsOnly);
@@ -114,9 +116,9 @@ void MavExportLogController::excuteExportLog() {
         Q_EMIT exportingChanged(true);
     m_log.zipLogsWithDirectory(m_currentDirectoryPath, [&log = m_log, running](bool success, const QString& message) {
         if (success)
-            log.writeLog(QStringLiteral("QenCloud export log success"), OrdinaryType);
+            log.writeLog(u"QenCloud export log success"_s, OrdinaryType);
         else
-            log.writeLog(QStringLiteral("QenCloud export log failed with error:") + message, FailureType);
+            log.writeLog(u"QenCloud export log failed with error:"_s + message, FailureType);
     });
     done(Started);
 }

@@ -11,6 +11,8 @@
 #include <QLineEdit>
 #include <QPointer>
 
+using namespace Qt::StringLiterals;
+
 using Platform::localizedString;
 
 namespace {
@@ -25,15 +27,15 @@ MavLoginStateViewCtrl::MavLoginStateViewCtrl(const MainViewWorld& world, QWidget
       m_requests(Platform::Deployment::LoginQueueLabel) {
     m_ui->setupUi(this);
     for (QLabel* mark : {m_ui->loginMark, m_ui->resetMark, m_ui->retrievalMark})
-        mark->setPixmap(Theme::picture(QStringLiteral("mark"), {MarkSize, MarkSize}, devicePixelRatioF()));
-    m_ui->mailPicture->setPixmap(Theme::picture(QStringLiteral("mail"), {MarkSize, MarkSize}, devicePixelRatioF()));
-    m_ui->backToServerBtn->setIcon(Theme::icon(QStringLiteral("back"), Theme::color(Theme::Color::SecondText)));
+        mark->setPixmap(Theme::picture(u"mark"_s, {MarkSize, MarkSize}, devicePixelRatioF()));
+    m_ui->mailPicture->setPixmap(Theme::picture(u"mail"_s, {MarkSize, MarkSize}, devicePixelRatioF()));
+    m_ui->backToServerBtn->setIcon(Theme::icon(u"back"_s, Theme::color(Theme::Color::SecondText)));
     QSizePolicy keepsRoom = m_ui->backToServerBtn->sizePolicy();
     keepsRoom.setRetainSizeWhenHidden(true);
     m_ui->backToServerBtn->setSizePolicy(keepsRoom);
     m_ui->backToServerBtn->setIconSize({Theme::IconSize, Theme::IconSize});
-    m_ui->loginBtn->setText(localizedString(QStringLiteral("Login")));
-    m_ui->resetRuleLab->setText(localizedString(QStringLiteral("PwdRuleTips")));
+    m_ui->loginBtn->setText(localizedString(u"Login"_s));
+    m_ui->resetRuleLab->setText(localizedString(u"PwdRuleTips"_s));
     m_ui->resetPasswordTipsLab->hide();
     m_ui->scanLoginBtn->setVisible(static_cast<bool>(m_world.openDetailWindow));
     for (QPushButton* button : findChildren<QPushButton*>())
@@ -82,8 +84,7 @@ void MavLoginStateViewCtrl::selectLoginTypeTableView(int index) {
         m_ui->confirmPassWordLabField->clear();
         m_ui->resetPasswordTipsLab->hide();
         showRuleOnce();
-        m_ui->resetAccountLab->setText(
-            QStringLiteral("账号 %1 需要先修改密码，才能登录。").arg(m_ui->userIdLbField->text()));
+        m_ui->resetAccountLab->setText(u"账号 %1 需要先修改密码，才能登录。"_s.arg(m_ui->userIdLbField->text()));
         m_ui->loginTypeTable->setCurrentIndex(ResetPage);
         // The user id cannot be seen from here, so the keyboard goes on to the first field that can.
         m_ui->fnewPassWordLabField->setFocus();
@@ -120,22 +121,22 @@ void MavLoginStateViewCtrl::loginButton() {
         return;
     m_ui->userIdLbField->clearError();
     m_ui->passwordLbField->clearError();
-    const QJsonObject parameters{{QStringLiteral("userid"), m_ui->userIdLbField->text()},
-                                 {QStringLiteral("password"), m_ui->passwordLbField->text()},
-                                 // This view never sends a one-time code.
-                                 {QStringLiteral("otp"), QString()}};
+    const QJsonObject parameters{{u"userid"_s, m_ui->userIdLbField->text()},
+        {u"password"_s, m_ui->passwordLbField->text()},
+        // This view never sends a one-time code.
+        {u"otp"_s, QString()}};
     if (m_ui->userIdLbField->text().isEmpty()) {
-        refuse(m_ui->userIdLbField, QStringLiteral("AccountNotEmpty"));
+        refuse(m_ui->userIdLbField, u"AccountNotEmpty"_s);
         return;
     }
     if (m_ui->passwordLbField->text().isEmpty()) {
-        refuse(m_ui->passwordLbField, QStringLiteral("PwdNotEmpty"));
+        refuse(m_ui->passwordLbField, u"PwdNotEmpty"_s);
         return;
     }
-    m_world.log.writeLog(QStringLiteral("[QenDetailWindow] QenCloud Account login"));
+    m_world.log.writeLog(u"[QenDetailWindow] QenCloud Account login"_s);
     m_ui->loginBtn->setBusy(true);
     m_requests.async([&login = m_world.login, parameters,
-                      complete = answerTo(&MavLoginStateViewCtrl::accountLoginHandleWithResponse)] {
+                         complete = answerTo(&MavLoginStateViewCtrl::accountLoginHandleWithResponse)] {
         login.login(parameters, complete);
     });
 }
@@ -177,7 +178,7 @@ void MavLoginStateViewCtrl::sendUseridtoServerBtn() {
     m_ui->getbackLabField->clearError();
     const QString userId = m_ui->getbackLabField->text();
     if (userId.isEmpty()) {
-        refuse(m_ui->getbackLabField, QStringLiteral("AccountNotEmpty"));
+        refuse(m_ui->getbackLabField, u"AccountNotEmpty"_s);
         return;
     }
     m_ui->sendUseridBtn->setBusy(true);
@@ -200,8 +201,7 @@ void MavLoginStateViewCtrl::retrievalHandleWithResponse(const QJsonObject& answe
         showTip(verdict.text);
         break;
     case RetrievalVerdict::Show::MailSent:
-        m_ui->mailInfoLab->setText(
-            QStringLiteral("%1 %2").arg(localizedString(QStringLiteral("PasswordSendTo")), verdict.text).trimmed());
+        m_ui->mailInfoLab->setText(u"%1 %2"_s.arg(localizedString(u"PasswordSendTo"_s), verdict.text).trimmed());
         m_ui->retrieveTableView->setCurrentIndex(MailSent);
         m_ui->mailBackBtn->setFocus();
     }
@@ -246,7 +246,7 @@ void MavLoginStateViewCtrl::ConfirmResetPasswordBtn() {
     if (m_ui->confirmResetBtn->isBusy())
         return;
     const PasswordEntry entry{m_ui->userIdLbField->text(), m_ui->passwordLbField->text(),
-                              m_ui->fnewPassWordLabField->text(), m_ui->confirmPassWordLabField->text()};
+        m_ui->fnewPassWordLabField->text(), m_ui->confirmPassWordLabField->text()};
     m_ui->resetPasswordTipsLab->hide();
     m_ui->fnewPassWordLabField->clearError();
     m_ui->confirmPassWordLabField->clearError();
@@ -254,11 +254,10 @@ void MavLoginStateViewCtrl::ConfirmResetPasswordBtn() {
         refusePassword(refused);
         return;
     }
-    m_world.log.writeLog(QStringLiteral("Mav start modify PassWord !!!!"));
+    m_world.log.writeLog(u"Mav start modify PassWord !!!!"_s);
     m_ui->confirmResetBtn->setBusy(true);
-    const QJsonObject parameters{{QStringLiteral("userid"), entry.userId},
-                                 {QStringLiteral("old_password"), entry.oldPassword},
-                                 {QStringLiteral("password"), entry.repeated}};
+    const QJsonObject parameters{
+        {u"userid"_s, entry.userId}, {u"old_password"_s, entry.oldPassword}, {u"password"_s, entry.repeated}};
     m_requests.async(
         [&login = m_world.login, parameters, complete = answerTo(&MavLoginStateViewCtrl::resetHandleWithResponse)] {
             login.resetPassword(parameters, complete);
@@ -267,7 +266,7 @@ void MavLoginStateViewCtrl::ConfirmResetPasswordBtn() {
 
 void MavLoginStateViewCtrl::resetHandleWithResponse(const QJsonObject& answer, const Platform::Error& error) {
     m_ui->confirmResetBtn->setBusy(false);
-    const PasswordVerdict verdict = judgePasswordAnswer(answer, error, QStringLiteral("ModifyPwdFailedForOldPwdError"));
+    const PasswordVerdict verdict = judgePasswordAnswer(answer, error, u"ModifyPwdFailedForOldPwdError"_s);
     switch (verdict.show) {
     case PasswordVerdict::Show::Nothing:
         break;

@@ -23,11 +23,13 @@
 #include <QPointer>
 #include <QShowEvent>
 
+using namespace Qt::StringLiterals;
+
 using Platform::localizedString;
 
 namespace {
 
-const QString FirstInstallMark = QStringLiteral("firstInstallMark");
+const QString FirstInstallMark = u"firstInstallMark"_s;
 constexpr qint64 TicketTimedOut = 2;
 constexpr qint64 SignedInState = 0;
 constexpr int MarkSize = 64;
@@ -57,8 +59,8 @@ void MavMianViewCtrl::awakeFromNib() {
 }
 
 void MavMianViewCtrl::initBttonSatus() {
-    m_ui->serverMark->setPixmap(Theme::picture(QStringLiteral("mark"), {MarkSize, MarkSize}, devicePixelRatioF()));
-    m_ui->saveServerBtn->setText(localizedString(QStringLiteral("ConfigureServer")));
+    m_ui->serverMark->setPixmap(Theme::picture(u"mark"_s, {MarkSize, MarkSize}, devicePixelRatioF()));
+    m_ui->saveServerBtn->setText(localizedString(u"ConfigureServer"_s));
     m_ui->saveServerBtn->setAccessibleName(m_ui->saveServerBtn->text());
     m_ui->serverNoteLab->hide();
     connect(m_ui->saveServerBtn, &QPushButton::clicked, this, &MavMianViewCtrl::setingSeverBtton);
@@ -107,22 +109,21 @@ void MavMianViewCtrl::addNotifications() {
                 view->selectTableItem();
         });
     });
-    m_observers.push_back(m_world.center.observe(ClientNotification::Logout,
-                                                 [this](const Platform::Notification&) { UpdateTableView(); }));
-    m_observers.push_back(
-        m_world.center.observe(ClientNotification::TicketTimeOut,
-                               [this](const Platform::Notification& notification) { exitAccount(notification); }));
-    m_observers.push_back(m_world.center.observe(ClientNotification::DomainSession,
-                                                 [this](const Platform::Notification&) { showSignedIn(); }));
-    m_observers.push_back(m_world.center.observe(ClientNotification::QRLoginState,
-                                                 [view = QPointer(this)](const Platform::Notification& notification) {
-                                                     if (integerValue(notification.object) != SignedInState)
-                                                         return;
-                                                     Platform::mainQueue().async([view] {
-                                                         if (view)
-                                                             view->showSignedIn();
-                                                     });
-                                                 }));
+    m_observers.push_back(m_world.center.observe(
+        ClientNotification::Logout, [this](const Platform::Notification&) { UpdateTableView(); }));
+    m_observers.push_back(m_world.center.observe(ClientNotification::TicketTimeOut,
+        [this](const Platform::Notification& notification) { exitAccount(notification); }));
+    m_observers.push_back(m_world.center.observe(
+        ClientNotification::DomainSession, [this](const Platform::Notification&) { showSignedIn(); }));
+    m_observers.push_back(m_world.center.observe(
+        ClientNotification::QRLoginState, [view = QPointer(this)](const Platform::Notification& notification) {
+            if (integerValue(notification.object) != SignedInState)
+                return;
+            Platform::mainQueue().async([view] {
+                if (view)
+                    view->showSignedIn();
+            });
+        }));
 }
 
 void MavMianViewCtrl::selectPage(Page page) {
@@ -147,7 +148,7 @@ void MavMianViewCtrl::selectTableItem() {
     if (!m_world.defaults.boolForKey(FirstInstallMark)) {
         m_world.defaults.setBool(true, FirstInstallMark);
         m_world.defaults.synchronize();
-    } else if (QFile::exists(m_world.agentState + QStringLiteral("/.QenConfig"))) {
+    } else if (QFile::exists(m_world.agentState + u"/.QenConfig"_s)) {
         m_world.config.readServerConfig();
         m_ui->domainOrIPLabField->setText(m_world.config.extranet_server());
         m_ui->PortLabField->setText(QString::number(m_world.config.extranet_port()));
@@ -172,7 +173,7 @@ void MavMianViewCtrl::exitAccount(const Platform::Notification& notification) {
         AccountModel::deleteCurrentModel(m_world.applicationSupport);
         m_world.login.createSoleidAndSave();
         m_world.login.existZelVPN();
-        tipText(localizedString(QStringLiteral("TicketTips")));
+        tipText(localizedString(u"TicketTips"_s));
     }
     UpdateTableView();
 }
@@ -194,15 +195,14 @@ void MavMianViewCtrl::setingSeverBtton() {
     if (fault != ServerAddressFault::None) {
         const bool isPort = fault == ServerAddressFault::Port;
         FormField* field = isPort ? m_ui->PortLabField : m_ui->domainOrIPLabField;
-        field->setError(
-            localizedString(isPort ? QStringLiteral("PortIncorrect") : QStringLiteral("IPOrDomainNameNonconformance")));
+        field->setError(localizedString(isPort ? u"PortIncorrect"_s : u"IPOrDomainNameNonconformance"_s));
         field->setFocus();
         tipText(field->error());
         return;
     }
     const bool saved = saveTypedServer(m_world.applicationSupport, address, port);
     // A failed write is only logged: the probe asks the server of the installation in either case.
-    m_world.log.writeLog(saved ? QStringLiteral("设置服务器成功") : QStringLiteral("设置服务器失败"));
+    m_world.log.writeLog(saved ? u"设置服务器成功"_s : u"设置服务器失败"_s);
     m_ui->saveServerBtn->setBusy(true);
     Platform::after(Platform::mainQueue(), m_world.probeDelay, [view = QPointer(this)] {
         if (view)
@@ -222,7 +222,7 @@ void MavMianViewCtrl::probeServer() {
 void MavMianViewCtrl::showProbeResult(bool reachable) {
     m_ui->saveServerBtn->setBusy(false);
     if (!reachable) {
-        const QString text = localizedString(QStringLiteral("ConnectServerFailed"));
+        const QString text = localizedString(u"ConnectServerFailed"_s);
         m_ui->serverNoteLab->setText(text);
         m_ui->serverNoteLab->show();
         tipText(text);
@@ -253,15 +253,13 @@ void MavMianViewCtrl::createCheckTicketTimer() {
 void MavMianViewCtrl::checkTicket() {
     if (!m_world.login.iflogin())
         return;
-    m_world.login.checkTicketStatus([view = QPointer(this), &log = m_world.log](const QJsonObject& answer,
-                                                                                const Platform::Error& error) {
+    m_world.login.checkTicketStatus([view = QPointer(this), &log = m_world.log](
+                                        const QJsonObject& answer, const Platform::Error& error) {
         if (error) {
-            log.writeLog(
-                QStringLiteral("[QenDetailWindow] QenCloud Check ticket error:%1").arg(error.localizedDescription()));
+            log.writeLog(u"[QenDetailWindow] QenCloud Check ticket error:%1"_s.arg(error.localizedDescription()));
             return;
         }
-        log.writeLog(QStringLiteral("[QenDetailWindow] QenCloud Check ticket response msg:%1")
-                         .arg(redacted(answer.value(u"msg"))));
+        log.writeLog(u"[QenDetailWindow] QenCloud Check ticket response msg:%1"_s.arg(redacted(answer.value(u"msg"))));
         if (!confirmsTicket(answer))
             return;
         Platform::mainQueue().async([view] {

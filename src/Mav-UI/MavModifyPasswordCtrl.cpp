@@ -2,11 +2,13 @@
 
 #include <QVBoxLayout>
 
+using namespace Qt::StringLiterals;
+
 MavModifyPasswordCtrl::MavModifyPasswordCtrl(const PasswordSheetWorld& world, QWidget* window)
     : QDialog(window, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
       m_view(new MavModifypasswordViewCtrl(world, this)) {
-    setObjectName(QStringLiteral("MavModifyPasswordCtrl"));
-    setAccessibleName(QStringLiteral("修改密码"));
+    setObjectName(u"MavModifyPasswordCtrl"_s);
+    setAccessibleName(u"修改密码"_s);
     setWindowModality(Qt::WindowModal);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);

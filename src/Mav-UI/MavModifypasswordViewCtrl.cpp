@@ -16,6 +16,8 @@
 #include <QPointer>
 #include <QScopedValueRollback>
 
+using namespace Qt::StringLiterals;
+
 using Platform::localizedString;
 
 namespace {
@@ -56,7 +58,7 @@ MavModifypasswordViewCtrl::MavModifypasswordViewCtrl(const PasswordSheetWorld& w
     setFixedWidth(Theme::BoxWidth);
     const QSize markSize(Theme::SmallIconSize, Theme::SmallIconSize);
     m_ui->tipMark->setPixmap(
-        Theme::picture(QStringLiteral("alert"), markSize, devicePixelRatioF(), Theme::color(Theme::Color::Danger)));
+        Theme::picture(u"alert"_s, markSize, devicePixelRatioF(), Theme::color(Theme::Color::Danger)));
     const int lineHeight = QFontMetrics(Theme::font(Theme::TextSize::Note)).lineSpacing();
     m_ui->tipLine->setMinimumHeight(TipLines * lineHeight);
     for (QPushButton* button : findChildren<QPushButton*>())
@@ -97,7 +99,7 @@ void MavModifypasswordViewCtrl::reset() {
 
 void MavModifypasswordViewCtrl::begin() {
     const QString user = signedInUser(m_world.applicationSupport);
-    m_ui->oldPasswordTipsLab->setText(QStringLiteral("账号 %1，修改后请使用新密码登录。").arg(wrappable(user, 64)));
+    m_ui->oldPasswordTipsLab->setText(u"账号 %1，修改后请使用新密码登录。"_s.arg(wrappable(user, 64)));
     m_ui->oldPasswordTipsLab->setVisible(!user.isEmpty());
     m_ui->oldPassWordLabField->setFocus();
 }
@@ -120,7 +122,7 @@ bool MavModifypasswordViewCtrl::eventFilter(QObject* watched, QEvent* event) {
 
 void MavModifypasswordViewCtrl::resetPassBtn() {
     if (breaksPasswordRule(m_ui->fnewPassWordLabField->text())) {
-        showTip(localizedString(QStringLiteral("PwdFormatError")));
+        showTip(localizedString(u"PwdFormatError"_s));
         return;
     }
     showTip({});
@@ -164,7 +166,7 @@ void MavModifypasswordViewCtrl::okButtonPush() {
     if (m_ui->savebtn->isBusy())
         return;
     const PasswordEntry entry{signedInUser(m_world.applicationSupport), m_ui->oldPassWordLabField->text(),
-                              m_ui->fnewPassWordLabField->text(), m_ui->confirmPassWordLabField->text()};
+        m_ui->fnewPassWordLabField->text(), m_ui->confirmPassWordLabField->text()};
     const PasswordCase refused = checkPasswordEntry(entry);
     // The keyboard moves first: the field that it leaves would take the tip away.
     if (refused == PasswordCase::Inconsistent)
@@ -175,13 +177,12 @@ void MavModifypasswordViewCtrl::okButtonPush() {
 }
 
 void MavModifypasswordViewCtrl::send(const PasswordEntry& entry) {
-    m_world.log.writeLog(QStringLiteral("Mav start modify PassWord !!!!"), 1);
+    m_world.log.writeLog(u"Mav start modify PassWord !!!!"_s, 1);
     m_ui->savebtn->setBusy(true);
-    const QJsonObject parameters{{QStringLiteral("userid"), entry.userId},
-                                 {QStringLiteral("password"), entry.repeated},
-                                 {QStringLiteral("old_password"), entry.oldPassword}};
-    const auto complete = [view = QPointer(this), opening = m_opening](const QJsonObject& answer,
-                                                                       const Platform::Error& error) {
+    const QJsonObject parameters{
+        {u"userid"_s, entry.userId}, {u"password"_s, entry.repeated}, {u"old_password"_s, entry.oldPassword}};
+    const auto complete = [view = QPointer(this), opening = m_opening](
+                              const QJsonObject& answer, const Platform::Error& error) {
         Platform::mainQueue().async([view, opening, answer, error] {
             auto* const self = view.data();
             if (self && self->m_opening == opening)
@@ -194,7 +195,7 @@ void MavModifypasswordViewCtrl::send(const PasswordEntry& entry) {
 void MavModifypasswordViewCtrl::resetHandleWithResponse(const QJsonObject& answer, const Platform::Error& error) {
     const QScopedValueRollback handling(m_isHandlingAnswer, true);
     m_ui->savebtn->setBusy(false);
-    const PasswordVerdict verdict = judgePasswordAnswer(answer, error, QStringLiteral("OldPwdError"));
+    const PasswordVerdict verdict = judgePasswordAnswer(answer, error, u"OldPwdError"_s);
     switch (verdict.show) {
     case PasswordVerdict::Show::Nothing:
         break;

@@ -11,13 +11,15 @@
 
 #include <QPointer>
 
+using namespace Qt::StringLiterals;
+
 MavNavigationViewCtrl::MavNavigationViewCtrl(const MainViewWorld& world, QWidget* parent)
     : QWidget(parent), m_world(world), m_ui(std::make_unique<Ui::MavNavigationViewCtrl>()),
-      m_reader(Platform::Deployment::BundleIdentifier + QStringLiteral(".navigation")) {
+      m_reader(Platform::Deployment::BundleIdentifier + u".navigation"_s) {
     m_ui->setupUi(this);
     // Takes the keyboard when the page comes up, so that the menu button does not.
     setFocusPolicy(Qt::ClickFocus);
-    setAccessibleName(QStringLiteral("主页"));
+    setAccessibleName(u"主页"_s);
     takeInViews();
     followNetwork();
 }

@@ -1,13 +1,15 @@
 #include "NetworkLook.h"
 
+using namespace Qt::StringLiterals;
+
 std::optional<NetworkLook> networkLook(int status) {
     switch (status) {
     case 1:
     case 2:
-        return NetworkLook{QStringLiteral("Mav-icon"), QStringLiteral("MavSuccess")};
+        return NetworkLook{u"Mav-icon"_s, u"MavSuccess"_s};
     case 0:
     case -1:
-        return NetworkLook{QStringLiteral("Mav-gray"), QStringLiteral("ReconnectServer")};
+        return NetworkLook{u"Mav-gray"_s, u"ReconnectServer"_s};
     default:
         return std::nullopt;
     }

@@ -30,8 +30,8 @@ PasswordVerdict fromStatus(const LoginVerdict& status) {
 
 } // namespace
 
-PasswordVerdict judgePasswordAnswer(const QJsonObject& answer, const Platform::Error& error,
-                                    const QString& wrongOldPasswordKey) {
+PasswordVerdict judgePasswordAnswer(
+    const QJsonObject& answer, const Platform::Error& error, const QString& wrongOldPasswordKey) {
     if (error)
         return saying(error.localizedDescription());
     const auto ret = integerValue(answer.value(u"ret"));

@@ -17,5 +17,5 @@ struct PasswordVerdict {
 };
 
 /// @param wrongOldPasswordKey  key of the text for errorcode 21, which differs between the reset page and the sheet
-PasswordVerdict judgePasswordAnswer(const QJsonObject& answer, const Platform::Error& error,
-                                    const QString& wrongOldPasswordKey);
+PasswordVerdict judgePasswordAnswer(
+    const QJsonObject& answer, const Platform::Error& error, const QString& wrongOldPasswordKey);

@@ -4,6 +4,8 @@
 #include "FileManager.h"
 #include "StringExtension.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// The address test alone would let a host name through.
@@ -20,9 +22,9 @@ ServerAddressFault checkServerAddress(const QString& address, const QString& por
 }
 
 bool saveTypedServer(const QString& applicationSupport, const QString& address, const QString& port) {
-    const QString folder = FileManager().createDirectoryWithName(QStringLiteral("QenCloudL"), applicationSupport);
+    const QString folder = FileManager().createDirectoryWithName(u"QenCloudL"_s, applicationSupport);
     // The same pair twice and the name spelled so, both on purpose: that is the record's form. Nobody here reads it.
     const auto pair = Platform::ArchiveValue(QStringList{address, port}).asOneInstance();
     return archiveRootObject(Platform::ArchiveValue(Platform::ArchiveValue::Array{pair, pair}).asMutable(),
-                             folder + QStringLiteral("/domianorip.archive"));
+        folder + u"/domianorip.archive"_s);
 }

@@ -12,7 +12,7 @@ namespace {
 
 bool isIncluded(const QString& title, const RequiredChecks& required) {
     return (required.disk && title == u"磁盘已加密") || (required.firewall && title == u"已开启主机防火墙") ||
-           (required.version && title == u"Qen安装检测") || (required.domain && title == u"域检测");
+        (required.version && title == u"Qen安装检测") || (required.domain && title == u"域检测");
 }
 
 std::vector<QenCheckModelPointer> includedChecks(const ArchiveValue& entries, const RequiredChecks& required) {
@@ -37,11 +37,9 @@ std::optional<QByteArray> contentOf(const QString& path) {
 
 RequiredChecks requiredChecks(const std::optional<ArchiveValue>& complianceInfo) {
     const ArchiveValue access = complianceInfo ? complianceInfo->value(u"access") : ArchiveValue();
-    const auto text = [&access](QStringView key) {
-        return access.value(key).string();
-    };
+    const auto text = [&access](QStringView key) { return access.value(key).string(); };
     return {text(u"is_disk_encrypt") == u"1", text(u"firewall") == u"1", !text(u"ent_domain").isEmpty(),
-            !text(u"ent_qen").isEmpty()};
+        !text(u"ent_qen").isEmpty()};
 }
 
 CheckTree checkTree(const ArchiveValue& catalogue, const RequiredChecks& required) {

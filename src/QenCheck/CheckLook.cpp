@@ -1,5 +1,7 @@
 #include "CheckLook.h"
 
+using namespace Qt::StringLiterals;
+
 namespace CheckLook {
 
 int levelFor(qint64 warnCount) {
@@ -13,64 +15,55 @@ int levelFor(qint64 warnCount) {
 QString stateText(int level) {
     switch (level) {
     case 0:
-        return QStringLiteral("电脑安全");
+        return u"电脑安全"_s;
     case 1:
-        return QStringLiteral("轻度危险");
+        return u"轻度危险"_s;
     case 2:
-        return QStringLiteral("中度危险");
+        return u"中度危险"_s;
     default:
-        return QStringLiteral("重度危险");
+        return u"重度危险"_s;
     }
 }
 
 Pictures picturesFor(int level) {
     if (level == 0)
-        return {QStringLiteral("main_bg_safe"),     QStringLiteral("2倍安全状态栏gif.gif"),
-                QStringLiteral("tinyGif_safe.gif"), QStringLiteral("pointView_safe.gif"),
-                QStringLiteral("reCheck_safe"),     QStringLiteral("reCheck_safe_hover"),
-                QStringLiteral("Testing1"),         QStringLiteral("statecycle100_safe")};
-    return {QStringLiteral("main_bg_unsafe"),
-            QStringLiteral("2倍危险状态栏gif.gif"),
-            QStringLiteral("tinyGif_unsafe.gif"),
-            QStringLiteral("pointView_unsafe.gif"),
-            QStringLiteral("reCheck"),
-            QStringLiteral("reCheck_hover"),
-            QStringLiteral("Testing2"),
-            QStringLiteral("statecycle100_unsafe")};
+        return {u"main_bg_safe"_s, u"2倍安全状态栏gif.gif"_s, u"tinyGif_safe.gif"_s, u"pointView_safe.gif"_s,
+            u"reCheck_safe"_s, u"reCheck_safe_hover"_s, u"Testing1"_s, u"statecycle100_safe"_s};
+    return {u"main_bg_unsafe"_s, u"2倍危险状态栏gif.gif"_s, u"tinyGif_unsafe.gif"_s, u"pointView_unsafe.gif"_s,
+        u"reCheck"_s, u"reCheck_hover"_s, u"Testing2"_s, u"statecycle100_unsafe"_s};
 }
 
 QString repairTitle(qint64 warnCount) {
-    return QStringLiteral("%1个问题待修复").arg(warnCount);
+    return u"%1个问题待修复"_s.arg(warnCount);
 }
 
 Closing closing(qint64 needCheckCount, qint64 warnCount, int currentLevel) {
     Closing closing;
     if (warnCount != 0) {
-        closing.countText = QStringLiteral("%1项实时合规检测").arg(needCheckCount);
-        closing.smallStateText = QStringLiteral("发现%1个问题").arg(warnCount);
+        closing.countText = u"%1项实时合规检测"_s.arg(needCheckCount);
+        closing.smallStateText = u"发现%1个问题"_s.arg(warnCount);
     } else {
-        closing.countText = QStringLiteral("合规检测项全部正常");
+        closing.countText = u"合规检测项全部正常"_s;
         closing.hidesDetailButton = true;
         closing.leavesDetailTab = true;
     }
     const bool isSafe = warnCount < 1;
-    closing.picture = isSafe ? QStringLiteral("completeImg_safe") : QStringLiteral("completeImg_unsafe");
-    closing.smallPicture = isSafe ? QStringLiteral("gifCompleteTiny_safe") : QStringLiteral("gifCompleteTiny_unsafe");
+    closing.picture = isSafe ? u"completeImg_safe"_s : u"completeImg_unsafe"_s;
+    closing.smallPicture = isSafe ? u"gifCompleteTiny_safe"_s : u"gifCompleteTiny_unsafe"_s;
     closing.stateText = stateText(currentLevel);
     return closing;
 }
 
 CategoryRow categoryRow(bool isWarn, qint64 repairNum) {
     if (!isWarn)
-        return {QStringLiteral("sectionIcon_safe"), {}};
-    return {QStringLiteral("sectionIcon_unsafe"),
-            repairNum > 0 ? QStringLiteral("%1项待修复").arg(repairNum) : QString()};
+        return {u"sectionIcon_safe"_s, {}};
+    return {u"sectionIcon_unsafe"_s, repairNum > 0 ? u"%1项待修复"_s.arg(repairNum) : QString()};
 }
 
 CheckRow checkRow(bool isWarn, const QString& keyword) {
     if (!isWarn)
-        return {QStringLiteral("正常"), false};
-    return {QStringLiteral("异常"), !keyword.isEmpty()};
+        return {u"正常"_s, false};
+    return {u"异常"_s, !keyword.isEmpty()};
 }
 
 } // namespace CheckLook

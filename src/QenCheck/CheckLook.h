@@ -2,11 +2,13 @@
 
 #include <QString>
 
+using namespace Qt::StringLiterals;
+
 /// What the compliance page shows, as values. Pure functions.
 namespace CheckLook {
 
 /// Both state labels while a round runs.
-inline const QString Checking = QStringLiteral("正在检测");
+inline const QString Checking = u"正在检测"_s;
 
 /// 0 to 3.
 int levelFor(qint64 warnCount);

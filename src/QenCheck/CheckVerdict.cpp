@@ -1,5 +1,7 @@
 #include "CheckVerdict.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr qsizetype LongestQuote = 120;
@@ -12,24 +14,22 @@ QString quoted(const QString& text) {
             character = u'?';
     }
     if (line.size() > LongestQuote)
-        line = line.left(LongestQuote) + QStringLiteral("...");
+        line = line.left(LongestQuote) + u"..."_s;
     return u'"' + line + u'"';
 }
 
 QString failureOf(const Platform::Error& error) {
-    return QStringLiteral("the probe failed: ") + quoted(error.localizedFailureReason());
+    return u"the probe failed: "_s + quoted(error.localizedFailureReason());
 }
 
 QString answerOf(const char* tool, const QString& output) {
-    return QString::fromLatin1(tool) +
-           (output.isEmpty() ? QStringLiteral(" gave no answer") : QStringLiteral(" answers ") + quoted(output));
+    return QString::fromLatin1(tool) + (output.isEmpty() ? u" gave no answer"_s : u" answers "_s + quoted(output));
 }
 
 } // namespace
 
 CheckVerdict judgeFileVault(const QString& output, const Platform::Error& error) {
-    return {!output.contains(QStringLiteral("FileVault is On")),
-            error ? failureOf(error) : answerOf("fdesetup", output)};
+    return {!output.contains(u"FileVault is On"_s), error ? failureOf(error) : answerOf("fdesetup", output)};
 }
 
 CheckVerdict judgeFireWall(const QString& output, const Platform::Error& error) {
@@ -46,26 +46,25 @@ CheckVerdict judgeJoinDomain(const QString& output, const Platform::Error& error
     const bool isJoined = !output.isEmpty() && !expected.isNull() && output == expected;
     if (error)
         return {!isJoined, failureOf(error)};
-    QString reason = output.isEmpty() ? QStringLiteral("the computer is joined to no domain")
-                                      : QStringLiteral("the computer is joined to ") + quoted(output);
+    QString reason =
+        output.isEmpty() ? u"the computer is joined to no domain"_s : u"the computer is joined to "_s + quoted(output);
     if (expected.isNull())
-        reason += QStringLiteral(", the policy states none");
+        reason += u", the policy states none"_s;
     else if (!isJoined && output.trimmed() == expected)
-        reason += QStringLiteral(" as required, but the answer ends in a line end that the required name lacks");
+        reason += u" as required, but the answer ends in a line end that the required name lacks"_s;
     else if (!isJoined)
-        reason += QStringLiteral(", required is ") + quoted(expected);
+        reason += u", required is "_s + quoted(expected);
     return {!isJoined, reason};
 }
 
 CheckVerdict judgeQenVersion(const QString& installed, const QString& minimum) {
     if (installed.isNull())
-        return {true, QStringLiteral("no version of the client is installed")};
+        return {true, u"no version of the client is installed"_s};
     if (minimum.isNull())
-        return {true, QStringLiteral("version %1 is installed, no minimum is stated").arg(quoted(installed))};
+        return {true, u"version %1 is installed, no minimum is stated"_s.arg(quoted(installed))};
     // Compliant only below the minimum, compared as text: the inverse of what the title suggests, kept on purpose.
     const bool sortsBefore = QString::compare(installed, minimum) < 0;
     return {!sortsBefore,
-            QStringLiteral("version %1 %2 before the stated %3")
-                .arg(quoted(installed), sortsBefore ? QStringLiteral("sorts") : QStringLiteral("does not sort"),
-                     quoted(minimum))};
+        u"version %1 %2 before the stated %3"_s.arg(
+            quoted(installed), sortsBefore ? u"sorts"_s : u"does not sort"_s, quoted(minimum))};
 }

@@ -1,5 +1,7 @@
 #include "EscapedText.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int HexadecimalDigits = 4;
@@ -29,7 +31,7 @@ QString unescapedQuotedText(const QString& text) {
     static constexpr QStringView Meanings = u"\a\b\f\n\r\t\v";
     if (text.size() < 2 || text.front() != u'"')
         return {};
-    QString result = QStringLiteral("");
+    QString result = u""_s;
     qsizetype position = 1;
     while (position < text.size() && text[position] != u'"') {
         const QChar character = text[position++];

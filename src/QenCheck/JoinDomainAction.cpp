@@ -10,11 +10,13 @@
 
 #include <QPointer>
 
+using namespace Qt::StringLiterals;
+
 JoinDomainAction::World JoinDomainAction::World::standard() {
     return {.activateRunningTool =
                 [] { return Platform::activateRunningApplication(Platform::Deployment::JoinDomainToolIdentifier); },
-            .resources = Platform::Paths::applicationBundle() + QStringLiteral("/Contents/Resources"),
-            .console = Platform::systemLog};
+        .resources = Platform::Paths::applicationBundle() + u"/Contents/Resources"_s,
+        .console = Platform::systemLog};
 }
 
 JoinDomainAction::JoinDomainAction(World world) : m_world(std::move(world)) {}
@@ -35,12 +37,11 @@ void JoinDomainAction::tapDomainBtn() {
 }
 
 void JoinDomainAction::openDomainTool(const World& world) {
-    const QString command =
-        QStringLiteral("open -a %1/JoinDomainTool.app/Contents/MacOS/JoinDomainTool").arg(world.resources);
+    const QString command = u"open -a %1/JoinDomainTool.app/Contents/MacOS/JoinDomainTool"_s.arg(world.resources);
     Platform::Error error;
     const QString result =
-        world.runScript(QStringLiteral("do shell script \"%1\"").arg(Platform::ScriptRunner::escaped(command)), &error);
-    world.console(QStringLiteral("Open JoinDomainTool result:%1, error:%2").arg(orNull(result), error.logText()));
+        world.runScript(u"do shell script \"%1\""_s.arg(Platform::ScriptRunner::escaped(command)), &error);
+    world.console(u"Open JoinDomainTool result:%1, error:%2"_s.arg(orNull(result), error.logText()));
 }
 
 void JoinDomainAction::dismiss() {

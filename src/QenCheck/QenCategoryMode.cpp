@@ -2,6 +2,8 @@
 
 #include "IntegerValue.h"
 
+using namespace Qt::StringLiterals;
+
 std::optional<QenCategoryMode> QenCategoryMode::initWithDictionary(const QVariant& dictionary) {
     if (dictionary.typeId() != QMetaType::QVariantMap)
         return std::nullopt;
@@ -11,9 +13,9 @@ std::optional<QenCategoryMode> QenCategoryMode::initWithDictionary(const QVarian
         return value.typeId() == QMetaType::QString ? value.toString() : QString();
     };
     QenCategoryMode category;
-    category.m_categoryType = text(QStringLiteral("categoryname"));
-    category.m_serialNumber = integerValue(fields.value(QStringLiteral("category_serialnum"))).value_or(0);
-    const QString application = text(QStringLiteral("appname"));
+    category.m_categoryType = text(u"categoryname"_s);
+    category.m_serialNumber = integerValue(fields.value(u"category_serialnum"_s)).value_or(0);
+    const QString application = text(u"appname"_s);
     if (!application.isNull())
         category.m_trustedAppList.append(application);
     return category;

@@ -11,17 +11,19 @@
 #include "QenLogHelper.h"
 #include "TaskHelper.h"
 
+using namespace Qt::StringLiterals;
+
 using Platform::Error;
 
 namespace {
 
-const QString Shell = QStringLiteral("/bin/bash");
+const QString Shell = u"/bin/bash"_s;
 
 } // namespace
 
 QenCheck::QenCheck(World world, std::chrono::milliseconds tick)
     : m_world(std::move(world)), m_tick(tick), m_guard(std::make_shared<Guard>()),
-      m_probeQueue(Platform::Deployment::ComplianceQueueLabel + QStringLiteral(".domain")) {}
+      m_probeQueue(Platform::Deployment::ComplianceQueueLabel + u".domain"_s) {}
 
 QenCheck::~QenCheck() {
     m_timer.reset();
@@ -48,63 +50,59 @@ QenCheck& QenCheck::sharedInstance() {
 void QenCheck::checkWithModel(const QenCheckModelPointer& model) {
     using Check = void (QenCheck::*)(const QenCheckModelPointer&);
     static const QMap<QString, Check> checks{
-        {QStringLiteral("checkFileVault:"), &QenCheck::checkFileVault},
-        {QStringLiteral("checkFireWall:"), &QenCheck::checkFireWall},
-        {QStringLiteral("checkJoinDomain:"), &QenCheck::checkJoinDomain},
-        {QStringLiteral("checkQenVersion:"), &QenCheck::checkQenVersion},
-        {QStringLiteral("checkPasswordSecurity:"), &QenCheck::checkPasswordSecurity},
+        {u"checkFileVault:"_s, &QenCheck::checkFileVault},
+        {u"checkFireWall:"_s, &QenCheck::checkFireWall},
+        {u"checkJoinDomain:"_s, &QenCheck::checkJoinDomain},
+        {u"checkQenVersion:"_s, &QenCheck::checkQenVersion},
+        {u"checkPasswordSecurity:"_s, &QenCheck::checkPasswordSecurity},
     };
     if (const Check check = checks.value(model->selectorName()))
         (this->*check)(model);
 }
 
 void QenCheck::checkFileVault(const QenCheckModelPointer& model) {
-    log(QStringLiteral("[QenCheck]Start check FileVault"));
+    log(u"[QenCheck]Start check FileVault"_s);
     QString output;
     Error error;
-    m_world.tasks.excuteTaskPath(Shell, {QStringLiteral("-c"), QStringLiteral("fdesetup status")}, &output, &error);
-    log(QStringLiteral("[QenCheck] %1").arg(orNull(output)));
+    m_world.tasks.excuteTaskPath(Shell, {u"-c"_s, u"fdesetup status"_s}, &output, &error);
+    log(u"[QenCheck] %1"_s.arg(orNull(output)));
     // Only told: a failed run has no output, and that decides.
     if (error)
-        log(QStringLiteral("[QenCheck] check FileVault failed : %1").arg(error.logText()));
+        log(u"[QenCheck] check FileVault failed : %1"_s.arg(error.logText()));
     report(model, judgeFileVault(output, error));
 }
 
 void QenCheck::checkFireWall(const QenCheckModelPointer& model) {
-    log(QStringLiteral("[QenCheck]Start check FireWall"));
+    log(u"[QenCheck]Start check FireWall"_s);
     QString output;
     Error error;
     m_world.tasks.excuteTaskPath(
-        Shell, {QStringLiteral("-c"), QStringLiteral("defaults read /Library/Preferences/com.apple.alf globalstate")},
-        &output, &error);
+        Shell, {u"-c"_s, u"defaults read /Library/Preferences/com.apple.alf globalstate"_s}, &output, &error);
     if (output.isNull() || error)
-        log(QStringLiteral("[QenCheck] check FireWall failed : %1").arg(error.logText()));
+        log(u"[QenCheck] check FireWall failed : %1"_s.arg(error.logText()));
     else
-        log(QStringLiteral("[QenCheck] check FireWall state : %1").arg(output));
+        log(u"[QenCheck] check FireWall state : %1"_s.arg(output));
     report(model, judgeFireWall(output, error));
 }
 
 void QenCheck::checkJoinDomain(const QenCheckModelPointer& model) {
     const QString expected = requirement(u"ent_domain");
-    log(QStringLiteral("[QenCheck] Start check JoinDomain"));
+    log(u"[QenCheck] Start check JoinDomain"_s);
     QString output;
     Error error;
     m_world.tasks.excuteTaskPath(
-        Shell,
-        {QStringLiteral("-c"), QStringLiteral("dsconfigad -show | grep 'Active Directory Domain' | awk '{print $5}'")},
-        &output, &error);
-    log(QStringLiteral("[QenCheck] check JoinDomain state : %1").arg(orNull(output)));
+        Shell, {u"-c"_s, u"dsconfigad -show | grep 'Active Directory Domain' | awk '{print $5}'"_s}, &output, &error);
+    log(u"[QenCheck] check JoinDomain state : %1"_s.arg(orNull(output)));
     if (error)
-        log(QStringLiteral("[QenCheck] check JoinDomain failed : %1").arg(error.logText()));
+        log(u"[QenCheck] check JoinDomain failed : %1"_s.arg(error.logText()));
     report(model, judgeJoinDomain(output, error, expected));
 }
 
 void QenCheck::checkQenVersion(const QenCheckModelPointer& model) {
     const QString minimum = requirement(u"ent_qen");
-    const QString installed = Platform::infoValue(m_world.applicationBundle, QStringLiteral("CFBundleVersion"));
+    const QString installed = Platform::infoValue(m_world.applicationBundle, u"CFBundleVersion"_s);
     const CheckVerdict verdict = judgeQenVersion(installed, minimum);
-    log(QStringLiteral("[QenCheck] check Qen local version: %1, min version: %2")
-            .arg(orNull(installed), orNull(minimum)));
+    log(u"[QenCheck] check Qen local version: %1, min version: %2"_s.arg(orNull(installed), orNull(minimum)));
     report(model, verdict);
 }
 
@@ -113,7 +111,7 @@ void QenCheck::checkPasswordSecurity(const QenCheckModelPointer&) {}
 void QenCheck::postNotfication(const QString& key, const QenCheckModelPointer& model) {
     Platform::mainQueue().async([&center = m_world.center, key, model] {
         // A check without a key is posted under an empty one: its result is known by the check itself.
-        const CheckResult result{{key.isNull() ? QStringLiteral("") : key, model}};
+        const CheckResult result{{key.isNull() ? u""_s : key, model}};
         center.post(CheckNotificationName, QVariant::fromValue(result));
     });
 }
@@ -121,7 +119,7 @@ void QenCheck::postNotfication(const QString& key, const QenCheckModelPointer& m
 QString QenCheck::requirement(QStringView key) const {
     // Read without the ".archive" suffix on purpose: the agent writes both names and the catalogue's loader uses the
     // other one.
-    const auto policy = unarchivedObjectWithFilePath(m_world.agentState + QStringLiteral("/complianceInfo"));
+    const auto policy = unarchivedObjectWithFilePath(m_world.agentState + u"/complianceInfo"_s);
     return policy ? policy->value(u"access").value(key).string() : QString();
 }
 

@@ -8,6 +8,8 @@
 #include <chrono>
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 class TaskHelper;
 
 namespace Platform {
@@ -15,7 +17,7 @@ class NotificationCenter;
 }
 
 /// Posted on the main queue for each result; the object is a CheckResult.
-inline const QString CheckNotificationName = QStringLiteral("kCheckNotificationName");
+inline const QString CheckNotificationName = u"kCheckNotificationName"_s;
 
 /// Runs the checks of the catalogue by the names of its methods, and the domain-login probe.
 ///

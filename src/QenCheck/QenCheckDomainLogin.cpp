@@ -7,6 +7,8 @@
 #include "ScriptRunner.h"
 #include "TaskHelper.h"
 
+using namespace Qt::StringLiterals;
+
 using Platform::Error;
 
 namespace {
@@ -20,9 +22,9 @@ QString withoutLineEnds(QString text) {
 } // namespace
 
 void QenCheck::checkDomainLogin() {
-    log(QStringLiteral("[QenCheck] DomainLogin: Start check Domain login status"));
+    log(u"[QenCheck] DomainLogin: Start check Domain login status"_s);
     if (AccountModel::currentModel(m_world.applicationSupport)) {
-        log(QStringLiteral("[QenCheck] DomainLogin: NGN is start or Qen has been logined."));
+        log(u"[QenCheck] DomainLogin: NGN is start or Qen has been logined."_s);
         return;
     }
     m_probeQueue.async([this] {
@@ -33,15 +35,12 @@ void QenCheck::checkDomainLogin() {
 
 QString QenCheck::lastUserName() const {
     QString output;
-    m_world.tasks.excuteTaskPath(QStringLiteral("/usr/bin/defaults"),
-                                 {QStringLiteral("read"),
-                                  QStringLiteral("/Library/Preferences/com.apple.loginwindow.plist"),
-                                  QStringLiteral("lastUserName")},
-                                 &output, nullptr);
+    m_world.tasks.excuteTaskPath(u"/usr/bin/defaults"_s,
+        {u"read"_s, u"/Library/Preferences/com.apple.loginwindow.plist"_s, u"lastUserName"_s}, &output, nullptr);
     if (output.isEmpty())
         return {};
     const QString name = withoutLineEnds(output);
-    return orNull(name.contains(QStringLiteral("\\u")) ? replaceUnicode(name) : name);
+    return orNull(name.contains(u"\\u"_s) ? replaceUnicode(name) : name);
 }
 
 std::optional<QenCheck::DomainUser> QenCheck::domainUser() {
@@ -50,18 +49,16 @@ std::optional<QenCheck::DomainUser> QenCheck::domainUser() {
         return std::nullopt;
     QString output;
     Error error;
-    m_world.tasks.excuteTaskPath(QStringLiteral("/usr/bin/dscl"),
-                                 {QStringLiteral("."), QStringLiteral("-read"), QStringLiteral("/Users/%1").arg(name),
-                                  QStringLiteral("OriginalNodeName")},
-                                 &output, &error);
+    m_world.tasks.excuteTaskPath(
+        u"/usr/bin/dscl"_s, {u"."_s, u"-read"_s, u"/Users/%1"_s.arg(name), u"OriginalNodeName"_s}, &output, &error);
     if (error) {
-        log(QStringLiteral("[QenCheck] DomainLogin:  The login user account isn`t domain mobile account."));
+        log(u"[QenCheck] DomainLogin:  The login user account isn`t domain mobile account."_s);
         return std::nullopt;
     }
     const QString domain = withoutLineEnds(output.section(u'/', -1));
     const QString joined = joinedDomainName();
     if (output.isNull() || joined.isNull() || domain != joined) {
-        log(QStringLiteral("[QenCheck] DomainLogin: The domain of mobile account is not be same the current domain."));
+        log(u"[QenCheck] DomainLogin: The domain of mobile account is not be same the current domain."_s);
         return std::nullopt;
     }
     return DomainUser{name, domain};
@@ -76,16 +73,15 @@ void QenCheck::beginRequests(const DomainUser& user) {
 
 QString QenCheck::joinedDomainName() {
     const Platform::ScriptRunner script(
-        QStringLiteral("do shell script \"dsconfigad -show | grep 'Active Directory Domain' | awk '{print $5}'\""));
+        u"do shell script \"dsconfigad -show | grep 'Active Directory Domain' | awk '{print $5}'\""_s);
     Error error;
     const QString text = script.execute(&error);
     if (error) {
-        log(QStringLiteral("[QenCheck] DomainLogin: Check join domain script excute failed with error: %1")
-                .arg(error.logText()));
+        log(u"[QenCheck] DomainLogin: Check join domain script excute failed with error: %1"_s.arg(error.logText()));
         return {};
     }
     const QString domain = text.isEmpty() ? QString() : text;
-    log(QStringLiteral("[QenCheck] DomainLogin: current joined domain: %1").arg(orNull(domain)));
+    log(u"[QenCheck] DomainLogin: current joined domain: %1"_s.arg(orNull(domain)));
     return domain;
 }
 
@@ -93,20 +89,20 @@ void QenCheck::sendDomainAccountCheckRequest() {
     if (!m_world.checkDomainAccount)
         return;
     m_world.checkDomainAccount(m_user.uid, m_user.domain,
-                               [this, guard = std::weak_ptr(m_guard),
-                                user = m_user](bool isValid, const std::optional<QString>& name, const Error& error) {
-                                   const auto alive = guard.lock();
-                                   if (!alive)
-                                       return;
-                                   const std::lock_guard lock(alive->mutex);
-                                   if (alive->isOpen)
-                                       domainAnswered(user, isValid, name.value_or(QString()), error);
-                               });
+        [this, guard = std::weak_ptr(m_guard), user = m_user](
+            bool isValid, const std::optional<QString>& name, const Error& error) {
+            const auto alive = guard.lock();
+            if (!alive)
+                return;
+            const std::lock_guard lock(alive->mutex);
+            if (alive->isOpen)
+                domainAnswered(user, isValid, name.value_or(QString()), error);
+        });
 }
 
 void QenCheck::domainAnswered(const DomainUser& user, bool isValid, const QString& name, const Error& error) {
     if (error) {
-        log(QStringLiteral("[QenCheck] DomainLogin:  This is not network request."));
+        log(u"[QenCheck] DomainLogin:  This is not network request."_s);
         onMain([this] {
             m_isDomainLoginChecked = false;
             m_timeCount = m_time;
@@ -121,10 +117,10 @@ void QenCheck::domainAnswered(const DomainUser& user, bool isValid, const QStrin
         m_timer.reset();
     });
     if (!isValid) {
-        log(QStringLiteral("[QenCheck] DomainLogin:  The Domain login check AD accoount is invalid."));
+        log(u"[QenCheck] DomainLogin:  The Domain login check AD accoount is invalid."_s);
         return;
     }
-    log(QStringLiteral("[QenCheck] DomainLogin:  The Domain login is success."));
+    log(u"[QenCheck] DomainLogin:  The Domain login is success."_s);
     AccountModel account;
     account.setQenStatus(0);
     account.setUserid(user.uid);
@@ -132,7 +128,7 @@ void QenCheck::domainAnswered(const DomainUser& user, bool isValid, const QStrin
     account.setLoginType(LoginType::Domain);
     account.setDomainName(user.domain.section(u'.', 0, 0).toUpper());
     const bool isSaved = account.save(m_world.applicationSupport);
-    log(QStringLiteral("[QenCheck] DomainLogin:  The account model save result: %1.").arg(isSaved ? 1 : 0));
+    log(u"[QenCheck] DomainLogin:  The account model save result: %1."_s.arg(isSaved ? 1 : 0));
     if (isSaved)
         onMain([this] { m_world.center.post(ClientNotification::DomainSession); });
 }
@@ -152,11 +148,11 @@ void QenCheck::timerHandler() {
 
 QString QenCheck::replaceUnicode(const QString& text) {
     QString escaped = text;
-    escaped.replace(QStringLiteral("\\u"), QStringLiteral("\\U"));
-    escaped.replace(u'"', QStringLiteral("\\\""));
+    escaped.replace(u"\\u"_s, u"\\U"_s);
+    escaped.replace(u'"', u"\\\""_s);
     QString plain = unescapedQuotedText(u'"' + escaped + u'"');
     if (!plain.isNull())
-        plain.replace(QStringLiteral("\\r\\n"), QStringLiteral("\n"));
+        plain.replace(u"\\r\\n"_s, u"\n"_s);
     return plain;
 }
 

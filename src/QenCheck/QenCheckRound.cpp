@@ -11,6 +11,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 QenCheckRound::QenCheckRound(World world)
     : m_world(std::move(world)), m_checkQueue(Platform::Deployment::ComplianceQueueLabel) {
     m_results = m_world.center.observe(CheckNotificationName, [this](const Platform::Notification& notification) {
@@ -30,19 +32,19 @@ QenCheckRound::World QenCheckRound::clientWorld() {
         .center = Platform::NotificationCenter::defaultCenter(),
         .checkWithModel = [](const QenCheckModelPointer& check) { QenCheck::sharedInstance().checkWithModel(check); },
         .agentState = Platform::Paths::agentState(),
-        .catalogue = Platform::resourcePath(QStringLiteral("QenCheck"), QStringLiteral("plist")),
+        .catalogue = Platform::resourcePath(u"QenCheck"_s, u"plist"_s),
     };
 }
 
 RequiredChecks QenCheckRound::policy() const {
-    return requiredChecks(unarchivedObjectWithFilePath(m_world.agentState + QStringLiteral("/complianceInfo.archive")));
+    return requiredChecks(unarchivedObjectWithFilePath(m_world.agentState + u"/complianceInfo.archive"_s));
 }
 
 void QenCheckRound::getDataFromPlist() {
     m_required = policy();
     const auto catalogue = readCatalogue(m_world.catalogue);
     if (!catalogue) {
-        m_world.log(QStringLiteral("can not find QenCheck.plist"), OrdinaryLine);
+        m_world.log(u"can not find QenCheck.plist"_s, OrdinaryLine);
         return;
     }
     CheckTree tree = checkTree(*catalogue, m_required);
@@ -144,7 +146,7 @@ void QenCheckRound::countResult(int row, QenRootModel& node, const QenCheckModel
 
 void QenCheckRound::changeUIWithWarnLevel(int level) {
     m_currentLevel = level;
-    m_world.log(QStringLiteral("[QenMainViewController]change UI with level : %1").arg(level), OrdinaryLine);
+    m_world.log(u"[QenMainViewController]change UI with level : %1"_s.arg(level), OrdinaryLine);
     Q_EMIT levelApplied(level);
 }
 

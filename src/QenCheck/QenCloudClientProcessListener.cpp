@@ -8,6 +8,8 @@
 
 #include <future>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// The look-up and the agent's two answers, each at its limit.
@@ -35,15 +37,15 @@ QenCloudClientProcessListener::World runningClient() {
 
 } // namespace
 
-QenCloudClientProcessListener::QenCloudClientProcessListener(World world, QenLogHelper& log, QString vpnExecutable,
-                                                             std::chrono::milliseconds interval)
+QenCloudClientProcessListener::QenCloudClientProcessListener(
+    World world, QenLogHelper& log, QString vpnExecutable, std::chrono::milliseconds interval)
     : m_world(std::move(world)), m_log(log), m_vpnExecutable(std::move(vpnExecutable)),
-      m_checkQueue(QStringLiteral("process.check")), m_tickQueue(QStringLiteral("process.tick")),
+      m_checkQueue(u"process.check"_s), m_tickQueue(u"process.tick"_s),
       m_timer(m_tickQueue, interval, [this] { checkNgnServerAndLoad(); }) {}
 
 QenCloudClientProcessListener& QenCloudClientProcessListener::sharedInstance() {
-    static auto* instance = new QenCloudClientProcessListener(runningClient(), QenLogHelper::sharedInstance(),
-                                                              Platform::Paths::vpnExecutable());
+    static auto* instance = new QenCloudClientProcessListener(
+        runningClient(), QenLogHelper::sharedInstance(), Platform::Paths::vpnExecutable());
     return *instance;
 }
 
@@ -56,36 +58,33 @@ void QenCloudClientProcessListener::checkNgnServerAndLoad() {
     if (!m_world.iflogin() || !m_world.isCheckAndShow())
         return;
     if (m_world.checkXPCServiceIsReInital()) {
-        m_log.writeLog(QStringLiteral("NGN Server reload ........................"));
+        m_log.writeLog(u"NGN Server reload ........................"_s);
         m_world.existZelVPN();
         m_world.runTicketXPC();
         m_world.reloadZelVPN();
         return;
     }
-    m_log.writeLog(QStringLiteral("NGN Server is existed"));
+    m_log.writeLog(u"NGN Server is existed"_s);
     if (m_world.iflogin())
         m_checkQueue.async([this] { checkVpnProcess(); });
 }
 
 void QenCloudClientProcessListener::checkVpnProcess() {
-    m_log.writeLog(QStringLiteral("start check zelvpn ...."));
+    m_log.writeLog(u"start check zelvpn ...."_s);
     QString running;
     Platform::Error error;
-    const auto task = TaskHelper::sharedInstance().excuteTaskPath(
-        QStringLiteral("/bin/bash"),
-        {QStringLiteral("-c"),
-         QStringLiteral("/bin/ps aux | grep -w '%1' | grep -v 'grep' | awk '{print $2}'").arg(m_vpnExecutable)},
-        &running, &error);
+    const auto task = TaskHelper::sharedInstance().excuteTaskPath(u"/bin/bash"_s,
+        {u"-c"_s, u"/bin/ps aux | grep -w '%1' | grep -v 'grep' | awk '{print $2}'"_s.arg(m_vpnExecutable)}, &running,
+        &error);
     if (task)
         task->terminate();
     const bool isRunning = !running.isEmpty();
     if (isRunning)
-        m_log.writeLog(QStringLiteral("Qen ZelVPN existed...."));
-    m_log.writeLog(QStringLiteral("end check zelvpn ifload ....result:%1 error:%2")
-                       .arg(running.isNull() ? QStringLiteral("(null)") : running,
-                            error ? error.localizedFailureReason() : QStringLiteral("(null)")));
+        m_log.writeLog(u"Qen ZelVPN existed...."_s);
+    m_log.writeLog(u"end check zelvpn ifload ....result:%1 error:%2"_s.arg(
+        running.isNull() ? u"(null)"_s : running, error ? error.localizedFailureReason() : u"(null)"_s));
     if (isRunning)
         return;
-    m_log.writeLog(QStringLiteral("zelvpn exit reload zelvpn....."));
+    m_log.writeLog(u"zelvpn exit reload zelvpn....."_s);
     m_world.reloadZelVPN();
 }

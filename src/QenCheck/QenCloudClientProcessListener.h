@@ -27,7 +27,7 @@ public:
     };
 
     QenCloudClientProcessListener(World world, QenLogHelper& log, QString vpnExecutable,
-                                  std::chrono::milliseconds interval = std::chrono::seconds(15));
+        std::chrono::milliseconds interval = std::chrono::seconds(15));
     static QenCloudClientProcessListener& sharedInstance();
 
     /// The first tick comes at once.

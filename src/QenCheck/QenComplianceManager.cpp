@@ -5,6 +5,8 @@
 #include <QFileInfo>
 #include <QStringDecoder>
 
+using namespace Qt::StringLiterals;
+
 using Platform::Error;
 
 namespace {
@@ -19,7 +21,7 @@ QString decoded(const QByteArray& bytes) {
 void searchOutput(const QString& command, const QString& wanted, const QenComplianceManager::Completion& completion) {
     QString output;
     Error error;
-    QenComplianceManager::excuteTaskPath(QStringLiteral("/bin/bash"), {QStringLiteral("-c"), command}, &output, &error);
+    QenComplianceManager::excuteTaskPath(u"/bin/bash"_s, {u"-c"_s, command}, &output, &error);
     completion(!error && output.contains(wanted), error);
 }
 
@@ -27,27 +29,24 @@ void searchOutput(const QString& command, const QString& wanted, const QenCompli
 
 // Crossed on purpose, this one and the next: each probes what the other is named after.
 void QenComplianceManager::checkFireWall(const Completion& completion) {
-    searchOutput(QStringLiteral("fdesetup status"), QStringLiteral("FileVault is On"), completion);
+    searchOutput(u"fdesetup status"_s, u"FileVault is On"_s, completion);
 }
 
 void QenComplianceManager::checkFileVault(const Completion& completion) {
-    searchOutput(QStringLiteral("defaults read /Library/Preferences/com.apple.alf globalstate"), QStringLiteral("0"),
-                 completion);
+    searchOutput(u"defaults read /Library/Preferences/com.apple.alf globalstate"_s, u"0"_s, completion);
 }
 
 void QenComplianceManager::checkJoinDomain(const Completion& completion) {
-    searchOutput(QStringLiteral("/usr/bin/dscl localhost -list . | grep 'Active Directory'"),
-                 QStringLiteral("Active Directory"), completion);
+    searchOutput(u"/usr/bin/dscl localhost -list . | grep 'Active Directory'"_s, u"Active Directory"_s, completion);
 }
 
 void QenComplianceManager::checkAppStoreDisable(const Completion& completion) {
     // Looks for the join-domain text on purpose.
-    searchOutput(QStringLiteral("open -f /Applications/App\\ Store.app"), QStringLiteral("Active Directory"),
-                 completion);
+    searchOutput(u"open -f /Applications/App\\ Store.app"_s, u"Active Directory"_s, completion);
 }
 
-void QenComplianceManager::excuteTaskPath(const QString& path, const QStringList& argvs, QString* result,
-                                          Error* error) {
+void QenComplianceManager::excuteTaskPath(
+    const QString& path, const QStringList& argvs, QString* result, Error* error) {
     if (!QFileInfo::exists(path))
         return;
     Platform::QenTask task(path, argvs);
@@ -64,7 +63,7 @@ void QenComplianceManager::excuteTaskPath(const QString& path, const QStringList
         *result = decoded(output);
     if (!errorOutput.isEmpty() && error) {
         const QString text = decoded(errorOutput);
-        *error = Error(QString(), -1, {}, text.isNull() ? QStringLiteral("unknown error") : text);
+        *error = Error(QString(), -1, {}, text.isNull() ? u"unknown error"_s : text);
     }
     task.closeReadingHandles();
 }

@@ -5,10 +5,10 @@
 #include "ScriptRunner.h"
 #include "UserNotifications.h"
 
+using namespace Qt::StringLiterals;
+
 ScriptCall systemScripts() {
-    return [](const QString& source, Platform::Error* error) {
-        return Platform::ScriptRunner(source).execute(error);
-    };
+    return [](const QString& source, Platform::Error* error) { return Platform::ScriptRunner(source).execute(error); };
 }
 
 RestartOffer::RestartOffer(World world) : m_world(std::move(world)) {
@@ -26,14 +26,14 @@ RestartOffer::~RestartOffer() {
 
 void RestartOffer::restartComputorWithNotification() {
     using Platform::UserNotifications;
-    m_world.notifications.deliver({.title = QStringLiteral("Qen提醒"),
-                                   .subtitle = QStringLiteral("安全策略下发异常，请重启系统激活设置"),
-                                   .actionTitle = QStringLiteral("立即重启"),
-                                   .otherTitle = QStringLiteral("取消")},
-                                  [this](UserNotifications::Activation activation) {
-                                      if (activation == UserNotifications::Activation::ActionButton)
-                                          restart();
-                                  });
+    m_world.notifications.deliver({.title = u"Qen提醒"_s,
+                                      .subtitle = u"安全策略下发异常，请重启系统激活设置"_s,
+                                      .actionTitle = u"立即重启"_s,
+                                      .otherTitle = u"取消"_s},
+        [this](UserNotifications::Activation activation) {
+            if (activation == UserNotifications::Activation::ActionButton)
+                restart();
+        });
 }
 
 void RestartOffer::removeScheduled() {
@@ -42,13 +42,13 @@ void RestartOffer::removeScheduled() {
 
 void RestartOffer::restart() const {
     Platform::globalQueue().async([log = m_world.log, runScript = m_world.runScript] {
-        const QString source = QStringLiteral("do shell script \"sudo reboot\" with administrator privileges");
+        const QString source = u"do shell script \"sudo reboot\" with administrator privileges"_s;
         // Twice on purpose: only the second run is looked at.
         static_cast<void>(runScript(source, nullptr));
         Platform::Error error;
         const QString result = runScript(source, &error);
-        log(result.isNull() ? QStringLiteral("restart computor fail with error:%1").arg(error.logText())
-                            : QStringLiteral("restart computor success"),
+        log(result.isNull() ? u"restart computor fail with error:%1"_s.arg(error.logText())
+                            : u"restart computor success"_s,
             OrdinaryLine);
     });
 }

@@ -8,9 +8,8 @@ using Platform::Error;
 namespace {
 
 QenCloudNGNLogin::Completion normalising(QenCloudNGNLogin::Completion complete) {
-    return [complete = std::move(complete)](const QJsonObject& answer, const Error& error) {
-        complete(answer, normalisedError(error));
-    };
+    return [complete = std::move(complete)](
+               const QJsonObject& answer, const Error& error) { complete(answer, normalisedError(error)); };
 }
 
 } // namespace
@@ -56,8 +55,7 @@ void QenCloudNGNLogin::checkTicket(const QString& ticket, Completion complete) {
     m_accounts.checkTicketState(ticket, normalising(std::move(complete)));
 }
 
-void QenCloudNGNLogin::checkDomainAccount(
-    const QString& account, const QString& domain,
+void QenCloudNGNLogin::checkDomainAccount(const QString& account, const QString& domain,
     std::function<void(bool, std::optional<QString>, const Platform::Error&)> completion) {
     m_accounts.checkDomainAccount(account, domain, std::move(completion));
 }

@@ -21,7 +21,7 @@ public:
     void ResetPasswordState(const QJsonObject& parameters, Completion complete);
     void checkTicket(const QString& ticket, Completion complete);
     void checkDomainAccount(const QString& account, const QString& domain,
-                            std::function<void(bool, std::optional<QString>, const Platform::Error&)> completion);
+        std::function<void(bool, std::optional<QString>, const Platform::Error&)> completion);
     void GetNetWorkType(const std::function<void(int)>& completion);
     /// Calls @p complete at once, on the caller's thread, with the image or a null one.
     void createQRForSize(double side, const std::function<void(const QImage&)>& complete);

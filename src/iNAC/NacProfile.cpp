@@ -10,16 +10,18 @@
 
 #include <set>
 
+using namespace Qt::StringLiterals;
+
 using Platform::ArchiveValue;
 
 namespace {
 
 // The template's payloads carry these as their own identifiers.
-const QString RootCaUuid = QStringLiteral("A23B9547-4853-4298-8A22-3FEDAEE4FCF5");
-const QString SubCaUuid = QStringLiteral("98C1E945-3056-4F0D-B174-BD8A68461FE3");
-const QString IdentityUuid = QStringLiteral("47A5FE22-02D8-48B8-A249-13FF8C1A0D1E");
+const QString RootCaUuid = u"A23B9547-4853-4298-8A22-3FEDAEE4FCF5"_s;
+const QString SubCaUuid = u"98C1E945-3056-4F0D-B174-BD8A68461FE3"_s;
+const QString IdentityUuid = u"47A5FE22-02D8-48B8-A249-13FF8C1A0D1E"_s;
 
-const QString PayloadContent = QStringLiteral("PayloadContent");
+const QString PayloadContent = u"PayloadContent"_s;
 constexpr int EapTls = 13;
 
 /// Positions among the template's payloads.
@@ -47,32 +49,32 @@ std::optional<QJsonObject> NacProfile::openAnswer(const QByteArray& response) {
 ArchiveValue NacProfile::generalWiFiTemplateWithSSID(const QString& ssid) {
     const QString uuid = createCUID();
     const ArchiveValue eap(ArchiveValue::Dictionary{
-        {QStringLiteral("AcceptEAPTypes"), ArchiveValue::Array{EapTls}},
-        {QStringLiteral("PayloadCertificateAnchorUUID"), ArchiveValue::Array{RootCaUuid, SubCaUuid}},
+        {u"AcceptEAPTypes"_s, ArchiveValue::Array{EapTls}},
+        {u"PayloadCertificateAnchorUUID"_s, ArchiveValue::Array{RootCaUuid, SubCaUuid}},
     });
     return ArchiveValue::Dictionary{
-        {QStringLiteral("AutoJoin"), 1},
-        {QStringLiteral("CaptiveBypass"), 0},
-        {QStringLiteral("EAPClientConfiguration"), eap},
-        {QStringLiteral("EncryptionType"), QStringLiteral("WPA")},
-        {QStringLiteral("HIDDEN_NETWORK"), 0},
-        {QStringLiteral("Interface"), QStringLiteral("BuiltInWireless")},
-        {QStringLiteral("IsHotspot"), 0},
-        {QStringLiteral("PayloadCertificateUUID"), IdentityUuid},
-        {QStringLiteral("PayloadDisplayName"), QStringLiteral("WiFi (%1)").arg(ssid)},
-        {QStringLiteral("PayloadEnabled"), 1},
-        {QStringLiteral("PayloadIdentifier"), QStringLiteral("com.apple.wifi.managed.%1").arg(uuid)},
-        {QStringLiteral("PayloadType"), QStringLiteral("com.apple.wifi.managed")},
-        {QStringLiteral("PayloadUUID"), uuid},
-        {QStringLiteral("PayloadVersion"), 1},
-        {QStringLiteral("ProxyType"), QStringLiteral("None")},
-        {QStringLiteral("SSID_STR"), ssid},
-        {QStringLiteral("SetupModes"), ArchiveValue::Array{QStringLiteral("System")}},
+        {u"AutoJoin"_s, 1},
+        {u"CaptiveBypass"_s, 0},
+        {u"EAPClientConfiguration"_s, eap},
+        {u"EncryptionType"_s, u"WPA"_s},
+        {u"HIDDEN_NETWORK"_s, 0},
+        {u"Interface"_s, u"BuiltInWireless"_s},
+        {u"IsHotspot"_s, 0},
+        {u"PayloadCertificateUUID"_s, IdentityUuid},
+        {u"PayloadDisplayName"_s, u"WiFi (%1)"_s.arg(ssid)},
+        {u"PayloadEnabled"_s, 1},
+        {u"PayloadIdentifier"_s, u"com.apple.wifi.managed.%1"_s.arg(uuid)},
+        {u"PayloadType"_s, u"com.apple.wifi.managed"_s},
+        {u"PayloadUUID"_s, uuid},
+        {u"PayloadVersion"_s, 1},
+        {u"ProxyType"_s, u"None"_s},
+        {u"SSID_STR"_s, ssid},
+        {u"SetupModes"_s, ArchiveValue::Array{u"System"_s}},
     };
 }
 
-std::optional<ArchiveValue> NacProfile::filled(const ArchiveValue& profileTemplate, const QJsonArray& ssids,
-                                               const Data& certificates) {
+std::optional<ArchiveValue> NacProfile::filled(
+    const ArchiveValue& profileTemplate, const QJsonArray& ssids, const Data& certificates) {
     ArchiveValue::Array payloads = profileTemplate.value(PayloadContent).array();
     if (payloads.size() < CertificatePayloads)
         return std::nullopt;
@@ -80,7 +82,7 @@ std::optional<ArchiveValue> NacProfile::filled(const ArchiveValue& profileTempla
     payloads[RootCa].insert(PayloadContent, certificates.rootCA());
     payloads[SubCa].insert(PayloadContent, certificates.subCA());
     payloads[Identity].insert(PayloadContent, certificates.p12());
-    payloads[Identity].insert(QStringLiteral("Password"), certificates.pwd());
+    payloads[Identity].insert(u"Password"_s, certificates.pwd());
 
     std::set<QString> names;
     for (const QJsonValue& ssid : ssids)

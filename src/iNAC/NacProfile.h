@@ -20,8 +20,8 @@ Platform::ArchiveValue generalWiFiTemplateWithSSID(const QString& ssid);
 
 /// The template with the certificates filled in and one Wi-Fi payload for each distinct name in @p ssids that is a text
 /// and not empty, sorted by name. Nothing for a template without the three certificate payloads.
-std::optional<Platform::ArchiveValue> filled(const Platform::ArchiveValue& profileTemplate, const QJsonArray& ssids,
-                                             const Data& certificates);
+std::optional<Platform::ArchiveValue> filled(
+    const Platform::ArchiveValue& profileTemplate, const QJsonArray& ssids, const Data& certificates);
 
 /// A random UUID in the 8-4-4-4-12 form, upper case.
 QString createCUID();

@@ -15,6 +15,8 @@
 
 #include <QFile>
 
+using namespace Qt::StringLiterals;
+
 using Platform::ArchiveValue;
 using Platform::Error;
 
@@ -26,8 +28,8 @@ constexpr int OperatingSystem = 3;
 /// Characters of an answer that the log prints; certificates of any real server fit.
 constexpr qsizetype LongestPrint = 64 * 1024;
 
-const QString StaticKind = QStringLiteral("2");
-const QString CertificateKind = QStringLiteral("3");
+const QString StaticKind = u"2"_s;
+const QString CertificateKind = u"3"_s;
 
 QString printed(const QJsonValue& value) {
     const QString text = redacted(value);
@@ -42,7 +44,7 @@ iNacManager::Facts runningFacts() {
         .uuid = [&device] { return device.uuid(); },
         .macAddresses = [&device] { return device.macAddresses(); },
         .homeForUser = Platform::Paths::homeForUser,
-        .profileTemplate = [] { return bundledFile(QStringLiteral("RTMDMNetwork"), QStringLiteral("mobileconfig")); },
+        .profileTemplate = [] { return bundledFile(u"RTMDMNetwork"_s, u"mobileconfig"_s); },
     };
 }
 
@@ -61,9 +63,8 @@ iNacManager::~iNacManager() {
 }
 
 iNacManager& iNacManager::sharedInstance() {
-    static auto* instance =
-        new iNacManager({iNacNetwork::sharedInstance(), QenLogHelper::sharedInstance(),
-                         *new Platform::TokenCertificates, Platform::Paths::userState(), runningFacts()});
+    static auto* instance = new iNacManager({iNacNetwork::sharedInstance(), QenLogHelper::sharedInstance(),
+        *new Platform::TokenCertificates, Platform::Paths::userState(), runningFacts()});
     return *instance;
 }
 
@@ -79,33 +80,33 @@ std::optional<iNacCerInfo> iNacManager::cerInfo() const {
 
 QJsonObject iNacManager::generaliNacRequestParamsWithUsername(const QString& userName, const QString& ticket) const {
     const Facts& facts = m_world.facts;
-    return {{"machinename", facts.machineName()},     {"userid", userName}, {"deviceid", facts.uuid()},
-            {"mac", facts.macAddresses().join(u';')}, {"ticket", ticket},   {"os", OperatingSystem}};
+    return {{"machinename", facts.machineName()}, {"userid", userName}, {"deviceid", facts.uuid()},
+        {"mac", facts.macAddresses().join(u';')}, {"ticket", ticket}, {"os", OperatingSystem}};
 }
 
-void iNacManager::executeInacTaskWithUserName(const QString& userName, const QString& ticket, const QJsonArray& ssids,
-                                              const QString& url) {
+void iNacManager::executeInacTaskWithUserName(
+    const QString& userName, const QString& ticket, const QJsonArray& ssids, const QString& url) {
     {
         const std::lock_guard lock(m_mutex);
         m_ssids = ssids;
     }
     m_world.network.getInacCerWithInfo(generaliNacRequestParamsWithUsername(userName, ticket), url,
-                                       [gate = m_gate](const QByteArray& response, const Error& error) {
-                                           const std::lock_guard lock(gate->mutex);
-                                           if (gate->manager)
-                                               gate->manager->finishTask(response, error);
-                                       });
+        [gate = m_gate](const QByteArray& response, const Error& error) {
+            const std::lock_guard lock(gate->mutex);
+            if (gate->manager)
+                gate->manager->finishTask(response, error);
+        });
 }
 
 void iNacManager::finishTask(const QByteArray& response, const Error& error) {
     if (error) {
-        m_world.log.writeLog(QStringLiteral("Get Inac Cer faild with error:%1").arg(error.logText()), FailureLine);
+        m_world.log.writeLog(u"Get Inac Cer faild with error:%1"_s.arg(error.logText()), FailureLine);
         return;
     }
     const auto dictionary = parseInacCerResponseToDic(response);
     if (!dictionary || integerValue(dictionary->value(u"ret")) != 0) {
         const QJsonValue message = dictionary ? dictionary->value(u"msg") : QJsonValue(QJsonValue::Undefined);
-        m_world.log.writeLog(QStringLiteral("Get Inac Cer faild with msg:%1").arg(printed(message)), FailureLine);
+        m_world.log.writeLog(u"Get Inac Cer faild with msg:%1"_s.arg(printed(message)), FailureLine);
         return;
     }
     // The SSIDs that are kept now, not those of the task that asked: the task started last decides.
@@ -116,13 +117,13 @@ void iNacManager::finishTask(const QByteArray& response, const Error& error) {
 
 std::optional<QJsonObject> iNacManager::parseInacCerResponseToDic(const QByteArray& response) {
     auto dictionary = NacProfile::openAnswer(response);
-    m_world.log.writeLog(QStringLiteral("[iNacManager] iNacResponse Dic:%1")
-                             .arg(dictionary ? printed(*dictionary) : printed(QJsonValue(QJsonValue::Undefined))));
+    m_world.log.writeLog(u"[iNacManager] iNacResponse Dic:%1"_s.arg(
+        dictionary ? printed(*dictionary) : printed(QJsonValue(QJsonValue::Undefined))));
     return dictionary;
 }
 
 iNacCerInfo iNacManager::parseInacCerResponse(const QJsonObject& dictionary) {
-    m_world.log.writeLog(QStringLiteral("Get Inac Cer with dic:%1").arg(printed(dictionary)));
+    m_world.log.writeLog(u"Get Inac Cer with dic:%1"_s.arg(printed(dictionary)));
     iNacCerInfo info(dictionary);
     const std::lock_guard lock(m_mutex);
     m_cerInfo = info;
@@ -134,13 +135,13 @@ std::optional<ArchiveValue> iNacManager::profileTemplate() const {
     return file.isEmpty() ? std::nullopt : Platform::PropertyList::decoded(file);
 }
 
-std::optional<ArchiveValue> iNacManager::generalMobielConfigWithSSIDS(const QJsonArray& ssids,
-                                                                      const iNacCerInfo& cerInfo) {
+std::optional<ArchiveValue> iNacManager::generalMobielConfigWithSSIDS(
+    const QJsonArray& ssids, const iNacCerInfo& cerInfo) {
     const auto base = profileTemplate();
     if (!base)
         return std::nullopt;
     if (!cerInfo.data().isUsable()) {
-        m_world.log.writeLog(QStringLiteral("[iNacManager] server inac info exception"));
+        m_world.log.writeLog(u"[iNacManager] server inac info exception"_s);
         return std::nullopt;
     }
     return NacProfile::filled(*base, ssids, cerInfo.data());
@@ -150,12 +151,10 @@ void iNacManager::moveLocalMobileConfigToPublicDirectory(const std::optional<Arc
     if (!profile)
         return;
     const QByteArray bytes = Platform::PropertyList::xmlData(*profile);
-    const bool isWritten =
-        !bytes.isEmpty() && Platform::makeFolder(m_world.userState) &&
-        !Platform::replaceFile(m_world.userState + QStringLiteral("/RTMDMNetwork.mobileconfig"), bytes);
+    const bool isWritten = !bytes.isEmpty() && Platform::makeFolder(m_world.userState) &&
+        !Platform::replaceFile(m_world.userState + u"/RTMDMNetwork.mobileconfig"_s, bytes);
     m_world.log.writeLog(
-        QStringLiteral("[iNacManager] QenCloud write RTMDMNetwork.mobileconfig to QenCloudL directory result:%1")
-            .arg(isWritten));
+        u"[iNacManager] QenCloud write RTMDMNetwork.mobileconfig to QenCloudL directory result:%1"_s.arg(isWritten));
 }
 
 void iNacManager::installMobileconfig() {
@@ -169,14 +168,14 @@ void iNacManager::installStaticMobileconfig() {
 }
 
 void iNacManager::writeInacCache(const QString& kind) {
-    const bool isWritten = Platform::makeFolder(m_world.userState) &&
-                           archiveRootObject(kind, m_world.userState + QStringLiteral("/inacCache.archive"));
-    m_world.log.writeLog(QStringLiteral("[iNacManager] QenCloud write inacCache.archive result: %1").arg(isWritten));
+    const bool isWritten =
+        Platform::makeFolder(m_world.userState) && archiveRootObject(kind, m_world.userState + u"/inacCache.archive"_s);
+    m_world.log.writeLog(u"[iNacManager] QenCloud write inacCache.archive result: %1"_s.arg(isWritten));
 }
 
 bool iNacManager::checkCaVersion() const {
     Platform::makeFolder(m_world.userState);
-    return QFile::exists(m_world.userState + QStringLiteral("/caCache.archive"));
+    return QFile::exists(m_world.userState + u"/caCache.archive"_s);
 }
 
 ArchiveValue iNacManager::agentStatus() const {
@@ -184,8 +183,7 @@ ArchiveValue iNacManager::agentStatus() const {
     // Below no home the path would name somebody else's file.
     if (home.isEmpty())
         return {};
-    const auto status =
-        unarchiveObjectWithFile(home + QStringLiteral("/Library/Application Support/QenCloudL/inacStatus.archive"));
+    const auto status = unarchiveObjectWithFile(home + u"/Library/Application Support/QenCloudL/inacStatus.archive"_s);
     return status.value_or(ArchiveValue());
 }
 
@@ -205,8 +203,8 @@ bool iNacManager::isCertificatePresent() {
     if (!name.isString() || status.value(u"serialNumber").isNull())
         return false;
     const bool isFound = certificateInKeychain(name.string());
-    m_world.log.writeLog((isFound ? QStringLiteral("[iNacManager] Inac certificate exists locally commonName: %1")
-                                  : QStringLiteral("[iNacManager] Inac No certificate exists locally commonName:%1"))
+    m_world.log.writeLog((isFound ? u"[iNacManager] Inac certificate exists locally commonName: %1"_s
+                                  : u"[iNacManager] Inac No certificate exists locally commonName:%1"_s)
                              .arg(name.string()));
     return isFound;
 }

@@ -59,8 +59,8 @@ public:
     /// Fetches the certificate, writes the profile "RTMDMNetwork.mobileconfig" and notes "3" in "inacCache.archive".
     /// Returns once the request is on its way.
     /// @param url  base address of the network access server
-    void executeInacTaskWithUserName(const QString& userName, const QString& ticket, const QJsonArray& ssids,
-                                     const QString& url);
+    void executeInacTaskWithUserName(
+        const QString& userName, const QString& ticket, const QJsonArray& ssids, const QString& url);
     /// Writes the profile template as it is and notes "2" in "inacCache.archive".
     void installStaticMobileconfig();
 
@@ -87,8 +87,8 @@ private:
     void finishTask(const QByteArray& response, const Platform::Error& error);
     std::optional<QJsonObject> parseInacCerResponseToDic(const QByteArray& response);
     iNacCerInfo parseInacCerResponse(const QJsonObject& dictionary);
-    std::optional<Platform::ArchiveValue> generalMobielConfigWithSSIDS(const QJsonArray& ssids,
-                                                                       const iNacCerInfo& cerInfo);
+    std::optional<Platform::ArchiveValue> generalMobielConfigWithSSIDS(
+        const QJsonArray& ssids, const iNacCerInfo& cerInfo);
     std::optional<Platform::ArchiveValue> profileTemplate() const;
     void moveLocalMobileConfigToPublicDirectory(const std::optional<Platform::ArchiveValue>& profile);
     void installMobileconfig();

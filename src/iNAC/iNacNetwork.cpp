@@ -10,6 +10,8 @@
 #include "SealedBody.h"
 #include "SystemLog.h"
 
+using namespace Qt::StringLiterals;
+
 using Platform::ClientIdentity;
 using Platform::Error;
 using Platform::HttpSession;
@@ -21,13 +23,13 @@ constexpr double RequestTimeout = 20.0;
 /// Completions of certificate requests that may run at the same time.
 constexpr int CompletionQueues = 4;
 
-const QString IdentityPassword = QStringLiteral("482915");
-const QString ConfigPath = QStringLiteral("/api/public/client/start_config");
-const QString CertificatePath = QStringLiteral("/api/inac/ca/getcert");
-const QString StatusPath = QStringLiteral("/api/inac/ca/checkstatus");
+const QString IdentityPassword = u"482915"_s;
+const QString ConfigPath = u"/api/public/client/start_config"_s;
+const QString CertificatePath = u"/api/inac/ca/getcert"_s;
+const QString StatusPath = u"/api/inac/ca/checkstatus"_s;
 
 QString orNull(const QString& text) {
-    return text.isNull() ? QStringLiteral("(null)") : text;
+    return text.isNull() ? u"(null)"_s : text;
 }
 
 } // namespace
@@ -40,13 +42,12 @@ iNacNetwork::~iNacNetwork() {
     if (!m_httpsSessionMgr)
         return;
     m_httpsSessionMgr.reset();
-    Platform::systemLog(QStringLiteral("setSessionDidBecomeInvalidBlock"));
+    Platform::systemLog(u"setSessionDidBecomeInvalidBlock"_s);
 }
 
 iNacNetwork& iNacNetwork::sharedInstance() {
-    static auto* instance = new iNacNetwork(QenServerConfig::sharedInstance(), QenLogHelper::sharedInstance(), [] {
-        return bundledFile(QStringLiteral("client"), QStringLiteral("p12"));
-    });
+    static auto* instance = new iNacNetwork(QenServerConfig::sharedInstance(), QenLogHelper::sharedInstance(),
+        [] { return bundledFile(u"client"_s, u"p12"_s); });
     return *instance;
 }
 
@@ -60,13 +61,10 @@ HttpSession& iNacNetwork::createAFHTTPSessionMgr() {
 
 HttpSession& iNacNetwork::createAFHTTPSSessionMgr() {
     std::call_once(m_securedMade, [this] {
-        m_httpsSessionMgr = std::make_unique<HttpSession>(Platform::HttpSettings{
-            .acceptAnyServerCertificate = true,
+        m_httpsSessionMgr = std::make_unique<HttpSession>(Platform::HttpSettings{.acceptAnyServerCertificate = true,
             .requestTimeout = RequestTimeout,
             .acceptableContentTypes = {"application/json", "text/json", "text/javascript", "text/html", "text/plain"},
-            .clientIdentity = [this] {
-                return identityForChallenge();
-            }});
+            .clientIdentity = [this] { return identityForChallenge(); }});
     });
     return *m_httpsSessionMgr;
 }
@@ -80,21 +78,20 @@ ClientIdentity iNacNetwork::identityForChallenge() const {
     return identity;
 }
 
-bool iNacNetwork::extractIdentity(ClientIdentity* identity, QList<QByteArray>* trust, const QByteArray& pkcs12Data,
-                                  const QString& password) {
+bool iNacNetwork::extractIdentity(
+    ClientIdentity* identity, QList<QByteArray>* trust, const QByteArray& pkcs12Data, const QString& password) {
     const int status = Platform::Pkcs12::open(pkcs12Data, password, trust);
     if (status != Platform::Pkcs12::Success) {
-        Platform::systemLog(QStringLiteral("Failedwith error code %1").arg(status));
+        Platform::systemLog(u"Failedwith error code %1"_s.arg(status));
         return false;
     }
     *identity = {.pkcs12 = pkcs12Data, .password = password};
     return true;
 }
 
-void iNacNetwork::get(const QString& url, const HttpSession::Parameters& parameters, const QString& failure,
-                      Completion complete) {
-    createAFHTTPSessionMgr().getJson(
-        url, parameters,
+void iNacNetwork::get(
+    const QString& url, const HttpSession::Parameters& parameters, const QString& failure, Completion complete) {
+    createAFHTTPSessionMgr().getJson(url, parameters,
         [this, failure, complete = std::move(complete)](const QJsonObject& answer, const Error& error) mutable {
             if (error)
                 m_log.writeLog(failure.arg(error.logText()));
@@ -105,29 +102,29 @@ void iNacNetwork::get(const QString& url, const HttpSession::Parameters& paramet
 void iNacNetwork::requestGeneralConfig(Completion complete) {
     m_config.readServerConfig();
     if (m_config.domain_server().isNull() || m_config.domain_port() == 0) {
-        complete({}, Error(Platform::UrlErrorDomain, NoServerConfigured,
-                           Platform::localizedString(QStringLiteral("NoIPofIntranet"))));
+        complete(
+            {}, Error(Platform::UrlErrorDomain, NoServerConfigured, Platform::localizedString(u"NoIPofIntranet"_s)));
         return;
     }
     // The domain server decides whether to ask, the account server is asked: on purpose.
-    const QString url = QStringLiteral("%1://%2:%3%4")
-                            .arg(QStringLiteral("http"), orNull(m_config.AcountIP_Config()),
-                                 QString::number(m_config.AcountIP_Port()), ConfigPath);
-    get(url, {}, QStringLiteral("Get Config faild with error:%1"), std::move(complete));
+    const QString url = u"%1://%2:%3%4"_s.arg(
+        u"http"_s, orNull(m_config.AcountIP_Config()), QString::number(m_config.AcountIP_Port()), ConfigPath);
+    get(url, {}, u"Get Config faild with error:%1"_s, std::move(complete));
 }
 
 void iNacNetwork::verifyCerWithSerialNumber(const QString& serialNumber, const QString& url, Completion complete) {
     m_config.readServerConfig();
-    get(url + StatusPath, {{QStringLiteral("serial"), serialNumber}},
-        QStringLiteral("Get VerifyCer response faild with error:%1"), std::move(complete));
+    get(url + StatusPath, {{u"serial"_s, serialNumber}}, u"Get VerifyCer response faild with error:%1"_s,
+        std::move(complete));
 }
 
 void iNacNetwork::getInacCerWithInfo(const QJsonObject& info, const QString& url, DataCompletion complete) {
-    m_log.writeLog(QStringLiteral("request Inac Cer with params:%1 url:%2").arg(redacted(info), orNull(url)));
+    m_log.writeLog(u"request Inac Cer with params:%1 url:%2"_s.arg(redacted(info), orNull(url)));
     const Platform::HttpRequest request{
         .url = url + CertificatePath, .method = "POST", .body = SealedBody::encryptResquestParams(info)};
-    createAFHTTPSSessionMgr().sendForData(request, [this, complete = std::move(complete)](const QByteArray& answer,
-                                                                                          const Error& error) mutable {
-        m_completionQueue.queue().async([answer, error, complete = std::move(complete)] { complete(answer, error); });
-    });
+    createAFHTTPSSessionMgr().sendForData(
+        request, [this, complete = std::move(complete)](const QByteArray& answer, const Error& error) mutable {
+            m_completionQueue.queue().async(
+                [answer, error, complete = std::move(complete)] { complete(answer, error); });
+        });
 }

@@ -53,12 +53,12 @@ public:
     /// identity's own first
     /// @returns false, with a line in the system log and nothing changed, for a file that cannot be opened
     static bool extractIdentity(Platform::ClientIdentity* identity, QList<QByteArray>* trust,
-                                const QByteArray& pkcs12Data, const QString& password);
+        const QByteArray& pkcs12Data, const QString& password);
 
 private:
     Platform::ClientIdentity identityForChallenge() const;
     void get(const QString& url, const Platform::HttpSession::Parameters& parameters, const QString& failure,
-             Completion complete);
+        Completion complete);
 
     QenServerConfig& m_config;
     QenLogHelper& m_log;

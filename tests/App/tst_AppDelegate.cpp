@@ -11,33 +11,31 @@
 #include <QTextBrowser>
 #include <QToolButton>
 
+using namespace Qt::StringLiterals;
+
 using namespace std::chrono_literals;
 
 namespace {
 
-const QString LogoutPath = QStringLiteral("/api/public/clientlogin/logout");
+const QString LogoutPath = u"/api/public/clientlogin/logout"_s;
 
 /// The application of one client, without a desktop's tray.
 class Application {
 public:
     explicit Application(ApplicationParts parts = {})
         : delegate({world.client.helper, world.client.device, world.client.log, world.center, trayHost,
-                    world.folder.support(), QStringLiteral("/no/such/vpn"), std::move(parts),
-                    [this](int status) {
-                        ended << status;
-                    }}),
+              world.folder.support(), u"/no/such/vpn"_s, std::move(parts), [this](int status) { ended << status; }}),
           window(world.defaults) {
         delegate.setMainWindow(&window);
     }
     void hideTray(bool hidden) {
-        QVERIFY(archiveRootObject(hidden ? QStringLiteral("1") : QStringLiteral("0"),
-                                  world.folder.agent() + QStringLiteral("/hideqenswitch.archive")));
-        world.center.post(QStringLiteral("HideTrayForConfigNotificationKey"));
+        QVERIFY(archiveRootObject(hidden ? u"1"_s : u"0"_s, world.folder.agent() + u"/hideqenswitch.archive"_s));
+        world.center.post(u"HideTrayForConfigNotificationKey"_s);
     }
     QAction* item(const char* name) { return delegate.menu()->findChild<QAction*>(QString::fromLatin1(name)); }
 
     ViewWorld& world = ViewWorld::make();
-    Platform::TrayHost trayHost{QStringLiteral("unix:path=/no/such/bus")};
+    Platform::TrayHost trayHost{u"unix:path=/no/such/bus"_s};
     QList<int> ended;
     AppDelegate delegate;
     QenMainWindow window;
@@ -59,7 +57,7 @@ class tst_AppDelegate : public QObject {
 private Q_SLOTS:
     void initTestCase() {
         ViewWorld::prepareApplication();
-        m_server.addAccount(QStringLiteral("lin"), QStringLiteral("Abcdefg1!"));
+        m_server.addAccount(u"lin"_s, u"Abcdefg1!"_s);
         QVERIFY2(m_server.start(), qPrintable(m_server.lastError()));
     }
     void init() { m_server.clearFaults(); }
@@ -71,29 +69,23 @@ private Q_SLOTS:
     void launchRunsItsStepsInOrder() {
         QStringList steps;
         ApplicationParts parts;
-        parts.startUIResourcesFileListen = [&steps] {
-            steps << QStringLiteral("files");
-        };
-        parts.configParlo = [&steps] {
-            steps << QStringLiteral("parlo");
-        };
-        parts.startProcessListener = [&steps] {
-            steps << QStringLiteral("processes");
-        };
+        parts.startUIResourcesFileListen = [&steps] { steps << u"files"_s; };
+        parts.configParlo = [&steps] { steps << u"parlo"_s; };
+        parts.startProcessListener = [&steps] { steps << u"processes"_s; };
         parts.processListenerDelay = 150ms;
         Application app(parts);
         app.delegate.setTerminateCode(7);
         app.delegate.applicationDidFinishLaunching();
-        QCOMPARE(steps, (QStringList{QStringLiteral("files"), QStringLiteral("parlo")}));
+        QCOMPARE(steps, (QStringList{u"files"_s, u"parlo"_s}));
         QCOMPARE(app.delegate.terminateCode(), -1);
-        QVERIFY(app.world.folder.hasState(QStringLiteral("soleid.archive")));
+        QVERIFY(app.world.folder.hasState(u"soleid.archive"_s));
         // The tray is looked at later, in the event loop.
         QVERIFY(!app.window.isVisible());
         QTRY_VERIFY(app.window.isVisible());
         QVERIFY(app.delegate.hasStatusItem());
         QTRY_COMPARE(steps.size(), 3);
         const QString log = app.world.client.logText();
-        QVERIFY2(log.section(u'\n', 0, 0).contains(QStringLiteral("----------start Mav-----------")), qPrintable(log));
+        QVERIFY2(log.section(u'\n', 0, 0).contains(u"----------start Mav-----------"_s), qPrintable(log));
     }
 
     void trayFollowsTheAgent() {
@@ -144,7 +136,7 @@ private Q_SLOTS:
     void menuFollowsTheLogin() {
         Application app;
         for (const char* name : {"aboutItem", "helpItem", "exportLogsItem", "serverSettingsItem", "modifyPasswordItem",
-                                 "logoutItem", "quitItem"})
+                 "logoutItem", "quitItem"})
             QVERIFY2(app.item(name), name);
         const auto states = [&app] {
             Q_EMIT app.delegate.menu()->aboutToShow();
@@ -152,21 +144,19 @@ private Q_SLOTS:
         };
         QCOMPARE(states(), (QList<bool>{false, false}));
         QVERIFY(!app.item("logoutItem")->toolTip().isEmpty());
-        app.world.signInAs(QStringLiteral("lin"));
+        app.world.signInAs(u"lin"_s);
         QCOMPARE(states(), (QList<bool>{true, true}));
 
         int sheets = 0;
         ApplicationParts parts;
-        parts.beginModifyPasswordSheet = [&sheets](QWidget*) {
-            ++sheets;
-        };
+        parts.beginModifyPasswordSheet = [&sheets](QWidget*) { ++sheets; };
         std::function<void(bool)> tellExporting;
         parts.beginExportLogSheet = [&](QWidget*, const std::function<void(bool)>& exporting) {
             ++sheets;
             tellExporting = exporting;
         };
         Application whole(parts);
-        whole.world.signInAs(QStringLiteral("lin"));
+        whole.world.signInAs(u"lin"_s);
         Q_EMIT whole.delegate.menu()->aboutToShow();
         whole.item("modifyPasswordItem")->trigger();
         whole.item("exportLogsItem")->trigger();
@@ -176,7 +166,7 @@ private Q_SLOTS:
         tellExporting(true);
         Q_EMIT whole.delegate.menu()->aboutToShow();
         QVERIFY(!exportItem->isEnabled());
-        QCOMPARE(exportItem->toolTip(), QStringLiteral("正在导出日志…"));
+        QCOMPARE(exportItem->toolTip(), u"正在导出日志…"_s);
         // The end is seen in a menu that is open.
         tellExporting(false);
         QVERIFY(exportItem->isEnabled());
@@ -206,10 +196,8 @@ private Q_SLOTS:
         QTest::addColumn<bool>("signedOut");
         QTest::addColumn<QString>("text");
         QTest::newRow("done") << QJsonObject() << true << "";
-        QTest::newRow("refused") << QJsonObject{{"kind", "errorcode"},
-                                                {"ret", 3},
-                                                {"errorcode", 1},
-                                                {"msg", "请稍后再试"}}
+        QTest::newRow("refused") << QJsonObject{{"kind", "errorcode"}, {"ret", 3}, {"errorcode", 1},
+                                        {"msg", "请稍后再试"}}
                                  << false << "请稍后再试";
         QTest::newRow("no ret") << QJsonObject{{"kind", "json"}, {"json", QJsonObject{{"msg", "ok"}}}} << false << "ok";
         QTest::newRow("nothing said") << QJsonObject{{"kind", "shape"}, {"shape", "empty_object"}} << false << "";
@@ -228,31 +216,31 @@ private Q_SLOTS:
         QTRY_COMPARE(pages->currentIndex(), 2);
         if (!fault.isEmpty())
             QVERIFY(m_server.fault(LogoutPath, fault));
-        m_server.action(QStringLiteral("clear_requests"));
+        m_server.action(u"clear_requests"_s);
         Q_EMIT app.delegate.menu()->aboutToShow();
         app.item("logoutItem")->trigger();
         QVERIFY(!app.item("logoutItem")->isEnabled());
-        QTRY_VERIFY(app.world.client.logText().contains(QStringLiteral("[QenDetailWindow] QenCloud logout ret:")));
+        QTRY_VERIFY(app.world.client.logText().contains(u"[QenDetailWindow] QenCloud logout ret:"_s));
         QTRY_COMPARE(boxes().size(), text.isEmpty() ? 0 : 1);
         if (!text.isEmpty())
             QCOMPARE(boxes().constFirst()->message(), text);
         QTRY_COMPARE(pages->currentIndex(), signedOut ? 0 : 2);
         QCOMPARE(app.item("logoutItem")->isEnabled(), !signedOut);
         const QJsonObject sent = m_server.requests(LogoutPath).first().toObject().value(u"fields").toObject();
-        QCOMPARE(sent.value(u"userid").toString(), QStringLiteral("lin"));
+        QCOMPARE(sent.value(u"userid").toString(), u"lin"_s);
         QCOMPARE(sent.value(u"deviceid").toString(), app.world.client.device.uuid());
-        QCOMPARE(sent.value(u"msg").toString(), QStringLiteral("logout"));
+        QCOMPARE(sent.value(u"msg").toString(), u"logout"_s);
     }
 
     void logoutWithoutNetworkKeepsTheSession() {
         Application app;
         app.world.folder.configure(m_server.httpPort());
-        app.world.signInAs(QStringLiteral("lin"));
+        app.world.signInAs(u"lin"_s);
         m_server.fault(LogoutPath, {{"kind", "close"}});
         app.delegate.setItemsHiddenMenu();
         app.item("logoutItem")->trigger();
         QTRY_COMPARE(boxes().size(), 1);
-        QVERIFY(app.world.client.logText().contains(QStringLiteral("[QenDetailWindow] QenCloud logout fail msg:")));
+        QVERIFY(app.world.client.logText().contains(u"[QenDetailWindow] QenCloud logout fail msg:"_s));
         QVERIFY(app.world.client.helper.iflogin());
         QVERIFY(app.item("logoutItem")->isEnabled());
     }
@@ -261,14 +249,14 @@ private Q_SLOTS:
         Application app;
         app.window.show();
         std::thread([&app] {
-            app.delegate.showAlertTipForLogin(QStringLiteral("一"));
+            app.delegate.showAlertTipForLogin(u"一"_s);
             app.delegate.showAlertTipForLogin(QString());
-            app.delegate.showAlertTipForLogin(QStringLiteral("一"));
-            app.delegate.showAlertTipForLogin(QStringLiteral("二"));
+            app.delegate.showAlertTipForLogin(u"一"_s);
+            app.delegate.showAlertTipForLogin(u"二"_s);
         }).join();
         QVERIFY(boxes().isEmpty());
         QTRY_COMPARE(boxes().size(), 2);
-        QCOMPARE(boxes().constFirst()->message(), QStringLiteral("一"));
+        QCOMPARE(boxes().constFirst()->message(), u"一"_s);
         QCOMPARE(boxes().constFirst()->parentWidget(), &app.window);
         QTest::keyClick(boxes().constFirst(), Qt::Key_Return);
         QCOMPARE(boxes().size(), 1);
@@ -279,7 +267,7 @@ private Q_SLOTS:
         app.window.show();
         app.delegate.ConfigureServerClick();
         QTRY_VERIFY(QApplication::activeModalWidget());
-        app.delegate.showAlertTipForLogin(QStringLiteral("一"));
+        app.delegate.showAlertTipForLogin(u"一"_s);
         QTRY_COMPARE(boxes().size(), 1);
         CustomMessageBox* box = boxes().constFirst();
         QVERIFY(QTest::qWaitForWindowExposed(box));
@@ -332,8 +320,8 @@ private Q_SLOTS:
         QWidget* help = windows("QenHelpWebWindowController").constFirst();
         QVERIFY(about->isVisible() && help->isVisible());
         const QRect frame = app.window.geometry();
-        QCOMPARE(help->geometry(), QRect(frame.x() + 50 + (frame.width() - 920) / 2,
-                                         frame.y() + 50 + (frame.height() - 600) / 2, 920, 600));
+        QCOMPARE(help->geometry(),
+            QRect(frame.x() + 50 + (frame.width() - 920) / 2, frame.y() + 50 + (frame.height() - 600) / 2, 920, 600));
         QVERIFY(find<QLabel>(*about, "versionLab")->text().contains(QStringLiteral(MAV_VERSION)));
         auto* page = find<QTextBrowser>(*help, "helpPage");
         QSet<QString> pages;
@@ -356,18 +344,14 @@ private Q_SLOTS:
         QFETCH(bool, exists);
         int installed = 0;
         ApplicationParts parts;
-        parts.checkCaVersion = [exists] {
-            return exists;
-        };
-        parts.installStaticMobileconfig = [&installed] {
-            ++installed;
-        };
+        parts.checkCaVersion = [exists] { return exists; };
+        parts.installStaticMobileconfig = [&installed] { ++installed; };
         Application app(parts);
         app.delegate.checkIsCAVersion();
         QCOMPARE(installed, exists ? 1 : 0);
         const QString log = app.world.client.logText();
-        QVERIFY(log.contains(QStringLiteral("[iNacManager] QenCloud Check Ca")));
-        QCOMPARE(log.contains(QStringLiteral("[iNacManager] QenCloud Ca exist")), exists);
+        QVERIFY(log.contains(u"[iNacManager] QenCloud Check Ca"_s));
+        QCOMPARE(log.contains(u"[iNacManager] QenCloud Ca exist"_s), exists);
     }
 
 private:

@@ -6,6 +6,8 @@
 
 #include <csignal>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int Limit = 30000;
@@ -18,12 +20,12 @@ public:
         for (const char* name : {"home", "run", "root"})
             QDir(m_folder.path()).mkdir(QString::fromLatin1(name));
         QFile::setPermissions(path("run"), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        m_environment.insert(QStringLiteral("HOME"), path("home"));
-        m_environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), path("run"));
-        m_environment.insert(QStringLiteral("MAV_ROOT"), path("root"));
-        m_environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+        m_environment.insert(u"HOME"_s, path("home"));
+        m_environment.insert(u"XDG_RUNTIME_DIR"_s, path("run"));
+        m_environment.insert(u"MAV_ROOT"_s, path("root"));
+        m_environment.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
         // No session bus: copies find each other by the runtime folder.
-        m_environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("unix:path=/no/such/bus"));
+        m_environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/no/such/bus"_s);
     }
     void prepare(QProcess& process) {
         process.setProcessEnvironment(m_environment);
@@ -45,7 +47,7 @@ public:
     }
     QString log() const {
         QString text;
-        const QDir logs(path("home") + QStringLiteral("/Library/Logs/QenCloud/Logs"));
+        const QDir logs(path("home") + u"/Library/Logs/QenCloud/Logs"_s);
         for (const QString& name : logs.entryList(QDir::Files)) {
             QFile file(logs.filePath(name));
             if (file.open(QIODevice::ReadOnly))
@@ -53,7 +55,7 @@ public:
         }
         return text;
     }
-    bool hasStarted() const { return log().contains(QStringLiteral("----------start Mav-----------")); }
+    bool hasStarted() const { return log().contains(u"----------start Mav-----------"_s); }
 
 private:
     QString path(const char* name) const { return m_folder.filePath(QString::fromLatin1(name)); }
@@ -74,8 +76,8 @@ private Q_SLOTS:
     void foreignArgumentIsLoggedAndEnds() {
         QFETCH(QString, argument);
         Home home;
-        QCOMPARE(home.run({argument, QStringLiteral("-agent")}), 0);
-        QVERIFY2(home.log().contains(QStringLiteral(" run app argv ") + argument), qPrintable(home.log()));
+        QCOMPARE(home.run({argument, u"-agent"_s}), 0);
+        QVERIFY2(home.log().contains(u" run app argv "_s + argument), qPrintable(home.log()));
         QVERIFY(!home.hasStarted());
     }
 
@@ -83,7 +85,7 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("first");
         QTest::addColumn<int>("signal");
         QTest::newRow("no argument, SIGTERM") << QStringList() << SIGTERM;
-        QTest::newRow("-agent, SIGINT") << QStringList{QStringLiteral("-agent"), QStringLiteral("x")} << SIGINT;
+        QTest::newRow("-agent, SIGINT") << QStringList{u"-agent"_s, u"x"_s} << SIGINT;
     }
     void secondCopyEndsWithOne() {
         QFETCH(QStringList, first);
@@ -97,8 +99,8 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(home.hasStarted(), Limit);
         QCOMPARE(home.run({}), 1);
         // Whether another copy runs is asked before the arguments are looked at, and nothing is logged.
-        QCOMPARE(home.run({QStringLiteral("--help")}), 1);
-        QVERIFY(!home.log().contains(QStringLiteral("run app argv")));
+        QCOMPARE(home.run({u"--help"_s}), 1);
+        QVERIFY(!home.log().contains(u"run app argv"_s));
         QCOMPARE(process.state(), QProcess::Running);
         QCOMPARE(::kill(static_cast<pid_t>(process.processId()), signal), 0);
         QVERIFY(process.waitForFinished(Limit));

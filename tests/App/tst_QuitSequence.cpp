@@ -6,6 +6,8 @@
 
 #include <QCoreApplication>
 
+using namespace Qt::StringLiterals;
+
 using Platform::Error;
 using namespace std::chrono_literals;
 
@@ -42,17 +44,15 @@ private Q_SLOTS:
         QTest::addColumn<QString>("line");
         const std::optional<int> no;
         const std::optional<QJsonObject> silence;
-        const auto answer = [](const QJsonObject& object) {
-            return std::optional(object);
-        };
-        const QString failed = QStringLiteral("[appdelegate] QenCloud Vindor Stop Fail:code = ");
+        const auto answer = [](const QJsonObject& object) { return std::optional(object); };
+        const QString failed = u"[appdelegate] QenCloud Vindor Stop Fail:code = "_s;
         QTest::newRow("component is not running") << false << no << silence << "";
         QTest::newRow("no access") << true << std::optional(5) << silence
                                    << "[appdelegate] QenCloud Vindor Access Fail!!!";
         QTest::newRow("stopped") << true << std::optional(0) << answer({{"code", 0}})
                                  << "[appdelegate] QenCloud Vindor Stop Success!!!";
-        QTest::newRow("refused") << true << std::optional(0) << answer({{"code", 17}}) << failed + QStringLiteral("17");
-        QTest::newRow("no code") << true << std::optional(0) << answer({}) << failed + QStringLiteral("(null)");
+        QTest::newRow("refused") << true << std::optional(0) << answer({{"code", 17}}) << failed + u"17"_s;
+        QTest::newRow("no code") << true << std::optional(0) << answer({}) << failed + u"(null)"_s;
         QTest::newRow("access never answered") << true << no << silence << "";
         QTest::newRow("stop never answered") << true << std::optional(0) << silence << "";
     }
@@ -69,9 +69,9 @@ private Q_SLOTS:
         worlds.push_back(std::make_unique<ClientWorld>(folder));
         ClientWorld& world = *worlds.back();
 
-        const QString component = folder.file(QStringLiteral("ZelVPN"));
-        QVERIFY(QFile::copy(QStringLiteral("/bin/sleep"), component));
-        Platform::QenTask process(component, {QStringLiteral("60")});
+        const QString component = folder.file(u"ZelVPN"_s);
+        QVERIFY(QFile::copy(u"/bin/sleep"_s, component));
+        Platform::QenTask process(component, {u"60"_s});
         if (running)
             QVERIFY(!process.launch());
         static std::vector<std::unique_ptr<Agent>> agents;
@@ -79,16 +79,16 @@ private Q_SLOTS:
         agents.back()->access = access;
         agents.back()->stop = stop;
         // An error beside the answer changes nothing.
-        agents.back()->stopError = Error(QStringLiteral("d"), 1);
+        agents.back()->stopError = Error(u"d"_s, 1);
         int terminated = 0;
-        QuitSequence::start({world.helper, world.log, agents.back().get(), component, 1500ms},
-                            [&terminated] { ++terminated; });
+        QuitSequence::start(
+            {world.helper, world.log, agents.back().get(), component, 1500ms}, [&terminated] { ++terminated; });
         QCOMPARE(terminated, 0);
         QTRY_COMPARE_WITH_TIMEOUT(terminated, 1, 10000);
         QTest::qWait(1600);
         QCOMPARE(terminated, 1);
         const QString log = world.logText();
-        QVERIFY2(line.isEmpty() ? !log.contains(QStringLiteral("[appdelegate]")) : log.contains(line), qPrintable(log));
+        QVERIFY2(line.isEmpty() ? !log.contains(u"[appdelegate]"_s) : log.contains(line), qPrintable(log));
         QVERIFY(process.waitUntilExitWithTimeout(0, true, true));
     }
 };

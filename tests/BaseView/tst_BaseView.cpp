@@ -15,6 +15,8 @@
 #include <algorithm>
 #include <cmath>
 
+using namespace Qt::StringLiterals;
+
 using Theme::Color;
 
 namespace {
@@ -43,8 +45,8 @@ private Q_SLOTS:
 
     void styleSheetIsComplete() {
         const QString sheet = Theme::styleSheet();
-        QVERIFY(sheet.contains(QStringLiteral("#2468f2")));
-        const auto left = QRegularExpression(QStringLiteral("%\\w+%")).match(sheet);
+        QVERIFY(sheet.contains(u"#2468f2"_s));
+        const auto left = QRegularExpression(u"%\\w+%"_s).match(sheet);
         QVERIFY2(!left.hasMatch(), qPrintable(left.captured()));
     }
 
@@ -72,8 +74,8 @@ private Q_SLOTS:
     void picturesAreDrawn_data() {
         QTest::addColumn<QString>("name");
         for (const char* name :
-             {"mark", "Mav_status_icon", "Mav-icon", "Mav-gray", "eye-open", "eye-closed", "menu", "spinner", "avatar",
-              "computer", "AppIcon", "empty", "back", "mail", "alert", "info", "question", "notice"})
+            {"mark", "Mav_status_icon", "Mav-icon", "Mav-gray", "eye-open", "eye-closed", "menu", "spinner", "avatar",
+                "computer", "AppIcon", "empty", "back", "mail", "alert", "info", "question", "notice"})
             QTest::newRow(name) << QString::fromLatin1(name);
     }
     void picturesAreDrawn() {
@@ -90,7 +92,7 @@ private Q_SLOTS:
         // An icon gives the same sharp drawing for a dense screen.
         QCOMPARE(Theme::icon(name).pixmap({16, 16}, 2.0).size(), QSize(32, 32));
     }
-    void unknownPictureIsNull() { QVERIFY(Theme::picture(QStringLiteral("no/such"), {16, 16}, 1).isNull()); }
+    void unknownPictureIsNull() { QVERIFY(Theme::picture(u"no/such"_s, {16, 16}, 1).isNull()); }
 
     void windowLivesUntilItsClose() {
         const auto before = AutoReleaseWindowController::autoReleaseWCs().size();
@@ -129,13 +131,12 @@ private Q_SLOTS:
         QPointer<CustomMessageBox> box = new CustomMessageBox(&window);
         QList<int> pressed;
         box->setCompletion([&pressed](int number) { pressed.append(number); });
-        box->setTitle(QStringLiteral("提示"), QStringLiteral("连接失败"), CustomMessageBox::BoxStyle::Warning,
-                      QStringLiteral("取消"), QStringLiteral("确定"));
+        box->setTitle(u"提示"_s, u"连接失败"_s, CustomMessageBox::BoxStyle::Warning, u"取消"_s, u"确定"_s);
         box->attach();
         QVERIFY(QTest::qWaitForWindowActive(box));
         QVERIFY(window.isEnabled());
         QCOMPARE(box->geometry().center().x(), window.geometry().center().x());
-        auto* first = box->findChild<QPushButton*>(QStringLiteral("firstButton"));
+        auto* first = box->findChild<QPushButton*>(u"firstButton"_s);
         if (focusFirst)
             first->setFocus();
         QTest::keyClick(focusFirst ? static_cast<QWidget*>(first) : box.data(), Qt::Key(key));
@@ -146,35 +147,35 @@ private Q_SLOTS:
 
     void boxShowsForeignTextPlainly() {
         CustomMessageBox box(nullptr);
-        const QString message = QStringLiteral("<b>x</b>") + QString(400, u'w');
-        box.setTitle(QStringLiteral("提示"), message, CustomMessageBox::BoxStyle::Warning, {}, QStringLiteral("确定"));
-        const auto* label = box.findChild<QLabel*>(QStringLiteral("messageLabel"));
+        const QString message = u"<b>x</b>"_s + QString(400, u'w');
+        box.setTitle(u"提示"_s, message, CustomMessageBox::BoxStyle::Warning, {}, u"确定"_s);
+        const auto* label = box.findChild<QLabel*>(u"messageLabel"_s);
         QCOMPARE(label->textFormat(), Qt::PlainText);
         QCOMPARE(box.message(), message);
         box.show();
         // A word without end wraps instead of being cut.
         QVERIFY(label->minimumSizeHint().width() < Theme::BoxWidth);
-        QVERIFY(box.findChild<QPushButton*>(QStringLiteral("firstButton"))->isHidden());
+        QVERIFY(box.findChild<QPushButton*>(u"firstButton"_s)->isHidden());
     }
 
     void fieldTellsItsErrorAndItsSecret() {
         FormField field;
-        field.setLabel(QStringLiteral("密码"));
-        field.setFieldName(QStringLiteral("passwordLb"));
+        field.setLabel(u"密码"_s);
+        field.setFieldName(u"passwordLb"_s);
         field.setSecret(true);
         field.show();
-        QCOMPARE(field.edit()->accessibleName(), QStringLiteral("密码"));
-        auto* eye = field.findChild<QToolButton*>(QStringLiteral("passwordLbEye"));
-        auto* error = field.findChild<QLabel*>(QStringLiteral("passwordLbError"));
+        QCOMPARE(field.edit()->accessibleName(), u"密码"_s);
+        auto* eye = field.findChild<QToolButton*>(u"passwordLbEye"_s);
+        auto* error = field.findChild<QLabel*>(u"passwordLbError"_s);
         QVERIFY(eye && error);
         QCOMPARE(field.edit()->echoMode(), QLineEdit::Password);
         QTest::mouseClick(eye, Qt::LeftButton);
         QCOMPARE(field.edit()->echoMode(), QLineEdit::Normal);
-        QCOMPARE(eye->accessibleName(), QStringLiteral("隐藏密码"));
+        QCOMPARE(eye->accessibleName(), u"隐藏密码"_s);
         QVERIFY(!error->isVisible());
-        field.setError(QStringLiteral("密码不能为空"));
+        field.setError(u"密码不能为空"_s);
         QVERIFY(error->isVisible());
-        QCOMPARE(field.edit()->accessibleDescription(), QStringLiteral("密码不能为空"));
+        QCOMPARE(field.edit()->accessibleDescription(), u"密码不能为空"_s);
         field.clear();
         QVERIFY(!error->isVisible());
         QCOMPARE(field.edit()->echoMode(), QLineEdit::Password);
@@ -184,7 +185,7 @@ private Q_SLOTS:
         QWidget window;
         auto* layout = new QVBoxLayout(&window);
         auto* button = new SpinnerButton;
-        button->setText(QStringLiteral("连接"));
+        button->setText(u"连接"_s);
         layout->addWidget(button);
         window.show();
         const int width = button->width();
@@ -211,7 +212,7 @@ private Q_SLOTS:
         QWidget window;
         auto* layout = new QVBoxLayout(&window);
         auto* one = new QLineEdit;
-        auto* other = new QPushButton(QStringLiteral("登录"));
+        auto* other = new QPushButton(u"登录"_s);
         layout->addWidget(one);
         layout->addWidget(other);
         window.show();
@@ -219,7 +220,7 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowActive(&window));
         for (QWidget* widget : {static_cast<QWidget*>(one), static_cast<QWidget*>(other)}) {
             widget->setFocus();
-            const auto* ring = window.findChild<QFocusFrame*>(QStringLiteral("focusRing"));
+            const auto* ring = window.findChild<QFocusFrame*>(u"focusRing"_s);
             QVERIFY(ring && ring->isVisible());
             QCOMPARE(ring->widget(), widget);
             const QRect control(widget->mapTo(&window, QPoint()), widget->size());

@@ -10,6 +10,8 @@
 
 #include <csignal>
 
+using namespace Qt::StringLiterals;
+
 using namespace Platform;
 
 namespace {
@@ -56,7 +58,7 @@ class tst_ArchiveStore : public QObject {
 private Q_SLOTS:
     void init() {
         m_folder.emplace();
-        m_path = m_folder->filePath(QStringLiteral("state.archive"));
+        m_path = m_folder->filePath(u"state.archive"_s);
     }
 
     void replacesOnlyWhatExists() {
@@ -74,41 +76,40 @@ private Q_SLOTS:
         for (int i = 0; i < 200; ++i)
             deep = ArchiveValue(ArchiveValue::Array{deep});
         const QList<Error> tooDeep = archived(deep, m_path);
-        QCOMPARE(tooDeep.value(0).domain(), QStringLiteral("NSKeyedArchiverError"));
+        QCOMPARE(tooDeep.value(0).domain(), u"NSKeyedArchiverError"_s);
         QCOMPARE(tooDeep.value(0).code(), -10001);
-        QCOMPARE(tooDeep.value(0).localizedDescription(), QStringLiteral("The archive result is failed."));
+        QCOMPARE(tooDeep.value(0).localizedDescription(), u"The archive result is failed."_s);
         QVERIFY(unarchivedObjectWithFilePath(m_path) == ArchiveValue("new"));
     }
 
     void classesOfTheStore() {
         ArchiveValue root;
-        root.insert(QStringLiteral("access"), ArchiveValue(ArchiveValue::Array{"1", 2, true, ArchiveValue::null()}));
+        root.insert(u"access"_s, ArchiveValue(ArchiveValue::Array{"1", 2, true, ArchiveValue::null()}));
         QVERIFY(archiveRootObject(root, m_path));
         QVERIFY(unarchivedObjectWithFilePath(m_path) == root);
-        for (const ArchiveValue& other :
-             {ArchiveValue(QByteArray("a")), ArchiveValue::object(QStringLiteral("AccountModel"))}) {
-            root.insert(QStringLiteral("other"), other);
+        for (const ArchiveValue& other : {ArchiveValue(QByteArray("a")), ArchiveValue::object(u"AccountModel"_s)}) {
+            root.insert(u"other"_s, other);
             QVERIFY(archiveRootObject(root, m_path));
             QVERIFY(!unarchivedObjectWithFilePath(m_path));
             QVERIFY(unarchiveObjectWithFile(m_path));
         }
-        QVERIFY(!unarchivedObjectWithFilePath(m_folder->filePath(QStringLiteral("missing"))));
+        QVERIFY(!unarchivedObjectWithFilePath(m_folder->filePath(u"missing"_s)));
     }
 
     void modesAndFolders() {
         const mode_t before = umask(0277);
-        const QString inner = m_folder->filePath(QStringLiteral("Application Support/QenCloudL"));
+        const QString inner = m_folder->filePath(u"Application Support/QenCloudL"_s);
         QVERIFY(!makeFolder(inner, 0700, false));
         QVERIFY(makeFolder(inner));
         QVERIFY(makeFolder(inner));
-        const QString file = inner + QStringLiteral("/login.archive");
+        const QString file = inner + u"/login.archive"_s;
         const bool isWritten = archiveRootObject("a", file, Durability::Synced);
         umask(before);
         QVERIFY(isWritten);
         QCOMPARE(modeOf(inner), 0700);
         QCOMPARE(modeOf(file), 0600);
         QVERIFY(!makeFolder(file));
-        QVERIFY(!makeFolder(file + QStringLiteral("/below")));
+        QVERIFY(!makeFolder(file + u"/below"_s));
     }
 
     /// A write that fails says why and leaves the old file, and no other.
@@ -129,15 +130,15 @@ private Q_SLOTS:
         }
         QCOMPARE(bytesOf(m_path), old);
         QCOMPARE(QDir(m_folder->path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot).size(), 1);
-        QCOMPARE(replaceFile(m_folder->filePath(QStringLiteral("missing/file")), "a").code(), ENOENT);
+        QCOMPARE(replaceFile(m_folder->filePath(u"missing/file"_s), "a").code(), ENOENT);
         QCOMPARE(replaceFile(m_folder->path(), "a").code(), EISDIR);
-        QVERIFY(!archiveRootObject("a", m_folder->filePath(QStringLiteral("missing/file"))));
+        QVERIFY(!archiveRootObject("a", m_folder->filePath(u"missing/file"_s)));
     }
 
     void notForReading_data() {
         QTest::addColumn<QString>("kind");
         for (const char* kind : {"fifo", "folder", "9 MiB", "terabyte of nothing", "link to a device", "link to itself",
-                                 "empty", "no archive"})
+                 "empty", "no archive"})
             QTest::newRow(kind) << QString::fromLatin1(kind);
     }
     void notForReading() {
@@ -152,9 +153,10 @@ private Q_SLOTS:
         else if (kind == u"link to itself")
             QCOMPARE(symlink(path.constData(), path.constData()), 0);
         else
-            QVERIFY(!replaceFile(m_path, kind == u"9 MiB"   ? QByteArray(9 << 20, 'a')
-                                         : kind == u"empty" ? ""
-                                                            : "bplist00"));
+            QVERIFY(!replaceFile(m_path,
+                kind == u"9 MiB"       ? QByteArray(9 << 20, 'a')
+                    : kind == u"empty" ? ""
+                                       : "bplist00"));
         if (kind == u"terabyte of nothing")
             QCOMPARE(truncate(path.constData(), off_t(1) << 40), 0);
         QElapsedTimer timer;
@@ -169,8 +171,8 @@ private Q_SLOTS:
         QCOMPARE(readFile(m_path, 1000).value_or(QByteArray()).size(), 1000);
         QVERIFY(!readFile(m_path, 999));
         // Says that it is empty, and is not.
-        QVERIFY(!readFile(QStringLiteral("/proc/self/status"), 1 << 20).value_or(QByteArray()).isEmpty());
-        QVERIFY(!readFile(QStringLiteral("/proc/self/status"), 16));
+        QVERIFY(!readFile(u"/proc/self/status"_s, 1 << 20).value_or(QByteArray()).isEmpty());
+        QVERIFY(!readFile(u"/proc/self/status"_s, 16));
     }
 
 private:

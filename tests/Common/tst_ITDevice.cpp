@@ -9,6 +9,8 @@
 
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 using Family = InterfaceAddress::Family;
 using Files = QMap<QString, QByteArray>;
 
@@ -30,10 +32,10 @@ public:
     }
     /// An interface as sysfs shows it. @p parts are folders in it, or "name->target".
     void addInterface(const QString& name, const QByteArray& address, const QStringList& parts) {
-        const QString folder = QStringLiteral("/sys/class/net/") + name;
-        write(folder + QStringLiteral("/address"), address + '\n');
+        const QString folder = u"/sys/class/net/"_s + name;
+        write(folder + u"/address"_s, address + '\n');
         for (const QString& part : parts) {
-            const QStringList link = part.split(QStringLiteral("->"));
+            const QStringList link = part.split(u"->"_s);
             if (link.size() == 2)
                 QFile::link(link.at(1), path() + folder + u'/' + link.at(0));
             else
@@ -74,31 +76,30 @@ private Q_SLOTS:
         QTest::addColumn<Files>("files");
         QTest::addColumn<QStringList>("expected"); // osName, osVersion, machineName, modelName, prefix, uuid
         QTest::newRow("nothing") << Files{} << QStringList{"Mac OS X unknow", "unknow", "unknow", "", "MC", ""};
-        QTest::newRow("everything")
-            << Files{{"/etc/os-release", "# a comment\nNAME=\"Debian \\\"GNU\\\"/Linux\"\nVERSION_ID='12'\n"},
-                     {"/etc/machine-info", "PRETTY_HOSTNAME=\"Lena's Laptop\"\n"},
-                     {"/etc/hostname", "lena\n"},
-                     {"/sys/class/dmi/id/product_name", "MacBookPro16,1\n"},
-                     {"/etc/machine-id", "0123456789abcdef0123456789abcdef\n"},
-                     {"/sys/class/dmi/id/product_uuid", "11111111-1111-1111-1111-111111111111\n"}}
-            << QStringList{"Debian \"GNU\"/Linux 12", "12", "Lena's Laptop",
-                           "MacBookPro16,1",          "MB", "01234567-89AB-CDEF-0123-456789ABCDEF"};
+        QTest::newRow("everything") << Files{{"/etc/os-release",
+                                                 "# a comment\nNAME=\"Debian \\\"GNU\\\"/Linux\"\nVERSION_ID='12'\n"},
+                                           {"/etc/machine-info", "PRETTY_HOSTNAME=\"Lena's Laptop\"\n"},
+                                           {"/etc/hostname", "lena\n"},
+                                           {"/sys/class/dmi/id/product_name", "MacBookPro16,1\n"},
+                                           {"/etc/machine-id", "0123456789abcdef0123456789abcdef\n"},
+                                           {"/sys/class/dmi/id/product_uuid", "11111111-1111-1111-1111-111111111111\n"}}
+                                    << QStringList{"Debian \"GNU\"/Linux 12", "12", "Lena's Laptop", "MacBookPro16,1",
+                                           "MB", "01234567-89AB-CDEF-0123-456789ABCDEF"};
         QTest::newRow("second sources")
-            << Files{{"/usr/lib/os-release", "NAME=Arch\n"},
-                     {"/etc/machine-info", "PRETTY_HOSTNAME=\n"},
-                     {"/proc/sys/kernel/hostname", "kiosk\n"},
-                     {"/sys/firmware/devicetree/base/model", QByteArray("MACMINI board\0", 14)},
-                     {"/etc/machine-id", "uninitialized\n"},
-                     {"/sys/class/dmi/id/product_uuid", "4c4c4544-0042-3510-8052-b4c04f564433\n"}}
-            << QStringList{"Arch unknow",   "unknow", "kiosk",
-                           "MACMINI board", "MB",     "4C4C4544-0042-3510-8052-B4C04F564433"};
+            << Files{{"/usr/lib/os-release", "NAME=Arch\n"}, {"/etc/machine-info", "PRETTY_HOSTNAME=\n"},
+                   {"/proc/sys/kernel/hostname", "kiosk\n"},
+                   {"/sys/firmware/devicetree/base/model", QByteArray("MACMINI board\0", 14)},
+                   {"/etc/machine-id", "uninitialized\n"},
+                   {"/sys/class/dmi/id/product_uuid", "4c4c4544-0042-3510-8052-b4c04f564433\n"}}
+            << QStringList{
+                   "Arch unknow", "unknow", "kiosk", "MACMINI board", "MB", "4C4C4544-0042-3510-8052-B4C04F564433"};
     }
     void names() {
         QFETCH(Files, files);
         const Root root(files);
         ITDevice device(root.path());
-        const QStringList found{device.osName(),    device.osVersion(),         device.machineName(),
-                                device.modelName(), device.machinePrefixName(), device.uuid()};
+        const QStringList found{device.osName(), device.osVersion(), device.machineName(), device.modelName(),
+            device.machinePrefixName(), device.uuid()};
         QTEST(found, "expected");
         QCOMPARE(device.operationSystemName(), found.at(0));
     }
@@ -122,20 +123,18 @@ private Q_SLOTS:
         QTest::addColumn<QString>("lastUser");
         QTest::addColumn<QString>("expected");
         QTest::newRow("session at the seat")
-            << Files{{"/etc/passwd", account},
-                     {"/run/systemd/seats/seat0", "IS_SEAT0=1\nACTIVE=c2\nACTIVE_UID=1000\n"},
-                     {"/run/systemd/sessions/c2", "UID=1000\nUSER=alice\nSEAT=seat0\nCLASS=user\nACTIVE=1\n"}}
+            << Files{{"/etc/passwd", account}, {"/run/systemd/seats/seat0", "IS_SEAT0=1\nACTIVE=c2\nACTIVE_UID=1000\n"},
+                   {"/run/systemd/sessions/c2", "UID=1000\nUSER=alice\nSEAT=seat0\nCLASS=user\nACTIVE=1\n"}}
             << ""
             << "alice";
         QTest::newRow("sessions without a seat file")
             << Files{{"/etc/passwd", account + "bob:x:4711:0::/home/bob:/bin/sh\n"},
-                     {"/run/systemd/sessions/1", "UID=7\nUSER=remote\nACTIVE=1\n"},
-                     {"/run/systemd/sessions/2", "UID=4711\nSEAT=seat0\nCLASS=user\nACTIVE=1\n"}}
+                   {"/run/systemd/sessions/1", "UID=7\nUSER=remote\nACTIVE=1\n"},
+                   {"/run/systemd/sessions/2", "UID=4711\nSEAT=seat0\nCLASS=user\nACTIVE=1\n"}}
             << ""
             << "bob";
-        QTest::newRow("login screen") << Files{{"/etc/passwd", account},
-                                               {"/run/systemd/seats/seat0", "ACTIVE=c1\n"},
-                                               {"/run/systemd/sessions/c1", "USER=gdm\nCLASS=greeter\nACTIVE=1\n"}}
+        QTest::newRow("login screen") << Files{{"/etc/passwd", account}, {"/run/systemd/seats/seat0", "ACTIVE=c1\n"},
+                                             {"/run/systemd/sessions/c1", "USER=gdm\nCLASS=greeter\nACTIVE=1\n"}}
                                       << "nobody asks"
                                       << "me";
         QTest::newRow("last user") << Files{} << "carol\n"
@@ -178,17 +177,17 @@ private Q_SLOTS:
         QFETCH(QString, computer);
         const Root root({{"/sys/class/dmi/id/product_name", model}});
         Commands commands{{{"dsconfigad -show | grep 'Computer Account' | awk '{print $4}'", account},
-                           {"/usr/sbin/scutil --get ComputerName", computer}},
-                          {}};
+                              {"/usr/sbin/scutil --get ComputerName", computer}},
+            {}};
         QTEST(ITDevice(root.path(), commands.runner()).getADDomainName(), "expected");
         QVERIFY(commands.run.constFirst().startsWith("/bin/sh -c dsconfigad"));
     }
 
     void interfaces() {
         Root root({{"/sys/class/net/wlan0/ifindex", "3\n"},
-                   {"/run/NetworkManager/devices/3", "[device]\nmanaged=managed\nconnection-uuid=u-1\n"},
-                   {"/etc/NetworkManager/system-connections/Office.nmconnection",
-                    "[connection]\nid=Office Wi-Fi\nuuid=u-1\n[wifi]\nid=no\n"}});
+            {"/run/NetworkManager/devices/3", "[device]\nmanaged=managed\nconnection-uuid=u-1\n"},
+            {"/etc/NetworkManager/system-connections/Office.nmconnection",
+                "[connection]\nid=Office Wi-Fi\nuuid=u-1\n[wifi]\nid=no\n"}});
         root.addInterface("eth0", "02:fc:00:00:00:0a", {"device"});
         root.addInterface("wlan0", "aa:bb:cc:dd:ee:ff", {"device", "wireless"});
         root.addInterface("six0", "02:00:00:00:00:06", {"device"});
@@ -201,21 +200,14 @@ private Q_SLOTS:
         root.addInterface("zero0", "00:00:00:00:00:00", {"device"});
         root.addInterface("ib0", "80:00:02:08:fe:80:00:00:00:00:00:00:e4:1d:2d:03:00:1c:3a:01", {"device"});
         const QList<InterfaceAddress> addresses{address("lo", Family::IPv4, "127.0.0.1"),
-                                                address("wlan0", Family::Link),
-                                                address("wlan0", Family::IPv4, "10.0.0.7"),
-                                                address("wlan0", Family::IPv4, "10.0.0.8"),
-                                                address("eth0:home", Family::IPv4, "192.168.1.5"),
-                                                address("six0", Family::IPv6),
-                                                address("down0", Family::IPv4, "1.2.3.4", false),
-                                                address("port0", Family::Link),
-                                                address("br0", Family::IPv4, "172.20.0.1"),
-                                                address("docker0", Family::IPv4, "172.17.0.1"),
-                                                address("veth1", Family::IPv6),
-                                                address("tun0", Family::IPv4, "10.8.0.2"),
-                                                address("zero0", Family::Link),
-                                                address("ib0", Family::IPv4, "10.9.0.1"),
-                                                address("../eth0", Family::IPv4, "9.9.9.9"),
-                                                address("eth1", Family::Other)};
+            address("wlan0", Family::Link), address("wlan0", Family::IPv4, "10.0.0.7"),
+            address("wlan0", Family::IPv4, "10.0.0.8"), address("eth0:home", Family::IPv4, "192.168.1.5"),
+            address("six0", Family::IPv6), address("down0", Family::IPv4, "1.2.3.4", false),
+            address("port0", Family::Link), address("br0", Family::IPv4, "172.20.0.1"),
+            address("docker0", Family::IPv4, "172.17.0.1"), address("veth1", Family::IPv6),
+            address("tun0", Family::IPv4, "10.8.0.2"), address("zero0", Family::Link),
+            address("ib0", Family::IPv4, "10.9.0.1"), address("../eth0", Family::IPv4, "9.9.9.9"),
+            address("eth1", Family::Other)};
         int asked = 0;
         std::optional<QList<InterfaceAddress>> answer = addresses;
         ITDevice device(root.path(), {}, [&] {
@@ -225,12 +217,8 @@ private Q_SLOTS:
         QCOMPARE(device.macAddresses(), (QStringList{"020000000008", "02FC0000000A", "020000000006", "AABBCCDDEEFF"}));
         QCOMPARE(device.ipArray(), (QStringList{"172.20.0.1", "192.168.1.5", "0.0.0.0", "10.0.0.7"}));
         QCOMPARE(device.networkInfos().value("wlan0").dictionary(),
-                 (QMap<QString, QString>{{"MacAddress", "AABBCCDDEEFF"},
-                                         {"HardwarePort", "Wi-Fi"},
-                                         {"service", "Office Wi-Fi"},
-                                         {"Device", "wlan0"},
-                                         {"ServiceID", "u-1"},
-                                         {"ip", "10.0.0.7"}}));
+            (QMap<QString, QString>{{"MacAddress", "AABBCCDDEEFF"}, {"HardwarePort", "Wi-Fi"},
+                {"service", "Office Wi-Fi"}, {"Device", "wlan0"}, {"ServiceID", "u-1"}, {"ip", "10.0.0.7"}}));
         QCOMPARE(device.networkInfos().value("eth0").service, "eth0");
         QVERIFY(!device.getNetworkMacAddress("docker0"));
         answer.reset();
@@ -249,18 +237,15 @@ private Q_SLOTS:
         const QString order = "An asterisk (*) denotes that a network service is disabled.\n"
                               "(1) Lena's Wire (2)\n(Hardware Port: Ethernet, Device: en0)\n\n"
                               "(*) Air\n(Hardware Port: Wi-Fi, Device: en1)\n";
-        Commands commands{{{"-listallhardwareports", listing},
-                           {"-listnetworkserviceorder", order},
-                           {R"(/usr/sbin/networksetup -getinfo 'Lena'\''s Wire (2)' | grep '^IP address:')",
-                            "IP address: 10.1.2.3\n"}},
-                          {}};
+        Commands commands{{{"-listallhardwareports", listing}, {"-listnetworkserviceorder", order},
+                              {R"(/usr/sbin/networksetup -getinfo 'Lena'\''s Wire (2)' | grep '^IP address:')",
+                                  "IP address: 10.1.2.3\n"}},
+            {}};
         ITDevice device("/nowhere", commands.runner());
         QList<HardwarePort> ports;
         device.listNetworkServices([&](const QList<HardwarePort>& found) { ports = found; });
-        const HardwarePort wire{{"HardwarePort", "Ethernet"},
-                                {"Device", "en0"},
-                                {"MacAddress", "ACDE48001122"},
-                                {"service", "Lena's Wire (2)"}};
+        const HardwarePort wire{{"HardwarePort", "Ethernet"}, {"Device", "en0"}, {"MacAddress", "ACDE48001122"},
+            {"service", "Lena's Wire (2)"}};
         QCOMPARE(ports.size(), 2);
         QCOMPARE(ports.at(0), wire);
         QCOMPARE(ports.at(1).value("service"), "(*) Air");
@@ -272,19 +257,15 @@ private Q_SLOTS:
 
     void serials() {
         QByteArray module("\x11\x1b",
-                          2); // a memory module of the shortest form that has a serial number, the second string
+            2); // a memory module of the shortest form that has a serial number, the second string
         module += QByteArray(0x16, '\0') + '\x02' + QByteArray(2, '\0') + QByteArray("Maker\0 5A6B \0\0", 15);
-        Root root({{"/sys/class/dmi/id/board_serial", "BSN-1\n"},
-                   {"/sys/firmware/dmi/entries/17-0/raw", module},
-                   {"/sys/firmware/dmi/entries/17-1/raw", module.left(20)},
-                   {"/sys/block/nvme0n1/device/serial", "  S4EV  \n"},
-                   {"/sys/block/sda/device/model", "disk"},
-                   {"/sys/block/sda/dev", "8:0\n"},
-                   {"/run/udev/data/b8:0", "S:disk\nE:ID_SERIAL_SHORT=WD-1\n"},
-                   {"/sys/block/sdb/device/vpd_pg80", QByteArray("\0\x80\0\x06 Z-99 ", 10)},
-                   {"/sys/block/sdc/device/serial", "STICK"},
-                   {"/sys/block/sdc/removable", "1\n"},
-                   {"/sys/block/dm-0/serial", "LAYER"}});
+        Root root({{"/sys/class/dmi/id/board_serial", "BSN-1\n"}, {"/sys/firmware/dmi/entries/17-0/raw", module},
+            {"/sys/firmware/dmi/entries/17-1/raw", module.left(20)}, {"/sys/block/nvme0n1/device/serial", "  S4EV  \n"},
+            {"/sys/block/sda/device/model", "disk"}, {"/sys/block/sda/dev", "8:0\n"},
+            {"/run/udev/data/b8:0", "S:disk\nE:ID_SERIAL_SHORT=WD-1\n"},
+            {"/sys/block/sdb/device/vpd_pg80", QByteArray("\0\x80\0\x06 Z-99 ", 10)},
+            {"/sys/block/sdc/device/serial", "STICK"}, {"/sys/block/sdc/removable", "1\n"},
+            {"/sys/block/dm-0/serial", "LAYER"}});
         const ITDevice device(root.path());
         QCOMPARE(device.boardSerialNums(), QStringList{"BSN-1"});
         QCOMPARE(device.memorySerialNums(), QStringList{"5A6B"});
@@ -303,8 +284,8 @@ private Q_SLOTS:
         const Root root({{"/proc/sys/kernel/ostype", "Linux\n"}});
         const ITDevice device(root.path());
         QCOMPARE(device.systemInfoString("kernel.ostype"), "Linux");
-        QTest::ignoreMessage(QtInfoMsg,
-                             QRegularExpression("sysctlbyname\\(kernel\\.none\\) failed: No such file or directory"));
+        QTest::ignoreMessage(
+            QtInfoMsg, QRegularExpression("sysctlbyname\\(kernel\\.none\\) failed: No such file or directory"));
         QCOMPARE(device.systemInfoString("kernel.none"), "unkown name");
         QTest::ignoreMessage(QtInfoMsg, QRegularExpression("sysctlbyname\\(\\.\\./\\.\\./etc/passwd\\) failed"));
         QCOMPARE(device.systemInfoString("../../etc/passwd"), "unkown name");
@@ -314,9 +295,8 @@ private Q_SLOTS:
         const QByteArray status = "Package: other\nVersion: 9\n\nPackage: tool\nMaintainer: The Team <t@example.org>\n"
                                   "Version: 1:2.0-1\n\nPackage: last\nVersion: 3\n";
         const Root root({{"/Applications/Some.app/Contents/Info.plist", PropertyListText},
-                         {"/Applications/Broken.app/Contents/Info.plist", "<plist><dict>"},
-                         {"/var/lib/dpkg/status", status},
-                         {"/var/lib/dpkg/info/tool:amd64.list", "/.\n/bin\n/bin/tool\n"}});
+            {"/Applications/Broken.app/Contents/Info.plist", "<plist><dict>"}, {"/var/lib/dpkg/status", status},
+            {"/var/lib/dpkg/info/tool:amd64.list", "/.\n/bin\n/bin/tool\n"}});
         const ITDevice device(root.path());
         const QString bundles = root.path() + "/Applications/";
         QCOMPARE(device.getAppVersionWithPath(bundles + "Some.app/Contents/MacOS/Some"), "3.2.1");
@@ -324,10 +304,10 @@ private Q_SLOTS:
         QCOMPARE(device.getAppVersionWithPath("/usr/bin/tool"), "1:2.0-1");
         QCOMPARE(device.getAppVersionWithPath("/usr/bin/too"), "");
         QCOMPARE(device.getProcessSign("/usr/bin/tool"),
-                 (QVariantMap{{"signatureStatus", -67068},
-                              {"signingAuthorities", QStringList{"The Team <t@example.org>"}}}));
+            (QVariantMap{
+                {"signatureStatus", -67068}, {"signingAuthorities", QStringList{"The Team <t@example.org>"}}}));
         QCOMPARE(device.getProcessSign(QCoreApplication::applicationFilePath()),
-                 (QVariantMap{{"signatureStatus", -67062}, {"signingAuthorities", QStringList{"unknown"}}}));
+            (QVariantMap{{"signatureStatus", -67062}, {"signingAuthorities", QStringList{"unknown"}}}));
         QCOMPARE(ITDevice().pathFromPid(QCoreApplication::applicationPid()), QCoreApplication::applicationFilePath());
         QCOMPARE(ITDevice().pathFromPid(-1), "");
     }

@@ -65,12 +65,11 @@ void tst_StringExtension::rules_data() {
     rows("letter", isLetter, true, {u"A"_s, u"Z"_s, u"1a"_s, u"z."_s, QString(QChar(0x4e41))});
     rows("letter", isLetter, false, {QString(), u"019.-@[`{"_s, QString(QChar(0x4e00))});
 
-    rows(
-        "address", isValidatIP, true,
+    rows("address", isValidatIP, true,
         {u"a.b"_s, u".a"_s, u"1.2.3.4x"_s, u"0.0.0.0"_s, u"255.255.255.255"_s, u"192.168.01.001"_s, u"199.249.99.9"_s});
     rows("address", isValidatIP, false,
-         {u""_s, u"host"_s, u"256.1.1.1"_s, u"1.2.3.260"_s, u"1.2.3"_s, u"1.2.3.4.5"_s, u"1..3.4"_s, u"1.2.3.0004"_s,
-          u"1.2.3.4\n"_s, u" 1.2.3.4"_s, u"1,2,3,4"_s, u"１.２.３.４"_s});
+        {u""_s, u"host"_s, u"256.1.1.1"_s, u"1.2.3.260"_s, u"1.2.3"_s, u"1.2.3.4.5"_s, u"1..3.4"_s, u"1.2.3.0004"_s,
+            u"1.2.3.4\n"_s, u" 1.2.3.4"_s, u"1,2,3,4"_s, u"１.２.３.４"_s});
 
     rows("digits", isPureNumandCharacters, true, {QString(), u"8080"_s, u"８٠०"_s, u"𝟘𝟙"_s});
     rows("digits", isPureNumandCharacters, false, {u"80a"_s, u"8a0"_s, u"-80"_s, u"80 "_s, u"8.0"_s, u"½"_s});
@@ -78,11 +77,11 @@ void tst_StringExtension::rules_data() {
     // From 8 to 32 characters, one beyond 16 bits counts once; a line end may stand behind them only.
     const QString x29(29, u'x');
     rows("password", confirmPassFormat, true,
-         {u"Abcdefg1!"_s, u"abcdefg1!"_s, u"ABCDEFG1!"_s, u"abcdef1!"_s, u"a1!"_s + x29, u"a1!"_s + u"😀"_s.repeated(29),
-          u"abcdefg1!\u2028"_s});
+        {u"Abcdefg1!"_s, u"abcdefg1!"_s, u"ABCDEFG1!"_s, u"abcdef1!"_s, u"a1!"_s + x29, u"a1!"_s + u"😀"_s.repeated(29),
+            u"abcdefg1!\u2028"_s});
     rows("password", confirmPassFormat, false,
-         {QString(), u"abcde1!"_s, u"a1!x"_s + x29, u"a1!xxx😀"_s, u"abcdefg12"_s, u"abcdefg1 "_s, u"abcdefgh!"_s,
-          u"12345678!"_s, u"abcd\refg1!"_s});
+        {QString(), u"abcde1!"_s, u"a1!x"_s + x29, u"a1!xxx😀"_s, u"abcdefg12"_s, u"abcdefg1 "_s, u"abcdefgh!"_s,
+            u"12345678!"_s, u"abcd\refg1!"_s});
     for (const QChar c : u"`~!@#$%^&*()_-+=|{}':;,[].<>/?！￥…（）—【】‘；：”“’。，、？"_s)
         rows("password", confirmPassFormat, true, {u"abcdefg1"_s + c});
     for (const QChar c : u"\"\\～《€"_s)
@@ -197,8 +196,8 @@ void tst_StringExtension::categories() {
     QCOMPARE(ObjectPositionToArray(values, second), 1);
     QVERIFY(isContainsObject(values, second));
     QVERIFY(!isContainsObject(values, u"B"_s));
-    const QList<std::shared_ptr<Category>> pointers = {nullptr, std::make_shared<Category>(values[0]),
-                                                       std::make_shared<Category>(values[1])};
+    const QList<std::shared_ptr<Category>> pointers = {
+        nullptr, std::make_shared<Category>(values[0]), std::make_shared<Category>(values[1])};
     QCOMPARE(ObjectPositionToArray(pointers, second), 2);
 }
 

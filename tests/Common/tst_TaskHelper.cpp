@@ -9,14 +9,16 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 using Platform::Error;
 
 namespace {
 
-const QString Bash = QStringLiteral("/bin/bash");
+const QString Bash = u"/bin/bash"_s;
 
 QStringList script(const QString& text) {
-    return {QStringLiteral("-c"), text};
+    return {u"-c"_s, text};
 }
 
 mode_t modeOf(const QString& path) {
@@ -42,7 +44,7 @@ private Q_SLOTS:
         QTest::newRow("both streams") << "echo a; echo b >&2" << QString() << "b\n" << true;
         QTest::newRow("nothing") << "exit 3" << QString() << QString() << false;
         QTest::newRow("errors are not UTF-8") << "printf 'x\\377' >&2" << QString() << "unknown error" << false;
-        QTest::newRow("output in UTF-8") << "printf '\\345\\220\\215'" << QStringLiteral("名") << QString() << false;
+        QTest::newRow("output in UTF-8") << "printf '\\345\\220\\215'" << u"名"_s << QString() << false;
     }
     void outcomes() {
         QFETCH(QString, text);
@@ -50,7 +52,7 @@ private Q_SLOTS:
         QFETCH(QString, reason);
         QFETCH(bool, bothInBlockForm);
         const TaskHelper helper;
-        const QString untouched = QStringLiteral("untouched");
+        const QString untouched = u"untouched"_s;
         QString output = untouched;
         Error error;
         const auto task = helper.excuteTaskPath(Bash, script(text), &output, &error);
@@ -69,12 +71,12 @@ private Q_SLOTS:
             Bash, script(text),
             [&](const TaskHelper::TaskPointer& running) { calls << (running->isLaunched() ? "launched" : ""); },
             [&](const QString& blockResult, const Error& blockError) {
-                calls << QStringLiteral("complete");
-                QCOMPARE(blockResult, bothInBlockForm ? QStringLiteral("a\n") : result);
+                calls << u"complete"_s;
+                QCOMPARE(blockResult, bothInBlockForm ? u"a\n"_s : result);
                 QCOMPARE(blockResult.isNull(), result.isNull() && !bothInBlockForm);
                 QCOMPARE(blockError.localizedFailureReason(), reason);
             });
-        QCOMPARE(calls, QStringList({QStringLiteral("launched"), QStringLiteral("complete")}));
+        QCOMPARE(calls, QStringList({u"launched"_s, u"complete"_s}));
     }
 
     void localeThatIsNotInstalled() {
@@ -82,32 +84,32 @@ private Q_SLOTS:
         qputenv("LC_ALL", "xx_XX.UTF-8");
         QString output;
         Error error;
-        TaskHelper().excuteTaskPath(Bash, script(QStringLiteral("echo ok")), &output, &error);
+        TaskHelper().excuteTaskPath(Bash, script(u"echo ok"_s), &output, &error);
         before.isNull() ? qunsetenv("LC_ALL") : qputenv("LC_ALL", before);
-        QCOMPARE(output, QStringLiteral("ok\n"));
+        QCOMPARE(output, u"ok\n"_s);
         QVERIFY(!error);
     }
 
     void outputThatIsNotText() {
-        QString output = QStringLiteral("untouched");
-        TaskHelper().excuteTaskPath(Bash, script(QStringLiteral("printf 'x\\377'")), &output, nullptr);
+        QString output = u"untouched"_s;
+        TaskHelper().excuteTaskPath(Bash, script(u"printf 'x\\377'"_s), &output, nullptr);
         QVERIFY(output.isNull());
     }
 
     void missingExecutable() {
-        QString output = QStringLiteral("untouched");
+        QString output = u"untouched"_s;
         Error error;
-        QVERIFY(!TaskHelper().excuteTaskPath(QStringLiteral("/nonexistent/command"), {}, &output, &error));
-        QCOMPARE(output, QStringLiteral("untouched"));
+        QVERIFY(!TaskHelper().excuteTaskPath(u"/nonexistent/command"_s, {}, &output, &error));
+        QCOMPARE(output, u"untouched"_s);
         QVERIFY(!error);
         bool isLaunched = false;
         TaskHelper().excuteTaskPath(
-            QStringLiteral("/nonexistent/command"), {}, [&](const TaskHelper::TaskPointer&) { isLaunched = true; },
+            u"/nonexistent/command"_s, {}, [&](const TaskHelper::TaskPointer&) { isLaunched = true; },
             [&](const QString&, const Error& blockError) { error = blockError; });
         QVERIFY(error && !isLaunched);
-        TaskHelper().startCMDApp(QStringLiteral("/nonexistent/command"), {});
+        TaskHelper().startCMDApp(u"/nonexistent/command"_s, {});
         Error denied;
-        QVERIFY(TaskHelper().excuteTaskPath(QStringLiteral("/etc/passwd"), {}, &output, &denied));
+        QVERIFY(TaskHelper().excuteTaskPath(u"/etc/passwd"_s, {}, &output, &denied));
         QCOMPARE(denied.code(), -1);
     }
 
@@ -132,56 +134,55 @@ private Q_SLOTS:
     void defaultLimitIsThreeSeconds() {
         QElapsedTimer timer;
         timer.start();
-        TaskHelper::sharedInstance().excuteTaskPath(Bash, script(QStringLiteral("sleep 10")), nullptr,
-                                                    static_cast<Error*>(nullptr));
+        TaskHelper::sharedInstance().excuteTaskPath(Bash, script(u"sleep 10"_s), nullptr, static_cast<Error*>(nullptr));
         QVERIFY2(timer.elapsed() >= 3000 && timer.elapsed() < 6000, qPrintable(QString::number(timer.elapsed())));
     }
 
     void blockFormHasNoLimit() {
         QString output;
-        TaskHelper(0.1).excuteTaskPath(Bash, script(QStringLiteral("(sleep 0.5; head -c 300000 /dev/zero) & exit 0")),
-                                       {}, [&](const QString& result, const Error&) { output = result; });
+        TaskHelper(0.1).excuteTaskPath(Bash, script(u"(sleep 0.5; head -c 300000 /dev/zero) & exit 0"_s), {},
+            [&](const QString& result, const Error&) { output = result; });
         QCOMPARE(output.size(), qsizetype(300000));
     }
 
     void fireAndForget() {
         QTemporaryDir folder;
-        const QString mark = folder.filePath(QStringLiteral("mark"));
+        const QString mark = folder.filePath(u"mark"_s);
         QElapsedTimer timer;
         timer.start();
-        TaskHelper().startCMDApp(Bash, script(QStringLiteral("sleep 0.6; echo done > '%1'").arg(mark)));
+        TaskHelper().startCMDApp(Bash, script(u"sleep 0.6; echo done > '%1'"_s.arg(mark)));
         QVERIFY(timer.elapsed() < 500 && !QFileInfo::exists(mark));
         QTRY_VERIFY(QFileInfo(mark).size() > 0);
-        QVERIFY(TaskHelper().processRunning(QStringLiteral("no such process")));
+        QVERIFY(TaskHelper().processRunning(u"no such process"_s));
     }
 
     void folders() {
         QTemporaryDir root;
-        const FileManager files(root.filePath(QStringLiteral("Users")));
+        const FileManager files(root.filePath(u"Users"_s));
         const QString data = files.createAppRootDirectory();
-        QCOMPARE(data, root.filePath(QStringLiteral("Users/.AllUsers/QenCloud/QenCloud.EXE$")));
-        QCOMPARE(files.createAppUpgradeRootDirectory(), data + QStringLiteral("/AppUpgrade"));
-        QCOMPARE(files.createAppPolicyRootDirectory(), data + QStringLiteral("/Policy"));
+        QCOMPARE(data, root.filePath(u"Users/.AllUsers/QenCloud/QenCloud.EXE$"_s));
+        QCOMPARE(files.createAppUpgradeRootDirectory(), data + u"/AppUpgrade"_s);
+        QCOMPARE(files.createAppPolicyRootDirectory(), data + u"/Policy"_s);
         for (const char* made :
-             {"Users/.AllUsers", "Users/.AllUsers/QenCloud", "Users/.AllUsers/QenCloud/QenCloud.EXE$/Policy"})
+            {"Users/.AllUsers", "Users/.AllUsers/QenCloud", "Users/.AllUsers/QenCloud/QenCloud.EXE$/Policy"})
             QCOMPARE(modeOf(root.filePath(QString::fromLatin1(made))), mode_t(0700));
 
-        const QString file = files.createFilePathWithFileName(QStringLiteral("f"), data);
-        QCOMPARE(file, data + QStringLiteral("/f"));
+        const QString file = files.createFilePathWithFileName(u"f"_s, data);
+        QCOMPARE(file, data + u"/f"_s);
         QCOMPARE(modeOf(file), mode_t(0600));
         QFile content(file);
         QVERIFY(content.open(QIODevice::WriteOnly) && content.write("kept") == 4);
         content.close();
         QCOMPARE(files.createFilePath(file), file);
         // A file in the place of a folder stays as it is; so does what cannot be made.
-        QCOMPARE(files.createDirectoryWithName(QStringLiteral("f"), data), file);
+        QCOMPARE(files.createDirectoryWithName(u"f"_s, data), file);
         QCOMPARE(QFileInfo(file).size(), 4);
-        QCOMPARE(files.createDirectoryWithName(QStringLiteral("below"), file), file + QStringLiteral("/below"));
-        QVERIFY(files.createFilePath(file + QStringLiteral("/below")).isNull());
+        QCOMPARE(files.createDirectoryWithName(u"below"_s, file), file + u"/below"_s);
+        QVERIFY(files.createFilePath(file + u"/below"_s).isNull());
         QVERIFY(files.createFilePath(QString()).isNull());
-        QFile::link(root.filePath(QStringLiteral("elsewhere")), root.filePath(QStringLiteral("dangling")));
-        QVERIFY(files.createFilePath(root.filePath(QStringLiteral("dangling"))).isNull());
-        QVERIFY(!QFileInfo::exists(root.filePath(QStringLiteral("elsewhere"))));
+        QFile::link(root.filePath(u"elsewhere"_s), root.filePath(u"dangling"_s));
+        QVERIFY(files.createFilePath(root.filePath(u"dangling"_s)).isNull());
+        QVERIFY(!QFileInfo::exists(root.filePath(u"elsewhere"_s)));
     }
 };
 

@@ -17,9 +17,11 @@
 
 #include <atomic>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString Key = QStringLiteral("QenCloudUIIPCListeningKey");
+const QString Key = u"QenCloudUIIPCListeningKey"_s;
 
 ParloSocket::Deadline soon(int milliseconds = 3000) {
     return std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
@@ -51,9 +53,9 @@ class tst_ParloChannel : public QObject {
 private Q_SLOTS:
     void managerAnswersEveryMessageWithNothing() {
         QTemporaryDir folder;
-        QenUIParloManager manager(folder.filePath(QStringLiteral("run")));
+        QenUIParloManager manager(folder.filePath(u"run"_s));
         manager.config();
-        QCOMPARE(QFileInfo(folder.filePath(QStringLiteral("run"))).permissions() & 0x0077, QFile::Permissions());
+        QCOMPARE(QFileInfo(folder.filePath(u"run"_s)).permissions() & 0x0077, QFile::Permissions());
         for (const quint32 msgid : {0u, 7u, 0xffffffffu}) {
             int calls = 0;
             manager.sendMessageWithName(Key, QCborMap{{"a", 1}}, msgid, [&](qint64 code, const QCborValue& reply) {
@@ -64,7 +66,7 @@ private Q_SLOTS:
             QCOMPARE(calls, 1);
         }
         int calls = 0;
-        manager.sendMessageWithName(QStringLiteral("nobody"), {}, 1, [&](qint64 code, const QCborValue& reply) {
+        manager.sendMessageWithName(u"nobody"_s, {}, 1, [&](qint64 code, const QCborValue& reply) {
             ++calls;
             QCOMPARE(code, ParloClient::NoReply);
             QVERIFY(reply.isUndefined());

@@ -13,6 +13,8 @@
 
 #include <mutex>
 
+using namespace Qt::StringLiterals;
+
 using Platform::NotificationCenter;
 
 namespace {
@@ -20,20 +22,18 @@ namespace {
 class Listening {
 public:
     Listening()
-        : agent(root.filePath(QStringLiteral("QenCloud"))),
-          log(root.filePath(QStringLiteral("logs")), root.filePath(QStringLiteral("record"))),
-          config(agent + QStringLiteral("/.QenConfig"), root.path()),
+        : agent(root.filePath(u"QenCloud"_s)), log(root.filePath(u"logs"_s), root.filePath(u"record"_s)),
+          config(agent + u"/.QenConfig"_s, root.path()),
           listener({center, config, log, agent, root.path(), std::chrono::milliseconds(100)}) {
         QDir().mkpath(agent);
-        for (const QString& name :
-             {ClientNotification::Logo, ClientNotification::Tips, ClientNotification::ComputerName,
-              ClientNotification::Restart, ClientNotification::JoinDomainSwitch, ClientNotification::InacSsid,
-              ClientNotification::NgnSwitch, ClientNotification::AppList, ClientNotification::TrustedApps,
-              ClientNotification::TicketTimeOut, ClientNotification::HideTray})
+        for (const QString& name : {ClientNotification::Logo, ClientNotification::Tips,
+                 ClientNotification::ComputerName, ClientNotification::Restart, ClientNotification::JoinDomainSwitch,
+                 ClientNotification::InacSsid, ClientNotification::NgnSwitch, ClientNotification::AppList,
+                 ClientNotification::TrustedApps, ClientNotification::TicketTimeOut, ClientNotification::HideTray})
             observers.push_back(center.observe(name, [this](const Platform::Notification& notification) {
                 const std::lock_guard lock(mutex);
                 posted << notification.name +
-                              (notification.object.isValid() ? u' ' + notification.object.toString() : QString());
+                        (notification.object.isValid() ? u' ' + notification.object.toString() : QString());
             }));
     }
     QStringList taken() {
@@ -92,7 +92,7 @@ private Q_SLOTS:
         world.listener.handleEvent(3, path);
         QCOMPARE(world.taken(), posted.isEmpty() ? QStringList() : QStringList{posted});
         world.log.drain();
-        QFile log(world.root.filePath(QStringLiteral("logs/QenCloud-Info-1.log")));
+        QFile log(world.root.filePath(u"logs/QenCloud-Info-1.log"_s));
         QVERIFY(log.open(QIODevice::ReadOnly));
         QVERIFY(log.readAll().contains("events index: 3, path:" + path.toUtf8()));
     }
@@ -101,10 +101,9 @@ private Q_SLOTS:
         QTest::addColumn<qint64>("ticketState");
         QTest::addColumn<int>("loginType");
         QTest::addColumn<QStringList>("posted");
-        QTest::newRow("timed out") << qint64(2) << 1
-                                   << QStringList{ClientNotification::TicketTimeOut + QStringLiteral(" 2")};
+        QTest::newRow("timed out") << qint64(2) << 1 << QStringList{ClientNotification::TicketTimeOut + u" 2"_s};
         QTest::newRow("timed out in a domain")
-            << qint64(2) << 3 << QStringList{ClientNotification::TicketTimeOut + QStringLiteral(" 2")};
+            << qint64(2) << 3 << QStringList{ClientNotification::TicketTimeOut + u" 2"_s};
         QTest::newRow("domain") << qint64(1) << 3 << QStringList{ClientNotification::TicketTimeOut};
         QTest::newRow("account") << qint64(1) << 1 << QStringList();
     }
@@ -114,7 +113,7 @@ private Q_SLOTS:
         QFETCH(QStringList, posted);
         Listening world;
         storeRecord(world.root.path(), ticketState, static_cast<LoginType>(loginType));
-        world.listener.handleEvent(0, QStringLiteral("/x/login.archive"));
+        world.listener.handleEvent(0, u"/x/login.archive"_s);
         QCOMPARE(world.taken(), posted);
     }
 
@@ -122,10 +121,9 @@ private Q_SLOTS:
         Listening world;
         world.listener.startUIResourcesFileListen();
         QTest::qSleep(100);
-        QVERIFY(archiveRootObject(QStringLiteral("1"), world.agent + QStringLiteral("/hideqenswitch.archive")));
+        QVERIFY(archiveRootObject(u"1"_s, world.agent + u"/hideqenswitch.archive"_s));
         const QVariantList servers{QVariant(QVariantList{"10.0.0.1", 8080})};
-        QVERIFY(archiveRootObject(Platform::ArchiveValue::fromVariant(servers),
-                                  world.agent + QStringLiteral("/.QenConfig")));
+        QVERIFY(archiveRootObject(Platform::ArchiveValue::fromVariant(servers), world.agent + u"/.QenConfig"_s));
         storeRecord(world.root.path(), 2, LoginType::Account);
         QStringList all;
         QElapsedTimer timer;
@@ -135,8 +133,7 @@ private Q_SLOTS:
             all += world.taken();
         }
         all.sort();
-        QCOMPARE(all,
-                 QStringList({ClientNotification::HideTray, ClientNotification::TicketTimeOut + QStringLiteral(" 2")}));
+        QCOMPARE(all, QStringList({ClientNotification::HideTray, ClientNotification::TicketTimeOut + u" 2"_s}));
         QCOMPARE(world.config.intranet_port(), 8080);
     }
 };

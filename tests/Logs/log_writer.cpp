@@ -4,6 +4,8 @@
 
 #include <cstdio>
 
+using namespace Qt::StringLiterals;
+
 int main(int argc, char** argv) {
     if (argc != 4)
         return 2;
@@ -15,7 +17,7 @@ int main(int argc, char** argv) {
     QenLogHelper log(world);
     for (int i = 0;; ++i) {
         for (int line = 0; line < 50; ++line)
-            log.writeLog(QStringLiteral("number %1").arg(i * 50 + line));
+            log.writeLog(u"number %1"_s.arg(i * 50 + line));
         log.drain();
         if (i == 0) {
             std::puts("ready");

@@ -15,6 +15,8 @@
 
 #include <sys/resource.h>
 
+using namespace Qt::StringLiterals;
+
 using namespace Platform;
 
 namespace {
@@ -52,14 +54,13 @@ private:
 /// The files in a zip archive, folders left out; "(none)" without an archive.
 QStringList filesIn(const QString& archive) {
     if (!QFile::exists(archive))
-        return {QStringLiteral("(none)")};
+        return {u"(none)"_s};
     QString list;
-    TaskHelper().excuteTaskPath(QStringLiteral("/bin/bash"),
-                                {QStringLiteral("-c"), QStringLiteral("zip -sf ") + ScriptRunner::shellQuoted(archive)},
-                                {}, [&](const QString& result, const Error&) { list = result; });
+    TaskHelper().excuteTaskPath(u"/bin/bash"_s, {u"-c"_s, u"zip -sf "_s + ScriptRunner::shellQuoted(archive)}, {},
+        [&](const QString& result, const Error&) { list = result; });
     QStringList files;
     for (const QString& line : list.split(u'\n')) {
-        if (line.startsWith(QStringLiteral("  ")) && !line.endsWith(u'/'))
+        if (line.startsWith(u"  "_s) && !line.endsWith(u'/'))
             files << line.mid(2);
     }
     files.sort();
@@ -69,8 +70,8 @@ QStringList filesIn(const QString& archive) {
 /// A machine in one folder, whose name is as awkward as names can be.
 struct Machine {
     QTemporaryDir parent;
-    QString root = parent.filePath(QStringLiteral("it's a \"root\"; touch pwned $(touch pwned) [x]"));
-    QString ring = root + QStringLiteral("/home/Logs/QenCloud/Logs");
+    QString root = parent.filePath(u"it's a \"root\"; touch pwned $(touch pwned) [x]"_s);
+    QString ring = root + u"/home/Logs/QenCloud/Logs"_s;
     QString opened;
     QStringList scripts;
     QStringList console;
@@ -81,36 +82,30 @@ struct Machine {
 
     Machine() {
         qputenv("MAV_ROOT", root.toLocal8Bit());
-        put(agentLogs() + QStringLiteral("/agent.log"));
+        put(agentLogs() + u"/agent.log"_s);
         LogWorld world = LogWorld::system();
         world.ringDirectory = ring;
-        world.sizeRecord = root + QStringLiteral("/home/record");
-        world.echo = [this](const QString& text) {
-            console << text.section(QStringLiteral("[148] : "), 1).chopped(2);
-        };
+        world.sizeRecord = root + u"/home/record"_s;
+        world.echo = [this](const QString& text) { console << text.section(u"[148] : "_s, 1).chopped(2); };
         world.runScript = [this](const QString& source) {
             scripts << source;
             return scriptError;
         };
-        world.openFolder = [this](const QString& folder) {
-            opened = folder;
-        };
-        world.userName = [] {
-            return QStringLiteral("alice");
-        };
+        world.openFolder = [this](const QString& folder) { opened = folder; };
+        world.userName = [] { return u"alice"_s; };
         log = std::make_unique<QenLogHelper>(world);
-        log->writeLog(QStringLiteral("a line"));
+        log->writeLog(u"a line"_s);
         log->drain();
     }
     ~Machine() {
         log.reset();
         qunsetenv("MAV_ROOT");
     }
-    static QString agentLogs() { return Paths::localLibrary() + QStringLiteral("/Logs/QenCloud/v5/Logs"); }
+    static QString agentLogs() { return Paths::localLibrary() + u"/Logs/QenCloud/v5/Logs"_s; }
     QString rootPath() const { return QFileInfo(ring).path(); }
     QenLogHelper::Completion completion() {
         return [this](bool success, const QString& message) {
-            outcomes << (success ? QStringLiteral("success") : QStringLiteral("failure")) + u'|' + message;
+            outcomes << (success ? u"success"_s : u"failure"_s) + u'|' + message;
             done.release();
         };
     }
@@ -122,8 +117,7 @@ struct Machine {
     }
 };
 
-const QStringList RingFiles{QStringLiteral("QenCloud-Info-1.log"), QStringLiteral("QenCloud-Info-2.log"),
-                            QStringLiteral("QenCloud-Info-3.log")};
+const QStringList RingFiles{u"QenCloud-Info-1.log"_s, u"QenCloud-Info-2.log"_s, u"QenCloud-Info-3.log"_s};
 
 } // namespace
 
@@ -133,61 +127,60 @@ class tst_LogExport : public QObject {
 private Q_SLOTS:
     void quickExport() {
         Machine machine;
-        put(machine.agentLogs() + QStringLiteral("/-TT"));
-        put(machine.agentLogs() + QStringLiteral("/touch pwned"));
-        put(machine.agentLogs() + QStringLiteral("/sub/deep.log"));
-        put(machine.rootPath() + QStringLiteral("/QenCloudAllLogs.zip"), "an old one");
+        put(machine.agentLogs() + u"/-TT"_s);
+        put(machine.agentLogs() + u"/touch pwned"_s);
+        put(machine.agentLogs() + u"/sub/deep.log"_s);
+        put(machine.rootPath() + u"/QenCloudAllLogs.zip"_s, "an old one");
         machine.log->zipLogs(machine.completion());
         QVERIFY(machine.wait());
-        QCOMPARE(machine.outcomes, QStringList(QStringLiteral("success|")));
+        QCOMPARE(machine.outcomes, QStringList(u"success|"_s));
         QCOMPARE(machine.opened, machine.rootPath());
-        QCOMPARE(filesIn(machine.ring + QStringLiteral("/QenCloudLogs.zip")),
-                 QStringList({QStringLiteral("-TT"), QStringLiteral("agent.log"), QStringLiteral("sub/deep.log"),
-                              QStringLiteral("touch pwned")}));
-        QCOMPARE(filesIn(machine.rootPath() + QStringLiteral("/QenCloudAllLogs.zip")),
-                 RingFiles + QStringList(QStringLiteral("QenCloudLogs.zip")));
+        QCOMPARE(filesIn(machine.ring + u"/QenCloudLogs.zip"_s),
+            QStringList({u"-TT"_s, u"agent.log"_s, u"sub/deep.log"_s, u"touch pwned"_s}));
+        QCOMPARE(
+            filesIn(machine.rootPath() + u"/QenCloudAllLogs.zip"_s), RingFiles + QStringList(u"QenCloudLogs.zip"_s));
         QVERIFY(machine.scripts.isEmpty());
-        QVERIFY(!QFile::exists(machine.agentLogs() + QStringLiteral("/pwned")));
-        QVERIFY(!QFile::exists(QStringLiteral("pwned")));
+        QVERIFY(!QFile::exists(machine.agentLogs() + u"/pwned"_s));
+        QVERIFY(!QFile::exists(u"pwned"_s));
     }
 
     void fullExport() {
         Machine machine;
-        put(Paths::agentState() + QStringLiteral("/state.archive"));
-        put(Paths::users() + QStringLiteral("/.AllUsers/QenCloud/QenCloud.EXE$/data.db"));
-        put(Paths::localLibrary() + QStringLiteral("/Logs/") + Deployment::VpnLogFolder + QStringLiteral("/vpn.log"));
-        const QString target = machine.root + QStringLiteral("/chosen\n 'folder\" \\");
-        put(target + QStringLiteral("/MavLogs/MavUserLogs.zip"), "an old one");
+        put(Paths::agentState() + u"/state.archive"_s);
+        put(Paths::users() + u"/.AllUsers/QenCloud/QenCloud.EXE$/data.db"_s);
+        put(Paths::localLibrary() + u"/Logs/"_s + Deployment::VpnLogFolder + u"/vpn.log"_s);
+        const QString target = machine.root + u"/chosen\n 'folder\" \\"_s;
+        put(target + u"/MavLogs/MavUserLogs.zip"_s, "an old one");
         machine.log->zipLogsWithDirectory(target, machine.completion());
         QVERIFY(machine.wait());
-        QCOMPARE(machine.outcomes, QStringList(QStringLiteral("success|")));
+        QCOMPARE(machine.outcomes, QStringList(u"success|"_s));
         QCOMPARE(machine.opened, target);
-        const QString archives = target + QStringLiteral("/MavLogs/");
-        QCOMPARE(filesIn(archives + QStringLiteral("MavCloudLogs.zip")), QStringList(QStringLiteral("agent.log")));
-        QCOMPARE(filesIn(archives + QStringLiteral("MavUserLogs.zip")), RingFiles);
-        QCOMPARE(filesIn(archives + QStringLiteral("MavCloud.zip")), QStringList(QStringLiteral("state.archive")));
-        QCOMPARE(filesIn(archives + QStringLiteral("MavSqlite.zip")), QStringList(QStringLiteral("data.db")));
-        QCOMPARE(filesIn(archives + QStringLiteral("MavZelVPN.zip")), QStringList(QStringLiteral("vpn.log")));
+        const QString archives = target + u"/MavLogs/"_s;
+        QCOMPARE(filesIn(archives + u"MavCloudLogs.zip"_s), QStringList(u"agent.log"_s));
+        QCOMPARE(filesIn(archives + u"MavUserLogs.zip"_s), RingFiles);
+        QCOMPARE(filesIn(archives + u"MavCloud.zip"_s), QStringList(u"state.archive"_s));
+        QCOMPARE(filesIn(archives + u"MavSqlite.zip"_s), QStringList(u"data.db"_s));
+        QCOMPARE(filesIn(archives + u"MavZelVPN.zip"_s), QStringList(u"vpn.log"_s));
     }
 
     void largeFolderTakesItsTime() {
         Machine machine;
         // More names than a pipe holds.
         for (int i = 0; i < 1500; ++i)
-            put(machine.agentLogs() + QStringLiteral("/a rather long name of a rotated log file %1").arg(i));
+            put(machine.agentLogs() + u"/a rather long name of a rotated log file %1"_s.arg(i));
         machine.log->zipLogs(machine.completion());
         QVERIFY(machine.wait());
-        QCOMPARE(filesIn(machine.ring + QStringLiteral("/QenCloudLogs.zip")).size(), 1501);
+        QCOMPARE(filesIn(machine.ring + u"/QenCloudLogs.zip"_s).size(), 1501);
     }
 
     void missingFoldersAreLeftOut() {
         Machine machine;
-        const QString target = machine.root + QStringLiteral("/chosen");
+        const QString target = machine.root + u"/chosen"_s;
         machine.log->zipLogsWithDirectory(target, machine.completion());
         QVERIFY(machine.wait());
-        QCOMPARE(machine.outcomes, QStringList(QStringLiteral("success|")));
-        QCOMPARE(QDir(target + QStringLiteral("/MavLogs")).entryList(QDir::Files),
-                 QStringList({QStringLiteral("MavCloudLogs.zip"), QStringLiteral("MavUserLogs.zip")}));
+        QCOMPARE(machine.outcomes, QStringList(u"success|"_s));
+        QCOMPARE(QDir(target + u"/MavLogs"_s).entryList(QDir::Files),
+            QStringList({u"MavCloudLogs.zip"_s, u"MavUserLogs.zip"_s}));
     }
 
     void failureLeavesNoArchive_data() {
@@ -200,43 +193,41 @@ private Q_SLOTS:
         Machine machine;
         QVERIFY(QDir(machine.agentLogs()).removeRecursively());
         put(machine.agentLogs(), "a file in place of the folder");
-        const QString target = machine.root + QStringLiteral("/chosen");
-        put(target + QStringLiteral("/MavLogs/MavCloudLogs.zip"), "an old one");
-        put(machine.ring + QStringLiteral("/QenCloudLogs.zip"), "an old one");
+        const QString target = machine.root + u"/chosen"_s;
+        put(target + u"/MavLogs/MavCloudLogs.zip"_s, "an old one");
+        put(machine.ring + u"/QenCloudLogs.zip"_s, "an old one");
         if (quick)
             machine.log->zipLogs(machine.completion());
         else
             machine.log->zipLogsWithDirectory(target, machine.completion());
         QVERIFY(machine.wait());
         QCOMPARE(machine.outcomes.size(), 1);
-        QVERIFY2(machine.outcomes[0].startsWith(
-                     QStringLiteral("failure|提取所有日志失败:Error Domain= Code=-1 (/bin/bash:")),
-                 qPrintable(machine.outcomes[0]));
+        QVERIFY2(machine.outcomes[0].startsWith(u"failure|提取所有日志失败:Error Domain= Code=-1 (/bin/bash:"_s),
+            qPrintable(machine.outcomes[0]));
         QVERIFY(machine.opened.isEmpty());
-        QVERIFY(!QFile::exists((quick ? machine.ring + QStringLiteral("/QenCloudLogs.zip")
-                                      : target + QStringLiteral("/MavLogs/MavCloudLogs.zip"))));
+        QVERIFY(
+            !QFile::exists((quick ? machine.ring + u"/QenCloudLogs.zip"_s : target + u"/MavLogs/MavCloudLogs.zip"_s)));
     }
 
     void archiveThatCannotBeWritten_data() {
         QTest::addColumn<QString>("target");
         QTest::addColumn<bool>("anyLogs");
-        QTest::newRow("file in place of the folder") << QStringLiteral("file") << true;
+        QTest::newRow("file in place of the folder") << u"file"_s << true;
         // Nobody makes folders there, not even root.
-        QTest::newRow("no permission") << QStringLiteral("/proc") << true;
-        QTest::newRow("nothing to write") << QStringLiteral("/proc") << false;
+        QTest::newRow("no permission") << u"/proc"_s << true;
+        QTest::newRow("nothing to write") << u"/proc"_s << false;
     }
     void archiveThatCannotBeWritten() {
         QFETCH(QString, target);
         QFETCH(bool, anyLogs);
         Machine machine;
-        put(machine.root + QStringLiteral("/file"));
+        put(machine.root + u"/file"_s);
         if (!anyLogs)
-            QVERIFY(QFile::remove(machine.agentLogs() + QStringLiteral("/agent.log")));
+            QVERIFY(QFile::remove(machine.agentLogs() + u"/agent.log"_s));
         machine.log->zipLogsWithDirectory(QDir(machine.root).filePath(target), machine.completion());
         QVERIFY(machine.wait());
         QCOMPARE(machine.outcomes.size(), 1);
-        QVERIFY2(machine.outcomes[0].startsWith(QStringLiteral("failure|提取所有日志失败:")),
-                 qPrintable(machine.outcomes[0]));
+        QVERIFY2(machine.outcomes[0].startsWith(u"failure|提取所有日志失败:"_s), qPrintable(machine.outcomes[0]));
         QVERIFY(machine.opened.isEmpty());
     }
 
@@ -249,40 +240,38 @@ private Q_SLOTS:
     void killedZipLeavesNothing() {
         QFETCH(bool, first);
         Machine machine;
-        put(first ? machine.agentLogs() + QStringLiteral("/large.log") : Paths::agentState() + QStringLiteral("/large"),
-            noise(1 << 20));
-        const QString target = machine.root + QStringLiteral("/chosen");
+        put(first ? machine.agentLogs() + u"/large.log"_s : Paths::agentState() + u"/large"_s, noise(1 << 20));
+        const QString target = machine.root + u"/chosen"_s;
         // What an export left whose client was killed, and what somebody else keeps there.
-        put(target + QStringLiteral("/MavLogs/ziAbC123"), "PK\3\4 and no more");
-        put(target + QStringLiteral("/MavLogs/zigzag12"), "a text");
+        put(target + u"/MavLogs/ziAbC123"_s, "PK\3\4 and no more");
+        put(target + u"/MavLogs/zigzag12"_s, "a text");
         {
             // A process that writes more than this into one file is killed.
             const FileSizeLimit limit(1 << 18);
             machine.log->zipLogsWithDirectory(target, machine.completion());
             QVERIFY(machine.wait());
         }
-        QStringList expected{QStringLiteral("zigzag12")};
+        QStringList expected{u"zigzag12"_s};
         if (!first)
-            expected = QStringList({QStringLiteral("MavCloudLogs.zip"), QStringLiteral("MavUserLogs.zip")}) + expected;
-        QCOMPARE(QDir(target + QStringLiteral("/MavLogs")).entryList(QDir::Files | QDir::Hidden), expected);
-        QCOMPARE(machine.outcomes, QStringList(first ? QStringLiteral("failure|提取所有日志失败:zip did not finish")
-                                                     : QStringLiteral("success|")));
+            expected = QStringList({u"MavCloudLogs.zip"_s, u"MavUserLogs.zip"_s}) + expected;
+        QCOMPARE(QDir(target + u"/MavLogs"_s).entryList(QDir::Files | QDir::Hidden), expected);
+        QCOMPARE(
+            machine.outcomes, QStringList(first ? u"failure|提取所有日志失败:zip did not finish"_s : u"success|"_s));
     }
 
     void folderThatGoesDuringTheExport() {
         Machine machine;
-        put(machine.agentLogs() + QStringLiteral("/large.log"), noise(1 << 24));
-        const QString target = machine.root + QStringLiteral("/chosen");
+        put(machine.agentLogs() + u"/large.log"_s, noise(1 << 24));
+        const QString target = machine.root + u"/chosen"_s;
         machine.log->zipLogsWithDirectory(target, machine.completion());
-        const QDir archives(target + QStringLiteral("/MavLogs"));
+        const QDir archives(target + u"/MavLogs"_s);
         QElapsedTimer timer;
         timer.start();
-        while (archives.entryList({QStringLiteral("zi*")}, QDir::Files).isEmpty() && timer.elapsed() < 20000)
+        while (archives.entryList({u"zi*"_s}, QDir::Files).isEmpty() && timer.elapsed() < 20000)
             QThread::usleep(200);
         QVERIFY(QDir(target).removeRecursively());
         QVERIFY(machine.wait());
-        QVERIFY2(machine.outcomes[0].startsWith(QStringLiteral("failure|提取所有日志失败:")),
-                 qPrintable(machine.outcomes[0]));
+        QVERIFY2(machine.outcomes[0].startsWith(u"failure|提取所有日志失败:"_s), qPrintable(machine.outcomes[0]));
         QVERIFY(!QFile::exists(target));
     }
 
@@ -296,31 +285,29 @@ private Q_SLOTS:
         Machine machine;
         QVERIFY(QDir(machine.ring).removeRecursively());
         if (!works)
-            machine.scriptError = Error(QStringLiteral("NSAppleScript"), -128, QStringLiteral("User canceled."));
+            machine.scriptError = Error(u"NSAppleScript"_s, -128, u"User canceled."_s);
         machine.log->zipLogs(machine.completion());
         QVERIFY(machine.wait(works ? 1 : 2));
         machine.log->drain();
         QString quoted = machine.rootPath();
-        quoted.replace(u'\'', QStringLiteral("'\\''"));
+        quoted.replace(u'\'', u"'\\''"_s);
         QCOMPARE(machine.scripts,
-                 QStringList(QStringLiteral("do shell script \"chown alice:staff '%1' \" with administrator privileges")
-                                 .arg(ScriptRunner::escaped(quoted))));
-        QCOMPARE(ScriptRunner::parsed(machine.scripts[0]).command,
-                 QStringLiteral("chown alice:staff '%1' ").arg(quoted));
+            QStringList(u"do shell script \"chown alice:staff '%1' \" with administrator privileges"_s.arg(
+                ScriptRunner::escaped(quoted))));
+        QCOMPARE(ScriptRunner::parsed(machine.scripts[0]).command, u"chown alice:staff '%1' "_s.arg(quoted));
         if (works) {
-            QCOMPARE(machine.outcomes, QStringList(QStringLiteral("success|")));
-            QCOMPARE(machine.console.last(), QStringLiteral("Logs path chown success."));
+            QCOMPARE(machine.outcomes, QStringList(u"success|"_s));
+            QCOMPARE(machine.console.last(), u"Logs path chown success."_s);
             for (const QString& name : RingFiles)
                 QVERIFY(QFile::exists(machine.ring + u'/' + name));
-            QCOMPARE(filesIn(machine.rootPath() + QStringLiteral("/QenCloudAllLogs.zip")).size(), 4);
+            QCOMPARE(filesIn(machine.rootPath() + u"/QenCloudAllLogs.zip"_s).size(), 4);
             return;
         }
-        QCOMPARE(machine.outcomes[0], QStringLiteral("failure|无法找到日志目录"));
+        QCOMPARE(machine.outcomes[0], u"failure|无法找到日志目录"_s);
         QCOMPARE(machine.outcomes.size(), 2);
         QCOMPARE(machine.console.mid(1),
-                 QStringList(
-                     {QStringLiteral("Logs path chown failed: Error Domain=NSAppleScript Code=-128 \"User canceled.\""),
-                      QStringLiteral("无法找到日志目录：") + machine.ring}));
+            QStringList({u"Logs path chown failed: Error Domain=NSAppleScript Code=-128 \"User canceled.\""_s,
+                u"无法找到日志目录："_s + machine.ring}));
     }
 };
 

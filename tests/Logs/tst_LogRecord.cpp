@@ -14,6 +14,8 @@
 
 #include <cstdio>
 
+using namespace Qt::StringLiterals;
+
 using Platform::ArchiveValue;
 using Platform::KeyedArchiver;
 
@@ -40,9 +42,9 @@ class tst_LogRecord : public QObject {
 
 private Q_SLOTS:
     void ringOrder() {
-        QCOMPARE(LogRecord::indexAfter(QStringLiteral("QenCloud-Info-1.log")), size_t(1));
-        QCOMPARE(LogRecord::indexAfter(QStringLiteral("QenCloud-Info-2.log")), size_t(2));
-        QCOMPARE(LogRecord::indexAfter(QStringLiteral("QenCloud-Info-3.log")), size_t(0));
+        QCOMPARE(LogRecord::indexAfter(u"QenCloud-Info-1.log"_s), size_t(1));
+        QCOMPARE(LogRecord::indexAfter(u"QenCloud-Info-2.log"_s), size_t(2));
+        QCOMPARE(LogRecord::indexAfter(u"QenCloud-Info-3.log"_s), size_t(0));
         for (const char* name : {"QenCloud-Info-4.log", "qencloud-info-1.log", "", "../QenCloud-Info-1.log"})
             QCOMPARE(LogRecord::indexAfter(QString::fromLatin1(name)), size_t(0));
     }
@@ -58,11 +60,9 @@ private Q_SLOTS:
             const auto decoded = decodedLogRecord(expected);
             QVERIFY(decoded && *decoded == record);
         };
-        const QList<qint64> edges{
-            0,       1,        2,      3,       254,        255,        256,       257,        258,
-            514,     65534,    65535,  65536,   65537,      99999,      100000,    100001,     16843009,
-            5242880, 33686018, 100000, 4294967, 4294967295, 4294967296, 1LL << 40, 0x01010101, 0x7fffffffffffffff,
-            100000,  7};
+        const QList<qint64> edges{0, 1, 2, 3, 254, 255, 256, 257, 258, 514, 65534, 65535, 65536, 65537, 99999, 100000,
+            100001, 16843009, 5242880, 33686018, 100000, 4294967, 4294967295, 4294967296, 1LL << 40, 0x01010101,
+            0x7fffffffffffffff, 100000, 7};
         for (const qint64 others : {0LL, 255LL, 65536LL, 5242880LL, 16843009LL}) {
             record.info = {others, others, others + 1};
             for (current = 0; current < 3; ++current) {
@@ -106,18 +106,18 @@ private Q_SLOTS:
     void replaced() {
         QFETCH(int, method);
         QTemporaryDir root;
-        const QString folder = root.filePath(QStringLiteral("f"));
-        const QString path = folder + QStringLiteral("/record");
+        const QString folder = root.filePath(u"f"_s);
+        const QString path = folder + u"/record"_s;
         LogRecordFile file(path, LogRecordFile::Method(method));
         QVERIFY(!file.replace(QByteArray("no folder")));
         QDir().mkpath(folder);
-        put(path + QStringLiteral(".spare"), QByteArray(3000, 'o'));
+        put(path + u".spare"_s, QByteArray(3000, 'o'));
         for (const qsizetype size : {10, 600, 3, 0, 600, 5000, 599, 1}) {
             const QByteArray bytes(size, char('a' + size % 20));
             QVERIFY(file.replace(bytes));
             QCOMPARE(contentOf(path), bytes);
         }
-        for (const QString& gone : {path, path + QStringLiteral(".spare")}) {
+        for (const QString& gone : {path, path + u".spare"_s}) {
             QFile::remove(gone);
             QVERIFY(file.replace(QByteArray("again")));
             QCOMPARE(contentOf(path), QByteArray("again"));
@@ -127,12 +127,12 @@ private Q_SLOTS:
         QDir().mkpath(folder);
         QVERIFY(file.replace(QByteArray("back")));
         // Another file under the same name is noticed after a while.
-        put(path + QStringLiteral(".new"), "foreign");
-        QVERIFY(std::rename(qPrintable(path + QStringLiteral(".new")), qPrintable(path)) == 0);
+        put(path + u".new"_s, "foreign");
+        QVERIFY(std::rename(qPrintable(path + u".new"_s), qPrintable(path)) == 0);
         for (int i = 0; i < 200; ++i)
             QVERIFY(file.replace(QByteArray::number(i)));
         QCOMPARE(contentOf(path), QByteArray("199"));
-        const QString own = folder + QStringLiteral("/own");
+        const QString own = folder + u"/own"_s;
         QVERIFY(LogRecordFile(own, LogRecordFile::Method(method)).replace(QByteArray("x")));
         QCOMPARE(int(QFile::permissions(own) & 0x77), 0);
         LogRecordFile misled(folder, LogRecordFile::Method(method));
@@ -145,8 +145,8 @@ private Q_SLOTS:
             qEnvironmentVariableIntValue("MAV_KILLS") > 0 ? qEnvironmentVariableIntValue("MAV_KILLS") : 60;
         constexpr qint64 Limit = 20000;
         QTemporaryDir root;
-        const QString ring = root.filePath(QStringLiteral("ring"));
-        const QString path = root.filePath(QStringLiteral("record"));
+        const QString ring = root.filePath(u"ring"_s);
+        const QString path = root.filePath(u"record"_s);
         for (int round = 0; round < rounds; ++round) {
             QProcess writer;
             writer.start(QStringLiteral(LOG_WRITER), {ring, path, QString::number(Limit)});

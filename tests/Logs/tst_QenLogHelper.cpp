@@ -23,6 +23,8 @@
 #include <semaphore>
 #include <thread>
 
+using namespace Qt::StringLiterals;
+
 using Platform::ArchiveValue;
 
 namespace {
@@ -35,8 +37,8 @@ const qint64 LineFrame = StampSize + Frame.size() + 2;
 /// A log in a folder of its own that can be opened again and again.
 struct LogPlace {
     QTemporaryDir root;
-    QString ring = root.filePath(QStringLiteral("Logs"));
-    QString record = root.filePath(QStringLiteral("info/QenCloudLogInfo.data"));
+    QString ring = root.filePath(u"Logs"_s);
+    QString record = root.filePath(u"info/QenCloudLogInfo.data"_s);
 
     std::unique_ptr<QenLogHelper> open(qint64 limit = 0x500000, std::function<void(const QString&)> echo = {}) {
         LogWorld world = LogWorld::system();
@@ -48,7 +50,7 @@ struct LogPlace {
         log->drain();
         return log;
     }
-    QString path(int number) const { return ring + QStringLiteral("/QenCloud-Info-%1.log").arg(number); }
+    QString path(int number) const { return ring + u"/QenCloud-Info-%1.log"_s.arg(number); }
     QByteArray bytes(int number) const {
         QFile file(path(number));
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(absent)");
@@ -56,7 +58,7 @@ struct LogPlace {
     /// The messages in a file, joined by blanks.
     QString messages(int number) const {
         QStringList result;
-        const QRegularExpression line(QStringLiteral("\\[148\\] : (.*) \n"));
+        const QRegularExpression line(u"\\[148\\] : (.*) \n"_s);
         for (auto it = line.globalMatch(QString::fromUtf8(bytes(number))); it.hasNext();)
             result << it.next().captured(1);
         return result.join(u' ');
@@ -82,7 +84,7 @@ struct LogPlace {
 };
 
 QString nameOf(int number) {
-    return QStringLiteral("QenCloud-Info-%1.log").arg(number);
+    return u"QenCloud-Info-%1.log"_s.arg(number);
 }
 
 /// A message that makes a line of @p size bytes.
@@ -97,9 +99,7 @@ void write(QenLogHelper& log, const QStringList& messages) {
 }
 
 qsizetype openDescriptors() {
-    return QDir(QStringLiteral("/proc/self/fd"))
-        .entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot)
-        .size();
+    return QDir(u"/proc/self/fd"_s).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size();
 }
 
 } // namespace
@@ -113,7 +113,7 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("utf8");
         QTest::newRow("plain") << "[QenCheck] a b" << QByteArray("[QenCheck] a b");
         QTest::newRow("empty") << "" << QByteArray();
-        QTest::newRow("Chinese") << QStringLiteral("无法找到日志目录") << QStringLiteral("无法找到日志目录").toUtf8();
+        QTest::newRow("Chinese") << u"无法找到日志目录"_s << u"无法找到日志目录"_s.toUtf8();
         QTest::newRow("line ends and signs") << "a\nb%s%1%@\\" << QByteArray("a\nb%s%1%@\\");
         QTest::newRow("half a character") << QString(QChar(0xd83d)) << QByteArray("\xef\xbf\xbd");
     }
@@ -123,14 +123,15 @@ private Q_SLOTS:
         LogPlace place;
         QStringList console;
         auto log = place.open(0x500000, [&](const QString& text) { console << text; });
-        write(*log, {message, QStringLiteral("next")});
+        write(*log, {message, u"next"_s});
         const QByteArray text = place.bytes(1);
         QCOMPARE(text.mid(StampSize, text.size() - StampSize - (LineFrame + 4)), Frame + utf8 + " \n");
         QVERIFY(text.endsWith(Frame + "next \n"));
         QCOMPARE(place.recorded().info[0], text.size());
         QCOMPARE(console.size(), 2);
-        QCOMPARE(console[1], QStringLiteral("-[QenLogHelper writeLog:type:]_block_invoke [Line 150] ") +
-                                 QString::fromUtf8(text.right(LineFrame + 4)));
+        QCOMPARE(console[1],
+            u"-[QenLogHelper writeLog:type:]_block_invoke [Line 150] "_s +
+                QString::fromUtf8(text.right(LineFrame + 4)));
     }
 
     void stampIsInOneZone_data() {
@@ -153,9 +154,8 @@ private Q_SLOTS:
         qunsetenv("TZ");
         tzset();
         const QDateTime now = QDateTime::currentDateTimeUtc().addSecs(8 * 3600);
-        QVERIFY(
-            qAbs(QDateTime::fromString(QenLogHelper::currentDateString() + u'Z', QStringLiteral("yyyy-MM-dd HH:mm:sst"))
-                     .secsTo(now)) <= 2);
+        QVERIFY(qAbs(QDateTime::fromString(QenLogHelper::currentDateString() + u'Z', u"yyyy-MM-dd HH:mm:sst"_s)
+                         .secsTo(now)) <= 2);
     }
 
     void ringTurns() {
@@ -169,14 +169,14 @@ private Q_SLOTS:
         QCOMPARE(place.bytes(2).size(), 200);
         QCOMPARE(place.bytes(3).size(), 200);
         QCOMPARE(place.recorded().info, (std::array<qint64, 3>{200, 200, 200}));
-        write(*log, {QStringLiteral("again")});
+        write(*log, {u"again"_s});
         QCOMPARE(log->currentLogName(), nameOf(1));
-        QCOMPARE(place.messages(1), QStringLiteral("again"));
+        QCOMPARE(place.messages(1), u"again"_s);
         QCOMPARE(place.recorded().currentLogName, nameOf(1));
         log.reset();
         log = place.open(200);
-        write(*log, {QStringLiteral("later")});
-        QCOMPARE(place.messages(1), QStringLiteral("again later"));
+        write(*log, {u"later"_s});
+        QCOMPARE(place.messages(1), u"again later"_s);
         QCOMPARE(QDir(place.ring).entryList(QDir::Files), QStringList({nameOf(1), nameOf(2), nameOf(3)}));
     }
 
@@ -195,9 +195,9 @@ private Q_SLOTS:
         write(*log, {messageFor(100)});
         QCOMPARE(place.recorded().info[0], sizeBefore);
         QCOMPARE(log->currentLogName(), nameOf(1));
-        write(*log, {QStringLiteral("x")});
+        write(*log, {u"x"_s});
         QCOMPARE(log->currentLogName(), nameOf(file));
-        QCOMPARE(place.messages(file).right(1), QStringLiteral("x"));
+        QCOMPARE(place.messages(file).right(1), u"x"_s);
         log.reset();
         // At start the real size counts in the same way.
         place.fill(file, sizeBefore);
@@ -235,7 +235,7 @@ private Q_SLOTS:
         QTest::addColumn<int>("file");
         const auto archive = [](const ArchiveValue& name, const ArchiveValue& info) {
             return Platform::KeyedArchiver::archivedData(
-                ArchiveValue::Dictionary{{QStringLiteral("currentLogName"), name}, {QStringLiteral("info"), info}});
+                ArchiveValue::Dictionary{{u"currentLogName"_s, name}, {u"info"_s, info}});
         };
         const ArchiveValue two(nameOf(2));
         QTest::newRow("absent") << QByteArray() << 1;
@@ -247,20 +247,20 @@ private Q_SLOTS:
         QTest::newRow("a count is a text") << archive(two, ArchiveValue::Dictionary{{nameOf(2), nameOf(2)}}) << 2;
         QTest::newRow("negative count") << archive(two, ArchiveValue::Dictionary{{nameOf(2), -5}}) << 2;
         QTest::newRow("no name") << archive(7, ArchiveValue::Dictionary()) << 1;
-        QTest::newRow("unknown name") << encodedLogRecord({QStringLiteral("other.log"), {1, 2, 3}}) << 1;
-        QTest::newRow("name leads elsewhere") << encodedLogRecord({QStringLiteral("../victim"), {1, 2, 3}}) << 1;
+        QTest::newRow("unknown name") << encodedLogRecord({u"other.log"_s, {1, 2, 3}}) << 1;
+        QTest::newRow("name leads elsewhere") << encodedLogRecord({u"../victim"_s, {1, 2, 3}}) << 1;
     }
     void recordAtStart() {
         QFETCH(QByteArray, record);
         QFETCH(int, file);
         LogPlace place;
         place.putRecord(record);
-        QFile victim(place.root.filePath(QStringLiteral("victim")));
+        QFile victim(place.root.filePath(u"victim"_s));
         QVERIFY(victim.open(QIODevice::WriteOnly) && victim.write("keep") == 4);
         victim.close();
         auto log = place.open();
-        write(*log, {QStringLiteral("a")});
-        QCOMPARE(place.messages(file), QStringLiteral("a"));
+        write(*log, {u"a"_s});
+        QCOMPARE(place.messages(file), u"a"_s);
         QCOMPARE(place.recorded().currentLogName, nameOf(file));
         QCOMPARE(place.recorded().info[size_t(file - 1)], LineFrame + 1);
         QCOMPARE(victim.size(), 4);
@@ -269,50 +269,50 @@ private Q_SLOTS:
     void filesTakenAway() {
         LogPlace place;
         auto log = place.open();
-        write(*log, {QStringLiteral("1")});
+        write(*log, {u"1"_s});
         QFile::remove(place.path(1));
-        write(*log, {QStringLiteral("2"), QStringLiteral("3")});
-        QCOMPARE(place.messages(1), QStringLiteral("2 3"));
+        write(*log, {u"2"_s, u"3"_s});
+        QCOMPARE(place.messages(1), u"2 3"_s);
         QCOMPARE(place.recorded().info[0], 2 * (LineFrame + 1));
         QFile::rename(place.path(1), place.path(9));
-        write(*log, {QStringLiteral("4")});
-        QCOMPARE(place.messages(1), QStringLiteral("4"));
+        write(*log, {u"4"_s});
+        QCOMPARE(place.messages(1), u"4"_s);
         // Lines are lost while the folder is gone, and only then.
-        const QString away = place.root.filePath(QStringLiteral("away"));
+        const QString away = place.root.filePath(u"away"_s);
         QVERIFY(QDir().rename(place.ring, away));
         QVERIFY(QDir(away).removeRecursively());
-        write(*log, {QStringLiteral("5"), QStringLiteral("6")});
+        write(*log, {u"5"_s, u"6"_s});
         QDir().mkpath(place.ring);
-        write(*log, {QStringLiteral("7")});
-        QCOMPARE(place.messages(1), QStringLiteral("7"));
+        write(*log, {u"7"_s});
+        QCOMPARE(place.messages(1), u"7"_s);
         // Neither does a file that cannot be written stop the log, nor a folder in its place.
         QFile::remove(place.path(1));
         QDir().mkpath(place.path(1));
-        write(*log, {QStringLiteral("8")});
+        write(*log, {u"8"_s});
         QDir().rmdir(place.path(1));
-        write(*log, {QStringLiteral("9")});
-        QCOMPARE(place.messages(1), QStringLiteral("9"));
+        write(*log, {u"9"_s});
+        QCOMPARE(place.messages(1), u"9"_s);
         // Another file under the name is noticed after a while.
         place.fill(5, 0);
         QVERIFY(std::rename(qPrintable(place.path(5)), qPrintable(place.path(1))) == 0);
-        write(*log, QStringList(100, QStringLiteral("x")));
+        write(*log, QStringList(100, u"x"_s));
         QVERIFY(place.messages(1).size() > 60);
     }
 
     void placeThatCannotBe() {
         LogPlace place;
-        QFile obstacle(place.root.filePath(QStringLiteral("file")));
+        QFile obstacle(place.root.filePath(u"file"_s));
         QVERIFY(obstacle.open(QIODevice::WriteOnly));
-        place.ring = obstacle.fileName() + QStringLiteral("/Logs");
-        place.record = obstacle.fileName() + QStringLiteral("/info/record");
+        place.ring = obstacle.fileName() + u"/Logs"_s;
+        place.record = obstacle.fileName() + u"/info/record"_s;
         auto log = place.open();
-        write(*log, {QStringLiteral("lost")});
+        write(*log, {u"lost"_s});
         QCOMPARE(log->rootDirectory(), place.ring);
         obstacle.remove();
         QDir().mkpath(place.ring);
         QDir().mkpath(QFileInfo(place.record).path());
-        write(*log, {QStringLiteral("kept")});
-        QCOMPARE(place.messages(1), QStringLiteral("kept"));
+        write(*log, {u"kept"_s});
+        QCOMPARE(place.messages(1), u"kept"_s);
         QCOMPARE(place.recorded().currentLogName, nameOf(1));
     }
 
@@ -330,7 +330,7 @@ private Q_SLOTS:
         std::signal(SIGXFSZ, SIG_DFL);
         QCOMPARE(place.bytes(1).size(), 900);
         QCOMPARE(place.recorded().info[0], 1300);
-        write(*log, {QStringLiteral("room again")});
+        write(*log, {u"room again"_s});
         QVERIFY(place.bytes(1).endsWith(": room again \n"));
     }
 
@@ -342,7 +342,7 @@ private Q_SLOTS:
         for (int writer = 0; writer < 4; ++writer) {
             writers.emplace_back([&log, writer] {
                 for (int i = 0; i < 500; ++i)
-                    log->writeLog(QStringLiteral("%1/%2").arg(writer).arg(i));
+                    log->writeLog(u"%1/%2"_s.arg(writer).arg(i));
             });
         }
         for (std::thread& writer : writers)
@@ -354,19 +354,19 @@ private Q_SLOTS:
         const QStringList lines = place.messages(1).split(u' ');
         QCOMPARE(lines.size(), 2000);
         for (int writer = 0; writer < 4; ++writer) {
-            const QStringList own = lines.filter(QRegularExpression(QStringLiteral("^%1/").arg(writer)));
+            const QStringList own = lines.filter(QRegularExpression(u"^%1/"_s.arg(writer)));
             for (int i = 0; i < 500; ++i)
-                QCOMPARE(own.at(i), QStringLiteral("%1/%2").arg(writer).arg(i));
+                QCOMPARE(own.at(i), u"%1/%2"_s.arg(writer).arg(i));
         }
     }
 
     void endingLosesNothing() {
         LogPlace place;
-        place.open()->writeLog(QStringLiteral("first"));
+        place.open()->writeLog(u"first"_s);
         const qsizetype before = openDescriptors();
         for (int i = 0; i < 5; ++i)
-            place.open()->writeLog(QStringLiteral("%1").arg(i));
-        QCOMPARE(place.messages(1), QStringLiteral("first 0 1 2 3 4"));
+            place.open()->writeLog(u"%1"_s.arg(i));
+        QCOMPARE(place.messages(1), u"first 0 1 2 3 4"_s);
         QCOMPARE(openDescriptors(), before);
     }
 
@@ -387,7 +387,7 @@ private Q_SLOTS:
     }
     void homeLookUp() {
         QFETCH(QString, environment);
-        QTEST(LogFolders::homeIn(environment).value_or(QStringLiteral("(none)")), "home");
+        QTEST(LogFolders::homeIn(environment).value_or(u"(none)"_s), "home");
     }
 
     void standardPlaces() {
@@ -399,19 +399,18 @@ private Q_SLOTS:
         world.echo = {};
         {
             QenLogHelper log(world);
-            const QString logs = home.filePath(QStringLiteral("Library/Logs/QenCloud/Logs"));
+            const QString logs = home.filePath(u"Library/Logs/QenCloud/Logs"_s);
             QCOMPARE(log.rootDirectory(), logs);
-            QCOMPARE(log.desktopDirectory(), home.filePath(QStringLiteral("Desktop")));
-            write(log, {QStringLiteral("a")});
-            QCOMPARE(log.logInfoPath(),
-                     home.filePath(QStringLiteral(".AppData/QenCloud/QenCloud.EXE$/QenCloudLogInfo.data")));
+            QCOMPARE(log.desktopDirectory(), home.filePath(u"Desktop"_s));
+            write(log, {u"a"_s});
+            QCOMPARE(log.logInfoPath(), home.filePath(u".AppData/QenCloud/QenCloud.EXE$/QenCloudLogInfo.data"_s));
             for (const QString& folder : {logs, QFileInfo(log.logInfoPath()).path()})
                 QCOMPARE(int(QFile::permissions(folder) & 0x77), 0);
             for (const QString& file : {logs + u'/' + nameOf(1), logs + u'/' + nameOf(3), log.logInfoPath()})
                 QCOMPARE(int(QFile::permissions(file) & 0x77), 0);
         }
         // Where the shell knows the command, its answer decides.
-        QFile tool(pack.filePath(QStringLiteral("ENV")));
+        QFile tool(pack.filePath(u"ENV"_s));
         QVERIFY(tool.open(QIODevice::WriteOnly));
         tool.write("#!/bin/sh\necho A=b\necho HOME=" + home.path().toLocal8Bit() + "/other\n");
         tool.close();
@@ -420,8 +419,8 @@ private Q_SLOTS:
         Platform::HostTools::setFolders({pack.path()});
         {
             QenLogHelper log(world);
-            QCOMPARE(log.rootDirectory(), home.filePath(QStringLiteral("other/Library/Logs/QenCloud/Logs")));
-            QCOMPARE(log.desktopDirectory(), home.filePath(QStringLiteral("other/Desktop")));
+            QCOMPARE(log.rootDirectory(), home.filePath(u"other/Library/Logs/QenCloud/Logs"_s));
+            QCOMPARE(log.desktopDirectory(), home.filePath(u"other/Desktop"_s));
         }
         Platform::HostTools::setFolders(folders);
         qputenv("HOME", before);

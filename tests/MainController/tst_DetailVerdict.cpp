@@ -3,6 +3,8 @@
 #include <QJsonDocument>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 using Platform::Error;
 using Show = DetailVerdict::Show;
 
@@ -13,7 +15,7 @@ QJsonObject json(const char* text) {
 }
 
 const Error NoError;
-const Error Timeout(Platform::UrlErrorDomain, Error::TimedOut, QStringLiteral("请求超时"));
+const Error Timeout(Platform::UrlErrorDomain, Error::TimedOut, u"请求超时"_s);
 
 void row(const char* name, const char* answer, Show show, const char* text, const char* log) {
     QTest::newRow(name) << json(answer) << static_cast<int>(show) << QString::fromUtf8(text) << QString::fromUtf8(log);
@@ -84,27 +86,24 @@ private Q_SLOTS:
         const DetailVerdict verdict = judgeAccountAnswer(answer, NoError);
         QCOMPARE(static_cast<int>(verdict.show), show);
         QCOMPARE(verdict.text, text);
-        QCOMPARE(verdict.log,
-                 log.isEmpty() ? QString() : QStringLiteral("[QenDetailWindow] QenCloud Account login") + log);
+        QCOMPARE(verdict.log, log.isEmpty() ? QString() : u"[QenDetailWindow] QenCloud Account login"_s + log);
     }
 
     void resetLogoutAndTransport() {
         const QJsonObject good = json(R"({"ret":0,"data":{"state":0},"msg":"ok"})");
-        const QString head = QStringLiteral("[QenDetailWindow] QenCloud ");
+        const QString head = u"[QenDetailWindow] QenCloud "_s;
         QCOMPARE(judgeAccountAnswer(good, Timeout),
-                 (DetailVerdict{Show::Text, QStringLiteral("请求超时"),
-                                head + QStringLiteral("Account login fail msg:请求超时")}));
+            (DetailVerdict{Show::Text, u"请求超时"_s, head + u"Account login fail msg:请求超时"_s}));
         QCOMPARE(judgeResetAnswer(good, Timeout),
-                 (DetailVerdict{Show::Text, QStringLiteral("请求超时"),
-                                head + QStringLiteral("resetpassword fail msg:请求超时")}));
+            (DetailVerdict{Show::Text, u"请求超时"_s, head + u"resetpassword fail msg:请求超时"_s}));
         QCOMPARE(judgeResetAnswer(json(R"({"ret":-1,"errorcode":20,"msg":"m"})"), NoError),
-                 (DetailVerdict{Show::Text, QStringLiteral("m"), head + QStringLiteral("resetpassword ret:-1 msg:m")}));
+            (DetailVerdict{Show::Text, u"m"_s, head + u"resetpassword ret:-1 msg:m"_s}));
         QCOMPARE(judgeResetAnswer(good, NoError),
-                 (DetailVerdict{Show::SignedIn, {}, head + QStringLiteral("resetpassword state:0 msg:ok")}));
+            (DetailVerdict{Show::SignedIn, {}, head + u"resetpassword state:0 msg:ok"_s}));
         QCOMPARE(judgeDetailLogoutAnswer(good, NoError), DetailVerdict());
         QCOMPARE(judgeDetailLogoutAnswer(json(R"({"ret":3,"msg":"忙"})"), NoError),
-                 (DetailVerdict{Show::Text, QStringLiteral("忙"), head + QStringLiteral("logout ret:3 msg:忙")}));
-        QCOMPARE(judgeDetailLogoutAnswer({}, Timeout).log, head + QStringLiteral("logout fail msg:请求超时"));
+            (DetailVerdict{Show::Text, u"忙"_s, head + u"logout ret:3 msg:忙"_s}));
+        QCOMPARE(judgeDetailLogoutAnswer({}, Timeout).log, head + u"logout fail msg:请求超时"_s);
     }
 
     void qrPoll_data() {
@@ -115,12 +114,12 @@ private Q_SLOTS:
         constexpr qint64 None = 99;
         for (const qint64 state : {-9, -8, -6, -5, -1, 0, 1, 3})
             QTest::addRow("state %lld", static_cast<long long>(state))
-                << QStringLiteral(R"({"ret":0,"msg":"m","data":{"state":%1}})").arg(state) << state
-                << QStringLiteral("state:%1 msg:m").arg(state) << 32;
+                << uR"({"ret":0,"msg":"m","data":{"state":%1}})"_s.arg(state) << state << u"state:%1 msg:m"_s.arg(state)
+                << 32;
         for (const qint64 state : {-7, -4, -3, -2})
             QTest::addRow("state %lld", static_cast<long long>(state))
-                << QStringLiteral(R"({"ret":0,"msg":"m","data":{"state":%1}})").arg(state) << None
-                << QStringLiteral("state:%1 msg:m").arg(state) << 32;
+                << uR"({"ret":0,"msg":"m","data":{"state":%1}})"_s.arg(state) << None << u"state:%1 msg:m"_s.arg(state)
+                << 32;
         QTest::newRow("no state") << R"({"ret":0,"data":{}})" << None << "state:(null) msg:(null)" << 32;
         QTest::newRow("refused") << R"({"ret":-1,"msg":"m","data":{"state":0}})" << None << "ret:-1 msg:m" << 1;
         QTest::newRow("no ret") << R"({"data":{"state":0}})" << None << "ret:(null) msg:(null)" << 1;
@@ -132,17 +131,15 @@ private Q_SLOTS:
         QFETCH(int, logType);
         const QRPollVerdict verdict = judgeQRPoll(json(answer.toUtf8().constData()), NoError);
         QCOMPARE(verdict.forwarded.value_or(99), forwarded);
-        QCOMPARE(verdict.log, QStringLiteral("[QenDetailWindow] QenCloud Check QRLogin ") + log);
+        QCOMPARE(verdict.log, u"[QenDetailWindow] QenCloud Check QRLogin "_s + log);
         QCOMPARE(verdict.logType, logType);
     }
 
     void pollsThatFail() {
         QCOMPARE(judgeQRPoll({}, Timeout),
-                 (QRPollVerdict{std::nullopt,
-                                QStringLiteral("[QenDetailWindow] QenCloud Check QRLogin fail msg:请求超时"), 1}));
+            (QRPollVerdict{std::nullopt, u"[QenDetailWindow] QenCloud Check QRLogin fail msg:请求超时"_s, 1}));
         QCOMPARE(judgeTicketPoll({}, Timeout),
-                 (TicketPollVerdict{false, false,
-                                    QStringLiteral("[QenDetailWindow] QenCloud Check ticket error:请求超时")}));
+            (TicketPollVerdict{false, false, u"[QenDetailWindow] QenCloud Check ticket error:请求超时"_s}));
     }
 
     void ticketPoll() {
@@ -152,10 +149,10 @@ private Q_SLOTS:
         };
         QVERIFY(confirmed(R"({"ret":0,"data":{"state":0}})"));
         for (const char* other : {"{}", R"({"ret":0})", R"({"data":{"state":0}})", R"({"ret":1,"data":{"state":0}})",
-                                  R"({"ret":0,"data":{"state":-5}})", R"({"ret":0,"data":[0]})"})
+                 R"({"ret":0,"data":{"state":-5}})", R"({"ret":0,"data":[0]})"})
             QVERIFY2(!confirmed(other), other);
         QCOMPARE(judgeTicketPoll(json(R"({"ret":0,"msg":"ok"})"), NoError).log,
-                 QStringLiteral("[QenDetailWindow] QenCloud Check ticket response msg:ok"));
+            u"[QenDetailWindow] QenCloud Check ticket response msg:ok"_s);
     }
 };
 

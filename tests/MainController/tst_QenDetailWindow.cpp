@@ -12,13 +12,15 @@
 
 #include <ZXing/ReadBarcode.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString LoginPath = QStringLiteral("/api/public/clientlogin/account_login");
-const QString ResetPath = QStringLiteral("/api/public/clientlogin/resetpass");
-const QString StatusPath = QStringLiteral("/api/public/clientlogin/scan_status");
-const QString TicketPath = QStringLiteral("/api/public/clientlogin/ticket_auth");
-const QString Password = QStringLiteral("Abcdefg1!");
+const QString LoginPath = u"/api/public/clientlogin/account_login"_s;
+const QString ResetPath = u"/api/public/clientlogin/resetpass"_s;
+const QString StatusPath = u"/api/public/clientlogin/scan_status"_s;
+const QString TicketPath = u"/api/public/clientlogin/ticket_auth"_s;
+const QString Password = u"Abcdefg1!"_s;
 
 QJsonObject answering(int state) {
     return {{"kind", "state"}, {"state", state}};
@@ -33,9 +35,9 @@ private Q_SLOTS:
         initMavResources();
         QVERIFY(Platform::installStringTable());
         Theme::apply(*qApp);
-        m_server.addAccount(QStringLiteral("lin"), Password);
-        m_server.addAccount(QStringLiteral("code"), Password, QStringLiteral("123456"));
-        m_server.addAccount(QStringLiteral("must"), Password);
+        m_server.addAccount(u"lin"_s, Password);
+        m_server.addAccount(u"code"_s, Password, u"123456"_s);
+        m_server.addAccount(u"must"_s, Password);
         QVERIFY2(m_server.start(), qPrintable(m_server.lastError()));
     }
     void init() {
@@ -65,12 +67,12 @@ private Q_SLOTS:
         QCOMPARE(page(), QenDetailWindow::QRPage);
         auto* view = window().findChild<QRCodeView*>();
         QTRY_COMPARE(view->state(), QRCodeView::State::Shown);
-        QCOMPARE(label("loginStatusLab"), QStringLiteral("请使用手机客户端扫码登录"));
+        QCOMPARE(label("loginStatusLab"), u"请使用手机客户端扫码登录"_s);
         const QUrl url(readCode(*view));
         QVERIFY2(url.scheme() == u"https", qPrintable(url.toString()));
         const QString target = url.path() + u'?' + url.query(QUrl::FullyEncoded);
         QCOMPARE(m_server.get(target).status, 200);
-        QTRY_COMPARE(label("loginStatusLab"), QStringLiteral("已扫码,待确定..."));
+        QTRY_COMPARE(label("loginStatusLab"), u"已扫码,待确定..."_s);
         QVERIFY(find<QLabel>(window(), "hintLab")->isVisible());
         const QByteArray form = url.query(QUrl::FullyEncoded).toLatin1() + "&userid=lin&decision=confirm";
         QCOMPARE(m_server.post(url.path(), form, {{"Content-Type", "application/x-www-form-urlencoded"}}).status, 200);
@@ -78,7 +80,7 @@ private Q_SLOTS:
         QVERIFY(!m_bar->ishowDetailWin());
         QVERIFY(m_signedIn > 0);
         QVERIFY(m_world->record());
-        QCOMPARE(m_world->record()->userid(), QStringLiteral("lin"));
+        QCOMPARE(m_world->record()->userid(), u"lin"_s);
         QCOMPARE(m_world->record()->loginType(), qint64(LoginType::QrCode));
         QVERIFY(m_world->menuRefreshes > 0);
         QTRY_VERIFY(label(*m_bar, "userNameLab").contains(u"lin"));
@@ -88,9 +90,9 @@ private Q_SLOTS:
         QTest::qWait(350);
         QCOMPARE(m_server.requests(StatusPath).size(), polls);
         const QString log = m_world->client.logText();
-        QVERIFY(log.contains(QStringLiteral("[QenMainLeftBar] QenCloud Check QRLogin State")));
-        QVERIFY(log.contains(QStringLiteral("[QenDetailWindow] QenCloud Check QRLogin state:0 msg:")));
-        QVERIFY(!m_world->folder.hasState(QStringLiteral("soleid.archive")));
+        QVERIFY(log.contains(u"[QenMainLeftBar] QenCloud Check QRLogin State"_s));
+        QVERIFY(log.contains(u"[QenDetailWindow] QenCloud Check QRLogin state:0 msg:"_s));
+        QVERIFY(!m_world->folder.hasState(u"soleid.archive"_s));
     }
 
     void codeIsRefreshed() {
@@ -124,9 +126,9 @@ private Q_SLOTS:
     void polledStates_data() {
         QTest::addColumn<int>("state");
         QTest::addColumn<QString>("text");
-        QTest::newRow("waits for approval") << -5 << QStringLiteral("设备待审核");
-        QTest::newRow("other") << 3 << QStringLiteral("其它异常");
-        QTest::newRow("dropped") << -7 << QStringLiteral("请使用手机客户端扫码登录");
+        QTest::newRow("waits for approval") << -5 << u"设备待审核"_s;
+        QTest::newRow("other") << 3 << u"其它异常"_s;
+        QTest::newRow("dropped") << -7 << u"请使用手机客户端扫码登录"_s;
     }
     void polledStates() {
         QFETCH(int, state);
@@ -145,19 +147,19 @@ private Q_SLOTS:
         const auto refused = [this](const char* field, const char* text) {
             QTest::keyClick(find<QLineEdit>(window(), "account"), Qt::Key_Return);
             return label(qPrintable(QString::fromLatin1(field) + "Error")) == QString::fromUtf8(text) &&
-                   window().focusWidget()->objectName() == QLatin1String(field);
+                window().focusWidget()->objectName() == QLatin1String(field);
         };
         QVERIFY(refused("account", "账号不能为空"));
-        type(window(), "account", QStringLiteral("code"));
+        type(window(), "account", u"code"_s);
         QVERIFY(refused("password", "密码不能为空"));
         type(window(), "password", Password);
         QVERIFY(refused("otp", "OTP不能为空"));
         QVERIFY(m_server.requests(LoginPath).isEmpty());
-        type(window(), "otp", QStringLiteral("123456"));
+        type(window(), "otp", u"123456"_s);
         QTest::keyClick(find<QLineEdit>(window(), "otp"), Qt::Key_Return);
         QTRY_VERIFY(!m_window);
         QVERIFY(m_signedIn > 0);
-        QCOMPARE(m_world->record()->userid(), QStringLiteral("code"));
+        QCOMPARE(m_world->record()->userid(), u"code"_s);
         QVERIFY(!m_world->client.logText().contains(Password));
     }
 
@@ -167,7 +169,7 @@ private Q_SLOTS:
         QCOMPARE(page(), QenDetailWindow::AccountPage);
         QVERIFY(!find<QToolButton>(window(), "qrTabBtn")->isVisible());
         QVERIFY(!find<QLineEdit>(window(), "otp")->isVisible());
-        signInAs(QStringLiteral("lin"), Password);
+        signInAs(u"lin"_s, Password);
         QTRY_VERIFY(!m_window);
         QVERIFY(m_signedIn > 0);
     }
@@ -176,9 +178,9 @@ private Q_SLOTS:
         QTest::addColumn<QJsonObject>("fault");
         QTest::addColumn<QString>("alert");
         QTest::newRow("blocked") << QJsonObject{{"kind", "errorcode"}, {"errorcode", 15}, {"msg", "用户已锁定"}}
-                                 << QStringLiteral("用户已锁定");
-        QTest::newRow("review") << answering(-5) << Platform::localizedString(QStringLiteral("Devicereview"));
-        QTest::newRow("scanned") << answering(-1) << QStringLiteral("二维码已扫描");
+                                 << u"用户已锁定"_s;
+        QTest::newRow("review") << answering(-5) << Platform::localizedString(u"Devicereview"_s);
+        QTest::newRow("scanned") << answering(-1) << u"二维码已扫描"_s;
         QTest::newRow("closed") << QJsonObject{{"kind", "close"}} << QString();
     }
     void refusalsAreTold() {
@@ -188,7 +190,7 @@ private Q_SLOTS:
         m_server.fault(LoginPath, fault, 10);
         open();
         openAccountPage();
-        signInAs(QStringLiteral("lin"), Password);
+        signInAs(u"lin"_s, Password);
         QTRY_COMPARE(alerts().size(), 1);
         QVERIFY(alert.isEmpty() ? !alerts().constFirst().isEmpty() : alerts().constFirst() == alert);
         QVERIFY(!find<SpinnerButton>(window(), "confirmBtn")->isBusy());
@@ -199,18 +201,18 @@ private Q_SLOTS:
     void wrongPasswordIsToldInTheServersWords() {
         open();
         openAccountPage();
-        signInAs(QStringLiteral("lin"), QStringLiteral("wrong"));
+        signInAs(u"lin"_s, u"wrong"_s);
         QTRY_COMPARE(alerts().size(), 1);
         const QString log = m_world->client.logText();
-        QVERIFY(log.contains(QStringLiteral("QenCloud Account login ret:1 msg:") + alerts().constFirst()));
+        QVERIFY(log.contains(u"QenCloud Account login ret:1 msg:"_s + alerts().constFirst()));
     }
 
     void demandedPassword() {
-        m_server.action(QStringLiteral("set_password"), {{"userid", "must"}, {"password", Password}});
-        QVERIFY(m_server.action(QStringLiteral("require_password_change"), {{"userid", "must"}}));
+        m_server.action(u"set_password"_s, {{"userid", "must"}, {"password", Password}});
+        QVERIFY(m_server.action(u"require_password_change"_s, {{"userid", "must"}}));
         open();
         openAccountPage();
-        signInAs(QStringLiteral("must"), Password);
+        signInAs(u"must"_s, Password);
         QTRY_COMPARE(page(), QenDetailWindow::ResetPage);
         QVERIFY(window().isresetPassword());
         QVERIFY(alerts().isEmpty());
@@ -219,18 +221,16 @@ private Q_SLOTS:
             type(window(), "repeatedPassword", two);
             QTest::keyClick(find<QLineEdit>(window(), "repeatedPassword"), Qt::Key_Return);
         };
-        const auto text = [](const char* key) {
-            return Platform::localizedString(QString::fromLatin1(key));
-        };
-        send(QStringLiteral("Abcdefgh"), QStringLiteral("Abcdefgh"));
+        const auto text = [](const char* key) { return Platform::localizedString(QString::fromLatin1(key)); };
+        send(u"Abcdefgh"_s, u"Abcdefgh"_s);
         QCOMPARE(label("newPasswordError"), text("PwdRuleTips"));
-        send(QStringLiteral("Newpass1!"), QStringLiteral("Newpass1?"));
+        send(u"Newpass1!"_s, u"Newpass1?"_s);
         QCOMPARE(label("repeatedPasswordError"), text("PwdInconsistent"));
         QVERIFY(m_server.requests(ResetPath).isEmpty());
-        send(QStringLiteral("Newpass1!"), QStringLiteral("Newpass1!"));
+        send(u"Newpass1!"_s, u"Newpass1!"_s);
         QTRY_VERIFY(!m_window);
-        QCOMPARE(m_world->record()->userid(), QStringLiteral("must"));
-        QVERIFY(m_world->client.logText().contains(QStringLiteral("[QenDetailWindow] QenCloud resetpassword in qen")));
+        QCOMPARE(m_world->record()->userid(), u"must"_s);
+        QVERIFY(m_world->client.logText().contains(u"[QenDetailWindow] QenCloud resetpassword in qen"_s));
     }
 
     void signedInWindowStaysAndLogsOut() {
@@ -245,7 +245,7 @@ private Q_SLOTS:
         QTRY_COMPARE(page(), QenDetailWindow::QRPage);
         QVERIFY(!m_world->record());
         QVERIFY(m_server.waitForRequests(StatusPath, 1));
-        QTRY_COMPARE(label(*m_bar, "userNameLab"), QStringLiteral("未登录"));
+        QTRY_COMPARE(label(*m_bar, "userNameLab"), u"未登录"_s);
     }
 
     void pendingSignOutIsReported() {
@@ -257,15 +257,15 @@ private Q_SLOTS:
         QTRY_VERIFY(!m_world->record());
         QCOMPARE(m_server.requests(StatusPath).at(0)[u"fields"][u"clientoper"].toInt(), 1);
         QTRY_COMPARE(page(), QenDetailWindow::QRPage);
-        QTRY_COMPARE(label(*m_bar, "userNameLab"), QStringLiteral("未登录"));
+        QTRY_COMPARE(label(*m_bar, "userNameLab"), u"未登录"_s);
     }
 
     void sessionEndedByTheServer() {
         signInBeforehand();
         open();
-        QVERIFY(m_server.action(QStringLiteral("revoke_ticket")));
+        QVERIFY(m_server.action(u"revoke_ticket"_s));
         QTRY_VERIFY(!m_world->record());
-        QTRY_COMPARE(label(*m_bar, "userNameLab"), QStringLiteral("未登录"));
+        QTRY_COMPARE(label(*m_bar, "userNameLab"), u"未登录"_s);
         QVERIFY(m_window);
         // Nothing is left to log out from: the window offers the sign-in again.
         QTRY_COMPARE(page(), QenDetailWindow::QRPage);
@@ -279,24 +279,23 @@ private Q_SLOTS:
         m_server.fault(LoginPath, {{"kind", "delay"}, {"seconds", 0.3}}, 1);
         open();
         QList<qint64> told;
-        const auto observer = m_world->center.observe(
-            ClientNotification::QRLoginState,
+        const auto observer = m_world->center.observe(ClientNotification::QRLoginState,
             [&told](const Platform::Notification& notification) { told << notification.object.toLongLong(); });
         openAccountPage();
-        signInAs(QStringLiteral("lin"), Password);
+        signInAs(u"lin"_s, Password);
         QVERIFY(m_server.waitForRequests(LoginPath, 1));
         QTest::keyClick(&window(), Qt::Key_Escape);
         QTRY_VERIFY(!m_window);
         QVERIFY(!m_world->record());
         QTRY_VERIFY(told.contains(0));
-        QCOMPARE(m_world->record()->userid(), QStringLiteral("lin"));
+        QCOMPARE(m_world->record()->userid(), u"lin"_s);
     }
 
     void silentServerNeverHoldsTheWindow() {
-        m_server.fault(QStringLiteral("*"), {{"kind", "silent"}}, 1000);
+        m_server.fault(u"*"_s, {{"kind", "silent"}}, 1000);
         open();
         openAccountPage();
-        signInAs(QStringLiteral("lin"), Password);
+        signInAs(u"lin"_s, Password);
         QVERIFY(m_server.waitForRequests(LoginPath, 1));
         QVERIFY(find<SpinnerButton>(window(), "confirmBtn")->isBusy());
         QElapsedTimer timer;
@@ -310,8 +309,8 @@ private Q_SLOTS:
     void deviceFactsAreCopied() {
         open();
         const auto copied = [this](const char* fact) {
-            QTest::mouseClick(find<QToolButton>(window(), qPrintable(QString::fromLatin1(fact) + "Copy")),
-                              Qt::LeftButton);
+            QTest::mouseClick(
+                find<QToolButton>(window(), qPrintable(QString::fromLatin1(fact) + "Copy")), Qt::LeftButton);
             return QGuiApplication::clipboard()->text();
         };
         ITDevice& device = m_world->client.device;
@@ -319,8 +318,8 @@ private Q_SLOTS:
         QCOMPARE(copied("deviceName"), device.machineName());
         QVERIFY(find<QLabel>(window(), "alertTip")->isVisible());
         QCOMPARE(copied("systemVersion"), device.osVersion());
-        QCOMPARE(copied("clientVersion"), Platform::infoValue(QStringLiteral("CFBundleVersion")));
-        QCOMPARE(copied("deviceType"), QStringLiteral("PC"));
+        QCOMPARE(copied("clientVersion"), Platform::infoValue(u"CFBundleVersion"_s));
+        QCOMPARE(copied("deviceType"), u"PC"_s);
         QTRY_VERIFY(!find<QLabel>(window(), "alertTip")->isVisible());
     }
 
@@ -328,9 +327,8 @@ private Q_SLOTS:
         open();
         QTRY_VERIFY(find<QToolButton>(window(), "macAddressCopy")->isEnabled());
         openAccountPage();
-        const QStringList wanted{"account",        "password",       "passwordEye",       "confirmBtn",
-                                 "deviceNameCopy", "deviceTypeCopy", "systemVersionCopy", "clientVersionCopy",
-                                 "ipAddressCopy",  "macAddressCopy", "qrTabBtn",          "accountTabBtn"};
+        const QStringList wanted{"account", "password", "passwordEye", "confirmBtn", "deviceNameCopy", "deviceTypeCopy",
+            "systemVersionCopy", "clientVersionCopy", "ipAddressCopy", "macAddressCopy", "qrTabBtn", "accountTabBtn"};
         QStringList reached;
         for (qsizetype step = 0; step < wanted.size(); ++step) {
             QWidget* focus = window().focusWidget();
@@ -363,11 +361,11 @@ private Q_SLOTS:
             return picture + u'|' + button->picture();
         };
         auto* avatar = find<HoverPictureButton>(*m_bar, "avatarBtn");
-        QCOMPARE(hovered(detail), QStringLiteral("detail_safe-hover|detail_safe-nomal"));
-        QCOMPARE(hovered(avatar), QStringLiteral("avatar_safe_hover|avatar_safe_normal"));
+        QCOMPARE(hovered(detail), u"detail_safe-hover|detail_safe-nomal"_s);
+        QCOMPARE(hovered(avatar), u"avatar_safe_hover|avatar_safe_normal"_s);
         m_bar->setUIWithWarnLevel(2);
-        QCOMPARE(hovered(detail), QStringLiteral("detail_unsafe-hover|detail_safe-nomal"));
-        QCOMPARE(hovered(avatar), QStringLiteral("avatar_unsafe_hover|avatar_unsafe_normal"));
+        QCOMPARE(hovered(detail), u"detail_unsafe-hover|detail_safe-nomal"_s);
+        QCOMPARE(hovered(avatar), u"avatar_unsafe_hover|avatar_unsafe_normal"_s);
     }
 
     void signedOutTicketPollSendsNothing() {
@@ -415,8 +413,8 @@ private:
     static QString readCode(QWidget& view) {
         const QImage grey = view.grab().toImage().convertToFormat(QImage::Format_Grayscale8);
         const ZXing::Result read = ZXing::ReadBarcode({grey.constBits(), grey.width(), grey.height(),
-                                                       ZXing::ImageFormat::Lum, static_cast<int>(grey.bytesPerLine())});
-        return read.isValid() ? QString::fromStdWString(read.text()) : QStringLiteral("unreadable");
+            ZXing::ImageFormat::Lum, static_cast<int>(grey.bytesPerLine())});
+        return read.isValid() ? QString::fromStdWString(read.text()) : u"unreadable"_s;
     }
 
     ReferenceServer m_server;

@@ -12,6 +12,8 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 class tst_QenHelpWebWindow : public QObject {
     Q_OBJECT
 private Q_SLOTS:
@@ -21,14 +23,14 @@ private Q_SLOTS:
     }
     void init() {
         m_window = std::make_unique<QenHelpWebWindowController>();
-        m_topics = m_window->findChild<QListWidget*>(QStringLiteral("helpTopics"));
-        m_page = m_window->findChild<QTextBrowser*>(QStringLiteral("helpPage"));
+        m_topics = m_window->findChild<QListWidget*>(u"helpTopics"_s);
+        m_page = m_window->findChild<QTextBrowser*>(u"helpPage"_s);
         QVERIFY(m_topics && m_page);
     }
     void cleanup() { m_window.reset(); }
 
     void everyRepairButtonHasItsTopic() {
-        const auto catalogue = readCatalogue(QStringLiteral(":/bundle/QenCheck.plist"));
+        const auto catalogue = readCatalogue(u":/bundle/QenCheck.plist"_s);
         QVERIFY(catalogue);
         m_window->loadHelpWithTag({});
         QSet<QString> pages{m_page->toPlainText()};
@@ -49,17 +51,17 @@ private Q_SLOTS:
     void tags_data() {
         QTest::addColumn<QString>("tag");
         QTest::addColumn<QString>("title");
-        QTest::newRow("topic") << QStringLiteral("compliance") << QStringLiteral("合规检测");
-        QTest::newRow("first") << QStringLiteral("connect") << QStringLiteral("连接管理服务器");
-        QTest::newRow("empty") << QString() << QStringLiteral("连接管理服务器");
-        QTest::newRow("unknown") << QStringLiteral("printer") << QStringLiteral("连接管理服务器");
-        QTest::newRow("other case") << QStringLiteral("Disk") << QStringLiteral("连接管理服务器");
-        QTest::newRow("path") << QStringLiteral("../help/disk") << QStringLiteral("连接管理服务器");
+        QTest::newRow("topic") << u"compliance"_s << u"合规检测"_s;
+        QTest::newRow("first") << u"connect"_s << u"连接管理服务器"_s;
+        QTest::newRow("empty") << QString() << u"连接管理服务器"_s;
+        QTest::newRow("unknown") << u"printer"_s << u"连接管理服务器"_s;
+        QTest::newRow("other case") << u"Disk"_s << u"连接管理服务器"_s;
+        QTest::newRow("path") << u"../help/disk"_s << u"连接管理服务器"_s;
     }
     void tags() {
         QFETCH(QString, tag);
         QFETCH(QString, title);
-        m_window->loadHelpWithTag(QStringLiteral("domain"));
+        m_window->loadHelpWithTag(u"domain"_s);
         m_window->loadHelpWithTag(tag);
         QCOMPARE(m_topics->currentItem()->text(), title);
         QCOMPARE(m_page->document()->firstBlock().text(), title);
@@ -68,15 +70,15 @@ private Q_SLOTS:
     void aTopicIsShownFromItsTop() {
         m_window->resize(Theme::HelpWindowSize.width(), 300);
         m_window->show();
-        m_window->loadHelpWithTag(QStringLiteral("disk"));
+        m_window->loadHelpWithTag(u"disk"_s);
         QScrollBar* bar = m_page->verticalScrollBar();
         QTRY_VERIFY(bar->maximum() > 0);
         bar->setValue(bar->maximum());
-        m_window->loadHelpWithTag(QStringLiteral("disk"));
+        m_window->loadHelpWithTag(u"disk"_s);
         QCOMPARE(bar->value(), 0);
         bar->setValue(bar->maximum());
         QTest::keyClick(m_topics, Qt::Key_Down);
-        QCOMPARE(m_page->document()->firstBlock().text(), QStringLiteral("主机防火墙"));
+        QCOMPARE(m_page->document()->firstBlock().text(), u"主机防火墙"_s);
         QCOMPARE(bar->value(), 0);
     }
 
@@ -120,7 +122,7 @@ private Q_SLOTS:
         main.show();
         QVERIFY(QTest::qWaitForWindowExposed(&main));
         m_window->showMaximized();
-        m_window->loadHelpWithTag(QStringLiteral("firewall"));
+        m_window->loadHelpWithTag(u"firewall"_s);
         m_window->openOver(button);
         QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
         QVERIFY(!m_window->isMaximized());

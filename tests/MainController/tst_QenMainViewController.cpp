@@ -20,6 +20,8 @@
 #include <QStackedWidget>
 #include <QToolButton>
 
+using namespace Qt::StringLiterals;
+
 using Platform::ArchiveValue;
 using namespace std::chrono_literals;
 
@@ -38,14 +40,14 @@ class RecordingAccess final : public NetworkAccessLink {
 public:
     void requestGeneralConfig(std::function<void(const QJsonObject&, const Platform::Error&)>) override {}
     void checkiNacNecessaryWithUrl(const QString& url, std::function<void(bool)> completion) override {
-        note(QStringLiteral("ask ") + url);
+        note(u"ask "_s + url);
         completion(isNecessary);
     }
-    void executeInacTaskWithUserName(const QString& userName, const QString& ticket, const QJsonArray& ssids,
-                                     const QString& url) override {
-        note(QStringLiteral("certificate %1 %2 %3 %4").arg(userName, ticket, ssids.at(0).toString(), url));
+    void executeInacTaskWithUserName(
+        const QString& userName, const QString& ticket, const QJsonArray& ssids, const QString& url) override {
+        note(u"certificate %1 %2 %3 %4"_s.arg(userName, ticket, ssids.at(0).toString(), url));
     }
-    void installStaticMobileconfig() override { note(QStringLiteral("static")); }
+    void installStaticMobileconfig() override { note(u"static"_s); }
     QStringList calls() {
         const std::lock_guard lock(m_mutex);
         return m_calls;
@@ -68,12 +70,10 @@ struct Fixture {
         ArchiveValue models{ArchiveValue::Array()};
         for (qsizetype index = 0; index < checks.size(); ++index)
             models.append(ArchiveValue::Dictionary{{"title", QString::fromUtf8(Titles[index % 5])},
-                                                   {"detail", QStringLiteral("说明")},
-                                                   {"selectorName", checks[index]},
-                                                   {"mainKey", QString::number(index)},
-                                                   {"keyword", QStringLiteral("topic%1").arg(index)}});
+                {"detail", u"说明"_s}, {"selectorName", checks[index]}, {"mainKey", QString::number(index)},
+                {"keyword", u"topic%1"_s.arg(index)}});
         ArchiveValue catalogue{ArchiveValue::Array()};
-        catalogue.append(ArchiveValue::Dictionary{{QStringLiteral("安全合规"), models}});
+        catalogue.append(ArchiveValue::Dictionary{{u"安全合规"_s, models}});
         QFile file(this->catalogue());
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write(Platform::PropertyList::xmlData(catalogue));
@@ -84,32 +84,29 @@ struct Fixture {
         agentFile("complianceInfo.archive", QVariantMap{{"access", required}});
     }
     void agentFile(const char* name, const QVariant& content) const {
-        QVERIFY(archiveRootObject(ArchiveValue::fromVariant(content),
-                                  world.folder.agent() + u'/' + QString::fromLatin1(name)));
+        QVERIFY(archiveRootObject(
+            ArchiveValue::fromVariant(content), world.folder.agent() + u'/' + QString::fromLatin1(name)));
     }
-    QString catalogue() const { return world.folder.file(QStringLiteral("QenCheck.plist")); }
+    QString catalogue() const { return world.folder.file(u"QenCheck.plist"_s); }
 
     /// Makes the view and waits for the end of its first round.
     QenMainViewController& open() {
         bar = std::make_unique<QenMainLeftBar>(world.views());
         view = std::make_unique<QenMainViewController>(
             CheckViewWorld{.login = world.client.helper,
-                           .log = world.client.log,
-                           .center = world.center,
-                           .workspace = workspace,
-                           .applicationSupport = world.folder.support(),
-                           .agentState = world.folder.agent(),
-                           .round = {.log = [](const QString&, int) {},
-                                     .center = world.center,
-                                     .checkWithModel = [this](const QenCheckModelPointer& check) { answer(check); },
-                                     .agentState = world.folder.agent(),
-                                     .catalogue = catalogue(),
-                                     .closingDelay = 20ms},
-                           .joinDomain = {.activateRunningTool = [] { return true; }, .resources = {}, .console = {}},
-                           .openHelp =
-                               [this](const QString& tag, const QWidget*) {
-                                   topics << tag;
-                               }},
+                .log = world.client.log,
+                .center = world.center,
+                .workspace = workspace,
+                .applicationSupport = world.folder.support(),
+                .agentState = world.folder.agent(),
+                .round = {.log = [](const QString&, int) {},
+                    .center = world.center,
+                    .checkWithModel = [this](const QenCheckModelPointer& check) { answer(check); },
+                    .agentState = world.folder.agent(),
+                    .catalogue = catalogue(),
+                    .closingDelay = 20ms},
+                .joinDomain = {.activateRunningTool = [] { return true; }, .resources = {}, .console = {}},
+                .openHelp = [this](const QString& tag, const QWidget*) { topics << tag; }},
             *bar);
         view->resize(860, 560);
         view->show();
@@ -149,7 +146,7 @@ private Q_SLOTS:
         initMavResources();
         QVERIFY(Platform::installStringTable());
         Theme::apply(*qApp);
-        m_server.addAccount(QStringLiteral("lin"), QStringLiteral("Abcdefg1!"));
+        m_server.addAccount(u"lin"_s, u"Abcdefg1!"_s);
         QVERIFY2(m_server.start(), qPrintable(m_server.lastError()));
     }
 
@@ -204,81 +201,80 @@ private Q_SLOTS:
         QFETCH(QString, state);
         QStringList checks;
         for (int check = 0; check < 5; ++check)
-            checks << (check < failures ? QStringLiteral("bad") : QStringLiteral("ok"));
+            checks << (check < failures ? u"bad"_s : u"ok"_s);
         Fixture fixture(checks);
         QenMainViewController& view = fixture.open();
-        QTRY_COMPARE(fixture.text("smallStateLab"), QStringLiteral("正在检测"));
+        QTRY_COMPARE(fixture.text("smallStateLab"), u"正在检测"_s);
         QVERIFY(!fixture.isRoundOver());
         QTRY_VERIFY(fixture.isRoundOver());
         QCOMPARE(fixture.text("stateLab"), state);
-        QCOMPARE(fixture.text("countLab"),
-                 failures ? QStringLiteral("5项实时合规检测") : QStringLiteral("合规检测项全部正常"));
+        QCOMPARE(fixture.text("countLab"), failures ? u"5项实时合规检测"_s : u"合规检测项全部正常"_s);
         QCOMPARE(fixture.shows("repairAllBtn"), failures > 0);
         QCOMPARE(find<QToolButton>(*fixture.bar, "detailBtn")->isHidden(), failures == 0);
         QVERIFY(!find<AnimatedPicture>(view, "stateCircle")->isRunning());
         QCOMPARE(find<AnimatedPicture>(view, "stateCircle")->picture(),
-                 failures ? QStringLiteral("completeImg_unsafe") : QStringLiteral("completeImg_safe"));
-        QCOMPARE(view.findChildren<QToolButton*>(QStringLiteral("repairBtn")).size(), 2 * (5 + 1));
+            failures ? u"completeImg_unsafe"_s : u"completeImg_safe"_s);
+        QCOMPARE(view.findChildren<QToolButton*>(u"repairBtn"_s).size(), 2 * (5 + 1));
         // To be looked at.
         QVERIFY(view.grab().save(QStringLiteral(QT_TESTCASE_BUILDDIR "/round-%1.png").arg(failures)));
         if (failures == 0)
             return;
-        QCOMPARE(fixture.text("smallStateLab"), QStringLiteral("发现%1个问题").arg(failures));
-        QCOMPARE(find<QPushButton>(view, "repairAllBtn")->text(), QStringLiteral("%1个问题待修复").arg(failures));
+        QCOMPARE(fixture.text("smallStateLab"), u"发现%1个问题"_s.arg(failures));
+        QCOMPARE(find<QPushButton>(view, "repairAllBtn")->text(), u"%1个问题待修复"_s.arg(failures));
         press(view, "repairAllBtn");
         QCOMPARE(fixture.tab(), 2);
         QVERIFY(find<QToolButton>(*fixture.bar, "detailBtn")->isChecked());
         auto* tree = find<CheckTreeView>(view, "detailTree");
         QVERIFY(tree->findChildren<CheckRowView*>().constLast()->isVisible());
-        for (auto* button : tree->findChildren<HoverPictureButton*>(QStringLiteral("repairBtn"))) {
+        for (auto* button : tree->findChildren<HoverPictureButton*>(u"repairBtn"_s)) {
             if (button->isVisible())
                 button->click();
         }
         QCOMPARE(fixture.topics.size(), failures);
-        QCOMPARE(fixture.topics[0], QStringLiteral("topic0"));
+        QCOMPARE(fixture.topics[0], u"topic0"_s);
     }
 
     void categoriesFoldByKeyboardAndMouse() {
-        Fixture fixture({QStringLiteral("bad")});
+        Fixture fixture({u"bad"_s});
         QenMainViewController& view = fixture.open();
-        QTRY_COMPARE(fixture.text("stateLab"), QStringLiteral("轻度危险"));
+        QTRY_COMPARE(fixture.text("stateLab"), u"轻度危险"_s);
         auto* tree = find<CheckTreeView>(view, "overviewTree");
         auto* fold = find<QToolButton>(*tree, "foldBtn");
-        QCOMPARE(fold->accessibleName(), QStringLiteral("收起 安全合规"));
+        QCOMPARE(fold->accessibleName(), u"收起 安全合规"_s);
         QTest::keyClick(fold, Qt::Key_Space);
         QVERIFY(!tree->findChildren<CheckRowView*>().constLast()->isVisible());
-        QCOMPARE(fold->accessibleName(), QStringLiteral("展开 安全合规"));
+        QCOMPARE(fold->accessibleName(), u"展开 安全合规"_s);
         QTest::mouseClick(fold->parentWidget(), Qt::LeftButton);
         QVERIFY(tree->findChildren<CheckRowView*>().constLast()->isVisible());
     }
 
     void reCheckFollowsAChangedPolicyAndLeavesTheDetails() {
-        Fixture fixture({QStringLiteral("bad"), QStringLiteral("ok")});
+        Fixture fixture({u"bad"_s, u"ok"_s});
         QenMainViewController& view = fixture.open();
-        QTRY_COMPARE(fixture.text("stateLab"), QStringLiteral("轻度危险"));
+        QTRY_COMPARE(fixture.text("stateLab"), u"轻度危险"_s);
         QTRY_VERIFY(fixture.isRoundOver());
         press(view, "repairAllBtn");
         fixture.policy({{"firewall", "1"}});
         press(view, "detailReCheckBtn");
-        QTRY_COMPARE(fixture.text("countLab"), QStringLiteral("合规检测项全部正常"));
+        QTRY_COMPARE(fixture.text("countLab"), u"合规检测项全部正常"_s);
         QCOMPARE(find<CheckTreeView>(view, "detailTree")->findChildren<CheckRowView*>().size(), 2);
-        QCOMPARE(fixture.text("stateLab"), QStringLiteral("电脑安全"));
+        QCOMPARE(fixture.text("stateLab"), u"电脑安全"_s);
         // Nothing to detail any more: the second tab.
         QCOMPARE(fixture.tab(), 1);
         QVERIFY(find<QToolButton>(*fixture.bar, "toolsTabBtn")->isChecked());
     }
 
     void silentCheckDoesNotLockThePersonOut() {
-        Fixture fixture({QStringLiteral("silent"), QStringLiteral("bad")});
+        Fixture fixture({u"silent"_s, u"bad"_s});
         QenMainViewController& view = fixture.open();
-        QTRY_COMPARE(fixture.text("countLab"), QStringLiteral("部分检测项没有结果，请重新检测"));
+        QTRY_COMPARE(fixture.text("countLab"), u"部分检测项没有结果，请重新检测"_s);
         QVERIFY(fixture.isRoundOver());
-        QCOMPARE(fixture.text("stateLab"), QStringLiteral("正在检测"));
+        QCOMPARE(fixture.text("stateLab"), u"正在检测"_s);
         QVERIFY(!find<AnimatedPicture>(view, "stateCircle")->isRunning());
     }
 
     void missingCatalogueLeavesAUsableWindow() {
-        Fixture fixture({QStringLiteral("ok")});
+        Fixture fixture({u"ok"_s});
         QVERIFY(QFile::remove(fixture.catalogue()));
         QenMainViewController& view = fixture.open();
         QTest::qWait(50);
@@ -289,7 +285,7 @@ private Q_SLOTS:
     }
 
     void toolsFollowSessionAndList() {
-        Fixture fixture({QStringLiteral("ok")});
+        Fixture fixture({u"ok"_s});
         fixture.world.folder.configure(m_server.httpPort());
         QenMainViewController& view = fixture.open();
         auto* states = find<QStackedWidget>(view, "toolsStates");
@@ -298,19 +294,19 @@ private Q_SLOTS:
         QVERIFY(!fixture.shows("applistButton"));
 
         Outcome login;
-        fixture.world.client.helper.login({{"userid", "lin"}, {"password", "Abcdefg1!"}, {"otp", ""}},
-                                          login.completion());
+        fixture.world.client.helper.login(
+            {{"userid", "lin"}, {"password", "Abcdefg1!"}, {"otp", ""}}, login.completion());
         QVERIFY(login.wait());
         QVariantList list;
         for (int tool = 0; tool < 7; ++tool)
-            list << QVariantMap{{"appname", QStringLiteral("工具%1").arg(tool)}, {"app_serialnum", 7 - tool}};
-        list << QStringLiteral("no dictionary");
+            list << QVariantMap{{"appname", u"工具%1"_s.arg(tool)}, {"app_serialnum", 7 - tool}};
+        list << u"no dictionary"_s;
         fixture.agentFile("appmgrlist.archive", list);
         std::thread([&] { fixture.world.center.post(ClientNotification::AppList); }).join();
         QTRY_COMPARE(states->currentIndex(), 0);
         QTRY_COMPARE(view.findChildren<QenToolCell*>().size(), 7);
         QVERIFY(fixture.shows("applistButton"));
-        QCOMPARE(view.findChildren<QenToolCell*>()[0]->toolModel().appName, QStringLiteral("工具6"));
+        QCOMPARE(view.findChildren<QenToolCell*>()[0]->toolModel().appName, u"工具6"_s);
 
         // The session of the computer's domain.
         auto record = fixture.world.record().value();
@@ -321,7 +317,7 @@ private Q_SLOTS:
         QCOMPARE(states->currentIndex(), 0);
 
         fixture.world.center.post(ClientNotification::AppList, 2);
-        QTRY_COMPARE(fixture.message(), QStringLiteral("登录超时，请重新登录"));
+        QTRY_COMPARE(fixture.message(), u"登录超时，请重新登录"_s);
         QTRY_COMPARE(states->currentIndex(), 1);
         QVERIFY(!fixture.world.record());
         for (AutoReleaseWindowController* window : AutoReleaseWindowController::autoReleaseWCs())
@@ -342,7 +338,7 @@ private Q_SLOTS:
         QFETCH(QVariant, status);
         QFETCH(QVariant, method);
         QFETCH(bool, isOffered);
-        Fixture fixture({QStringLiteral("ok")});
+        Fixture fixture({u"ok"_s});
         QenMainViewController& view = fixture.open();
         QVERIFY(!fixture.shows("joinDomainBtn"));
         fixture.agentFile("inacSSIDInfo.archive", QVariantMap{{"auth_method", method}});
@@ -363,7 +359,7 @@ private Q_SLOTS:
     }
 
     void tipsAndMarkKeepWhatTheyShow() {
-        Fixture fixture({QStringLiteral("ok")});
+        Fixture fixture({u"ok"_s});
         QenMainViewController& view = fixture.open();
         QWidget& line = *view.tipsLine();
         const auto write = [&](const char* name, const QByteArray& content) {
@@ -373,18 +369,18 @@ private Q_SLOTS:
         };
         write("tips.txt", "今晚升级");
         fixture.world.center.post(ClientNotification::Tips);
-        QTRY_COMPARE(find<QLabel>(line, "tipsLab")->text(), QStringLiteral("今晚升级"));
+        QTRY_COMPARE(find<QLabel>(line, "tipsLab")->text(), u"今晚升级"_s);
         write("tips.txt", "");
         write("c_qen_mark@2x.png", "no picture");
         fixture.world.center.post(ClientNotification::Tips);
         fixture.world.center.post(ClientNotification::Logo);
         QTest::qWait(30);
-        QCOMPARE(find<QLabel>(line, "tipsLab")->text(), QStringLiteral("今晚升级"));
+        QCOMPARE(find<QLabel>(line, "tipsLab")->text(), u"今晚升级"_s);
         auto* mark = find<QLabel>(line, "organisationMark");
         QVERIFY(mark->isHidden());
         QImage image(400, 40, QImage::Format_RGB32);
         image.fill(Qt::red);
-        QVERIFY(image.save(fixture.world.folder.agent() + QStringLiteral("/c_qen_mark@2x.png")));
+        QVERIFY(image.save(fixture.world.folder.agent() + u"/c_qen_mark@2x.png"_s));
         fixture.world.center.post(ClientNotification::Logo);
         QTRY_VERIFY(!mark->isHidden());
         QCOMPARE(mark->pixmap().deviceIndependentSize(), QSizeF(120, 12));
@@ -394,33 +390,31 @@ private Q_SLOTS:
         QTest::addColumn<QString>("method");
         QTest::addColumn<bool>("isSignedIn");
         QTest::addColumn<QStringList>("calls");
-        const QString ask = QStringLiteral("ask https://nac");
-        QTest::newRow("certificate") << "3" << true
-                                     << QStringList{ask, QStringLiteral("certificate lin T Office https://nac")};
+        const QString ask = u"ask https://nac"_s;
+        QTest::newRow("certificate") << "3" << true << QStringList{ask, u"certificate lin T Office https://nac"_s};
         QTest::newRow("nobody signed in") << "3" << false << QStringList{ask};
-        QTest::newRow("static") << "2" << false << QStringList{ask, QStringLiteral("static")};
+        QTest::newRow("static") << "2" << false << QStringList{ask, u"static"_s};
         QTest::newRow("another") << "1" << true << QStringList();
     }
     void changedNetworkAccessIsFollowed() {
         QFETCH(QString, method);
         QFETCH(bool, isSignedIn);
         QFETCH(QStringList, calls);
-        Fixture fixture({QStringLiteral("ok")});
+        Fixture fixture({u"ok"_s});
         if (isSignedIn) {
             AccountModel record;
-            record.setUserid(QStringLiteral("lin"));
-            record.setUsername(QStringLiteral("林"));
-            record.setTicket(QStringLiteral("T"));
+            record.setUserid(u"lin"_s);
+            record.setUsername(u"林"_s);
+            record.setTicket(u"T"_s);
             QVERIFY(record.save(fixture.world.folder.support()));
         }
         const NetworkPolicyFollower follower({.log = fixture.world.client.log,
-                                              .center = fixture.world.center,
-                                              .networkAccess = fixture.access,
-                                              .localCerAuthMethod = [&fixture] { return fixture.storedMethod; },
-                                              .applicationSupport = fixture.world.folder.support(),
-                                              .agentState = fixture.world.folder.agent()});
-        fixture.agentFile(
-            "inacSSIDInfo.archive",
+            .center = fixture.world.center,
+            .networkAccess = fixture.access,
+            .localCerAuthMethod = [&fixture] { return fixture.storedMethod; },
+            .applicationSupport = fixture.world.folder.support(),
+            .agentState = fixture.world.folder.agent()});
+        fixture.agentFile("inacSSIDInfo.archive",
             QVariantMap{{"auth_method", method}, {"inac_addr", "https://nac"}, {"ssidlist", QVariantList{"Office"}}});
         fixture.world.center.post(ClientNotification::InacSsid);
         QTRY_COMPARE(fixture.access.calls().size(), calls.size());
@@ -428,7 +422,7 @@ private Q_SLOTS:
         QCOMPARE(fixture.access.calls(), calls);
         if (calls.size() > 1)
             QTRY_VERIFY(fixture.world.client.logText().contains(
-                QStringLiteral("[QenMainViewController] inac type change to %1").arg(method)));
+                u"[QenMainViewController] inac type change to %1"_s.arg(method)));
     }
 
 private:

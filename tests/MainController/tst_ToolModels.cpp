@@ -3,12 +3,14 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QVariantMap application(const char* name, const char* category, const QVariant& serial) {
     QVariantMap entry{{"categoryname", QString::fromUtf8(category)}, {"appname", QString::fromUtf8(name)}};
     if (serial.isValid())
-        entry.insert(QStringLiteral("category_serialnum"), serial);
+        entry.insert(u"category_serialnum"_s, serial);
     return entry;
 }
 
@@ -16,8 +18,8 @@ QVariantMap application(const char* name, const char* category, const QVariant& 
 QString shown(const QVariantList& list) {
     QStringList texts;
     for (const QenCategoryMode& category : bySerialNumber(trustedCategories(list)))
-        texts << category.categoryType() + QStringLiteral(": ") + category.trustedAppList().join(u' ');
-    return texts.join(QStringLiteral(" | "));
+        texts << category.categoryType() + u": "_s + category.trustedAppList().join(u' ');
+    return texts.join(u" | "_s);
 }
 
 } // namespace
@@ -32,7 +34,7 @@ private Q_SLOTS:
         const QVariantList list{
             QVariantMap{{"appname", "none"}},
             QVariantMap{{"appname", "two"}, {"app_serialnum", 2}, {"icon", 7}, {"procname", QVariantList{"x"}}},
-            QStringLiteral("no record"),
+            u"no record"_s,
             QVariantMap{{"appname", "ninety-nine"}, {"app_serialnum", "99"}},
             QVariantMap{{"appname", "also two"}, {"app_serialnum", 2}},
             QVariant(),
@@ -44,20 +46,20 @@ private Q_SLOTS:
         QCOMPARE(toolModels(list)[0].icon, QString());
         QCOMPARE(toolModels(list)[0].procName, QString());
         QCOMPARE(toolModels(list)[3].appSerialNum, qint64(100));
-        QVERIFY(toolModels(QStringLiteral("no list")).isEmpty());
+        QVERIFY(toolModels(u"no list"_s).isEmpty());
         QVERIFY(toolModels({}).isEmpty());
     }
 
     void everyKeyHasItsField() {
         QVariantMap values;
         for (const char* key : {"apptype", "downloadurl", "desturl", "appname", "procname", "execpath", "signature",
-                                "appversion", "corp", "icon"})
+                 "appversion", "corp", "icon"})
             values.insert(QString::fromLatin1(key), QString::fromLatin1(key));
         const auto model = QenToolModel::initWithDictionary(values).value();
         QCOMPARE((QStringList{model.appType, model.downloadUrl, model.desUrl, model.appName, model.procName,
-                              model.execPath, model.signature, model.appVersion, model.corp, model.icon}),
-                 (QStringList{"apptype", "downloadurl", "desturl", "appname", "procname", "execpath", "signature",
-                              "appversion", "corp", "icon"}));
+                     model.execPath, model.signature, model.appVersion, model.corp, model.icon}),
+            (QStringList{"apptype", "downloadurl", "desturl", "appname", "procname", "execpath", "signature",
+                "appversion", "corp", "icon"}));
     }
 
     void opening_data() {
@@ -75,21 +77,17 @@ private Q_SLOTS:
         link("in capitals", "HTTP://a.example", "https://HTTP://a.example");
         link("empty", "", "https://");
         const QVariantMap meeting{{"apptype", "application"}, {"appname", "会议"}, {"procname", "Meet.app"}};
-        QTest::newRow("installed") << meeting << true
-                                   << ToolOpening{Action::Launch, {}, QStringLiteral("Meet.app"), {}};
+        QTest::newRow("installed") << meeting << true << ToolOpening{Action::Launch, {}, u"Meet.app"_s, {}};
         QVariantMap offered = meeting;
-        offered.insert(QStringLiteral("downloadurl"), QStringLiteral("http://d.example/"));
-        QTest::newRow("missing, with download")
-            << offered << false
-            << ToolOpening{Action::OfferDownload,
-                           QStringLiteral("http://d.example/"),
-                           {},
-                           QStringLiteral("未安装应用【会议】，如需下载安装，请点击\"下载\"")};
+        offered.insert(u"downloadurl"_s, u"http://d.example/"_s);
+        QTest::newRow("missing, with download") << offered << false
+                                                << ToolOpening{Action::OfferDownload, u"http://d.example/"_s, {},
+                                                       u"未安装应用【会议】，如需下载安装，请点击\"下载\""_s};
         QVariantMap empty = meeting;
-        empty.insert(QStringLiteral("downloadurl"), QString());
+        empty.insert(u"downloadurl"_s, QString());
         QTest::newRow("missing, empty download")
             << empty << false
-            << ToolOpening{Action::TellMissing, {}, {}, QStringLiteral("未安装应用【会议】，请自行下载安装该软件")};
+            << ToolOpening{Action::TellMissing, {}, {}, u"未安装应用【会议】，请自行下载安装该软件"_s};
     }
     void opening() {
         QFETCH(QVariantMap, tool);
@@ -108,9 +106,9 @@ private Q_SLOTS:
         QTest::newRow("once in its category")
             << QVariantList{application("a", "甲", 1), application("b", "甲", 9), application("a", "甲", 1)}
             << "甲: a b";
-        QTest::newRow("bad entries") << QVariantList{QStringLiteral("text"), 7, application("a", "甲", "x"),
-                                                     QVariantMap{{"categoryname", "甲"}},
-                                                     QVariantMap{{"categoryname", "甲"}, {"appname", 7}}}
+        QTest::newRow("bad entries") << QVariantList{u"text"_s, 7, application("a", "甲", "x"),
+                                            QVariantMap{{"categoryname", "甲"}},
+                                            QVariantMap{{"categoryname", "甲"}, {"appname", 7}}}
                                      << "甲: a";
         QTest::newRow("without a name") << QVariantList{QVariantMap{{"appname", "a"}}, QVariantMap()} << ": a";
     }

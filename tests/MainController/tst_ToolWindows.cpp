@@ -10,11 +10,13 @@
 #include <QScrollArea>
 #include <QStackedWidget>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QenToolModel tool(const QString& name, const QVariantMap& more = {}) {
     QVariantMap values = more;
-    values.insert(QStringLiteral("appname"), name);
+    values.insert(u"appname"_s, name);
     return QenToolModel::initWithDictionary(values).value();
 }
 
@@ -95,7 +97,7 @@ private Q_SLOTS:
     void pictureOfATile() {
         QFETCH(QString, icon);
         const auto drawn = [](const QString& name) {
-            return QenToolCell(tool(QStringLiteral("x"), {{"icon", name}})).grab().toImage();
+            return QenToolCell(tool(u"x"_s, {{"icon", name}})).grab().toImage();
         };
         QTEST(drawn(icon) != drawn({}), "isOwn");
     }
@@ -104,14 +106,14 @@ private Q_SLOTS:
         QenToolsView view;
         view.resize(840, 500);
         QList<QenToolModel> models = tools(1000);
-        models[0].appName = QString(500, QChar(0x5de5)) + QStringLiteral("<b>");
-        models[0].icon = QStringLiteral("../../secret.png");
+        models[0].appName = QString(500, QChar(0x5de5)) + u"<b>"_s;
+        models[0].icon = u"../../secret.png"_s;
         view.setModels(models);
         view.show();
         QVERIFY(QTest::qWaitForWindowExposed(&view));
         QVERIFY(!view.grab().isNull());
         QCOMPARE(view.toolCells().size(), 1000);
-        QVERIFY(view.toolCells()[0]->toolTip().endsWith(QStringLiteral("&lt;b&gt;")));
+        QVERIFY(view.toolCells()[0]->toolTip().endsWith(u"&lt;b&gt;"_s));
         view.toolCells()[999]->setFocus();
         QTRY_VERIFY(!view.toolCells()[999]->visibleRegion().isEmpty());
     }
@@ -121,7 +123,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("button");
         QTest::addColumn<QString>("buttonTitle");
         QTest::addColumn<QString>("opened");
-        const QString address = QStringLiteral("http://127.0.0.1/x'\"; touch y");
+        const QString address = u"http://127.0.0.1/x'\"; touch y"_s;
         QTest::newRow("download") << address << "firstButton"
                                   << "下载" << address + u'\n';
         QTest::newRow("download not wanted") << address << "secondButton"
@@ -135,8 +137,8 @@ private Q_SLOTS:
         QFETCH(QString, button);
         QFETCH(QString, opened);
         QTemporaryDir folder;
-        const QString noted = folder.filePath(QStringLiteral("noted"));
-        QFile program(folder.filePath(QStringLiteral("xdg-open")));
+        const QString noted = folder.filePath(u"noted"_s);
+        QFile program(folder.filePath(u"xdg-open"_s));
         QVERIFY(program.open(QIODevice::WriteOnly));
         program.write("#!/bin/sh\nprintf '%s\\n' \"$@\" >'" + noted.toUtf8() + "'\n");
         program.close();
@@ -145,12 +147,12 @@ private Q_SLOTS:
         ToolOpener opener(workspace);
         QWidget window;
         window.show();
-        opener.open(tool(QStringLiteral("会议"), {{"downloadurl", download}, {"procname", "Meet.app"}}), &window);
+        opener.open(tool(u"会议"_s, {{"downloadurl", download}, {"procname", "Meet.app"}}), &window);
         QTRY_VERIFY(box());
-        QCOMPARE(find<QLabel>(*box(), "titleLabel")->text(), QStringLiteral("提醒"));
-        QCOMPARE(box()->message(), download.isEmpty()
-                                       ? QStringLiteral("未安装应用【会议】，请自行下载安装该软件")
-                                       : QStringLiteral("未安装应用【会议】，如需下载安装，请点击\"下载\""));
+        QCOMPARE(find<QLabel>(*box(), "titleLabel")->text(), u"提醒"_s);
+        QCOMPARE(box()->message(),
+            download.isEmpty() ? u"未安装应用【会议】，请自行下载安装该软件"_s
+                               : u"未安装应用【会议】，如需下载安装，请点击\"下载\""_s);
         auto* pressed = find<QPushButton>(*box(), button.toLatin1().constData());
         QTEST(pressed->text(), "buttonTitle");
         if (download.isEmpty())
@@ -180,16 +182,15 @@ private Q_SLOTS:
         QVariantList list;
         for (int app = 0; app < 1000; ++app)
             list << QVariantMap{{"categoryname", app % 2 ? "乙" : "甲"},
-                                {"appname", QString::number(app).repeated(app ? 1 : 500)},
-                                {"category_serialnum", app % 2 ? 1 : 2}};
+                {"appname", QString::number(app).repeated(app ? 1 : 500)}, {"category_serialnum", app % 2 ? 1 : 2}};
         QVERIFY(archiveRootObject(Platform::ArchiveValue::fromVariant(QVariantMap{{"trustedapp", list}}),
-                                  world.folder.agent() + QStringLiteral("/ngncloudlist.archive")));
+            world.folder.agent() + u"/ngncloudlist.archive"_s));
         QTest::mouseClick(find<QPushButton>(*window, "trustlistBtn"), Qt::LeftButton);
         QTRY_COMPARE(states->currentIndex(), 0);
         auto* rows = find<QListWidget>(*window, "trustListView");
         QCOMPARE(rows->count(), 1002);
-        QCOMPARE(rows->item(0)->text(), QStringLiteral("乙"));
-        QCOMPARE(rows->item(501)->text(), QStringLiteral("甲"));
+        QCOMPARE(rows->item(0)->text(), u"乙"_s);
+        QCOMPARE(rows->item(501)->text(), u"甲"_s);
         QPointer<QenTrustedAppWindow> alive(window);
         QTest::keyClick(window, Qt::Key_Escape);
         QTRY_VERIFY(!alive);

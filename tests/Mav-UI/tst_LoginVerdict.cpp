@@ -6,6 +6,8 @@
 #include <QJsonDocument>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 using Platform::Error;
 using LoginShow = LoginVerdict::Show;
 using PasswordShow = PasswordVerdict::Show;
@@ -18,8 +20,8 @@ QJsonObject json(const char* text) {
 }
 
 const Error NoError;
-const Error NotJson(Platform::CocoaErrorDomain, Error::NotJson, QStringLiteral("不是 JSON"));
-const Error Timeout(Platform::UrlErrorDomain, Error::TimedOut, QStringLiteral("请求超时"));
+const Error NotJson(Platform::CocoaErrorDomain, Error::NotJson, u"不是 JSON"_s);
+const Error Timeout(Platform::UrlErrorDomain, Error::TimedOut, u"请求超时"_s);
 const Error Wordless(Platform::UrlErrorDomain, Error::TimedOut);
 
 void answerColumns() {
@@ -121,7 +123,7 @@ private Q_SLOTS:
         QFETCH(QJsonObject, answer);
         QFETCH(int, show);
         QFETCH(QString, text);
-        const PasswordVerdict verdict = judgePasswordAnswer(answer, NoError, QStringLiteral("OldKey"));
+        const PasswordVerdict verdict = judgePasswordAnswer(answer, NoError, u"OldKey"_s);
         QCOMPARE(static_cast<int>(verdict.show), show);
         QCOMPARE(verdict.text, text);
     }
@@ -150,26 +152,23 @@ private Q_SLOTS:
 
     void errorsOfTransport() {
         const QJsonObject good = json(R"({"ret":0,"data":{"status":0,"state":0}})");
-        QCOMPARE(judgeLoginAnswer(good, NotJson), (LoginVerdict{LoginShow::Key, QStringLiteral("NoAccount")}));
-        QCOMPARE(judgeLoginAnswer(good, Timeout), (LoginVerdict{LoginShow::Text, QStringLiteral("请求超时")}));
+        QCOMPARE(judgeLoginAnswer(good, NotJson), (LoginVerdict{LoginShow::Key, u"NoAccount"_s}));
+        QCOMPARE(judgeLoginAnswer(good, Timeout), (LoginVerdict{LoginShow::Text, u"请求超时"_s}));
         QCOMPARE(judgeLoginAnswer(good, Wordless), LoginVerdict());
-        QCOMPARE(judgePasswordAnswer(good, NotJson, {}),
-                 (PasswordVerdict{PasswordShow::Text, QStringLiteral("不是 JSON")}));
-        QCOMPARE(judgeRetrievalAnswer(good, Timeout),
-                 (RetrievalVerdict{RetrievalShow::Text, QStringLiteral("请求超时")}));
+        QCOMPARE(judgePasswordAnswer(good, NotJson, {}), (PasswordVerdict{PasswordShow::Text, u"不是 JSON"_s}));
+        QCOMPARE(judgeRetrievalAnswer(good, Timeout), (RetrievalVerdict{RetrievalShow::Text, u"请求超时"_s}));
     }
 
     void ticketAndLogout() {
         QVERIFY(confirmsTicket(json(R"({"ret":0,"data":{"state":0}})")));
-        for (const char* other :
-             {"{}", R"({"ret":0})", R"({"ret":0,"data":{"status":0}})", R"({"data":{"state":0}})",
-              R"({"ret":1,"data":{"state":0}})", R"({"ret":0,"data":{"state":-5}})", R"({"ret":0,"data":[0]})"})
+        for (const char* other : {"{}", R"({"ret":0})", R"({"ret":0,"data":{"status":0}})", R"({"data":{"state":0}})",
+                 R"({"ret":1,"data":{"state":0}})", R"({"ret":0,"data":{"state":-5}})", R"({"ret":0,"data":[0]})"})
             QVERIFY2(!confirmsTicket(json(other)), other);
         QVERIFY(judgeLogoutAnswer(json(R"({"ret":0,"msg":"ok"})"), NoError).signedOut);
         QVERIFY(!judgeLogoutAnswer(json(R"({"msg":"ok"})"), NoError).signedOut);
         QVERIFY(!judgeLogoutAnswer(json(R"({"ret":0})"), Timeout).signedOut);
-        QCOMPARE(judgeLogoutAnswer(json(R"({"ret":3,"msg":"忙"})"), NoError).message, QStringLiteral("忙"));
-        QCOMPARE(judgeLogoutAnswer({}, Timeout).message, QStringLiteral("请求超时"));
+        QCOMPARE(judgeLogoutAnswer(json(R"({"ret":3,"msg":"忙"})"), NoError).message, u"忙"_s);
+        QCOMPARE(judgeLogoutAnswer({}, Timeout).message, u"请求超时"_s);
     }
 
     void passwordEntry_data() {
@@ -202,7 +201,7 @@ private Q_SLOTS:
         QTest::addColumn<bool>("breaks");
         QTest::newRow("empty") << "" << false;
         QTest::newRow("letters of one case") << "abcdefg1!" << false;
-        QTest::newRow("full-width mark") << QStringLiteral("Abcdef1！") << false;
+        QTest::newRow("full-width mark") << u"Abcdef1！"_s << false;
         QTest::newRow("8 characters") << "abcdef1!" << false;
         QTest::newRow("7 characters") << "abcde1!" << true;
         QTest::newRow("32 characters") << QString(30, u'a') + "1!" << false;
@@ -217,12 +216,10 @@ private Q_SLOTS:
     }
 
     void balloons() {
-        QCOMPARE(passwordBalloon(QStringLiteral("newpassword")),
-                 (PasswordBalloon{QStringLiteral("PwdRuleTips"), 67.0}));
-        QCOMPARE(passwordBalloon(QStringLiteral("confirmpassword")),
-                 (PasswordBalloon{QStringLiteral("PwdInconsistent"), 32.0}));
+        QCOMPARE(passwordBalloon(u"newpassword"_s), (PasswordBalloon{u"PwdRuleTips"_s, 67.0}));
+        QCOMPARE(passwordBalloon(u"confirmpassword"_s), (PasswordBalloon{u"PwdInconsistent"_s, 32.0}));
         QVERIFY(!passwordBalloon(QString()));
-        QVERIFY(!passwordBalloon(QStringLiteral("oldpassword")));
+        QVERIFY(!passwordBalloon(u"oldpassword"_s));
     }
 
     void serverAddress_data() {
@@ -250,8 +247,8 @@ private Q_SLOTS:
     }
 
     void networkLooks() {
-        const NetworkLook good{QStringLiteral("Mav-icon"), QStringLiteral("MavSuccess")};
-        const NetworkLook bad{QStringLiteral("Mav-gray"), QStringLiteral("ReconnectServer")};
+        const NetworkLook good{u"Mav-icon"_s, u"MavSuccess"_s};
+        const NetworkLook bad{u"Mav-gray"_s, u"ReconnectServer"_s};
         QCOMPARE(networkLook(1), std::optional(good));
         QCOMPARE(networkLook(2), std::optional(good));
         QCOMPARE(networkLook(0), std::optional(bad));

@@ -8,9 +8,11 @@
 
 #include <semaphore>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString Success = QStringLiteral("QenCloud export log success");
+const QString Success = u"QenCloud export log success"_s;
 
 /// A computer in one folder, whose file browser opens when the test lets it.
 struct Computer {
@@ -24,17 +26,15 @@ struct Computer {
 
     Computer() {
         qputenv("MAV_ROOT", folder.path().toLocal8Bit());
-        qputenv("HOME", folder.filePath(QStringLiteral("home")).toLocal8Bit());
+        qputenv("HOME", folder.filePath(u"home"_s).toLocal8Bit());
         LogWorld world = LogWorld::system();
-        world.ringDirectory = folder.filePath(QStringLiteral("home/Library/Logs/QenCloud/Logs"));
-        world.sizeRecord = folder.filePath(QStringLiteral("record"));
+        world.ringDirectory = folder.filePath(u"home/Library/Logs/QenCloud/Logs"_s);
+        world.sizeRecord = folder.filePath(u"record"_s);
         world.echo = [this](const QString& text) {
             const std::lock_guard lock(mutex);
-            lines << text.section(QStringLiteral("[148] : "), 1).chopped(2);
+            lines << text.section(u"[148] : "_s, 1).chopped(2);
         };
-        world.runScript = [](const QString&) {
-            return Platform::Error(QStringLiteral("NSAppleScript"), -128, QStringLiteral("User canceled."));
-        };
+        world.runScript = [](const QString&) { return Platform::Error(u"NSAppleScript"_s, -128, u"User canceled."_s); };
         world.openFolder = [this](const QString& shown) {
             opened = shown;
             (void)browser.try_acquire_for(std::chrono::seconds(20));
@@ -47,7 +47,7 @@ struct Computer {
         qunsetenv("MAV_ROOT");
         qputenv("HOME", home);
     }
-    QString desktop() const { return folder.filePath(QStringLiteral("home/Desktop")); }
+    QString desktop() const { return folder.filePath(u"home/Desktop"_s); }
     QStringList logged() {
         log->drain();
         const std::lock_guard lock(mutex);
@@ -81,8 +81,8 @@ private Q_SLOTS:
     void exportGoesToTheFolderShown_data() {
         QTest::addColumn<QString>("choice");
         QTest::newRow("Desktop, which is not there yet") << QString();
-        QTest::newRow("chosen") << QStringLiteral("chosen");
-        QTest::newRow("awkward name") << QStringLiteral("it's a \"place\"\n& <b>$(touch pwned)</b>");
+        QTest::newRow("chosen") << u"chosen"_s;
+        QTest::newRow("awkward name") << u"it's a \"place\"\n& <b>$(touch pwned)</b>"_s;
     }
     void exportGoesToTheFolderShown() {
         QFETCH(QString, choice);
@@ -110,7 +110,7 @@ private Q_SLOTS:
         QTRY_COMPARE(m_states, (QList<bool>{true, false}));
         QCOMPARE(m_computer->logged(), QStringList{Success});
         QCOMPARE(m_computer->opened, place);
-        QVERIFY(QFile::exists(place + QStringLiteral("/MavLogs/MavUserLogs.zip")));
+        QVERIFY(QFile::exists(place + u"/MavLogs/MavUserLogs.zip"_s));
     }
 
     void failureIsOnlyLogged_data() {
@@ -130,20 +130,18 @@ private Q_SLOTS:
         press(*m_sheet, "exportButton");
         QCOMPARE(m_results, QList<int>{1});
         QTRY_COMPARE(m_states, (QList<bool>{true, false}));
-        const QStringList failures =
-            m_computer->logged().filter(QStringLiteral("QenCloud export log failed with error:"));
+        const QStringList failures = m_computer->logged().filter(u"QenCloud export log failed with error:"_s);
         QCOMPARE(failures.size(), logsAreGone ? 2 : 1);
         if (logsAreGone)
-            QCOMPARE(failures[0], QStringLiteral("QenCloud export log failed with error:无法找到日志目录"));
-        QVERIFY2(
-            failures.constLast().startsWith(QStringLiteral("QenCloud export log failed with error:提取所有日志失败:")),
+            QCOMPARE(failures[0], u"QenCloud export log failed with error:无法找到日志目录"_s);
+        QVERIFY2(failures.constLast().startsWith(u"QenCloud export log failed with error:提取所有日志失败:"_s),
             qPrintable(failures.constLast()));
         QVERIFY(m_computer->opened.isEmpty());
         QVERIFY(!QApplication::activeModalWidget());
     }
 
     void choiceIsKeptUntilItIsChanged() {
-        const QString first = m_computer->folder.filePath(QStringLiteral("first"));
+        const QString first = m_computer->folder.filePath(u"first"_s);
         QVERIFY(QDir().mkpath(first));
         choose(first);
         press(*m_sheet, "cancelButton");
@@ -173,10 +171,9 @@ private Q_SLOTS:
 
     void pathKeepsItsEndsAndTheSheetItsWidth_data() {
         QTest::addColumn<QString>("path");
-        QTest::newRow("long") << u'/' + QString(300, u'w') + QStringLiteral("/end");
-        QTest::newRow("many folders") << QStringLiteral("/home") + QStringLiteral("/文件夹").repeated(60) +
-                                             QStringLiteral("/end");
-        QTest::newRow("line break") << QStringLiteral("/one\ntwo\t/end");
+        QTest::newRow("long") << u'/' + QString(300, u'w') + u"/end"_s;
+        QTest::newRow("many folders") << u"/home"_s + u"/文件夹"_s.repeated(60) + u"/end"_s;
+        QTest::newRow("line break") << u"/one\ntwo\t/end"_s;
     }
     void pathKeepsItsEndsAndTheSheetItsWidth() {
         QFETCH(QString, path);
@@ -185,7 +182,7 @@ private Q_SLOTS:
         folderButton()->setTitle(path);
         QCoreApplication::processEvents();
         const QString shown = folderButton()->shownTitle(250);
-        QVERIFY2(shown.startsWith(path.left(4)) && shown.endsWith(QStringLiteral("/end")), qPrintable(shown));
+        QVERIFY2(shown.startsWith(path.left(4)) && shown.endsWith(u"/end"_s), qPrintable(shown));
         QVERIFY(folderButton()->fontMetrics().horizontalAdvance(shown) <= 250);
         QVERIFY(!shown.contains(u'\n'));
         QCOMPARE(m_sheet->size(), before);
@@ -193,7 +190,7 @@ private Q_SLOTS:
         QCOMPARE(m_sheet->width(), Theme::BoxWidth);
         int end = 0;
         for (const char* name :
-             {"sheetTitle", "contentLab", "customDirLab", "customDirPath", "placeLab", "exportButton"}) {
+            {"sheetTitle", "contentLab", "customDirLab", "customDirPath", "placeLab", "exportButton"}) {
             const auto* part = find<QWidget>(*m_sheet, name);
             QVERIFY2(part->y() >= end && part->height() >= part->minimumSizeHint().height(), name);
             if (part->hasHeightForWidth())

@@ -6,12 +6,14 @@
 #include <QStackedWidget>
 #include <QToolButton>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString LoginPath = QStringLiteral("/api/public/clientlogin/account_login");
-const QString ResetPath = QStringLiteral("/api/public/clientlogin/resetpass");
-const QString RetrievalPath = QStringLiteral("/api/public/clientlogin/retrieve_password");
-const QString Password = QStringLiteral("Abcdefg1!");
+const QString LoginPath = u"/api/public/clientlogin/account_login"_s;
+const QString ResetPath = u"/api/public/clientlogin/resetpass"_s;
+const QString RetrievalPath = u"/api/public/clientlogin/retrieve_password"_s;
+const QString Password = u"Abcdefg1!"_s;
 
 int page(QWidget& view) {
     return find<QStackedWidget>(view, "loginTypeTable")->currentIndex();
@@ -31,14 +33,14 @@ class tst_MavLoginStateViewCtrl : public QObject {
 private Q_SLOTS:
     void initTestCase() {
         ViewWorld::prepareApplication();
-        m_server.addAccount(QStringLiteral("lin"), Password, {}, QStringLiteral("lin@example.com"));
-        m_server.addAccount(QStringLiteral("mute"), Password);
-        m_server.addAccount(QStringLiteral("must"), Password);
+        m_server.addAccount(u"lin"_s, Password, {}, u"lin@example.com"_s);
+        m_server.addAccount(u"mute"_s, Password);
+        m_server.addAccount(u"must"_s, Password);
         QVERIFY2(m_server.start(), qPrintable(m_server.lastError()));
     }
     void init() {
         m_server.clearFaults();
-        m_server.action(QStringLiteral("clear_requests"));
+        m_server.action(u"clear_requests"_s);
         m_world = &ViewWorld::make();
         m_world->folder.configure(m_server.httpPort());
         m_view = std::make_unique<MavLoginStateViewCtrl>(m_world->views());
@@ -53,9 +55,7 @@ private Q_SLOTS:
         QVERIFY(!find<QPushButton>(*m_view, "scanLoginBtn")->isVisible());
         QWidget* over = nullptr;
         MainViewWorld world = m_world->views();
-        world.openDetailWindow = [&over](QWidget* window) {
-            over = window;
-        };
+        world.openDetailWindow = [&over](QWidget* window) { over = window; };
         MavLoginStateViewCtrl view(world);
         view.show();
         press(view, "scanLoginBtn");
@@ -81,14 +81,14 @@ private Q_SLOTS:
         QFETCH(QString, field);
         submit(*m_view, user, password);
         QCOMPARE(m_world->alerts(), QStringList{text});
-        QCOMPARE(find<QLabel>(*m_view, qPrintable(field + QStringLiteral("Error")))->text(), text);
+        QCOMPARE(find<QLabel>(*m_view, qPrintable(field + u"Error"_s))->text(), text);
         QCOMPARE(m_view->focusWidget(), find<QLineEdit>(*m_view, qPrintable(field)));
         QTest::qWait(50);
         QVERIFY(m_server.requests(LoginPath).isEmpty());
     }
 
     void signInEmptiesTheFieldsAndOpensTheNextPage() {
-        submit(*m_view, QStringLiteral("lin"), Password);
+        submit(*m_view, u"lin"_s, Password);
         // A second Enter while the answer is on its way sends nothing.
         enter(*m_view, "passwordLb");
         QTRY_COMPARE(m_signedIn, 1);
@@ -99,7 +99,7 @@ private Q_SLOTS:
         QVERIFY(m_world->alerts().isEmpty());
         QVERIFY(m_world->client.helper.iflogin());
         const QString log = m_world->client.logText();
-        QVERIFY(log.contains(QStringLiteral("[QenDetailWindow] QenCloud Account login")));
+        QVERIFY(log.contains(u"[QenDetailWindow] QenCloud Account login"_s));
         QVERIFY(!log.contains(Password));
     }
 
@@ -110,18 +110,16 @@ private Q_SLOTS:
         const auto code = [](int errorcode) {
             return QJsonObject{{"kind", "errorcode"}, {"ret", 1}, {"errorcode", errorcode}, {"msg", "服务器说"}};
         };
-        const auto shape = [](const char* name) {
-            return QJsonObject{{"kind", "shape"}, {"shape", name}};
-        };
+        const auto shape = [](const char* name) { return QJsonObject{{"kind", "shape"}, {"shape", name}}; };
         QTest::newRow("key") << code(15) << QStringList{textFor("Userblocked")} << 0;
-        QTest::newRow("server's words") << code(99) << QStringList{QStringLiteral("服务器说")} << 0;
+        QTest::newRow("server's words") << code(99) << QStringList{u"服务器说"_s} << 0;
         QTest::newRow("new password wanted") << code(20) << QStringList() << 1;
         QTest::newRow("waits for approval")
             << QJsonObject{{"kind", "state"}, {"state", -5}} << QStringList{textFor("Devicereview")} << 0;
         QTest::newRow("no JSON") << QJsonObject{{"kind", "text"}, {"body", "<html>"}}
                                  << QStringList{textFor("NoAccount")} << 0;
         for (const char* name :
-             {"array", "empty_object", "no_data", "data_list", "data_text", "data_number", "state_null"})
+            {"array", "empty_object", "no_data", "data_list", "data_text", "data_number", "state_null"})
             QTest::newRow(name) << shape(name) << QStringList() << 0;
     }
     void answersAreShown() {
@@ -129,7 +127,7 @@ private Q_SLOTS:
         QFETCH(QStringList, alerts);
         QFETCH(int, nextPage);
         QVERIFY(m_server.fault(LoginPath, fault));
-        submit(*m_view, QStringLiteral("lin"), Password);
+        submit(*m_view, u"lin"_s, Password);
         auto* button = find<SpinnerButton>(*m_view, "loginBtn");
         QVERIFY(button->isBusy());
         QTRY_VERIFY(!button->isBusy());
@@ -140,7 +138,7 @@ private Q_SLOTS:
 
     void unreachableServerIsTold() {
         m_server.fault(LoginPath, {{"kind", "close"}});
-        submit(*m_view, QStringLiteral("lin"), Password);
+        submit(*m_view, u"lin"_s, Password);
         QTRY_COMPARE(m_world->alerts().size(), 1);
         QVERIFY(!m_world->alerts().constFirst().isEmpty());
         QVERIFY(!find<SpinnerButton>(*m_view, "loginBtn")->isBusy());
@@ -148,7 +146,7 @@ private Q_SLOTS:
 
     void viewMayGoWhileItsAnswerIsOnItsWay() {
         m_server.fault(LoginPath, {{"kind", "delay"}, {"seconds", 0.3}});
-        submit(*m_view, QStringLiteral("lin"), Password);
+        submit(*m_view, u"lin"_s, Password);
         QVERIFY(m_server.waitForRequests(LoginPath, 1));
         m_view.reset();
         QTest::qWait(500);
@@ -156,9 +154,9 @@ private Q_SLOTS:
     }
 
     void demandedPasswordIsSetUnderTheRules() {
-        QVERIFY(m_server.action(QStringLiteral("set_password"), {{"userid", "must"}, {"password", Password}}));
-        QVERIFY(m_server.action(QStringLiteral("require_password_change"), {{"userid", "must"}}));
-        submit(*m_view, QStringLiteral("must"), Password);
+        QVERIFY(m_server.action(u"set_password"_s, {{"userid", "must"}, {"password", Password}}));
+        QVERIFY(m_server.action(u"require_password_change"_s, {{"userid", "must"}}));
+        submit(*m_view, u"must"_s, Password);
         QTRY_COMPARE(page(*m_view), 1);
         QVERIFY(m_world->alerts().isEmpty());
         QCOMPARE(m_view->focusWidget(), find<QLineEdit>(*m_view, "fnewPassWordLab"));
@@ -170,15 +168,15 @@ private Q_SLOTS:
             return m_world->alerts() == QStringList{textFor(key)};
         };
         QVERIFY(refused(QString(), QString(), "PwdRuleTips"));
-        QVERIFY(refused(QStringLiteral("Abcdefgh"), QStringLiteral("Abcdefgh"), "PwdRuleTips"));
-        QVERIFY(refused(QStringLiteral("Newpass1!"), QStringLiteral("Newpass1?"), "PwdInconsistent"));
+        QVERIFY(refused(u"Abcdefgh"_s, u"Abcdefgh"_s, "PwdRuleTips"));
+        QVERIFY(refused(u"Newpass1!"_s, u"Newpass1?"_s, "PwdInconsistent"));
         QCOMPARE(m_view->focusWidget(), find<QLineEdit>(*m_view, "confirmPassWordLab"));
         QVERIFY(refused(Password, Password, "NOUseOldPwd"));
         QVERIFY(m_server.requests(ResetPath).isEmpty());
 
         m_world->clearAlerts();
-        type(*m_view, "fnewPassWordLab", QStringLiteral("Newpass1!"));
-        type(*m_view, "confirmPassWordLab", QStringLiteral("Newpass1!"));
+        type(*m_view, "fnewPassWordLab", u"Newpass1!"_s);
+        type(*m_view, "confirmPassWordLab", u"Newpass1!"_s);
         press(*m_view, "confirmResetBtn");
         QTRY_COMPARE(m_signedIn, 1);
         QVERIFY(m_world->alerts().isEmpty());
@@ -194,9 +192,9 @@ private Q_SLOTS:
             enter(*m_view, "fnewPassWordLab");
             return m_view->focusWidget()->objectName();
         };
-        QCOMPARE(focusAfterEnter(QStringLiteral("Abcdefgh")), first->objectName());
+        QCOMPARE(focusAfterEnter(u"Abcdefgh"_s), first->objectName());
         QCOMPARE(find<QLabel>(*m_view, "fnewPassWordLabError")->text(), textFor("PwdRuleTips"));
-        QCOMPARE(focusAfterEnter(QStringLiteral("Newpass1!")), QStringLiteral("confirmPassWordLab"));
+        QCOMPARE(focusAfterEnter(u"Newpass1!"_s), u"confirmPassWordLab"_s);
         QCOMPARE(find<QLabel>(*m_view, "fnewPassWordLabError")->text(), QString());
         QVERIFY(m_world->alerts().isEmpty());
     }
@@ -217,12 +215,12 @@ private Q_SLOTS:
         QFETCH(QJsonObject, fault);
         QFETCH(QStringList, alerts);
         QFETCH(int, nextPage);
-        type(*m_view, "userIdLb", QStringLiteral("lin"));
+        type(*m_view, "userIdLb", u"lin"_s);
         type(*m_view, "passwordLb", Password);
         m_view->selectLoginTypeTableView(MavLoginStateViewCtrl::ResetPage);
         QVERIFY(m_server.fault(ResetPath, fault));
-        type(*m_view, "fnewPassWordLab", QStringLiteral("Newpass1!"));
-        type(*m_view, "confirmPassWordLab", QStringLiteral("Newpass1!"));
+        type(*m_view, "fnewPassWordLab", u"Newpass1!"_s);
+        type(*m_view, "confirmPassWordLab", u"Newpass1!"_s);
         press(*m_view, "confirmResetBtn");
         QTRY_VERIFY(!find<SpinnerButton>(*m_view, "confirmResetBtn")->isBusy());
         QCOMPARE(m_world->alerts(), alerts);
@@ -237,16 +235,16 @@ private Q_SLOTS:
         QCOMPARE(m_world->alerts(), QStringList{textFor("AccountNotEmpty")});
         QVERIFY(m_server.requests(RetrievalPath).isEmpty());
         m_world->clearAlerts();
-        type(*m_view, "getbackLab", QStringLiteral("mute"));
+        type(*m_view, "getbackLab", u"mute"_s);
         enter(*m_view, "getbackLab");
         QTRY_COMPARE(m_world->alerts(), QStringList{textFor("UserNoMailbox")});
         QCOMPARE(find<QStackedWidget>(*m_view, "retrieveTableView")->currentIndex(), 0);
-        type(*m_view, "getbackLab", QStringLiteral("lin"));
+        type(*m_view, "getbackLab", u"lin"_s);
         enter(*m_view, "getbackLab");
         QTRY_COMPARE(find<QStackedWidget>(*m_view, "retrieveTableView")->currentIndex(), 1);
         const QString told = find<QLabel>(*m_view, "mailInfoLab")->text();
-        QVERIFY2(told.startsWith(textFor("PasswordSendTo") + u' ') && told.endsWith(QStringLiteral("@example.com")),
-                 qPrintable(told));
+        QVERIFY2(
+            told.startsWith(textFor("PasswordSendTo") + u' ') && told.endsWith(u"@example.com"_s), qPrintable(told));
         press(*m_view, "mailBackBtn");
         QCOMPARE(page(*m_view), 0);
         press(*m_view, "forgotPasswordBtn");
@@ -255,8 +253,8 @@ private Q_SLOTS:
     }
 
     void keyboardReachesEverythingInOrder() {
-        const QStringList wanted{"userIdLb", "passwordLb",        "passwordLbEye",
-                                 "loginBtn", "forgotPasswordBtn", "backToServerBtn"};
+        const QStringList wanted{
+            "userIdLb", "passwordLb", "passwordLbEye", "loginBtn", "forgotPasswordBtn", "backToServerBtn"};
         find<QLineEdit>(*m_view, "userIdLb")->setFocus();
         QStringList reached;
         for (qsizetype step = 0; step < wanted.size(); ++step) {

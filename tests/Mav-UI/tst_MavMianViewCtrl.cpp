@@ -9,10 +9,12 @@
 #include <QStackedWidget>
 #include <QTcpServer>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString TicketPath = QStringLiteral("/api/public/clientlogin/ticket_auth");
-const QString PingPath = QStringLiteral("/qen/ping");
+const QString TicketPath = u"/api/public/clientlogin/ticket_auth"_s;
+const QString PingPath = u"/qen/ping"_s;
 
 int page(MavMianViewCtrl& view) {
     return find<QStackedWidget>(view, "mianTabView")->currentIndex();
@@ -31,7 +33,7 @@ class tst_MavMianViewCtrl : public QObject {
 private Q_SLOTS:
     void initTestCase() {
         ViewWorld::prepareApplication();
-        m_server.addAccount(QStringLiteral("lin"), QStringLiteral("Abcdefg1!"));
+        m_server.addAccount(u"lin"_s, u"Abcdefg1!"_s);
         QVERIFY2(m_server.start(), qPrintable(m_server.lastError()));
     }
     void init() { m_server.clearFaults(); }
@@ -43,11 +45,11 @@ private Q_SLOTS:
         QCOMPARE(page(first), 0);
         QCOMPARE(find<QLineEdit>(first, "domainOrIPLab")->text(), QString());
         QCOMPARE(find<QLineEdit>(first, "PortLab")->text(), QString());
-        Platform::UserDefaults stored(world.folder.file(QStringLiteral("defaults.plist")));
-        QVERIFY(stored.boolForKey(QStringLiteral("firstInstallMark")));
+        Platform::UserDefaults stored(world.folder.file(u"defaults.plist"_s));
+        QVERIFY(stored.boolForKey(u"firstInstallMark"_s));
         MavMianViewCtrl later(world.views());
-        QCOMPARE(find<QLineEdit>(later, "domainOrIPLab")->text(), QStringLiteral("203.0.113.7"));
-        QCOMPARE(find<QLineEdit>(later, "PortLab")->text(), QStringLiteral("8443"));
+        QCOMPARE(find<QLineEdit>(later, "domainOrIPLab")->text(), u"203.0.113.7"_s);
+        QCOMPARE(find<QLineEdit>(later, "PortLab")->text(), u"8443"_s);
         QCOMPARE(find<QPushButton>(later, "saveServerBtn")->text(), textFor("ConfigureServer"));
     }
 
@@ -79,11 +81,11 @@ private Q_SLOTS:
         type(view, "PortLab", port);
         enter(view, "PortLab");
         QCOMPARE(world.alerts(), QStringList{text});
-        auto* error = find<QLabel>(view, qPrintable(field + QStringLiteral("Error")));
+        auto* error = find<QLabel>(view, qPrintable(field + u"Error"_s));
         QVERIFY(error->isVisible());
         QCOMPARE(error->text(), text);
         QCOMPARE(view.focusWidget(), find<QLineEdit>(view, qPrintable(field)));
-        QVERIFY(!world.folder.hasState(QStringLiteral("domianorip.archive")));
+        QVERIFY(!world.folder.hasState(u"domianorip.archive"_s));
         QVERIFY(!find<SpinnerButton>(view, "saveServerBtn")->isBusy());
     }
 
@@ -91,19 +93,19 @@ private Q_SLOTS:
         ViewWorld& world = ViewWorld::make();
         world.folder.configure(m_server.httpPort());
         MavMianViewCtrl view(world.views());
-        type(view, "domainOrIPLab", QStringLiteral("10.0.0.1"));
+        type(view, "domainOrIPLab", u"10.0.0.1"_s);
         type(view, "PortLab", QString());
         press(view, "saveServerBtn");
         QVERIFY(find<SpinnerButton>(view, "saveServerBtn")->isBusy());
-        const QVariant pair = QVariantList{QStringLiteral("10.0.0.1"), QString()};
-        const auto saved = world.folder.read(QStringLiteral("domianorip.archive"));
+        const QVariant pair = QVariantList{u"10.0.0.1"_s, QString()};
+        const auto saved = world.folder.read(u"domianorip.archive"_s);
         QVERIFY(saved && saved->isMutable());
         QCOMPARE(saved->toVariant(), QVariant(QVariantList{pair, pair}));
         QTRY_COMPARE(page(view), 1);
         QCOMPARE(find<QPushButton>(view, "loginBtn")->text(), textFor("Login"));
         QVERIFY(!find<SpinnerButton>(view, "saveServerBtn")->isBusy());
         QVERIFY(world.alerts().isEmpty());
-        QVERIFY(world.client.logText().contains(QStringLiteral("设置服务器成功")));
+        QVERIFY(world.client.logText().contains(u"设置服务器成功"_s));
         press(view, "forgotPasswordBtn");
         press(view, "retrievalBackBtn");
         QTest::mouseClick(find<QAbstractButton>(view, "backToServerBtn"), Qt::LeftButton);
@@ -114,7 +116,7 @@ private Q_SLOTS:
         ViewWorld& world = ViewWorld::make();
         world.folder.configure(closedPort());
         MavMianViewCtrl view(world.views());
-        type(view, "domainOrIPLab", QStringLiteral("127.0.0.1"));
+        type(view, "domainOrIPLab", u"127.0.0.1"_s);
         enter(view, "domainOrIPLab");
         QTRY_COMPARE(world.alerts(), QStringList{textFor("ConnectServerFailed")});
         QCOMPARE(page(view), 0);
@@ -128,14 +130,14 @@ private Q_SLOTS:
     void failedWriteIsOnlyLogged() {
         ViewWorld& world = ViewWorld::make();
         world.folder.configure(m_server.httpPort());
-        QDir(world.folder.support() + QStringLiteral("/QenCloudL")).removeRecursively();
-        QFile file(world.folder.support() + QStringLiteral("/QenCloudL"));
+        QDir(world.folder.support() + u"/QenCloudL"_s).removeRecursively();
+        QFile file(world.folder.support() + u"/QenCloudL"_s);
         QVERIFY(file.open(QIODevice::WriteOnly));
         MavMianViewCtrl view(world.views());
-        type(view, "domainOrIPLab", QStringLiteral("127.0.0.1"));
+        type(view, "domainOrIPLab", u"127.0.0.1"_s);
         press(view, "saveServerBtn");
         QTRY_COMPARE(page(view), 1);
-        QVERIFY(world.client.logText().contains(QStringLiteral("设置服务器失败")));
+        QVERIFY(world.client.logText().contains(u"设置服务器失败"_s));
         QVERIFY(world.alerts().isEmpty());
     }
 
@@ -147,16 +149,15 @@ private Q_SLOTS:
         QVERIFY(login.wait());
         // Answers that do not say "valid" leave the poll running.
         m_server.fault(TicketPath, {{"kind", "shape"}, {"shape", "no_data"}}, 2);
-        m_server.action(QStringLiteral("clear_requests"));
+        m_server.action(u"clear_requests"_s);
         MavMianViewCtrl view(world.views());
         QCOMPARE(page(view), 0);
         QTRY_COMPARE(page(view), 2);
         QCOMPARE(m_server.requests(TicketPath).size(), 3);
         QTest::qWait(350);
         QCOMPARE(m_server.requests(TicketPath).size(), 3);
-        QVERIFY(
-            world.client.logText().contains(QStringLiteral("[QenDetailWindow] QenCloud Check ticket response msg:")));
-        world.center.post(QStringLiteral("UpdateLogoutStatusNotificationKey"), 0);
+        QVERIFY(world.client.logText().contains(u"[QenDetailWindow] QenCloud Check ticket response msg:"_s));
+        world.center.post(u"UpdateLogoutStatusNotificationKey"_s, 0);
         QTRY_COMPARE(page(view), 0);
     }
 
@@ -167,11 +168,11 @@ private Q_SLOTS:
         world.client.helper.login({{"userid", "lin"}, {"password", "Abcdefg1!"}, {"otp", ""}}, login.completion());
         QVERIFY(login.wait());
         m_server.fault(TicketPath, {{"kind", "delay"}, {"seconds", 0.4}}, 100);
-        m_server.action(QStringLiteral("clear_requests"));
+        m_server.action(u"clear_requests"_s);
         MavMianViewCtrl view(world.views());
         QTRY_VERIFY(!m_server.requests(TicketPath).isEmpty());
         QVERIFY(AccountModel::deleteCurrentModel(world.folder.support()));
-        QTRY_VERIFY(world.client.logText().contains(QStringLiteral("Check ticket response msg")));
+        QTRY_VERIFY(world.client.logText().contains(u"Check ticket response msg"_s));
         QTest::qWait(50);
         QCOMPARE(page(view), 0);
     }
@@ -200,16 +201,14 @@ private Q_SLOTS:
         QFETCH(QVariant, object);
         QFETCH(bool, ends);
         ViewWorld& world = ViewWorld::make();
-        world.signInAs(QStringLiteral("lin"));
+        world.signInAs(u"lin"_s);
         MavMianViewCtrl view(world.views());
         find<QStackedWidget>(view, "mianTabView")->setCurrentIndex(2);
         // As the agent's side posts it: from a thread of its own.
-        std::thread([&world, &object] {
-            world.center.post(QStringLiteral("TicketTimeOutNoticationKey"), object);
-        }).join();
+        std::thread([&world, &object] { world.center.post(u"TicketTimeOutNoticationKey"_s, object); }).join();
         QTRY_COMPARE(page(view), 0);
-        QCOMPARE(world.folder.hasState(QStringLiteral("login.archive")), !ends);
-        QCOMPARE(world.folder.hasState(QStringLiteral("soleid.archive")), ends);
+        QCOMPARE(world.folder.hasState(u"login.archive"_s), !ends);
+        QCOMPARE(world.folder.hasState(u"soleid.archive"_s), ends);
         QCOMPARE(world.alerts(), ends ? QStringList{textFor("TicketTips")} : QStringList());
     }
 
@@ -236,7 +235,7 @@ private Q_SLOTS:
         QVERIFY(check.wait());
         QTest::qWait(50);
         QTRY_COMPARE(page(view), ends ? 0 : 2);
-        QCOMPARE(world.folder.hasState(QStringLiteral("login.archive")), !ends);
+        QCOMPARE(world.folder.hasState(u"login.archive"_s), !ends);
     }
 
     void signInElsewhereOpensTheSignedInPage() {
@@ -248,7 +247,7 @@ private Q_SLOTS:
             return page(view);
         };
         QCOMPARE(pageAfter(0), 0);
-        world.signInAs(QStringLiteral("lin"));
+        world.signInAs(u"lin"_s);
         QCOMPARE(pageAfter(-5), 0);
         QCOMPARE(pageAfter(0), 2);
     }
@@ -256,7 +255,7 @@ private Q_SLOTS:
     void domainSessionOpensTheSignedInPage() {
         ViewWorld& world = ViewWorld::make();
         AccountModel record;
-        record.setUserid(QStringLiteral("lin"));
+        record.setUserid(u"lin"_s);
         record.setLoginType(LoginType::Domain);
         MavMianViewCtrl early(world.views());
         world.center.post(ClientNotification::DomainSession);
@@ -305,7 +304,7 @@ private Q_SLOTS:
         type(sheet, "PortLab", port);
         enter(sheet, "PortLab");
         QCOMPARE(results, saved ? QList<int>{1} : QList<int>());
-        QCOMPARE(folder.hasState(QStringLiteral("domianorip.archive")), saved);
+        QCOMPARE(folder.hasState(u"domianorip.archive"_s), saved);
         if (!saved) {
             QTest::keyClick(&sheet, Qt::Key_Escape);
             QCOMPARE(results, QList<int>{0});

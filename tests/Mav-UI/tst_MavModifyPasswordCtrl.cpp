@@ -4,11 +4,13 @@
 #include "QenCheckPasswordFormat.h"
 #include "SpinnerButton.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString ResetPath = QStringLiteral("/api/public/clientlogin/resetpass");
-const QString Password = QStringLiteral("Abcdefg1!");
-const QString NewPassword = QStringLiteral("newpass2?");
+const QString ResetPath = u"/api/public/clientlogin/resetpass"_s;
+const QString Password = u"Abcdefg1!"_s;
+const QString NewPassword = u"newpass2?"_s;
 
 QJsonObject refusal(int ret, int errorcode, const QString& msg) {
     return {{"kind", "errorcode"}, {"ret", ret}, {"errorcode", errorcode}, {"msg", msg}};
@@ -28,18 +30,18 @@ private Q_SLOTS:
         QVERIFY2(m_server.start(), qPrintable(m_server.lastError()));
     }
     void init() {
-        m_server.action(QStringLiteral("reset"));
+        m_server.action(u"reset"_s);
         // "No such account" when there is none yet.
-        m_server.action(QStringLiteral("remove_account"), {{"userid", "lin"}});
-        QVERIFY(m_server.action(QStringLiteral("add_account"), {{"userid", "lin"}, {"password", Password}}));
+        m_server.action(u"remove_account"_s, {{"userid", "lin"}});
+        QVERIFY(m_server.action(u"add_account"_s, {{"userid", "lin"}, {"password", Password}}));
         m_world = &ViewWorld::make();
         m_world->folder.configure(m_server.httpPort());
-        m_world->signInAs(QStringLiteral("lin"));
+        m_world->signInAs(u"lin"_s);
         m_window = std::make_unique<QWidget>();
         m_window->resize(960, 640);
         m_window->show();
-        m_sheet = new MavModifyPasswordCtrl({m_world->client.helper, m_world->client.log, m_world->folder.support()},
-                                            m_window.get());
+        m_sheet = new MavModifyPasswordCtrl(
+            {m_world->client.helper, m_world->client.log, m_world->folder.support()}, m_window.get());
         m_results.clear();
         connect(m_sheet, &QDialog::finished, this, [this](int result) { m_results << result; });
         open();
@@ -80,7 +82,7 @@ private Q_SLOTS:
         QTest::qWait(50);
         QVERIFY(m_server.requests(ResetPath).isEmpty());
         QVERIFY(m_results.isEmpty());
-        QVERIFY(!m_world->client.logText().contains(QStringLiteral("Mav start modify")));
+        QVERIFY(!m_world->client.logText().contains(u"Mav start modify"_s));
     }
 
     void changeClosesTheSheetAndSignsInAgain() {
@@ -98,9 +100,9 @@ private Q_SLOTS:
         QCOMPARE(m_server.requests(ResetPath).size(), 1);
         const auto record = AccountModel::currentModel(m_world->folder.support());
         QVERIFY(record && record->decryptTicket() != before && !record->decryptTicket().isEmpty());
-        QCOMPARE(record->userid(), QStringLiteral("lin"));
+        QCOMPARE(record->userid(), u"lin"_s);
         const QString log = m_world->client.logText();
-        QVERIFY(log.contains(QStringLiteral("Mav start modify PassWord !!!!")));
+        QVERIFY(log.contains(u"Mav start modify PassWord !!!!"_s));
         QVERIFY(!log.contains(Password) && !log.contains(NewPassword));
         for (const char* field : {"oldPassWordLab", "fnewPassWordLab", "confirmPassWordLab"})
             QCOMPARE(edit(field)->text(), QString());
@@ -114,10 +116,8 @@ private Q_SLOTS:
     void answersAreShown_data() {
         QTest::addColumn<QJsonObject>("fault");
         QTest::addColumn<QString>("tip");
-        const QString words = QStringLiteral("服务器说");
-        const auto state = [](int value, const char* key) {
-            QTest::newRow(key) << status(value) << textFor(key);
-        };
+        const QString words = u"服务器说"_s;
+        const auto state = [](int value, const char* key) { QTest::newRow(key) << status(value) << textFor(key); };
         QTest::newRow("wrong old password") << refusal(-1, 21, words) << textFor("OldPwdError");
         QTest::newRow("other code") << refusal(-1, 7, words) << words;
         QTest::newRow("other ret") << refusal(3, 21, words) << words;
@@ -129,7 +129,7 @@ private Q_SLOTS:
         state(-4, "DevicenoRegister");
         state(-3, "Faillogin");
         state(-2, "NotLogin");
-        QTest::newRow("scanned") << status(-1) << QStringLiteral("二维码已扫描");
+        QTest::newRow("scanned") << status(-1) << u"二维码已扫描"_s;
         QTest::newRow("-9") << status(-9) << QString();
         for (const char* name : {"array", "empty_object", "no_data", "data_list", "state_null"})
             QTest::newRow(name) << QJsonObject{{"kind", "shape"}, {"shape", name}} << QString();
@@ -138,7 +138,7 @@ private Q_SLOTS:
         QFETCH(QJsonObject, fault);
         QFETCH(QString, tip);
         QVERIFY(m_server.fault(ResetPath, fault));
-        fill(QStringLiteral("oldpass"), NewPassword, NewPassword);
+        fill(u"oldpass"_s, NewPassword, NewPassword);
         // Pressed by the keyboard, so that the button has to give it away and take it back.
         button()->setFocus(Qt::TabFocusReason);
         QTest::keyClick(button(), Qt::Key_Space);
@@ -166,7 +166,7 @@ private Q_SLOTS:
         const QSize before = m_sheet->size();
         enter(*m_sheet, "confirmPassWordLab");
         QTRY_VERIFY(!button()->isBusy());
-        QVERIFY(shownTip().startsWith(QStringLiteral("wwww")));
+        QVERIFY(shownTip().startsWith(u"wwww"_s));
         QCOMPARE(m_sheet->width(), before.width());
         QTRY_VERIFY(m_sheet->height() > before.height());
         QVERIFY2(m_sheet->height() < 600, qPrintable(QString::number(m_sheet->height())));
@@ -185,12 +185,12 @@ private Q_SLOTS:
         QCOMPARE(m_results, QList<int>{0});
         open();
         QVERIFY(!button()->isBusy());
-        type(*m_sheet, "oldPassWordLab", QStringLiteral("typed anew"));
+        type(*m_sheet, "oldPassWordLab", u"typed anew"_s);
         // The late success closes no sheet that was opened after it was asked for.
         QTest::qWait(900);
         QVERIFY(m_sheet->isVisible());
         QCOMPARE(m_results, QList<int>{0});
-        QCOMPARE(edit("oldPassWordLab")->text(), QStringLiteral("typed anew"));
+        QCOMPARE(edit("oldPassWordLab")->text(), u"typed anew"_s);
     }
 
     void sheetMayGoWhileItsAnswerIsOnItsWay() {
@@ -223,11 +223,11 @@ private Q_SLOTS:
     }
 
     void enterInTheNewPasswordMovesOnWhenItIsGood() {
-        type(*m_sheet, "fnewPassWordLab", QStringLiteral("Abcdefgh"));
+        type(*m_sheet, "fnewPassWordLab", u"Abcdefgh"_s);
         enter(*m_sheet, "fnewPassWordLab");
         QCOMPARE(shownTip(), textFor("PwdFormatError"));
         QCOMPARE(m_sheet->focusWidget(), edit("fnewPassWordLab"));
-        for (const QString& good : {QStringLiteral("abcdefg1!"), QStringLiteral("Abcdef1！"), QString()}) {
+        for (const QString& good : {u"abcdefg1!"_s, u"Abcdef1！"_s, QString()}) {
             edit("fnewPassWordLab")->setFocus();
             edit("fnewPassWordLab")->setText(good);
             enter(*m_sheet, "fnewPassWordLab");
@@ -249,10 +249,10 @@ private Q_SLOTS:
             QTest::keyClick(m_sheet->focusWidget(), Qt::Key_Tab);
             return shownTip();
         };
-        QCOMPARE(tipAfterLeaving(QStringLiteral("abc")), textFor("PwdRuleTips"));
+        QCOMPARE(tipAfterLeaving(u"abc"_s), textFor("PwdRuleTips"));
         QVERIFY(m_sheet->focusWidget() != edit(qPrintable(field)));
-        QCOMPARE(tipAfterLeaving(QStringLiteral("abcdefg1!")), QString());
-        QCOMPARE(tipAfterLeaving(QStringLiteral("abc")), textFor("PwdRuleTips"));
+        QCOMPARE(tipAfterLeaving(u"abcdefg1!"_s), QString());
+        QCOMPARE(tipAfterLeaving(u"abc"_s), textFor("PwdRuleTips"));
         QCOMPARE(tipAfterLeaving(QString()), QString());
     }
 
@@ -323,7 +323,7 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowActive(&window));
         field->setFocus();
         QenCheckPasswordFormat balloon(&window);
-        balloon.showTips(QStringLiteral("tip"), field, 32.0);
+        balloon.showTips(u"tip"_s, field, 32.0);
         QVERIFY(balloon.isVisible());
         delete field;
         QVERIFY(!balloon.isVisible());
@@ -331,8 +331,8 @@ private Q_SLOTS:
     }
 
     void keyboardReachesEverythingInOrder() {
-        const QStringList wanted{"oldPassWordLab",     "oldPassWordLabEye",     "fnewPassWordLab", "fnewPassWordLabEye",
-                                 "confirmPassWordLab", "confirmPassWordLabEye", "cancelbtn",       "savebtn"};
+        const QStringList wanted{"oldPassWordLab", "oldPassWordLabEye", "fnewPassWordLab", "fnewPassWordLabEye",
+            "confirmPassWordLab", "confirmPassWordLabEye", "cancelbtn", "savebtn"};
         QStringList reached;
         for (qsizetype step = 0; step < wanted.size(); ++step) {
             reached << m_sheet->focusWidget()->objectName();

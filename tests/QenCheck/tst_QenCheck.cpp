@@ -4,6 +4,8 @@
 #include "QenCategoryMode.h"
 #include "QenComplianceManager.h"
 
+using namespace Qt::StringLiterals;
+
 using Platform::ArchiveValue;
 
 namespace {
@@ -41,12 +43,12 @@ private Q_SLOTS:
                                                 << "defaults" << script << isWarn << QString::fromUtf8(line);
         };
         wall("on", R"(test "$*" = "read /Library/Preferences/com.apple.alf globalstate" && echo 1)", false,
-             "[QenCheck] check FireWall state : 1\n");
+            "[QenCheck] check FireWall state : 1\n");
         wall("off", "echo 0", true, "[QenCheck] check FireWall state : 0\n");
         wall("a zero among others", "echo 2; echo 10", true, "[QenCheck] check FireWall state : 2\n10\n");
         wall("silent", "exit 0", true, "[QenCheck] check FireWall failed : (null)");
         wall("error", "echo 1; echo denied >&2", true,
-             "[QenCheck] check FireWall failed : Error Domain= Code=-1 (denied\n)");
+            "[QenCheck] check FireWall failed : Error Domain= Code=-1 (denied\n)");
         wall("not UTF-8", R"(printf '\377')", true, "[QenCheck] check FireWall failed : (null)");
     }
     void probes() {
@@ -66,9 +68,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("joined");
         QTest::addColumn<QVariantMap>("access");
         QTest::addColumn<bool>("isWarn");
-        const auto required = [](const QString& domain) {
-            return QVariantMap{{"ent_domain", domain}};
-        };
+        const auto required = [](const QString& domain) { return QVariantMap{{"ent_domain", domain}}; };
         // The answer keeps its line end, so only a name with one equals it.
         QTest::newRow("joined") << "corp.example" << required("corp.example\n") << false;
         QTest::newRow("the line end counts") << "corp.example" << required("corp.example") << true;
@@ -83,15 +83,13 @@ private Q_SLOTS:
         QFETCH(QVariantMap, access);
         m_world->policy(access, {});
         m_world->policy({{"ent_domain", "other.example\n"}}, ".archive"); // is for others
-        m_world->tool(
-            "dsconfigad",
+        m_world->tool("dsconfigad",
             "test \"$1\" = -show || exit 1\n" +
                 (joined.isEmpty() ? "exit 0" : "echo 'Active Directory Domain          = " + joined.toUtf8() + "'"));
         const auto model = run("checkJoinDomain:");
         QTEST(model->isWarn(), "isWarn");
-        QCOMPARE(
-            m_world->lines().value(1),
-            QStringLiteral("[QenCheck] check JoinDomain state : %1").arg(joined.isEmpty() ? "(null)" : joined + u'\n'));
+        QCOMPARE(m_world->lines().value(1),
+            u"[QenCheck] check JoinDomain state : %1"_s.arg(joined.isEmpty() ? "(null)" : joined + u'\n'));
     }
 
     void version_data() {
@@ -114,22 +112,21 @@ private Q_SLOTS:
         QFETCH(QString, minimum);
         if (!installed.isNull())
             m_world->write("Mav.app/Contents/Info.plist",
-                           "<plist version=\"1.0\"><dict><key>CFBundleVersion</key><string>" + installed.toUtf8() +
-                               "</string></dict></plist>");
+                "<plist version=\"1.0\"><dict><key>CFBundleVersion</key><string>" + installed.toUtf8() +
+                    "</string></dict></plist>");
         if (!minimum.isNull())
             m_world->policy({{"ent_qen", minimum}}, {});
         const auto model = run("checkQenVersion:");
         QTEST(model->isWarn(), "isWarn");
-        const auto shown = [](const QString& text) {
-            return text.isNull() ? QStringLiteral("(null)") : text;
-        };
-        QCOMPARE(m_world->lines(), QStringList{QStringLiteral("[QenCheck] check Qen local version: %1, min version: %2")
-                                                   .arg(shown(installed), shown(minimum))});
+        const auto shown = [](const QString& text) { return text.isNull() ? u"(null)"_s : text; };
+        QCOMPARE(m_world->lines(),
+            QStringList{
+                u"[QenCheck] check Qen local version: %1, min version: %2"_s.arg(shown(installed), shown(minimum))});
     }
 
     void withoutResult() {
-        for (const QString& selector : {QString(), QStringLiteral("checkPasswordSecurity:"),
-                                        QStringLiteral("checkFileVault"), QStringLiteral("noSuchCheck:")}) {
+        for (const QString& selector :
+            {QString(), u"checkPasswordSecurity:"_s, u"checkFileVault"_s, u"noSuchCheck:"_s}) {
             run(selector, 0);
             QVERIFY(m_world->lines().isEmpty());
         }
@@ -142,7 +139,7 @@ private Q_SLOTS:
                                     << "张三";
         QTest::newRow("pair") << R"(a\ud83d\ude00b)"
                               << "a\U0001f600b";
-        QTest::newRow("short") << R"(\u41-\u)" << QStringLiteral("A-") + QChar(0);
+        QTest::newRow("short") << R"(\u41-\u)" << u"A-"_s + QChar(0);
         QTest::newRow("quote") << R"(\u4e09"x")"
                                << "三\"x\"";
         QTest::newRow("four characters") << R"(\u4e09\\r\\nx)"
@@ -189,17 +186,17 @@ private Q_SLOTS:
             results << result;
             anyError = anyError || error;
             if (error)
-                QVERIFY(error.localizedFailureReason() == u"bad\n" ||
-                        error.localizedFailureReason() == u"unknown error");
+                QVERIFY(
+                    error.localizedFailureReason() == u"bad\n" || error.localizedFailureReason() == u"unknown error");
         };
         QenComplianceManager::checkFireWall(note);
         QenComplianceManager::checkFileVault(note);
         QenComplianceManager::checkAppStoreDisable(note);
         QTEST(results, "results");
         QCOMPARE(anyError, hasError);
-        QString untouched = QStringLiteral("as it was");
+        QString untouched = u"as it was"_s;
         QenComplianceManager::excuteTaskPath("/no/such/tool", {}, &untouched, nullptr);
-        QCOMPARE(untouched, QStringLiteral("as it was"));
+        QCOMPARE(untouched, u"as it was"_s);
     }
 
     void categories_data() {
@@ -222,12 +219,11 @@ private Q_SLOTS:
             category->addAppObj("B");
             category->addAppObj("A"); // is there already
         }
-        QTEST(category ? QStringLiteral("%1|%2|%3")
-                             .arg(category->categoryType())
+        QTEST(category ? u"%1|%2|%3"_s.arg(category->categoryType())
                              .arg(category->category_serialnum())
                              .arg(category->trustedAppList().join(u','))
                        : QString(),
-              "fields");
+            "fields");
     }
 
     void init() { m_world.emplace(); }
@@ -238,12 +234,12 @@ private:
     QenCheckModelPointer run(const QString& selector, int results = 1) {
         const TaskHelper tasks(Limit);
         QenCheck check({.log = m_world->log(),
-                        .tasks = tasks,
-                        .center = m_world->center,
-                        .agentState = m_world->agent(),
-                        .applicationBundle = m_world->bundle(),
-                        .applicationSupport = m_world->file("support"),
-                        .checkDomainAccount = {}});
+            .tasks = tasks,
+            .center = m_world->center,
+            .agentState = m_world->agent(),
+            .applicationBundle = m_world->bundle(),
+            .applicationSupport = m_world->file("support"),
+            .checkDomainAccount = {}});
         QList<CheckResult> posted;
         const auto observer =
             m_world->center.observe("kCheckNotificationName", [&](const Platform::Notification& note) {
@@ -255,10 +251,8 @@ private:
         queue.async([&] { check.checkWithModel(model); });
         queue.drain();
         QTest::qWait(1);
-        const auto expected = results ? QList<CheckResult>{{{QStringLiteral("the key"), model}}} : QList<CheckResult>();
-        [&] {
-            QCOMPARE(posted, expected);
-        }();
+        const auto expected = results ? QList<CheckResult>{{{u"the key"_s, model}}} : QList<CheckResult>();
+        [&] { QCOMPARE(posted, expected); }();
         return model;
     }
 

@@ -4,9 +4,11 @@
 
 #include <QElapsedTimer>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString Prefix = QStringLiteral("[QenCheck] DomainLogin: ");
+const QString Prefix = u"[QenCheck] DomainLogin: "_s;
 constexpr std::chrono::milliseconds Tick{4};
 
 } // namespace
@@ -20,8 +22,7 @@ private Q_SLOTS:
         m_world.emplace();
         m_requests.clear();
         m_clock.start();
-        m_world->tool(
-            "defaults",
+        m_world->tool("defaults",
             R"(test "$*" = "read /Library/Preferences/com.apple.loginwindow.plist lastUserName" && echo lisi)");
         m_world->tool("dscl", R"(test "$*" = ". -read /Users/lisi OriginalNodeName" || echo unknown >&2
 echo 'OriginalNodeName: /Active Directory/CORP/corp.example')");
@@ -33,21 +34,20 @@ echo 'OriginalNodeName: /Active Directory/CORP/corp.example')");
         QTest::addColumn<QString>("tool");
         QTest::addColumn<QByteArray>("script");
         QTest::addColumn<QString>("lastLine");
-        const QString start = QStringLiteral("Start check Domain login status");
-        const QString differs = QStringLiteral("The domain of mobile account is not be same the current domain.");
+        const QString start = u"Start check Domain login status"_s;
+        const QString differs = u"The domain of mobile account is not be same the current domain."_s;
         const auto row = [](const char* name, const char* tool, const char* script, const QString& line) {
             QTest::newRow(name) << QString::fromLatin1(tool) << QByteArray(script) << Prefix + line;
         };
         row("no last user", "defaults", "exit 0", start);
         row("defaults fails", "defaults", "echo lisi; echo bad >&2", start);
-        row("no domain account", "dscl", "echo none >&2",
-            QStringLiteral(" The login user account isn`t domain mobile account."));
+        row("no domain account", "dscl", "echo none >&2", u" The login user account isn`t domain mobile account."_s);
         row("no answer", "dscl", "exit 0", differs);
         row("another domain", "dscl", "echo OriginalNodeName: /Active Directory/X/x.example", differs);
         row("not joined", "dsconfigad", "exit 0", differs);
         row("no answer and not joined", "dscl,dsconfigad", "exit 0", differs);
         row("escaped name that is none", "defaults", R"(printf '%s\n' '\u4e09\')",
-            QStringLiteral(" The login user account isn`t domain mobile account."));
+            u" The login user account isn`t domain mobile account."_s);
     }
     void stops() {
         QFETCH(QString, tool);
@@ -80,8 +80,8 @@ echo 'OriginalNodeName: /Active Directory/CORP/corp.example')");
         QenCheck check(world(), Tick);
         check.checkDomainLogin();
         QTRY_COMPARE(m_requests.size(), 1);
-        QCOMPARE(m_requests[0].account, QStringLiteral("李四"));
-        QCOMPARE(m_requests[0].domain, QStringLiteral("corp.example"));
+        QCOMPARE(m_requests[0].account, u"李四"_s);
+        QCOMPARE(m_requests[0].domain, u"corp.example"_s);
         m_requests[0].completion(isValid, name.isNull() ? std::nullopt : std::optional(name), {});
         QTest::qWait(20 * Tick.count());
         QCOMPARE(m_requests.size(), 1); // an answer ends it
@@ -92,11 +92,11 @@ echo 'OriginalNodeName: /Active Directory/CORP/corp.example')");
             return;
         }
         QCOMPARE(m_world->lines().last(), Prefix + " The account model save result: 1.");
-        QCOMPARE(record->userid(), QStringLiteral("李四"));
+        QCOMPARE(record->userid(), u"李四"_s);
         QCOMPARE(record->username(), name);
         QCOMPARE(record->qenStatus(), 0);
         QCOMPARE(record->loginType(), 3);
-        QCOMPARE(record->domainName(), QStringLiteral("CORP"));
+        QCOMPARE(record->domainName(), u"CORP"_s);
     }
 
     void signedIn() {
@@ -131,7 +131,7 @@ echo 'OriginalNodeName: /Active Directory/CORP/corp.example')");
             check.checkDomainLogin();
             QTRY_COMPARE(m_requests.size(), 1);
         }
-        m_requests[0].completion(true, QStringLiteral("x"), {});
+        m_requests[0].completion(true, u"x"_s, {});
         m_requests[0].completion(false, {}, Platform::Error({}, Platform::Error::TimedOut));
         QTest::qWait(2 * Tick.count());
         QVERIFY(!AccountModel::currentModel(m_world->file("support")));
@@ -149,15 +149,15 @@ private:
 
     QenCheck::World world() {
         return {.log = m_world->log(),
-                .tasks = m_tasks,
-                .center = m_world->center,
-                .agentState = m_world->agent(),
-                .applicationBundle = m_world->bundle(),
-                .applicationSupport = m_world->file("support"),
-                .checkDomainAccount = [this](const QString& account, const QString& domain,
-                                             QenCheck::DomainAnswer completion) {
-                    m_requests.append({account, domain, std::move(completion), m_clock.elapsed()});
-                }};
+            .tasks = m_tasks,
+            .center = m_world->center,
+            .agentState = m_world->agent(),
+            .applicationBundle = m_world->bundle(),
+            .applicationSupport = m_world->file("support"),
+            .checkDomainAccount = [this](const QString& account, const QString& domain,
+                                      QenCheck::DomainAnswer completion) {
+                m_requests.append({account, domain, std::move(completion), m_clock.elapsed()});
+            }};
     }
 
     const TaskHelper m_tasks;

@@ -9,12 +9,14 @@
 
 #include <future>
 
+using namespace Qt::StringLiterals;
+
 using Platform::ArchiveValue;
 
 namespace {
 
 constexpr std::chrono::milliseconds ClosingDelay{40};
-const QString Disk = QStringLiteral("磁盘已加密");
+const QString Disk = u"磁盘已加密"_s;
 
 /// One category: its name and, for each check, the selector's name.
 struct Category {
@@ -27,9 +29,8 @@ ArchiveValue catalogueOf(const QList<Category>& categories) {
     for (const Category& category : categories) {
         ArchiveValue checks{ArchiveValue::Array()};
         for (const QString& selector : category.checks)
-            checks.append(ArchiveValue::Dictionary{{"title", selector == u"other" ? QStringLiteral("其他") : Disk},
-                                                   {"selectorName", selector},
-                                                   {"mainKey", selector}});
+            checks.append(ArchiveValue::Dictionary{
+                {"title", selector == u"other" ? u"其他"_s : Disk}, {"selectorName", selector}, {"mainKey", selector}});
         catalogue.append(ArchiveValue::Dictionary{{QString::fromUtf8(category.name), checks}});
     }
     return catalogue;
@@ -57,12 +58,12 @@ private Q_SLOTS:
         QTest::addColumn<QString>("texts");
         QTest::addColumn<int>("unreported");
         const auto row = [](const char* name, const QList<QStringList>& categories, const QList<int>& numbers,
-                            const char* texts) {
+                             const char* texts) {
             QTest::newRow(name) << categories << numbers[0] << numbers[1] << numbers[2] << QString::fromUtf8(texts)
                                 << numbers[3];
         };
-        const QString ok = QStringLiteral("ok");
-        const QString bad = QStringLiteral("bad");
+        const QString ok = u"ok"_s;
+        const QString bad = u"bad"_s;
         row("no failure", {{ok, ok}}, {2, 0, 0, 0}, "电脑安全|合规检测项全部正常|");
         row("1 failure", {{bad, ok}}, {2, 1, 1, 0}, "轻度危险|2项实时合规检测|发现1个问题");
         row("2 failures", {{bad, bad}}, {2, 2, 1, 0}, "轻度危险|2项实时合规检测|发现2个问题");
@@ -96,8 +97,8 @@ private Q_SLOTS:
         QCOMPARE(round.dataSource().size(), size_t(categories.size()));
         QCOMPARE(round.isChecking(), m_closing.isEmpty());
         for (const auto& node : round.dataSource()) {
-            const auto failed = std::count_if(node->leafArr().begin(), node->leafArr().end(),
-                                              [](const auto& check) { return check->isWarn(); });
+            const auto failed = std::count_if(
+                node->leafArr().begin(), node->leafArr().end(), [](const auto& check) { return check->isWarn(); });
             QCOMPARE(node->repairNum(), qint64(failed));
             QCOMPARE(node->isWarn(), failed > 0);
         }
@@ -109,9 +110,9 @@ private Q_SLOTS:
         listen(round);
         load(round);
         QCOMPARE(m_signals,
-                 QStringList({"tree", "started", "row 0", "count 1", "detail shown", "row 1", "count 2", "level 1",
-                              "row 1", "count 3", "level 1", "detail shown", "passed", "detail shown", "completed"})
-                     .filter(QString()));
+            QStringList({"tree", "started", "row 0", "count 1", "detail shown", "row 1", "count 2", "level 1", "row 1",
+                            "count 3", "level 1", "detail shown", "passed", "detail shown", "completed"})
+                .filter(QString()));
         QVERIFY(m_world->lines().contains("[QenMainViewController]change UI with level : 1"));
         // The second round starts from nothing; the failed check has been repaired.
         m_signals.clear();
@@ -121,7 +122,7 @@ private Q_SLOTS:
         QCOMPARE(round.warnCount(), 0);
         QCOMPARE(round.currentLevel(), 0);
         QVERIFY(!round.dataSource()[1]->isWarn());
-        QCOMPARE(m_signals.filter("detail").last(), QStringLiteral("detail hidden"));
+        QCOMPARE(m_signals.filter("detail").last(), u"detail hidden"_s);
     }
 
     void closesAfterTheDelay() {
@@ -140,9 +141,7 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("content");
         QTest::addColumn<int>("nodes");
         QTest::addColumn<int>("checks");
-        const auto xml = [](const char* body) {
-            return QByteArray("<plist version=\"1.0\">") + body + "</plist>";
-        };
+        const auto xml = [](const char* body) { return QByteArray("<plist version=\"1.0\">") + body + "</plist>"; };
         QTest::newRow("missing") << QByteArray() << -1 << 0;
         QTest::newRow("no property list") << QByteArray("bplist00 cut off") << -1 << 0;
         QTest::newRow("a dictionary") << xml("<dict/>") << -1 << 0;
@@ -186,10 +185,8 @@ private Q_SLOTS:
     void policies_data() {
         QTest::addColumn<QVariantMap>("access");
         QTest::addColumn<QStringList>("titles");
-        QTest::newRow("all") << QVariantMap{{"is_disk_encrypt", "1"},
-                                            {"firewall", "1"},
-                                            {"ent_domain", "d"},
-                                            {"ent_qen", "1"}}
+        QTest::newRow("all") << QVariantMap{{"is_disk_encrypt", "1"}, {"firewall", "1"}, {"ent_domain", "d"},
+                                    {"ent_qen", "1"}}
                              << QStringList{Disk, "已开启主机防火墙", "Qen安装检测", "域检测"};
         QTest::newRow("none") << QVariantMap{{"is_disk_encrypt", "0"}, {"firewall", ""}, {"ent_domain", ""}}
                               << QStringList();
@@ -207,10 +204,8 @@ private Q_SLOTS:
         m_world->policy({{"is_disk_encrypt", "1"}}, {}); // is for others
         auto places = world();
         places.catalogue = ":/bundle/QenCheck.plist";
-        const QMap<QString, QString> selectors{{Disk, "checkFileVault:"},
-                                               {"已开启主机防火墙", "checkFireWall:"},
-                                               {"Qen安装检测", "checkQenVersion:"},
-                                               {"域检测", "checkJoinDomain:"}};
+        const QMap<QString, QString> selectors{{Disk, "checkFileVault:"}, {"已开启主机防火墙", "checkFireWall:"},
+            {"Qen安装检测", "checkQenVersion:"}, {"域检测", "checkJoinDomain:"}};
         QStringList checked;
         places.checkWithModel = [&](const QenCheckModelPointer& check) {
             checked << check->title();
@@ -250,17 +245,17 @@ private Q_SLOTS:
         QCOMPARE(round.needCheckCount(), 0);
         QCOMPARE(round.warnCount(), 0);
         QCOMPARE(round.currentLevel(), 0);
-        QCOMPARE(m_closing, QStringLiteral("电脑安全|合规检测项全部正常|"));
+        QCOMPARE(m_closing, u"电脑安全|合规检测项全部正常|"_s);
     }
 
     void looks() {
-        QCOMPARE(CheckLook::picturesFor(0).statusAnimation, QStringLiteral("2倍安全状态栏gif.gif"));
-        QCOMPARE(CheckLook::picturesFor(3).recheckButtonHover, QStringLiteral("reCheck_hover"));
-        QCOMPARE(CheckLook::repairTitle(12), QStringLiteral("12个问题待修复"));
-        QCOMPARE(CheckLook::closing(1, 0, 7).stateText, QStringLiteral("重度危险"));
-        QCOMPARE(CheckLook::categoryRow(true, 2).repairText, QStringLiteral("2项待修复"));
+        QCOMPARE(CheckLook::picturesFor(0).statusAnimation, u"2倍安全状态栏gif.gif"_s);
+        QCOMPARE(CheckLook::picturesFor(3).recheckButtonHover, u"reCheck_hover"_s);
+        QCOMPARE(CheckLook::repairTitle(12), u"12个问题待修复"_s);
+        QCOMPARE(CheckLook::closing(1, 0, 7).stateText, u"重度危险"_s);
+        QCOMPARE(CheckLook::categoryRow(true, 2).repairText, u"2项待修复"_s);
         QVERIFY(CheckLook::categoryRow(true, 0).repairText.isNull() &&
-                CheckLook::categoryRow(false, 2).repairText.isNull());
+            CheckLook::categoryRow(false, 2).repairText.isNull());
         QVERIFY(CheckLook::checkRow(true, "disk").hasRepairButton);
         QVERIFY(!CheckLook::checkRow(false, "disk").hasRepairButton && !CheckLook::checkRow(true, {}).hasRepairButton);
     }
@@ -271,37 +266,34 @@ private:
     QenCheckRound::World world() {
         m_results = {{"ok", false}, {"bad", true}};
         return {.log = m_world->log(),
-                .center = m_world->center,
-                .checkWithModel =
-                    [this](const QenCheckModelPointer& check) {
-                        if (!m_results.contains(check->selectorName()))
-                            return;
-                        check->setIsWarn(m_results.value(check->selectorName()));
-                        const CheckResult result{{check->mainKey(), check}};
-                        Platform::mainQueue().async([this, result] {
-                            m_world->center.post("kCheckNotificationName", QVariant::fromValue(result));
-                        });
-                    },
-                .agentState = m_world->agent(),
-                .catalogue = m_world->file("QenCheck.plist"),
-                .closingDelay = ClosingDelay};
+            .center = m_world->center,
+            .checkWithModel =
+                [this](const QenCheckModelPointer& check) {
+                    if (!m_results.contains(check->selectorName()))
+                        return;
+                    check->setIsWarn(m_results.value(check->selectorName()));
+                    const CheckResult result{{check->mainKey(), check}};
+                    Platform::mainQueue().async([this, result] {
+                        m_world->center.post("kCheckNotificationName", QVariant::fromValue(result));
+                    });
+                },
+            .agentState = m_world->agent(),
+            .catalogue = m_world->file("QenCheck.plist"),
+            .closingDelay = ClosingDelay};
     }
 
     void listen(QenCheckRound& round) {
         m_closing.clear();
         m_unreported = -1;
-        const auto note = [this](const QString& signal) {
-            m_signals << signal;
-        };
+        const auto note = [this](const QString& signal) { m_signals << signal; };
         connect(&round, &QenCheckRound::dataSourceChanged, &round, [=] { note("tree"); });
         connect(&round, &QenCheckRound::roundStarted, &round, [=] { note("started"); });
-        connect(&round, &QenCheckRound::rowChanged, &round, [=](int row) { note(QStringLiteral("row %1").arg(row)); });
+        connect(&round, &QenCheckRound::rowChanged, &round, [=](int row) { note(u"row %1"_s.arg(row)); });
         connect(&round, &QenCheckRound::resultCounted, &round,
-                [=, &round] { note(QStringLiteral("count %1").arg(round.hadCheckedCount())); });
-        connect(&round, &QenCheckRound::levelApplied, &round,
-                [=](int level) { note(QStringLiteral("level %1").arg(level)); });
+            [=, &round] { note(u"count %1"_s.arg(round.hadCheckedCount())); });
+        connect(&round, &QenCheckRound::levelApplied, &round, [=](int level) { note(u"level %1"_s.arg(level)); });
         connect(&round, &QenCheckRound::detailButtonHidden, &round,
-                [=](bool isHidden) { note(isHidden ? "detail hidden" : "detail shown"); });
+            [=](bool isHidden) { note(isHidden ? "detail hidden" : "detail shown"); });
         connect(&round, &QenCheckRound::completed, &round, [=, this](const CheckLook::Closing& closing) {
             m_closing = closing.stateText + u'|' + closing.countText + u'|' + closing.smallStateText;
             note("completed");

@@ -10,6 +10,8 @@
 
 #include <mutex>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// What a listener asks of the client, answered as a row of the table says, and noted.
@@ -17,15 +19,12 @@ class Client {
 public:
     QenCloudClientProcessListener::World world() {
         return {.getNetworkType = [this] { note("network"); },
-                .iflogin = [this] { return signedIn; },
-                .isCheckAndShow = [this] { return shown; },
-                .checkXPCServiceIsReInital = [this] { return serviceIsNew; },
-                .existZelVPN = [this] { note("stop vpn"); },
-                .runTicketXPC = [this] { note("run ticket"); },
-                .reloadZelVPN =
-                    [this] {
-                        note("reload");
-                    }};
+            .iflogin = [this] { return signedIn; },
+            .isCheckAndShow = [this] { return shown; },
+            .checkXPCServiceIsReInital = [this] { return serviceIsNew; },
+            .existZelVPN = [this] { note("stop vpn"); },
+            .runTicketXPC = [this] { note("run ticket"); },
+            .reloadZelVPN = [this] { note("reload"); }};
     }
     QStringList calls() {
         const std::lock_guard lock(m_mutex);
@@ -61,8 +60,8 @@ private Q_SLOTS:
         QTest::addColumn<bool>("vpnRuns");
         QTest::addColumn<QStringList>("calls");
         QTest::addColumn<QStringList>("lines");
-        const QStringList checked{"NGN Server is existed", "start check zelvpn ....",
-                                  "end check zelvpn ifload ....result:"};
+        const QStringList checked{
+            "NGN Server is existed", "start check zelvpn ....", "end check zelvpn ifload ....result:"};
         QTest::newRow("signed out") << false << true << true << false << QStringList{"network"} << QStringList{};
         QTest::newRow("not confirmed yet") << true << false << true << false << QStringList{"network"} << QStringList{};
         QTest::newRow("service is new") << true << true << true << false
@@ -81,23 +80,23 @@ private Q_SLOTS:
         QFETCH(QStringList, calls);
         QFETCH(QStringList, lines);
         QTemporaryDir folder;
-        const QString vpn = folder.filePath(QStringLiteral("ZelVPN"));
-        QVERIFY(QFile::link(QStringLiteral("/bin/sleep"), vpn));
-        Platform::QenTask component(vpn, {QStringLiteral("60")});
+        const QString vpn = folder.filePath(u"ZelVPN"_s);
+        QVERIFY(QFile::link(u"/bin/sleep"_s, vpn));
+        Platform::QenTask component(vpn, {u"60"_s});
         if (vpnRuns)
             QVERIFY(!component.launch());
         Client client;
         client.signedIn = signedIn;
         client.shown = shown;
         client.serviceIsNew = serviceIsNew;
-        QenLogHelper log(folder.filePath(QStringLiteral("logs")), folder.filePath(QStringLiteral("record")));
+        QenLogHelper log(folder.filePath(u"logs"_s), folder.filePath(u"record"_s));
         { // its end waits for the background check
             QenCloudClientProcessListener listener(client.world(), log, vpn);
             listener.checkNgnServerAndLoad();
         }
         log.drain();
         QCOMPARE(client.calls(), calls);
-        QFile file(folder.filePath(QStringLiteral("logs/QenCloud-Info-1.log")));
+        QFile file(folder.filePath(u"logs/QenCloud-Info-1.log"_s));
         QVERIFY(file.open(QIODevice::ReadOnly));
         const QString text = QString::fromUtf8(file.readAll());
         for (const QString& line : lines)
@@ -112,9 +111,8 @@ private Q_SLOTS:
         QTemporaryDir folder;
         Client client;
         client.signedIn = false;
-        QenLogHelper log(folder.filePath(QStringLiteral("logs")), folder.filePath(QStringLiteral("record")));
-        QenCloudClientProcessListener listener(client.world(), log, QStringLiteral("/no/vpn"),
-                                               std::chrono::milliseconds(40));
+        QenLogHelper log(folder.filePath(u"logs"_s), folder.filePath(u"record"_s));
+        QenCloudClientProcessListener listener(client.world(), log, u"/no/vpn"_s, std::chrono::milliseconds(40));
         QTest::qSleep(150);
         QVERIFY(client.calls().isEmpty());
         listener.startListening();

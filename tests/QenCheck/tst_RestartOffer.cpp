@@ -12,10 +12,12 @@
 #include <QMutex>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString Service = QStringLiteral("org.freedesktop.Notifications");
-const QString Path = QStringLiteral("/org/freedesktop/Notifications");
+const QString Service = u"org.freedesktop.Notifications"_s;
+const QString Path = u"/org/freedesktop/Notifications"_s;
 
 /// Lines of several threads.
 class Lines {
@@ -67,9 +69,9 @@ public:
 
 public Q_SLOTS:
     uint Notify(const QString& application, uint replaced, const QString&, const QString& title, const QString& body,
-                const QStringList& actions, const QVariantMap&, int expires) {
-        shown << QStringList{application, QString::number(replaced), title,
-                             body,        actions.join(u','),        QString::number(expires)}
+        const QStringList& actions, const QVariantMap&, int expires) {
+        shown << QStringList{application, QString::number(replaced), title, body, actions.join(u','),
+            QString::number(expires)}
                      .join(u'|');
         return ++lastId;
     }
@@ -99,8 +101,8 @@ private Q_SLOTS:
         QTest::addColumn<bool>("isForged");
         QTest::addColumn<bool>("succeeds");
         QTest::addColumn<QStringList>("expected");
-        const QString script = QStringLiteral("do shell script \"sudo reboot\" with administrator privileges");
-        const QString failed = QStringLiteral("restart computor fail with error:Error Domain=NSAppleScript Code=-128");
+        const QString script = u"do shell script \"sudo reboot\" with administrator privileges"_s;
+        const QString failed = u"restart computor fail with error:Error Domain=NSAppleScript Code=-128"_s;
         QTest::newRow("restart") << "action" << false << true
                                  << QStringList{script, script, "restart computor success"};
         QTest::newRow("refused") << "action" << false << false << QStringList{script, script, failed};
@@ -122,29 +124,28 @@ private Q_SLOTS:
         Platform::NotificationCenter center;
         Lines lines;
         RestartOffer offer({.log = [&lines](const QString& message, int) { lines.add(message); },
-                            .center = center,
-                            .notifications = notifications,
-                            .runScript =
-                                [&lines, succeeds](const QString& source, Platform::Error* error) {
-                                    lines.add(source);
-                                    if (!succeeds && error)
-                                        *error = Platform::Error("NSAppleScript", -128);
-                                    return succeeds ? QStringLiteral("") : QString();
-                                }});
+            .center = center,
+            .notifications = notifications,
+            .runScript =
+                [&lines, succeeds](const QString& source, Platform::Error* error) {
+                    lines.add(source);
+                    if (!succeeds && error)
+                        *error = Platform::Error("NSAppleScript", -128);
+                    return succeeds ? u""_s : QString();
+                }});
         Platform::globalQueue().async([&center] { center.post(ClientNotification::Restart); });
         QTRY_COMPARE(service.shown,
-                     QStringList{"Mav|0|Qen提醒|安全策略下发异常，请重启系统激活设置|action,立即重启,other,取消|0"});
+            QStringList{"Mav|0|Qen提醒|安全策略下发异常，请重启系统激活设置|action,立即重启,other,取消|0"});
         QTest::qWait(50); // its number travels back
         if (event == u"dismissed")
             service.dismiss(service.lastId);
         if (event == u"removed")
             offer.removeScheduled();
         const uint id = event == u"foreign" ? service.lastId + 1 : service.lastId;
-        const QString key =
-            QStringList{"foreign", "dismissed", "removed"}.contains(event) ? QStringLiteral("action") : event;
+        const QString key = QStringList{"foreign", "dismissed", "removed"}.contains(event) ? u"action"_s : event;
         if (isForged) {
-            NotificationService::say(QDBusConnection::connectToBus(bus.address(), "forger"), "ActionInvoked",
-                                     {id, key});
+            NotificationService::say(
+                QDBusConnection::connectToBus(bus.address(), "forger"), "ActionInvoked", {id, key});
             QTest::qWait(50);
             QDBusConnection::disconnectFromBus("forger");
         } else {
@@ -162,8 +163,7 @@ private Q_SLOTS:
         const PrivateBus bus;
         NotificationService service(bus.address());
         const QTemporaryDir folder;
-        const auto ignore = [](Platform::UserNotifications::Activation) {
-        };
+        const auto ignore = [](Platform::UserNotifications::Activation) {};
         const auto run = [&](auto use) {
             Platform::UserDefaults record(folder.filePath("preferences.plist"));
             Platform::UserNotifications notifications(bus.address(), &record);
@@ -185,10 +185,10 @@ private Q_SLOTS:
 
     void withoutService() {
         const PrivateBus bus;
-        for (const QString& address : {bus.address(), QStringLiteral("unix:path=/nonexistent/bus")}) {
+        for (const QString& address : {bus.address(), u"unix:path=/nonexistent/bus"_s}) {
             Platform::UserNotifications notifications(address);
-            notifications.deliver({"a", "b", "c", "d"},
-                                  [](Platform::UserNotifications::Activation) { QFAIL("nobody pressed"); });
+            notifications.deliver(
+                {"a", "b", "c", "d"}, [](Platform::UserNotifications::Activation) { QFAIL("nobody pressed"); });
             notifications.removeAll();
             QTest::qWait(50);
         }
@@ -202,7 +202,7 @@ private Q_SLOTS:
             << false
             << QStringList{"do shell script \"open -a /b/Resources/JoinDomainTool.app/Contents/MacOS/"
                            "JoinDomainTool\"",
-                           "Open JoinDomainTool result:(null), error:Error Domain=NSAppleScript Code=1"};
+                   "Open JoinDomainTool result:(null), error:Error Domain=NSAppleScript Code=1"};
     }
     void joinDomain() {
         QFETCH(bool, runs);
@@ -215,15 +215,15 @@ private Q_SLOTS:
         Lines lines;
         JoinDomainAction action(
             {.activateRunningTool =
-                 [&bus] { return Platform::activateRunningApplication("com.qencloud.Join-Tool", bus.address()); },
-             .resources = "/b/Resources",
-             .console = [&lines](const QString& line) { lines.add(line); },
-             .runScript =
-                 [&lines](const QString& source, Platform::Error* error) {
-                     lines.add(source);
-                     *error = Platform::Error("NSAppleScript", 1);
-                     return QString();
-                 }});
+                    [&bus] { return Platform::activateRunningApplication("com.qencloud.Join-Tool", bus.address()); },
+                .resources = "/b/Resources",
+                .console = [&lines](const QString& line) { lines.add(line); },
+                .runScript =
+                    [&lines](const QString& source, Platform::Error* error) {
+                        lines.add(source);
+                        *error = Platform::Error("NSAppleScript", 1);
+                        return QString();
+                    }});
         QSignalSpy joining(&action, &JoinDomainAction::joiningChanged);
         action.tapDomainBtn();
         action.tapDomainBtn(); // one is under way

@@ -10,6 +10,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 void require(bool holds, const char* what) {
@@ -24,15 +26,15 @@ void readRules(const QByteArray& bytes) {
     require(!finding.isYes() || bytes.contains("drop") || bytes.contains("reject"), "refused by nothing");
     require(!finding.isYes() || bytes.contains("input"), "refused for another way than in");
     require(!nftablesRefuseByDefault(bytes + "\n}}}}}}}}\nflush ruleset\n").isYes() || bytes.count('{') > 8,
-            "refused by rules that are taken away");
+        "refused by rules that are taken away");
 }
 
 void readMounts(const QByteArray& bytes) {
     const auto mounts = parseMounts(bytes);
     if (!mounts)
         return;
-    const Mount* root = mountAt(*mounts, QStringLiteral("/"));
-    require(!root || mountHolding(*mounts, QStringLiteral("/no/such/folder")), "below the root and on nothing");
+    const Mount* root = mountAt(*mounts, u"/"_s);
+    require(!root || mountHolding(*mounts, u"/no/such/folder"_s), "below the root and on nothing");
     for (const Mount& mount : *mounts)
         require(!mount.point.startsWith(u'/') || mountHolding(*mounts, mount.point), "a place of a mount on nothing");
 }

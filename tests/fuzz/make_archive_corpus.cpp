@@ -26,11 +26,11 @@ ArchiveValue record() {
 
 ArchiveValue allKinds() {
     ArchiveValue value;
-    value.insert("numbers", ArchiveValue(ArchiveValue::Array{0, -1, 70000, 1.5, true, false,
-                                                             std::numeric_limits<quint64>::max()}));
-    value.insert("list", ArchiveValue(ArchiveValue::Array{"a", ArchiveValue::null(), ArchiveValue::date(0.1),
-                                                          QByteArray("bytes")})
-                             .asMutable());
+    value.insert("numbers",
+        ArchiveValue(ArchiveValue::Array{0, -1, 70000, 1.5, true, false, std::numeric_limits<quint64>::max()}));
+    value.insert("list",
+        ArchiveValue(ArchiveValue::Array{"a", ArchiveValue::null(), ArchiveValue::date(0.1), QByteArray("bytes")})
+            .asMutable());
     value.insert("text", ArchiveValue("公司").asMutable());
     return value;
 }
@@ -70,16 +70,18 @@ int main(int argc, char** argv) {
         {"cycle", archive({arrayEntry({2}, 3), arrayEntry({1}, 3), listClass})},
         {"shared_many_times", sharedManyTimes()},
         {"no_class", archive({inOrder({{"NS.objects", ArchiveValue(ArchiveValue::Array())}})})},
-        {"plain_list", Platform::PropertyList::binaryData(ArchiveValue(
-                           ArchiveValue::Dictionary{{"CFBundleName", "Mav"}, {"versions", QStringList{"1", "2"}}}))},
+        {"plain_list",
+            Platform::PropertyList::binaryData(
+                ArchiveValue(ArchiveValue::Dictionary{{"CFBundleName", "Mav"}, {"versions", QStringList{"1", "2"}}}))},
         {"list_in_itself", binary({QByteArray("\xa1\x00", 2)})},
         {"count_too_large", binary({QByteArray("\xaf\x13\x7f\xff\xff\xff\xff\xff\xff\xff", 10)})},
-        {"wide_text_cut", binary({"\x6f\x10\x20"
-                                  "ab"})},
+        {"wide_text_cut",
+            binary({"\x6f\x10\x20"
+                    "ab"})},
         {"xml", xml},
         {"xml_not_closed", xml.left(xml.size() / 2)},
         {"xml_entities",
-         "<!DOCTYPE plist [<!ENTITY a \"aaaa\"><!ENTITY b \"&a;&a;\">]><plist><string>&b;</string></plist>"},
+            "<!DOCTYPE plist [<!ENTITY a \"aaaa\"><!ENTITY b \"&a;&a;\">]><plist><string>&b;</string></plist>"},
     };
     for (const auto& [name, bytes] : inputs) {
         std::ofstream file(std::string(argv[1]) + '/' + name, std::ios::binary);

@@ -37,8 +37,8 @@ public:
                 *at = Interesting[random(std::size(Interesting))];
                 break;
             case 3:
-                bytes.erase(at,
-                            at + static_cast<std::ptrdiff_t>(std::min<size_t>(1 + random(8), bytes.size() - place)));
+                bytes.erase(
+                    at, at + static_cast<std::ptrdiff_t>(std::min<size_t>(1 + random(8), bytes.size() - place)));
                 break;
             case 4:
                 bytes.insert(at, 1 + random(8), static_cast<unsigned char>(random(256)));
@@ -51,8 +51,8 @@ public:
     }
 
 private:
-    static constexpr unsigned char Interesting[] = {0x00, 0x01, 0x0f, 0x10, 0x13, 0x4f, 0x5f,
-                                                    0x6f, 0x7f, 0x80, 0xaf, 0xdf, 0xff};
+    static constexpr unsigned char Interesting[] = {
+        0x00, 0x01, 0x0f, 0x10, 0x13, 0x4f, 0x5f, 0x6f, 0x7f, 0x80, 0xaf, 0xdf, 0xff};
 
     size_t random(size_t below) {
         m_seed = m_seed * 6364136223846793005u + 1442695040888963407u;
@@ -68,7 +68,7 @@ int main(int argc, char** argv) {
     std::vector<std::filesystem::path> files;
     for (int i = 1; i < argc; ++i)
         std::copy(std::filesystem::directory_iterator(argv[i]), std::filesystem::directory_iterator(),
-                  std::back_inserter(files));
+            std::back_inserter(files));
     std::sort(files.begin(), files.end());
     Changer changer;
     for (const std::filesystem::path& file : files) {

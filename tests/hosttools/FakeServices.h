@@ -8,21 +8,23 @@
 #include <QFile>
 #include <QProcess>
 
+using namespace Qt::StringLiterals;
+
 /// A system bus of the test's own at the socket below a root, which everybody may use.
 class FakeSystemBus {
 public:
     explicit FakeSystemBus(const QString& root) {
-        const QString socket = root + QStringLiteral("/run/dbus/system_bus_socket");
-        QFile settings(root + QStringLiteral("/bus.conf"));
-        if (!QDir().mkpath(root + QStringLiteral("/run/dbus")) || !settings.open(QIODevice::WriteOnly))
+        const QString socket = root + u"/run/dbus/system_bus_socket"_s;
+        QFile settings(root + u"/bus.conf"_s);
+        if (!QDir().mkpath(root + u"/run/dbus"_s) || !settings.open(QIODevice::WriteOnly))
             return;
         settings.write("<busconfig><type>session</type><listen>unix:path=" + socket.toUtf8() +
-                       "</listen><auth>EXTERNAL</auth><policy context=\"default\"><allow user=\"*\"/>"
-                       "<allow send_destination=\"*\"/><allow receive_sender=\"*\"/><allow own=\"*\"/></policy>"
-                       "</busconfig>");
+            "</listen><auth>EXTERNAL</auth><policy context=\"default\"><allow user=\"*\"/>"
+            "<allow send_destination=\"*\"/><allow receive_sender=\"*\"/><allow own=\"*\"/></policy>"
+            "</busconfig>");
         settings.close();
-        m_daemon.start(QStringLiteral("dbus-daemon"), {QStringLiteral("--config-file=") + settings.fileName(),
-                                                       QStringLiteral("--nofork"), QStringLiteral("--print-address")});
+        m_daemon.start(
+            u"dbus-daemon"_s, {u"--config-file="_s + settings.fileName(), u"--nofork"_s, u"--print-address"_s});
         if (m_daemon.waitForStarted(5000) && m_daemon.waitForReadyRead(5000))
             m_address = QString::fromUtf8(m_daemon.readLine()).trimmed();
     }
@@ -47,7 +49,7 @@ public:
     QMap<QString, QVariant> answers;
 
     bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override {
-        const bool isProperty = message.member() == QStringLiteral("Get");
+        const bool isProperty = message.member() == u"Get"_s;
         const QString name =
             isProperty ? message.path() + QChar(u' ') + message.arguments().value(1).toString() : message.member();
         const QVariant answer = answers.value(name);

@@ -4,6 +4,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QByteArray unescaped(const QString& text) {
@@ -29,7 +31,7 @@ QString HostFixture::build(const QString& lines) {
         if (!add(line.trimmed()))
             return line;
     }
-    const QString mounts = QStringLiteral("/proc/self/mountinfo");
+    const QString mounts = u"/proc/self/mountinfo"_s;
     return m_mounts.isEmpty() || write(mounts, m_mounts) ? QString() : mounts;
 }
 
@@ -38,7 +40,7 @@ bool HostFixture::add(const QString& line) {
     const QString rest = line.section(u' ', 2);
     const QString& kind = words[0];
     if (kind == u"mount") {
-        m_mounts += QStringLiteral("30 1 %1 / %2 rw,relatime shared:1 - %3 %4 %5\n")
+        m_mounts += u"30 1 %1 / %2 rw,relatime shared:1 - %3 %4 %5\n"_s
                         .arg(words.value(1), words.value(2), words.value(3), words.value(4), words.value(5, "rw"))
                         .toUtf8();
         return words.size() > 4;
@@ -52,13 +54,13 @@ bool HostFixture::add(const QString& line) {
     if (kind == u"link")
         return link(words[1], words[2]);
     if (kind == u"unit")
-        return link(QStringLiteral("/run/systemd/units/invocation:%1.service").arg(words[1]), QStringLiteral("0123ab"));
+        return link(u"/run/systemd/units/invocation:%1.service"_s.arg(words[1]), u"0123ab"_s);
     if (kind == u"below")
-        return linkToDevice(m_devices.value(words[1]) + QStringLiteral("/slaves/") + words[2], words[2]);
+        return linkToDevice(m_devices.value(words[1]) + u"/slaves/"_s + words[2], words[2]);
     if (kind == u"btrfs") {
         bool isDone = true;
         for (const QString& name : words.mid(2))
-            isDone = isDone && linkToDevice(QStringLiteral("/sys/fs/btrfs/%1/devices/%2").arg(words[1], name), name);
+            isDone = isDone && linkToDevice(u"/sys/fs/btrfs/%1/devices/%2"_s.arg(words[1], name), name);
         return isDone;
     }
     return addDevice(kind, words);
@@ -68,11 +70,11 @@ bool HostFixture::addDevice(const QString& kind, const QStringList& words) {
     const QString name = words.value(1);
     const bool isDisk = kind == u"disk";
     const QString folder = kind == u"part" ? m_devices.value(words.value(3)) + u'/' + name
-                           : isDisk        ? QStringLiteral("/sys/devices/pci0/ata1/block/") + name
-                                           : QStringLiteral("/sys/devices/virtual/block/") + name;
+        : isDisk                           ? u"/sys/devices/pci0/ata1/block/"_s + name
+                                           : u"/sys/devices/virtual/block/"_s + name;
     m_devices[name] = folder;
     bool isDone = write(folder + "/dev", words.value(2).toUtf8() + '\n') &&
-                  linkToDevice("/sys/class/block/" + name, name) && linkToDevice("/sys/dev/block/" + words[2], name);
+        linkToDevice("/sys/class/block/" + name, name) && linkToDevice("/sys/dev/block/" + words[2], name);
     QStringList below;
     if (kind == u"part") {
         isDone = isDone && write(folder + "/partition", "1\n");
@@ -80,7 +82,7 @@ bool HostFixture::addDevice(const QString& kind, const QStringList& words) {
         isDone = isDone && write(folder + "/loop/backing_file", words.value(3).toUtf8() + '\n');
     } else if (kind == u"mapped") {
         isDone = isDone && write(folder + "/dm/uuid", words[3] == u"-" ? "\n" : unescaped(words[3]) + '\n') &&
-                 write(folder + "/dm/name", words.value(4).toUtf8() + '\n');
+            write(folder + "/dm/name", words.value(4).toUtf8() + '\n');
         below = words.mid(5);
     } else if (kind == u"array") {
         below = words.mid(3);
@@ -95,9 +97,9 @@ bool HostFixture::addDevice(const QString& kind, const QStringList& words) {
 bool HostFixture::write(const QString& path, const QByteArray& content, bool isProgram) const {
     QFile file(m_root + path);
     const bool isDone = QDir().mkpath(QFileInfo(file).path()) && file.open(QIODevice::WriteOnly) &&
-                        file.write(content) == content.size();
+        file.write(content) == content.size();
     return isDone &&
-           (!isProgram || file.setPermissions(file.permissions() | QFile::ExeUser | QFile::ExeGroup | QFile::ExeOther));
+        (!isProgram || file.setPermissions(file.permissions() | QFile::ExeUser | QFile::ExeGroup | QFile::ExeOther));
 }
 
 bool HostFixture::link(const QString& path, const QString& target) const {
@@ -106,6 +108,6 @@ bool HostFixture::link(const QString& path, const QString& target) const {
 
 /// As the kernel does: relative, so that the folder may stand anywhere.
 bool HostFixture::linkToDevice(const QString& path, const QString& name) const {
-    const QString folder = m_devices.value(name, QStringLiteral("/sys/devices/gone/") + name);
+    const QString folder = m_devices.value(name, u"/sys/devices/gone/"_s + name);
     return link(path, QDir(QFileInfo(path).path()).relativeFilePath(folder));
 }

@@ -21,18 +21,20 @@
 
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr auto Nobody = 65534;
 
 using Pair = QPair<QString, QString>;
 
-const QString On = QStringLiteral("FileVault is On.\n");
-const QString Off = QStringLiteral("FileVault is Off.\n");
+const QString On = u"FileVault is On.\n"_s;
+const QString Off = u"FileVault is Off.\n"_s;
 /// One plain disk with a partition.
-const QString Disk = QStringLiteral("disk sda 8:0\npart sda2 8:2 sda\n");
-const QString Luks = Disk + QStringLiteral("mapped dm-0 253:0 CRYPT-LUKS2-0f-root root sda2\n");
-const QString OnLuks = Luks + QStringLiteral("mount 253:0 / ext4 /dev/mapper/root\n");
+const QString Disk = u"disk sda 8:0\npart sda2 8:2 sda\n"_s;
+const QString Luks = Disk + u"mapped dm-0 253:0 CRYPT-LUKS2-0f-root root sda2\n"_s;
+const QString OnLuks = Luks + u"mount 253:0 / ext4 /dev/mapper/root\n"_s;
 
 } // namespace
 
@@ -68,12 +70,14 @@ private Q_SLOTS:
         row("LUKS", OnLuks, On);
         row("LUKS of the first version", QString(OnLuks).replace("LUKS2", "LUKS1"), On);
         row("LVM on LUKS",
-            Luks + "mapped dm-1 253:1 LVM-ab vg-root dm-0\nmapped dm-2 253:2 LVM-cd vg-swap dm-0\n"
-                   "mount 253:1 / ext4 /dev/mapper/vg-root\n",
+            Luks +
+                "mapped dm-1 253:1 LVM-ab vg-root dm-0\nmapped dm-2 253:2 LVM-cd vg-swap dm-0\n"
+                "mount 253:1 / ext4 /dev/mapper/vg-root\n",
             On);
         row("LUKS on LVM",
-            Disk + "mapped dm-0 253:0 LVM-ab vg-root sda2\nmapped dm-1 253:1 CRYPT-LUKS2-0f-root root dm-0\n"
-                   "mount 253:1 / xfs /dev/mapper/root\n",
+            Disk +
+                "mapped dm-0 253:0 LVM-ab vg-root sda2\nmapped dm-1 253:1 CRYPT-LUKS2-0f-root root dm-0\n"
+                "mount 253:1 / xfs /dev/mapper/root\n",
             On);
         row("LVM on LUKS and a plain disk",
             Luks + second + "mapped dm-1 253:1 LVM-ab vg-root dm-0 sdb1\nmount 253:1 / ext4 /dev/mapper/vg-root\n",
@@ -106,8 +110,9 @@ private Q_SLOTS:
         const QString plainZfs = onZfs + "script /usr/sbin/zfs #!/bin/sh\\necho off\n";
         const QString pool = "script /usr/sbin/zpool #!/bin/sh\\necho 'rpool\\t9\\n\\tmirror-0\\t9\\n\\t/dev/%1\\t9'\n";
         row("ZFS that encrypts",
-            onZfs + "script /usr/sbin/zfs #!/bin/sh\\ntest \"$*\" = 'get -H -o value encryption rpool/ROOT/debian' && "
-                    "echo aes-256-gcm\n",
+            onZfs +
+                "script /usr/sbin/zfs #!/bin/sh\\ntest \"$*\" = 'get -H -o value encryption rpool/ROOT/debian' && "
+                "echo aes-256-gcm\n",
             On);
         row("ZFS on LUKS", Luks + plainZfs + QString(pool).arg("mapper/root"), On);
         row("ZFS on a plain disk", Luks + plainZfs + QString(pool).arg("sda2"), Off);
@@ -216,8 +221,7 @@ private Q_SLOTS:
         row("nftables, chains in a ring", filter + nft("jump mine", "jump mine"), open);
         QString chains;
         for (int i = 0; i < 14; ++i)
-            chains +=
-                QStringLiteral("chain c%1 { ").arg(i) + QStringLiteral("jump c%1; ").arg(i + 1).repeated(14) + "}\\n";
+            chains += u"chain c%1 { "_s.arg(i) + u"jump c%1; "_s.arg(i + 1).repeated(14) + "}\\n";
         row("nftables, chains that multiply",
             filter +
                 "unit nftables\nfile /etc/nftables.conf table ip a {\\nchain i { type filter hook input priority 0; "
@@ -241,8 +245,9 @@ private Q_SLOTS:
         row("nftables, included in a ring",
             filter + "unit nftables\nfile /etc/nftables.conf include \"/etc/nftables.conf\"\\n\n", "cannot be read");
         row("nftables, cut off",
-            filter + "unit nftables\nfile /etc/nftables.conf table ip a { chain b { type filter hook "
-                     "input priority 0; policy drop;",
+            filter +
+                "unit nftables\nfile /etc/nftables.conf table ip a { chain b { type filter hook "
+                "input priority 0; policy drop;",
             open);
         row("nftables, hidden", filter + nft("policy drop;") + "hidden /etc/nftables.conf\n",
             "cannot be read without privilege");
@@ -278,8 +283,9 @@ private Q_SLOTS:
                                         << "" << runs << "firewalld runs and does not tell its state";
         QTest::newRow("several at once") << "FAILED"
                                          << "public"
-                                         << runs + "unit ufw\nfile /etc/ufw/ufw.conf ENABLED=yes\\n\n"
-                                                   "file /etc/default/ufw DEFAULT_INPUT_POLICY=REJECT\\n\n"
+                                         << runs +
+                "unit ufw\nfile /etc/ufw/ufw.conf ENABLED=yes\\n\n"
+                "file /etc/default/ufw DEFAULT_INPUT_POLICY=REJECT\\n\n"
                                          << "1\n";
     }
     void firewalldOnTheBus() {
@@ -325,15 +331,18 @@ private Q_SLOTS:
         const QString shown = "Active Directory Domain          = corp.example\n"
                               "Computer Account                 = %1$\n";
         const QString host = "file /proc/sys/kernel/hostname ws-0042-berlin.corp.example\\n\n";
-        const QString sssd = host + "unit sssd\nfile /etc/krb5.keytab\nhidden /etc/krb5.keytab\n"
-                                    "file /etc/sssd/sssd.conf [sssd]\\ndomains = corp.example, other\\n\\n"
-                                    "[domain/corp.example]\\nid_provider = ad\\n; a comment\\n\n";
+        const QString sssd = host +
+            "unit sssd\nfile /etc/krb5.keytab\nhidden /etc/krb5.keytab\n"
+            "file /etc/sssd/sssd.conf [sssd]\\ndomains = corp.example, other\\n\\n"
+            "[domain/corp.example]\\nid_provider = ad\\n; a comment\\n\n";
         const QString hidden = sssd + "hidden /etc/sssd/sssd.conf\n";
-        const QString traces = hidden + "file /var/lib/sss/pubconf/kdcinfo.CORP.EXAMPLE 10.0.0.1\\n\nfile "
-                                        "/var/lib/sss/pubconf/krb5.include.d/domain_realm_corp_example "
-                                        "[domain_realm]\\n\n";
-        const QString winbind = host + "unit winbind\nfile /etc/samba/smb.conf [Global]\\n  security = ADS\\n  realm = "
-                                       "CORP.EXAMPLE\\n  workgroup = CORPNET\\n  netbios name = WS42\\n\n";
+        const QString traces = hidden +
+            "file /var/lib/sss/pubconf/kdcinfo.CORP.EXAMPLE 10.0.0.1\\n\nfile "
+            "/var/lib/sss/pubconf/krb5.include.d/domain_realm_corp_example "
+            "[domain_realm]\\n\n";
+        const QString winbind = host +
+            "unit winbind\nfile /etc/samba/smb.conf [Global]\\n  security = ADS\\n  realm = "
+            "CORP.EXAMPLE\\n  workgroup = CORPNET\\n  netbios name = WS42\\n\n";
         const QString unclear = "which directory sssd or winbind serves cannot be read without privilege";
         row("none", host, "");
         row("none, with client settings for tickets",
@@ -341,8 +350,8 @@ private Q_SLOTS:
         row("sssd with readable settings", sssd, shown.arg("WS-0042-BERLIN"));
         row("sssd with names of its own",
             QString(sssd).replace("id_provider = ad",
-                                  "id_provider = ad\\nad_domain = CORP.example\\nldap_sasl_authid = "
-                                  "PC7$@CORP.EXAMPLE"),
+                "id_provider = ad\\nad_domain = CORP.example\\nldap_sasl_authid = "
+                "PC7$@CORP.EXAMPLE"),
             shown.arg("PC7"));
         row("sssd without a key", QString(sssd).remove("file /etc/krb5.keytab\nhidden /etc/krb5.keytab\n"), unclear);
         row("sssd with another directory", QString(sssd).replace("= ad", "= ldap"), unclear);
@@ -405,9 +414,7 @@ private Q_SLOTS:
             return QStringList{"dscl", ".", "-read", "/Users/" + QString::fromUtf8(user), "OriginalNodeName"};
         };
         const auto row = [](const char* name, const QStringList& command, const QString& machine,
-                            const QString& answer) {
-            QTest::newRow(name) << command << machine << answer;
-        };
+                             const QString& answer) { QTest::newRow(name) << command << machine << answer; };
         const QString noKey = "No such key: OriginalNodeName\n";
         row("user of the domain", node("lisi"), joined, "OriginalNodeName: /Active Directory/CORP/corp.example\n");
         row("user of another domain", node("wang@sub.x"), joined, "OriginalNodeName: /Active Directory/SUB/sub.x\n");
@@ -494,10 +501,9 @@ private Q_SLOTS:
         QTest::addColumn<QString>("key");
         QTest::addColumn<QString>("answer");
         using Platform::ArchiveValue;
-        const ArchiveValue root(ArchiveValue::Dictionary{{"version", "2.10"},
-                                                         {"名", ArchiveValue::Array{"张 三", 7, true}},
-                                                         {"at", ArchiveValue::date(0)},
-                                                         {"bytes", QByteArray("\x01\x02\x03\x04\x05")}});
+        const ArchiveValue root(
+            ArchiveValue::Dictionary{{"version", "2.10"}, {"名", ArchiveValue::Array{"张 三", 7, true}},
+                {"at", ArchiveValue::date(0)}, {"bytes", QByteArray("\x01\x02\x03\x04\x05")}});
         const QByteArray binary = Platform::PropertyList::binaryData(root);
         QTest::newRow("text") << binary << "version"
                               << "2.10\n";
@@ -551,8 +557,9 @@ private Q_SLOTS:
         QFETCH(QString, answer);
         const QString noted = m_machine->filePath("noted");
         QVERIFY(QDir(m_machine->path()).mkpath("X.app/Contents/MacOS"));
-        put("X.app/Contents/MacOS/X", "#!/bin/sh\nprintf '%s|%s|%s' \"$1\" \"$2\" \"$LC_ALL\" >" + noted.toUtf8() +
-                                          ".new\nmv " + noted.toUtf8() + ".new " + noted.toUtf8() + "\nsleep 1\n");
+        put("X.app/Contents/MacOS/X",
+            "#!/bin/sh\nprintf '%s|%s|%s' \"$1\" \"$2\" \"$LC_ALL\" >" + noted.toUtf8() + ".new\nmv " + noted.toUtf8() +
+                ".new " + noted.toUtf8() + "\nsleep 1\n");
         open(m_machine->filePath("X.app/Contents/MacOS/X"));
         QVERIFY(::chmod(QFile::encodeName(m_machine->path()).constData(), 0777) == 0);
         if (command.size() > 1 && command[0] == u"-a")
@@ -636,7 +643,7 @@ private:
             QTest::qWait(10);
         const bool isDone = process.state() == QProcess::NotRunning && process.exitStatus() == QProcess::NormalExit;
         return {QString::fromUtf8(process.readAllStandardOutput()), QString::fromUtf8(process.readAllStandardError()),
-                isDone ? process.exitCode() : -1};
+            isDone ? process.exitCode() : -1};
     }
 
     /// An answer that ends in a line end, or is empty, is all of the output; any other is a part of the one line of

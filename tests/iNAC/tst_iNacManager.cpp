@@ -10,15 +10,17 @@
 
 #include <plist/plist.h>
 
+using namespace Qt::StringLiterals;
+
 using Platform::ArchiveValue;
 
 namespace {
 
-const QString FailedMessage = QStringLiteral("Get Inac Cer faild with msg:");
-const QString Exception = QStringLiteral("[iNacManager] server inac info exception");
+const QString FailedMessage = u"Get Inac Cer faild with msg:"_s;
+const QString Exception = u"[iNacManager] server inac info exception"_s;
 const QString ProfileWritten =
-    QStringLiteral("[iNacManager] QenCloud write RTMDMNetwork.mobileconfig to QenCloudL directory result:1");
-const QString CacheWritten = QStringLiteral("[iNacManager] QenCloud write inacCache.archive result: 1");
+    u"[iNacManager] QenCloud write RTMDMNetwork.mobileconfig to QenCloudL directory result:1"_s;
+const QString CacheWritten = u"[iNacManager] QenCloud write inacCache.archive result: 1"_s;
 
 const QJsonObject Certificates{
     {"rootCA", "Um9vdA=="}, {"subCA", "U3Vi"}, {"p12", "cDEyLXNlY3JldA=="}, {"pwd", "pw-secret"}};
@@ -70,29 +72,22 @@ QVariantMap propertyList(const QByteArray& xml) {
 class ManagerWorld : public NacWorld {
 public:
     std::unique_ptr<iNacManager> make() {
-        return std::make_unique<iNacManager>(iNacManager::World{
-            *network,
-            log,
-            certificates,
-            state(),
-            {.userName = [] { return QStringLiteral("lin"); },
-             .machineName = [] { return QStringLiteral("the machine"); },
-             .uuid = [] { return QStringLiteral("UUID-1"); },
-             .macAddresses =
-                 [] {
-                     return QStringList{QStringLiteral("0A"), QStringLiteral("0B")};
-                 },
-             .homeForUser = [this](const QString& user) { return user == u"lin" ? userHome : QString(); },
-             .profileTemplate =
-                 [this] {
-                     return profileTemplate;
-                 }}});
+        return std::make_unique<iNacManager>(iNacManager::World{*network, log, certificates, state(),
+            {.userName = [] { return u"lin"_s; },
+                .machineName = [] { return u"the machine"_s; },
+                .uuid = [] { return u"UUID-1"_s; },
+                .macAddresses =
+                    [] {
+                        return QStringList{u"0A"_s, u"0B"_s};
+                    },
+                .homeForUser = [this](const QString& user) { return user == u"lin" ? userHome : QString(); },
+                .profileTemplate = [this] { return profileTemplate; }}});
     }
     QString cache() const {
-        const auto root = unarchiveObjectWithFile(stateFile(QStringLiteral("inacCache.archive")));
+        const auto root = unarchiveObjectWithFile(stateFile(u"inacCache.archive"_s));
         return root ? root->string() : QString();
     }
-    QByteArray profile() const { return read(stateFile(QStringLiteral("RTMDMNetwork.mobileconfig"))); }
+    QByteArray profile() const { return read(stateFile(u"RTMDMNetwork.mobileconfig"_s)); }
 
     Lookup certificates;
     QString userHome = home();
@@ -122,8 +117,7 @@ void tst_iNacManager::task_data() {
     QTest::addColumn<bool>("isException");
     QTest::addColumn<bool>("hasProfile");
     QTest::addColumn<QString>("cache");
-    const auto fails = [](const char* name, const QByteArray& answer,
-                          const QString& message = QStringLiteral("(null)")) {
+    const auto fails = [](const char* name, const QByteArray& answer, const QString& message = u"(null)"_s) {
         QTest::newRow(name) << answer << FailedMessage + message << false << false << QString();
     };
     const auto usable = [](const char* name, const QByteArray& answer, bool isException) {
@@ -139,9 +133,9 @@ void tst_iNacManager::task_data() {
     fails("does not inflate", WireCodec::encipher(json({{"ret", 0}, {"data", Certificates}})));
     fails("no JSON", sealed("not json"));
     fails("a list", sealed("[0]"));
-    fails("ret missing", sealed(json({{"msg", "late"}, {"data", Certificates}})), QStringLiteral("late"));
+    fails("ret missing", sealed(json({{"msg", "late"}, {"data", Certificates}})), u"late"_s);
     fails("ret of another type", sealed(json({{"ret", QJsonValue()}, {"data", Certificates}})));
-    fails("refused", sealed(json({{"ret", 7}, {"msg", "没有权限"}})), QStringLiteral("没有权限"));
+    fails("refused", sealed(json({{"ret", 7}, {"msg", "没有权限"}})), u"没有权限"_s);
     usable("good", good, false);
     usable("good, with breaks and strange characters", "\r\n" + good.left(20) + " -\n" + good.mid(20), false);
     usable("ret is a text", sealed(json({{"ret", "0"}, {"data", Certificates}})), false);
@@ -162,11 +156,11 @@ void tst_iNacManager::task() {
         answer.isNull() ? "HTTP/1.1 503 Busy\r\nContent-Length: 0\r\n\r\n" : LoopbackServer::ok(answer)));
     ManagerWorld world;
     const auto manager = world.make();
-    manager->executeInacTaskWithUserName(QStringLiteral("lin"), QStringLiteral("T-secret"), {"office"}, server.url({}));
+    manager->executeInacTaskWithUserName(u"lin"_s, u"T-secret"_s, {"office"}, server.url({}));
     QTRY_VERIFY2_WITH_TIMEOUT(world.logText().contains(lastLine), qPrintable(world.logText()), 10000);
     const QString log = world.logText();
-    QCOMPARE(log.contains(QStringLiteral("[iNacManager] iNacResponse Dic:")), !answer.isNull());
-    QCOMPARE(log.contains(QStringLiteral("Get Inac Cer with dic:")), manager->cerInfo().has_value());
+    QCOMPARE(log.contains(u"[iNacManager] iNacResponse Dic:"_s), !answer.isNull());
+    QCOMPARE(log.contains(u"Get Inac Cer with dic:"_s), manager->cerInfo().has_value());
     QCOMPARE(log.contains(Exception), isException);
     QTEST(!world.profile().isEmpty(), "hasProfile");
     QTEST(log.contains(ProfileWritten), "hasProfile");
@@ -180,26 +174,26 @@ void tst_iNacManager::profile() {
     ManagerWorld world;
     const auto manager = world.make();
     const QJsonArray ssids{"office", "", "访客 <1> & 2", "office", 5, QJsonValue()};
-    manager->executeInacTaskWithUserName(QStringLiteral("lin"), QStringLiteral("t"), ssids, server.url({}));
+    manager->executeInacTaskWithUserName(u"lin"_s, u"t"_s, ssids, server.url({}));
     QTRY_VERIFY_WITH_TIMEOUT(world.cache() == u"3", 10000);
     QCOMPARE(manager->ssids(), ssids);
-    QCOMPARE(manager->cerInfo()->data().pwd(), QStringLiteral("pw-secret"));
+    QCOMPARE(manager->cerInfo()->data().pwd(), u"pw-secret"_s);
 
-    const QFile file(world.stateFile(QStringLiteral("RTMDMNetwork.mobileconfig")));
+    const QFile file(world.stateFile(u"RTMDMNetwork.mobileconfig"_s));
     QCOMPARE(file.permissions() & (QFile::ReadGroup | QFile::ReadOther), QFile::Permissions());
 
-    const QString root = QStringLiteral("A23B9547-4853-4298-8A22-3FEDAEE4FCF5");
-    const QString sub = QStringLiteral("98C1E945-3056-4F0D-B174-BD8A68461FE3");
-    const QString identity = QStringLiteral("47A5FE22-02D8-48B8-A249-13FF8C1A0D1E");
-    const QVariantList payloads = propertyList(world.profile()).value(QStringLiteral("PayloadContent")).toList();
+    const QString root = u"A23B9547-4853-4298-8A22-3FEDAEE4FCF5"_s;
+    const QString sub = u"98C1E945-3056-4F0D-B174-BD8A68461FE3"_s;
+    const QString identity = u"47A5FE22-02D8-48B8-A249-13FF8C1A0D1E"_s;
+    const QVariantList payloads = propertyList(world.profile()).value(u"PayloadContent"_s).toList();
     QCOMPARE(payloads.size(), 5);
     const QStringList uuids{root, sub, identity};
-    const QStringList fields{QStringLiteral("rootCA"), QStringLiteral("subCA"), QStringLiteral("p12")};
+    const QStringList fields{u"rootCA"_s, u"subCA"_s, u"p12"_s};
     for (int i = 0; i < 3; ++i) {
         const QVariantMap payload = payloads[i].toMap();
         QCOMPARE(payload["PayloadUUID"].toString(), uuids[i]);
         QCOMPARE(payload["PayloadContent"].toString(), Certificates.value(fields[i]).toString());
-        QCOMPARE(payload["Password"].toString(), i == 2 ? QStringLiteral("pw-secret") : QString());
+        QCOMPARE(payload["Password"].toString(), i == 2 ? u"pw-secret"_s : QString());
     }
 
     QMap<QString, QString> uuidOfName;
@@ -208,56 +202,40 @@ void tst_iNacManager::profile() {
         const QString ssid = wifi["SSID_STR"].toString();
         const QString uuid = wifi["PayloadUUID"].toString();
         uuidOfName.insert(ssid, uuid);
-        QVERIFY(
-            QRegularExpression(QStringLiteral("^[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}$")).match(uuid).hasMatch());
-        const QVariantMap eap{{"AcceptEAPTypes", QVariantList{13}},
-                              {"PayloadCertificateAnchorUUID", QVariantList{root, sub}}};
-        const QVariantMap wanted{{"AutoJoin", 1},
-                                 {"CaptiveBypass", 0},
-                                 {"EAPClientConfiguration", eap},
-                                 {"EncryptionType", "WPA"},
-                                 {"HIDDEN_NETWORK", 0},
-                                 {"Interface", "BuiltInWireless"},
-                                 {"IsHotspot", 0},
-                                 {"PayloadCertificateUUID", identity},
-                                 {"PayloadDisplayName", QStringLiteral("WiFi (%1)").arg(ssid)},
-                                 {"PayloadEnabled", 1},
-                                 {"PayloadIdentifier", QStringLiteral("com.apple.wifi.managed.") + uuid},
-                                 {"PayloadType", "com.apple.wifi.managed"},
-                                 {"PayloadUUID", uuid},
-                                 {"PayloadVersion", 1},
-                                 {"ProxyType", "None"},
-                                 {"SSID_STR", ssid},
-                                 {"SetupModes", QVariantList{"System"}}};
+        QVERIFY(QRegularExpression(u"^[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}$"_s).match(uuid).hasMatch());
+        const QVariantMap eap{
+            {"AcceptEAPTypes", QVariantList{13}}, {"PayloadCertificateAnchorUUID", QVariantList{root, sub}}};
+        const QVariantMap wanted{{"AutoJoin", 1}, {"CaptiveBypass", 0}, {"EAPClientConfiguration", eap},
+            {"EncryptionType", "WPA"}, {"HIDDEN_NETWORK", 0}, {"Interface", "BuiltInWireless"}, {"IsHotspot", 0},
+            {"PayloadCertificateUUID", identity}, {"PayloadDisplayName", u"WiFi (%1)"_s.arg(ssid)},
+            {"PayloadEnabled", 1}, {"PayloadIdentifier", u"com.apple.wifi.managed."_s + uuid},
+            {"PayloadType", "com.apple.wifi.managed"}, {"PayloadUUID", uuid}, {"PayloadVersion", 1},
+            {"ProxyType", "None"}, {"SSID_STR", ssid}, {"SetupModes", QVariantList{"System"}}};
         QCOMPARE(QJsonObject::fromVariantMap(wifi), QJsonObject::fromVariantMap(wanted));
     }
-    QCOMPARE(uuidOfName.keys(), (QStringList{QStringLiteral("office"), QStringLiteral("访客 <1> & 2")}));
+    QCOMPARE(uuidOfName.keys(), (QStringList{u"office"_s, u"访客 <1> & 2"_s}));
     QVERIFY(uuidOfName.first() != uuidOfName.last());
 }
 
 void tst_iNacManager::requestParameters() {
     ManagerWorld world;
-    const QJsonObject wanted{{"machinename", "the machine"},
-                             {"userid", "lin"},
-                             {"deviceid", "UUID-1"},
-                             {"mac", "0A;0B"},
-                             {"ticket", "t"},
-                             {"os", 3}};
-    QCOMPARE(world.make()->generaliNacRequestParamsWithUsername(QStringLiteral("lin"), QStringLiteral("t")), wanted);
+    const QJsonObject wanted{{"machinename", "the machine"}, {"userid", "lin"}, {"deviceid", "UUID-1"},
+        {"mac", "0A;0B"}, {"ticket", "t"}, {"os", 3}};
+    QCOMPARE(world.make()->generaliNacRequestParamsWithUsername(u"lin"_s, u"t"_s), wanted);
 }
 
 void tst_iNacManager::staticProfile() {
     ManagerWorld world;
     QVERIFY(QDir(world.state()).removeRecursively());
     world.make()->installStaticMobileconfig();
-    QCOMPARE(world.cache(), QStringLiteral("2"));
+    QCOMPARE(world.cache(), u"2"_s);
     QCOMPARE(propertyList(world.profile()), propertyList(world.profileTemplate));
     QVERIFY(world.logText().contains(ProfileWritten));
 
     ManagerWorld bare;
     bare.profileTemplate.clear();
     bare.make()->installStaticMobileconfig();
-    QCOMPARE(bare.cache(), QStringLiteral("2"));
+    QCOMPARE(bare.cache(), u"2"_s);
     QVERIFY(bare.profile().isEmpty());
 
     ManagerWorld blocked;
@@ -265,8 +243,8 @@ void tst_iNacManager::staticProfile() {
     QFile inTheWay(blocked.state());
     QVERIFY(inTheWay.open(QIODevice::WriteOnly));
     blocked.make()->installStaticMobileconfig();
-    QVERIFY(blocked.logText().contains(QStringLiteral("RTMDMNetwork.mobileconfig to QenCloudL directory result:0")));
-    QVERIFY(blocked.logText().contains(QStringLiteral("write inacCache.archive result: 0")));
+    QVERIFY(blocked.logText().contains(u"RTMDMNetwork.mobileconfig to QenCloudL directory result:0"_s));
+    QVERIFY(blocked.logText().contains(u"write inacCache.archive result: 0"_s));
 }
 
 void tst_iNacManager::lateAnswerFindsNobody() {
@@ -281,13 +259,13 @@ void tst_iNacManager::lateAnswerFindsNobody() {
     });
     ManagerWorld world;
     auto manager = world.make();
-    manager->executeInacTaskWithUserName(QStringLiteral("lin"), QStringLiteral("t"), {}, server.url({}));
+    manager->executeInacTaskWithUserName(u"lin"_s, u"t"_s, {}, server.url({}));
     QVERIFY(asked.tryAcquire(1, 10000));
     manager.reset();
     mayAnswer.release();
     QTest::qWait(100);
     world.network.reset();
-    QVERIFY(!world.logText().contains(QStringLiteral("iNacResponse")));
+    QVERIFY(!world.logText().contains(u"iNacResponse"_s));
 }
 
 void tst_iNacManager::presence_data() {
@@ -295,19 +273,17 @@ void tst_iNacManager::presence_data() {
     QTest::addColumn<bool>("isPresent");
     QTest::addColumn<QStringList>("asked");
     QTest::addColumn<QString>("authMethod");
-    const auto status = [](const QVariantMap& fields) {
-        return QVariant(fields);
-    };
-    const QStringList lin{QStringLiteral("lin.cert")};
+    const auto status = [](const QVariantMap& fields) { return QVariant(fields); };
+    const QStringList lin{u"lin.cert"_s};
     QTest::newRow("found") << status({{"commonName", "lin.cert"}, {"serialNumber", "0A"}, {"authMethod", "3"}}) << true
                            << lin << "3";
     QTest::newRow("not found") << status({{"commonName", "wang"}, {"serialNumber", "0A"}, {"authMethod", "2"}}) << false
-                               << QStringList{QStringLiteral("wang")} << "2";
+                               << QStringList{u"wang"_s} << "2";
     QTest::newRow("no serial number") << status({{"commonName", "lin.cert"}}) << false << QStringList() << QString();
     QTest::newRow("no name") << status({{"serialNumber", "0A"}, {"authMethod", "3"}}) << false << QStringList() << "3";
     QTest::newRow("name of another type") << status({{"commonName", 5}, {"serialNumber", "0A"}, {"authMethod", 3}})
                                           << false << QStringList() << QString();
-    QTest::newRow("no dictionary") << QVariant(QStringLiteral("lin.cert")) << false << QStringList() << QString();
+    QTest::newRow("no dictionary") << QVariant(u"lin.cert"_s) << false << QStringList() << QString();
     QTest::newRow("damaged") << QVariant(QByteArray("bplist00 damaged")) << false << QStringList() << QString();
     QTest::newRow("missing") << QVariant() << false << QStringList() << QString();
     QTest::newRow("no such user") << status({{"commonName", "lin.cert"}, {"serialNumber", "0A"}, {"userIsGone", "1"}})
@@ -317,19 +293,19 @@ void tst_iNacManager::presence_data() {
 void tst_iNacManager::presence() {
     QFETCH(QVariant, status);
     ManagerWorld world;
-    world.certificates.known = QStringLiteral("lin.cert");
-    const QString path = world.stateFile(QStringLiteral("inacStatus.archive"));
+    world.certificates.known = u"lin.cert"_s;
+    const QString path = world.stateFile(u"inacStatus.archive"_s);
     if (status.typeId() == QMetaType::QByteArray) {
         QFile file(path);
         QVERIFY(file.open(QIODevice::WriteOnly) && file.write(status.toByteArray()) > 0);
     } else if (status.isValid()) {
         QVERIFY(archiveRootObject(ArchiveValue::fromVariant(status), path));
     }
-    if (status.toMap().contains(QStringLiteral("userIsGone")))
+    if (status.toMap().contains(u"userIsGone"_s))
         world.userHome.clear();
     const auto manager = world.make();
     std::atomic<int> answer{-1};
-    manager->checkiNacNecessaryWithUrl(QStringLiteral("http://unused"), [&](bool isPresent) { answer = isPresent; });
+    manager->checkiNacNecessaryWithUrl(u"http://unused"_s, [&](bool isPresent) { answer = isPresent; });
     QTRY_VERIFY_WITH_TIMEOUT(answer >= 0, 10000);
     QTEST(answer == 1, "isPresent");
     QTEST(world.certificates.asked, "asked");
@@ -337,9 +313,8 @@ void tst_iNacManager::presence() {
     QTEST(manager->localCerAuthMethod(), "authMethod");
     const QString log = world.logText();
     for (const QString& name : world.certificates.asked) {
-        const QString line = answer == 1
-                                 ? QStringLiteral("[iNacManager] Inac certificate exists locally commonName: ")
-                                 : QStringLiteral("[iNacManager] Inac No certificate exists locally commonName:");
+        const QString line = answer == 1 ? u"[iNacManager] Inac certificate exists locally commonName: "_s
+                                         : u"[iNacManager] Inac No certificate exists locally commonName:"_s;
         QVERIFY2(log.contains(line + name), qPrintable(log));
     }
 }
@@ -350,7 +325,7 @@ void tst_iNacManager::caVersion() {
     const auto manager = world.make();
     QVERIFY(!manager->checkCaVersion());
     QVERIFY(QDir(world.state()).exists());
-    QVERIFY(archiveRootObject(QStringLiteral("1"), world.stateFile(QStringLiteral("caCache.archive"))));
+    QVERIFY(archiveRootObject(u"1"_s, world.stateFile(u"caCache.archive"_s)));
     QVERIFY(manager->checkCaVersion());
 }
 

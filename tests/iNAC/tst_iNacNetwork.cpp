@@ -5,6 +5,8 @@
 #include "NacWorld.h"
 #include "WireCodec.h"
 
+using namespace Qt::StringLiterals;
+
 using Platform::Error;
 
 namespace {
@@ -101,7 +103,7 @@ void tst_iNacNetwork::generalConfig() {
         QFETCH(int, domainPort);
         world.configure(
             {NacWorld::server(inside.port()), NacWorld::server(outside.port()), NacWorld::server(domainPort)});
-        QVERIFY(archiveRootObject(netType, world.stateFile(QStringLiteral("netType.archive"))));
+        QVERIFY(archiveRootObject(netType, world.stateFile(u"netType.archive"_s)));
     }
     Outcome<QJsonObject> outcome;
     world.network->requestGeneralConfig(outcome.completion());
@@ -111,7 +113,7 @@ void tst_iNacNetwork::generalConfig() {
     const QByteArray line = "GET /api/public/client/start_config HTTP/1.1";
     QTEST(intranet.line() == line, "asksIntranet");
     QTEST(extranet.line() == line, "asksExtranet");
-    QCOMPARE(world.logText().contains(QStringLiteral("Get Config faild with error:")), status == 500);
+    QCOMPARE(world.logText().contains(u"Get Config faild with error:"_s), status == 500);
 }
 
 void tst_iNacNetwork::certificateStatus() {
@@ -119,16 +121,16 @@ void tst_iNacNetwork::certificateStatus() {
     Recorder recorder{.answer = LoopbackServer::ok(R"({"ret":0})")};
     const LoopbackServer server(recorder.handler());
     Outcome<QJsonObject> good;
-    world.network->verifyCerWithSerialNumber(QStringLiteral("0A+1B"), server.url({}), good.completion());
+    world.network->verifyCerWithSerialNumber(u"0A+1B"_s, server.url({}), good.completion());
     QVERIFY(good.wait() && !good.error && good.onMainThread && good.answer.contains(u"ret"));
     QCOMPARE(recorder.line(), "GET /api/inac/ca/checkstatus?serial=0A%2B1B HTTP/1.1");
 
     const LoopbackServer broken(LoopbackServer::always(LoopbackServer::ok("no json")));
     Outcome<QJsonObject> bad;
-    world.network->verifyCerWithSerialNumber(QStringLiteral("1"), broken.url({}), bad.completion());
+    world.network->verifyCerWithSerialNumber(u"1"_s, broken.url({}), bad.completion());
     QVERIFY(bad.wait());
     QCOMPARE(bad.error.code(), Error::NotJson);
-    QVERIFY(world.logText().contains(QStringLiteral("Get VerifyCer response faild with error:")));
+    QVERIFY(world.logText().contains(u"Get VerifyCer response faild with error:"_s));
 }
 
 void tst_iNacNetwork::certificateRequest() {
@@ -143,8 +145,7 @@ void tst_iNacNetwork::certificateRequest() {
     QCOMPARE(recorder.line(), "POST /api/inac/ca/getcert HTTP/1.1");
     const QByteArray request = recorder.requests.first();
     QCOMPARE(WireCodec::openRequest(request.mid(request.indexOf("\r\n\r\n") + 4)), std::optional(info));
-    const QString line =
-        QStringLiteral("request Inac Cer with params:{\"os\":3,\"ticket\":\"***\",\"userid\":\"lin\"} url:");
+    const QString line = u"request Inac Cer with params:{\"os\":3,\"ticket\":\"***\",\"userid\":\"lin\"} url:"_s;
     QVERIFY2(world.logText().contains(line + server.url({})), qPrintable(world.logText()));
 }
 
@@ -152,7 +153,7 @@ void tst_iNacNetwork::contentType_data() {
     QTest::addColumn<QByteArray>("type");
     QTest::addColumn<int>("errorCode");
     for (const char* type :
-         {"application/json", "text/json", "text/javascript", "text/html", "text/plain; charset=utf-8"})
+        {"application/json", "text/json", "text/javascript", "text/html", "text/plain; charset=utf-8"})
         QTest::newRow(type) << QByteArray(type) << 0;
     QTest::newRow("bytes") << QByteArray("application/octet-stream") << -1016;
 }
@@ -198,7 +199,7 @@ void tst_iNacNetwork::tls() {
     if (secured)
         world.network->getInacCerWithInfo({}, server.url({}), raw.completion());
     else
-        world.network->verifyCerWithSerialNumber(QStringLiteral("1"), server.url({}), parsed.completion());
+        world.network->verifyCerWithSerialNumber(u"1"_s, server.url({}), parsed.completion());
     QVERIFY(secured ? raw.wait() : parsed.wait());
     QVERIFY2(!raw.error && !parsed.error, qPrintable(raw.error.logText()));
     QTEST(recorder.clientName, "clientName");
@@ -206,10 +207,10 @@ void tst_iNacNetwork::tls() {
 
 void tst_iNacNetwork::identities() {
     initMavResources();
-    QFile file(Platform::resourcePath(QStringLiteral("client"), QStringLiteral("p12")));
+    QFile file(Platform::resourcePath(u"client"_s, u"p12"_s));
     QVERIFY(file.open(QIODevice::ReadOnly));
     const QByteArray bundled = file.readAll();
-    const QString password = QStringLiteral("482915");
+    const QString password = u"482915"_s;
     Platform::ClientIdentity identity;
     QList<QByteArray> trust;
     for (const QByteArray& unusable : {QByteArray(), bundled.left(bundled.size() / 2)}) {
@@ -217,7 +218,7 @@ void tst_iNacNetwork::identities() {
         QVERIFY(!iNacNetwork::extractIdentity(&identity, &trust, unusable, password));
     }
     QTest::ignoreMessage(QtInfoMsg, "Failedwith error code -25264");
-    QVERIFY(!iNacNetwork::extractIdentity(&identity, &trust, bundled, QStringLiteral("482916")));
+    QVERIFY(!iNacNetwork::extractIdentity(&identity, &trust, bundled, u"482916"_s));
     QVERIFY(trust.isEmpty() && identity.pkcs12.isEmpty());
     QVERIFY(iNacNetwork::extractIdentity(&identity, &trust, bundled, password));
     QCOMPARE(trust.size(), 1);

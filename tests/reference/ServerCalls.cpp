@@ -30,8 +30,8 @@ bool ServerCalls::makeAnew() {
     for (const char* user : {"lin", "code", "wait"})
         action(u"remove_account"_s, {{u"userid"_s, QString::fromLatin1(user)}});
     const char* accounts[] = {R"({"userid":"lin","password":"Abc123!@","username":"林","mail":"lin@mav.example"})",
-                              R"({"userid":"code","password":"Abc123!@","otp":"123456"})",
-                              R"({"userid":"wait","password":"Abc123!@","require_approval":true})"};
+        R"({"userid":"code","password":"Abc123!@","otp":"123456"})",
+        R"({"userid":"wait","password":"Abc123!@","require_approval":true})"};
     bool made = action(u"reset"_s);
     for (const char* account : accounts)
         made = made && action(u"add_account"_s, parse(account));
@@ -65,5 +65,5 @@ ServerCalls::Reply ServerCalls::decide(const QString& decision, const QString& u
     const QByteArray code = codeAddress().section(u'=', 1).toLatin1();
     const Headers headers = origin.isEmpty() ? Headers() : Headers{{"Origin", origin}};
     return post(pathOf(u"scan_login"_s), "v=" + code + "&userid=" + userid.toUtf8() + "&decision=" + decision.toUtf8(),
-                headers);
+        headers);
 }

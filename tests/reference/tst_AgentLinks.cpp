@@ -48,9 +48,8 @@ public:
     }
     bool startAgent() {
         m_agent.start(QStringLiteral(MAV_REFERENCE_AGENT),
-                      {u"--root"_s, m_folder.filePath(u"root"_s), u"--home"_s, m_folder.filePath(u"home"_s),
-                       u"--file"_s, m_folder.filePath(u"agent.json"_s), u"--services"_s,
-                       m_folder.filePath(u"services"_s)});
+            {u"--root"_s, m_folder.filePath(u"root"_s), u"--home"_s, m_folder.filePath(u"home"_s), u"--file"_s,
+                m_folder.filePath(u"agent.json"_s), u"--services"_s, m_folder.filePath(u"services"_s)});
         return !waitForAgent("ready").isEmpty();
     }
     void stopAgent() { stop(m_agent); }
@@ -208,15 +207,12 @@ private Q_SLOTS:
         std::atomic<bool> signedIn{true};
         QenCloudClientProcessListener listener(
             {.getNetworkType = [] {},
-             .iflogin = [&signedIn] { return signedIn.load(); },
-             .isCheckAndShow = [] { return true; },
-             .checkXPCServiceIsReInital = [&ticket] { return ticket.checkXPCServiceIsReInital(); },
-             .existZelVPN = [&client] { accessAndStop(client); },
-             .runTicketXPC = [&ticket] { ticket.runTicketXPC(); },
-             .reloadZelVPN =
-                 [&world] {
-                     world.requestPolicy();
-                 }},
+                .iflogin = [&signedIn] { return signedIn.load(); },
+                .isCheckAndShow = [] { return true; },
+                .checkXPCServiceIsReInital = [&ticket] { return ticket.checkXPCServiceIsReInital(); },
+                .existZelVPN = [&client] { accessAndStop(client); },
+                .runTicketXPC = [&ticket] { ticket.runTicketXPC(); },
+                .reloadZelVPN = [&world] { world.requestPolicy(); }},
             log, world.vpn(), std::chrono::milliseconds(300));
         listener.startListening();
         const QByteArray first = world.waitForAgent("started ZelVPN");

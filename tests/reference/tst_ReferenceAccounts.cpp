@@ -10,8 +10,8 @@ namespace {
 
 QString timeBasedCode(const QByteArray& key) {
     const quint64 step = qToBigEndian(quint64(QDateTime::currentSecsSinceEpoch() / 30));
-    const QByteArray mac = QMessageAuthenticationCode::hash(QByteArray(reinterpret_cast<const char*>(&step), 8), key,
-                                                            QCryptographicHash::Sha1);
+    const QByteArray mac = QMessageAuthenticationCode::hash(
+        QByteArray(reinterpret_cast<const char*>(&step), 8), key, QCryptographicHash::Sha1);
     const auto bits = qFromBigEndian<quint32>(mac.constData() + (mac.back() & 15)) & 0x7fffffff;
     return QString::number(bits % 1000000).rightJustified(6, u'0');
 }
@@ -45,7 +45,7 @@ private:
 void tst_ReferenceAccounts::refusesEveryWrongField_data() {
     QTest::addColumn<QString>("operation");
     for (const char* name :
-         {"account_login", "ticket_auth", "logout", "resetpass", "retrieve_password", "ad_auth", "scan_status"})
+        {"account_login", "ticket_auth", "logout", "resetpass", "retrieve_password", "ad_auth", "scan_status"})
         QTest::newRow(name) << QString::fromLatin1(name);
 }
 
@@ -97,7 +97,7 @@ void tst_ReferenceAccounts::answers_data() {
     QTest::addColumn<int>("errorcode");
     QTest::addColumn<int>("state");
     const auto row = [](const char* name, const char* action, const char* operation, const char* changes, int ret,
-                        int errorcode, int state) {
+                         int errorcode, int state) {
         QTest::newRow(name) << QByteArray(action) << QString::fromLatin1(operation) << QByteArray(changes) << ret
                             << errorcode << state;
     };

@@ -57,8 +57,8 @@ struct World {
         return folder.filePath(u"home/Library/Application Support/QenCloudL/"_s + name);
     }
     bool start() {
-        agent.start(QStringLiteral(MAV_REFERENCE_AGENT), {u"--root"_s, folder.filePath(u"root"_s), u"--home"_s,
-                                                          folder.filePath(u"home"_s), u"--file"_s, file()});
+        agent.start(QStringLiteral(MAV_REFERENCE_AGENT),
+            {u"--root"_s, folder.filePath(u"root"_s), u"--home"_s, folder.filePath(u"home"_s), u"--file"_s, file()});
         return waitForOutput("ready\n");
     }
     /// Whole lines that the agent printed since the last wait, up to and with @p end.
@@ -84,7 +84,7 @@ struct World {
     bool typeServer(const QByteArray& pairJson) {
         QDir().mkpath(userState({}));
         return mavctl({u"archive"_s, u"write"_s, userState(u"new"_s)}, '[' + pairJson + ',' + pairJson + ']') &&
-               std::rename(qPrintable(userState(u"new"_s)), qPrintable(userState(u"domianorip.archive"_s))) == 0;
+            std::rename(qPrintable(userState(u"new"_s)), qPrintable(userState(u"domianorip.archive"_s))) == 0;
     }
     ~World() {
         agent.terminate();

@@ -12,10 +12,12 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString getcert = QStringLiteral("/api/inac/ca/getcert");
-const QString checkstatus = QStringLiteral("/api/inac/ca/checkstatus");
+const QString getcert = u"/api/inac/ca/getcert"_s;
+const QString checkstatus = u"/api/inac/ca/checkstatus"_s;
 
 template <auto Free>
 struct Freed {
@@ -65,8 +67,8 @@ bool isTrusted(X509* certificate, X509* intermediate, X509* root) {
 }
 
 QJsonObject requestFor(const QString& ticket) {
-    return with(parse(R"({"machinename":"h","userid":"lin","deviceid":"D1","mac":"aa;bb","os":3})"),
-                {{u"ticket"_s, ticket}});
+    return with(
+        parse(R"({"machinename":"h","userid":"lin","deviceid":"D1","mac":"aa;bb","os":3})"), {{u"ticket"_s, ticket}});
 }
 
 } // namespace
@@ -204,8 +206,8 @@ bool tst_ReferenceNac::postOverTls(const QJsonValue& identity) {
         return false;
     const QByteArray body = WireCodec::sealRequest(requestFor(m_ticket));
     socket.write("POST " + getcert.toLatin1() +
-                 " HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\nContent-Length: " +
-                 QByteArray::number(body.size()) + "\r\n\r\n" + body);
+        " HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\nContent-Length: " + QByteArray::number(body.size()) +
+        "\r\n\r\n" + body);
     QByteArray received;
     while (socket.waitForReadyRead(5000))
         received += socket.readAll();
@@ -215,9 +217,7 @@ bool tst_ReferenceNac::postOverTls(const QJsonValue& identity) {
 
 void tst_ReferenceNac::seesTheClientsCertificate() {
     const QJsonValue identity = request()[u"data"_s];
-    const auto shown = [this] {
-        return m_server.requests(getcert).last()[u"client_certificate"_s].toString();
-    };
+    const auto shown = [this] { return m_server.requests(getcert).last()[u"client_certificate"_s].toString(); };
     QCOMPARE(shown(), QString());
     QVERIFY(postOverTls(QJsonValue::Undefined)); // asked for, not insisted on
     QCOMPARE(shown(), QString());

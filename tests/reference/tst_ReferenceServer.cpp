@@ -32,9 +32,7 @@ private:
 };
 
 void tst_ReferenceServer::scannedCodeSignsIn() {
-    const auto state = [this] {
-        return number(m_server.call(u"scan_status"_s)[u"data"_s][u"state"_s]);
-    };
+    const auto state = [this] { return number(m_server.call(u"scan_status"_s)[u"data"_s][u"state"_s]); };
     const QString address = ServerCalls::codeAddress();
     QCOMPARE(m_server.get(pathOf(u"scan_login"_s) + u"?v=junk"_s).status, 400);
     QCOMPARE(state(), -2);
@@ -67,9 +65,7 @@ void tst_ReferenceServer::scannedCodeSignsIn() {
 }
 
 void tst_ReferenceServer::scannedCodeOfAnUnapprovedDeviceWaits() {
-    const auto state = [this] {
-        return number(m_server.call(u"scan_status"_s)[u"data"_s][u"state"_s]);
-    };
+    const auto state = [this] { return number(m_server.call(u"scan_status"_s)[u"data"_s][u"state"_s]); };
     m_server.get(ServerCalls::codeAddress());
     QVERIFY(m_server.action(
         u"confirm_scan"_s, {{u"soleid"_s, u"0123456789abcdef"_s}, {u"deviceid"_s, u"D1"_s}, {u"userid"_s, u"wait"_s}}));
@@ -124,8 +120,8 @@ void tst_ReferenceServer::faultsSpoilTheNextAnswers() {
     QFETCH(QByteArray, fault);
     QFETCH(int, status);
     QFETCH(QByteArray, body);
-    QVERIFY2(m_server.fault(u"/qen/ping"_s, QJsonDocument::fromJson(fault).object(), 2),
-             qPrintable(m_server.lastError()));
+    QVERIFY2(
+        m_server.fault(u"/qen/ping"_s, QJsonDocument::fromJson(fault).object(), 2), qPrintable(m_server.lastError()));
     QCOMPARE(m_server.get(u"/api/public/client/start_config"_s).status, 200);
     for (int i = 0; i < 2; ++i) {
         const auto reply = m_server.get(u"/qen/ping"_s, status == 0 ? 300 : 5000);
@@ -162,8 +158,8 @@ void tst_ReferenceServer::survivesClientsThatLeaveOrSendTooMuch() {
     // Refused before all of it is there: this body would never end.
     QTcpSocket endless;
     endless.connectToHost(QHostAddress::LocalHost, m_server.httpPort());
-    endless.write("POST /qen/ping HTTP/1.1\r\nHost: a\r\nContent-Length: 1000000000\r\n\r\n" +
-                  QByteArray(2 << 20, 'A'));
+    endless.write(
+        "POST /qen/ping HTTP/1.1\r\nHost: a\r\nContent-Length: 1000000000\r\n\r\n" + QByteArray(2 << 20, 'A'));
     QTRY_VERIFY_WITH_TIMEOUT(endless.bytesAvailable() > 0, 5000);
     QVERIFY(endless.readAll().startsWith("HTTP/1.1 413"));
 
@@ -173,7 +169,7 @@ void tst_ReferenceServer::survivesClientsThatLeaveOrSendTooMuch() {
     QVERIFY(socket.waitForConnected(2000));
     QByteArray received;
     for (const char* piece :
-         {"GET /qen/ping HTTP/1.1\r\nHost: a\r\n\r\n", "GET /qen/pi", "ng HTTP/1.1\r\nHost: a\r\n\r\n"}) {
+        {"GET /qen/ping HTTP/1.1\r\nHost: a\r\n\r\n", "GET /qen/pi", "ng HTTP/1.1\r\nHost: a\r\n\r\n"}) {
         socket.write(piece);
         socket.waitForBytesWritten(1000);
         socket.waitForReadyRead(200);
@@ -218,8 +214,7 @@ void tst_ReferenceServer::operatorIsOutOfReachForOtherPages() {
         socket.connectToHost(QHostAddress::LocalHost, m_server.httpPort());
         socket.waitForConnected(2000);
         socket.write("POST /operator/action HTTP/1.1\r\nHost: " + host + "\r\nOrigin: " + origin +
-                     "\r\nConnection: close\r\nContent-Length: " + QByteArray::number(action.size()) + "\r\n\r\n" +
-                     action);
+            "\r\nConnection: close\r\nContent-Length: " + QByteArray::number(action.size()) + "\r\n\r\n" + action);
         while (!socket.canReadLine() && socket.waitForReadyRead(2000)) {
         }
         return socket.readLine().mid(9, 3).toInt();
@@ -256,7 +251,7 @@ void tst_ReferenceServer::stateSurvivesARestart() {
     QCOMPARE(m_server.stateOfTicket(ticket), 0);
     for (const QString& file : {u"server.key"_s, u"server.sqlite"_s})
         QCOMPARE(QFile::permissions(m_server.folder() + u'/' + file) & (QFile::ReadGroup | QFile::ReadOther),
-                 QFile::Permissions());
+            QFile::Permissions());
 }
 
 void tst_ReferenceServer::refusesWrongCommandLines_data() {
@@ -284,8 +279,8 @@ void tst_ReferenceServer::refusesWrongCommandLines() {
 
 void tst_ReferenceServer::endsWithItsInput() {
     QProcess process;
-    process.start(ReferenceServer::program(),
-                  {u"--folder"_s, m_server.folder() + u"/second"_s, u"--until-stdin-closes"_s});
+    process.start(
+        ReferenceServer::program(), {u"--folder"_s, m_server.folder() + u"/second"_s, u"--until-stdin-closes"_s});
     QVERIFY(process.waitForReadyRead(20000));
     process.closeWriteChannel();
     QVERIFY(process.waitForFinished(5000));

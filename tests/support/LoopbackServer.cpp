@@ -10,6 +10,8 @@
 
 #include <array>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 void setTimeouts(int descriptor) {
@@ -78,8 +80,8 @@ void LoopbackConnection::waitForClient() {
 }
 
 QString LoopbackConnection::clientName() const {
-    const std::unique_ptr<X509, void (*)(X509*)> certificate(m_tls ? SSL_get1_peer_certificate(m_tls) : nullptr,
-                                                             X509_free);
+    const std::unique_ptr<X509, void (*)(X509*)> certificate(
+        m_tls ? SSL_get1_peer_certificate(m_tls) : nullptr, X509_free);
     std::array<char, 64> name{};
     if (certificate)
         X509_NAME_get_text_by_NID(X509_get_subject_name(certificate.get()), NID_commonName, name.data(), name.size());
@@ -113,7 +115,7 @@ LoopbackServer::~LoopbackServer() {
 }
 
 QString LoopbackServer::url(const QString& path) const {
-    return QStringLiteral("%1://127.0.0.1:%2%3").arg(QLatin1String(m_tls ? "https" : "http")).arg(m_port).arg(path);
+    return u"%1://127.0.0.1:%2%3"_s.arg(QLatin1String(m_tls ? "https" : "http")).arg(m_port).arg(path);
 }
 
 void LoopbackServer::acceptAll() {
@@ -151,7 +153,7 @@ LoopbackServer::Handler LoopbackServer::always(const QByteArray& answer) {
 
 QByteArray LoopbackServer::ok(const QByteArray& body, const QByteArray& extraHeaders) {
     return "HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n" + extraHeaders + "\r\n" +
-           body;
+        body;
 }
 
 TestIdentity TestIdentity::make(const char* commonName, unsigned bits, bool expired) {
@@ -161,8 +163,8 @@ TestIdentity TestIdentity::make(const char* commonName, unsigned bits, bool expi
     X509_gmtime_adj(X509_getm_notBefore(certificate), -7200);
     X509_gmtime_adj(X509_getm_notAfter(certificate), expired ? -3600 : 3600);
     X509_NAME* name = X509_get_subject_name(certificate);
-    X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_UTF8, reinterpret_cast<const unsigned char*>(commonName), -1, -1,
-                               0);
+    X509_NAME_add_entry_by_txt(
+        name, "CN", MBSTRING_UTF8, reinterpret_cast<const unsigned char*>(commonName), -1, -1, 0);
     X509_set_issuer_name(certificate, name);
     X509_set_pubkey(certificate, identity.key.get());
     X509_sign(certificate, identity.key.get(), EVP_sha256());

@@ -13,6 +13,8 @@
 #include <mutex>
 #include <thread>
 
+using namespace Qt::StringLiterals;
+
 /// One connection as its server sees it; every call blocks for at most ten seconds.
 class LoopbackConnection final {
 public:
@@ -45,7 +47,7 @@ public:
     ~LoopbackServer();
 
     quint16 port() const { return m_port; }
-    QString url(const QString& path = QStringLiteral("/")) const;
+    QString url(const QString& path = u"/"_s) const;
     int accepted() const { return m_accepted; }
 
     /// Answers every request of a connection with @p answer.

@@ -3,12 +3,13 @@
 #include <QProcess>
 #include <QString>
 
+using namespace Qt::StringLiterals;
+
 /// A session bus of the test's own, ended with this object; never the user's.
 class PrivateBus {
 public:
     PrivateBus() {
-        m_daemon.start(QStringLiteral("dbus-daemon"),
-                       {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address")});
+        m_daemon.start(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--print-address"_s});
         if (m_daemon.waitForStarted(5000) && m_daemon.waitForReadyRead(5000))
             m_address = QString::fromUtf8(m_daemon.readLine()).trimmed();
     }

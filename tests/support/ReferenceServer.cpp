@@ -42,8 +42,8 @@ ReferenceServer::~ReferenceServer() {
     stop();
 }
 
-void ReferenceServer::addAccount(const QString& userid, const QString& password, const QString& otp,
-                                 const QString& mail) {
+void ReferenceServer::addAccount(
+    const QString& userid, const QString& password, const QString& otp, const QString& mail) {
     m_accounts << u"--account"_s << QStringList{userid, password, otp, mail}.join(u':');
 }
 
@@ -52,14 +52,9 @@ bool ReferenceServer::start(const QStringList& extraArguments) {
         m_lastError = m_folder.errorString();
         return false;
     }
-    const QStringList arguments = QStringList{u"--folder"_s,
-                                              folder(),
-                                              u"--port"_s,
-                                              QString::number(m_httpPort),
-                                              u"--https-port"_s,
-                                              QString::number(m_httpsPort),
-                                              u"--until-stdin-closes"_s} +
-                                  m_accounts + extraArguments;
+    const QStringList arguments = QStringList{u"--folder"_s, folder(), u"--port"_s, QString::number(m_httpPort),
+                                      u"--https-port"_s, QString::number(m_httpsPort), u"--until-stdin-closes"_s} +
+        m_accounts + extraArguments;
     m_process.start(program(), arguments);
     if (!m_process.waitForStarted(startLimitMs)) {
         m_lastError = m_process.errorString();
@@ -179,13 +174,13 @@ ReferenceServer::Reply ReferenceServer::get(const QString& pathAndQuery, int tim
     return exchange("GET", pathAndQuery, {}, {}, timeoutMs);
 }
 
-ReferenceServer::Reply ReferenceServer::post(const QString& pathAndQuery, const QByteArray& body,
-                                             const Headers& headers, int timeoutMs) {
+ReferenceServer::Reply ReferenceServer::post(
+    const QString& pathAndQuery, const QByteArray& body, const Headers& headers, int timeoutMs) {
     return exchange("POST", pathAndQuery, body, headers, timeoutMs);
 }
 
-ReferenceServer::Reply ReferenceServer::exchange(const QByteArray& method, const QString& target,
-                                                 const QByteArray& body, const Headers& headers, int timeoutMs) {
+ReferenceServer::Reply ReferenceServer::exchange(
+    const QByteArray& method, const QString& target, const QByteArray& body, const Headers& headers, int timeoutMs) {
     QElapsedTimer waited;
     waited.start();
     QTcpSocket socket;
@@ -195,7 +190,7 @@ ReferenceServer::Reply ReferenceServer::exchange(const QByteArray& method, const
         return {};
     }
     QByteArray request = method + ' ' + target.toUtf8() +
-                         " HTTP/1.1\r\nHost: 127.0.0.1:" + QByteArray::number(m_httpPort) + "\r\nConnection: close\r\n";
+        " HTTP/1.1\r\nHost: 127.0.0.1:" + QByteArray::number(m_httpPort) + "\r\nConnection: close\r\n";
     for (const auto& [name, value] : headers)
         request += name + ": " + value + "\r\n";
     if (method != "GET")

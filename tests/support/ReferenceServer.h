@@ -67,8 +67,8 @@ public:
     Reply post(const QString& pathAndQuery, const QByteArray& body, const Headers& headers = {}, int timeoutMs = 5000);
 
 private:
-    Reply exchange(const QByteArray& method, const QString& target, const QByteArray& body, const Headers& headers,
-                   int timeoutMs);
+    Reply exchange(
+        const QByteArray& method, const QString& target, const QByteArray& body, const Headers& headers, int timeoutMs);
     bool postJson(const QString& path, const QJsonObject& body);
     bool readReadyLine();
 

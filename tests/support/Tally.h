@@ -14,9 +14,7 @@ public:
     }
     bool tryAcquire(int count, int milliseconds) {
         std::unique_lock lock(m_mutex);
-        const auto enough = [&] {
-            return m_count >= count;
-        };
+        const auto enough = [&] { return m_count >= count; };
         if (!m_changed.wait_for(lock, std::chrono::milliseconds(milliseconds), enough))
             return false;
         m_count -= count;

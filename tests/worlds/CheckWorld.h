@@ -12,17 +12,19 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 /// A computer in a folder: what its tools answer, what the agent asks for, which client is installed.
 class CheckWorld {
 public:
     CheckWorld() {
-        QDir().mkpath(file(QStringLiteral("tools")));
+        QDir().mkpath(file(u"tools"_s));
         QDir().mkpath(agent());
-        Platform::HostTools::setFolders({file(QStringLiteral("tools"))});
+        Platform::HostTools::setFolders({file(u"tools"_s)});
     }
     QString file(const QString& name) const { return m_folder.filePath(name); }
-    QString agent() const { return file(QStringLiteral("agent")); }
-    QString bundle() const { return file(QStringLiteral("Mav.app")); }
+    QString agent() const { return file(u"agent"_s); }
+    QString bundle() const { return file(u"Mav.app"_s); }
 
     void write(const QString& name, const QByteArray& bytes) const {
         QDir().mkpath(QFileInfo(file(name)).path());
@@ -32,20 +34,19 @@ public:
     }
     /// Puts a tool on the PATH of the probes.
     void tool(const QString& name, const QByteArray& script) const {
-        write(QStringLiteral("tools/") + name, "#!/bin/sh\n" + script);
-        QFile::setPermissions(file(QStringLiteral("tools/") + name), QFile::ReadOwner | QFile::ExeOwner);
+        write(u"tools/"_s + name, "#!/bin/sh\n" + script);
+        QFile::setPermissions(file(u"tools/"_s + name), QFile::ReadOwner | QFile::ExeOwner);
     }
     /// @param suffix  of the policy's file name
     void policy(const QVariantMap& access, const QString& suffix) const {
-        const QVariant root = QVariantMap{{QStringLiteral("access"), access}};
-        QVERIFY(archiveRootObject(Platform::ArchiveValue::fromVariant(root),
-                                  agent() + QStringLiteral("/complianceInfo") + suffix));
+        const QVariant root = QVariantMap{{u"access"_s, access}};
+        QVERIFY(archiveRootObject(Platform::ArchiveValue::fromVariant(root), agent() + u"/complianceInfo"_s + suffix));
     }
 
     CheckLog log() {
         return [this](const QString& message, int type) {
             const QMutexLocker lock(&m_mutex);
-            m_lines << (type == OrdinaryLine ? message : QStringLiteral("type %1").arg(type));
+            m_lines << (type == OrdinaryLine ? message : u"type %1"_s.arg(type));
         };
     }
     QStringList lines() {
@@ -61,9 +62,9 @@ private:
     QStringList m_lines;
 };
 
-inline QenCheckModelPointer checkModel(const QString& selector, const QString& key = QStringLiteral("key")) {
+inline QenCheckModelPointer checkModel(const QString& selector, const QString& key = u"key"_s) {
     auto model = std::make_shared<QenCheckModel>();
-    model->spreadDictToModel(Platform::ArchiveValue(Platform::ArchiveValue::Dictionary{
-        {QStringLiteral("selectorName"), selector}, {QStringLiteral("mainKey"), key}}));
+    model->spreadDictToModel(
+        Platform::ArchiveValue(Platform::ArchiveValue::Dictionary{{u"selectorName"_s, selector}, {u"mainKey"_s, key}}));
     return model;
 }

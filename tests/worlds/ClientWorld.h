@@ -17,11 +17,13 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 /// Files of one client in a folder of their own.
 class ClientFolder {
 public:
     ClientFolder() {
-        QDir().mkpath(support() + QStringLiteral("/QenCloudL"));
+        QDir().mkpath(support() + u"/QenCloudL"_s);
         QDir().mkpath(agent());
         machineFile("etc/hostname", "desk-7\n");
         machineFile("etc/machine-id", "0123456789abcdef0123456789abcdef\n");
@@ -29,15 +31,15 @@ public:
         machineFile("sys/class/net/eth0/address", "02:fc:00:00:00:0a\n");
         machineFile("sys/class/net/eth0/device/vendor", "\n");
     }
-    QString support() const { return m_folder.filePath(QStringLiteral("support")); }
-    QString agent() const { return m_folder.filePath(QStringLiteral("agent")); }
-    QString state(const QString& name) const { return support() + QStringLiteral("/QenCloudL/") + name; }
-    QString logs() const { return m_folder.filePath(QStringLiteral("logs")); }
+    QString support() const { return m_folder.filePath(u"support"_s); }
+    QString agent() const { return m_folder.filePath(u"agent"_s); }
+    QString state(const QString& name) const { return support() + u"/QenCloudL/"_s + name; }
+    QString logs() const { return m_folder.filePath(u"logs"_s); }
     QString file(const QString& name) const { return m_folder.filePath(name); }
     /// Root of the facts of a computer with one network interface.
-    QString machine() const { return m_folder.filePath(QStringLiteral("machine")); }
+    QString machine() const { return m_folder.filePath(u"machine"_s); }
     static QList<InterfaceAddress> addresses() {
-        return {{QStringLiteral("eth0"), InterfaceAddress::Family::IPv4, true, false, QStringLiteral("192.0.2.7")}};
+        return {{u"eth0"_s, InterfaceAddress::Family::IPv4, true, false, u"192.0.2.7"_s}};
     }
 
     bool hasState(const QString& name) const { return QFile::exists(state(name)); }
@@ -47,11 +49,10 @@ public:
 
     /// Writes the agent's server list: each pair is a server and a port.
     void configure(const QVariantList& servers) {
-        QVERIFY(
-            archiveRootObject(Platform::ArchiveValue::fromVariant(servers), agent() + QStringLiteral("/.QenConfig")));
+        QVERIFY(archiveRootObject(Platform::ArchiveValue::fromVariant(servers), agent() + u"/.QenConfig"_s));
     }
     void configure(quint16 port) {
-        const QVariant pair = QVariantList{QStringLiteral("127.0.0.1"), port};
+        const QVariant pair = QVariantList{u"127.0.0.1"_s, port};
         configure(QVariantList{pair, pair, pair});
     }
 
@@ -70,10 +71,9 @@ private:
 /// A client without windows: the services from the log up to the login helper, on a folder of their own.
 class ClientWorld {
 public:
-    explicit ClientWorld(ClientFolder& folder, LoginLinks links = {},
-                         QString vpnExecutable = QStringLiteral("/no/such/vpn"))
-        : log(folder.logs(), folder.file(QStringLiteral("logs.data"))),
-          config(folder.agent() + QStringLiteral("/.QenConfig"), folder.support() + QStringLiteral("/QenCloudL")),
+    explicit ClientWorld(ClientFolder& folder, LoginLinks links = {}, QString vpnExecutable = u"/no/such/vpn"_s)
+        : log(folder.logs(), folder.file(u"logs.data"_s)),
+          config(folder.agent() + u"/.QenConfig"_s, folder.support() + u"/QenCloudL"_s),
           device(folder.machine(), {}, ClientFolder::addresses),
           accounts({config, domain, device, log, folder.support()}), front(accounts),
           helper({front, accounts, device, log, {folder.support(), folder.agent(), std::move(vpnExecutable)}, links}),

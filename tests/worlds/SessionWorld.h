@@ -18,6 +18,8 @@
 #include <QLineEdit>
 #include <QPushButton>
 
+using namespace Qt::StringLiterals;
+
 /// What the left bar and the login window of one client stand on, in a folder of its own.
 class SessionWorld final : public ApplicationInterface {
 public:
@@ -30,27 +32,16 @@ public:
 
     SessionViewWorld views() {
         using namespace std::chrono_literals;
-        return {*this,
-                client.helper,
-                client.config,
-                client.device,
-                client.log,
-                center,
-                folder.support(),
-                100ms,
-                codeInterval,
-                10s,
-                [this](const QHostAddress&) {
-                    return network;
-                }};
+        return {*this, client.helper, client.config, client.device, client.log, center, folder.support(), 100ms,
+            codeInterval, 10s, [this](const QHostAddress&) { return network; }};
     }
     void setItemsHiddenMenu() override { ++menuRefreshes; }
     void showAlertTipForLogin(const QString&) override {}
     /// Writes the agent's choice of login methods.
     void offer(const char* otp, int qrcode, int account) {
         const QVariantMap methods{{"double_factor_auth", otp}, {"qrcode_login", qrcode}, {"pc_account_login", account}};
-        QVERIFY(archiveRootObject(Platform::ArchiveValue::fromVariant(methods),
-                                  folder.agent() + QStringLiteral("/userlogin.archive")));
+        QVERIFY(
+            archiveRootObject(Platform::ArchiveValue::fromVariant(methods), folder.agent() + u"/userlogin.archive"_s));
     }
     std::optional<AccountModel> record() { return AccountModel::currentModel(folder.support()); }
 

@@ -20,6 +20,8 @@
 
 #include <mutex>
 
+using namespace Qt::StringLiterals;
+
 /// What the pages of one client stand on, in a folder of its own; records what they ask of the application.
 class ViewWorld final : public ApplicationInterface {
 public:
@@ -37,8 +39,8 @@ public:
 
     MainViewWorld views() {
         using namespace std::chrono_literals;
-        return {*this,        client.helper,    client.config,  client.log, center, defaults,
-                reachability, folder.support(), folder.agent(), 50ms,       100ms};
+        return {*this, client.helper, client.config, client.log, center, defaults, reachability, folder.support(),
+            folder.agent(), 50ms, 100ms};
     }
     void setItemsHiddenMenu() override { ++menuRefreshes; }
     void showAlertTipForLogin(const QString& text) override {
@@ -56,7 +58,7 @@ public:
     void signInAs(const QString& user) {
         AccountModel record;
         record.setUserid(user);
-        record.setTicket(QStringLiteral("T"));
+        record.setTicket(u"T"_s);
         record.setLoginType(LoginType::Account);
         QVERIFY(record.save(folder.support()));
     }
@@ -64,10 +66,8 @@ public:
     ClientFolder folder;
     ClientWorld client{folder};
     Platform::NotificationCenter center;
-    Platform::UserDefaults defaults{folder.file(QStringLiteral("defaults.plist"))};
-    Platform::Reachability reachability{[](const QHostAddress&) {
-        return Platform::NetworkFacts();
-    }};
+    Platform::UserDefaults defaults{folder.file(u"defaults.plist"_s)};
+    Platform::Reachability reachability{[](const QHostAddress&) { return Platform::NetworkFacts(); }};
     std::atomic<int> menuRefreshes{0};
 
 private:
@@ -78,7 +78,7 @@ private:
 
 inline QString textFor(const char* key) {
     const QString text = Platform::localizedString(QString::fromLatin1(key));
-    return text.isEmpty() ? QStringLiteral("no text for ") + QString::fromLatin1(key) : text;
+    return text.isEmpty() ? u"no text for "_s + QString::fromLatin1(key) : text;
 }
 
 inline void press(QWidget& root, const char* button) {

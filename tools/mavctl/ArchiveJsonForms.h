@@ -2,6 +2,8 @@
 
 #include <QString>
 
+using namespace Qt::StringLiterals;
+
 namespace ArchiveJson {
 
 inline constexpr char ClassKey[] = "$class";
@@ -18,7 +20,7 @@ inline bool isReserved(const QString& key) {
         ++last;
     const QStringView name = QStringView(key).mid(last);
     return name == QLatin1StringView(ClassKey) || name == QLatin1StringView(DataKey) ||
-           name == QLatin1StringView(DateKey) || name == QLatin1StringView(DoubleKey);
+        name == QLatin1StringView(DateKey) || name == QLatin1StringView(DoubleKey);
 }
 
 inline QString escaped(const QString& key) {
@@ -26,7 +28,7 @@ inline QString escaped(const QString& key) {
 }
 
 inline QString unescaped(const QString& key) {
-    return key.startsWith(QLatin1StringView("$$")) && isReserved(key) ? key.mid(1) : key;
+    return key.startsWith("$$"_L1) && isReserved(key) ? key.mid(1) : key;
 }
 
 } // namespace ArchiveJson

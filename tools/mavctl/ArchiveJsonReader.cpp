@@ -9,6 +9,8 @@
 
 #include <limits>
 
+using namespace Qt::StringLiterals;
+
 using Json = nlohmann::ordered_json;
 using Platform::ArchiveEntry;
 using Platform::ArchiveLayout;
@@ -34,12 +36,12 @@ public:
     bool number_unsigned(number_unsigned_t value) override { return put(value); }
     bool number_float(number_float_t value, const string_t&) override { return put(value); }
     bool string(string_t& value) override { return put(ArchiveLayout::string(QString::fromStdString(value))); }
-    bool binary(binary_t&) override { return fail(QStringLiteral("binary JSON is not read")); }
+    bool binary(binary_t&) override { return fail(u"binary JSON is not read"_s); }
     bool start_object(std::size_t) override { return open(false); }
     bool start_array(std::size_t) override { return open(true); }
     bool key(string_t& value) override {
         QString text = QString::fromStdString(value);
-        m_open.back().entries.push_back({text.isNull() ? QString(QLatin1String("")) : std::move(text), {}});
+        m_open.back().entries.push_back({text.isNull() ? QString(""_L1) : std::move(text), {}});
         return true;
     }
     bool end_object() override {
@@ -49,7 +51,7 @@ public:
     }
     bool end_array() override { return put(ArchiveValue(close().items)); }
     bool parse_error(std::size_t position, const std::string&, const Json::exception&) override {
-        return fail(QStringLiteral("standard input is not JSON: error at byte %1").arg(position));
+        return fail(u"standard input is not JSON: error at byte %1"_s.arg(position));
     }
 
 private:
@@ -73,7 +75,7 @@ private:
     bool open(bool isArray) {
         // The forms are objects too, yet no containers.
         if (m_open.size() > size_t{Limits::Depth})
-            return fail(QStringLiteral("more than %1 containers within each other").arg(Limits::Depth));
+            return fail(u"more than %1 containers within each other"_s.arg(Limits::Depth));
         m_open.push_back({isArray, {}, {}});
         return true;
     }
@@ -86,7 +88,7 @@ private:
 
     bool put(ArchiveValue value) {
         if (++m_values > Limits::Objects)
-            return fail(QStringLiteral("more than %1 values").arg(Limits::Objects));
+            return fail(u"more than %1 values"_s.arg(Limits::Objects));
         if (m_open.empty())
             m_root = std::move(value);
         else if (m_open.back().isArray)
@@ -98,9 +100,7 @@ private:
 
     /// An object of JSON: a form, an object of a class or a dictionary.
     bool made(ArchiveValue::Dictionary entries, ArchiveValue& value) {
-        const auto isKey = [&](const char* name) {
-            return entries[0].key == QLatin1StringView(name);
-        };
+        const auto isKey = [&](const char* name) { return entries[0].key == QLatin1StringView(name); };
         if (entries.size() == 1 &&
             (isKey(ArchiveJson::DataKey) || isKey(ArchiveJson::DateKey) || isKey(ArchiveJson::DoubleKey)))
             return madeForm(entries[0], value);
@@ -117,7 +117,7 @@ private:
         }
         const QString name = classEntry->value.string();
         if (name.isEmpty())
-            return fail(QStringLiteral("\"$class\" is not the name of a class"));
+            return fail(u"\"$class\" is not the name of a class"_s);
         entries.erase(entries.begin() + (classEntry - entries.data()));
         value = ArchiveLayout::object(name, std::move(entries));
         return true;
@@ -129,21 +129,17 @@ private:
             const auto decoding =
                 QByteArray::fromBase64Encoding(text.toUtf8(), QByteArray::AbortOnBase64DecodingErrors);
             value = decoding.decoded;
-            return (entry.value.isString() && decoding) || fail(QStringLiteral("\"$data\" is not Base64 text"));
+            return (entry.value.isString() && decoding) || fail(u"\"$data\" is not Base64 text"_s);
         }
         if (entry.key == QLatin1StringView(ArchiveJson::DateKey)) {
             const auto seconds = Platform::ArchiveDate::fromIsoText(text);
             value = ArchiveValue::date(seconds.value_or(entry.value.number()));
-            return seconds || entry.value.isDouble() || entry.value.isInteger() ||
-                   fail(QStringLiteral("\"$date\" is not a date"));
+            return seconds || entry.value.isDouble() || entry.value.isInteger() || fail(u"\"$date\" is not a date"_s);
         }
         constexpr double Infinity = std::numeric_limits<double>::infinity();
-        const bool isNan = text == QLatin1StringView("nan");
-        value = isNan                              ? std::numeric_limits<double>::quiet_NaN()
-                : text == QLatin1StringView("inf") ? Infinity
-                                                   : -Infinity;
-        return isNan || text == QLatin1StringView("inf") || text == QLatin1StringView("-inf") ||
-               fail(QStringLiteral("\"$double\" is not nan, inf or -inf"));
+        const bool isNan = text == "nan"_L1;
+        value = isNan ? std::numeric_limits<double>::quiet_NaN() : text == "inf"_L1 ? Infinity : -Infinity;
+        return isNan || text == "inf"_L1 || text == "-inf"_L1 || fail(u"\"$double\" is not nan, inf or -inf"_s);
     }
 
     QString& m_reason;
@@ -158,7 +154,7 @@ std::optional<ArchiveValue> ArchiveJson::value(const std::string& text, QString&
     Builder builder(reason);
     if (!Json::sax_parse(text, &builder)) {
         if (reason.isEmpty())
-            reason = QStringLiteral("standard input is not JSON");
+            reason = u"standard input is not JSON"_s;
         return std::nullopt;
     }
     return builder.take();

@@ -9,6 +9,8 @@
 
 #include <cstdio>
 
+using namespace Qt::StringLiterals;
+
 using Platform::ArchiveValue;
 
 namespace {
@@ -45,12 +47,11 @@ std::string settledText(const ArchiveValue& root) {
 Exit show(const QString& path) {
     const auto bytes = Platform::readFile(path, Platform::PropertyListLimits::FileSize);
     if (!bytes)
-        return fail(QStringLiteral("%1: cannot be read as a regular file of at most %2 bytes")
-                        .arg(path)
-                        .arg(Platform::PropertyListLimits::FileSize));
+        return fail(u"%1: cannot be read as a regular file of at most %2 bytes"_s.arg(path).arg(
+            Platform::PropertyListLimits::FileSize));
     const auto root = decoded(*bytes);
     if (!root)
-        return fail(QStringLiteral("%1: is neither a keyed archive nor a property list, or is damaged").arg(path));
+        return fail(u"%1: is neither a keyed archive nor a property list, or is damaged"_s.arg(path));
     const std::string text = settledText(*root);
     return print(QByteArray::fromStdString(text));
 }
@@ -69,16 +70,16 @@ bool readStandardInput(std::string& text, size_t limit) {
 Exit write(const QString& path) {
     std::string text;
     if (!readStandardInput(text, InputLimit))
-        return fail(QStringLiteral("standard input cannot be read or is longer than %1 bytes").arg(InputLimit));
+        return fail(u"standard input cannot be read or is longer than %1 bytes"_s.arg(InputLimit));
     QString reason;
     const auto root = ArchiveJson::value(text, reason);
     if (!root)
         return fail(reason);
     const QByteArray bytes = Platform::KeyedArchiver::archivedData(*root);
     if (bytes.isEmpty())
-        return fail(QStringLiteral("the archive would be larger or deeper than one may be"));
+        return fail(u"the archive would be larger or deeper than one may be"_s);
     if (const Platform::Error error = Platform::replaceFile(path, bytes))
-        return fail(QStringLiteral("%1: %2").arg(path, error.localizedDescription()));
+        return fail(u"%1: %2"_s.arg(path, error.localizedDescription()));
     return Exit::Ok;
 }
 
@@ -87,7 +88,7 @@ Exit write(const QString& path) {
 Exit runArchive(const QStringList& arguments) {
     if (arguments.size() != 2)
         return Exit::Usage;
-    if (arguments[0] == QLatin1StringView("show"))
+    if (arguments[0] == "show"_L1)
         return show(arguments[1]);
-    return arguments[0] == QLatin1StringView("write") ? write(arguments[1]) : Exit::Usage;
+    return arguments[0] == "write"_L1 ? write(arguments[1]) : Exit::Usage;
 }

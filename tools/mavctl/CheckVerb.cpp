@@ -11,6 +11,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString text(const char* english) {
@@ -20,12 +22,12 @@ QString text(const char* english) {
 /// The checks without the client around them: nothing goes to the client's log, nobody is signed in.
 QenCheck::World quietWorld() {
     return {.log = [](const QString&, int) {},
-            .tasks = TaskHelper::sharedInstance(),
-            .center = Platform::NotificationCenter::defaultCenter(),
-            .agentState = Platform::Paths::agentState(),
-            .applicationBundle = Platform::Paths::applicationBundle(),
-            .applicationSupport = Platform::Paths::applicationSupport(),
-            .checkDomainAccount = {}};
+        .tasks = TaskHelper::sharedInstance(),
+        .center = Platform::NotificationCenter::defaultCenter(),
+        .agentState = Platform::Paths::agentState(),
+        .applicationBundle = Platform::Paths::applicationBundle(),
+        .applicationSupport = Platform::Paths::applicationSupport(),
+        .checkDomainAccount = {}};
 }
 
 /// Runs one round to its end. The end is that of the last check and of the closing that follows the last result.
@@ -47,14 +49,13 @@ void runRound(QenCheckRound& round) {
 QJsonObject resultOf(const QString& category, const QenCheckModel& check) {
     const QString reason = check.reason();
     const bool hasResult = !reason.isNull();
-    return {{text("category"), category},
-            {text("title"), check.title()},
-            {text("result"), !hasResult       ? text("no result")
-                             : check.isWarn() ? text("not met")
-                                              : text("met")},
-            {text("reason"),
-             hasResult ? reason
-                       : QStringLiteral("the client has no check named \"%1\"").arg(check.selectorName().left(80))}};
+    return {{text("category"), category}, {text("title"), check.title()},
+        {text("result"),
+            !hasResult           ? text("no result")
+                : check.isWarn() ? text("not met")
+                                 : text("met")},
+        {text("reason"),
+            hasResult ? reason : u"the client has no check named \"%1\""_s.arg(check.selectorName().left(80))}};
 }
 
 QJsonObject summaryOf(const QenCheckRound& round) {
@@ -72,35 +73,28 @@ QJsonObject summaryOf(const QenCheckRound& round) {
     const int level = CheckLook::levelFor(failed);
     const QString policy = Platform::Paths::agentState() + text("/complianceInfo.archive");
     return {{text("policy"), StateFiles::word(StateFiles::stateOf(policy, StateFiles::Form::Archive).condition)},
-            {text("policy_file"), policy},
-            {text("checks"), checks},
-            {text("required"), checks.size()},
-            {text("not_met"), failed},
-            {text("no_result"), silent},
-            {text("level"), level},
-            {text("state"), CheckLook::stateText(level)},
-            {text("compliant"), failed == 0 && silent == 0}};
+        {text("policy_file"), policy}, {text("checks"), checks}, {text("required"), checks.size()},
+        {text("not_met"), failed}, {text("no_result"), silent}, {text("level"), level},
+        {text("state"), CheckLook::stateText(level)}, {text("compliant"), failed == 0 && silent == 0}};
 }
 
 QString lineOf(const QJsonObject& summary) {
-    return QStringLiteral("level %1 %2: %3 of %4 checks met\n")
-        .arg(QString::number(summary.value(u"level").toInt()), summary.value(u"state").toString(),
-             QString::number(summary.value(u"required").toInt() - summary.value(u"not_met").toInt() -
-                             summary.value(u"no_result").toInt()),
-             QString::number(summary.value(u"required").toInt()));
+    return u"level %1 %2: %3 of %4 checks met\n"_s.arg(QString::number(summary.value(u"level").toInt()),
+        summary.value(u"state").toString(),
+        QString::number(summary.value(u"required").toInt() - summary.value(u"not_met").toInt() -
+            summary.value(u"no_result").toInt()),
+        QString::number(summary.value(u"required").toInt()));
 }
 
 QString textOf(const QJsonObject& summary) {
     QString result;
     for (const QJsonValue& entry : summary.value(u"checks").toArray())
         result += entry[u"result"].toString().leftJustified(11) + entry[u"title"].toString() + text(": ") +
-                  entry[u"reason"].toString() + u'\n';
+            entry[u"reason"].toString() + u'\n';
     if (summary.value(u"required").toInt() == 0)
-        result +=
-            QStringLiteral("nothing is required: the policy %1 %2\n")
-                .arg(summary.value(u"policy_file").toString(), summary.value(u"policy").toString() == u"decodes"
-                                                                   ? text("asks for no check")
-                                                                   : text("is ") + summary.value(u"policy").toString());
+        result += u"nothing is required: the policy %1 %2\n"_s.arg(summary.value(u"policy_file").toString(),
+            summary.value(u"policy").toString() == u"decodes" ? text("asks for no check")
+                                                              : text("is ") + summary.value(u"policy").toString());
     return result + lineOf(summary);
 }
 
@@ -113,20 +107,19 @@ Exit runCheck(const QStringList& arguments) {
     initMavResources();
     const QString catalogue = Platform::resourcePath(text("QenCheck"), text("plist"));
     if (!readCatalogue(catalogue))
-        return fail(QStringLiteral("the check catalogue QenCheck.plist is %1")
-                        .arg(catalogue.isEmpty() ? text("missing") : text("damaged: ") + catalogue));
+        return fail(u"the check catalogue QenCheck.plist is %1"_s.arg(
+            catalogue.isEmpty() ? text("missing") : text("damaged: ") + catalogue));
     QenCheck check(quietWorld());
     QenCheckRound round({.log = [](const QString&, int) {},
-                         .center = Platform::NotificationCenter::defaultCenter(),
-                         .checkWithModel = [&check](const QenCheckModelPointer& model) { check.checkWithModel(model); },
-                         .agentState = Platform::Paths::agentState(),
-                         .catalogue = catalogue});
+        .center = Platform::NotificationCenter::defaultCenter(),
+        .checkWithModel = [&check](const QenCheckModelPointer& model) { check.checkWithModel(model); },
+        .agentState = Platform::Paths::agentState(),
+        .catalogue = catalogue});
     runRound(round);
     const QJsonObject summary = summaryOf(round);
     const Exit printed = print(asJson ? QJsonDocument(summary).toJson() : textOf(summary).toUtf8());
     if (printed != Exit::Ok || summary.value(u"compliant").toBool())
         return printed;
-    return fail(QStringLiteral("not compliant: %1 checks not met, %2 without a result")
-                    .arg(summary.value(u"not_met").toInt())
+    return fail(u"not compliant: %1 checks not met, %2 without a result"_s.arg(summary.value(u"not_met").toInt())
                     .arg(summary.value(u"no_result").toInt()));
 }

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QJsonObject jsonOf(const QMap<QString, QString>& dictionary) {
@@ -21,7 +23,7 @@ QJsonObject jsonOf(const QMap<QString, QString>& dictionary) {
 InterfaceAddressLister interfacesBelow(const QString& root) {
     return [root] {
         QList<InterfaceAddress> found;
-        const QDir folder(root + QStringLiteral("/sys/class/net"));
+        const QDir folder(root + u"/sys/class/net"_s);
         for (const QString& name : folder.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name))
             found.append({name, InterfaceAddress::Family::Link, true, name == u"lo", {}});
         return std::optional(found);
@@ -30,12 +32,12 @@ InterfaceAddressLister interfacesBelow(const QString& root) {
 
 QString lineOf(const QJsonValue& value) {
     if (!value.isObject())
-        return value.toString().isEmpty() ? QStringLiteral("-") : value.toString();
+        return value.toString().isEmpty() ? u"-"_s : value.toString();
     const QJsonObject object = value.toObject();
     QStringList parts;
     for (auto entry = object.begin(); entry != object.end(); ++entry)
         parts.append(entry.key() + u'=' + entry.value().toString());
-    return parts.join(QStringLiteral("  "));
+    return parts.join(u"  "_s);
 }
 
 QStringList linesOf(const QJsonValue& value) {
@@ -46,11 +48,11 @@ QStringList linesOf(const QJsonValue& value) {
     } else if (value.isObject()) {
         const QJsonObject table = value.toObject();
         for (auto entry = table.begin(); entry != table.end(); ++entry)
-            lines.append(entry.key() + QStringLiteral(": ") + lineOf(entry.value()));
+            lines.append(entry.key() + u": "_s + lineOf(entry.value()));
     } else {
         lines.append(lineOf(value));
     }
-    return lines.isEmpty() ? QStringList{QStringLiteral("-")} : lines;
+    return lines.isEmpty() ? QStringList{u"-"_s} : lines;
 }
 
 /// Every fact under the name that the client uses for it.
@@ -64,24 +66,15 @@ QJsonObject deviceFacts(ITDevice& device) {
     device.listNetworkServices({});
     for (const HardwarePort& port : device.getHardwareportsIP(device.hardwareports()))
         ports.append(jsonOf(port));
-    const auto list = [](const QStringList& texts) {
-        return QJsonArray::fromStringList(texts);
-    };
-    return {{QStringLiteral("osName"), device.osName()},
-            {QStringLiteral("osVersion"), device.osVersion()},
-            {QStringLiteral("userName"), device.userName()},
-            {QStringLiteral("machineName"), device.machineName()},
-            {QStringLiteral("modelName"), device.modelName()},
-            {QStringLiteral("machinePrefixName"), device.machinePrefixName()},
-            {QStringLiteral("ADDomainName"), device.getADDomainName()},
-            {QStringLiteral("uuid"), device.uuid()},
-            {QStringLiteral("networkInfos"), interfaces},
-            {QStringLiteral("macAddresses"), list(device.macAddresses())},
-            {QStringLiteral("ipArray"), list(device.ipArray())},
-            {QStringLiteral("hardwareports"), ports},
-            {QStringLiteral("boardSerialNums"), list(device.boardSerialNums())},
-            {QStringLiteral("memorySerialNums"), list(device.memorySerialNums())},
-            {QStringLiteral("hardDiskSerialNums"), list(device.hardDiskSerialNums())}};
+    const auto list = [](const QStringList& texts) { return QJsonArray::fromStringList(texts); };
+    return {{u"osName"_s, device.osName()}, {u"osVersion"_s, device.osVersion()}, {u"userName"_s, device.userName()},
+        {u"machineName"_s, device.machineName()}, {u"modelName"_s, device.modelName()},
+        {u"machinePrefixName"_s, device.machinePrefixName()}, {u"ADDomainName"_s, device.getADDomainName()},
+        {u"uuid"_s, device.uuid()}, {u"networkInfos"_s, interfaces}, {u"macAddresses"_s, list(device.macAddresses())},
+        {u"ipArray"_s, list(device.ipArray())}, {u"hardwareports"_s, ports},
+        {u"boardSerialNums"_s, list(device.boardSerialNums())},
+        {u"memorySerialNums"_s, list(device.memorySerialNums())},
+        {u"hardDiskSerialNums"_s, list(device.hardDiskSerialNums())}};
 }
 
 /// One fact a line, names aligned; entries of lists and tables on lines of their own below.
@@ -116,7 +109,7 @@ Exit runDevice(const QStringList& arguments) {
             return Exit::Usage;
     }
     if (!root.isEmpty() && !QDir(root).exists())
-        return fail(QStringLiteral("%1: is no folder").arg(root));
+        return fail(u"%1: is no folder"_s.arg(root));
     ITDevice system;
     ITDevice fixture(
         root, [](const QString&, const QStringList&) { return QString(); }, interfacesBelow(root));

@@ -9,6 +9,8 @@
 #include <QStandardPaths>
 #include <QVariant>
 
+using namespace Qt::StringLiterals;
+
 namespace Doctor {
 
 namespace {
@@ -22,7 +24,7 @@ QString text(const char* english) {
 
 /// First value of the answer; invalid without one. Never starts a service.
 QVariant ask(const QString& service, const QString& path, const QString& interface, const QString& method,
-             const QVariantList& arguments = {}) {
+    const QVariantList& arguments = {}) {
     const QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected())
         return {};
@@ -49,7 +51,7 @@ bool isStartable(const QString& service) {
 bool hasStatusNotifierHost() {
     const QString watcher = text("org.kde.StatusNotifierWatcher");
     const QVariant answer = ask(watcher, text("/StatusNotifierWatcher"), text("org.freedesktop.DBus.Properties"),
-                                text("Get"), {watcher, text("IsStatusNotifierHostRegistered")});
+        text("Get"), {watcher, text("IsStatusNotifierHostRegistered")});
     return answer.value<QDBusVariant>().variant().toBool();
 }
 
@@ -83,9 +85,9 @@ Finding sessionBus() {
     if (askBus("GetId").isValid())
         return {subject, State::Good, text("answers")};
     return {subject, State::Problem,
-            QDBusConnection::sessionBus().isConnected() ? text("does not answer") : text("none can be reached"),
-            text("Log in to a graphical session, or run mavctl there: DBUS_SESSION_BUS_ADDRESS has to name its bus. "
-                 "Without one the client has neither ticket service nor notifications.")};
+        QDBusConnection::sessionBus().isConnected() ? text("does not answer") : text("none can be reached"),
+        text("Log in to a graphical session, or run mavctl there: DBUS_SESSION_BUS_ADDRESS has to name its bus. "
+             "Without one the client has neither ticket service nor notifications.")};
 }
 
 Finding trayHost() {
@@ -95,8 +97,8 @@ Finding trayHost() {
     if (hasX11Tray())
         return {subject, State::Good, text("an X11 tray")};
     return {subject, State::Warning, text("none"),
-            text("The client shows no tray item; starting it again brings its window forward. On GNOME install and "
-                 "enable the AppIndicator extension, elsewhere add a tray to the panel.")};
+        text("The client shows no tray item; starting it again brings its window forward. On GNOME install and "
+             "enable the AppIndicator extension, elsewhere add a tray to the panel.")};
 }
 
 Finding notificationService() {
@@ -107,8 +109,8 @@ Finding notificationService() {
     if (isStartable(service))
         return {subject, State::Good, text("a service is started when needed")};
     return {subject, State::Warning, text("no service"),
-            text("Install a notification service, for example the package dunst: without one the offer to restart the "
-                 "computer is not shown.")};
+        text("Install a notification service, for example the package dunst: without one the offer to restart the "
+             "computer is not shown.")};
 }
 
 Finding ticketService() {
@@ -119,9 +121,8 @@ Finding ticketService() {
     if (isStartable(service))
         return {subject, State::Good, text("not running, is started when needed")};
     return {subject, State::Problem, text("not installed for this session"),
-            QStringLiteral("Install the agent's session services, which bring \"%1\", and log in again: without it "
-                           "a sign-in has no session work.")
-                .arg(service)};
+        u"Install the agent's session services, which bring \"%1\", and log in again: without it "
+        "a sign-in has no session work."_s.arg(service)};
 }
 
 Finding chineseFonts() {
@@ -129,7 +130,7 @@ Finding chineseFonts() {
     const QString program = QStandardPaths::findExecutable(text("fc-list"));
     if (program.isEmpty())
         return {subject, State::Warning, text("cannot be told without fc-list"),
-                text("Install the package fontconfig and run mavctl doctor again.")};
+            text("Install the package fontconfig and run mavctl doctor again.")};
     QProcess list;
     list.start(program, {text(":lang=zh-cn"), text("family")}, QIODevice::ReadOnly);
     if (!list.waitForFinished(FontTimeout)) {
@@ -139,9 +140,9 @@ Finding chineseFonts() {
     }
     const qsizetype count = list.readAllStandardOutput().count('\n');
     if (count > 0)
-        return {subject, State::Good, QStringLiteral("%1 families").arg(count)};
+        return {subject, State::Good, u"%1 families"_s.arg(count)};
     return {subject, State::Problem, text("none"),
-            text("Install the package fonts-noto-cjk: the client's texts are Chinese and show as boxes.")};
+        text("Install the package fonts-noto-cjk: the client's texts are Chinese and show as boxes.")};
 }
 
 } // namespace Doctor

@@ -9,6 +9,8 @@
 
 #include <future>
 
+using namespace Qt::StringLiterals;
+
 namespace Paths = Platform::Paths;
 
 namespace Doctor {
@@ -35,10 +37,10 @@ Finding agentFolder() {
     const QFileInfo folder(Paths::agentState());
     if (!folder.isDir())
         return {subject, State::Problem, folder.filePath() + text(" does not exist"),
-                text("Install the agent, or start it: it makes this folder.")};
+            text("Install the agent, or start it: it makes this folder.")};
     if (!folder.isReadable() || !folder.isExecutable())
         return {subject, State::Problem, folder.filePath() + text(" cannot be read"),
-                text("As administrator, let everybody read it: chmod a+rx on the folder.")};
+            text("As administrator, let everybody read it: chmod a+rx on the folder.")};
     return {subject, State::Good, folder.filePath()};
 }
 
@@ -57,15 +59,15 @@ Finding agentFiles() {
     }
     if (!unreadable.isEmpty())
         return {subject, State::Problem, text("not readable: ") + namesOf(unreadable),
-                text("As administrator, let everybody read them: chmod a+r.")};
+            text("As administrator, let everybody read them: chmod a+r.")};
     if (!damaged.isEmpty())
         return {subject, State::Problem, text("damaged: ") + namesOf(damaged),
-                text("Restart the agent, which writes them anew; the client takes them for absent. "
-                     "mavctl archive show FILE tells more.")};
+            text("Restart the agent, which writes them anew; the client takes them for absent. "
+                 "mavctl archive show FILE tells more.")};
     if (present == 0)
         return {subject, State::Problem, text("none"),
-                text("Start the agent and connect it to its server: the client knows neither server nor policy.")};
-    return {subject, State::Good, QStringLiteral("%1 present, all decode").arg(present)};
+            text("Start the agent and connect it to its server: the client knows neither server nor policy.")};
+    return {subject, State::Good, u"%1 present, all decode"_s.arg(present)};
 }
 
 Finding server() {
@@ -76,18 +78,18 @@ Finding server() {
     const QString address = config->AcountIP_Config();
     if (address.isEmpty())
         return {subject, State::Problem, text("none is configured"),
-                text("Enter the server's address in the client's first page, or have the administrator deploy it.")};
-    const QString url = QStringLiteral("http://%1:%2/qen/ping").arg(address).arg(config->AcountIP_Port());
+            text("Enter the server's address in the client's first page, or have the administrator deploy it.")};
+    const QString url = u"http://%1:%2/qen/ping"_s.arg(address).arg(config->AcountIP_Port());
     std::promise<Platform::Error> promise;
     Platform::HttpSession session({.acceptAnyServerCertificate = true});
     session.sendForJson({.url = url, .timeout = PingSeconds},
-                        [&promise](const QJsonObject&, const Platform::Error& error) { promise.set_value(error); });
+        [&promise](const QJsonObject&, const Platform::Error& error) { promise.set_value(error); });
     const Platform::Error error = promise.get_future().get();
     if (!error)
         return {subject, State::Good, url + text(" answers")};
     return {subject, State::Problem, url + text(": ") + error.localizedDescription(),
-            text("Check the network and the address in the client's server settings; if both are right, ask the "
-                 "administrator whether the server runs.")};
+        text("Check the network and the address in the client's server settings; if both are right, ask the "
+             "administrator whether the server runs.")};
 }
 
 Finding log() {
@@ -95,9 +97,8 @@ Finding log() {
     const QFileInfo folder(Paths::library() + text("/Logs/QenCloud/Logs"));
     if (!folder.exists())
         return {subject, State::Warning, folder.filePath() + text(" does not exist"),
-                text("Start the client once: it makes its log.")};
-    const QString repair =
-        QStringLiteral("Give the folder back to yourself: sudo chown -R \"$USER\" '%1'").arg(folder.filePath());
+            text("Start the client once: it makes its log.")};
+    const QString repair = u"Give the folder back to yourself: sudo chown -R \"$USER\" '%1'"_s.arg(folder.filePath());
     if (!folder.isDir() || !folder.isReadable() || !folder.isWritable())
         return {subject, State::Problem, folder.filePath() + text(" cannot be read and written"), repair};
     const auto files = QDir(folder.filePath()).entryInfoList({text("QenCloud-Info-*.log")}, QDir::Files);
@@ -109,8 +110,8 @@ Finding log() {
     }
     if (bytes == 0)
         return {subject, State::Warning, folder.filePath() + text(" has no lines"),
-                text("Start the client; if no line comes, the disk may be full.")};
-    return {subject, State::Good, QStringLiteral("%1, %2 KiB").arg(folder.filePath()).arg((bytes + 1023) / 1024)};
+            text("Start the client; if no line comes, the disk may be full.")};
+    return {subject, State::Good, u"%1, %2 KiB"_s.arg(folder.filePath()).arg((bytes + 1023) / 1024)};
 }
 
 } // namespace Doctor

@@ -7,6 +7,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 using Doctor::Finding;
 using Doctor::State;
 
@@ -56,15 +58,14 @@ Exit runDoctor(const QStringList& arguments) {
     const bool asJson = arguments == QStringList{text("--json")};
     if (!asJson && !arguments.isEmpty())
         return Exit::Usage;
-    const QList<Finding> findings{Doctor::sessionBus(),    Doctor::trayHost(),     Doctor::notificationService(),
-                                  Doctor::ticketService(), Doctor::chineseFonts(), Doctor::agentFolder(),
-                                  Doctor::agentFiles(),    Doctor::server(),       Doctor::log()};
-    const auto problems = std::count_if(findings.begin(), findings.end(),
-                                        [](const Finding& finding) { return finding.state == State::Problem; });
+    const QList<Finding> findings{Doctor::sessionBus(), Doctor::trayHost(), Doctor::notificationService(),
+        Doctor::ticketService(), Doctor::chineseFonts(), Doctor::agentFolder(), Doctor::agentFiles(), Doctor::server(),
+        Doctor::log()};
+    const auto problems = std::count_if(
+        findings.begin(), findings.end(), [](const Finding& finding) { return finding.state == State::Problem; });
     const QJsonObject all{{text("findings"), jsonOf(findings)}, {text("problems"), qint64{problems}}};
     const Exit printed = print(asJson ? QJsonDocument(all).toJson() : textOf(findings).toUtf8());
     if (printed != Exit::Ok || problems == 0)
         return printed;
-    return fail(QStringLiteral("%1 found")
-                    .arg(problems == 1 ? text("1 problem") : QStringLiteral("%1 problems").arg(problems)));
+    return fail(u"%1 found"_s.arg(problems == 1 ? text("1 problem") : u"%1 problems"_s.arg(problems)));
 }

@@ -67,13 +67,13 @@ private:
             std::swap(order[from], order[to]);
         else if (from < to)
             std::rotate(order.begin() + qsizetype(from), order.begin() + qsizetype(from) + 1,
-                        order.begin() + qsizetype(to) + 1);
+                order.begin() + qsizetype(to) + 1);
         else
-            std::rotate(order.begin() + qsizetype(to), order.begin() + qsizetype(from),
-                        order.begin() + qsizetype(from) + 1);
+            std::rotate(
+                order.begin() + qsizetype(to), order.begin() + qsizetype(from), order.begin() + qsizetype(from) + 1);
         std::vector<quint32> bound;
         std::copy_if(order.begin(), order.end(), std::back_inserter(bound),
-                     [this](quint32 number) { return m_isBound[number]; });
+            [this](quint32 number) { return m_isBound[number]; });
         std::sort(bound.begin(), bound.end());
         auto next = bound.begin();
         for (quint32& number : order) {
@@ -114,7 +114,7 @@ bool InsertionOrder::search(const ArchiveValue& value, std::vector<quint32>& ord
         const bool isEscaped = value.isObject() && entry.key.startsWith(u'$');
         hashes.push_back(KeyOrder::hash(isEscaped ? u'$' + entry.key : entry.key));
         isBound.push_back(value.isObject() && !entry.value.isNumber() && !entry.value.isNothing() &&
-                          !m_seen.contains(ArchiveLayout::instance(entry.value)));
+            !m_seen.contains(ArchiveLayout::instance(entry.value)));
     }
     if (value.isObject()) {
         hashes.push_back(KeyOrder::hash(u"$class"));

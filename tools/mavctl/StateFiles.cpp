@@ -11,6 +11,8 @@
 #include <QImageReader>
 #include <QStringDecoder>
 
+using namespace Qt::StringLiterals;
+
 namespace Paths = Platform::Paths;
 
 namespace StateFiles {
@@ -48,11 +50,11 @@ bool decodes(const QString& path, Form form) {
 } // namespace
 
 Form formOf(const QString& path) {
-    if (path.endsWith(QStringLiteral(".txt")))
+    if (path.endsWith(u".txt"_s))
         return Form::Text;
-    if (path.endsWith(QStringLiteral(".png")))
+    if (path.endsWith(u".png"_s))
         return Form::Picture;
-    return path.endsWith(QStringLiteral(".mobileconfig")) ? Form::PropertyList : Form::Archive;
+    return path.endsWith(u".mobileconfig"_s) ? Form::PropertyList : Form::Archive;
 }
 
 QList<File> all() {
@@ -65,17 +67,17 @@ QList<File> all() {
     };
     add(Paths::agentState(), true,
         {".QenConfig", "record_server.archive", "userlogin.archive", "hideqenswitch.archive", "appmgrlist.archive",
-         "ngncloudlist.archive", "complianceInfo", "complianceInfo.archive", "inacSSIDInfo.archive",
-         "joindomainSwitchStatus.archive", "switchngn.archive", "tips.txt", "restart.txt", "joinDomainUpdate.txt",
-         "c_qen_mark@2x.png"});
+            "ngncloudlist.archive", "complianceInfo", "complianceInfo.archive", "inacSSIDInfo.archive",
+            "joindomainSwitchStatus.archive", "switchngn.archive", "tips.txt", "restart.txt", "joinDomainUpdate.txt",
+            "c_qen_mark@2x.png"});
     // Addressed through the account's home by both sides, wherever $HOME points.
     const QString home = Paths::homeForUser(ITDevice::currentDevice().userName());
     if (!home.isEmpty())
-        add(home + QStringLiteral("/Library/Application Support/QenCloudL"), true, {"inacStatus.archive"});
+        add(home + u"/Library/Application Support/QenCloudL"_s, true, {"inacStatus.archive"});
     add(Paths::userState(), false,
         {"login.archive", "soleid.archive", "netType.archive", "userpolicy.archive", "NGNPolicy.archive",
-         "GeneralConfig.archive", "domianorip.archive", "inacCache.archive", "caCache.archive",
-         "RTMDMNetwork.mobileconfig"});
+            "GeneralConfig.archive", "domianorip.archive", "inacCache.archive", "caCache.archive",
+            "RTMDMNetwork.mobileconfig"});
     return files;
 }
 
@@ -89,13 +91,13 @@ State stateOf(const QString& path, Form form) {
 QString word(Condition condition) {
     switch (condition) {
     case Condition::Decodes:
-        return QStringLiteral("decodes");
+        return u"decodes"_s;
     case Condition::Damaged:
-        return QStringLiteral("damaged");
+        return u"damaged"_s;
     case Condition::Missing:
         break;
     }
-    return QStringLiteral("missing");
+    return u"missing"_s;
 }
 
 } // namespace StateFiles

@@ -16,6 +16,8 @@
 #include <algorithm>
 #include <cstdio>
 
+using namespace Qt::StringLiterals;
+
 namespace Paths = Platform::Paths;
 
 namespace {
@@ -45,13 +47,13 @@ QJsonObject sessionFacts() {
     if (!record)
         return {{text("state"), text("signed out")}};
     const bool isSignedIn = !record->userid().isNull() && !record->ticket().isEmpty();
-    return {{text("state"), !isSignedIn               ? text("stale record")
-                            : record->islogout() == 1 ? text("logout pending")
-                                                      : text("signed in")},
-            {text("userid"), record->userid()},
-            {text("username"), record->username()},
-            {text("method"), methodOf(record->loginType())},
-            {text("ticket"), record->ticket_state() == 2 ? text("timed out") : text("valid as far as is known here")}};
+    return {{text("state"),
+                !isSignedIn                   ? text("stale record")
+                    : record->islogout() == 1 ? text("logout pending")
+                                              : text("signed in")},
+        {text("userid"), record->userid()}, {text("username"), record->username()},
+        {text("method"), methodOf(record->loginType())},
+        {text("ticket"), record->ticket_state() == 2 ? text("timed out") : text("valid as far as is known here")}};
 }
 
 QJsonValue endpoint(const QString& server, quint64 port) {
@@ -63,9 +65,9 @@ QJsonObject serverFacts() {
         std::make_unique<QenServerConfig>(Paths::agentState() + text("/.QenConfig"), Paths::userState());
     config->readServerConfig();
     return {{text("used"), endpoint(config->AcountIP_Config(), config->AcountIP_Port())},
-            {text("intranet"), endpoint(config->intranet_server(), config->intranet_port())},
-            {text("extranet"), endpoint(config->extranet_server(), config->extranet_port())},
-            {text("domain"), endpoint(config->domain_server(), config->domain_port())}};
+        {text("intranet"), endpoint(config->intranet_server(), config->intranet_port())},
+        {text("extranet"), endpoint(config->extranet_server(), config->extranet_port())},
+        {text("domain"), endpoint(config->domain_server(), config->domain_port())}};
 }
 
 QString networkChoice() {
@@ -81,7 +83,7 @@ QString ticketService() {
     if (!bus.isConnected())
         return text("no session bus");
     QDBusMessage question = QDBusMessage::createMethodCall(text("org.freedesktop.DBus"), text("/org/freedesktop/DBus"),
-                                                           text("org.freedesktop.DBus"), text("NameHasOwner"));
+        text("org.freedesktop.DBus"), text("NameHasOwner"));
     question << Platform::Deployment::TicketServiceName;
     const QDBusReply<bool> answer = bus.call(question, QDBus::Block, BusTimeout);
     if (!answer.isValid())
@@ -91,10 +93,9 @@ QString ticketService() {
 
 QJsonArray vpnProcesses() {
     QString output;
-    TaskHelper::sharedInstance().excuteTaskPath(
-        text("/bin/bash"),
+    TaskHelper::sharedInstance().excuteTaskPath(text("/bin/bash"),
         {text("-c"),
-         text("/bin/ps aux | grep -w '%1' | grep -v 'grep' | awk '{print $2}'").arg(Paths::vpnExecutable())},
+            text("/bin/ps aux | grep -w '%1' | grep -v 'grep' | awk '{print $2}'").arg(Paths::vpnExecutable())},
         &output, nullptr);
     QJsonArray processes;
     for (const QString& line : output.split(u'\n', Qt::SkipEmptyParts))
@@ -106,9 +107,8 @@ QJsonArray fileFacts() {
     QJsonArray files;
     for (const StateFiles::File& file : StateFiles::all()) {
         const StateFiles::State state = StateFiles::stateOf(file.path, file.form);
-        QJsonObject object{{text("path"), file.path},
-                           {text("writer"), file.isAgents ? text("agent") : text("client")},
-                           {text("file"), StateFiles::word(state.condition)}};
+        QJsonObject object{{text("path"), file.path}, {text("writer"), file.isAgents ? text("agent") : text("client")},
+            {text("file"), StateFiles::word(state.condition)}};
         if (state.changed.isValid())
             object.insert(text("age_s"), std::max<qint64>(0, state.changed.secsTo(QDateTime::currentDateTime())));
         files.append(object);
@@ -121,10 +121,10 @@ QString ageOf(qint64 seconds) {
     constexpr qint64 Hour = 60 * Minute;
     constexpr qint64 Day = 24 * Hour;
     if (seconds < 2 * Minute)
-        return QStringLiteral("%1 s").arg(seconds);
+        return u"%1 s"_s.arg(seconds);
     if (seconds < 2 * Hour)
-        return QStringLiteral("%1 min").arg(seconds / Minute);
-    return seconds < 2 * Day ? QStringLiteral("%1 h").arg(seconds / Hour) : QStringLiteral("%1 d").arg(seconds / Day);
+        return u"%1 min"_s.arg(seconds / Minute);
+    return seconds < 2 * Day ? u"%1 h"_s.arg(seconds / Hour) : u"%1 d"_s.arg(seconds / Day);
 }
 
 QString lineOf(const char* name, const QString& value) {
@@ -135,9 +135,9 @@ QString statusText(const QJsonObject& status) {
     const QJsonObject session = status.value(u"session").toObject();
     QString user = session.value(u"state").toString();
     if (session.contains(u"userid"))
-        user += QStringLiteral(": %1 (%2), by %3, ticket %4")
-                    .arg(session.value(u"userid").toString(), session.value(u"username").toString(),
-                         session.value(u"method").toString(), session.value(u"ticket").toString());
+        user += u": %1 (%2), by %3, ticket %4"_s.arg(session.value(u"userid").toString(),
+            session.value(u"username").toString(), session.value(u"method").toString(),
+            session.value(u"ticket").toString());
     const QJsonObject server = status.value(u"server").toObject();
     QStringList processes;
     for (const QJsonValue& process : status.value(u"vpn").toArray())
@@ -146,14 +146,14 @@ QString statusText(const QJsonObject& status) {
     for (const char* name : {"intranet", "extranet", "domain"})
         result += lineOf((QByteArray("  ") + name).constData(), server.value(QLatin1StringView(name)).toString());
     result += lineOf("network", status.value(u"network").toString()) +
-              lineOf("ticket service", status.value(u"ticket_service").toString()) +
-              lineOf("VPN component",
-                     processes.isEmpty() ? text("not running") : text("running, process ") + processes.join(u' '));
+        lineOf("ticket service", status.value(u"ticket_service").toString()) +
+        lineOf("VPN component",
+            processes.isEmpty() ? text("not running") : text("running, process ") + processes.join(u' '));
     for (const QJsonValue& entry : status.value(u"files").toArray()) {
         const QJsonObject file = entry.toObject();
         const QString age = file.contains(u"age_s") ? ageOf(file.value(u"age_s").toInteger()) : text("-");
         result += file.value(u"writer").toString().leftJustified(8) + file.value(u"file").toString().leftJustified(9) +
-                  age.rightJustified(8) + text("  ") + file.value(u"path").toString() + u'\n';
+            age.rightJustified(8) + text("  ") + file.value(u"path").toString() + u'\n';
     }
     return result;
 }
@@ -164,8 +164,8 @@ Exit runStatus(const QStringList& arguments) {
     const bool asJson = arguments == QStringList{text("--json")};
     if (!asJson && !arguments.isEmpty())
         return Exit::Usage;
-    const QJsonObject status{{text("session"), sessionFacts()},  {text("server"), serverFacts()},
-                             {text("network"), networkChoice()}, {text("ticket_service"), ticketService()},
-                             {text("vpn"), vpnProcesses()},      {text("files"), fileFacts()}};
+    const QJsonObject status{{text("session"), sessionFacts()}, {text("server"), serverFacts()},
+        {text("network"), networkChoice()}, {text("ticket_service"), ticketService()}, {text("vpn"), vpnProcesses()},
+        {text("files"), fileFacts()}};
     return print(asJson ? QJsonDocument(status).toJson() : statusText(status).toUtf8());
 }

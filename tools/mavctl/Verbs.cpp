@@ -2,25 +2,28 @@
 
 #include <cstdio>
 
+using namespace Qt::StringLiterals;
+
 std::span<const Verb> verbs() {
     static constexpr Verb all[] = {
         {"archive",
-         "archive show FILE    print a state file or property list as JSON\n"
-         "archive write FILE   make a state file of the JSON on standard input\n",
-         runArchive},
+            "archive show FILE    print a state file or property list as JSON\n"
+            "archive write FILE   make a state file of the JSON on standard input\n",
+            runArchive},
         {"check",
-         "check [--json]    run the compliance checks that the policy asks for; exit status 1 when one is not met\n",
-         runCheck},
+            "check [--json]    run the compliance checks that the policy asks for; exit status 1 when one is not met\n",
+            runCheck},
         {"device",
-         "device [--json] [--root DIR]    print what is known of this computer, or of the system in a folder\n",
-         runDevice},
+            "device [--json] [--root DIR]    print what is known of this computer, or of the system in a folder\n",
+            runDevice},
         {"doctor",
-         "doctor [--json]    look at what the client needs and say what to do about it; exit status 1 on a problem\n",
-         runDoctor},
+            "doctor [--json]    look at what the client needs and say what to do about it; exit status 1 on a "
+            "problem\n",
+            runDoctor},
         {"status", "status [--json]    print the session, its server and helpers, and the state files with their age\n",
-         runStatus},
+            runStatus},
         {"watch", "watch [--json]    print each change of the agent's files as the client sees it, until interrupted\n",
-         runWatch},
+            runWatch},
     };
     return all;
 }
@@ -28,7 +31,7 @@ std::span<const Verb> verbs() {
 Exit print(const QByteArray& text) {
     const auto size = static_cast<size_t>(text.size());
     if (std::fwrite(text.constData(), 1, size, stdout) != size || std::fflush(stdout) != 0)
-        return fail(QStringLiteral("standard output cannot be written"));
+        return fail(u"standard output cannot be written"_s);
     return Exit::Ok;
 }
 

@@ -14,6 +14,8 @@
 #include <pthread.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// What the client makes of a changed record; empty for nothing.
@@ -22,20 +24,19 @@ QString recordNotice() {
     const auto object = record ? ticketNotice(*record) : std::nullopt;
     if (!object)
         return {};
-    return object->isValid() ? QStringLiteral("ticket timed out") : QStringLiteral("domain session changed");
+    return object->isValid() ? u"ticket timed out"_s : u"domain session changed"_s;
 }
 
 QJsonObject change(const QString& path) {
     const AgentFileChange* meaning = AgentFileChange::ofPath(path);
     const auto state = StateFiles::stateOf(path, StateFiles::formOf(path));
-    QJsonObject object{{QStringLiteral("time"), QDateTime::currentDateTime().toString(Qt::ISODateWithMs)},
-                       {QStringLiteral("path"), path},
-                       {QStringLiteral("file"), StateFiles::word(state.condition)}};
+    QJsonObject object{{u"time"_s, QDateTime::currentDateTime().toString(Qt::ISODateWithMs)}, {u"path"_s, path},
+        {u"file"_s, StateFiles::word(state.condition)}};
     if (meaning)
-        object.insert(QStringLiteral("message"), meaning->line);
-    const QString notice = path.endsWith(QStringLiteral("/login.archive")) ? recordNotice() : QString();
+        object.insert(u"message"_s, meaning->line);
+    const QString notice = path.endsWith(u"/login.archive"_s) ? recordNotice() : QString();
     if (!notice.isEmpty())
-        object.insert(QStringLiteral("notice"), notice);
+        object.insert(u"notice"_s, notice);
     return object;
 }
 
@@ -48,14 +49,14 @@ QByteArray lineOf(const QJsonObject& change, bool asJson) {
         if (!word.isEmpty())
             words << word;
     }
-    return words.join(QStringLiteral("  ")).toUtf8() + '\n';
+    return words.join(u"  "_s).toUtf8() + '\n';
 }
 
 } // namespace
 
 // Follows the same files with the same latency as the client, until a signal ends it or nobody reads any more.
 Exit runWatch(const QStringList& arguments) {
-    const bool asJson = arguments == QStringList{QStringLiteral("--json")};
+    const bool asJson = arguments == QStringList{u"--json"_s};
     if (!asJson && !arguments.isEmpty())
         return Exit::Usage;
     // Blocked before any thread exists, so that only the one that waits for them gets them.

@@ -4,6 +4,8 @@
 
 #include <cstdio>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 void printUsage(std::FILE* stream) {
@@ -20,7 +22,7 @@ void printUsage(std::FILE* stream) {
 int main(int argc, char** argv) {
     const QCoreApplication application(argc, argv);
     const QStringList arguments = application.arguments().mid(1);
-    if (arguments == QStringList{QStringLiteral("--help")} || arguments == QStringList{QStringLiteral("help")}) {
+    if (arguments == QStringList{u"--help"_s} || arguments == QStringList{u"help"_s}) {
         printUsage(stdout);
         return static_cast<int>(Exit::Ok);
     }

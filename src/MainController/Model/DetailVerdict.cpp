@@ -4,6 +4,8 @@
 #include "IntegerValue.h"
 #include "LogRedaction.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr qint64 NewPasswordWanted = 20;
@@ -12,11 +14,11 @@ constexpr qint64 ScannedState = -1;
 constexpr int Ordinary = 1;
 constexpr int PollingTrace = 32;
 
-const QString Head = QStringLiteral("[QenDetailWindow] QenCloud ");
-const QString OtherState = QStringLiteral("其它异常");
+const QString Head = u"[QenDetailWindow] QenCloud "_s;
+const QString OtherState = u"其它异常"_s;
 
 QString number(std::optional<qint64> value) {
-    return value ? QString::number(*value) : QStringLiteral("(null)");
+    return value ? QString::number(*value) : u"(null)"_s;
 }
 
 std::optional<qint64> stateOf(const QJsonObject& answer) {
@@ -28,13 +30,13 @@ DetailVerdict saying(const QString& text, const QString& log) {
 }
 
 QString failLine(const QString& what, const Platform::Error& error) {
-    return Head + QStringLiteral("%1 fail msg:%2").arg(what, error.localizedDescription());
+    return Head + u"%1 fail msg:%2"_s.arg(what, error.localizedDescription());
 }
 
 /// "<what> ret:<ret> msg:<msg>", and the same with "state".
 QString answerLine(const QString& what, const char* key, std::optional<qint64> value, const QJsonObject& answer) {
-    return Head + QStringLiteral("%1 %2:%3 msg:%4")
-                      .arg(what, QString::fromLatin1(key), number(value), redacted(answer.value(u"msg")));
+    return Head +
+        u"%1 %2:%3 msg:%4"_s.arg(what, QString::fromLatin1(key), number(value), redacted(answer.value(u"msg")));
 }
 
 DetailVerdict judgeState(const QString& what, const QJsonObject& answer) {
@@ -46,7 +48,7 @@ DetailVerdict judgeState(const QString& what, const QJsonObject& answer) {
     if (*state == SignedInState)
         return {Show::SignedIn, {}, log};
     if (*state == ScannedState)
-        return {Show::Text, QStringLiteral("二维码已扫描"), log};
+        return {Show::Text, u"二维码已扫描"_s, log};
     const QString key = deviceStateKey(*state);
     return {key.isEmpty() ? Show::Nothing : Show::Key, key, log};
 }
@@ -56,15 +58,15 @@ DetailVerdict judgeState(const QString& what, const QJsonObject& answer) {
 QRStateLook qrStateLook(qint64 state) {
     switch (state) {
     case -8:
-        return {QStringLiteral("设备审核通过")};
+        return {u"设备审核通过"_s};
     case -7:
-        return {QStringLiteral("设备已注销")};
+        return {u"设备已注销"_s};
     case -6:
-        return {QStringLiteral("设备审核拒绝")};
+        return {u"设备审核拒绝"_s};
     case -5:
-        return {QStringLiteral("设备待审核"), true};
+        return {u"设备待审核"_s, true};
     case ScannedState:
-        return {QStringLiteral("已扫码,待确定..."), true};
+        return {u"已扫码,待确定..."_s, true};
     case SignedInState:
         return {{}, false, true};
     default:
@@ -73,7 +75,7 @@ QRStateLook qrStateLook(qint64 state) {
 }
 
 DetailVerdict judgeAccountAnswer(const QJsonObject& answer, const Platform::Error& error) {
-    const QString what = QStringLiteral("Account login");
+    const QString what = u"Account login"_s;
     if (error)
         return saying(error.localizedDescription(), failLine(what, error));
     const auto ret = integerValue(answer.value(u"ret"));
@@ -85,7 +87,7 @@ DetailVerdict judgeAccountAnswer(const QJsonObject& answer, const Platform::Erro
 }
 
 DetailVerdict judgeResetAnswer(const QJsonObject& answer, const Platform::Error& error) {
-    const QString what = QStringLiteral("resetpassword");
+    const QString what = u"resetpassword"_s;
     if (error)
         return saying(error.localizedDescription(), failLine(what, error));
     const auto ret = integerValue(answer.value(u"ret"));
@@ -95,7 +97,7 @@ DetailVerdict judgeResetAnswer(const QJsonObject& answer, const Platform::Error&
 }
 
 DetailVerdict judgeDetailLogoutAnswer(const QJsonObject& answer, const Platform::Error& error) {
-    const QString what = QStringLiteral("logout");
+    const QString what = u"logout"_s;
     if (error)
         return saying(error.localizedDescription(), failLine(what, error));
     const auto ret = integerValue(answer.value(u"ret"));
@@ -105,7 +107,7 @@ DetailVerdict judgeDetailLogoutAnswer(const QJsonObject& answer, const Platform:
 }
 
 QRPollVerdict judgeQRPoll(const QJsonObject& answer, const Platform::Error& error) {
-    const QString what = QStringLiteral("Check QRLogin");
+    const QString what = u"Check QRLogin"_s;
     if (error)
         return {std::nullopt, failLine(what, error), Ordinary};
     const auto ret = integerValue(answer.value(u"ret"));
@@ -121,7 +123,7 @@ QRPollVerdict judgeQRPoll(const QJsonObject& answer, const Platform::Error& erro
 
 TicketPollVerdict judgeTicketPoll(const QJsonObject& answer, const Platform::Error& error) {
     if (error)
-        return {false, false, Head + QStringLiteral("Check ticket error:%1").arg(error.localizedDescription())};
+        return {false, false, Head + u"Check ticket error:%1"_s.arg(error.localizedDescription())};
     return {true, integerValue(answer.value(u"ret")) == 0 && stateOf(answer) == SignedInState,
-            Head + QStringLiteral("Check ticket response msg:%1").arg(redacted(answer.value(u"msg")))};
+        Head + u"Check ticket response msg:%1"_s.arg(redacted(answer.value(u"msg")))};
 }

@@ -3,13 +3,15 @@
 #include "ArchiveStore.h"
 #include "IntegerValue.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr qint64 NotSignedIn = 0;
 constexpr qint64 DomainLogin = 3;
 constexpr qint64 JoinOffered = 1;
-const QString StaticMethod = QStringLiteral("2");
-const QString CertificateMethod = QStringLiteral("3");
+const QString StaticMethod = u"2"_s;
+const QString CertificateMethod = u"3"_s;
 
 } // namespace
 
@@ -21,17 +23,16 @@ ToolsLook toolsLook(qint64 loginType, bool isCheckAndShow) {
 
 NetworkAccessPolicy networkAccessPolicy(const QVariant& inacSSIDInfo) {
     const QVariantMap file = inacSSIDInfo.toMap();
-    const QString method = file.value(QStringLiteral("auth_method")).toString();
+    const QString method = file.value(u"auth_method"_s).toString();
     using Method = NetworkAccessPolicy::Method;
     return {method == StaticMethod        ? Method::Static
             : method == CertificateMethod ? Method::Certificate
                                           : Method::Other,
-            file.value(QStringLiteral("inac_addr")).toString(),
-            QJsonArray::fromVariantList(file.value(QStringLiteral("ssidlist")).toList())};
+        file.value(u"inac_addr"_s).toString(), QJsonArray::fromVariantList(file.value(u"ssidlist"_s).toList())};
 }
 
 NetworkAccessPolicy storedNetworkAccessPolicy(const QString& agentState) {
-    const auto file = unarchivedObjectWithFilePath(agentState + QStringLiteral("/inacSSIDInfo.archive"));
+    const auto file = unarchivedObjectWithFilePath(agentState + u"/inacSSIDInfo.archive"_s);
     return networkAccessPolicy(file ? file->toVariant() : QVariant());
 }
 

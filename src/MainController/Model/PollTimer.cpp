@@ -8,8 +8,8 @@ struct PollTimer::Armed {
     Platform::DispatchTimer timer;
 };
 
-PollTimer::PollTimer(std::shared_ptr<Platform::SerialQueue> queue, std::chrono::milliseconds interval,
-                     Platform::Block tick)
+PollTimer::PollTimer(
+    std::shared_ptr<Platform::SerialQueue> queue, std::chrono::milliseconds interval, Platform::Block tick)
     : m_isOn(std::make_shared<std::atomic<bool>>(true)) {
     Platform::SerialQueue& ticksOn = *queue;
     m_armed =

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 std::optional<QenToolModel> QenToolModel::initWithDictionary(const QVariant& dictionary) {
     if (dictionary.typeId() != QMetaType::QVariantMap)
         return std::nullopt;
@@ -23,7 +25,7 @@ std::optional<QenToolModel> QenToolModel::initWithDictionary(const QVariant& dic
     model.appVersion = text(u"appversion");
     model.corp = text(u"corp");
     model.icon = text(u"icon");
-    const QVariant serial = values.value(QStringLiteral("app_serialnum"));
+    const QVariant serial = values.value(u"app_serialnum"_s);
     if (serial.isValid())
         model.appSerialNum = integerValue(serial).value_or(0);
     return model;
@@ -37,8 +39,7 @@ QList<QenToolModel> toolModels(const QVariant& appMgrList) {
         if (const auto model = QenToolModel::initWithDictionary(entry))
             models.append(*model);
     }
-    std::stable_sort(models.begin(), models.end(), [](const QenToolModel& left, const QenToolModel& right) {
-        return left.appSerialNum < right.appSerialNum;
-    });
+    std::stable_sort(models.begin(), models.end(),
+        [](const QenToolModel& left, const QenToolModel& right) { return left.appSerialNum < right.appSerialNum; });
     return models;
 }

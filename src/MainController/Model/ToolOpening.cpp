@@ -1,5 +1,7 @@
 #include "ToolOpening.h"
 
+using namespace Qt::StringLiterals;
+
 bool isHyperlink(const QenToolModel& tool) {
     return tool.appType == u"hyperlink";
 }
@@ -9,14 +11,12 @@ ToolOpening toolOpening(const QenToolModel& tool, bool isInstalled) {
     if (isHyperlink(tool)) {
         // The four letters anywhere in the address are enough, on purpose.
         const bool isWhole = tool.desUrl.contains(u"http");
-        return {Action::OpenLink, isWhole ? tool.desUrl : QStringLiteral("https://") + tool.desUrl, {}, {}};
+        return {Action::OpenLink, isWhole ? tool.desUrl : u"https://"_s + tool.desUrl, {}, {}};
     }
     if (isInstalled)
         return {Action::Launch, {}, tool.procName, {}};
     if (!tool.downloadUrl.isEmpty())
-        return {Action::OfferDownload,
-                tool.downloadUrl,
-                {},
-                QStringLiteral("未安装应用【%1】，如需下载安装，请点击\"下载\"").arg(tool.appName)};
-    return {Action::TellMissing, {}, {}, QStringLiteral("未安装应用【%1】，请自行下载安装该软件").arg(tool.appName)};
+        return {Action::OfferDownload, tool.downloadUrl, {},
+            u"未安装应用【%1】，如需下载安装，请点击\"下载\""_s.arg(tool.appName)};
+    return {Action::TellMissing, {}, {}, u"未安装应用【%1】，请自行下载安装该软件"_s.arg(tool.appName)};
 }

@@ -22,9 +22,9 @@ std::vector<QenCategoryMode> trustedCategories(const QVariantList& trustedApps) 
 }
 
 std::vector<QenCategoryMode> bySerialNumber(std::vector<QenCategoryMode> categories) {
-    std::stable_sort(categories.begin(), categories.end(),
-                     [](const QenCategoryMode& left, const QenCategoryMode& right) {
-                         return left.category_serialnum() < right.category_serialnum();
-                     });
+    std::stable_sort(
+        categories.begin(), categories.end(), [](const QenCategoryMode& left, const QenCategoryMode& right) {
+            return left.category_serialnum() < right.category_serialnum();
+        });
     return categories;
 }

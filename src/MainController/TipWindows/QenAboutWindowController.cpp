@@ -7,6 +7,8 @@
 #include <QKeyEvent>
 #include <QLayout>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int MarkSize = 72;
@@ -15,17 +17,16 @@ constexpr int WindowWidth = 360;
 } // namespace
 
 QenAboutWindowController::QenAboutWindowController(QWidget* parent)
-    : BaseWindowController(parent,
-                           Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
+    : BaseWindowController(
+          parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
       m_ui(std::make_unique<Ui::QenAboutWindowController>()) {
     m_ui->setupUi(this);
     setFixedWidth(WindowWidth);
     layout()->setSizeConstraint(QLayout::SetFixedSize);
-    setAccessibleName(QStringLiteral("关于 Mav"));
-    m_ui->markView->setPixmap(Theme::picture(QStringLiteral("mark"), {MarkSize, MarkSize}, devicePixelRatioF()));
-    m_ui->versionLab->setText(
-        QStringLiteral("版本 %1").arg(Platform::infoValue(QStringLiteral("CFBundleShortVersionString"))));
-    m_ui->buildLab->setText(QStringLiteral("构建 %1").arg(Platform::infoValue(QStringLiteral("CFBundleVersion"))));
+    setAccessibleName(u"关于 Mav"_s);
+    m_ui->markView->setPixmap(Theme::picture(u"mark"_s, {MarkSize, MarkSize}, devicePixelRatioF()));
+    m_ui->versionLab->setText(u"版本 %1"_s.arg(Platform::infoValue(u"CFBundleShortVersionString"_s)));
+    m_ui->buildLab->setText(u"构建 %1"_s.arg(Platform::infoValue(u"CFBundleVersion"_s)));
     connect(m_ui->closeBtn, &QPushButton::clicked, this, &QWidget::close);
 }
 

@@ -12,6 +12,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int TopicsWidth = 216;
@@ -23,46 +25,43 @@ struct Topic {
     const char16_t* page;
 };
 
-constexpr Topic Topics[] = {
-    {u"连接管理服务器", u"connect"}, {u"登录与退出", u"signin"}, {u"密码", u"password"},
-    {u"合规检测", u"compliance"},    {u"磁盘加密", u"disk"},     {u"主机防火墙", u"firewall"},
-    {u"客户端版本", u"version"},     {u"加入域", u"domain"},     {u"窗口、托盘与菜单", u"windows"},
-    {u"遇到问题", u"problems"}};
+constexpr Topic Topics[] = {{u"连接管理服务器", u"connect"}, {u"登录与退出", u"signin"}, {u"密码", u"password"},
+    {u"合规检测", u"compliance"}, {u"磁盘加密", u"disk"}, {u"主机防火墙", u"firewall"}, {u"客户端版本", u"version"},
+    {u"加入域", u"domain"}, {u"窗口、托盘与菜单", u"windows"}, {u"遇到问题", u"problems"}};
 
 /// The look of the pages, from the theme's values.
 QString pageStyle() {
-    return QStringLiteral("body { color: %1; }"
-                          "p, li { font-size: %4px; line-height: 125%; margin-top: 4px; margin-bottom: 4px; }"
-                          "ul, ol { margin-top: 4px; margin-bottom: 8px; }"
-                          ".page { font-size: %2px; font-weight: 500; margin-top: 0; margin-bottom: 12px; }"
-                          ".heading { font-size: %3px; font-weight: 500; margin-top: 20px; }"
-                          ".note { color: %5; margin-top: 12px; }"
-                          "code { background-color: %6; }")
-        .arg(Theme::color(Theme::Color::Text).name())
-        .arg(static_cast<int>(Theme::TextSize::Page))
-        .arg(static_cast<int>(Theme::TextSize::Heading))
-        .arg(static_cast<int>(Theme::TextSize::Body))
-        .arg(Theme::color(Theme::Color::SecondText).name())
-        .arg(Theme::color(Theme::Color::Ground).name());
+    return u"body { color: %1; }"
+           "p, li { font-size: %4px; line-height: 125%; margin-top: 4px; margin-bottom: 4px; }"
+           "ul, ol { margin-top: 4px; margin-bottom: 8px; }"
+           ".page { font-size: %2px; font-weight: 500; margin-top: 0; margin-bottom: 12px; }"
+           ".heading { font-size: %3px; font-weight: 500; margin-top: 20px; }"
+           ".note { color: %5; margin-top: 12px; }"
+           "code { background-color: %6; }"_s.arg(Theme::color(Theme::Color::Text).name())
+               .arg(static_cast<int>(Theme::TextSize::Page))
+               .arg(static_cast<int>(Theme::TextSize::Heading))
+               .arg(static_cast<int>(Theme::TextSize::Body))
+               .arg(Theme::color(Theme::Color::SecondText).name())
+               .arg(Theme::color(Theme::Color::Ground).name());
 }
 
 } // namespace
 
 QenHelpWebWindowController::QenHelpWebWindowController(QWidget* parent)
     : BaseWindowController(parent), m_topics(new QListWidget(this)), m_page(new QTextBrowser(this)) {
-    setObjectName(QStringLiteral("QenHelpWebWindowController"));
-    setAccessibleName(QStringLiteral("帮助"));
-    m_topics->setObjectName(QStringLiteral("helpTopics"));
-    m_topics->setAccessibleName(QStringLiteral("帮助主题"));
-    m_page->setObjectName(QStringLiteral("helpPage"));
-    m_page->setAccessibleName(QStringLiteral("帮助内容"));
+    setObjectName(u"QenHelpWebWindowController"_s);
+    setAccessibleName(u"帮助"_s);
+    m_topics->setObjectName(u"helpTopics"_s);
+    m_topics->setAccessibleName(u"帮助主题"_s);
+    m_page->setObjectName(u"helpPage"_s);
+    m_page->setAccessibleName(u"帮助内容"_s);
     m_page->setOpenLinks(false);
     m_page->document()->setDefaultStyleSheet(pageStyle());
     m_page->document()->setDocumentMargin(Theme::Space32);
     m_page->document()->setIndentWidth(Theme::Space24);
 
     auto* side = new QFrame(this);
-    side->setObjectName(QStringLiteral("leftBar"));
+    side->setObjectName(u"leftBar"_s);
     side->setFixedWidth(TopicsWidth);
     auto* sideLayout = new QHBoxLayout(side);
     sideLayout->setContentsMargins(Theme::Space12, Theme::Space16, Theme::Space12, Theme::Space16);
@@ -88,8 +87,8 @@ void QenHelpWebWindowController::loadHelpView() {
 }
 
 void QenHelpWebWindowController::loadHelpWithTag(const QString& tag) {
-    const auto* topic = std::find_if(std::begin(Topics), std::end(Topics),
-                                     [&tag](const Topic& one) { return QStringView(one.page) == tag; });
+    const auto* topic = std::find_if(
+        std::begin(Topics), std::end(Topics), [&tag](const Topic& one) { return QStringView(one.page) == tag; });
     const int row = topic == std::end(Topics) ? 0 : static_cast<int>(topic - std::begin(Topics));
     m_topics->setCurrentRow(row);
     // A topic that was shown already may have been scrolled.
@@ -101,8 +100,8 @@ QRect QenHelpWebWindowController::frameOver(const QRect& window, const QRect& sc
     const QSize size = Theme::HelpWindowSize.boundedTo(screen.size());
     const QPoint wanted = originForCentring(size, window) + QPoint(Shift, -Shift);
     return {{std::clamp(wanted.x(), screen.left(), screen.left() + screen.width() - size.width()),
-             std::clamp(wanted.y(), screen.top(), screen.top() + screen.height() - size.height())},
-            size};
+                std::clamp(wanted.y(), screen.top(), screen.top() + screen.height() - size.height())},
+        size};
 }
 
 void QenHelpWebWindowController::openOver(const QWidget* window) {
@@ -113,14 +112,15 @@ void QenHelpWebWindowController::openOver(const QWidget* window) {
     // The desktop draws its title bar around the geometry; the other window tells how thick it is.
     const QRect inner = over ? over->geometry() : area;
     const QRect outer = over ? over->frameGeometry() : area;
-    setGeometry(frameOver(inner, area.adjusted(inner.left() - outer.left(), inner.top() - outer.top(),
-                                               inner.right() - outer.right(), inner.bottom() - outer.bottom())));
+    setGeometry(frameOver(inner,
+        area.adjusted(inner.left() - outer.left(), inner.top() - outer.top(), inner.right() - outer.right(),
+            inner.bottom() - outer.bottom())));
     makeKeyAndOrderFront();
 }
 
 void QenHelpWebWindowController::showTopic(int row) {
     if (row >= 0 && row < static_cast<int>(std::size(Topics)))
-        m_page->setSource(QUrl(QStringLiteral("qrc:/help/%1.html").arg(QString::fromUtf16(Topics[row].page))));
+        m_page->setSource(QUrl(u"qrc:/help/%1.html"_s.arg(QString::fromUtf16(Topics[row].page))));
 }
 
 void QenHelpWebWindowController::keyPressEvent(QKeyEvent* event) {

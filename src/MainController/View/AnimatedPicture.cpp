@@ -5,6 +5,8 @@
 #include <QMovie>
 #include <QPainter>
 
+using namespace Qt::StringLiterals;
+
 AnimatedPicture::AnimatedPicture(QWidget* parent) : QWidget(parent) {}
 
 AnimatedPicture::~AnimatedPicture() = default;
@@ -34,7 +36,7 @@ bool AnimatedPicture::isMoving() const {
 void AnimatedPicture::follow() {
     const bool moves = m_isRunning && isVisible() && !m_animation.isEmpty();
     if (moves && !m_movie) {
-        m_movie = std::make_unique<QMovie>(QStringLiteral(":/animations/") + m_animation);
+        m_movie = std::make_unique<QMovie>(u":/animations/"_s + m_animation);
         connect(m_movie.get(), &QMovie::frameChanged, this, qOverload<>(&QWidget::update));
     }
     if (moves)

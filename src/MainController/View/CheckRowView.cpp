@@ -9,6 +9,8 @@
 #include <QPainter>
 #include <QVBoxLayout>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int LineGap = 2;
@@ -22,10 +24,10 @@ CheckRowView::CheckRowView(QWidget* parent)
     m_icon->hide();
     for (QLabel* label : {m_title, m_state})
         label->setTextFormat(Qt::PlainText);
-    m_title->setObjectName(QStringLiteral("checkTitle"));
-    m_detail->setObjectName(QStringLiteral("checkDetail"));
-    m_detail->setProperty("textRole", QStringLiteral("note"));
-    m_state->setObjectName(QStringLiteral("checkState"));
+    m_title->setObjectName(u"checkTitle"_s);
+    m_detail->setObjectName(u"checkDetail"_s);
+    m_detail->setProperty("textRole", u"note"_s);
+    m_state->setObjectName(u"checkState"_s);
 
     auto* texts = new QVBoxLayout;
     texts->setSpacing(LineGap);
@@ -45,8 +47,8 @@ CheckRowView::CheckRowView(QWidget* parent)
 
 QToolButton* CheckRowView::makeFold() {
     auto* button = new QToolButton(this);
-    button->setObjectName(QStringLiteral("foldBtn"));
-    button->setProperty("kind", QStringLiteral("icon"));
+    button->setObjectName(u"foldBtn"_s);
+    button->setProperty("kind", u"icon"_s);
     button->setFocusPolicy(Qt::TabFocus);
     button->hide();
     connect(button, &QToolButton::clicked, this, &CheckRowView::foldWanted);
@@ -55,13 +57,13 @@ QToolButton* CheckRowView::makeFold() {
 
 HoverPictureButton* CheckRowView::makeRepair() {
     auto* button = new HoverPictureButton(this);
-    button->setObjectName(QStringLiteral("repairBtn"));
-    button->setProperty("kind", QStringLiteral("textTool"));
-    button->setText(QStringLiteral("修复"));
-    button->setToolTip(QStringLiteral("查看如何修复"));
+    button->setObjectName(u"repairBtn"_s);
+    button->setProperty("kind", u"textTool"_s);
+    button->setText(u"修复"_s);
+    button->setToolTip(u"查看如何修复"_s);
     button->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     button->setIconSize({Theme::SmallIconSize, Theme::SmallIconSize});
-    button->setPictures(QStringLiteral("repairBtn"), QStringLiteral("repairBtn_hover"));
+    button->setPictures(u"repairBtn"_s, u"repairBtn_hover"_s);
     button->hide();
     connect(button, &QToolButton::clicked, this, [this] { Q_EMIT repairWanted(m_keyword); });
     return button;
@@ -84,20 +86,20 @@ void CheckRowView::show(const QenCheckModel& check) {
     m_detail->setVisible(!check.detail().isEmpty());
     m_keyword = check.keyword();
     setState(look.stateText, check.isWarn());
-    m_repair->setAccessibleName(QStringLiteral("修复 %1").arg(check.title()));
+    m_repair->setAccessibleName(u"修复 %1"_s.arg(check.title()));
     m_repair->setVisible(look.hasRepairButton);
     m_state->setVisible(!look.hasRepairButton);
 }
 
 void CheckRowView::setState(const QString& text, bool isWarn) {
     m_state->setText(text);
-    Theme::setRole(m_state, "textRole", isWarn ? QStringLiteral("warn") : QStringLiteral("safe"));
+    Theme::setRole(m_state, "textRole", isWarn ? u"warn"_s : u"safe"_s);
 }
 
 void CheckRowView::setFolded(bool isFolded) {
     m_fold->setArrowType(isFolded ? Qt::RightArrow : Qt::DownArrow);
-    m_fold->setAccessibleName((isFolded ? QStringLiteral("展开 %1") : QStringLiteral("收起 %1")).arg(m_title->text()));
-    m_fold->setToolTip(isFolded ? QStringLiteral("展开") : QStringLiteral("收起"));
+    m_fold->setAccessibleName((isFolded ? u"展开 %1"_s : u"收起 %1"_s).arg(m_title->text()));
+    m_fold->setToolTip(isFolded ? u"展开"_s : u"收起"_s);
 }
 
 void CheckRowView::mousePressEvent(QMouseEvent*) {

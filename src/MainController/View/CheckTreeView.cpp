@@ -5,6 +5,8 @@
 
 #include <QVBoxLayout>
 
+using namespace Qt::StringLiterals;
+
 CheckTreeView::CheckTreeView(QWidget* parent) : QScrollArea(parent) {
     setFrameShape(QFrame::NoFrame);
     setWidgetResizable(true);
@@ -15,7 +17,7 @@ CheckTreeView::CheckTreeView(QWidget* parent) : QScrollArea(parent) {
 
 void CheckTreeView::setNodes(const std::vector<QenRootModelPointer>& nodes) {
     auto* content = new QWidget;
-    content->setObjectName(QStringLiteral("checkRows"));
+    content->setObjectName(u"checkRows"_s);
     auto* layout = new QVBoxLayout(content);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
@@ -40,7 +42,7 @@ CheckTreeView::Category CheckTreeView::makeCategory(const QenRootModelPointer& n
         layout->addWidget(category.checkRows.back());
     }
     connect(category.row, &CheckRowView::foldWanted, this,
-            [category] { setExpanded(category, category.checks->isHidden()); });
+        [category] { setExpanded(category, category.checks->isHidden()); });
     reload(category);
     setExpanded(category, true);
     return category;

@@ -7,10 +7,12 @@
 #include <QGridLayout>
 #include <QToolButton>
 
+using namespace Qt::StringLiterals;
+
 DeviceFactRow::DeviceFactRow(QWidget* parent)
     : QFrame(parent), m_label(new QLabel(this)), m_value(new ElidedLabel(this)), m_copy(new QToolButton(this)) {
-    m_label->setProperty("textRole", QStringLiteral("note"));
-    m_copy->setProperty("kind", QStringLiteral("icon"));
+    m_label->setProperty("textRole", u"note"_s);
+    m_copy->setProperty("kind", u"icon"_s);
     m_copy->setFocusPolicy(Qt::TabFocus);
     m_copy->setIconSize({Theme::SmallIconSize, Theme::SmallIconSize});
     setFocusProxy(m_copy);
@@ -35,7 +37,7 @@ QString DeviceFactRow::label() const {
 
 void DeviceFactRow::setLabel(const QString& label) {
     m_label->setText(label);
-    m_copy->setAccessibleName(QStringLiteral("复制%1").arg(label));
+    m_copy->setAccessibleName(u"复制%1"_s.arg(label));
     m_copy->setToolTip(m_copy->accessibleName());
 }
 
@@ -45,12 +47,12 @@ QString DeviceFactRow::valueName() const {
 
 void DeviceFactRow::setValueName(const QString& name) {
     m_value->setObjectName(name);
-    m_copy->setObjectName(name + QStringLiteral("Copy"));
+    m_copy->setObjectName(name + u"Copy"_s);
 }
 
 void DeviceFactRow::setValue(const QString& value) {
     m_text = value;
-    m_value->setText(value.isEmpty() ? QStringLiteral("—") : value);
+    m_value->setText(value.isEmpty() ? u"—"_s : value);
     m_copy->setEnabled(!value.isEmpty());
 }
 
@@ -75,5 +77,5 @@ void DeviceFactRow::leaveEvent(QEvent* event) {
 void DeviceFactRow::followPointer() {
     // Only the picture goes: a hidden button could not be reached by the keyboard.
     const bool shows = m_isHovered || m_copy->hasFocus();
-    m_copy->setIcon(shows ? Theme::icon(QStringLiteral("copy"), Theme::color(Theme::Color::SecondText)) : QIcon());
+    m_copy->setIcon(shows ? Theme::icon(u"copy"_s, Theme::color(Theme::Color::SecondText)) : QIcon());
 }

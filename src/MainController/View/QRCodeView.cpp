@@ -6,6 +6,8 @@
 #include <QHash>
 #include <QPainter>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int QuietMargin = Theme::Space12;
@@ -23,11 +25,11 @@ constexpr qreal PaleCode = 0.12;
 
 QRCodeView::QRCodeView(QWidget* parent) : QWidget(parent), m_again(new SpinnerButton(this)) {
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
-    m_again->setObjectName(QStringLiteral("renewCodeBtn"));
-    m_again->setProperty("kind", QStringLiteral("text"));
+    m_again->setObjectName(u"renewCodeBtn"_s);
+    m_again->setProperty("kind", u"text"_s);
     m_again->setFocusPolicy(Qt::TabFocus);
-    m_again->setText(QStringLiteral("重新获取"));
-    m_again->setAccessibleName(QStringLiteral("重新获取二维码"));
+    m_again->setText(u"重新获取"_s);
+    m_again->setAccessibleName(u"重新获取二维码"_s);
     connect(m_again, &SpinnerButton::clicked, this, &QRCodeView::wantsRenewal);
     m_patience.setSingleShot(true);
     m_patience.setInterval(PatienceMilliseconds);
@@ -83,11 +85,9 @@ void QRCodeView::follow() {
     m_again->adjustSize();
     m_again->move((width() - m_again->width()) / 2, codeRect().bottom() - Theme::Space32 - m_again->height() / 2);
 
-    setAccessibleName(QStringLiteral("登录二维码"));
-    static const QHash<State, QString> told{{State::Loading, QStringLiteral("正在获取")},
-                                            {State::Shown, QStringLiteral("已显示")},
-                                            {State::Failed, QStringLiteral("二维码获取失败")},
-                                            {State::Offline, QStringLiteral("网络未连接")}};
+    setAccessibleName(u"登录二维码"_s);
+    static const QHash<State, QString> told{{State::Loading, u"正在获取"_s}, {State::Shown, u"已显示"_s},
+        {State::Failed, u"二维码获取失败"_s}, {State::Offline, u"网络未连接"_s}};
     setAccessibleDescription(told.value(m_state));
     update();
 }
@@ -131,8 +131,7 @@ void QRCodeView::paintRing(QPainter& painter) {
     painter.rotate(m_angle);
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
     painter.drawPixmap(QPointF(-RingSide / 2.0, -RingSide / 2.0),
-                       Theme::picture(QStringLiteral("spinner"), {RingSide, RingSide}, devicePixelRatioF(),
-                                      Theme::color(Theme::Color::Brand)));
+        Theme::picture(u"spinner"_s, {RingSide, RingSide}, devicePixelRatioF(), Theme::color(Theme::Color::Brand)));
     painter.restore();
 }
 
@@ -140,12 +139,11 @@ void QRCodeView::paintReason(QPainter& painter) {
     const bool isOffline = m_state == State::Offline;
     const QPoint top(rect().center().x(), codeRect().top() + Theme::Space32);
     painter.drawPixmap(top - QPoint(PictureSide / 2, 0),
-                       Theme::picture(isOffline ? QStringLiteral("offline") : QStringLiteral("alert"),
-                                      {PictureSide, PictureSide}, devicePixelRatioF(),
-                                      Theme::color(isOffline ? Theme::Color::SecondText : Theme::Color::Attention)));
+        Theme::picture(isOffline ? u"offline"_s : u"alert"_s, {PictureSide, PictureSide}, devicePixelRatioF(),
+            Theme::color(isOffline ? Theme::Color::SecondText : Theme::Color::Attention)));
     const QRect words(codeRect().left(), top.y() + PictureSide + Theme::Space8, CodeSide, CodeSide);
     painter.setFont(Theme::font(Theme::TextSize::Body));
     painter.setPen(Theme::color(Theme::Color::Text));
-    painter.drawText(words, Qt::AlignHCenter | Qt::AlignTop,
-                     isOffline ? QStringLiteral("网络未连接\n连接后自动恢复") : QStringLiteral("二维码获取失败"));
+    painter.drawText(
+        words, Qt::AlignHCenter | Qt::AlignTop, isOffline ? u"网络未连接\n连接后自动恢复"_s : u"二维码获取失败"_s);
 }

@@ -10,25 +10,27 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int PictureSide = 48;
 constexpr int NameLines = 2;
 constexpr int LongestDrawnName = 256;
 constexpr int ShadowSteps = 3;
-const QString DefaultPicture = QStringLiteral("AppIcon");
+const QString DefaultPicture = u"AppIcon"_s;
 
 /// The picture named by the part of @p icon before its first dot, if there is one.
 QString pictureFor(const QString& icon) {
     const QString name = icon.section(u'.', 0, 0);
     const bool isName = !name.isEmpty() && !name.contains(u'/');
-    return isName && QFile::exists(QStringLiteral(":/images/%1.svg").arg(name)) ? name : DefaultPicture;
+    return isName && QFile::exists(u":/images/%1.svg"_s.arg(name)) ? name : DefaultPicture;
 }
 
 /// The drawn picture, kept for the other tiles and the next time: a scroll must not draw every picture anew.
 QPixmap drawnPicture(const QString& icon, qreal scale) {
     const QString name = pictureFor(icon);
-    const QString key = QStringLiteral("QenToolCell/%1@%2").arg(name).arg(scale);
+    const QString key = u"QenToolCell/%1@%2"_s.arg(name).arg(scale);
     QPixmap drawn;
     if (!QPixmapCache::find(key, &drawn)) {
         drawn = Theme::picture(name, {PictureSide, PictureSide}, scale);
@@ -66,7 +68,7 @@ QenToolCell::QenToolCell(QenToolModel model, QWidget* parent) : QAbstractButton(
     setFocusPolicy(Qt::TabFocus);
     setCursor(Qt::PointingHandCursor);
     // Its own name, not a shortcut.
-    setText(QString(m_model.appName).replace(u'&', QStringLiteral("&&")));
+    setText(QString(m_model.appName).replace(u'&', u"&&"_s));
     setAccessibleName(m_model.appName);
     setToolTip(m_model.appName.toHtmlEscaped());
     connect(this, &QAbstractButton::clicked, this, &QenToolCell::toolButtonAction);

@@ -12,6 +12,8 @@
 #include <algorithm>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int LeastGap = Theme::Space12;
@@ -25,9 +27,9 @@ enum Page { TilesPage = 0, EmptyPage = 1 };
 
 QenToolsView::QenToolsView(QWidget* parent)
     : QStackedWidget(parent), m_area(new QScrollArea(this)), m_grid(new QWidget) {
-    m_area->setObjectName(QStringLiteral("toolsArea"));
-    m_area->setAccessibleName(QStringLiteral("办公工具"));
-    m_grid->setObjectName(QStringLiteral("toolsGrid"));
+    m_area->setObjectName(u"toolsArea"_s);
+    m_area->setAccessibleName(u"办公工具"_s);
+    m_grid->setObjectName(u"toolsGrid"_s);
     m_area->setFrameShape(QFrame::NoFrame);
     m_area->setFocusPolicy(Qt::NoFocus);
     m_area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -42,11 +44,10 @@ QenToolsView::QenToolsView(QWidget* parent)
 QWidget* QenToolsView::makeEmptyPage() {
     auto* page = new QWidget;
     auto* picture = new QLabel(page);
-    picture->setPixmap(
-        Theme::picture(QStringLiteral("empty"), {EmptyPictureSize, EmptyPictureSize}, devicePixelRatioF()));
-    auto* text = new QLabel(QStringLiteral("当前用户暂无办公工具清单，请等待管理员配置！"), page);
-    text->setObjectName(QStringLiteral("emptyLab"));
-    text->setProperty("textRole", QStringLiteral("second"));
+    picture->setPixmap(Theme::picture(u"empty"_s, {EmptyPictureSize, EmptyPictureSize}, devicePixelRatioF()));
+    auto* text = new QLabel(u"当前用户暂无办公工具清单，请等待管理员配置！"_s, page);
+    text->setObjectName(u"emptyLab"_s);
+    text->setProperty("textRole", u"second"_s);
     auto* layout = new QVBoxLayout(page);
     layout->setSpacing(Theme::Space12);
     layout->addStretch(3);
@@ -91,8 +92,8 @@ void QenToolsView::layOut() {
     const int step = QenToolCell::Side + gap;
     const auto count = static_cast<int>(m_toolCells.size());
     for (int index = 0; index < count; ++index)
-        m_toolCells[index]->setGeometry(Edge + index % TilesPerRow * step, Edge + index / TilesPerRow * step,
-                                        QenToolCell::Side, QenToolCell::Side);
+        m_toolCells[index]->setGeometry(
+            Edge + index % TilesPerRow * step, Edge + index / TilesPerRow * step, QenToolCell::Side, QenToolCell::Side);
     const int rows = (count + TilesPerRow - 1) / TilesPerRow;
     m_grid->resize(TilesPerRow * step - gap + 2 * Edge, rows * step - gap + 2 * Edge);
 }

@@ -5,6 +5,8 @@
 
 #include <QHBoxLayout>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr QSize LargestMark(120, 28);
@@ -13,14 +15,14 @@ constexpr QSize LargestMark(120, 28);
 
 TipsLine::TipsLine(QWidget* parent)
     : QWidget(parent), m_text(new ElidedLabel(this)), m_notice(new QLabel(this)), m_mark(new QLabel(this)) {
-    m_text->setObjectName(QStringLiteral("tipsLab"));
-    m_text->setProperty("textRole", QStringLiteral("second"));
+    m_text->setObjectName(u"tipsLab"_s);
+    m_text->setProperty("textRole", u"second"_s);
     m_text->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    m_notice->setPixmap(Theme::picture(QStringLiteral("notice"), {Theme::IconSize, Theme::IconSize},
-                                       devicePixelRatioF(), Theme::color(Theme::Color::SecondText)));
+    m_notice->setPixmap(Theme::picture(
+        u"notice"_s, {Theme::IconSize, Theme::IconSize}, devicePixelRatioF(), Theme::color(Theme::Color::SecondText)));
     m_notice->hide();
-    m_mark->setObjectName(QStringLiteral("organisationMark"));
-    m_mark->setAccessibleName(QStringLiteral("组织标志"));
+    m_mark->setObjectName(u"organisationMark"_s);
+    m_mark->setAccessibleName(u"组织标志"_s);
     m_mark->hide();
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);

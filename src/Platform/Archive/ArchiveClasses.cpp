@@ -1,5 +1,7 @@
 #include "ArchiveClasses.h"
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
@@ -8,13 +10,9 @@ constexpr QLatin1StringView MutablePrefix("NSMutable");
 
 /// @param name  of a class that begins with "NS"
 ArchiveForm formOf(const QString& name) {
-    static const std::pair<QLatin1StringView, ArchiveForm> forms[] = {
-        {QLatin1StringView("Dictionary"), ArchiveForm::Dictionary},
-        {QLatin1StringView("Array"), ArchiveForm::Array},
-        {QLatin1StringView("String"), ArchiveForm::String},
-        {QLatin1StringView("Null"), ArchiveForm::Null},
-        {QLatin1StringView("Data"), ArchiveForm::Data},
-        {QLatin1StringView("Date"), ArchiveForm::Date}};
+    static const std::pair<QLatin1StringView, ArchiveForm> forms[] = {{"Dictionary"_L1, ArchiveForm::Dictionary},
+        {"Array"_L1, ArchiveForm::Array}, {"String"_L1, ArchiveForm::String}, {"Null"_L1, ArchiveForm::Null},
+        {"Data"_L1, ArchiveForm::Data}, {"Date"_L1, ArchiveForm::Date}};
     const QStringView rest = QStringView(name).mid(name.startsWith(MutablePrefix) ? MutablePrefix.size() : 2);
     for (const auto& [known, form] : forms) {
         if (rest == known)
@@ -57,7 +55,7 @@ bool ArchiveClasses::decode(const Reader::Object& object, Entry& entry) {
     // The list is left out by some writers; "$classhints" is not looked at.
     if (result.name.isEmpty() || (list != Reader::NoObject && !decodeNames(list, result.classes)))
         return false;
-    const bool isPlatforms = result.name.size() > 2 && result.name.startsWith(QLatin1StringView("NS"));
+    const bool isPlatforms = result.name.size() > 2 && result.name.startsWith("NS"_L1);
     entry.form = isPlatforms ? formOf(result.name) : ArchiveForm::Object;
     entry.isMutable = isPlatforms && result.name.startsWith(MutablePrefix);
     entry.isAllowed = m_allowed.allows(result.name, result.classes);

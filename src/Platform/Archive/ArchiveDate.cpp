@@ -55,7 +55,7 @@ Parts split(double value) {
 
 bool isInRange(double value) {
     return value >= static_cast<double>(seconds(Earliest - Reference).count()) &&
-           value < static_cast<double>(seconds(Latest - Reference).count());
+        value < static_cast<double>(seconds(Latest - Reference).count());
 }
 
 QString calendarText(qint64 value) {
@@ -65,9 +65,8 @@ QString calendarText(qint64 value) {
     const hh_mm_ss time(moment - day);
     char text[32];
     std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02d", static_cast<int>(date.year()),
-                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-                  static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
-                  static_cast<int>(time.seconds().count()));
+        static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), static_cast<int>(time.hours().count()),
+        static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()));
     return QString::fromLatin1(text);
 }
 
@@ -140,8 +139,8 @@ std::optional<double> fromIsoText(QStringView wide) {
                 return std::nullopt;
         }
     }
-    const year_month_day date{year{*years}, month{static_cast<unsigned>(*months)},
-                              day{static_cast<unsigned>(*daysOfMonth)}};
+    const year_month_day date{
+        year{*years}, month{static_cast<unsigned>(*months)}, day{static_cast<unsigned>(*daysOfMonth)}};
     if (!date.ok() || *years == 0)
         return std::nullopt;
     const auto moment = sys_days(date) - Reference + hours(*hour) + minutes(*minute) + seconds(*second);

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
@@ -16,40 +18,37 @@ struct Constant {
     Identity identity = ArchiveNumbering::constantIdentity(text);
 };
 
-const Constant NullText{QStringLiteral("$null")};
-const Constant ClassKey{QStringLiteral("$class")};
-const Constant ClassNameKey{QStringLiteral("$classname")};
-const Constant ClassListKey{QStringLiteral("$classes")};
-const Constant KeysKey{QStringLiteral("NS.keys")};
-const Constant ObjectsKey{QStringLiteral("NS.objects")};
-const Constant StringKey{QStringLiteral("NS.string")};
-const Constant DataKey{QStringLiteral("NS.data")};
-const Constant TimeKey{QStringLiteral("NS.time")};
+const Constant NullText{u"$null"_s};
+const Constant ClassKey{u"$class"_s};
+const Constant ClassNameKey{u"$classname"_s};
+const Constant ClassListKey{u"$classes"_s};
+const Constant KeysKey{u"NS.keys"_s};
+const Constant ObjectsKey{u"NS.objects"_s};
+const Constant StringKey{u"NS.string"_s};
+const Constant DataKey{u"NS.data"_s};
+const Constant TimeKey{u"NS.time"_s};
 
 const QString NativeNames[][2] = {
-    {QStringLiteral("NSString"), QStringLiteral("NSMutableString")},
-    {QStringLiteral("NSData"), QStringLiteral("NSMutableData")},
-    {QStringLiteral("NSDate"), QStringLiteral("NSDate")},
-    {QStringLiteral("NSNull"), QStringLiteral("NSNull")},
-    {QStringLiteral("NSArray"), QStringLiteral("NSMutableArray")},
-    {QStringLiteral("NSDictionary"), QStringLiteral("NSMutableDictionary")},
+    {u"NSString"_s, u"NSMutableString"_s},
+    {u"NSData"_s, u"NSMutableData"_s},
+    {u"NSDate"_s, u"NSDate"_s},
+    {u"NSNull"_s, u"NSNull"_s},
+    {u"NSArray"_s, u"NSMutableArray"_s},
+    {u"NSDictionary"_s, u"NSMutableDictionary"_s},
 };
 
 /// Class names of the platform's own containers are always one string; other long ones never are.
 Identity classNameIdentity(const QString& name) {
-    static const QStringList containers = {QStringLiteral("NSDictionary"), QStringLiteral("NSMutableDictionary"),
-                                           QStringLiteral("NSArray"),      QStringLiteral("NSMutableArray"),
-                                           QStringLiteral("NSString"),     QStringLiteral("NSMutableString"),
-                                           QStringLiteral("NSData"),       QStringLiteral("NSMutableData"),
-                                           QStringLiteral("NSSet"),        QStringLiteral("NSMutableSet"),
-                                           QStringLiteral("NSOrderedSet"), QStringLiteral("NSMutableOrderedSet")};
+    static const QStringList containers = {u"NSDictionary"_s, u"NSMutableDictionary"_s, u"NSArray"_s,
+        u"NSMutableArray"_s, u"NSString"_s, u"NSMutableString"_s, u"NSData"_s, u"NSMutableData"_s, u"NSSet"_s,
+        u"NSMutableSet"_s, u"NSOrderedSet"_s, u"NSMutableOrderedSet"_s};
     if (const quint64 held = Identity::ofHeldString(name))
         return {0, held};
     return containers.contains(name) ? ArchiveNumbering::constantIdentity(name) : Identity();
 }
 
 Identity fieldNameIdentity(const QString& name, quint64 instance) {
-    const bool isConstant = name.startsWith(QLatin1StringView("NS.")) || name == ClassKey.text;
+    const bool isConstant = name.startsWith("NS."_L1) || name == ClassKey.text;
     return Identity::ofText(name, instance, isConstant ? Identity::Place::Constant : Identity::Place::FieldName);
 }
 
@@ -182,7 +181,7 @@ void ArchiveNumbering::fillDictionary(quint32 uid, const ArchiveValue& value, in
     ++m_height;
     setItem(place, KeysKey.text, KeysKey.identity, {.kind = Item::Kind::Uids, .count = count, .first = first});
     setItem(place + 1, ObjectsKey.text, ObjectsKey.identity,
-            {.kind = Item::Kind::Uids, .count = count, .first = first + count});
+        {.kind = Item::Kind::Uids, .count = count, .first = first + count});
     setItem(place + 2, ClassKey.text, ClassKey.identity, classItem(Dictionary, value.isMutable()));
 }
 
@@ -244,8 +243,8 @@ ArchiveNumbering::Item ArchiveNumbering::inlineList(const ArchiveValue& value, i
     for (quint32 i = 0; i < count && m_isWithinLimits; ++i) {
         const ArchiveValue& item = value.array()[i];
         const Item made = item.storage() == Storage::Inline
-                              ? fieldItem(item, depth + 1)
-                              : Item{.kind = Item::Kind::Uid, .first = number(item, depth + 1)};
+            ? fieldItem(item, depth + 1)
+            : Item{.kind = Item::Kind::Uid, .first = number(item, depth + 1)};
         m_items[first + i] = made;
     }
     ++m_height;
@@ -264,8 +263,8 @@ ArchiveNumbering::Item ArchiveNumbering::inlineMap(const ArchiveValue& value, in
     for (quint32 i = 0; i < count && m_isWithinLimits; ++i) {
         const ArchiveEntry& entry = entries[order[i]];
         Item item = entry.value.storage() == Storage::Inline
-                        ? fieldItem(entry.value, depth + 1)
-                        : Item{.kind = Item::Kind::Uid, .first = number(entry.value, depth + 1)};
+            ? fieldItem(entry.value, depth + 1)
+            : Item{.kind = Item::Kind::Uid, .first = number(entry.value, depth + 1)};
         item.key = &entry.key;
         item.keyIdentity = Identity::ofText(entry.key, entry.keyInstance, Identity::Place::DictionaryKey);
         m_items[first + i] = item;
@@ -291,7 +290,7 @@ void ArchiveNumbering::setItem(quint32 place, const QString& key, const Identity
 ArchiveNumbering::Item ArchiveNumbering::classItem(Native native, bool isMutable) {
     quint32& uid = m_nativeClasses[native * 2u + (isMutable ? 1 : 0)];
     if (uid == 0) {
-        QStringList classes{NativeNames[native][0], QStringLiteral("NSObject")};
+        QStringList classes{NativeNames[native][0], u"NSObject"_s};
         if (isMutable)
             classes.prepend(NativeNames[native][1]);
         uid = classItem(classes[0], classes).first;
@@ -318,7 +317,7 @@ ArchiveNumbering::Item ArchiveNumbering::classItem(const QString& name, const QS
         for (const QString& one : classes)
             m_items.push_back(textItem(one));
         setItem(place + 1, ClassListKey.text, ClassListKey.identity,
-                {.kind = Item::Kind::List, .count = static_cast<quint32>(classes.size()), .first = first});
+            {.kind = Item::Kind::List, .count = static_cast<quint32>(classes.size()), .first = first});
     }
     return {.kind = Item::Kind::Uid, .first = uid};
 }

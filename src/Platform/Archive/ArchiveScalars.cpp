@@ -3,7 +3,7 @@
 namespace Platform {
 
 bool ArchiveScalars::read(BinaryPropertyListReader& reader, quint32 index,
-                          const BinaryPropertyListReader::Object& object, ArchiveValue& result) {
+    const BinaryPropertyListReader::Object& object, ArchiveValue& result) {
     using Kind = BinaryPropertyListReader::Kind;
     using Type = ArchiveValue::Type;
     switch (object.kind) {

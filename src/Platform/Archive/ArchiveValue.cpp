@@ -8,6 +8,8 @@
 #include <cmath>
 #include <limits>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
@@ -77,7 +79,7 @@ ArchiveValue::ArchiveValue(Dictionary entries) : ArchiveValue(Type::Dictionary, 
 }
 
 ArchiveValue ArchiveValue::object(const QString& className) {
-    return object(className, {className, QStringLiteral("NSObject")});
+    return object(className, {className, u"NSObject"_s});
 }
 
 ArchiveValue ArchiveValue::object(const QString& className, const QStringList& classes) {
@@ -187,8 +189,8 @@ bool haveSamePairs(const ArchiveValue::Dictionary& left, const ArchiveValue::Dic
     };
     const auto first = sorted(left);
     const auto second = sorted(right);
-    return std::equal(first.begin(), first.end(), second.begin(),
-                      [](const auto* a, const auto* b) { return *a == *b; });
+    return std::equal(
+        first.begin(), first.end(), second.begin(), [](const auto* a, const auto* b) { return *a == *b; });
 }
 
 } // namespace
@@ -247,7 +249,7 @@ quint64 ArchiveLayout::newInstances(quint32 count) {
 
 ArchiveValue ArchiveLayout::string(QString text) {
     if (text.isNull())
-        text = QLatin1String("");
+        text = ""_L1;
     return {ArchiveValue::Type::String, std::move(text)};
 }
 
@@ -267,8 +269,8 @@ ArchiveValue ArchiveLayout::object(const QString& className, ArchiveValue::Dicti
     return value;
 }
 
-ArchiveValue ArchiveLayout::objectAsStored(std::shared_ptr<const ArchiveClass> objectClass,
-                                           ArchiveValue::Dictionary fields) {
+ArchiveValue ArchiveLayout::objectAsStored(
+    std::shared_ptr<const ArchiveClass> objectClass, ArchiveValue::Dictionary fields) {
     dropRepeatedKeys(fields);
     auto* node = new ArchiveValue::PairsNode;
     ArchiveValue value(ArchiveValue::Type::Object, QSharedDataPointer<ArchiveValue::PairsNode>(node));

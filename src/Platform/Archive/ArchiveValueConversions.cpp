@@ -9,6 +9,8 @@
 
 #include <cmath>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
@@ -16,7 +18,7 @@ namespace {
 /// Seconds from the first moment of 1970 to that of 2001.
 constexpr double ReferenceDate = 978307200;
 
-const QString ClassKey = QStringLiteral("$class");
+const QString ClassKey = u"$class"_s;
 
 ArchiveValue orNull(ArchiveValue value) {
     return value.isNothing() ? ArchiveValue::null() : value;
@@ -160,11 +162,11 @@ QJsonValue ArchiveValue::toJson() const {
     case Type::Double:
         return number();
     case Type::Date:
-        return QJsonObject{{QStringLiteral("$date"), ArchiveDate::isoText(number())}};
+        return QJsonObject{{u"$date"_s, ArchiveDate::isoText(number())}};
     case Type::String:
         return string();
     case Type::Data:
-        return QJsonObject{{QStringLiteral("$data"), QString::fromLatin1(data().toBase64())}};
+        return QJsonObject{{u"$data"_s, QString::fromLatin1(data().toBase64())}};
     case Type::Array: {
         QJsonArray list;
         for (const ArchiveValue& item : array())

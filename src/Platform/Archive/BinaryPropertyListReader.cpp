@@ -2,6 +2,8 @@
 
 #include "PropertyListLimits.h"
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
@@ -117,8 +119,8 @@ Object BinaryPropertyListReader::withLongCount(Kind kind, const uchar* position,
     return {kind, static_cast<quint32>(count), position};
 }
 
-inline Object BinaryPropertyListReader::withCount(Kind kind, quint8 low, const uchar* position,
-                                                  quint32 unitSize) const {
+inline Object BinaryPropertyListReader::withCount(
+    Kind kind, quint8 low, const uchar* position, quint32 unitSize) const {
     if (low == CountFollows)
         return withLongCount(kind, position, unitSize);
     return static_cast<qint64>(low * unitSize) <= m_end - position ? Object{kind, low, position} : Object{};
@@ -182,7 +184,7 @@ QString BinaryPropertyListReader::newString(const Object& object) {
         return text;
     }
     if (text.isNull())
-        text = QLatin1String("");
+        text = ""_L1;
     return text;
 }
 
@@ -224,7 +226,7 @@ bool BinaryPropertyListReader::data(quint32 index, const Object& object, QByteAr
 
 bool BinaryPropertyListReader::isLongText(const Object& text, QByteArrayView ascii) {
     return text.kind == Kind::String && text.count == ascii.size() &&
-           std::memcmp(text.bytes, ascii.data(), text.count) == 0;
+        std::memcmp(text.bytes, ascii.data(), text.count) == 0;
 }
 
 quint32 BinaryPropertyListReader::findKey(const Object& dictionary, QByteArrayView ascii, quint32 pairs) const {

@@ -67,9 +67,9 @@ public:
     /// table.
     Q_ALWAYS_INLINE quint32 reference(const Object& container, quint32 position) const {
         const uchar* bytes = container.bytes + size_t{position} * m_referenceSize;
-        const quint64 index = m_referenceSize == 1   ? *bytes
-                              : m_referenceSize == 2 ? qFromBigEndian<quint16>(bytes)
-                                                     : bigEndian(bytes, m_referenceSize);
+        const quint64 index = m_referenceSize == 1 ? *bytes
+            : m_referenceSize == 2                 ? qFromBigEndian<quint16>(bytes)
+                                                   : bigEndian(bytes, m_referenceSize);
         return index < m_objectCount ? static_cast<quint32>(index) : NoObject;
     }
     /// The text of a string; null for another object, or when all texts together are too long. Kept from the second
@@ -115,7 +115,7 @@ private:
     /// The beginning of the file, where an object stands that is not in it, is no text.
     bool isTextAt(const uchar* position, QByteArrayView ascii) const {
         return *position == (0x50 | ascii.size()) && m_end - position > ascii.size() &&
-               std::memcmp(position + 1, ascii.data(), static_cast<size_t>(ascii.size())) == 0;
+            std::memcmp(position + 1, ascii.data(), static_cast<size_t>(ascii.size())) == 0;
     }
     static quint64 bigEndian(const uchar* bytes, unsigned size);
     static Object integerObject(const uchar* bytes, unsigned size);

@@ -40,7 +40,7 @@ public:
     bool isString(quint32 object, QStringView text) const {
         const Object& known = m_objects[object];
         return (known.kind == Kind::String || known.kind == Kind::WideString) &&
-               QStringView(known.body.units, known.count) == text;
+            QStringView(known.body.units, known.count) == text;
     }
     quint32 objectCount() const { return static_cast<quint32>(m_objects.size()); }
     /// The file; empty when it would be beyond the limits of a property list.

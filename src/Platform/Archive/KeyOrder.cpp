@@ -16,11 +16,10 @@ struct Size {
 };
 
 // The last holds as many keys as an archive can have.
-constexpr Size Sizes[] = {{3, 3},         {7, 6},          {13, 11},         {23, 19},         {41, 32},
-                          {71, 52},       {127, 85},       {191, 118},       {251, 155},       {383, 237},
-                          {631, 390},     {1087, 672},     {1723, 1065},     {2803, 1732},     {4523, 2795},
-                          {7351, 4543},   {11959, 7391},   {19447, 12019},   {31231, 19302},   {50683, 31324},
-                          {81919, 50629}, {132607, 81956}, {214519, 132580}, {346607, 214215}, {561109, 346784}};
+constexpr Size Sizes[] = {{3, 3}, {7, 6}, {13, 11}, {23, 19}, {41, 32}, {71, 52}, {127, 85}, {191, 118}, {251, 155},
+    {383, 237}, {631, 390}, {1087, 672}, {1723, 1065}, {2803, 1732}, {4523, 2795}, {7351, 4543}, {11959, 7391},
+    {19447, 12019}, {31231, 19302}, {50683, 31324}, {81919, 50629}, {132607, 81956}, {214519, 132580}, {346607, 214215},
+    {561109, 346784}};
 constexpr quint32 Free = std::numeric_limits<quint32>::max();
 
 /// Over this many units only the first, middle and last Part units count.
@@ -100,8 +99,8 @@ std::span<const quint32> KeyOrder::arranged(std::span<const quint64> hashes) {
         }
     }
     m_order.clear();
-    std::copy_if(m_table.begin(), m_table.end(), std::back_inserter(m_order),
-                 [](quint32 index) { return index != Free; });
+    std::copy_if(
+        m_table.begin(), m_table.end(), std::back_inserter(m_order), [](quint32 index) { return index != Free; });
     return m_order;
 }
 

@@ -6,6 +6,8 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
@@ -15,11 +17,11 @@ using Entry = ArchiveNumbering::Entry;
 
 constexpr qint64 ArchiveVersion = 100000;
 
-const QString VersionKey = QStringLiteral("$version");
-const QString ArchiverKey = QStringLiteral("$archiver");
-const QString TopKey = QStringLiteral("$top");
-const QString ObjectsKey = QStringLiteral("$objects");
-const QString ArchiverName = QStringLiteral("NSKeyedArchiver");
+const QString VersionKey = u"$version"_s;
+const QString ArchiverKey = u"$archiver"_s;
+const QString TopKey = u"$top"_s;
+const QString ObjectsKey = u"$objects"_s;
+const QString ArchiverName = u"NSKeyedArchiver"_s;
 
 /// Numbers the objects and then, as the second half, lays them out as a property list.
 class Archiver {
@@ -90,8 +92,8 @@ private:
         const quint32 object = m_writer.beginArray(item.count);
         for (quint32 i = 0; i < item.count; ++i) {
             m_writer.setReference(object, i,
-                                  item.kind == Item::Kind::Uids ? m_writer.addUid(m_numbering.uids()[item.first + i])
-                                                                : addItem(m_numbering.items()[item.first + i]));
+                item.kind == Item::Kind::Uids ? m_writer.addUid(m_numbering.uids()[item.first + i])
+                                              : addItem(m_numbering.items()[item.first + i]));
         }
         return object;
     }

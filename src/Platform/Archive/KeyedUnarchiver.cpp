@@ -185,7 +185,7 @@ private:
 
     /// A dictionary whose keys are not all strings is read as an object with the fields "NS.keys" and "NS.objects".
     bool decodeDictionary(const Reader::Object& object, const ArchiveClasses::Entry& entry, quint32 number, int depth,
-                          ArchiveValue& result) {
+        ArchiveValue& result) {
         const Reader::Object keys = m_reader.object(find(object, m_keys));
         const Reader::Object values = m_reader.object(find(object, m_dictionaryObjects));
         if (keys.kind == Kind::Uid)
@@ -219,7 +219,7 @@ private:
     }
 
     bool decodeObject(const Reader::Object& object, const ArchiveClasses::Entry& entry, quint32 number, int depth,
-                      ArchiveValue& result);
+        ArchiveValue& result);
     bool decodeField(quint32 index, const Reader::Object& object, int depth, ArchiveValue& result);
     bool decodeInlineArray(const Reader::Object& object, int depth, ArchiveValue& result);
     bool decodeInlineDictionary(const Reader::Object& object, int depth, ArchiveValue& result);
@@ -265,9 +265,7 @@ void restoreEncodingOrder(ArchiveValue::Dictionary& fields, const Uids& uids, qi
         if (uids[i] > ownUid)
             places.push_back(i);
     }
-    const auto isEarlier = [&](qsizetype left, qsizetype right) {
-        return uids[left] < uids[right];
-    };
+    const auto isEarlier = [&](qsizetype left, qsizetype right) { return uids[left] < uids[right]; };
     if (std::is_sorted(places.begin(), places.end(), isEarlier))
         return;
     auto sorted = places;
@@ -279,8 +277,8 @@ void restoreEncodingOrder(ArchiveValue::Dictionary& fields, const Uids& uids, qi
         fields[size_t(places[i])] = std::move(moved[size_t(i)]);
 }
 
-bool ArchiveDecoder::decodeObject(const Reader::Object& object, const ArchiveClasses::Entry& entry, quint32 number,
-                                  int depth, ArchiveValue& result) {
+bool ArchiveDecoder::decodeObject(
+    const Reader::Object& object, const ArchiveClasses::Entry& entry, quint32 number, int depth, ArchiveValue& result) {
     if (!enter(object.count, depth))
         return false;
     ArchiveValue::Dictionary fields;
@@ -366,8 +364,8 @@ bool ArchiveDecoder::decodeInlineDictionary(const Reader::Object& object, int de
 
 } // namespace
 
-std::optional<ArchiveValue> KeyedUnarchiver::unarchivedObject(const QByteArray& data, const AllowedClasses& allowed,
-                                                              QString* rootKey) {
+std::optional<ArchiveValue> KeyedUnarchiver::unarchivedObject(
+    const QByteArray& data, const AllowedClasses& allowed, QString* rootKey) {
     Reader reader;
     ArchiveValue root;
     if (!reader.open(data) || !ArchiveDecoder(reader, allowed).decode(root, rootKey))

@@ -6,13 +6,15 @@
 #include "KeyOrder.h"
 #include "PropertyListLimits.h"
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
 
 using Reader = BinaryPropertyListReader;
 
-const QString UidKey = QStringLiteral("CF$UID");
+const QString UidKey = u"CF$UID"_s;
 
 /// Builds the value below one object. A value is counted at every place where it stands, so that neither shared
 /// containers nor cycles get far.

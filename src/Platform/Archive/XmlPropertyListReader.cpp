@@ -5,6 +5,8 @@
 
 #include <QXmlStreamReader>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
@@ -60,7 +62,7 @@ private:
             ArchiveValue value;
             if (m_xml.hasError() || !m_xml.readNextStartElement() || !decodeValue(depth + 1, value))
                 return false;
-            entries.push_back({key.isNull() ? QString(QLatin1String("")) : key, std::move(value)});
+            entries.push_back({key.isNull() ? QString(""_L1) : key, std::move(value)});
         }
         result = ArchiveValue(std::move(entries));
         return !m_xml.hasError();

@@ -64,8 +64,7 @@ private:
         if (items.empty())
             return line(depth, "<array/>");
         line(depth, "<array>");
-        const bool isWhole =
-            depth < PropertyListLimits::Depth &&
+        const bool isWhole = depth < PropertyListLimits::Depth &&
             std::all_of(items.begin(), items.end(), [&](const auto& item) { return write(item, depth + 1); });
         return isWhole && line(depth, "</array>");
     }
@@ -76,8 +75,8 @@ private:
         std::vector<const ArchiveEntry*> sorted;
         for (const ArchiveEntry& entry : entries)
             sorted.push_back(&entry);
-        std::sort(sorted.begin(), sorted.end(),
-                  [](const auto* left, const auto* right) { return left->key < right->key; });
+        std::sort(
+            sorted.begin(), sorted.end(), [](const auto* left, const auto* right) { return left->key < right->key; });
         line(depth, "<dict>");
         const bool isWhole =
             depth < PropertyListLimits::Depth && std::all_of(sorted.begin(), sorted.end(), [&](const auto* entry) {
@@ -101,7 +100,7 @@ private:
                 escaped += unit;
                 escaped += content[++i];
             } else if (unit.isSurrogate() || unit >= QChar(0xfffe) ||
-                       (unit < u' ' && unit != u'\t' && unit != u'\n' && unit != u'\r')) {
+                (unit < u' ' && unit != u'\t' && unit != u'\n' && unit != u'\r')) {
                 return false;
             } else if (unit == u'&') {
                 escaped += u"&amp;";

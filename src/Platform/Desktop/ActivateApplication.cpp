@@ -4,6 +4,8 @@
 #include <QDBusMessage>
 #include <QUuid>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 bool activateRunningApplication(const QString& identifier, const QString& busAddress, std::chrono::milliseconds limit) {
@@ -13,12 +15,12 @@ bool activateRunningApplication(const QString& identifier, const QString& busAdd
         QDBusConnection bus = busAddress.isEmpty() ? QDBusConnection::connectToBus(QDBusConnection::SessionBus, name)
                                                    : QDBusConnection::connectToBus(busAddress, name);
         const QString path = u'/' + QString(identifier).replace(u'.', u'/').replace(u'-', u'_');
-        auto message = QDBusMessage::createMethodCall(identifier, path, QStringLiteral("org.freedesktop.Application"),
-                                                      QStringLiteral("Activate"));
+        auto message =
+            QDBusMessage::createMethodCall(identifier, path, u"org.freedesktop.Application"_s, u"Activate"_s);
         message.setAutoStartService(false);
         message.setArguments({QVariantMap()});
-        isActivated = bus.isConnected() && bus.call(message, QDBus::Block, static_cast<int>(limit.count())).type() ==
-                                               QDBusMessage::ReplyMessage;
+        isActivated = bus.isConnected() &&
+            bus.call(message, QDBus::Block, static_cast<int>(limit.count())).type() == QDBusMessage::ReplyMessage;
     }
     QDBusConnection::disconnectFromBus(name);
     return isActivated;

@@ -9,16 +9,18 @@
 #include <QFileInfo>
 #include <QTranslator>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
 
 QString contents() {
-    return Paths::applicationBundle() + QStringLiteral("/Contents/");
+    return Paths::applicationBundle() + u"/Contents/"_s;
 }
 
 std::optional<ArchiveValue> information(const QString& folder) {
-    const auto bytes = readFile(folder + QStringLiteral("/Contents/Info.plist"), PropertyListLimits::FileSize);
+    const auto bytes = readFile(folder + u"/Contents/Info.plist"_s, PropertyListLimits::FileSize);
     return bytes ? PropertyList::decoded(*bytes) : std::nullopt;
 }
 
@@ -26,7 +28,7 @@ std::optional<ArchiveValue> information(const QString& folder) {
 
 bool installStringTable() {
     auto* translator = new QTranslator(QCoreApplication::instance());
-    if (translator->load(QStringLiteral(":/i18n/mav_zh_CN.qm")) && QCoreApplication::installTranslator(translator))
+    if (translator->load(u":/i18n/mav_zh_CN.qm"_s) && QCoreApplication::installTranslator(translator))
         return true;
     delete translator;
     return false;
@@ -42,7 +44,7 @@ QString resourcePath(const QString& name, const QString& type) {
     const QString file = type.isEmpty() ? name : name + u'.' + type;
     if (name.isEmpty())
         return {};
-    for (const QString& place : {contents() + QStringLiteral("Resources/"), QStringLiteral(":/bundle/")}) {
+    for (const QString& place : {contents() + u"Resources/"_s, u":/bundle/"_s}) {
         if (QFileInfo::exists(place + file))
             return place + file;
     }

@@ -4,6 +4,8 @@
 
 #include <QGuiApplication>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 bool hasCompositing() {
@@ -11,7 +13,7 @@ bool hasCompositing() {
     auto* const x11 = application ? application->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
     if (!x11 || !x11->connection())
         return true;
-    QLibrary library(QStringLiteral("xcb"), 1);
+    QLibrary library(u"xcb"_s, 1);
     if (!library.load())
         return false;
     const QByteArray manager = "_NET_WM_CM_S" + QByteArray::number(X11::screenOf(library));

@@ -2,6 +2,8 @@
 
 #include <QMap>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
@@ -98,15 +100,13 @@ QStringList execWords(const QString& exec) {
 
 std::optional<DesktopEntry> DesktopEntry::parse(const QByteArray& content) {
     const QMap<QString, QString> values = mainGroup(content);
-    const auto isTrue = [&values](const char16_t* key) {
-        return values.value(QString::fromUtf16(key)) == u"true";
-    };
-    if (values.value(QStringLiteral("Type")) != u"Application" || isTrue(u"Hidden") || isTrue(u"Terminal"))
+    const auto isTrue = [&values](const char16_t* key) { return values.value(QString::fromUtf16(key)) == u"true"; };
+    if (values.value(u"Type"_s) != u"Application" || isTrue(u"Hidden") || isTrue(u"Terminal"))
         return std::nullopt;
     DesktopEntry entry;
-    entry.name = values.value(QStringLiteral("Name"));
-    entry.tryExec = values.value(QStringLiteral("TryExec"));
-    for (const QString& word : execWords(values.value(QStringLiteral("Exec")))) {
+    entry.name = values.value(u"Name"_s);
+    entry.tryExec = values.value(u"TryExec"_s);
+    for (const QString& word : execWords(values.value(u"Exec"_s))) {
         if (const auto text = withoutFieldCodes(word))
             entry.command << *text;
     }

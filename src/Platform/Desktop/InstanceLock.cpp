@@ -17,6 +17,8 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
@@ -41,8 +43,8 @@ int unixSocket() {
 } // namespace
 
 InstanceLock::InstanceLock(QString folder, const QString& name, std::function<void()> knocked)
-    : m_folder(std::move(folder)), m_lockFile(m_folder + u'/' + name + QStringLiteral(".lock")),
-      m_socketFile(m_folder + u'/' + name + QStringLiteral(".socket")), m_knocked(std::move(knocked)) {}
+    : m_folder(std::move(folder)), m_lockFile(m_folder + u'/' + name + u".lock"_s),
+      m_socketFile(m_folder + u'/' + name + u".socket"_s), m_knocked(std::move(knocked)) {}
 
 InstanceLock::~InstanceLock() {
     m_notifier.reset();

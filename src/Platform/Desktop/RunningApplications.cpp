@@ -13,12 +13,14 @@
 
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
 
-const QString ApplicationInterface = QStringLiteral("org.freedesktop.Application");
-const QString BusService = QStringLiteral("org.freedesktop.DBus");
+const QString ApplicationInterface = u"org.freedesktop.Application"_s;
+const QString BusService = u"org.freedesktop.DBus"_s;
 constexpr uint DoNotQueue = 4;
 constexpr uint PrimaryOwner = 1;
 constexpr uint AlreadyOwner = 4;
@@ -95,15 +97,15 @@ public:
         if (!m_connection.isConnected() || !m_connection.registerObject(objectPath(), &m_object))
             return std::nullopt;
         for (int attempt = 0; attempt < Attempts; ++attempt) {
-            const QVariant answer = ask(QStringLiteral("RequestName"), {m_place.identifier, DoNotQueue});
+            const QVariant answer = ask(u"RequestName"_s, {m_place.identifier, DoNotQueue});
             if (!answer.isValid())
                 return std::nullopt;
             if (answer.toUInt() == PrimaryOwner || answer.toUInt() == AlreadyOwner)
                 return Claim::First;
-            const QVariant owner = ask(QStringLiteral("GetConnectionUnixProcessID"), {m_place.identifier});
+            const QVariant owner = ask(u"GetConnectionUnixProcessID"_s, {m_place.identifier});
             if (owner.isValid() && owner.toLongLong() == QCoreApplication::applicationPid())
                 return Claim::First;
-            if (activateOwner() || ask(QStringLiteral("NameHasOwner"), {m_place.identifier}).toBool())
+            if (activateOwner() || ask(u"NameHasOwner"_s, {m_place.identifier}).toBool())
                 return Claim::Second;
         }
         return Claim::Second;
@@ -114,20 +116,19 @@ private:
 
     /// First value of the bus's answer; invalid without one.
     QVariant ask(const QString& method, const QVariantList& arguments) {
-        auto message =
-            QDBusMessage::createMethodCall(BusService, QStringLiteral("/org/freedesktop/DBus"), BusService, method);
+        auto message = QDBusMessage::createMethodCall(BusService, u"/org/freedesktop/DBus"_s, BusService, method);
         message.setArguments(arguments);
         return call(message).arguments().value(0);
     }
 
     bool activateOwner() {
-        auto message = QDBusMessage::createMethodCall(m_place.identifier, objectPath(), ApplicationInterface,
-                                                      QStringLiteral("Activate"));
+        auto message =
+            QDBusMessage::createMethodCall(m_place.identifier, objectPath(), ApplicationInterface, u"Activate"_s);
         // An owner that has just gone must not be started again by the bus: we are here.
         message.setAutoStartService(false);
         message.setArguments({QVariantMap()});
         return m_connection.call(message, QDBus::Block, static_cast<int>(m_place.limit.count())).type() ==
-               QDBusMessage::ReplyMessage;
+            QDBusMessage::ReplyMessage;
     }
 
     QDBusMessage call(const QDBusMessage& message) {
@@ -157,8 +158,7 @@ RunningApplications::Claim RunningApplications::claim() {
     case InstanceLock::Outcome::HeldByOther:
         return Claim::Second;
     case InstanceLock::Outcome::Unusable:
-        systemLog(QStringLiteral("no session bus and no lock in %1: a second copy will not be noticed")
-                      .arg(m_place.runtimeFolder));
+        systemLog(u"no session bus and no lock in %1: a second copy will not be noticed"_s.arg(m_place.runtimeFolder));
         break;
     }
     return Claim::First;

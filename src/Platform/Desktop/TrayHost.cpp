@@ -12,12 +12,14 @@
 
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
 
-const QString WatcherName = QStringLiteral("org.kde.StatusNotifierWatcher");
-const QString WatcherPath = QStringLiteral("/StatusNotifierWatcher");
+const QString WatcherName = u"org.kde.StatusNotifierWatcher"_s;
+const QString WatcherPath = u"/StatusNotifierWatcher"_s;
 constexpr int AnswerLimit = 2000;
 
 } // namespace
@@ -52,10 +54,10 @@ public:
 
 private Q_SLOTS:
     void ask() {
-        auto message = QDBusMessage::createMethodCall(
-            WatcherName, WatcherPath, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
+        auto message =
+            QDBusMessage::createMethodCall(WatcherName, WatcherPath, u"org.freedesktop.DBus.Properties"_s, u"Get"_s);
         message.setAutoStartService(false);
-        message.setArguments({WatcherName, QStringLiteral("IsStatusNotifierHostRegistered")});
+        message.setArguments({WatcherName, u"IsStatusNotifierHostRegistered"_s});
         // Replacing the watcher drops the answer to an older question.
         m_question = std::make_unique<QDBusPendingCallWatcher>(m_bus.asyncCall(message, AnswerLimit));
         connect(m_question.get(), &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* watcher) {

@@ -8,12 +8,14 @@
 
 #include <QRegularExpression>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
 
 bool isTrueText(const QString& text) {
-    static const QRegularExpression form(QStringLiteral("^\\s*[+-]?0*[YyTt1-9]"));
+    static const QRegularExpression form(u"^\\s*[+-]?0*[YyTt1-9]"_s);
     return form.match(text).hasMatch();
 }
 
@@ -38,8 +40,8 @@ void apply(ArchiveValue& dictionary, const QString& key, const ArchiveValue& val
 UserDefaults::UserDefaults(QString file) : m_file(std::move(file)) {}
 
 UserDefaults& UserDefaults::standard() {
-    static auto* defaults = new UserDefaults(Paths::library() + QStringLiteral("/Preferences/") +
-                                             Deployment::BundleIdentifier + QStringLiteral(".plist"));
+    static auto* defaults =
+        new UserDefaults(Paths::library() + u"/Preferences/"_s + Deployment::BundleIdentifier + u".plist"_s);
     return *defaults;
 }
 

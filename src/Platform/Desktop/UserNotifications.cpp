@@ -12,32 +12,28 @@
 #include <QUuid>
 #include <QVariantMap>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
 
-const QString Service = QStringLiteral("org.freedesktop.Notifications");
-const QString Path = QStringLiteral("/org/freedesktop/Notifications");
-const QString ActionKey = QStringLiteral("action");
-const QString OtherKey = QStringLiteral("other");
-const QString ContentsKey = QStringLiteral("default");
+const QString Service = u"org.freedesktop.Notifications"_s;
+const QString Path = u"/org/freedesktop/Notifications"_s;
+const QString ActionKey = u"action"_s;
+const QString OtherKey = u"other"_s;
+const QString ContentsKey = u"default"_s;
 /// In the record: texts of a service's unique bus name, a blank, and the number of an open notification.
-const QString OpenKey = QStringLiteral("OpenNotifications");
+const QString OpenKey = u"OpenNotifications"_s;
 
 QVariantList notifyArguments(const UserNotifications::Content& content) {
     constexpr uint NewOne = 0;
     constexpr int NeverExpires = 0;
     constexpr uchar Critical = 2;
-    const QVariantMap hints{{QStringLiteral("urgency"), QVariant::fromValue(Critical)},
-                            {QStringLiteral("desktop-entry"), Deployment::BundleIdentifier}};
-    return {QStringLiteral("Mav"),
-            NewOne,
-            Deployment::BundleIdentifier,
-            content.title,
-            content.subtitle,
-            QStringList{ActionKey, content.actionTitle, OtherKey, content.otherTitle},
-            hints,
-            NeverExpires};
+    const QVariantMap hints{
+        {u"urgency"_s, QVariant::fromValue(Critical)}, {u"desktop-entry"_s, Deployment::BundleIdentifier}};
+    return {u"Mav"_s, NewOne, Deployment::BundleIdentifier, content.title, content.subtitle,
+        QStringList{ActionKey, content.actionTitle, OtherKey, content.otherTitle}, hints, NeverExpires};
 }
 
 } // namespace
@@ -51,29 +47,28 @@ public:
           m_bus(busAddress.isEmpty() ? QDBusConnection::connectToBus(QDBusConnection::SessionBus, m_busName)
                                      : QDBusConnection::connectToBus(busAddress, m_busName)) {
         // From any sender: naming one makes the library ask for its owner, blocking. The slots look at the sender.
-        m_bus.connect({}, Path, Service, QStringLiteral("ActionInvoked"), this,
-                      SLOT(actionInvoked(uint, QString, QDBusMessage)));
-        m_bus.connect({}, Path, Service, QStringLiteral("NotificationClosed"), this,
-                      SLOT(notificationClosed(uint, uint, QDBusMessage)));
+        m_bus.connect({}, Path, Service, u"ActionInvoked"_s, this, SLOT(actionInvoked(uint, QString, QDBusMessage)));
+        m_bus.connect(
+            {}, Path, Service, u"NotificationClosed"_s, this, SLOT(notificationClosed(uint, uint, QDBusMessage)));
     }
     ~Link() override { QDBusConnection::disconnectFromBus(m_busName); }
 
     void deliver(const Content& content, std::function<void(Activation)> activated) {
-        auto message = QDBusMessage::createMethodCall(Service, Path, Service, QStringLiteral("Notify"));
+        auto message = QDBusMessage::createMethodCall(Service, Path, Service, u"Notify"_s);
         message.setArguments(notifyArguments(content));
         auto* const sent = new QDBusPendingCallWatcher(m_bus.asyncCall(message), this);
         connect(sent, &QDBusPendingCallWatcher::finished, this,
-                [this, activated = std::move(activated), generation = m_generation](QDBusPendingCallWatcher* watcher) {
-                    watcher->deleteLater();
-                    const QDBusPendingReply<uint> reply = *watcher;
-                    if (!reply.isValid())
-                        systemLog(QStringLiteral("a notification cannot be shown: %1").arg(reply.error().message()));
-                    else if (generation != m_generation)
-                        close(Service, reply.value());
-                    else
-                        m_open.insert(reply.value(), {reply.reply().service(), activated});
-                    keepRecord();
-                });
+            [this, activated = std::move(activated), generation = m_generation](QDBusPendingCallWatcher* watcher) {
+                watcher->deleteLater();
+                const QDBusPendingReply<uint> reply = *watcher;
+                if (!reply.isValid())
+                    systemLog(u"a notification cannot be shown: %1"_s.arg(reply.error().message()));
+                else if (generation != m_generation)
+                    close(Service, reply.value());
+                else
+                    m_open.insert(reply.value(), {reply.reply().service(), activated});
+                keepRecord();
+            });
     }
 
     void removeAll() {
@@ -85,7 +80,7 @@ public:
     }
 
     void close(const QString& service, uint id) {
-        auto message = QDBusMessage::createMethodCall(service, Path, Service, QStringLiteral("CloseNotification"));
+        auto message = QDBusMessage::createMethodCall(service, Path, Service, u"CloseNotification"_s);
         message.setAutoStartService(false);
         message.setArguments({id});
         m_bus.send(message);

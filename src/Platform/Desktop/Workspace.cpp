@@ -14,6 +14,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
@@ -23,7 +25,7 @@ constexpr qint64 LongestEntry = 64 * 1024;
 constexpr qsizetype MostEntries = 4096;
 
 QString withoutEnding(const QString& name) {
-    for (const auto ending : {QLatin1String(".app"), QLatin1String(".desktop")}) {
+    for (const auto ending : {".app"_L1, ".desktop"_L1}) {
         if (name.size() > ending.size() && name.endsWith(ending))
             return name.chopped(ending.size());
     }
@@ -32,7 +34,7 @@ QString withoutEnding(const QString& name) {
 
 bool isFileName(const QString& name) {
     return !name.isEmpty() && name != u"." && name != u".." && !name.contains(u'/') && !name.contains(QChar(0)) &&
-           name.toUtf8().size() <= LongestFileName;
+        name.toUtf8().size() <= LongestFileName;
 }
 
 bool isProgram(const QString& path) {
@@ -52,17 +54,15 @@ void start(const QStringList& command) {
         // It is left alone when this object goes.
         QenTask task(command[0], command.mid(1), QenTask::Output::Inherited);
         if (const Error error = task.launch())
-            systemLog(QStringLiteral("cannot start %1: %2").arg(command[0], error.localizedDescription()));
+            systemLog(u"cannot start %1: %2"_s.arg(command[0], error.localizedDescription()));
     });
 }
 
 } // namespace
 
 Workspace::Folders Workspace::Folders::standard() {
-    Folders folders{
-        {Paths::rooted(QStringLiteral("/Applications")), Paths::rooted(QStringLiteral("/System/Applications"))},
-        QStandardPaths::standardLocations(QStandardPaths::ApplicationsLocation),
-        {}};
+    Folders folders{{Paths::rooted(u"/Applications"_s), Paths::rooted(u"/System/Applications"_s)},
+        QStandardPaths::standardLocations(QStandardPaths::ApplicationsLocation), {}};
     for (const QString& folder : qEnvironmentVariable("PATH").split(u':', Qt::SkipEmptyParts)) {
         if (QDir::isAbsolutePath(folder))
             folders.programs << folder;
@@ -75,9 +75,9 @@ Workspace::Workspace(Folders folders) : m_folders(std::move(folders)) {}
 void Workspace::openUrl(const QString& url) const {
     if (url.trimmed().isEmpty() || url.startsWith(u'-'))
         return;
-    const QString opener = programPath(QStringLiteral("xdg-open"));
+    const QString opener = programPath(u"xdg-open"_s);
     if (opener.isEmpty())
-        systemLog(QStringLiteral("xdg-open is not installed: no address can be opened"));
+        systemLog(u"xdg-open is not installed: no address can be opened"_s);
     else
         start({opener, url});
 }
@@ -86,11 +86,9 @@ bool Workspace::isInstalled(const QString& name) const {
     if (!isFileName(name))
         return false;
     // In an application folder its being there is enough, whether or not there is something in it to start.
-    const auto holdsName = [&name](const QString& folder) {
-        return QFileInfo::exists(folder + u'/' + name);
-    };
+    const auto holdsName = [&name](const QString& folder) { return QFileInfo::exists(folder + u'/' + name); };
     return std::any_of(m_folders.applications.cbegin(), m_folders.applications.cend(), holdsName) ||
-           !commandFor(name).isEmpty();
+        !commandFor(name).isEmpty();
 }
 
 void Workspace::launchApplication(const QString& name) const {
@@ -115,7 +113,7 @@ QStringList Workspace::commandFor(const QString& name) const {
 QStringList Workspace::bundleCommand(const QString& name) const {
     for (const QString& folder : m_folders.applications) {
         const QString path = folder + u'/' + name;
-        const QString inner = path + QStringLiteral("/Contents/MacOS/") + withoutEnding(name);
+        const QString inner = path + u"/Contents/MacOS/"_s + withoutEnding(name);
         for (const QString& program : {path, inner}) {
             if (isProgram(program))
                 return {program};
@@ -125,7 +123,7 @@ QStringList Workspace::bundleCommand(const QString& name) const {
 }
 
 QStringList Workspace::entryCommand(const QString& plainName) const {
-    const QString ownFile = plainName + QStringLiteral(".desktop");
+    const QString ownFile = plainName + u".desktop"_s;
     // The first file of an id counts, also when it says that the application is gone.
     for (const QString& folder : m_folders.entries) {
         const QString path = folder + u'/' + ownFile;
@@ -138,7 +136,7 @@ QStringList Workspace::entryCommand(const QString& plainName) const {
     }
     QSet<QString> seen;
     for (const QString& folder : m_folders.entries) {
-        const QStringList names = QDir(folder).entryList({QStringLiteral("*.desktop")}, QDir::Files, QDir::Name);
+        const QStringList names = QDir(folder).entryList({u"*.desktop"_s}, QDir::Files, QDir::Name);
         for (const QString& file : names.mid(0, MostEntries)) {
             if (seen.contains(file))
                 continue;

@@ -4,10 +4,11 @@
 
 #include <QGuiApplication>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
-X11TrayOwner::X11TrayOwner(std::function<void()> changed)
-    : m_changed(std::move(changed)), m_library(QStringLiteral("xcb"), 1) {
+X11TrayOwner::X11TrayOwner(std::function<void()> changed) : m_changed(std::move(changed)), m_library(u"xcb"_s, 1) {
     auto* const application = qobject_cast<QGuiApplication*>(QCoreApplication::instance());
     auto* const x11 = application ? application->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
     if (!x11 || !m_library.load())

@@ -12,6 +12,8 @@
 #include <optional>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
@@ -42,7 +44,7 @@ public:
     CK_FUNCTION_LIST** list() const { return m_modules; }
 
 private:
-    QLibrary m_library{QStringLiteral("p11-kit"), 0};
+    QLibrary m_library{u"p11-kit"_s, 0};
     CK_FUNCTION_LIST** m_modules = nullptr;
 };
 
@@ -60,8 +62,8 @@ public:
 
     bool hasCertificate(QByteArray label) {
         CK_OBJECT_CLASS wanted = CKO_CERTIFICATE;
-        CK_ATTRIBUTE conditions[] = {{CKA_CLASS, &wanted, sizeof wanted},
-                                     {CKA_LABEL, label.data(), static_cast<CK_ULONG>(label.size())}};
+        CK_ATTRIBUTE conditions[] = {
+            {CKA_CLASS, &wanted, sizeof wanted}, {CKA_LABEL, label.data(), static_cast<CK_ULONG>(label.size())}};
         if (!m_open || m_module->C_FindObjectsInit(m_handle, conditions, std::size(conditions)) != CKR_OK)
             return false;
         CK_OBJECT_HANDLE object = 0;

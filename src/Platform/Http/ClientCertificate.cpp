@@ -6,6 +6,8 @@
 #include <openssl/pkcs12.h>
 #include <openssl/ssl.h>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
@@ -33,7 +35,7 @@ bool useIdentity(SSL* connection, const ClientIdentity& identity) {
     const std::unique_ptr<EVP_PKEY, Releaser<EVP_PKEY_free>> keyOwner(key);
     const std::unique_ptr<X509, Releaser<X509_free>> certificateOwner(certificate);
     return isOpen && key && certificate && SSL_use_certificate(connection, certificate) == 1 &&
-           SSL_use_PrivateKey(connection, key) == 1 && SSL_check_private_key(connection) == 1;
+        SSL_use_PrivateKey(connection, key) == 1 && SSL_check_private_key(connection) == 1;
 }
 
 int onChallenge(SSL* connection, void* context) {
@@ -43,7 +45,7 @@ int onChallenge(SSL* connection, void* context) {
         SSL_certs_clear(connection);
         char reason[160];
         ERR_error_string_n(ERR_peek_last_error(), reason, sizeof reason);
-        systemLog(QStringLiteral("client certificate not usable, none is presented: %1").arg(QLatin1String(reason)));
+        systemLog(u"client certificate not usable, none is presented: %1"_s.arg(QLatin1String(reason)));
         // What stays in the error queue would be taken for a failure of the connection.
         ERR_clear_error();
     }

@@ -2,12 +2,14 @@
 
 #include <QLibrary>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
 
 QLibrary& library() {
-    static QLibrary library(QStringLiteral("curl"), 4);
+    static QLibrary library(u"curl"_s, 4);
     return library;
 }
 

@@ -15,8 +15,8 @@ constexpr size_t MostHeaderBytes = 256 * 1024;
 constexpr long IdleConnectionLife = 60;
 
 CURLcode onTlsContext(CURL*, void* context, void* identity) {
-    presentOnChallenge(static_cast<ssl_ctx_st*>(context),
-                       static_cast<const std::function<ClientIdentity()>*>(identity));
+    presentOnChallenge(
+        static_cast<ssl_ctx_st*>(context), static_cast<const std::function<ClientIdentity()>*>(identity));
     return CURLE_OK;
 }
 
@@ -97,8 +97,7 @@ void CurlRequest::attach(CURL* easy, const ProxyChoice& proxy, const HttpSetting
 void CurlRequest::setMethod() {
     curl_slist_free_all(m_headers);
     // Without a value the library's own header is left out; it would send a form type and wait for a "100 Continue".
-    m_headers = curl_slist_append(
-        nullptr,
+    m_headers = curl_slist_append(nullptr,
         ("Content-Type:" + QByteArray(m_request.contentType.isEmpty() ? "" : " ") + m_request.contentType).constData());
     m_headers = curl_slist_append(m_headers, "Expect:");
     if (!m_request.bearerToken.isEmpty())

@@ -8,6 +8,8 @@
 #include <array>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
@@ -71,19 +73,19 @@ constexpr std::array StatusTexts{
 };
 
 QString statusText(long status) {
-    const auto known = std::find_if(StatusTexts.begin(), StatusTexts.end(),
-                                    [status](const StatusText& entry) { return entry.status == status; });
+    const auto known = std::find_if(
+        StatusTexts.begin(), StatusTexts.end(), [status](const StatusText& entry) { return entry.status == status; });
     if (known != StatusTexts.end())
         return QString::fromLatin1(known->text);
     switch (status / 100) {
     case 1:
-        return QStringLiteral("informational");
+        return u"informational"_s;
     case 3:
-        return QStringLiteral("redirected");
+        return u"redirected"_s;
     case 4:
-        return QStringLiteral("client error");
+        return u"client error"_s;
     default:
-        return QStringLiteral("server error");
+        return u"server error"_s;
     }
 }
 
@@ -134,7 +136,7 @@ qint64 errorCode(CURLcode code) {
 Error httpError(qint64 code, const QString& failureReason) {
     const auto known =
         std::find_if(CodeTexts.begin(), CodeTexts.end(), [code](const CodeText& entry) { return entry.code == code; });
-    const QString text = known == CodeTexts.end() ? QStringLiteral("网络请求失败。") : QString::fromUtf16(known->text);
+    const QString text = known == CodeTexts.end() ? u"网络请求失败。"_s : QString::fromUtf16(known->text);
     return Error(UrlErrorDomain, code, text, failureReason);
 }
 
@@ -145,22 +147,22 @@ Error transportError(CURLcode code, const QString& detail) {
 Error judgeAnswer(const HttpAnswer& answer, const QList<QByteArray>& acceptableTypes) {
     if (answer.status < 200 || answer.status > 299)
         return Error(UrlErrorDomain, Error::BadServerResponse,
-                     QStringLiteral("Request failed: %1 (%2)").arg(statusText(answer.status)).arg(answer.status));
+            u"Request failed: %1 (%2)"_s.arg(statusText(answer.status)).arg(answer.status));
     const QByteArray type = answer.contentType.split(';').first().trimmed().toLower();
     if (acceptableTypes.isEmpty() || answer.body.isEmpty() || type.isEmpty() || acceptableTypes.contains(type))
         return {};
     return Error(UrlErrorDomain, Error::CannotDecodeContent,
-                 QStringLiteral("服务器返回了不支持的内容类型：%1").arg(QString::fromLatin1(type)));
+        u"服务器返回了不支持的内容类型：%1"_s.arg(QString::fromLatin1(type)));
 }
 
 Error parseJsonAnswer(const QByteArray& text, QJsonObject* object) {
     // The parser takes a hundred bytes and more for an object or array that two bytes of text make.
     constexpr qsizetype MostContainers = 250000;
     const auto notJson = [](const QString& reason) {
-        return Error(CocoaErrorDomain, Error::NotJson, QStringLiteral("服务器返回的数据格式不正确。"), reason);
+        return Error(CocoaErrorDomain, Error::NotJson, u"服务器返回的数据格式不正确。"_s, reason);
     };
     if (text.size() > MostContainers && text.count('[') + text.count('{') > MostContainers)
-        return notJson(QStringLiteral("too many objects"));
+        return notJson(u"too many objects"_s);
     QJsonParseError failure;
     const QJsonDocument document = QJsonDocument::fromJson(text, &failure);
     if (!document.isObject() && !document.isArray())

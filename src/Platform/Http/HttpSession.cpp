@@ -24,7 +24,7 @@ HttpRequest getOf(const QString& url, const HttpSession::Parameters& parameters)
 }
 
 void send(const std::shared_ptr<HttpSessionCore>& core, const HttpRequest& request, double timeout,
-          CurlRequest::Finish finish) {
+    CurlRequest::Finish finish) {
     const auto time = std::chrono::duration_cast<CurlRequest::Clock::duration>(std::chrono::duration<double>(timeout));
     HttpThread::shared().send(
         core, std::make_unique<CurlRequest>(request, CurlRequest::Clock::now() + time, std::move(finish)));

@@ -49,8 +49,8 @@ Error parseHttpUrl(const QString& text, HttpUrl* url) {
         return httpError(Error::BadUrl);
     const std::unique_ptr<CURLU, CurlUrlDeleter> parsed(curl_url());
     url->text = text.toLatin1();
-    const CURLUcode code = curl_url_set(parsed.get(), CURLUPART_URL, url->text.constData(),
-                                        CURLU_NON_SUPPORT_SCHEME | CURLU_DISALLOW_USER);
+    const CURLUcode code = curl_url_set(
+        parsed.get(), CURLUPART_URL, url->text.constData(), CURLU_NON_SUPPORT_SCHEME | CURLU_DISALLOW_USER);
     if (code == CURLUE_BAD_SCHEME || code == CURLUE_UNSUPPORTED_SCHEME)
         return httpError(Error::UnsupportedUrl);
     if (code != CURLUE_OK)

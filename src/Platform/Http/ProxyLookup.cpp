@@ -8,6 +8,8 @@
 #include <QNetworkProxyQuery>
 #include <QUrl>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
@@ -19,8 +21,8 @@ ProxyChoice choiceOf(const QNetworkProxy& proxy) {
     const char* scheme = "http";
     if (proxy.type() == QNetworkProxy::Socks5Proxy)
         scheme = proxy.capabilities().testFlag(QNetworkProxy::HostNameLookupCapability) ? "socks5h" : "socks5";
-    return {QStringLiteral("%1://%2:%3").arg(QLatin1String(scheme), proxy.hostName()).arg(proxy.port()).toUtf8(),
-            proxy.user().toUtf8(), proxy.password().toUtf8()};
+    return {u"%1://%2:%3"_s.arg(QLatin1String(scheme), proxy.hostName()).arg(proxy.port()).toUtf8(),
+        proxy.user().toUtf8(), proxy.password().toUtf8()};
 }
 
 ProxyChoice askSystem(const QByteArray& url) {

@@ -8,6 +8,8 @@
 #include <mutex>
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform::HostTools {
 
 namespace {
@@ -27,9 +29,8 @@ QStringList folders() {
         if (const auto& chosen = chosenFolders())
             return *chosen;
     }
-    const QString executable = QFile::symLinkTarget(QStringLiteral("/proc/self/exe"));
-    return {Paths::applicationBundle() + QStringLiteral("/Contents/Tools"),
-            QFileInfo(executable).path() + QStringLiteral("/hosttools")};
+    const QString executable = QFile::symLinkTarget(u"/proc/self/exe"_s);
+    return {Paths::applicationBundle() + u"/Contents/Tools"_s, QFileInfo(executable).path() + u"/hosttools"_s};
 }
 
 void setFolders(const QStringList& folders) {
@@ -52,7 +53,7 @@ QString resolved(const QString& path) {
 }
 
 QStringList resolvedArguments(const QString& program, const QStringList& arguments) {
-    static const QRegularExpression command(QStringLiteral("(?:^|[|;&(])\\s*(/[A-Za-z0-9_./-]+)(?=[\\s|;&)]|$)"));
+    static const QRegularExpression command(u"(?:^|[|;&(])\\s*(/[A-Za-z0-9_./-]+)(?=[\\s|;&)]|$)"_s);
     const QString name = QFileInfo(program).fileName();
     const bool isShell = name == u"sh" || name == u"bash" || name == u"dash";
     if (!isShell || arguments.size() < 2 || arguments[0] != u"-c" || !arguments[1].contains(u'/'))
@@ -65,7 +66,7 @@ QStringList resolvedArguments(const QString& program, const QStringList& argumen
         const QString path = match.captured(1);
         QString tool = resolved(path);
         if (tool != path)
-            tool = u'\'' + tool.replace(u'\'', QStringLiteral("'\\''")) + u'\'';
+            tool = u'\'' + tool.replace(u'\'', u"'\\''"_s) + u'\'';
         line += arguments[1].mid(end, match.capturedStart(1) - end) + tool;
         end = match.capturedEnd(1);
     }
@@ -80,7 +81,7 @@ QString searchPath(const QString& searchPath) {
         if (QFileInfo(folder).isDir())
             parts.append(folder);
     }
-    parts.append(searchPath.isEmpty() ? QStringLiteral("/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin") : searchPath);
+    parts.append(searchPath.isEmpty() ? u"/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin"_s : searchPath);
     return parts.join(u':');
 }
 

@@ -17,6 +17,8 @@
 #include <cstring>
 #include <thread>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
@@ -35,7 +37,7 @@ double boundedSeconds(double seconds) {
 }
 
 Error systemError(int number) {
-    return Error(QStringLiteral("NSPOSIXErrorDomain"), number, QString::fromLocal8Bit(strerror(number)));
+    return Error(u"NSPOSIXErrorDomain"_s, number, QString::fromLocal8Bit(strerror(number)));
 }
 
 /// The argument or environment vector of a child; owns its texts.
@@ -60,8 +62,8 @@ TextVector childEnvironment(QenTask::Output output) {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     // What we read is in no language; and a shell whose locale is not installed would complain on each run.
     if (output == QenTask::Output::Pipes)
-        environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
-    environment.insert(QStringLiteral("PATH"), HostTools::searchPath(environment.value(QStringLiteral("PATH"))));
+        environment.insert(u"LC_ALL"_s, u"C.UTF-8"_s);
+    environment.insert(u"PATH"_s, HostTools::searchPath(environment.value(u"PATH"_s)));
     TextVector vector;
     for (const QString& entry : environment.toStringList())
         vector.add(entry.toLocal8Bit());
@@ -135,7 +137,7 @@ Error QenTask::launch() {
 
     pid_t pid = 0;
     const int failure = posix_spawn(&pid, path.constData(), settings.actions(), settings.attributes(),
-                                    arguments.pointers(), environment.pointers());
+        arguments.pointers(), environment.pointers());
     m_pipes.closeWriteEnds();
     if (failure) {
         m_pipes.closeReadEnds();

@@ -6,12 +6,14 @@
 #include <QRegularExpression>
 #include <QStandardPaths>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
 
 Error scriptError(qint64 code, const QString& text) {
-    return Error(QStringLiteral("NSAppleScript"), code, text);
+    return Error(u"NSAppleScript"_s, code, text);
 }
 
 /// Exit statuses with which pkexec speaks for itself.
@@ -53,8 +55,8 @@ ScriptRunner::ScriptRunner(QString source, ScriptLimits limits, QString authoris
     : m_source(std::move(source)), m_limits(limits), m_authorisationTool(std::move(authorisationTool)) {}
 
 ScriptRunner::Statement ScriptRunner::parsed(const QString& source) {
-    static const QRegularExpression head(QStringLiteral("^\\s*do\\s+shell\\s+script\\s*\""));
-    static const QRegularExpression clause(QStringLiteral("^\\s+with\\s+administrator\\s+privileges\\s*$"));
+    static const QRegularExpression head(u"^\\s*do\\s+shell\\s+script\\s*\""_s);
+    static const QRegularExpression clause(u"^\\s+with\\s+administrator\\s+privileges\\s*$"_s);
     Statement statement;
     const QRegularExpressionMatch match = head.match(source);
     if (!match.hasMatch())
@@ -70,14 +72,14 @@ ScriptRunner::Statement ScriptRunner::parsed(const QString& source) {
 
 QString ScriptRunner::escaped(const QString& text) {
     QString result = text;
-    result.replace(u'\\', QStringLiteral("\\\\"));
-    result.replace(u'"', QStringLiteral("\\\""));
+    result.replace(u'\\', u"\\\\"_s);
+    result.replace(u'"', u"\\\""_s);
     return result;
 }
 
 QString ScriptRunner::shellQuoted(const QString& text) {
     QString result = text;
-    result.replace(u'\'', QStringLiteral("'\\''"));
+    result.replace(u'\'', u"'\\''"_s);
     return u'\'' + result + u'\'';
 }
 
@@ -88,46 +90,44 @@ QString ScriptRunner::execute(Error* error) const {
     if (statement.understood)
         result = run(statement, failure);
     else
-        failure = scriptError(SyntaxError, QStringLiteral("The script is not a do shell script statement."));
+        failure = scriptError(SyntaxError, u"The script is not a do shell script statement."_s);
     if (error)
         *error = failure;
     return failure ? QString() : result;
 }
 
 QString ScriptRunner::run(const Statement& statement, Error& error) const {
-    QString path = HostTools::resolved(QStringLiteral("/bin/sh"));
-    QStringList arguments{QStringLiteral("-c"), statement.command};
+    QString path = HostTools::resolved(u"/bin/sh"_s);
+    QStringList arguments{u"-c"_s, statement.command};
     if (statement.needsAdministrator) {
         arguments.prepend(path);
-        path = m_authorisationTool.isEmpty() ? QStandardPaths::findExecutable(QStringLiteral("pkexec"))
-                                             : m_authorisationTool;
+        path = m_authorisationTool.isEmpty() ? QStandardPaths::findExecutable(u"pkexec"_s) : m_authorisationTool;
         if (path.isEmpty()) {
-            error = scriptError(NoAuthorisationTool,
-                                QStringLiteral("Administrator privileges need pkexec, which is missing."));
+            error = scriptError(NoAuthorisationTool, u"Administrator privileges need pkexec, which is missing."_s);
             return {};
         }
     }
     QenTask task(path, arguments);
     if (const Error failure = task.launch()) {
-        error = scriptError(statement.needsAdministrator ? NoAuthorisationTool : failure.code(),
-                            failure.localizedDescription());
+        error = scriptError(
+            statement.needsAdministrator ? NoAuthorisationTool : failure.code(), failure.localizedDescription());
         return {};
     }
     const bool inTime =
         task.readUntilExit(statement.needsAdministrator ? m_limits.administratorSeconds : m_limits.seconds);
     if (!inTime) {
         task.waitUntilExitWithTimeout(0, true, true);
-        error = scriptError(TimedOut, QStringLiteral("The script timed out."));
+        error = scriptError(TimedOut, u"The script timed out."_s);
         return {};
     }
     const QString output = QString::fromUtf8(task.readStandardOutputToEnd());
     const int status = task.terminationStatus();
     if (status == 0 && !task.wasSignalled())
-        return output.isNull() ? QStringLiteral("") : withoutLastLineEnd(output);
+        return output.isNull() ? u""_s : withoutLastLineEnd(output);
 
     const QString text = withoutLastLineEnd(QString::fromUtf8(task.readStandardErrorToEnd()));
     if (statement.needsAdministrator && status == PkexecDismissed)
-        error = scriptError(UserCancelled, QStringLiteral("User canceled."));
+        error = scriptError(UserCancelled, u"User canceled."_s);
     else if (statement.needsAdministrator && status == PkexecNotAuthorised)
         error = scriptError(NotPermitted, text);
     else

@@ -39,9 +39,7 @@ void NotificationCenter::Observer::Entry::end() {
     std::unique_lock lock(mutex);
     ended = true;
     // A handler may end its own observer: its own calls are not waited for.
-    const auto isOwn = [self = std::this_thread::get_id()](std::thread::id thread) {
-        return thread == self;
-    };
+    const auto isOwn = [self = std::this_thread::get_id()](std::thread::id thread) { return thread == self; };
     returned.wait(lock, [&] { return std::all_of(inside.begin(), inside.end(), isOwn); });
 }
 

@@ -1,15 +1,17 @@
 #include "Error.h"
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 QString Error::logText() const {
     if (!m_present)
-        return QStringLiteral("(null)");
-    QString text = QStringLiteral("Error Domain=%1 Code=%2").arg(m_domain).arg(m_code);
+        return u"(null)"_s;
+    QString text = u"Error Domain=%1 Code=%2"_s.arg(m_domain).arg(m_code);
     if (!m_description.isEmpty())
-        text += QStringLiteral(" \"%1\"").arg(m_description);
+        text += u" \"%1\""_s.arg(m_description);
     if (!m_failureReason.isEmpty())
-        text += QStringLiteral(" (%1)").arg(m_failureReason);
+        text += u" (%1)"_s.arg(m_failureReason);
     return text;
 }
 

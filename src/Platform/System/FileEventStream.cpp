@@ -12,13 +12,15 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
 
 // A write in place counts when it happens, not only when the writer closes: some writers never do.
 constexpr quint32 Interesting = IN_MODIFY | IN_CLOSE_WRITE | IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO |
-                                IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
+    IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
 constexpr size_t BufferSize = 64 * 1024;
 
 QString folderOf(const QString& path) {
@@ -31,14 +33,14 @@ QString nameOf(const QString& path) {
 
 /// The child of @p parent on the way to @p folder.
 QString nextTowards(const QString& parent, const QString& folder) {
-    const qsizetype start = parent == QStringLiteral("/") ? 1 : parent.size() + 1;
+    const qsizetype start = parent == u"/"_s ? 1 : parent.size() + 1;
     return folder.left(folder.indexOf(u'/', start) < 0 ? folder.size() : folder.indexOf(u'/', start));
 }
 
 } // namespace
 
-FileEventStream::FileEventStream(QStringList paths, std::chrono::milliseconds latency,
-                                 std::function<void(const QStringList&)> callback)
+FileEventStream::FileEventStream(
+    QStringList paths, std::chrono::milliseconds latency, std::function<void(const QStringList&)> callback)
     : m_paths(std::move(paths)), m_latency(latency), m_callback(std::move(callback)),
       m_inotify(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)), m_wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     for (const QString& path : m_paths) {
@@ -77,7 +79,7 @@ QString FileEventStream::watchFolder(Folder& folder, bool filesAreNews) {
     // but may not be read is given up after a few tries.
     for (int attempt = 0; attempt < 3; ++attempt) {
         path = folder.path;
-        while (!addWatch(path) && path != QStringLiteral("/"))
+        while (!addWatch(path) && path != u"/"_s)
             path = folderOf(path);
         if (path == folder.path || !QFileInfo(nextTowards(path, folder.path)).isDir())
             break;
@@ -150,7 +152,7 @@ void FileEventStream::handle(int descriptor, quint32 mask, const QString& name) 
         watchAll(true);
         return;
     }
-    const QString path = watched == QStringLiteral("/") ? u'/' + name : watched + u'/' + name;
+    const QString path = watched == u"/"_s ? u'/' + name : watched + u'/' + name;
     if (m_paths.contains(path)) {
         changed(path);
         return;
@@ -190,7 +192,7 @@ void FileEventStream::run() {
     watchAll(false);
     // Without one watch at the least, of "/", the kernel has nothing left to give.
     if (m_watches.isEmpty())
-        systemLog(QStringLiteral("[FileEventStream] no file can be followed: %1").arg(qt_error_string(errno)));
+        systemLog(u"[FileEventStream] no file can be followed: %1"_s.arg(qt_error_string(errno)));
     while (!m_stopped) {
         pollfd sources[] = {{m_inotify, POLLIN, 0}, {m_wake, POLLIN, 0}};
         poll(sources, 2, timeLeft());

@@ -71,7 +71,7 @@ QByteArray folderOf(const QByteArray& path) {
 QByteArray temporaryName(const QByteArray& folder) {
     char name[64];
     std::snprintf(name, sizeof name, "/.mav-%ld-%016llx", static_cast<long>(getpid()),
-                  static_cast<unsigned long long>(QRandomGenerator::global()->generate64()));
+        static_cast<unsigned long long>(QRandomGenerator::global()->generate64()));
     return folder + name;
 }
 
@@ -136,8 +136,8 @@ Error replaceFile(const QString& path, const QByteArray& bytes, Durability durab
         return systemError(errno);
     // The mode given at opening is cut by the umask.
     const bool isWritten = fchmod(descriptor.number(), mode) == 0 && writeAll(descriptor.number(), bytes) &&
-                           (!isSynced || uninterrupted([&] { return fsync(descriptor.number()); }) == 0) &&
-                           descriptor.close() && rename(name.constData(), target.constData()) == 0;
+        (!isSynced || uninterrupted([&] { return fsync(descriptor.number()); }) == 0) && descriptor.close() &&
+        rename(name.constData(), target.constData()) == 0;
     if (!isWritten) {
         const int reason = errno;
         unlink(name.constData());

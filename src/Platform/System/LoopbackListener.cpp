@@ -18,8 +18,8 @@ constexpr qsizetype User = 7;
 constexpr char Listening[] = "0A";
 
 /// Addresses that take connections to 127.0.0.1, as the kernel prints them.
-constexpr const char* Reachable[] = {"0100007F", "00000000", "00000000000000000000000000000000",
-                                     "0000000000000000FFFF00000100007F"};
+constexpr const char* Reachable[] = {
+    "0100007F", "00000000", "00000000000000000000000000000000", "0000000000000000FFFF00000100007F"};
 
 void addListeners(const QByteArray& table, const QByteArray& port, QList<uint>& users) {
     for (const QByteArray& line : table.split('\n')) {
@@ -29,7 +29,7 @@ void addListeners(const QByteArray& table, const QByteArray& port, QList<uint>& 
         const qsizetype colon = columns[LocalAddress].indexOf(':');
         const QByteArray address = columns[LocalAddress].left(colon);
         const bool isReachable = std::any_of(std::begin(Reachable), std::end(Reachable),
-                                             [&address](const char* reachable) { return address == reachable; });
+            [&address](const char* reachable) { return address == reachable; });
         if (isReachable && columns[LocalAddress].mid(colon + 1) == port)
             users << columns[User].toUInt();
     }
@@ -53,7 +53,7 @@ QList<uint> listenersAt(quint16 port, const QByteArray& tcp, const QByteArray& t
 bool isTrustedListener(quint16 port) {
     const QList<uint> users = listenersAt(port, table("/proc/net/tcp"), table("/proc/net/tcp6"));
     return !users.isEmpty() &&
-           std::all_of(users.begin(), users.end(), [own = geteuid()](uint user) { return user == 0 || user == own; });
+        std::all_of(users.begin(), users.end(), [own = geteuid()](uint user) { return user == 0 || user == own; });
 }
 
 } // namespace Platform

@@ -11,13 +11,15 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
 
 /// Addresses set aside for documentation: hardly a network has them, so a route there is the default one.
-const QHostAddress AnywhereIPv4(QStringLiteral("192.0.2.1"));
-const QHostAddress AnywhereIPv6(QStringLiteral("2001:db8::1"));
+const QHostAddress AnywhereIPv4(u"192.0.2.1"_s);
+const QHostAddress AnywhereIPv6(u"2001:db8::1"_s);
 constexpr in_port_t DiscardPort = 9;
 /// Hardware types of the kernel for serial lines and modems.
 constexpr int PointToPoint = 512;
@@ -64,7 +66,7 @@ QHostAddress sourceFor(const QHostAddress& target) {
 }
 
 QByteArray readLink(const char* name, const char* file) {
-    QFile fact(QStringLiteral("/sys/class/net/%1/%2").arg(QString::fromLocal8Bit(name), QString::fromLatin1(file)));
+    QFile fact(u"/sys/class/net/%1/%2"_s.arg(QString::fromLocal8Bit(name), QString::fromLatin1(file)));
     return fact.open(QIODevice::ReadOnly) ? fact.read(4096) : QByteArray();
 }
 

@@ -3,6 +3,8 @@
 #include <QDir>
 #include <QFileInfo>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform::NetworkInterfaces {
 
 namespace {
@@ -11,11 +13,11 @@ constexpr int MaximumLayers = 4;
 
 bool standsOnHardware(const QDir& interfaces, const QString& name, int layers) {
     const QString folder = interfaces.filePath(name);
-    if (QFileInfo::exists(folder + QStringLiteral("/device")))
+    if (QFileInfo::exists(folder + u"/device"_s))
         return true;
     if (layers == 0)
         return false;
-    const QString prefix = QStringLiteral("lower_");
+    const QString prefix = u"lower_"_s;
     for (const QString& link : QDir(folder).entryList({prefix + u'*'}, QDir::Dirs | QDir::System)) {
         if (standsOnHardware(interfaces, link.mid(prefix.size()), layers - 1))
             return true;
@@ -26,7 +28,7 @@ bool standsOnHardware(const QDir& interfaces, const QString& name, int layers) {
 } // namespace
 
 bool standsOnHardware(const QString& root, const QString& name) {
-    return standsOnHardware(QDir(root + QStringLiteral("/sys/class/net")), name, MaximumLayers);
+    return standsOnHardware(QDir(root + u"/sys/class/net"_s), name, MaximumLayers);
 }
 
 } // namespace Platform::NetworkInterfaces

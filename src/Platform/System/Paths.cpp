@@ -7,6 +7,8 @@
 
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform::Paths {
 
 namespace {
@@ -49,46 +51,46 @@ QString homeForUser(const QString& userName) {
 }
 
 QString library() {
-    return home() + QStringLiteral("/Library");
+    return home() + u"/Library"_s;
 }
 
 QString applicationSupport() {
-    return library() + QStringLiteral("/Application Support");
+    return library() + u"/Application Support"_s;
 }
 
 QString userState() {
-    return applicationSupport() + QStringLiteral("/QenCloudL");
+    return applicationSupport() + u"/QenCloudL"_s;
 }
 
 QString desktop() {
-    return home() + QStringLiteral("/Desktop");
+    return home() + u"/Desktop"_s;
 }
 
 QString localLibrary() {
-    return rooted(QStringLiteral("/Library"));
+    return rooted(u"/Library"_s);
 }
 
 QString agentState() {
-    return rooted(QStringLiteral("/Library/Application Support/QenCloud"));
+    return rooted(u"/Library/Application Support/QenCloud"_s);
 }
 
 QString users() {
-    return rooted(QStringLiteral("/Users"));
+    return rooted(u"/Users"_s);
 }
 
 QString applicationBundle() {
-    return rooted(QStringLiteral("/Applications/Mav/Mav.app"));
+    return rooted(u"/Applications/Mav/Mav.app"_s);
 }
 
 QString vpnExecutable() {
-    return applicationBundle() + QStringLiteral("/Contents/GWD/ZelVPN");
+    return applicationBundle() + u"/Contents/GWD/ZelVPN"_s;
 }
 
 QString runtime() {
     const QString fromEnvironment = qEnvironmentVariable("XDG_RUNTIME_DIR");
     if (!fromEnvironment.isEmpty())
-        return fromEnvironment + QStringLiteral("/mav");
-    return QDir::tempPath() + QStringLiteral("/mav-runtime-%1").arg(geteuid());
+        return fromEnvironment + u"/mav"_s;
+    return QDir::tempPath() + u"/mav-runtime-%1"_s.arg(geteuid());
 }
 
 } // namespace Platform::Paths

@@ -70,8 +70,8 @@ void systemLog(const QString& text) {
         return;
     const QMessageLogContext context(nullptr, 0, nullptr, category.categoryName());
     // Without its last line end, and without a copy.
-    qt_message_output(QtInfoMsg, context,
-                      QString::fromRawData(text.constData(), text.size() - (text.endsWith(u'\n') ? 1 : 0)));
+    qt_message_output(
+        QtInfoMsg, context, QString::fromRawData(text.constData(), text.size() - (text.endsWith(u'\n') ? 1 : 0)));
 }
 
 void installConsoleHandler() {

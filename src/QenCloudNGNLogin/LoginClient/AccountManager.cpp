@@ -9,6 +9,8 @@
 
 #include <QJsonDocument>
 
+using namespace Qt::StringLiterals;
+
 using Platform::Error;
 using Platform::HttpRequest;
 
@@ -21,15 +23,15 @@ constexpr double GetTimeout = 3.0;
 constexpr double ScanStatusTimeout = 2.0;
 constexpr double TicketTimeout = 3.0;
 
-const QString LoginPath = QStringLiteral("/api/public/clientlogin/account_login");
-const QString ScanStatusPath = QStringLiteral("/api/public/clientlogin/scan_status");
-const QString TicketPath = QStringLiteral("/api/public/clientlogin/ticket_auth");
-const QString DomainPath = QStringLiteral("/api/public/clientlogin/ad_auth");
-const QString LogoutPath = QStringLiteral("/api/public/clientlogin/logout");
-const QString ResetPath = QStringLiteral("/api/public/clientlogin/resetpass");
-const QString RetrievePath = QStringLiteral("/api/public/clientlogin/retrieve_password");
-const QString ConfigPath = QStringLiteral("/api/public/client/start_config");
-const QString PolicyPath = QStringLiteral("/qen/ngnpolicy?ostype=mac");
+const QString LoginPath = u"/api/public/clientlogin/account_login"_s;
+const QString ScanStatusPath = u"/api/public/clientlogin/scan_status"_s;
+const QString TicketPath = u"/api/public/clientlogin/ticket_auth"_s;
+const QString DomainPath = u"/api/public/clientlogin/ad_auth"_s;
+const QString LogoutPath = u"/api/public/clientlogin/logout"_s;
+const QString ResetPath = u"/api/public/clientlogin/resetpass"_s;
+const QString RetrievePath = u"/api/public/clientlogin/retrieve_password"_s;
+const QString ConfigPath = u"/api/public/client/start_config"_s;
+const QString PolicyPath = u"/qen/ngnpolicy?ostype=mac"_s;
 
 } // namespace
 
@@ -64,8 +66,8 @@ void AccountManager::start(const HttpRequest& request, Completion complete) {
 std::optional<QString> AccountManager::urlOrFail(const QString& path, const Completion& complete) {
     auto url = GetReqeustUrlWithPath(path);
     if (!url)
-        complete({}, Error(Platform::UrlErrorDomain, NoServerConfigured,
-                           Platform::localizedString(QStringLiteral("NoIPofIntranet"))));
+        complete(
+            {}, Error(Platform::UrlErrorDomain, NoServerConfigured, Platform::localizedString(u"NoIPofIntranet"_s)));
     return url;
 }
 
@@ -76,71 +78,70 @@ void AccountManager::sendSealed(const SealedRequest& sealed, Completion complete
         return;
     if (const QString& before = sealed.texts.before; !before.isEmpty())
         m_world.log.writeLog(before.contains(u"%2") ? before.arg(*url, QString::fromUtf8(body)) : before.arg(*url),
-                             sealed.texts.beforeType);
+            sealed.texts.beforeType);
     const HttpRequest request{
         .url = *url, .method = "POST", .body = body, .contentType = {}, .timeout = sealed.timeout};
     start(request,
-          [this, texts = sealed.texts, complete = std::move(complete)](const QJsonObject& answer, const Error& error) {
-              const QString line = error ? texts.failure.arg(error.logText()) : texts.success;
-              if (!line.isEmpty())
-                  m_world.log.writeLog(line, texts.outcomeType);
-              complete(answer, error);
-          });
+        [this, texts = sealed.texts, complete = std::move(complete)](const QJsonObject& answer, const Error& error) {
+            const QString line = error ? texts.failure.arg(error.logText()) : texts.success;
+            if (!line.isEmpty())
+                m_world.log.writeLog(line, texts.outcomeType);
+            complete(answer, error);
+        });
 }
 
 void AccountManager::PostResquestDicWithParamDic(const QJsonObject& parameters, Completion complete) {
     sendSealed({.parameters = createAccountUrl(parameters),
-                .path = LoginPath,
-                .texts = {.before = QStringLiteral("[AccountManager] QenCloud account login url:%1 param:%2"),
-                          .beforeType = TraceLine,
-                          .failure = QStringLiteral("Account login faild with error:%1"),
-                          .success = QStringLiteral("[AccountManager] QenCloud login success in xpc")}},
-               std::move(complete));
+                   .path = LoginPath,
+                   .texts = {.before = u"[AccountManager] QenCloud account login url:%1 param:%2"_s,
+                       .beforeType = TraceLine,
+                       .failure = u"Account login faild with error:%1"_s,
+                       .success = u"[AccountManager] QenCloud login success in xpc"_s}},
+        std::move(complete));
 }
 
 void AccountManager::checkTicketState(const QString& ticket, Completion complete) {
     sendSealed({.parameters = checkTicketParam(ticket),
-                .path = TicketPath,
-                .texts = {.before = QStringLiteral("[AccountManager] QenCloud check ticket status url:%1 param:%2"),
-                          .beforeType = TraceLine,
-                          .failure = QStringLiteral("checkTicketState faild with error:%1"),
-                          .success = QStringLiteral("Check ticket success")},
-                .timeout = TicketTimeout},
-               std::move(complete));
+                   .path = TicketPath,
+                   .texts = {.before = u"[AccountManager] QenCloud check ticket status url:%1 param:%2"_s,
+                       .beforeType = TraceLine,
+                       .failure = u"checkTicketState faild with error:%1"_s,
+                       .success = u"Check ticket success"_s},
+                   .timeout = TicketTimeout},
+        std::move(complete));
 }
 
 void AccountManager::loginOut(const QJsonObject& parameters, Completion complete) {
     sendSealed({.parameters = parameters,
-                .path = LogoutPath,
-                .texts = {.before = QStringLiteral("[AccountManager] QenCloud logout url:%1"),
-                          .failure = QStringLiteral("QenCloud logout faild with error:%1"),
-                          .success = QStringLiteral(" QenCloud logout response success")}},
-               std::move(complete));
+                   .path = LogoutPath,
+                   .texts = {.before = u"[AccountManager] QenCloud logout url:%1"_s,
+                       .failure = u"QenCloud logout faild with error:%1"_s,
+                       .success = u" QenCloud logout response success"_s}},
+        std::move(complete));
 }
 
 void AccountManager::ResetPassword(const QJsonObject& parameters, Completion complete) {
     sendSealed({.parameters = encodeResetPassword(parameters),
-                .path = ResetPath,
-                .texts = {.before = QStringLiteral("[AccountManager] QenCloud resetpassword url:%1"),
-                          .failure = QStringLiteral("QenCloud resetpassword faild with error:%1"),
-                          .success = QStringLiteral("[AccountManager] QenCloud resetpassword success in xpc")}},
-               std::move(complete));
+                   .path = ResetPath,
+                   .texts = {.before = u"[AccountManager] QenCloud resetpassword url:%1"_s,
+                       .failure = u"QenCloud resetpassword faild with error:%1"_s,
+                       .success = u"[AccountManager] QenCloud resetpassword success in xpc"_s}},
+        std::move(complete));
 }
 
 void AccountManager::retrievePassWord(const QJsonObject& parameters, Completion complete) {
-    auto describe = [complete = std::move(complete)](const QJsonObject& answer, const Error& error) {
-        complete(answer, normalisedError(error));
-    };
+    auto describe = [complete = std::move(complete)](
+                        const QJsonObject& answer, const Error& error) { complete(answer, normalisedError(error)); };
     sendSealed({.parameters = parameters,
-                .path = RetrievePath,
-                .texts = {.before = QStringLiteral("[AccountManager] QenCloud retrievePassWord url:%1"),
-                          .failure = QStringLiteral("QenCloud retrievePassWord faild with error:%1"),
-                          .success = QStringLiteral(" QenCloud retrievePassWord response success")}},
-               std::move(describe));
+                   .path = RetrievePath,
+                   .texts = {.before = u"[AccountManager] QenCloud retrievePassWord url:%1"_s,
+                       .failure = u"QenCloud retrievePassWord faild with error:%1"_s,
+                       .success = u" QenCloud retrievePassWord response success"_s}},
+        std::move(describe));
 }
 
 void AccountManager::checkDomainAccount(const QString& account, const QString& domain,
-                                        std::function<void(bool, std::optional<QString>, const Error&)> completion) {
+    std::function<void(bool, std::optional<QString>, const Error&)> completion) {
     GetMacAndIP();
     auto judge = [this, completion = std::move(completion)](const QJsonObject& answer, const Error& error) {
         if (error || integerValue(answer.value(u"ret")) != 0) {
@@ -150,17 +151,17 @@ void AccountManager::checkDomainAccount(const QString& account, const QString& d
         const QJsonValue data = answer.value(u"data");
         std::optional<QString> userName;
         if (data.isObject())
-            userName = data.toObject().value(u"user_name").toString(QLatin1String(""));
-        m_world.log.writeLog(QStringLiteral("CHECK DOMAIN ACCOUNT SUCCESS"), FailureLine);
+            userName = data.toObject().value(u"user_name").toString(""_L1);
+        m_world.log.writeLog(u"CHECK DOMAIN ACCOUNT SUCCESS"_s, FailureLine);
         completion(true, userName, {});
     };
     sendSealed({.parameters = {{"uid", account}, {"dc", domain}, {"deviceid", deviceId()}, {"mac", login_Mac()}},
-                .path = DomainPath,
-                .texts = {.failure = QStringLiteral("Check Domain account failed with error: %1"),
-                          .success = {},
-                          .outcomeType = FailureLine},
-                .alwaysFormed = true},
-               std::move(judge));
+                   .path = DomainPath,
+                   .texts = {.failure = u"Check Domain account failed with error: %1"_s,
+                       .success = {},
+                       .outcomeType = FailureLine},
+                   .alwaysFormed = true},
+        std::move(judge));
 }
 
 void AccountManager::checkQRLoginState(qint64 clientoper, Completion complete) {
@@ -168,13 +169,13 @@ void AccountManager::checkQRLoginState(qint64 clientoper, Completion complete) {
     const auto url = urlOrFail(ScanStatusPath, complete);
     if (!url)
         return;
-    m_world.log.writeLog(QStringLiteral("[AccountManager] QenCloud check QR stauts url:%1").arg(*url), TraceLine);
+    m_world.log.writeLog(u"[AccountManager] QenCloud check QR stauts url:%1"_s.arg(*url), TraceLine);
     const HttpRequest request{.url = *url,
-                              .method = "POST",
-                              .body = QJsonDocument(parameters).toJson(QJsonDocument::Compact),
-                              .contentType = "application/json",
-                              .timeout = ScanStatusTimeout};
-    start(request, reporting(QStringLiteral("Check QR status faild with error:%1"), std::move(complete)));
+        .method = "POST",
+        .body = QJsonDocument(parameters).toJson(QJsonDocument::Compact),
+        .contentType = "application/json",
+        .timeout = ScanStatusTimeout};
+    start(request, reporting(u"Check QR status faild with error:%1"_s, std::move(complete)));
 }
 
 AccountManager::Completion AccountManager::reporting(const QString& failureText, Completion complete) {
@@ -194,7 +195,7 @@ void AccountManager::get(const QString& path, const QString& failureText, Comple
 }
 
 void AccountManager::GeneralConfig(Completion complete) {
-    get(ConfigPath, QStringLiteral("Get Config faild with error:%1"), std::move(complete));
+    get(ConfigPath, u"Get Config faild with error:%1"_s, std::move(complete));
 }
 
 void AccountManager::GetGeneralNGNPolicyRep(Completion complete) {
@@ -204,15 +205,15 @@ void AccountManager::GetGeneralNGNPolicyRep(Completion complete) {
             return;
         }
         QJsonObject copy = answer;
-        for (const auto& key : {QStringLiteral("data"), QStringLiteral("office_data")}) {
+        for (const auto& key : {u"data"_s, u"office_data"_s}) {
             const auto opened = SealedBody::decodeSM4(answer.value(key).toString());
             if (opened)
                 copy.insert(key, *opened);
             else
                 copy.remove(key);
         }
-        m_world.log.writeLog(QStringLiteral("Get NGN Policy success with reponse:%1").arg(redacted(copy)));
+        m_world.log.writeLog(u"Get NGN Policy success with reponse:%1"_s.arg(redacted(copy)));
         complete(copy, {});
     };
-    get(PolicyPath, QStringLiteral("Get NGN Policy faild with error:%1"), std::move(open));
+    get(PolicyPath, u"Get NGN Policy faild with error:%1"_s, std::move(open));
 }

@@ -48,7 +48,7 @@ public:
     void checkTicketState(const QString& ticket, Completion complete);
     /// @param completion  success flag, user name, error
     void checkDomainAccount(const QString& account, const QString& domain,
-                            std::function<void(bool, std::optional<QString>, const Platform::Error&)> completion);
+        std::function<void(bool, std::optional<QString>, const Platform::Error&)> completion);
     void loginOut(const QJsonObject& parameters, Completion complete);
     /// @param parameters  "userid", "old_password", "password"
     void ResetPassword(const QJsonObject& parameters, Completion complete);

@@ -6,16 +6,18 @@
 
 #include <QFile>
 
+using namespace Qt::StringLiterals;
+
 using Platform::ArchiveValue;
 
 namespace {
 
-const QString PassPhrase = QStringLiteral("quorvanel");
-const QString ClassName = QStringLiteral("AccountModel");
+const QString PassPhrase = u"quorvanel"_s;
+const QString ClassName = u"AccountModel"_s;
 
 /// Present but empty: a record without a user id is another thing.
 QString emptyText() {
-    return QLatin1String("");
+    return ""_L1;
 }
 
 } // namespace
@@ -35,15 +37,15 @@ QString AccountModel::decryptTicket() const {
 
 ArchiveValue AccountModel::encoded() const {
     ArchiveValue object = ArchiveValue::object(ClassName);
-    object.setField(QStringLiteral("ticket"), m_ticket);
-    object.setField(QStringLiteral("qenStatus"), m_qenStatus);
-    object.setField(QStringLiteral("userid"), m_userid);
-    object.setField(QStringLiteral("username"), m_username);
-    object.setField(QStringLiteral("islogout"), m_islogout);
-    object.setField(QStringLiteral("ticket_state"), m_ticketState);
-    object.setField(QStringLiteral("networkType"), m_networkType);
-    object.setField(QStringLiteral("loginType"), m_loginType);
-    object.setField(QStringLiteral("domainName"), m_domainName);
+    object.setField(u"ticket"_s, m_ticket);
+    object.setField(u"qenStatus"_s, m_qenStatus);
+    object.setField(u"userid"_s, m_userid);
+    object.setField(u"username"_s, m_username);
+    object.setField(u"islogout"_s, m_islogout);
+    object.setField(u"ticket_state"_s, m_ticketState);
+    object.setField(u"networkType"_s, m_networkType);
+    object.setField(u"loginType"_s, m_loginType);
+    object.setField(u"domainName"_s, m_domainName);
     return object;
 }
 
@@ -51,28 +53,28 @@ std::optional<AccountModel> AccountModel::decoded(const ArchiveValue& object) {
     if (!object.isObject() || object.className() != ClassName)
         return std::nullopt;
     AccountModel model;
-    model.m_ticket = object.field(QStringLiteral("ticket")).string();
-    model.m_qenStatus = object.field(QStringLiteral("qenStatus")).integer();
-    model.m_userid = object.field(QStringLiteral("userid")).string();
-    model.m_username = object.field(QStringLiteral("username")).string();
-    model.m_islogout = object.field(QStringLiteral("islogout")).integer();
-    model.m_ticketState = object.field(QStringLiteral("ticket_state")).integer();
-    model.m_networkType = object.field(QStringLiteral("networkType")).integer();
-    model.m_loginType = object.field(QStringLiteral("loginType")).integer();
-    model.m_domainName = object.field(QStringLiteral("domainName")).string();
+    model.m_ticket = object.field(u"ticket"_s).string();
+    model.m_qenStatus = object.field(u"qenStatus"_s).integer();
+    model.m_userid = object.field(u"userid"_s).string();
+    model.m_username = object.field(u"username"_s).string();
+    model.m_islogout = object.field(u"islogout"_s).integer();
+    model.m_ticketState = object.field(u"ticket_state"_s).integer();
+    model.m_networkType = object.field(u"networkType"_s).integer();
+    model.m_loginType = object.field(u"loginType"_s).integer();
+    model.m_domainName = object.field(u"domainName"_s).string();
     return model;
 }
 
 QString AccountModel::modelSavePathWithCheck(bool check, const QString& rootPath) {
-    const QString folder = rootPath + QStringLiteral("/QenCloudL");
+    const QString folder = rootPath + u"/QenCloudL"_s;
     if (check)
         Platform::makeFolder(folder);
-    return folder + QStringLiteral("/login.archive");
+    return folder + u"/login.archive"_s;
 }
 
 std::optional<AccountModel> AccountModel::currentModel(const QString& rootPath) {
-    const auto root = unarchiveObjectWithFile(modelSavePathWithCheck(false, rootPath),
-                                              {"NSString", "AccountModel", "NSValue", "NSNull"});
+    const auto root = unarchiveObjectWithFile(
+        modelSavePathWithCheck(false, rootPath), {"NSString", "AccountModel", "NSValue", "NSNull"});
     return root ? decoded(*root) : std::nullopt;
 }
 

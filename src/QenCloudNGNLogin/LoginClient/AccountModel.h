@@ -54,8 +54,8 @@ public:
     /// True only when the file existed and is gone.
     static bool deleteCurrentModel(const QString& rootPath = AccountModelHelper::helper().rootPath());
     /// Path of "login.archive"; with @p check its folder is made first.
-    static QString modelSavePathWithCheck(bool check,
-                                          const QString& rootPath = AccountModelHelper::helper().rootPath());
+    static QString modelSavePathWithCheck(
+        bool check, const QString& rootPath = AccountModelHelper::helper().rootPath());
     static bool supportsSecureCoding() { return true; }
 
     Platform::ArchiveValue encoded() const;

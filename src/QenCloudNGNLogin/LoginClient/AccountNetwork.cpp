@@ -12,6 +12,8 @@
 
 #include <condition_variable>
 
+using namespace Qt::StringLiterals;
+
 using Platform::Error;
 using Platform::HttpSession;
 
@@ -23,15 +25,15 @@ constexpr double ProbeTimeout = 2.0;
 constexpr double PingTimeout = 5.0;
 constexpr std::chrono::seconds ProbeWait{3};
 
-const QString PingPath = QStringLiteral("/qen/ping");
-const QString ScanPath = QStringLiteral("/api/public/clientlogin/scan_login?v=");
+const QString PingPath = u"/qen/ping"_s;
+const QString ScanPath = u"/api/public/clientlogin/scan_login?v="_s;
 
 QString orNull(const QString& text) {
-    return text.isNull() ? QStringLiteral("(null)") : text;
+    return text.isNull() ? u"(null)"_s : text;
 }
 
 QString requestUrl(const QString& server, quint64 port, const QString& path) {
-    return QStringLiteral("http://%1:%2%3").arg(orNull(server), QString::number(port), path);
+    return u"http://%1:%2%3"_s.arg(orNull(server), QString::number(port), path);
 }
 
 /// Outcome of one probe, shared with a handler that may come late.
@@ -45,8 +47,7 @@ struct Probe {
 
 AccountManager& AccountManager::shareManager() {
     static auto* instance = new AccountManager({QenServerConfig::sharedInstance(), QenAnalyseDomain::sharedInstance(),
-                                                ITDevice::currentDevice(), QenLogHelper::sharedInstance(),
-                                                Platform::Paths::applicationSupport()});
+        ITDevice::currentDevice(), QenLogHelper::sharedInstance(), Platform::Paths::applicationSupport()});
     return *instance;
 }
 
@@ -62,7 +63,7 @@ std::optional<QString> AccountManager::GetReqeustUrlWithPath(const QString& path
     m_world.config.readServerConfig();
     // The intranet pair decides even when the extranet one is then used.
     if (m_world.config.intranet_server().isNull() || m_world.config.intranet_port() == 0) {
-        m_world.log.writeLog(QStringLiteral("Service Config no compliance,UrlStr==nil"));
+        m_world.log.writeLog(u"Service Config no compliance,UrlStr==nil"_s);
         return std::nullopt;
     }
     return requestUrl(m_world.config.AcountIP_Config(), m_world.config.AcountIP_Port(), path);
@@ -76,15 +77,15 @@ QString AccountManager::requestUrlWithPath(const QString& path) {
 
 bool AccountManager::isReachable(const QString& probeUrl) {
     const auto probe = std::make_shared<Probe>();
-    createAFHTTPSessionMgr().sendForJson({.url = probeUrl, .timeout = ProbeTimeout},
-                                         [probe](const QJsonObject&, const Error& error) {
-                                             const std::lock_guard lock(probe->mutex);
-                                             probe->success = !error;
-                                             // A failure does not end the wait, on purpose: a failed probe always costs
-                                             // the full time.
-                                             if (!error)
-                                                 probe->answered.notify_all();
-                                         });
+    createAFHTTPSessionMgr().sendForJson(
+        {.url = probeUrl, .timeout = ProbeTimeout}, [probe](const QJsonObject&, const Error& error) {
+            const std::lock_guard lock(probe->mutex);
+            probe->success = !error;
+            // A failure does not end the wait, on purpose: a failed probe always costs
+            // the full time.
+            if (!error)
+                probe->answered.notify_all();
+        });
     std::unique_lock lock(probe->mutex);
     return probe->answered.wait_for(lock, ProbeWait, [&] { return probe->success; });
 }
@@ -93,7 +94,7 @@ void AccountManager::NetWorkType(const std::function<void(int)>& completion) {
     QenServerConfig& config = m_world.config;
     config.readServerConfig();
     if (config.domain_server().isNull() || config.domain_port() == 0) {
-        m_world.log.writeLog(QStringLiteral("没有配置IP和端口"));
+        m_world.log.writeLog(u"没有配置IP和端口"_s);
         return;
     }
     const QString intranet = requestUrl(config.intranet_server(), config.intranet_port(), PingPath);
@@ -101,12 +102,11 @@ void AccountManager::NetWorkType(const std::function<void(int)>& completion) {
     const bool isIntranet = isReachable(intranet);
     const bool isExtranet = !isIntranet && isReachable(extranet);
     if (isExtranet) {
-        m_world.log.writeLog(QStringLiteral("[AccountManager] QenCloud networktpye is Extranet URL:%1").arg(extranet));
+        m_world.log.writeLog(u"[AccountManager] QenCloud networktpye is Extranet URL:%1"_s.arg(extranet));
     } else if (isIntranet) {
-        m_world.log.writeLog(QStringLiteral("[AccountManager] QenCloud networktpye is Intranet URL:%1").arg(intranet));
+        m_world.log.writeLog(u"[AccountManager] QenCloud networktpye is Intranet URL:%1"_s.arg(intranet));
     } else {
-        m_world.log.writeLog(
-            QStringLiteral("[AccountManager] QenCloud networktpye is no network,The default is Intranet"));
+        m_world.log.writeLog(u"[AccountManager] QenCloud networktpye is no network,The default is Intranet"_s);
     }
     completion(isExtranet ? 1 : 0);
 }
@@ -118,12 +118,12 @@ void AccountManager::pingServerResult(std::function<void(bool)> completion) {
         completion(false);
         return;
     }
-    start({.url = *url, .timeout = PingTimeout}, [this, completion = std::move(completion)](const QJsonObject& answer,
-                                                                                            const Error& error) {
-        m_world.log.writeLog(error ? QStringLiteral("ping server faild with error:%1").arg(error.logText())
-                                   : QStringLiteral("ping server success with response:%1").arg(redacted(answer)));
-        completion(!error);
-    });
+    start({.url = *url, .timeout = PingTimeout},
+        [this, completion = std::move(completion)](const QJsonObject& answer, const Error& error) {
+            m_world.log.writeLog(error ? u"ping server faild with error:%1"_s.arg(error.logText())
+                                       : u"ping server success with response:%1"_s.arg(redacted(answer)));
+            completion(!error);
+        });
 }
 
 std::optional<QString> AccountManager::createQRPath() {
@@ -134,14 +134,14 @@ std::optional<QString> AccountManager::createQRPath() {
         return std::nullopt;
     m_world.domain.analyseServerConfig(server);
     const QString parameters = QenUrlEncode::urlencodWithData(SealedBody::encryptResquestParams(qrParameters()));
-    return QStringLiteral("https://%1:%2%3%4%5")
-        .arg(m_world.domain.domain_config(), QString::number(port), m_world.domain.path_config(), ScanPath, parameters);
+    return u"https://%1:%2%3%4%5"_s.arg(
+        m_world.domain.domain_config(), QString::number(port), m_world.domain.path_config(), ScanPath, parameters);
 }
 
 QImage AccountManager::createQRForString(double side) {
     const auto text = createQRPath();
     if (!text)
         return {};
-    m_world.log.writeLog(QStringLiteral("[AccountManager] QenCloud create QR string:%1").arg(*text), TraceLine);
+    m_world.log.writeLog(u"[AccountManager] QenCloud create QR string:%1"_s.arg(*text), TraceLine);
     return qrCodeImage(text->toUtf8(), side);
 }

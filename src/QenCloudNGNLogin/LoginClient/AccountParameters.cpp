@@ -7,10 +7,12 @@
 
 #include <ctime>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int TraceLine = 32;
-const QString DeviceType = QStringLiteral("PC");
+const QString DeviceType = u"PC"_s;
 
 QString getNowTimeTimestamp() {
     timespec now{};
@@ -22,11 +24,10 @@ QString getNowTimeTimestamp() {
 } // namespace
 
 QString AccountManager::getSoleID() {
-    const auto stored =
-        unarchiveObjectWithFile(m_world.applicationSupport + QStringLiteral("/QenCloudL/soleid.archive"));
+    const auto stored = unarchiveObjectWithFile(m_world.applicationSupport + u"/QenCloudL/soleid.archive"_s);
     const QString soleId = stored && stored->isString() ? stored->string() : QString();
-    m_world.log.writeLog(QStringLiteral("[AccountManager] QenCloud get soleID:%1").arg(soleId), TraceLine);
-    return soleId.isNull() ? QString(QLatin1String("")) : soleId;
+    m_world.log.writeLog(u"[AccountManager] QenCloud get soleID:%1"_s.arg(soleId), TraceLine);
+    return soleId.isNull() ? QString(""_L1) : soleId;
 }
 
 void AccountManager::GetMacAndIP() {
@@ -53,14 +54,9 @@ QString AccountManager::deviceId() {
 /// What login, password reset and the text of the QR code say of the device.
 QJsonObject AccountManager::deviceParameters() {
     GetMacAndIP();
-    return {{"device_type", DeviceType},
-            {"deviceid", deviceId()},
-            {"hostname", m_world.device.machineName()},
-            {"ip", login_ip()},
-            {"mac", login_Mac()},
-            {"os", m_world.device.osName()},
-            {"timestamp", getNowTimeTimestamp()},
-            {"soleid", getSoleID()}};
+    return {{"device_type", DeviceType}, {"deviceid", deviceId()}, {"hostname", m_world.device.machineName()},
+        {"ip", login_ip()}, {"mac", login_Mac()}, {"os", m_world.device.osName()}, {"timestamp", getNowTimeTimestamp()},
+        {"soleid", getSoleID()}};
 }
 
 QJsonObject AccountManager::createAccountUrl(const QJsonObject& parameters) {
@@ -76,7 +72,7 @@ QJsonObject AccountManager::createAccountUrl(const QJsonObject& parameters) {
 
 QJsonObject AccountManager::encodeResetPassword(const QJsonObject& parameters) {
     QJsonObject sealed = deviceParameters();
-    for (const auto& key : {QStringLiteral("userid"), QStringLiteral("old_password"), QStringLiteral("password")})
+    for (const auto& key : {u"userid"_s, u"old_password"_s, u"password"_s})
         sealed.insert(key, parameters.value(key));
     sealed.insert(u"logintype", 0);
     return sealed;
@@ -86,20 +82,14 @@ QJsonObject AccountManager::checkTicketParam(const QString& ticket) {
     GetMacAndIP();
     const auto account = AccountModel::currentModel(m_world.applicationSupport);
     const QString userId = account ? account->userid() : QString();
-    return {{"ticket", ticket},
-            {"hostname", m_world.device.machineName()},
-            {"mac", login_Mac()},
-            {"userid", userId.isNull() ? QString(QLatin1String("")) : userId},
-            {"deviceid", deviceId()}};
+    return {{"ticket", ticket}, {"hostname", m_world.device.machineName()}, {"mac", login_Mac()},
+        {"userid", userId.isNull() ? QString(""_L1) : userId}, {"deviceid", deviceId()}};
 }
 
 QJsonObject AccountManager::checkStatusParam(qint64 clientoper) {
     GetMacAndIP();
-    return {{"hostname", m_world.device.machineName()},
-            {"deviceid", deviceId()},
-            {"mac", login_Mac()},
-            {"clientoper", clientoper},
-            {"soleid", getSoleID()}};
+    return {{"hostname", m_world.device.machineName()}, {"deviceid", deviceId()}, {"mac", login_Mac()},
+        {"clientoper", clientoper}, {"soleid", getSoleID()}};
 }
 
 QJsonObject AccountManager::qrParameters() {

@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 std::optional<qint64> truncated(double number) {
@@ -16,7 +18,7 @@ std::optional<qint64> truncated(double number) {
 } // namespace
 
 std::optional<qint64> integerValue(const QString& text) {
-    static const QRegularExpression leading(QStringLiteral("^\\s*([+-]?[0-9]+)"));
+    static const QRegularExpression leading(u"^\\s*([+-]?[0-9]+)"_s);
     const QRegularExpressionMatch match = leading.match(text);
     if (!match.hasMatch())
         return std::nullopt;

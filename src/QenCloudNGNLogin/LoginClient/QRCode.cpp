@@ -22,8 +22,8 @@ QImage modules(const QRcode& code) {
 
 QImage qrCodeImage(const QByteArray& text, double side) {
     const std::unique_ptr<QRcode, decltype(&QRcode_free)> code(
-        QRcode_encodeData(static_cast<int>(text.size()), reinterpret_cast<const unsigned char*>(text.constData()), 0,
-                          QR_ECLEVEL_M),
+        QRcode_encodeData(
+            static_cast<int>(text.size()), reinterpret_cast<const unsigned char*>(text.constData()), 0, QR_ECLEVEL_M),
         QRcode_free);
     const int pixels = qRound(side * PixelsPerPoint);
     if (!code || pixels <= 0)

@@ -6,11 +6,13 @@
 
 #include <QFile>
 
+using namespace Qt::StringLiterals;
+
 using Platform::ArchiveValue;
 
 namespace {
 
-const QString ClassName = QStringLiteral("QenNetworkInfoModel");
+const QString ClassName = u"QenNetworkInfoModel"_s;
 
 } // namespace
 
@@ -21,14 +23,14 @@ QString QenNetworkInfoModel::defaultFolder() {
 QString QenNetworkInfoModel::modelSavePathWithCheck(bool check, const QString& folder) {
     if (check)
         Platform::makeFolder(folder);
-    return folder + QStringLiteral("/record_server.archive");
+    return folder + u"/record_server.archive"_s;
 }
 
 ArchiveValue QenNetworkInfoModel::encoded() const {
     ArchiveValue object = ArchiveValue::object(ClassName);
-    object.setField(QStringLiteral("networkType"), networkType);
-    object.setField(QStringLiteral("record_server"), record_server);
-    object.setField(QStringLiteral("record_port"), record_port);
+    object.setField(u"networkType"_s, networkType);
+    object.setField(u"record_server"_s, record_server);
+    object.setField(u"record_port"_s, record_port);
     return object;
 }
 
@@ -36,9 +38,9 @@ std::optional<QenNetworkInfoModel> QenNetworkInfoModel::decoded(const ArchiveVal
     if (!object.isObject() || object.className() != ClassName)
         return std::nullopt;
     QenNetworkInfoModel model;
-    model.networkType = object.field(QStringLiteral("networkType")).integer();
-    model.record_server = object.field(QStringLiteral("record_server")).string();
-    model.record_port = object.field(QStringLiteral("record_port")).integer();
+    model.networkType = object.field(u"networkType"_s).integer();
+    model.record_server = object.field(u"record_server"_s).string();
+    model.record_port = object.field(u"record_port"_s).integer();
     return model;
 }
 

@@ -4,6 +4,8 @@
 
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 class ArchiveValue;
 }
@@ -12,7 +14,7 @@ class ArchiveValue;
 class QenNetworkInfoModel final {
 public:
     qint64 networkType = 0;
-    QString record_server = QLatin1String("");
+    QString record_server = ""_L1;
     qint64 record_port = 0;
 
     /// @param folder  the agent's data folder

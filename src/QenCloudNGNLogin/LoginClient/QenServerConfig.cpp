@@ -4,6 +4,8 @@
 #include "IntegerValue.h"
 #include "Paths.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr quint64 DefaultDomainPort = 443;
@@ -14,8 +16,8 @@ QenServerConfig::QenServerConfig(QString configFile, QString userState)
     : m_configFile(std::move(configFile)), m_userState(std::move(userState)) {}
 
 QenServerConfig& QenServerConfig::sharedInstance() {
-    static auto* instance = new QenServerConfig(Platform::Paths::agentState() + QStringLiteral("/.QenConfig"),
-                                                Platform::Paths::userState());
+    static auto* instance =
+        new QenServerConfig(Platform::Paths::agentState() + u"/.QenConfig"_s, Platform::Paths::userState());
     return *instance;
 }
 
@@ -44,8 +46,8 @@ void QenServerConfig::updateServerConfig() {
 }
 
 bool QenServerConfig::isExtranetChosen() const {
-    const auto marker = unarchiveObjectWithFile(m_userState + QStringLiteral("/netType.archive"));
-    return marker && marker->isString() && marker->string() == QStringLiteral("1");
+    const auto marker = unarchiveObjectWithFile(m_userState + u"/netType.archive"_s);
+    return marker && marker->isString() && marker->string() == u"1"_s;
 }
 
 QString QenServerConfig::AcountIP_Config() const {

@@ -18,7 +18,7 @@ class Deflater {
 public:
     Deflater()
         : m_ready(deflateInit2(&m_stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, WindowBits, MemoryLevel,
-                               Z_DEFAULT_STRATEGY) == Z_OK) {}
+                      Z_DEFAULT_STRATEGY) == Z_OK) {}
     Deflater(const Deflater&) = delete;
     Deflater& operator=(const Deflater&) = delete;
     ~Deflater() {

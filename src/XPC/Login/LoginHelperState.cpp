@@ -14,6 +14,8 @@
 
 #include <ctime>
 
+using namespace Qt::StringLiterals;
+
 // What lies on disk: the record, the sole id, the markers for the agent, and the agent's own files.
 
 namespace {
@@ -33,8 +35,8 @@ QString QenCloudLoginHelper::stateFile(const QString& name) const {
     return m_world.folders.userState() + u'/' + name;
 }
 
-void QenCloudLoginHelper::replaceState(const QString& name, const Platform::ArchiveValue& root,
-                                       Platform::Durability durability) {
+void QenCloudLoginHelper::replaceState(
+    const QString& name, const Platform::ArchiveValue& root, Platform::Durability durability) {
     Platform::makeFolder(m_world.folders.userState());
     archiveRootObject(root, stateFile(name), durability);
 }
@@ -50,7 +52,7 @@ bool QenCloudLoginHelper::iflogin() const {
 }
 
 bool QenCloudLoginHelper::ifOldLogin() const {
-    return QFile::exists(stateFile(QStringLiteral("login.archive"))) && !iflogin();
+    return QFile::exists(stateFile(u"login.archive"_s)) && !iflogin();
 }
 
 qint64 QenCloudLoginHelper::currentLoginType() const {
@@ -63,39 +65,38 @@ bool QenCloudLoginHelper::isDomainAutoLogin() const {
 }
 
 bool QenCloudLoginHelper::isHideTray() const {
-    const QVariant flag = agentFile(QStringLiteral("hideqenswitch.archive"));
-    return flag.typeId() == QMetaType::QString && flag.toString() == QStringLiteral("1");
+    const QVariant flag = agentFile(u"hideqenswitch.archive"_s);
+    return flag.typeId() == QMetaType::QString && flag.toString() == u"1"_s;
 }
 
 bool QenCloudLoginHelper::iShowOTP() const {
-    const QVariant flag =
-        agentFile(QStringLiteral("userlogin.archive")).toMap().value(QStringLiteral("double_factor_auth"));
-    return flag.typeId() == QMetaType::QString && flag.toString() == QStringLiteral("1");
+    const QVariant flag = agentFile(u"userlogin.archive"_s).toMap().value(u"double_factor_auth"_s);
+    return flag.typeId() == QMetaType::QString && flag.toString() == u"1"_s;
 }
 
 int QenCloudLoginHelper::selectBtnTag() const {
-    const QVariantMap methods = agentFile(QStringLiteral("userlogin.archive")).toMap();
-    const qint64 qrCode = integerValue(methods.value(QStringLiteral("qrcode_login"))).value_or(0);
-    const qint64 account = integerValue(methods.value(QStringLiteral("pc_account_login"))).value_or(0);
+    const QVariantMap methods = agentFile(u"userlogin.archive"_s).toMap();
+    const qint64 qrCode = integerValue(methods.value(u"qrcode_login"_s)).value_or(0);
+    const qint64 account = integerValue(methods.value(u"pc_account_login"_s)).value_or(0);
     return account == 1 && qrCode == 0 ? 1 : 0;
 }
 
 QVariant QenCloudLoginHelper::AppMgrList() const {
-    return agentFile(QStringLiteral("appmgrlist.archive"));
+    return agentFile(u"appmgrlist.archive"_s);
 }
 
 QVariantList QenCloudLoginHelper::TrustedsAppList() const {
-    return agentFile(QStringLiteral("ngncloudlist.archive")).toMap().value(QStringLiteral("trustedapp")).toList();
+    return agentFile(u"ngncloudlist.archive"_s).toMap().value(u"trustedapp"_s).toList();
 }
 
 std::optional<QString> QenCloudLoginHelper::joinedDomainName() {
     const Platform::ScriptRunner script(
-        QStringLiteral("do shell script \"dsconfigad -show | grep 'Active Directory Domain' | awk '{print $5}'\""));
+        u"do shell script \"dsconfigad -show | grep 'Active Directory Domain' | awk '{print $5}'\""_s);
     Platform::Error error;
     const QString text = script.execute(&error);
     if (error) {
         m_world.log.writeLog(
-            QStringLiteral("Check join domain script excute failed with error: %1").arg(error.logText()), DomainLine);
+            u"Check join domain script excute failed with error: %1"_s.arg(error.logText()), DomainLine);
         return std::nullopt;
     }
     return text.isEmpty() ? std::nullopt : std::optional(text);
@@ -113,31 +114,31 @@ QString QenCloudLoginHelper::stringToMD5(const QString& text) {
 }
 
 void QenCloudLoginHelper::createSoleidAndSave() {
-    const QString name = QStringLiteral("soleid.archive");
+    const QString name = u"soleid.archive"_s;
     if (QFile::exists(stateFile(name)) || iflogin())
         return;
     const quint32 random = QRandomGenerator::system()->generate() % RandomRange + 1;
     const QString seed = m_world.device.machineName() + getNowTimestamp() + QString::number(random) +
-                         m_world.device.uuid() + m_world.device.macAddresses().join(u';');
+        m_world.device.uuid() + m_world.device.macAddresses().join(u';');
     replaceState(name, stringToMD5(seed), Platform::Durability::Synced);
 }
 
 std::optional<QString> QenCloudLoginHelper::getSoleID() const {
-    const auto root = unarchiveObjectWithFile(stateFile(QStringLiteral("soleid.archive")));
+    const auto root = unarchiveObjectWithFile(stateFile(u"soleid.archive"_s));
     return root && root->isString() ? std::optional(root->string()) : std::nullopt;
 }
 
 void QenCloudLoginHelper::removeSoleID() {
-    QFile::remove(stateFile(QStringLiteral("soleid.archive")));
+    QFile::remove(stateFile(u"soleid.archive"_s));
 }
 
 void QenCloudLoginHelper::reloadZelVPN() {
-    replaceState(QStringLiteral("userpolicy.archive"), QStringLiteral("userPolicyRequest"));
+    replaceState(u"userpolicy.archive"_s, u"userPolicyRequest"_s);
 }
 
 void QenCloudLoginHelper::creatNetworkTpye(int type) {
     // Replaced in one step rather than removed first: a reader in between sees the old choice, never none.
-    replaceState(QStringLiteral("netType.archive"), QString::number(type));
+    replaceState(u"netType.archive"_s, QString::number(type));
 }
 
 void QenCloudLoginHelper::saveRecord(const QJsonObject& data, qint64 status, LoginType type) {
@@ -151,7 +152,7 @@ void QenCloudLoginHelper::saveRecord(const QJsonObject& data, qint64 status, Log
 }
 
 void QenCloudLoginHelper::invalidate(const std::optional<AccountModel>& before) {
-    const QString file = stateFile(QStringLiteral("login.archive"));
+    const QString file = stateFile(u"login.archive"_s);
     // A domain session is never ended this way.
     if (!QFile::exists(file) || !before || before->loginType() == static_cast<qint64>(LoginType::Domain))
         return;
@@ -172,16 +173,12 @@ void QenCloudLoginHelper::existZelVPN(const std::function<void()>& done) {
 
 void QenCloudLoginHelper::stopVpn(const std::shared_ptr<void>& end) {
     QString running;
-    TaskHelper::sharedInstance().excuteTaskPath(
-        QStringLiteral("/bin/bash"),
-        {QStringLiteral("-c"),
-         QStringLiteral("/bin/ps aux | grep -w '%1' | grep -v 'grep'").arg(m_world.folders.vpnExecutable)},
-        &running, nullptr);
+    TaskHelper::sharedInstance().excuteTaskPath(u"/bin/bash"_s,
+        {u"-c"_s, u"/bin/ps aux | grep -w '%1' | grep -v 'grep'"_s.arg(m_world.folders.vpnExecutable)}, &running,
+        nullptr);
     if (running.isEmpty())
         return;
-    const auto refused = [this] {
-        m_world.log.writeLog(QStringLiteral("[QenCloudLoginHelper] QenCloud Vindor Access Fail!!!"));
-    };
+    const auto refused = [this] { m_world.log.writeLog(u"[QenCloudLoginHelper] QenCloud Vindor Access Fail!!!"_s); };
     AgentAccessLink* agent = m_world.links.agent;
     if (!agent) {
         refused();
@@ -200,10 +197,10 @@ void QenCloudLoginHelper::stopVpn(const std::shared_ptr<void>& end) {
 
 QString QenCloudLoginHelper::stopOutcome(const QJsonObject& answer, const Platform::Error& error) {
     if (error)
-        return QStringLiteral("[QenCloudLoginHelper] QenCloud Vindor Stop Fail: %1").arg(error.logText());
+        return u"[QenCloudLoginHelper] QenCloud Vindor Stop Fail: %1"_s.arg(error.logText());
     const auto code = integerValue(answer.value(u"code"));
     if (code == 0)
-        return QStringLiteral("[QenCloudLoginHelper] QenCloud Vindor Stop Success!!!");
-    return QStringLiteral("[QenCloudLoginHelper] QenCloud Vindor Stop Fail:code = %1")
-        .arg(code ? QString::number(*code) : QStringLiteral("(null)"));
+        return u"[QenCloudLoginHelper] QenCloud Vindor Stop Success!!!"_s;
+    return u"[QenCloudLoginHelper] QenCloud Vindor Stop Fail:code = %1"_s.arg(
+        code ? QString::number(*code) : u"(null)"_s);
 }

@@ -15,19 +15,19 @@ public:
     /// @param status  0 when access is granted
     virtual void startRequestAccess(std::function<void(int status)> completion) = 0;
     /// @param answer  holds an integer "code", 0 on success
-    virtual void
-    stopSmartAgent(std::function<void(const QJsonObject& answer, const Platform::Error& error)> completion) = 0;
+    virtual void stopSmartAgent(
+        std::function<void(const QJsonObject& answer, const Platform::Error& error)> completion) = 0;
 };
 
 /// Network access control: certificates and profiles.
 class NetworkAccessLink {
 public:
     virtual ~NetworkAccessLink() = default;
-    virtual void
-    requestGeneralConfig(std::function<void(const QJsonObject& answer, const Platform::Error& error)> completion) = 0;
+    virtual void requestGeneralConfig(
+        std::function<void(const QJsonObject& answer, const Platform::Error& error)> completion) = 0;
     virtual void checkiNacNecessaryWithUrl(const QString& url, std::function<void(bool)> completion) = 0;
-    virtual void executeInacTaskWithUserName(const QString& userName, const QString& ticket, const QJsonArray& ssids,
-                                             const QString& url) = 0;
+    virtual void executeInacTaskWithUserName(
+        const QString& userName, const QString& ticket, const QJsonArray& ssids, const QString& url) = 0;
     virtual void installStaticMobileconfig() = 0;
 };
 

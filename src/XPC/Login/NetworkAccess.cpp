@@ -19,8 +19,8 @@ void NetworkAccess::checkiNacNecessaryWithUrl(const QString& url, std::function<
     m_manager.checkiNacNecessaryWithUrl(url, std::move(completion));
 }
 
-void NetworkAccess::executeInacTaskWithUserName(const QString& userName, const QString& ticket, const QJsonArray& ssids,
-                                                const QString& url) {
+void NetworkAccess::executeInacTaskWithUserName(
+    const QString& userName, const QString& ticket, const QJsonArray& ssids, const QString& url) {
     m_manager.executeInacTaskWithUserName(userName, ticket, ssids, url);
 }
 

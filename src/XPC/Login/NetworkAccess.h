@@ -16,8 +16,8 @@ public:
         std::function<void(const QJsonObject& answer, const Platform::Error& error)> completion) override;
     /// Completes on a background queue.
     void checkiNacNecessaryWithUrl(const QString& url, std::function<void(bool)> completion) override;
-    void executeInacTaskWithUserName(const QString& userName, const QString& ticket, const QJsonArray& ssids,
-                                     const QString& url) override;
+    void executeInacTaskWithUserName(
+        const QString& userName, const QString& ticket, const QJsonArray& ssids, const QString& url) override;
     void installStaticMobileconfig() override;
 
 private:

@@ -16,6 +16,8 @@
 
 #include <condition_variable>
 
+using namespace Qt::StringLiterals;
+
 using Platform::Error;
 
 namespace {
@@ -38,7 +40,7 @@ std::optional<qint64> stateOf(const QJsonObject& answer) {
 /// The answer, of which the unsealed parts are mutable throughout.
 Platform::ArchiveValue policyRecord(const QJsonObject& answer) {
     auto record = Platform::ArchiveValue::fromJson(answer).asMutable();
-    for (const auto& key : {QStringLiteral("data"), QStringLiteral("office_data")}) {
+    for (const auto& key : {u"data"_s, u"office_data"_s}) {
         if (const auto& part = record.value(key); !part.isNothing())
             record.insert(key, part.asDeeplyMutable());
     }
@@ -55,13 +57,9 @@ bool signsIn(const QJsonObject& answer) {
 QenCloudLoginHelper::QenCloudLoginHelper(World world) : m_world(std::move(world)) {}
 
 QenCloudLoginHelper& QenCloudLoginHelper::sharedInstance() {
-    static auto* instance = new QenCloudLoginHelper(
-        {QenCloudNGNLogin::sharedInstance(),
-         AccountManager::shareManager(),
-         ITDevice::currentDevice(),
-         QenLogHelper::sharedInstance(),
-         LoginFolders::standard(),
-         {&QenCloudTicketHelper::sharedInstance(), &VindorClient::sharedInstance(), &NetworkAccess::sharedInstance()}});
+    static auto* instance = new QenCloudLoginHelper({QenCloudNGNLogin::sharedInstance(), AccountManager::shareManager(),
+        ITDevice::currentDevice(), QenLogHelper::sharedInstance(), LoginFolders::standard(),
+        {&QenCloudTicketHelper::sharedInstance(), &VindorClient::sharedInstance(), &NetworkAccess::sharedInstance()}});
     return *instance;
 }
 
@@ -82,25 +80,27 @@ void QenCloudLoginHelper::callLoginBlock(bool signedIn) {
 
 void QenCloudLoginHelper::login(const QJsonObject& parameters, Completion complete) {
     createSoleidAndSave();
-    m_world.server.loginAccount(parameters, [this, busy = m_pending.token(), complete = std::move(complete)](
-                                                const QJsonObject& answer, const Error& error) {
-        if (error)
-            Platform::systemLog(error.logText());
-        else
-            finishSignIn(answer, true);
-        complete(answer, error);
-    });
+    m_world.server.loginAccount(parameters,
+        [this, busy = m_pending.token(), complete = std::move(complete)](
+            const QJsonObject& answer, const Error& error) {
+            if (error)
+                Platform::systemLog(error.logText());
+            else
+                finishSignIn(answer, true);
+            complete(answer, error);
+        });
 }
 
 void QenCloudLoginHelper::resetPassword(const QJsonObject& parameters, Completion complete) {
-    m_world.server.ResetPasswordState(parameters, [this, busy = m_pending.token(), complete = std::move(complete)](
-                                                      const QJsonObject& answer, const Error& error) {
-        if (error)
-            Platform::systemLog(error.logText());
-        else
-            finishSignIn(answer, false);
-        complete(answer, error);
-    });
+    m_world.server.ResetPasswordState(parameters,
+        [this, busy = m_pending.token(), complete = std::move(complete)](
+            const QJsonObject& answer, const Error& error) {
+            if (error)
+                Platform::systemLog(error.logText());
+            else
+                finishSignIn(answer, false);
+            complete(answer, error);
+        });
 }
 
 void QenCloudLoginHelper::finishSignIn(const QJsonObject& answer, bool fetchPolicy) {
@@ -124,9 +124,9 @@ void QenCloudLoginHelper::loginSuccessToSaveAndLoadVPN(const QJsonObject& answer
 void QenCloudLoginHelper::CheckQRLoginState(Completion complete) {
     const auto before = AccountModel::currentModel(m_world.folders.applicationSupport);
     const qint64 clientoper = before && !before->userid().isNull() ? before->islogout() : 0;
-    m_world.server.startCheckQRLoginState(
-        clientoper, [this, busy = m_pending.token(), before, complete = std::move(complete)](const QJsonObject& answer,
-                                                                                             const Error& error) {
+    m_world.server.startCheckQRLoginState(clientoper,
+        [this, busy = m_pending.token(), before, complete = std::move(complete)](
+            const QJsonObject& answer, const Error& error) {
             if (error)
                 Get_network_type(); // the network may have changed
             else if (integerValue(answer.value(u"ret")) == 0)
@@ -170,12 +170,12 @@ void QenCloudLoginHelper::followNetworkAccess(const QString& userName, const QSt
                 address, [this, busy, access, method, userName, ticket, ssids, address](bool present) {
                     if (present)
                         return;
-                    if (method == QStringLiteral("3")) {
+                    if (method == u"3"_s) {
                         access->executeInacTaskWithUserName(userName, ticket, ssids, address);
-                        m_world.log.writeLog(QStringLiteral("[QenCloudLoginHelper] QenCloud inac type 3"));
-                    } else if (method == QStringLiteral("2")) {
+                        m_world.log.writeLog(u"[QenCloudLoginHelper] QenCloud inac type 3"_s);
+                    } else if (method == u"2"_s) {
                         access->installStaticMobileconfig();
-                        m_world.log.writeLog(QStringLiteral("[QenCloudLoginHelper] QenCloud inac type 2"));
+                        m_world.log.writeLog(u"[QenCloudLoginHelper] QenCloud inac type 2"_s);
                     }
                 });
         });
@@ -186,16 +186,17 @@ void QenCloudLoginHelper::checkTicketStatus(Completion complete) {
     if (!record || !iflogin())
         return;
     const QString plain = record->decryptTicket();
-    m_world.server.checkTicket(plain, [this, busy = m_pending.token(), before = *record, plain,
-                                       complete = std::move(complete)](const QJsonObject& answer, const Error& error) {
-        if (!error)
-            handleTicketAnswer(answer, before, plain);
-        complete(answer, error);
-    });
+    m_world.server.checkTicket(plain,
+        [this, busy = m_pending.token(), before = *record, plain, complete = std::move(complete)](
+            const QJsonObject& answer, const Error& error) {
+            if (!error)
+                handleTicketAnswer(answer, before, plain);
+            complete(answer, error);
+        });
 }
 
-void QenCloudLoginHelper::handleTicketAnswer(const QJsonObject& answer, const AccountModel& before,
-                                             const QString& plainTicket) {
+void QenCloudLoginHelper::handleTicketAnswer(
+    const QJsonObject& answer, const AccountModel& before, const QString& plainTicket) {
     const auto ret = integerValue(answer.value(u"ret"));
     // An answer without a result says nothing, so it ends nobody's session.
     if (!ret)
@@ -216,32 +217,31 @@ void QenCloudLoginHelper::handleTicketAnswer(const QJsonObject& answer, const Ac
 }
 
 void QenCloudLoginHelper::logout(const QJsonObject& parameters, Completion complete) {
-    Platform::globalQueue().async([this, busy = m_pending.token(), parameters,
-                                   complete = std::move(complete)]() mutable {
-        m_world.server.logoutAccount(parameters, [this, busy, complete = std::move(complete)](const QJsonObject& answer,
-                                                                                              const Error& error) {
-            if (error) {
-                if (auto record = AccountModel::currentModel(m_world.folders.applicationSupport)) {
-                    record->setIslogout(1);
-                    record->save(m_world.folders.applicationSupport);
-                }
-                m_world.log.writeLog(
-                    QStringLiteral("[QenCloudLoginHelper] QenCloud logout fail because no network!!!"));
-            } else if (integerValue(answer.value(u"ret")) == 0) {
-                handleLogoutAnswer();
-            }
-            complete(answer, error);
-            // The record's own path stands where a folder belongs, on purpose: this file never exists, and
-            // "userpolicy.archive" survives the logout for the agent.
-            QFile::remove(stateFile(QStringLiteral("login.archive")) + QStringLiteral("/QenCloudL/userpolicy.archive"));
+    Platform::globalQueue().async(
+        [this, busy = m_pending.token(), parameters, complete = std::move(complete)]() mutable {
+            m_world.server.logoutAccount(parameters,
+                [this, busy, complete = std::move(complete)](const QJsonObject& answer, const Error& error) {
+                    if (error) {
+                        if (auto record = AccountModel::currentModel(m_world.folders.applicationSupport)) {
+                            record->setIslogout(1);
+                            record->save(m_world.folders.applicationSupport);
+                        }
+                        m_world.log.writeLog(u"[QenCloudLoginHelper] QenCloud logout fail because no network!!!"_s);
+                    } else if (integerValue(answer.value(u"ret")) == 0) {
+                        handleLogoutAnswer();
+                    }
+                    complete(answer, error);
+                    // The record's own path stands where a folder belongs, on purpose: this file never exists, and
+                    // "userpolicy.archive" survives the logout for the agent.
+                    QFile::remove(stateFile(u"login.archive"_s) + u"/QenCloudL/userpolicy.archive"_s);
+                });
         });
-    });
 }
 
 void QenCloudLoginHelper::handleLogoutAnswer() {
     m_isCheckAndShow = false;
     existZelVPN();
-    if (QFile::remove(stateFile(QStringLiteral("login.archive"))))
+    if (QFile::remove(stateFile(u"login.archive"_s)))
         createSoleidAndSave();
     if (m_world.links.ticketService)
         m_world.links.ticketService->closeNgnServerXpc();
@@ -252,8 +252,7 @@ void QenCloudLoginHelper::retrievePassWordWithUserId(const QString& userId, Comp
     m_world.accounts.retrievePassWord({{"user_id", userId}}, std::move(complete));
 }
 
-void QenCloudLoginHelper::checkDomainAccount(
-    const QString& account, const QString& domain,
+void QenCloudLoginHelper::checkDomainAccount(const QString& account, const QString& domain,
     std::function<void(bool, std::optional<QString>, const Error&)> completion) {
     m_world.server.checkDomainAccount(account, domain, std::move(completion));
 }
@@ -281,7 +280,7 @@ void QenCloudLoginHelper::Get_GeneralNGNPolicy() {
         m_world.accounts.GetGeneralNGNPolicyRep([this, busy](const QJsonObject& answer, const Error& error) {
             // This answer's result key is "code", not "ret".
             if (!error && integerValue(answer.value(u"code")) == 0)
-                replaceState(QStringLiteral("NGNPolicy.archive"), policyRecord(answer));
+                replaceState(u"NGNPolicy.archive"_s, policyRecord(answer));
         });
     });
 }
@@ -289,18 +288,17 @@ void QenCloudLoginHelper::Get_GeneralNGNPolicy() {
 void QenCloudLoginHelper::Get_Save_Config() {
     m_world.server.GetgeneralConfig([this, busy = m_pending.token()](const QJsonObject& answer, const Error& error) {
         if (error) {
-            m_world.log.writeLog(QStringLiteral("[QenCloudLoginHelper] QenCloud get General fail!!!"));
+            m_world.log.writeLog(u"[QenCloudLoginHelper] QenCloud get General fail!!!"_s);
             return;
         }
         if (integerValue(answer.value(u"ret")) != 0)
             return;
         const QJsonValue data = answer.value(u"data");
         if (data.isUndefined() || data.isNull())
-            QFile::remove(stateFile(QStringLiteral("GeneralConfig.archive")));
+            QFile::remove(stateFile(u"GeneralConfig.archive"_s));
         else
-            replaceState(QStringLiteral("GeneralConfig.archive"),
-                         Platform::ArchiveValue::fromJson(data).asDeeplyMutable());
-        m_world.log.writeLog(QStringLiteral("[QenCloudLoginHelper] QenCloud get General Success!!!"));
+            replaceState(u"GeneralConfig.archive"_s, Platform::ArchiveValue::fromJson(data).asDeeplyMutable());
+        m_world.log.writeLog(u"[QenCloudLoginHelper] QenCloud get General Success!!!"_s);
     });
 }
 

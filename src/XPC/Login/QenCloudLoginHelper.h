@@ -16,6 +16,8 @@
 #include <mutex>
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 class AccountManager;
 class ITDevice;
 class QenCloudNGNLogin;
@@ -30,7 +32,7 @@ struct LoginFolders {
     /// The VPN component's executable, by whose path its process is found.
     QString vpnExecutable;
 
-    QString userState() const { return applicationSupport + QStringLiteral("/QenCloudL"); }
+    QString userState() const { return applicationSupport + u"/QenCloudL"_s; }
     static LoginFolders standard();
 };
 
@@ -72,7 +74,7 @@ public:
     void resetPassword(const QJsonObject& parameters, Completion complete);
     void retrievePassWordWithUserId(const QString& userId, Completion complete);
     void checkDomainAccount(const QString& account, const QString& domain,
-                            std::function<void(bool, std::optional<QString>, const Platform::Error&)> completion);
+        std::function<void(bool, std::optional<QString>, const Platform::Error&)> completion);
     void pingServerToResult(std::function<void(bool)> result);
 
     void Get_network_type();
@@ -131,7 +133,7 @@ private:
     static QString stopOutcome(const QJsonObject& answer, const Platform::Error& error);
     /// Replaces one of the client's state files in one step; the folder is made when missing.
     void replaceState(const QString& name, const Platform::ArchiveValue& root,
-                      Platform::Durability durability = Platform::Durability::Plain);
+        Platform::Durability durability = Platform::Durability::Plain);
     QString stateFile(const QString& name) const;
     QVariant agentFile(const QString& name) const;
 

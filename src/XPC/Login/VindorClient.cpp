@@ -10,6 +10,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 using Platform::Error;
 using Platform::HttpRequest;
 
@@ -32,7 +34,7 @@ QByteArray trustedText(const QString& path) {
 }
 
 Error notReachable() {
-    return Error(Platform::UrlErrorDomain, Error::CannotConnect, QStringLiteral("无法连接本机代理服务。"));
+    return Error(Platform::UrlErrorDomain, Error::CannotConnect, u"无法连接本机代理服务。"_s);
 }
 
 } // namespace
@@ -40,7 +42,7 @@ Error notReachable() {
 VindorClient::VindorClient(QString portFile, double timeout) : m_portFile(std::move(portFile)), m_timeout(timeout) {}
 
 VindorClient& VindorClient::sharedInstance() {
-    static auto* instance = new VindorClient(Platform::Paths::agentState() + QStringLiteral("/vindor.port"));
+    static auto* instance = new VindorClient(Platform::Paths::agentState() + u"/vindor.port"_s);
     return *instance;
 }
 
@@ -49,33 +51,33 @@ QString VindorClient::urlOf(const QString& path) const {
     const ushort port = trustedText(m_portFile).toUShort(&isNumber);
     if (!isNumber || port == 0 || !Platform::isTrustedListener(port))
         return {};
-    return QStringLiteral("http://127.0.0.1:%1%2").arg(QString::number(port), path);
+    return u"http://127.0.0.1:%1%2"_s.arg(QString::number(port), path);
 }
 
 void VindorClient::startRequestAccess(std::function<void(int)> completion) {
-    const QString url = urlOf(QStringLiteral("/v1/access"));
+    const QString url = urlOf(u"/v1/access"_s);
     if (url.isNull()) {
         completion(NoAccess);
         return;
     }
     m_session.sendForJson({.url = url, .method = "POST", .timeout = m_timeout},
-                          [this, completion = std::move(completion)](const QJsonObject& answer, const Error& error) {
-                              const auto code = integerValue(answer.value(u"code"));
-                              const QString token = answer.value(u"token").toString();
-                              if (error || code != 0 || token.isEmpty()) {
-                                  completion(!error && code && *code != 0 ? static_cast<int>(*code) : NoAccess);
-                                  return;
-                              }
-                              {
-                                  const std::lock_guard lock(m_mutex);
-                                  m_token = token.toUtf8();
-                              }
-                              completion(0);
-                          });
+        [this, completion = std::move(completion)](const QJsonObject& answer, const Error& error) {
+            const auto code = integerValue(answer.value(u"code"));
+            const QString token = answer.value(u"token").toString();
+            if (error || code != 0 || token.isEmpty()) {
+                completion(!error && code && *code != 0 ? static_cast<int>(*code) : NoAccess);
+                return;
+            }
+            {
+                const std::lock_guard lock(m_mutex);
+                m_token = token.toUtf8();
+            }
+            completion(0);
+        });
 }
 
 void VindorClient::stopSmartAgent(std::function<void(const QJsonObject&, const Error&)> completion) {
-    const QString url = urlOf(QStringLiteral("/v1/smartagent/stop"));
+    const QString url = urlOf(u"/v1/smartagent/stop"_s);
     if (url.isNull()) {
         completion({}, notReachable());
         return;

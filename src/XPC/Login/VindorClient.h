@@ -23,8 +23,8 @@ public:
 
     void startRequestAccess(std::function<void(int status)> completion) override;
     /// Needs the access granted before.
-    void
-    stopSmartAgent(std::function<void(const QJsonObject& answer, const Platform::Error& error)> completion) override;
+    void stopSmartAgent(
+        std::function<void(const QJsonObject& answer, const Platform::Error& error)> completion) override;
 
 private:
     /// Null when there is no port to be had.

@@ -10,20 +10,22 @@
 #include <atomic>
 #include <ctime>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString ObjectPath = QStringLiteral("/");
+const QString ObjectPath = u"/"_s;
 // Milliseconds that a service has for taking notice of the end.
 constexpr int CloseLimit = 2000;
 
 QDBusMessage call(const QString& operation) {
-    return QDBusMessage::createMethodCall(Platform::Deployment::TicketServiceName, ObjectPath,
-                                          Platform::Deployment::TicketProtocol, operation);
+    return QDBusMessage::createMethodCall(
+        Platform::Deployment::TicketServiceName, ObjectPath, Platform::Deployment::TicketProtocol, operation);
 }
 
 QString newConnectionName() {
     static std::atomic<int> count{0};
-    return QStringLiteral("mav.ticket.%1").arg(++count);
+    return u"mav.ticket.%1"_s.arg(++count);
 }
 
 double secondsSinceEpoch() {
@@ -95,10 +97,9 @@ void QenCloudTicketHelper::runTicketXPC() {
         if (!bus)
             return;
         const QDBusReply<bool> started =
-            bus->call(call(QStringLiteral("startRunProxy")), QDBus::Block, static_cast<int>(m_replyLimit.count()));
-        m_log.writeLog(started.isValid() && started.value()
-                           ? QStringLiteral("[QenCloudTicketHelper] QenCloud Service run Success")
-                           : QStringLiteral("[QenCloudTicketHelper] QenCloud Service run Fail"));
+            bus->call(call(u"startRunProxy"_s), QDBus::Block, static_cast<int>(m_replyLimit.count()));
+        m_log.writeLog(started.isValid() && started.value() ? u"[QenCloudTicketHelper] QenCloud Service run Success"_s
+                                                            : u"[QenCloudTicketHelper] QenCloud Service run Fail"_s);
     });
 }
 
@@ -108,7 +109,7 @@ bool QenCloudTicketHelper::checkXPCServiceIsReInital() {
     const auto bus = connection();
     if (!bus)
         return false;
-    QDBusMessage message = call(QStringLiteral("checkIsNewConnection"));
+    QDBusMessage message = call(u"checkIsNewConnection"_s);
     message << secondsSinceEpoch();
     const QDBusReply<bool> isNew = bus->call(message, QDBus::Block, static_cast<int>(m_replyLimit.count()));
     return isNew.isValid() && isNew.value();
@@ -124,7 +125,7 @@ void QenCloudTicketHelper::closeNgnServerXpc() {
         return;
     // Behind a start that is still under way, and off the caller's thread.
     m_queue.async([name] {
-        QDBusConnection(name).call(call(QStringLiteral("closeXPCAndProxy")), QDBus::Block, CloseLimit);
+        QDBusConnection(name).call(call(u"closeXPCAndProxy"_s), QDBus::Block, CloseLimit);
         QDBusConnection::disconnectFromBus(name);
     });
 }

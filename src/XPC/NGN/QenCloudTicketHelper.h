@@ -20,8 +20,8 @@ public:
     /// Opens the connection.
     /// @param busAddress  of the session bus; the environment's when empty
     /// @param replyLimit  how long checkXPCServiceIsReInital() waits
-    explicit QenCloudTicketHelper(QenLogHelper& log, QString busAddress = {},
-                                  std::chrono::milliseconds replyLimit = std::chrono::seconds(10));
+    explicit QenCloudTicketHelper(
+        QenLogHelper& log, QString busAddress = {}, std::chrono::milliseconds replyLimit = std::chrono::seconds(10));
     ~QenCloudTicketHelper() override;
     static QenCloudTicketHelper& sharedInstance();
 

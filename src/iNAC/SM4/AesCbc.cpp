@@ -47,8 +47,8 @@ CipherContext makeContext(const EVP_CIPHER* cipher, const unsigned char* key, in
 /// A context of this thread that keeps the schedule of the built-in key and only starts again from the IV: looking up
 /// the cipher and setting the key cost more than a short body does.
 EVP_CIPHER_CTX* builtInContext(int encrypt) {
-    thread_local const CipherContext contexts[2] = {makeContext(EVP_aes_128_cbc(), bytesOf(DefaultKey), 0),
-                                                    makeContext(EVP_aes_128_cbc(), bytesOf(DefaultKey), 1)};
+    thread_local const CipherContext contexts[2] = {
+        makeContext(EVP_aes_128_cbc(), bytesOf(DefaultKey), 0), makeContext(EVP_aes_128_cbc(), bytesOf(DefaultKey), 1)};
     EVP_CIPHER_CTX* context = contexts[encrypt].get();
     if (!context || EVP_CipherInit_ex(context, nullptr, nullptr, nullptr, bytesOf(FixedIv), encrypt) != 1)
         return nullptr;

@@ -3,6 +3,8 @@
 #include <array>
 #include <cstdint>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr qsizetype BytesPerLine = 48; // 64 characters
@@ -47,7 +49,7 @@ const char16_t* decodeGroups(const char16_t* in, const char16_t* end, unsigned c
 
 QString Base64Text::encode(const QByteArray& bytes) {
     if (bytes.isEmpty())
-        return QStringLiteral("");
+        return u""_s;
     const qsizetype characters = (bytes.size() + 2) / 3 * 4;
     const qsizetype breaks = (bytes.size() - 1) / BytesPerLine;
     QString text(characters + 2 * breaks, Qt::Uninitialized);

@@ -32,12 +32,12 @@ struct Material {
 
 bool isUsable(const QString& key, const QString* iv, const QString& text) {
     return key.size() == KeyCharacters && (!iv || iv->size() == KeyCharacters) && !text.isEmpty() &&
-           text.size() < INT_MAX / 4;
+        text.size() < INT_MAX / 4;
 }
 
 /// CBC with an @p iv, ECB without.
 void cryptBlocks(const sm4_context& context, int mode, WipedBytes* iv, std::size_t length, const unsigned char* input,
-                 unsigned char* output) {
+    unsigned char* output) {
     if (iv)
         sm4_crypt_cbc(&context, mode, length, iv->data(), input, output);
     else
@@ -55,13 +55,13 @@ std::optional<QString> encryptBlocks(const QString& key, const QString* iv, cons
     std::memcpy(buffer, plain.data(), plain.size());
     paddingForEncryption(&buffer, plain.size());
 
-    QByteArray cipher(static_cast<qsizetype>(plain.size() / SM4_BLOCK_SIZE * SM4_BLOCK_SIZE + SM4_BLOCK_SIZE),
-                      Qt::Uninitialized);
+    QByteArray cipher(
+        static_cast<qsizetype>(plain.size() / SM4_BLOCK_SIZE * SM4_BLOCK_SIZE + SM4_BLOCK_SIZE), Qt::Uninitialized);
     const auto length = static_cast<std::size_t>(cipher.size());
     sm4_context context;
     sm4_setkey_enc(&context, material.key.data());
     cryptBlocks(context, SM4_ENCRYPT, iv ? &material.iv : nullptr, length, buffer,
-                reinterpret_cast<unsigned char*>(cipher.data()));
+        reinterpret_cast<unsigned char*>(cipher.data()));
     OPENSSL_cleanse(buffer, length);
     std::free(buffer);
     return Base64Text::encode(cipher);
@@ -79,7 +79,7 @@ std::optional<QString> decryptBlocks(const QString& key, const QString* iv, cons
     sm4_context context;
     sm4_setkey_dec(&context, material.key.data());
     cryptBlocks(context, SM4_DECRYPT, iv ? &material.iv : nullptr, length,
-                reinterpret_cast<const unsigned char*>(cipher->constData()), plain.data());
+        reinterpret_cast<const unsigned char*>(cipher->constData()), plain.data());
     std::size_t remaining = 0;
     unpaddingForDecryption(plain.data(), &remaining, length);
     return plain.text(static_cast<qsizetype>(remaining));
@@ -87,8 +87,8 @@ std::optional<QString> decryptBlocks(const QString& key, const QString* iv, cons
 
 /// The bytes of @p input through SM4 in CTR mode, which is the same way there and back; nothing when the library
 /// refuses.
-std::optional<QByteArray> cryptStream(const Material& material, const unsigned char* input, std::size_t length,
-                                      int encrypt) {
+std::optional<QByteArray> cryptStream(
+    const Material& material, const unsigned char* input, std::size_t length, int encrypt) {
     const CipherContext context(EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free);
     if (!context ||
         EVP_CipherInit_ex(context.get(), EVP_sm4_ctr(), nullptr, material.key.data(), material.iv.data(), encrypt) != 1)
@@ -99,8 +99,8 @@ std::optional<QByteArray> cryptStream(const Material& material, const unsigned c
             return std::nullopt;
         EVP_CIPHER_CTX_set_padding(context.get(), 0);
     }
-    QByteArray output(static_cast<qsizetype>(length / SM4_BLOCK_SIZE * SM4_BLOCK_SIZE + SM4_BLOCK_SIZE + 1),
-                      Qt::Uninitialized);
+    QByteArray output(
+        static_cast<qsizetype>(length / SM4_BLOCK_SIZE * SM4_BLOCK_SIZE + SM4_BLOCK_SIZE + 1), Qt::Uninitialized);
     auto* out = reinterpret_cast<unsigned char*>(output.data());
     int written = 0;
     int rest = 0;
@@ -203,8 +203,8 @@ std::optional<QString> VoAlgorithmSM4::decryptionTextWithSM4ECBMode(const QStrin
     return decryptionWithSM4Key(m_key, text);
 }
 
-std::optional<QString> VoAlgorithmSM4::encryptionWithSM4CTRKey(const QString& key, const QString& iv,
-                                                               const QString& encryptionText) {
+std::optional<QString> VoAlgorithmSM4::encryptionWithSM4CTRKey(
+    const QString& key, const QString& iv, const QString& encryptionText) {
     if (!isUsable(key, &iv, encryptionText))
         return std::nullopt;
     const WipedBytes plain(encryptionText.toUtf8());
@@ -214,16 +214,15 @@ std::optional<QString> VoAlgorithmSM4::encryptionWithSM4CTRKey(const QString& ke
     return Base64Text::encode(*cipher);
 }
 
-std::optional<QString> VoAlgorithmSM4::decryptionWithSM4CTRKey(const QString& key, const QString& iv,
-                                                               const QString& decryptionText) {
+std::optional<QString> VoAlgorithmSM4::decryptionWithSM4CTRKey(
+    const QString& key, const QString& iv, const QString& decryptionText) {
     if (!isUsable(key, &iv, decryptionText))
         return std::nullopt;
     const std::optional<QByteArray> cipher = Base64Text::decode(decryptionText);
     if (!cipher)
         return std::nullopt;
-    std::optional<QByteArray> decrypted =
-        cryptStream(Material(key, &iv), reinterpret_cast<const unsigned char*>(cipher->constData()),
-                    static_cast<std::size_t>(cipher->size()), 0);
+    std::optional<QByteArray> decrypted = cryptStream(Material(key, &iv),
+        reinterpret_cast<const unsigned char*>(cipher->constData()), static_cast<std::size_t>(cipher->size()), 0);
     if (!decrypted)
         return std::nullopt;
     const WipedBytes plain(*std::exchange(decrypted, std::nullopt));
@@ -231,16 +230,16 @@ std::optional<QString> VoAlgorithmSM4::decryptionWithSM4CTRKey(const QString& ke
     return plain.text();
 }
 
-std::optional<QString> VoAlgorithmSM4::encryptionWithSM4Key(const QString& key, const QString& iv,
-                                                            const QString& encryptionText) {
+std::optional<QString> VoAlgorithmSM4::encryptionWithSM4Key(
+    const QString& key, const QString& iv, const QString& encryptionText) {
     const std::optional<QString> result = encryptBlocks(key, &iv, encryptionText);
     if (result)
         qInfo("%s", qUtf8Printable(*result));
     return result;
 }
 
-std::optional<QString> VoAlgorithmSM4::decryptionWithSM4Key(const QString& key, const QString& iv,
-                                                            const QString& decryptionText) {
+std::optional<QString> VoAlgorithmSM4::decryptionWithSM4Key(
+    const QString& key, const QString& iv, const QString& decryptionText) {
     return decryptBlocks(key, &iv, decryptionText);
 }
 
@@ -252,14 +251,14 @@ std::optional<QString> VoAlgorithmSM4::decryptionWithSM4Key(const QString& key, 
     return decryptBlocks(key, nullptr, decryptionText);
 }
 
-std::optional<QString> VoAlgorithmSM4::EncodeAES_CBC_PKCS5Padding(const QString& plainText,
-                                                                  const std::optional<QString>& key) {
+std::optional<QString> VoAlgorithmSM4::EncodeAES_CBC_PKCS5Padding(
+    const QString& plainText, const std::optional<QString>& key) {
     const WipedBytes plain(plainText.toUtf8());
     return EncodeAES_CBC_PKCS5Padding(plain.bytes(), key);
 }
 
-std::optional<QString> VoAlgorithmSM4::EncodeAES_CBC_PKCS5Padding(const QByteArray& plainBytes,
-                                                                  const std::optional<QString>& key) {
+std::optional<QString> VoAlgorithmSM4::EncodeAES_CBC_PKCS5Padding(
+    const QByteArray& plainBytes, const std::optional<QString>& key) {
     const std::optional<QByteArray> cipher = AesCbc::encrypt(plainBytes, key);
     if (!cipher)
         return std::nullopt;

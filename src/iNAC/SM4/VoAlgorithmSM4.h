@@ -46,30 +46,30 @@ public:
     /// The explicit operations give nothing unless key and IV have 16 characters each and there is a text. Decryption
     /// also gives nothing for text that is no Base64 and for a result that is no UTF-8; what a wrong key leaves is
     /// whatever its last byte says. The block modes leave out a part of a block at the end.
-    static std::optional<QString> encryptionWithSM4CTRKey(const QString& key, const QString& iv,
-                                                          const QString& encryptionText);
+    static std::optional<QString> encryptionWithSM4CTRKey(
+        const QString& key, const QString& iv, const QString& encryptionText);
     /// Also writes the decrypted bytes to the system log.
-    static std::optional<QString> decryptionWithSM4CTRKey(const QString& key, const QString& iv,
-                                                          const QString& decryptionText);
+    static std::optional<QString> decryptionWithSM4CTRKey(
+        const QString& key, const QString& iv, const QString& decryptionText);
     /// Also writes the result to the system log.
-    static std::optional<QString> encryptionWithSM4Key(const QString& key, const QString& iv,
-                                                       const QString& encryptionText);
-    static std::optional<QString> decryptionWithSM4Key(const QString& key, const QString& iv,
-                                                       const QString& decryptionText);
+    static std::optional<QString> encryptionWithSM4Key(
+        const QString& key, const QString& iv, const QString& encryptionText);
+    static std::optional<QString> decryptionWithSM4Key(
+        const QString& key, const QString& iv, const QString& decryptionText);
     static std::optional<QString> encryptionWithSM4Key(const QString& key, const QString& encryptionText);
     static std::optional<QString> decryptionWithSM4Key(const QString& key, const QString& decryptionText);
 
     /// AES with the fixed IV. Without a key the built-in one is used; keys of 16, 24 and 32 characters choose the key
     /// size, any other length gives nothing. An empty text is not padded and gives an empty one.
-    static std::optional<QString> EncodeAES_CBC_PKCS5Padding(const QString& plainText,
-                                                             const std::optional<QString>& key = std::nullopt);
+    static std::optional<QString> EncodeAES_CBC_PKCS5Padding(
+        const QString& plainText, const std::optional<QString>& key = std::nullopt);
     /// The same for bytes that are no text, as a compressed body is.
-    static std::optional<QString> EncodeAES_CBC_PKCS5Padding(const QByteArray& plainBytes,
-                                                             const std::optional<QString>& key = std::nullopt);
+    static std::optional<QString> EncodeAES_CBC_PKCS5Padding(
+        const QByteArray& plainBytes, const std::optional<QString>& key = std::nullopt);
     /// AES-128 whatever the key: its first 16 bytes count, a shorter one is filled up with zero bytes. A part of a
     /// block at the end is left out; fewer than 16 bytes, or a last byte above the length, give empty data.
-    static std::optional<QByteArray> DecodeAES(const QByteArray& cipherBytes,
-                                               const std::optional<QString>& key = std::nullopt);
+    static std::optional<QByteArray> DecodeAES(
+        const QByteArray& cipherBytes, const std::optional<QString>& key = std::nullopt);
 
 private:
     QString m_key;

@@ -33,11 +33,11 @@ void sm4_one_round(const std::uint32_t roundKeys[32], const unsigned char* input
 
 /// Block by block over @p length bytes, a multiple of 16 (a part of a block at the end is left alone). What is done
 /// depends on the round keys alone: they were made by the set-up routine of the same @p mode. In place is allowed.
-void sm4_crypt_ecb(const sm4_context* context, int mode, std::size_t length, const unsigned char* input,
-                   unsigned char* output);
+void sm4_crypt_ecb(
+    const sm4_context* context, int mode, std::size_t length, const unsigned char* input, unsigned char* output);
 /// As above with chaining; @p iv (16 bytes) is left ready for the data that follows.
 void sm4_crypt_cbc(const sm4_context* context, int mode, std::size_t length, unsigned char* iv,
-                   const unsigned char* input, unsigned char* output);
+    const unsigned char* input, unsigned char* output);
 
 /// PKCS#7 with blocks of 16: replaces the malloc'ed @p buffer of @p length bytes by a padded one with a zero byte
 /// behind it and frees the old one, wiped. Nothing happens without a buffer or when @p length is 0.

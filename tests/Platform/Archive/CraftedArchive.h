@@ -7,13 +7,15 @@
 
 #include <sys/resource.h>
 
+using namespace Qt::StringLiterals;
+
 /// Property lists and archives as no writer of ours makes them: right in their parts, wrong or unusual as a whole.
 namespace CraftedArchive {
 
 using Platform::ArchiveValue;
 
 inline ArchiveValue uid(int number) {
-    return ArchiveValue::Dictionary{{QStringLiteral("CF$UID"), number}};
+    return ArchiveValue::Dictionary{{u"CF$UID"_s, number}};
 }
 
 /// Pairs that are written in this order.
@@ -24,10 +26,8 @@ inline ArchiveValue inOrder(ArchiveValue::Dictionary entries) {
 /// An archive of @p objects, "$null" put before them, whose root is the first of them.
 inline QByteArray archive(ArchiveValue::Array objects, bool isOlderOrder = false) {
     objects.insert(objects.begin(), ArchiveValue("$null"));
-    const ArchiveValue::Dictionary entries = {{"$version", 100000},
-                                              {"$archiver", "NSKeyedArchiver"},
-                                              {"$top", ArchiveValue::Dictionary{{"root", uid(1)}}},
-                                              {"$objects", ArchiveValue(std::move(objects))}};
+    const ArchiveValue::Dictionary entries = {{"$version", 100000}, {"$archiver", "NSKeyedArchiver"},
+        {"$top", ArchiveValue::Dictionary{{"root", uid(1)}}}, {"$objects", ArchiveValue(std::move(objects))}};
     if (isOlderOrder)
         return Platform::PropertyList::binaryData(inOrder({entries[0], entries[3], entries[1], entries[2]}));
     return Platform::PropertyList::binaryData(inOrder(entries));

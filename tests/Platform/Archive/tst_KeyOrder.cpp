@@ -5,6 +5,8 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 using namespace Platform;
 
 namespace {
@@ -18,8 +20,8 @@ QStringList keys(const ArchiveValue& dictionary) {
 
 /// The order of @p keys by the rule as it is told, with nothing but lists.
 QStringList orderByTheRule(const QStringList& keys) {
-    static const QList<QPair<int, int>> sizes = {{3, 3},    {7, 6},     {13, 11},   {23, 19},   {41, 32},  {71, 52},
-                                                 {127, 85}, {191, 118}, {251, 155}, {383, 237}, {631, 390}};
+    static const QList<QPair<int, int>> sizes = {{3, 3}, {7, 6}, {13, 11}, {23, 19}, {41, 32}, {71, 52}, {127, 85},
+        {191, 118}, {251, 155}, {383, 237}, {631, 390}};
     const auto put = [](QStringList& table, const QString& key) {
         qsizetype place = static_cast<qsizetype>(KeyOrder::hash(key) % static_cast<quint64>(table.size()));
         while (!table[place].isNull())
@@ -74,16 +76,8 @@ private Q_SLOTS:
     /// Over 96 units only the first, middle and last 32 count; of 198 these are 0 to 31, 83 to 114 and 166 to 197.
     void hashOfLongTexts() {
         const QString text(198, u'x');
-        for (const auto& [place, counts] : {std::pair{0, true},
-                                            {31, true},
-                                            {32, false},
-                                            {82, false},
-                                            {83, true},
-                                            {114, true},
-                                            {115, false},
-                                            {165, false},
-                                            {166, true},
-                                            {197, true}}) {
+        for (const auto& [place, counts] : {std::pair{0, true}, {31, true}, {32, false}, {82, false}, {83, true},
+                 {114, true}, {115, false}, {165, false}, {166, true}, {197, true}}) {
             QString other = text;
             other[place] = u'y';
             QVERIFY2((KeyOrder::hash(other) != KeyOrder::hash(text)) == counts, qPrintable(QString::number(place)));
@@ -96,7 +90,7 @@ private Q_SLOTS:
     void keyOrder_data() {
         QTest::addColumn<int>("count");
         for (const int count :
-             {1, 2, 3, 4, 6, 7, 11, 12, 19, 20, 32, 33, 52, 53, 85, 86, 118, 119, 155, 156, 237, 238, 389, 390})
+            {1, 2, 3, 4, 6, 7, 11, 12, 19, 20, 32, 33, 52, 53, 85, 86, 118, 119, 155, 156, 237, 238, 389, 390})
             QTest::addRow("%d keys", count) << count;
     }
     void keyOrder() {
@@ -104,7 +98,7 @@ private Q_SLOTS:
         QStringList names;
         ArchiveValue value(ArchiveValue::Dictionary{});
         for (int i = 0; i < count; ++i) {
-            names += QStringLiteral("key number %1").arg(i * 7919 % 1000);
+            names += u"key number %1"_s.arg(i * 7919 % 1000);
             value.insert(names.last(), i);
         }
         const QByteArray file = KeyedArchiver::archivedData(value);
@@ -116,7 +110,7 @@ private Q_SLOTS:
 
     void tableSizes() {
         for (const auto& [count, size] :
-             {std::pair{3, 3}, {4, 7}, {6, 7}, {7, 13}, {11, 13}, {12, 23}, {390, 631}, {391, 1087}})
+            {std::pair{3, 3}, {4, 7}, {6, 7}, {7, 13}, {11, 13}, {12, 23}, {390, 631}, {391, 1087}})
             QCOMPARE(KeyOrder::tableSize(static_cast<quint32>(count)), static_cast<quint32>(size));
         // Keys that all want one place: a growing table takes them from the old one's start, and its end leads to its
         // own.

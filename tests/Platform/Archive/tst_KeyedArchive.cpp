@@ -6,6 +6,8 @@
 #include <QElapsedTimer>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 using namespace Platform;
 using namespace CraftedArchive;
 
@@ -73,11 +75,12 @@ private Q_SLOTS:
         const QByteArray file = KeyedArchiver::archivedData(original);
         const ArchiveValue::Array list = objects(file);
         QCOMPARE(list.size(), size_t(7));
-        QCOMPARE(keys(list[1]), QStringList({"ticket", "userid", "$class", "islogout", "qenStatus", "domainName",
-                                             "username", "ticket_state", "networkType", "loginType"}));
+        QCOMPARE(keys(list[1]),
+            QStringList({"ticket", "userid", "$class", "islogout", "qenStatus", "domainName", "username",
+                "ticket_state", "networkType", "loginType"}));
         QVERIFY(list[1].value(u"ticket") == uid(2) && list[1].value(u"userid") == uid(3) &&
-                list[1].value(u"username") == uid(4) && list[1].value(u"domainName") == uid(5) &&
-                list[1].value(u"$class") == uid(6) && list[1].value(u"loginType") == ArchiveValue(1));
+            list[1].value(u"username") == uid(4) && list[1].value(u"domainName") == uid(5) &&
+            list[1].value(u"$class") == uid(6) && list[1].value(u"loginType") == ArchiveValue(1));
         QVERIFY(list[6] == classEntry("AccountModel", {"AccountModel", "NSObject"}));
         const auto again = read(file, {"NSString", "AccountModel", "NSValue", "NSNull"});
         QVERIFY(again && again->className() == u"AccountModel" && again->field(u"domainName").isString());
@@ -118,7 +121,7 @@ private Q_SLOTS:
         };
         for (const auto& [value, count] : rows)
             QVERIFY2(objectCount(pair(value, value)) == count,
-                     qPrintable(value.string() + QString::number(value.integer())));
+                qPrintable(value.string() + QString::number(value.integer())));
         // Equal keys are one, a value equal to a key is not; an array added twice is two, or one when asked for.
         const ArchiveValue inner(ArchiveValue::Dictionary{{"a key of many units", "a key of many units"}});
         QCOMPARE(objectCount(pair(inner, inner)), 1 + 1 + 2 + 3 + 2);
@@ -133,13 +136,13 @@ private Q_SLOTS:
         QTest::addColumn<ArchiveValue>("value");
         ArchiveValue mixed(ArchiveValue::Dictionary{});
         mixed.insert("numbers", ArchiveValue(ArchiveValue::Array{0, -1, 300, 1.5, true, false, 1ull << 63, 1e300}));
-        mixed.insert("mutable", ArchiveValue(ArchiveValue::Array{
-                                    ArchiveValue("text").asMutable(), ArchiveValue(QByteArray("d")).asMutable(),
-                                    ArchiveValue(ArchiveValue::Array()).asMutable(),
-                                    ArchiveValue(ArchiveValue::Dictionary()).asMutable()}));
+        mixed.insert("mutable",
+            ArchiveValue(ArchiveValue::Array{ArchiveValue("text").asMutable(),
+                ArchiveValue(QByteArray("d")).asMutable(), ArchiveValue(ArchiveValue::Array()).asMutable(),
+                ArchiveValue(ArchiveValue::Dictionary()).asMutable()}));
         mixed.insert("rest",
-                     ArchiveValue(ArchiveValue::Array{ArchiveValue::null(), ArchiveValue(), ArchiveValue::date(0.1),
-                                                      QByteArray("bytes"), "公司", record()}));
+            ArchiveValue(ArchiveValue::Array{
+                ArchiveValue::null(), ArchiveValue(), ArchiveValue::date(0.1), QByteArray("bytes"), "公司", record()}));
         QTest::newRow("everything") << mixed;
         QTest::newRow("nothing") << ArchiveValue();
         QTest::newRow("null") << ArchiveValue::null();
@@ -156,7 +159,7 @@ private Q_SLOTS:
         QTest::newRow("long texts of a field") << [] {
             ArchiveValue object = ArchiveValue::object("A");
             for (int i = 0; i < 40; ++i)
-                object.setField(QStringLiteral("field %1").arg(i), QStringLiteral("a long text that is always equal"));
+                object.setField(u"field %1"_s.arg(i), u"a long text that is always equal"_s);
             return object;
         }();
     }
@@ -176,21 +179,19 @@ private Q_SLOTS:
             QVERIFY(read(archive({arrayEntry({2}, 3), "a", listClass}, isOlderOrder)) == expected);
         QVERIFY(read(archive({arrayEntry({2}, 3), "a", inOrder({{"$classname", "NSArray"}})})) == expected);
         QVERIFY(read(archive({arrayEntry({2}, 3), "a",
-                              inOrder({{"$classes", QStringList{"NSArray", "NSObject"}},
-                                       {"$classname", "NSArray"},
-                                       {"$classhints", QStringList{"X"}}})})) == expected);
+                    inOrder({{"$classes", QStringList{"NSArray", "NSObject"}}, {"$classname", "NSArray"},
+                        {"$classhints", QStringList{"X"}}})})) == expected);
         // A key that is no string makes a dictionary an object.
-        const auto odd = read(
-            archive({inOrder({{"NS.keys", ArchiveValue(ArchiveValue::Array{uid(3)})},
-                              {"NS.objects", ArchiveValue(ArchiveValue::Array{uid(2)})},
-                              {"$class", uid(4)}}),
-                     "a", arrayEntry({}, 5), classEntry("NSDictionary", {"NSDictionary", "NSObject"}), listClass}));
+        const auto odd =
+            read(archive({inOrder({{"NS.keys", ArchiveValue(ArchiveValue::Array{uid(3)})},
+                              {"NS.objects", ArchiveValue(ArchiveValue::Array{uid(2)})}, {"$class", uid(4)}}),
+                "a", arrayEntry({}, 5), classEntry("NSDictionary", {"NSDictionary", "NSObject"}), listClass}));
         QVERIFY(odd && odd->isObject() && odd->field(u"NS.keys").array().size() == 1);
         QString rootKey;
         const QByteArray file = KeyedArchiver::archivedData("x", "State");
         QVERIFY(!read(file));
         QVERIFY(KeyedUnarchiver::unarchivedObject(file, AllowedClasses::any(), &rootKey) == ArchiveValue("x"));
-        QCOMPARE(rootKey, QStringLiteral("State"));
+        QCOMPARE(rootKey, u"State"_s);
     }
 
     void allowedClasses_data() {
@@ -201,9 +202,7 @@ private Q_SLOTS:
         const auto row = [](const char* name, const ArchiveValue& value, const QStringList& allowed, bool isRead) {
             QTest::newRow(name) << value << allowed << isRead;
         };
-        const auto list = [](const ArchiveValue& item) {
-            return ArchiveValue(ArchiveValue::Array{item});
-        };
+        const auto list = [](const ArchiveValue& item) { return ArchiveValue(ArchiveValue::Array{item}); };
         row("text", "a", {"NSString"}, true);
         row("text not allowed", "a", {"NSArray"}, false);
         row("mutable text", ArchiveValue("a").asMutable(), {"NSString"}, true);
@@ -242,9 +241,7 @@ private Q_SLOTS:
 
     void broken_data() {
         QTest::addColumn<QByteArray>("file");
-        const auto row = [](const char* name, const QByteArray& file) {
-            QTest::newRow(name) << file;
-        };
+        const auto row = [](const char* name, const QByteArray& file) { QTest::newRow(name) << file; };
         const ArchiveValue listClass = classEntry("NSArray", {"NSArray", "NSObject"});
         const ArchiveValue mapClass = classEntry("NSDictionary", {"NSDictionary", "NSObject"});
         const auto map = [](ArchiveValue::Array mapKeys, ArchiveValue::Array values) {
@@ -276,8 +273,9 @@ private Q_SLOTS:
             archive({inOrder({{"NS.objects", QStringList{"a"}}, {"$class", uid(2)}}), listClass}));
         row("more keys than values", archive({map({uid(2)}, {}), "a", mapClass}));
         row("key that is a number", archive({map({uid(2)}, {uid(2)}), 5, mapClass}));
-        row("text without text", archive({inOrder({{"$class", uid(2)}}),
-                                          classEntry("NSMutableString", {"NSMutableString", "NSString", "NSObject"})}));
+        row("text without text",
+            archive({inOrder({{"$class", uid(2)}}),
+                classEntry("NSMutableString", {"NSMutableString", "NSString", "NSObject"})}));
         row("date without time",
             archive({inOrder({{"NS.time", "now"}, {"$class", uid(2)}}), classEntry("NSDate", {"NSDate", "NSObject"})}));
         ArchiveValue::Array bomb;
@@ -285,29 +283,14 @@ private Q_SLOTS:
             bomb.push_back(arrayEntry({i + 2, i + 2}, 62));
         bomb.insert(bomb.end(), {ArchiveValue("a"), listClass});
         row("shared 2^60 times", archive(bomb));
-        row("field that is wide and in itself", binary({"\xd4\1\2\3\4\5\6\7\x08",
-                                                        "\x58$version",
-                                                        "\x59$archiver",
-                                                        "\x54$top",
-                                                        "\x58$objects",
-                                                        QByteArray("\x12\0\1\x86\xa0", 5),
-                                                        "\x5f\x10\x0fNSKeyedArchiver",
-                                                        "\xd1\x09\x0a",
-                                                        "\xa3\x0b\x0c\x0d",
-                                                        "\x54root",
-                                                        "\x80\1",
-                                                        "\x55$null",
-                                                        "\xd2\x0e\x0f\x15\x10",
-                                                        "\xd2\x11\x12\x13\x14",
-                                                        "\x54next",
-                                                        "\x56$class",
-                                                        "\x80\2",
-                                                        "\x5a$classname",
-                                                        "\x58$classes",
-                                                        "\x51"
-                                                        "A",
-                                                        "\xa1\x13",
-                                                        wideArray(21)}));
+        row("field that is wide and in itself",
+            binary({"\xd4\1\2\3\4\5\6\7\x08", "\x58$version", "\x59$archiver", "\x54$top", "\x58$objects",
+                QByteArray("\x12\0\1\x86\xa0", 5), "\x5f\x10\x0fNSKeyedArchiver", "\xd1\x09\x0a", "\xa3\x0b\x0c\x0d",
+                "\x54root", "\x80\1", "\x55$null", "\xd2\x0e\x0f\x15\x10", "\xd2\x11\x12\x13\x14", "\x54next",
+                "\x56$class", "\x80\2", "\x5a$classname", "\x58$classes",
+                "\x51"
+                "A",
+                "\xa1\x13", wideArray(21)}));
         // Each row is allowed by itself, and hangs below the end of the one before.
         ArchiveValue::Array deep{arrayEntry({102, 2}, 203)};
         for (int i = 2; i <= 200; ++i)

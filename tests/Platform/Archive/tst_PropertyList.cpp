@@ -10,6 +10,8 @@
 
 #include <limits>
 
+using namespace Qt::StringLiterals;
+
 using namespace Platform;
 using CraftedArchive::binary;
 
@@ -82,8 +84,8 @@ private Q_SLOTS:
         const ArchiveValue one = longText.asOneInstance();
         const auto size = [](ArchiveValue::Array items) {
             return PropertyList::decodedBinary(PropertyList::binaryData(ArchiveValue(items))) == ArchiveValue(items)
-                       ? static_cast<uchar>(PropertyList::binaryData(ArchiveValue(items)).end()[-17])
-                       : -1;
+                ? static_cast<uchar>(PropertyList::binaryData(ArchiveValue(items)).end()[-17])
+                : -1;
         };
         QCOMPARE(size({longText, longText}), 3);
         QCOMPARE(size({one, one}), 2);
@@ -92,7 +94,7 @@ private Q_SLOTS:
         QCOMPARE(size({1.5, 1.5}), 3);
         // Every further reference to a boolean adds an object that nobody refers to.
         QCOMPARE(PropertyList::binaryData(ArchiveValue(ArchiveValue::Array{true, true, false})).mid(8, 7).toHex(),
-                 QByteArray("a3010103090908"));
+            QByteArray("a3010103090908"));
     }
 
     void widths_data() {
@@ -123,8 +125,8 @@ private Q_SLOTS:
         value.insert("text", "公司 <&> \t\n");
         value.insert("data", QByteArray::fromHex("00010203fffe"));
         value.insert("date", ArchiveValue::date(643444513));
-        value.insert("inner",
-                     ArchiveValue(ArchiveValue::Dictionary{{"", ""}, {"键", ArchiveValue(ArchiveValue::Array())}}));
+        value.insert(
+            "inner", ArchiveValue(ArchiveValue::Dictionary{{"", ""}, {"键", ArchiveValue(ArchiveValue::Array())}}));
         for (const QByteArray& ours : {PropertyList::binaryData(value), PropertyList::xmlData(value)}) {
             plist_t nodes = nullptr;
             plist_from_memory(ours.constData(), static_cast<uint32_t>(ours.size()), &nodes);
@@ -145,9 +147,7 @@ private Q_SLOTS:
 
     void broken_data() {
         QTest::addColumn<QByteArray>("file");
-        const auto row = [](const char* name, const QByteArray& file) {
-            QTest::newRow(name) << file;
-        };
+        const auto row = [](const char* name, const QByteArray& file) { QTest::newRow(name) << file; };
         const QByteArray whole = binary({"\xa1\x01", "\x09"});
         const auto changed = [&](qsizetype fromEnd, char value) {
             QByteArray file = whole;
@@ -170,15 +170,18 @@ private Q_SLOTS:
         row("reference outside", binary({"\xa1\x05"}));
         row("itself", binary({QByteArray("\xa1\x00", 2)}));
         row("cycle of two", binary({"\xa1\x01", QByteArray("\xa1\x00", 2)}));
-        row("cycle by a dictionary", binary({QByteArray("\xd1\x01\x00", 3), "\x51"
-                                                                            "a"}));
+        row("cycle by a dictionary",
+            binary({QByteArray("\xd1\x01\x00", 3),
+                "\x51"
+                "a"}));
         row("key that is no text", binary({"\xd1\x01\x01", "\x09"}));
         row("count beyond the end", binary({"\xae\x01"}));
         row("count that is no integer", binary({"\xaf\x51"}));
         row("count of 2^63", binary({QByteArray("\xaf\x13\x80\0\0\0\0\0\0\0", 10)}));
         row("count that overflows", binary({QByteArray("\x6f\x13\x80\0\0\0\0\0\0\1", 10)}));
-        row("text beyond the end", binary({"\x5f\x10\x7f"
-                                           "abc"}));
+        row("text beyond the end",
+            binary({"\x5f\x10\x7f"
+                    "abc"}));
         row("integer of 32 bytes", binary({QByteArray("\x15", 1) + QByteArray(32, 0)}));
         row("integer of more than 64 bits", binary({QByteArray("\x14", 1) + QByteArray(16, 1)}));
         row("real of 2 bytes", binary({"\x21zz"}));
@@ -207,7 +210,7 @@ private Q_SLOTS:
         QByteArray entities = "<!DOCTYPE plist [<!ENTITY a \"aaaaaaaaaa\">";
         for (char name = 'a'; name < 'z'; ++name)
             entities += QByteArray("<!ENTITY ") + char(name + 1) + " \"" +
-                        QByteArray("&" + QByteArray(1, name) + ";").repeated(10) + "\">";
+                QByteArray("&" + QByteArray(1, name) + ";").repeated(10) + "\">";
         row("xml: entities within entities", entities + "]><plist><string>&z;</string></plist>");
         row("longer than 8 MiB",
             Head + "<string>" + QByteArray(PropertyListLimits::FileSize, 'a') + "</string></plist>");
@@ -225,13 +228,11 @@ private Q_SLOTS:
 
     void limits() {
         for (const QByteArray& file :
-             {PropertyList::binaryData(nested(128)), PropertyList::xmlData(nested(128)), bomb(128, 1)})
+            {PropertyList::binaryData(nested(128)), PropertyList::xmlData(nested(128)), bomb(128, 1)})
             QVERIFY(PropertyList::decoded(file));
         QVERIFY(PropertyList::binaryData(nested(129)).isEmpty());
         QVERIFY(PropertyList::xmlData(nested(129)).isEmpty());
-        const auto most = [](quint32 count) {
-            return ArchiveValue(ArchiveValue::Array(count, ArchiveValue(0.5)));
-        };
+        const auto most = [](quint32 count) { return ArchiveValue(ArchiveValue::Array(count, ArchiveValue(0.5))); };
         QVERIFY(PropertyList::decoded(PropertyList::binaryData(most(PropertyListLimits::Objects - 1))));
         QVERIFY(PropertyList::binaryData(most(PropertyListLimits::Objects)).isEmpty());
         QVERIFY(!PropertyList::binaryData(QByteArray(PropertyListLimits::FileSize - 64, 'a')).isEmpty());
@@ -276,7 +277,7 @@ private Q_SLOTS:
 
     void notForPropertyLists() {
         for (const ArchiveValue& value : {ArchiveValue(), ArchiveValue::null(), ArchiveValue::object("AccountModel"),
-                                          ArchiveValue(ArchiveValue::Array{ArchiveValue()})}) {
+                 ArchiveValue(ArchiveValue::Array{ArchiveValue()})}) {
             QVERIFY(PropertyList::binaryData(value).isEmpty());
             QVERIFY(PropertyList::xmlData(value).isEmpty());
         }
@@ -292,7 +293,7 @@ private Q_SLOTS:
         QVERIFY(value.value(u"a").array()[3].type() == ArchiveValue::Type::Null);
         QCOMPARE(value.toJson().toObject(), json);
         QVERIFY(ArchiveValue::fromVariant(value.toVariant()) == value);
-        QVERIFY(ArchiveValue(QString()).isNothing() && ArchiveValue(QLatin1String("")).isString());
+        QVERIFY(ArchiveValue(QString()).isNothing() && ArchiveValue(""_L1).isString());
         QCOMPARE(ArchiveValue("5").integer(), 0);
         QCOMPARE(ArchiveValue(1e300).integer(), std::numeric_limits<qint64>::max());
         QCOMPARE(ArchiveValue(5).value(u"x").string(), QString());

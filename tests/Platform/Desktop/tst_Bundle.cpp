@@ -10,6 +10,8 @@
 
 #include <sys/stat.h>
 
+using namespace Qt::StringLiterals;
+
 using namespace Platform;
 
 class TestBundle : public QObject {
@@ -29,8 +31,8 @@ private Q_SLOTS:
         QCOMPARE(localizedString("Login"), QString()); // before the table is there: nothing, and not the key
         initMavResources();
         QVERIFY(installStringTable());
-        QCOMPARE(localizedString("Login"), QStringLiteral("登 录"));
-        QCOMPARE(localizedString("MavSuccess"), QStringLiteral("网络正常"));
+        QCOMPARE(localizedString("Login"), u"登 录"_s);
+        QCOMPARE(localizedString("MavSuccess"), u"网络正常"_s);
         QCOMPARE(localizedString("login"), QString());
         QCOMPARE(localizedString(""), QString());
     }
@@ -55,16 +57,9 @@ private Q_SLOTS:
 
     void truth() {
         UserDefaults defaults(file("truth.plist"));
-        const std::vector<std::pair<ArchiveValue, bool>> rows{{true, true},
-                                                              {-3, true},
-                                                              {0, false},
-                                                              {0.5, true},
-                                                              {"YES", true},
-                                                              {" -007", true},
-                                                              {"0.9", false},
-                                                              {"no", false},
-                                                              {ArchiveValue(ArchiveValue::Array{true}), false},
-                                                              {ArchiveValue(), false}};
+        const std::vector<std::pair<ArchiveValue, bool>> rows{{true, true}, {-3, true}, {0, false}, {0.5, true},
+            {"YES", true}, {" -007", true}, {"0.9", false}, {"no", false},
+            {ArchiveValue(ArchiveValue::Array{true}), false}, {ArchiveValue(), false}};
         for (size_t i = 0; i < rows.size(); ++i) {
             defaults.setObject(rows[i].first, "key");
             QVERIFY2(defaults.boolForKey("key") == rows[i].second, qPrintable(QString::number(i)));
@@ -88,7 +83,7 @@ private Q_SLOTS:
         QVERIFY(readFile(path, 4096)->startsWith("bplist00"));
 
         UserDefaults second(path);
-        QCOMPARE(second.objectForKey("text").string(), QStringLiteral("文字"));
+        QCOMPARE(second.objectForKey("text").string(), u"文字"_s);
         second.setBool(true, "other");
         second.setObject({}, "text");
         QVERIFY(second.synchronize());

@@ -16,13 +16,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 using Platform::RunningApplications;
 using namespace std::chrono_literals;
 
 namespace {
 
-const QString Identifier = QStringLiteral("com.example.Copies");
-const QString NoBus = QStringLiteral("unix:path=/nonexistent/bus");
+const QString Identifier = u"com.example.Copies"_s;
+const QString NoBus = u"unix:path=/nonexistent/bus"_s;
 
 void say(const char* word) {
     std::puts(word);
@@ -38,8 +40,8 @@ int runCopy(QCoreApplication& application, const QStringList& arguments) {
         return 1;
     }
     say("first");
-    QTimer::singleShot(arguments.at(4).toInt(), &application,
-                       [&] { applications.setActivationHandler([] { say("forward"); }); });
+    QTimer::singleShot(
+        arguments.at(4).toInt(), &application, [&] { applications.setActivationHandler([] { say("forward"); }); });
     QTimer::singleShot(20000, &application, &QCoreApplication::quit);
     return QCoreApplication::exec();
 }

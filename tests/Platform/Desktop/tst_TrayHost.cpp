@@ -11,12 +11,14 @@
 
 #include <xcb/xcb.h>
 
+using namespace Qt::StringLiterals;
+
 using Platform::TrayHost;
 
 namespace {
 
-const QString NoBus = QStringLiteral("unix:path=/nonexistent/bus");
-const QString WatcherName = QStringLiteral("org.kde.StatusNotifierWatcher");
+const QString NoBus = u"unix:path=/nonexistent/bus"_s;
+const QString WatcherName = u"org.kde.StatusNotifierWatcher"_s;
 
 /// Says what a tray host under X11 is told, in a process of its own on that display.
 int watchX11(QGuiApplication& application) {
@@ -62,7 +64,7 @@ public:
         const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data;
         m_window = xcb_generate_id(m_connection);
         xcb_create_window(m_connection, XCB_COPY_FROM_PARENT, m_window, screen->root, 0, 0, 1, 1, 0,
-                          XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, 0, nullptr);
+            XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, 0, nullptr);
         xcb_client_message_event_t notice{};
         notice.response_type = XCB_CLIENT_MESSAGE;
         notice.format = 32;
@@ -72,8 +74,8 @@ public:
         notice.data.data32[1] = atom("_NET_SYSTEM_TRAY_S0");
         notice.data.data32[2] = m_window;
         xcb_set_selection_owner(m_connection, m_window, notice.data.data32[1], XCB_CURRENT_TIME);
-        xcb_send_event(m_connection, 0, screen->root, XCB_EVENT_MASK_STRUCTURE_NOTIFY,
-                       reinterpret_cast<const char*>(&notice));
+        xcb_send_event(
+            m_connection, 0, screen->root, XCB_EVENT_MASK_STRUCTURE_NOTIFY, reinterpret_cast<const char*>(&notice));
         xcb_flush(m_connection);
     }
     void vanish() {
@@ -102,8 +104,8 @@ class Watcher : public QObject {
 
 public:
     explicit Watcher(const QString& bus) : m_bus(QDBusConnection::connectToBus(bus, "watcher")) {
-        m_bus.registerObject("/StatusNotifierWatcher", this,
-                             QDBusConnection::ExportAllProperties | QDBusConnection::ExportAllSignals);
+        m_bus.registerObject(
+            "/StatusNotifierWatcher", this, QDBusConnection::ExportAllProperties | QDBusConnection::ExportAllSignals);
     }
     ~Watcher() override {
         m_bus.unregisterObject("/StatusNotifierWatcher");

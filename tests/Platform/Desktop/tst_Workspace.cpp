@@ -8,6 +8,8 @@
 
 #include <sys/stat.h>
 
+using namespace Qt::StringLiterals;
+
 using Platform::DesktopEntry;
 using Platform::Workspace;
 
@@ -95,16 +97,16 @@ private Q_SLOTS:
     }
 
     void bundleWithoutAProgramIsInstalled() {
-        QVERIFY(QDir().mkpath(path(QStringLiteral("apps/Shell.app/Contents"))));
+        QVERIFY(QDir().mkpath(path(u"apps/Shell.app/Contents"_s)));
         const Workspace workspace = make();
-        QVERIFY(workspace.isInstalled(QStringLiteral("Shell.app")));
-        QVERIFY(!workspace.isInstalled(QStringLiteral("Shell")));
-        workspace.launchApplication(QStringLiteral("Shell.app"));
+        QVERIFY(workspace.isInstalled(u"Shell.app"_s));
+        QVERIFY(!workspace.isInstalled(u"Shell"_s));
+        workspace.launchApplication(u"Shell.app"_s);
         QTest::qWait(20);
         QCOMPARE(noted(), QString());
         entry("shell", "Name=Shell\nExec=tool");
-        workspace.launchApplication(QStringLiteral("Shell.app"));
-        QTRY_COMPARE(noted(), QStringLiteral("tool"));
+        workspace.launchApplication(u"Shell.app"_s);
+        QTRY_COMPARE(noted(), u"tool"_s);
     }
 
     void firstFileOfAnIdCounts_data() {
@@ -124,23 +126,22 @@ private Q_SLOTS:
         QFETCH(QString, own);
         QFETCH(QString, name);
         entry("post", "Name=Mail\nExec=mailer");
-        QVERIFY(QDir().mkpath(path(QStringLiteral("own"))));
-        QFile file(path(QStringLiteral("own/post.desktop")));
+        QVERIFY(QDir().mkpath(path(u"own"_s)));
+        QFile file(path(u"own/post.desktop"_s));
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write("[Desktop Entry]\nType=Application\n" + own.toUtf8() + "\n");
         file.close();
         const QString before = QDir::currentPath();
         QVERIFY(QDir::setCurrent(m_folder->path()));
-        const Workspace workspace(
-            {{}, {path(QStringLiteral("own")), path(QStringLiteral("entries"))}, {path(QStringLiteral("bin"))}});
+        const Workspace workspace({{}, {path(u"own"_s), path(u"entries"_s)}, {path(u"bin"_s)}});
         const bool isInstalled = workspace.isInstalled(name);
         QDir::setCurrent(before);
         QTEST(isInstalled, "isInstalled");
     }
 
     void entryThatIsAPipeHoldsNobodyUp() {
-        QCOMPARE(mkfifo(QFile::encodeName(path(QStringLiteral("entries/pipe.desktop"))).constData(), 0600), 0);
-        QVERIFY(!make().isInstalled(QStringLiteral("pipe")));
+        QCOMPARE(mkfifo(QFile::encodeName(path(u"entries/pipe.desktop"_s)).constData(), 0600), 0);
+        QVERIFY(!make().isInstalled(u"pipe"_s));
     }
 
     void addresses_data() {
@@ -169,28 +170,24 @@ private Q_SLOTS:
 
 private:
     QString path(const QString& name) const { return m_folder->filePath(name); }
-    Workspace make() const {
-        return Workspace(
-            {{path(QStringLiteral("apps"))}, {path(QStringLiteral("entries"))}, {path(QStringLiteral("bin"))}});
-    }
+    Workspace make() const { return Workspace({{path(u"apps"_s)}, {path(u"entries"_s)}, {path(u"bin"_s)}}); }
     /// A program that notes its name and arguments.
     void program(const QString& name, const char* called) const {
         QVERIFY(QDir().mkpath(QFileInfo(path(name)).path()));
         QFile file(path(name));
         QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("#!/bin/sh\nprintf %s \"" + QByteArray(called) + "${*:+ $*}\" >'" +
-                   path(QStringLiteral("note.new")).toUtf8() + "'\nmv '" + path(QStringLiteral("note.new")).toUtf8() +
-                   "' '" + path(QStringLiteral("note")).toUtf8() + "'\n");
+        file.write("#!/bin/sh\nprintf %s \"" + QByteArray(called) + "${*:+ $*}\" >'" + path(u"note.new"_s).toUtf8() +
+            "'\nmv '" + path(u"note.new"_s).toUtf8() + "' '" + path(u"note"_s).toUtf8() + "'\n");
         file.close();
         QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::ExeOwner));
     }
     void entry(const char* id, const char* lines) const {
-        QFile file(path(QStringLiteral("entries/")) + QString::fromLatin1(id) + QStringLiteral(".desktop"));
+        QFile file(path(u"entries/"_s) + QString::fromLatin1(id) + u".desktop"_s);
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write("[Desktop Entry]\nType=Application\n" + QByteArray(lines) + "\n");
     }
     QString noted() const {
-        QFile file(path(QStringLiteral("note")));
+        QFile file(path(u"note"_s));
         return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
     }
 

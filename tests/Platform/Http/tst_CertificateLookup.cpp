@@ -12,12 +12,14 @@
 
 #include <cstdlib>
 
+using namespace Qt::StringLiterals;
+
 using Platform::TokenCertificates;
 
 namespace {
 
-const QString PersonalName = QStringLiteral("lin.mei");
-const QString ChineseName = QStringLiteral("张伟 的设备");
+const QString PersonalName = u"lin.mei"_s;
+const QString ChineseName = u"张伟 的设备"_s;
 
 bool write(const QString& path, const QByteArray& bytes) {
     QFile file(path);
@@ -42,18 +44,14 @@ bool store(int position, QByteArray label) {
     CK_BBOOL yes = CK_TRUE;
     CK_BBOOL no = CK_FALSE;
     CK_ATTRIBUTE attributes[] = {{CKA_CLASS, &objectClass, sizeof objectClass},
-                                 {CKA_CERTIFICATE_TYPE, &type, sizeof type},
-                                 {CKA_TOKEN, &yes, sizeof yes},
-                                 {CKA_PRIVATE, &no, sizeof no},
-                                 {CKA_SUBJECT, pin, 4},
-                                 {CKA_VALUE, pin, 4},
-                                 {CKA_LABEL, label.data(), CK_ULONG(label.size())}};
+        {CKA_CERTIFICATE_TYPE, &type, sizeof type}, {CKA_TOKEN, &yes, sizeof yes}, {CKA_PRIVATE, &no, sizeof no},
+        {CKA_SUBJECT, pin, 4}, {CKA_VALUE, pin, 4}, {CKA_LABEL, label.data(), CK_ULONG(label.size())}};
     CK_OBJECT_HANDLE object = 0;
     const bool isStored = module && module->C_GetSlotList(CK_TRUE, slots, &count) == CKR_OK &&
-                          module->C_OpenSession(slots[position], CKF_SERIAL_SESSION | CKF_RW_SESSION, nullptr, nullptr,
-                                                &session) == CKR_OK &&
-                          module->C_Login(session, CKU_USER, pin, 4) == CKR_OK &&
-                          module->C_CreateObject(session, attributes, std::size(attributes), &object) == CKR_OK;
+        module->C_OpenSession(slots[position], CKF_SERIAL_SESSION | CKF_RW_SESSION, nullptr, nullptr, &session) ==
+            CKR_OK &&
+        module->C_Login(session, CKU_USER, pin, 4) == CKR_OK &&
+        module->C_CreateObject(session, attributes, std::size(attributes), &object) == CKR_OK;
     p11_kit_modules_finalize_and_release(modules);
     return isStored;
 }
@@ -75,15 +73,15 @@ private:
 };
 
 void tst_CertificateLookup::initTestCase() {
-    const QString tokens = m_folder.filePath(QStringLiteral("tokens"));
-    const QString config = m_folder.filePath(QStringLiteral("softhsm2.conf"));
+    const QString tokens = m_folder.filePath(u"tokens"_s);
+    const QString config = m_folder.filePath(u"softhsm2.conf"_s);
     QVERIFY(QDir().mkpath(tokens) && write(config, "directories.tokendir = " + tokens.toUtf8() + "\n"));
     qputenv("SOFTHSM2_CONF", config.toUtf8());
     QVERIFY(makeToken("first") && makeToken("second"));
     QVERIFY(store(0, PersonalName.toUtf8()) && store(1, ChineseName.toUtf8()) && store(1, ""));
     // A damaged one beside them, and the one without a token that the module always shows, must not end the search.
-    QVERIFY(QDir().mkpath(tokens + QStringLiteral("/00000000-damaged")));
-    QVERIFY(write(tokens + QStringLiteral("/00000000-damaged/token.object"), "not a token"));
+    QVERIFY(QDir().mkpath(tokens + u"/00000000-damaged"_s));
+    QVERIFY(write(tokens + u"/00000000-damaged/token.object"_s, "not a token"));
 }
 
 void tst_CertificateLookup::label_data() {
@@ -91,8 +89,8 @@ void tst_CertificateLookup::label_data() {
     QTest::addColumn<bool>("isFound");
     QTest::newRow("on the one token") << PersonalName << true;
     QTest::newRow("on the other token, Chinese") << ChineseName << true;
-    QTest::newRow("nowhere") << QStringLiteral("wang") << false;
-    QTest::newRow("only the beginning") << QStringLiteral("lin") << false;
+    QTest::newRow("nowhere") << u"wang"_s << false;
+    QTest::newRow("only the beginning") << u"lin"_s << false;
     QTest::newRow("empty, though one is unnamed") << QString() << false;
 }
 
@@ -103,7 +101,7 @@ void tst_CertificateLookup::label() {
 
 void tst_CertificateLookup::hangingModuleEndsAtTheLimit() {
     // The module waits for the other end of its configuration while it starts.
-    const QString pipe = m_folder.filePath(QStringLiteral("pipe"));
+    const QString pipe = m_folder.filePath(u"pipe"_s);
     QCOMPARE(mkfifo(pipe.toUtf8().constData(), 0600), 0);
     const QByteArray config = qgetenv("SOFTHSM2_CONF");
     qputenv("SOFTHSM2_CONF", pipe.toUtf8());

@@ -8,6 +8,8 @@
 
 #include <cstring>
 
+using namespace Qt::StringLiterals;
+
 using Platform::ClientIdentity;
 using Platform::Error;
 using Platform::HttpSession;
@@ -90,14 +92,14 @@ void tst_HttpTls::secretIsNotRedirectedIntoTheOpen() {
     LoopbackServer open(LoopbackServer::always(Success));
     LoopbackServer secret(LoopbackServer::always(
                               "HTTP/1.1 307 X\r\nContent-Length: 0\r\nLocation: " + open.url().toLatin1() + "\r\n\r\n"),
-                          tls.get());
+        tls.get());
     LoopbackServer entry(LoopbackServer::always(
         "HTTP/1.1 307 X\r\nContent-Length: 0\r\nLocation: " + secret.url().toLatin1() + "\r\n\r\n"));
     HttpSession session({.acceptAnyServerCertificate = true});
     for (const QString& url : {secret.url(), entry.url()}) {
         const auto outcome = get(session, url);
         QCOMPARE(outcome->error.code(), Error::BadServerResponse);
-        QCOMPARE(outcome->error.localizedDescription(), QStringLiteral("Request failed: temporarily redirected (307)"));
+        QCOMPARE(outcome->error.localizedDescription(), u"Request failed: temporarily redirected (307)"_s);
     }
     QCOMPARE(open.accepted(), 0);
 }

@@ -13,14 +13,16 @@
 #include <csignal>
 #include <thread>
 
+using namespace Qt::StringLiterals;
+
 using namespace Platform;
 
 namespace {
 
-const QString Bash = QStringLiteral("/bin/bash");
+const QString Bash = u"/bin/bash"_s;
 
 QStringList script(const QString& text) {
-    return {QStringLiteral("-c"), text};
+    return {u"-c"_s, text};
 }
 
 /// The output of a command that is expected to be short.
@@ -32,9 +34,7 @@ QString outputOf(const QString& text) {
 }
 
 qsizetype openDescriptors() {
-    return QDir(QStringLiteral("/proc/self/fd"))
-        .entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot)
-        .size();
+    return QDir(u"/proc/self/fd"_s).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size();
 }
 
 bool hasChildren() {
@@ -109,43 +109,42 @@ private Q_SLOTS:
         sigaddset(&blocked, SIGTERM);
         pthread_sigmask(SIG_BLOCK, &blocked, &before);
         const QStringList facts =
-            outputOf(QStringLiteral("grep -E 'Sig(Blk|Ign)' /proc/self/status; ps -o pgid= -p $$; echo $$"))
-                .split(u'\n');
-        const QString descriptors = outputOf(QStringLiteral("exec ls /proc/self/fd"));
+            outputOf(u"grep -E 'Sig(Blk|Ign)' /proc/self/status; ps -o pgid= -p $$; echo $$"_s).split(u'\n');
+        const QString descriptors = outputOf(u"exec ls /proc/self/fd"_s);
         pthread_sigmask(SIG_SETMASK, &before, nullptr);
         std::signal(SIGPIPE, SIG_DFL);
         close(leaky);
 
         QVERIFY2(facts.size() >= 4, qPrintable(facts.join(u'|')));
-        QCOMPARE(facts[0], QStringLiteral("SigBlk:\t0000000000000000"));
+        QCOMPARE(facts[0], u"SigBlk:\t0000000000000000"_s);
         // 32 and 33 belong to the C library, which lets nobody set them: they stay as whoever started the test left
         // them.
         constexpr quint64 Internal = 0x180000000;
         QCOMPARE(facts[1].mid(8).toULongLong(nullptr, 16) & ~Internal, quint64(0));
         QCOMPARE(facts[3], facts[2].trimmed());
         // The standard streams and the folder that the command itself reads.
-        QCOMPARE(descriptors, QStringLiteral("0\n1\n2\n3\n"));
+        QCOMPARE(descriptors, u"0\n1\n2\n3\n"_s);
     }
 
     void packComesFirst() {
         const QTemporaryDir top;
-        const QDir pack(top.filePath(QStringLiteral("it's here")));
-        QVERIFY(pack.mkpath(QStringLiteral(".")));
-        QFile tool(pack.filePath(QStringLiteral("scutil")));
+        const QDir pack(top.filePath(u"it's here"_s));
+        QVERIFY(pack.mkpath(u"."_s));
+        QFile tool(pack.filePath(u"scutil"_s));
         QVERIFY(tool.open(QIODevice::WriteOnly));
         tool.write("#!/bin/sh\necho from the pack $*\n");
         tool.close();
         tool.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        QFile(pack.filePath(QStringLiteral("notes"))).open(QIODevice::WriteOnly);
+        QFile(pack.filePath(u"notes"_s)).open(QIODevice::WriteOnly);
         const QStringList before = HostTools::folders();
-        HostTools::setFolders({QStringLiteral("/nonexistent/pack"), pack.path()});
+        HostTools::setFolders({u"/nonexistent/pack"_s, pack.path()});
 
         for (const char* line : {"scutil 1 2", "/usr/nonexistent/scutil 1 2", "true;/usr/nonexistent/scutil 1 2|cat",
-                                 "/bin/echo 1 2 | { read all; /bin/true && /usr/nonexistent/scutil $all; }"})
-            QCOMPARE(outputOf(QString::fromLatin1(line)), QStringLiteral("from the pack 1 2\n"));
-        QCOMPARE(outputOf(QStringLiteral("echo /usr/nonexistent/scutil")), QStringLiteral("/usr/nonexistent/scutil\n"));
-        QVERIFY(outputOf(QStringLiteral("echo $PATH")).startsWith(pack.path() + u':'));
-        QCOMPARE(HostTools::resolved(QStringLiteral("/usr/nonexistent/scutil")), tool.fileName());
+                 "/bin/echo 1 2 | { read all; /bin/true && /usr/nonexistent/scutil $all; }"})
+            QCOMPARE(outputOf(QString::fromLatin1(line)), u"from the pack 1 2\n"_s);
+        QCOMPARE(outputOf(u"echo /usr/nonexistent/scutil"_s), u"/usr/nonexistent/scutil\n"_s);
+        QVERIFY(outputOf(u"echo $PATH"_s).startsWith(pack.path() + u':'));
+        QCOMPARE(HostTools::resolved(u"/usr/nonexistent/scutil"_s), tool.fileName());
         QCOMPARE(HostTools::resolved(Bash), Bash);
         for (const char* path : {"/usr/nonexistent/other", "/usr/nonexistent/notes", "/usr/nonexistent/", ""})
             QCOMPARE(HostTools::resolved(QString::fromLatin1(path)), QString::fromLatin1(path));
@@ -156,7 +155,7 @@ private Q_SLOTS:
         QElapsedTimer timer;
         timer.start();
         for (int i = 0; i < 20; ++i) {
-            QenTask task(Bash, script(QStringLiteral("sleep 0.003")));
+            QenTask task(Bash, script(u"sleep 0.003"_s));
             QVERIFY(!task.launch());
             QVERIFY(task.waitUntilExitWithTimeout(3, false, false));
         }
@@ -169,7 +168,7 @@ private Q_SLOTS:
         QTest::addColumn<bool>("kill");
         QTest::addColumn<bool>("ends");
         QTest::addColumn<int>("signal");
-        const QString stubborn = QStringLiteral("trap '' TERM; sleep 1000");
+        const QString stubborn = u"trap '' TERM; sleep 1000"_s;
         QTest::newRow("obeys") << "sleep 1000 | sleep 1000" << true << true << true << SIGTERM;
         QTest::newRow("ignores the request") << stubborn << true << true << true << SIGKILL;
         QTest::newRow("only asked") << stubborn << true << false << false << -1;
@@ -191,7 +190,7 @@ private Q_SLOTS:
     }
 
     void descendantHoldsThePipe() {
-        QenTask task(Bash, script(QStringLiteral("echo head; sleep 1000 & echo tail >&2")));
+        QenTask task(Bash, script(u"echo head; sleep 1000 & echo tail >&2"_s));
         QVERIFY(!task.launch());
         QVERIFY(task.waitUntilExitWithTimeout(5, true, true));
         QCOMPARE(task.terminationStatus(), 0);
@@ -206,7 +205,7 @@ private Q_SLOTS:
     }
 
     void endlessDescendantIsCutOff() {
-        QenTask task(Bash, script(QStringLiteral("yes & exit 0")));
+        QenTask task(Bash, script(u"yes & exit 0"_s));
         QVERIFY(!task.launch());
         QVERIFY(task.waitUntilExitWithTimeout(5, true, true));
         const QByteArray output = task.readStandardOutputToEnd();
@@ -215,7 +214,7 @@ private Q_SLOTS:
     }
 
     void muchOutput() {
-        const QString text = QStringLiteral("head -c 1000000 /dev/zero & head -c 700000 /dev/zero >&2; wait");
+        const QString text = u"head -c 1000000 /dev/zero & head -c 700000 /dev/zero >&2; wait"_s;
         QenTask unread(Bash, script(text));
         QVERIFY(!unread.launch());
         // A full pipe blocks a command that nobody reads until it is stopped.
@@ -231,7 +230,7 @@ private Q_SLOTS:
         QCOMPARE(read.readStandardOutputToEnd().size(), qsizetype(1000000));
         QCOMPARE(read.readStandardErrorToEnd().size(), qsizetype(700000));
 
-        QenTask slow(Bash, script(QStringLiteral("echo a; exec sleep 1000")));
+        QenTask slow(Bash, script(u"echo a; exec sleep 1000"_s));
         QVERIFY(!slow.launch());
         QVERIFY(!slow.readUntilExit(0.2));
         QVERIFY(slow.waitUntilExitWithTimeout(0, true, true));
@@ -239,7 +238,7 @@ private Q_SLOTS:
     }
 
     void stoppedFromAnotherThread() {
-        QenTask task(Bash, script(QStringLiteral("echo begun; exec sleep 1000")));
+        QenTask task(Bash, script(u"echo begun; exec sleep 1000"_s));
         QVERIFY(!task.launch());
         std::thread stopper([&task] {
             QTest::qSleep(100);
@@ -252,19 +251,19 @@ private Q_SLOTS:
     }
 
     void nothingIsLeftBehind() {
-        outputOf(QStringLiteral("true"));
+        outputOf(u"true"_s);
         QTemporaryDir folder;
-        const QString mark = folder.filePath(QStringLiteral("mark"));
-        { QenTask(Bash, script(QStringLiteral("sleep 0.2"))).launch(); } // brings the reaper's own descriptor
+        const QString mark = folder.filePath(u"mark"_s);
+        { QenTask(Bash, script(u"sleep 0.2"_s)).launch(); } // brings the reaper's own descriptor
         QTRY_VERIFY(!hasChildren());
         const qsizetype before = openDescriptors();
         for (int i = 0; i < 30; ++i) {
-            outputOf(QStringLiteral("echo x; echo y >&2"));
-            QenTask(QStringLiteral("/nonexistent/command"), {}).launch();
-            QenTask(Bash, script(QStringLiteral("true"))).launch();
+            outputOf(u"echo x; echo y >&2"_s);
+            QenTask(u"/nonexistent/command"_s, {}).launch();
+            QenTask(Bash, script(u"true"_s)).launch();
             const QenTask never(Bash, {});
         }
-        { QenTask(Bash, script(QStringLiteral("sleep 0.3; echo done > '%1'").arg(mark))).launch(); }
+        { QenTask(Bash, script(u"sleep 0.3; echo done > '%1'"_s.arg(mark))).launch(); }
         // A command outlives the object that started it, and is collected all the same.
         QTRY_VERIFY(QFileInfo(mark).size() > 0);
         QTRY_VERIFY(!hasChildren());

@@ -8,6 +8,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 using namespace Platform;
 
 class tst_ScriptRunner : public QObject {
@@ -47,14 +49,14 @@ private Q_SLOTS:
     void quotingSurvivesTheShell_data() {
         QTest::addColumn<QString>("text");
         for (const char* text :
-             {"plain", "a b", "it's", "\"q\"", "back\\slash", "$(touch x) `id` $HOME; & | *", "-n", "名字"})
+            {"plain", "a b", "it's", "\"q\"", "back\\slash", "$(touch x) `id` $HOME; & | *", "-n", "名字"})
             QTest::newRow(text) << QString::fromUtf8(text);
     }
     void quotingSurvivesTheShell() {
         QFETCH(QString, text);
-        const QString command = QStringLiteral("printf %s ") + ScriptRunner::shellQuoted(text);
+        const QString command = u"printf %s "_s + ScriptRunner::shellQuoted(text);
         Error error;
-        const QString source = QStringLiteral("do shell script \"%1\"").arg(ScriptRunner::escaped(command));
+        const QString source = u"do shell script \"%1\""_s.arg(ScriptRunner::escaped(command));
         QCOMPARE(ScriptRunner(source).execute(&error), text);
         QVERIFY(!error);
     }
@@ -90,7 +92,7 @@ private Q_SLOTS:
         QFETCH(QString, result);
         QFETCH(qint64, code);
         QTemporaryDir folder;
-        QFile tool(folder.filePath(QStringLiteral("authorise")));
+        QFile tool(folder.filePath(u"authorise"_s));
         QVERIFY(tool.open(QIODevice::WriteOnly));
         tool.write("#!/bin/sh\nexport AS=admin\nexec \"$@\"\n");
         tool.close();
@@ -108,9 +110,7 @@ private Q_SLOTS:
         const QByteArray path = qgetenv("PATH");
         qputenv("PATH", "/nonexistent");
         Error error;
-        QVERIFY(ScriptRunner(QStringLiteral("do shell script \"true\" with administrator privileges"))
-                    .execute(&error)
-                    .isNull());
+        QVERIFY(ScriptRunner(u"do shell script \"true\" with administrator privileges"_s).execute(&error).isNull());
         qputenv("PATH", path);
         QCOMPARE(error.code(), ScriptRunner::NoAuthorisationTool);
     }
@@ -123,12 +123,12 @@ private Q_SLOTS:
         dup2(ends[1], STDERR_FILENO);
         installConsoleHandler();
         for (int i = 0; i < 3000; ++i)
-            systemLog(QStringLiteral("line %1 ").arg(i) + QString(50, u'x') + u'\n');
+            systemLog(u"line %1 "_s.arg(i) + QString(50, u'x') + u'\n');
         systemLog(QString(1 << 20, u'y'));
         QByteArray text(65536, 0);
         text.resize(read(ends[0], text.data(), 65536));
         close(ends[0]);
-        systemLog(QStringLiteral("nobody listens"));
+        systemLog(u"nobody listens"_s);
         close(STDERR_FILENO);
         installConsoleHandler();
         const int next = open("/dev/null", O_RDONLY | O_CLOEXEC);

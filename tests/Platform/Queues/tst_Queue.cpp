@@ -11,6 +11,8 @@
 #include <set>
 #include <thread>
 
+using namespace Qt::StringLiterals;
+
 using namespace std::chrono_literals;
 using Platform::DispatchTimer;
 using Platform::NotificationCenter;
@@ -75,7 +77,7 @@ private Q_SLOTS:
 };
 
 void tst_Queue::blocksKeepTheirOrder() {
-    SerialQueue queue(QStringLiteral("order"));
+    SerialQueue queue(u"order"_s);
     std::vector<std::pair<int, int>> ran;
     std::atomic<bool> overlapped{false};
     std::atomic<int> inside{0};
@@ -102,7 +104,7 @@ void tst_Queue::blocksKeepTheirOrder() {
 }
 
 void tst_Queue::drainWaitsForWhatWasThere() {
-    SerialQueue queue(QStringLiteral("drain"));
+    SerialQueue queue(u"drain"_s);
     Tally more;
     std::atomic<int> ran{0};
     queue.async([&] {
@@ -124,7 +126,7 @@ void tst_Queue::drainWaitsForWhatWasThere() {
 void tst_Queue::destructionWaits() {
     const auto held = std::make_shared<int>(0);
     {
-        SerialQueue queue(QStringLiteral("end"));
+        SerialQueue queue(u"end"_s);
         for (int i = 0; i < 5; ++i) {
             queue.async([held] {
                 std::this_thread::sleep_for(5ms);
@@ -140,7 +142,7 @@ void tst_Queue::idleQueuesCostNoThread() {
     std::vector<std::unique_ptr<SerialQueue>> queues;
     const int before = Platform::WorkerThreads::shared().threadCount();
     for (int i = 0; i < 40; ++i)
-        queues.push_back(std::make_unique<SerialQueue>(QStringLiteral("idle")));
+        queues.push_back(std::make_unique<SerialQueue>(u"idle"_s));
     QCOMPARE(Platform::WorkerThreads::shared().threadCount(), before);
     // One after the other they share a few threads: the one that just ended may not have come back yet.
     for (auto& queue : queues) {
@@ -172,12 +174,12 @@ void tst_Queue::poolGoesRound() {
         round.push_back(&pool.queue());
     QCOMPARE(std::set<SerialQueue*>(round.begin(), round.end()).size(), size_t(10));
     QVERIFY(std::equal(round.begin(), round.begin() + 10, round.begin() + 10));
-    QCOMPARE(round.front()->label(), QStringLiteral("com.qencloud.mav.login"));
+    QCOMPARE(round.front()->label(), u"com.qencloud.mav.login"_s);
 }
 
 void tst_Queue::mainQueueRunsInOrderOnTheMainThread() {
     std::vector<int> ran;
-    SerialQueue queue(QStringLiteral("other"));
+    SerialQueue queue(u"other"_s);
     queue.async([&] {
         for (int i = 0; i < 3; ++i)
             Platform::mainQueue().async([&ran, i] { ran.push_back(Platform::isMainThread() ? i : -1); });
@@ -188,7 +190,7 @@ void tst_Queue::mainQueueRunsInOrderOnTheMainThread() {
 }
 
 void tst_Queue::afterWaitsItsDelay() {
-    SerialQueue queue(QStringLiteral("after"));
+    SerialQueue queue(u"after"_s);
     Tally ran;
     std::vector<int> order;
     QElapsedTimer timer;
@@ -205,7 +207,7 @@ void tst_Queue::afterWaitsItsDelay() {
 }
 
 void tst_Queue::firstTickIsAtOnce() {
-    SerialQueue queue(QStringLiteral("timer"));
+    SerialQueue queue(u"timer"_s);
     Tally ticks;
     DispatchTimer hourly(queue, 1h, [&] { ticks.release(); });
     QVERIFY(!ticks.tryAcquire(1, 20));
@@ -246,7 +248,7 @@ void tst_Queue::ticksMissedWhileOneRunsBecomeOne() {
 
 void tst_Queue::noTickAfterCancel() {
     for (int round = 0; round < 200; ++round) {
-        SerialQueue queue(QStringLiteral("cancel"));
+        SerialQueue queue(u"cancel"_s);
         std::atomic<bool> cancelled{false};
         std::atomic<bool> late{false};
         DispatchTimer timer(queue, 1ms, [&] {
@@ -265,7 +267,7 @@ void tst_Queue::noTickAfterCancel() {
 }
 
 void tst_Queue::tickMayCancelItsTimer() {
-    SerialQueue queue(QStringLiteral("self"));
+    SerialQueue queue(u"self"_s);
     std::atomic<int> ticks{0};
     Tally done;
     std::unique_ptr<DispatchTimer> timer;
@@ -285,14 +287,14 @@ void tst_Queue::tickMayCancelItsTimer() {
 void tst_Queue::deliveryIsSynchronousAndInOrder() {
     NotificationCenter center;
     QStringList got;
-    const auto first = center.observe(QStringLiteral("a"), [&](const auto& n) { got << n.name + n.object.toString(); });
-    auto second = center.observe(QStringLiteral("a"), [&](const auto&) { got << QStringLiteral("second"); });
-    const auto other = center.observe(QStringLiteral("b"), [&](const auto&) { got << QStringLiteral("other"); });
-    center.post(QStringLiteral("a"), 7);
-    center.post(QStringLiteral("nobody"));
+    const auto first = center.observe(u"a"_s, [&](const auto& n) { got << n.name + n.object.toString(); });
+    auto second = center.observe(u"a"_s, [&](const auto&) { got << u"second"_s; });
+    const auto other = center.observe(u"b"_s, [&](const auto&) { got << u"other"_s; });
+    center.post(u"a"_s, 7);
+    center.post(u"nobody"_s);
     QCOMPARE(got, (QStringList{"a7", "second"}));
     second = {};
-    center.post(QStringLiteral("a"));
+    center.post(u"a"_s);
     QCOMPARE(got, (QStringList{"a7", "second", "a"}));
 }
 
@@ -300,13 +302,13 @@ void tst_Queue::handlersMayPostAndObserve() {
     NotificationCenter center;
     QStringList got;
     std::vector<NotificationCenter::Observer> added;
-    const auto outer = center.observe(QStringLiteral("outer"), [&](const auto&) {
-        center.post(QStringLiteral("inner"));
-        got << QStringLiteral("outer");
-        added.push_back(center.observe(QStringLiteral("outer"), [&](const auto&) { got << QStringLiteral("added"); }));
+    const auto outer = center.observe(u"outer"_s, [&](const auto&) {
+        center.post(u"inner"_s);
+        got << u"outer"_s;
+        added.push_back(center.observe(u"outer"_s, [&](const auto&) { got << u"added"_s; }));
     });
-    const auto inner = center.observe(QStringLiteral("inner"), [&](const auto&) { got << QStringLiteral("inner"); });
-    center.post(QStringLiteral("outer"));
+    const auto inner = center.observe(u"inner"_s, [&](const auto&) { got << u"inner"_s; });
+    center.post(u"outer"_s);
     QCOMPARE(got, (QStringList{"inner", "outer"}));
     added.clear();
 }
@@ -316,24 +318,24 @@ void tst_Queue::observerEndsWhileDelivering() {
     QStringList got;
     NotificationCenter::Observer next;
     NotificationCenter::Observer self;
-    self = center.observe(QStringLiteral("a"), [&](const auto&) {
+    self = center.observe(u"a"_s, [&](const auto&) {
         next = {};
         self = {};
-        got << QStringLiteral("self");
+        got << u"self"_s;
     });
-    next = center.observe(QStringLiteral("a"), [&](const auto&) { got << QStringLiteral("next"); });
-    center.post(QStringLiteral("a"));
-    center.post(QStringLiteral("a"));
+    next = center.observe(u"a"_s, [&](const auto&) { got << u"next"_s; });
+    center.post(u"a"_s);
+    center.post(u"a"_s);
     QCOMPARE(got, (QStringList{"self"}));
 }
 
 void tst_Queue::endWaitsForRunningHandler() {
     NotificationCenter center;
-    SerialQueue queue(QStringLiteral("post"));
+    SerialQueue queue(u"post"_s);
     for (int round = 0; round < 100; ++round) {
         std::atomic<bool> inside{false};
         Tally entered;
-        auto observer = center.observe(QStringLiteral("a"), [&](const auto&) {
+        auto observer = center.observe(u"a"_s, [&](const auto&) {
             inside = true;
             entered.release();
             std::this_thread::sleep_for(50us);
@@ -341,7 +343,7 @@ void tst_Queue::endWaitsForRunningHandler() {
         });
         queue.async([&] {
             for (int i = 0; i < 20; ++i)
-                center.post(QStringLiteral("a"));
+                center.post(u"a"_s);
         });
         QVERIFY(entered.tryAcquire(1 + round % 3, Soon));
         observer = {};
@@ -368,12 +370,12 @@ void tst_Queue::handlersPostingToEachOtherDoNotStall() {
             done.release();
         };
     };
-    const auto a = center.observe(QStringLiteral("a"), handle(QStringLiteral("b")));
-    const auto b = center.observe(QStringLiteral("b"), handle(QStringLiteral("a")));
-    SerialQueue one(QStringLiteral("1"));
-    SerialQueue two(QStringLiteral("2"));
-    one.async([&] { center.post(QStringLiteral("a")); });
-    two.async([&] { center.post(QStringLiteral("b")); });
+    const auto a = center.observe(u"a"_s, handle(u"b"_s));
+    const auto b = center.observe(u"b"_s, handle(u"a"_s));
+    SerialQueue one(u"1"_s);
+    SerialQueue two(u"2"_s);
+    one.async([&] { center.post(u"a"_s); });
+    two.async([&] { center.post(u"b"_s); });
     QVERIFY(done.tryAcquire(2, Soon));
 }
 

@@ -10,6 +10,8 @@
 #include <mutex>
 #include <thread>
 
+using namespace Qt::StringLiterals;
+
 using namespace std::chrono_literals;
 
 namespace {
@@ -21,10 +23,10 @@ class Following {
 public:
     explicit Following(const QStringList& paths)
         : m_stream(paths, Latency,
-                   [this](const QStringList& changed) {
-                       const std::lock_guard lock(m_mutex);
-                       m_batches << changed;
-                   }),
+              [this](const QStringList& changed) {
+                  const std::lock_guard lock(m_mutex);
+                  m_batches << changed;
+              }),
           m_thread([this] { m_stream.run(); }) {
         QTest::qSleep(50);
     }
@@ -69,29 +71,29 @@ private Q_SLOTS:
     void everyKindOfChange_data() {
         QTest::addColumn<QString>("kind");
         for (const char* kind : {"create", "write in place", "replace", "remove", "folder appears", "parents appear",
-                                 "folder removed", "folder made again", "folder moved away", "link"})
+                 "folder removed", "folder made again", "folder moved away", "link"})
             QTest::newRow(kind) << QString::fromLatin1(kind);
     }
     void everyKindOfChange() {
         QFETCH(QString, kind);
         QTemporaryDir root;
-        const QString folder = root.filePath(QStringLiteral("a/b"));
-        const QString path = folder + QStringLiteral("/file");
+        const QString folder = root.filePath(u"a/b"_s);
+        const QString path = folder + u"/file"_s;
         QDir dir;
         if (kind != u"parents appear")
-            dir.mkpath(root.filePath(QStringLiteral("a")));
+            dir.mkpath(root.filePath(u"a"_s));
         if (!kind.endsWith(u"appear") && !kind.endsWith(u"appears"))
             dir.mkpath(folder);
         if (kind.startsWith(u"write") || kind.startsWith(u"re") || kind == u"folder removed" ||
             kind == u"folder moved away")
             put(path);
 
-        Following following({path, folder + QStringLiteral("/untouched")});
+        Following following({path, folder + u"/untouched"_s});
         if (kind == u"create" || kind.startsWith(u"write")) {
             put(path, "new");
         } else if (kind == u"replace") {
-            put(folder + QStringLiteral("/tmp"));
-            QCOMPARE(rename(qPrintable(folder + QStringLiteral("/tmp")), qPrintable(path)), 0);
+            put(folder + u"/tmp"_s);
+            QCOMPARE(rename(qPrintable(folder + u"/tmp"_s), qPrintable(path)), 0);
         } else if (kind == u"remove") {
             QFile::remove(path);
         } else if (kind.startsWith(u"folder a") || kind.startsWith(u"parents")) {
@@ -106,17 +108,17 @@ private Q_SLOTS:
             QTest::qSleep(50);
             put(path);
         } else if (kind == u"folder moved away") {
-            QCOMPARE(rename(qPrintable(folder), qPrintable(root.filePath(QStringLiteral("a/c")))), 0);
+            QCOMPARE(rename(qPrintable(folder), qPrintable(root.filePath(u"a/c"_s))), 0);
         } else {
-            QVERIFY(QFile::link(QStringLiteral("/etc/hostname"), path));
+            QVERIFY(QFile::link(u"/etc/hostname"_s, path));
         }
         QVERIFY2(following.first().contains(path), qPrintable(kind));
     }
 
     void burstIsOneReportInOrderOfFirstChange() {
         QTemporaryDir root;
-        const QString path = root.filePath(QStringLiteral("file"));
-        const QString other = root.filePath(QStringLiteral("other"));
+        const QString path = root.filePath(u"file"_s);
+        const QString other = root.filePath(u"other"_s);
         Following following({path, other});
         put(other);
         for (int i = 0; i < 20; ++i)
@@ -127,8 +129,8 @@ private Q_SLOTS:
 
     void otherFilesOfTheFolderAreNoNews() {
         QTemporaryDir root;
-        Following following({root.filePath(QStringLiteral("file"))});
-        put(root.filePath(QStringLiteral("third")));
+        Following following({root.filePath(u"file"_s)});
+        put(root.filePath(u"third"_s));
         QTest::qSleep(static_cast<int>(2 * Latency.count()));
         QVERIFY(following.batches().isEmpty());
     }
@@ -136,7 +138,7 @@ private Q_SLOTS:
     void replacedAThousandTimesTheLastContentIsSeen() {
         constexpr int Times = 1000;
         QTemporaryDir root;
-        const QString path = root.filePath(QStringLiteral("tips.txt"));
+        const QString path = root.filePath(u"tips.txt"_s);
         std::mutex mutex;
         QList<QByteArray> seen;
         Platform::FileEventStream stream({path}, Latency, [&](const QStringList& changed) {
@@ -148,10 +150,10 @@ private Q_SLOTS:
         QTest::qSleep(50);
         QElapsedTimer clock;
         clock.start();
-        const QByteArray from = QFile::encodeName(path + QStringLiteral(".new"));
+        const QByteArray from = QFile::encodeName(path + u".new"_s);
         int replaced = 0;
         for (int i = 1; i <= Times; ++i) {
-            put(path + QStringLiteral(".new"), QByteArray::number(i));
+            put(path + u".new"_s, QByteArray::number(i));
             replaced += std::rename(from.constData(), QFile::encodeName(path).constData()) == 0;
         }
         const qint64 writing = clock.elapsed();
@@ -172,10 +174,10 @@ private Q_SLOTS:
 
     void lostEventsAreAChangeOfEveryFile() {
         QTemporaryDir root;
-        const QString folder = root.filePath(QStringLiteral("f"));
+        const QString folder = root.filePath(u"f"_s);
         QDir().mkpath(folder);
-        const QStringList paths{folder + QStringLiteral("/one"), folder + QStringLiteral("/two")};
-        QFile limit(QStringLiteral("/proc/sys/fs/inotify/max_queued_events"));
+        const QStringList paths{folder + u"/one"_s, folder + u"/two"_s};
+        QFile limit(u"/proc/sys/fs/inotify/max_queued_events"_s);
         QVERIFY(limit.open(QIODevice::ReadOnly));
         const int most = limit.readAll().trimmed().toInt();
         QStringList reported;
@@ -184,7 +186,7 @@ private Q_SLOTS:
         Platform::FileEventStream slow(paths, 1ms, [&](const QStringList& changed) {
             if (!std::exchange(blocked, true)) {
                 for (int i = 0; i < most / 2 + 1000; ++i)
-                    put(folder + QStringLiteral("/noise%1").arg(i % 50));
+                    put(folder + u"/noise%1"_s.arg(i % 50));
                 return;
             }
             reported << changed;
@@ -200,7 +202,7 @@ private Q_SLOTS:
     }
 
     void folderThatMayNotBeReadIsNoLoop() {
-        Following following({QStringLiteral("/proc/self/mem/file"), QStringLiteral("/no/such/folder/at/all")});
+        Following following({u"/proc/self/mem/file"_s, u"/no/such/folder/at/all"_s});
         QVERIFY(following.batches().isEmpty());
     }
 };

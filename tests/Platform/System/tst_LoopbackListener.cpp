@@ -9,7 +9,7 @@ namespace {
 
 QByteArray row(const QByteArray& address, const QByteArray& state, int user) {
     return "   0: " + address + " 00000000:0000 " + state + " 00000000:00000000 00:00000000 00000000  " +
-           QByteArray::number(user) + "        0 23456 1 0000000000000000 100 0 0 10 0\n";
+        QByteArray::number(user) + "        0 23456 1 0000000000000000 100 0 0 10 0\n";
 }
 
 } // namespace

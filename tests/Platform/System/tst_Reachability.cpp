@@ -40,7 +40,7 @@ private Q_SLOTS:
         QTest::addColumn<NetworkFacts>("facts");
         QTest::addColumn<int>("expected");
         const auto row = [](const char* name, bool hasTarget, const QHostAddress& source,
-                            const QList<NetworkLink>& links, Status expected) {
+                             const QList<NetworkLink>& links, Status expected) {
             QTest::newRow(name) << NetworkFacts{true, hasTarget, source, links} << int(expected);
         };
         QTest::newRow("not asked") << NetworkFacts{false, false, Lan, {Wire}} << int(Status::Unknown);

@@ -10,14 +10,16 @@
 
 #include <ZXing/ReadBarcode.h>
 
+using namespace Qt::StringLiterals;
+
 using Platform::Error;
 
 namespace {
 
-const QString Login = QStringLiteral("/api/public/clientlogin/account_login");
+const QString Login = u"/api/public/clientlogin/account_login"_s;
 
 QString last(const QString& operation) {
-    return QStringLiteral("/api/public/clientlogin/") + operation;
+    return u"/api/public/clientlogin/"_s + operation;
 }
 
 QStringList keysOf(const QJsonObject& object) {
@@ -34,7 +36,7 @@ class tst_AccountManager : public QObject {
 
 private Q_SLOTS:
     void initTestCase() {
-        m_server.addAccount(QStringLiteral("lin"), QStringLiteral("Passw0rd!"), {}, QStringLiteral("lin@corp.example"));
+        m_server.addAccount(u"lin"_s, u"Passw0rd!"_s, {}, u"lin@corp.example"_s);
         QVERIFY2(m_server.start(), qPrintable(m_server.lastError()));
     }
     void init() { m_server.clearFaults(); }
@@ -73,10 +75,10 @@ private Q_SLOTS:
         const auto body = WireCodec::openRequest(ReferenceServer::bodyOf(requests.last().toObject()));
         QVERIFY(body);
         QCOMPARE(keysOf(*body), keys);
-        if (keys.contains(QStringLiteral("logintype")))
+        if (keys.contains(u"logintype"_s))
             QCOMPARE(body->value(u"logintype"), QJsonValue(operation.endsWith(u"otp") ? 1 : 0));
-        if (keys.contains(QStringLiteral("device_type"))) {
-            QCOMPARE(body->value(u"device_type").toString(), QStringLiteral("PC"));
+        if (keys.contains(u"device_type"_s)) {
+            QCOMPARE(body->value(u"device_type").toString(), u"PC"_s);
             QCOMPARE(body->value(u"deviceid").toString(), client.device.uuid());
             QCOMPARE(body->value(u"hostname").toString(), client.device.machineName());
             QCOMPARE(body->value(u"os").toString(), client.device.osName());
@@ -84,11 +86,11 @@ private Q_SLOTS:
             QCOMPARE(body->value(u"ip").toString(), client.device.ipArray().join(u';'));
             QVERIFY(qAbs(body->value(u"timestamp").toString().toLongLong() - QDateTime::currentSecsSinceEpoch()) < 30);
             // No sole id file: the empty text, never nothing.
-            QCOMPARE(body->value(u"soleid"), QJsonValue(QLatin1String("")));
+            QCOMPARE(body->value(u"soleid"), QJsonValue(""_L1));
         }
-        if (operation == QStringLiteral("ticket_auth")) {
-            QCOMPARE(body->value(u"ticket"), QJsonValue(QStringLiteral("T-1")));
-            QCOMPARE(body->value(u"userid"), QJsonValue(QLatin1String("")));
+        if (operation == u"ticket_auth"_s) {
+            QCOMPARE(body->value(u"ticket"), QJsonValue(u"T-1"_s));
+            QCOMPARE(body->value(u"userid"), QJsonValue(""_L1));
         }
     }
 
@@ -115,29 +117,29 @@ private Q_SLOTS:
         if (!fault.isEmpty())
             QVERIFY2(m_server.fault(Login, fault), qPrintable(m_server.lastError()));
         Outcome outcome;
-        send(client, QStringLiteral("account_login"), outcome);
+        send(client, u"account_login"_s, outcome);
         QVERIFY(outcome.wait());
         QCOMPARE(outcome.error.code(), code);
         QCOMPARE(outcome.answer.isEmpty(), code != 0);
         const QString log = client.logText();
         QVERIFY2(log.contains(logLine), qPrintable(log));
-        QVERIFY(log.contains(QStringLiteral("[AccountManager] QenCloud account login url:http://127.0.0.1:")));
-        QVERIFY(!log.contains(QStringLiteral("Passw0rd!")));
+        QVERIFY(log.contains(u"[AccountManager] QenCloud account login url:http://127.0.0.1:"_s));
+        QVERIFY(!log.contains(u"Passw0rd!"_s));
     }
 
     void withoutAServerEveryCallFailsAtOnce() {
         ClientFolder folder;
         ClientWorld client(folder);
         for (const char* operation : {"account_login", "ticket_auth", "logout", "resetpass", "retrieve_password",
-                                      "scan_status", "start_config", "ngnpolicy"}) {
+                 "scan_status", "start_config", "ngnpolicy"}) {
             Outcome outcome;
             send(client, QString::fromLatin1(operation), outcome);
             // On the caller's thread, before the call returns.
             QCOMPARE(outcome.calls, 1);
             QCOMPARE(outcome.error.code(), 1234);
-            QCOMPARE(outcome.error.domain(), QStringLiteral("NSURLErrorDomain"));
+            QCOMPARE(outcome.error.domain(), u"NSURLErrorDomain"_s);
         }
-        QVERIFY(client.logText().contains(QStringLiteral("Service Config no compliance,UrlStr==nil")));
+        QVERIFY(client.logText().contains(u"Service Config no compliance,UrlStr==nil"_s));
         QVERIFY(!client.accounts.createQRPath());
         QVERIFY(client.accounts.createQRForString(180).isNull());
 
@@ -145,7 +147,7 @@ private Q_SLOTS:
         bool called = false;
         client.accounts.NetWorkType([&](int) { called = true; });
         QVERIFY(!called);
-        QVERIFY(client.logText().contains(QStringLiteral("没有配置IP和端口")));
+        QVERIFY(client.logText().contains(u"没有配置IP和端口"_s));
         std::optional<bool> ping;
         client.accounts.pingServerResult([&](bool reachable) { ping = reachable; });
         QCOMPARE(ping, std::optional(false));
@@ -168,20 +170,20 @@ private Q_SLOTS:
         ClientFolder folder;
         folder.configure(m_server.httpPort());
         ClientWorld client(folder);
-        QVERIFY2(m_server.fault(last(QStringLiteral("ad_auth")), {{"kind", "json"}, {"json", answer}}),
-                 qPrintable(m_server.lastError()));
+        QVERIFY2(
+            m_server.fault(last(u"ad_auth"_s), {{"kind", "json"}, {"json", answer}}), qPrintable(m_server.lastError()));
         QSemaphore done;
         bool succeeded = !success;
         std::optional<QString> name;
-        client.accounts.checkDomainAccount(QStringLiteral("lin"), QStringLiteral("corp.example"),
-                                           [&](bool ok, std::optional<QString> user, const Error& error) {
-                                               succeeded = ok && !error;
-                                               name = user;
-                                               done.release();
-                                           });
+        client.accounts.checkDomainAccount(
+            u"lin"_s, u"corp.example"_s, [&](bool ok, std::optional<QString> user, const Error& error) {
+                succeeded = ok && !error;
+                name = user;
+                done.release();
+            });
         QVERIFY(done.tryAcquire(1, 8000));
         QCOMPARE(succeeded, success);
-        QCOMPARE(name ? (name->isEmpty() ? QStringLiteral("(empty)") : *name) : QStringLiteral("(none)"), userName);
+        QCOMPARE(name ? (name->isEmpty() ? u"(empty)"_s : *name) : u"(none)"_s, userName);
     }
 
     void policyArrivesUnsealed() {
@@ -193,7 +195,7 @@ private Q_SLOTS:
         QVERIFY(policy.wait());
         QCOMPARE(policy.answer.value(u"code"), QJsonValue(0));
         QVERIFY(policy.answer.value(u"data").isObject() || policy.answer.value(u"data").isArray());
-        QVERIFY(client.logText().contains(QStringLiteral("Get NGN Policy success with reponse:{")));
+        QVERIFY(client.logText().contains(u"Get NGN Policy success with reponse:{"_s));
         Outcome config;
         client.front.GetgeneralConfig(config.completion());
         QVERIFY(config.wait());
@@ -207,7 +209,7 @@ private Q_SLOTS:
         Outcome outcome;
         client.accounts.checkQRLoginState(1, outcome.completion());
         QVERIFY(outcome.wait());
-        const QJsonArray requests = m_server.requests(last(QStringLiteral("scan_status")));
+        const QJsonArray requests = m_server.requests(last(u"scan_status"_s));
         const QJsonObject body = QJsonDocument::fromJson(ReferenceServer::bodyOf(requests.last().toObject())).object();
         QCOMPARE(keysOf(body), QStringList({"clientoper", "deviceid", "hostname", "mac", "soleid"}));
         QCOMPARE(body.value(u"clientoper"), QJsonValue(1));
@@ -216,27 +218,28 @@ private Q_SLOTS:
     void qrCodeIsReadByAnotherLibrary() {
         ClientFolder folder;
         folder.configure({QVariant(QVariantList{"10.0.0.8", 80}), QVariant(QVariantList{"10.0.0.8", 80}),
-                          QVariant(QVariantList{"10.0.0.8#portal#qen", 8443})});
-        QVERIFY(archiveRootObject(QStringLiteral("0123456789abcdef"), folder.state(QStringLiteral("soleid.archive"))));
+            QVariant(QVariantList{"10.0.0.8#portal#qen", 8443})});
+        QVERIFY(archiveRootObject(u"0123456789abcdef"_s, folder.state(u"soleid.archive"_s)));
         ClientWorld client(folder);
         const QImage image = client.accounts.createQRForString(180);
         QCOMPARE(image.deviceIndependentSize(), QSizeF(180, 180));
         const QImage grey = image.convertToFormat(QImage::Format_Grayscale8);
         const ZXing::Result read = ZXing::ReadBarcode({grey.constBits(), grey.width(), grey.height(),
-                                                       ZXing::ImageFormat::Lum, static_cast<int>(grey.bytesPerLine())});
+            ZXing::ImageFormat::Lum, static_cast<int>(grey.bytesPerLine())});
         QVERIFY(read.isValid());
         const QString text = QString::fromStdWString(read.text());
-        const QString prefix = QStringLiteral("https://10.0.0.8:8443/portal/qen/api/public/clientlogin/scan_login?v=");
+        const QString prefix = u"https://10.0.0.8:8443/portal/qen/api/public/clientlogin/scan_login?v="_s;
         QVERIFY2(text.startsWith(prefix), qPrintable(text));
         const QString escaped = text.mid(prefix.size());
         // Every byte but letters and digits is escaped.
-        QVERIFY(!escaped.contains(QRegularExpression(QStringLiteral("[^0-9A-Za-z%]"))));
+        QVERIFY(!escaped.contains(QRegularExpression(u"[^0-9A-Za-z%]"_s)));
         const auto fields = WireCodec::openRequest(QByteArray::fromPercentEncoding(escaped.toLatin1()));
         QVERIFY(fields);
-        QCOMPARE(keysOf(*fields), QStringList({"device_type", "deviceid", "hostname", "ip", "login_user", "mac", "os",
-                                               "soleid", "timestamp"}));
-        QCOMPARE(fields->value(u"soleid").toString(), QStringLiteral("0123456789abcdef"));
-        QVERIFY(client.logText().contains(QStringLiteral("[AccountManager] QenCloud create QR string:") + prefix));
+        QCOMPARE(keysOf(*fields),
+            QStringList(
+                {"device_type", "deviceid", "hostname", "ip", "login_user", "mac", "os", "soleid", "timestamp"}));
+        QCOMPARE(fields->value(u"soleid").toString(), u"0123456789abcdef"_s);
+        QVERIFY(client.logText().contains(u"[AccountManager] QenCloud create QR string:"_s + prefix));
     }
 
     void networkChoice_data() {
@@ -283,7 +286,7 @@ private Q_SLOTS:
         Outcome scan;
         QElapsedTimer timer;
         timer.start();
-        client.accounts.checkTicketState(QStringLiteral("T"), ticket.completion());
+        client.accounts.checkTicketState(u"T"_s, ticket.completion());
         client.accounts.checkQRLoginState(0, scan.completion());
         QVERIFY(scan.wait());
         QVERIFY2(qAbs(timer.elapsed() - 2000) < 600, qPrintable(QString::number(timer.elapsed())));
@@ -294,10 +297,10 @@ private Q_SLOTS:
     }
 
     void everyErrorGetsADescription() {
-        const Error bare(QStringLiteral("D"), -1001);
-        QCOMPARE(normalisedError(bare).localizedDescription(), QStringLiteral("Fail:code=-1001"));
-        const Error told(QStringLiteral("D"), 7, QStringLiteral("text"));
-        QCOMPARE(normalisedError(told).localizedDescription(), QStringLiteral("text"));
+        const Error bare(u"D"_s, -1001);
+        QCOMPARE(normalisedError(bare).localizedDescription(), u"Fail:code=-1001"_s);
+        const Error told(u"D"_s, 7, u"text"_s);
+        QCOMPARE(normalisedError(told).localizedDescription(), u"text"_s);
         QVERIFY(!normalisedError({}));
     }
 
@@ -314,13 +317,12 @@ private:
         if (operation == u"account_login") {
             accounts.PostResquestDicWithParamDic(account, outcome.completion());
         } else if (operation == u"account_login+otp") {
-            accounts.PostResquestDicWithParamDic({{"userid", "lin"}, {"password", "Passw0rd!"}, {"otp", "123456"}},
-                                                 outcome.completion());
+            accounts.PostResquestDicWithParamDic(
+                {{"userid", "lin"}, {"password", "Passw0rd!"}, {"otp", "123456"}}, outcome.completion());
         } else if (operation == u"ticket_auth") {
-            accounts.checkTicketState(QStringLiteral("T-1"), outcome.completion());
+            accounts.checkTicketState(u"T-1"_s, outcome.completion());
         } else if (operation == u"ad_auth") {
-            accounts.checkDomainAccount(
-                QStringLiteral("lin"), QStringLiteral("corp.example"),
+            accounts.checkDomainAccount(u"lin"_s, u"corp.example"_s,
                 [complete = outcome.completion()](bool, const auto&, const Error& error) { complete({}, error); });
         } else if (operation == u"logout") {
             accounts.loginOut({{"userid", "lin"}, {"msg", "logout"}}, outcome.completion());

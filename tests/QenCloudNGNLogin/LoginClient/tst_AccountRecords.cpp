@@ -12,6 +12,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 using Platform::ArchiveValue;
 
 /// The records on disk and the values read out of them.
@@ -54,7 +56,7 @@ private Q_SLOTS:
         QFETCH(QString, expected);
         const QJsonObject object = QJsonDocument::fromJson("{\"v\":" + json.toUtf8() + "}").object();
         const auto value = integerValue(object.value(u"v"));
-        QCOMPARE(value ? QString::number(*value) : QStringLiteral("none"), expected);
+        QCOMPARE(value ? QString::number(*value) : u"none"_s, expected);
         QVERIFY(!integerValue(object.value(u"missing")));
     }
 
@@ -74,21 +76,21 @@ private Q_SLOTS:
         QVERIFY(!fresh->ticket().isEmpty());
 
         AccountModel model;
-        model.setUserid(QStringLiteral("zhangsan"));
-        model.setUsername(QStringLiteral("张三"));
-        model.setTicket(QStringLiteral("T-1234567890"));
+        model.setUserid(u"zhangsan"_s);
+        model.setUsername(u"张三"_s);
+        model.setTicket(u"T-1234567890"_s);
         model.setLoginType(LoginType::QrCode);
         model.setIslogout(1);
-        model.setDomainName(QStringLiteral("CORP"));
+        model.setDomainName(u"CORP"_s);
         QVERIFY(model.save(root.path()));
         const auto stored = AccountModel::currentModel(root.path());
         QVERIFY(stored);
-        QVERIFY(stored->ticket() != QStringLiteral("T-1234567890"));
-        QCOMPARE(stored->decryptTicket(), QStringLiteral("T-1234567890"));
-        QCOMPARE(stored->username(), QStringLiteral("张三"));
+        QVERIFY(stored->ticket() != u"T-1234567890"_s);
+        QCOMPARE(stored->decryptTicket(), u"T-1234567890"_s);
+        QCOMPARE(stored->username(), u"张三"_s);
         QCOMPARE(stored->loginType(), 2);
         QCOMPARE(stored->islogout(), 1);
-        QCOMPARE(stored->domainName(), QStringLiteral("CORP"));
+        QCOMPARE(stored->domainName(), u"CORP"_s);
 
         const QString path = AccountModel::modelSavePathWithCheck(false, root.path());
         QCOMPARE(QFile::permissions(path) & (QFile::ReadGroup | QFile::ReadOther), QFile::Permissions());
@@ -100,11 +102,11 @@ private Q_SLOTS:
     }
 
     void plainTicketIsTakenAsItStands() {
-        ArchiveValue object = ArchiveValue::object(QStringLiteral("AccountModel"));
-        object.setField(QStringLiteral("ticket"), QStringLiteral("plain"));
+        ArchiveValue object = ArchiveValue::object(u"AccountModel"_s);
+        object.setField(u"ticket"_s, u"plain"_s);
         const auto model = AccountModel::decoded(object);
         QVERIFY(model);
-        QCOMPARE(model->decryptTicket(), QStringLiteral("plain"));
+        QCOMPARE(model->decryptTicket(), u"plain"_s);
         // A key that the file lacks is absent, not empty.
         QVERIFY(model->userid().isNull());
     }
@@ -121,8 +123,8 @@ private Q_SLOTS:
         QTest::newRow("empty") << QByteArray();
         QTest::newRow("text") << QByteArray("hello");
         QTest::newRow("cut short") << whole.left(whole.size() / 2);
-        QTest::newRow("string root") << archived(QStringLiteral("AccountModel"));
-        QTest::newRow("class not allowed") << archived(ArchiveValue::object(QStringLiteral("SomethingElse")));
+        QTest::newRow("string root") << archived(u"AccountModel"_s);
+        QTest::newRow("class not allowed") << archived(ArchiveValue::object(u"SomethingElse"_s));
         QTest::newRow("huge") << QByteArray(9 << 20, 'x');
     }
     void foreignRecordsReadAsAbsent() {
@@ -141,7 +143,7 @@ private Q_SLOTS:
         QVERIFY(!QenNetworkInfoModel::currentNetRecord(folder));
         QVERIFY(!QenNetworkInfoModel::deleteCurrentNetModelRecord(folder));
         QenNetworkInfoModel model;
-        model.record_server = QStringLiteral("10.0.0.8");
+        model.record_server = u"10.0.0.8"_s;
         model.record_port = 8443;
         QVERIFY(model.saveModelRecord(folder));
         model.networkType = 1;
@@ -152,7 +154,7 @@ private Q_SLOTS:
         QCOMPARE(QenNetworkInfoModel::currentNetRecord(folder)->networkType, 1);
         QCOMPARE(QenNetworkInfoModel::currentNetRecord(folder)->record_port, 443);
         QVERIFY(QenNetworkInfoModel::deleteCurrentNetModelRecord(folder));
-        QVERIFY(!model.saveModelRecord(QStringLiteral("/proc/no/such/folder")));
+        QVERIFY(!model.saveModelRecord(u"/proc/no/such/folder"_s));
     }
 
     void serverConfiguration_data() {
@@ -180,7 +182,7 @@ private Q_SLOTS:
         // A file that went bad or away leaves what was read.
         QFile::remove(folder.filePath("config"));
         config.updateServerConfig();
-        QVERIFY(archiveRootObject(QStringLiteral("not a list"), folder.filePath("config")));
+        QVERIFY(archiveRootObject(u"not a list"_s, folder.filePath("config")));
         config.updateServerConfig();
         QCOMPARE(describe(config), expected);
     }
@@ -204,7 +206,7 @@ private Q_SLOTS:
             QVERIFY(archiveRootObject(ArchiveValue::fromVariant(marker), folder.filePath("netType.archive")));
         QenServerConfig config(folder.filePath("config"), folder.path());
         config.readServerConfig();
-        QCOMPARE(QStringLiteral("%1:%2").arg(config.AcountIP_Config()).arg(config.AcountIP_Port()), expected);
+        QCOMPARE(u"%1:%2"_s.arg(config.AcountIP_Config()).arg(config.AcountIP_Port()), expected);
     }
 
     void domainAnalysis_data() {
@@ -237,7 +239,7 @@ private Q_SLOTS:
         QCOMPARE(domain.path_config(), path);
         if (host.isEmpty() && path.isEmpty())
             return;
-        domain.analyseServerConfig(QStringLiteral("other#x"));
+        domain.analyseServerConfig(u"other#x"_s);
         QCOMPARE(domain.domain_config(), host);
         QCOMPARE(domain.path_config(), path);
     }
@@ -245,11 +247,11 @@ private Q_SLOTS:
 private:
     static QString describe(const QenServerConfig& config) {
         const auto pair = [](const QString& server, quint64 port) {
-            return QStringLiteral("%1:%2").arg(server.isNull() ? QStringLiteral("-") : server).arg(port);
+            return u"%1:%2"_s.arg(server.isNull() ? u"-"_s : server).arg(port);
         };
         return pair(config.intranet_server(), config.intranet_port()) + u' ' +
-               pair(config.extranet_server(), config.extranet_port()) + u' ' +
-               pair(config.domain_server(), config.domain_port());
+            pair(config.extranet_server(), config.extranet_port()) + u' ' +
+            pair(config.domain_server(), config.domain_port());
     }
 };
 

@@ -8,6 +8,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 /// A process killed at random moments leaves every state file whole, old or new, and a log that starts again.
 class tst_KilledWriter : public QObject {
     Q_OBJECT
@@ -17,7 +19,7 @@ private Q_SLOTS:
         const int rounds =
             qEnvironmentVariableIntValue("MAV_KILLS") > 0 ? qEnvironmentVariableIntValue("MAV_KILLS") : 500;
         QTemporaryDir root;
-        const QString state = root.filePath(QStringLiteral("QenCloudL"));
+        const QString state = root.filePath(u"QenCloudL"_s);
         for (int round = 0; round < rounds; ++round) {
             QProcess writer;
             writer.setStandardErrorFile(QProcess::nullDevice());
@@ -30,31 +32,31 @@ private Q_SLOTS:
             const QString login = AccountModel::modelSavePathWithCheck(false, root.path());
             if (QFile::exists(login)) {
                 const auto record = AccountModel::currentModel(root.path());
-                QVERIFY2(record, qPrintable(QStringLiteral("round %1").arg(round)));
+                QVERIFY2(record, qPrintable(u"round %1"_s.arg(round)));
                 bool isNumber = false;
-                QCOMPARE(record->userid(), QStringLiteral("user"));
+                QCOMPARE(record->userid(), u"user"_s);
                 QCOMPARE(record->username().size(), record->decryptTicket().toInt(&isNumber) % 700);
                 QVERIFY(isNumber);
             }
-            const QString network = state + QStringLiteral("/netType.archive");
+            const QString network = state + u"/netType.archive"_s;
             if (QFile::exists(network)) {
                 const auto type = unarchiveObjectWithFile(network);
-                QVERIFY2(type && type->isString(), qPrintable(QStringLiteral("round %1").arg(round)));
+                QVERIFY2(type && type->isString(), qPrintable(u"round %1"_s.arg(round)));
             }
-            const QString sizes = root.filePath(QStringLiteral("logs.data"));
+            const QString sizes = root.filePath(u"logs.data"_s);
             if (QFileInfo(sizes).size() > 0) {
                 const auto recorded = unarchiveObjectWithFile(sizes);
-                QVERIFY2(recorded && recorded->isDictionary(), qPrintable(QStringLiteral("round %1").arg(round)));
+                QVERIFY2(recorded && recorded->isDictionary(), qPrintable(u"round %1"_s.arg(round)));
             }
         }
         // What the killed ones left half done is bounded: at most one temporary file each, and none that a reader
         // takes.
-        QenLogHelper log(root.filePath(QStringLiteral("logs")), root.filePath(QStringLiteral("logs.data")), 4096);
-        log.writeLog(QStringLiteral("started again"));
+        QenLogHelper log(root.filePath(u"logs"_s), root.filePath(u"logs.data"_s), 4096);
+        log.writeLog(u"started again"_s);
         log.drain();
         QByteArray text;
-        for (const QString& name : QDir(root.filePath(QStringLiteral("logs"))).entryList(QDir::Files)) {
-            QFile file(root.filePath(QStringLiteral("logs/") + name));
+        for (const QString& name : QDir(root.filePath(u"logs"_s)).entryList(QDir::Files)) {
+            QFile file(root.filePath(u"logs/"_s + name));
             QVERIFY(file.open(QIODevice::ReadOnly));
             text += file.readAll();
         }

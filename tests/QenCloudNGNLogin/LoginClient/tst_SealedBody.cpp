@@ -10,6 +10,8 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QByteArray Key = "Rk5w9ZqT2&hNe7Xc";
@@ -20,8 +22,8 @@ QByteArray peerCipher(const QByteArray& data, int encrypt) {
     const auto bytes = [](const QByteArray& array) {
         return reinterpret_cast<const unsigned char*>(array.constData());
     };
-    const std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)> context(EVP_CIPHER_CTX_new(),
-                                                                                  &EVP_CIPHER_CTX_free);
+    const std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)> context(
+        EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free);
     QByteArray result(data.size() + 32, '\0');
     auto* out = reinterpret_cast<unsigned char*>(result.data());
     int written = 0;
@@ -39,8 +41,7 @@ QByteArray peerOpen(const QByteArray& body) {
     QByteArray json(1 << 20, '\0');
     uLongf length = static_cast<uLongf>(json.size());
     if (uncompress(reinterpret_cast<Bytef*>(json.data()), &length,
-                   reinterpret_cast<const Bytef*>(compressed.constData()),
-                   static_cast<uLong>(compressed.size())) != Z_OK)
+            reinterpret_cast<const Bytef*>(compressed.constData()), static_cast<uLong>(compressed.size())) != Z_OK)
         return {};
     return json.left(static_cast<qsizetype>(length));
 }
@@ -68,11 +69,10 @@ void tst_SealedBody::peerReadsBody_data() {
     QTest::addColumn<QJsonObject>("parameters");
     QJsonObject many;
     for (int i = 0; i < 3000; ++i)
-        many.insert(QStringLiteral("key%1").arg(i), i * 7919 % 10007);
+        many.insert(u"key%1"_s.arg(i), i * 7919 % 10007);
     QTest::newRow("empty") << QJsonObject();
-    QTest::newRow("login") << QJsonObject{{QStringLiteral("userid"), QStringLiteral("张三")},
-                                          {QStringLiteral("password"), QStringLiteral("a\"b\\c\n😀")},
-                                          {QStringLiteral("logintype"), 0}};
+    QTest::newRow("login") << QJsonObject{
+        {u"userid"_s, u"张三"_s}, {u"password"_s, u"a\"b\\c\n😀"_s}, {u"logintype"_s, 0}};
     QTest::newRow("large") << many;
 }
 
@@ -91,21 +91,21 @@ void tst_SealedBody::peerReadsBody() {
 void tst_SealedBody::unsealing_data() {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QJsonValue>("expected");
-    const QJsonObject object{{QStringLiteral("domain"), QStringLiteral("值")}};
+    const QJsonObject object{{u"domain"_s, u"值"_s}};
     const QJsonValue none(QJsonValue::Undefined);
     const QString answer = peerAnswer("{\"domain\": \"值\"}");
     QTest::newRow("object") << answer << QJsonValue(object);
     QTest::newRow("array") << peerAnswer("[1]") << QJsonValue(QJsonArray{1});
     QTest::newRow("line breaks and strange characters")
-        << QString(answer).insert(5, QStringLiteral("\r\n-中 ")) << QJsonValue(object);
+        << QString(answer).insert(5, u"\r\n-中 "_s) << QJsonValue(object);
     QTest::newRow("part of a block behind")
         << QString::fromLatin1((peerCipher("[1]", 1) + "rest").toBase64()) << QJsonValue(QJsonArray{1});
     QTest::newRow("a body, which is compressed")
         << QString::fromLatin1(SealedBody::encryptResquestParams(object)) << none;
     QTest::newRow("a bare value") << peerAnswer("\"text\"") << none;
     QTest::newRow("cut JSON") << peerAnswer("{\"domain\": ") << none;
-    QTest::newRow("damaged") << QString(answer).replace(0, 4, QStringLiteral("AAAA")) << none;
-    QTest::newRow("no Base64") << QStringLiteral("{}") << none;
+    QTest::newRow("damaged") << QString(answer).replace(0, 4, u"AAAA"_s) << none;
+    QTest::newRow("no Base64") << u"{}"_s << none;
     QTest::newRow("empty") << QString() << none;
     QTest::newRow("deeply nested") << peerAnswer(QByteArray(100000, '[')) << none;
 }
@@ -120,11 +120,11 @@ void tst_SealedBody::urlEscaping_data() {
     QTest::addColumn<QByteArray>("data");
     QTest::addColumn<QString>("expected");
     QTest::newRow("empty") << QByteArray() << QString();
-    QTest::newRow("kept") << QByteArray("azAZ09") << QStringLiteral("azAZ09");
-    QTest::newRow("marks") << QByteArray("a-b.c") << QStringLiteral("a%2Db%2Ec");
-    QTest::newRow("neighbours") << QByteArray("/:@[`{_~") << QStringLiteral("%2F%3A%40%5B%60%7B%5F%7E");
-    QTest::newRow("sealed text") << QByteArray("+/=\r\n") << QStringLiteral("%2B%2F%3D%0D%0A");
-    QTest::newRow("any byte") << QByteArray("\0\xff中", 5) << QStringLiteral("%00%FF%E4%B8%AD");
+    QTest::newRow("kept") << QByteArray("azAZ09") << u"azAZ09"_s;
+    QTest::newRow("marks") << QByteArray("a-b.c") << u"a%2Db%2Ec"_s;
+    QTest::newRow("neighbours") << QByteArray("/:@[`{_~") << u"%2F%3A%40%5B%60%7B%5F%7E"_s;
+    QTest::newRow("sealed text") << QByteArray("+/=\r\n") << u"%2B%2F%3D%0D%0A"_s;
+    QTest::newRow("any byte") << QByteArray("\0\xff中", 5) << u"%00%FF%E4%B8%AD"_s;
 }
 
 void tst_SealedBody::urlEscaping() {

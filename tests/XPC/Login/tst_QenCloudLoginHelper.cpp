@@ -7,13 +7,15 @@
 #include <QProcess>
 #include <QRegularExpression>
 
+using namespace Qt::StringLiterals;
+
 using Platform::ArchiveValue;
 using Platform::Error;
 
 namespace {
 
 QString operation(const char* name) {
-    return QStringLiteral("/api/public/clientlogin/") + QString::fromLatin1(name);
+    return u"/api/public/clientlogin/"_s + QString::fromLatin1(name);
 }
 
 /// Records what the session asked of its peers.
@@ -28,29 +30,29 @@ public:
         return eventually([&] { return calls().contains(call); });
     }
 
-    void runTicketXPC() override { note(QStringLiteral("run")); }
-    void closeNgnServerXpc() override { note(QStringLiteral("close")); }
+    void runTicketXPC() override { note(u"run"_s); }
+    void closeNgnServerXpc() override { note(u"close"_s); }
     void startRequestAccess(std::function<void(int)> completion) override {
-        note(QStringLiteral("access"));
+        note(u"access"_s);
         completion(accessStatus);
     }
     void stopSmartAgent(std::function<void(const QJsonObject&, const Error&)> completion) override {
-        note(QStringLiteral("stop"));
+        note(u"stop"_s);
         completion(stopAnswer, stopError);
     }
     void requestGeneralConfig(std::function<void(const QJsonObject&, const Error&)> completion) override {
-        note(QStringLiteral("config"));
+        note(u"config"_s);
         completion(configAnswer, {});
     }
     void checkiNacNecessaryWithUrl(const QString& url, std::function<void(bool)> completion) override {
-        note(QStringLiteral("necessary ") + url);
+        note(u"necessary "_s + url);
         completion(certificatePresent);
     }
-    void executeInacTaskWithUserName(const QString& user, const QString&, const QJsonArray& ssids,
-                                     const QString& url) override {
-        note(QStringLiteral("task %1 %2 %3").arg(user, QString::number(ssids.size()), url));
+    void executeInacTaskWithUserName(
+        const QString& user, const QString&, const QJsonArray& ssids, const QString& url) override {
+        note(u"task %1 %2 %3"_s.arg(user, QString::number(ssids.size()), url));
     }
-    void installStaticMobileconfig() override { note(QStringLiteral("static")); }
+    void installStaticMobileconfig() override { note(u"static"_s); }
 
     int accessStatus = 0;
     QJsonObject stopAnswer{{"code", 0}};
@@ -69,8 +71,8 @@ private:
 
 void storeRecord(const ClientFolder& folder, LoginType type, qint64 islogout = 0) {
     AccountModel record;
-    record.setUserid(QStringLiteral("lin"));
-    record.setTicket(QStringLiteral("T-old"));
+    record.setUserid(u"lin"_s);
+    record.setTicket(u"T-old"_s);
     record.setLoginType(type);
     record.setIslogout(islogout);
     QVERIFY(record.save(folder.support()));
@@ -88,7 +90,7 @@ class tst_QenCloudLoginHelper : public QObject {
 
 private Q_SLOTS:
     void initTestCase() {
-        m_server.addAccount(QStringLiteral("lin"), QStringLiteral("Passw0rd!"), {}, QStringLiteral("lin@corp.example"));
+        m_server.addAccount(u"lin"_s, u"Passw0rd!"_s, {}, u"lin@corp.example"_s);
         QVERIFY2(m_server.start(), qPrintable(m_server.lastError()));
     }
     void init() { m_server.clearFaults(); }
@@ -108,7 +110,7 @@ private Q_SLOTS:
         client.helper.createSoleidAndSave();
         const auto soleId = client.helper.getSoleID();
         QVERIFY(soleId);
-        QVERIFY(QRegularExpression(QStringLiteral("^[0-9a-f]{16}$")).match(*soleId).hasMatch());
+        QVERIFY(QRegularExpression(u"^[0-9a-f]{16}$"_s).match(*soleId).hasMatch());
         client.helper.createSoleidAndSave();
         QCOMPARE(client.helper.getSoleID(), soleId);
 
@@ -127,16 +129,16 @@ private Q_SLOTS:
         QVERIFY(client.helper.isCheckAndShow());
         QVERIFY(!client.helper.getSoleID());
         QCOMPARE(client.helper.currentLoginType(), 1);
-        QCOMPARE(folder.read(QStringLiteral("userpolicy.archive"))->string(), QStringLiteral("userPolicyRequest"));
-        QCOMPARE(peers.calls(), QStringList{QStringLiteral("run")});
+        QCOMPARE(folder.read(u"userpolicy.archive"_s)->string(), u"userPolicyRequest"_s);
+        QCOMPARE(peers.calls(), QStringList{u"run"_s});
         const auto record = AccountModel::currentModel(folder.support());
         QCOMPARE(record->decryptTicket(), right.answer.value(u"data").toObject().value(u"ticket").toString());
-        QVERIFY(eventually([&] { return folder.hasState(QStringLiteral("NGNPolicy.archive")); }));
-        const auto policy = folder.read(QStringLiteral("NGNPolicy.archive"));
+        QVERIFY(eventually([&] { return folder.hasState(u"NGNPolicy.archive"_s); }));
+        const auto policy = folder.read(u"NGNPolicy.archive"_s);
         QVERIFY(policy->isDictionary() && policy->isMutable() && policy->value(u"data").isMutable());
 
         // The server issues another ticket: the record follows.
-        QVERIFY(m_server.action(QStringLiteral("rotate_ticket"), {{"userid", "lin"}}));
+        QVERIFY(m_server.action(u"rotate_ticket"_s, {{"userid", "lin"}}));
         Outcome confirmed;
         client.helper.checkTicketStatus(confirmed.completion());
         QVERIFY(confirmed.wait());
@@ -145,22 +147,19 @@ private Q_SLOTS:
         QCOMPARE(renewed->decryptTicket(), confirmed.answer.value(u"data").toObject().value(u"ticket").toString());
 
         Outcome out;
-        client.helper.logout({{"userid", "lin"},
-                              {"ticket", renewed->decryptTicket()},
-                              {"msg", "logout"},
-                              {"mac", client.device.macAddresses().join(u';')},
-                              {"ip", ""},
-                              {"deviceid", client.device.uuid()}},
-                             out.completion());
+        client.helper.logout(
+            {{"userid", "lin"}, {"ticket", renewed->decryptTicket()}, {"msg", "logout"},
+                {"mac", client.device.macAddresses().join(u';')}, {"ip", ""}, {"deviceid", client.device.uuid()}},
+            out.completion());
         QVERIFY(out.wait());
         QVERIFY2(out.answer.value(u"ret") == QJsonValue(0), qPrintable(out.answer.value(u"msg").toString()));
         QVERIFY(!client.helper.iflogin());
         QVERIFY(!client.helper.isCheckAndShow());
-        QVERIFY(!folder.hasState(QStringLiteral("login.archive")));
+        QVERIFY(!folder.hasState(u"login.archive"_s));
         QVERIFY(client.helper.getSoleID());
-        QCOMPARE(peers.calls().last(), QStringLiteral("close"));
+        QCOMPARE(peers.calls().last(), u"close"_s);
         // Kept for the agent on purpose.
-        QVERIFY(folder.hasState(QStringLiteral("userpolicy.archive")));
+        QVERIFY(folder.hasState(u"userpolicy.archive"_s));
         const std::lock_guard lock(toldMutex);
         QCOMPARE(told, QList<bool>({true, true, false}));
     }
@@ -200,15 +199,14 @@ private Q_SLOTS:
         const auto before = *AccountModel::currentModel(folder.support());
         ClientWorld client(folder);
         QString heard;
-        client.helper.setLoginBlock(
-            [&](bool signedIn) { heard = signedIn ? QStringLiteral("in") : QStringLiteral("out"); });
+        client.helper.setLoginBlock([&](bool signedIn) { heard = signedIn ? u"in"_s : u"out"_s; });
         QVERIFY(m_server.fault(operation("ticket_auth"), {{"kind", "json"}, {"json", answer}}));
         Outcome outcome;
         client.helper.checkTicketStatus(outcome.completion());
         QVERIFY(outcome.wait());
         QCOMPARE(client.helper.iflogin(), staysSignedIn);
         QCOMPARE(heard, told);
-        QCOMPARE(client.helper.isCheckAndShow(), told == QStringLiteral("in"));
+        QCOMPARE(client.helper.isCheckAndShow(), told == u"in"_s);
         QCOMPARE(client.helper.getSoleID().has_value(), !staysSignedIn);
         if (staysSignedIn)
             QCOMPARE(AccountModel::currentModel(folder.support())->ticket(), before.ticket());
@@ -245,18 +243,16 @@ private Q_SLOTS:
         QVERIFY(out.error);
         QVERIFY(client.helper.iflogin());
         QCOMPARE(AccountModel::currentModel(folder.support())->islogout(), 1);
-        QVERIFY(client.logText().contains(
-            QStringLiteral("[QenCloudLoginHelper] QenCloud logout fail because no network!!!")));
+        QVERIFY(client.logText().contains(u"[QenCloudLoginHelper] QenCloud logout fail because no network!!!"_s));
 
         folder.configure(m_server.httpPort());
         client.config.updateServerConfig();
         Outcome poll;
         client.helper.CheckQRLoginState(poll.completion());
         QVERIFY(poll.wait());
-        const QJsonObject body =
-            QJsonDocument::fromJson(
-                ReferenceServer::bodyOf(m_server.requests(operation("scan_status")).last().toObject()))
-                .object();
+        const QJsonObject body = QJsonDocument::fromJson(
+            ReferenceServer::bodyOf(m_server.requests(operation("scan_status")).last().toObject()))
+                                     .object();
         QCOMPARE(body.value(u"clientoper"), QJsonValue(1));
     }
 
@@ -286,7 +282,7 @@ private Q_SLOTS:
         QVERIFY(outcome.wait());
         QCOMPARE(client.helper.currentLoginType(), typeAfter);
         QCOMPARE(client.helper.iflogin(), typeAfter != 0);
-        QCOMPARE(folder.hasState(QStringLiteral("userpolicy.archive")), typeAfter == 2);
+        QCOMPARE(folder.hasState(u"userpolicy.archive"_s), typeAfter == 2);
     }
 
     void qrSignInLooksAfterNetworkAccess_data() {
@@ -307,7 +303,7 @@ private Q_SLOTS:
         Peers peers;
         peers.certificatePresent = present;
         const QJsonObject config{{"domain", QJsonObject{{"auth_method", method}, {"inac_addr", "http://nac"}}},
-                                 {"wifisettings", QJsonObject{{"ssidlist", QJsonArray{"a", "b"}}}}};
+            {"wifisettings", QJsonObject{{"ssidlist", QJsonArray{"a", "b"}}}}};
         peers.configAnswer = {{"ret", 0}, {"data", QString::fromLatin1(WireCodec::sealAnswer(config))}};
         ClientWorld client(folder, peers.links());
         const QJsonObject data{{"state", 0}, {"userid", "lin"}, {"username", "林"}, {"ticket", "T"}};
@@ -315,7 +311,7 @@ private Q_SLOTS:
         Outcome outcome;
         client.helper.CheckQRLoginState(outcome.completion());
         QVERIFY(outcome.wait());
-        QStringList expected{QStringLiteral("run"), QStringLiteral("config"), QStringLiteral("necessary http://nac")};
+        QStringList expected{u"run"_s, u"config"_s, u"necessary http://nac"_s};
         if (!call.isEmpty())
             expected << call;
         QCOMPARE(peers.calls(), expected);
@@ -327,8 +323,8 @@ private Q_SLOTS:
         storeRecord(folder, LoginType::Account);
         ClientWorld client(folder);
         client.helper.Get_network_type();
-        QVERIFY(eventually([&] { return folder.hasState(QStringLiteral("netType.archive")); }));
-        QCOMPARE(folder.read(QStringLiteral("netType.archive"))->string(), QStringLiteral("0"));
+        QVERIFY(eventually([&] { return folder.hasState(u"netType.archive"_s); }));
+        QCOMPARE(folder.read(u"netType.archive"_s)->string(), u"0"_s);
         QVERIFY(eventually([&] { return AccountModel::currentModel(folder.support())->networkType() == 0; }));
     }
 
@@ -337,17 +333,15 @@ private Q_SLOTS:
         folder.configure(m_server.httpPort());
         ClientWorld client(folder);
         client.helper.Get_Save_Config();
-        QVERIFY(eventually([&] { return folder.hasState(QStringLiteral("GeneralConfig.archive")); }));
-        const auto stored = folder.read(QStringLiteral("GeneralConfig.archive"));
+        QVERIFY(eventually([&] { return folder.hasState(u"GeneralConfig.archive"_s); }));
+        const auto stored = folder.read(u"GeneralConfig.archive"_s);
         QVERIFY(stored->isDictionary() && stored->isMutable());
-        QVERIFY(eventually([&] {
-            return client.logText().contains(QStringLiteral("[QenCloudLoginHelper] QenCloud get General Success!!!"));
-        }));
-        QVERIFY(m_server.fault(QStringLiteral("/api/public/client/start_config"), {{"kind", "status"}}));
+        QVERIFY(eventually(
+            [&] { return client.logText().contains(u"[QenCloudLoginHelper] QenCloud get General Success!!!"_s); }));
+        QVERIFY(m_server.fault(u"/api/public/client/start_config"_s, {{"kind", "status"}}));
         client.helper.Get_Save_Config();
-        QVERIFY(eventually([&] {
-            return client.logText().contains(QStringLiteral("[QenCloudLoginHelper] QenCloud get General fail!!!"));
-        }));
+        QVERIFY(eventually(
+            [&] { return client.logText().contains(u"[QenCloudLoginHelper] QenCloud get General fail!!!"_s); }));
     }
 
     void resetSignsInAndRetrievalAnswers() {
@@ -360,9 +354,9 @@ private Q_SLOTS:
         client.helper.resetPassword({{"userid", "lin"}, {"old_password", "a"}, {"password", "b"}}, reset.completion());
         QVERIFY(reset.wait());
         QVERIFY(client.helper.iflogin());
-        QVERIFY(!folder.hasState(QStringLiteral("NGNPolicy.archive")));
+        QVERIFY(!folder.hasState(u"NGNPolicy.archive"_s));
         Outcome mail;
-        client.helper.retrievePassWordWithUserId(QStringLiteral("lin"), mail.completion());
+        client.helper.retrievePassWordWithUserId(u"lin"_s, mail.completion());
         QVERIFY(mail.wait());
         QCOMPARE(mail.answer.value(u"ret"), QJsonValue(0));
         QVERIFY(!mail.answer.value(u"data").toObject().value(u"user_email").toString().isEmpty());
@@ -391,11 +385,10 @@ private Q_SLOTS:
         if (hide.isValid())
             QVERIFY(archiveRootObject(ArchiveValue::fromVariant(hide), folder.agent() + "/hideqenswitch.archive"));
         ClientWorld client(folder);
-        QCOMPARE(QStringLiteral("otp %1 tag %2 hidden %3")
-                     .arg(client.helper.iShowOTP())
+        QCOMPARE(u"otp %1 tag %2 hidden %3"_s.arg(client.helper.iShowOTP())
                      .arg(client.helper.selectBtnTag())
                      .arg(client.helper.isHideTray()),
-                 expected);
+            expected);
     }
 
     void runningVpnIsStoppedThroughTheAgent_data() {
@@ -415,25 +408,25 @@ private Q_SLOTS:
         QFETCH(QString, line);
         ClientFolder folder;
         // A process whose command line is that of the component.
-        const QString vpn = folder.file(QStringLiteral("ZelVPN"));
-        QVERIFY(QFile::link(QStringLiteral("/bin/sleep"), vpn));
+        const QString vpn = folder.file(u"ZelVPN"_s);
+        QVERIFY(QFile::link(u"/bin/sleep"_s, vpn));
         QProcess component;
-        component.start(vpn, {QStringLiteral("60")});
+        component.start(vpn, {u"60"_s});
         QVERIFY(component.waitForStarted());
         Peers peers;
         peers.accessStatus = accessStatus;
         peers.stopAnswer = stopAnswer;
         if (stopFails)
-            peers.stopError = Error(QStringLiteral("D"), 9);
+            peers.stopError = Error(u"D"_s, 9);
         {
             ClientWorld client(folder, peers.links(), vpn);
             QSemaphore done;
             client.helper.existZelVPN([&done] { done.release(); });
             QVERIFY(done.tryAcquire(1, 5000));
-            QVERIFY(client.logText().contains(QStringLiteral("[QenCloudLoginHelper] ") + line));
+            QVERIFY(client.logText().contains(u"[QenCloudLoginHelper] "_s + line));
             QVERIFY(!done.tryAcquire(1, 20));
         }
-        QCOMPARE(peers.calls().contains(QStringLiteral("stop")), accessStatus == 0);
+        QCOMPARE(peers.calls().contains(u"stop"_s), accessStatus == 0);
         component.kill();
         QVERIFY(component.waitForFinished());
     }

@@ -6,6 +6,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 using Platform::Error;
 
 namespace {
@@ -69,7 +71,7 @@ private Q_SLOTS:
         QFETCH(qint64, error);
         Agent agent(answers);
         QTemporaryDir folder;
-        const QString portFile = folder.filePath(QStringLiteral("vindor.port"));
+        const QString portFile = folder.filePath(u"vindor.port"_s);
         QFile file(portFile);
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write(QByteArray::number(agent.server.serverPort()) + "\n");
@@ -97,7 +99,7 @@ private Q_SLOTS:
     void portFileMustBeThere() {
         QFETCH(QByteArray, text);
         QTemporaryDir folder;
-        const QString portFile = folder.filePath(QStringLiteral("vindor.port"));
+        const QString portFile = folder.filePath(u"vindor.port"_s);
         if (!text.isEmpty()) {
             QFile file(portFile);
             QVERIFY(file.open(QIODevice::WriteOnly));
@@ -115,9 +117,7 @@ private Q_SLOTS:
 private:
     /// What the session does with a running component; hops to this thread for the outcome.
     void runStop(VindorClient& client, Stop& stop) {
-        const auto here = [this](auto call) {
-            QMetaObject::invokeMethod(this, std::move(call), Qt::QueuedConnection);
-        };
+        const auto here = [this](auto call) { QMetaObject::invokeMethod(this, std::move(call), Qt::QueuedConnection); };
         client.startRequestAccess([&client, &stop, here](int status) {
             here([&stop, status] {
                 stop.access = status;

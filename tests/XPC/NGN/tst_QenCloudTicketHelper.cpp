@@ -14,6 +14,8 @@
 #include <atomic>
 #include <thread>
 
+using namespace Qt::StringLiterals;
+
 /// The ticket service as the agent's side offers it, on a bus of the test's own.
 class TicketService : public QObject {
     Q_OBJECT
@@ -27,16 +29,16 @@ public:
 
 public Q_SLOTS:
     bool startRunProxy() {
-        calls << QStringLiteral("start");
+        calls << u"start"_s;
         return runs;
     }
     bool checkIsNewConnection(double time, const QDBusMessage& message) {
-        calls << QStringLiteral("check %1").arg(time > 1.6e9);
+        calls << u"check %1"_s.arg(time > 1.6e9);
         if (!replies)
             message.setDelayedReply(true);
         return isNew;
     }
-    void closeXPCAndProxy() { calls << QStringLiteral("close"); }
+    void closeXPCAndProxy() { calls << u"close"_s; }
 };
 
 class tst_QenCloudTicketHelper : public QObject {
@@ -44,17 +46,17 @@ class tst_QenCloudTicketHelper : public QObject {
 
 private Q_SLOTS:
     void initTestCase() {
-        m_bus.start(QStringLiteral("dbus-daemon"), {"--session", "--nofork", "--print-address"});
+        m_bus.start(u"dbus-daemon"_s, {"--session", "--nofork", "--print-address"});
         QVERIFY(m_bus.waitForStarted());
         QVERIFY(m_bus.waitForReadyRead(5000));
         m_address = QString::fromUtf8(m_bus.readLine()).trimmed();
-        QDBusConnection connection = QDBusConnection::connectToBus(m_address, QStringLiteral("service"));
+        QDBusConnection connection = QDBusConnection::connectToBus(m_address, u"service"_s);
         QVERIFY(connection.isConnected());
-        QVERIFY(connection.registerObject(QStringLiteral("/"), &m_service, QDBusConnection::ExportAllSlots));
+        QVERIFY(connection.registerObject(u"/"_s, &m_service, QDBusConnection::ExportAllSlots));
         QVERIFY(connection.registerService(Platform::Deployment::TicketServiceName));
     }
     void cleanupTestCase() {
-        QDBusConnection::disconnectFromBus(QStringLiteral("service"));
+        QDBusConnection::disconnectFromBus(u"service"_s);
         m_bus.kill();
         m_bus.waitForFinished();
     }
@@ -76,11 +78,11 @@ private Q_SLOTS:
         QFETCH(QString, line);
         m_service.runs = runs;
         QTemporaryDir folder;
-        QenLogHelper log(folder.filePath(QStringLiteral("logs")), folder.filePath(QStringLiteral("record")));
+        QenLogHelper log(folder.filePath(u"logs"_s), folder.filePath(u"record"_s));
         QenCloudTicketHelper helper(log, m_address);
         helper.runTicketXPC();
         QTRY_VERIFY(logText(folder, log).contains(line));
-        QCOMPARE(m_service.calls, QStringList{QStringLiteral("start")});
+        QCOMPARE(m_service.calls, QStringList{u"start"_s});
     }
 
     void newServiceIsNoticed_data() {
@@ -92,24 +94,24 @@ private Q_SLOTS:
         QFETCH(bool, isNew);
         m_service.isNew = isNew;
         QTemporaryDir folder;
-        QenLogHelper log(folder.filePath(QStringLiteral("logs")), folder.filePath(QStringLiteral("record")));
+        QenLogHelper log(folder.filePath(u"logs"_s), folder.filePath(u"record"_s));
         QenCloudTicketHelper helper(log, m_address);
         QCOMPARE(check(helper), isNew);
-        QCOMPARE(m_service.calls, QStringList{QStringLiteral("check 1")});
+        QCOMPARE(m_service.calls, QStringList{u"check 1"_s});
 
         helper.closeNgnServerXpc();
         QVERIFY(!helper.isConnected());
-        QTRY_COMPARE(m_service.calls.last(), QStringLiteral("close"));
+        QTRY_COMPARE(m_service.calls.last(), u"close"_s);
         // Closed: a new connection is the answer, at once and without a question.
         QVERIFY(check(helper));
         QVERIFY(helper.isConnected());
-        QCOMPARE(m_service.calls.last(), QStringLiteral("close"));
+        QCOMPARE(m_service.calls.last(), u"close"_s);
     }
 
     void silentServiceCostsTheLimit() {
         m_service.replies = false;
         QTemporaryDir folder;
-        QenLogHelper log(folder.filePath(QStringLiteral("logs")), folder.filePath(QStringLiteral("record")));
+        QenLogHelper log(folder.filePath(u"logs"_s), folder.filePath(u"record"_s));
         QenCloudTicketHelper helper(log, m_address, std::chrono::milliseconds(400));
         QElapsedTimer timer;
         timer.start();
@@ -120,41 +122,40 @@ private Q_SLOTS:
 
     void missingBusIsAServiceThatDoesNotReply() {
         QTemporaryDir folder;
-        QenLogHelper log(folder.filePath(QStringLiteral("logs")), folder.filePath(QStringLiteral("record")));
-        QenCloudTicketHelper helper(log, QStringLiteral("unix:path=/no/such/bus"));
+        QenLogHelper log(folder.filePath(u"logs"_s), folder.filePath(u"record"_s));
+        QenCloudTicketHelper helper(log, u"unix:path=/no/such/bus"_s);
         QVERIFY(!check(helper));
         helper.runTicketXPC();
-        QTRY_VERIFY(logText(folder, log).contains(QStringLiteral("QenCloud Service run Fail")));
+        QTRY_VERIFY(logText(folder, log).contains(u"QenCloud Service run Fail"_s));
         helper.closeNgnServerXpc();
     }
 
     void busThatComesBackIsUsedAgain() {
         QTemporaryDir folder;
-        QenLogHelper log(folder.filePath(QStringLiteral("logs")), folder.filePath(QStringLiteral("record")));
-        const QString address = QStringLiteral("unix:path=") + folder.filePath(QStringLiteral("bus"));
+        QenLogHelper log(folder.filePath(u"logs"_s), folder.filePath(u"record"_s));
+        const QString address = u"unix:path="_s + folder.filePath(u"bus"_s);
         m_service.isNew = true;
         QenCloudTicketHelper helper(log, address);
         for (int round = 0; round < 2; ++round) {
             QVERIFY(!check(helper));
             QProcess bus;
-            bus.start(QStringLiteral("dbus-daemon"),
-                      {"--session", "--nofork", "--print-address", "--address=" + address});
+            bus.start(u"dbus-daemon"_s, {"--session", "--nofork", "--print-address", "--address=" + address});
             QVERIFY(bus.waitForStarted() && bus.waitForReadyRead(5000));
-            QDBusConnection service = QDBusConnection::connectToBus(address, QStringLiteral("back"));
-            QVERIFY(service.registerObject(QStringLiteral("/"), &m_service, QDBusConnection::ExportAllSlots));
+            QDBusConnection service = QDBusConnection::connectToBus(address, u"back"_s);
+            QVERIFY(service.registerObject(u"/"_s, &m_service, QDBusConnection::ExportAllSlots));
             QVERIFY(service.registerService(Platform::Deployment::TicketServiceName));
             QVERIFY(check(helper));
-            QDBusConnection::disconnectFromBus(QStringLiteral("back"));
+            QDBusConnection::disconnectFromBus(u"back"_s);
             bus.kill();
             QVERIFY(bus.waitForFinished());
-            QFile::remove(folder.filePath(QStringLiteral("bus")));
+            QFile::remove(folder.filePath(u"bus"_s));
         }
     }
 
 private:
     static QString logText(const QTemporaryDir& folder, QenLogHelper& log) {
         log.drain();
-        QFile file(folder.filePath(QStringLiteral("logs/QenCloud-Info-1.log")));
+        QFile file(folder.filePath(u"logs/QenCloud-Info-1.log"_s));
         return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
     }
     /// Asks from another thread, as the client does: the service lives on this one.

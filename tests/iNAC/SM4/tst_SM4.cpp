@@ -41,10 +41,10 @@ QByteArray randomBytes(QRandomGenerator& generator, qsizetype length) {
     return bytes;
 }
 
-QByteArray library(const EVP_CIPHER* cipher, const QByteArray& key, const QByteArray& iv, const QByteArray& data,
-                   int encrypt) {
-    const std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)> context(EVP_CIPHER_CTX_new(),
-                                                                                  &EVP_CIPHER_CTX_free);
+QByteArray library(
+    const EVP_CIPHER* cipher, const QByteArray& key, const QByteArray& iv, const QByteArray& data, int encrypt) {
+    const std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)> context(
+        EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free);
     QByteArray result(data.size() + 16, '\0');
     int written = 0;
     EVP_CipherInit_ex(context.get(), cipher, nullptr, in(key), in(iv), encrypt);

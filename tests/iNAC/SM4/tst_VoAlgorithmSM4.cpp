@@ -10,13 +10,15 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 using Text = std::optional<QString>;
 Q_DECLARE_METATYPE(Text)
 
 namespace {
 
-const QString Key = QStringLiteral("0123456789abcdef");
-const QString Iv = QStringLiteral("fedcba9876543210");
+const QString Key = u"0123456789abcdef"_s;
+const QString Iv = u"fedcba9876543210"_s;
 const QByteArray BuiltInKey = "Rk5w9ZqT2&hNe7Xc";
 const QByteArray FixedIv = "pWq4nLs8Ty#%!3Hd";
 
@@ -26,8 +28,8 @@ const unsigned char* in(const QByteArray& bytes) {
 
 /// @p data through @p cipher with the library's own padding.
 QByteArray library(const EVP_CIPHER* cipher, const QByteArray& key, const QByteArray& iv, const QByteArray& data) {
-    const std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)> context(EVP_CIPHER_CTX_new(),
-                                                                                  &EVP_CIPHER_CTX_free);
+    const std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)> context(
+        EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free);
     QByteArray result(data.size() + 32, '\0');
     auto* out = reinterpret_cast<unsigned char*>(result.data());
     int written = 0;
@@ -39,7 +41,7 @@ QByteArray library(const EVP_CIPHER* cipher, const QByteArray& key, const QByteA
 }
 
 QByteArray unlined(const Text& text) {
-    return QByteArray::fromBase64(text.value_or(QString()).remove(QStringLiteral("\r\n")).toLatin1());
+    return QByteArray::fromBase64(text.value_or(QString()).remove(u"\r\n"_s).toLatin1());
 }
 
 QString sample(int length) {
@@ -85,8 +87,8 @@ void tst_VoAlgorithmSM4::modes_data() {
 void tst_VoAlgorithmSM4::modes() {
     QFETCH(int, length);
     // The second key and IV have more bytes than characters, of which the first sixteen count.
-    const QString wideKey = QStringLiteral("钥匙0123456789abcd");
-    const QString wideIv = QStringLiteral("向量fedcba98765432");
+    const QString wideKey = u"钥匙0123456789abcd"_s;
+    const QString wideIv = u"向量fedcba98765432"_s;
     const QString text = sample(length);
     const QByteArray plain = text.toUtf8();
     for (const auto& [key, iv] : {std::pair(Key, Iv), std::pair(wideKey, wideIv)}) {
@@ -102,7 +104,7 @@ void tst_VoAlgorithmSM4::modes() {
             QCOMPARE(cipher->decryption(*cipher->encryption(text)), Text(text));
         ecb.setType(3);
         QCOMPARE(ecb.encryption(text), Text());
-        QCOMPARE(ecb.decryption(QStringLiteral("AAAA")), Text());
+        QCOMPARE(ecb.decryption(u"AAAA"_s), Text());
     }
 }
 
@@ -110,14 +112,14 @@ void tst_VoAlgorithmSM4::refusals_data() {
     QTest::addColumn<QString>("key");
     QTest::addColumn<QString>("iv");
     QTest::addColumn<QString>("text");
-    const QString text = QStringLiteral("AAAAAAAAAAAAAAAAAAAAAA==");
+    const QString text = u"AAAAAAAAAAAAAAAAAAAAAA=="_s;
     QTest::newRow("key too short") << Key.left(15) << Iv << text;
     QTest::newRow("key too long") << Key + u'0' << Iv << text;
-    QTest::newRow("sixteen bytes but fewer characters") << QStringLiteral("钥0123456789abc") << Iv << text;
+    QTest::newRow("sixteen bytes but fewer characters") << u"钥0123456789abc"_s << Iv << text;
     QTest::newRow("no key") << QString() << Iv << text;
     QTest::newRow("iv too short") << Key << Iv.left(15) << text;
     QTest::newRow("no iv") << Key << QString() << text;
-    QTest::newRow("empty text") << Key << Iv << QStringLiteral("");
+    QTest::newRow("empty text") << Key << Iv << u""_s;
     QTest::newRow("no text") << Key << Iv << QString();
 }
 
@@ -139,7 +141,7 @@ void tst_VoAlgorithmSM4::undecodable_data() {
     QTest::addColumn<QString>("text");
     QTest::addColumn<Text>("blocks");
     QTest::addColumn<Text>("stream");
-    const Text empty = QStringLiteral("");
+    const Text empty = u""_s;
     const QByteArray stream = library(EVP_sm4_ctr(), Key.toUtf8(), Iv.toUtf8(), QByteArray(3, '\0'));
     QByteArray cut = "\xe4\xb8";
     cut[0] = static_cast<char>(cut[0] ^ stream[0]);
@@ -147,8 +149,8 @@ void tst_VoAlgorithmSM4::undecodable_data() {
     QByteArray mark = "\xef\xbb\xbf";
     for (qsizetype i = 0; i < mark.size(); ++i)
         mark[i] = static_cast<char>(mark[i] ^ stream[i]);
-    QTest::newRow("no character of the alphabet") << QStringLiteral("!\r\n?") << empty << empty;
-    QTest::newRow("no whole group") << QStringLiteral("AAAAA") << Text() << Text();
+    QTest::newRow("no character of the alphabet") << u"!\r\n?"_s << empty << empty;
+    QTest::newRow("no whole group") << u"AAAAA"_s << Text() << Text();
     QTest::newRow("cut within a character") << QString::fromLatin1(cut.toBase64()) << empty << Text();
     QTest::newRow("byte order mark stays") << QString::fromLatin1(mark.toBase64()) << empty << Text(QChar(0xfeff));
 }
@@ -163,13 +165,13 @@ void tst_VoAlgorithmSM4::undecodable() {
 }
 
 void tst_VoAlgorithmSM4::systemLog() {
-    const Text result = VoAlgorithmSM4::cbcSM4WithKey(Key, Iv).encryption(QStringLiteral("a"));
+    const Text result = VoAlgorithmSM4::cbcSM4WithKey(Key, Iv).encryption(u"a"_s);
     QTest::ignoreMessage(QtInfoMsg, result->toLatin1().constData());
-    VoAlgorithmSM4::encryptionWithSM4Key(Key, Iv, QStringLiteral("a"));
+    VoAlgorithmSM4::encryptionWithSM4Key(Key, Iv, u"a"_s);
 
-    const Text stream = VoAlgorithmSM4::encryptionWithSM4CTRKey(Key, Iv, QStringLiteral("\tz中"));
+    const Text stream = VoAlgorithmSM4::encryptionWithSM4CTRKey(Key, Iv, u"\tz中"_s);
     QTest::ignoreMessage(QtInfoMsg, "de=09 122 228 184 173 ");
-    QCOMPARE(VoAlgorithmSM4::decryptionWithSM4CTRKey(Key, Iv, *stream), Text(QStringLiteral("\tz中")));
+    QCOMPARE(VoAlgorithmSM4::decryptionWithSM4CTRKey(Key, Iv, *stream), Text(u"\tz中"_s));
 }
 
 void tst_VoAlgorithmSM4::aesKeys_data() {
@@ -182,13 +184,13 @@ void tst_VoAlgorithmSM4::aesKeys_data() {
     QTest::newRow("24 characters, 72 bytes") << QString(24, u'钥') << 192;
     QTest::newRow("20 characters") << QString(20, u'd') << 0;
     QTest::newRow("10 characters, 32 bytes") << QString(11, u'钥').replace(0, 1, u'x') << 0;
-    QTest::newRow("empty key") << QStringLiteral("") << 0;
+    QTest::newRow("empty key") << u""_s << 0;
 }
 
 void tst_VoAlgorithmSM4::aesKeys() {
     QFETCH(QString, key);
     QFETCH(int, bits);
-    const QString text = QStringLiteral("sixteen bytes ok");
+    const QString text = u"sixteen bytes ok"_s;
     const Text result = VoAlgorithmSM4::EncodeAES_CBC_PKCS5Padding(text, key);
     QCOMPARE(result.has_value(), bits > 0);
     if (!bits)
@@ -220,7 +222,7 @@ void tst_VoAlgorithmSM4::aesBuiltInKey() {
     QCOMPARE(VoAlgorithmSM4::DecodeAES(unlined(result)), std::optional(plain));
     const QString ascii(length, u'~');
     QCOMPARE(VoAlgorithmSM4::EncodeAES_CBC_PKCS5Padding(ascii),
-             VoAlgorithmSM4::EncodeAES_CBC_PKCS5Padding(ascii.toLatin1(), QString::fromLatin1(BuiltInKey)));
+        VoAlgorithmSM4::EncodeAES_CBC_PKCS5Padding(ascii.toLatin1(), QString::fromLatin1(BuiltInKey)));
 }
 
 void tst_VoAlgorithmSM4::decodeAes_data() {
@@ -244,10 +246,9 @@ void tst_VoAlgorithmSM4::decodeAes() {
     QFETCH(QByteArray, expected);
     const QByteArray shortKey = QByteArray("short") + QByteArray(11, '\0');
     QCOMPARE(VoAlgorithmSM4::DecodeAES(library(EVP_aes_128_cbc(), BuiltInKey, FixedIv, plain).left(kept)),
-             std::optional(expected));
-    QCOMPARE(VoAlgorithmSM4::DecodeAES(library(EVP_aes_128_cbc(), shortKey, FixedIv, plain).left(kept),
-                                       QStringLiteral("short")),
-             std::optional(expected));
+        std::optional(expected));
+    QCOMPARE(VoAlgorithmSM4::DecodeAES(library(EVP_aes_128_cbc(), shortKey, FixedIv, plain).left(kept), u"short"_s),
+        std::optional(expected));
 }
 
 void tst_VoAlgorithmSM4::threadsDoNotMix() {
@@ -257,7 +258,7 @@ void tst_VoAlgorithmSM4::threadsDoNotMix() {
         const Text expected = Base64Text::encode(cipher);
         for (int i = 0; *good && i < 300; ++i)
             *good = VoAlgorithmSM4::EncodeAES_CBC_PKCS5Padding(plain) == expected &&
-                    VoAlgorithmSM4::DecodeAES(cipher) == plain;
+                VoAlgorithmSM4::DecodeAES(cipher) == plain;
     };
     bool good[2] = {true, true};
     std::thread other(work, 'a', &good[0]);
@@ -274,15 +275,15 @@ void tst_VoAlgorithmSM4::base64_data() {
         QTest::newRow(name) << text << expected << accepted;
     };
     row("empty", QString(), QByteArray());
-    row("line breaks", QStringLiteral("YWJj\r\nZGVm\n"), "abcdef");
-    row("breaks within a group", QStringLiteral("Y\r\nWJ jZ\tGVm"), "abcdef");
-    row("unknown characters", QStringLiteral("Y-W_中Jİj"), "abc");
-    row("one byte", QStringLiteral("YQ=="), "a");
-    row("padding apart", QStringLiteral("YWI\r\n=\r\n"), "ab");
-    row("padding missing", QStringLiteral("YWI"), {}, false);
-    row("a single letter left", QStringLiteral("YWJjY==="), {}, false);
-    row("goes on behind the padding", QStringLiteral("YQ==YWJj"), {}, false);
-    row("padding for nothing", QStringLiteral("="), {}, false);
+    row("line breaks", u"YWJj\r\nZGVm\n"_s, "abcdef");
+    row("breaks within a group", u"Y\r\nWJ jZ\tGVm"_s, "abcdef");
+    row("unknown characters", u"Y-W_中Jİj"_s, "abc");
+    row("one byte", u"YQ=="_s, "a");
+    row("padding apart", u"YWI\r\n=\r\n"_s, "ab");
+    row("padding missing", u"YWI"_s, {}, false);
+    row("a single letter left", u"YWJjY==="_s, {}, false);
+    row("goes on behind the padding", u"YQ==YWJj"_s, {}, false);
+    row("padding for nothing", u"="_s, {}, false);
 }
 
 void tst_VoAlgorithmSM4::base64() {
@@ -299,7 +300,7 @@ void tst_VoAlgorithmSM4::base64Lines() {
     for (int length = 0; length < 200; ++length) {
         QString expected = QString::fromLatin1(bytes.toBase64());
         for (qsizetype at = 64; at < expected.size(); at += 66)
-            expected.insert(at, QStringLiteral("\r\n"));
+            expected.insert(at, u"\r\n"_s);
         QCOMPARE(Base64Text::encode(bytes), expected);
         QVERIFY(!Base64Text::encode(bytes).isNull());
         QCOMPARE(Base64Text::decode(expected), std::optional(bytes));

@@ -10,6 +10,8 @@
 
 #include <limits>
 
+using namespace Qt::StringLiterals;
+
 using namespace Platform;
 
 namespace {
@@ -39,7 +41,7 @@ class tst_mavctl : public QObject {
 private Q_SLOTS:
     void init() {
         m_folder.emplace();
-        m_path = m_folder->filePath(QStringLiteral("state.archive"));
+        m_path = m_folder->filePath(u"state.archive"_s);
     }
 
     void showsAndWrites_data() {
@@ -91,7 +93,7 @@ private Q_SLOTS:
     void settles() {
         ArchiveValue::Dictionary entries;
         for (int i = 0; i < 60; ++i)
-            entries.push_back({QStringLiteral("key %1").arg(i), i});
+            entries.push_back({u"key %1"_s.arg(i), i});
         ArchiveValue object = ArchiveValue::object("Odd", {"Odd", "Base", "NSObject"});
         for (const char* name : {"typeInt", "typeString", "typeBool", "data", "typeFloat", "list"})
             object.setField(name, ArchiveValue(7).stored(ArchiveValue::Storage::Boxed));
@@ -152,7 +154,7 @@ private Q_SLOTS:
         QFETCH(QStringList, arguments);
         QFETCH(QByteArray, input);
         QFETCH(int, status);
-        arguments.replaceInStrings(QStringLiteral("FILE"), m_path);
+        arguments.replaceInStrings(u"FILE"_s, m_path);
         const Outcome outcome = run(arguments, input);
         QCOMPARE(outcome.status, status);
         QCOMPARE(outcome.output, QByteArray());

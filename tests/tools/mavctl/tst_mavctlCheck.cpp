@@ -14,6 +14,8 @@
 
 #include "PrivateBus.h"
 
+using namespace Qt::StringLiterals;
+
 using Platform::ArchiveValue;
 
 /// A round of checks and a look at the surroundings in a terminal, in a root and a home of their own.
@@ -40,21 +42,21 @@ private Q_SLOTS:
         const QVariantMap disk{{"is_disk_encrypt", "1"}};
         QTest::newRow("compliant") << disk << QByteArray() << 0
                                    << QStringList{"met        磁盘已加密: fdesetup answers \"FileVault is On.\"",
-                                                  "level 0 电脑安全: 1 of 1 checks met"};
-        QTest::newRow("not compliant")
-            << QVariantMap{{"is_disk_encrypt", "1"}, {"firewall", "1"}, {"ent_domain", "c.example"}} << QByteArray()
-            << 1
-            << QStringList{"met        磁盘已加密: fdesetup answers \"FileVault is On.\"",
-                           "not met    已开启主机防火墙: the probe failed: \"no privilege\"",
-                           "not met    域检测: the computer is joined to no domain, required is "
-                           "\"c.example\"",
-                           "level 1 轻度危险: 1 of 3 checks met"};
+                                          "level 0 电脑安全: 1 of 1 checks met"};
+        QTest::newRow("not compliant") << QVariantMap{{"is_disk_encrypt", "1"}, {"firewall", "1"},
+                                              {"ent_domain", "c.example"}}
+                                       << QByteArray() << 1
+                                       << QStringList{"met        磁盘已加密: fdesetup answers \"FileVault is On.\"",
+                                              "not met    已开启主机防火墙: the probe failed: \"no privilege\"",
+                                              "not met    域检测: the computer is joined to no domain, required is "
+                                              "\"c.example\"",
+                                              "level 1 轻度危险: 1 of 3 checks met"};
         QTest::newRow("nothing required") << QVariantMap() << QByteArray() << 0
                                           << QStringList{"nothing is required: the policy POLICY asks for no check",
-                                                         "level 0 电脑安全: 0 of 0 checks met"};
+                                                 "level 0 电脑安全: 0 of 0 checks met"};
         QTest::newRow("unknown check") << QVariantMap{{"ent_domain", "c.example"}} << unknown << 1
                                        << QStringList{"no result  域检测: the client has no check named \"nothing:\"",
-                                                      "level 0 电脑安全: 0 of 1 checks met"};
+                                              "level 0 电脑安全: 0 of 1 checks met"};
         QTest::newRow("damaged catalogue") << disk << QByteArray("bplist00") << 1 << QStringList();
     }
     void rounds() {
@@ -83,9 +85,8 @@ private Q_SLOTS:
             const QJsonObject summary = QJsonDocument::fromJson(run({"check", "--json"}).output).object();
             QCOMPARE(summary.value(u"compliant").toBool(), status == 0);
             QCOMPARE(int(summary.value(u"checks").toArray().size()), summary.value(u"required").toInt());
-            QVERIFY(lines.last().startsWith(QStringLiteral("level %1 %2:")
-                                                .arg(summary.value(u"level").toInt())
-                                                .arg(summary.value(u"state").toString())));
+            QVERIFY(lines.last().startsWith(
+                u"level %1 %2:"_s.arg(summary.value(u"level").toInt()).arg(summary.value(u"state").toString())));
         }
         // The client's log and state are the client's.
         QVERIFY(QDir(m_home).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot).isEmpty());
@@ -98,9 +99,9 @@ private Q_SLOTS:
         QVERIFY(outcome.error.contains("problems found"));
         const QJsonObject all = doctor();
         for (const char* subject : {"session bus", "ticket service", "agent's folder", "agent's files", "server"})
-            QCOMPARE(state(all, subject), QStringLiteral("problem"));
+            QCOMPARE(state(all, subject), u"problem"_s);
         for (const char* subject : {"tray host", "notifications", "log"})
-            QCOMPARE(state(all, subject), QStringLiteral("warning"));
+            QCOMPARE(state(all, subject), u"warning"_s);
         for (const QJsonValue& finding : all.value(u"findings").toArray())
             QCOMPARE(finding[u"advice"].toString().isEmpty(), finding[u"state"].toString() == u"good");
     }
@@ -126,17 +127,17 @@ private Q_SLOTS:
         m_bus = bus.address();
         QJsonObject all = doctor();
         for (const char* subject :
-             {"session bus", "notifications", "ticket service", "agent's folder", "agent's files", "server", "log"})
+            {"session bus", "notifications", "ticket service", "agent's folder", "agent's files", "server", "log"})
             QVERIFY2(state(all, subject) == u"good", subject);
-        QCOMPARE(state(all, "tray host"), QStringLiteral("warning"));
+        QCOMPARE(state(all, "tray host"), u"warning"_s);
 
         server.close();
         write(m_agent + "/complianceInfo", "bplist00 cut off");
         all = doctor();
         m_bus.clear();
         QDBusConnection::disconnectFromBus("services");
-        QCOMPARE(state(all, "server"), QStringLiteral("problem"));
-        QCOMPARE(state(all, "agent's files"), QStringLiteral("problem"));
+        QCOMPARE(state(all, "server"), u"problem"_s);
+        QCOMPARE(state(all, "agent's files"), u"problem"_s);
     }
 
 private:

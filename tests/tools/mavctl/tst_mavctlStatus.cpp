@@ -10,6 +10,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 using Platform::ArchiveValue;
 
 /// What the support tool tells of a running system, in a root and a home of its own.
@@ -19,9 +21,9 @@ class tst_mavctlStatus : public QObject {
 private Q_SLOTS:
     void init() {
         m_folder.emplace();
-        m_home = m_folder->filePath(QStringLiteral("home"));
-        m_agent = m_folder->filePath(QStringLiteral("root/Library/Application Support/QenCloud"));
-        m_support = m_home + QStringLiteral("/Library/Application Support");
+        m_home = m_folder->filePath(u"home"_s);
+        m_agent = m_folder->filePath(u"root/Library/Application Support/QenCloud"_s);
+        m_support = m_home + u"/Library/Application Support"_s;
         QVERIFY(QDir().mkpath(m_agent) && QDir().mkpath(m_support));
     }
 
@@ -49,45 +51,45 @@ private Q_SLOTS:
         QVERIFY(record.save(m_support));
         const QJsonObject session = status().value(u"session").toObject();
         QTEST(session.value(u"state").toString(), "state");
-        QCOMPARE(session.value(u"method").toString(), QStringLiteral("domain account"));
+        QCOMPARE(session.value(u"method").toString(), u"domain account"_s);
     }
 
     void serverNetworkAndFiles() {
         const ArchiveValue address(ArchiveValue::Array{"mav.example", "8080"});
         const ArchiveValue outer(ArchiveValue::Array{"out.example", "443"});
-        QVERIFY(archiveRootObject(ArchiveValue(ArchiveValue::Array{address, outer, address}),
-                                  m_agent + QStringLiteral("/.QenConfig")));
-        QVERIFY(QDir().mkpath(m_support + QStringLiteral("/QenCloudL")));
-        QVERIFY(archiveRootObject(QStringLiteral("1"), m_support + QStringLiteral("/QenCloudL/netType.archive")));
-        write(m_agent + QStringLiteral("/appmgrlist.archive"), "bplist00 cut off");
-        write(m_agent + QStringLiteral("/tips.txt"), "\xff\xfe");
+        QVERIFY(
+            archiveRootObject(ArchiveValue(ArchiveValue::Array{address, outer, address}), m_agent + u"/.QenConfig"_s));
+        QVERIFY(QDir().mkpath(m_support + u"/QenCloudL"_s));
+        QVERIFY(archiveRootObject(u"1"_s, m_support + u"/QenCloudL/netType.archive"_s));
+        write(m_agent + u"/appmgrlist.archive"_s, "bplist00 cut off");
+        write(m_agent + u"/tips.txt"_s, "\xff\xfe");
         const QJsonObject all = status();
-        QCOMPARE(all.value(u"session").toObject().value(u"state").toString(), QStringLiteral("signed out"));
-        QCOMPARE(all.value(u"server").toObject().value(u"used").toString(), QStringLiteral("out.example:443"));
-        QCOMPARE(all.value(u"network").toString(), QStringLiteral("extranet"));
-        QCOMPARE(all.value(u"ticket_service").toString(), QStringLiteral("no session bus"));
+        QCOMPARE(all.value(u"session").toObject().value(u"state").toString(), u"signed out"_s);
+        QCOMPARE(all.value(u"server").toObject().value(u"used").toString(), u"out.example:443"_s);
+        QCOMPARE(all.value(u"network").toString(), u"extranet"_s);
+        QCOMPARE(all.value(u"ticket_service").toString(), u"no session bus"_s);
         QCOMPARE(all.value(u"vpn").toArray().size(), 0);
-        QCOMPARE(condition(all, u"/.QenConfig"), QStringLiteral("decodes"));
-        QCOMPARE(condition(all, u"/appmgrlist.archive"), QStringLiteral("damaged"));
-        QCOMPARE(condition(all, u"/tips.txt"), QStringLiteral("damaged"));
-        QCOMPARE(condition(all, u"/restart.txt"), QStringLiteral("missing"));
+        QCOMPARE(condition(all, u"/.QenConfig"), u"decodes"_s);
+        QCOMPARE(condition(all, u"/appmgrlist.archive"), u"damaged"_s);
+        QCOMPARE(condition(all, u"/tips.txt"), u"damaged"_s);
+        QCOMPARE(condition(all, u"/restart.txt"), u"missing"_s);
     }
 
     void watchTellsEachChangeUntilInterrupted() {
         QProcess process;
-        start(process, {QStringLiteral("watch"), QStringLiteral("--json")});
+        start(process, {u"watch"_s, u"--json"_s});
         QVERIFY(process.waitForStarted());
         // The tool says nothing before the first change, so the file is touched until it is seen.
         QElapsedTimer clock;
         clock.start();
         while (!process.canReadLine() && clock.elapsed() < 20000) {
-            write(m_agent + QStringLiteral("/tips.txt"), "公告");
+            write(m_agent + u"/tips.txt"_s, "公告");
             process.waitForReadyRead(500);
         }
         const QJsonObject change = QJsonDocument::fromJson(process.readLine()).object();
-        QCOMPARE(change.value(u"message").toString(), QStringLiteral("monitor tips.txt has changed"));
-        QCOMPARE(change.value(u"file").toString(), QStringLiteral("decodes"));
-        QCOMPARE(change.value(u"path").toString(), m_agent + QStringLiteral("/tips.txt"));
+        QCOMPARE(change.value(u"message").toString(), u"monitor tips.txt has changed"_s);
+        QCOMPARE(change.value(u"file").toString(), u"decodes"_s);
+        QCOMPARE(change.value(u"path").toString(), m_agent + u"/tips.txt"_s);
         process.terminate();
         QVERIFY(process.waitForFinished(10000));
         QCOMPARE(process.exitStatus(), QProcess::NormalExit);
@@ -95,11 +97,11 @@ private Q_SLOTS:
     }
 
     void deviceFactsOfAFolder() {
-        const QString root = m_folder->filePath(QStringLiteral("machine"));
-        QVERIFY(QDir().mkpath(root + QStringLiteral("/etc")));
-        write(root + QStringLiteral("/etc/os-release"), "NAME=\"Debian GNU/Linux\"\nVERSION_ID=\"12\"\n");
+        const QString root = m_folder->filePath(u"machine"_s);
+        QVERIFY(QDir().mkpath(root + u"/etc"_s));
+        write(root + u"/etc/os-release"_s, "NAME=\"Debian GNU/Linux\"\nVERSION_ID=\"12\"\n");
         QProcess process;
-        start(process, {QStringLiteral("device"), QStringLiteral("--json"), QStringLiteral("--root"), root});
+        start(process, {u"device"_s, u"--json"_s, u"--root"_s, root});
         QVERIFY(process.waitForFinished(30000));
         QCOMPARE(process.exitCode(), 0);
         const QJsonObject facts = QJsonDocument::fromJson(process.readAllStandardOutput()).object();
@@ -112,16 +114,16 @@ private Q_SLOTS:
 private:
     void start(QProcess& process, const QStringList& arguments) const {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("HOME"), m_home);
-        environment.insert(QStringLiteral("MAV_ROOT"), m_folder->filePath(QStringLiteral("root")));
-        environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("unix:path=/nonexistent"));
+        environment.insert(u"HOME"_s, m_home);
+        environment.insert(u"MAV_ROOT"_s, m_folder->filePath(u"root"_s));
+        environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nonexistent"_s);
         process.setProcessEnvironment(environment);
         process.start(QStringLiteral(MAVCTL), arguments);
     }
 
     QJsonObject status() const {
         QProcess process;
-        start(process, {QStringLiteral("status"), QStringLiteral("--json")});
+        start(process, {u"status"_s, u"--json"_s});
         if (!process.waitForFinished(30000) || process.exitCode() != 0)
             return {};
         return QJsonDocument::fromJson(process.readAllStandardOutput()).object();

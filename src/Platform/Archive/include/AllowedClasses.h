@@ -2,6 +2,8 @@
 
 #include <QStringList>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 /// The classes that may come out of an archive.
@@ -30,7 +32,7 @@ public:
             if (allows(one))
                 return true;
         }
-        return name.startsWith(QLatin1String("NSMutable")) && allows(QLatin1String("NS") + name.mid(9));
+        return name.startsWith("NSMutable"_L1) && allows("NS"_L1 + name.mid(9));
     }
 
 private:

@@ -63,8 +63,8 @@ public:
     /// An object with classes {className, NSObject}; a field that comes again replaces the earlier one.
     static ArchiveValue object(const QString& className, ArchiveValue::Dictionary fields);
     /// Fields in the order of encoding, with the places in which their keys were read.
-    static ArchiveValue objectAsStored(std::shared_ptr<const ArchiveClass> objectClass,
-                                       ArchiveValue::Dictionary fields);
+    static ArchiveValue objectAsStored(
+        std::shared_ptr<const ArchiveClass> objectClass, ArchiveValue::Dictionary fields);
     /// True when keys come out in the order that was read, not in hash order.
     static bool isAsStored(const ArchiveValue& value);
 };

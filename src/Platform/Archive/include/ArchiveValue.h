@@ -133,7 +133,7 @@ private:
     struct ArrayNode;
     struct PairsNode;
     using Payload = std::variant<std::monostate, qint64, double, QString, QByteArray, QSharedDataPointer<ArrayNode>,
-                                 QSharedDataPointer<PairsNode>>;
+        QSharedDataPointer<PairsNode>>;
 
     ArchiveValue(Type type, Payload payload) noexcept;
 

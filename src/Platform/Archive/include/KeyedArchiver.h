@@ -2,6 +2,8 @@
 
 #include "ArchiveValue.h"
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 /// Writes a value as a keyed archive, byte for byte as the platform's archiver of current systems does.
@@ -13,7 +15,7 @@ namespace Platform {
 class KeyedArchiver final {
 public:
     /// Empty when the value is beyond PropertyListLimits, so that it could not be read again.
-    static QByteArray archivedData(const ArchiveValue& root, const QString& rootKey = QStringLiteral("root"));
+    static QByteArray archivedData(const ArchiveValue& root, const QString& rootKey = u"root"_s);
 };
 
 } // namespace Platform

@@ -17,8 +17,8 @@ class KeyedUnarchiver final {
 public:
     /// @param rootKey  given to read an archive of one object under any key; takes the key. Else only "root" will do.
     /// @returns a value of type Nothing when the archive's root is no object
-    static std::optional<ArchiveValue> unarchivedObject(const QByteArray& data, const AllowedClasses& allowed,
-                                                        QString* rootKey = nullptr);
+    static std::optional<ArchiveValue> unarchivedObject(
+        const QByteArray& data, const AllowedClasses& allowed, QString* rootKey = nullptr);
 };
 
 } // namespace Platform

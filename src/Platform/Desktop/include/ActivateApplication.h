@@ -12,6 +12,6 @@ namespace Platform {
 /// @param busAddress  empty for the user's session bus
 /// @returns false when none runs, it does not answer, or there is no bus
 bool activateRunningApplication(const QString& identifier, const QString& busAddress = {},
-                                std::chrono::milliseconds limit = std::chrono::seconds(2));
+    std::chrono::milliseconds limit = std::chrono::seconds(2));
 
 } // namespace Platform

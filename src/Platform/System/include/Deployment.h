@@ -2,22 +2,24 @@
 
 #include <QString>
 
+using namespace Qt::StringLiterals;
+
 /// Values that a deployment chooses: identifiers, service names, labels.
 namespace Platform::Deployment {
 
-inline const QString BundleIdentifier = QStringLiteral("com.qencloud.mav");
-inline const QString TicketServiceName = QStringLiteral("com.qencloud.mav.TicketService");
-inline const QString TicketProtocol = QStringLiteral("com.qencloud.mav.QenCloud_ticketProtocol");
-inline const QString LogQueueLabel = BundleIdentifier + QStringLiteral(".log");
-inline const QString ZipQueueLabel = BundleIdentifier + QStringLiteral(".zip");
-inline const QString LoginQueueLabel = BundleIdentifier + QStringLiteral(".login");
-inline const QString AccountCheckQueueLabel = BundleIdentifier + QStringLiteral(".account.check");
-inline const QString NacRequestQueueLabel = BundleIdentifier + QStringLiteral(".inac.https");
-inline const QString NacCheckQueueLabel = BundleIdentifier + QStringLiteral(".inac.check");
-inline const QString CertificateQueueLabel = BundleIdentifier + QStringLiteral(".certificates");
-inline const QString ComplianceQueueLabel = BundleIdentifier + QStringLiteral(".compliance");
-inline const QString JoinDomainToolIdentifier = BundleIdentifier + QStringLiteral(".JoinDomainTool");
+inline const QString BundleIdentifier = u"com.qencloud.mav"_s;
+inline const QString TicketServiceName = u"com.qencloud.mav.TicketService"_s;
+inline const QString TicketProtocol = u"com.qencloud.mav.QenCloud_ticketProtocol"_s;
+inline const QString LogQueueLabel = BundleIdentifier + u".log"_s;
+inline const QString ZipQueueLabel = BundleIdentifier + u".zip"_s;
+inline const QString LoginQueueLabel = BundleIdentifier + u".login"_s;
+inline const QString AccountCheckQueueLabel = BundleIdentifier + u".account.check"_s;
+inline const QString NacRequestQueueLabel = BundleIdentifier + u".inac.https"_s;
+inline const QString NacCheckQueueLabel = BundleIdentifier + u".inac.check"_s;
+inline const QString CertificateQueueLabel = BundleIdentifier + u".certificates"_s;
+inline const QString ComplianceQueueLabel = BundleIdentifier + u".compliance"_s;
+inline const QString JoinDomainToolIdentifier = BundleIdentifier + u".JoinDomainTool"_s;
 /// Folder of the VPN component's logs under /Library/Logs.
-inline const QString VpnLogFolder = QStringLiteral("com.qencloud.zelvpn");
+inline const QString VpnLogFolder = u"com.qencloud.zelvpn"_s;
 
 } // namespace Platform::Deployment

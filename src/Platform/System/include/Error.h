@@ -2,6 +2,8 @@
 
 #include <QString>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 /// Why an operation failed. A default-made one is "no error"; codes keep the platform's numbers, since callers compare
@@ -54,7 +56,7 @@ private:
     QString m_failureReason;
 };
 
-inline const QString UrlErrorDomain = QStringLiteral("NSURLErrorDomain");
-inline const QString CocoaErrorDomain = QStringLiteral("NSCocoaErrorDomain");
+inline const QString UrlErrorDomain = u"NSURLErrorDomain"_s;
+inline const QString CocoaErrorDomain = u"NSCocoaErrorDomain"_s;
 
 } // namespace Platform

@@ -18,8 +18,8 @@ class FileEventStream final {
 public:
     /// @param paths  absolute file names  @param latency  from the first change to the callback
     /// @param callback  called on the thread that runs the stream
-    FileEventStream(QStringList paths, std::chrono::milliseconds latency,
-                    std::function<void(const QStringList&)> callback);
+    FileEventStream(
+        QStringList paths, std::chrono::milliseconds latency, std::function<void(const QStringList&)> callback);
     ~FileEventStream();
     FileEventStream(const FileEventStream&) = delete;
     FileEventStream& operator=(const FileEventStream&) = delete;

@@ -9,9 +9,11 @@
 
 #include <sys/types.h>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
-inline const QString PosixErrorDomain = QStringLiteral("NSPOSIXErrorDomain");
+inline const QString PosixErrorDomain = u"NSPOSIXErrorDomain"_s;
 
 enum class Durability {
     /// A reader sees the old or the new file, also when this process is killed.
@@ -29,8 +31,8 @@ std::optional<QByteArray> readFile(const QString& path, qint64 limit);
 /// same folder. After an error the old file is untouched (unless only the syncing of its folder failed) and the
 /// temporary one gone; the error has the system's number and text.
 /// @param mode  exactly the permissions of the new file
-Error replaceFile(const QString& path, const QByteArray& bytes, Durability durability = Durability::Plain,
-                  mode_t mode = 0600);
+Error replaceFile(
+    const QString& path, const QByteArray& bytes, Durability durability = Durability::Plain, mode_t mode = 0600);
 
 /// True when @p path is a folder afterwards.
 /// @param mode  permissions of every folder that is made
