@@ -159,5 +159,41 @@
         <source></source>
         <translation>网络未连接，请检查网络</translation>
     </message>
+    <message id="AnswerUnusable">
+        <source></source>
+        <translation>服务器返回的数据无法使用，请稍后重试或联系管理员。</translation>
+    </message>
+    <message id="SessionNotStored">
+        <source></source>
+        <translation>登录已被服务器接受，但本机无法保存登录信息。请检查磁盘空间和文件夹权限，然后重新登录。</translation>
+    </message>
+    <message id="SessionEnded">
+        <source></source>
+        <translation>登录已被服务器结束，请重新登录。</translation>
+    </message>
+    <message id="SignOutPending">
+        <source></source>
+        <translation>已退出登录，但尚未通知服务器；网络恢复后会自动完成。</translation>
+    </message>
+    <message id="PasswordChanged">
+        <source></source>
+        <translation>密码已修改，请使用新密码登录。</translation>
+    </message>
+    <message id="PasswordChangeFailed">
+        <source></source>
+        <translation>修改密码未成功：%1</translation>
+    </message>
+    <message id="OtpElsewhere">
+        <source></source>
+        <translation>需要动态口令时，请点击“扫码登录”，在“账号登录”中输入。</translation>
+    </message>
+    <message id="OfflineSince">
+        <source></source>
+        <translation>自 %1 起</translation>
+    </message>
+    <message id="SignedInNote">
+        <source></source>
+        <translation>已登录</translation>
+    </message>
 </context>
 </TS>

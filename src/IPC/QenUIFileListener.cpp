@@ -1,6 +1,5 @@
 #include "QenUIFileListener.h"
 
-#include "AccountModel.h"
 #include "AgentFileChange.h"
 #include "NotificationCenter.h"
 #include "Paths.h"
@@ -16,13 +15,6 @@ QenUIFileListener::~QenUIFileListener() {
         m_stream->stop();
         m_thread.join();
     }
-}
-
-QenUIFileListener& QenUIFileListener::sharedInstance() {
-    static auto* instance =
-        new QenUIFileListener({Platform::NotificationCenter::defaultCenter(), QenServerConfig::sharedInstance(),
-            QenLogHelper::sharedInstance(), Platform::Paths::agentState(), Platform::Paths::applicationSupport()});
-    return *instance;
 }
 
 void QenUIFileListener::startUIResourcesFileListen() {
@@ -81,7 +73,7 @@ void QenUIFileListener::updateTrustedsApp() {
 }
 
 void QenUIFileListener::loginAndTicketStatus() {
-    const auto account = AccountModel::currentModel(m_world.applicationSupport);
+    const auto account = m_world.record();
     if (!account)
         return;
     if (const auto object = ticketNotice(*account))

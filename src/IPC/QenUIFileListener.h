@@ -1,11 +1,15 @@
 #pragma once
 
+#include "AccountModel.h"
 #include "AgentFileChange.h"
 #include "ClientNotifications.h"
 #include "FileEventStream.h"
+#include "Shared.h"
 
 #include <QString>
 
+#include <functional>
+#include <optional>
 #include <thread>
 
 class QenLogHelper;
@@ -28,12 +32,14 @@ public:
         QString agentState;
         /// The user's Application Support folder, where the signed-in record lives.
         QString applicationSupport;
+        /// The signed-in record as it is now. Any thread.
+        std::function<std::optional<AccountModel>()> record;
         std::chrono::milliseconds latency = FollowLatency;
     };
 
     explicit QenUIFileListener(World world);
     ~QenUIFileListener();
-    static QenUIFileListener& sharedInstance();
+    static QenUIFileListener& sharedInstance() { return Platform::Shared<QenUIFileListener>::instance(); }
 
     /// To be called once.
     void startUIResourcesFileListen();

@@ -43,11 +43,6 @@ QenLogHelper::~QenLogHelper() {
     m_logQueue.drain();
 }
 
-QenLogHelper& QenLogHelper::sharedInstance() {
-    static auto* helper = new QenLogHelper(LogWorld::system());
-    return *helper;
-}
-
 void QenLogHelper::writeLog(const QString& message, int) {
     const std::lock_guard lock(m_pendingMutex);
     m_pending.push_back(message);

@@ -1,6 +1,5 @@
 #include "QenMainViewController.h"
 
-#include "AccountModel.h"
 #include "ArchiveStore.h"
 #include "ClientNotifications.h"
 #include "CustomMessageBox.h"
@@ -65,6 +64,10 @@ QenMainViewController::QenMainViewController(CheckViewWorld world, QenMainLeftBa
     updateLogoFromConfig();
     m_world.login.Get_Save_Config();
     addQenNotifications();
+    connect(&m_world.login.session(), &Session::changed, this, [this](SessionState old, SessionState now) {
+        if (old != now)
+            loadToolsView();
+    });
     m_leftBar.setTabCallback([this](int tag) { selectTab(tag); });
     m_round.changeUIWithWarnLevel(SafeLevel);
     m_round.getDataFromPlist();
@@ -78,14 +81,6 @@ QenMainViewController::~QenMainViewController() {
 
 QWidget* QenMainViewController::tipsLine() const {
     return m_tipsLine;
-}
-
-template <typename Call>
-void QenMainViewController::onMain(Call call) {
-    Platform::mainQueue().async([view = QPointer(this), call = std::move(call)] {
-        if (view)
-            call();
-    });
 }
 
 void QenMainViewController::addQenNotifications() {
@@ -242,8 +237,8 @@ void QenMainViewController::selectTab(int tag) {
 void QenMainViewController::loadToolsView(const QVariant& object) {
     m_reader.async([this, object] {
         if (integerValue(object) == SessionExpired) {
-            AccountModel::deleteCurrentModel(m_world.applicationSupport);
-            m_world.login.existZelVPN();
+            Session& session = m_world.login.session();
+            session.submit(TicketTimeOut{session.asked()});
             tipText(u"登录超时，请重新登录"_s);
         }
         updateToolsViewWithLogintype(m_world.login.currentLoginType());
@@ -252,10 +247,11 @@ void QenMainViewController::loadToolsView(const QVariant& object) {
 
 void QenMainViewController::updateToolsViewWithLogintype(qint64 loginType) {
     const QList<QenToolModel> models = toolModels(m_world.login.AppMgrList());
+    const SessionModel session = m_world.login.session().current();
     // A domain session has no ticket, so nothing ever confirms it.
-    const bool isConfirmed = m_world.login.isCheckAndShow() || m_world.login.isDomainAutoLogin();
+    const bool isConfirmed = session.isConfirmed || session.state() == SessionState::Domain;
     const Tools tools{toolsLook(loginType, isConfirmed), models};
-    onMain([this, tools] { showTools(tools); });
+    m_answers.async([this, tools] { showTools(tools); });
 }
 
 void QenMainViewController::showTools(const Tools& tools) {
@@ -276,7 +272,7 @@ void QenMainViewController::applistButtonDidClicked() {
 }
 
 void QenMainViewController::tipText(const QString& message) {
-    onMain([this, message] {
+    m_answers.async([this, message] {
         auto* box = new CustomMessageBox(window());
         box->setWindowModality(Qt::WindowModal);
         box->setTitle(u"提醒"_s, message, CustomMessageBox::BoxStyle::Warning, u"确定"_s, {});
@@ -288,7 +284,7 @@ void QenMainViewController::tipText(const QString& message) {
 
 void QenMainViewController::updateTipsFromConfig() {
     m_reader.async([this] {
-        onMain([line = m_tipsLine, tips = readTips(m_world.agentState)] {
+        m_answers.async([line = m_tipsLine, tips = readTips(m_world.agentState)] {
             if (line)
                 line->setTips(tips);
         });
@@ -297,7 +293,7 @@ void QenMainViewController::updateTipsFromConfig() {
 
 void QenMainViewController::updateLogoFromConfig() {
     m_reader.async([this] {
-        onMain([line = m_tipsLine, mark = readMark(m_world.agentState)] {
+        m_answers.async([line = m_tipsLine, mark = readMark(m_world.agentState)] {
             if (line)
                 line->setMark(mark);
         });
@@ -305,7 +301,7 @@ void QenMainViewController::updateLogoFromConfig() {
 }
 
 void QenMainViewController::updateComputerNameFromJoinDomain() {
-    onMain([this] { m_leftBar.setMachineName(); });
+    m_answers.async([this] { m_leftBar.setMachineName(); });
 }
 
 void QenMainViewController::loadJoinDomainButton() {
@@ -313,6 +309,6 @@ void QenMainViewController::loadJoinDomainButton() {
         const auto status = unarchivedObjectWithFilePath(m_world.agentState + u"/joindomainSwitchStatus.archive"_s);
         const bool isOffered =
             offersJoinDomain(status ? status->toVariant() : QVariant(), storedNetworkAccessPolicy(m_world.agentState));
-        onMain([this, isOffered] { m_ui->joinDomainBtn->setVisible(isOffered); });
+        m_answers.async([this, isOffered] { m_ui->joinDomainBtn->setVisible(isOffered); });
     });
 }

@@ -1,11 +1,8 @@
 #include "QenCheckRound.h"
 
 #include "ArchiveStore.h"
-#include "Bundle.h"
 #include "Deployment.h"
-#include "Paths.h"
 #include "QenCheck.h"
-#include "QenLogHelper.h"
 
 #include <QPointer>
 
@@ -24,16 +21,6 @@ QenCheckRound::QenCheckRound(World world)
 QenCheckRound::~QenCheckRound() {
     m_isEnding = true;
     m_results = {};
-}
-
-QenCheckRound::World QenCheckRound::clientWorld() {
-    return {
-        .log = [](const QString& message, int type) { QenLogHelper::sharedInstance().writeLog(message, type); },
-        .center = Platform::NotificationCenter::defaultCenter(),
-        .checkWithModel = [](const QenCheckModelPointer& check) { QenCheck::sharedInstance().checkWithModel(check); },
-        .agentState = Platform::Paths::agentState(),
-        .catalogue = Platform::resourcePath(u"QenCheck"_s, u"plist"_s),
-    };
 }
 
 RequiredChecks QenCheckRound::policy() const {

@@ -36,18 +36,6 @@ QString printed(const QJsonValue& value) {
     return text.size() <= LongestPrint ? text : text.left(LongestPrint) + u'…';
 }
 
-iNacManager::Facts runningFacts() {
-    ITDevice& device = ITDevice::currentDevice();
-    return {
-        .userName = [&device] { return device.userName(); },
-        .machineName = [&device] { return device.machineName(); },
-        .uuid = [&device] { return device.uuid(); },
-        .macAddresses = [&device] { return device.macAddresses(); },
-        .homeForUser = Platform::Paths::homeForUser,
-        .profileTemplate = [] { return bundledFile(u"RTMDMNetwork"_s, u"mobileconfig"_s); },
-    };
-}
-
 } // namespace
 
 iNacManager::iNacManager(World world)
@@ -60,12 +48,6 @@ iNacManager::~iNacManager() {
     m_checkQueue.drain();
     const std::lock_guard lock(m_gate->mutex);
     m_gate->manager = nullptr;
-}
-
-iNacManager& iNacManager::sharedInstance() {
-    static auto* instance = new iNacManager({iNacNetwork::sharedInstance(), QenLogHelper::sharedInstance(),
-        *new Platform::TokenCertificates, Platform::Paths::userState(), runningFacts()});
-    return *instance;
 }
 
 QJsonArray iNacManager::ssids() const {

@@ -45,12 +45,6 @@ iNacNetwork::~iNacNetwork() {
     Platform::systemLog(u"setSessionDidBecomeInvalidBlock"_s);
 }
 
-iNacNetwork& iNacNetwork::sharedInstance() {
-    static auto* instance = new iNacNetwork(QenServerConfig::sharedInstance(), QenLogHelper::sharedInstance(),
-        [] { return bundledFile(u"client"_s, u"p12"_s); });
-    return *instance;
-}
-
 HttpSession& iNacNetwork::createAFHTTPSessionMgr() {
     std::call_once(m_plainMade, [this] {
         m_httpSessionMgr = std::make_unique<HttpSession>(Platform::HttpSettings{.acceptAnyServerCertificate = true});

@@ -24,7 +24,13 @@ public:
     Listening()
         : agent(root.filePath(u"QenCloud"_s)), log(root.filePath(u"logs"_s), root.filePath(u"record"_s)),
           config(agent + u"/.QenConfig"_s, root.path()),
-          listener({center, config, log, agent, root.path(), std::chrono::milliseconds(100)}) {
+          listener({.center = center,
+              .config = config,
+              .log = log,
+              .agentState = agent,
+              .applicationSupport = root.path(),
+              .record = [this] { return AccountModel::currentModel(root.path()); },
+              .latency = std::chrono::milliseconds(100)}) {
         QDir().mkpath(agent);
         for (const QString& name : {ClientNotification::Logo, ClientNotification::Tips,
                  ClientNotification::ComputerName, ClientNotification::Restart, ClientNotification::JoinDomainSwitch,

@@ -66,7 +66,7 @@ private:
 
 /// A main view over a folder of its own, with checks that answer "bad" or "ok" by their selector's name.
 struct Fixture {
-    explicit Fixture(const QStringList& checks) : world(SessionWorld::make()) {
+    explicit Fixture(const QStringList& checks) {
         ArchiveValue models{ArchiveValue::Array()};
         for (qsizetype index = 0; index < checks.size(); ++index)
             models.append(ArchiveValue::Dictionary{{"title", QString::fromUtf8(Titles[index % 5])},
@@ -97,7 +97,6 @@ struct Fixture {
                 .log = world.client.log,
                 .center = world.center,
                 .workspace = workspace,
-                .applicationSupport = world.folder.support(),
                 .agentState = world.folder.agent(),
                 .round = {.log = [](const QString&, int) {},
                     .center = world.center,
@@ -128,7 +127,7 @@ struct Fixture {
     bool shows(const char* name) const { return !find<QWidget>(*view, name)->isHidden(); }
     QString message() const { return alerts().value(0); }
 
-    SessionWorld& world;
+    SessionWorld world;
     Platform::Workspace workspace;
     RecordingAccess access;
     QString storedMethod;
@@ -311,7 +310,7 @@ private Q_SLOTS:
         // The session of the computer's domain.
         auto record = fixture.world.record().value();
         record.setLoginType(LoginType::Domain);
-        QVERIFY(record.save(fixture.world.folder.support()));
+        fixture.world.client.store(record);
         fixture.world.center.post(ClientNotification::NgnSwitch);
         QTRY_VERIFY(!fixture.shows("applistButton"));
         QCOMPARE(states->currentIndex(), 0);
@@ -406,13 +405,13 @@ private Q_SLOTS:
             record.setUserid(u"lin"_s);
             record.setUsername(u"林"_s);
             record.setTicket(u"T"_s);
-            QVERIFY(record.save(fixture.world.folder.support()));
+            fixture.world.client.store(record);
         }
         const NetworkPolicyFollower follower({.log = fixture.world.client.log,
             .center = fixture.world.center,
             .networkAccess = fixture.access,
             .localCerAuthMethod = [&fixture] { return fixture.storedMethod; },
-            .applicationSupport = fixture.world.folder.support(),
+            .session = fixture.world.client.session,
             .agentState = fixture.world.folder.agent()});
         fixture.agentFile("inacSSIDInfo.archive",
             QVariantMap{{"auth_method", method}, {"inac_addr", "https://nac"}, {"ssidlist", QVariantList{"Office"}}});

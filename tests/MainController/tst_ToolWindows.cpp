@@ -169,7 +169,7 @@ private Q_SLOTS:
     }
 
     void trustedApplicationsByCategory() {
-        SessionWorld& world = SessionWorld::make();
+        SessionWorld world;
         QWidget main;
         main.resize(960, 640);
         main.show();

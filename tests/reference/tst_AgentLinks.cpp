@@ -3,7 +3,9 @@
 #include "QenCloudClientProcessListener.h"
 #include "QenCloudTicketHelper.h"
 #include "QenLogHelper.h"
+#include "TaskHelper.h"
 #include "VindorClient.h"
+#include "VpnComponent.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -167,7 +169,7 @@ private Q_SLOTS:
         world.stopAgent();
         QVERIFY(!QFile::exists(world.portFile()));
         QVERIFY(!QFile::exists(world.vpn()));
-        QCOMPARE(accessAndStop(client)[0], int(VindorClient::NoAccess));
+        QCOMPARE(accessAndStop(client)[0], int(AgentStop::NoAccess));
         QVERIFY(world.startAgent());
         QCOMPARE(accessAndStop(client), codes);
     }
@@ -204,16 +206,19 @@ private Q_SLOTS:
         QenLogHelper log(world.logFolder(), world.logRecord());
         QenCloudTicketHelper ticket(log, world.address());
         VindorClient client(world.portFile());
+        const VpnComponent vpn({.tasks = TaskHelper::sharedInstance(), .executable = world.vpn(), .agent = &client});
         std::atomic<bool> signedIn{true};
         QenCloudClientProcessListener listener(
             {.getNetworkType = [] {},
-                .iflogin = [&signedIn] { return signedIn.load(); },
+                .signIn = [&signedIn] { return signedIn ? quint64(1) : quint64(0); },
                 .isCheckAndShow = [] { return true; },
                 .checkXPCServiceIsReInital = [&ticket] { return ticket.checkXPCServiceIsReInital(); },
+                .isTicketServiceRefusing = [&ticket] { return ticket.isRefusing(); },
                 .existZelVPN = [&client] { accessAndStop(client); },
                 .runTicketXPC = [&ticket] { ticket.runTicketXPC(); },
-                .reloadZelVPN = [&world] { world.requestPolicy(); }},
-            log, world.vpn(), std::chrono::milliseconds(300));
+                .reloadZelVPN = [&world] { world.requestPolicy(); },
+                .vpnProcessIds = [&vpn](Platform::Error* error) { return vpn.processIds(error); }},
+            log, std::chrono::milliseconds(300));
         listener.startListening();
         const QByteArray first = world.waitForAgent("started ZelVPN");
         QVERIFY(!first.isEmpty());

@@ -25,9 +25,7 @@ QenCheck::World quietWorld() {
         .tasks = TaskHelper::sharedInstance(),
         .center = Platform::NotificationCenter::defaultCenter(),
         .agentState = Platform::Paths::agentState(),
-        .applicationBundle = Platform::Paths::applicationBundle(),
-        .applicationSupport = Platform::Paths::applicationSupport(),
-        .checkDomainAccount = {}};
+        .applicationBundle = Platform::Paths::applicationBundle()};
 }
 
 /// Runs one round to its end. The end is that of the last check and of the closing that follows the last result.

@@ -71,7 +71,7 @@ QList<File> all() {
             "joindomainSwitchStatus.archive", "switchngn.archive", "tips.txt", "restart.txt", "joinDomainUpdate.txt",
             "c_qen_mark@2x.png"});
     // Addressed through the account's home by both sides, wherever $HOME points.
-    const QString home = Paths::homeForUser(ITDevice::currentDevice().userName());
+    const QString home = Paths::homeForUser(ITDevice().userName());
     if (!home.isEmpty())
         add(home + u"/Library/Application Support/QenCloudL"_s, true, {"inacStatus.archive"});
     add(Paths::userState(), false,

@@ -97,6 +97,17 @@ bool syncFolder(const QByteArray& folder) {
 
 } // namespace
 
+FileIdentity fileIdentity(const QString& path) {
+    struct stat status {};
+    if (stat(QFile::encodeName(path).constData(), &status) != 0)
+        return {};
+    return {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+}
+
+bool syncFolderOf(const QString& path) {
+    return syncFolder(folderOf(QFile::encodeName(path)));
+}
+
 std::optional<QByteArray> readFile(const QString& path, qint64 limit) {
     const QByteArray name = QFile::encodeName(path);
     // Without O_NONBLOCK a FIFO without writer would hold us up for ever.

@@ -77,8 +77,8 @@ void AccountManager::sendSealed(const SealedRequest& sealed, Completion complete
     if (!url)
         return;
     if (const QString& before = sealed.texts.before; !before.isEmpty())
-        m_world.log.writeLog(before.contains(u"%2") ? before.arg(*url, QString::fromUtf8(body)) : before.arg(*url),
-            sealed.texts.beforeType);
+        m_world.log.writeLog(
+            before.contains(u"%2") ? before.arg(*url, logDigest(body)) : before.arg(*url), sealed.texts.beforeType);
     const HttpRequest request{
         .url = *url, .method = "POST", .body = body, .contentType = {}, .timeout = sealed.timeout};
     start(request,
@@ -198,22 +198,33 @@ void AccountManager::GeneralConfig(Completion complete) {
     get(ConfigPath, u"Get Config faild with error:%1"_s, std::move(complete));
 }
 
+QJsonObject AccountManager::openedPolicy(const QJsonObject& answer) {
+    const std::lock_guard lock(m_mutex);
+    if (!m_sealedPolicy.isEmpty() && answer == m_sealedPolicy) {
+        m_world.log.writeLog(u"Get NGN Policy success with reponse:%1"_s.arg(m_policyDigest + u" unchanged"_s));
+        return m_policy;
+    }
+    QJsonObject copy = answer;
+    for (const auto& key : {u"data"_s, u"office_data"_s}) {
+        const auto opened = SealedBody::decodeSM4(answer.value(key).toString());
+        if (opened)
+            copy.insert(key, *opened);
+        else
+            copy.remove(key);
+    }
+    m_world.log.writeLog(u"Get NGN Policy success with reponse:%1"_s.arg(redacted(copy)));
+    m_sealedPolicy = answer;
+    m_policyDigest = logDigest(QJsonDocument(copy).toJson(QJsonDocument::Compact));
+    m_policy = copy;
+    return copy;
+}
+
 void AccountManager::GetGeneralNGNPolicyRep(Completion complete) {
     auto open = [this, complete = std::move(complete)](const QJsonObject& answer, const Error& error) {
-        if (error) {
+        if (error)
             complete(answer, error);
-            return;
-        }
-        QJsonObject copy = answer;
-        for (const auto& key : {u"data"_s, u"office_data"_s}) {
-            const auto opened = SealedBody::decodeSM4(answer.value(key).toString());
-            if (opened)
-                copy.insert(key, *opened);
-            else
-                copy.remove(key);
-        }
-        m_world.log.writeLog(u"Get NGN Policy success with reponse:%1"_s.arg(redacted(copy)));
-        complete(copy, {});
+        else
+            complete(openedPolicy(answer), {});
     };
     get(PolicyPath, u"Get NGN Policy faild with error:%1"_s, std::move(open));
 }

@@ -1,6 +1,5 @@
 #include "AccountManager.h"
 
-#include "AccountModel.h"
 #include "ArchiveStore.h"
 #include "ITDevice.h"
 #include "QenLogHelper.h"
@@ -80,8 +79,7 @@ QJsonObject AccountManager::encodeResetPassword(const QJsonObject& parameters) {
 
 QJsonObject AccountManager::checkTicketParam(const QString& ticket) {
     GetMacAndIP();
-    const auto account = AccountModel::currentModel(m_world.applicationSupport);
-    const QString userId = account ? account->userid() : QString();
+    const QString userId = m_world.userid ? m_world.userid() : QString();
     return {{"ticket", ticket}, {"hostname", m_world.device.machineName()}, {"mac", login_Mac()},
         {"userid", userId.isNull() ? QString(""_L1) : userId}, {"deviceid", deviceId()}};
 }

@@ -2,7 +2,6 @@
 
 #include "IntegerValue.h"
 #include "LoopbackListener.h"
-#include "Paths.h"
 
 #include <QFile>
 
@@ -41,11 +40,6 @@ Error notReachable() {
 
 VindorClient::VindorClient(QString portFile, double timeout) : m_portFile(std::move(portFile)), m_timeout(timeout) {}
 
-VindorClient& VindorClient::sharedInstance() {
-    static auto* instance = new VindorClient(Platform::Paths::agentState() + u"/vindor.port"_s);
-    return *instance;
-}
-
 QString VindorClient::urlOf(const QString& path) const {
     bool isNumber = false;
     const ushort port = trustedText(m_portFile).toUShort(&isNumber);
@@ -57,7 +51,7 @@ QString VindorClient::urlOf(const QString& path) const {
 void VindorClient::startRequestAccess(std::function<void(int)> completion) {
     const QString url = urlOf(u"/v1/access"_s);
     if (url.isNull()) {
-        completion(NoAccess);
+        completion(AgentStop::NoAccess);
         return;
     }
     m_session.sendForJson({.url = url, .method = "POST", .timeout = m_timeout},
@@ -65,7 +59,7 @@ void VindorClient::startRequestAccess(std::function<void(int)> completion) {
             const auto code = integerValue(answer.value(u"code"));
             const QString token = answer.value(u"token").toString();
             if (error || code != 0 || token.isEmpty()) {
-                completion(!error && code && *code != 0 ? static_cast<int>(*code) : NoAccess);
+                completion(!error && code && *code != 0 ? static_cast<int>(*code) : AgentStop::NoAccess);
                 return;
             }
             {
@@ -88,4 +82,38 @@ void VindorClient::stopSmartAgent(std::function<void(const QJsonObject&, const E
         request.bearerToken = m_token;
     }
     m_session.sendForJson(request, std::move(completion));
+}
+
+void VindorClient::accessAndStop(std::function<void(const AgentStop&)> completion) {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_units.push_back(std::move(completion));
+        if (m_units.size() > 1)
+            return;
+    }
+    beginUnit();
+}
+
+void VindorClient::beginUnit() {
+    const auto end = [this](const AgentStop& outcome) {
+        std::function<void(const AgentStop&)> completion;
+        bool isMore = false;
+        {
+            const std::lock_guard lock(m_mutex);
+            completion = std::move(m_units.front());
+            m_units.pop_front();
+            isMore = !m_units.empty();
+        }
+        completion(outcome);
+        if (isMore)
+            beginUnit();
+    };
+    startRequestAccess([this, end](int status) {
+        if (status != 0)
+            end({.access = status});
+        else
+            stopSmartAgent([end](const QJsonObject& answer, const Error& error) {
+                end({.access = 0, .answer = answer, .error = error});
+            });
+    });
 }

@@ -48,11 +48,6 @@ QenCloudTicketHelper::~QenCloudTicketHelper() {
         QDBusConnection::disconnectFromBus(m_connectionName);
 }
 
-QenCloudTicketHelper& QenCloudTicketHelper::sharedInstance() {
-    static auto* instance = new QenCloudTicketHelper(QenLogHelper::sharedInstance());
-    return *instance;
-}
-
 bool QenCloudTicketHelper::connectIfClosed() {
     const std::lock_guard lock(m_mutex);
     if (!m_connectionName.isEmpty())
@@ -98,6 +93,7 @@ void QenCloudTicketHelper::runTicketXPC() {
             return;
         const QDBusReply<bool> started =
             bus->call(call(u"startRunProxy"_s), QDBus::Block, static_cast<int>(m_replyLimit.count()));
+        m_isRefusing = !started.isValid() || !started.value();
         m_log.writeLog(started.isValid() && started.value() ? u"[QenCloudTicketHelper] QenCloud Service run Success"_s
                                                             : u"[QenCloudTicketHelper] QenCloud Service run Fail"_s);
     });

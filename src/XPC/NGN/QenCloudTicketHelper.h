@@ -1,8 +1,10 @@
 #pragma once
 
 #include "Queue.h"
+#include "Shared.h"
 #include "TicketServiceLink.h"
 
+#include <atomic>
 #include <chrono>
 #include <mutex>
 #include <optional>
@@ -23,7 +25,7 @@ public:
     explicit QenCloudTicketHelper(
         QenLogHelper& log, QString busAddress = {}, std::chrono::milliseconds replyLimit = std::chrono::seconds(10));
     ~QenCloudTicketHelper() override;
-    static QenCloudTicketHelper& sharedInstance();
+    static QenCloudTicketHelper& sharedInstance() { return Platform::Shared<QenCloudTicketHelper>::instance(); }
 
     void initialConnection();
     /// Asks the service to start its proxy, connecting first when closed. Returns at once; the outcome is logged.
@@ -34,6 +36,8 @@ public:
     /// Asks the service to stop its proxy and forgets the connection. Returns at once.
     void closeNgnServerXpc() override;
     bool isConnected() const;
+    /// The service has refused its last start, or did not answer it.
+    bool isRefusing() const { return m_isRefusing; }
 
 private:
     /// The open connection, made again after the bus went away; nothing while closed.
@@ -48,5 +52,6 @@ private:
     mutable std::mutex m_mutex;
     /// Name of the bus connection; empty while closed.
     QString m_connectionName;
+    std::atomic<bool> m_isRefusing{false};
     Platform::SerialQueue m_queue;
 };

@@ -9,7 +9,6 @@ class iNacNetwork;
 class NetworkAccess final : public NetworkAccessLink {
 public:
     NetworkAccess(iNacNetwork& network, iNacManager& manager);
-    static NetworkAccess& sharedInstance();
 
     /// Completes on the main queue; at once on the caller's thread while no server is configured.
     void requestGeneralConfig(

@@ -5,11 +5,6 @@
 
 NetworkAccess::NetworkAccess(iNacNetwork& network, iNacManager& manager) : m_network(network), m_manager(manager) {}
 
-NetworkAccess& NetworkAccess::sharedInstance() {
-    static auto* instance = new NetworkAccess(iNacNetwork::sharedInstance(), iNacManager::sharedInstance());
-    return *instance;
-}
-
 void NetworkAccess::requestGeneralConfig(
     std::function<void(const QJsonObject& answer, const Platform::Error& error)> completion) {
     m_network.requestGeneralConfig(std::move(completion));
