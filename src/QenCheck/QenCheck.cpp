@@ -9,6 +9,7 @@
 #include "QenCheckGuard.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
+#include "StateFiles.h"
 #include "TaskHelper.h"
 
 using namespace Qt::StringLiterals;
@@ -119,7 +120,7 @@ void QenCheck::postNotfication(const QString& key, const QenCheckModelPointer& m
 QString QenCheck::requirement(QStringView key) const {
     // Read without the ".archive" suffix on purpose: the agent writes both names and the catalogue's loader uses the
     // other one.
-    const auto policy = unarchivedObjectWithFilePath(m_world.agentState + u"/complianceInfo"_s);
+    const auto policy = unarchivedObjectWithFilePath(m_world.agentState + u'/' + StateFiles::ComplianceInfoPlain);
     return policy ? policy->value(u"access").value(key).string() : QString();
 }
 

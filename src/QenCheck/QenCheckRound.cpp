@@ -6,6 +6,7 @@
 #include "Paths.h"
 #include "QenCheck.h"
 #include "QenLogHelper.h"
+#include "StateFiles.h"
 
 #include <QPointer>
 
@@ -37,7 +38,7 @@ QenCheckRound::World QenCheckRound::clientWorld() {
 }
 
 RequiredChecks QenCheckRound::policy() const {
-    return requiredChecks(unarchivedObjectWithFilePath(m_world.agentState + u"/complianceInfo.archive"_s));
+    return requiredChecks(unarchivedObjectWithFilePath(m_world.agentState + u'/' + StateFiles::ComplianceInfo));
 }
 
 void QenCheckRound::getDataFromPlist() {

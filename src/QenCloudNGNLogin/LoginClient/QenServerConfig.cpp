@@ -3,6 +3,7 @@
 #include "ArchiveStore.h"
 #include "IntegerValue.h"
 #include "Paths.h"
+#include "StateFiles.h"
 
 using namespace Qt::StringLiterals;
 
@@ -16,8 +17,8 @@ QenServerConfig::QenServerConfig(QString configFile, QString userState)
     : m_configFile(std::move(configFile)), m_userState(std::move(userState)) {}
 
 QenServerConfig& QenServerConfig::sharedInstance() {
-    static auto* instance =
-        new QenServerConfig(Platform::Paths::agentState() + u"/.QenConfig"_s, Platform::Paths::userState());
+    static auto* instance = new QenServerConfig(
+        Platform::Paths::agentState() + u'/' + StateFiles::ServerList, Platform::Paths::userState());
     return *instance;
 }
 
@@ -46,7 +47,7 @@ void QenServerConfig::updateServerConfig() {
 }
 
 bool QenServerConfig::isExtranetChosen() const {
-    const auto marker = unarchiveObjectWithFile(m_userState + u"/netType.archive"_s);
+    const auto marker = unarchiveObjectWithFile(m_userState + u'/' + StateFiles::NetType);
     return marker && marker->isString() && marker->string() == u"1"_s;
 }
 

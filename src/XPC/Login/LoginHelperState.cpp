@@ -6,6 +6,7 @@
 #include "Paths.h"
 #include "QenLogHelper.h"
 #include "ScriptRunner.h"
+#include "StateFiles.h"
 #include "TaskHelper.h"
 
 #include <QCryptographicHash>
@@ -31,6 +32,10 @@ LoginFolders LoginFolders::standard() {
     return {Platform::Paths::applicationSupport(), Platform::Paths::agentState(), Platform::Paths::vpnExecutable()};
 }
 
+QString LoginFolders::userState() const {
+    return applicationSupport + u'/' + StateFiles::UserFolder;
+}
+
 QString QenCloudLoginHelper::stateFile(const QString& name) const {
     return m_world.folders.userState() + u'/' + name;
 }
@@ -52,7 +57,7 @@ bool QenCloudLoginHelper::iflogin() const {
 }
 
 bool QenCloudLoginHelper::ifOldLogin() const {
-    return QFile::exists(stateFile(u"login.archive"_s)) && !iflogin();
+    return QFile::exists(stateFile(StateFiles::Login)) && !iflogin();
 }
 
 qint64 QenCloudLoginHelper::currentLoginType() const {
@@ -65,28 +70,28 @@ bool QenCloudLoginHelper::isDomainAutoLogin() const {
 }
 
 bool QenCloudLoginHelper::isHideTray() const {
-    const QVariant flag = agentFile(u"hideqenswitch.archive"_s);
+    const QVariant flag = agentFile(StateFiles::HideTray);
     return flag.typeId() == QMetaType::QString && flag.toString() == u"1"_s;
 }
 
 bool QenCloudLoginHelper::iShowOTP() const {
-    const QVariant flag = agentFile(u"userlogin.archive"_s).toMap().value(u"double_factor_auth"_s);
+    const QVariant flag = agentFile(StateFiles::UserLogin).toMap().value(u"double_factor_auth"_s);
     return flag.typeId() == QMetaType::QString && flag.toString() == u"1"_s;
 }
 
 int QenCloudLoginHelper::selectBtnTag() const {
-    const QVariantMap methods = agentFile(u"userlogin.archive"_s).toMap();
+    const QVariantMap methods = agentFile(StateFiles::UserLogin).toMap();
     const qint64 qrCode = integerValue(methods.value(u"qrcode_login"_s)).value_or(0);
     const qint64 account = integerValue(methods.value(u"pc_account_login"_s)).value_or(0);
     return account == 1 && qrCode == 0 ? 1 : 0;
 }
 
 QVariant QenCloudLoginHelper::AppMgrList() const {
-    return agentFile(u"appmgrlist.archive"_s);
+    return agentFile(StateFiles::OfficeTools);
 }
 
 QVariantList QenCloudLoginHelper::TrustedsAppList() const {
-    return agentFile(u"ngncloudlist.archive"_s).toMap().value(u"trustedapp"_s).toList();
+    return agentFile(StateFiles::TrustedApps).toMap().value(u"trustedapp"_s).toList();
 }
 
 std::optional<QString> QenCloudLoginHelper::joinedDomainName() {
@@ -114,7 +119,7 @@ QString QenCloudLoginHelper::stringToMD5(const QString& text) {
 }
 
 void QenCloudLoginHelper::createSoleidAndSave() {
-    const QString name = u"soleid.archive"_s;
+    const QString name = StateFiles::SoleId;
     if (QFile::exists(stateFile(name)) || iflogin())
         return;
     const quint32 random = QRandomGenerator::system()->generate() % RandomRange + 1;
@@ -124,21 +129,21 @@ void QenCloudLoginHelper::createSoleidAndSave() {
 }
 
 std::optional<QString> QenCloudLoginHelper::getSoleID() const {
-    const auto root = unarchiveObjectWithFile(stateFile(u"soleid.archive"_s));
+    const auto root = unarchiveObjectWithFile(stateFile(StateFiles::SoleId));
     return root && root->isString() ? std::optional(root->string()) : std::nullopt;
 }
 
 void QenCloudLoginHelper::removeSoleID() {
-    QFile::remove(stateFile(u"soleid.archive"_s));
+    QFile::remove(stateFile(StateFiles::SoleId));
 }
 
 void QenCloudLoginHelper::reloadZelVPN() {
-    replaceState(u"userpolicy.archive"_s, u"userPolicyRequest"_s);
+    replaceState(StateFiles::UserPolicy, u"userPolicyRequest"_s);
 }
 
 void QenCloudLoginHelper::creatNetworkTpye(int type) {
     // Replaced in one step rather than removed first: a reader in between sees the old choice, never none.
-    replaceState(u"netType.archive"_s, QString::number(type));
+    replaceState(StateFiles::NetType, QString::number(type));
 }
 
 void QenCloudLoginHelper::saveRecord(const QJsonObject& data, qint64 status, LoginType type) {
@@ -152,7 +157,7 @@ void QenCloudLoginHelper::saveRecord(const QJsonObject& data, qint64 status, Log
 }
 
 void QenCloudLoginHelper::invalidate(const std::optional<AccountModel>& before) {
-    const QString file = stateFile(u"login.archive"_s);
+    const QString file = stateFile(StateFiles::Login);
     // A domain session is never ended this way.
     if (!QFile::exists(file) || !before || before->loginType() == static_cast<qint64>(LoginType::Domain))
         return;

@@ -9,6 +9,7 @@
 #include "QenCloudTicketHelper.h"
 #include "QenLogHelper.h"
 #include "SealedBody.h"
+#include "StateFiles.h"
 #include "SystemLog.h"
 #include "VindorClient.h"
 
@@ -233,7 +234,8 @@ void QenCloudLoginHelper::logout(const QJsonObject& parameters, Completion compl
                     complete(answer, error);
                     // The record's own path stands where a folder belongs, on purpose: this file never exists, and
                     // "userpolicy.archive" survives the logout for the agent.
-                    QFile::remove(stateFile(u"login.archive"_s) + u"/QenCloudL/userpolicy.archive"_s);
+                    QFile::remove(
+                        stateFile(StateFiles::Login) + u'/' + StateFiles::UserFolder + u'/' + StateFiles::UserPolicy);
                 });
         });
 }
@@ -241,7 +243,7 @@ void QenCloudLoginHelper::logout(const QJsonObject& parameters, Completion compl
 void QenCloudLoginHelper::handleLogoutAnswer() {
     m_isCheckAndShow = false;
     existZelVPN();
-    if (QFile::remove(stateFile(u"login.archive"_s)))
+    if (QFile::remove(stateFile(StateFiles::Login)))
         createSoleidAndSave();
     if (m_world.links.ticketService)
         m_world.links.ticketService->closeNgnServerXpc();
@@ -280,7 +282,7 @@ void QenCloudLoginHelper::Get_GeneralNGNPolicy() {
         m_world.accounts.GetGeneralNGNPolicyRep([this, busy](const QJsonObject& answer, const Error& error) {
             // This answer's result key is "code", not "ret".
             if (!error && integerValue(answer.value(u"code")) == 0)
-                replaceState(u"NGNPolicy.archive"_s, policyRecord(answer));
+                replaceState(StateFiles::NGNPolicy, policyRecord(answer));
         });
     });
 }
@@ -295,9 +297,9 @@ void QenCloudLoginHelper::Get_Save_Config() {
             return;
         const QJsonValue data = answer.value(u"data");
         if (data.isUndefined() || data.isNull())
-            QFile::remove(stateFile(u"GeneralConfig.archive"_s));
+            QFile::remove(stateFile(StateFiles::GeneralConfig));
         else
-            replaceState(u"GeneralConfig.archive"_s, Platform::ArchiveValue::fromJson(data).asDeeplyMutable());
+            replaceState(StateFiles::GeneralConfig, Platform::ArchiveValue::fromJson(data).asDeeplyMutable());
         m_world.log.writeLog(u"[QenCloudLoginHelper] QenCloud get General Success!!!"_s);
     });
 }

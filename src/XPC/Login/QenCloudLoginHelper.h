@@ -32,7 +32,7 @@ struct LoginFolders {
     /// The VPN component's executable, by whose path its process is found.
     QString vpnExecutable;
 
-    QString userState() const { return applicationSupport + u"/QenCloudL"_s; }
+    QString userState() const;
     static LoginFolders standard();
 };
 

@@ -3,6 +3,7 @@
 #include "IntegerValue.h"
 #include "LoopbackListener.h"
 #include "Paths.h"
+#include "StateFiles.h"
 
 #include <QFile>
 
@@ -42,7 +43,7 @@ Error notReachable() {
 VindorClient::VindorClient(QString portFile, double timeout) : m_portFile(std::move(portFile)), m_timeout(timeout) {}
 
 VindorClient& VindorClient::sharedInstance() {
-    static auto* instance = new VindorClient(Platform::Paths::agentState() + u"/vindor.port"_s);
+    static auto* instance = new VindorClient(Platform::Paths::agentState() + u'/' + StateFiles::VindorPort);
     return *instance;
 }
 
