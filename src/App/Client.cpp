@@ -3,6 +3,7 @@
 #include "Bundle.h"
 #include "BundledFile.h"
 #include "Paths.h"
+#include "StateFiles.h"
 
 #include <future>
 
@@ -65,7 +66,7 @@ Client::Client(const ClientPlaces& where)
     : places(where), log(LogWorld::system()), center(Platform::NotificationCenter::defaultCenter()),
       defaults(Platform::UserDefaults::standard()),
 
-      config(places.agentState + u"/.QenConfig"_s, places.userState),
+      config(places.agentState + u'/' + StateFiles::ServerList, places.userState),
 
       session(places.applicationSupport),
       accounts({.config = config,
@@ -74,7 +75,7 @@ Client::Client(const ClientPlaces& where)
           .log = log,
           .applicationSupport = places.applicationSupport,
           .userid = [this] { return session.current().record.value_or(AccountModel()).userid(); }}),
-      server(accounts), ticketService(log), agentLink(places.agentState + u"/vindor.port"_s),
+      server(accounts), ticketService(log), agentLink(places.agentState + u'/' + StateFiles::VindorPort),
       vpn({.tasks = TaskHelper::sharedInstance(), .executable = places.vpnExecutable, .agent = &agentLink}),
       state(places.userState), agent(places.agentState),
       nacServer(config, log, [] { return bundledFile(u"client"_s, u"p12"_s); }), nac({.network = nacServer,

@@ -2,6 +2,7 @@
 
 #include "AccountModel.h"
 #include "QenUIFileListener.h"
+#include "StateFiles.h"
 
 using namespace Qt::StringLiterals;
 
@@ -13,19 +14,20 @@ constexpr qint64 TicketTimedOut = 2;
 const QList<AgentFileChange>& table() {
     using Listener = QenUIFileListener;
     static const QList<AgentFileChange> changes = {
-        {u"/c_qen_mark@2x.png"_s, u"monitor logo image has changed"_s, &Listener::updateUILogo},
-        {u"/tips.txt"_s, u"monitor tips.txt has changed"_s, &Listener::updateUITips},
-        {u"/joinDomainUpdate.txt"_s, u"monitor joinDomainUpdate.txt has changed"_s, &Listener::updateComputorName},
-        {u"/restart.txt"_s, u"monitor restart.txt has changed"_s, &Listener::restartComputor},
-        {u"/joindomainSwitchStatus.archive"_s, u"monitor joindomainSwitchStatus.archive has changed"_s,
+        {u"/"_s + StateFiles::MarkImage, u"monitor logo image has changed"_s, &Listener::updateUILogo},
+        {u"/"_s + StateFiles::Tips, u"monitor tips.txt has changed"_s, &Listener::updateUITips},
+        {u"/"_s + StateFiles::JoinDomainUpdate, u"monitor joinDomainUpdate.txt has changed"_s,
+            &Listener::updateComputorName},
+        {u"/"_s + StateFiles::Restart, u"monitor restart.txt has changed"_s, &Listener::restartComputor},
+        {u"/"_s + StateFiles::JoinDomainSwitch, u"monitor joindomainSwitchStatus.archive has changed"_s,
             &Listener::joinDomainToolStartSuccess},
-        {u"/inacSSIDInfo.archive"_s, u"monitor inacSSIDInfo.archive has changed"_s, &Listener::inacSsidChanged},
-        {u"/switchngn.archive"_s, u"monitor switchngn.archive has changed"_s, &Listener::updateswitchNGN},
-        {u"/appmgrlist.archive"_s, u"monitor appmgrlist.archive has changed"_s, &Listener::updateappmgrlist},
-        {u"/ngncloudlist.archive"_s, u"monitor ngncloudlist.archive has changed"_s, &Listener::updateTrustedsApp},
-        {u"/login.archive"_s, u"monitor login.archive has changed"_s, &Listener::loginAndTicketStatus},
-        {u"/hideqenswitch.archive"_s, u"monitor hideqenswitch.archive has changed"_s, &Listener::IshideTray},
-        {u"/QenCloud/.QenConfig"_s, u"monitor .QenConfig has changed"_s, &Listener::notifyConfigUpdate},
+        {u"/"_s + StateFiles::InacSsidInfo, u"monitor inacSSIDInfo.archive has changed"_s, &Listener::inacSsidChanged},
+        {u"/"_s + StateFiles::NgnSwitch, u"monitor switchngn.archive has changed"_s, &Listener::updateswitchNGN},
+        {u"/"_s + StateFiles::OfficeTools, u"monitor appmgrlist.archive has changed"_s, &Listener::updateappmgrlist},
+        {u"/"_s + StateFiles::TrustedApps, u"monitor ngncloudlist.archive has changed"_s, &Listener::updateTrustedsApp},
+        {u"/"_s + StateFiles::Login, u"monitor login.archive has changed"_s, &Listener::loginAndTicketStatus},
+        {u"/"_s + StateFiles::HideTray, u"monitor hideqenswitch.archive has changed"_s, &Listener::IshideTray},
+        {u"/QenCloud/"_s + StateFiles::ServerList, u"monitor .QenConfig has changed"_s, &Listener::notifyConfigUpdate},
     };
     return changes;
 }
@@ -42,12 +44,12 @@ const AgentFileChange* AgentFileChange::ofPath(const QString& path) {
 
 QStringList followedFiles(const QString& agentState, const QString& applicationSupport) {
     QStringList paths;
-    for (const char* name :
-        {"c_qen_mark@2x.png", "tips.txt", "restart.txt", "joinDomainUpdate.txt", "joindomainSwitchStatus.archive",
-            "inacSSIDInfo.archive", "switchngn.archive", "appmgrlist.archive", "ngncloudlist.archive"})
-        paths << agentState + u'/' + QString::fromLatin1(name);
-    paths << AccountModel::modelSavePathWithCheck(false, applicationSupport) << agentState + u"/hideqenswitch.archive"_s
-          << agentState + u"/.QenConfig"_s;
+    for (const auto name : {StateFiles::MarkImage, StateFiles::Tips, StateFiles::Restart, StateFiles::JoinDomainUpdate,
+             StateFiles::JoinDomainSwitch, StateFiles::InacSsidInfo, StateFiles::NgnSwitch, StateFiles::OfficeTools,
+             StateFiles::TrustedApps})
+        paths << agentState + u'/' + name;
+    paths << AccountModel::modelSavePathWithCheck(false, applicationSupport) << agentState + u'/' + StateFiles::HideTray
+          << agentState + u'/' + StateFiles::ServerList;
     return paths;
 }
 

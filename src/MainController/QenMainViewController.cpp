@@ -9,6 +9,7 @@
 #include "QenLogHelper.h"
 #include "QenMainLeftBar.h"
 #include "QenTrustedAppWindow.h"
+#include "StateFiles.h"
 #include "Theme.h"
 #include "TipsLine.h"
 #include "ui_QenMainViewController.h"
@@ -30,13 +31,13 @@ constexpr int LargestMarkSide = 2048;
 enum ToolsState { ToolsShown = 0, ToolsHidden = 1 };
 
 QString readTips(const QString& agentState) {
-    QFile file(agentState + u"/tips.txt"_s);
+    QFile file(agentState + u'/' + StateFiles::Tips);
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.read(LongestTips)) : QString();
 }
 
 /// Null for a file that is missing, no picture, or larger than any mark.
 QImage readMark(const QString& agentState) {
-    QImageReader reader(agentState + u"/c_qen_mark@2x.png"_s);
+    QImageReader reader(agentState + u'/' + StateFiles::MarkImage);
     const QSize size = reader.size();
     return size.width() > LargestMarkSide || size.height() > LargestMarkSide ? QImage() : reader.read();
 }
@@ -306,7 +307,7 @@ void QenMainViewController::updateComputerNameFromJoinDomain() {
 
 void QenMainViewController::loadJoinDomainButton() {
     m_reader.async([this] {
-        const auto status = unarchivedObjectWithFilePath(m_world.agentState + u"/joindomainSwitchStatus.archive"_s);
+        const auto status = unarchivedObjectWithFilePath(m_world.agentState + u'/' + StateFiles::JoinDomainSwitch);
         const bool isOffered =
             offersJoinDomain(status ? status->toVariant() : QVariant(), storedNetworkAccessPolicy(m_world.agentState));
         m_answers.async([this, isOffered] { m_ui->joinDomainBtn->setVisible(isOffered); });

@@ -12,6 +12,7 @@
 #include "QenLogHelper.h"
 #include "QenServerConfig.h"
 #include "ServerAddress.h"
+#include "StateFiles.h"
 #include "Theme.h"
 #include "UserDefaults.h"
 #include "ui_MavMianViewCtrl.h"
@@ -151,7 +152,7 @@ void MavMianViewCtrl::selectTableItem() {
     if (!m_world.defaults.boolForKey(FirstInstallMark)) {
         m_world.defaults.setBool(true, FirstInstallMark);
         m_world.defaults.synchronize();
-    } else if (QFile::exists(m_world.agentState + u"/.QenConfig"_s)) {
+    } else if (QFile::exists(m_world.agentState + u'/' + StateFiles::ServerList)) {
         m_world.config.readServerConfig();
         m_ui->domainOrIPLabField->setText(m_world.config.extranet_server());
         m_ui->PortLabField->setText(QString::number(m_world.config.extranet_port()));

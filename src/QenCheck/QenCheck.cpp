@@ -5,6 +5,7 @@
 #include "CheckVerdict.h"
 #include "Deployment.h"
 #include "NotificationCenter.h"
+#include "StateFiles.h"
 #include "TaskHelper.h"
 
 using namespace Qt::StringLiterals;
@@ -95,7 +96,7 @@ void QenCheck::postNotfication(const QString& key, const QenCheckModelPointer& m
 QString QenCheck::requirement(QStringView key) const {
     // Read without the ".archive" suffix on purpose: the agent writes both names and the catalogue's loader uses the
     // other one.
-    const auto policy = unarchivedObjectWithFilePath(m_world.agentState + u"/complianceInfo"_s);
+    const auto policy = unarchivedObjectWithFilePath(m_world.agentState + u'/' + StateFiles::ComplianceInfoPlain);
     return policy ? policy->value(u"access").value(key).string() : QString();
 }
 

@@ -3,6 +3,7 @@
 #include "ArchiveStore.h"
 #include "Deployment.h"
 #include "QenCheck.h"
+#include "StateFiles.h"
 
 #include <QPointer>
 
@@ -24,7 +25,7 @@ QenCheckRound::~QenCheckRound() {
 }
 
 RequiredChecks QenCheckRound::policy() const {
-    return requiredChecks(unarchivedObjectWithFilePath(m_world.agentState + u"/complianceInfo.archive"_s));
+    return requiredChecks(unarchivedObjectWithFilePath(m_world.agentState + u'/' + StateFiles::ComplianceInfo));
 }
 
 void QenCheckRound::getDataFromPlist() {

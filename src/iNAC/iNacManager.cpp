@@ -11,6 +11,7 @@
 #include "Paths.h"
 #include "PropertyList.h"
 #include "QenLogHelper.h"
+#include "StateFiles.h"
 #include "iNacNetwork.h"
 
 #include <QFile>
@@ -134,7 +135,7 @@ void iNacManager::moveLocalMobileConfigToPublicDirectory(const std::optional<Arc
         return;
     const QByteArray bytes = Platform::PropertyList::xmlData(*profile);
     const bool isWritten = !bytes.isEmpty() && Platform::makeFolder(m_world.userState) &&
-        !Platform::replaceFile(m_world.userState + u"/RTMDMNetwork.mobileconfig"_s, bytes);
+        !Platform::replaceFile(m_world.userState + u'/' + StateFiles::NetworkProfile, bytes);
     m_world.log.writeLog(
         u"[iNacManager] QenCloud write RTMDMNetwork.mobileconfig to QenCloudL directory result:%1"_s.arg(isWritten));
 }
@@ -150,14 +151,14 @@ void iNacManager::installStaticMobileconfig() {
 }
 
 void iNacManager::writeInacCache(const QString& kind) {
-    const bool isWritten =
-        Platform::makeFolder(m_world.userState) && archiveRootObject(kind, m_world.userState + u"/inacCache.archive"_s);
+    const bool isWritten = Platform::makeFolder(m_world.userState) &&
+        archiveRootObject(kind, m_world.userState + u'/' + StateFiles::InacCache);
     m_world.log.writeLog(u"[iNacManager] QenCloud write inacCache.archive result: %1"_s.arg(isWritten));
 }
 
 bool iNacManager::checkCaVersion() const {
     Platform::makeFolder(m_world.userState);
-    return QFile::exists(m_world.userState + u"/caCache.archive"_s);
+    return QFile::exists(m_world.userState + u'/' + StateFiles::CaCache);
 }
 
 ArchiveValue iNacManager::agentStatus() const {
@@ -165,7 +166,7 @@ ArchiveValue iNacManager::agentStatus() const {
     // Below no home the path would name somebody else's file.
     if (home.isEmpty())
         return {};
-    const auto status = unarchiveObjectWithFile(home + u"/Library/Application Support/QenCloudL/inacStatus.archive"_s);
+    const auto status = unarchiveObjectWithFile(StateFiles::inacStatusFile(home));
     return status.value_or(ArchiveValue());
 }
 

@@ -3,6 +3,7 @@
 #include "Paths.h"
 #include "QenCheck.h"
 #include "QenCheckRound.h"
+#include "StateCatalogue.h"
 #include "StateFiles.h"
 #include "TaskHelper.h"
 #include "Verb.h"
@@ -69,8 +70,9 @@ QJsonObject summaryOf(const QenCheckRound& round) {
         }
     }
     const int level = CheckLook::levelFor(failed);
-    const QString policy = Platform::Paths::agentState() + text("/complianceInfo.archive");
-    return {{text("policy"), StateFiles::word(StateFiles::stateOf(policy, StateFiles::Form::Archive).condition)},
+    const QString policy = Platform::Paths::agentState() + u'/' + StateFiles::ComplianceInfo;
+    return {{text("policy"),
+                StateCatalogue::word(StateCatalogue::stateOf(policy, StateCatalogue::Form::Archive).condition)},
         {text("policy_file"), policy}, {text("checks"), checks}, {text("required"), checks.size()},
         {text("not_met"), failed}, {text("no_result"), silent}, {text("level"), level},
         {text("state"), CheckLook::stateText(level)}, {text("compliant"), failed == 0 && silent == 0}};

@@ -3,6 +3,7 @@
 #include "Deployment.h"
 #include "Paths.h"
 #include "QenServerConfig.h"
+#include "StateCatalogue.h"
 #include "StateFiles.h"
 #include "TaskHelper.h"
 #include "Verb.h"
@@ -62,7 +63,7 @@ QJsonValue endpoint(const QString& server, quint64 port) {
 
 QJsonObject serverFacts() {
     const auto config =
-        std::make_unique<QenServerConfig>(Paths::agentState() + text("/.QenConfig"), Paths::userState());
+        std::make_unique<QenServerConfig>(Paths::agentState() + u'/' + StateFiles::ServerList, Paths::userState());
     config->readServerConfig();
     return {{text("used"), endpoint(config->AcountIP_Config(), config->AcountIP_Port())},
         {text("intranet"), endpoint(config->intranet_server(), config->intranet_port())},
@@ -71,7 +72,7 @@ QJsonObject serverFacts() {
 }
 
 QString networkChoice() {
-    const auto marker = unarchiveObjectWithFile(Paths::userState() + text("/netType.archive"));
+    const auto marker = unarchiveObjectWithFile(Paths::userState() + u'/' + StateFiles::NetType);
     if (!marker || !marker->isString())
         return text("not chosen yet");
     return marker->string() == u"1" ? text("extranet") : text("intranet");
@@ -105,10 +106,10 @@ QJsonArray vpnProcesses() {
 
 QJsonArray fileFacts() {
     QJsonArray files;
-    for (const StateFiles::File& file : StateFiles::all()) {
-        const StateFiles::State state = StateFiles::stateOf(file.path, file.form);
+    for (const StateCatalogue::File& file : StateCatalogue::all()) {
+        const StateCatalogue::State state = StateCatalogue::stateOf(file.path, file.form);
         QJsonObject object{{text("path"), file.path}, {text("writer"), file.isAgents ? text("agent") : text("client")},
-            {text("file"), StateFiles::word(state.condition)}};
+            {text("file"), StateCatalogue::word(state.condition)}};
         if (state.changed.isValid())
             object.insert(text("age_s"), std::max<qint64>(0, state.changed.secsTo(QDateTime::currentDateTime())));
         files.append(object);

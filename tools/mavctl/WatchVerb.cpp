@@ -2,6 +2,7 @@
 #include "AgentFileChange.h"
 #include "FileEventStream.h"
 #include "Paths.h"
+#include "StateCatalogue.h"
 #include "StateFiles.h"
 #include "Verb.h"
 
@@ -29,12 +30,12 @@ QString recordNotice() {
 
 QJsonObject change(const QString& path) {
     const AgentFileChange* meaning = AgentFileChange::ofPath(path);
-    const auto state = StateFiles::stateOf(path, StateFiles::formOf(path));
+    const auto state = StateCatalogue::stateOf(path, StateCatalogue::formOf(path));
     QJsonObject object{{u"time"_s, QDateTime::currentDateTime().toString(Qt::ISODateWithMs)}, {u"path"_s, path},
-        {u"file"_s, StateFiles::word(state.condition)}};
+        {u"file"_s, StateCatalogue::word(state.condition)}};
     if (meaning)
         object.insert(u"message"_s, meaning->line);
-    const QString notice = path.endsWith(u"/login.archive"_s) ? recordNotice() : QString();
+    const QString notice = path.endsWith(u"/"_s + StateFiles::Login) ? recordNotice() : QString();
     if (!notice.isEmpty())
         object.insert(u"notice"_s, notice);
     return object;

@@ -3,6 +3,7 @@
 #include "ArchiveStore.h"
 #include "ITDevice.h"
 #include "QenLogHelper.h"
+#include "StateFiles.h"
 
 #include <ctime>
 
@@ -23,7 +24,8 @@ QString getNowTimeTimestamp() {
 } // namespace
 
 QString AccountManager::getSoleID() {
-    const auto stored = unarchiveObjectWithFile(m_world.applicationSupport + u"/QenCloudL/soleid.archive"_s);
+    const auto stored =
+        unarchiveObjectWithFile(m_world.applicationSupport + u'/' + StateFiles::UserFolder + u'/' + StateFiles::SoleId);
     const QString soleId = stored && stored->isString() ? stored->string() : QString();
     m_world.log.writeLog(u"[AccountManager] QenCloud get soleID:%1"_s.arg(soleId), TraceLine);
     return soleId.isNull() ? QString(""_L1) : soleId;

@@ -3,6 +3,7 @@
 #include "ArchiveStore.h"
 #include "IntegerValue.h"
 #include "Paths.h"
+#include "StateFiles.h"
 
 using namespace Qt::StringLiterals;
 
@@ -40,7 +41,7 @@ void QenServerConfig::updateServerConfig() {
 }
 
 bool QenServerConfig::isExtranetChosen() const {
-    const QString path = m_userState + u"/netType.archive"_s;
+    const QString path = m_userState + u'/' + StateFiles::NetType;
     const Platform::FileIdentity identity = Platform::fileIdentity(path);
     const std::lock_guard lock(m_mutex);
     // Asked for with every request, and read when another file stands there.

@@ -2,6 +2,7 @@
 
 #include "ArchiveStore.h"
 #include "IntegerValue.h"
+#include "StateFiles.h"
 
 using namespace Qt::StringLiterals;
 
@@ -20,24 +21,24 @@ QVariant AgentSettings::read(const QString& name) const {
 }
 
 bool AgentSettings::isHideTray() const {
-    return isSet(read(u"hideqenswitch.archive"_s));
+    return isSet(read(StateFiles::HideTray));
 }
 
 bool AgentSettings::iShowOTP() const {
-    return isSet(read(u"userlogin.archive"_s).toMap().value(u"double_factor_auth"_s));
+    return isSet(read(StateFiles::UserLogin).toMap().value(u"double_factor_auth"_s));
 }
 
 int AgentSettings::selectBtnTag() const {
-    const QVariantMap methods = read(u"userlogin.archive"_s).toMap();
+    const QVariantMap methods = read(StateFiles::UserLogin).toMap();
     const qint64 qrCode = integerValue(methods.value(u"qrcode_login"_s)).value_or(0);
     const qint64 account = integerValue(methods.value(u"pc_account_login"_s)).value_or(0);
     return account == 1 && qrCode == 0 ? 1 : 0;
 }
 
 QVariant AgentSettings::AppMgrList() const {
-    return read(u"appmgrlist.archive"_s);
+    return read(StateFiles::OfficeTools);
 }
 
 QVariantList AgentSettings::TrustedsAppList() const {
-    return read(u"ngncloudlist.archive"_s).toMap().value(u"trustedapp"_s).toList();
+    return read(StateFiles::TrustedApps).toMap().value(u"trustedapp"_s).toList();
 }

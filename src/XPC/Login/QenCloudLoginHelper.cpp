@@ -6,6 +6,7 @@
 #include "QenLogHelper.h"
 #include "ScriptRunner.h"
 #include "SealedBody.h"
+#include "StateFiles.h"
 #include "SystemLog.h"
 #include "VpnComponent.h"
 
@@ -23,9 +24,6 @@ namespace {
 constexpr std::chrono::seconds QrWait{3};
 constexpr int DomainLine = 2;
 
-const QString RecordFile = u"login.archive"_s;
-const QString PolicyFile = u"NGNPolicy.archive"_s;
-const QString ConfigFile = u"GeneralConfig.archive"_s;
 
 /// The answer, of which the unsealed parts are mutable throughout.
 ArchiveValue policyRecord(const QJsonObject& answer) {
@@ -211,7 +209,7 @@ void QenCloudLoginHelper::checkTicketStatus(Completion complete) {
 void QenCloudLoginHelper::logout(const QJsonObject& parameters, Completion complete) {
     // Kept for the agent: the record's own path stands where a folder belongs, on purpose. This file never exists, and
     // "userpolicy.archive" survives the logout.
-    const auto removePolicyRequest = [path = m_world.state.path(RecordFile) + u"/QenCloudL/userpolicy.archive"_s] {
+    const auto removePolicyRequest = [path = m_world.state.path(StateFiles::Login) + u'/' + StateFiles::UserFolder + u'/' + StateFiles::UserPolicy] {
         QFile::remove(path);
     };
     const auto answered = [this, busy = m_pending.token(), asked = m_world.session.asked(), removePolicyRequest,
@@ -263,9 +261,9 @@ void QenCloudLoginHelper::Get_GeneralNGNPolicy() {
 void QenCloudLoginHelper::storePolicy(const QJsonObject& answer) {
     const std::lock_guard lock(m_mutex);
     // Asked for with every confirmation: the same policy is not even made into an archive again.
-    if (answer == m_policy && m_world.state.isUntouched(PolicyFile))
+    if (answer == m_policy && m_world.state.isUntouched(StateFiles::NGNPolicy))
         return;
-    m_world.state.replace(PolicyFile, policyRecord(answer));
+    m_world.state.replace(StateFiles::NGNPolicy, policyRecord(answer));
     m_policy = answer;
 }
 
@@ -279,9 +277,9 @@ void QenCloudLoginHelper::Get_Save_Config() {
             return;
         const QJsonValue data = answer.value(u"data");
         if (data.isUndefined() || data.isNull())
-            m_world.state.remove(ConfigFile);
+            m_world.state.remove(StateFiles::GeneralConfig);
         else
-            m_world.state.replace(ConfigFile, ArchiveValue::fromJson(data).asDeeplyMutable());
+            m_world.state.replace(StateFiles::GeneralConfig, ArchiveValue::fromJson(data).asDeeplyMutable());
         m_world.log.writeLog(u"[QenCloudLoginHelper] QenCloud get General Success!!!"_s);
     });
 }
@@ -321,7 +319,7 @@ void QenCloudLoginHelper::existZelVPN(const std::function<void()>& done) {
 }
 
 bool QenCloudLoginHelper::ifOldLogin() const {
-    return m_world.state.exists(RecordFile) && !iflogin();
+    return m_world.state.exists(StateFiles::Login) && !iflogin();
 }
 
 qint64 QenCloudLoginHelper::currentLoginType() const {
@@ -353,10 +351,10 @@ void QenCloudLoginHelper::createSoleidAndSave() {
 
 void QenCloudLoginHelper::reloadZelVPN() {
     // The same words each time: that they are written is the request.
-    m_world.state.rewrite(u"userpolicy.archive"_s, u"userPolicyRequest"_s);
+    m_world.state.rewrite(StateFiles::UserPolicy, u"userPolicyRequest"_s);
 }
 
 void QenCloudLoginHelper::creatNetworkTpye(int type) {
     // Replaced in one step rather than removed first: a reader in between sees the old choice, never none.
-    m_world.state.replace(u"netType.archive"_s, QString::number(type));
+    m_world.state.replace(StateFiles::NetType, QString::number(type));
 }

@@ -1,6 +1,7 @@
 #include "SoleId.h"
 
 #include "ITDevice.h"
+#include "StateFiles.h"
 #include "StateFolder.h"
 
 #include <QCryptographicHash>
@@ -16,8 +17,6 @@ constexpr quint32 RandomRange = 99999999;
 constexpr qsizetype Start = 7;
 constexpr qsizetype Length = 16;
 
-const QString File = u"soleid.archive"_s;
-
 } // namespace
 
 QString SoleId::getNowTimestamp() {
@@ -32,11 +31,11 @@ QString SoleId::stringToMD5(const QString& text) {
 }
 
 bool SoleId::exists() const {
-    return m_state.exists(File);
+    return m_state.exists(StateFiles::SoleId);
 }
 
 std::optional<QString> SoleId::value() const {
-    const auto root = m_state.read(File);
+    const auto root = m_state.read(StateFiles::SoleId);
     return root && root->isString() ? std::optional(root->string()) : std::nullopt;
 }
 
@@ -44,9 +43,9 @@ void SoleId::make() {
     const quint32 random = QRandomGenerator::system()->generate() % RandomRange + 1;
     const QString seed = m_device.machineName() + getNowTimestamp() + QString::number(random) + m_device.uuid() +
         m_device.macAddresses().join(u';');
-    m_state.replace(File, stringToMD5(seed), Platform::Durability::Synced);
+    m_state.replace(StateFiles::SoleId, stringToMD5(seed), Platform::Durability::Synced);
 }
 
 void SoleId::remove() {
-    m_state.remove(File);
+    m_state.remove(StateFiles::SoleId);
 }

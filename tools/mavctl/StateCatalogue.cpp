@@ -1,4 +1,4 @@
-#include "StateFiles.h"
+#include "StateCatalogue.h"
 
 #include "ArchiveStore.h"
 #include "Files.h"
@@ -6,6 +6,7 @@
 #include "Paths.h"
 #include "PropertyList.h"
 #include "PropertyListLimits.h"
+#include "StateFiles.h"
 
 #include <QFileInfo>
 #include <QImageReader>
@@ -15,7 +16,7 @@ using namespace Qt::StringLiterals;
 
 namespace Paths = Platform::Paths;
 
-namespace StateFiles {
+namespace StateCatalogue {
 
 namespace {
 
@@ -59,25 +60,18 @@ Form formOf(const QString& path) {
 
 QList<File> all() {
     QList<File> files;
-    const auto add = [&files](const QString& folder, bool isAgents, std::initializer_list<const char*> names) {
-        for (const char* name : names) {
-            const QString path = folder + u'/' + QString::fromLatin1(name);
-            files.append({path, formOf(path), isAgents});
-        }
-    };
-    add(Paths::agentState(), true,
-        {".QenConfig", "record_server.archive", "userlogin.archive", "hideqenswitch.archive", "appmgrlist.archive",
-            "ngncloudlist.archive", "complianceInfo", "complianceInfo.archive", "inacSSIDInfo.archive",
-            "joindomainSwitchStatus.archive", "switchngn.archive", "tips.txt", "restart.txt", "joinDomainUpdate.txt",
-            "c_qen_mark@2x.png"});
-    // Addressed through the account's home by both sides, wherever $HOME points.
+    const auto add = [&files](const QString& path, bool isAgents) { files.append({path, formOf(path), isAgents}); };
+    using namespace StateFiles;
+    for (const auto name :
+        {ServerList, ServerRecord, UserLogin, HideTray, OfficeTools, TrustedApps, ComplianceInfoPlain, ComplianceInfo,
+            InacSsidInfo, JoinDomainSwitch, NgnSwitch, Tips, Restart, JoinDomainUpdate, MarkImage})
+        add(Paths::agentState() + u'/' + name, true);
     const QString home = Paths::homeForUser(ITDevice().userName());
     if (!home.isEmpty())
-        add(home + u"/Library/Application Support/QenCloudL"_s, true, {"inacStatus.archive"});
-    add(Paths::userState(), false,
-        {"login.archive", "soleid.archive", "netType.archive", "userpolicy.archive", "NGNPolicy.archive",
-            "GeneralConfig.archive", "domianorip.archive", "inacCache.archive", "caCache.archive",
-            "RTMDMNetwork.mobileconfig"});
+        add(inacStatusFile(home), true);
+    for (const auto name : {Login, SoleId, NetType, UserPolicy, NGNPolicy, GeneralConfig, ServerAddress, InacCache,
+             CaCache, NetworkProfile})
+        add(Paths::userState() + u'/' + name, false);
     return files;
 }
 
@@ -100,4 +94,4 @@ QString word(Condition condition) {
     return u"missing"_s;
 }
 
-} // namespace StateFiles
+} // namespace StateCatalogue

@@ -6,7 +6,7 @@
 #include <QString>
 
 /// The files through which the client and the agent talk, and in which state they are.
-namespace StateFiles {
+namespace StateCatalogue {
 
 enum class Form { Archive, Text, Picture, PropertyList };
 enum class Condition { Missing, Decodes, Damaged };
@@ -36,4 +36,4 @@ State stateOf(const QString& path, Form form);
 /// "decodes", "damaged" or "missing".
 QString word(Condition condition);
 
-} // namespace StateFiles
+} // namespace StateCatalogue
