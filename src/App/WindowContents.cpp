@@ -1,6 +1,7 @@
 #include "WindowContents.h"
 
 #include "AppDelegate.h"
+#include "Deployment.h"
 #include "ITDevice.h"
 #include "NetworkAccess.h"
 #include "Paths.h"
@@ -20,9 +21,10 @@ constexpr std::chrono::seconds DomainProbeDelay(3);
 
 } // namespace
 
-WindowContents::WindowContents(AppDelegate& delegate, QWidget& window, Platform::Reachability& reachability)
-    : m_delegate(delegate), m_window(window), m_reachability(reachability),
-      m_notifications({}, &Platform::UserDefaults::standard()),
+WindowContents::WindowContents(
+    AppDelegate& delegate, QWidget& window, Platform::Reachability& reachability, Platform::UserDefaults& defaults)
+    : m_delegate(delegate), m_window(window), m_reachability(reachability), m_defaults(defaults),
+      m_notifications(Deployment::BundleIdentifier, {}, &defaults),
       m_restartOffer({.log = [](const QString& line, int type) { QenLogHelper::sharedInstance().writeLog(line, type); },
           .center = Platform::NotificationCenter::defaultCenter(),
           .notifications = m_notifications}),
@@ -35,9 +37,8 @@ WindowContents::WindowContents(AppDelegate& delegate, QWidget& window, Platform:
 
 MainViewWorld WindowContents::world() {
     MainViewWorld world{m_delegate, QenCloudLoginHelper::sharedInstance(), QenServerConfig::sharedInstance(),
-        QenLogHelper::sharedInstance(), Platform::NotificationCenter::defaultCenter(),
-        Platform::UserDefaults::standard(), m_reachability, Platform::Paths::applicationSupport(),
-        Platform::Paths::agentState()};
+        QenLogHelper::sharedInstance(), Platform::NotificationCenter::defaultCenter(), m_defaults, m_reachability,
+        Platform::Paths::applicationSupport(), Platform::Paths::agentState()};
     world.openDetailWindow = [this](QWidget* over) { leftBar()->openDetailWindow(over); };
     world.leftBar = [this] { return leftBar(); };
     world.mainView = [this] { return mainView(); };

@@ -16,7 +16,8 @@ class QenMainLeftBar;
 class WindowContents final {
 public:
     /// All of them outlive this object.
-    WindowContents(AppDelegate& delegate, QWidget& window, Platform::Reachability& reachability);
+    WindowContents(
+        AppDelegate& delegate, QWidget& window, Platform::Reachability& reachability, Platform::UserDefaults& defaults);
 
     /// The window's content.
     MainViewWorld world();
@@ -32,6 +33,7 @@ private:
     AppDelegate& m_delegate;
     QWidget& m_window;
     Platform::Reachability& m_reachability;
+    Platform::UserDefaults& m_defaults;
     Platform::Workspace m_workspace;
     Platform::UserNotifications m_notifications;
     RestartOffer m_restartOffer;

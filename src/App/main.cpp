@@ -1,5 +1,4 @@
 #include "AppDelegate.h"
-#include "Bundle.h"
 #include "Deployment.h"
 #include "ITDevice.h"
 #include "MavExportLogController.h"
@@ -16,6 +15,7 @@
 #include "QenUIParloManager.h"
 #include "Reachability.h"
 #include "RunningApplications.h"
+#include "StringTable.h"
 #include "SystemLog.h"
 #include "TrayHost.h"
 #include "UnixSignals.h"
@@ -73,9 +73,9 @@ ApplicationParts runningParts() {
 
 int runApplication(Platform::RunningApplications& running) {
     initMavResources();
-    Platform::installStringTable();
+    installStringTable();
     QApplication::setApplicationDisplayName(u"Mav"_s);
-    QApplication::setDesktopFileName(Platform::Deployment::BundleIdentifier);
+    QApplication::setDesktopFileName(Deployment::BundleIdentifier);
     QApplication::setQuitOnLastWindowClosed(false);
 
     Platform::TrayHost trayHost;
@@ -88,9 +88,10 @@ int runApplication(Platform::RunningApplications& running) {
     };
     AppDelegate delegate({QenCloudLoginHelper::sharedInstance(), ITDevice::currentDevice(),
         QenLogHelper::sharedInstance(), Platform::NotificationCenter::defaultCenter(), trayHost,
-        Platform::Paths::applicationSupport(), Platform::Paths::vpnExecutable(), runningParts(), quit});
+        Platform::Paths::applicationSupport(), Deployment::vpnExecutable(), runningParts(), quit});
     Platform::Reachability reachability;
-    QenMainWindow window(Platform::UserDefaults::standard());
+    Platform::UserDefaults defaults(Deployment::userDefaultsFile());
+    QenMainWindow window(defaults);
     delegate.setMainWindow(&window);
 
     const UnixSignals signals([&delegate, quit] {
@@ -109,7 +110,7 @@ int runApplication(Platform::RunningApplications& running) {
         });
     delegate.applicationDidFinishLaunching();
     // After the launch sequence, which only posts the window's showing: what the pages log comes behind its first line.
-    WindowContents windowContents(delegate, window, reachability);
+    WindowContents windowContents(delegate, window, reachability, defaults);
     contents = &windowContents;
     window.setContentView(new MavMianViewCtrl(windowContents.world()));
     windowContents.start();
@@ -129,7 +130,7 @@ int main(int argc, char** argv) {
     QCoreApplication::setApplicationName(u"Mav"_s);
 
     // Never destroyed: the name is given back when the process ends.
-    auto& running = *new Platform::RunningApplications;
+    auto& running = *new Platform::RunningApplications({Deployment::BundleIdentifier, {}, Platform::Paths::runtime()});
     if (running.claim() == Platform::RunningApplications::Claim::Second)
         return SecondCopy;
     if (isForeignLaunch) {

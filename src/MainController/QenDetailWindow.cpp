@@ -2,7 +2,6 @@
 
 #include "AccountModel.h"
 #include "ApplicationInterface.h"
-#include "Bundle.h"
 #include "ClientNotifications.h"
 #include "CustomMessageBox.h"
 #include "Deployment.h"
@@ -11,6 +10,7 @@
 #include "QenCloudLoginHelper.h"
 #include "QenServerConfig.h"
 #include "StartCheckLoginDelegate.h"
+#include "StringTable.h"
 #include "SystemLog.h"
 #include "Theme.h"
 #include "ui_QenDetailWindow.h"
@@ -21,8 +21,6 @@
 #include <QPointer>
 
 using namespace Qt::StringLiterals;
-
-using Platform::localizedString;
 
 namespace {
 
@@ -39,8 +37,7 @@ QenDetailWindow::QenDetailWindow(SessionViewWorld world, StartCheckLoginDelegate
           parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
       m_world(std::move(world)), m_startCheckLoginDelegate(delegate), m_ui(std::make_unique<Ui::QenDetailWindow>()),
       m_gate(MainThreadGate::make()), m_reachability(m_world.networkReader),
-      m_requests(std::make_shared<Platform::SerialQueue>(Platform::Deployment::LoginQueueLabel)),
-      m_alertTip(new QLabel(this)) {
+      m_requests(std::make_shared<Platform::SerialQueue>(Deployment::LoginQueueLabel)), m_alertTip(new QLabel(this)) {
     m_ui->setupUi(this);
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowModality(parent ? Qt::WindowModal : Qt::ApplicationModal);
@@ -165,7 +162,7 @@ void QenDetailWindow::followNetwork() {
 
 void QenDetailWindow::createCheckQRTimer() {
     if (!m_timerCheckQueue)
-        m_timerCheckQueue = std::make_shared<Platform::SerialQueue>(Platform::Deployment::AccountCheckQueueLabel);
+        m_timerCheckQueue = std::make_shared<Platform::SerialQueue>(Deployment::AccountCheckQueueLabel);
     // A code without this device's sole identifier could not be told from another's.
     m_timerCheckQueue->async([&login = m_world.login] { login.createSoleidAndSave(); });
     const auto RefreshQR = [this, gate = m_gate, &login = m_world.login] {
@@ -188,7 +185,7 @@ void QenDetailWindow::closeCheckQR() {
 
 void QenDetailWindow::createCheckLoginTimer() {
     if (!m_timerCheckQueue)
-        m_timerCheckQueue = std::make_shared<Platform::SerialQueue>(Platform::Deployment::AccountCheckQueueLabel);
+        m_timerCheckQueue = std::make_shared<Platform::SerialQueue>(Deployment::AccountCheckQueueLabel);
     // Only writes this line, on purpose: the login state arrives by notification.
     m_GDCheckLoginTimer = std::make_unique<PollTimer>(
         m_timerCheckQueue, m_world.consoleInterval, [] { Platform::systemLog(u"login,login"_s); });

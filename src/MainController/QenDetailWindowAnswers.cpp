@@ -10,6 +10,7 @@
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
 #include "StartCheckLoginDelegate.h"
+#include "StringTable.h"
 #include "Theme.h"
 #include "ui_QenDetailWindow.h"
 
@@ -21,8 +22,6 @@
 using namespace Qt::StringLiterals;
 
 // What the login window sends and what it makes of the answers; the device panel.
-
-using Platform::localizedString;
 
 namespace {
 

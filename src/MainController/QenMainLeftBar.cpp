@@ -206,7 +206,7 @@ void QenMainLeftBar::paintEvent(QPaintEvent*) {
 
 std::shared_ptr<Platform::SerialQueue> QenMainLeftBar::timerCheckQueue() {
     if (!m_timerCheckQueue)
-        m_timerCheckQueue = std::make_shared<Platform::SerialQueue>(Platform::Deployment::AccountCheckQueueLabel);
+        m_timerCheckQueue = std::make_shared<Platform::SerialQueue>(Deployment::AccountCheckQueueLabel);
     return m_timerCheckQueue;
 }
 

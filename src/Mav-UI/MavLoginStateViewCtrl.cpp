@@ -1,10 +1,10 @@
 #include "MavLoginStateViewCtrl.h"
 
 #include "ApplicationInterface.h"
-#include "Bundle.h"
 #include "Deployment.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
+#include "StringTable.h"
 #include "Theme.h"
 #include "ui_MavLoginStateViewCtrl.h"
 
@@ -12,8 +12,6 @@
 #include <QPointer>
 
 using namespace Qt::StringLiterals;
-
-using Platform::localizedString;
 
 namespace {
 
@@ -24,7 +22,7 @@ enum RetrievalStep { RetrievalForm = 0, MailSent = 1 };
 
 MavLoginStateViewCtrl::MavLoginStateViewCtrl(const MainViewWorld& world, QWidget* parent)
     : QWidget(parent), m_world(world), m_ui(std::make_unique<Ui::MavLoginStateViewCtrl>()),
-      m_requests(Platform::Deployment::LoginQueueLabel) {
+      m_requests(Deployment::LoginQueueLabel) {
     m_ui->setupUi(this);
     for (QLabel* mark : {m_ui->loginMark, m_ui->resetMark, m_ui->retrievalMark})
         mark->setPixmap(Theme::picture(u"mark"_s, {MarkSize, MarkSize}, devicePixelRatioF()));

@@ -2,7 +2,6 @@
 
 #include "AccountModel.h"
 #include "ApplicationInterface.h"
-#include "Bundle.h"
 #include "ClientNotifications.h"
 #include "Deployment.h"
 #include "IntegerValue.h"
@@ -14,6 +13,7 @@
 #include "QenLogHelper.h"
 #include "QenServerConfig.h"
 #include "ServerAddress.h"
+#include "StringTable.h"
 #include "Theme.h"
 #include "UserDefaults.h"
 #include "ui_MavMianViewCtrl.h"
@@ -24,8 +24,6 @@
 #include <QShowEvent>
 
 using namespace Qt::StringLiterals;
-
-using Platform::localizedString;
 
 namespace {
 
@@ -95,7 +93,7 @@ MavNavigationViewCtrl& MavMianViewCtrl::NavigationViewCtrl() {
 
 Platform::SerialQueue& MavMianViewCtrl::timerCheckQueue() {
     if (!m_timerCheckQueue)
-        m_timerCheckQueue = std::make_unique<Platform::SerialQueue>(Platform::Deployment::AccountCheckQueueLabel);
+        m_timerCheckQueue = std::make_unique<Platform::SerialQueue>(Deployment::AccountCheckQueueLabel);
     return *m_timerCheckQueue;
 }
 

@@ -1,11 +1,11 @@
 #include "MavModifypasswordViewCtrl.h"
 
 #include "AccountModel.h"
-#include "Bundle.h"
 #include "Deployment.h"
 #include "QenCheckPasswordFormat.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
+#include "StringTable.h"
 #include "Theme.h"
 #include "WrappableText.h"
 #include "ui_MavModifypasswordViewCtrl.h"
@@ -17,8 +17,6 @@
 #include <QScopedValueRollback>
 
 using namespace Qt::StringLiterals;
-
-using Platform::localizedString;
 
 namespace {
 
@@ -53,7 +51,7 @@ bool endsEditing(const QEvent* event) {
 
 MavModifypasswordViewCtrl::MavModifypasswordViewCtrl(const PasswordSheetWorld& world, QWidget* parent)
     : QWidget(parent), m_world(world), m_ui(std::make_unique<Ui::MavModifypasswordViewCtrl>()),
-      m_requests(Platform::Deployment::LoginQueueLabel) {
+      m_requests(Deployment::LoginQueueLabel) {
     m_ui->setupUi(this);
     setFixedWidth(Theme::BoxWidth);
     const QSize markSize(Theme::SmallIconSize, Theme::SmallIconSize);

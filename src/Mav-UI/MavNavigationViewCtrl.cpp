@@ -1,11 +1,11 @@
 #include "MavNavigationViewCtrl.h"
 
-#include "Bundle.h"
 #include "Deployment.h"
 #include "NetworkLook.h"
 #include "QenMainViewController.h"
 #include "QenServerConfig.h"
 #include "Reachability.h"
+#include "StringTable.h"
 #include "Theme.h"
 #include "ui_MavNavigationViewCtrl.h"
 
@@ -15,7 +15,7 @@ using namespace Qt::StringLiterals;
 
 MavNavigationViewCtrl::MavNavigationViewCtrl(const MainViewWorld& world, QWidget* parent)
     : QWidget(parent), m_world(world), m_ui(std::make_unique<Ui::MavNavigationViewCtrl>()),
-      m_reader(Platform::Deployment::BundleIdentifier + u".navigation"_s) {
+      m_reader(Deployment::BundleIdentifier + u".navigation"_s) {
     m_ui->setupUi(this);
     // Takes the keyboard when the page comes up, so that the menu button does not.
     setFocusPolicy(Qt::ClickFocus);
@@ -65,6 +65,6 @@ void MavNavigationViewCtrl::updateNetWorkStatus(int status) {
         return;
     const QSize size(Theme::IconSize, Theme::IconSize);
     m_ui->networkPicture->setPixmap(Theme::picture(look->picture, size, devicePixelRatioF()));
-    m_ui->networkLab->setText(Platform::localizedString(look->key));
+    m_ui->networkLab->setText(localizedString(look->key));
     m_ui->networkPicture->setAccessibleName(m_ui->networkLab->text());
 }

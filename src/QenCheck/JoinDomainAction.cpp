@@ -14,7 +14,7 @@ using namespace Qt::StringLiterals;
 
 JoinDomainAction::World JoinDomainAction::World::standard() {
     return {.activateRunningTool =
-                [] { return Platform::activateRunningApplication(Platform::Deployment::JoinDomainToolIdentifier); },
+                [] { return Platform::activateRunningApplication(Deployment::JoinDomainToolIdentifier); },
         .resources = Platform::Paths::applicationBundle() + u"/Contents/Resources"_s,
         .console = Platform::systemLog};
 }

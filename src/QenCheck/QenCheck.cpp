@@ -23,7 +23,7 @@ const QString Shell = u"/bin/bash"_s;
 
 QenCheck::QenCheck(World world, std::chrono::milliseconds tick)
     : m_world(std::move(world)), m_tick(tick), m_guard(std::make_shared<Guard>()),
-      m_probeQueue(Platform::Deployment::ComplianceQueueLabel + u".domain"_s) {}
+      m_probeQueue(Deployment::ComplianceQueueLabel + u".domain"_s) {}
 
 QenCheck::~QenCheck() {
     m_timer.reset();

@@ -1,5 +1,6 @@
 #include "QenCloudClientProcessListener.h"
 
+#include "Deployment.h"
 #include "Paths.h"
 #include "QenCloudLoginHelper.h"
 #include "QenCloudTicketHelper.h"
@@ -44,8 +45,8 @@ QenCloudClientProcessListener::QenCloudClientProcessListener(
       m_timer(m_tickQueue, interval, [this] { checkNgnServerAndLoad(); }) {}
 
 QenCloudClientProcessListener& QenCloudClientProcessListener::sharedInstance() {
-    static auto* instance = new QenCloudClientProcessListener(
-        runningClient(), QenLogHelper::sharedInstance(), Platform::Paths::vpnExecutable());
+    static auto* instance =
+        new QenCloudClientProcessListener(runningClient(), QenLogHelper::sharedInstance(), Deployment::vpnExecutable());
     return *instance;
 }
 

@@ -51,8 +51,7 @@ iNacManager::Facts runningFacts() {
 } // namespace
 
 iNacManager::iNacManager(World world)
-    : m_world(std::move(world)), m_gate(std::make_shared<Gate>()),
-      m_checkQueue(Platform::Deployment::NacCheckQueueLabel) {
+    : m_world(std::move(world)), m_gate(std::make_shared<Gate>()), m_checkQueue(Deployment::NacCheckQueueLabel) {
     m_gate->manager = this;
 }
 
@@ -64,7 +63,8 @@ iNacManager::~iNacManager() {
 
 iNacManager& iNacManager::sharedInstance() {
     static auto* instance = new iNacManager({iNacNetwork::sharedInstance(), QenLogHelper::sharedInstance(),
-        *new Platform::TokenCertificates, Platform::Paths::userState(), runningFacts()});
+        *new Platform::TokenCertificates(Deployment::CertificateQueueLabel), Platform::Paths::userState(),
+        runningFacts()});
     return *instance;
 }
 

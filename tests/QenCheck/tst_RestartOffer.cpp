@@ -96,6 +96,8 @@ class tst_RestartOffer : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase() { QCoreApplication::setApplicationName(u"Mav"_s); }
+
     void presses_data() {
         QTest::addColumn<QString>("event");
         QTest::addColumn<bool>("isForged");
@@ -120,7 +122,7 @@ private Q_SLOTS:
         QFETCH(bool, succeeds);
         const PrivateBus bus;
         NotificationService service(bus.address());
-        Platform::UserNotifications notifications(bus.address());
+        Platform::UserNotifications notifications(u"org.example.Client"_s, bus.address());
         Platform::NotificationCenter center;
         Lines lines;
         RestartOffer offer({.log = [&lines](const QString& message, int) { lines.add(message); },
@@ -166,7 +168,7 @@ private Q_SLOTS:
         const auto ignore = [](Platform::UserNotifications::Activation) {};
         const auto run = [&](auto use) {
             Platform::UserDefaults record(folder.filePath("preferences.plist"));
-            Platform::UserNotifications notifications(bus.address(), &record);
+            Platform::UserNotifications notifications(u"org.example.Client"_s, bus.address(), &record);
             use(notifications);
             QTest::qWait(50);
         };
@@ -186,7 +188,7 @@ private Q_SLOTS:
     void withoutService() {
         const PrivateBus bus;
         for (const QString& address : {bus.address(), u"unix:path=/nonexistent/bus"_s}) {
-            Platform::UserNotifications notifications(address);
+            Platform::UserNotifications notifications(u"org.example.Client"_s, address);
             notifications.deliver(
                 {"a", "b", "c", "d"}, [](Platform::UserNotifications::Activation) { QFAIL("nobody pressed"); });
             notifications.removeAll();

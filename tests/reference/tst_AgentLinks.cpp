@@ -131,7 +131,7 @@ bool check(QenCloudTicketHelper& helper) {
 uint serviceProcess(const QString& address) {
     const QString name = u"asking"_s;
     QDBusConnection bus = QDBusConnection::connectToBus(address, name);
-    const QDBusReply<uint> pid = bus.interface()->servicePid(Platform::Deployment::TicketServiceName);
+    const QDBusReply<uint> pid = bus.interface()->servicePid(Deployment::TicketServiceName);
     QDBusConnection::disconnectFromBus(name);
     return pid.isValid() ? pid.value() : 0;
 }

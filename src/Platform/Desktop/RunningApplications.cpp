@@ -1,8 +1,6 @@
 #include "RunningApplications.h"
 
-#include "Deployment.h"
 #include "InstanceLock.h"
-#include "Paths.h"
 #include "SystemLog.h"
 
 #include <QCoreApplication>
@@ -28,10 +26,6 @@ constexpr uint AlreadyOwner = 4;
 constexpr int Attempts = 3;
 
 } // namespace
-
-RunningApplications::Place RunningApplications::Place::standard() {
-    return {Deployment::BundleIdentifier, {}, Paths::runtime()};
-}
 
 /// Keeps activations until somebody wants them.
 class RunningApplications::Inbox final : public QObject {

@@ -1,9 +1,9 @@
 #include "UserNotifications.h"
 
-#include "Deployment.h"
 #include "SystemLog.h"
 #include "UserDefaults.h"
 
+#include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
@@ -26,13 +26,12 @@ const QString ContentsKey = u"default"_s;
 /// In the record: texts of a service's unique bus name, a blank, and the number of an open notification.
 const QString OpenKey = u"OpenNotifications"_s;
 
-QVariantList notifyArguments(const UserNotifications::Content& content) {
+QVariantList notifyArguments(const QString& identifier, const UserNotifications::Content& content) {
     constexpr uint NewOne = 0;
     constexpr int NeverExpires = 0;
     constexpr uchar Critical = 2;
-    const QVariantMap hints{
-        {u"urgency"_s, QVariant::fromValue(Critical)}, {u"desktop-entry"_s, Deployment::BundleIdentifier}};
-    return {u"Mav"_s, NewOne, Deployment::BundleIdentifier, content.title, content.subtitle,
+    const QVariantMap hints{{u"urgency"_s, QVariant::fromValue(Critical)}, {u"desktop-entry"_s, identifier}};
+    return {QCoreApplication::applicationName(), NewOne, identifier, content.title, content.subtitle,
         QStringList{ActionKey, content.actionTitle, OtherKey, content.otherTitle}, hints, NeverExpires};
 }
 
@@ -42,8 +41,8 @@ class UserNotifications::Link final : public QObject {
     Q_OBJECT
 
 public:
-    Link(const QString& busAddress, UserDefaults* record)
-        : m_record(record), m_busName(QUuid::createUuid().toString()),
+    Link(QString identifier, const QString& busAddress, UserDefaults* record)
+        : m_identifier(std::move(identifier)), m_record(record), m_busName(QUuid::createUuid().toString()),
           m_bus(busAddress.isEmpty() ? QDBusConnection::connectToBus(QDBusConnection::SessionBus, m_busName)
                                      : QDBusConnection::connectToBus(busAddress, m_busName)) {
         // From any sender: naming one makes the library ask for its owner, blocking. The slots look at the sender.
@@ -55,7 +54,7 @@ public:
 
     void deliver(const Content& content, std::function<void(Activation)> activated) {
         auto message = QDBusMessage::createMethodCall(Service, Path, Service, u"Notify"_s);
-        message.setArguments(notifyArguments(content));
+        message.setArguments(notifyArguments(m_identifier, content));
         auto* const sent = new QDBusPendingCallWatcher(m_bus.asyncCall(message), this);
         connect(sent, &QDBusPendingCallWatcher::finished, this,
             [this, activated = std::move(activated), generation = m_generation](QDBusPendingCallWatcher* watcher) {
@@ -134,6 +133,7 @@ private:
         return open != m_open.end() && open->owner == message.service();
     }
 
+    const QString m_identifier;
     UserDefaults* const m_record;
     const QString m_busName;
     QDBusConnection m_bus;
@@ -142,8 +142,8 @@ private:
     int m_generation = 0;
 };
 
-UserNotifications::UserNotifications(QString busAddress, UserDefaults* record)
-    : m_busAddress(std::move(busAddress)), m_record(record) {}
+UserNotifications::UserNotifications(QString identifier, QString busAddress, UserDefaults* record)
+    : m_identifier(std::move(identifier)), m_busAddress(std::move(busAddress)), m_record(record) {}
 
 UserNotifications::~UserNotifications() = default;
 
@@ -153,7 +153,7 @@ void UserNotifications::deliver(const Content& content, std::function<void(Activ
 
 UserNotifications::Link& UserNotifications::link() {
     if (!m_link)
-        m_link = std::make_unique<Link>(m_busAddress, m_record);
+        m_link = std::make_unique<Link>(m_identifier, m_busAddress, m_record);
     return *m_link;
 }
 

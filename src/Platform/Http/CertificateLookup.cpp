@@ -1,7 +1,5 @@
 #include "CertificateLookup.h"
 
-#include "Deployment.h"
-
 #include <QLibrary>
 
 #include <p11-kit/p11-kit.h>
@@ -134,8 +132,8 @@ void lookUp(const QByteArray& label, Answer& answer) {
 
 } // namespace
 
-TokenCertificates::TokenCertificates(std::chrono::milliseconds limit)
-    : m_limit(limit), m_queue(Deployment::CertificateQueueLabel) {}
+TokenCertificates::TokenCertificates(QString queueLabel, std::chrono::milliseconds limit)
+    : m_limit(limit), m_queue(std::move(queueLabel)) {}
 
 bool TokenCertificates::hasCertificate(const QString& label) {
     if (label.isEmpty())

@@ -5,6 +5,8 @@
 
 #include <sys/epoll.h>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
@@ -22,6 +24,10 @@ uint32_t epollEvents(int what) {
     if (what & CURL_POLL_OUT)
         events |= EPOLLOUT;
     return events;
+}
+
+Error cancelled() {
+    return httpError(Error::Cancelled, u"cancelled"_s);
 }
 
 } // namespace
@@ -47,7 +53,7 @@ bool HttpSessionCore::openMulti() {
 
 void HttpSessionCore::start(std::unique_ptr<CurlRequest> request) {
     if (m_closed || !openMulti()) {
-        request->finish(httpError(m_closed ? Error::Cancelled : Error::Unknown));
+        request->finish(m_closed ? cancelled() : httpError(Error::Unknown, u"no transfer library"_s));
         return;
     }
     CurlRequest& started = *request;
@@ -88,12 +94,12 @@ void HttpSessionCore::begin(CurlRequest& request, const ProxyChoice& proxy) {
         m_spareHandles.pop_back();
     }
     if (!easy) {
-        finish(request, httpError(Error::Unknown));
+        finish(request, httpError(Error::Unknown, u"no transfer"_s));
         return;
     }
     request.attach(easy, proxy, m_settings);
     if (curl_multi_add_handle(m_multi, easy) != CURLM_OK)
-        finish(request, httpError(Error::Unknown));
+        finish(request, httpError(Error::Unknown, u"no transfer"_s));
 }
 
 void HttpSessionCore::releaseHandle(CurlRequest& request) {
@@ -120,7 +126,7 @@ void HttpSessionCore::finish(CurlRequest& request, const Error& error, const Htt
 void HttpSessionCore::close() {
     m_closed = true;
     while (!m_requests.empty())
-        finish(*m_requests.begin()->second, httpError(Error::Cancelled));
+        finish(*m_requests.begin()->second, cancelled());
     for (CURL* easy : m_spareHandles)
         curl_easy_cleanup(easy);
     m_spareHandles.clear();
@@ -145,7 +151,7 @@ void HttpSessionCore::fireDue(Clock::time_point now) {
         collect();
     }
     while (!m_deadlines.empty() && m_deadlines.begin()->first <= now)
-        finish(*m_requests.at(m_deadlines.begin()->second), httpError(Error::TimedOut));
+        finish(*m_requests.at(m_deadlines.begin()->second), httpError(Error::TimedOut, u"timed out"_s));
 }
 
 HttpSessionCore::Clock::time_point HttpSessionCore::nextDue() const {
@@ -186,7 +192,7 @@ void HttpSessionCore::follow(CurlRequest& request, const HttpAnswer& answer) {
         // What was asked in secret is not asked again in the open: the redirect itself is the answer.
         finish(request, judgeAnswer(answer, {}));
     } else if (request.countRedirect(answer.status) > MostRedirects) {
-        finish(request, httpError(Error::TooManyRedirects));
+        finish(request, httpError(Error::TooManyRedirects, u"more than five redirects"_s));
     } else {
         releaseHandle(request);
         route(request, location);

@@ -1,6 +1,7 @@
 #include "QenCloudLoginHelper.h"
 
 #include "ArchiveStore.h"
+#include "Deployment.h"
 #include "ITDevice.h"
 #include "IntegerValue.h"
 #include "Paths.h"
@@ -28,7 +29,7 @@ constexpr qsizetype SoleIdLength = 16;
 } // namespace
 
 LoginFolders LoginFolders::standard() {
-    return {Platform::Paths::applicationSupport(), Platform::Paths::agentState(), Platform::Paths::vpnExecutable()};
+    return {Platform::Paths::applicationSupport(), Platform::Paths::agentState(), Deployment::vpnExecutable()};
 }
 
 QString QenCloudLoginHelper::stateFile(const QString& name) const {

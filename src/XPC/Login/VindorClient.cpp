@@ -1,8 +1,10 @@
 #include "VindorClient.h"
 
+#include "ErrorText.h"
 #include "IntegerValue.h"
 #include "LoopbackListener.h"
 #include "Paths.h"
+#include "StringTable.h"
 
 #include <QFile>
 
@@ -34,7 +36,7 @@ QByteArray trustedText(const QString& path) {
 }
 
 Error notReachable() {
-    return Error(Platform::UrlErrorDomain, Error::CannotConnect, u"无法连接本机代理服务。"_s);
+    return Error(Platform::UrlErrorDomain, Error::CannotConnect, localizedString(u"AgentNotReachable"_s));
 }
 
 } // namespace
@@ -87,5 +89,5 @@ void VindorClient::stopSmartAgent(std::function<void(const QJsonObject&, const E
         const std::lock_guard lock(m_mutex);
         request.bearerToken = m_token;
     }
-    m_session.sendForJson(request, std::move(completion));
+    m_session.sendForJson(request, describing(std::move(completion)));
 }

@@ -20,7 +20,7 @@ constexpr int CloseLimit = 2000;
 
 QDBusMessage call(const QString& operation) {
     return QDBusMessage::createMethodCall(
-        Platform::Deployment::TicketServiceName, ObjectPath, Platform::Deployment::TicketProtocol, operation);
+        Deployment::TicketServiceName, ObjectPath, Deployment::TicketProtocol, operation);
 }
 
 QString newConnectionName() {
@@ -38,7 +38,7 @@ double secondsSinceEpoch() {
 
 QenCloudTicketHelper::QenCloudTicketHelper(QenLogHelper& log, QString busAddress, std::chrono::milliseconds replyLimit)
     : m_log(log), m_busAddress(std::move(busAddress)), m_replyLimit(replyLimit),
-      m_queue(Platform::Deployment::TicketServiceName) {
+      m_queue(Deployment::TicketServiceName) {
     initialConnection();
 }
 

@@ -53,7 +53,7 @@ private Q_SLOTS:
         QDBusConnection connection = QDBusConnection::connectToBus(m_address, u"service"_s);
         QVERIFY(connection.isConnected());
         QVERIFY(connection.registerObject(u"/"_s, &m_service, QDBusConnection::ExportAllSlots));
-        QVERIFY(connection.registerService(Platform::Deployment::TicketServiceName));
+        QVERIFY(connection.registerService(Deployment::TicketServiceName));
     }
     void cleanupTestCase() {
         QDBusConnection::disconnectFromBus(u"service"_s);
@@ -143,7 +143,7 @@ private Q_SLOTS:
             QVERIFY(bus.waitForStarted() && bus.waitForReadyRead(5000));
             QDBusConnection service = QDBusConnection::connectToBus(address, u"back"_s);
             QVERIFY(service.registerObject(u"/"_s, &m_service, QDBusConnection::ExportAllSlots));
-            QVERIFY(service.registerService(Platform::Deployment::TicketServiceName));
+            QVERIFY(service.registerService(Deployment::TicketServiceName));
             QVERIFY(check(helper));
             QDBusConnection::disconnectFromBus(u"back"_s);
             bus.kill();

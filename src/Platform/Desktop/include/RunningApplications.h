@@ -31,11 +31,9 @@ public:
         QString runtimeFolder;
         /// Longest wait for one answer of the bus or the other copy.
         std::chrono::milliseconds limit{2000};
-        /// The bundle identifier, the session bus and the user's runtime folder.
-        static Place standard();
     };
 
-    explicit RunningApplications(Place place = Place::standard());
+    explicit RunningApplications(Place place);
     /// Gives name or lock back.
     ~RunningApplications();
     RunningApplications(const RunningApplications&) = delete;

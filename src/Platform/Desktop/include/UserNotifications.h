@@ -30,9 +30,10 @@ public:
         QString otherTitle;
     };
 
+    /// @param identifier  by which the desktop knows the application's entry and picture
     /// @param busAddress  empty for the user's session bus
     /// @param record  remembers what is open, for a run after this one; may be null, else it outlives this object
-    explicit UserNotifications(QString busAddress = {}, UserDefaults* record = nullptr);
+    explicit UserNotifications(QString identifier, QString busAddress = {}, UserDefaults* record = nullptr);
     /// Leaves open notifications where they are, and hears no more of them.
     ~UserNotifications();
     UserNotifications(const UserNotifications&) = delete;
@@ -50,6 +51,7 @@ private:
     class Link;
     Link& link();
 
+    const QString m_identifier;
     const QString m_busAddress;
     UserDefaults* const m_record;
     std::unique_ptr<Link> m_link;

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <QString>
+#include "Paths.h"
 
 using namespace Qt::StringLiterals;
 
 /// Values that a deployment chooses: identifiers, service names, labels.
-namespace Platform::Deployment {
+namespace Deployment {
 
 inline const QString BundleIdentifier = u"com.qencloud.mav"_s;
 inline const QString TicketServiceName = u"com.qencloud.mav.TicketService"_s;
@@ -22,4 +22,13 @@ inline const QString JoinDomainToolIdentifier = BundleIdentifier + u".JoinDomain
 /// Folder of the VPN component's logs under /Library/Logs.
 inline const QString VpnLogFolder = u"com.qencloud.zelvpn"_s;
 
-} // namespace Platform::Deployment
+/// The VPN component's executable inside the bundle.
+inline QString vpnExecutable() {
+    return Platform::Paths::applicationBundle() + u"/Contents/GWD/ZelVPN"_s;
+}
+/// The file of the user's settings.
+inline QString userDefaultsFile() {
+    return Platform::Paths::library() + u"/Preferences/"_s + BundleIdentifier + u".plist"_s;
+}
+
+} // namespace Deployment
