@@ -18,6 +18,7 @@ inline const QString NacRequestQueueLabel = BundleIdentifier + u".inac.https"_s;
 inline const QString NacCheckQueueLabel = BundleIdentifier + u".inac.check"_s;
 inline const QString CertificateQueueLabel = BundleIdentifier + u".certificates"_s;
 inline const QString ComplianceQueueLabel = BundleIdentifier + u".compliance"_s;
+inline const QString FileMonitorQueueLabel = BundleIdentifier + u".qen.ui.file.monitor"_s;
 inline const QString JoinDomainToolIdentifier = BundleIdentifier + u".JoinDomainTool"_s;
 /// Folder of the VPN component's logs under /Library/Logs.
 inline const QString VpnLogFolder = u"com.qencloud.zelvpn"_s;

@@ -5,12 +5,12 @@
 #include "LoopbackListener.h"
 #include "Paths.h"
 #include "StringTable.h"
+#include "UniqueFd.h"
 
 #include <QFile>
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -23,15 +23,12 @@ constexpr int MostPortDigits = 16;
 
 /// The text of a small regular file that root or this user owns; nobody else may send the client anywhere.
 QByteArray trustedText(const QString& path) {
-    const int file = open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (file < 0)
-        return {};
+    const Platform::UniqueFd file(open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     QByteArray text(MostPortDigits, '\0');
     struct stat facts {};
     ssize_t length = -1;
-    if (fstat(file, &facts) == 0 && S_ISREG(facts.st_mode) && (facts.st_uid == 0 || facts.st_uid == geteuid()))
-        length = read(file, text.data(), static_cast<size_t>(text.size()));
-    close(file);
+    if (fstat(file.get(), &facts) == 0 && S_ISREG(facts.st_mode) && (facts.st_uid == 0 || facts.st_uid == geteuid()))
+        length = read(file.get(), text.data(), static_cast<size_t>(text.size()));
     return length > 0 ? text.left(length).trimmed() : QByteArray();
 }
 
