@@ -21,10 +21,10 @@ constexpr std::chrono::seconds DomainProbeDelay(3);
 
 } // namespace
 
-WindowContents::WindowContents(
-    AppDelegate& delegate, QWidget& window, Platform::Reachability& reachability, Platform::UserDefaults& defaults)
+WindowContents::WindowContents(AppDelegate& delegate, QWidget& window, Platform::Reachability& reachability,
+    Platform::UserDefaults& defaults, Platform::BusConnection& bus)
     : m_delegate(delegate), m_window(window), m_reachability(reachability), m_defaults(defaults),
-      m_notifications(Deployment::BundleIdentifier, {}, &defaults),
+      m_notifications(Deployment::BundleIdentifier, bus, &defaults),
       m_restartOffer({.log = [](const QString& line, int type) { QenLogHelper::sharedInstance().writeLog(line, type); },
           .center = Platform::NotificationCenter::defaultCenter(),
           .notifications = m_notifications}),

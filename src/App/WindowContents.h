@@ -16,8 +16,8 @@ class QenMainLeftBar;
 class WindowContents final {
 public:
     /// All of them outlive this object.
-    WindowContents(
-        AppDelegate& delegate, QWidget& window, Platform::Reachability& reachability, Platform::UserDefaults& defaults);
+    WindowContents(AppDelegate& delegate, QWidget& window, Platform::Reachability& reachability,
+        Platform::UserDefaults& defaults, Platform::BusConnection& bus);
 
     /// The window's content.
     MainViewWorld world();

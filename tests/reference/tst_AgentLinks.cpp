@@ -181,7 +181,7 @@ private Q_SLOTS:
         QTest::newRow("refuses") << QByteArray(R"({"ticketService": {"starts": false}})") << true
                                  << u"Service run Fail"_s << true;
         QTest::newRow("silent") << QByteArray(R"({"ticketService": {"silent": true}})") << false
-                                << u"Service run Fail"_s << false;
+                                << u"Service gave no reply"_s << false;
     }
     void aServiceIsNewUntilItsProxyRuns() {
         QFETCH(QByteArray, settings);

@@ -2,20 +2,18 @@
 
 #include "Files.h"
 
-#include <QElapsedTimer>
+#include <QDeadlineTimer>
 #include <QFile>
-#include <QSocketNotifier>
+#include <QLocalSocket>
+#include <QThread>
 
 #include <cerrno>
 #include <cstring>
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/file.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/un.h>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -23,21 +21,14 @@ namespace Platform {
 
 namespace {
 
-constexpr int PauseMilliseconds = 20;
+constexpr std::chrono::milliseconds Pause{20};
 constexpr int WaitingKnocks = 16;
 
-/// False for a path that does not fit.
-bool fill(sockaddr_un& address, const QString& path) {
-    const QByteArray name = QFile::encodeName(path);
-    if (name.size() >= static_cast<qsizetype>(sizeof address.sun_path))
-        return false;
-    address.sun_family = AF_UNIX;
-    std::memcpy(address.sun_path, name.constData(), static_cast<size_t>(name.size()));
-    return true;
-}
-
-int unixSocket() {
-    return ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+/// A connection says all; what waits to be accepted reaches a busy holder, too.
+bool knock(const QString& socketFile) {
+    QLocalSocket socket;
+    socket.connectToServer(socketFile);
+    return socket.waitForConnected(static_cast<int>(Pause.count()));
 }
 
 } // namespace
@@ -47,21 +38,15 @@ InstanceLock::InstanceLock(QString folder, const QString& name, std::function<vo
       m_socketFile(m_folder + u'/' + name + u".socket"_s), m_knocked(std::move(knocked)) {}
 
 InstanceLock::~InstanceLock() {
-    m_notifier.reset();
-    if (m_listener >= 0) {
-        ::unlink(QFile::encodeName(m_socketFile).constData());
-        ::close(m_listener);
-    }
-    // The file stays: removing it would let two copies hold locks on two files of one name.
-    if (m_lock >= 0)
-        ::close(m_lock);
+    // The locked file stays: removing it would let two copies hold locks on two files of one name.
+    if (m_lock.isOpen())
+        QFile::remove(m_socketFile);
 }
 
 InstanceLock::Outcome InstanceLock::acquire(std::chrono::milliseconds limit) {
     if (!makePrivateFolder(m_folder))
         return Outcome::Unusable;
-    QElapsedTimer timer;
-    timer.start();
+    const QDeadlineTimer deadline(limit);
     for (;;) {
         if (takeLock()) {
             listen();
@@ -69,79 +54,58 @@ InstanceLock::Outcome InstanceLock::acquire(std::chrono::milliseconds limit) {
         }
         if (errno != EWOULDBLOCK)
             return Outcome::Unusable;
-        if (knock() || timer.hasExpired(limit.count()))
+        if (knock(m_socketFile) || deadline.hasExpired())
             return Outcome::HeldByOther;
-        ::poll(nullptr, 0, PauseMilliseconds);
+        QThread::msleep(Pause.count());
     }
 }
 
+// Not by the toolkit's lock file, which judges one that was left behind by number and name of its holder: the kernel
+// takes this lock from whoever ends, however it ends.
 bool InstanceLock::takeLock() {
-    const int descriptor =
-        ::open(QFile::encodeName(m_lockFile).constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-    if (descriptor < 0)
+    UniqueFd file(::open(QFile::encodeName(m_lockFile).constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    if (!file.isOpen() || ::flock(file.get(), LOCK_EX | LOCK_NB) != 0)
         return false;
-    if (::flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
-        const int reason = errno;
-        ::close(descriptor);
-        errno = reason;
-        return false;
-    }
     // For people who look for the holder; nothing reads it.
-    const QByteArray number = QByteArray::number(::getpid()) + '\n';
-    if (::ftruncate(descriptor, 0) == 0 &&
-        ::write(descriptor, number.constData(), static_cast<size_t>(number.size())) < 0)
-        errno = 0;
-    m_lock = descriptor;
+    if (::ftruncate(file.get(), 0) == 0)
+        writeAll(file.get(), QByteArray::number(::getpid()) + '\n');
+    m_lock = std::move(file);
     return true;
 }
 
+/// By hand, since the toolkit's server needs an application object and knocks may come before there is one.
 void InstanceLock::listen() {
     sockaddr_un address{};
-    const int descriptor = unixSocket();
-    if (descriptor < 0)
+    const QByteArray name = QFile::encodeName(m_socketFile);
+    if (name.size() >= static_cast<qsizetype>(sizeof address.sun_path))
         return;
-    ::unlink(QFile::encodeName(m_socketFile).constData());
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, name.constData(), static_cast<size_t>(name.size()));
+    QFile::remove(m_socketFile);
+    UniqueFd listener(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     // Nobody else gets into the folder, so that the socket needs no mode of its own.
-    if (!fill(address, m_socketFile) ||
-        ::bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        ::listen(descriptor, WaitingKnocks) != 0) {
-        ::close(descriptor);
+    if (::bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
+        ::listen(listener.get(), WaitingKnocks) == 0)
+        m_listener = std::move(listener);
+}
+
+void InstanceLock::hear() {
+    if (!m_listener.isOpen() || !m_server.listen(m_listener.release()))
         return;
+    // Those that have waited are one.
+    bool hasWaited = false;
+    while (m_server.waitForNewConnection(0)) {
+        delete m_server.nextPendingConnection();
+        hasWaited = true;
     }
-    m_listener = descriptor;
-    m_notifier = std::make_unique<QSocketNotifier>(descriptor, QSocketNotifier::Read);
-    QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(), [this] { acceptAll(); });
-}
-
-/// A connection says all; what waits to be accepted reaches a busy holder, too. True as well when its queue is full of
-/// knocks.
-bool InstanceLock::knock() const {
-    sockaddr_un address{};
-    const int descriptor = unixSocket();
-    if (descriptor < 0 || !fill(address, m_socketFile)) {
-        if (descriptor >= 0)
-            ::close(descriptor);
-        return false;
-    }
-    const bool isHeard =
-        ::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 || errno == EAGAIN;
-    ::close(descriptor);
-    return isHeard;
-}
-
-void InstanceLock::acceptAll() {
-    for (int count = 0; count < WaitingKnocks; ++count) {
-        const int peer = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
-        if (peer < 0)
-            return;
-        ucred credentials{};
-        socklen_t size = sizeof credentials;
-        const bool isOwn =
-            ::getsockopt(peer, SOL_SOCKET, SO_PEERCRED, &credentials, &size) == 0 && credentials.uid == ::geteuid();
-        ::close(peer);
-        if (isOwn)
+    if (hasWaited)
+        m_knocked();
+    QObject::connect(&m_server, &QLocalServer::newConnection, &m_server, [this] {
+        while (QLocalSocket* peer = m_server.nextPendingConnection()) {
+            delete peer;
             m_knocked();
-    }
+        }
+    });
 }
 
 } // namespace Platform
