@@ -1,19 +1,17 @@
 #include "InstanceLock.h"
 
 #include "Files.h"
+#include "UnixSocket.h"
 
 #include <QDeadlineTimer>
 #include <QFile>
-#include <QLocalSocket>
 #include <QThread>
 
 #include <cerrno>
-#include <cstring>
 
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 
 using namespace Qt::StringLiterals;
 
@@ -23,13 +21,6 @@ namespace {
 
 constexpr std::chrono::milliseconds Pause{20};
 constexpr int WaitingKnocks = 16;
-
-/// A connection says all; what waits to be accepted reaches a busy holder, too.
-bool knock(const QString& socketFile) {
-    QLocalSocket socket;
-    socket.connectToServer(socketFile);
-    return socket.waitForConnected(static_cast<int>(Pause.count()));
-}
 
 } // namespace
 
@@ -49,12 +40,13 @@ InstanceLock::Outcome InstanceLock::acquire(std::chrono::milliseconds limit) {
     const QDeadlineTimer deadline(limit);
     for (;;) {
         if (takeLock()) {
-            listen();
+            m_listener = UnixSocket::listenAt(m_socketFile, WaitingKnocks);
             return Outcome::Held;
         }
         if (errno != EWOULDBLOCK)
             return Outcome::Unusable;
-        if (knock(m_socketFile) || deadline.hasExpired())
+        // A connection says all; what waits to be accepted reaches a busy holder, too.
+        if (UnixSocket::connectTo(m_socketFile).isOpen() || errno == EAGAIN || deadline.hasExpired())
             return Outcome::HeldByOther;
         QThread::msleep(Pause.count());
     }
@@ -73,39 +65,22 @@ bool InstanceLock::takeLock() {
     return true;
 }
 
-/// By hand, since the toolkit's server needs an application object and knocks may come before there is one.
-void InstanceLock::listen() {
-    sockaddr_un address{};
-    const QByteArray name = QFile::encodeName(m_socketFile);
-    if (name.size() >= static_cast<qsizetype>(sizeof address.sun_path))
+// Not by the toolkit's local server, which closes itself when once no descriptor is free.
+void InstanceLock::hear() {
+    if (!m_listener.isOpen())
         return;
-    address.sun_family = AF_UNIX;
-    std::memcpy(address.sun_path, name.constData(), static_cast<size_t>(name.size()));
-    QFile::remove(m_socketFile);
-    UniqueFd listener(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    // Nobody else gets into the folder, so that the socket needs no mode of its own.
-    if (::bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
-        ::listen(listener.get(), WaitingKnocks) == 0)
-        m_listener = std::move(listener);
+    m_notifier = std::make_unique<QSocketNotifier>(m_listener.get(), QSocketNotifier::Read);
+    QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(), [this] { takeKnocks(); });
+    takeKnocks();
 }
 
-void InstanceLock::hear() {
-    if (!m_listener.isOpen() || !m_server.listen(m_listener.release()))
-        return;
-    // Those that have waited are one.
-    bool hasWaited = false;
-    while (m_server.waitForNewConnection(0)) {
-        delete m_server.nextPendingConnection();
-        hasWaited = true;
-    }
-    if (hasWaited)
+/// Those that wait are one.
+void InstanceLock::takeKnocks() {
+    bool isKnocked = false;
+    while (UniqueFd(::accept4(m_listener.get(), nullptr, nullptr, SOCK_CLOEXEC)).isOpen())
+        isKnocked = true;
+    if (isKnocked)
         m_knocked();
-    QObject::connect(&m_server, &QLocalServer::newConnection, &m_server, [this] {
-        while (QLocalSocket* peer = m_server.nextPendingConnection()) {
-            delete peer;
-            m_knocked();
-        }
-    });
 }
 
 } // namespace Platform

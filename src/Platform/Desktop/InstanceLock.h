@@ -2,10 +2,11 @@
 
 #include "UniqueFd.h"
 
-#include <QLocalServer>
+#include <QSocketNotifier>
 
 #include <chrono>
 #include <functional>
+#include <memory>
 
 namespace Platform {
 
@@ -28,7 +29,7 @@ public:
 private:
     /// False with errno.
     bool takeLock();
-    void listen();
+    void takeKnocks();
 
     const QString m_folder;
     const QString m_lockFile;
@@ -36,7 +37,7 @@ private:
     const std::function<void()> m_knocked;
     UniqueFd m_lock;
     UniqueFd m_listener;
-    QLocalServer m_server;
+    std::unique_ptr<QSocketNotifier> m_notifier;
 };
 
 } // namespace Platform
