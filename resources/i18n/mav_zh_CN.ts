@@ -195,5 +195,73 @@
         <source></source>
         <translation>已登录</translation>
     </message>
+    <message id="HttpCancelled">
+        <source></source>
+        <translation>请求已取消。</translation>
+    </message>
+    <message id="HttpBadUrl">
+        <source></source>
+        <translation>服务器地址无效。</translation>
+    </message>
+    <message id="HttpTimedOut">
+        <source></source>
+        <translation>请求超时。</translation>
+    </message>
+    <message id="HttpUnsupportedUrl">
+        <source></source>
+        <translation>不支持该类型的地址。</translation>
+    </message>
+    <message id="HttpCannotFindHost">
+        <source></source>
+        <translation>找不到服务器。</translation>
+    </message>
+    <message id="HttpCannotConnect">
+        <source></source>
+        <translation>无法连接服务器。</translation>
+    </message>
+    <message id="HttpConnectionLost">
+        <source></source>
+        <translation>网络连接已中断。</translation>
+    </message>
+    <message id="HttpTooManyRedirects">
+        <source></source>
+        <translation>服务器重定向次数过多。</translation>
+    </message>
+    <message id="HttpCannotDecodeContent">
+        <source></source>
+        <translation>无法解码服务器返回的内容。</translation>
+    </message>
+    <message id="HttpUnusableAnswer">
+        <source></source>
+        <translation>无法解析服务器的响应。</translation>
+    </message>
+    <message id="HttpResponseTooLarge">
+        <source></source>
+        <translation>服务器返回的数据过大。</translation>
+    </message>
+    <message id="HttpSecureConnectionFailed">
+        <source></source>
+        <translation>无法与服务器建立安全连接。</translation>
+    </message>
+    <message id="HttpServerFails">
+        <source></source>
+        <translation>服务器暂时无法处理请求，请稍后再试。</translation>
+    </message>
+    <message id="HttpServerRefuses">
+        <source></source>
+        <translation>服务器拒绝了请求，请联系管理员。</translation>
+    </message>
+    <message id="HttpNotJson">
+        <source></source>
+        <translation>服务器返回的数据格式不正确。</translation>
+    </message>
+    <message id="HttpFailed">
+        <source></source>
+        <translation>网络请求失败。</translation>
+    </message>
+    <message id="AgentNotReachable">
+        <source></source>
+        <translation>无法连接本机代理服务。</translation>
+    </message>
 </context>
 </TS>

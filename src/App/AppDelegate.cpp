@@ -1,7 +1,6 @@
 #include "AppDelegate.h"
 
 #include "ApplicationMenu.h"
-#include "Bundle.h"
 #include "ClientNotifications.h"
 #include "CustomMessageBox.h"
 #include "MavServerSetingWinCtrl.h"
@@ -13,6 +12,7 @@
 #include "Queue.h"
 #include "QuitSequence.h"
 #include "StatusItem.h"
+#include "StringTable.h"
 #include "SystemLog.h"
 #include "Theme.h"
 #include "TrayHost.h"
@@ -22,8 +22,6 @@
 #include <utility>
 
 using namespace Qt::StringLiterals;
-
-using Platform::localizedString;
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "AppDelegate.h"
 
 #include "AnswerVerdict.h"
-#include "Bundle.h"
+#include "StringTable.h"
 #include "ClientNotifications.h"
 #include "ITDevice.h"
 #include "LogoutRequest.h"
@@ -29,7 +29,7 @@ void AppDelegate::logoutAnswered(const AnswerVerdict& verdict) {
         m_world.center.post(ClientNotification::Logout, 0);
     else
         showAlertTipForLogin(
-            verdict.show == AnswerVerdict::Show::Key ? Platform::localizedString(verdict.text) : verdict.text);
+            verdict.show == AnswerVerdict::Show::Key ? localizedString(verdict.text) : verdict.text);
 }
 
 void AppDelegate::checkStatusTicket() {

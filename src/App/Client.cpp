@@ -1,6 +1,7 @@
 #include "Client.h"
 
 #include "Bundle.h"
+#include "Deployment.h"
 #include "BundledFile.h"
 #include "Paths.h"
 #include "StateFiles.h"
@@ -58,13 +59,13 @@ ClientPlaces ClientPlaces::standard() {
         .userState = Platform::Paths::userState(),
         .agentState = Platform::Paths::agentState(),
         .applicationBundle = Platform::Paths::applicationBundle(),
-        .vpnExecutable = Platform::Paths::vpnExecutable(),
+        .vpnExecutable = Deployment::vpnExecutable(),
         .runtime = Platform::Paths::runtime()};
 }
 
 Client::Client(const ClientPlaces& where)
     : places(where), log(LogWorld::system()), center(Platform::NotificationCenter::defaultCenter()),
-      defaults(Platform::UserDefaults::standard()),
+      defaults(Deployment::userDefaultsFile()),
 
       config(places.agentState + u'/' + StateFiles::ServerList, places.userState),
 

@@ -56,7 +56,7 @@ struct Client {
     ITDevice device;
     QenLogHelper log;
     Platform::NotificationCenter& center;
-    Platform::UserDefaults& defaults;
+    Platform::UserDefaults defaults;
 
     // The server.
     QenServerConfig config;

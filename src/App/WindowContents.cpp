@@ -2,6 +2,7 @@
 
 #include "AppDelegate.h"
 #include "Client.h"
+#include "Deployment.h"
 #include "QenMainLeftBar.h"
 #include "QenMainViewController.h"
 
@@ -13,9 +14,10 @@ constexpr std::chrono::seconds DomainProbeDelay(3);
 } // namespace
 
 WindowContents::WindowContents(
-    Client& client, AppDelegate& delegate, QWidget& window, Platform::Reachability& reachability)
+    Client& client, AppDelegate& delegate, QWidget& window, Platform::Reachability& reachability,
+    Platform::BusConnection& bus)
     : m_client(client), m_delegate(delegate), m_window(window), m_reachability(reachability),
-      m_notifications({}, &client.defaults),
+      m_notifications(Deployment::BundleIdentifier, bus, &client.defaults),
       m_restartOffer({.log = [&client](const QString& line, int type) { client.log.writeLog(line, type); },
           .center = client.center,
           .notifications = m_notifications}),

@@ -17,7 +17,8 @@ struct Client;
 class WindowContents final {
 public:
     /// All of them outlive this object.
-    WindowContents(Client& client, AppDelegate& delegate, QWidget& window, Platform::Reachability& reachability);
+    WindowContents(Client& client, AppDelegate& delegate, QWidget& window, Platform::Reachability& reachability,
+        Platform::BusConnection& bus);
 
     /// The window's content.
     MainViewWorld world();
@@ -36,6 +37,7 @@ private:
     AppDelegate& m_delegate;
     QWidget& m_window;
     Platform::Reachability& m_reachability;
+    Platform::UserDefaults& m_defaults;
     Platform::Workspace m_workspace;
     Platform::UserNotifications m_notifications;
     RestartOffer m_restartOffer;

@@ -1,5 +1,5 @@
 #include "AppDelegate.h"
-#include "Bundle.h"
+#include "BusConnection.h"
 #include "Client.h"
 #include "Deployment.h"
 #include "MavExportLogController.h"
@@ -9,6 +9,7 @@
 #include "QenMainWindow.h"
 #include "Reachability.h"
 #include "RunningApplications.h"
+#include "StringTable.h"
 #include "SystemLog.h"
 #include "TrayHost.h"
 #include "UnixSignals.h"
@@ -63,14 +64,14 @@ ApplicationParts runningParts(Client& client, AppDelegate*& delegate) {
     return parts;
 }
 
-int runApplication(Client& client, Platform::RunningApplications& running) {
+int runApplication(Client& client, Platform::RunningApplications& running, Platform::BusConnection& bus) {
     initMavResources();
-    Platform::installStringTable();
+    installStringTable();
     QApplication::setApplicationDisplayName(u"Mav"_s);
-    QApplication::setDesktopFileName(Platform::Deployment::BundleIdentifier);
+    QApplication::setDesktopFileName(Deployment::BundleIdentifier);
     QApplication::setQuitOnLastWindowClosed(false);
 
-    Platform::TrayHost trayHost;
+    Platform::TrayHost trayHost(bus);
     // What the end of the process takes back; there once the window is.
     WindowContents* contents = nullptr;
     const auto quit = [&contents, &client](int status) {
@@ -110,7 +111,7 @@ int runApplication(Client& client, Platform::RunningApplications& running) {
         });
     delegate.applicationDidFinishLaunching();
     // After the launch sequence, which only posts the window's showing: what the pages log comes behind its first line.
-    WindowContents windowContents(client, delegate, window, reachability);
+    WindowContents windowContents(client, delegate, window, reachability, bus);
     contents = &windowContents;
     window.setContentView(new MavMianViewCtrl(windowContents.world()));
     windowContents.start();
@@ -121,6 +122,17 @@ int runApplication(Client& client, Platform::RunningApplications& running) {
 
 int main(int argc, char** argv) {
     Platform::installConsoleHandler();
+    // Never destroyed: lock and name are given back when the process ends. Before the toolkit, which gives up at once
+    // where there is no screen: a second copy needs none.
+    auto& bus = *new Platform::BusConnection;
+    auto& running =
+        *new Platform::RunningApplications({Deployment::BundleIdentifier, Platform::Paths::userState()}, bus);
+    if (running.claim() == Platform::RunningApplications::Claim::Second)
+        std::_Exit(SecondCopy);
+    // The toolkit would wait for a bus that hangs, on this thread.
+    if (bus.isSilent())
+        qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
+
     const bool isForeignLaunch = argc >= 2 && std::strcmp(argv[1], "-agent") != 0;
     // The toolkit would take arguments of its own out of the list; none of them is offered.
     int toolkitArguments = 1;
@@ -128,16 +140,11 @@ int main(int argc, char** argv) {
     const std::unique_ptr<QCoreApplication> application(
         isForeignLaunch ? new QCoreApplication(toolkitArguments, argv) : new QApplication(toolkitArguments, argv));
     QCoreApplication::setApplicationName(u"Mav"_s);
-
-    // Never destroyed: the name is given back when the process ends.
-    auto& running = *new Platform::RunningApplications;
-    if (running.claim() == Platform::RunningApplications::Claim::Second)
-        return SecondCopy;
     // Never destroyed either: other threads use it until the process ends.
     auto& client = *new Client(ClientPlaces::standard());
     if (isForeignLaunch) {
         client.log.writeLog(u" run app argv %1"_s.arg(QString::fromLocal8Bit(argv[1])));
         endProcess(client.log, EXIT_SUCCESS);
     }
-    endProcess(client.log, runApplication(client, running));
+    endProcess(client.log, runApplication(client, running, bus));
 }

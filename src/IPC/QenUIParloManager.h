@@ -14,6 +14,9 @@ public:
     ~QenUIParloManager() override;
     static QenUIParloManager& sharedInstance() { return Platform::Shared<QenUIParloManager>::instance(); }
 
+    ParloClient& uiClient() { return m_uiClient; }
+    ParloServer& uiServer() { return m_uiServer; }
+
     /// Sets the time-outs and starts to listen. To be called once.
     void config();
 

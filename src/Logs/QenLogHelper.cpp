@@ -21,8 +21,7 @@ constexpr int ExportBlocks = 3;
 
 QenLogHelper::QenLogHelper(LogWorld world)
     : m_world(std::move(world)), m_folders(*m_world.tasks, *m_world.files, m_world.ringDirectory),
-      m_ring(m_folders, m_world), m_logQueue(Platform::Deployment::LogQueueLabel),
-      m_zipQueue(Platform::Deployment::ZipQueueLabel),
+      m_ring(m_folders, m_world), m_logQueue(Deployment::LogQueueLabel), m_zipQueue(Deployment::ZipQueueLabel),
       m_export(m_zipQueue, m_folders, m_world,
           {[this](const QString& message, int type) { writeLog(message, type); },
               [this] { m_ring.createLogFiles(); }}) {

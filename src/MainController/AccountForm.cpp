@@ -1,6 +1,6 @@
 #include "AccountForm.h"
 
-#include "Bundle.h"
+#include "StringTable.h"
 #include "FormField.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
@@ -9,8 +9,6 @@
 #include <QLabel>
 
 using namespace Qt::StringLiterals;
-
-using Platform::localizedString;
 
 namespace {
 

@@ -9,7 +9,7 @@
 using namespace Qt::StringLiterals;
 
 NetworkPolicyFollower::NetworkPolicyFollower(World world)
-    : m_world(std::move(world)), m_reader(Platform::Deployment::BundleIdentifier + u".networkpolicy"_s) {
+    : m_world(std::move(world)), m_reader(Deployment::BundleIdentifier + u".networkpolicy"_s) {
     m_changes = m_world.center.observe(
         ClientNotification::InacSsid, [this](const Platform::Notification&) { inacSsidChanged(); });
 }

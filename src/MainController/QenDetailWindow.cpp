@@ -1,7 +1,6 @@
 #include "QenDetailWindow.h"
 
 #include "AccountForm.h"
-#include "Bundle.h"
 #include "ClientNotifications.h"
 #include "CustomMessageBox.h"
 #include "Deployment.h"
@@ -12,6 +11,7 @@
 #include "QenLogHelper.h"
 #include "QenServerConfig.h"
 #include "StartCheckLoginDelegate.h"
+#include "StringTable.h"
 #include "SystemLog.h"
 #include "Theme.h"
 #include "ui_QenDetailWindow.h"
@@ -21,8 +21,6 @@
 #include <QLineEdit>
 
 using namespace Qt::StringLiterals;
-
-using Platform::localizedString;
 
 namespace {
 
@@ -182,7 +180,7 @@ void QenDetailWindow::followNetwork() {
 
 std::shared_ptr<Platform::SerialQueue> QenDetailWindow::timerCheckQueue() {
     if (!m_timerCheckQueue)
-        m_timerCheckQueue = PollTimer::makeQueue(Platform::Deployment::AccountCheckQueueLabel, m_world.work);
+        m_timerCheckQueue = PollTimer::makeQueue(Deployment::AccountCheckQueueLabel, m_world.work);
     return m_timerCheckQueue;
 }
 

@@ -177,7 +177,7 @@ void QenMainLeftBar::paintEvent(QPaintEvent*) {
 
 std::shared_ptr<Platform::SerialQueue> QenMainLeftBar::timerCheckQueue() {
     if (!m_timerCheckQueue)
-        m_timerCheckQueue = PollTimer::makeQueue(Platform::Deployment::AccountCheckQueueLabel, m_world.work);
+        m_timerCheckQueue = PollTimer::makeQueue(Deployment::AccountCheckQueueLabel, m_world.work);
     return m_timerCheckQueue;
 }
 

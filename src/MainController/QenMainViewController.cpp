@@ -54,7 +54,7 @@ QenMainViewController::QenMainViewController(CheckViewWorld world, QenMainLeftBa
     : QWidget(parent), m_world(std::move(world)), m_leftBar(leftBar),
       m_ui(std::make_unique<Ui::QenMainViewController>()), m_tipsLine(new TipsLine(this)),
       m_joinDomain(m_world.joinDomain), m_toolOpener(m_world.workspace), m_round(m_world.round),
-      m_reader(Platform::Deployment::BundleIdentifier + u".mainview"_s) {
+      m_reader(Deployment::BundleIdentifier + u".mainview"_s) {
     m_ui->setupUi(this);
     m_tipsLine->hide();
     setUpPages();

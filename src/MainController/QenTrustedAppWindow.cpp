@@ -33,7 +33,7 @@ QenTrustedAppWindow::QenTrustedAppWindow(QenCloudLoginHelper& login, QWidget* pa
     : AutoReleaseWindowController(
           parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
       m_login(login), m_ui(std::make_unique<Ui::QenTrustedAppWindow>()),
-      m_reader(Platform::Deployment::BundleIdentifier + u".trustedapps"_s) {
+      m_reader(Deployment::BundleIdentifier + u".trustedapps"_s) {
     m_ui->setupUi(this);
     setWindowModality(Qt::WindowModal);
     setAccessibleName(u"可用应用"_s);

@@ -2,17 +2,15 @@
 
 #include "AccountForm.h"
 #include "ApplicationInterface.h"
-#include "Bundle.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
+#include "StringTable.h"
 #include "Theme.h"
 #include "ui_MavLoginStateViewCtrl.h"
 
 #include <QLineEdit>
 
 using namespace Qt::StringLiterals;
-
-using Platform::localizedString;
 
 namespace {
 

@@ -2,7 +2,6 @@
 
 #include "AnswerVerdict.h"
 #include "ApplicationInterface.h"
-#include "Bundle.h"
 #include "ClientNotifications.h"
 #include "Deployment.h"
 #include "IntegerValue.h"
@@ -13,6 +12,7 @@
 #include "QenServerConfig.h"
 #include "ServerAddress.h"
 #include "StateFiles.h"
+#include "StringTable.h"
 #include "Theme.h"
 #include "UserDefaults.h"
 #include "ui_MavMianViewCtrl.h"
@@ -22,8 +22,6 @@
 #include <QShowEvent>
 
 using namespace Qt::StringLiterals;
-
-using Platform::localizedString;
 
 namespace {
 
@@ -91,7 +89,7 @@ MavNavigationViewCtrl& MavMianViewCtrl::NavigationViewCtrl() {
 
 Platform::SerialQueue& MavMianViewCtrl::timerCheckQueue() {
     if (!m_timerCheckQueue)
-        m_timerCheckQueue = std::make_unique<Platform::SerialQueue>(Platform::Deployment::AccountCheckQueueLabel);
+        m_timerCheckQueue = std::make_unique<Platform::SerialQueue>(Deployment::AccountCheckQueueLabel);
     return *m_timerCheckQueue;
 }
 

@@ -1,9 +1,9 @@
 #include "MavModifypasswordViewCtrl.h"
 
-#include "Bundle.h"
 #include "QenCheckPasswordFormat.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
+#include "StringTable.h"
 #include "Theme.h"
 #include "WrappableText.h"
 #include "ui_MavModifypasswordViewCtrl.h"
@@ -14,8 +14,6 @@
 #include <QScopedValueRollback>
 
 using namespace Qt::StringLiterals;
-
-using Platform::localizedString;
 
 namespace {
 

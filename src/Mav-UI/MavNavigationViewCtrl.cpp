@@ -1,12 +1,12 @@
 #include "MavNavigationViewCtrl.h"
 
-#include "Bundle.h"
 #include "Deployment.h"
 #include "NetworkLook.h"
 #include "QenCloudLoginHelper.h"
 #include "QenMainViewController.h"
 #include "QenServerConfig.h"
 #include "Reachability.h"
+#include "StringTable.h"
 #include "Theme.h"
 #include "ui_MavNavigationViewCtrl.h"
 
@@ -14,7 +14,7 @@ using namespace Qt::StringLiterals;
 
 MavNavigationViewCtrl::MavNavigationViewCtrl(const MainViewWorld& world, QWidget* parent)
     : QWidget(parent), m_world(world), m_ui(std::make_unique<Ui::MavNavigationViewCtrl>()),
-      m_reader(Platform::Deployment::BundleIdentifier + u".navigation"_s) {
+      m_reader(Deployment::BundleIdentifier + u".navigation"_s) {
     m_ui->setupUi(this);
     // Takes the keyboard when the page comes up, so that the menu button does not.
     setFocusPolicy(Qt::ClickFocus);
@@ -63,7 +63,7 @@ void MavNavigationViewCtrl::updateNetWorkStatus(int status) {
         return;
     const QSize size(Theme::IconSize, Theme::IconSize);
     m_ui->networkPicture->setPixmap(Theme::picture(look->picture, size, devicePixelRatioF()));
-    m_ui->networkLab->setText(Platform::localizedString(look->key));
+    m_ui->networkLab->setText(localizedString(look->key));
     m_ui->networkPicture->setAccessibleName(m_ui->networkLab->text());
     m_offlineSince =
         !look->isOnline ? (m_offlineSince.isValid() ? m_offlineSince : QDateTime::currentDateTime()) : QDateTime();
@@ -73,8 +73,8 @@ void MavNavigationViewCtrl::updateNetWorkStatus(int status) {
 void MavNavigationViewCtrl::showNote() {
     const bool isPending = m_world.login.session().state() == SessionState::LogoutPending;
     const QString since = m_offlineSince.isValid()
-        ? Platform::localizedString(u"OfflineSince"_s).arg(m_offlineSince.toString(u"HH:mm"_s))
+        ? localizedString(u"OfflineSince"_s).arg(m_offlineSince.toString(u"HH:mm"_s))
         : QString();
-    m_ui->noteLab->setText(isPending ? Platform::localizedString(u"SignOutPending"_s) : since);
+    m_ui->noteLab->setText(isPending ? localizedString(u"SignOutPending"_s) : since);
     m_ui->noteLab->setVisible(!m_ui->noteLab->text().isEmpty());
 }

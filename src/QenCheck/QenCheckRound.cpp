@@ -11,8 +11,7 @@
 
 using namespace Qt::StringLiterals;
 
-QenCheckRound::QenCheckRound(World world)
-    : m_world(std::move(world)), m_checkQueue(Platform::Deployment::ComplianceQueueLabel) {
+QenCheckRound::QenCheckRound(World world) : m_world(std::move(world)), m_checkQueue(Deployment::ComplianceQueueLabel) {
     m_results = m_world.center.observe(CheckNotificationName, [this](const Platform::Notification& notification) {
         // At once on the main thread, where the results are posted.
         QMetaObject::invokeMethod(this, [this, notification] { checkStateChangeWithNotification(notification); });

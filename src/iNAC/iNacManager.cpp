@@ -40,8 +40,7 @@ QString printed(const QJsonValue& value) {
 } // namespace
 
 iNacManager::iNacManager(World world)
-    : m_world(std::move(world)), m_gate(std::make_shared<Gate>()),
-      m_checkQueue(Platform::Deployment::NacCheckQueueLabel) {
+    : m_world(std::move(world)), m_gate(std::make_shared<Gate>()), m_checkQueue(Deployment::NacCheckQueueLabel) {
     m_gate->manager = this;
 }
 

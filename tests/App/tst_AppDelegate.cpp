@@ -2,6 +2,7 @@
 
 #include "AppDelegate.h"
 #include "ApplicationMenu.h"
+#include "BusConnection.h"
 #include "CustomMessageBox.h"
 #include "MavMianViewCtrl.h"
 #include "QenMainWindow.h"
@@ -43,7 +44,8 @@ public:
     QAction* item(const char* name) { return delegate.menu()->findChild<QAction*>(QString::fromLatin1(name)); }
 
     ViewWorld world;
-    Platform::TrayHost trayHost{u"unix:path=/no/such/bus"_s};
+    Platform::BusConnection bus{u"unix:path=/no/such/bus"_s};
+    Platform::TrayHost trayHost{bus};
     QList<int> ended;
     AppDelegate delegate;
     QenMainWindow window;

@@ -6,6 +6,7 @@
 #include "QenDetailWindow.h"
 #include "QenMainLeftBar.h"
 #include "SpinnerButton.h"
+#include "StringTable.h"
 
 #include <QClipboard>
 #include <QStackedWidget>
@@ -33,7 +34,7 @@ class tst_QenDetailWindow : public QObject {
 private Q_SLOTS:
     void initTestCase() {
         initMavResources();
-        QVERIFY(Platform::installStringTable());
+        QVERIFY(installStringTable());
         Theme::apply(*qApp);
         m_server.addAccount(u"lin"_s, Password);
         m_server.addAccount(u"code"_s, Password, u"123456"_s);
@@ -178,7 +179,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("alert");
         QTest::newRow("blocked") << QJsonObject{{"kind", "errorcode"}, {"errorcode", 15}, {"msg", "用户已锁定"}}
                                  << u"用户已锁定"_s;
-        QTest::newRow("review") << answering(-5) << Platform::localizedString(u"Devicereview"_s);
+        QTest::newRow("review") << answering(-5) << localizedString(u"Devicereview"_s);
         QTest::newRow("scanned") << answering(-1) << u"二维码已扫描"_s;
         QTest::newRow("closed") << QJsonObject{{"kind", "close"}} << QString();
     }
@@ -220,7 +221,7 @@ private Q_SLOTS:
             type(window(), "repeatedPassword", two);
             QTest::keyClick(find<QLineEdit>(window(), "repeatedPassword"), Qt::Key_Return);
         };
-        const auto text = [](const char* key) { return Platform::localizedString(QString::fromLatin1(key)); };
+        const auto text = [](const char* key) { return localizedString(QString::fromLatin1(key)); };
         send(u"Abcdefgh"_s, u"Abcdefgh"_s);
         QCOMPARE(label("newPasswordError"), text("PwdRuleTips"));
         send(u"Newpass1!"_s, u"Newpass1?"_s);

@@ -13,6 +13,7 @@
 #include "QenToolCell.h"
 #include "QenToolsView.h"
 #include "SpinnerButton.h"
+#include "StringTable.h"
 #include "Workspace.h"
 
 #include <QImage>
@@ -143,7 +144,7 @@ class tst_QenMainViewController : public QObject {
 private Q_SLOTS:
     void initTestCase() {
         initMavResources();
-        QVERIFY(Platform::installStringTable());
+        QVERIFY(installStringTable());
         Theme::apply(*qApp);
         m_server.addAccount(u"lin"_s, u"Abcdefg1!"_s);
         QVERIFY2(m_server.start(), qPrintable(m_server.lastError()));

@@ -3,6 +3,7 @@
 #include "QenToolCell.h"
 #include "QenToolsView.h"
 #include "QenTrustedAppWindow.h"
+#include "StringTable.h"
 #include "ToolOpener.h"
 #include "Workspace.h"
 
@@ -44,7 +45,7 @@ class tst_ToolWindows : public QObject {
 private Q_SLOTS:
     void initTestCase() {
         initMavResources();
-        QVERIFY(Platform::installStringTable());
+        QVERIFY(installStringTable());
         Theme::apply(*qApp);
     }
 

@@ -133,7 +133,7 @@ bool check(QenCloudTicketHelper& helper) {
 uint serviceProcess(const QString& address) {
     const QString name = u"asking"_s;
     QDBusConnection bus = QDBusConnection::connectToBus(address, name);
-    const QDBusReply<uint> pid = bus.interface()->servicePid(Platform::Deployment::TicketServiceName);
+    const QDBusReply<uint> pid = bus.interface()->servicePid(Deployment::TicketServiceName);
     QDBusConnection::disconnectFromBus(name);
     return pid.isValid() ? pid.value() : 0;
 }
@@ -183,7 +183,7 @@ private Q_SLOTS:
         QTest::newRow("refuses") << QByteArray(R"({"ticketService": {"starts": false}})") << true
                                  << u"Service run Fail"_s << true;
         QTest::newRow("silent") << QByteArray(R"({"ticketService": {"silent": true}})") << false
-                                << u"Service run Fail"_s << false;
+                                << u"Service gave no reply"_s << false;
     }
     void aServiceIsNewUntilItsProxyRuns() {
         QFETCH(QByteArray, settings);

@@ -3,12 +3,12 @@
 #include "ClientWorld.h"
 
 #include "ApplicationInterface.h"
-#include "Bundle.h"
 #include "MainViewWorld.h"
 #include "MavResources.h"
 #include "NotificationCenter.h"
 #include "Reachability.h"
 #include "ReferenceServer.h"
+#include "StringTable.h"
 #include "Theme.h"
 #include "UserDefaults.h"
 #include "WidgetDriving.h"
@@ -27,7 +27,7 @@ class ViewWorld final : public ApplicationInterface {
 public:
     static void prepareApplication() {
         initMavResources();
-        QVERIFY(Platform::installStringTable());
+        QVERIFY(installStringTable());
         Theme::apply(*qApp);
     }
 
@@ -78,7 +78,7 @@ private:
 };
 
 inline QString textFor(const char* key) {
-    const QString text = Platform::localizedString(QString::fromLatin1(key));
+    const QString text = localizedString(QString::fromLatin1(key));
     return text.isEmpty() ? u"no text for "_s + QString::fromLatin1(key) : text;
 }
 

@@ -88,7 +88,7 @@ Finding server() {
     const Platform::Error error = promise.get_future().get();
     if (!error)
         return {subject, State::Good, url + text(" answers")};
-    return {subject, State::Problem, url + text(": ") + error.localizedDescription(),
+    return {subject, State::Problem, url + text(": ") + error.localizedFailureReason(),
         text("Check the network and the address in the client's server settings; if both are right, ask the "
              "administrator whether the server runs.")};
 }

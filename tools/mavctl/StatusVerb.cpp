@@ -85,7 +85,7 @@ QString ticketService() {
         return text("no session bus");
     QDBusMessage question = QDBusMessage::createMethodCall(text("org.freedesktop.DBus"), text("/org/freedesktop/DBus"),
         text("org.freedesktop.DBus"), text("NameHasOwner"));
-    question << Platform::Deployment::TicketServiceName;
+    question << Deployment::TicketServiceName;
     const QDBusReply<bool> answer = bus.call(question, QDBus::Block, BusTimeout);
     if (!answer.isValid())
         return text("the session bus does not answer");
@@ -96,7 +96,7 @@ QJsonArray vpnProcesses() {
     QString output;
     TaskHelper::sharedInstance().excuteTaskPath(text("/bin/bash"),
         {text("-c"),
-            text("/bin/ps aux | grep -w '%1' | grep -v 'grep' | awk '{print $2}'").arg(Paths::vpnExecutable())},
+            text("/bin/ps aux | grep -w '%1' | grep -v 'grep' | awk '{print $2}'").arg(Deployment::vpnExecutable())},
         &output, nullptr);
     QJsonArray processes;
     for (const QString& line : output.split(u'\n', Qt::SkipEmptyParts))

@@ -165,13 +165,9 @@ QString Workspace::entryProgram(const QString& program) const {
 }
 
 QString Workspace::programPath(const QString& name) const {
-    if (!isFileName(name))
-        return {};
-    for (const QString& folder : m_folders.programs) {
-        if (isProgram(folder + u'/' + name))
-            return folder + u'/' + name;
-    }
-    return {};
+    // Without folders the search would go through the PATH of this process.
+    return isFileName(name) && !m_folders.programs.isEmpty() ? QStandardPaths::findExecutable(name, m_folders.programs)
+                                                             : QString();
 }
 
 } // namespace Platform

@@ -1,11 +1,11 @@
 #include "AccountManager.h"
 
-#include "Bundle.h"
 #include "ErrorText.h"
 #include "IntegerValue.h"
 #include "LogRedaction.h"
 #include "QenLogHelper.h"
 #include "SealedBody.h"
+#include "StringTable.h"
 
 #include <QJsonDocument>
 
@@ -59,15 +59,14 @@ AccountManager::AccountManager(World world) : m_world(world), m_queue(m_pool.que
 
 void AccountManager::start(const HttpRequest& request, Completion complete) {
     m_queue.async([this, request, complete = std::move(complete)]() mutable {
-        createAFHTTPSessionMgr().sendForJson(request, std::move(complete));
+        createAFHTTPSessionMgr().sendForJson(request, describing(std::move(complete)));
     });
 }
 
 std::optional<QString> AccountManager::urlOrFail(const QString& path, const Completion& complete) {
     auto url = GetReqeustUrlWithPath(path);
     if (!url)
-        complete(
-            {}, Error(Platform::UrlErrorDomain, NoServerConfigured, Platform::localizedString(u"NoIPofIntranet"_s)));
+        complete({}, Error(Platform::UrlErrorDomain, NoServerConfigured, localizedString(u"NoIPofIntranet"_s)));
     return url;
 }
 

@@ -1,6 +1,6 @@
 #include "ServerAnswer.h"
 
-#include "Bundle.h"
+#include "StringTable.h"
 #include "LogRedaction.h"
 
 using namespace Qt::StringLiterals;
@@ -88,5 +88,5 @@ QString ServerAnswer::stateKey(std::optional<qint64> state) {
 }
 
 Platform::Error ServerAnswer::unusable() {
-    return {u"ServerAnswerErrorDomain"_s, Platform::Error::Unknown, Platform::localizedString(u"AnswerUnusable"_s)};
+    return {u"ServerAnswerErrorDomain"_s, Platform::Error::Unknown, localizedString(u"AnswerUnusable"_s)};
 }

@@ -1,7 +1,7 @@
 #include "QenCloudLoginHelper.h"
 
 #include "AccountManager.h"
-#include "Bundle.h"
+#include "StringTable.h"
 #include "QenCloudNGNLogin.h"
 #include "QenLogHelper.h"
 #include "ScriptRunner.h"
@@ -47,7 +47,7 @@ QString stopOutcome(const AgentStop& stop) {
 
 Error notStored() {
     Error error = archiveResultError();
-    return {error.domain(), error.code(), Platform::localizedString(u"SessionNotStored"_s)};
+    return {error.domain(), error.code(), localizedString(u"SessionNotStored"_s)};
 }
 
 } // namespace

@@ -1,13 +1,15 @@
 #include "VindorClient.h"
 
+#include "ErrorText.h"
 #include "IntegerValue.h"
 #include "LoopbackListener.h"
+#include "StringTable.h"
+#include "UniqueFd.h"
 
 #include <QFile>
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -20,20 +22,17 @@ constexpr int MostPortDigits = 16;
 
 /// The text of a small regular file that root or this user owns; nobody else may send the client anywhere.
 QByteArray trustedText(const QString& path) {
-    const int file = open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (file < 0)
-        return {};
+    const Platform::UniqueFd file(open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     QByteArray text(MostPortDigits, '\0');
     struct stat facts {};
     ssize_t length = -1;
-    if (fstat(file, &facts) == 0 && S_ISREG(facts.st_mode) && (facts.st_uid == 0 || facts.st_uid == geteuid()))
-        length = read(file, text.data(), static_cast<size_t>(text.size()));
-    close(file);
+    if (fstat(file.get(), &facts) == 0 && S_ISREG(facts.st_mode) && (facts.st_uid == 0 || facts.st_uid == geteuid()))
+        length = read(file.get(), text.data(), static_cast<size_t>(text.size()));
     return length > 0 ? text.left(length).trimmed() : QByteArray();
 }
 
 Error notReachable() {
-    return Error(Platform::UrlErrorDomain, Error::CannotConnect, u"无法连接本机代理服务。"_s);
+    return Error(Platform::UrlErrorDomain, Error::CannotConnect, localizedString(u"AgentNotReachable"_s));
 }
 
 } // namespace
@@ -81,7 +80,7 @@ void VindorClient::stopSmartAgent(std::function<void(const QJsonObject&, const E
         const std::lock_guard lock(m_mutex);
         request.bearerToken = m_token;
     }
-    m_session.sendForJson(request, std::move(completion));
+    m_session.sendForJson(request, describing(std::move(completion)));
 }
 
 void VindorClient::accessAndStop(std::function<void(const AgentStop&)> completion) {

@@ -1,15 +1,12 @@
 #pragma once
 
-#include "Queue.h"
+#include "BusConnection.h"
 #include "Shared.h"
 #include "TicketServiceLink.h"
 
 #include <atomic>
-#include <chrono>
-#include <mutex>
-#include <optional>
+#include <memory>
 
-class QDBusConnection;
 class QenLogHelper;
 
 /// Keeps the link to the ticket service, which runs the signed-in user's session work once there is a ticket.
@@ -35,23 +32,20 @@ public:
     bool checkXPCServiceIsReInital();
     /// Asks the service to stop its proxy and forgets the connection. Returns at once.
     void closeNgnServerXpc() override;
-    bool isConnected() const;
+    /// The connection to the service; null while closed.
+    std::shared_ptr<Platform::BusConnection> XPCConnection() const;
     /// The service has refused its last start, or did not answer it.
     bool isRefusing() const { return m_isRefusing; }
 
 private:
-    /// The open connection, made again after the bus went away; nothing while closed.
-    std::optional<QDBusConnection> connection();
-    void connectToBus();
-    /// Opens the connection unless there is one; true when it was made now.
-    bool connectIfClosed();
+    /// The connection, opened when there was none; sets @p isNew then.
+    std::shared_ptr<Platform::BusConnection> openConnection(bool* isNew = nullptr);
 
     QenLogHelper& m_log;
     const QString m_busAddress;
     const std::chrono::milliseconds m_replyLimit;
     mutable std::mutex m_mutex;
-    /// Name of the bus connection; empty while closed.
-    QString m_connectionName;
+    std::shared_ptr<Platform::BusConnection> m_XPCConnection;
     std::atomic<bool> m_isRefusing{false};
     Platform::SerialQueue m_queue;
 };

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <QString>
+#include "Paths.h"
 
 using namespace Qt::StringLiterals;
 
 /// Values that a deployment chooses: identifiers, service names, labels.
-namespace Platform::Deployment {
+namespace Deployment {
 
 inline const QString BundleIdentifier = u"com.qencloud.mav"_s;
 inline const QString TicketServiceName = u"com.qencloud.mav.TicketService"_s;
@@ -18,8 +18,18 @@ inline const QString NacRequestQueueLabel = BundleIdentifier + u".inac.https"_s;
 inline const QString NacCheckQueueLabel = BundleIdentifier + u".inac.check"_s;
 inline const QString CertificateQueueLabel = BundleIdentifier + u".certificates"_s;
 inline const QString ComplianceQueueLabel = BundleIdentifier + u".compliance"_s;
+inline const QString FileMonitorQueueLabel = BundleIdentifier + u".qen.ui.file.monitor"_s;
 inline const QString JoinDomainToolIdentifier = BundleIdentifier + u".JoinDomainTool"_s;
 /// Folder of the VPN component's logs under /Library/Logs.
 inline const QString VpnLogFolder = u"com.qencloud.zelvpn"_s;
 
-} // namespace Platform::Deployment
+/// The VPN component's executable inside the bundle.
+inline QString vpnExecutable() {
+    return Platform::Paths::applicationBundle() + u"/Contents/GWD/ZelVPN"_s;
+}
+/// The file of the user's settings.
+inline QString userDefaultsFile() {
+    return Platform::Paths::library() + u"/Preferences/"_s + BundleIdentifier + u".plist"_s;
+}
+
+} // namespace Deployment
