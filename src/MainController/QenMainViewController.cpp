@@ -5,6 +5,7 @@
 #include "ClientNotifications.h"
 #include "CustomMessageBox.h"
 #include "Deployment.h"
+#include "ForeignPicture.h"
 #include "IntegerValue.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
@@ -15,7 +16,6 @@
 #include "ui_QenMainViewController.h"
 
 #include <QFile>
-#include <QImageReader>
 
 using namespace Qt::StringLiterals;
 
@@ -27,19 +27,11 @@ constexpr int HighestLevel = 3;
 constexpr int StatusPictureSize = 48;
 constexpr int HiddenPictureSize = 96;
 constexpr qint64 LongestTips = 64 * 1024;
-constexpr int LargestMarkSide = 2048;
 enum ToolsState { ToolsShown = 0, ToolsHidden = 1 };
 
 QString readTips(const QString& agentState) {
     QFile file(agentState + u"/tips.txt"_s);
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.read(LongestTips)) : QString();
-}
-
-/// Null for a file that is missing, no picture, or larger than any mark.
-QImage readMark(const QString& agentState) {
-    QImageReader reader(agentState + u"/c_qen_mark@2x.png"_s);
-    const QSize size = reader.size();
-    return size.width() > LargestMarkSide || size.height() > LargestMarkSide ? QImage() : reader.read();
 }
 
 QColor edgeColor(int level) {
@@ -297,7 +289,7 @@ void QenMainViewController::updateTipsFromConfig() {
 
 void QenMainViewController::updateLogoFromConfig() {
     m_reader.async([this] {
-        onMain([line = m_tipsLine, mark = readMark(m_world.agentState)] {
+        onMain([line = m_tipsLine, mark = readForeignPicture(m_world.agentState + u"/c_qen_mark@2x.png"_s)] {
             if (line)
                 line->setMark(mark);
         });

@@ -2,13 +2,13 @@
 
 #include "ArchiveStore.h"
 #include "Files.h"
+#include "ForeignPicture.h"
 #include "ITDevice.h"
 #include "Paths.h"
 #include "PropertyList.h"
 #include "PropertyListLimits.h"
 
 #include <QFileInfo>
-#include <QImageReader>
 #include <QStringDecoder>
 
 using namespace Qt::StringLiterals;
@@ -40,7 +40,7 @@ bool decodes(const QString& path, Form form) {
     case Form::Text:
         return isText(path);
     case Form::Picture:
-        return QImageReader(path).canRead();
+        return !readForeignPicture(path).isNull();
     case Form::PropertyList:
         return isPropertyList(path);
     }
