@@ -74,7 +74,6 @@ ApplicationParts runningParts() {
 int runApplication(Platform::RunningApplications& running) {
     initMavResources();
     Platform::installStringTable();
-    QApplication::setApplicationDisplayName(u"Mav"_s);
     QApplication::setDesktopFileName(Platform::Deployment::BundleIdentifier);
     QApplication::setQuitOnLastWindowClosed(false);
 

@@ -88,7 +88,7 @@ QMenu::item:disabled { color: %hint%; background: transparent; }
 QMenu::separator { height: 1px; background: %line%; margin: 8px 0; }
 
 QListView { background: transparent; border: none; }
-#overviewTree, #detailTree, #checkRows, #toolsArea, #toolsGrid { background: transparent; border: none; }
+#overviewTree, #detailTree, #checkRows, #messageArea, #toolsArea, #toolsGrid { background: transparent; border: none; }
 #helpTopics::item, #trustListView::item { padding: 8px 12px; border-radius: %buttonRadius%px; color: %text%; }
 #helpTopics::item:hover, #trustListView::item:hover { background: %ground%; }
 #helpTopics::item:selected, #trustListView::item:selected { background: %tint%; color: %brandPressed%; }

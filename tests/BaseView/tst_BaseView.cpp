@@ -3,12 +3,17 @@
 #include "MavResources.h"
 #include "SpinnerButton.h"
 #include "Theme.h"
+#include "WrappableText.h"
 
 #include <QFocusFrame>
 #include <QLabel>
 #include <QLineEdit>
 #include <QRegularExpression>
+#include <QScreen>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QTest>
+#include <QTextDocument>
 #include <QToolButton>
 #include <QVBoxLayout>
 
@@ -156,6 +161,53 @@ private Q_SLOTS:
         // A word without end wraps instead of being cut.
         QVERIFY(label->minimumSizeHint().width() < Theme::BoxWidth);
         QVERIFY(box.findChild<QPushButton*>(u"firstButton"_s)->isHidden());
+    }
+
+    void boxFitsItsScreen_data() {
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<bool>("scrolls");
+        QTest::newRow("short") << u"连接失败"_s << false;
+        QTest::newRow("a few lines") << u"连接管理服务器失败，请检查网络。"_s.repeated(6) << false;
+        QTest::newRow("3,000 signs") << QString(3000, QChar(0x5de5)) << true;
+        QTest::newRow("lines") << u"line\n"_s.repeated(300) << true;
+        QTest::newRow("more than anybody reads") << QString(1000000, u'w') << true;
+    }
+    void boxFitsItsScreen() {
+        QFETCH(QString, message);
+        QFETCH(bool, scrolls);
+        QWidget window;
+        window.setGeometry(3000, 3000, 960, 640);
+        window.show();
+        auto* box = new CustomMessageBox(&window);
+        box->setTitle(u"提醒"_s, message, CustomMessageBox::BoxStyle::Warning, u"确定"_s, {});
+        box->attach();
+        QVERIFY(QTest::qWaitForWindowActive(box));
+        QVERIFY(box->screen()->availableGeometry().contains(box->geometry()));
+        QCOMPARE(box->windowTitle(), u"提醒"_s);
+        const auto* button = box->findChild<QPushButton*>(u"firstButton"_s);
+        const auto* area = box->findChild<QScrollArea*>(u"messageArea"_s);
+        QVERIFY(button && area);
+        QVERIFY(box->rect().contains(QRect(button->mapTo(box, QPoint()), button->size())));
+        QVERIFY(box->accessibleDescription().size() <= 400);
+        QCOMPARE(area->verticalScrollBar()->maximum() > 0, scrolls);
+        QCOMPARE(area->focusPolicy() == Qt::TabFocus, scrolls);
+        QTest::keyClick(box, Qt::Key_PageDown);
+        QCOMPARE(area->verticalScrollBar()->value() > 0, scrolls);
+        box->close();
+    }
+
+    void textsOfOthers() {
+        QCOMPARE(shortened(u"会议"_s), u"会议"_s);
+        QCOMPARE(shortened(u"abcdefghij"_s, 10), u"abcdefghij"_s);
+        QCOMPARE(shortened(u"abcdefghijk"_s, 10), u"abcde…hijk"_s);
+        // A sign of two units stays whole or goes.
+        const QString pairs = u"😀"_s.repeated(20);
+        for (const qsizetype longest : {8, 9, 10, 11})
+            QVERIFY(shortened(pairs, longest).isValidUtf16() && shortened(pairs, longest).size() <= longest);
+        QTextDocument tip;
+        tip.setHtml(toolTipText(u"Q&A <b>&amp;"_s));
+        QCOMPARE(tip.toPlainText(), u"Q&A <b>&amp;"_s);
+        QVERIFY(toolTipText(QString(100000, u'<')).size() < 2000);
     }
 
     void fieldTellsItsErrorAndItsSecret() {

@@ -89,6 +89,12 @@ private Q_SLOTS:
             << empty << false
             << ToolOpening{Action::TellMissing, {}, {}, u"未安装应用【会议】，请自行下载安装该软件"_s};
     }
+    void aLongNameLeavesTheSentenceItsEnd() {
+        const QenToolModel tool =
+            QenToolModel::initWithDictionary(QVariantMap{{"appname", QString(5000, QChar(0x5de5))}}).value();
+        const QString message = toolOpening(tool, false).message;
+        QVERIFY2(message.size() < 100 && message.endsWith(u"】，请自行下载安装该软件"), qPrintable(message));
+    }
     void opening() {
         QFETCH(QVariantMap, tool);
         QFETCH(bool, isInstalled);
