@@ -102,6 +102,11 @@ QColor color(Color name) {
     return {};
 }
 
+QColor tone(size_t index) {
+    constexpr QRgb Tones[] = {0x2468F2, 0x0E7F57, 0xB4500B, 0x6B4BD8, 0x0B7A9C, 0xB83280, 0x5B6577, 0x8A6A00};
+    return QColor(Tones[index % std::size(Tones)]);
+}
+
 QFont font(TextSize size) {
     QFont font(QFontDatabase::systemFont(QFontDatabase::GeneralFont));
     // The Simplified Chinese cut by name: the bare fallback of a foreign locale would draw Japanese forms.

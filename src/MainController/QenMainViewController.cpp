@@ -105,6 +105,7 @@ void QenMainViewController::setUpPages() {
     connect(m_ui->joinDomainBtn, &QPushButton::clicked, &m_joinDomain, &JoinDomainAction::tapDomainBtn);
     connect(&m_joinDomain, &JoinDomainAction::joiningChanged, m_ui->joinDomainBtn, &SpinnerButton::setBusy);
     connect(m_ui->applistButton, &QPushButton::clicked, this, &QenMainViewController::applistButtonDidClicked);
+    m_ui->toolsView->setWorkspace(m_world.workspace);
     m_ui->toolsView->setCompletion([this](const QenToolModel& tool) { m_toolOpener.open(tool, window()); });
     m_ui->toolsHiddenPicture->setPixmap(
         Theme::picture(u"empty"_s, {HiddenPictureSize, HiddenPictureSize}, devicePixelRatioF()));
@@ -243,7 +244,8 @@ void QenMainViewController::loadToolsView(const QVariant& object) {
 }
 
 void QenMainViewController::updateToolsViewWithLogintype(qint64 loginType) {
-    const QList<QenToolModel> models = toolModels(m_world.login.AppMgrList());
+    const QList<QenToolModel> models =
+        toolModels(m_world.login.AppMgrList(), [this](const QString& line) { m_world.log.writeLog(line); });
     // A domain session has no ticket, so nothing ever confirms it.
     const bool isConfirmed = m_world.login.isCheckAndShow() || m_world.login.isDomainAutoLogin();
     const Tools tools{toolsLook(loginType, isConfirmed), models};
