@@ -83,14 +83,21 @@ void CustomMessageBox::fitHeight() {
     // The texts wrap by the fonts that the style sheet gives them, which it does only when it must.
     for (QWidget* child : findChildren<QWidget*>())
         child->ensurePolished();
-    m_ui->messageArea->setFixedHeight(0);
-    layout()->activate();
-    setFixedHeight(layout()->totalMinimumSize().height());
+    const int others = heightWithMessage(0);
+    // Widgets that were never shown are not laid out by their windows.
+    m_ui->groundLayout->setGeometry({0, 0, Theme::BoxWidth, others});
     const int wanted = m_ui->messageLabel->heightForWidth(m_ui->messageArea->width());
-    const int room = screen()->availableGeometry().height() * LargestPercent / 100 - height();
-    m_ui->messageArea->setFixedHeight(std::min(wanted, room));
+    const int room = screen()->availableGeometry().height() * LargestPercent / 100 - others;
+    setFixedHeight(heightWithMessage(std::min(wanted, room)));
     m_ui->messageArea->setFocusPolicy(wanted > room ? Qt::TabFocus : Qt::NoFocus);
-    setFixedHeight(layout()->totalMinimumSize().height());
+}
+
+int CustomMessageBox::heightWithMessage(int messageHeight) {
+    m_ui->messageArea->setFixedHeight(messageHeight);
+    // From the inside out: each tells the one around it only then.
+    m_ui->groundLayout->activate();
+    layout()->activate();
+    return layout()->totalMinimumSize().height();
 }
 
 void CustomMessageBox::setCompletion(std::function<void(int)> completion) {

@@ -41,6 +41,7 @@ protected:
 private:
     void finish(int button);
     void fitHeight();
+    int heightWithMessage(int messageHeight);
 
     std::unique_ptr<Ui::CustomMessageBox> m_ui;
     QString m_message;

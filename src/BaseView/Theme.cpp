@@ -94,6 +94,8 @@ QColor color(Color name) {
         return QColor(0xEC, 0xF2, 0xFE);
     case Color::Safe:
         return QColor(0x17, 0xA6, 0x73);
+    case Color::SafeText:
+        return QColor(0x0E, 0x7F, 0x57);
     case Color::Attention:
         return QColor(0xF4, 0x6F, 0x16);
     case Color::Danger:

@@ -29,6 +29,7 @@ enum class Color {
     BrandDisabled,
     BrandTint,
     Safe,
+    SafeText,
     Attention,
     Danger
 };

@@ -31,7 +31,8 @@ QLabel[textRole="heading"] { font-size: %heading%px; font-weight: 500; }
 QLabel[textRole="page"] { font-size: %page%px; font-weight: 500; }
 QLabel[textRole="state"] { font-size: %state%px; font-weight: 500; }
 QLabel[textRole="warn"] { color: %attention%; }
-QLabel[textRole="safe"] { color: %safe%; }
+QLabel[textRole="safe"] { color: %safeText%; }
+QLabel[textRole="failed"] { color: %danger%; }
 QLabel[textRole="error"] { font-size: %note%px; color: %danger%; }
 
 QLineEdit { background: %card%; border: 1px solid %line%; border-radius: %cardRadius%px; padding: 0 11px;
@@ -118,7 +119,7 @@ QString styleSheet() {
         {u"brandPressed"_s, color(Color::BrandPressed).name()},
         {u"brandDisabled"_s, color(Color::BrandDisabled).name()},
         {u"tint"_s, color(Color::BrandTint).name()},
-        {u"safe"_s, color(Color::Safe).name()},
+        {u"safeText"_s, color(Color::SafeText).name()},
         {u"attention"_s, color(Color::Attention).name()},
         {u"danger"_s, color(Color::Danger).name()},
         {u"note"_s, pixels(TextSize::Note)},

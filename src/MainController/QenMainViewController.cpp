@@ -143,6 +143,8 @@ void QenMainViewController::followRound() {
 
 void QenMainViewController::roundStarted() {
     setReCheckEnabled(false);
+    for (CheckTreeView* tree : {m_ui->overviewTree, m_ui->detailTree})
+        tree->reload();
     m_ui->stateLab->setText(CheckLook::Checking);
     m_ui->smallStateLab->setText(CheckLook::Checking);
     m_ui->detailStateLab->setText(CheckLook::Checking);
@@ -152,6 +154,8 @@ void QenMainViewController::roundStarted() {
 }
 
 void QenMainViewController::roundStalled() {
+    for (CheckTreeView* tree : {m_ui->overviewTree, m_ui->detailTree})
+        tree->endRunning();
     // It will never be complete, which must not lock the person out of the next one.
     m_ui->countLab->setText(u"部分检测项没有结果，请重新检测"_s);
     setRoundRunning(false);

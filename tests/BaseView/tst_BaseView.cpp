@@ -65,6 +65,7 @@ private Q_SLOTS:
         row("second text on card", Color::SecondText, Color::Card);
         row("second text on ground", Color::SecondText, Color::Ground);
         row("error on card", Color::Danger, Color::Card);
+        row("good result on card", Color::SafeText, Color::Card);
         row("primary button", Color::Card, Color::Brand);
         row("text button", Color::Brand, Color::Card);
         row("chosen menu item", Color::BrandPressed, Color::BrandTint);
@@ -80,7 +81,8 @@ private Q_SLOTS:
         QTest::addColumn<QString>("name");
         for (const char* name :
             {"mark", "Mav_status_icon", "Mav-icon", "Mav-gray", "eye-open", "eye-closed", "menu", "spinner", "avatar",
-                "computer", "AppIcon", "empty", "back", "mail", "alert", "info", "question", "notice"})
+                "computer", "AppIcon", "empty", "back", "mail", "alert", "info", "question", "notice", "outcome_passed",
+                "outcome_failed", "outcome_unknown", "outcome_running", "tools/mail", "tools/code"})
             QTest::newRow(name) << QString::fromLatin1(name);
     }
     void picturesAreDrawn() {
@@ -190,6 +192,7 @@ private Q_SLOTS:
         QVERIFY(box->rect().contains(QRect(button->mapTo(box, QPoint()), button->size())));
         QVERIFY(box->accessibleDescription().size() <= 400);
         QCOMPARE(area->verticalScrollBar()->maximum() > 0, scrolls);
+        QCOMPARE(box->height() > box->screen()->availableGeometry().height() * 3 / 4, scrolls);
         QCOMPARE(area->focusPolicy() == Qt::TabFocus, scrolls);
         QTest::keyClick(box, Qt::Key_PageDown);
         QCOMPARE(area->verticalScrollBar()->value() > 0, scrolls);

@@ -36,8 +36,8 @@ QStringList nameLines(const QString& name, const QFont& font, int width) {
             break;
         line.setLineWidth(width);
         const bool isLast = lines.size() == NameLines - 1;
-        lines.append(isLast ? metrics.elidedText(drawn.mid(line.textStart()), Qt::ElideRight, width)
-                            : drawn.mid(line.textStart(), line.textLength()));
+        const QString text = drawn.mid(line.textStart(), isLast ? -1 : line.textLength()).trimmed();
+        lines.append(isLast ? metrics.elidedText(text, Qt::ElideRight, width) : text);
     }
     layout.endLayout();
     return lines;
@@ -91,7 +91,7 @@ void QenToolCell::keyPressEvent(QKeyEvent* event) {
 bool QenToolCell::event(QEvent* event) {
     if (event->type() != QEvent::ToolTip)
         return QAbstractButton::event(event);
-    const bool isCut = m_lines.join(QString()) != m_model.appName;
+    const bool isCut = m_lines.join(QString()).remove(u' ') != QString(m_model.appName).remove(u' ');
     QToolTip::showText(
         static_cast<QHelpEvent*>(event)->globalPos(), isCut ? toolTipText(m_model.appName) : QString(), this);
     return true;

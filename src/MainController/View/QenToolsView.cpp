@@ -69,8 +69,11 @@ QWidget* QenToolsView::makeTilesPage() {
     auto* layout = new QVBoxLayout(page);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(Theme::Space12);
-    layout->addWidget(m_search);
-    layout->addWidget(m_nothingFound);
+    auto* head = new QVBoxLayout;
+    head->setContentsMargins(ToolGrid::Edge, ToolGrid::Edge, ToolGrid::Edge, 0);
+    head->addWidget(m_search);
+    head->addWidget(m_nothingFound);
+    layout->addLayout(head);
     layout->addWidget(m_area, 1);
     return page;
 }

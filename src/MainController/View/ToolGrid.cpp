@@ -1,7 +1,6 @@
 #include "ToolGrid.h"
 
 #include "QenToolCell.h"
-#include "Theme.h"
 #include "ToolNames.h"
 #include "ToolPictures.h"
 
@@ -13,8 +12,6 @@ namespace {
 
 constexpr int LeastGap = Theme::Space8;
 constexpr int LargestGap = Theme::Space32;
-/// Around the tiles, for the focus ring.
-constexpr int Edge = Theme::FocusRingGap + Theme::FocusRingWidth;
 /// Leaves the rest of a frame to whatever else it needs.
 constexpr int WorkMilliseconds = 5;
 /// After that pause typing begins a new word.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "QenToolModel.h"
+#include "Theme.h"
 
 #include <QElapsedTimer>
 #include <QTimer>
@@ -20,6 +21,8 @@ public:
     static constexpr int TilesPerRow = 6;
     /// The tag of the first tile.
     static constexpr int FirstTag = 100;
+    /// Around the tiles, for the focus ring.
+    static constexpr int Edge = Theme::FocusRingGap + Theme::FocusRingWidth;
 
     /// @param pictures  must outlive the tiles
     /// @param before  of the same window; the tiles come behind it in the Tab order
