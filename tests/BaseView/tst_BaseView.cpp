@@ -263,6 +263,19 @@ private Q_SLOTS:
         QCOMPARE(presses, 1);
     }
 
+    void reducedMotionStandsStill() {
+        SpinnerButton button;
+        button.show();
+        qputenv("MAV_REDUCED_MOTION", "1");
+        button.setBusy(true);
+        QVERIFY(!button.isTurning());
+        button.setBusy(false);
+        qputenv("MAV_REDUCED_MOTION", "0");
+        button.setBusy(true);
+        QVERIFY(button.isTurning());
+        qunsetenv("MAV_REDUCED_MOTION");
+    }
+
     void focusRingFollowsTheKeyboard() {
         QWidget window;
         auto* layout = new QVBoxLayout(&window);

@@ -66,11 +66,17 @@ QenHelpWebWindowController::QenHelpWebWindowController(QWidget* parent)
     auto* sideLayout = new QHBoxLayout(side);
     sideLayout->setContentsMargins(Theme::Space12, Theme::Space16, Theme::Space12, Theme::Space16);
     sideLayout->addWidget(m_topics);
+    auto* ground = new QFrame(this);
+    ground->setObjectName(u"boxGround"_s);
+    auto* groundLayout = new QHBoxLayout(ground);
+    // For the focus ring.
+    groundLayout->setContentsMargins(Theme::Space4, Theme::Space4, Theme::Space4, Theme::Space4);
+    groundLayout->addWidget(m_page);
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
     layout->addWidget(side);
-    layout->addWidget(m_page, 1);
+    layout->addWidget(ground, 1);
     addTopics();
     connect(m_topics, &QListWidget::currentRowChanged, this, &QenHelpWebWindowController::showTopic);
 }
