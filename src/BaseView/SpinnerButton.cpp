@@ -15,7 +15,7 @@ void SpinnerButton::setBusy(bool busy) {
         return;
     m_busy = busy;
     setMinimumWidth(busy ? width() : 0);
-    setAccessibleDescription(busy ? u"请稍候"_s : QString());
+    setAccessibleDescription(busy ? qtTrId("PleaseWait") : QString());
     if (busy)
         m_hadFocus = hasFocus();
     setEnabled(!busy);

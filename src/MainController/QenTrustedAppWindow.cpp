@@ -37,7 +37,7 @@ QenTrustedAppWindow::QenTrustedAppWindow(QenCloudLoginHelper& login, QWidget* pa
       m_reader(Platform::Deployment::BundleIdentifier + u".trustedapps"_s) {
     m_ui->setupUi(this);
     setWindowModality(Qt::WindowModal);
-    setAccessibleName(u"可用应用"_s);
+    setAccessibleName(qtTrId("AvailableApplications"));
     m_ui->emptyPicture->setPixmap(
         Theme::picture(u"empty"_s, {EmptyPictureSize, EmptyPictureSize}, devicePixelRatioF()));
     m_ui->trustListView->setIconSize({Theme::Space24, Theme::Space24});

@@ -15,6 +15,7 @@
 #include <QTest>
 #include <QTextDocument>
 #include <QToolButton>
+#include <QTranslator>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -45,6 +46,7 @@ class tst_BaseView : public QObject {
 private Q_SLOTS:
     void initTestCase() {
         initMavResources();
+        QVERIFY(m_texts.load(u":/i18n/mav_zh_CN.qm"_s) && QCoreApplication::installTranslator(&m_texts));
         Theme::apply(*qApp);
     }
 
@@ -295,6 +297,9 @@ private Q_SLOTS:
             QVERIFY(QRect(ring->mapTo(&window, QPoint()), ring->size()).contains(control.adjusted(-3, -3, 3, 3)));
         }
     }
+
+private:
+    QTranslator m_texts;
 };
 
 QTEST_MAIN(tst_BaseView)

@@ -7,6 +7,7 @@
 #include <QLabel>
 #include <QTest>
 #include <QToolButton>
+#include <QTranslator>
 
 using namespace Qt::StringLiterals;
 
@@ -39,6 +40,7 @@ class tst_CheckRows : public QObject {
 private Q_SLOTS:
     void initTestCase() {
         initMavResources();
+        QVERIFY(m_texts.load(u":/i18n/mav_zh_CN.qm"_s) && QCoreApplication::installTranslator(&m_texts));
         Theme::apply(*qApp);
     }
 
@@ -123,6 +125,9 @@ private Q_SLOTS:
         view.setNodes({std::make_shared<QenRootModel>(u"安全"_s, std::vector{makeCheck("disk")})});
         QVERIFY(shownText(view, "nothingToCheckLab").isEmpty());
     }
+
+private:
+    QTranslator m_texts;
 };
 
 QTEST_MAIN(tst_CheckRows)

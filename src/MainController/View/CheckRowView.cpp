@@ -29,13 +29,13 @@ Look lookOf(QenCheckModel::Outcome outcome) {
     case Outcome::Passed:
         return {u"outcome_passed"_s, Theme::Color::SafeText, u"safe"_s, u"正常"_s};
     case Outcome::Failed:
-        return {u"outcome_failed"_s, Theme::Color::Danger, u"failed"_s, u"未通过"_s};
+        return {u"outcome_failed"_s, Theme::Color::Danger, u"failed"_s, qtTrId("CheckFailed")};
     case Outcome::Unknown:
-        return {u"outcome_unknown"_s, Theme::Color::SecondText, u"second"_s, u"无法确定"_s};
+        return {u"outcome_unknown"_s, Theme::Color::SecondText, u"second"_s, qtTrId("CheckUnknown")};
     case Outcome::Running:
         break;
     }
-    return {u"outcome_running"_s, Theme::Color::Brand, u"second"_s, u"检测中"_s};
+    return {u"outcome_running"_s, Theme::Color::Brand, u"second"_s, qtTrId("CheckRunning")};
 }
 
 } // namespace
@@ -90,8 +90,8 @@ HoverPictureButton* CheckRowView::makeRepair() {
     auto* button = new HoverPictureButton(this);
     button->setObjectName(u"repairBtn"_s);
     button->setProperty("kind", u"textTool"_s);
-    button->setText(u"修复"_s);
-    button->setToolTip(u"查看如何修复"_s);
+    button->setText(qtTrId("Repair"));
+    button->setToolTip(qtTrId("RepairTip"));
     button->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     button->setIconSize({Theme::SmallIconSize, Theme::SmallIconSize});
     button->setPictures(u"repairBtn"_s, u"repairBtn_hover"_s);
@@ -116,7 +116,7 @@ void CheckRowView::show(const QenCheckModel& check) {
     m_detail->setText(note.isEmpty() ? check.detail() : note);
     m_detail->setVisible(!m_detail->text().isEmpty());
     m_keyword = check.keyword();
-    m_repair->setAccessibleName(u"修复 %1"_s.arg(check.title()));
+    m_repair->setAccessibleName(qtTrId("RepairNamed").arg(check.title()));
     showOutcome(check);
 }
 
@@ -147,8 +147,8 @@ void CheckRowView::setState(const QString& text, const QString& role) {
 
 void CheckRowView::setFolded(bool isFolded) {
     m_fold->setArrowType(isFolded ? Qt::RightArrow : Qt::DownArrow);
-    m_fold->setAccessibleName((isFolded ? u"展开 %1"_s : u"收起 %1"_s).arg(m_title->text()));
-    m_fold->setToolTip(isFolded ? u"展开"_s : u"收起"_s);
+    m_fold->setAccessibleName((isFolded ? qtTrId("UnfoldNamed") : qtTrId("FoldNamed")).arg(m_title->text()));
+    m_fold->setToolTip(isFolded ? qtTrId("Unfold") : qtTrId("Fold"));
 }
 
 void CheckRowView::mousePressEvent(QMouseEvent*) {

@@ -43,7 +43,7 @@ CheckTreeView::Category CheckTreeView::makeCategory(const QenRootModelPointer& n
         layout->addWidget(category.checkRows.back());
     }
     if (node->leafArr().empty()) {
-        auto* note = new QLabel(u"组织没有下发检测要求，目前没有可检测的项目"_s);
+        auto* note = new QLabel(qtTrId("NothingToCheck"));
         note->setObjectName(u"nothingToCheckLab"_s);
         note->setProperty("textRole", u"note"_s);
         layout->setContentsMargins(Theme::Space32 + Theme::Space8, Theme::Space16, Theme::Space16, Theme::Space16);

@@ -45,19 +45,19 @@ QenToolsView::QenToolsView(QWidget* parent)
 
 QWidget* QenToolsView::makeTilesPage() {
     m_search->setObjectName(u"toolSearch"_s);
-    m_search->setPlaceholderText(u"搜索名称或拼音首字母"_s);
-    m_search->setAccessibleName(u"搜索办公工具"_s);
+    m_search->setPlaceholderText(qtTrId("SearchToolsHint"));
+    m_search->setAccessibleName(qtTrId("SearchTools"));
     m_search->setMaxLength(LongestSearch);
     m_search->setMaximumWidth(SearchWidth);
     m_search->setClearButtonEnabled(true);
     m_search->installEventFilter(this);
     m_search->hide();
     m_nothingFound->setObjectName(u"nothingFoundLab"_s);
-    m_nothingFound->setText(u"没有符合的办公工具"_s);
+    m_nothingFound->setText(qtTrId("NoToolFound"));
     m_nothingFound->setProperty("textRole", u"second"_s);
     m_nothingFound->hide();
     m_area->setObjectName(u"toolsArea"_s);
-    m_area->setAccessibleName(u"办公工具"_s);
+    m_area->setAccessibleName(qtTrId("OfficeTools"));
     m_grid->setObjectName(u"toolsGrid"_s);
     m_area->setFrameShape(QFrame::NoFrame);
     m_area->setFocusPolicy(Qt::NoFocus);

@@ -1,6 +1,5 @@
 #include "ToolPictures.h"
 
-#include "Deployment.h"
 #include "ForeignPicture.h"
 #include "IconFile.h"
 #include "Theme.h"
@@ -68,8 +67,7 @@ QString firstSign(const QString& name) {
 } // namespace
 
 ToolPictures::ToolPictures(QStringList dataFolders, QObject* parent)
-    : QObject(parent), m_dataFolders(std::move(dataFolders)), m_icons(MostIcons),
-      m_reader(Platform::Deployment::BundleIdentifier + u".toolpictures"_s) {}
+    : QObject(parent), m_dataFolders(std::move(dataFolders)), m_icons(MostIcons), m_reader(u"tool pictures"_s) {}
 
 ToolPictures::~ToolPictures() = default;
 
