@@ -1,14 +1,18 @@
 #include "FocusRing.h"
 
+#include <QAbstractButton>
+#include <QAbstractScrollArea>
 #include <QApplication>
 #include <QFocusFrame>
+#include <QLineEdit>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
 bool wantsRing(const QWidget* widget) {
-    return !widget->isWindow() && widget->focusPolicy() != Qt::NoFocus;
+    return qobject_cast<const QAbstractButton*>(widget) || qobject_cast<const QLineEdit*>(widget) ||
+        qobject_cast<const QAbstractScrollArea*>(widget);
 }
 
 } // namespace
