@@ -263,5 +263,97 @@
         <source></source>
         <translation>无法连接本机代理服务。</translation>
     </message>
+    <message id="HideSecret">
+        <source></source>
+        <translation>隐藏密码</translation>
+    </message>
+    <message id="ShowSecret">
+        <source></source>
+        <translation>显示密码</translation>
+    </message>
+    <message id="PleaseWait">
+        <source></source>
+        <translation>请稍候</translation>
+    </message>
+    <message id="CheckFailed">
+        <source></source>
+        <translation>未通过</translation>
+    </message>
+    <message id="CheckUnknown">
+        <source></source>
+        <translation>无法确定</translation>
+    </message>
+    <message id="CheckRunning">
+        <source></source>
+        <translation>检测中</translation>
+    </message>
+    <message id="Repair">
+        <source></source>
+        <translation>修复</translation>
+    </message>
+    <message id="RepairTip">
+        <source></source>
+        <translation>查看如何修复</translation>
+    </message>
+    <message id="RepairNamed">
+        <source></source>
+        <translation>修复 %1</translation>
+    </message>
+    <message id="UnfoldNamed">
+        <source></source>
+        <translation>展开 %1</translation>
+    </message>
+    <message id="FoldNamed">
+        <source></source>
+        <translation>收起 %1</translation>
+    </message>
+    <message id="Unfold">
+        <source></source>
+        <translation>展开</translation>
+    </message>
+    <message id="Fold">
+        <source></source>
+        <translation>收起</translation>
+    </message>
+    <message id="NothingToCheck">
+        <source></source>
+        <translation>组织没有下发检测要求，目前没有可检测的项目</translation>
+    </message>
+    <message id="SearchToolsHint">
+        <source></source>
+        <translation>搜索名称或拼音首字母</translation>
+    </message>
+    <message id="SearchTools">
+        <source></source>
+        <translation>搜索办公工具</translation>
+    </message>
+    <message id="NoToolFound">
+        <source></source>
+        <translation>没有符合的办公工具</translation>
+    </message>
+    <message id="OfficeTools">
+        <source></source>
+        <translation>办公工具</translation>
+    </message>
+    <message id="OrganisationMark">
+        <source></source>
+        <translation>组织标志</translation>
+    </message>
+    <message id="AboutMav">
+        <source></source>
+        <translation>关于 Mav</translation>
+    </message>
+    <message id="VersionNamed">
+        <source></source>
+        <translation>版本 %1</translation>
+    </message>
+    <message id="BuildNamed">
+        <source></source>
+        <translation>构建 %1</translation>
+    </message>
+    <message id="AvailableApplications">
+        <source></source>
+        <translation>可用应用</translation>
+    </message>
 </context>
 </TS>

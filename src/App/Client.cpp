@@ -79,7 +79,7 @@ Client::Client(const ClientPlaces& where)
       server(accounts), ticketService(log), agentLink(places.agentState + u'/' + StateFiles::VindorPort),
       vpn({.tasks = TaskHelper::sharedInstance(), .executable = places.vpnExecutable, .agent = &agentLink}),
       state(places.userState), agent(places.agentState),
-      nacServer(config, log, [] { return bundledFile(u"client"_s, u"p12"_s); }), nac({.network = nacServer,
+      nacServer(config, log, [] { return bundledFile(u"client"_s, u"p12"_s); }), certificates(Deployment::CertificateQueueLabel), nac({.network = nacServer,
                                                                                      .log = log,
                                                                                      .certificates = certificates,
                                                                                      .userState = places.userState,

@@ -67,7 +67,6 @@ ApplicationParts runningParts(Client& client, AppDelegate*& delegate) {
 int runApplication(Client& client, Platform::RunningApplications& running, Platform::BusConnection& bus) {
     initMavResources();
     installStringTable();
-    QApplication::setApplicationDisplayName(u"Mav"_s);
     QApplication::setDesktopFileName(Deployment::BundleIdentifier);
     QApplication::setQuitOnLastWindowClosed(false);
 

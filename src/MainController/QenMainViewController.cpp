@@ -4,6 +4,7 @@
 #include "ClientNotifications.h"
 #include "CustomMessageBox.h"
 #include "Deployment.h"
+#include "ForeignPicture.h"
 #include "IntegerValue.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
@@ -15,7 +16,6 @@
 #include "ui_QenMainViewController.h"
 
 #include <QFile>
-#include <QImageReader>
 
 using namespace Qt::StringLiterals;
 
@@ -27,19 +27,11 @@ constexpr int HighestLevel = 3;
 constexpr int StatusPictureSize = 48;
 constexpr int HiddenPictureSize = 96;
 constexpr qint64 LongestTips = 64 * 1024;
-constexpr int LargestMarkSide = 2048;
 enum ToolsState { ToolsShown = 0, ToolsHidden = 1 };
 
 QString readTips(const QString& agentState) {
     QFile file(agentState + u'/' + StateFiles::Tips);
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.read(LongestTips)) : QString();
-}
-
-/// Null for a file that is missing, no picture, or larger than any mark.
-QImage readMark(const QString& agentState) {
-    QImageReader reader(agentState + u'/' + StateFiles::MarkImage);
-    const QSize size = reader.size();
-    return size.width() > LargestMarkSide || size.height() > LargestMarkSide ? QImage() : reader.read();
 }
 
 QColor edgeColor(int level) {
@@ -109,6 +101,7 @@ void QenMainViewController::setUpPages() {
     connect(m_ui->joinDomainBtn, &QPushButton::clicked, &m_joinDomain, &JoinDomainAction::tapDomainBtn);
     connect(&m_joinDomain, &JoinDomainAction::joiningChanged, m_ui->joinDomainBtn, &SpinnerButton::setBusy);
     connect(m_ui->applistButton, &QPushButton::clicked, this, &QenMainViewController::applistButtonDidClicked);
+    m_ui->toolsView->setWorkspace(m_world.workspace);
     m_ui->toolsView->setCompletion([this](const QenToolModel& tool) { m_toolOpener.open(tool, window()); });
     m_ui->toolsHiddenPicture->setPixmap(
         Theme::picture(u"empty"_s, {HiddenPictureSize, HiddenPictureSize}, devicePixelRatioF()));
@@ -146,6 +139,8 @@ void QenMainViewController::followRound() {
 
 void QenMainViewController::roundStarted() {
     setReCheckEnabled(false);
+    for (CheckTreeView* tree : {m_ui->overviewTree, m_ui->detailTree})
+        tree->reload();
     m_ui->stateLab->setText(CheckLook::Checking);
     m_ui->smallStateLab->setText(CheckLook::Checking);
     m_ui->detailStateLab->setText(CheckLook::Checking);
@@ -155,6 +150,8 @@ void QenMainViewController::roundStarted() {
 }
 
 void QenMainViewController::roundStalled() {
+    for (CheckTreeView* tree : {m_ui->overviewTree, m_ui->detailTree})
+        tree->endRunning();
     // It will never be complete, which must not lock the person out of the next one.
     m_ui->countLab->setText(u"部分检测项没有结果，请重新检测"_s);
     setRoundRunning(false);
@@ -247,7 +244,8 @@ void QenMainViewController::loadToolsView(const QVariant& object) {
 }
 
 void QenMainViewController::updateToolsViewWithLogintype(qint64 loginType) {
-    const QList<QenToolModel> models = toolModels(m_world.login.AppMgrList());
+    const QList<QenToolModel> models =
+        toolModels(m_world.login.AppMgrList(), [this](const QString& line) { m_world.log.writeLog(line); });
     const SessionModel session = m_world.login.session().current();
     // A domain session has no ticket, so nothing ever confirms it.
     const bool isConfirmed = session.isConfirmed || session.state() == SessionState::Domain;
@@ -294,7 +292,7 @@ void QenMainViewController::updateTipsFromConfig() {
 
 void QenMainViewController::updateLogoFromConfig() {
     m_reader.async([this] {
-        m_answers.async([line = m_tipsLine, mark = readMark(m_world.agentState)] {
+        m_answers.async([line = m_tipsLine, mark = readForeignPicture(m_world.agentState + u'/' + StateFiles::MarkImage)] {
             if (line)
                 line->setMark(mark);
         });

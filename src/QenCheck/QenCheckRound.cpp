@@ -57,6 +57,12 @@ void QenCheckRound::startCheck() {
     m_isChecking = true;
     m_hadCheckedCount = 0;
     m_warnCount = 0;
+    for (const QenRootModelPointer& node : m_dataSource) {
+        for (const QenCheckModelPointer& check : node->leafArr()) {
+            check->setOutcome(QenCheckModel::Outcome::Running);
+            check->setNote({});
+        }
+    }
     Q_EMIT roundStarted();
     m_checkQueue.async([this, nodes = m_dataSource, pass = ++m_pass] { runPass(nodes, pass); });
 }
@@ -112,7 +118,10 @@ void QenCheckRound::checkStateChangeWithNotification(const Platform::Notificatio
         changeUIWithWarnLevel(CheckLook::levelFor(m_warnCount));
 }
 
-void QenCheckRound::countResult(int row, QenRootModel& node, const QenCheckModel& check) {
+void QenCheckRound::countResult(int row, QenRootModel& node, QenCheckModel& check) {
+    using Outcome = QenCheckModel::Outcome;
+    if (check.outcome() == Outcome::Running)
+        check.setOutcome(check.isWarn() ? Outcome::Failed : Outcome::Passed);
     if (check.isWarn()) {
         node.setRepairNum(node.repairNum() + 1);
         node.setIsWarn(true);

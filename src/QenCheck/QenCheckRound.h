@@ -81,7 +81,7 @@ Q_SIGNALS:
 private:
     RequiredChecks policy() const;
     void runPass(const std::vector<QenRootModelPointer>& nodes, int pass);
-    void countResult(int row, QenRootModel& node, const QenCheckModel& check);
+    void countResult(int row, QenRootModel& node, QenCheckModel& check);
 
     const World m_world;
     std::vector<QenRootModelPointer> m_dataSource;

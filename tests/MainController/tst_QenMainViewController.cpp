@@ -378,12 +378,19 @@ private Q_SLOTS:
         QCOMPARE(find<QLabel>(line, "tipsLab")->text(), u"今晚升级"_s);
         auto* mark = find<QLabel>(line, "organisationMark");
         QVERIFY(mark->isHidden());
-        QImage image(400, 40, QImage::Format_RGB32);
-        image.fill(Qt::red);
-        QVERIFY(image.save(fixture.world.folder.agent() + u"/c_qen_mark@2x.png"_s));
-        fixture.world.center.post(ClientNotification::Logo);
-        QTRY_VERIFY(!mark->isHidden());
-        QCOMPARE(mark->pixmap().deviceIndependentSize(), QSizeF(120, 12));
+        // Logos are mostly drawn with few colours; scaled as they are, at twice their size, they end the program.
+        QColor colour(Qt::red);
+        for (const QImage::Format format : {QImage::Format_RGB32, QImage::Format_Indexed8, QImage::Format_Mono}) {
+            colour = colour.darker();
+            QImage image(200, 40, format);
+            if (format != QImage::Format_RGB32)
+                image.setColorTable({colour.rgb(), colour.rgb()});
+            image.fill(format == QImage::Format_RGB32 ? colour.rgb() : 1U);
+            QVERIFY(image.save(fixture.world.folder.agent() + u"/c_qen_mark@2x.png"_s));
+            fixture.world.center.post(ClientNotification::Logo);
+            QTRY_VERIFY(!mark->isHidden() && mark->pixmap().toImage().pixel(50, 10) == colour.rgb());
+            QCOMPARE(mark->pixmap().deviceIndependentSize(), QSizeF(100, 20));
+        }
     }
 
     void changedNetworkAccessIsFollowed_data() {

@@ -2,6 +2,7 @@
 
 #include "ArchiveStore.h"
 #include "Files.h"
+#include "ForeignPicture.h"
 #include "ITDevice.h"
 #include "Paths.h"
 #include "PropertyList.h"
@@ -9,7 +10,6 @@
 #include "StateFiles.h"
 
 #include <QFileInfo>
-#include <QImageReader>
 #include <QStringDecoder>
 
 using namespace Qt::StringLiterals;
@@ -41,7 +41,7 @@ bool decodes(const QString& path, Form form) {
     case Form::Text:
         return isText(path);
     case Form::Picture:
-        return QImageReader(path).canRead();
+        return !readForeignPicture(path).isNull();
     case Form::PropertyList:
         return isPropertyList(path);
     }
