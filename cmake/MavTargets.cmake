@@ -19,10 +19,13 @@ if(MAV_LTO)
 endif()
 set(MAV_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize takes them")
 
+# For whoever works on the code; another compiler's new warning stops nobody else.
+option(MAV_WERROR "Warnings are errors" OFF)
+
 add_library(MavOptions INTERFACE)
 target_compile_options(MavOptions INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align -Wnull-dereference
-    -Werror -fno-omit-frame-pointer)
+    $<$<BOOL:${MAV_WERROR}>:-Werror> -fno-omit-frame-pointer)
 target_compile_definitions(MavOptions INTERFACE
     QT_NO_CAST_FROM_BYTEARRAY QT_NO_URL_CAST_FROM_STRING QT_NO_KEYWORDS QT_NO_FOREACH
     MAV_VERSION="${PROJECT_VERSION}")

@@ -49,7 +49,7 @@ QString dataText(const QByteArray& bytes) {
 }
 
 QString dateText(double seconds) {
-    const QDateTime start(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC);
+    const QDateTime start(QDate(2001, 1, 1), QTime(0, 0), QTimeZone::utc());
     const QDateTime date = start.addMSecs(qint64(std::clamp(seconds, -1e11, 1e11) * 1000));
     return date.toString(u"yyyy-MM-dd HH:mm:ss"_s) + u" +0000"_s;
 }

@@ -12,6 +12,7 @@ case "${1-}" in
     exit 2
     ;;
 esac
+scripts/install-packages.sh packages-lint.txt
 folders=()
 for folder in src reference hosttools tools tests bench; do
     [ ! -d "$folder" ] || folders+=("$folder")

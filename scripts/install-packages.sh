@@ -1,9 +1,11 @@
 #!/bin/bash
-# Installs what building, testing and the demo need on Debian 12; does nothing when all of it is there.
+# Installs what building, testing and the demo need on Debian 12 or 13, or the packages of another list; does nothing when all of
+# it is there.
+# usage: scripts/install-packages.sh [LIST]
 set -euo pipefail
 cd "$(dirname "$0")"
 
-mapfile -t wanted < <(sed -e 's/#.*//' -e 's/[[:space:]]//g' -e '/^$/d' packages.txt)
+mapfile -t wanted < <(sed -e 's/#.*//' -e 's/[[:space:]]//g' -e '/^$/d' "${1-packages.txt}")
 installed=$(dpkg-query --show --showformat='${db:Status-Status} ${Package}\n' "${wanted[@]}" 2>/dev/null |
     sed -n 's/^installed //p' || true)
 missing=()

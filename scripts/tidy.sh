@@ -1,10 +1,25 @@
 #!/bin/bash
 # Runs clang-tidy over src, reference, hosttools and tools with the compile commands of a configured build folder
-# (default build/dev); every finding is an error. First proves with a planted bad file that findings are found.
-# usage: scripts/tidy.sh [build folder]
+# (default build/dev); every finding is an error. First proves with a planted bad file that findings are found. --changed takes
+# only what is other than in the last release (tag), else in the last 50 commits, or where the branch left SINCE; a header by
+# one source that reads it.
+# usage: scripts/tidy.sh [--changed[=SINCE]] [build folder]
 set -euo pipefail
 cd "$(dirname "$0")/.."
+since=
+case "${1-}" in
+--changed=*)
+    since=$(git merge-base HEAD "${1#--changed=}")
+    shift
+    ;;
+--changed)
+    since=$(git describe --tags --abbrev=0 HEAD^ 2>/dev/null || git rev-parse --quiet --verify HEAD~50 ||
+        git rev-list --max-parents=0 HEAD)
+    shift
+    ;;
+esac
 build=${1-build/dev}
+scripts/install-packages.sh packages-lint.txt
 
 if [ ! -f "$build/compile_commands.json" ]; then
     cmake --preset dev -B "$build"
@@ -40,6 +55,22 @@ grep -q 'bugprone-use-after-move' "$work/planted.log" || {
 sed -E 's/ -(fno-sanitize-recover|fsanitize)=[^ ]*//g; s/ -fpch-preprocess| -Winvalid-pch| -include [^ ]*cmake_pch[^ ]*//g' "$build/compile_commands.json" >"$work/compile_commands.json"
 list=$(grep -oE '"file": "[^"]*"' "$work/compile_commands.json" | cut -d'"' -f4 |
     grep -E "^$PWD/(src|reference|hosttools|tools)/" | sort -u)
+if [ -n "$since" ]; then
+    mapfile -t changed < <(git diff --name-only --diff-filter=d "$since" -- src reference hosttools tools .clang-tidy scripts/tidy.sh)
+    # Other rules are rules for everything.
+    if ! grep -qxE '\.clang-tidy|scripts/tidy\.sh' < <(printf '%s\n' "${changed[@]}"); then
+        list=$(for file in "${changed[@]}"; do
+            case "$file" in
+            *.cpp) grep -xF "$PWD/$file" <<<"$list" ;;
+            *.h) tr '\n' '\0' <<<"$list" | xargs -0 grep -lE "#include \"([^\"]*/)?$(basename "$file")\"" | head -n 1 ;;
+            esac
+        done | sort -u || true)
+    fi
+fi
+[ -n "$list" ] || {
+    echo "clang-tidy: no changed file"
+    exit
+}
 count=$(wc -l <<<"$list")
 echo "clang-tidy over $count files"
 failed=0

@@ -8,6 +8,7 @@
 #include <QJsonObject>
 #include <QRandomGenerator>
 #include <QSaveFile>
+#include <QTcpServer>
 
 using namespace Qt::StringLiterals;
 
@@ -43,7 +44,12 @@ VindorInterface::~VindorInterface() {
 }
 
 bool VindorInterface::open() {
-    const quint16 port = m_server.listen(QHostAddress::LocalHost);
+    auto* listener = new QTcpServer(&m_server);
+    quint16 port = 0;
+    if (listener->listen(QHostAddress::LocalHost)) {
+        m_server.bind(listener);
+        port = listener->serverPort();
+    }
     if (port == 0 || !writePort(m_portFile, port)) {
         complain(m_portFile, port == 0 ? u"no port to be had"_s : u"cannot be written"_s);
         return false;

@@ -71,6 +71,15 @@ bool isOwnCaller(const Request& request) {
     return origin.isEmpty() || origin == "http://" + host || origin == "https://" + host;
 }
 
+/// As the library gives them up to Qt 6.7, and from 6.8 on.
+[[maybe_unused]] const HeaderList& listOf(const HeaderList& headers) {
+    return headers;
+}
+template <typename Headers>
+HeaderList listOf(const Headers& headers) {
+    return headers.toListOfPairs();
+}
+
 QString peerOf(QTcpSocket* socket) {
     const auto* encrypted = qobject_cast<QSslSocket*>(socket);
     return encrypted ? encrypted->peerCertificate().subjectInfo(QSslCertificate::CommonName).join(u' ') : QString();
@@ -105,14 +114,14 @@ quint16 HttpFront::listenEncrypted(const QHostAddress& address, quint16 port, co
     return server->serverPort();
 }
 
-bool HttpFront::handleRequest(const QHttpServerRequest& request, QTcpSocket* socket) {
-    ReceivedCount::of(socket)->restart();
+bool HttpFront::handleRequest(const QHttpServerRequest& request, Responder) {
+    QTcpSocket* const socket = ReceivedCount::takeRequest();
     Request received;
     received.method =
         QByteArray(QMetaEnum::fromType<QHttpServerRequest::Method>().valueToKey(int(request.method()))).toUpper();
     received.path = request.url().path();
     received.query = request.query();
-    received.headers = request.headers();
+    received.headers = listOf(request.headers());
     received.body = request.body();
     received.peer = peerOf(socket);
     if (received.body.size() > largestBody) {
@@ -127,9 +136,8 @@ bool HttpFront::handleRequest(const QHttpServerRequest& request, QTcpSocket* soc
     return true;
 }
 
-void HttpFront::missingHandler(const QHttpServerRequest&, QTcpSocket* socket) {
-    socket->disconnectFromHost();
-}
+// Never asked: every request is handled.
+void HttpFront::missingHandler(const QHttpServerRequest&, Responder) {}
 
 void HttpFront::serveOperator(const Request& request, QTcpSocket* socket) {
     if (!isOwnCaller(request)) {

@@ -5,6 +5,7 @@
 #include "Router.h"
 
 #include <QAbstractHttpServer>
+#include <QHttpServerResponder>
 #include <QPointer>
 #include <QSslConfiguration>
 #include <QTcpSocket>
@@ -13,9 +14,9 @@ namespace Reference {
 
 /// Receives requests over HTTP and HTTPS, lets the router answer them, spoils the answers that a fault is waiting for.
 ///
-/// Answers are written here rather than through the library's responder: a late answer has to survive that its client
-/// went away, and some faults are no valid answer. Requests above 1 MiB are answered with 413 and their connection is
-/// closed.
+/// Answers are written here, to the socket that is being read, rather than through the library's responder: a late
+/// answer has to survive that its client went away, and some faults are no valid answer. Requests above 1 MiB are
+/// answered with 413 and their connection is closed.
 class HttpFront final : public QAbstractHttpServer {
     Q_OBJECT
 
@@ -28,8 +29,13 @@ public:
     quint16 listenEncrypted(const QHostAddress& address, quint16 port, const QSslConfiguration& configuration);
 
 protected:
-    bool handleRequest(const QHttpServerRequest& request, QTcpSocket* socket) override;
-    void missingHandler(const QHttpServerRequest& request, QTcpSocket* socket) override;
+#if QT_VERSION < QT_VERSION_CHECK(6, 8, 0)
+    using Responder = QTcpSocket*;
+#else
+    using Responder = QHttpServerResponder&;
+#endif
+    bool handleRequest(const QHttpServerRequest& request, Responder unused) override;
+    void missingHandler(const QHttpServerRequest& request, Responder unused) override;
 
 private:
     void serve(const Request& request, QTcpSocket* socket);

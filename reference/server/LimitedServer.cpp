@@ -6,9 +6,18 @@ namespace {
 
 constexpr int drainMs = 2000;
 
+/// Whose data arrived last: the library handles a request while its socket tells of its data.
+ReceivedCount* reading = nullptr;
+
 } // namespace
 
+QTcpSocket* ReceivedCount::takeRequest() {
+    reading->m_received = 0;
+    return reading->m_socket;
+}
+
 void ReceivedCount::count() {
+    reading = this;
     // The library reads everything that is there at each signal, so what is there now is new.
     m_received += m_socket->bytesAvailable();
     if (m_received > limit)

@@ -11,6 +11,8 @@ enum class Exit : int {
     Failure = 1,
     /// The command line is not understood; usage on standard error.
     Usage = 2,
+    /// What was only to be looked at is not as wanted.
+    Different = 3,
 };
 
 /// One thing the tool does, told apart by the first word of its command line.
@@ -30,6 +32,7 @@ Exit runArchive(const QStringList& arguments);
 Exit runCheck(const QStringList& arguments);
 Exit runDevice(const QStringList& arguments);
 Exit runDoctor(const QStringList& arguments);
+Exit runServer(const QStringList& arguments);
 Exit runStatus(const QStringList& arguments);
 Exit runWatch(const QStringList& arguments);
 

@@ -20,6 +20,12 @@ std::span<const Verb> verbs() {
             "doctor [--json]    look at what the client needs and say what to do about it; exit status 1 on a "
             "problem\n",
             runDoctor},
+        {"server",
+            "server show    print the server that the agent's configuration names\n"
+            "server set [--check] ADDRESS[:PORT]    as administrator, make it this one; --check only tells whether it "
+            "would "
+            "change, by exit status 3\n",
+            runServer},
         {"status", "status [--json]    print the session, its server and helpers, and the state files with their age\n",
             runStatus},
         {"watch", "watch [--json]    print each change of the agent's files as the client sees it, until interrupted\n",

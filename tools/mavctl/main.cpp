@@ -14,7 +14,8 @@ void printUsage(std::FILE* stream) {
         for (const QString& line : QString::fromUtf8(verb.usage).split(u'\n', Qt::SkipEmptyParts))
             std::fprintf(stream, "  mavctl %s\n", qPrintable(line));
     }
-    std::fputs("\nExit status: 0 done, 1 failed (the reason is on standard error), 2 not understood.\n", stream);
+    std::fputs("\nExit status: 0 done, 1 failed (the reason is on standard error), 2 not understood, 3 would change.\n",
+        stream);
 }
 
 } // namespace
