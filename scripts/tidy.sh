@@ -1,5 +1,5 @@
 #!/bin/bash
-# Runs clang-tidy over src, reference, hosttools and tools with the compile commands of a configured build folder
+# Runs clang-tidy over src, reference, hosttools, factsservice and tools with the compile commands of a configured build folder
 # (default build/dev); every finding is an error. First proves with a planted bad file that findings are found.
 # usage: scripts/tidy.sh [build folder]
 set -euo pipefail
@@ -39,7 +39,7 @@ grep -q 'bugprone-use-after-move' "$work/planted.log" || {
 # source has to include what it uses.
 sed -E 's/ -(fno-sanitize-recover|fsanitize)=[^ ]*//g; s/ -fpch-preprocess| -Winvalid-pch| -include [^ ]*cmake_pch[^ ]*//g' "$build/compile_commands.json" >"$work/compile_commands.json"
 list=$(grep -oE '"file": "[^"]*"' "$work/compile_commands.json" | cut -d'"' -f4 |
-    grep -E "^$PWD/(src|reference|hosttools|tools)/" | sort -u)
+    grep -E "^$PWD/(src|reference|hosttools|factsservice|tools)/" | sort -u)
 count=$(wc -l <<<"$list")
 echo "clang-tidy over $count files"
 failed=0
