@@ -37,7 +37,6 @@ private:
     AppDelegate& m_delegate;
     QWidget& m_window;
     Platform::Reachability& m_reachability;
-    Platform::UserDefaults& m_defaults;
     Platform::Workspace m_workspace;
     Platform::UserNotifications m_notifications;
     RestartOffer m_restartOffer;
