@@ -60,6 +60,7 @@ private Q_SLOTS:
         QTemporaryDir folder;
         QenUIParloManager manager(folder.filePath(u"run"_s));
         manager.config();
+        QVERIFY(manager.uiServer().startListen(Key)); // under the key that it has already
         QCOMPARE(QFileInfo(folder.filePath(u"run"_s)).permissions() & 0x0077, QFile::Permissions());
         for (const quint32 msgid : {0u, 7u, 0xffffffffu}) {
             int calls = 0;

@@ -125,6 +125,7 @@ private Q_SLOTS:
 
     void realChangesArrive() {
         Listening world;
+        QVERIFY(world.listener.monitorQueue().label().endsWith(u".qen.ui.file.monitor"_s));
         world.listener.startUIResourcesFileListen();
         QTest::qSleep(100);
         QVERIFY(archiveRootObject(u"1"_s, world.agent + u"/hideqenswitch.archive"_s));

@@ -55,10 +55,6 @@ void HttpThread::parkAtExit() {
     std::atexit([] { shared().park(); });
 }
 
-bool HttpThread::isCurrent() const {
-    return isNetworkThread;
-}
-
 void HttpThread::wake() {
     // The network thread looks at its inbox before it sleeps; others ring once until it has looked.
     if (isNetworkThread || m_isWoken)

@@ -33,7 +33,6 @@ class HttpThread final {
 public:
     static HttpThread& shared();
 
-    bool isCurrent() const;
     /// Runs @p block on the network thread, in the order of the calls. Any thread.
     /// @param client  whose work it is, for finishFor()
     void post(Block block, const HttpThreadClient* client = nullptr);
