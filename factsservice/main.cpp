@@ -3,6 +3,7 @@
 
 #include <QCoreApplication>
 #include <QDBusConnection>
+#include <QDBusError>
 #include <QDBusMessage>
 #include <QDBusMetaType>
 #include <QDBusVirtualObject>
@@ -58,8 +59,8 @@ private:
     QMap<QString, QString> m_answer;
 };
 
-int failBecause(const char* what) {
-    std::fprintf(stderr, "mav-facts: %s\n", what);
+int failBecause(const char* what, const QDBusConnection& bus) {
+    std::fprintf(stderr, "mav-facts: %s: %s\n", what, qPrintable(bus.lastError().message()));
     return 1;
 }
 
@@ -71,9 +72,9 @@ int main(int argc, char** argv) {
     Answerer answerer;
     qDBusRegisterMetaType<QMap<QString, QString>>();
     if (!bus.isConnected())
-        return failBecause("there is no system bus");
+        return failBecause("there is no system bus", bus);
     if (!bus.registerVirtualObject(QString::fromLatin1(FactsProtocol::Path), &answerer) ||
         !bus.registerService(QString::fromLatin1(FactsProtocol::Name)))
-        return failBecause("the system bus does not give its name");
+        return failBecause("the system bus does not give the service its name", bus);
     return QCoreApplication::exec();
 }

@@ -15,6 +15,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+constexpr int MostTries = 100;
+
 Facts::State stateOf(int error) {
     if (error == ENOENT || error == ENOTDIR)
         return Facts::State::Missing;
@@ -55,7 +57,10 @@ int Facts::openBelow(const QString& path, int flags) const {
     open_how how{};
     how.flags = static_cast<quint64>(flags) | O_CLOEXEC;
     how.resolve = RESOLVE_IN_ROOT;
-    const auto descriptor = static_cast<int>(::syscall(SYS_openat2, root, name.constData(), &how, sizeof how));
+    int descriptor = -1;
+    // Something that is renamed anywhere meanwhile makes the kernel unsure about "..", which it says.
+    for (int tries = 0; tries < MostTries && descriptor < 0 && (tries == 0 || errno == EAGAIN); ++tries)
+        descriptor = static_cast<int>(::syscall(SYS_openat2, root, name.constData(), &how, sizeof how));
     const int error = errno;
     if (root >= 0)
         ::close(root);

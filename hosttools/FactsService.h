@@ -15,7 +15,7 @@ inline constexpr const char* Interface = "com.qencloud.mav.HostFacts1";
 /// and for what is not refused "ip.code", "ip.subject" and the like: those of a Finding.
 inline constexpr const char* Question = "PacketFilter";
 inline constexpr const char* Version = "1";
-/// The user that the service manager makes for the service while it runs.
+/// The user that the package makes for the service.
 inline constexpr const char* User = "mav-facts";
 
 } // namespace FactsProtocol

@@ -49,6 +49,9 @@ CommandOutput runHostCommand(const Facts& facts, const QString& name, const QStr
         process.exitCode() == 0 && process.readAllStandardError().isEmpty();
     if (end == End::Done && !isGood)
         end = End::Failed;
-    process.kill();
+    if (process.state() != QProcess::NotRunning) {
+        process.kill();
+        process.waitForFinished(static_cast<int>(limit.count()));
+    }
     return {end, end == End::Done ? output : QByteArray()};
 }
