@@ -6,6 +6,7 @@
 #include "ToolOpener.h"
 #include "Workspace.h"
 
+#include <QAccessible>
 #include <QDir>
 #include <QLineEdit>
 #include <QListWidget>
@@ -181,6 +182,16 @@ private Q_SLOTS:
                 : Theme::picture(same == u"mail" ? u"tools/mail"_s : same, {48, 48}, 2).toImage();
             QCOMPARE(picture->toImage().pixel(48, 48), wanted.pixel(48, 48));
         }
+    }
+
+    void aNameIsReadAsItIs() {
+        ToolPictures pictures({});
+        QenToolCell cell(tool(u"Q&A <b>"_s), pictures);
+        const auto* heard = QAccessible::queryAccessibleInterface(&cell);
+        QVERIFY(heard);
+        QCOMPARE(heard->role(), QAccessible::Button);
+        QCOMPARE(heard->text(QAccessible::Name), u"Q&A <b>"_s);
+        QCOMPARE(heard->text(QAccessible::Description), QString());
     }
 
     void initialOfATile() {
