@@ -313,20 +313,25 @@ private Q_SLOTS:
         ProgramFolder folder;
         folder.addEntry("Meet", "Exec=program met");
         Platform::Workspace workspace = folder.workspace();
-        ToolOpener opener(workspace, std::chrono::milliseconds(150));
         QWidget window;
         const QenToolModel meeting = tool(u"会议"_s, {{"procname", "Meet"}});
         const QenToolModel link = tool(u"门户"_s, {{"apptype", "hyperlink"}, {"desturl", "http://127.0.0.1/"}});
+        ToolOpener opener(workspace, std::chrono::hours(1));
         for (int press = 0; press < 3; ++press) {
             opener.open(meeting, &window);
             opener.open(link, &window);
             QTest::qWait(10);
         }
         QTRY_COMPARE(folder.started(), 2);
-        QTest::qWait(200);
+        QTest::qWait(50);
         QCOMPARE(folder.started(), 2);
-        opener.open(meeting, &window);
-        QTRY_COMPARE(folder.started(), 3);
+        ToolOpener quick(workspace, std::chrono::milliseconds(0));
+        for (const int starts : {3, 4}) {
+            quick.open(meeting, &window);
+            QTRY_COMPARE(folder.started(), starts);
+            // It may be there before the timer of its start has run.
+            QTest::qWait(20);
+        }
     }
 
     void missingToolIsToldInASheet_data() {
