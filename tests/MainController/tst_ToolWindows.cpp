@@ -7,6 +7,7 @@
 #include "ToolOpener.h"
 #include "Workspace.h"
 
+#include <QAccessible>
 #include <QDir>
 #include <QLineEdit>
 #include <QListWidget>
@@ -184,6 +185,16 @@ private Q_SLOTS:
         }
     }
 
+    void aNameIsReadAsItIs() {
+        ToolPictures pictures({});
+        QenToolCell cell(tool(u"Q&A <b>"_s), pictures);
+        const auto* heard = QAccessible::queryAccessibleInterface(&cell);
+        QVERIFY(heard);
+        QCOMPARE(heard->role(), QAccessible::Button);
+        QCOMPARE(heard->text(QAccessible::Name), u"Q&A <b>"_s);
+        QCOMPARE(heard->text(QAccessible::Description), QString());
+    }
+
     void initialOfATile() {
         const auto drawn = [](const QString& name) { return initialPicture(name, 1).toImage(); };
         QCOMPARE(drawn(u"会议"_s), drawn(u"会面"_s));
@@ -303,20 +314,25 @@ private Q_SLOTS:
         ProgramFolder folder;
         folder.addEntry("Meet", "Exec=program met");
         Platform::Workspace workspace = folder.workspace();
-        ToolOpener opener(workspace, std::chrono::milliseconds(150));
         QWidget window;
         const QenToolModel meeting = tool(u"会议"_s, {{"procname", "Meet"}});
         const QenToolModel link = tool(u"门户"_s, {{"apptype", "hyperlink"}, {"desturl", "http://127.0.0.1/"}});
+        ToolOpener opener(workspace, std::chrono::hours(1));
         for (int press = 0; press < 3; ++press) {
             opener.open(meeting, &window);
             opener.open(link, &window);
             QTest::qWait(10);
         }
         QTRY_COMPARE(folder.started(), 2);
-        QTest::qWait(200);
+        QTest::qWait(50);
         QCOMPARE(folder.started(), 2);
-        opener.open(meeting, &window);
-        QTRY_COMPARE(folder.started(), 3);
+        ToolOpener quick(workspace, std::chrono::milliseconds(0));
+        for (const int starts : {3, 4}) {
+            quick.open(meeting, &window);
+            QTRY_COMPARE(folder.started(), starts);
+            // It may be there before the timer of its start has run.
+            QTest::qWait(20);
+        }
     }
 
     void missingToolIsToldInASheet_data() {

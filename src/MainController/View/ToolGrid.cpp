@@ -12,6 +12,8 @@ namespace {
 
 constexpr int LeastGap = Theme::Space8;
 constexpr int LargestGap = Theme::Space32;
+/// What a window shows of a list without scrolling.
+constexpr qsizetype FirstTiles = 30;
 /// Leaves the rest of a frame to whatever else it needs.
 constexpr int WorkMilliseconds = 5;
 /// After that pause typing begins a new word.
@@ -43,6 +45,8 @@ void ToolGrid::setModels(const QList<QenToolModel>& models) {
     for (qsizetype index = 0; index < m_cells.size(); ++index)
         m_cells[index]->setToolModel(m_models[index]);
     fitRows();
+    while (m_cells.size() < std::min(m_models.size(), FirstTiles))
+        workOne();
     work();
     const auto same = std::find_if(
         m_models.cbegin(), m_models.cend(), [&former](const QenToolModel& model) { return isSameTool(model, former); });
