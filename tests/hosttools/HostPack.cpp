@@ -46,6 +46,20 @@ HostPack::Result HostPack::run(const QString& root, const QStringList& command) 
         isDone ? process.exitCode() : -1};
 }
 
+void HostPack::check(const Result& result, const QString& answer) {
+    const bool isError = !answer.isEmpty() && (!answer.endsWith(u'\n') || result.status != 0);
+    if (!isError) {
+        QCOMPARE(result.error, QString());
+        QCOMPARE(result.output, answer);
+        QCOMPARE(result.status, 0);
+        return;
+    }
+    QCOMPARE(result.output, QString());
+    QVERIFY2(result.error.contains(answer), qPrintable(result.error));
+    QCOMPARE(result.error.count(u'\n'), 1);
+    QVERIFY(result.status > 0);
+}
+
 QList<Machine> readMachines(const QString& path, QString* wrong) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))

@@ -20,6 +20,9 @@ public:
     QString filePath(const QString& name) const { return m_folder.filePath(name); }
     /// The event loop runs meanwhile: services may be the test's.
     Result run(const QString& root, const QStringList& command) const;
+    /// An answer that ends in a line end, or is empty, is all of the output; any other is a part of the one line of
+    /// error.
+    static void check(const Result& result, const QString& answer);
     /// For the user that the pack runs as.
     static void makeReadable(const QString& path);
 
