@@ -15,7 +15,7 @@ constexpr int LargestGap = Theme::Space32;
 /// What a window shows of a list without scrolling.
 constexpr qsizetype FirstTiles = 30;
 /// Leaves the rest of a frame to whatever else it needs.
-constexpr int WorkMilliseconds = 5;
+constexpr int WorkMilliseconds = 3;
 /// After that pause typing begins a new word.
 constexpr int TypingMilliseconds = 1000;
 
@@ -47,7 +47,7 @@ void ToolGrid::setModels(const QList<QenToolModel>& models) {
     fitRows();
     while (m_cells.size() < std::min(m_models.size(), FirstTiles))
         workOne();
-    work();
+    m_later.start(0);
     const auto same = std::find_if(
         m_models.cbegin(), m_models.cend(), [&former](const QenToolModel& model) { return isSameTool(model, former); });
     const qsizetype last = std::max<qsizetype>(m_models.size() - 1, 0);
