@@ -84,7 +84,9 @@ void QenMainViewController::addQenNotifications() {
     observe(ClientNotification::Tips, [this](const Notification&) { updateTipsFromConfig(); });
     observe(ClientNotification::Logo, [this](const Notification&) { updateLogoFromConfig(); });
     observe(ClientNotification::ComputerName, [this](const Notification&) { updateComputerNameFromJoinDomain(); });
-    observe(ClientNotification::JoinDomainSwitch, [this](const Notification&) { loadJoinDomainButton(); });
+    // The button depends on two files of the agent.
+    for (const QString& name : {ClientNotification::JoinDomainSwitch, ClientNotification::InacSsid})
+        observe(name, [this](const Notification&) { loadJoinDomainButton(); });
     observe(
         ClientNotification::AppList, [this](const Notification& notification) { loadToolsView(notification.object); });
     observe(ClientNotification::NgnSwitch, [this](const Notification&) { changeAvailableAppListButtonStatus(); });
