@@ -32,6 +32,8 @@ rm -f "$package"
 cpack --config "$build/CPackConfig.cmake"
 # The package is none of Debian's, where a first upload answers a request in its bug tracker.
 lintian --allow-root --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs --tag-display-limit 0 "$package"
-[ -n "${MAV_CLIENT_IDENTITY-}" ] ||
-    echo "The package carries an identity for demonstrations; name a deployment's own with MAV_CLIENT_IDENTITY."
+tree=$(mktemp -d)
+trap 'rm -rf "$tree"' EXIT
+dpkg-deb --extract "$package" "$tree"
+scripts/check-hardening.sh "$tree"
 echo "$package"
