@@ -52,7 +52,7 @@ done
 failed=0
 count=0
 while IFS= read -r -d '' file; do
-    [ "$(head -c 4 "$file" | tail -c 3)" = ELF ] || continue
+    cmp --silent --bytes=4 "$file" <(printf '\177ELF') || continue
     count=$((count + 1))
     look_at "$file"
     for protection in "${protections[@]}"; do

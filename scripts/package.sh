@@ -1,7 +1,7 @@
 #!/bin/bash
 # Builds the Debian package of the release preset and checks it: build/release/mav_VERSION_ARCH.deb. Another build folder may be
-# given. MAV_CLIENT_IDENTITY names the PKCS #12 file that the client presents to servers; without it the package carries one
-# for demonstrations. MAV_MAINTAINER is the package's maintainer, "Name <address>".
+# given. MAV_CLIENT_IDENTITY names the PKCS #12 file that the client presents to servers; without it the package carries none
+# and a deployment puts its own beside the client. MAV_MAINTAINER is the package's maintainer, "Name <address>".
 # usage: scripts/package.sh [build folder]
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -11,7 +11,7 @@ build=${1-build/release}
 
 scripts/install-packages.sh
 # What an earlier run was told is not kept.
-settings=("-DMAV_CLIENT_IDENTITY=${MAV_CLIENT_IDENTITY-}")
+settings=("-DMAV_CLIENT_IDENTITY:STRING=${MAV_CLIENT_IDENTITY:-none}")
 if [ -n "${MAV_MAINTAINER-}" ]; then
     settings+=("-DMAV_MAINTAINER=$MAV_MAINTAINER")
 else
