@@ -1,4 +1,3 @@
-#include "Files.h"
 #include "FirewallFacts.h"
 #include "PropertyList.h"
 #include "PropertyListLimits.h"
@@ -26,7 +25,7 @@ Outcome noSuchPair(const QString& domain, const QString& key) {
 Outcome firewallState(const Facts& facts) {
     const Finding finding = FirewallFacts(facts).find();
     if (finding.isUnknown())
-        return failed(u"cannot tell whether a firewall is on: "_s + finding.reason);
+        return failed(u"cannot tell whether a firewall is on: "_s + finding.text());
     return {finding.isYes() ? u"1\n"_s : u"0\n"_s, {}, 0};
 }
 
@@ -41,10 +40,11 @@ Outcome readFileValue(const QString& domain, const QString& key) {
     const QString file = fileOf(domain);
     if (!QFileInfo::exists(file))
         return key.isNull() ? failed(u"Domain %1 does not exist"_s.arg(domain)) : noSuchPair(domain, key);
-    const auto bytes = Platform::readFile(file, Platform::PropertyListLimits::FileSize);
-    if (!bytes)
+    // A file that the caller names, wherever the facts are.
+    const Facts::Text text = Facts({}).text(QFileInfo(file).absoluteFilePath(), Platform::PropertyListLimits::FileSize);
+    if (text.state != Facts::State::Read)
         return failed(u"%1 cannot be read"_s.arg(file));
-    const auto root = Platform::PropertyList::decoded(*bytes);
+    const auto root = Platform::PropertyList::decoded(text.bytes);
     if (!root)
         return failed(u"%1 is no property list"_s.arg(file));
     if (key.isNull())
@@ -64,7 +64,7 @@ Outcome runDefaults(const Facts& facts, const QStringList& arguments) {
     if (domain == u"/Library/Preferences/com.apple.alf" && key == u"globalstate")
         return firewallState(facts);
     if (domain == u"/Library/Preferences/com.apple.loginwindow" && key == u"lastUserName") {
-        const QString user = UserFacts(facts).lastConsoleUser();
+        const QString user = UserFacts(facts).lastConsoleUserShort();
         return user.isEmpty() ? noSuchPair(arguments[1], key) : Outcome{user + u'\n', {}, 0};
     }
     return readFileValue(arguments[1], key);

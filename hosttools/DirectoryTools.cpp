@@ -9,7 +9,7 @@ namespace {
 constexpr int RecordNotFound = 56;
 
 QString reasonOf(const Finding& finding) {
-    return u"cannot tell the domain: "_s + finding.reason;
+    return u"cannot tell the domain: "_s + finding.text();
 }
 
 /// Kinds of directories, one a line.
@@ -24,19 +24,20 @@ Outcome listNodes(const Facts& facts) {
 /// Where the account of a user of the directory comes from.
 Outcome readOriginalNode(const Facts& facts, const QString& user) {
     const QString noKey = u"No such key: OriginalNodeName"_s;
-    const UserFacts::Origin origin = UserFacts(facts).originOf(user);
+    const DomainFacts domains(facts);
+    const DomainFacts::Answer answer =
+        domains.hasDirectoryUsers() ? domains.find() : DomainFacts::Answer{Finding::no({}), {}};
+    const QStringList own =
+        answer.isJoined.isYes() ? QStringList{answer.domain.name, answer.domain.flatName} : QStringList();
+    const UserFacts::Origin origin = UserFacts(facts).originOf(user, own);
     if (origin == UserFacts::Origin::Unknown)
         return failed(u"DS Error: -14136 (eDSRecordNotFound): nobody knows the user %1"_s.arg(user), RecordNotFound);
-    const DomainFacts domains(facts);
-    if (origin == UserFacts::Origin::Local || !domains.hasDirectoryUsers())
+    if (origin == UserFacts::Origin::Local || answer.isJoined.isNo())
         return failed(noKey);
-    const DomainFacts::Answer answer = domains.find();
     if (answer.isJoined.isUnknown())
         return failed(reasonOf(answer.isJoined));
-    if (answer.isJoined.isNo())
-        return failed(noKey);
     // A user of another domain that ours trusts bears that domain's name.
-    const QString suffix = user.section(u'@', 1).toLower();
+    const QString suffix = AccountName::parsed(user).domain.toLower();
     const bool isForeign = suffix.contains(u'.') && suffix != answer.domain.name;
     const QString flatName = isForeign ? suffix.section(u'.', 0, 0).toUpper() : answer.domain.flatName;
     return {

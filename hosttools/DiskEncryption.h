@@ -1,29 +1,35 @@
 #pragma once
 
-#include "Facts.h"
+#include "BlockDevices.h"
 #include "Mounts.h"
+#include "ZfsFacts.h"
 
-/// Whether what is stored below "/", and below "/home" where that is a local disk of its own, is encrypted.
+/// Whether what this computer stores is encrypted, wherever it lies: all local file systems on disks and the active
+/// swap.
 ///
-/// Walks from the mounts down the stack of block devices to the disks. A branch is encrypted from the first encrypted
-/// layer on; all branches must be. A branch that does not tell is unknown, except that one plain branch settles it.
+/// Left out: what only starts the computer (/boot, the EFI partition), images that cannot be written to, removable
+/// media, network file systems and memory. What holds / and the home folder counts in any case, except a home from the
+/// network. The worst place decides.
 class DiskEncryption final {
 public:
-    explicit DiskEncryption(const Facts& facts) : m_facts(facts) {}
+    /// @param home  the person's home folder, as the environment names it
+    DiskEncryption(const Facts& facts, QString home);
     Finding find();
 
 private:
     Finding ofMount(const Mount& mount);
     Finding ofOverlay(const Mount& mount);
     Finding ofLayer(const QString& folder, bool* isKept);
-    Finding ofBtrfs(const Mount& mount);
+    Finding ofVolume(const QString& type, const Mount& mount);
     Finding ofZfs(const QString& dataset);
-    Finding ofSource(const QString& source);
-    Finding ofDevice(const QString& folder);
-    Finding ofBacking(const QString& file);
-    QString kernelName(const QString& source) const;
+    Finding ofFile(const QString& file);
+    QList<Finding> ofSwap();
+    bool counts(const Mount& mount) const;
 
     const Facts& m_facts;
-    QList<Mount> m_mounts;
-    int m_visits = 0;
+    const QString m_home;
+    BlockDevices m_devices;
+    ZfsFacts m_zfs;
+    Mounts m_mounts;
+    int m_layers = 0;
 };

@@ -81,16 +81,15 @@ DomainFacts::Answer DomainFacts::find() const {
     if (const auto answer = byWinbind())
         return *answer;
     // Nothing but these two makes the computer a member. Settings that nobody may see count where services do not show.
-    const bool servicesShow = m_facts.exists(u"/run/systemd/units"_s) || m_facts.exists(u"/run/openrc"_s);
-    const bool isServed = m_facts.serviceIsActive(u"sssd"_s) || (areUnreadable && !servicesShow) ||
+    const bool isServed = m_facts.serviceIsActive(u"sssd"_s) || (areUnreadable && !m_facts.servicesShow()) ||
         m_facts.serviceIsActive(u"winbind"_s) || usersComeFrom(u"winbind"_s);
     if (!isServed)
-        return {Finding::no(u"neither sssd nor winbind is at work"_s), {}};
+        return {Finding::no(u"domain.none"_s), {}};
     if (const auto answer = byRealmd())
         return *answer;
     if (const auto answer = bySssdTraces())
         return *answer;
-    return {Finding::unknown(u"which directory sssd or winbind serves cannot be read without privilege"_s), {}};
+    return {Finding::unknown(u"domain.unreadable"_s), {}};
 }
 
 bool DomainFacts::hasDirectoryUsers() const {
@@ -99,10 +98,9 @@ bool DomainFacts::hasDirectoryUsers() const {
 
 DomainFacts::Answer DomainFacts::joined(const QString& name, const QString& account) const {
     if (!isDomainName(name))
-        return {Finding::unknown(u"the name of the directory is damaged"_s), {}};
+        return {Finding::unknown(u"domain.name-damaged"_s), {}};
     JoinedDomain domain{name.toLower(), firstLabel(name), account.chopped(account.endsWith(u'$') ? 1 : 0)};
-    const KeyFile samba = parseKeyFile(m_facts.text(u"/etc/samba/smb.conf"_s).bytes);
-    const auto global = samba.value(u"global"_s);
+    const auto global = samba();
     if (global.value(u"realm"_s).toLower() == domain.name && global.contains(u"workgroup"_s))
         domain.flatName = global.value(u"workgroup"_s).toUpper();
     // Without a setting, joining takes the host's short name, cut to what an account may have.
@@ -139,13 +137,26 @@ std::optional<DomainFacts::Answer> DomainFacts::bySssdSettings(bool* areUnreadab
 }
 
 std::optional<DomainFacts::Answer> DomainFacts::byWinbind() const {
-    const Facts::Text text = m_facts.text(u"/etc/samba/smb.conf"_s);
-    const auto global = parseKeyFile(text.bytes).value(u"global"_s);
+    const auto global = samba();
     const QString realm = global.value(u"realm"_s);
+    const QString security = global.value(u"security"_s, u"auto"_s).toLower();
+    const QString role = global.value(u"serverrole"_s).toLower();
+    const bool isMember = security == u"ads" || (security == u"auto" && role.startsWith(u"member"));
     const bool isUsed = m_facts.serviceIsActive(u"winbind"_s) || usersComeFrom(u"winbind"_s);
-    if (!isUsed || realm.isEmpty() || global.value(u"security"_s).toLower() != u"ads")
+    if (!isUsed || realm.isEmpty() || !isMember)
         return std::nullopt;
-    return joined(realm, global.value(u"netbios name"_s));
+    return joined(realm, global.value(u"netbiosname"_s));
+}
+
+/// The settings for all of samba: blanks in names do not matter, values may stand in quotes.
+QMap<QString, QString> DomainFacts::samba() const {
+    QMap<QString, QString> settings;
+    const auto global = parseKeyFile(m_facts.text(u"/etc/samba/smb.conf"_s).bytes).value(u"global"_s);
+    for (auto entry = global.cbegin(); entry != global.cend(); ++entry) {
+        const bool isQuoted = entry->size() > 1 && entry->startsWith(u'"') && entry->endsWith(u'"');
+        settings.insert(QString(entry.key()).remove(u' '), isQuoted ? entry->mid(1, entry->size() - 2) : *entry);
+    }
+    return settings;
 }
 
 std::optional<DomainFacts::Answer> DomainFacts::byRealmd() const {
@@ -155,7 +166,7 @@ std::optional<DomainFacts::Answer> DomainFacts::byRealmd() const {
     if (!answer.isThere)
         return std::nullopt;
     if (answer.domain.isEmpty())
-        return Answer{Finding::no(u"realmd knows of no Active Directory"_s), {}};
+        return Answer{Finding::no(u"domain.none"_s), {}};
     return joined(answer.domain);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Facts.h"
+#include "Finding.h"
 
 #include <QMap>
 
@@ -42,6 +43,7 @@ private:
     std::optional<Answer> byWinbind() const;
     std::optional<Answer> byRealmd() const;
     std::optional<Answer> bySssdTraces() const;
+    QMap<QString, QString> samba() const;
     bool usersComeFrom(const QString& source) const;
 
     const Facts& m_facts;

@@ -1,10 +1,14 @@
 #pragma once
 
 #include <QByteArray>
+#include <QMap>
 #include <QString>
 #include <QStringList>
 
-/// The machine's own files below a root folder. Every path that goes in or comes out is one of that root.
+#include <optional>
+
+/// The machine's own files below a root folder. Every path that goes in or comes out is one of that root, and so is the
+/// target of every link.
 ///
 /// Reading is bounded and never waits: no pipes or devices, at most the stated number of bytes, and nothing at all of a
 /// file that has more.
@@ -35,28 +39,22 @@ public:
     QString line(const QString& path) const;
     /// Something of that name stands there, be it a link that leads nowhere.
     bool exists(const QString& path) const;
+    /// "KEY=value" lines of a file as the shell would take them: quotes and backslashes undone, other lines left out.
+    QMap<QString, QString> variables(const QString& path) const;
     /// Names in a folder, sorted.
     QStringList names(const QString& path) const;
     /// @p path with every link followed; empty when it does not exist or leads out of the root.
     QString resolved(const QString& path) const;
     /// Whether the service manager holds the service @p name for started, be it a process or a job that is done.
     bool serviceIsActive(const QString& name) const;
+    /// Whether services that are at work show at all.
+    bool servicesShow() const;
+    /// Whether the kernel has the module loaded or built in; nothing where it does not list them.
+    std::optional<bool> kernelHas(const QByteArray& module) const;
 
 private:
+    int openBelow(const QString& path, int flags) const;
+    int openRegular(const QString& path) const;
+
     QString m_root;
-};
-
-/// An answer that may be impossible to have.
-struct Finding {
-    enum class State { No, Yes, Unknown };
-    State state = State::Unknown;
-    /// For people; why, when it is not Yes.
-    QString reason;
-
-    static Finding yes() { return {State::Yes, {}}; }
-    static Finding no(const QString& why) { return {State::No, why}; }
-    static Finding unknown(const QString& why) { return {State::Unknown, why}; }
-    bool isYes() const { return state == State::Yes; }
-    bool isNo() const { return state == State::No; }
-    bool isUnknown() const { return state == State::Unknown; }
 };

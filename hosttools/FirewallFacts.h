@@ -1,29 +1,34 @@
 #pragma once
 
 #include "Facts.h"
+#include "Finding.h"
 
 #include <chrono>
 
-/// Whether a firewall of this computer refuses incoming traffic that nothing allows.
+/// Whether this computer refuses incoming traffic that nothing allows, in both address families unless the kernel has
+/// IPv6 off.
 ///
-/// Asks each firewall manager that is at work: firewalld, ufw, the service that loads a rule file of nftables, and the
-/// ones that load rules of iptables. One that refuses is enough. The rules in the kernel are for root alone, so what
-/// was loaded by hand is unknown, unless the kernel holds no packet filter at all.
+/// The facts service sees the rules themselves and is asked first. Without it firewalld and ufw are asked, as far as
+/// they answer everybody; what other services or people load is unknown then, unless the kernel holds no packet filter
+/// at all.
 class FirewallFacts final {
 public:
-    /// @param busLimit  for all questions to firewalld
-    explicit FirewallFacts(const Facts& facts, std::chrono::milliseconds busLimit = std::chrono::milliseconds(500))
+    using Milliseconds = std::chrono::milliseconds;
+
+    /// @param busLimit  for the facts service, and again for all questions to firewalld
+    explicit FirewallFacts(const Facts& facts, Milliseconds busLimit = Milliseconds(500))
         : m_facts(facts), m_busLimit(busLimit) {}
     Finding find() const;
 
 private:
+    Finding withoutService(const QString& failure) const;
     Finding firewalld() const;
     Finding ufw() const;
-    Finding nftables() const;
-    Finding iptables() const;
-    /// Yes: a filter that could hold rules is in the kernel.
-    Finding kernelFilter() const;
+    QString otherLoader() const;
+    bool isOutside(const QString& interface) const;
+    bool hasFilter() const;
+    bool hasIpv6() const;
 
     const Facts& m_facts;
-    const std::chrono::milliseconds m_busLimit;
+    const Milliseconds m_busLimit;
 };

@@ -15,8 +15,9 @@ int octal(const QByteArray& text, qsizetype place) {
     return value < 256 ? value : -1;
 }
 
-/// Blanks, line ends and backslashes stand as a backslash and three octal digits.
-QString unescaped(const QByteArray& text) {
+} // namespace
+
+QString unescapedField(const QByteArray& text) {
     QByteArray plain;
     for (qsizetype i = 0; i < text.size(); ++i) {
         const int value = text[i] == '\\' ? octal(text, i + 1) : -1;
@@ -26,43 +27,51 @@ QString unescaped(const QByteArray& text) {
     return QString::fromUtf8(plain);
 }
 
-} // namespace
-
-QString Mount::option(const QString& name) const {
+QStringList Mount::values(const QString& name) const {
+    QStringList found;
     for (const QString& entry : options.split(u',')) {
-        if (entry.startsWith(name + u'='))
-            return entry.mid(name.size() + 1);
+        const QString key = entry.section(u'=', 0, 0);
+        if (key == name || key == name + u'+')
+            found.append(entry.section(u'=', 1));
     }
-    return {};
+    return found;
 }
 
-std::optional<QList<Mount>> parseMounts(const QByteArray& table) {
+std::optional<Mounts> Mounts::parsed(const QByteArray& table) {
     if (!table.endsWith('\n'))
         return std::nullopt;
-    QList<Mount> mounts;
+    Mounts result;
     for (const QByteArray& line : table.chopped(1).split('\n')) {
         const QList<QByteArray> fields = line.split(' ');
         const qsizetype separator = fields.indexOf("-", 6);
         if (separator < 0 || fields.size() != separator + 4)
             return std::nullopt;
-        mounts.append({unescaped(fields[2]), unescaped(fields[4]), unescaped(fields[separator + 1]),
-            unescaped(fields[separator + 2]), unescaped(fields[separator + 3])});
+        result.m_places.insert(unescapedField(fields[4]), result.m_mounts.size());
+        result.m_mounts.append(
+            {unescapedField(fields[2]), unescapedField(fields[4]), unescapedField(fields[separator + 1]),
+                unescapedField(fields[separator + 2]), unescapedField(fields[separator + 3])});
     }
-    return mounts;
+    return result;
 }
 
-const Mount* mountAt(const QList<Mount>& mounts, const QString& point) {
-    for (qsizetype i = mounts.size(); i-- > 0;) {
-        if (mounts[i].point == point)
-            return &mounts[i];
+QList<Mount> Mounts::visible() const {
+    QList<Mount> found;
+    for (qsizetype i = 0; i < m_mounts.size(); ++i) {
+        if (m_places.value(m_mounts[i].point) == i)
+            found.append(m_mounts[i]);
     }
-    return nullptr;
+    return found;
 }
 
-const Mount* mountHolding(const QList<Mount>& mounts, const QString& path) {
+const Mount* Mounts::at(const QString& point) const {
+    const auto place = m_places.constFind(point);
+    return place == m_places.cend() ? nullptr : &m_mounts[*place];
+}
+
+const Mount* Mounts::holding(const QString& path) const {
     QString point = path.startsWith(u'/') ? path : QString();
     while (!point.isEmpty()) {
-        if (const Mount* found = mountAt(mounts, point))
+        if (const Mount* found = at(point))
             return found;
         const qsizetype slash = point.lastIndexOf(u'/');
         point = slash > 0 ? point.left(slash) : point == u"/" ? QString() : u"/"_s;

@@ -1,5 +1,5 @@
-#include "DeviceFiles.h"
-#include "DeviceInterfaces.h"
+#include "KeyFile.h"
+#include "NetworkService.h"
 #include "Tool.h"
 
 #include <algorithm>
@@ -43,37 +43,10 @@ QList<DefaultRoute> defaultRoutes(const Facts& facts) {
     return routes;
 }
 
-/// Names come from people: what would end a line or a bracketed entry must not.
-QString asOneLine(const QString& name) {
-    QString line = name.simplified();
-    for (QChar& character : line) {
-        if (!character.isPrint())
-            character = u'?';
-    }
-    return line;
-}
-
-QList<DeviceInterface> services(const Facts& facts) {
-    QList<DeviceInterface> found;
-    for (const QString& name : facts.names(u"/sys/class/net"_s)) {
-        if (auto interface = networkServiceOf(facts.root(), name)) {
-            interface->service = asOneLine(interface->service);
-            found.append(*interface);
-        }
-    }
-    return found;
-}
-
-QString withColons(QString digits) {
-    for (qsizetype place = digits.size() - 2; place > 0; place -= 2)
-        digits.insert(place, u':');
-    return digits.toLower();
-}
-
 QString hardwarePorts(const Facts& facts) {
     QString text;
-    for (const DeviceInterface& interface : services(facts)) {
-        const QString address = interface.macAddress.isEmpty() ? u"N/A"_s : withColons(interface.macAddress);
+    for (const NetworkService& interface : networkServices(facts)) {
+        const QString address = interface.address.isEmpty() ? u"N/A"_s : interface.address;
         text += u"\nHardware Port: %1\nDevice: %2\nEthernet Address: %3\n"_s.arg(
             interface.hardwarePort, interface.device, address);
     }
@@ -83,30 +56,29 @@ QString hardwarePorts(const Facts& facts) {
 /// Those with a way out first, the nearest one at the top.
 QString serviceOrder(const Facts& facts) {
     const QList<DefaultRoute> routes = defaultRoutes(facts);
-    const auto rank = [&routes](const DeviceInterface& interface) {
+    const auto rank = [&routes](const NetworkService& interface) {
         for (qsizetype i = 0; i < routes.size(); ++i) {
             if (routes[i].device == interface.device)
                 return i;
         }
         return routes.size();
     };
-    QList<DeviceInterface> ordered = services(facts);
+    QList<NetworkService> ordered = networkServices(facts);
     std::stable_sort(ordered.begin(), ordered.end(),
-        [&rank](const DeviceInterface& left, const DeviceInterface& right) { return rank(left) < rank(right); });
+        [&rank](const NetworkService& left, const NetworkService& right) { return rank(left) < rank(right); });
     QString text = u"An asterisk (*) denotes that a network service is disabled.\n"_s;
     int number = 0;
-    for (const DeviceInterface& interface : ordered)
+    for (const NetworkService& interface : ordered)
         text += u"(%1) %2\n(Hardware Port: %3, Device: %4)\n\n"_s.arg(
             QString::number(++number), interface.service, interface.hardwarePort, interface.device);
     return text;
 }
 
-bool hasLease(const Facts& facts, const DeviceInterface& interface) {
+bool hasLease(const Facts& facts, const NetworkService& interface) {
     const QString index = facts.line(u"/sys/class/net/%1/ifindex"_s.arg(interface.device));
-    const QString managed = facts.root() + u"/run/NetworkManager/devices/"_s + index;
+    const auto managed = parseKeyFile(facts.text(u"/run/NetworkManager/devices/"_s + index).bytes);
     return facts.exists(u"/run/systemd/netif/leases/"_s + index) ||
-        facts.exists(u"/var/lib/dhcp/dhclient.%1.leases"_s.arg(interface.device)) ||
-        !DeviceFiles::keyGroup(managed, u"dhcp4"_s).isEmpty();
+        facts.exists(u"/var/lib/dhcp/dhclient.%1.leases"_s.arg(interface.device)) || managed.contains(u"dhcp4"_s);
 }
 
 /// First IPv4 address and its mask; the kernel's interfaces are those of the running system, whatever the root.
@@ -128,7 +100,7 @@ QString addressLines(const QString& device) {
 }
 
 Outcome information(const Facts& facts, const QString& service) {
-    for (const DeviceInterface& interface : services(facts)) {
+    for (const NetworkService& interface : networkServices(facts)) {
         if (interface.service != service)
             continue;
         QString text = hasLease(facts, interface) ? u"DHCP Configuration\n"_s : QString();
@@ -140,11 +112,11 @@ Outcome information(const Facts& facts, const QString& service) {
             }
         }
         const QString kind = interface.hardwarePort == u"Wi-Fi" ? u"Wi-Fi ID"_s : u"Ethernet Address"_s;
-        if (!interface.macAddress.isEmpty())
-            text += u"%1: %2\n"_s.arg(kind, withColons(interface.macAddress));
+        if (!interface.address.isEmpty())
+            text += u"%1: %2\n"_s.arg(kind, interface.address);
         return {text, {}, 0};
     }
-    return failed(u"%1 is not a recognized network service."_s.arg(asOneLine(service)), NoSuchService);
+    return failed(u"%1 is not a recognized network service."_s.arg(service.simplified()), NoSuchService);
 }
 
 } // namespace

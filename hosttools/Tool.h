@@ -36,4 +36,6 @@ Outcome runDscl(const Facts& facts, const QStringList& arguments);
 Outcome runFdesetup(const Facts& facts, const QStringList& arguments);
 Outcome runNetworksetup(const Facts& facts, const QStringList& arguments);
 Outcome runOpen(const Facts& facts, const QStringList& arguments);
+/// One JSON object with "state" ("on", "off", "unknown"), "code", "subject", "place" and "text": see Finding.
+Outcome runReason(const Facts& facts, const QStringList& arguments);
 Outcome runScutil(const Facts& facts, const QStringList& arguments);

@@ -1,44 +1,39 @@
 #include "ZfsFacts.h"
 
-#include "TaskHelper.h"
-
 using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr double LimitSeconds = 1.0;
+constexpr std::chrono::milliseconds Limit{1000};
 
 } // namespace
 
-QString ZfsFacts::run(const QString& command, const QStringList& arguments) const {
-    for (const char16_t* place : {u"/usr/sbin/", u"/sbin/", u"/usr/local/sbin/", u"/usr/bin/"}) {
-        const QString path = QString::fromUtf16(place) + command;
-        if (m_facts.resolved(path).isEmpty())
-            continue;
-        QString output;
-        // Nothing comes back from a command that complains.
-        TaskHelper(LimitSeconds).excuteTaskPath(m_facts.root() + path, arguments, &output, nullptr);
-        return output;
+Finding ZfsFacts::isEncrypted(const QString& dataset) {
+    if (!m_encryption) {
+        m_encryption.emplace();
+        const QStringList arguments{
+            u"get"_s, u"-H"_s, u"-o"_s, u"name,value"_s, u"-t"_s, u"filesystem,volume"_s, u"encryption"_s};
+        const QByteArray listing = runHostCommand(m_facts, u"zfs"_s, arguments, Limit).output;
+        for (const QByteArray& line : listing.split('\n'))
+            m_encryption->insert(
+                QString::fromUtf8(line.split('\t').value(0)), QString::fromUtf8(line.split('\t').value(1)));
     }
-    return {};
-}
-
-Finding ZfsFacts::isEncrypted(const QString& dataset) const {
-    const Finding unknown = Finding::unknown(u"the command zfs is missing or does not answer"_s);
-    if (dataset.isEmpty() || dataset.startsWith(u'-'))
-        return unknown;
-    const QString answer = run(u"zfs"_s, {u"get"_s, u"-H"_s, u"-o"_s, u"value"_s, u"encryption"_s, dataset}).trimmed();
+    const QString answer = m_encryption->value(dataset);
     if (answer.startsWith(u"aes-"))
         return Finding::yes();
-    return answer == u"off" ? Finding::no(u"%1 is not encrypted"_s.arg(dataset)) : unknown;
+    return answer == u"off" ? Finding::no(u"disk.plain"_s, dataset) : Finding::unknown(u"disk.zfs-silent"_s, dataset);
 }
 
-QStringList ZfsFacts::devices(const QString& pool) const {
-    const QString listing = run(u"zpool"_s, {u"list"_s, u"-v"_s, u"-H"_s, u"-P"_s, u"-L"_s, pool});
+QStringList ZfsFacts::devices(const QString& pool) {
+    if (!m_pools)
+        m_pools = runHostCommand(m_facts, u"zpool"_s, {u"list"_s, u"-v"_s, u"-H"_s, u"-P"_s, u"-L"_s}, Limit).output;
     QStringList devices;
-    for (const QString& line : listing.split(u'\n')) {
-        const QString name = line.trimmed().section(u'\t', 0, 0);
-        if (name.startsWith(u'/'))
+    QString current;
+    for (const QByteArray& line : m_pools->split('\n')) {
+        const QString name = QString::fromUtf8(line).trimmed().section(u'\t', 0, 0);
+        if (!line.startsWith('\t'))
+            current = name;
+        else if (current == pool && name.startsWith(u'/'))
             devices.append(name);
     }
     return devices;

@@ -17,6 +17,7 @@ constexpr Tool Tools[] = {
     {"networksetup", "networksetup -listallhardwareports | -listnetworkserviceorder | -getinfo SERVICE",
         runNetworksetup},
     {"open", "open FILE | open -a PROGRAM [ARGUMENT...]", runOpen},
+    {"reason", "reason disk | firewall | domain", runReason},
     {"scutil", "scutil --get ComputerName", runScutil},
 };
 constexpr const char* OwnName = "mav-hosttools";
@@ -33,7 +34,8 @@ int printUsage() {
     std::fprintf(stderr, "usage: %s [--root FOLDER] COMMAND ...\n\n", OwnName);
     for (const Tool& tool : Tools)
         std::fprintf(stderr, "  %s\n", tool.usage);
-    std::fputs("\nEach command has a link of its name to this program. The facts of another system are read from the\n"
+    std::fputs("\nEach command but reason has a link of its name to this program. The facts of another system are read "
+               "from the\n"
                "folder after --root or in MAV_FACTS_ROOT.\n",
         stderr);
     return Status::Usage;

@@ -42,6 +42,13 @@ check_commands() {
     inside find / -xdev -name 'mav*reference*' | grep . && fail "reference programs are installed"
     quietly as_user mavctl device
     quietly inside /Applications/Mav/Mav.app/Contents/Tools/scutil --get ComputerName
+    for file in /usr/lib/systemd/system/mav-facts.service /usr/share/dbus-1/system.d/com.qencloud.mav.HostFacts.conf \
+        /usr/share/dbus-1/system-services/com.qencloud.mav.HostFacts.service /usr/lib/sysusers.d/mav-facts.conf; do
+        inside test -f "$file" || fail "no $file"
+    done
+    # Without a bus it says so and ends.
+    said=$(inside /Applications/Mav/Mav.app/Contents/Services/mav-facts 2>&1) && fail "mav-facts runs without a bus"
+    grep -q "there is no system bus" <<<"$said" || fail "mav-facts cannot start: $said"
 }
 
 window_facts() {

@@ -14,7 +14,7 @@ INCLUDE = re.compile(r'^\s*#\s*include\s+(?:"([^"]+)"|<([^>]+)>)', re.M)
 # Libraries that are neither ours nor of the toolkit, by the beginning of what is included. Where there are two names, one of
 # them is enough.
 FOREIGN = {
-    "openssl/": ("OpenSSL::Crypto", "OpenSSL::SSL"), "zlib.h": ("ZLIB::ZLIB",), "qrencode.h": ("PkgConfig::QRENCODE",),
+    "openssl/ssl.h": ("OpenSSL::SSL",), "openssl/": ("OpenSSL::Crypto", "OpenSSL::SSL"), "zlib.h": ("ZLIB::ZLIB",), "qrencode.h": ("PkgConfig::QRENCODE",),
     "plist/": ("PkgConfig::PLIST",), "ZXing/": ("ZXing::ZXing",), "nlohmann/": ("nlohmann_json::nlohmann_json",),
 }
 # Linked by everything, by every test, or for what it registers at run time.

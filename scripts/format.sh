@@ -14,7 +14,7 @@ case "${1-}" in
 esac
 scripts/install-packages.sh packages-lint.txt
 folders=()
-for folder in src reference hosttools tools tests bench; do
+for folder in src reference hosttools factsservice tools tests bench; do
     [ ! -d "$folder" ] || folders+=("$folder")
 done
 find "${folders[@]}" \( -name '*.cpp' -o -name '*.h' \) -print0 |

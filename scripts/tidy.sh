@@ -1,5 +1,5 @@
 #!/bin/bash
-# Runs clang-tidy over src, reference, hosttools and tools with the compile commands of a configured build folder
+# Runs clang-tidy over src, reference, hosttools, factsservice and tools with the compile commands of a configured build folder
 # (default build/dev); every finding is an error. First proves with a planted bad file that findings are found. --changed takes
 # only what is other than in the last release (tag), else in the last 50 commits, or where the branch left SINCE; a header by
 # one source that reads it.
@@ -54,9 +54,9 @@ grep -q 'bugprone-use-after-move' "$work/planted.log" || {
 # source has to include what it uses.
 sed -E 's/ -(fno-sanitize-recover|fsanitize)=[^ ]*//g; s/ -fpch-preprocess| -Winvalid-pch| -include [^ ]*cmake_pch[^ ]*//g' "$build/compile_commands.json" >"$work/compile_commands.json"
 list=$(grep -oE '"file": "[^"]*"' "$work/compile_commands.json" | cut -d'"' -f4 |
-    grep -E "^$PWD/(src|reference|hosttools|tools)/" | sort -u)
+    grep -E "^$PWD/(src|reference|hosttools|factsservice|tools)/" | sort -u)
 if [ -n "$since" ]; then
-    mapfile -t changed < <(git diff --name-only --diff-filter=d "$since" -- src reference hosttools tools .clang-tidy scripts/tidy.sh)
+    mapfile -t changed < <(git diff --name-only --diff-filter=d "$since" -- src reference hosttools factsservice tools .clang-tidy scripts/tidy.sh)
     # Other rules are rules for everything.
     if ! grep -qxE '\.clang-tidy|scripts/tidy\.sh' < <(printf '%s\n' "${changed[@]}"); then
         list=$(for file in "${changed[@]}"; do

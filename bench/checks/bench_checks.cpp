@@ -79,7 +79,11 @@ void measure(const char* name, const QByteArray& delay) {
     const TaskHelper tasks;
     auto& center = Platform::NotificationCenter::defaultCenter();
     const CheckLog silent = [](const QString&, int) {};
-    QenCheck checks({silent, tasks, center, folder.path(), folder.path(), folder.path(), {}});
+    QenCheck checks({.log = silent,
+        .tasks = tasks,
+        .center = center,
+        .agentState = folder.path(),
+        .applicationBundle = folder.path()});
     QenCheckRound round({.log = silent,
         .center = center,
         .checkWithModel = [&checks](const QenCheckModelPointer& model) { checks.checkWithModel(model); },

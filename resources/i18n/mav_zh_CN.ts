@@ -159,5 +159,201 @@
         <source></source>
         <translation>网络未连接，请检查网络</translation>
     </message>
+    <message id="AnswerUnusable">
+        <source></source>
+        <translation>服务器返回的数据无法使用，请稍后重试或联系管理员。</translation>
+    </message>
+    <message id="SessionNotStored">
+        <source></source>
+        <translation>登录已被服务器接受，但本机无法保存登录信息。请检查磁盘空间和文件夹权限，然后重新登录。</translation>
+    </message>
+    <message id="SessionEnded">
+        <source></source>
+        <translation>登录已被服务器结束，请重新登录。</translation>
+    </message>
+    <message id="SignOutPending">
+        <source></source>
+        <translation>已退出登录，但尚未通知服务器；网络恢复后会自动完成。</translation>
+    </message>
+    <message id="PasswordChanged">
+        <source></source>
+        <translation>密码已修改，请使用新密码登录。</translation>
+    </message>
+    <message id="PasswordChangeFailed">
+        <source></source>
+        <translation>修改密码未成功：%1</translation>
+    </message>
+    <message id="OtpElsewhere">
+        <source></source>
+        <translation>需要动态口令时，请点击“扫码登录”，在“账号登录”中输入。</translation>
+    </message>
+    <message id="OfflineSince">
+        <source></source>
+        <translation>自 %1 起</translation>
+    </message>
+    <message id="SignedInNote">
+        <source></source>
+        <translation>已登录</translation>
+    </message>
+    <message id="HttpCancelled">
+        <source></source>
+        <translation>请求已取消。</translation>
+    </message>
+    <message id="HttpBadUrl">
+        <source></source>
+        <translation>服务器地址无效。</translation>
+    </message>
+    <message id="HttpTimedOut">
+        <source></source>
+        <translation>请求超时。</translation>
+    </message>
+    <message id="HttpUnsupportedUrl">
+        <source></source>
+        <translation>不支持该类型的地址。</translation>
+    </message>
+    <message id="HttpCannotFindHost">
+        <source></source>
+        <translation>找不到服务器。</translation>
+    </message>
+    <message id="HttpCannotConnect">
+        <source></source>
+        <translation>无法连接服务器。</translation>
+    </message>
+    <message id="HttpConnectionLost">
+        <source></source>
+        <translation>网络连接已中断。</translation>
+    </message>
+    <message id="HttpTooManyRedirects">
+        <source></source>
+        <translation>服务器重定向次数过多。</translation>
+    </message>
+    <message id="HttpCannotDecodeContent">
+        <source></source>
+        <translation>无法解码服务器返回的内容。</translation>
+    </message>
+    <message id="HttpUnusableAnswer">
+        <source></source>
+        <translation>无法解析服务器的响应。</translation>
+    </message>
+    <message id="HttpResponseTooLarge">
+        <source></source>
+        <translation>服务器返回的数据过大。</translation>
+    </message>
+    <message id="HttpSecureConnectionFailed">
+        <source></source>
+        <translation>无法与服务器建立安全连接。</translation>
+    </message>
+    <message id="HttpServerFails">
+        <source></source>
+        <translation>服务器暂时无法处理请求，请稍后再试。</translation>
+    </message>
+    <message id="HttpServerRefuses">
+        <source></source>
+        <translation>服务器拒绝了请求，请联系管理员。</translation>
+    </message>
+    <message id="HttpNotJson">
+        <source></source>
+        <translation>服务器返回的数据格式不正确。</translation>
+    </message>
+    <message id="HttpFailed">
+        <source></source>
+        <translation>网络请求失败。</translation>
+    </message>
+    <message id="AgentNotReachable">
+        <source></source>
+        <translation>无法连接本机代理服务。</translation>
+    </message>
+    <message id="HideSecret">
+        <source></source>
+        <translation>隐藏密码</translation>
+    </message>
+    <message id="ShowSecret">
+        <source></source>
+        <translation>显示密码</translation>
+    </message>
+    <message id="PleaseWait">
+        <source></source>
+        <translation>请稍候</translation>
+    </message>
+    <message id="CheckFailed">
+        <source></source>
+        <translation>未通过</translation>
+    </message>
+    <message id="CheckUnknown">
+        <source></source>
+        <translation>无法确定</translation>
+    </message>
+    <message id="CheckRunning">
+        <source></source>
+        <translation>检测中</translation>
+    </message>
+    <message id="Repair">
+        <source></source>
+        <translation>修复</translation>
+    </message>
+    <message id="RepairTip">
+        <source></source>
+        <translation>查看如何修复</translation>
+    </message>
+    <message id="RepairNamed">
+        <source></source>
+        <translation>修复 %1</translation>
+    </message>
+    <message id="UnfoldNamed">
+        <source></source>
+        <translation>展开 %1</translation>
+    </message>
+    <message id="FoldNamed">
+        <source></source>
+        <translation>收起 %1</translation>
+    </message>
+    <message id="Unfold">
+        <source></source>
+        <translation>展开</translation>
+    </message>
+    <message id="Fold">
+        <source></source>
+        <translation>收起</translation>
+    </message>
+    <message id="NothingToCheck">
+        <source></source>
+        <translation>组织没有下发检测要求，目前没有可检测的项目</translation>
+    </message>
+    <message id="SearchToolsHint">
+        <source></source>
+        <translation>搜索名称或拼音首字母</translation>
+    </message>
+    <message id="SearchTools">
+        <source></source>
+        <translation>搜索办公工具</translation>
+    </message>
+    <message id="NoToolFound">
+        <source></source>
+        <translation>没有符合的办公工具</translation>
+    </message>
+    <message id="OfficeTools">
+        <source></source>
+        <translation>办公工具</translation>
+    </message>
+    <message id="OrganisationMark">
+        <source></source>
+        <translation>组织标志</translation>
+    </message>
+    <message id="AboutMav">
+        <source></source>
+        <translation>关于 Mav</translation>
+    </message>
+    <message id="VersionNamed">
+        <source></source>
+        <translation>版本 %1</translation>
+    </message>
+    <message id="BuildNamed">
+        <source></source>
+        <translation>构建 %1</translation>
+    </message>
+    <message id="AvailableApplications">
+        <source></source>
+        <translation>可用应用</translation>
+    </message>
 </context>
 </TS>

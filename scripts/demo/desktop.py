@@ -12,10 +12,12 @@ def _text_of(arguments, environment):
 
 
 class Desktop:
-    """Started in the constructor; its processes belong to the given children."""
+    """Started in the constructor; its processes belong to the given children. With a scale everything is drawn that many
+    times as large."""
 
-    def __init__(self, children, environment, runtime, has_window_manager=True):
-        self.environment = dict(environment)
+    def __init__(self, children, environment, runtime, has_window_manager=True, scale=1):
+        self.environment = dict(environment, QT_SCALE_FACTOR=str(scale))
+        self.screen = f"{1280 * scale}x{900 * scale}x24"
         for name in ("WAYLAND_DISPLAY", "XAUTHORITY", "DBUS_SESSION_BUS_ADDRESS", "AT_SPI_BUS_ADDRESS"):
             self.environment.pop(name, None)
         self._start_display(children)
@@ -27,7 +29,7 @@ class Desktop:
         read_end, write_end = os.pipe()
         try:
             display = children.start(
-                "Xvfb", ["Xvfb", "-displayfd", str(write_end), "-screen", "0", "1280x900x24", "-nolisten", "tcp", "-noreset"],
+                "Xvfb", ["Xvfb", "-displayfd", str(write_end), "-screen", "0", self.screen, "-nolisten", "tcp", "-noreset"],
                 self.environment, pass_fds=(write_end,))
             os.close(write_end)
             os.set_blocking(read_end, False)

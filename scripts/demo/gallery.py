@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Makes docs/gallery.md: every window of the client in its states, taken from the real program on a virtual display.
 
-usage: scripts/demo/gallery.py --programs build/dev/bin
+usage: scripts/demo/gallery.py --programs build/dev/bin [--scale 2 --pictures FOLDER]
 """
 
 import argparse
@@ -17,6 +17,10 @@ from world import PASSWORD, USER, World, end_on_signals, limit_whole_run
 
 DOCS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "docs")
 LIMIT = 300  # seconds
+MANY_TOOLS = [{"apptype": "hyperlink", "appname": name, "desturl": "127.0.0.1", "icon": icon} for name, icon in (
+    ("公司门户", "portal"), ("在线文档", "document"), ("视频会议", "meeting"), ("企业邮箱", "mail"), ("日程", "calendar"),
+    ("即时消息", "chat"), ("审批", "approval"), ("代码仓库", "code"), ("会议室预订", ""), ("Q&A", ""), ("差旅与费用报销申请和审批系统", ""),
+    ("Wiki", ""))] + [{"apptype": "hyperlink", "appname": f"业务系统{number}", "desturl": "127.0.0.1"} for number in range(1, 25)]
 
 
 def make_gallery(story_class):
@@ -36,8 +40,8 @@ def make_gallery(story_class):
             time.sleep(pause)
             raw = self.world.path("shots", name + ".png")
             self.desktop.take_picture(raw)
-            subprocess.run(["convert", raw, "-bordercolor", "black", "-border", "1", "-trim", "+repage", "+dither", "-colors", "256",
-                            "-strip", os.path.join(self.folder, name + ".png")], check=True)
+            subprocess.run(["convert", raw, "-bordercolor", "black", "-border", "1", "-trim", "+repage", "-strip",
+                            os.path.join(self.folder, name + ".png")], check=True)
             self.shown.append((name, caption))
             print(f"{name}: {caption}", flush=True)
 
@@ -125,6 +129,11 @@ def make_gallery(story_class):
             self.windows.wait_for_text("办公软件", 10)
             self.show("trusted", "The trusted applications")
             self.close_window("办公软件")
+            self.world.edit_agent(appmgrlist=MANY_TOOLS)
+            self.windows.fill("text", "搜索办公工具", "")
+            self.show("tools-many", "From 24 tools on they can be searched")
+            self.windows.fill("text", "搜索办公工具", "hy")
+            self.show("tools-found", "Found by the initials of its sounds")
             self.world.edit_agent(appmgrlist=[], ngncloudlist={"trustedapp": []})
             self.windows.wait_for_text("当前用户暂无办公工具清单，请等待管理员配置！", 15)
             self.show("tools-empty", "No tools are assigned")
@@ -159,6 +168,8 @@ def make_gallery(story_class):
             self.close_window("本机信息")
 
         def write_page(self):
+            if not self.folder.startswith(DOCS):
+                return
             lines = ["# Gallery", "", "Every window in its states, made from the real program by `scripts/demo/gallery.py`.", ""]
             for name, caption in self.shown:
                 lines += [f"## {caption}", "", f"![{caption}](images/gallery/{name}.png)", ""]
@@ -178,17 +189,19 @@ def make_gallery(story_class):
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--programs", required=True, help="folder of the built programs")
+    parser.add_argument("--scale", type=int, default=1, help="draws everything that many times as large")
+    parser.add_argument("--pictures", default=os.path.join(DOCS, "images", "gallery"), help="where they go instead of docs/")
     options = parser.parse_args()
     end_on_signals()
     limit_whole_run(LIMIT)
-    pictures = os.path.join(DOCS, "images", "gallery")
+    pictures = options.pictures
     os.makedirs(pictures, exist_ok=True)
     with tempfile.TemporaryDirectory(prefix="mav-gallery-") as folder:
         world = World(folder, os.path.abspath(options.programs), afresh=True)
         children = Children(world.path("logs"))
         try:
             world.use_stand_in_browser()
-            desktop = Desktop(children, world.environment, world.runtime)
+            desktop = Desktop(children, world.environment, world.runtime, scale=options.scale)
             world.environment = desktop.environment
             os.environ.clear()
             os.environ.update(desktop.environment)

@@ -1,7 +1,6 @@
 #include "AppDelegate.h"
 
 #include "ApplicationMenu.h"
-#include "Bundle.h"
 #include "ClientNotifications.h"
 #include "CustomMessageBox.h"
 #include "MavServerSetingWinCtrl.h"
@@ -13,6 +12,7 @@
 #include "Queue.h"
 #include "QuitSequence.h"
 #include "StatusItem.h"
+#include "StringTable.h"
 #include "SystemLog.h"
 #include "Theme.h"
 #include "TrayHost.h"
@@ -23,8 +23,6 @@
 
 using namespace Qt::StringLiterals;
 
-using Platform::localizedString;
-
 namespace {
 
 constexpr qint64 TerminateAtOnce = -1;
@@ -33,17 +31,11 @@ constexpr qint64 TerminateRefused = 1;
 
 } // namespace
 
-AppDelegate::AppDelegate(World world) : m_world(std::move(world)) {}
+AppDelegate::AppDelegate(World world) : m_world(std::move(world)) {
+    connect(&m_world.login.session(), &Session::changed, this, &AppDelegate::setItemsHiddenMenu);
+}
 
 AppDelegate::~AppDelegate() = default;
-
-template <typename Call>
-void AppDelegate::onMain(Call call) {
-    Platform::mainQueue().async([delegate = QPointer(this), call = std::move(call)] {
-        if (AppDelegate* self = delegate.data())
-            call(*self);
-    });
-}
 
 void AppDelegate::setMainWindow(QenMainWindow* window) {
     m_mainWindow = window;
@@ -95,15 +87,15 @@ bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows) {
 
 void AppDelegate::applicationWillBecomeActive() {
     // A person who turned to About or Help after closing the main window does not want it back.
-    onMain([](AppDelegate& delegate) {
-        const QenMainWindow* window = delegate.m_mainWindow.data();
+    m_answers.async([this] {
+        const QenMainWindow* window = m_mainWindow.data();
         const bool isElsewhere = QApplication::activeWindow() && window && !window->isVisible();
-        delegate.applyTrayStatus(isElsewhere ? MainWindow::AsItIs : MainWindow::Front);
+        applyTrayStatus(isElsewhere ? MainWindow::AsItIs : MainWindow::Front);
     });
 }
 
 void AppDelegate::checkTrayStatus() {
-    onMain([](AppDelegate& delegate) { delegate.applyTrayStatus(MainWindow::Front); });
+    m_answers.async([this] { applyTrayStatus(MainWindow::Front); });
 }
 
 void AppDelegate::applyTrayStatus(MainWindow mainWindow) {
@@ -129,11 +121,10 @@ void AppDelegate::followTrayHost() {
         return;
     }
     m_isFollowingTray = true;
-    m_world.trayHost.start([delegate = QPointer(this)](bool available) {
-        const AppDelegate* self = delegate.data();
-        if (self && self->m_statusItem)
-            self->m_statusItem->setTrayAvailable(available);
-    });
+    m_world.trayHost.start(m_answers.wrapped([this](bool available) {
+        if (m_statusItem)
+            m_statusItem->setTrayAvailable(available);
+    }));
 }
 
 void AppDelegate::bringForward() {
@@ -155,7 +146,7 @@ void AppDelegate::statusItemDidCliked() {
 
 void AppDelegate::setItemsHiddenMenu() {
     if (m_menu)
-        m_menu->setSignedIn(m_world.login.iflogin() && !m_isLoggingOut);
+        m_menu->setSignedIn(m_world.login.session().state() != SessionState::SignedOut && !m_isLoggingOut);
 }
 
 ApplicationMenu* AppDelegate::menu() const {
@@ -171,7 +162,7 @@ void AppDelegate::validateMenuItem() {
 void AppDelegate::showAlertTipForLogin(const QString& text) {
     if (text.isEmpty())
         return;
-    onMain([text](AppDelegate& delegate) { delegate.showAlert(text); });
+    m_answers.async([this, text] { showAlert(text); });
 }
 
 void AppDelegate::showAlert(const QString& text) {
@@ -255,13 +246,10 @@ void AppDelegate::tapHelp() {
 void AppDelegate::excludeLogs() {
     if (!m_world.parts.beginExportLogSheet)
         return;
-    m_world.parts.beginExportLogSheet(m_mainWindow, [delegate = QPointer(this)](bool exporting) {
-        AppDelegate* self = delegate.data();
-        if (!self)
-            return;
-        self->m_isExportingLogs = exporting;
-        self->validateMenuItem();
-    });
+    m_world.parts.beginExportLogSheet(m_mainWindow, m_answers.wrapped([this](bool exporting) {
+        m_isExportingLogs = exporting;
+        validateMenuItem();
+    }));
 }
 
 void AppDelegate::modifyPasswordClick() {
@@ -281,12 +269,8 @@ void AppDelegate::ConfigureServerClick() {
 void AppDelegate::menuQuit() {
     if (std::exchange(m_isQuitting, true))
         return;
-    QuitSequence::start(
-        {m_world.login, m_world.log, m_world.parts.agent, m_world.vpnExecutable}, [delegate = QPointer(this)] {
-            AppDelegate* self = delegate.data();
-            if (!self)
-                return;
-            self->m_isQuitting = false;
-            self->terminate();
-        });
+    QuitSequence::start({m_world.login, m_world.log, m_world.vpn}, m_answers.wrapped([this] {
+        m_isQuitting = false;
+        terminate();
+    }));
 }

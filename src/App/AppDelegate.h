@@ -2,10 +2,9 @@
 
 #include "ApplicationInterface.h"
 #include "ApplicationParts.h"
-#include "Error.h"
+#include "Completion.h"
 #include "NotificationCenter.h"
 
-#include <QJsonObject>
 #include <QObject>
 #include <QPointer>
 #include <QString>
@@ -22,10 +21,12 @@ class QenHelpWebWindowController;
 class QenLogHelper;
 class QenMainWindow;
 class StatusItem;
+class VpnComponent;
 
 namespace Platform {
+class TaskGroup;
 class TrayHost;
-}
+} // namespace Platform
 
 /// The spine of the client: runs the launch sequence, owns the tray item and the menu's operations, decides how the
 /// process quits.
@@ -42,7 +43,9 @@ public:
         Platform::TrayHost& trayHost;
         /// The user's Application Support folder.
         QString applicationSupport;
-        QString vpnExecutable;
+        VpnComponent& vpn;
+        /// Work that the menu has begun and does not wait for.
+        Platform::TaskGroup& work;
         ApplicationParts parts;
         /// Ends the process; not expected to come back.
         std::function<void(int status)> exitProcess;
@@ -70,7 +73,7 @@ public:
     /// queue.
     void checkTrayStatus();
     void statusItemDidCliked();
-    void setItemsHiddenMenu() override;
+    void setItemsHiddenMenu();
     void validateMenuItem();
     void showAlertTipForLogin(const QString& text) override;
 
@@ -98,11 +101,9 @@ private:
     void showAlert(const QString& text);
     void showTerminateWaring();
     void bringForward();
-    void logoutAnswered(const QJsonObject& answer, const Platform::Error& error);
+    void logoutAnswered(const struct AnswerVerdict& verdict);
     QenHelpWebWindowController& helpWindow();
     QRect mainWindowFrame() const;
-    template <typename Call>
-    void onMain(Call call);
 
     const World m_world;
     qint64 m_terminateCode = 0;
@@ -117,4 +118,5 @@ private:
     std::unique_ptr<QenHelpWebWindowController> m_helpWindow;
     std::unique_ptr<StatusItem> m_statusItem;
     Platform::NotificationCenter::Observer m_hideTray;
+    Platform::Receiver m_answers;
 };

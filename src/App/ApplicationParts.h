@@ -3,7 +3,6 @@
 #include <chrono>
 #include <functional>
 
-class AgentAccessLink;
 class QWidget;
 
 /// Pieces of the client that the application starts or opens without knowing them. One that is empty is not asked.
@@ -12,9 +11,6 @@ struct ApplicationParts {
     std::function<void()> configParlo;
     std::function<void()> startProcessListener;
     std::chrono::milliseconds processListenerDelay{30000};
-
-    /// The agent's local interface, asked to stop the VPN component when the client quits.
-    AgentAccessLink* agent = nullptr;
 
     std::function<bool()> checkCaVersion;
     std::function<void()> installStaticMobileconfig;

@@ -1,11 +1,9 @@
 #include "QuitSequence.h"
 
-#include "IntegerValue.h"
-#include "LoginLinks.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
 #include "Queue.h"
-#include "TaskHelper.h"
+#include "VpnComponent.h"
 
 #include <utility>
 
@@ -23,47 +21,35 @@ void QuitSequence::start(World world, std::function<void()> terminate) {
 
 void QuitSequence::stopVpnComponent() {
     m_world.login.existZelVPN();
-    QString running;
-    TaskHelper::sharedInstance().excuteTaskPath(u"/bin/bash"_s,
-        {u"-c"_s, u"/bin/ps aux | grep -w '%1' | grep -v 'grep'"_s.arg(m_world.vpnExecutable)}, &running, nullptr);
-    if (running.isEmpty()) {
+    if (m_world.vpn.processes().isEmpty()) {
         finish();
         return;
     }
-    requestStop();
-}
-
-void QuitSequence::requestStop() {
-    const auto refused = [self = shared_from_this()] {
-        self->m_world.log.writeLog(u"[appdelegate] QenCloud Vindor Access Fail!!!"_s);
+    // Behind the stop that was begun above, as a unit of its own.
+    m_world.vpn.stop([self = shared_from_this()](const AgentStop& stop) {
+        self->judgeStop(stop);
         self->finish();
-    };
-    if (!m_world.agent) {
-        refused();
-        return;
-    }
-    m_world.agent->startRequestAccess([self = shared_from_this(), refused](int status) {
-        if (status != 0) {
-            refused();
-            return;
-        }
-        // The error is not looked at, on purpose: the answer's code alone decides which line is logged.
-        self->m_world.agent->stopSmartAgent(
-            [self](const QJsonObject& answer, const Platform::Error&) { self->judgeStop(answer); });
     });
 }
 
-void QuitSequence::judgeStop(const QJsonObject& answer) {
-    const auto code = integerValue(answer.value(u"code"));
+void QuitSequence::judgeStop(const AgentStop& stop) {
+    if (stop.access != 0) {
+        m_world.log.writeLog(u"[appdelegate] QenCloud Vindor Access Fail!!!"_s);
+        return;
+    }
+    // The error is not looked at, on purpose: the answer's code alone decides which line is logged.
+    const auto code = integerValue(stop.answer.value(u"code"));
     m_world.log.writeLog(code == 0
             ? u"[appdelegate] QenCloud Vindor Stop Success!!!"_s
-            : u"[appdelegate] QenCloud Vindor Stop Fail:code = %1"_s.arg(code ? QString::number(*code) : u"(null)"_s));
-    finish();
+            : u"[appdelegate] QenCloud Vindor Stop Fail:code = %1"_s.arg(ServerAnswer::logged(code)));
 }
 
 void QuitSequence::finish() {
-    Platform::mainQueue().async([self = shared_from_this()] {
-        if (const auto terminate = std::exchange(self->m_terminate, nullptr))
-            terminate();
-    });
+    std::function<void()> terminate;
+    {
+        const std::lock_guard lock(m_mutex);
+        terminate = std::exchange(m_terminate, nullptr);
+    }
+    if (terminate)
+        terminate();
 }

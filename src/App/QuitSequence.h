@@ -1,16 +1,15 @@
 #pragma once
 
-#include "Error.h"
-
-#include <QJsonObject>
+#include "LoginLinks.h"
 
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <mutex>
 
-class AgentAccessLink;
 class QenCloudLoginHelper;
 class QenLogHelper;
+class VpnComponent;
 
 /// What happens between the menu's Quit and the end of the process: the VPN component is stopped when it runs.
 class QuitSequence final : public std::enable_shared_from_this<QuitSequence> {
@@ -18,23 +17,21 @@ public:
     struct World {
         QenCloudLoginHelper& login;
         QenLogHelper& log;
-        /// May be null: then a running component cannot be stopped.
-        AgentAccessLink* agent;
-        QString vpnExecutable;
+        VpnComponent& vpn;
         /// After which the client quits whatever the agent does.
         std::chrono::milliseconds limit{20000};
     };
 
-    /// Starts in the background. @param terminate  called once, on the main queue, whatever happened
+    /// Starts in the background. @param terminate  called once, on any thread, whatever happened
     static void start(World world, std::function<void()> terminate);
 
 private:
     QuitSequence(World world, std::function<void()> terminate);
     void stopVpnComponent();
-    void requestStop();
-    void judgeStop(const QJsonObject& answer);
+    void judgeStop(const AgentStop& stop);
     void finish();
 
     const World m_world;
+    std::mutex m_mutex;
     std::function<void()> m_terminate;
 };

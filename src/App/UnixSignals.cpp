@@ -6,7 +6,6 @@
 #include <csignal>
 
 #include <fcntl.h>
-#include <unistd.h>
 
 namespace {
 
@@ -35,12 +34,12 @@ UnixSignals::UnixSignals(std::function<void()> onEnd, QObject* parent) : QObject
     int ends[2];
     if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
         return;
-    m_readEnd = ends[0];
+    m_readEnd = Platform::UniqueFd(ends[0]);
     writeEnd = ends[1];
-    auto* notifier = new QSocketNotifier(m_readEnd, QSocketNotifier::Read, this);
+    auto* notifier = new QSocketNotifier(m_readEnd.get(), QSocketNotifier::Read, this);
     connect(notifier, &QSocketNotifier::activated, this, [this, onEnd = std::move(onEnd)] {
         char byte = 0;
-        while (read(m_readEnd, &byte, 1) > 0) {
+        while (read(m_readEnd.get(), &byte, 1) > 0) {
         }
         onEnd();
     });
@@ -48,10 +47,9 @@ UnixSignals::UnixSignals(std::function<void()> onEnd, QObject* parent) : QObject
 }
 
 UnixSignals::~UnixSignals() {
-    if (m_readEnd < 0)
+    if (!m_readEnd.isOpen())
         return;
     setHandler(SIG_DFL);
-    close(writeEnd);
+    const Platform::UniqueFd closing(writeEnd);
     writeEnd = -1;
-    close(m_readEnd);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "UniqueFd.h"
+
 #include <QObject>
 
 #include <functional>
@@ -13,5 +15,5 @@ public:
     ~UnixSignals() override;
 
 private:
-    int m_readEnd = -1;
+    Platform::UniqueFd m_readEnd;
 };

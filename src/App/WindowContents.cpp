@@ -1,17 +1,10 @@
 #include "WindowContents.h"
 
 #include "AppDelegate.h"
-#include "ITDevice.h"
-#include "NetworkAccess.h"
-#include "Paths.h"
-#include "QenCheck.h"
-#include "QenCloudLoginHelper.h"
-#include "QenLogHelper.h"
+#include "Client.h"
+#include "Deployment.h"
 #include "QenMainLeftBar.h"
 #include "QenMainViewController.h"
-#include "QenServerConfig.h"
-#include "UserDefaults.h"
-#include "iNacManager.h"
 
 namespace {
 
@@ -20,41 +13,59 @@ constexpr std::chrono::seconds DomainProbeDelay(3);
 
 } // namespace
 
-WindowContents::WindowContents(AppDelegate& delegate, QWidget& window, Platform::Reachability& reachability)
-    : m_delegate(delegate), m_window(window), m_reachability(reachability),
-      m_notifications({}, &Platform::UserDefaults::standard()),
-      m_restartOffer({.log = [](const QString& line, int type) { QenLogHelper::sharedInstance().writeLog(line, type); },
-          .center = Platform::NotificationCenter::defaultCenter(),
+WindowContents::WindowContents(
+    Client& client, AppDelegate& delegate, QWidget& window, Platform::Reachability& reachability,
+    Platform::BusConnection& bus)
+    : m_client(client), m_delegate(delegate), m_window(window), m_reachability(reachability),
+      m_notifications(Deployment::BundleIdentifier, bus, &client.defaults),
+      m_restartOffer({.log = [&client](const QString& line, int type) { client.log.writeLog(line, type); },
+          .center = client.center,
           .notifications = m_notifications}),
-      m_networkPolicy({.log = QenLogHelper::sharedInstance(),
-          .center = Platform::NotificationCenter::defaultCenter(),
-          .networkAccess = NetworkAccess::sharedInstance(),
-          .localCerAuthMethod = [] { return iNacManager::sharedInstance().localCerAuthMethod(); },
-          .applicationSupport = Platform::Paths::applicationSupport(),
-          .agentState = Platform::Paths::agentState()}) {}
+      m_networkPolicy({.log = client.log,
+          .center = client.center,
+          .networkAccess = client.networkAccess,
+          .localCerAuthMethod = [&client] { return client.nac.localCerAuthMethod(); },
+          .session = client.session,
+          .agentState = client.places.agentState}) {}
 
 MainViewWorld WindowContents::world() {
-    MainViewWorld world{m_delegate, QenCloudLoginHelper::sharedInstance(), QenServerConfig::sharedInstance(),
-        QenLogHelper::sharedInstance(), Platform::NotificationCenter::defaultCenter(),
-        Platform::UserDefaults::standard(), m_reachability, Platform::Paths::applicationSupport(),
-        Platform::Paths::agentState()};
-    world.openDetailWindow = [this](QWidget* over) { leftBar()->openDetailWindow(over); };
-    world.leftBar = [this] { return leftBar(); };
-    world.mainView = [this] { return mainView(); };
-    return world;
+    return {.application = m_delegate,
+        .login = m_client.login,
+        .config = m_client.config,
+        .log = m_client.log,
+        .center = m_client.center,
+        .defaults = m_client.defaults,
+        .reachability = m_reachability,
+        .work = m_client.work,
+        .applicationSupport = m_client.places.applicationSupport,
+        .agentState = m_client.places.agentState,
+        .openDetailWindow = [this](QWidget* over) { leftBar()->openDetailWindow(over); },
+        .leftBar = [this] { return leftBar(); },
+        .mainView = [this] { return mainView(); }};
 }
 
 void WindowContents::start() {
     m_notifications.removeEarlier();
-    Platform::after(Platform::mainQueue(), DomainProbeDelay, [] { QenCheck::sharedInstance().checkDomainLogin(); });
+    Platform::after(Platform::mainQueue(), DomainProbeDelay, [&check = m_client.check] { check.checkDomainLogin(); });
+    QObject::connect(&m_client.session, &Session::changed, &m_window, [this] { reportSignOut(); });
+    reportSignOut();
+}
+
+void WindowContents::reportSignOut() {
+    // The poll that reports it belongs to the left bar.
+    if (m_client.session.state() == SessionState::LogoutPending)
+        leftBar();
 }
 
 QenMainLeftBar* WindowContents::leftBar() {
     if (!m_leftBar) {
-        m_leftBar = new QenMainLeftBar(
-            {m_delegate, QenCloudLoginHelper::sharedInstance(), QenServerConfig::sharedInstance(),
-                ITDevice::currentDevice(), QenLogHelper::sharedInstance(),
-                Platform::NotificationCenter::defaultCenter(), Platform::Paths::applicationSupport()},
+        m_leftBar = new QenMainLeftBar({.application = m_delegate,
+                                           .login = m_client.login,
+                                           .config = m_client.config,
+                                           .device = m_client.device,
+                                           .log = m_client.log,
+                                           .center = m_client.center,
+                                           .work = m_client.work},
             &m_window);
         m_leftBar->hide();
     }
@@ -64,13 +75,12 @@ QenMainLeftBar* WindowContents::leftBar() {
 QenMainViewController* WindowContents::mainView() {
     if (!m_mainView) {
         m_mainView = new QenMainViewController(
-            {.login = QenCloudLoginHelper::sharedInstance(),
-                .log = QenLogHelper::sharedInstance(),
-                .center = Platform::NotificationCenter::defaultCenter(),
+            {.login = m_client.login,
+                .log = m_client.log,
+                .center = m_client.center,
                 .workspace = m_workspace,
-                .applicationSupport = Platform::Paths::applicationSupport(),
-                .agentState = Platform::Paths::agentState(),
-                .round = QenCheckRound::clientWorld(),
+                .agentState = m_client.places.agentState,
+                .round = m_client.round(),
                 .joinDomain = JoinDomainAction::World::standard(),
                 .openHelp = [this](const QString& tag, const QWidget*) { m_delegate.showHelpTopic(tag); }},
             *leftBar(), &m_window);

@@ -10,13 +10,15 @@
 
 class AppDelegate;
 class QenMainLeftBar;
+struct Client;
 
 /// Makes what the main window shows from the running client's services, each piece when it is first asked for, and
 /// starts what the window owes a person who has not signed in. Main thread.
 class WindowContents final {
 public:
     /// All of them outlive this object.
-    WindowContents(AppDelegate& delegate, QWidget& window, Platform::Reachability& reachability);
+    WindowContents(Client& client, AppDelegate& delegate, QWidget& window, Platform::Reachability& reachability,
+        Platform::BusConnection& bus);
 
     /// The window's content.
     MainViewWorld world();
@@ -26,9 +28,12 @@ public:
     void withdraw() { m_restartOffer.removeScheduled(); }
 
 private:
+    /// A sign-out that is still to be reported is reported whether or not anything is shown.
+    void reportSignOut();
     QenMainLeftBar* leftBar();
     QenMainViewController* mainView();
 
+    Client& m_client;
     AppDelegate& m_delegate;
     QWidget& m_window;
     Platform::Reachability& m_reachability;

@@ -1,28 +1,19 @@
 #include "AppDelegate.h"
-#include "Bundle.h"
+#include "BusConnection.h"
+#include "Client.h"
 #include "Deployment.h"
-#include "ITDevice.h"
 #include "MavExportLogController.h"
 #include "MavMianViewCtrl.h"
 #include "MavModifyPasswordCtrl.h"
 #include "MavResources.h"
-#include "NotificationCenter.h"
-#include "Paths.h"
-#include "QenCloudClientProcessListener.h"
-#include "QenCloudLoginHelper.h"
-#include "QenLogHelper.h"
 #include "QenMainWindow.h"
-#include "QenUIFileListener.h"
-#include "QenUIParloManager.h"
 #include "Reachability.h"
 #include "RunningApplications.h"
+#include "StringTable.h"
 #include "SystemLog.h"
 #include "TrayHost.h"
 #include "UnixSignals.h"
-#include "UserDefaults.h"
-#include "VindorClient.h"
 #include "WindowContents.h"
-#include "iNacManager.h"
 
 #include <QApplication>
 #include <QPointer>
@@ -37,60 +28,70 @@ namespace {
 
 constexpr int SecondCopy = 1;
 
-/// Ends the process with its log written. No destructor runs: worker threads still use the shared services, and nothing
-/// that a destructor does matters to a process that ends.
-[[noreturn]] void endProcess(int status) {
-    QenLogHelper::sharedInstance().drain();
+/// Ends the process with its log written. No destructor runs: worker threads still use the services, and nothing that a
+/// destructor does matters to a process that ends.
+[[noreturn]] void endProcess(QenLogHelper& log, int status) {
+    log.drain();
     std::_Exit(status);
 }
 
-/// The pieces behind the launch sequence and the quit.
-ApplicationParts runningParts() {
+/// The pieces behind the launch sequence and the menu.
+ApplicationParts runningParts(Client& client, AppDelegate*& delegate) {
     ApplicationParts parts;
-    parts.startUIResourcesFileListen = [] { QenUIFileListener::sharedInstance().startUIResourcesFileListen(); };
-    parts.configParlo = [] { QenUIParloManager::sharedInstance().config(); };
-    parts.startProcessListener = [] { QenCloudClientProcessListener::sharedInstance().startListening(); };
-    parts.agent = &VindorClient::sharedInstance();
-    parts.checkCaVersion = [] { return iNacManager::sharedInstance().checkCaVersion(); };
-    parts.installStaticMobileconfig = [] { iNacManager::sharedInstance().installStaticMobileconfig(); };
-    parts.beginExportLogSheet = [sheet = QPointer<MavExportLogController>()](
+    parts.startUIResourcesFileListen = [&client] { client.fileListener.startUIResourcesFileListen(); };
+    parts.configParlo = [&client] { client.parlo.config(); };
+    parts.startProcessListener = [&client] { client.processListener.startListening(); };
+    parts.checkCaVersion = [&client] { return client.nac.checkCaVersion(); };
+    parts.installStaticMobileconfig = [&client] { client.nac.installStaticMobileconfig(); };
+    parts.beginExportLogSheet = [&client, exportLogCtrl = QPointer<MavExportLogController>()](
                                     QWidget* window, const std::function<void(bool)>& exporting) mutable {
-        if (!sheet) {
-            sheet = new MavExportLogController(QenLogHelper::sharedInstance(), window);
-            QObject::connect(sheet, &MavExportLogController::exportingChanged, sheet, exporting);
+        if (!exportLogCtrl) {
+            exportLogCtrl = new MavExportLogController(client.log, window);
+            QObject::connect(exportLogCtrl, &MavExportLogController::exportingChanged, exportLogCtrl, exporting);
         }
-        sheet->beginSheet();
+        exportLogCtrl->beginSheet();
     };
-    parts.beginModifyPasswordSheet = [sheet = QPointer<MavModifyPasswordCtrl>()](QWidget* window) mutable {
-        if (!sheet)
-            sheet = new MavModifyPasswordCtrl({QenCloudLoginHelper::sharedInstance(), QenLogHelper::sharedInstance(),
-                                                  Platform::Paths::applicationSupport()},
-                window);
-        sheet->beginSheet();
+    const PasswordSheetWorld passwordWorld{
+        .login = client.login, .log = client.log, .work = client.work, .alert = [&delegate](const QString& text) {
+            delegate->showAlertTipForLogin(text);
+        }};
+    parts.beginModifyPasswordSheet = [passwordWorld, modifypasswordWinCtrl = QPointer<MavModifyPasswordCtrl>()](
+                                         QWidget* window) mutable {
+        if (!modifypasswordWinCtrl)
+            modifypasswordWinCtrl = new MavModifyPasswordCtrl(passwordWorld, window);
+        modifypasswordWinCtrl->beginSheet();
     };
     return parts;
 }
 
-int runApplication(Platform::RunningApplications& running) {
+int runApplication(Client& client, Platform::RunningApplications& running, Platform::BusConnection& bus) {
     initMavResources();
-    Platform::installStringTable();
-    QApplication::setApplicationDisplayName(u"Mav"_s);
-    QApplication::setDesktopFileName(Platform::Deployment::BundleIdentifier);
+    installStringTable();
+    QApplication::setDesktopFileName(Deployment::BundleIdentifier);
     QApplication::setQuitOnLastWindowClosed(false);
 
-    Platform::TrayHost trayHost;
+    Platform::TrayHost trayHost(bus);
     // What the end of the process takes back; there once the window is.
     WindowContents* contents = nullptr;
-    const auto quit = [&contents](int status) {
+    const auto quit = [&contents, &client](int status) {
         if (contents)
             contents->withdraw();
-        endProcess(status);
+        endProcess(client.log, status);
     };
-    AppDelegate delegate({QenCloudLoginHelper::sharedInstance(), ITDevice::currentDevice(),
-        QenLogHelper::sharedInstance(), Platform::NotificationCenter::defaultCenter(), trayHost,
-        Platform::Paths::applicationSupport(), Platform::Paths::vpnExecutable(), runningParts(), quit});
+    AppDelegate* itself = nullptr;
+    AppDelegate delegate({.login = client.login,
+        .device = client.device,
+        .log = client.log,
+        .center = client.center,
+        .trayHost = trayHost,
+        .applicationSupport = client.places.applicationSupport,
+        .vpn = client.vpn,
+        .work = client.work,
+        .parts = runningParts(client, itself),
+        .exitProcess = quit});
+    itself = &delegate;
     Platform::Reachability reachability;
-    QenMainWindow window(Platform::UserDefaults::standard());
+    QenMainWindow window(client.defaults);
     delegate.setMainWindow(&window);
 
     const UnixSignals signals([&delegate, quit] {
@@ -109,7 +110,7 @@ int runApplication(Platform::RunningApplications& running) {
         });
     delegate.applicationDidFinishLaunching();
     // After the launch sequence, which only posts the window's showing: what the pages log comes behind its first line.
-    WindowContents windowContents(delegate, window, reachability);
+    WindowContents windowContents(client, delegate, window, reachability, bus);
     contents = &windowContents;
     window.setContentView(new MavMianViewCtrl(windowContents.world()));
     windowContents.start();
@@ -120,6 +121,17 @@ int runApplication(Platform::RunningApplications& running) {
 
 int main(int argc, char** argv) {
     Platform::installConsoleHandler();
+    // Never destroyed: lock and name are given back when the process ends. Before the toolkit, which gives up at once
+    // where there is no screen: a second copy needs none.
+    auto& bus = *new Platform::BusConnection;
+    auto& running =
+        *new Platform::RunningApplications({Deployment::BundleIdentifier, Platform::Paths::userState()}, bus);
+    if (running.claim() == Platform::RunningApplications::Claim::Second)
+        std::_Exit(SecondCopy);
+    // The toolkit would wait for a bus that hangs, on this thread.
+    if (bus.isSilent())
+        qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
+
     const bool isForeignLaunch = argc >= 2 && std::strcmp(argv[1], "-agent") != 0;
     // The toolkit would take arguments of its own out of the list; none of them is offered.
     int toolkitArguments = 1;
@@ -127,14 +139,11 @@ int main(int argc, char** argv) {
     const std::unique_ptr<QCoreApplication> application(
         isForeignLaunch ? new QCoreApplication(toolkitArguments, argv) : new QApplication(toolkitArguments, argv));
     QCoreApplication::setApplicationName(u"Mav"_s);
-
-    // Never destroyed: the name is given back when the process ends.
-    auto& running = *new Platform::RunningApplications;
-    if (running.claim() == Platform::RunningApplications::Claim::Second)
-        return SecondCopy;
+    // Never destroyed either: other threads use it until the process ends.
+    auto& client = *new Client(ClientPlaces::standard());
     if (isForeignLaunch) {
-        QenLogHelper::sharedInstance().writeLog(u" run app argv %1"_s.arg(QString::fromLocal8Bit(argv[1])));
-        endProcess(EXIT_SUCCESS);
+        client.log.writeLog(u" run app argv %1"_s.arg(QString::fromLocal8Bit(argv[1])));
+        endProcess(client.log, EXIT_SUCCESS);
     }
-    endProcess(runApplication(running));
+    endProcess(client.log, runApplication(client, running, bus));
 }

@@ -1,6 +1,9 @@
 #include "BaseWindowController.h"
 
+#include <QScreen>
 #include <QShowEvent>
+
+#include <algorithm>
 
 BaseWindowController::BaseWindowController(QWidget* parent, Qt::WindowFlags flags) : QWidget(parent, flags) {}
 
@@ -15,6 +18,19 @@ void BaseWindowController::makeKeyAndOrderFront() {
 
 QPoint BaseWindowController::originForCentring(QSize size, const QRect& parent) {
     return {parent.x() + (parent.width() - size.width()) / 2, parent.y() + (parent.height() - size.height()) / 2};
+}
+
+QRect BaseWindowController::areaAround(const QWidget& over) {
+    const QRect inner = over.window()->geometry();
+    const QRect outer = over.window()->frameGeometry();
+    return over.screen()->availableGeometry().adjusted(inner.left() - outer.left(), inner.top() - outer.top(),
+        inner.right() - outer.right(), inner.bottom() - outer.bottom());
+}
+
+QPoint BaseWindowController::originWithin(const QRect& area, QSize size, const QRect& parent) {
+    const QPoint wanted = originForCentring(size, parent);
+    return {std::max(area.left(), std::min(wanted.x(), area.left() + area.width() - size.width())),
+        std::max(area.top(), std::min(wanted.y(), area.top() + area.height() - size.height()))};
 }
 
 void BaseWindowController::showEvent(QShowEvent* event) {

@@ -13,6 +13,10 @@ public:
 
     /// Where a window of @p size stands to be centred on @p parent.
     static QPoint originForCentring(QSize size, const QRect& parent);
+    /// Where windows like @p over can stand: its screen, less the bars that the desktop draws around a window.
+    static QRect areaAround(const QWidget& over);
+    /// Centred as above, moved into @p area as far as it has room; its top left corner stays there in any case.
+    static QPoint originWithin(const QRect& area, QSize size, const QRect& parent);
 
 protected:
     void showEvent(QShowEvent* event) override;

@@ -9,7 +9,8 @@ namespace Ui {
 class CustomMessageBox;
 }
 
-/// The client's message box: a picture, a heading, a message and one or two buttons.
+/// The client's message box: a picture, a heading that is also its title, a message and one or two buttons. A message
+/// that the screen has no room for is scrolled.
 ///
 /// Attached to a window it stands above it, centred; it is not modal and releases itself when closed. Escape cancels,
 /// Enter presses the button with the focus, the second one otherwise.
@@ -35,10 +36,12 @@ public:
 protected:
     void keyPressEvent(QKeyEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
+    void windowDidLoad() override;
 
 private:
     void finish(int button);
     void fitHeight();
+    int heightWithMessage(int messageHeight);
 
     std::unique_ptr<Ui::CustomMessageBox> m_ui;
     QString m_message;

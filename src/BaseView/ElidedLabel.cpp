@@ -1,10 +1,10 @@
 #include "ElidedLabel.h"
 
+#include "WrappableText.h"
+
 #include <QHelpEvent>
 #include <QPainter>
 #include <QToolTip>
-
-using namespace Qt::StringLiterals;
 
 ElidedLabel::ElidedLabel(QWidget* parent) : QLabel(parent) {
     setTextFormat(Qt::PlainText);
@@ -31,8 +31,6 @@ bool ElidedLabel::event(QEvent* event) {
     if (event->type() != QEvent::ToolTip)
         return QLabel::event(event);
     const bool isCut = fontMetrics().horizontalAdvance(line()) > contentsRect().width();
-    // Wrapped as rich text; the text itself stays plain.
-    QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(),
-        isCut ? u"<p>%1</p>"_s.arg(text().toHtmlEscaped()) : QString(), this);
+    QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), isCut ? toolTipText(text()) : QString(), this);
     return true;
 }

@@ -1,7 +1,7 @@
 #include "FocusRing.h"
 
 #include <QAbstractButton>
-#include <QAbstractItemView>
+#include <QAbstractScrollArea>
 #include <QApplication>
 #include <QFocusFrame>
 #include <QLineEdit>
@@ -12,7 +12,7 @@ namespace {
 
 bool wantsRing(const QWidget* widget) {
     return qobject_cast<const QAbstractButton*>(widget) || qobject_cast<const QLineEdit*>(widget) ||
-        qobject_cast<const QAbstractItemView*>(widget);
+        qobject_cast<const QAbstractScrollArea*>(widget);
 }
 
 } // namespace

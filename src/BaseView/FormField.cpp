@@ -83,7 +83,7 @@ void FormField::setSecret(bool secret) {
 void FormField::revealSecret(bool shown) {
     m_edit->setEchoMode(shown ? QLineEdit::Normal : QLineEdit::Password);
     m_eye->setIcon(Theme::icon(shown ? u"eye-open"_s : u"eye-closed"_s, Theme::color(Theme::Color::SecondText)));
-    const QString action = shown ? u"隐藏密码"_s : u"显示密码"_s;
+    const QString action = shown ? qtTrId("HideSecret") : qtTrId("ShowSecret");
     m_eye->setToolTip(action);
     m_eye->setAccessibleName(action);
 }

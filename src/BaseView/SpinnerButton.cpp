@@ -8,48 +8,30 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-constexpr int TurnMilliseconds = 40;
-constexpr int TurnDegrees = 18;
-constexpr int FullTurn = 360;
-
-} // namespace
-
-SpinnerButton::SpinnerButton(QWidget* parent) : QPushButton(parent) {
-    m_turn.setInterval(TurnMilliseconds);
-    connect(&m_turn, &QTimer::timeout, this, [this] {
-        m_angle = (m_angle + TurnDegrees) % FullTurn;
-        update();
-    });
-}
+SpinnerButton::SpinnerButton(QWidget* parent) : QPushButton(parent), m_turn(this) {}
 
 void SpinnerButton::setBusy(bool busy) {
     if (busy == m_busy)
         return;
     m_busy = busy;
     setMinimumWidth(busy ? width() : 0);
-    setAccessibleDescription(busy ? u"请稍候"_s : QString());
+    setAccessibleDescription(busy ? qtTrId("PleaseWait") : QString());
     if (busy)
         m_hadFocus = hasFocus();
     setEnabled(!busy);
     if (!busy && m_hadFocus)
         setFocus();
-    if (busy && isVisible())
-        m_turn.start();
-    else
-        m_turn.stop();
+    m_turn.setOn(busy && isVisible());
     update();
 }
 
 void SpinnerButton::showEvent(QShowEvent* event) {
     QPushButton::showEvent(event);
-    if (m_busy)
-        m_turn.start();
+    m_turn.setOn(m_busy);
 }
 
 void SpinnerButton::hideEvent(QHideEvent* event) {
-    m_turn.stop();
+    m_turn.setOn(false);
     QPushButton::hideEvent(event);
 }
 
@@ -73,11 +55,6 @@ void SpinnerButton::paintEvent(QPaintEvent* event) {
     QStylePainter painter(this);
     painter.drawControl(QStyle::CE_PushButton, option);
 
-    const QSize size(Theme::IconSize, Theme::IconSize);
     const QColor tint = Theme::color(property("kind") == u"primary"_s ? Theme::Color::Card : Theme::Color::Brand);
-    const QPixmap spinner = Theme::picture(u"spinner"_s, size, devicePixelRatioF(), tint);
-    painter.setRenderHint(QPainter::SmoothPixmapTransform);
-    painter.translate(QRectF(rect()).center());
-    painter.rotate(m_angle);
-    painter.drawPixmap(QPointF(-size.width() / 2.0, -size.height() / 2.0), spinner);
+    m_turn.paint(painter, QRectF(rect()).center(), Theme::IconSize, tint);
 }

@@ -1,7 +1,8 @@
 #pragma once
 
+#include "SpinnerTurn.h"
+
 #include <QPushButton>
-#include <QTimer>
 
 /// A button that can be busy: it keeps its width, shows a small spinner in place of its text and takes no press.
 ///
@@ -14,7 +15,7 @@ public:
     bool isBusy() const { return m_busy; }
     void setBusy(bool busy);
     /// True while the spinner costs time.
-    bool isTurning() const { return m_turn.isActive(); }
+    bool isTurning() const { return m_turn.isTurning(); }
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -25,6 +26,5 @@ protected:
 private:
     bool m_busy = false;
     bool m_hadFocus = false;
-    int m_angle = 0;
-    QTimer m_turn;
+    SpinnerTurn m_turn;
 };

@@ -94,12 +94,19 @@ QColor color(Color name) {
         return QColor(0xEC, 0xF2, 0xFE);
     case Color::Safe:
         return QColor(0x17, 0xA6, 0x73);
+    case Color::SafeText:
+        return QColor(0x0E, 0x7F, 0x57);
     case Color::Attention:
         return QColor(0xF4, 0x6F, 0x16);
     case Color::Danger:
         return QColor(0xD6, 0x36, 0x2B);
     }
     return {};
+}
+
+QColor tone(size_t index) {
+    constexpr QRgb Tones[] = {0x2468F2, 0x0E7F57, 0xB4500B, 0x6B4BD8, 0x0B7A9C, 0xB83280, 0x5B6577, 0x8A6A00};
+    return QColor(Tones[index % std::size(Tones)]);
 }
 
 QFont font(TextSize size) {

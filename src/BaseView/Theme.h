@@ -29,6 +29,7 @@ enum class Color {
     BrandDisabled,
     BrandTint,
     Safe,
+    SafeText,
     Attention,
     Danger
 };
@@ -60,6 +61,8 @@ inline constexpr QSize HelpWindowSize{920, 600};
 inline constexpr QSize LoginWindowSize{720, 480};
 
 QColor color(Color name);
+/// One of a few tones for things that are told apart by them, each dark enough for white signs.
+QColor tone(size_t index);
 /// The desktop's sans with a Chinese fallback.
 QFont font(TextSize size);
 /// The style sheet with every value filled in; no placeholder is left in it.

@@ -31,7 +31,8 @@ QLabel[textRole="heading"] { font-size: %heading%px; font-weight: 500; }
 QLabel[textRole="page"] { font-size: %page%px; font-weight: 500; }
 QLabel[textRole="state"] { font-size: %state%px; font-weight: 500; }
 QLabel[textRole="warn"] { color: %attention%; }
-QLabel[textRole="safe"] { color: %safe%; }
+QLabel[textRole="safe"] { color: %safeText%; }
+QLabel[textRole="failed"] { color: %danger%; }
 QLabel[textRole="error"] { font-size: %note%px; color: %danger%; }
 
 QLineEdit { background: %card%; border: 1px solid %line%; border-radius: %cardRadius%px; padding: 0 11px;
@@ -88,7 +89,7 @@ QMenu::item:disabled { color: %hint%; background: transparent; }
 QMenu::separator { height: 1px; background: %line%; margin: 8px 0; }
 
 QListView { background: transparent; border: none; }
-#overviewTree, #detailTree, #checkRows, #toolsArea, #toolsGrid { background: transparent; border: none; }
+#overviewTree, #detailTree, #checkRows, #messageArea, #toolsArea, #toolsGrid { background: transparent; border: none; }
 #helpTopics::item, #trustListView::item { padding: 8px 12px; border-radius: %buttonRadius%px; color: %text%; }
 #helpTopics::item:hover, #trustListView::item:hover { background: %ground%; }
 #helpTopics::item:selected, #trustListView::item:selected { background: %tint%; color: %brandPressed%; }
@@ -118,7 +119,7 @@ QString styleSheet() {
         {u"brandPressed"_s, color(Color::BrandPressed).name()},
         {u"brandDisabled"_s, color(Color::BrandDisabled).name()},
         {u"tint"_s, color(Color::BrandTint).name()},
-        {u"safe"_s, color(Color::Safe).name()},
+        {u"safeText"_s, color(Color::SafeText).name()},
         {u"attention"_s, color(Color::Attention).name()},
         {u"danger"_s, color(Color::Danger).name()},
         {u"note"_s, pixels(TextSize::Note)},

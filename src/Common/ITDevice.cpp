@@ -58,11 +58,6 @@ ITDevice::ITDevice(QString root, CommandRunner run, InterfaceAddressLister listA
     : m_root(std::move(root)), m_run(run ? std::move(run) : CommandRunner(runByTaskHelper)),
       m_listAddresses(listAddresses ? std::move(listAddresses) : InterfaceAddressLister(systemInterfaceAddresses)) {}
 
-ITDevice& ITDevice::currentDevice() {
-    static auto* device = new ITDevice;
-    return *device;
-}
-
 QString ITDevice::osName() {
     const QString version = osVersion();
     const std::lock_guard lock(m_mutex);

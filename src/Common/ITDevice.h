@@ -2,6 +2,7 @@
 
 #include "DeviceInterfaces.h"
 #include "HardwarePorts.h"
+#include "Shared.h"
 
 #include <QMap>
 #include <QStringList>
@@ -27,8 +28,7 @@ public:
     explicit ITDevice(QString root = {}, CommandRunner run = {}, InterfaceAddressLister listAddresses = {});
     ITDevice(const ITDevice&) = delete;
     ITDevice& operator=(const ITDevice&) = delete;
-    /// Made on first use and never destroyed.
-    static ITDevice& currentDevice();
+    static ITDevice& currentDevice() { return Platform::Shared<ITDevice>::instance(); }
 
     /// Name and version of the operating system, "Mac OS X" for a missing name. Kept once read.
     QString osName();

@@ -16,7 +16,8 @@ QImage readImage(const QString& path, int scale) {
     QImageReader reader(path);
     if (reader.supportsOption(QImageIOHandler::ScaledSize) && path.endsWith(u".svg"_s))
         reader.setScaledSize(reader.size() * scale);
-    QImage image = reader.read();
+    // With a colour table and another pixel ratio than 1, Qt 6.4 cannot scale it.
+    QImage image = reader.read().convertToFormat(QImage::Format_ARGB32_Premultiplied);
     image.setDevicePixelRatio(scale);
     return image;
 }

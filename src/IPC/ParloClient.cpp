@@ -6,21 +6,21 @@
 
 #include <QCborMap>
 
-#include <unistd.h>
-
 namespace {
 
 ParloSocket::Deadline in(double seconds) {
     return std::chrono::steady_clock::now() + std::chrono::milliseconds(static_cast<qint64>(seconds * 1000));
 }
 
-/// The one reply frame on @p socket.
+/// The one reply frame on @p socket; empty without a whole one.
 QCborMap receivedReply(int socket, ParloSocket::Deadline deadline) {
     QByteArray buffer;
     while (ParloSocket::readSome(socket, buffer, deadline)) {
         QCborValue reply;
-        if (ParloFrame::take(buffer, &reply) != ParloFrame::State::Incomplete)
-            return reply.toMap();
+        const ParloFrame::State state = ParloFrame::take(buffer, &reply);
+        // Of a broken one the parser may have read the code all the same.
+        if (state != ParloFrame::State::Incomplete)
+            return state == ParloFrame::State::Complete ? reply.toMap() : QCborMap();
     }
     return {};
 }
@@ -37,13 +37,12 @@ QCborValue ParloClient::sendMessageWithName(
     if (!frame)
         return QCborValue(QCborValue::Undefined);
     const auto sendDeadline = in(m_sendTimeout);
-    const int socket = ParloSocket::connectTo(m_folder, name, sendDeadline);
-    if (socket < 0)
+    const Platform::UniqueFd socket = ParloSocket::connectTo(m_folder, name, sendDeadline);
+    if (!socket.isOpen())
         return QCborValue(QCborValue::Undefined);
     QCborMap reply;
-    if (ParloSocket::writeAll(socket, *frame, sendDeadline))
-        reply = receivedReply(socket, in(m_receiveTimeout));
-    close(socket);
+    if (ParloSocket::writeAll(socket.get(), *frame, sendDeadline))
+        reply = receivedReply(socket.get(), in(m_receiveTimeout));
     if (!reply.value(ParloKeys::ReturnCode).isInteger())
         return QCborValue(QCborValue::Undefined);
     *retCode = reply.value(ParloKeys::ReturnCode).toInteger();

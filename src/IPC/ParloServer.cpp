@@ -3,6 +3,7 @@
 #include "ParloFrame.h"
 #include "ParloKeys.h"
 #include "ParloSocket.h"
+#include "UnixSocket.h"
 
 #include <QCborMap>
 #include <QFile>
@@ -10,49 +11,48 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <list>
 #include <vector>
 
+using Platform::UniqueFd;
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
 constexpr size_t MostPeers = 16;
+constexpr ptrdiff_t MostPeersOfUser = 15;
 constexpr std::chrono::seconds SilenceLimit{30};
 constexpr std::chrono::seconds ReplyLimit{2};
 constexpr std::chrono::seconds DescriptorPause{1};
 
 struct Peer {
-    int socket;
-    Clock::time_point closesAt;
+    UniqueFd socket;
+    bool isRoot;
+    Clock::time_point closesAt = Clock::now() + SilenceLimit;
     QByteArray buffer = {};
 };
 
 } // namespace
 
 struct ParloServer::Listener {
-    Listener(ParloServerDelegate& receiver, int listeningSocket)
-        : delegate(receiver), socket(listeningSocket), wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
-    ~Listener() {
-        for (const Peer& peer : peers)
-            close(peer.socket);
-        close(socket);
-        close(wake);
-    }
+    Listener(ParloServerDelegate& receiver, UniqueFd listeningSocket)
+        : delegate(receiver), socket(std::move(listeningSocket)), wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
     void run();
     void acceptPeers();
+    void makeRoomFor(bool isRoot);
     bool serve(Peer& peer);
     bool answer(const Peer& peer, const QCborValue& request);
     int timeLeft() const;
 
     ParloServerDelegate& delegate;
-    const int socket;
-    const int wake;
+    const UniqueFd socket;
+    const UniqueFd wake;
+    /// The one that has been silent for longest comes first.
     std::list<Peer> peers;
     /// When no descriptor was free for one who knocks, nobody is let in before this.
     Clock::time_point acceptsAfter = Clock::now();
@@ -68,18 +68,29 @@ int ParloServer::Listener::timeLeft() const {
     return static_cast<int>(std::max<qint64>(left, 0));
 }
 
+/// One place is root's alone, so that the user's programs cannot keep the agent out; where all are taken, whoever has
+/// been silent for longest goes.
+void ParloServer::Listener::makeRoomFor(bool isRoot) {
+    const auto isUser = [](const Peer& peer) { return !peer.isRoot; };
+    if (isRoot && peers.size() >= MostPeers)
+        peers.pop_front();
+    else if (!isRoot && std::ranges::count_if(peers, isUser) >= MostPeersOfUser)
+        peers.erase(std::ranges::find_if(peers, isUser));
+}
+
 void ParloServer::Listener::acceptPeers() {
     for (;;) {
-        const int peer = accept4(socket, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-        if (peer < 0) {
+        UniqueFd peer(accept4(socket.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        if (!peer.isOpen()) {
             if (errno == EMFILE || errno == ENFILE)
                 acceptsAfter = Clock::now() + DescriptorPause;
             return;
         }
-        if (peers.size() >= MostPeers || !ParloSocket::isTrustedPeer(peer))
-            close(peer);
-        else
-            peers.push_back({peer, Clock::now() + SilenceLimit});
+        if (!ParloSocket::isTrustedPeer(peer.get()))
+            continue;
+        const bool isRoot = Platform::UnixSocket::peerOf(peer.get()) == uid_t(0);
+        makeRoomFor(isRoot);
+        peers.push_back({std::move(peer), isRoot});
     }
 }
 
@@ -94,12 +105,12 @@ bool ParloServer::Listener::answer(const Peer& peer, const QCborValue& request) 
     answer.insert(ParloKeys::ReturnCode, QCborValue(0));
     answer.insert(ParloKeys::Reply, reply);
     const auto frame = ParloFrame::encoded(answer);
-    return frame && ParloSocket::writeAll(peer.socket, *frame, Clock::now() + ReplyLimit);
+    return frame && ParloSocket::writeAll(peer.socket.get(), *frame, Clock::now() + ReplyLimit);
 }
 
 /// False when the peer is to be closed.
 bool ParloServer::Listener::serve(Peer& peer) {
-    if (!ParloSocket::readSome(peer.socket, peer.buffer, Clock::now()))
+    if (!ParloSocket::readSome(peer.socket.get(), peer.buffer, Clock::now()))
         return false;
     peer.closesAt = Clock::now() + SilenceLimit;
     for (;;) {
@@ -115,19 +126,23 @@ bool ParloServer::Listener::serve(Peer& peer) {
 void ParloServer::Listener::run() {
     for (;;) {
         const short accepting = acceptsAfter > Clock::now() ? 0 : POLLIN;
-        std::vector<pollfd> sources = {{wake, POLLIN, 0}, {socket, accepting, 0}};
+        std::vector<pollfd> sources = {{wake.get(), POLLIN, 0}, {socket.get(), accepting, 0}};
         for (const Peer& peer : peers)
-            sources.push_back({peer.socket, POLLIN, 0});
+            sources.push_back({peer.socket.get(), POLLIN, 0});
         poll(sources.data(), sources.size(), timeLeft());
         if (sources[0].revents)
             return;
+        std::list<Peer> heard;
         size_t place = 2;
         for (auto peer = peers.begin(); peer != peers.end(); ++place) {
-            const bool keep = sources[place].revents ? serve(*peer) : Clock::now() < peer->closesAt;
-            if (!keep)
-                close(peer->socket);
-            peer = keep ? std::next(peer) : peers.erase(peer);
+            const auto next = std::next(peer);
+            if (sources[place].revents ? !serve(*peer) : Clock::now() >= peer->closesAt)
+                peers.erase(peer);
+            else if (sources[place].revents)
+                heard.splice(heard.end(), peers, peer);
+            peer = next;
         }
+        peers.splice(peers.end(), heard);
         if (sources[1].revents)
             acceptPeers();
     }
@@ -143,11 +158,11 @@ ParloServer::~ParloServer() {
 bool ParloServer::startListen(const QString& key) {
     if (m_listener)
         return m_key == key;
-    const int socket = ParloSocket::listenAt(m_folder, key);
-    if (socket < 0)
+    UniqueFd socket = ParloSocket::listenAt(m_folder, key);
+    if (!socket.isOpen())
         return false;
     m_key = key;
-    m_listener = std::make_unique<Listener>(m_delegate, socket);
+    m_listener = std::make_unique<Listener>(m_delegate, std::move(socket));
     m_thread = std::thread([this] { m_listener->run(); });
     return true;
 }
@@ -155,7 +170,7 @@ bool ParloServer::startListen(const QString& key) {
 void ParloServer::stopListen(const QString& key) {
     if (!m_listener || m_key != key)
         return;
-    eventfd_write(m_listener->wake, 1);
+    eventfd_write(m_listener->wake.get(), 1);
     m_thread.join();
     m_listener.reset();
     QFile::remove(m_folder + u'/' + m_key);

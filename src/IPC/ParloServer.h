@@ -17,7 +17,8 @@ public:
 /// A named endpoint that accepts messages of root and of this user; any other peer is closed unread.
 ///
 /// Sleeps on a thread of its own while it listens. A peer that hangs, floods or speaks nonsense is closed: at most
-/// sixteen at a time, each with at most one frame of memory and thirty silent seconds.
+/// sixteen at a time, one of them kept for root, each with at most one frame of memory and thirty silent seconds; a
+/// further one takes the place of the one that has been silent for longest.
 class ParloServer final {
 public:
     /// @param delegate  must outlive the listening  @param folder  where the endpoints' sockets lie

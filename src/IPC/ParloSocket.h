@@ -1,5 +1,7 @@
 #pragma once
 
+#include "UniqueFd.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -10,11 +12,11 @@ namespace ParloSocket {
 
 using Deadline = std::chrono::steady_clock::time_point;
 
-/// A listening socket under @p folder named @p key, for this user only; -1 when another process serves it, or on
+/// A listening socket under @p folder named @p key, for this user only; none when another process serves it, or on
 /// failure.
-int listenAt(const QString& folder, const QString& key);
-/// A connection to @p key within @p deadline, its other end run by root or this user; -1 otherwise.
-int connectTo(const QString& folder, const QString& key, Deadline deadline);
+Platform::UniqueFd listenAt(const QString& folder, const QString& key);
+/// A connection to @p key within @p deadline, its other end run by root or this user; none otherwise.
+Platform::UniqueFd connectTo(const QString& folder, const QString& key, Deadline deadline);
 /// The other end is root or the user of this process.
 bool isTrustedPeer(int socket);
 /// True when everything went out before @p deadline.

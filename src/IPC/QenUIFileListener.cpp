@@ -1,95 +1,95 @@
 #include "QenUIFileListener.h"
 
-#include "AccountModel.h"
-#include "AgentFileChange.h"
-#include "NotificationCenter.h"
-#include "Paths.h"
+#include "Deployment.h"
 #include "QenLogHelper.h"
 #include "QenServerConfig.h"
+#include "ServerAnswer.h"
+#include "StateFiles.h"
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
-QenUIFileListener::QenUIFileListener(World world) : m_world(std::move(world)) {}
+namespace {
 
-QenUIFileListener::~QenUIFileListener() {
-    if (m_thread.joinable()) {
-        m_stream->stop();
-        m_thread.join();
-    }
+/// In the order in which they are tried.
+const QList<QenUIFileListener::Change>& table() {
+    using Listener = QenUIFileListener;
+    static const QList<Listener::Change> changes = {
+        {u'/' + StateFiles::MarkImage, u"monitor logo image has changed"_s, &Listener::updateUILogo},
+        {u'/' + StateFiles::Tips, u"monitor tips.txt has changed"_s, &Listener::updateUITips},
+        {u'/' + StateFiles::JoinDomainUpdate, u"monitor joinDomainUpdate.txt has changed"_s, &Listener::updateComputorName},
+        {u'/' + StateFiles::Restart, u"monitor restart.txt has changed"_s, &Listener::restartComputor},
+        {u'/' + StateFiles::JoinDomainSwitch, u"monitor joindomainSwitchStatus.archive has changed"_s,
+            &Listener::joinDomainToolStartSuccess},
+        {u'/' + StateFiles::InacSsidInfo, u"monitor inacSSIDInfo.archive has changed"_s, &Listener::inacSsidChanged},
+        {u'/' + StateFiles::NgnSwitch, u"monitor switchngn.archive has changed"_s, &Listener::updateswitchNGN},
+        {u'/' + StateFiles::OfficeTools, u"monitor appmgrlist.archive has changed"_s, &Listener::updateappmgrlist},
+        {u'/' + StateFiles::TrustedApps, u"monitor ngncloudlist.archive has changed"_s, &Listener::updateTrustedsApp},
+        {u'/' + StateFiles::Login, u"monitor login.archive has changed"_s, &Listener::loginAndTicketStatus},
+        {u'/' + StateFiles::HideTray, u"monitor hideqenswitch.archive has changed"_s, &Listener::IshideTray},
+        {u"/QenCloud/"_s + StateFiles::ServerList, u"monitor .QenConfig has changed"_s, &Listener::notifyConfigUpdate},
+    };
+    return changes;
 }
 
-QenUIFileListener& QenUIFileListener::sharedInstance() {
-    static auto* instance =
-        new QenUIFileListener({Platform::NotificationCenter::defaultCenter(), QenServerConfig::sharedInstance(),
-            QenLogHelper::sharedInstance(), Platform::Paths::agentState(), Platform::Paths::applicationSupport()});
-    return *instance;
+} // namespace
+
+QenUIFileListener::QenUIFileListener(World world)
+    : m_world(std::move(world)), m_stream(followedFiles(m_world.agentState, m_world.applicationSupport),
+                                     m_world.latency, [this](const QStringList& paths) { myCallbackFunction(paths); }),
+      m_monitorQueue(Deployment::FileMonitorQueueLabel) {}
+
+QenUIFileListener::~QenUIFileListener() {
+    m_stream.stop();
+}
+
+QStringList QenUIFileListener::followedFiles(const QString& agentState, const QString& applicationSupport) {
+    QStringList paths;
+    using namespace StateFiles;
+    for (const auto name : {MarkImage, Tips, Restart, JoinDomainUpdate, JoinDomainSwitch, InacSsidInfo, NgnSwitch,
+             OfficeTools, TrustedApps})
+        paths << agentState + u'/' + name;
+    paths << AccountModel::modelSavePathWithCheck(false, applicationSupport) << agentState + u'/' + HideTray
+          << agentState + u'/' + ServerList;
+    return paths;
+}
+
+const QenUIFileListener::Change* QenUIFileListener::changeOf(const QString& path) {
+    const auto found = std::ranges::find_if(table(), [&](const Change& change) { return path.contains(change.text); });
+    return found == table().end() ? nullptr : &*found;
+}
+
+std::optional<QVariant> QenUIFileListener::ticketNotice(const AccountModel& record) {
+    constexpr auto TimedOut = static_cast<int>(TicketState::TimedOut);
+    if (record.ticket_state() == TimedOut)
+        return QVariant(TimedOut);
+    if (record.loginType() == static_cast<qint64>(LoginType::Domain))
+        return QVariant();
+    return std::nullopt;
 }
 
 void QenUIFileListener::startUIResourcesFileListen() {
-    m_stream =
-        std::make_unique<Platform::FileEventStream>(followedFiles(m_world.agentState, m_world.applicationSupport),
-            m_world.latency, [this](const QStringList& paths) {
-                for (qsizetype i = 0; i < paths.size(); ++i)
-                    handleEvent(static_cast<int>(i), paths[i]);
-            });
-    m_thread = std::thread([this] { m_stream->run(); });
+    m_monitorQueue.async([this] { m_stream.run(); });
 }
 
-void QenUIFileListener::handleEvent(int index, const QString& path) {
-    m_world.log.writeLog(u"events index: %1, path:%2"_s.arg(QString::number(index), path));
-    const AgentFileChange* change = AgentFileChange::ofPath(path);
-    if (!change)
-        return;
-    m_world.log.writeLog(change->line);
-    (this->*change->handler)();
-}
-
-void QenUIFileListener::updateUILogo() {
-    m_world.center.post(ClientNotification::Logo);
-}
-
-void QenUIFileListener::updateUITips() {
-    m_world.center.post(ClientNotification::Tips);
-}
-
-void QenUIFileListener::updateComputorName() {
-    m_world.center.post(ClientNotification::ComputerName);
-}
-
-void QenUIFileListener::restartComputor() {
-    m_world.center.post(ClientNotification::Restart);
-}
-
-void QenUIFileListener::joinDomainToolStartSuccess() {
-    m_world.center.post(ClientNotification::JoinDomainSwitch);
-}
-
-void QenUIFileListener::inacSsidChanged() {
-    m_world.center.post(ClientNotification::InacSsid);
-}
-
-void QenUIFileListener::updateswitchNGN() {
-    m_world.center.post(ClientNotification::NgnSwitch);
-}
-
-void QenUIFileListener::updateappmgrlist() {
-    m_world.center.post(ClientNotification::AppList);
-}
-
-void QenUIFileListener::updateTrustedsApp() {
-    m_world.center.post(ClientNotification::TrustedApps);
+void QenUIFileListener::myCallbackFunction(const QStringList& paths) {
+    for (qsizetype i = 0; i < paths.size(); ++i) {
+        m_world.log.writeLog(u"events index: %1, path:%2"_s.arg(QString::number(i), paths[i]));
+        const Change* change = changeOf(paths[i]);
+        if (!change)
+            continue;
+        m_world.log.writeLog(change->line);
+        (this->*change->handler)();
+    }
 }
 
 void QenUIFileListener::loginAndTicketStatus() {
-    const auto account = AccountModel::currentModel(m_world.applicationSupport);
+    const auto account = m_world.record();
     if (!account)
         return;
     if (const auto object = ticketNotice(*account))
         m_world.center.post(ClientNotification::TicketTimeOut, *object);
-}
-
-void QenUIFileListener::IshideTray() {
-    m_world.center.post(ClientNotification::HideTray);
 }
 
 void QenUIFileListener::notifyConfigUpdate() {

@@ -1,19 +1,18 @@
 #pragma once
 
-#include "AgentFileChange.h"
+#include "AccountModel.h"
 #include "ClientNotifications.h"
 #include "FileEventStream.h"
+#include "NotificationCenter.h"
+#include "Queue.h"
+#include "Shared.h"
 
-#include <QString>
-
-#include <thread>
+#include <functional>
+#include <memory>
+#include <optional>
 
 class QenLogHelper;
 class QenServerConfig;
-
-namespace Platform {
-class NotificationCenter;
-}
 
 /// Turns each change of the agent's files, and of the signed-in record, into one notification.
 ///
@@ -21,6 +20,9 @@ class NotificationCenter;
 /// observer that touches widgets hops to the main queue.
 class QenUIFileListener final {
 public:
+    /// From the first change to its report.
+    static constexpr std::chrono::milliseconds Latency{3000};
+
     struct World {
         Platform::NotificationCenter& center;
         QenServerConfig& config;
@@ -28,34 +30,56 @@ public:
         QString agentState;
         /// The user's Application Support folder, where the signed-in record lives.
         QString applicationSupport;
-        std::chrono::milliseconds latency = FollowLatency;
+        /// The signed-in record as it is now. Any thread.
+        std::function<std::optional<AccountModel>()> record;
+        std::chrono::milliseconds latency = Latency;
+    };
+
+    /// What a change of one of the followed files means.
+    struct Change {
+        /// The path contains it.
+        QString text;
+        /// Line of the log.
+        QString line;
+        void (QenUIFileListener::*handler)();
     };
 
     explicit QenUIFileListener(World world);
     ~QenUIFileListener();
-    static QenUIFileListener& sharedInstance();
+    static QenUIFileListener& sharedInstance() { return Platform::Shared<QenUIFileListener>::instance(); }
+
+    /// The twelve files, in the order in which the event stream gets them.
+    static QStringList followedFiles(const QString& agentState, const QString& applicationSupport);
+    /// The first entry of the table whose text @p path contains; null for a foreign path.
+    static const Change* changeOf(const QString& path);
+    /// The object of the ticket notification that a changed record asks for, invalid for none; nothing when the record
+    /// asks for no notification.
+    static std::optional<QVariant> ticketNotice(const AccountModel& record);
 
     /// To be called once.
     void startUIResourcesFileListen();
+    /// What the stream reports at once; each path's place is its index.
+    void myCallbackFunction(const QStringList& paths);
+    Platform::SerialQueue& monitorQueue() { return m_monitorQueue; }
 
-    /// One event of the stream; @p index is its place in the callback.
-    void handleEvent(int index, const QString& path);
-
-    void updateUILogo();
-    void updateUITips();
-    void updateComputorName();
-    void restartComputor();
-    void joinDomainToolStartSuccess();
-    void inacSsidChanged();
-    void updateswitchNGN();
-    void updateappmgrlist();
-    void updateTrustedsApp();
+    void updateUILogo() { post(ClientNotification::Logo); }
+    void updateUITips() { post(ClientNotification::Tips); }
+    void updateComputorName() { post(ClientNotification::ComputerName); }
+    void restartComputor() { post(ClientNotification::Restart); }
+    void joinDomainToolStartSuccess() { post(ClientNotification::JoinDomainSwitch); }
+    void inacSsidChanged() { post(ClientNotification::InacSsid); }
+    void updateswitchNGN() { post(ClientNotification::NgnSwitch); }
+    void updateappmgrlist() { post(ClientNotification::AppList); }
+    void updateTrustedsApp() { post(ClientNotification::TrustedApps); }
     void loginAndTicketStatus();
-    void IshideTray();
+    void IshideTray() { post(ClientNotification::HideTray); }
     void notifyConfigUpdate();
 
 private:
+    void post(const QString& name) { m_world.center.post(name); }
+
     World m_world;
-    std::unique_ptr<Platform::FileEventStream> m_stream;
-    std::thread m_thread;
+    Platform::FileEventStream m_stream;
+    /// Its one block follows the files until the end.
+    Platform::SerialQueue m_monitorQueue;
 };

@@ -19,11 +19,6 @@ QenUIParloManager::~QenUIParloManager() {
     m_uiServer.stopListen(ListeningKey);
 }
 
-QenUIParloManager& QenUIParloManager::sharedInstance() {
-    static auto* instance = new QenUIParloManager(Platform::Paths::runtime());
-    return *instance;
-}
-
 void QenUIParloManager::config() {
     m_uiClient.setSendTimeout(Timeout);
     m_uiClient.setReceiveTimeout(Timeout);

@@ -2,6 +2,7 @@
 
 #include "ParloClient.h"
 #include "ParloServer.h"
+#include "Shared.h"
 
 #include <functional>
 
@@ -11,7 +12,10 @@ public:
     /// @param folder  where the endpoints' sockets lie
     explicit QenUIParloManager(const QString& folder);
     ~QenUIParloManager() override;
-    static QenUIParloManager& sharedInstance();
+    static QenUIParloManager& sharedInstance() { return Platform::Shared<QenUIParloManager>::instance(); }
+
+    ParloClient& uiClient() { return m_uiClient; }
+    ParloServer& uiServer() { return m_uiServer; }
 
     /// Sets the time-outs and starts to listen. To be called once.
     void config();

@@ -175,7 +175,7 @@ void LogExport::zipLogsWithDirectory(const QString& directory, Completion comple
                 zip(m_folders.rootDirectory(), target + u"/MavUserLogs.zip"_s);
                 zip(Platform::Paths::agentState(), target + u"/MavCloud.zip"_s);
                 zip(m_world.files->createAppRootDirectory(), target + u"/MavSqlite.zip"_s);
-                zip(Platform::Paths::localLibrary() + u"/Logs/"_s + Platform::Deployment::VpnLogFolder,
+                zip(Platform::Paths::localLibrary() + u"/Logs/"_s + Deployment::VpnLogFolder,
                     target + u"/MavZelVPN.zip"_s);
                 m_world.openFolder(directory);
                 complete(true, {});

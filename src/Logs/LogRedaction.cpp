@@ -1,5 +1,6 @@
 #include "LogRedaction.h"
 
+#include <QCryptographicHash>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -51,4 +52,10 @@ QString redacted(const QJsonValue& value) {
         break;
     }
     return u"(null)"_s;
+}
+
+QString logDigest(const QByteArray& secret) {
+    constexpr qsizetype Shown = 8;
+    const QByteArray digits = QCryptographicHash::hash(secret, QCryptographicHash::Sha256).toHex();
+    return u"(%1 bytes, sha256 %2)"_s.arg(QString::number(secret.size()), QString::fromLatin1(digits.left(Shown)));
 }

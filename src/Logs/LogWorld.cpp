@@ -28,7 +28,7 @@ LogWorld LogWorld::system() {
     world.tasks = &TaskHelper::sharedInstance();
     world.files = &FileManager::sharedInstance();
     world.echo = Platform::systemLog;
-    world.userName = [] { return ITDevice::currentDevice().userName(); };
+    world.userName = [] { return ITDevice().userName(); };
     world.runScript = [](const QString& source) {
         Platform::Error error;
         Platform::ScriptRunner(source).execute(&error);

@@ -21,8 +21,7 @@ constexpr int ExportBlocks = 3;
 
 QenLogHelper::QenLogHelper(LogWorld world)
     : m_world(std::move(world)), m_folders(*m_world.tasks, *m_world.files, m_world.ringDirectory),
-      m_ring(m_folders, m_world), m_logQueue(Platform::Deployment::LogQueueLabel),
-      m_zipQueue(Platform::Deployment::ZipQueueLabel),
+      m_ring(m_folders, m_world), m_logQueue(Deployment::LogQueueLabel), m_zipQueue(Deployment::ZipQueueLabel),
       m_export(m_zipQueue, m_folders, m_world,
           {[this](const QString& message, int type) { writeLog(message, type); },
               [this] { m_ring.createLogFiles(); }}) {
@@ -41,11 +40,6 @@ QenLogHelper::~QenLogHelper() {
     for (int block = 0; block < ExportBlocks; ++block)
         m_zipQueue.drain();
     m_logQueue.drain();
-}
-
-QenLogHelper& QenLogHelper::sharedInstance() {
-    static auto* helper = new QenLogHelper(LogWorld::system());
-    return *helper;
 }
 
 void QenLogHelper::writeLog(const QString& message, int) {

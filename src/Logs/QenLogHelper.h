@@ -5,6 +5,7 @@
 #include "LogRing.h"
 #include "LogWorld.h"
 #include "Queue.h"
+#include "Shared.h"
 
 #include <QString>
 
@@ -33,8 +34,8 @@ public:
     QenLogHelper(const QenLogHelper&) = delete;
     QenLogHelper& operator=(const QenLogHelper&) = delete;
 
-    /// The one of the running client; never destroyed, so call drain() before the process ends.
-    static QenLogHelper& sharedInstance();
+    /// The running client's; call drain() before the process ends.
+    static QenLogHelper& sharedInstance() { return Platform::Shared<QenLogHelper>::instance(); }
 
     /// @param type  single bit: 1 ordinary, 2 failure, 8 log folder, 32 polling trace; accepted and ignored
     void writeLog(const QString& message, int type = 1);

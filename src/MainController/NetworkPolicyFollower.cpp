@@ -1,15 +1,15 @@
 #include "NetworkPolicyFollower.h"
 
-#include "AccountModel.h"
 #include "ClientNotifications.h"
 #include "Deployment.h"
 #include "LoginLinks.h"
 #include "QenLogHelper.h"
+#include "Session.h"
 
 using namespace Qt::StringLiterals;
 
 NetworkPolicyFollower::NetworkPolicyFollower(World world)
-    : m_world(std::move(world)), m_reader(Platform::Deployment::BundleIdentifier + u".networkpolicy"_s) {
+    : m_world(std::move(world)), m_reader(Deployment::BundleIdentifier + u".networkpolicy"_s) {
     m_changes = m_world.center.observe(
         ClientNotification::InacSsid, [this](const Platform::Notification&) { inacSsidChanged(); });
 }
@@ -40,8 +40,8 @@ std::function<void()> NetworkPolicyFollower::action(const NetworkAccessPolicy& p
             access.installStaticMobileconfig();
             log.writeLog(u"[QenMainViewController] inac type change to 2"_s, 1);
         };
-    return [&access, &log, policy, support = m_world.applicationSupport] {
-        const auto record = AccountModel::currentModel(support).value_or(AccountModel());
+    return [&access, &log, policy, &session = m_world.session] {
+        const AccountModel record = session.current().record.value_or(AccountModel());
         const QString ticket = record.decryptTicket();
         if (record.username().isEmpty() || ticket.isEmpty())
             return;

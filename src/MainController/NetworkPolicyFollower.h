@@ -8,6 +8,7 @@
 
 class NetworkAccessLink;
 class QenLogHelper;
+class Session;
 
 /// Acts on each network-access policy that the agent stores: the static profile, or a certificate for who is signed in.
 ///
@@ -22,8 +23,7 @@ public:
         NetworkAccessLink& networkAccess;
         /// How the installed network profile signs in; null when nobody knows. Any thread.
         std::function<QString()> localCerAuthMethod;
-        /// The user's Application Support folder.
-        QString applicationSupport;
+        Session& session;
         /// The agent's data folder.
         QString agentState;
     };

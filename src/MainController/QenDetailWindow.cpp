@@ -1,16 +1,17 @@
 #include "QenDetailWindow.h"
 
-#include "AccountModel.h"
-#include "ApplicationInterface.h"
-#include "Bundle.h"
+#include "AccountForm.h"
 #include "ClientNotifications.h"
 #include "CustomMessageBox.h"
 #include "Deployment.h"
+#include "DevicePanel.h"
 #include "IntegerValue.h"
-#include "MainThreadGate.h"
+#include "LogoutRequest.h"
 #include "QenCloudLoginHelper.h"
+#include "QenLogHelper.h"
 #include "QenServerConfig.h"
 #include "StartCheckLoginDelegate.h"
+#include "StringTable.h"
 #include "SystemLog.h"
 #include "Theme.h"
 #include "ui_QenDetailWindow.h"
@@ -18,11 +19,8 @@
 #include <QCloseEvent>
 #include <QKeyEvent>
 #include <QLineEdit>
-#include <QPointer>
 
 using namespace Qt::StringLiterals;
-
-using Platform::localizedString;
 
 namespace {
 
@@ -31,16 +29,14 @@ constexpr int AvatarSize = 56;
 constexpr int OnlyAccount = 1;
 const QString ScanHint = u"温馨提示：连网可能出现延时，扫码登录后，请等待审核通过，随后请检查电脑设备是否已连网。"_s;
 const QString ScanWanted = u"请使用手机客户端扫码登录"_s;
-
 } // namespace
 
-QenDetailWindow::QenDetailWindow(SessionViewWorld world, StartCheckLoginDelegate& delegate, QWidget* parent)
+QenDetailWindow::QenDetailWindow(
+    SessionViewWorld world, StartCheckLoginDelegate& startCheckLoginDelegate, QWidget* parent)
     : BaseWindowController(
           parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
-      m_world(std::move(world)), m_startCheckLoginDelegate(delegate), m_ui(std::make_unique<Ui::QenDetailWindow>()),
-      m_gate(MainThreadGate::make()), m_reachability(m_world.networkReader),
-      m_requests(std::make_shared<Platform::SerialQueue>(Platform::Deployment::LoginQueueLabel)),
-      m_alertTip(new QLabel(this)) {
+      m_world(std::move(world)), m_startCheckLoginDelegate(startCheckLoginDelegate),
+      m_ui(std::make_unique<Ui::QenDetailWindow>()), m_reachability(m_world.networkReader) {
     m_ui->setupUi(this);
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowModality(parent ? Qt::WindowModal : Qt::ApplicationModal);
@@ -54,23 +50,41 @@ QenDetailWindow::QenDetailWindow(SessionViewWorld world, StartCheckLoginDelegate
     m_ui->newPasswordField->edit()->setPlaceholderText(u"8 至 32 位，含字母、数字和符号"_s);
     m_ui->signedInPicture->setPixmap(
         Theme::picture(u"avatar_safe_normal"_s, {AvatarSize, AvatarSize}, devicePixelRatioF()));
-    m_alertTip->setObjectName(u"alertTip"_s);
-    m_alertTip->hide();
-    m_alertTipEnd.setSingleShot(true);
     for (QAbstractButton* button : findChildren<QAbstractButton*>()) {
         if (button->accessibleName().isEmpty())
             button->setAccessibleName(button->text());
     }
+    makeForm();
     connectPages();
 }
 
-QenDetailWindow::~QenDetailWindow() {
-    m_gate->close();
-    m_observer = {};
-    m_GDCheckQRTimer.reset();
-    m_GDCheckLoginTimer.reset();
-    PollTimer::retire(std::move(m_timerCheckQueue));
-    PollTimer::retire(std::move(m_requests));
+QenDetailWindow::~QenDetailWindow() = default;
+
+void QenDetailWindow::makeForm() {
+    m_form = new AccountForm({.login = m_world.login,
+                                 .log = m_world.log,
+                                 .work = m_world.work,
+                                 .alert = [this](const QString& text) { showAlertTipForLogin(text); }},
+        AccountForm::Place::loginWindow(),
+        {.account = m_ui->accountField,
+            .password = m_ui->passwordField,
+            .otp = m_ui->otpField,
+            .confirm = m_ui->confirmBtn,
+            .newPassword = m_ui->newPasswordField,
+            .repeated = m_ui->repeatedPasswordField,
+            .confirmReset = m_ui->confirmResetBtn,
+            .resetTips = m_ui->newPasswordHintLab},
+        this);
+    connect(m_form, &AccountForm::signedIn, this, &QenDetailWindow::refreshUI);
+    connect(m_form, &AccountForm::passwordChanged, this, [this] {
+        m_form->clearSecrets();
+        selectPage(AccountPage);
+    });
+    connect(m_form, &AccountForm::wantsResetPage, this, [this] {
+        m_ui->resetAccountLab->setText(m_form->resetAccountText());
+        selectPage(ResetPage);
+        m_ui->newPasswordField->setFocus();
+    });
 }
 
 void QenDetailWindow::connectPages() {
@@ -88,39 +102,35 @@ void QenDetailWindow::connectPages() {
     connect(m_ui->confirmResetBtn, &QPushButton::clicked, this, &Self::ConfirmResetPassBtn);
     connect(m_ui->resetBackBtn, &QPushButton::clicked, this, [this] { selectPage(AccountPage); });
     connect(m_ui->logoutBtn, &QPushButton::clicked, this, &Self::logoutBtn);
-    connect(m_ui->deviceNameRow, &DeviceFactRow::copyPressed, this, &Self::copyDeviceName);
-    connect(m_ui->deviceTypeRow, &DeviceFactRow::copyPressed, this, &Self::copyDeviceType);
-    connect(m_ui->systemVersionRow, &DeviceFactRow::copyPressed, this, &Self::copySystemVersion);
-    connect(m_ui->clientVersionRow, &DeviceFactRow::copyPressed, this, &Self::copyMacVersion);
-    connect(m_ui->ipAddressRow, &DeviceFactRow::copyPressed, this, &Self::copyIPAddress);
-    connect(m_ui->macAddressRow, &DeviceFactRow::copyPressed, this, &Self::copyMacAddress);
-    connect(&m_alertTipEnd, &QTimer::timeout, m_alertTip, &QWidget::hide);
+    connect(&m_world.login.session(), &Session::changed, this, &Self::sessionChanged);
 }
 
 void QenDetailWindow::windowDidLoad() {
     BaseWindowController::windowDidLoad();
-    loadDevicePanel();
+    auto* panel = new DevicePanel({.name = m_ui->deviceNameRow,
+                                      .type = m_ui->deviceTypeRow,
+                                      .systemVersion = m_ui->systemVersionRow,
+                                      .clientVersion = m_ui->clientVersionRow,
+                                      .ip = m_ui->ipAddressRow,
+                                      .mac = m_ui->macAddressRow},
+        m_ui->devicePanel);
+    panel->load(m_world.device, m_world.work);
     followNetwork();
     buildTabs();
-    if (isShownSignedIn())
+    if (isShownSignedIn()) {
         selectPage(SignedInPage);
-    else
+    } else {
         StartCheckQR();
-    // The poll is also what tells the server of a sign-out that found no network.
-    if (!isShownSignedIn() || isSignOutPending())
         m_startCheckLoginDelegate.StartCheckLogin();
+    }
     createCheckLoginTimer();
     m_observer = m_world.center.observe(
         ClientNotification::QRLoginState, [this](const Platform::Notification& told) { refreshLb(told); });
 }
 
 bool QenDetailWindow::isShownSignedIn() const {
-    return m_world.login.iflogin() && m_world.login.isCheckAndShow();
-}
-
-bool QenDetailWindow::isSignOutPending() const {
-    const auto record = AccountModel::currentModel(m_world.applicationSupport);
-    return record && record->islogout() == 1;
+    const SessionState state = m_world.login.session().state();
+    return state == SessionState::Confirmed || state == SessionState::LogoutPending;
 }
 
 void QenDetailWindow::buildTabs() {
@@ -143,38 +153,48 @@ void QenDetailWindow::selectPage(Page page) {
     else if (page == QRPage)
         m_ui->qrTabBtn->setFocus();
     else if (page == SignedInPage) {
-        const auto record = AccountModel::currentModel(m_world.applicationSupport).value_or(AccountModel());
+        const Session& session = m_world.login.session();
+        const AccountModel record = session.account().value_or(AccountModel());
         m_ui->signedInName->setText(record.username().isEmpty() ? record.userid() : record.username());
+        m_ui->signedInNote->setText(session.state() == SessionState::LogoutPending
+                ? localizedString(u"SignOutPending"_s)
+                : localizedString(u"SignedInNote"_s));
         m_ui->logoutBtn->setBusy(false);
         m_ui->logoutBtn->setFocus();
     }
 }
 
 void QenDetailWindow::followNetwork() {
-    // Not on this thread: the server's address stands in a file.
-    Platform::globalQueue().async([this, gate = m_gate, &config = m_world.config] {
-        config.readServerConfig();
-        gate->async([this, server = config.AcountIP_Config()] {
-            m_reachability.setTarget(server);
-            m_reachability.start([this](Platform::ReachabilityStatus status) {
-                m_ui->qrCodeView->setOffline(status == Platform::ReachabilityStatus::NotReachable);
-            });
+    const auto follow = m_answers.wrapped([this](const QString& server) {
+        m_reachability.setTarget(server);
+        m_reachability.start([this](Platform::ReachabilityStatus status) {
+            m_ui->qrCodeView->setOffline(status == Platform::ReachabilityStatus::NotReachable);
         });
+    });
+    // Not on this thread: the server's address stands in a file.
+    Platform::globalQueue().async([follow, busy = m_world.work.token(), &config = m_world.config] {
+        config.readServerConfig();
+        follow(config.AcountIP_Config());
     });
 }
 
-void QenDetailWindow::createCheckQRTimer() {
+std::shared_ptr<Platform::SerialQueue> QenDetailWindow::timerCheckQueue() {
     if (!m_timerCheckQueue)
-        m_timerCheckQueue = std::make_shared<Platform::SerialQueue>(Platform::Deployment::AccountCheckQueueLabel);
+        m_timerCheckQueue = PollTimer::makeQueue(Deployment::AccountCheckQueueLabel, m_world.work);
+    return m_timerCheckQueue;
+}
+
+void QenDetailWindow::createCheckQRTimer() {
     // A code without this device's sole identifier could not be told from another's.
-    m_timerCheckQueue->async([&login = m_world.login] { login.createSoleidAndSave(); });
-    const auto RefreshQR = [this, gate = m_gate, &login = m_world.login] {
-        gate->async([this] { m_ui->qrCodeView->setRenewing(true); });
+    timerCheckQueue()->async([&login = m_world.login] { login.createSoleidAndSave(); });
+    const auto RefreshQR = [renew = m_answers.wrapped([this] { m_ui->qrCodeView->setRenewing(true); }),
+                               show = m_answers.wrapped([this](const QImage& image) { showQR(image); }),
+                               &login = m_world.login] {
+        renew();
         // Waits for up to three seconds, in which the window may go.
-        const QImage image = login.getCurrentQR(QRCodeView::CodeSide);
-        gate->runAndWait([this, image] { showQR(image); });
+        show(login.getCurrentQR(QRCodeView::CodeSide));
     };
-    m_GDCheckQRTimer = std::make_unique<PollTimer>(m_timerCheckQueue, m_world.codeInterval, RefreshQR);
+    m_GDCheckQRTimer = std::make_unique<PollTimer>(timerCheckQueue(), m_world.codeInterval, RefreshQR);
 }
 
 void QenDetailWindow::StartCheckQR() {
@@ -187,11 +207,9 @@ void QenDetailWindow::closeCheckQR() {
 }
 
 void QenDetailWindow::createCheckLoginTimer() {
-    if (!m_timerCheckQueue)
-        m_timerCheckQueue = std::make_shared<Platform::SerialQueue>(Platform::Deployment::AccountCheckQueueLabel);
     // Only writes this line, on purpose: the login state arrives by notification.
     m_GDCheckLoginTimer = std::make_unique<PollTimer>(
-        m_timerCheckQueue, m_world.consoleInterval, [] { Platform::systemLog(u"login,login"_s); });
+        timerCheckQueue(), m_world.consoleInterval, [] { Platform::systemLog(u"login,login"_s); });
 }
 
 void QenDetailWindow::showQR(const QImage& image) {
@@ -202,7 +220,7 @@ void QenDetailWindow::showQR(const QImage& image) {
 void QenDetailWindow::refreshLb(const Platform::Notification& notification) {
     // Any thread may post; a notification without a number tells no state.
     if (const auto state = integerValue(notification.object))
-        m_gate->async([this, value = *state] { showState(value); });
+        m_answers.async([this, value = *state] { showState(value); });
 }
 
 void QenDetailWindow::showState(qint64 state) {
@@ -219,15 +237,8 @@ void QenDetailWindow::showState(qint64 state) {
 
 void QenDetailWindow::refreshUI() {
     closeCheckQR();
-    clearSecrets();
+    m_form->clearSecrets();
     selectPage(SignedInPage);
-    m_world.application.setItemsHiddenMenu();
-    m_startCheckLoginDelegate.loginCompleted();
-}
-
-void QenDetailWindow::clearSecrets() {
-    for (FormField* field : {m_ui->passwordField, m_ui->otpField, m_ui->newPasswordField, m_ui->repeatedPasswordField})
-        field->clear();
 }
 
 void QenDetailWindow::showSignedOut() {
@@ -238,9 +249,43 @@ void QenDetailWindow::showSignedOut() {
     m_startCheckLoginDelegate.StartCheckLogin();
 }
 
-void QenDetailWindow::sessionEnded() {
-    if (m_ui->loginPages->currentIndex() == SignedInPage)
+void QenDetailWindow::sessionChanged(SessionState, SessionState now) {
+    const bool isSignedInPage = m_ui->loginPages->currentIndex() == SignedInPage;
+    if (now == SessionState::SignedOut && isSignedInPage)
         showSignedOut();
+    else if (isShownSignedIn())
+        refreshUI();
+}
+
+void QenDetailWindow::tapConfirmBtn() {
+    m_form->login();
+}
+
+void QenDetailWindow::resetPassBtn() {
+    m_ui->newPasswordHintLab->setText(localizedString(u"PwdFormatError"_s));
+    m_ui->newPasswordHintLab->setVisible(m_form->isNewPasswordBad());
+    if (!m_form->isNewPasswordBad())
+        m_ui->repeatedPasswordField->setFocus();
+}
+
+void QenDetailWindow::ConfirmResetPassBtn() {
+    m_form->resetPassword();
+}
+
+void QenDetailWindow::logoutBtn() {
+    if (m_ui->logoutBtn->isBusy())
+        return;
+    m_world.log.writeLog(u"[QenDetailWindow] QenCloud logout"_s, 1);
+    m_ui->logoutBtn->setBusy(true);
+    requestLogout({.login = m_world.login, .device = m_world.device, .log = m_world.log, .work = m_world.work},
+        LogoutPlace::LoginWindow, m_answers.wrapped([this](const AnswerVerdict& verdict) {
+            m_ui->logoutBtn->setBusy(false);
+            if (verdict.show == AnswerVerdict::Show::Done)
+                m_world.center.post(ClientNotification::Logout, 0);
+            else
+                showAlertTipForLogin(
+                    verdict.show == AnswerVerdict::Show::Key ? localizedString(verdict.text) : verdict.text);
+        }));
 }
 
 void QenDetailWindow::tipText(const QString& text) {
@@ -250,7 +295,7 @@ void QenDetailWindow::tipText(const QString& text) {
 void QenDetailWindow::showAlertTipForLogin(const QString& text) {
     if (text.isEmpty())
         return;
-    m_gate->async([this, text] {
+    m_answers.async([this, text] {
         // Over this window, which blocks the one below.
         auto* box = new CustomMessageBox(this);
         box->setTitle(localizedString(u"Warnning"_s), text, CustomMessageBox::BoxStyle::Warning, {},

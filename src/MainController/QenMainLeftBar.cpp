@@ -1,12 +1,9 @@
 #include "QenMainLeftBar.h"
 
-#include "AccountModel.h"
-#include "ApplicationInterface.h"
+#include "BaseWindowController.h"
 #include "ClientNotifications.h"
 #include "Deployment.h"
-#include "DetailVerdict.h"
 #include "ITDevice.h"
-#include "MainThreadGate.h"
 #include "QenCloudLoginHelper.h"
 #include "QenDetailWindow.h"
 #include "QenLogHelper.h"
@@ -14,7 +11,6 @@
 #include "ui_QenMainLeftBar.h"
 
 #include <QPainter>
-#include <QShowEvent>
 
 #include <array>
 #include <utility>
@@ -31,8 +27,7 @@ constexpr int PollingTrace = 32;
 } // namespace
 
 QenMainLeftBar::QenMainLeftBar(SessionViewWorld world, QWidget* parent)
-    : QWidget(parent), m_world(std::move(world)), m_ui(std::make_unique<Ui::QenMainLeftBar>()),
-      m_gate(MainThreadGate::make()) {
+    : QWidget(parent), m_world(std::move(world)), m_ui(std::make_unique<Ui::QenMainLeftBar>()) {
     m_ui->setupUi(this);
     setFixedWidth(Theme::LeftBarWidth);
     m_ui->avatarBtn->setIconSize({AvatarSize, AvatarSize});
@@ -44,25 +39,17 @@ QenMainLeftBar::QenMainLeftBar(SessionViewWorld world, QWidget* parent)
     functionListHandleWithTag(SafetyTab, false);
     showTabs();
     setUIWithWarnLevel(SafeLevel);
-    for (const QString& name : {ClientNotification::Logout, ClientNotification::TicketTimeOut})
-        m_observers.push_back(m_world.center.observe(name,
-            [gate = m_gate, this](const Platform::Notification&) { gate->async([this] { logoutCompleted(); }); }));
+    connect(&m_world.login.session(), &Session::changed, this, &QenMainLeftBar::sessionChanged);
     refreshUserName();
     setMachineName();
-    if (m_world.login.iflogin())
-        StartCheckTicketStatus();
+    followSession();
 }
 
 QenMainLeftBar::~QenMainLeftBar() {
-    m_gate->close();
-    m_observers.clear();
     // The window asks this bar, so it goes first.
     if (m_detailWindow)
         m_detailWindow->disconnect(this);
     delete m_detailWindow.data();
-    m_GDCheckLoginTimer.reset();
-    m_TicketCheckTimer.reset();
-    PollTimer::retire(std::move(m_timerCheckQueue));
 }
 
 HoverPictureButton* QenMainLeftBar::tabButton(int tag) const {
@@ -103,29 +90,27 @@ void QenMainLeftBar::closeDetailWindow(QenDetailWindow* window) {
 }
 
 void QenMainLeftBar::detailWindowClosed() {
-    const bool waited = std::exchange(m_ishowDetailWin, false);
+    m_ishowDetailWin = false;
     m_detailWindow = nullptr;
-    closeCheckLoginStatus();
-    // Closed by the person before the ticket poll would have.
-    if (waited && m_world.login.iflogin() && m_world.login.isCheckAndShow())
-        m_world.center.post(ClientNotification::QRLoginState, qint64(0));
+    followSession();
 }
 
-void QenMainLeftBar::loginCompleted() {
-    closeCheckLoginStatus();
+void QenMainLeftBar::sessionChanged() {
     refreshUserName();
-    StartCheckTicketStatus();
+    followSession();
 }
 
-void QenMainLeftBar::logoutCompleted() {
-    closeCheckTicketStatus();
-    refreshUserName();
-    tellWindowOfTheEnd();
-}
-
-void QenMainLeftBar::tellWindowOfTheEnd() {
-    if (m_detailWindow && !m_world.login.iflogin())
-        m_detailWindow->sessionEnded();
+void QenMainLeftBar::followSession() {
+    const SessionState state = m_world.login.session().state();
+    if (state == SessionState::SignedOut)
+        closeCheckTicketStatus();
+    else if (!m_TicketCheckTimer)
+        StartCheckTicketStatus();
+    const bool isAsking = m_ishowDetailWin || state == SessionState::LogoutPending;
+    if (!isAsking)
+        closeCheckLoginStatus();
+    else if (!m_GDCheckLoginTimer)
+        StartCheckLoginStatus();
 }
 
 void QenMainLeftBar::functionListHandleWithTag(int tag, bool isCallback) {
@@ -173,28 +158,14 @@ void QenMainLeftBar::setUIWithWarnLevel(int level) {
 }
 
 void QenMainLeftBar::refreshUserName() {
-    timerCheckQueue()->async([this, gate = m_gate, support = m_world.applicationSupport] {
-        const auto record = AccountModel::currentModel(support).value_or(AccountModel());
-        gate->async([this, name = record.username().isEmpty() ? record.userid() : record.username()] {
-            m_ui->userNameLab->setText(name.isEmpty() ? u"未登录"_s : name);
-        });
-    });
+    const AccountModel record = m_world.login.session().account().value_or(AccountModel());
+    const QString name = record.username().isEmpty() ? record.userid() : record.username();
+    m_ui->userNameLab->setText(name.isEmpty() ? u"未登录"_s : name);
 }
 
 void QenMainLeftBar::setMachineName() {
-    timerCheckQueue()->async([this, gate = m_gate, &device = m_world.device] {
-        gate->async([this, name = device.machineName()] { m_ui->computerNameLab->setText(name); });
-    });
-}
-
-void QenMainLeftBar::showEvent(QShowEvent* event) {
-    QWidget::showEvent(event);
-    // Somebody may have signed in on a page that knows nothing of this bar.
-    if (event->spontaneous() || !m_world.login.iflogin())
-        return;
-    refreshUserName();
-    if (!m_TicketCheckTimer)
-        StartCheckTicketStatus();
+    const auto show = m_answers.wrapped([this](const QString& name) { m_ui->computerNameLab->setText(name); });
+    timerCheckQueue()->async([show, &device = m_world.device] { show(device.machineName()); });
 }
 
 void QenMainLeftBar::paintEvent(QPaintEvent*) {
@@ -206,15 +177,15 @@ void QenMainLeftBar::paintEvent(QPaintEvent*) {
 
 std::shared_ptr<Platform::SerialQueue> QenMainLeftBar::timerCheckQueue() {
     if (!m_timerCheckQueue)
-        m_timerCheckQueue = std::make_shared<Platform::SerialQueue>(Platform::Deployment::AccountCheckQueueLabel);
+        m_timerCheckQueue = PollTimer::makeQueue(Deployment::AccountCheckQueueLabel, m_world.work);
     return m_timerCheckQueue;
 }
 
 void QenMainLeftBar::StartCheckLogin() {
-    m_gate->async([this] {
+    m_answers.async([this] {
         // The window may have been closed meanwhile.
-        if (m_detailWindow) {
-            m_ishowDetailWin = !m_detailWindow->isShownSignedIn();
+        if (m_detailWindow && !m_detailWindow->isShownSignedIn()) {
+            m_ishowDetailWin = true;
             StartCheckLoginStatus();
         }
         setMachineName();
@@ -240,48 +211,43 @@ void QenMainLeftBar::closeCheckTicketStatus() {
 }
 
 void QenMainLeftBar::createCheckLoginTimer() {
-    const auto tick = [this, gate = m_gate, &login = m_world.login, &log = m_world.log, &center = m_world.center] {
+    const auto tick = [answered = m_answers.wrapped([this](const QRPollVerdict& verdict) { qrPollAnswered(verdict); }),
+                          &login = m_world.login, &log = m_world.log] {
         log.writeLog(u"[QenMainLeftBar] QenCloud Check QRLogin State"_s, PollingTrace);
-        login.CheckQRLoginState([this, gate, &login, &log, &center](
-                                    const QJsonObject& answer, const Platform::Error& error) {
+        login.CheckQRLoginState([answered, &log](const QJsonObject& answer, const Platform::Error& error) {
             const QRPollVerdict verdict = judgeQRPoll(answer, error);
-            if (verdict.forwarded == 0) {
-                gate->runAndWait([this] { closeCheckLoginStatus(); });
-                login.removeSoleID();
-                gate->async([this] { loginCompleted(); });
-            }
-            if (verdict.forwarded)
-                Platform::mainQueue().async(
-                    [&center, state = *verdict.forwarded] { center.post(ClientNotification::QRLoginState, state); });
             log.writeLog(verdict.log, verdict.logType);
-            // The answer may have been the end of a session that was still to be reported.
-            if (!verdict.forwarded)
-                gate->async([this] {
-                    refreshUserName();
-                    tellWindowOfTheEnd();
-                });
+            answered(verdict);
         });
     };
     m_GDCheckLoginTimer = std::make_unique<PollTimer>(timerCheckQueue(), m_world.pollInterval, tick);
 }
 
+void QenMainLeftBar::qrPollAnswered(const QRPollVerdict& verdict) {
+    if (!verdict.forwarded)
+        return;
+    if (*verdict.forwarded == 0) {
+        // One that came too late has signed nobody in.
+        if (m_world.login.session().state() == SessionState::SignedOut)
+            return;
+        closeCheckLoginStatus();
+        timerCheckQueue()->async([&login = m_world.login] { login.removeSoleID(); });
+    }
+    m_world.center.post(ClientNotification::QRLoginState, *verdict.forwarded);
+}
+
 void QenMainLeftBar::createCheckTicketTimer() {
-    const auto tick = [this, gate = m_gate, &login = m_world.login, &log = m_world.log, &center = m_world.center] {
+    const auto confirmed = m_answers.wrapped([this] {
+        if (m_ishowDetailWin && m_world.login.session().state() == SessionState::Confirmed)
+            m_world.center.post(ClientNotification::QRLoginState, qint64(0));
+    });
+    const auto tick = [confirmed, &login = m_world.login, &log = m_world.log] {
         if (!login.iflogin())
             return;
-        login.checkTicketStatus([this, gate, &log, &center](const QJsonObject& answer, const Platform::Error& error) {
-            const TicketPollVerdict verdict = judgeTicketPoll(answer, error);
-            log.writeLog(verdict.log, 1);
-            if (!verdict.isAnswered)
-                return;
-            gate->async([this, &center, isConfirmed = verdict.isConfirmed] {
-                refreshUserName();
-                if (isConfirmed && m_ishowDetailWin)
-                    center.post(ClientNotification::QRLoginState, qint64(0));
-                tellWindowOfTheEnd();
-                if (!m_world.login.iflogin())
-                    closeCheckTicketStatus();
-            });
+        login.checkTicketStatus([confirmed, &log](const QJsonObject& answer, const Platform::Error& error) {
+            log.writeLog(ticketPollLine(answer, error), 1);
+            if (!error && ServerAnswer::confirms(answer))
+                confirmed();
         });
     };
     m_TicketCheckTimer = std::make_unique<PollTimer>(timerCheckQueue(), m_world.pollInterval, tick);

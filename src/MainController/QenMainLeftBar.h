@@ -1,7 +1,9 @@
 #pragma once
 
-#include "NotificationCenter.h"
+#include "AnswerVerdict.h"
+#include "Completion.h"
 #include "PollTimer.h"
+#include "Session.h"
 #include "SessionViewWorld.h"
 #include "StartCheckLoginDelegate.h"
 
@@ -10,10 +12,8 @@
 
 #include <functional>
 #include <memory>
-#include <vector>
 
 class HoverPictureButton;
-class MainThreadGate;
 class QenDetailWindow;
 
 namespace Ui {
@@ -23,8 +23,8 @@ class QenMainLeftBar;
 /// The column at the left of the main window: the user, the computer and the tabs. Also opens the login window and runs
 /// the two polls that follow the sign-in.
 ///
-/// The ticket poll runs while somebody is signed in, the poll of the QR sign-in while the login window waits for one.
-/// Both tick on one queue. Main thread unless stated.
+/// The ticket poll runs while somebody is signed in, the poll of the QR sign-in while the login window waits for one or
+/// a sign-out is still to be reported. Both tick on one queue. Main thread unless stated.
 class QenMainLeftBar final : public QWidget, public StartCheckLoginDelegate {
     Q_OBJECT
 public:
@@ -33,8 +33,7 @@ public:
     explicit QenMainLeftBar(SessionViewWorld world, QWidget* parent = nullptr);
     ~QenMainLeftBar() override;
 
-    /// Opens the login window over @p over, or brings it forward. Whoever signs in there is told of by the state 0 of
-    /// "update_Lable_notification", even when the window is closed before the answer.
+    /// Opens the login window over @p over, or brings it forward.
     void openDetailWindow(QWidget* over);
     /// The login window waits for a sign-in; one opened by somebody signed in does not.
     bool ishowDetailWin() const { return m_ishowDetailWin; }
@@ -45,8 +44,6 @@ public:
     void closeCheckLoginStatus();
     void StartCheckTicketStatus();
     void closeCheckTicketStatus();
-    void loginCompleted() override;
-    void logoutCompleted() override;
     void closeDetailWindow(QenDetailWindow* window) override;
 
     /// Reports a tab to the main view, which selects the one of the same index. Without one there are no tabs to press.
@@ -61,7 +58,6 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* event) override;
-    void showEvent(QShowEvent* event) override;
 
 private:
     void connectButtons();
@@ -70,20 +66,21 @@ private:
     void createCheckLoginTimer();
     void createCheckTicketTimer();
     void detailWindowClosed();
-    /// An open login window that shows a session offers the sign-in again when there is none any more.
-    void tellWindowOfTheEnd();
+    void sessionChanged();
+    /// Each poll runs while it has something to ask.
+    void followSession();
+    void qrPollAnswered(const QRPollVerdict& verdict);
     HoverPictureButton* tabButton(int tag) const;
 
     const SessionViewWorld m_world;
     std::unique_ptr<Ui::QenMainLeftBar> m_ui;
-    std::shared_ptr<MainThreadGate> m_gate;
     std::shared_ptr<Platform::SerialQueue> m_timerCheckQueue;
     std::unique_ptr<PollTimer> m_GDCheckLoginTimer;
     std::unique_ptr<PollTimer> m_TicketCheckTimer;
-    std::vector<Platform::NotificationCenter::Observer> m_observers;
     std::function<void(int)> m_tabCallback;
     QPointer<QenDetailWindow> m_detailWindow;
     QString m_ground;
     bool m_ishowDetailWin = false;
     bool m_hideDetilBtn = false;
+    Platform::Receiver m_answers;
 };

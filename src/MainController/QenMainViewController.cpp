@@ -1,21 +1,21 @@
 #include "QenMainViewController.h"
 
-#include "AccountModel.h"
 #include "ArchiveStore.h"
 #include "ClientNotifications.h"
 #include "CustomMessageBox.h"
 #include "Deployment.h"
+#include "ForeignPicture.h"
 #include "IntegerValue.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
 #include "QenMainLeftBar.h"
 #include "QenTrustedAppWindow.h"
+#include "StateFiles.h"
 #include "Theme.h"
 #include "TipsLine.h"
 #include "ui_QenMainViewController.h"
 
 #include <QFile>
-#include <QImageReader>
 
 using namespace Qt::StringLiterals;
 
@@ -27,19 +27,11 @@ constexpr int HighestLevel = 3;
 constexpr int StatusPictureSize = 48;
 constexpr int HiddenPictureSize = 96;
 constexpr qint64 LongestTips = 64 * 1024;
-constexpr int LargestMarkSide = 2048;
 enum ToolsState { ToolsShown = 0, ToolsHidden = 1 };
 
 QString readTips(const QString& agentState) {
-    QFile file(agentState + u"/tips.txt"_s);
+    QFile file(agentState + u'/' + StateFiles::Tips);
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.read(LongestTips)) : QString();
-}
-
-/// Null for a file that is missing, no picture, or larger than any mark.
-QImage readMark(const QString& agentState) {
-    QImageReader reader(agentState + u"/c_qen_mark@2x.png"_s);
-    const QSize size = reader.size();
-    return size.width() > LargestMarkSide || size.height() > LargestMarkSide ? QImage() : reader.read();
 }
 
 QColor edgeColor(int level) {
@@ -54,7 +46,7 @@ QenMainViewController::QenMainViewController(CheckViewWorld world, QenMainLeftBa
     : QWidget(parent), m_world(std::move(world)), m_leftBar(leftBar),
       m_ui(std::make_unique<Ui::QenMainViewController>()), m_tipsLine(new TipsLine(this)),
       m_joinDomain(m_world.joinDomain), m_toolOpener(m_world.workspace), m_round(m_world.round),
-      m_reader(Platform::Deployment::BundleIdentifier + u".mainview"_s) {
+      m_reader(Deployment::BundleIdentifier + u".mainview"_s) {
     m_ui->setupUi(this);
     m_tipsLine->hide();
     setUpPages();
@@ -65,6 +57,10 @@ QenMainViewController::QenMainViewController(CheckViewWorld world, QenMainLeftBa
     updateLogoFromConfig();
     m_world.login.Get_Save_Config();
     addQenNotifications();
+    connect(&m_world.login.session(), &Session::changed, this, [this](SessionState old, SessionState now) {
+        if (old != now)
+            loadToolsView();
+    });
     m_leftBar.setTabCallback([this](int tag) { selectTab(tag); });
     m_round.changeUIWithWarnLevel(SafeLevel);
     m_round.getDataFromPlist();
@@ -78,14 +74,6 @@ QenMainViewController::~QenMainViewController() {
 
 QWidget* QenMainViewController::tipsLine() const {
     return m_tipsLine;
-}
-
-template <typename Call>
-void QenMainViewController::onMain(Call call) {
-    Platform::mainQueue().async([view = QPointer(this), call = std::move(call)] {
-        if (view)
-            call();
-    });
 }
 
 void QenMainViewController::addQenNotifications() {
@@ -113,6 +101,7 @@ void QenMainViewController::setUpPages() {
     connect(m_ui->joinDomainBtn, &QPushButton::clicked, &m_joinDomain, &JoinDomainAction::tapDomainBtn);
     connect(&m_joinDomain, &JoinDomainAction::joiningChanged, m_ui->joinDomainBtn, &SpinnerButton::setBusy);
     connect(m_ui->applistButton, &QPushButton::clicked, this, &QenMainViewController::applistButtonDidClicked);
+    m_ui->toolsView->setWorkspace(m_world.workspace);
     m_ui->toolsView->setCompletion([this](const QenToolModel& tool) { m_toolOpener.open(tool, window()); });
     m_ui->toolsHiddenPicture->setPixmap(
         Theme::picture(u"empty"_s, {HiddenPictureSize, HiddenPictureSize}, devicePixelRatioF()));
@@ -150,6 +139,8 @@ void QenMainViewController::followRound() {
 
 void QenMainViewController::roundStarted() {
     setReCheckEnabled(false);
+    for (CheckTreeView* tree : {m_ui->overviewTree, m_ui->detailTree})
+        tree->reload();
     m_ui->stateLab->setText(CheckLook::Checking);
     m_ui->smallStateLab->setText(CheckLook::Checking);
     m_ui->detailStateLab->setText(CheckLook::Checking);
@@ -159,6 +150,8 @@ void QenMainViewController::roundStarted() {
 }
 
 void QenMainViewController::roundStalled() {
+    for (CheckTreeView* tree : {m_ui->overviewTree, m_ui->detailTree})
+        tree->endRunning();
     // It will never be complete, which must not lock the person out of the next one.
     m_ui->countLab->setText(u"部分检测项没有结果，请重新检测"_s);
     setRoundRunning(false);
@@ -242,8 +235,8 @@ void QenMainViewController::selectTab(int tag) {
 void QenMainViewController::loadToolsView(const QVariant& object) {
     m_reader.async([this, object] {
         if (integerValue(object) == SessionExpired) {
-            AccountModel::deleteCurrentModel(m_world.applicationSupport);
-            m_world.login.existZelVPN();
+            Session& session = m_world.login.session();
+            session.submit(TicketTimeOut{session.asked()});
             tipText(u"登录超时，请重新登录"_s);
         }
         updateToolsViewWithLogintype(m_world.login.currentLoginType());
@@ -251,11 +244,13 @@ void QenMainViewController::loadToolsView(const QVariant& object) {
 }
 
 void QenMainViewController::updateToolsViewWithLogintype(qint64 loginType) {
-    const QList<QenToolModel> models = toolModels(m_world.login.AppMgrList());
+    const QList<QenToolModel> models =
+        toolModels(m_world.login.AppMgrList(), [this](const QString& line) { m_world.log.writeLog(line); });
+    const SessionModel session = m_world.login.session().current();
     // A domain session has no ticket, so nothing ever confirms it.
-    const bool isConfirmed = m_world.login.isCheckAndShow() || m_world.login.isDomainAutoLogin();
+    const bool isConfirmed = session.isConfirmed || session.state() == SessionState::Domain;
     const Tools tools{toolsLook(loginType, isConfirmed), models};
-    onMain([this, tools] { showTools(tools); });
+    m_answers.async([this, tools] { showTools(tools); });
 }
 
 void QenMainViewController::showTools(const Tools& tools) {
@@ -276,7 +271,7 @@ void QenMainViewController::applistButtonDidClicked() {
 }
 
 void QenMainViewController::tipText(const QString& message) {
-    onMain([this, message] {
+    m_answers.async([this, message] {
         auto* box = new CustomMessageBox(window());
         box->setWindowModality(Qt::WindowModal);
         box->setTitle(u"提醒"_s, message, CustomMessageBox::BoxStyle::Warning, u"确定"_s, {});
@@ -288,7 +283,7 @@ void QenMainViewController::tipText(const QString& message) {
 
 void QenMainViewController::updateTipsFromConfig() {
     m_reader.async([this] {
-        onMain([line = m_tipsLine, tips = readTips(m_world.agentState)] {
+        m_answers.async([line = m_tipsLine, tips = readTips(m_world.agentState)] {
             if (line)
                 line->setTips(tips);
         });
@@ -297,7 +292,7 @@ void QenMainViewController::updateTipsFromConfig() {
 
 void QenMainViewController::updateLogoFromConfig() {
     m_reader.async([this] {
-        onMain([line = m_tipsLine, mark = readMark(m_world.agentState)] {
+        m_answers.async([line = m_tipsLine, mark = readForeignPicture(m_world.agentState + u'/' + StateFiles::MarkImage)] {
             if (line)
                 line->setMark(mark);
         });
@@ -305,14 +300,14 @@ void QenMainViewController::updateLogoFromConfig() {
 }
 
 void QenMainViewController::updateComputerNameFromJoinDomain() {
-    onMain([this] { m_leftBar.setMachineName(); });
+    m_answers.async([this] { m_leftBar.setMachineName(); });
 }
 
 void QenMainViewController::loadJoinDomainButton() {
     m_reader.async([this] {
-        const auto status = unarchivedObjectWithFilePath(m_world.agentState + u"/joindomainSwitchStatus.archive"_s);
+        const auto status = unarchivedObjectWithFilePath(m_world.agentState + u'/' + StateFiles::JoinDomainSwitch);
         const bool isOffered =
             offersJoinDomain(status ? status->toVariant() : QVariant(), storedNetworkAccessPolicy(m_world.agentState));
-        onMain([this, isOffered] { m_ui->joinDomainBtn->setVisible(isOffered); });
+        m_answers.async([this, isOffered] { m_ui->joinDomainBtn->setVisible(isOffered); });
     });
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CheckViewWorld.h"
+#include "Completion.h"
 #include "MainViewVerdict.h"
 #include "NotificationCenter.h"
 #include "QenToolModel.h"
@@ -71,8 +72,6 @@ private:
     void roundStalled();
     void setRoundRunning(bool isRunning);
     void setReCheckEnabled(bool isEnabled);
-    template <typename Call>
-    void onMain(Call call);
 
     const CheckViewWorld m_world;
     QenMainLeftBar& m_leftBar;
@@ -83,5 +82,6 @@ private:
     ToolOpener m_toolOpener;
     QenCheckRound m_round;
     std::vector<Platform::NotificationCenter::Observer> m_observers;
+    Platform::Receiver m_answers;
     Platform::SerialQueue m_reader;
 };

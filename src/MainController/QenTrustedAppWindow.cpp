@@ -4,6 +4,7 @@
 #include "QenCloudLoginHelper.h"
 #include "SystemLog.h"
 #include "Theme.h"
+#include "WrappableText.h"
 #include "ui_QenTrustedAppWindow.h"
 
 #include <QJsonArray>
@@ -19,7 +20,7 @@ constexpr QSize WindowSize(480, 520);
 constexpr int HeadingHeight = 40;
 constexpr int RowHeight = 44;
 constexpr int EmptyPictureSize = 96;
-/// The longest name drawn; a tool tip has no more, either.
+/// The longest name drawn.
 constexpr qsizetype LongestName = 512;
 enum ListState { ListShown = 0, ListEmpty = 1, ListLoading = 2 };
 
@@ -33,10 +34,10 @@ QenTrustedAppWindow::QenTrustedAppWindow(QenCloudLoginHelper& login, QWidget* pa
     : AutoReleaseWindowController(
           parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
       m_login(login), m_ui(std::make_unique<Ui::QenTrustedAppWindow>()),
-      m_reader(Platform::Deployment::BundleIdentifier + u".trustedapps"_s) {
+      m_reader(Deployment::BundleIdentifier + u".trustedapps"_s) {
     m_ui->setupUi(this);
     setWindowModality(Qt::WindowModal);
-    setAccessibleName(u"可用应用"_s);
+    setAccessibleName(qtTrId("AvailableApplications"));
     m_ui->emptyPicture->setPixmap(
         Theme::picture(u"empty"_s, {EmptyPictureSize, EmptyPictureSize}, devicePixelRatioF()));
     m_ui->trustListView->setIconSize({Theme::Space24, Theme::Space24});
@@ -83,7 +84,7 @@ void QenTrustedAppWindow::loadSubView() {
         heading->setFlags(Qt::ItemIsEnabled);
         for (const QString& name : category.trustedAppList()) {
             auto* row = new QListWidgetItem(picture, name.left(LongestName), list);
-            row->setToolTip(name.left(LongestName).toHtmlEscaped());
+            row->setToolTip(toolTipText(name));
             row->setSizeHint({0, RowHeight});
             row->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable);
         }

@@ -8,9 +8,5 @@ public:
     virtual ~StartCheckLoginDelegate() = default;
     /// The window waits for a sign-in: its progress is asked for and posted.
     virtual void StartCheckLogin() = 0;
-    /// Somebody has signed in. May come more than once for one sign-in.
-    virtual void loginCompleted() = 0;
-    /// Nobody is signed in any more.
-    virtual void logoutCompleted() = 0;
     virtual void closeDetailWindow(QenDetailWindow* window) = 0;
 };

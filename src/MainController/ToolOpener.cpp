@@ -3,10 +3,10 @@
 #include "CustomMessageBox.h"
 #include "Queue.h"
 #include "SystemLog.h"
-#include "ToolOpening.h"
 #include "Workspace.h"
 
 #include <QPointer>
+#include <QTimer>
 
 using namespace Qt::StringLiterals;
 
@@ -17,18 +17,27 @@ constexpr int FirstButton = 1;
 
 } // namespace
 
+ToolOpener::ToolOpener(Platform::Workspace& workspace, std::chrono::milliseconds startTime)
+    : m_workspace(workspace), m_startTime(startTime) {}
+
 void ToolOpener::open(const QenToolModel& tool, QWidget* window) {
-    if (isHyperlink(tool)) {
-        carryOut(toolOpening(tool, false), window);
+    const QString started = isHyperlink(tool) ? tool.desUrl : tool.procName;
+    if (m_starting.contains(started))
         return;
-    }
+    m_starting.insert(started);
     Platform::globalQueue().async(
-        [this, &workspace = m_workspace, tool, self = QPointer(this), over = QPointer(window)] {
-            Platform::mainQueue().async(
-                [this, self, over, opening = toolOpening(tool, workspace.isInstalled(tool.procName))] {
-                    if (self && over)
-                        carryOut(opening, over);
-                });
+        [this, &workspace = m_workspace, tool, started, self = QPointer(this), over = QPointer(window)] {
+            const bool isInstalled = !isHyperlink(tool) && workspace.isInstalled(tool.procName);
+            Platform::mainQueue().async([this, self, over, started, opening = toolOpening(tool, isInstalled)] {
+                if (!self)
+                    return;
+                if (over)
+                    carryOut(opening, over);
+                // A sheet keeps the window from being pressed; a program or a browser takes its time to show itself.
+                const bool starts = opening.message.isEmpty();
+                QTimer::singleShot(starts ? m_startTime : std::chrono::milliseconds(0), this,
+                    [this, started] { m_starting.remove(started); });
+            });
         });
 }
 
@@ -38,9 +47,12 @@ void ToolOpener::carryOut(const ToolOpening& opening, QWidget* window) {
         m_workspace.openUrl(opening.url);
     if (opening.action == Action::Launch)
         openApplication(opening.application);
-    if (opening.message.isEmpty())
-        return;
-    const bool offers = opening.action == Action::OfferDownload;
+    if (!opening.message.isEmpty())
+        showSheet(opening, window);
+}
+
+void ToolOpener::showSheet(const ToolOpening& opening, QWidget* window) {
+    const bool offers = opening.action == ToolOpening::Action::OfferDownload;
     auto* sheet = new CustomMessageBox(window);
     sheet->setWindowModality(Qt::WindowModal);
     sheet->setTitle(SheetTitle, opening.message, CustomMessageBox::BoxStyle::Information,

@@ -1,8 +1,11 @@
 #pragma once
 
-#include "QenToolModel.h"
+#include "ToolOpening.h"
 
 #include <QObject>
+#include <QSet>
+
+#include <chrono>
 
 class QWidget;
 
@@ -10,21 +13,28 @@ namespace Platform {
 class Workspace;
 }
 
-/// Opens a tool that was pressed: its link, its application, or a sheet that says what to do without it. Main thread;
-/// the application is looked for in the background.
+/// Opens a tool that was pressed: its link, its application, or a sheet that says what to do without it. A tool that is
+/// pressed again while it still starts is not started twice. Main thread; the application is looked for in the
+/// background.
 class ToolOpener final : public QObject {
     Q_OBJECT
 public:
     /// @param workspace  must outlive this object
-    explicit ToolOpener(Platform::Workspace& workspace) : m_workspace(workspace) {}
+    /// @param startTime  for how long something that was started counts as starting
+    explicit ToolOpener(
+        Platform::Workspace& workspace, std::chrono::milliseconds startTime = std::chrono::milliseconds(2000));
 
     /// @param window  the sheets attach to it
     void open(const QenToolModel& tool, QWidget* window);
 
 private:
-    void carryOut(const struct ToolOpening& opening, QWidget* window);
+    void carryOut(const ToolOpening& opening, QWidget* window);
+    void showSheet(const ToolOpening& opening, QWidget* window);
     /// Launches through the workspace.
     void openApplication(const QString& path);
 
     Platform::Workspace& m_workspace;
+    const std::chrono::milliseconds m_startTime;
+    /// Programs and addresses.
+    QSet<QString> m_starting;
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TaskGroup.h"
+
 #include <QString>
 #include <QWidget>
 
@@ -27,6 +29,8 @@ struct MainViewWorld {
     Platform::NotificationCenter& center;
     Platform::UserDefaults& defaults;
     Platform::Reachability& reachability;
+    /// Work that the pages have begun and do not wait for.
+    Platform::TaskGroup& work;
     /// The user's Application Support folder.
     QString applicationSupport;
     /// The agent's data folder.

@@ -1,19 +1,16 @@
 #include "MavLoginStateViewCtrl.h"
 
+#include "AccountForm.h"
 #include "ApplicationInterface.h"
-#include "Bundle.h"
-#include "Deployment.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
+#include "StringTable.h"
 #include "Theme.h"
 #include "ui_MavLoginStateViewCtrl.h"
 
 #include <QLineEdit>
-#include <QPointer>
 
 using namespace Qt::StringLiterals;
-
-using Platform::localizedString;
 
 namespace {
 
@@ -23,8 +20,7 @@ enum RetrievalStep { RetrievalForm = 0, MailSent = 1 };
 } // namespace
 
 MavLoginStateViewCtrl::MavLoginStateViewCtrl(const MainViewWorld& world, QWidget* parent)
-    : QWidget(parent), m_world(world), m_ui(std::make_unique<Ui::MavLoginStateViewCtrl>()),
-      m_requests(Platform::Deployment::LoginQueueLabel) {
+    : QWidget(parent), m_world(world), m_ui(std::make_unique<Ui::MavLoginStateViewCtrl>()) {
     m_ui->setupUi(this);
     for (QLabel* mark : {m_ui->loginMark, m_ui->resetMark, m_ui->retrievalMark})
         mark->setPixmap(Theme::picture(u"mark"_s, {MarkSize, MarkSize}, devicePixelRatioF()));
@@ -36,15 +32,39 @@ MavLoginStateViewCtrl::MavLoginStateViewCtrl(const MainViewWorld& world, QWidget
     m_ui->backToServerBtn->setIconSize({Theme::IconSize, Theme::IconSize});
     m_ui->loginBtn->setText(localizedString(u"Login"_s));
     m_ui->resetRuleLab->setText(localizedString(u"PwdRuleTips"_s));
+    m_ui->otpNoteLab->setText(localizedString(u"OtpElsewhere"_s));
     m_ui->resetPasswordTipsLab->hide();
     m_ui->scanLoginBtn->setVisible(static_cast<bool>(m_world.openDetailWindow));
     for (QPushButton* button : findChildren<QPushButton*>())
         button->setAccessibleName(button->text());
+    makeForm();
     connectPages();
     selectLoginTypeTableView(AccountPage);
 }
 
 MavLoginStateViewCtrl::~MavLoginStateViewCtrl() = default;
+
+void MavLoginStateViewCtrl::makeForm() {
+    m_form = new AccountForm({.login = m_world.login,
+                                 .log = m_world.log,
+                                 .work = m_world.work,
+                                 .alert = [this](const QString& text) { showTip(text); }},
+        AccountForm::Place::loginPage(),
+        // This view never sends a one-time code.
+        {.account = m_ui->userIdLbField,
+            .password = m_ui->passwordLbField,
+            .otp = nullptr,
+            .confirm = m_ui->loginBtn,
+            .newPassword = m_ui->fnewPassWordLabField,
+            .repeated = m_ui->confirmPassWordLabField,
+            .confirmReset = m_ui->confirmResetBtn,
+            .resetTips = m_ui->resetPasswordTipsLab},
+        this);
+    connect(m_form, &AccountForm::signedIn, this, &MavLoginStateViewCtrl::finishSignIn);
+    connect(m_form, &AccountForm::passwordChanged, this, &MavLoginStateViewCtrl::showAccountPage);
+    connect(m_form, &AccountForm::wantsResetPage, this, [this] { selectLoginTypeTableView(ResetPage); });
+    connect(m_form, &AccountForm::newPasswordRefused, this, &MavLoginStateViewCtrl::showRuleOnce);
+}
 
 void MavLoginStateViewCtrl::connectPages() {
     using Self = MavLoginStateViewCtrl;
@@ -84,7 +104,7 @@ void MavLoginStateViewCtrl::selectLoginTypeTableView(int index) {
         m_ui->confirmPassWordLabField->clear();
         m_ui->resetPasswordTipsLab->hide();
         showRuleOnce();
-        m_ui->resetAccountLab->setText(u"账号 %1 需要先修改密码，才能登录。"_s.arg(m_ui->userIdLbField->text()));
+        m_ui->resetAccountLab->setText(m_form->resetAccountText());
         m_ui->loginTypeTable->setCurrentIndex(ResetPage);
         // The user id cannot be seen from here, so the keyboard goes on to the first field that can.
         m_ui->fnewPassWordLabField->setFocus();
@@ -93,6 +113,7 @@ void MavLoginStateViewCtrl::selectLoginTypeTableView(int index) {
         m_ui->userIdLbField->clear();
         m_ui->passwordLbField->clear();
         m_ui->loginTypeTable->setCurrentIndex(AccountPage);
+        m_ui->otpNoteLab->setVisible(m_world.openDetailWindow && m_world.login.iShowOTP());
         m_ui->userIdLbField->setFocus();
     }
 }
@@ -101,73 +122,16 @@ void MavLoginStateViewCtrl::showTip(const QString& text) {
     m_world.application.showAlertTipForLogin(text);
 }
 
-void MavLoginStateViewCtrl::refuse(FormField* field, const QString& key) {
-    field->setError(localizedString(key));
-    field->setFocus();
-    showTip(field->error());
-}
-
-std::function<void(const QJsonObject&, const Platform::Error&)> MavLoginStateViewCtrl::answerTo(Handler handler) {
-    return [view = QPointer(this), handler](const QJsonObject& answer, const Platform::Error& error) {
-        Platform::mainQueue().async([view, handler, answer, error] {
-            if (view)
-                (view->*handler)(answer, error);
-        });
-    };
-}
-
 void MavLoginStateViewCtrl::loginButton() {
-    if (m_ui->loginBtn->isBusy())
-        return;
-    m_ui->userIdLbField->clearError();
-    m_ui->passwordLbField->clearError();
-    const QJsonObject parameters{{u"userid"_s, m_ui->userIdLbField->text()},
-        {u"password"_s, m_ui->passwordLbField->text()},
-        // This view never sends a one-time code.
-        {u"otp"_s, QString()}};
-    if (m_ui->userIdLbField->text().isEmpty()) {
-        refuse(m_ui->userIdLbField, u"AccountNotEmpty"_s);
-        return;
-    }
-    if (m_ui->passwordLbField->text().isEmpty()) {
-        refuse(m_ui->passwordLbField, u"PwdNotEmpty"_s);
-        return;
-    }
-    m_world.log.writeLog(u"[QenDetailWindow] QenCloud Account login"_s);
-    m_ui->loginBtn->setBusy(true);
-    m_requests.async([&login = m_world.login, parameters,
-                         complete = answerTo(&MavLoginStateViewCtrl::accountLoginHandleWithResponse)] {
-        login.login(parameters, complete);
-    });
+    m_form->login();
 }
 
 void MavLoginStateViewCtrl::scanLoginButton() {
     m_world.openDetailWindow(window());
 }
 
-void MavLoginStateViewCtrl::accountLoginHandleWithResponse(const QJsonObject& answer, const Platform::Error& error) {
-    m_ui->loginBtn->setBusy(false);
-    const LoginVerdict verdict = judgeLoginAnswer(answer, error);
-    switch (verdict.show) {
-    case LoginVerdict::Show::Nothing:
-        break;
-    case LoginVerdict::Show::Key:
-        showTip(localizedString(verdict.text));
-        break;
-    case LoginVerdict::Show::Text:
-        showTip(verdict.text);
-        break;
-    case LoginVerdict::Show::ResetPage:
-        selectLoginTypeTableView(ResetPage);
-        break;
-    case LoginVerdict::Show::SignedIn:
-        finishSignIn();
-    }
-}
-
 void MavLoginStateViewCtrl::finishSignIn() {
     selectLoginTypeTableView(AccountPage);
-    m_world.application.setItemsHiddenMenu();
     if (m_tapLoginBlock)
         m_tapLoginBlock();
 }
@@ -178,52 +142,30 @@ void MavLoginStateViewCtrl::sendUseridtoServerBtn() {
     m_ui->getbackLabField->clearError();
     const QString userId = m_ui->getbackLabField->text();
     if (userId.isEmpty()) {
-        refuse(m_ui->getbackLabField, u"AccountNotEmpty"_s);
+        m_ui->getbackLabField->setError(localizedString(u"AccountNotEmpty"_s));
+        m_ui->getbackLabField->setFocus();
+        showTip(m_ui->getbackLabField->error());
         return;
     }
     m_ui->sendUseridBtn->setBusy(true);
-    m_requests.async(
-        [&login = m_world.login, userId, complete = answerTo(&MavLoginStateViewCtrl::retrievalHandleWithResponse)] {
-            login.retrievePassWordWithUserId(userId, complete);
-        });
+    const auto answered = m_answers.wrapped([this](const QJsonObject& answer, const Platform::Error& error) {
+        retrievalAnswered(judgeAnswer(answer, error, AnswerPlace::retrievalPage()),
+            ServerAnswer::data(answer).value(u"user_email").toString());
+    });
+    Platform::globalQueue().async([&login = m_world.login, busy = m_world.work.token(), userId, answered] {
+        login.retrievePassWordWithUserId(userId, answered);
+    });
 }
 
-void MavLoginStateViewCtrl::retrievalHandleWithResponse(const QJsonObject& answer, const Platform::Error& error) {
+void MavLoginStateViewCtrl::retrievalAnswered(const AnswerVerdict& verdict, const QString& address) {
     m_ui->sendUseridBtn->setBusy(false);
-    const RetrievalVerdict verdict = judgeRetrievalAnswer(answer, error);
-    switch (verdict.show) {
-    case RetrievalVerdict::Show::Nothing:
-        break;
-    case RetrievalVerdict::Show::Key:
-        showTip(localizedString(verdict.text));
-        break;
-    case RetrievalVerdict::Show::Text:
-        showTip(verdict.text);
-        break;
-    case RetrievalVerdict::Show::MailSent:
-        m_ui->mailInfoLab->setText(u"%1 %2"_s.arg(localizedString(u"PasswordSendTo"_s), verdict.text).trimmed());
-        m_ui->retrieveTableView->setCurrentIndex(MailSent);
-        m_ui->mailBackBtn->setFocus();
+    if (verdict.show != AnswerVerdict::Show::Done) {
+        showTip(verdict.show == AnswerVerdict::Show::Key ? localizedString(verdict.text) : verdict.text);
+        return;
     }
-}
-
-void MavLoginStateViewCtrl::refusePassword(PasswordCase passwordCase) {
-    const QString key = tipKey(passwordCase);
-    switch (passwordCase) {
-    case PasswordCase::Inconsistent:
-        refuse(m_ui->confirmPassWordLabField, key);
-        break;
-    case PasswordCase::Rule:
-    case PasswordCase::SameAsOld:
-        refuse(m_ui->fnewPassWordLabField, key);
-        showRuleOnce();
-        break;
-    default:
-        // Of the fields of the login page, which cannot be seen from here.
-        m_ui->resetPasswordTipsLab->setText(localizedString(key));
-        m_ui->resetPasswordTipsLab->show();
-        showTip(m_ui->resetPasswordTipsLab->text());
-    }
+    m_ui->mailInfoLab->setText(u"%1 %2"_s.arg(localizedString(u"PasswordSendTo"_s), address).trimmed());
+    m_ui->retrieveTableView->setCurrentIndex(MailSent);
+    m_ui->mailBackBtn->setFocus();
 }
 
 void MavLoginStateViewCtrl::resetPassBtn() {
@@ -243,44 +185,5 @@ void MavLoginStateViewCtrl::showRuleOnce() {
 }
 
 void MavLoginStateViewCtrl::ConfirmResetPasswordBtn() {
-    if (m_ui->confirmResetBtn->isBusy())
-        return;
-    const PasswordEntry entry{m_ui->userIdLbField->text(), m_ui->passwordLbField->text(),
-        m_ui->fnewPassWordLabField->text(), m_ui->confirmPassWordLabField->text()};
-    m_ui->resetPasswordTipsLab->hide();
-    m_ui->fnewPassWordLabField->clearError();
-    m_ui->confirmPassWordLabField->clearError();
-    if (const PasswordCase refused = checkPasswordEntry(entry); refused != PasswordCase::Accepted) {
-        refusePassword(refused);
-        return;
-    }
-    m_world.log.writeLog(u"Mav start modify PassWord !!!!"_s);
-    m_ui->confirmResetBtn->setBusy(true);
-    const QJsonObject parameters{
-        {u"userid"_s, entry.userId}, {u"old_password"_s, entry.oldPassword}, {u"password"_s, entry.repeated}};
-    m_requests.async(
-        [&login = m_world.login, parameters, complete = answerTo(&MavLoginStateViewCtrl::resetHandleWithResponse)] {
-            login.resetPassword(parameters, complete);
-        });
-}
-
-void MavLoginStateViewCtrl::resetHandleWithResponse(const QJsonObject& answer, const Platform::Error& error) {
-    m_ui->confirmResetBtn->setBusy(false);
-    const PasswordVerdict verdict = judgePasswordAnswer(answer, error, u"ModifyPwdFailedForOldPwdError"_s);
-    switch (verdict.show) {
-    case PasswordVerdict::Show::Nothing:
-        break;
-    case PasswordVerdict::Show::Key:
-        showTip(localizedString(verdict.text));
-        break;
-    case PasswordVerdict::Show::Text:
-        showTip(verdict.text);
-        break;
-    case PasswordVerdict::Show::Changed:
-        // An answer with a ticket has signed the user in; without one the new password is asked for.
-        if (m_world.login.iflogin())
-            finishSignIn();
-        else
-            showAccountPage();
-    }
+    m_form->resetPassword();
 }

@@ -1,37 +1,31 @@
 #include "MavMianViewCtrl.h"
 
-#include "AccountModel.h"
+#include "AnswerVerdict.h"
 #include "ApplicationInterface.h"
-#include "Bundle.h"
 #include "ClientNotifications.h"
 #include "Deployment.h"
 #include "IntegerValue.h"
-#include "LogRedaction.h"
-#include "LoginVerdict.h"
 #include "MavLoginStateViewCtrl.h"
 #include "MavNavigationViewCtrl.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
 #include "QenServerConfig.h"
 #include "ServerAddress.h"
+#include "StateFiles.h"
+#include "StringTable.h"
 #include "Theme.h"
 #include "UserDefaults.h"
 #include "ui_MavMianViewCtrl.h"
 
 #include <QFile>
 #include <QLineEdit>
-#include <QPointer>
 #include <QShowEvent>
 
 using namespace Qt::StringLiterals;
 
-using Platform::localizedString;
-
 namespace {
 
 const QString FirstInstallMark = u"firstInstallMark"_s;
-constexpr qint64 TicketTimedOut = 2;
-constexpr qint64 SignedInState = 0;
 constexpr int MarkSize = 64;
 
 } // namespace
@@ -43,17 +37,17 @@ MavMianViewCtrl::MavMianViewCtrl(MainViewWorld world, QWidget* parent)
 }
 
 MavMianViewCtrl::~MavMianViewCtrl() {
-    m_world.login.setLoginBlock({});
     m_observers.clear();
 }
 
 void MavMianViewCtrl::awakeFromNib() {
-    if (m_world.login.iflogin())
+    const SessionState state = m_world.login.session().state();
+    if (state != SessionState::SignedOut)
         StartCheckTicketStatus();
     initBttonSatus();
     selectTableItem();
     // A session of the computer's domain needs no ticket, so no poll would confirm it.
-    if (m_world.login.isDomainAutoLogin())
+    if (state == SessionState::Domain)
         selectPage(SignedInPage);
     addNotifications();
 }
@@ -95,35 +89,43 @@ MavNavigationViewCtrl& MavMianViewCtrl::NavigationViewCtrl() {
 
 Platform::SerialQueue& MavMianViewCtrl::timerCheckQueue() {
     if (!m_timerCheckQueue)
-        m_timerCheckQueue = std::make_unique<Platform::SerialQueue>(Platform::Deployment::AccountCheckQueueLabel);
+        m_timerCheckQueue = std::make_unique<Platform::SerialQueue>(Deployment::AccountCheckQueueLabel);
     return *m_timerCheckQueue;
 }
 
 void MavMianViewCtrl::addNotifications() {
-    // A session that the server ends raises no notification: its record is gone before anybody could read it.
-    m_world.login.setLoginBlock([view = QPointer(this)](bool signedIn) {
-        if (signedIn)
-            return;
-        Platform::mainQueue().async([view] {
-            if (view)
-                view->selectTableItem();
-        });
-    });
     m_observers.push_back(m_world.center.observe(
         ClientNotification::Logout, [this](const Platform::Notification&) { UpdateTableView(); }));
     m_observers.push_back(m_world.center.observe(ClientNotification::TicketTimeOut,
         [this](const Platform::Notification& notification) { exitAccount(notification); }));
-    m_observers.push_back(m_world.center.observe(
-        ClientNotification::DomainSession, [this](const Platform::Notification&) { showSignedIn(); }));
-    m_observers.push_back(m_world.center.observe(
-        ClientNotification::QRLoginState, [view = QPointer(this)](const Platform::Notification& notification) {
-            if (integerValue(notification.object) != SignedInState)
-                return;
-            Platform::mainQueue().async([view] {
-                if (view)
-                    view->showSignedIn();
-            });
-        }));
+    connect(&m_world.login.session(), &Session::changed, this, &MavMianViewCtrl::sessionChanged);
+}
+
+void MavMianViewCtrl::sessionChanged(SessionState old, SessionState now, SessionReason why) {
+    switch (now) {
+    case SessionState::SignedOut:
+        closeCheckTicketStatus();
+        if (old != now)
+            selectTableItem();
+        break;
+    case SessionState::Unconfirmed:
+        StartCheckTicketStatus();
+        break;
+    case SessionState::Confirmed:
+        closeCheckTicketStatus();
+        if (old != now || why == SessionReason::SignedIn)
+            showSignedIn();
+        break;
+    case SessionState::LogoutPending:
+        break;
+    case SessionState::Domain:
+        if (old != now)
+            showSignedIn();
+    }
+    if (why == SessionReason::EndedByServer)
+        tipText(localizedString(u"SessionEnded"_s));
+    else if (why == SessionReason::TimedOut)
+        tipText(localizedString(u"TicketTips"_s));
 }
 
 void MavMianViewCtrl::selectPage(Page page) {
@@ -148,7 +150,7 @@ void MavMianViewCtrl::selectTableItem() {
     if (!m_world.defaults.boolForKey(FirstInstallMark)) {
         m_world.defaults.setBool(true, FirstInstallMark);
         m_world.defaults.synchronize();
-    } else if (QFile::exists(m_world.agentState + u"/.QenConfig"_s)) {
+    } else if (QFile::exists(m_world.agentState + u'/' + StateFiles::ServerList)) {
         m_world.config.readServerConfig();
         m_ui->domainOrIPLabField->setText(m_world.config.extranet_server());
         m_ui->PortLabField->setText(QString::number(m_world.config.extranet_port()));
@@ -157,23 +159,18 @@ void MavMianViewCtrl::selectTableItem() {
 }
 
 void MavMianViewCtrl::UpdateTableView() {
-    Platform::mainQueue().async([guard = QPointer(this)] {
-        MavMianViewCtrl* view = guard.data();
-        if (!view)
-            return;
-        view->selectTableItem();
+    m_answers.async([this] {
+        selectTableItem();
         // The notice of a domain session's record comes without an object and ends nobody's session.
-        if (view->m_world.login.isDomainAutoLogin())
-            view->selectPage(SignedInPage);
+        if (m_world.login.session().state() == SessionState::Domain)
+            selectPage(SignedInPage);
     });
 }
 
 void MavMianViewCtrl::exitAccount(const Platform::Notification& notification) {
-    if (integerValue(notification.object) == TicketTimedOut) {
-        AccountModel::deleteCurrentModel(m_world.applicationSupport);
-        m_world.login.createSoleidAndSave();
-        m_world.login.existZelVPN();
-        tipText(localizedString(u"TicketTips"_s));
+    if (integerValue(notification.object) == static_cast<qint64>(TicketState::TimedOut)) {
+        Session& session = m_world.login.session();
+        session.submit(TicketTimeOut{session.asked()});
     }
     UpdateTableView();
 }
@@ -204,19 +201,11 @@ void MavMianViewCtrl::setingSeverBtton() {
     // A failed write is only logged: the probe asks the server of the installation in either case.
     m_world.log.writeLog(saved ? u"设置服务器成功"_s : u"设置服务器失败"_s);
     m_ui->saveServerBtn->setBusy(true);
-    Platform::after(Platform::mainQueue(), m_world.probeDelay, [view = QPointer(this)] {
-        if (view)
-            view->probeServer();
-    });
+    Platform::after(Platform::mainQueue(), m_world.probeDelay, m_answers.wrapped([this] { probeServer(); }));
 }
 
 void MavMianViewCtrl::probeServer() {
-    m_world.login.pingServerToResult([view = QPointer(this)](bool reachable) {
-        Platform::mainQueue().async([view, reachable] {
-            if (view)
-                view->showProbeResult(reachable);
-        });
-    });
+    m_world.login.pingServerToResult({m_answers, [this](bool reachable) { showProbeResult(reachable); }});
 }
 
 void MavMianViewCtrl::showProbeResult(bool reachable) {
@@ -253,35 +242,14 @@ void MavMianViewCtrl::createCheckTicketTimer() {
 void MavMianViewCtrl::checkTicket() {
     if (!m_world.login.iflogin())
         return;
-    m_world.login.checkTicketStatus([view = QPointer(this), &log = m_world.log](
-                                        const QJsonObject& answer, const Platform::Error& error) {
-        if (error) {
-            log.writeLog(u"[QenDetailWindow] QenCloud Check ticket error:%1"_s.arg(error.localizedDescription()));
-            return;
-        }
-        log.writeLog(u"[QenDetailWindow] QenCloud Check ticket response msg:%1"_s.arg(redacted(answer.value(u"msg"))));
-        if (!confirmsTicket(answer))
-            return;
-        Platform::mainQueue().async([view] {
-            if (view)
-                view->showTicketConfirmed();
-        });
+    // What the answer means, the session tells.
+    m_world.login.checkTicketStatus([&log = m_world.log](const QJsonObject& answer, const Platform::Error& error) {
+        log.writeLog(ticketPollLine(answer, error));
     });
 }
 
 void MavMianViewCtrl::showSignedIn() {
-    const bool isSignedIn = m_world.login.iflogin() || m_world.login.isDomainAutoLogin();
-    if (!isSignedIn)
-        return;
     if (m_loginViewCtrl)
         m_loginViewCtrl->selectLoginTypeTableView(MavLoginStateViewCtrl::AccountPage);
-    selectPage(SignedInPage);
-}
-
-void MavMianViewCtrl::showTicketConfirmed() {
-    // An answer that was on its way while the user signed out confirms nothing any more.
-    if (!m_ticketCheckTimer || !m_world.login.iflogin())
-        return;
-    closeCheckTicketStatus();
     selectPage(SignedInPage);
 }

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "Completion.h"
 #include "DispatchTimer.h"
 #include "MainViewWorld.h"
 #include "NotificationCenter.h"
 #include "Queue.h"
+#include "Session.h"
 
 #include <QWidget>
 
@@ -19,8 +21,8 @@ class MavMianViewCtrl;
 
 /// The main window's content: server page, login page, signed-in page.
 ///
-/// Moves between them as the user sets the server, signs in, is confirmed by the ticket poll or loses the session. Main
-/// thread unless stated.
+/// Follows the session: moves between them as the user sets the server, signs in, is confirmed by the ticket poll or
+/// loses the session, and says why it was lost. Main thread unless stated.
 class MavMianViewCtrl final : public QWidget {
     Q_OBJECT
 public:
@@ -34,8 +36,7 @@ public:
     void selectTableItem();
     /// selectTableItem() on the main queue. Any thread.
     void UpdateTableView();
-    /// Leaves the signed-in page; with the object 2 (ticket timed out) the session's record goes first. Any thread; the
-    /// files are dealt with on it.
+    /// Leaves the signed-in page; with the object 2 (ticket timed out) the session ends first. Any thread.
     void exitAccount(const Platform::Notification& notification);
 
     /// Starts the ticket poll anew.
@@ -60,8 +61,7 @@ private:
     void showProbeResult(bool reachable);
     void createCheckTicketTimer();
     void checkTicket();
-    void showTicketConfirmed();
-    /// Somebody has signed in, in the login window perhaps.
+    void sessionChanged(SessionState old, SessionState now, SessionReason why);
     void showSignedIn();
     MavLoginStateViewCtrl& loginViewCtrl();
     MavNavigationViewCtrl& NavigationViewCtrl();
@@ -75,4 +75,5 @@ private:
     std::unique_ptr<Platform::SerialQueue> m_timerCheckQueue;
     std::unique_ptr<Platform::DispatchTimer> m_ticketCheckTimer;
     std::vector<Platform::NotificationCenter::Observer> m_observers;
+    Platform::Receiver m_answers;
 };

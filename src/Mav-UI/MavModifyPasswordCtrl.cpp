@@ -1,5 +1,7 @@
 #include "MavModifyPasswordCtrl.h"
 
+#include "QenCloudLoginHelper.h"
+
 #include <QVBoxLayout>
 
 using namespace Qt::StringLiterals;
@@ -15,6 +17,11 @@ MavModifyPasswordCtrl::MavModifyPasswordCtrl(const PasswordSheetWorld& world, QW
     layout->setSizeConstraint(QLayout::SetFixedSize);
     layout->addWidget(m_view);
     connect(m_view, &MavModifypasswordViewCtrl::ended, this, &MavModifyPasswordCtrl::done);
+    // There is no password to change for somebody who is not signed in any more.
+    connect(&world.login.session(), &Session::changed, this, [this](SessionState, SessionState now) {
+        if (now == SessionState::SignedOut && isVisible())
+            done(MavModifypasswordViewCtrl::Cancelled);
+    });
 }
 
 void MavModifyPasswordCtrl::beginSheet() {

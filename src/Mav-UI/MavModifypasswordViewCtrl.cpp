@@ -1,11 +1,9 @@
 #include "MavModifypasswordViewCtrl.h"
 
-#include "AccountModel.h"
-#include "Bundle.h"
-#include "Deployment.h"
 #include "QenCheckPasswordFormat.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
+#include "StringTable.h"
 #include "Theme.h"
 #include "WrappableText.h"
 #include "ui_MavModifypasswordViewCtrl.h"
@@ -13,12 +11,9 @@
 #include <QAccessible>
 #include <QFocusEvent>
 #include <QLineEdit>
-#include <QPointer>
 #include <QScopedValueRollback>
 
 using namespace Qt::StringLiterals;
-
-using Platform::localizedString;
 
 namespace {
 
@@ -26,8 +21,12 @@ constexpr qsizetype LongestMessage = 300;
 /// Lines of the tip for which the sheet keeps room, so that it seldom changes its height.
 constexpr int TipLines = 2;
 
-QString signedInUser(const QString& applicationSupport) {
-    return AccountModel::currentModel(applicationSupport).value_or(AccountModel()).userid();
+QString signedInUser(QenCloudLoginHelper& login) {
+    return login.session().account().value_or(AccountModel()).userid();
+}
+
+QString textOf(const AnswerVerdict& verdict) {
+    return verdict.show == AnswerVerdict::Show::Key ? localizedString(verdict.text) : verdict.text;
 }
 
 QString identifier(const FormField& field) {
@@ -52,8 +51,7 @@ bool endsEditing(const QEvent* event) {
 } // namespace
 
 MavModifypasswordViewCtrl::MavModifypasswordViewCtrl(const PasswordSheetWorld& world, QWidget* parent)
-    : QWidget(parent), m_world(world), m_ui(std::make_unique<Ui::MavModifypasswordViewCtrl>()),
-      m_requests(Platform::Deployment::LoginQueueLabel) {
+    : QWidget(parent), m_world(world), m_ui(std::make_unique<Ui::MavModifypasswordViewCtrl>()) {
     m_ui->setupUi(this);
     setFixedWidth(Theme::BoxWidth);
     const QSize markSize(Theme::SmallIconSize, Theme::SmallIconSize);
@@ -98,7 +96,7 @@ void MavModifypasswordViewCtrl::reset() {
 }
 
 void MavModifypasswordViewCtrl::begin() {
-    const QString user = signedInUser(m_world.applicationSupport);
+    const QString user = signedInUser(m_world.login);
     m_ui->oldPasswordTipsLab->setText(u"账号 %1，修改后请使用新密码登录。"_s.arg(wrappable(user, 64)));
     m_ui->oldPasswordTipsLab->setVisible(!user.isEmpty());
     m_ui->oldPassWordLabField->setFocus();
@@ -165,7 +163,7 @@ void MavModifypasswordViewCtrl::showTip(const QString& text) {
 void MavModifypasswordViewCtrl::okButtonPush() {
     if (m_ui->savebtn->isBusy())
         return;
-    const PasswordEntry entry{signedInUser(m_world.applicationSupport), m_ui->oldPassWordLabField->text(),
+    const PasswordEntry entry{signedInUser(m_world.login), m_ui->oldPassWordLabField->text(),
         m_ui->fnewPassWordLabField->text(), m_ui->confirmPassWordLabField->text()};
     const PasswordCase refused = checkPasswordEntry(entry);
     // The keyboard moves first: the field that it leaves would take the tip away.
@@ -181,33 +179,35 @@ void MavModifypasswordViewCtrl::send(const PasswordEntry& entry) {
     m_ui->savebtn->setBusy(true);
     const QJsonObject parameters{
         {u"userid"_s, entry.userId}, {u"password"_s, entry.repeated}, {u"old_password"_s, entry.oldPassword}};
-    const auto complete = [view = QPointer(this), opening = m_opening](
-                              const QJsonObject& answer, const Platform::Error& error) {
-        Platform::mainQueue().async([view, opening, answer, error] {
-            auto* const self = view.data();
-            if (self && self->m_opening == opening)
-                self->resetHandleWithResponse(answer, error);
+    const auto answered =
+        m_answers.wrapped([this, opening = m_opening](const QJsonObject& answer, const Platform::Error& error) {
+            const AnswerVerdict verdict = judgeAnswer(answer, error, AnswerPlace::passwordSheet());
+            if (opening == m_opening)
+                resetHandleWithResponse(verdict);
+            else
+                tellLate(verdict);
         });
-    };
-    m_requests.async([&login = m_world.login, parameters, complete] { login.resetPassword(parameters, complete); });
+    Platform::globalQueue().async([&login = m_world.login, busy = m_world.work.token(), parameters, answered] {
+        login.resetPassword(parameters, answered);
+    });
 }
 
-void MavModifypasswordViewCtrl::resetHandleWithResponse(const QJsonObject& answer, const Platform::Error& error) {
+void MavModifypasswordViewCtrl::resetHandleWithResponse(const AnswerVerdict& verdict) {
     const QScopedValueRollback handling(m_isHandlingAnswer, true);
     m_ui->savebtn->setBusy(false);
-    const PasswordVerdict verdict = judgePasswordAnswer(answer, error, u"OldPwdError"_s);
-    switch (verdict.show) {
-    case PasswordVerdict::Show::Nothing:
-        break;
-    case PasswordVerdict::Show::Key:
-        showTip(localizedString(verdict.text));
-        break;
-    case PasswordVerdict::Show::Text:
-        showTip(wrappable(verdict.text, LongestMessage));
-        break;
-    case PasswordVerdict::Show::Changed:
+    if (verdict.show == AnswerVerdict::Show::Done) {
         Q_EMIT ended(Changed);
+        tellLate(verdict);
+    } else if (verdict.show != AnswerVerdict::Show::Nothing) {
+        showTip(wrappable(textOf(verdict), LongestMessage));
     }
+}
+
+void MavModifypasswordViewCtrl::tellLate(const AnswerVerdict& verdict) const {
+    if (verdict.show == AnswerVerdict::Show::Done)
+        m_world.alert(localizedString(u"PasswordChanged"_s));
+    else if (verdict.show != AnswerVerdict::Show::Nothing)
+        m_world.alert(localizedString(u"PasswordChangeFailed"_s).arg(textOf(verdict)));
 }
 
 void MavModifypasswordViewCtrl::cancelButtonPush() {

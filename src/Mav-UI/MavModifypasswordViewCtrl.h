@@ -1,14 +1,15 @@
 #pragma once
 
-#include "Error.h"
-#include "PasswordVerdict.h"
-#include "Queue.h"
+#include "AnswerVerdict.h"
+#include "Completion.h"
+#include "PasswordRules.h"
+#include "TaskGroup.h"
 
-#include <QJsonObject>
 #include <QString>
 #include <QWidget>
 
 #include <array>
+#include <functional>
 #include <memory>
 
 class FormField;
@@ -24,23 +25,24 @@ class MavModifypasswordViewCtrl;
 struct PasswordSheetWorld {
     QenCloudLoginHelper& login;
     QenLogHelper& log;
-    /// The user's Application Support folder, where the signed-in record lies.
-    QString applicationSupport;
+    /// Work that the sheet has begun and does not wait for.
+    Platform::TaskGroup& work;
+    /// Tells a person who has closed the sheet meanwhile.
+    std::function<void(const QString&)> alert;
 };
 
 /// The password sheet's content: old password, new one twice, one line for what is wrong.
 ///
-/// Main thread; requests start on a queue of its own.
+/// Main thread. An answer that comes when the sheet has been closed is told in an alert.
 class MavModifypasswordViewCtrl final : public QWidget {
     Q_OBJECT
 public:
     enum ReturnCode { Cancelled = 0, Changed = 1 };
 
     explicit MavModifypasswordViewCtrl(const PasswordSheetWorld& world, QWidget* parent = nullptr);
-    /// Waits for a request that is being started.
     ~MavModifypasswordViewCtrl() override;
 
-    /// Empties the fields, takes the tip away and turns the button on. An answer still on its way is no longer heard.
+    /// Empties the fields, takes the tip away and turns the button on. An answer still on its way goes to the alert.
     void reset();
     /// Gives the keyboard to the first field, once its account is told.
     void begin();
@@ -64,7 +66,8 @@ private:
     void textShouldEndEditing(const QString& text);
     void notifyToBecomeFirstResponder(const FormField& field);
     void send(const PasswordEntry& entry);
-    void resetHandleWithResponse(const QJsonObject& answer, const Platform::Error& error);
+    void resetHandleWithResponse(const AnswerVerdict& verdict);
+    void tellLate(const AnswerVerdict& verdict) const;
     void showTip(const QString& text);
 
     const PasswordSheetWorld m_world;
@@ -73,5 +76,5 @@ private:
     /// Counts openings, so that an answer is told from one to an earlier opening.
     int m_opening = 0;
     bool m_isHandlingAnswer = false;
-    Platform::SerialQueue m_requests;
+    Platform::Receiver m_answers;
 };

@@ -1,27 +1,28 @@
 #include "MavNavigationViewCtrl.h"
 
-#include "Bundle.h"
 #include "Deployment.h"
 #include "NetworkLook.h"
+#include "QenCloudLoginHelper.h"
 #include "QenMainViewController.h"
 #include "QenServerConfig.h"
 #include "Reachability.h"
+#include "StringTable.h"
 #include "Theme.h"
 #include "ui_MavNavigationViewCtrl.h"
-
-#include <QPointer>
 
 using namespace Qt::StringLiterals;
 
 MavNavigationViewCtrl::MavNavigationViewCtrl(const MainViewWorld& world, QWidget* parent)
     : QWidget(parent), m_world(world), m_ui(std::make_unique<Ui::MavNavigationViewCtrl>()),
-      m_reader(Platform::Deployment::BundleIdentifier + u".navigation"_s) {
+      m_reader(Deployment::BundleIdentifier + u".navigation"_s) {
     m_ui->setupUi(this);
     // Takes the keyboard when the page comes up, so that the menu button does not.
     setFocusPolicy(Qt::ClickFocus);
     setAccessibleName(u"主页"_s);
     takeInViews();
     followNetwork();
+    connect(&m_world.login.session(), &Session::changed, this, &MavNavigationViewCtrl::showNote);
+    showNote();
 }
 
 MavNavigationViewCtrl::~MavNavigationViewCtrl() = default;
@@ -41,19 +42,16 @@ void MavNavigationViewCtrl::takeInViews() {
 }
 
 void MavNavigationViewCtrl::followNetwork() {
-    m_world.reachability.start([view = QPointer(this)](Platform::ReachabilityStatus status) {
-        if (view)
-            view->updateNetWorkStatus(static_cast<int>(status));
-    });
+    m_world.reachability.start(m_answers.wrapped(
+        [this](Platform::ReachabilityStatus status) { updateNetWorkStatus(static_cast<int>(status)); }));
 }
 
 void MavNavigationViewCtrl::refresh() {
-    m_reader.async([&config = m_world.config, &reachability = m_world.reachability, view = QPointer(this)] {
+    const auto follow = m_answers.wrapped(
+        [&reachability = m_world.reachability](const QString& server) { reachability.setTarget(server); });
+    m_reader.async([&config = m_world.config, follow] {
         config.readServerConfig();
-        Platform::mainQueue().async([view, &reachability, server = config.AcountIP_Config()] {
-            if (view)
-                reachability.setTarget(server);
-        });
+        follow(config.AcountIP_Config());
     });
     if (m_mainView)
         m_mainView->loadToolsView();
@@ -65,6 +63,18 @@ void MavNavigationViewCtrl::updateNetWorkStatus(int status) {
         return;
     const QSize size(Theme::IconSize, Theme::IconSize);
     m_ui->networkPicture->setPixmap(Theme::picture(look->picture, size, devicePixelRatioF()));
-    m_ui->networkLab->setText(Platform::localizedString(look->key));
+    m_ui->networkLab->setText(localizedString(look->key));
     m_ui->networkPicture->setAccessibleName(m_ui->networkLab->text());
+    m_offlineSince =
+        !look->isOnline ? (m_offlineSince.isValid() ? m_offlineSince : QDateTime::currentDateTime()) : QDateTime();
+    showNote();
+}
+
+void MavNavigationViewCtrl::showNote() {
+    const bool isPending = m_world.login.session().state() == SessionState::LogoutPending;
+    const QString since = m_offlineSince.isValid()
+        ? localizedString(u"OfflineSince"_s).arg(m_offlineSince.toString(u"HH:mm"_s))
+        : QString();
+    m_ui->noteLab->setText(isPending ? localizedString(u"SignOutPending"_s) : since);
+    m_ui->noteLab->setVisible(!m_ui->noteLab->text().isEmpty());
 }

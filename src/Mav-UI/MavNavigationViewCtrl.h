@@ -1,8 +1,10 @@
 #pragma once
 
+#include "Completion.h"
 #include "MainViewWorld.h"
 #include "Queue.h"
 
+#include <QDateTime>
 #include <QWidget>
 
 #include <memory>
@@ -30,9 +32,13 @@ public:
 private:
     void takeInViews();
     void followNetwork();
+    void showNote();
 
     const MainViewWorld m_world;
     std::unique_ptr<Ui::MavNavigationViewCtrl> m_ui;
     QenMainViewController* m_mainView = nullptr;
+    /// When the network went; invalid while there is one.
+    QDateTime m_offlineSince;
+    Platform::Receiver m_answers;
     Platform::SerialQueue m_reader;
 };

@@ -8,6 +8,7 @@
 struct NetworkLook {
     QString picture;
     QString key;
+    bool isOnline = false;
 
     bool operator==(const NetworkLook&) const = default;
 };

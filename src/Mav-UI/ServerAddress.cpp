@@ -2,6 +2,7 @@
 
 #include "ArchiveStore.h"
 #include "FileManager.h"
+#include "StateFiles.h"
 #include "StringExtension.h"
 
 using namespace Qt::StringLiterals;
@@ -22,9 +23,9 @@ ServerAddressFault checkServerAddress(const QString& address, const QString& por
 }
 
 bool saveTypedServer(const QString& applicationSupport, const QString& address, const QString& port) {
-    const QString folder = FileManager().createDirectoryWithName(u"QenCloudL"_s, applicationSupport);
+    const QString folder = FileManager().createDirectoryWithName(StateFiles::UserFolder, applicationSupport);
     // The same pair twice and the name spelled so, both on purpose: that is the record's form. Nobody here reads it.
     const auto pair = Platform::ArchiveValue(QStringList{address, port}).asOneInstance();
     return archiveRootObject(Platform::ArchiveValue(Platform::ArchiveValue::Array{pair, pair}).asMutable(),
-        folder + u"/domianorip.archive"_s);
+        folder + u'/' + StateFiles::ServerAddress);
 }

@@ -1,6 +1,7 @@
 #include "JoinDomainAction.h"
 
 #include "ActivateApplication.h"
+#include "BusConnection.h"
 #include "CheckLog.h"
 #include "Deployment.h"
 #include "Paths.h"
@@ -14,7 +15,10 @@ using namespace Qt::StringLiterals;
 
 JoinDomainAction::World JoinDomainAction::World::standard() {
     return {.activateRunningTool =
-                [] { return Platform::activateRunningApplication(Platform::Deployment::JoinDomainToolIdentifier); },
+                [] {
+                    Platform::BusConnection bus;
+                    return Platform::activateRunningApplication(bus, Deployment::JoinDomainToolIdentifier);
+                },
         .resources = Platform::Paths::applicationBundle() + u"/Contents/Resources"_s,
         .console = Platform::systemLog};
 }

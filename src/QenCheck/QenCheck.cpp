@@ -5,10 +5,7 @@
 #include "CheckVerdict.h"
 #include "Deployment.h"
 #include "NotificationCenter.h"
-#include "Paths.h"
-#include "QenCheckGuard.h"
-#include "QenCloudLoginHelper.h"
-#include "QenLogHelper.h"
+#include "StateFiles.h"
 #include "TaskHelper.h"
 
 using namespace Qt::StringLiterals;
@@ -22,30 +19,10 @@ const QString Shell = u"/bin/bash"_s;
 } // namespace
 
 QenCheck::QenCheck(World world, std::chrono::milliseconds tick)
-    : m_world(std::move(world)), m_tick(tick), m_guard(std::make_shared<Guard>()),
-      m_probeQueue(Platform::Deployment::ComplianceQueueLabel + u".domain"_s) {}
-
-QenCheck::~QenCheck() {
-    m_timer.reset();
-    const std::lock_guard lock(m_guard->mutex);
-    m_guard->isOpen = false;
+    : m_world(std::move(world)), m_tick(tick), m_probeQueue(Deployment::ComplianceQueueLabel + u".domain"_s) {
 }
 
-QenCheck& QenCheck::sharedInstance() {
-    static auto* instance = new QenCheck({
-        .log = [](const QString& message, int type) { QenLogHelper::sharedInstance().writeLog(message, type); },
-        .tasks = TaskHelper::sharedInstance(),
-        .center = Platform::NotificationCenter::defaultCenter(),
-        .agentState = Platform::Paths::agentState(),
-        .applicationBundle = Platform::Paths::applicationBundle(),
-        .applicationSupport = Platform::Paths::applicationSupport(),
-        .checkDomainAccount =
-            [](const QString& account, const QString& domain, DomainAnswer completion) {
-                QenCloudLoginHelper::sharedInstance().checkDomainAccount(account, domain, std::move(completion));
-            },
-    });
-    return *instance;
-}
+QenCheck::~QenCheck() = default;
 
 void QenCheck::checkWithModel(const QenCheckModelPointer& model) {
     using Check = void (QenCheck::*)(const QenCheckModelPointer&);
@@ -119,7 +96,7 @@ void QenCheck::postNotfication(const QString& key, const QenCheckModelPointer& m
 QString QenCheck::requirement(QStringView key) const {
     // Read without the ".archive" suffix on purpose: the agent writes both names and the catalogue's loader uses the
     // other one.
-    const auto policy = unarchivedObjectWithFilePath(m_world.agentState + u"/complianceInfo"_s);
+    const auto policy = unarchivedObjectWithFilePath(m_world.agentState + u'/' + StateFiles::ComplianceInfoPlain);
     return policy ? policy->value(u"access").value(key).string() : QString();
 }
 

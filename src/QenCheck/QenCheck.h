@@ -1,9 +1,12 @@
 #pragma once
 
 #include "CheckLog.h"
+#include "Completion.h"
 #include "DispatchTimer.h"
+#include "DomainAccountLink.h"
 #include "Error.h"
 #include "QenCheckModel.h"
+#include "Shared.h"
 
 #include <chrono>
 #include <optional>
@@ -25,8 +28,6 @@ inline const QString CheckNotificationName = u"kCheckNotificationName"_s;
 /// queue. Everything else is for the main thread.
 class QenCheck final {
 public:
-    using DomainAnswer = std::function<void(bool isValid, std::optional<QString> name, const Platform::Error& error)>;
-
     struct World {
         CheckLog log;
         const TaskHelper& tasks;
@@ -35,10 +36,8 @@ public:
         QString agentState;
         /// The bundle whose version is checked.
         QString applicationBundle;
-        /// The user's Application Support folder, where the account record lives.
-        QString applicationSupport;
-        /// Asks the server whether a domain account is valid; may answer on any thread. Only for checkDomainLogin().
-        std::function<void(const QString& account, const QString& domain, DomainAnswer completion)> checkDomainAccount;
+        /// Only for checkDomainLogin(); may be null otherwise.
+        DomainAccountLink* accounts = nullptr;
     };
 
     /// @param tick  of the domain-login probe's timer
@@ -48,7 +47,7 @@ public:
     QenCheck(const QenCheck&) = delete;
     QenCheck& operator=(const QenCheck&) = delete;
     /// The running client's, with its log and its session.
-    static QenCheck& sharedInstance();
+    static QenCheck& sharedInstance() { return Platform::Shared<QenCheck>::instance(); }
 
     /// Calls the method that the model's selectorName() names; nothing, and never a result, when there is none.
     void checkWithModel(const QenCheckModelPointer& model);
@@ -72,7 +71,6 @@ public:
     static QString replaceUnicode(const QString& text);
 
 private:
-    struct Guard;
     struct DomainUser {
         QString uid;
         QString domain;
@@ -85,12 +83,11 @@ private:
     QString lastUserName() const;
     std::optional<DomainUser> domainUser();
     void beginRequests(const DomainUser& user);
-    void domainAnswered(const DomainUser& user, bool isValid, const QString& name, const Platform::Error& error);
-    void onMain(std::function<void()> call);
+    void domainAnswered(bool isValid, const QString& name, const Platform::Error& error);
+    void retryLater();
 
     const World m_world;
     const std::chrono::milliseconds m_tick;
-    const std::shared_ptr<Guard> m_guard;
     DomainUser m_user;
     /// Ticks between two requests, and those left.
     quint32 m_time = 0;
@@ -99,5 +96,6 @@ private:
     bool m_isDomainLoginChecked = false;
     /// Absent while parked.
     std::unique_ptr<Platform::DispatchTimer> m_timer;
+    Platform::Receiver m_main;
     Platform::SerialQueue m_probeQueue;
 };

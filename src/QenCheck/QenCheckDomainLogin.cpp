@@ -1,9 +1,5 @@
-#include "AccountModel.h"
-#include "ClientNotifications.h"
 #include "EscapedText.h"
-#include "NotificationCenter.h"
 #include "QenCheck.h"
-#include "QenCheckGuard.h"
 #include "ScriptRunner.h"
 #include "TaskHelper.h"
 
@@ -23,13 +19,13 @@ QString withoutLineEnds(QString text) {
 
 void QenCheck::checkDomainLogin() {
     log(u"[QenCheck] DomainLogin: Start check Domain login status"_s);
-    if (AccountModel::currentModel(m_world.applicationSupport)) {
+    if (!m_world.accounts || m_world.accounts->hasRecord()) {
         log(u"[QenCheck] DomainLogin: NGN is start or Qen has been logined."_s);
         return;
     }
     m_probeQueue.async([this] {
         if (const auto user = domainUser())
-            onMain([this, user = *user] { beginRequests(user); });
+            m_main.async([this, user = *user] { beginRequests(user); });
     });
 }
 
@@ -86,51 +82,36 @@ QString QenCheck::joinedDomainName() {
 }
 
 void QenCheck::sendDomainAccountCheckRequest() {
-    if (!m_world.checkDomainAccount)
-        return;
-    m_world.checkDomainAccount(m_user.uid, m_user.domain,
-        [this, guard = std::weak_ptr(m_guard), user = m_user](
-            bool isValid, const std::optional<QString>& name, const Error& error) {
-            const auto alive = guard.lock();
-            if (!alive)
-                return;
-            const std::lock_guard lock(alive->mutex);
-            if (alive->isOpen)
-                domainAnswered(user, isValid, name.value_or(QString()), error);
-        });
+    m_world.accounts->check(m_user.uid, m_user.domain,
+        m_main.wrapped([this](bool isValid, const std::optional<QString>& name, const Error& error) {
+            domainAnswered(isValid, name.value_or(QString()), error);
+        }));
 }
 
-void QenCheck::domainAnswered(const DomainUser& user, bool isValid, const QString& name, const Error& error) {
+void QenCheck::domainAnswered(bool isValid, const QString& name, const Error& error) {
     if (error) {
         log(u"[QenCheck] DomainLogin:  This is not network request."_s);
-        onMain([this] {
-            m_isDomainLoginChecked = false;
-            m_timeCount = m_time;
-            m_timer =
-                std::make_unique<Platform::DispatchTimer>(Platform::mainQueue(), m_tick, [this] { timerHandler(); });
-            m_timer->start();
-        });
+        retryLater();
         return;
     }
-    onMain([this] {
-        m_isDomainLoginChecked = true;
-        m_timer.reset();
-    });
+    m_isDomainLoginChecked = true;
+    m_timer.reset();
     if (!isValid) {
         log(u"[QenCheck] DomainLogin:  The Domain login check AD accoount is invalid."_s);
         return;
     }
     log(u"[QenCheck] DomainLogin:  The Domain login is success."_s);
-    AccountModel account;
-    account.setQenStatus(0);
-    account.setUserid(user.uid);
-    account.setUsername(name);
-    account.setLoginType(LoginType::Domain);
-    account.setDomainName(user.domain.section(u'.', 0, 0).toUpper());
-    const bool isSaved = account.save(m_world.applicationSupport);
-    log(u"[QenCheck] DomainLogin:  The account model save result: %1."_s.arg(isSaved ? 1 : 0));
-    if (isSaved)
-        onMain([this] { m_world.center.post(ClientNotification::DomainSession); });
+    const QString domainName = m_user.domain.section(u'.', 0, 0).toUpper();
+    m_world.accounts->signIn(m_user.uid, name, domainName, m_main.wrapped([this](bool isSaved) {
+        log(u"[QenCheck] DomainLogin:  The account model save result: %1."_s.arg(isSaved ? 1 : 0));
+    }));
+}
+
+void QenCheck::retryLater() {
+    m_isDomainLoginChecked = false;
+    m_timeCount = m_time;
+    m_timer = std::make_unique<Platform::DispatchTimer>(Platform::mainQueue(), m_tick, [this] { timerHandler(); });
+    m_timer->start();
 }
 
 void QenCheck::timerHandler() {
@@ -138,7 +119,7 @@ void QenCheck::timerHandler() {
         --m_timeCount;
         return;
     }
-    if (AccountModel::currentModel(m_world.applicationSupport)) {
+    if (m_world.accounts->hasRecord()) {
         m_timer.reset();
     } else if (!m_isDomainLoginChecked) {
         sendDomainAccountCheckRequest();
@@ -154,12 +135,4 @@ QString QenCheck::replaceUnicode(const QString& text) {
     if (!plain.isNull())
         plain.replace(u"\\r\\n"_s, u"\n"_s);
     return plain;
-}
-
-void QenCheck::onMain(std::function<void()> call) {
-    Platform::mainQueue().async([guard = std::weak_ptr(m_guard), call = std::move(call)] {
-        // Destruction happens on the main thread as well, so what is there now stays for the call.
-        if (guard.lock())
-            call();
-    });
 }

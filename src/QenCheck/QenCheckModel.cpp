@@ -24,3 +24,13 @@ void QenCheckModel::setReason(const QString& reason) {
     const std::lock_guard lock(m_mutex);
     m_reason = reason;
 }
+
+QString QenCheckModel::note() const {
+    const std::lock_guard lock(m_mutex);
+    return m_note;
+}
+
+void QenCheckModel::setNote(const QString& note) {
+    const std::lock_guard lock(m_mutex);
+    m_note = note;
+}

@@ -17,6 +17,14 @@ class ArchiveValue;
 /// thread.
 class QenCheckModel final {
 public:
+    /// What is known of it in the current round.
+    enum class Outcome {
+        Running, ///< No result yet.
+        Passed,
+        Failed,
+        Unknown, ///< No result can be had.
+    };
+
     QenCheckModel() = default;
     QenCheckModel(const QenCheckModel&) = delete;
     QenCheckModel& operator=(const QenCheckModel&) = delete;
@@ -37,6 +45,11 @@ public:
     /// Not compliant.
     bool isWarn() const { return m_isWarn; }
     void setIsWarn(bool isWarn) { m_isWarn = isWarn; }
+    Outcome outcome() const { return m_outcome; }
+    void setOutcome(Outcome outcome) { m_outcome = outcome; }
+    /// Why, in words for the person; null when the check's own description says enough.
+    QString note() const;
+    void setNote(const QString& note);
     /// What the probe found, one English line for support; null before the first result.
     QString reason() const;
     void setReason(const QString& reason);
@@ -48,8 +61,10 @@ private:
     QString m_mainKey;
     QString m_keyword;
     std::atomic<bool> m_isWarn{false};
+    std::atomic<Outcome> m_outcome{Outcome::Running};
     mutable std::mutex m_mutex;
     QString m_reason;
+    QString m_note;
 };
 
 using QenCheckModelPointer = std::shared_ptr<QenCheckModel>;

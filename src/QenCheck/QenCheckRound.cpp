@@ -1,11 +1,9 @@
 #include "QenCheckRound.h"
 
 #include "ArchiveStore.h"
-#include "Bundle.h"
 #include "Deployment.h"
-#include "Paths.h"
 #include "QenCheck.h"
-#include "QenLogHelper.h"
+#include "StateFiles.h"
 
 #include <QPointer>
 
@@ -13,8 +11,7 @@
 
 using namespace Qt::StringLiterals;
 
-QenCheckRound::QenCheckRound(World world)
-    : m_world(std::move(world)), m_checkQueue(Platform::Deployment::ComplianceQueueLabel) {
+QenCheckRound::QenCheckRound(World world) : m_world(std::move(world)), m_checkQueue(Deployment::ComplianceQueueLabel) {
     m_results = m_world.center.observe(CheckNotificationName, [this](const Platform::Notification& notification) {
         // At once on the main thread, where the results are posted.
         QMetaObject::invokeMethod(this, [this, notification] { checkStateChangeWithNotification(notification); });
@@ -26,18 +23,8 @@ QenCheckRound::~QenCheckRound() {
     m_results = {};
 }
 
-QenCheckRound::World QenCheckRound::clientWorld() {
-    return {
-        .log = [](const QString& message, int type) { QenLogHelper::sharedInstance().writeLog(message, type); },
-        .center = Platform::NotificationCenter::defaultCenter(),
-        .checkWithModel = [](const QenCheckModelPointer& check) { QenCheck::sharedInstance().checkWithModel(check); },
-        .agentState = Platform::Paths::agentState(),
-        .catalogue = Platform::resourcePath(u"QenCheck"_s, u"plist"_s),
-    };
-}
-
 RequiredChecks QenCheckRound::policy() const {
-    return requiredChecks(unarchivedObjectWithFilePath(m_world.agentState + u"/complianceInfo.archive"_s));
+    return requiredChecks(unarchivedObjectWithFilePath(m_world.agentState + u'/' + StateFiles::ComplianceInfo));
 }
 
 void QenCheckRound::getDataFromPlist() {
@@ -70,6 +57,12 @@ void QenCheckRound::startCheck() {
     m_isChecking = true;
     m_hadCheckedCount = 0;
     m_warnCount = 0;
+    for (const QenRootModelPointer& node : m_dataSource) {
+        for (const QenCheckModelPointer& check : node->leafArr()) {
+            check->setOutcome(QenCheckModel::Outcome::Running);
+            check->setNote({});
+        }
+    }
     Q_EMIT roundStarted();
     m_checkQueue.async([this, nodes = m_dataSource, pass = ++m_pass] { runPass(nodes, pass); });
 }
@@ -125,7 +118,10 @@ void QenCheckRound::checkStateChangeWithNotification(const Platform::Notificatio
         changeUIWithWarnLevel(CheckLook::levelFor(m_warnCount));
 }
 
-void QenCheckRound::countResult(int row, QenRootModel& node, const QenCheckModel& check) {
+void QenCheckRound::countResult(int row, QenRootModel& node, QenCheckModel& check) {
+    using Outcome = QenCheckModel::Outcome;
+    if (check.outcome() == Outcome::Running)
+        check.setOutcome(check.isWarn() ? Outcome::Failed : Outcome::Passed);
     if (check.isWarn()) {
         node.setRepairNum(node.repairNum() + 1);
         node.setIsWarn(true);

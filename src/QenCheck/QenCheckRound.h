@@ -33,8 +33,6 @@ public:
 
     explicit QenCheckRound(World world);
     ~QenCheckRound() override;
-    /// The running client's: shared checks, the agent's folder, the bundle's catalogue.
-    static World clientWorld();
 
     /// Loads the catalogue under the agent's present policy; the new tree and a first round follow from the event loop.
     /// Without a catalogue everything stays as it is.
@@ -83,7 +81,7 @@ Q_SIGNALS:
 private:
     RequiredChecks policy() const;
     void runPass(const std::vector<QenRootModelPointer>& nodes, int pass);
-    void countResult(int row, QenRootModel& node, const QenCheckModel& check);
+    void countResult(int row, QenRootModel& node, QenCheckModel& check);
 
     const World m_world;
     std::vector<QenRootModelPointer> m_dataSource;

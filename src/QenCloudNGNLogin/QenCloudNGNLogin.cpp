@@ -14,11 +14,6 @@ QenCloudNGNLogin::Completion normalising(QenCloudNGNLogin::Completion complete) 
 
 } // namespace
 
-QenCloudNGNLogin& QenCloudNGNLogin::sharedInstance() {
-    static auto* instance = new QenCloudNGNLogin(AccountManager::shareManager());
-    return *instance;
-}
-
 void QenCloudNGNLogin::loginAccount(const QJsonObject& parameters, Completion complete) {
     m_accounts.PostResquestDicWithParamDic(parameters, normalising(std::move(complete)));
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AccountManager.h"
+#include "Shared.h"
 
 /// The thin front of the account API: forwards each request and gives every failure one shape, an error whose
 /// description is always readable text.
@@ -11,7 +12,7 @@ public:
     using Completion = AccountManager::Completion;
 
     explicit QenCloudNGNLogin(AccountManager& accounts) : m_accounts(accounts) {}
-    static QenCloudNGNLogin& sharedInstance();
+    static QenCloudNGNLogin& sharedInstance() { return Platform::Shared<QenCloudNGNLogin>::instance(); }
 
     void loginAccount(const QJsonObject& parameters, Completion complete);
     void startCheckQRLoginState(qint64 clientoper, Completion complete);

@@ -11,6 +11,7 @@
 #include "Paths.h"
 #include "PropertyList.h"
 #include "QenLogHelper.h"
+#include "StateFiles.h"
 #include "iNacNetwork.h"
 
 #include <QFile>
@@ -36,23 +37,10 @@ QString printed(const QJsonValue& value) {
     return text.size() <= LongestPrint ? text : text.left(LongestPrint) + u'…';
 }
 
-iNacManager::Facts runningFacts() {
-    ITDevice& device = ITDevice::currentDevice();
-    return {
-        .userName = [&device] { return device.userName(); },
-        .machineName = [&device] { return device.machineName(); },
-        .uuid = [&device] { return device.uuid(); },
-        .macAddresses = [&device] { return device.macAddresses(); },
-        .homeForUser = Platform::Paths::homeForUser,
-        .profileTemplate = [] { return bundledFile(u"RTMDMNetwork"_s, u"mobileconfig"_s); },
-    };
-}
-
 } // namespace
 
 iNacManager::iNacManager(World world)
-    : m_world(std::move(world)), m_gate(std::make_shared<Gate>()),
-      m_checkQueue(Platform::Deployment::NacCheckQueueLabel) {
+    : m_world(std::move(world)), m_gate(std::make_shared<Gate>()), m_checkQueue(Deployment::NacCheckQueueLabel) {
     m_gate->manager = this;
 }
 
@@ -60,12 +48,6 @@ iNacManager::~iNacManager() {
     m_checkQueue.drain();
     const std::lock_guard lock(m_gate->mutex);
     m_gate->manager = nullptr;
-}
-
-iNacManager& iNacManager::sharedInstance() {
-    static auto* instance = new iNacManager({iNacNetwork::sharedInstance(), QenLogHelper::sharedInstance(),
-        *new Platform::TokenCertificates, Platform::Paths::userState(), runningFacts()});
-    return *instance;
 }
 
 QJsonArray iNacManager::ssids() const {
@@ -152,7 +134,7 @@ void iNacManager::moveLocalMobileConfigToPublicDirectory(const std::optional<Arc
         return;
     const QByteArray bytes = Platform::PropertyList::xmlData(*profile);
     const bool isWritten = !bytes.isEmpty() && Platform::makeFolder(m_world.userState) &&
-        !Platform::replaceFile(m_world.userState + u"/RTMDMNetwork.mobileconfig"_s, bytes);
+        !Platform::replaceFile(m_world.userState + u'/' + StateFiles::NetworkProfile, bytes);
     m_world.log.writeLog(
         u"[iNacManager] QenCloud write RTMDMNetwork.mobileconfig to QenCloudL directory result:%1"_s.arg(isWritten));
 }
@@ -168,14 +150,14 @@ void iNacManager::installStaticMobileconfig() {
 }
 
 void iNacManager::writeInacCache(const QString& kind) {
-    const bool isWritten =
-        Platform::makeFolder(m_world.userState) && archiveRootObject(kind, m_world.userState + u"/inacCache.archive"_s);
+    const bool isWritten = Platform::makeFolder(m_world.userState) &&
+        archiveRootObject(kind, m_world.userState + u'/' + StateFiles::InacCache);
     m_world.log.writeLog(u"[iNacManager] QenCloud write inacCache.archive result: %1"_s.arg(isWritten));
 }
 
 bool iNacManager::checkCaVersion() const {
     Platform::makeFolder(m_world.userState);
-    return QFile::exists(m_world.userState + u"/caCache.archive"_s);
+    return QFile::exists(m_world.userState + u'/' + StateFiles::CaCache);
 }
 
 ArchiveValue iNacManager::agentStatus() const {
@@ -183,7 +165,7 @@ ArchiveValue iNacManager::agentStatus() const {
     // Below no home the path would name somebody else's file.
     if (home.isEmpty())
         return {};
-    const auto status = unarchiveObjectWithFile(home + u"/Library/Application Support/QenCloudL/inacStatus.archive"_s);
+    const auto status = unarchiveObjectWithFile(StateFiles::inacStatusFile(home));
     return status.value_or(ArchiveValue());
 }
 

@@ -4,6 +4,7 @@
 #include "CertificateLookup.h"
 #include "Error.h"
 #include "Queue.h"
+#include "Shared.h"
 #include "iNacCerInfo.h"
 
 #include <QByteArray>
@@ -49,7 +50,7 @@ public:
     /// Waits for the task step and the presence checks that are running; a task whose answer is still to come ends
     /// without one.
     ~iNacManager();
-    static iNacManager& sharedInstance();
+    static iNacManager& sharedInstance() { return Platform::Shared<iNacManager>::instance(); }
 
     /// SSIDs of the task last started.
     QJsonArray ssids() const;

@@ -1,13 +1,14 @@
 #include "iNacNetwork.h"
 
-#include "Bundle.h"
 #include "BundledFile.h"
 #include "Deployment.h"
+#include "ErrorText.h"
 #include "LogRedaction.h"
 #include "Pkcs12.h"
 #include "QenLogHelper.h"
 #include "QenServerConfig.h"
 #include "SealedBody.h"
+#include "StringTable.h"
 #include "SystemLog.h"
 
 using namespace Qt::StringLiterals;
@@ -36,19 +37,13 @@ QString orNull(const QString& text) {
 
 iNacNetwork::iNacNetwork(QenServerConfig& config, QenLogHelper& log, std::function<QByteArray()> clientFile)
     : m_config(config), m_log(log), m_clientFile(std::move(clientFile)),
-      m_completionQueue(Platform::Deployment::NacRequestQueueLabel, CompletionQueues) {}
+      m_completionQueue(Deployment::NacRequestQueueLabel, CompletionQueues) {}
 
 iNacNetwork::~iNacNetwork() {
     if (!m_httpsSessionMgr)
         return;
     m_httpsSessionMgr.reset();
     Platform::systemLog(u"setSessionDidBecomeInvalidBlock"_s);
-}
-
-iNacNetwork& iNacNetwork::sharedInstance() {
-    static auto* instance = new iNacNetwork(QenServerConfig::sharedInstance(), QenLogHelper::sharedInstance(),
-        [] { return bundledFile(u"client"_s, u"p12"_s); });
-    return *instance;
 }
 
 HttpSession& iNacNetwork::createAFHTTPSessionMgr() {
@@ -91,19 +86,18 @@ bool iNacNetwork::extractIdentity(
 
 void iNacNetwork::get(
     const QString& url, const HttpSession::Parameters& parameters, const QString& failure, Completion complete) {
-    createAFHTTPSessionMgr().getJson(url, parameters,
-        [this, failure, complete = std::move(complete)](const QJsonObject& answer, const Error& error) mutable {
-            if (error)
-                m_log.writeLog(failure.arg(error.logText()));
-            Platform::mainQueue().async([answer, error, complete = std::move(complete)] { complete(answer, error); });
-        });
+    auto report = [this, failure, complete = std::move(complete)](const QJsonObject& answer, const Error& error) {
+        if (error)
+            m_log.writeLog(failure.arg(error.logText()));
+        Platform::mainQueue().async([answer, error, complete] { complete(answer, error); });
+    };
+    createAFHTTPSessionMgr().getJson(url, parameters, describing(std::move(report)));
 }
 
 void iNacNetwork::requestGeneralConfig(Completion complete) {
     m_config.readServerConfig();
     if (m_config.domain_server().isNull() || m_config.domain_port() == 0) {
-        complete(
-            {}, Error(Platform::UrlErrorDomain, NoServerConfigured, Platform::localizedString(u"NoIPofIntranet"_s)));
+        complete({}, Error(Platform::UrlErrorDomain, NoServerConfigured, localizedString(u"NoIPofIntranet"_s)));
         return;
     }
     // The domain server decides whether to ask, the account server is asked: on purpose.
@@ -122,9 +116,8 @@ void iNacNetwork::getInacCerWithInfo(const QJsonObject& info, const QString& url
     m_log.writeLog(u"request Inac Cer with params:%1 url:%2"_s.arg(redacted(info), orNull(url)));
     const Platform::HttpRequest request{
         .url = url + CertificatePath, .method = "POST", .body = SealedBody::encryptResquestParams(info)};
-    createAFHTTPSSessionMgr().sendForData(
-        request, [this, complete = std::move(complete)](const QByteArray& answer, const Error& error) mutable {
-            m_completionQueue.queue().async(
-                [answer, error, complete = std::move(complete)] { complete(answer, error); });
-        });
+    auto hop = [this, complete = std::move(complete)](const QByteArray& answer, const Error& error) {
+        m_completionQueue.queue().async([answer, error, complete] { complete(answer, error); });
+    };
+    createAFHTTPSSessionMgr().sendForData(request, describing(std::move(hop)));
 }

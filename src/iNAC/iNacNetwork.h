@@ -3,6 +3,7 @@
 #include "Error.h"
 #include "HttpSession.h"
 #include "Queue.h"
+#include "Shared.h"
 
 #include <QJsonObject>
 #include <QList>
@@ -32,7 +33,7 @@ public:
     iNacNetwork(QenServerConfig& config, QenLogHelper& log, std::function<QByteArray()> clientFile);
     /// Cancels what is under way and waits for the completions on the HTTPS manager's queue.
     ~iNacNetwork();
-    static iNacNetwork& sharedInstance();
+    static iNacNetwork& sharedInstance() { return Platform::Shared<iNacNetwork>::instance(); }
 
     /// GET of the public start configuration. Completes on the main queue; at once, on the caller's thread and without
     /// a request while there is no domain server or port.

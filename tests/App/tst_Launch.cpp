@@ -1,4 +1,7 @@
+#include "SilentBus.h"
+
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -27,6 +30,8 @@ public:
         // No session bus: copies find each other by the runtime folder.
         m_environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/no/such/bus"_s);
     }
+    void set(const QString& variable, const QString& value) { m_environment.insert(variable, value); }
+    void unset(const QString& variable) { m_environment.remove(variable); }
     void prepare(QProcess& process) {
         process.setProcessEnvironment(m_environment);
         process.setProgram(QStringLiteral(MAV_PROGRAM));
@@ -81,6 +86,41 @@ private Q_SLOTS:
         QVERIFY(!home.hasStarted());
     }
 
+    void hangingBusHoldsNothingUp_data() {
+        QTest::addColumn<bool>("hasScreen");
+        QTest::newRow("offscreen") << false;
+        QTest::newRow("X11") << true;
+    }
+    void hangingBusHoldsNothingUp() {
+        QFETCH(bool, hasScreen);
+        const SilentBus bus;
+        QProcess display;
+        Home home;
+        home.set(u"DBUS_SESSION_BUS_ADDRESS"_s, bus.address());
+        if (hasScreen) {
+            display.start(u"Xvfb"_s, {u"-displayfd"_s, u"1"_s, u"-nolisten"_s, u"tcp"_s});
+            QVERIFY2(display.waitForReadyRead(Limit), "Xvfb does not start");
+            home.set(u"DISPLAY"_s, u':' + QString::fromUtf8(display.readLine()).trimmed());
+            home.set(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
+        }
+        QProcess process;
+        home.prepare(process);
+        QElapsedTimer timer;
+        timer.start();
+        process.start();
+        // The bus's own limit is two seconds, the toolkit's would be 25 for each of its questions.
+        QTRY_VERIFY_WITH_TIMEOUT(home.hasStarted(), 15000);
+        QTest::qWait(1000);
+        QCOMPARE(home.run({}), 1);
+        QVERIFY2(timer.elapsed() < 15000, qPrintable(QString::number(timer.elapsed())));
+        // Its event loop runs: it hears the signal.
+        QCOMPARE(::kill(static_cast<pid_t>(process.processId()), SIGTERM), 0);
+        QVERIFY(process.waitForFinished(10000));
+        QCOMPARE(process.exitCode(), 0);
+        display.terminate();
+        display.waitForFinished();
+    }
+
     void secondCopyEndsWithOne_data() {
         QTest::addColumn<QStringList>("first");
         QTest::addColumn<int>("signal");
@@ -97,6 +137,11 @@ private Q_SLOTS:
         process.start();
         QVERIFY(process.waitForStarted());
         QTRY_VERIFY_WITH_TIMEOUT(home.hasStarted(), Limit);
+        QCOMPARE(home.run({}), 1);
+        // Nor does one need a screen to see that it is the second, or the first one's session bus.
+        home.set(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
+        home.unset(u"DISPLAY"_s);
+        home.set(u"XDG_RUNTIME_DIR"_s, u"/nonexistent"_s);
         QCOMPARE(home.run({}), 1);
         // Whether another copy runs is asked before the arguments are looked at, and nothing is logged.
         QCOMPARE(home.run({u"--help"_s}), 1);

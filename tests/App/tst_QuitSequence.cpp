@@ -24,6 +24,16 @@ public:
         if (stop)
             completion(*stop, stopError);
     }
+    void accessAndStop(std::function<void(const AgentStop&)> completion) override {
+        startRequestAccess([this, completion](int status) {
+            if (status != 0)
+                completion({.access = status});
+            else
+                stopSmartAgent([completion](const QJsonObject& answer, const Error& error) {
+                    completion({.access = 0, .answer = answer, .error = error});
+                });
+        });
+    }
     std::optional<int> access;
     std::optional<QJsonObject> stop;
     Error stopError;
@@ -61,32 +71,23 @@ private Q_SLOTS:
         QFETCH(std::optional<int>, access);
         QFETCH(std::optional<QJsonObject>, stop);
         QFETCH(QString, line);
-        auto& folder = *new ClientFolder;
-        // Both outlive the test: the background part of a sequence may still use them.
-        static std::vector<std::unique_ptr<ClientFolder>> folders;
-        static std::vector<std::unique_ptr<ClientWorld>> worlds;
-        folders.emplace_back(&folder);
-        worlds.push_back(std::make_unique<ClientWorld>(folder));
-        ClientWorld& world = *worlds.back();
-
+        ClientFolder folder;
         const QString component = folder.file(u"ZelVPN"_s);
         QVERIFY(QFile::copy(u"/bin/sleep"_s, component));
         Platform::QenTask process(component, {u"60"_s});
         if (running)
             QVERIFY(!process.launch());
-        static std::vector<std::unique_ptr<Agent>> agents;
-        agents.push_back(std::make_unique<Agent>());
-        agents.back()->access = access;
-        agents.back()->stop = stop;
+        Agent agent;
+        agent.access = access;
+        agent.stop = stop;
         // An error beside the answer changes nothing.
-        agents.back()->stopError = Error(u"d"_s, 1);
-        int terminated = 0;
-        QuitSequence::start(
-            {world.helper, world.log, agents.back().get(), component, 1500ms}, [&terminated] { ++terminated; });
-        QCOMPARE(terminated, 0);
-        QTRY_COMPARE_WITH_TIMEOUT(terminated, 1, 10000);
+        agent.stopError = Error(u"d"_s, 1);
+        ClientWorld world(folder, {}, &agent, component);
+        std::atomic<int> terminated = 0;
+        QuitSequence::start({world.helper, world.log, world.vpn, 1500ms}, [&terminated] { ++terminated; });
+        QTRY_COMPARE_WITH_TIMEOUT(terminated.load(), 1, 10000);
         QTest::qWait(1600);
-        QCOMPARE(terminated, 1);
+        QCOMPARE(terminated.load(), 1);
         const QString log = world.logText();
         QVERIFY2(line.isEmpty() ? !log.contains(u"[appdelegate]"_s) : log.contains(line), qPrintable(log));
         QVERIFY(process.waitUntilExitWithTimeout(0, true, true));

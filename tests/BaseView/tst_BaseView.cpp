@@ -3,13 +3,19 @@
 #include "MavResources.h"
 #include "SpinnerButton.h"
 #include "Theme.h"
+#include "WrappableText.h"
 
 #include <QFocusFrame>
 #include <QLabel>
 #include <QLineEdit>
 #include <QRegularExpression>
+#include <QScreen>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QTest>
+#include <QTextDocument>
 #include <QToolButton>
+#include <QTranslator>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -40,6 +46,7 @@ class tst_BaseView : public QObject {
 private Q_SLOTS:
     void initTestCase() {
         initMavResources();
+        QVERIFY(m_texts.load(u":/i18n/mav_zh_CN.qm"_s) && QCoreApplication::installTranslator(&m_texts));
         Theme::apply(*qApp);
     }
 
@@ -60,6 +67,7 @@ private Q_SLOTS:
         row("second text on card", Color::SecondText, Color::Card);
         row("second text on ground", Color::SecondText, Color::Ground);
         row("error on card", Color::Danger, Color::Card);
+        row("good result on card", Color::SafeText, Color::Card);
         row("primary button", Color::Card, Color::Brand);
         row("text button", Color::Brand, Color::Card);
         row("chosen menu item", Color::BrandPressed, Color::BrandTint);
@@ -75,7 +83,8 @@ private Q_SLOTS:
         QTest::addColumn<QString>("name");
         for (const char* name :
             {"mark", "Mav_status_icon", "Mav-icon", "Mav-gray", "eye-open", "eye-closed", "menu", "spinner", "avatar",
-                "computer", "AppIcon", "empty", "back", "mail", "alert", "info", "question", "notice"})
+                "computer", "AppIcon", "empty", "back", "mail", "alert", "info", "question", "notice", "outcome_passed",
+                "outcome_failed", "outcome_unknown", "outcome_running", "tools/mail", "tools/code"})
             QTest::newRow(name) << QString::fromLatin1(name);
     }
     void picturesAreDrawn() {
@@ -158,6 +167,54 @@ private Q_SLOTS:
         QVERIFY(box.findChild<QPushButton*>(u"firstButton"_s)->isHidden());
     }
 
+    void boxFitsItsScreen_data() {
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<bool>("scrolls");
+        QTest::newRow("short") << u"连接失败"_s << false;
+        QTest::newRow("a few lines") << u"连接管理服务器失败，请检查网络。"_s.repeated(6) << false;
+        QTest::newRow("3,000 signs") << QString(3000, QChar(0x5de5)) << true;
+        QTest::newRow("lines") << u"line\n"_s.repeated(300) << true;
+        QTest::newRow("more than anybody reads") << QString(1000000, u'w') << true;
+    }
+    void boxFitsItsScreen() {
+        QFETCH(QString, message);
+        QFETCH(bool, scrolls);
+        QWidget window;
+        window.setGeometry(3000, 3000, 960, 640);
+        window.show();
+        auto* box = new CustomMessageBox(&window);
+        box->setTitle(u"提醒"_s, message, CustomMessageBox::BoxStyle::Warning, u"确定"_s, {});
+        box->attach();
+        QVERIFY(QTest::qWaitForWindowActive(box));
+        QVERIFY(box->screen()->availableGeometry().contains(box->geometry()));
+        QCOMPARE(box->windowTitle(), u"提醒"_s);
+        const auto* button = box->findChild<QPushButton*>(u"firstButton"_s);
+        const auto* area = box->findChild<QScrollArea*>(u"messageArea"_s);
+        QVERIFY(button && area);
+        QVERIFY(box->rect().contains(QRect(button->mapTo(box, QPoint()), button->size())));
+        QVERIFY(box->accessibleDescription().size() <= 400);
+        QCOMPARE(area->verticalScrollBar()->maximum() > 0, scrolls);
+        QCOMPARE(box->height() > box->screen()->availableGeometry().height() * 3 / 4, scrolls);
+        QCOMPARE(area->focusPolicy() == Qt::TabFocus, scrolls);
+        QTest::keyClick(box, Qt::Key_PageDown);
+        QCOMPARE(area->verticalScrollBar()->value() > 0, scrolls);
+        box->close();
+    }
+
+    void textsOfOthers() {
+        QCOMPARE(shortened(u"会议"_s), u"会议"_s);
+        QCOMPARE(shortened(u"abcdefghij"_s, 10), u"abcdefghij"_s);
+        QCOMPARE(shortened(u"abcdefghijk"_s, 10), u"abcde…hijk"_s);
+        // A sign of two units stays whole or goes.
+        const QString pairs = u"😀"_s.repeated(20);
+        for (const qsizetype longest : {8, 9, 10, 11})
+            QVERIFY(shortened(pairs, longest).isValidUtf16() && shortened(pairs, longest).size() <= longest);
+        QTextDocument tip;
+        tip.setHtml(toolTipText(u"Q&A <b>&amp;"_s));
+        QCOMPARE(tip.toPlainText(), u"Q&A <b>&amp;"_s);
+        QVERIFY(toolTipText(QString(100000, u'<')).size() < 2000);
+    }
+
     void fieldTellsItsErrorAndItsSecret() {
         FormField field;
         field.setLabel(u"密码"_s);
@@ -208,6 +265,19 @@ private Q_SLOTS:
         QCOMPARE(presses, 1);
     }
 
+    void reducedMotionStandsStill() {
+        SpinnerButton button;
+        button.show();
+        qputenv("MAV_REDUCED_MOTION", "1");
+        button.setBusy(true);
+        QVERIFY(!button.isTurning());
+        button.setBusy(false);
+        qputenv("MAV_REDUCED_MOTION", "0");
+        button.setBusy(true);
+        QVERIFY(button.isTurning());
+        qunsetenv("MAV_REDUCED_MOTION");
+    }
+
     void focusRingFollowsTheKeyboard() {
         QWidget window;
         auto* layout = new QVBoxLayout(&window);
@@ -227,6 +297,9 @@ private Q_SLOTS:
             QVERIFY(QRect(ring->mapTo(&window, QPoint()), ring->size()).contains(control.adjusted(-3, -3, 3, 3)));
         }
     }
+
+private:
+    QTranslator m_texts;
 };
 
 QTEST_MAIN(tst_BaseView)

@@ -10,14 +10,19 @@
 #include <QTest>
 #include <QtEndian>
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <thread>
+#include <vector>
 
 using namespace Qt::StringLiterals;
+
+using Platform::UniqueFd;
 
 namespace {
 
@@ -55,6 +60,7 @@ private Q_SLOTS:
         QTemporaryDir folder;
         QenUIParloManager manager(folder.filePath(u"run"_s));
         manager.config();
+        QVERIFY(manager.uiServer().startListen(Key)); // under the key that it has already
         QCOMPARE(QFileInfo(folder.filePath(u"run"_s)).permissions() & 0x0077, QFile::Permissions());
         for (const quint32 msgid : {0u, 7u, 0xffffffffu}) {
             int calls = 0;
@@ -113,11 +119,11 @@ private Q_SLOTS:
         Echo echo;
         ParloServer server(echo, folder.path());
         QVERIFY(server.startListen(Key));
-        const int socket = ParloSocket::connectTo(folder.path(), Key, soon());
-        QVERIFY(socket >= 0);
-        QVERIFY(ParloSocket::writeAll(socket, bytes, soon()));
-        QVERIFY(isClosedByPeer(socket));
-        close(socket);
+        UniqueFd socket = ParloSocket::connectTo(folder.path(), Key, soon());
+        QVERIFY(socket.isOpen());
+        QVERIFY(ParloSocket::writeAll(socket.get(), bytes, soon()));
+        QVERIFY(isClosedByPeer(socket.get()));
+        socket.close();
         qint64 code = -5;
         ParloClient(folder.path()).sendMessageWithName(Key, 1, 1, &code);
         QCOMPARE(code, 0);
@@ -128,11 +134,16 @@ private Q_SLOTS:
         Echo echo;
         ParloServer server(echo, folder.path());
         QVERIFY(server.startListen(Key));
-        QList<int> sockets;
-        for (int i = 0; i < 10; ++i) {
-            sockets << ParloSocket::connectTo(folder.path(), Key, soon());
-            QVERIFY(ParloSocket::writeAll(sockets.last(), QByteArray("\x10\x00", 2), soon()));
+        std::vector<UniqueFd> sockets;
+        for (int i = 0; i < 20; ++i) {
+            sockets.push_back(ParloSocket::connectTo(folder.path(), Key, soon()));
+            QVERIFY(ParloSocket::writeAll(sockets.back().get(), QByteArray("\x10\x00", 2), soon()));
         }
+        // The first ones have had to go; the last ones are still listened to.
+        for (size_t i = 0; i < 4; ++i)
+            QVERIFY(isClosedByPeer(sockets[i].get()));
+        for (size_t i = 6; i < sockets.size(); ++i)
+            QVERIFY(!isClosedByPeer(sockets[i].get(), 10));
         qint64 code = -5;
         ParloClient(folder.path()).sendMessageWithName(Key, 1, 1, &code);
         QCOMPARE(code, 0);
@@ -141,14 +152,12 @@ private Q_SLOTS:
         timer.start();
         server.stopListen(Key);
         QVERIFY(timer.elapsed() < 1000);
-        for (const int socket : sockets)
-            close(socket);
     }
 
     void peerThatNeverRepliesCostsTheTimeOut() {
         QTemporaryDir folder;
-        const int listening = ParloSocket::listenAt(folder.path(), Key);
-        QVERIFY(listening >= 0);
+        const UniqueFd listening = ParloSocket::listenAt(folder.path(), Key);
+        QVERIFY(listening.isOpen());
         ParloClient client(folder.path());
         client.setReceiveTimeout(0.3);
         QElapsedTimer timer;
@@ -157,7 +166,35 @@ private Q_SLOTS:
         QVERIFY(client.sendMessageWithName(Key, 1, 1, &code).isUndefined());
         QCOMPARE(code, ParloClient::NoReply);
         QVERIFY(timer.elapsed() >= 290 && timer.elapsed() < 1500);
-        close(listening);
+    }
+
+    void brokenReplyIsNoSuccess_data() {
+        QTest::addColumn<QByteArray>("bytes");
+        // A map of two entries, of which only the code came.
+        QTest::newRow("cut CBOR") << QByteArray("\x06\x00\x00\x00\xa2\x63ret\x00", 10);
+        QTest::newRow("too long") << QByteArray("\xff\xff\xff\x7f", 4);
+        QTest::newRow("no code") << *ParloFrame::encoded(QCborMap{{ParloKeys::Reply, 1}});
+        QTest::newRow("code as text") << *ParloFrame::encoded(QCborMap{{ParloKeys::ReturnCode, "0"}});
+        QTest::newRow("half a frame, then the end") << QByteArray("\x06\x00\x00\x00\xa1", 5);
+    }
+    void brokenReplyIsNoSuccess() {
+        QFETCH(QByteArray, bytes);
+        QTemporaryDir folder;
+        const UniqueFd listening = ParloSocket::listenAt(folder.path(), Key);
+        QVERIFY(listening.isOpen());
+        std::thread answering([&] {
+            pollfd polled{listening.get(), POLLIN, 0};
+            poll(&polled, 1, 5000);
+            const UniqueFd peer(accept4(listening.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+            QByteArray request;
+            ParloSocket::readSome(peer.get(), request, soon());
+            ParloSocket::writeAll(peer.get(), bytes, soon());
+        });
+        qint64 code = 0;
+        const QCborValue reply = ParloClient(folder.path()).sendMessageWithName(Key, 1, 1, &code);
+        answering.join();
+        QVERIFY(reply.isUndefined());
+        QCOMPARE(code, ParloClient::NoReply);
     }
 
     void strangersAreRefused() {
@@ -175,12 +212,12 @@ private Q_SLOTS:
             if (setuid(65534) != 0)
                 _exit(3);
             // The other end is root, which the stranger trusts; it is the server that does not.
-            const int socket = ParloSocket::connectTo(folder.path(), Key, soon());
+            const UniqueFd socket = ParloSocket::connectTo(folder.path(), Key, soon());
             const QByteArray frame = *ParloFrame::encoded(QCborMap{{ParloKeys::MessageId, 9}});
-            if (socket < 0)
+            if (!socket.isOpen())
                 _exit(4);
-            ParloSocket::writeAll(socket, frame, soon());
-            _exit(isClosedByPeer(socket) ? 0 : 5);
+            ParloSocket::writeAll(socket.get(), frame, soon());
+            _exit(isClosedByPeer(socket.get()) ? 0 : 5);
         }
         int status = -1;
         QCOMPARE(waitpid(child, &status, 0), child);

@@ -24,7 +24,13 @@ public:
     Listening()
         : agent(root.filePath(u"QenCloud"_s)), log(root.filePath(u"logs"_s), root.filePath(u"record"_s)),
           config(agent + u"/.QenConfig"_s, root.path()),
-          listener({center, config, log, agent, root.path(), std::chrono::milliseconds(100)}) {
+          listener({.center = center,
+              .config = config,
+              .log = log,
+              .agentState = agent,
+              .applicationSupport = root.path(),
+              .record = [this] { return AccountModel::currentModel(root.path()); },
+              .latency = std::chrono::milliseconds(100)}) {
         QDir().mkpath(agent);
         for (const QString& name : {ClientNotification::Logo, ClientNotification::Tips,
                  ClientNotification::ComputerName, ClientNotification::Restart, ClientNotification::JoinDomainSwitch,
@@ -89,12 +95,12 @@ private Q_SLOTS:
         QFETCH(QString, path);
         QFETCH(QString, posted);
         Listening world;
-        world.listener.handleEvent(3, path);
+        world.listener.myCallbackFunction({u"/x/other"_s, path});
         QCOMPARE(world.taken(), posted.isEmpty() ? QStringList() : QStringList{posted});
         world.log.drain();
         QFile log(world.root.filePath(u"logs/QenCloud-Info-1.log"_s));
         QVERIFY(log.open(QIODevice::ReadOnly));
-        QVERIFY(log.readAll().contains("events index: 3, path:" + path.toUtf8()));
+        QVERIFY(log.readAll().contains("events index: 1, path:" + path.toUtf8()));
     }
 
     void recordDecidesAboutTheTicket_data() {
@@ -113,12 +119,13 @@ private Q_SLOTS:
         QFETCH(QStringList, posted);
         Listening world;
         storeRecord(world.root.path(), ticketState, static_cast<LoginType>(loginType));
-        world.listener.handleEvent(0, u"/x/login.archive"_s);
+        world.listener.myCallbackFunction({u"/x/login.archive"_s});
         QCOMPARE(world.taken(), posted);
     }
 
     void realChangesArrive() {
         Listening world;
+        QVERIFY(world.listener.monitorQueue().label().endsWith(u".qen.ui.file.monitor"_s));
         world.listener.startUIResourcesFileListen();
         QTest::qSleep(100);
         QVERIFY(archiveRootObject(u"1"_s, world.agent + u"/hideqenswitch.archive"_s));

@@ -6,6 +6,7 @@
 #include "QenDetailWindow.h"
 #include "QenMainLeftBar.h"
 #include "SpinnerButton.h"
+#include "StringTable.h"
 
 #include <QClipboard>
 #include <QStackedWidget>
@@ -33,7 +34,7 @@ class tst_QenDetailWindow : public QObject {
 private Q_SLOTS:
     void initTestCase() {
         initMavResources();
-        QVERIFY(Platform::installStringTable());
+        QVERIFY(installStringTable());
         Theme::apply(*qApp);
         m_server.addAccount(u"lin"_s, Password);
         m_server.addAccount(u"code"_s, Password, u"123456"_s);
@@ -44,7 +45,7 @@ private Q_SLOTS:
         m_server.clearFaults();
         for (const char* action : {"reset", "clear_requests"})
             m_server.action(QString::fromLatin1(action));
-        m_world = &SessionWorld::make();
+        m_world.emplace();
         m_world->folder.configure(m_server.httpPort());
         m_bar = std::make_unique<QenMainLeftBar>(m_world->views());
         m_bar->show();
@@ -82,7 +83,6 @@ private Q_SLOTS:
         QVERIFY(m_world->record());
         QCOMPARE(m_world->record()->userid(), u"lin"_s);
         QCOMPARE(m_world->record()->loginType(), qint64(LoginType::QrCode));
-        QVERIFY(m_world->menuRefreshes > 0);
         QTRY_VERIFY(label(*m_bar, "userNameLab").contains(u"lin"));
         // The poll of the QR sign-in has stopped, the one of the ticket has begun.
         QTRY_VERIFY(m_server.requests(TicketPath).size() > 1);
@@ -179,7 +179,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("alert");
         QTest::newRow("blocked") << QJsonObject{{"kind", "errorcode"}, {"errorcode", 15}, {"msg", "用户已锁定"}}
                                  << u"用户已锁定"_s;
-        QTest::newRow("review") << answering(-5) << Platform::localizedString(u"Devicereview"_s);
+        QTest::newRow("review") << answering(-5) << localizedString(u"Devicereview"_s);
         QTest::newRow("scanned") << answering(-1) << u"二维码已扫描"_s;
         QTest::newRow("closed") << QJsonObject{{"kind", "close"}} << QString();
     }
@@ -221,7 +221,7 @@ private Q_SLOTS:
             type(window(), "repeatedPassword", two);
             QTest::keyClick(find<QLineEdit>(window(), "repeatedPassword"), Qt::Key_Return);
         };
-        const auto text = [](const char* key) { return Platform::localizedString(QString::fromLatin1(key)); };
+        const auto text = [](const char* key) { return localizedString(QString::fromLatin1(key)); };
         send(u"Abcdefgh"_s, u"Abcdefgh"_s);
         QCOMPARE(label("newPasswordError"), text("PwdRuleTips"));
         send(u"Newpass1!"_s, u"Newpass1?"_s);
@@ -252,7 +252,7 @@ private Q_SLOTS:
         signInBeforehand();
         AccountModel record = *m_world->record();
         record.setIslogout(1);
-        record.save(m_world->folder.support());
+        m_world->client.store(record);
         open();
         QTRY_VERIFY(!m_world->record());
         QCOMPARE(m_server.requests(StatusPath).at(0)[u"fields"][u"clientoper"].toInt(), 1);
@@ -278,16 +278,13 @@ private Q_SLOTS:
     void signInIsToldThoughTheWindowIsClosed() {
         m_server.fault(LoginPath, {{"kind", "delay"}, {"seconds", 0.3}}, 1);
         open();
-        QList<qint64> told;
-        const auto observer = m_world->center.observe(ClientNotification::QRLoginState,
-            [&told](const Platform::Notification& notification) { told << notification.object.toLongLong(); });
         openAccountPage();
         signInAs(u"lin"_s, Password);
         QVERIFY(m_server.waitForRequests(LoginPath, 1));
         QTest::keyClick(&window(), Qt::Key_Escape);
         QTRY_VERIFY(!m_window);
         QVERIFY(!m_world->record());
-        QTRY_VERIFY(told.contains(0));
+        QTRY_COMPARE(m_world->client.session.state(), SessionState::Confirmed);
         QCOMPARE(m_world->record()->userid(), u"lin"_s);
     }
 
@@ -418,7 +415,7 @@ private:
     }
 
     ReferenceServer m_server;
-    SessionWorld* m_world = nullptr;
+    std::optional<SessionWorld> m_world;
     std::unique_ptr<QenMainLeftBar> m_bar;
     QPointer<QenDetailWindow> m_window;
     Platform::NotificationCenter::Observer m_told;

@@ -13,6 +13,7 @@
 #include "QenToolCell.h"
 #include "QenToolsView.h"
 #include "SpinnerButton.h"
+#include "StringTable.h"
 #include "Workspace.h"
 
 #include <QImage>
@@ -66,7 +67,7 @@ private:
 
 /// A main view over a folder of its own, with checks that answer "bad" or "ok" by their selector's name.
 struct Fixture {
-    explicit Fixture(const QStringList& checks) : world(SessionWorld::make()) {
+    explicit Fixture(const QStringList& checks) {
         ArchiveValue models{ArchiveValue::Array()};
         for (qsizetype index = 0; index < checks.size(); ++index)
             models.append(ArchiveValue::Dictionary{{"title", QString::fromUtf8(Titles[index % 5])},
@@ -97,7 +98,6 @@ struct Fixture {
                 .log = world.client.log,
                 .center = world.center,
                 .workspace = workspace,
-                .applicationSupport = world.folder.support(),
                 .agentState = world.folder.agent(),
                 .round = {.log = [](const QString&, int) {},
                     .center = world.center,
@@ -128,7 +128,7 @@ struct Fixture {
     bool shows(const char* name) const { return !find<QWidget>(*view, name)->isHidden(); }
     QString message() const { return alerts().value(0); }
 
-    SessionWorld& world;
+    SessionWorld world;
     Platform::Workspace workspace;
     RecordingAccess access;
     QString storedMethod;
@@ -144,7 +144,7 @@ class tst_QenMainViewController : public QObject {
 private Q_SLOTS:
     void initTestCase() {
         initMavResources();
-        QVERIFY(Platform::installStringTable());
+        QVERIFY(installStringTable());
         Theme::apply(*qApp);
         m_server.addAccount(u"lin"_s, u"Abcdefg1!"_s);
         QVERIFY2(m_server.start(), qPrintable(m_server.lastError()));
@@ -311,7 +311,7 @@ private Q_SLOTS:
         // The session of the computer's domain.
         auto record = fixture.world.record().value();
         record.setLoginType(LoginType::Domain);
-        QVERIFY(record.save(fixture.world.folder.support()));
+        fixture.world.client.store(record);
         fixture.world.center.post(ClientNotification::NgnSwitch);
         QTRY_VERIFY(!fixture.shows("applistButton"));
         QCOMPARE(states->currentIndex(), 0);
@@ -378,12 +378,19 @@ private Q_SLOTS:
         QCOMPARE(find<QLabel>(line, "tipsLab")->text(), u"今晚升级"_s);
         auto* mark = find<QLabel>(line, "organisationMark");
         QVERIFY(mark->isHidden());
-        QImage image(400, 40, QImage::Format_RGB32);
-        image.fill(Qt::red);
-        QVERIFY(image.save(fixture.world.folder.agent() + u"/c_qen_mark@2x.png"_s));
-        fixture.world.center.post(ClientNotification::Logo);
-        QTRY_VERIFY(!mark->isHidden());
-        QCOMPARE(mark->pixmap().deviceIndependentSize(), QSizeF(120, 12));
+        // Logos are mostly drawn with few colours; scaled as they are, at twice their size, they end the program.
+        QColor colour(Qt::red);
+        for (const QImage::Format format : {QImage::Format_RGB32, QImage::Format_Indexed8, QImage::Format_Mono}) {
+            colour = colour.darker();
+            QImage image(200, 40, format);
+            if (format != QImage::Format_RGB32)
+                image.setColorTable({colour.rgb(), colour.rgb()});
+            image.fill(format == QImage::Format_RGB32 ? colour.rgb() : 1U);
+            QVERIFY(image.save(fixture.world.folder.agent() + u"/c_qen_mark@2x.png"_s));
+            fixture.world.center.post(ClientNotification::Logo);
+            QTRY_VERIFY(!mark->isHidden() && mark->pixmap().toImage().pixel(50, 10) == colour.rgb());
+            QCOMPARE(mark->pixmap().deviceIndependentSize(), QSizeF(100, 20));
+        }
     }
 
     void changedNetworkAccessIsFollowed_data() {
@@ -406,13 +413,13 @@ private Q_SLOTS:
             record.setUserid(u"lin"_s);
             record.setUsername(u"林"_s);
             record.setTicket(u"T"_s);
-            QVERIFY(record.save(fixture.world.folder.support()));
+            fixture.world.client.store(record);
         }
         const NetworkPolicyFollower follower({.log = fixture.world.client.log,
             .center = fixture.world.center,
             .networkAccess = fixture.access,
             .localCerAuthMethod = [&fixture] { return fixture.storedMethod; },
-            .applicationSupport = fixture.world.folder.support(),
+            .session = fixture.world.client.session,
             .agentState = fixture.world.folder.agent()});
         fixture.agentFile("inacSSIDInfo.archive",
             QVariantMap{{"auth_method", method}, {"inac_addr", "https://nac"}, {"ssidlist", QVariantList{"Office"}}});

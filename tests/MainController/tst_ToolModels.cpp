@@ -1,6 +1,10 @@
+#include "IconFile.h"
+#include "ToolNames.h"
 #include "ToolOpening.h"
 #include "TrustedCategories.h"
 
+#include <QDir>
+#include <QTemporaryDir>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -22,6 +26,17 @@ QString shown(const QVariantList& list) {
     return texts.join(u" | "_s);
 }
 
+QList<QenToolModel> read(const QVariant& list) {
+    return toolModels(list, [](const QString&) {});
+}
+
+QStringList names(const QList<QenToolModel>& models) {
+    QStringList names;
+    for (const QenToolModel& model : models)
+        names << model.appName;
+    return names;
+}
+
 } // namespace
 
 Q_DECLARE_METATYPE(ToolOpening)
@@ -39,15 +54,80 @@ private Q_SLOTS:
             QVariantMap{{"appname", "also two"}, {"app_serialnum", 2}},
             QVariant(),
         };
-        QStringList names;
-        for (const QenToolModel& model : toolModels(list))
-            names << model.appName;
-        QCOMPARE(names, (QStringList{"two", "also two", "ninety-nine", "none"}));
-        QCOMPARE(toolModels(list)[0].icon, QString());
-        QCOMPARE(toolModels(list)[0].procName, QString());
-        QCOMPARE(toolModels(list)[3].appSerialNum, qint64(100));
-        QVERIFY(toolModels(u"no list"_s).isEmpty());
-        QVERIFY(toolModels({}).isEmpty());
+        const QList<QenToolModel> models = read(list);
+        QCOMPARE(names(models), (QStringList{"two", "also two", "ninety-nine", "none"}));
+        QCOMPARE(models[0].icon, QString());
+        QCOMPARE(models[0].procName, QString());
+        QCOMPARE(models[3].appSerialNum, qint64(100));
+        QVERIFY(read(u"no list"_s).isEmpty());
+        QVERIFY(read({}).isEmpty());
+    }
+
+    void aRecordWithoutANameIsNamedOrLeftOut() {
+        QStringList log;
+        const QVariantList list{QVariantMap{{"procname", "Meet.app"}}, QVariantMap{{"appname", " "}, {"procname", "x"}},
+            QVariantMap{{"apptype", "hyperlink"}, {"desturl", "portal.example.org:8080/a?b=c"}},
+            QVariantMap{{"apptype", "hyperlink"}, {"desturl", "https://mail.example.org/"}}, QVariantMap(),
+            QVariantMap{{"downloadurl", "http://d.example/"}}};
+        const auto models = toolModels(list, [&log](const QString& line) { log << line; });
+        QCOMPARE(names(models), (QStringList{"Meet", "x", "portal.example.org", "mail.example.org"}));
+        QCOMPARE(log.size(), 2);
+    }
+
+    void foundByNameOrInitials_data() {
+        using ToolNames::Match;
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<int>("match");
+        const auto row = [](const char* name, const char* typed, Match match) {
+            QTest::newRow(qPrintable(u"%1 in %2"_s.arg(QString::fromUtf8(typed), QString::fromUtf8(name))))
+                << QString::fromUtf8(name) << QString::fromUtf8(typed) << int(match);
+        };
+        row("视频会议", "视频", Match::Beginning);
+        row("视频会议", "sphy", Match::Beginning);
+        row("视频会议", "HY", Match::Within);
+        row("视频会议", "会", Match::Within);
+        row("视频会议", "x", Match::None);
+        row("企业邮箱", "qyyx", Match::Beginning);
+        row("OA审批", "oasp", Match::Beginning);
+        row("OA审批", "a审", Match::Within);
+        row("差旅与费用报销审批", "clyfybxsp", Match::Beginning);
+        row("安全 座谈", "aq zt", Match::Beginning);
+        row("Q&A", "q&", Match::Beginning);
+        // Rare signs have no initial and do not hide those of the others.
+        row("㐀鑫会议", "hy", Match::Beginning);
+        row("😀会议", "hy", Match::Beginning);
+        row("做", "z", Match::Beginning);
+        row("", "a", Match::None);
+    }
+    void foundByNameOrInitials() {
+        QFETCH(QString, name);
+        QFETCH(QString, typed);
+        QTEST(int(ToolNames::match(name, typed)), "match");
+    }
+
+    void iconsOfPrograms() {
+        QTemporaryDir folder;
+        const QString own = folder.filePath(u"own"_s);
+        const QString common = folder.filePath(u"common"_s);
+        const auto file = [](const QString& path) {
+            QDir().mkpath(QFileInfo(path).path());
+            return QFile(path).open(QIODevice::WriteOnly) ? path : QString();
+        };
+        const QString vector = file(common + u"/icons/hicolor/scalable/apps/mail.svg"_s);
+        const QString small = file(common + u"/icons/hicolor/48x48/apps/mail.png"_s);
+        const QString old = file(common + u"/pixmaps/old.png"_s);
+        const QString theirs = file(own + u"/icons/hicolor/128x128/apps/chat.png"_s);
+        file(common + u"/icons/hicolor/128x128/apps/chat.png"_s);
+        QVERIFY(QDir().mkpath(common + u"/pixmaps/folder.png"_s));
+        const QStringList folders{own, common};
+        QCOMPARE(iconFile(u"mail"_s, folders), vector);
+        QCOMPARE(iconFile(u"old"_s, folders), old);
+        QCOMPARE(iconFile(u"old.png"_s, folders), old);
+        QCOMPARE(iconFile(u"chat"_s, folders), theirs);
+        QCOMPARE(iconFile(small, folders), small);
+        for (const auto& none : {u"missing"_s, u""_s, u"../48x48/apps/mail"_s, u"folder"_s})
+            QCOMPARE(iconFile(none, folders), QString());
     }
 
     void everyKeyHasItsField() {
@@ -88,6 +168,12 @@ private Q_SLOTS:
         QTest::newRow("missing, empty download")
             << empty << false
             << ToolOpening{Action::TellMissing, {}, {}, u"未安装应用【会议】，请自行下载安装该软件"_s};
+    }
+    void aLongNameLeavesTheSentenceItsEnd() {
+        const QenToolModel tool =
+            QenToolModel::initWithDictionary(QVariantMap{{"appname", QString(5000, QChar(0x5de5))}}).value();
+        const QString message = toolOpening(tool, false).message;
+        QVERIFY2(message.size() < 100 && message.endsWith(u"】，请自行下载安装该软件"), qPrintable(message));
     }
     void opening() {
         QFETCH(QVariantMap, tool);

@@ -237,9 +237,7 @@ private:
             .tasks = tasks,
             .center = m_world->center,
             .agentState = m_world->agent(),
-            .applicationBundle = m_world->bundle(),
-            .applicationSupport = m_world->file("support"),
-            .checkDomainAccount = {}});
+            .applicationBundle = m_world->bundle()});
         QList<CheckResult> posted;
         const auto observer =
             m_world->center.observe("kCheckNotificationName", [&](const Platform::Notification& note) {

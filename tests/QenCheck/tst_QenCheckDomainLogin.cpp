@@ -1,7 +1,5 @@
 #include "CheckWorld.h"
 
-#include "AccountModel.h"
-
 #include <QElapsedTimer>
 
 using namespace Qt::StringLiterals;
@@ -14,13 +12,15 @@ constexpr std::chrono::milliseconds Tick{4};
 } // namespace
 
 /// The probe that makes a session of the last console user's domain account.
-class tst_QenCheckDomainLogin : public QObject {
+class tst_QenCheckDomainLogin : public QObject, DomainAccountLink {
     Q_OBJECT
 
 private Q_SLOTS:
     void init() {
         m_world.emplace();
         m_requests.clear();
+        m_sessions.clear();
+        m_hasRecord = false;
         m_clock.start();
         m_world->tool("defaults",
             R"(test "$*" = "read /Library/Preferences/com.apple.loginwindow.plist lastUserName" && echo lisi)");
@@ -82,25 +82,20 @@ echo 'OriginalNodeName: /Active Directory/CORP/corp.example')");
         QTRY_COMPARE(m_requests.size(), 1);
         QCOMPARE(m_requests[0].account, u"李四"_s);
         QCOMPARE(m_requests[0].domain, u"corp.example"_s);
-        m_requests[0].completion(isValid, name.isNull() ? std::nullopt : std::optional(name), {});
+        m_requests[0].answer(isValid, name.isNull() ? std::nullopt : std::optional(name), {});
         QTest::qWait(20 * Tick.count());
         QCOMPARE(m_requests.size(), 1); // an answer ends it
-        const auto record = AccountModel::currentModel(m_world->file("support"));
-        QCOMPARE(record.has_value(), isValid);
+        QCOMPARE(m_sessions.size(), isValid ? 1 : 0);
         if (!isValid) {
             QCOMPARE(m_world->lines().last(), Prefix + " The Domain login check AD accoount is invalid.");
             return;
         }
         QCOMPARE(m_world->lines().last(), Prefix + " The account model save result: 1.");
-        QCOMPARE(record->userid(), u"李四"_s);
-        QCOMPARE(record->username(), name);
-        QCOMPARE(record->qenStatus(), 0);
-        QCOMPARE(record->loginType(), 3);
-        QCOMPARE(record->domainName(), u"CORP"_s);
+        QCOMPARE(m_sessions[0], QStringList({u"李四"_s, name, u"CORP"_s}));
     }
 
     void signedIn() {
-        QVERIFY(AccountModel().save(m_world->file("support")));
+        m_hasRecord = true;
         QenCheck check(world(), Tick);
         check.checkDomainLogin();
         QCOMPARE(m_world->lines().last(), Prefix + "NGN is start or Qen has been logined.");
@@ -116,11 +111,11 @@ echo 'OriginalNodeName: /Active Directory/CORP/corp.example')");
             if (attempt > 1)
                 QVERIFY(m_requests.last().at - failedAt >= 14 * Tick.count() - 1);
             failedAt = m_clock.elapsed();
-            m_requests.last().completion(false, {}, Platform::Error({}, Platform::Error::TimedOut));
-            QCOMPARE(m_world->lines().last(), Prefix + " This is not network request.");
+            m_requests.last().answer(false, {}, Platform::Error({}, Platform::Error::TimedOut));
+            QTRY_COMPARE(m_world->lines().last(), Prefix + " This is not network request.");
         }
         // Somebody signs in meanwhile.
-        QVERIFY(AccountModel().save(m_world->file("support")));
+        m_hasRecord = true;
         QTest::qWait(40 * Tick.count());
         QCOMPARE(m_requests.size(), 3);
     }
@@ -131,10 +126,10 @@ echo 'OriginalNodeName: /Active Directory/CORP/corp.example')");
             check.checkDomainLogin();
             QTRY_COMPARE(m_requests.size(), 1);
         }
-        m_requests[0].completion(true, u"x"_s, {});
-        m_requests[0].completion(false, {}, Platform::Error({}, Platform::Error::TimedOut));
+        m_requests[0].answer(true, u"x"_s, {});
+        m_requests[0].answer(false, {}, Platform::Error({}, Platform::Error::TimedOut));
         QTest::qWait(2 * Tick.count());
-        QVERIFY(!AccountModel::currentModel(m_world->file("support")));
+        QVERIFY(m_sessions.isEmpty());
         QVERIFY(m_world->lines().last().contains("current joined domain: corp.example"));
     }
 
@@ -142,7 +137,7 @@ private:
     struct Request {
         QString account;
         QString domain;
-        QenCheck::DomainAnswer completion;
+        DomainAccountLink::Answer answer;
         /// Milliseconds on the clock.
         qint64 at;
     };
@@ -153,13 +148,20 @@ private:
             .center = m_world->center,
             .agentState = m_world->agent(),
             .applicationBundle = m_world->bundle(),
-            .applicationSupport = m_world->file("support"),
-            .checkDomainAccount = [this](const QString& account, const QString& domain,
-                                      QenCheck::DomainAnswer completion) {
-                m_requests.append({account, domain, std::move(completion), m_clock.elapsed()});
-            }};
+            .accounts = this};
+    }
+    bool hasRecord() override { return m_hasRecord; }
+    void check(const QString& account, const QString& domain, Answer answer) override {
+        m_requests.append({account, domain, std::move(answer), m_clock.elapsed()});
+    }
+    void signIn(const QString& userid, const QString& username, const QString& domainName,
+        std::function<void(bool)> done) override {
+        m_sessions.append({userid, username, domainName});
+        done(true);
     }
 
+    bool m_hasRecord = false;
+    QList<QStringList> m_sessions;
     const TaskHelper m_tasks;
     std::optional<CheckWorld> m_world;
     QList<Request> m_requests;

@@ -1,7 +1,6 @@
 #include "QenCloudClientProcessListener.h"
 
 #include "QenLogHelper.h"
-#include "QenTask.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -19,12 +18,18 @@ class Client {
 public:
     QenCloudClientProcessListener::World world() {
         return {.getNetworkType = [this] { note("network"); },
-            .iflogin = [this] { return signedIn; },
+            .signIn = [this] { return signedIn ? quint64(7) : quint64(0); },
             .isCheckAndShow = [this] { return shown; },
             .checkXPCServiceIsReInital = [this] { return serviceIsNew; },
-            .existZelVPN = [this] { note("stop vpn"); },
+            .isTicketServiceRefusing = [this] { return refuses; },
+            .existZelVPN =
+                [this] {
+                    note("stop vpn");
+                    signedIn = signedIn && !signsOutMeanwhile;
+                },
             .runTicketXPC = [this] { note("run ticket"); },
-            .reloadZelVPN = [this] { note("reload"); }};
+            .reloadZelVPN = [this] { note("reload"); },
+            .vpnProcessIds = [this](Platform::Error*) { return vpnRuns ? u"4711\n"_s : QString(); }};
     }
     QStringList calls() {
         const std::lock_guard lock(m_mutex);
@@ -37,6 +42,9 @@ public:
     bool signedIn = true;
     bool shown = true;
     bool serviceIsNew = false;
+    bool refuses = false;
+    bool signsOutMeanwhile = false;
+    bool vpnRuns = false;
 
 private:
     void note(const char* call) {
@@ -80,18 +88,14 @@ private Q_SLOTS:
         QFETCH(QStringList, calls);
         QFETCH(QStringList, lines);
         QTemporaryDir folder;
-        const QString vpn = folder.filePath(u"ZelVPN"_s);
-        QVERIFY(QFile::link(u"/bin/sleep"_s, vpn));
-        Platform::QenTask component(vpn, {u"60"_s});
-        if (vpnRuns)
-            QVERIFY(!component.launch());
         Client client;
         client.signedIn = signedIn;
         client.shown = shown;
         client.serviceIsNew = serviceIsNew;
+        client.vpnRuns = vpnRuns;
         QenLogHelper log(folder.filePath(u"logs"_s), folder.filePath(u"record"_s));
         { // its end waits for the background check
-            QenCloudClientProcessListener listener(client.world(), log, vpn);
+            QenCloudClientProcessListener listener(client.world(), log);
             listener.checkNgnServerAndLoad();
         }
         log.drain();
@@ -102,9 +106,20 @@ private Q_SLOTS:
         for (const QString& line : lines)
             QVERIFY2(text.contains(line), qPrintable(line + text));
         QCOMPARE(text.count(u'\n') == 0, lines.isEmpty());
-        if (vpnRuns) {
-            QVERIFY(component.waitUntilExitWithTimeout(0, true, true));
-        }
+    }
+
+    void nothingIsStartedForSomebodyWhoSignsOut() {
+        Client client;
+        client.serviceIsNew = true;
+        client.signsOutMeanwhile = true;
+        QCOMPARE(tick(client), QStringList({"network", "stop vpn"}));
+    }
+
+    void aServiceThatRefusesTakesTheVpnDownOnce() {
+        Client client;
+        client.serviceIsNew = true;
+        client.refuses = true;
+        QCOMPARE(tick(client), QStringList({"network", "run ticket"}));
     }
 
     void ticksOnlyOnceStarted() {
@@ -112,7 +127,7 @@ private Q_SLOTS:
         Client client;
         client.signedIn = false;
         QenLogHelper log(folder.filePath(u"logs"_s), folder.filePath(u"record"_s));
-        QenCloudClientProcessListener listener(client.world(), log, u"/no/vpn"_s, std::chrono::milliseconds(40));
+        QenCloudClientProcessListener listener(client.world(), log, std::chrono::milliseconds(40));
         QTest::qSleep(150);
         QVERIFY(client.calls().isEmpty());
         listener.startListening();
@@ -121,6 +136,17 @@ private Q_SLOTS:
         while (client.calls().size() < 3 && timer.elapsed() < 5000)
             QTest::qSleep(5);
         QVERIFY(client.calls().size() >= 3);
+    }
+
+private:
+    static QStringList tick(Client& client) {
+        QTemporaryDir folder;
+        QenLogHelper log(folder.filePath(u"logs"_s), folder.filePath(u"record"_s));
+        { // its end waits for the background check
+            QenCloudClientProcessListener listener(client.world(), log);
+            listener.checkNgnServerAndLoad();
+        }
+        return client.calls();
     }
 };
 

@@ -1,9 +1,11 @@
 #include "ActivateApplication.h"
+#include "BusConnection.h"
 #include "ClientNotifications.h"
 #include "JoinDomainAction.h"
 #include "PrivateBus.h"
 #include "Queue.h"
 #include "RestartOffer.h"
+#include "SilentBus.h"
 #include "UserDefaults.h"
 #include "UserNotifications.h"
 
@@ -96,6 +98,8 @@ class tst_RestartOffer : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase() { QCoreApplication::setApplicationName(u"Mav"_s); }
+
     void presses_data() {
         QTest::addColumn<QString>("event");
         QTest::addColumn<bool>("isForged");
@@ -120,7 +124,8 @@ private Q_SLOTS:
         QFETCH(bool, succeeds);
         const PrivateBus bus;
         NotificationService service(bus.address());
-        Platform::UserNotifications notifications(bus.address());
+        Platform::BusConnection connection(bus.address());
+        Platform::UserNotifications notifications(u"org.example.Client"_s, connection);
         Platform::NotificationCenter center;
         Lines lines;
         RestartOffer offer({.log = [&lines](const QString& message, int) { lines.add(message); },
@@ -166,7 +171,8 @@ private Q_SLOTS:
         const auto ignore = [](Platform::UserNotifications::Activation) {};
         const auto run = [&](auto use) {
             Platform::UserDefaults record(folder.filePath("preferences.plist"));
-            Platform::UserNotifications notifications(bus.address(), &record);
+            Platform::BusConnection connection(bus.address());
+            Platform::UserNotifications notifications(u"org.example.Client"_s, connection, &record);
             use(notifications);
             QTest::qWait(50);
         };
@@ -185,8 +191,10 @@ private Q_SLOTS:
 
     void withoutService() {
         const PrivateBus bus;
-        for (const QString& address : {bus.address(), u"unix:path=/nonexistent/bus"_s}) {
-            Platform::UserNotifications notifications(address);
+        const SilentBus silent;
+        for (const QString& address : {bus.address(), u"unix:path=/nonexistent/bus"_s, silent.address()}) {
+            Platform::BusConnection connection(address, std::chrono::milliseconds(100));
+            Platform::UserNotifications notifications(u"org.example.Client"_s, connection);
             notifications.deliver(
                 {"a", "b", "c", "d"}, [](Platform::UserNotifications::Activation) { QFAIL("nobody pressed"); });
             notifications.removeAll();
@@ -213,17 +221,20 @@ private Q_SLOTS:
         if (runs)
             QVERIFY(desktop.registerService("com.qencloud.Join-Tool"));
         Lines lines;
-        JoinDomainAction action(
-            {.activateRunningTool =
-                    [&bus] { return Platform::activateRunningApplication("com.qencloud.Join-Tool", bus.address()); },
-                .resources = "/b/Resources",
-                .console = [&lines](const QString& line) { lines.add(line); },
-                .runScript =
-                    [&lines](const QString& source, Platform::Error* error) {
-                        lines.add(source);
-                        *error = Platform::Error("NSAppleScript", 1);
-                        return QString();
-                    }});
+        JoinDomainAction action({.activateRunningTool =
+                                     [&bus] {
+                                         Platform::BusConnection connection(bus.address());
+                                         return Platform::activateRunningApplication(
+                                             connection, "com.qencloud.Join-Tool");
+                                     },
+            .resources = "/b/Resources",
+            .console = [&lines](const QString& line) { lines.add(line); },
+            .runScript =
+                [&lines](const QString& source, Platform::Error* error) {
+                    lines.add(source);
+                    *error = Platform::Error("NSAppleScript", 1);
+                    return QString();
+                }});
         QSignalSpy joining(&action, &JoinDomainAction::joiningChanged);
         action.tapDomainBtn();
         action.tapDomainBtn(); // one is under way

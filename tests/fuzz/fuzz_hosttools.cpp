@@ -3,9 +3,10 @@
 
 #include "KeyFile.h"
 #include "Mounts.h"
-#include "NftablesRules.h"
+#include "NftablesJson.h"
 #include "PropertyList.h"
 #include "PropertyListText.h"
+#include "SavedTables.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -21,22 +22,31 @@ void require(bool holds, const char* what) {
     std::abort();
 }
 
+bool isRefused(const RuleSet& rules, bool isIpv6) {
+    return judge(rules, isIpv6, {u"eth0"_s}).state == FilterVerdict::State::Refused;
+}
+
 void readRules(const QByteArray& bytes) {
-    const Finding finding = nftablesRefuseByDefault(bytes);
-    require(!finding.isYes() || bytes.contains("drop") || bytes.contains("reject"), "refused by nothing");
-    require(!finding.isYes() || bytes.contains("input"), "refused for another way than in");
-    require(!nftablesRefuseByDefault(bytes + "\n}}}}}}}}\nflush ruleset\n").isYes() || bytes.count('{') > 8,
-        "refused by rules that are taken away");
+    const NftablesRuleSet read = readNftablesJson(bytes);
+    for (const bool isIpv6 : {false, true}) {
+        const bool refused = isRefused(read.rules, isIpv6);
+        require(!refused || bytes.contains("drop") || bytes.contains("reject") || bytes.contains("REJECT"),
+            "refused by nothing");
+        require(!refused || read.failure.isEmpty(), "refused by a text that is not understood");
+        RuleSet saved;
+        const bool isWhole = addSavedTables(saved, bytes, isIpv6 ? u"ip6"_s : u"ip"_s, u"older"_s);
+        require(!isWhole || !isRefused(saved, isIpv6) || bytes.contains("DROP") || bytes.contains("REJECT"),
+            "refused by tables that drop nothing");
+    }
 }
 
 void readMounts(const QByteArray& bytes) {
-    const auto mounts = parseMounts(bytes);
+    const auto mounts = Mounts::parsed(bytes);
     if (!mounts)
         return;
-    const Mount* root = mountAt(*mounts, u"/"_s);
-    require(!root || mountHolding(*mounts, u"/no/such/folder"_s), "below the root and on nothing");
-    for (const Mount& mount : *mounts)
-        require(!mount.point.startsWith(u'/') || mountHolding(*mounts, mount.point), "a place of a mount on nothing");
+    require(!mounts->at(u"/"_s) || mounts->holding(u"/no/such/folder"_s), "below the root and on nothing");
+    for (const Mount& mount : mounts->visible())
+        require(!mount.point.startsWith(u'/') || mounts->holding(mount.point), "a place of a mount on nothing");
 }
 
 } // namespace

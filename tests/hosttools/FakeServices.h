@@ -47,9 +47,12 @@ private:
 class FakeObjects final : public QDBusVirtualObject {
 public:
     QMap<QString, QVariant> answers;
+    /// How many properties have been asked for.
+    int properties = 0;
 
     bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override {
         const bool isProperty = message.member() == u"Get"_s;
+        properties += isProperty;
         const QString name =
             isProperty ? message.path() + QChar(u' ') + message.arguments().value(1).toString() : message.member();
         const QVariant answer = answers.value(name);

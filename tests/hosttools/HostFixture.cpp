@@ -18,7 +18,8 @@ QByteArray unescaped(const QString& text) {
             bytes += QByteArray::fromHex(raw.mid(i + 2, 2));
             i += 3;
         } else {
-            bytes += raw.mid(++i, 1) == "n" ? '\n' : '\t';
+            const QByteArray escaped = raw.mid(++i, 1);
+            bytes += escaped == "n" ? "\n" : escaped == "\\" ? "\\" : "\t";
         }
     }
     return bytes;
@@ -63,15 +64,23 @@ bool HostFixture::add(const QString& line) {
             isDone = isDone && linkToDevice(u"/sys/fs/btrfs/%1/devices/%2"_s.arg(words[1], name), name);
         return isDone;
     }
+    if (kind == u"bcachefs") {
+        bool isDone = true;
+        for (qsizetype i = 2; i < words.size(); ++i)
+            isDone = isDone && linkToDevice(u"/sys/fs/bcachefs/%1/dev-%2/block"_s.arg(words[1]).arg(i - 2), words[i]);
+        return isDone;
+    }
     return addDevice(kind, words);
 }
 
 bool HostFixture::addDevice(const QString& kind, const QStringList& words) {
     const QString name = words.value(1);
-    const bool isDisk = kind == u"disk";
-    const QString folder = kind == u"part" ? m_devices.value(words.value(3)) + u'/' + name
-        : isDisk                           ? u"/sys/devices/pci0/ata1/block/"_s + name
-                                           : u"/sys/devices/virtual/block/"_s + name;
+    const QMap<QString, QString> places{{u"disk"_s, u"/sys/devices/pci0/ata1/block"_s},
+        {u"usbdisk"_s, u"/sys/devices/pci0/usb1/1-2/host6/block"_s},
+        {u"nvme"_s, u"/sys/devices/virtual/nvme-subsystem/nvme-subsys0"_s},
+        {u"part"_s, m_devices.value(words.value(3))}};
+    const bool isDisk = places.contains(kind) && kind != u"part";
+    const QString folder = places.value(kind, u"/sys/devices/virtual/block"_s) + u'/' + name;
     m_devices[name] = folder;
     bool isDone = write(folder + "/dev", words.value(2).toUtf8() + '\n') &&
         linkToDevice("/sys/class/block/" + name, name) && linkToDevice("/sys/dev/block/" + words[2], name);

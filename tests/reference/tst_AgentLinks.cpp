@@ -3,7 +3,9 @@
 #include "QenCloudClientProcessListener.h"
 #include "QenCloudTicketHelper.h"
 #include "QenLogHelper.h"
+#include "TaskHelper.h"
 #include "VindorClient.h"
+#include "VpnComponent.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -131,7 +133,7 @@ bool check(QenCloudTicketHelper& helper) {
 uint serviceProcess(const QString& address) {
     const QString name = u"asking"_s;
     QDBusConnection bus = QDBusConnection::connectToBus(address, name);
-    const QDBusReply<uint> pid = bus.interface()->servicePid(Platform::Deployment::TicketServiceName);
+    const QDBusReply<uint> pid = bus.interface()->servicePid(Deployment::TicketServiceName);
     QDBusConnection::disconnectFromBus(name);
     return pid.isValid() ? pid.value() : 0;
 }
@@ -167,7 +169,7 @@ private Q_SLOTS:
         world.stopAgent();
         QVERIFY(!QFile::exists(world.portFile()));
         QVERIFY(!QFile::exists(world.vpn()));
-        QCOMPARE(accessAndStop(client)[0], int(VindorClient::NoAccess));
+        QCOMPARE(accessAndStop(client)[0], int(AgentStop::NoAccess));
         QVERIFY(world.startAgent());
         QCOMPARE(accessAndStop(client), codes);
     }
@@ -181,7 +183,7 @@ private Q_SLOTS:
         QTest::newRow("refuses") << QByteArray(R"({"ticketService": {"starts": false}})") << true
                                  << u"Service run Fail"_s << true;
         QTest::newRow("silent") << QByteArray(R"({"ticketService": {"silent": true}})") << false
-                                << u"Service run Fail"_s << false;
+                                << u"Service gave no reply"_s << false;
     }
     void aServiceIsNewUntilItsProxyRuns() {
         QFETCH(QByteArray, settings);
@@ -204,16 +206,19 @@ private Q_SLOTS:
         QenLogHelper log(world.logFolder(), world.logRecord());
         QenCloudTicketHelper ticket(log, world.address());
         VindorClient client(world.portFile());
+        const VpnComponent vpn({.tasks = TaskHelper::sharedInstance(), .executable = world.vpn(), .agent = &client});
         std::atomic<bool> signedIn{true};
         QenCloudClientProcessListener listener(
             {.getNetworkType = [] {},
-                .iflogin = [&signedIn] { return signedIn.load(); },
+                .signIn = [&signedIn] { return signedIn ? quint64(1) : quint64(0); },
                 .isCheckAndShow = [] { return true; },
                 .checkXPCServiceIsReInital = [&ticket] { return ticket.checkXPCServiceIsReInital(); },
+                .isTicketServiceRefusing = [&ticket] { return ticket.isRefusing(); },
                 .existZelVPN = [&client] { accessAndStop(client); },
                 .runTicketXPC = [&ticket] { ticket.runTicketXPC(); },
-                .reloadZelVPN = [&world] { world.requestPolicy(); }},
-            log, world.vpn(), std::chrono::milliseconds(300));
+                .reloadZelVPN = [&world] { world.requestPolicy(); },
+                .vpnProcessIds = [&vpn](Platform::Error* error) { return vpn.processIds(error); }},
+            log, std::chrono::milliseconds(300));
         listener.startListening();
         const QByteArray first = world.waitForAgent("started ZelVPN");
         QVERIFY(!first.isEmpty());

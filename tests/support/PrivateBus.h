@@ -22,6 +22,7 @@ public:
 
     /// Empty when the daemon could not be started.
     const QString& address() const { return m_address; }
+    pid_t pid() const { return static_cast<pid_t>(m_daemon.processId()); }
 
 private:
     QProcess m_daemon;

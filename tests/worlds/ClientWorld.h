@@ -9,7 +9,11 @@
 #include "QenCloudNGNLogin.h"
 #include "QenLogHelper.h"
 #include "QenServerConfig.h"
+#include "Session.h"
+#include "TaskHelper.h"
+#include "VpnComponent.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -71,13 +75,37 @@ private:
 /// A client without windows: the services from the log up to the login helper, on a folder of their own.
 class ClientWorld {
 public:
-    explicit ClientWorld(ClientFolder& folder, LoginLinks links = {}, QString vpnExecutable = u"/no/such/vpn"_s)
+    explicit ClientWorld(ClientFolder& folder, LoginLinks links = {}, AgentAccessLink* agentLink = nullptr,
+        const QString& vpnExecutable = u"/no/such/vpn"_s)
         : log(folder.logs(), folder.file(u"logs.data"_s)),
           config(folder.agent() + u"/.QenConfig"_s, folder.support() + u"/QenCloudL"_s),
-          device(folder.machine(), {}, ClientFolder::addresses),
-          accounts({config, domain, device, log, folder.support()}), front(accounts),
-          helper({front, accounts, device, log, {folder.support(), folder.agent(), std::move(vpnExecutable)}, links}),
+          device(folder.machine(), {}, ClientFolder::addresses), session(folder.support()),
+          accounts({.config = config,
+              .domain = domain,
+              .device = device,
+              .log = log,
+              .applicationSupport = folder.support(),
+              .userid = [this] { return session.current().record.value_or(AccountModel()).userid(); }}),
+          front(accounts),
+          vpn({.tasks = TaskHelper::sharedInstance(), .executable = vpnExecutable, .agent = agentLink}),
+          state(folder.support() + u"/QenCloudL"_s), agent(folder.agent()), helper({.session = session,
+                                                                                .server = front,
+                                                                                .accounts = accounts,
+                                                                                .device = device,
+                                                                                .log = log,
+                                                                                .vpn = vpn,
+                                                                                .state = state,
+                                                                                .agent = agent,
+                                                                                .links = links}),
           m_folder(folder) {}
+
+    /// Puts a record in place as another process would, or takes it away, and waits until the main thread has heard of
+    /// it.
+    void store(const std::optional<AccountModel>& record) {
+        QVERIFY(record ? record->save(m_folder.support()) : AccountModel::deleteCurrentModel(m_folder.support()));
+        session.look();
+        QCoreApplication::processEvents();
+    }
 
     /// Everything that the log holds so far.
     QString logText() {
@@ -95,9 +123,15 @@ public:
     QenServerConfig config;
     QenAnalyseDomain domain;
     ITDevice device;
+    Session session;
     AccountManager accounts;
     QenCloudNGNLogin front;
+    VpnComponent vpn;
+    StateFolder state;
+    AgentSettings agent;
     QenCloudLoginHelper helper;
+    /// Last: its end waits for what views have begun.
+    Platform::TaskGroup work;
 
 private:
     ClientFolder& m_folder;

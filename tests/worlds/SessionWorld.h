@@ -23,19 +23,20 @@ using namespace Qt::StringLiterals;
 /// What the left bar and the login window of one client stand on, in a folder of its own.
 class SessionWorld final : public ApplicationInterface {
 public:
-    /// Lives until the process ends: requests on their way still use it when a test is over.
-    static SessionWorld& make() {
-        static auto* const kept = new std::vector<std::unique_ptr<SessionWorld>>;
-        kept->push_back(std::unique_ptr<SessionWorld>(new SessionWorld));
-        return *kept->back();
-    }
-
     SessionViewWorld views() {
         using namespace std::chrono_literals;
-        return {*this, client.helper, client.config, client.device, client.log, center, folder.support(), 100ms,
-            codeInterval, 10s, [this](const QHostAddress&) { return network; }};
+        return {.application = *this,
+            .login = client.helper,
+            .config = client.config,
+            .device = client.device,
+            .log = client.log,
+            .center = center,
+            .work = client.work,
+            .pollInterval = 100ms,
+            .codeInterval = codeInterval,
+            .consoleInterval = 10s,
+            .networkReader = [this](const QHostAddress&) { return network; }};
     }
-    void setItemsHiddenMenu() override { ++menuRefreshes; }
     void showAlertTipForLogin(const QString&) override {}
     /// Writes the agent's choice of login methods.
     void offer(const char* otp, int qrcode, int account) {
@@ -50,10 +51,6 @@ public:
     Platform::NotificationCenter center;
     Platform::NetworkFacts network;
     std::chrono::milliseconds codeInterval{12000};
-    std::atomic<int> menuRefreshes{0};
-
-private:
-    SessionWorld() = default;
 };
 
 /// Messages of the boxes that stand open.

@@ -3,12 +3,12 @@
 #include "ClientWorld.h"
 
 #include "ApplicationInterface.h"
-#include "Bundle.h"
 #include "MainViewWorld.h"
 #include "MavResources.h"
 #include "NotificationCenter.h"
 #include "Reachability.h"
 #include "ReferenceServer.h"
+#include "StringTable.h"
 #include "Theme.h"
 #include "UserDefaults.h"
 #include "WidgetDriving.h"
@@ -25,24 +25,27 @@ using namespace Qt::StringLiterals;
 /// What the pages of one client stand on, in a folder of its own; records what they ask of the application.
 class ViewWorld final : public ApplicationInterface {
 public:
-    /// Lives until the process ends: requests on their way still use it when a test is over.
-    static ViewWorld& make() {
-        static auto* const kept = new std::vector<std::unique_ptr<ViewWorld>>;
-        kept->push_back(std::unique_ptr<ViewWorld>(new ViewWorld));
-        return *kept->back();
-    }
     static void prepareApplication() {
         initMavResources();
-        QVERIFY(Platform::installStringTable());
+        QVERIFY(installStringTable());
         Theme::apply(*qApp);
     }
 
     MainViewWorld views() {
         using namespace std::chrono_literals;
-        return {*this, client.helper, client.config, client.log, center, defaults, reachability, folder.support(),
-            folder.agent(), 50ms, 100ms};
+        return {.application = *this,
+            .login = client.helper,
+            .config = client.config,
+            .log = client.log,
+            .center = center,
+            .defaults = defaults,
+            .reachability = reachability,
+            .work = client.work,
+            .applicationSupport = folder.support(),
+            .agentState = folder.agent(),
+            .probeDelay = 50ms,
+            .ticketInterval = 100ms};
     }
-    void setItemsHiddenMenu() override { ++menuRefreshes; }
     void showAlertTipForLogin(const QString& text) override {
         const std::lock_guard lock(m_mutex);
         m_alerts << text;
@@ -60,7 +63,7 @@ public:
         record.setUserid(user);
         record.setTicket(u"T"_s);
         record.setLoginType(LoginType::Account);
-        QVERIFY(record.save(folder.support()));
+        client.store(record);
     }
 
     ClientFolder folder;
@@ -68,16 +71,14 @@ public:
     Platform::NotificationCenter center;
     Platform::UserDefaults defaults{folder.file(u"defaults.plist"_s)};
     Platform::Reachability reachability{[](const QHostAddress&) { return Platform::NetworkFacts(); }};
-    std::atomic<int> menuRefreshes{0};
 
 private:
-    ViewWorld() = default;
     std::mutex m_mutex;
     QStringList m_alerts;
 };
 
 inline QString textFor(const char* key) {
-    const QString text = Platform::localizedString(QString::fromLatin1(key));
+    const QString text = localizedString(QString::fromLatin1(key));
     return text.isEmpty() ? u"no text for "_s + QString::fromLatin1(key) : text;
 }
 

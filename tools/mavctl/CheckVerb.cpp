@@ -3,6 +3,7 @@
 #include "Paths.h"
 #include "QenCheck.h"
 #include "QenCheckRound.h"
+#include "StateCatalogue.h"
 #include "StateFiles.h"
 #include "TaskHelper.h"
 #include "Verb.h"
@@ -25,9 +26,7 @@ QenCheck::World quietWorld() {
         .tasks = TaskHelper::sharedInstance(),
         .center = Platform::NotificationCenter::defaultCenter(),
         .agentState = Platform::Paths::agentState(),
-        .applicationBundle = Platform::Paths::applicationBundle(),
-        .applicationSupport = Platform::Paths::applicationSupport(),
-        .checkDomainAccount = {}};
+        .applicationBundle = Platform::Paths::applicationBundle()};
 }
 
 /// Runs one round to its end. The end is that of the last check and of the closing that follows the last result.
@@ -71,8 +70,9 @@ QJsonObject summaryOf(const QenCheckRound& round) {
         }
     }
     const int level = CheckLook::levelFor(failed);
-    const QString policy = Platform::Paths::agentState() + text("/complianceInfo.archive");
-    return {{text("policy"), StateFiles::word(StateFiles::stateOf(policy, StateFiles::Form::Archive).condition)},
+    const QString policy = Platform::Paths::agentState() + u'/' + StateFiles::ComplianceInfo;
+    return {{text("policy"),
+                StateCatalogue::word(StateCatalogue::stateOf(policy, StateCatalogue::Form::Archive).condition)},
         {text("policy_file"), policy}, {text("checks"), checks}, {text("required"), checks.size()},
         {text("not_met"), failed}, {text("no_result"), silent}, {text("level"), level},
         {text("state"), CheckLook::stateText(level)}, {text("compliant"), failed == 0 && silent == 0}};

@@ -26,6 +26,8 @@ Finding trayHost();
 Finding notificationService();
 Finding ticketService();
 Finding chineseFonts();
+/// The one on the system bus that tells the host tools what only a privileged reader sees.
+Finding factsService();
 
 Finding agentFolder();
 Finding agentFiles();

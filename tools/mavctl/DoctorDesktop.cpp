@@ -115,7 +115,7 @@ Finding notificationService() {
 
 Finding ticketService() {
     const QString subject = text("ticket service");
-    const QString service = Platform::Deployment::TicketServiceName;
+    const QString service = Deployment::TicketServiceName;
     if (isRunning(service))
         return {subject, State::Good, text("running")};
     if (isStartable(service))

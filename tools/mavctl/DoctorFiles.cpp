@@ -2,6 +2,7 @@
 #include "HttpSession.h"
 #include "Paths.h"
 #include "QenServerConfig.h"
+#include "StateCatalogue.h"
 #include "StateFiles.h"
 
 #include <QDir>
@@ -49,12 +50,12 @@ Finding agentFiles() {
     QStringList damaged;
     QStringList unreadable;
     int present = 0;
-    for (const StateFiles::File& file : StateFiles::all()) {
-        const auto condition = StateFiles::stateOf(file.path, file.form).condition;
-        if (!file.isAgents || condition == StateFiles::Condition::Missing)
+    for (const StateCatalogue::File& file : StateCatalogue::all()) {
+        const auto condition = StateCatalogue::stateOf(file.path, file.form).condition;
+        if (!file.isAgents || condition == StateCatalogue::Condition::Missing)
             continue;
         ++present;
-        if (condition == StateFiles::Condition::Damaged)
+        if (condition == StateCatalogue::Condition::Damaged)
             (QFileInfo(file.path).isReadable() ? damaged : unreadable) << file.path;
     }
     if (!unreadable.isEmpty())
@@ -73,7 +74,7 @@ Finding agentFiles() {
 Finding server() {
     const QString subject = text("server");
     const auto config =
-        std::make_unique<QenServerConfig>(Paths::agentState() + text("/.QenConfig"), Paths::userState());
+        std::make_unique<QenServerConfig>(Paths::agentState() + u'/' + StateFiles::ServerList, Paths::userState());
     config->readServerConfig();
     const QString address = config->AcountIP_Config();
     if (address.isEmpty())
@@ -87,7 +88,7 @@ Finding server() {
     const Platform::Error error = promise.get_future().get();
     if (!error)
         return {subject, State::Good, url + text(" answers")};
-    return {subject, State::Problem, url + text(": ") + error.localizedDescription(),
+    return {subject, State::Problem, url + text(": ") + error.localizedFailureReason(),
         text("Check the network and the address in the client's server settings; if both are right, ask the "
              "administrator whether the server runs.")};
 }

@@ -3,6 +3,7 @@
 #include "Deployment.h"
 #include "Paths.h"
 #include "QenServerConfig.h"
+#include "StateCatalogue.h"
 #include "StateFiles.h"
 #include "TaskHelper.h"
 #include "Verb.h"
@@ -62,7 +63,7 @@ QJsonValue endpoint(const QString& server, quint64 port) {
 
 QJsonObject serverFacts() {
     const auto config =
-        std::make_unique<QenServerConfig>(Paths::agentState() + text("/.QenConfig"), Paths::userState());
+        std::make_unique<QenServerConfig>(Paths::agentState() + u'/' + StateFiles::ServerList, Paths::userState());
     config->readServerConfig();
     return {{text("used"), endpoint(config->AcountIP_Config(), config->AcountIP_Port())},
         {text("intranet"), endpoint(config->intranet_server(), config->intranet_port())},
@@ -71,7 +72,7 @@ QJsonObject serverFacts() {
 }
 
 QString networkChoice() {
-    const auto marker = unarchiveObjectWithFile(Paths::userState() + text("/netType.archive"));
+    const auto marker = unarchiveObjectWithFile(Paths::userState() + u'/' + StateFiles::NetType);
     if (!marker || !marker->isString())
         return text("not chosen yet");
     return marker->string() == u"1" ? text("extranet") : text("intranet");
@@ -84,7 +85,7 @@ QString ticketService() {
         return text("no session bus");
     QDBusMessage question = QDBusMessage::createMethodCall(text("org.freedesktop.DBus"), text("/org/freedesktop/DBus"),
         text("org.freedesktop.DBus"), text("NameHasOwner"));
-    question << Platform::Deployment::TicketServiceName;
+    question << Deployment::TicketServiceName;
     const QDBusReply<bool> answer = bus.call(question, QDBus::Block, BusTimeout);
     if (!answer.isValid())
         return text("the session bus does not answer");
@@ -95,7 +96,7 @@ QJsonArray vpnProcesses() {
     QString output;
     TaskHelper::sharedInstance().excuteTaskPath(text("/bin/bash"),
         {text("-c"),
-            text("/bin/ps aux | grep -w '%1' | grep -v 'grep' | awk '{print $2}'").arg(Paths::vpnExecutable())},
+            text("/bin/ps aux | grep -w '%1' | grep -v 'grep' | awk '{print $2}'").arg(Deployment::vpnExecutable())},
         &output, nullptr);
     QJsonArray processes;
     for (const QString& line : output.split(u'\n', Qt::SkipEmptyParts))
@@ -105,10 +106,10 @@ QJsonArray vpnProcesses() {
 
 QJsonArray fileFacts() {
     QJsonArray files;
-    for (const StateFiles::File& file : StateFiles::all()) {
-        const StateFiles::State state = StateFiles::stateOf(file.path, file.form);
+    for (const StateCatalogue::File& file : StateCatalogue::all()) {
+        const StateCatalogue::State state = StateCatalogue::stateOf(file.path, file.form);
         QJsonObject object{{text("path"), file.path}, {text("writer"), file.isAgents ? text("agent") : text("client")},
-            {text("file"), StateFiles::word(state.condition)}};
+            {text("file"), StateCatalogue::word(state.condition)}};
         if (state.changed.isValid())
             object.insert(text("age_s"), std::max<qint64>(0, state.changed.secsTo(QDateTime::currentDateTime())));
         files.append(object);

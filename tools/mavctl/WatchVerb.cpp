@@ -1,7 +1,8 @@
 #include "AccountModel.h"
-#include "AgentFileChange.h"
 #include "FileEventStream.h"
 #include "Paths.h"
+#include "QenUIFileListener.h"
+#include "StateCatalogue.h"
 #include "StateFiles.h"
 #include "Verb.h"
 
@@ -21,20 +22,20 @@ namespace {
 /// What the client makes of a changed record; empty for nothing.
 QString recordNotice() {
     const auto record = AccountModel::currentModel(Platform::Paths::applicationSupport());
-    const auto object = record ? ticketNotice(*record) : std::nullopt;
+    const auto object = record ? QenUIFileListener::ticketNotice(*record) : std::nullopt;
     if (!object)
         return {};
     return object->isValid() ? u"ticket timed out"_s : u"domain session changed"_s;
 }
 
 QJsonObject change(const QString& path) {
-    const AgentFileChange* meaning = AgentFileChange::ofPath(path);
-    const auto state = StateFiles::stateOf(path, StateFiles::formOf(path));
+    const QenUIFileListener::Change* meaning = QenUIFileListener::changeOf(path);
+    const auto state = StateCatalogue::stateOf(path, StateCatalogue::formOf(path));
     QJsonObject object{{u"time"_s, QDateTime::currentDateTime().toString(Qt::ISODateWithMs)}, {u"path"_s, path},
-        {u"file"_s, StateFiles::word(state.condition)}};
+        {u"file"_s, StateCatalogue::word(state.condition)}};
     if (meaning)
         object.insert(u"message"_s, meaning->line);
-    const QString notice = path.endsWith(u"/login.archive"_s) ? recordNotice() : QString();
+    const QString notice = path.endsWith(u"/"_s + StateFiles::Login) ? recordNotice() : QString();
     if (!notice.isEmpty())
         object.insert(u"notice"_s, notice);
     return object;
@@ -69,8 +70,8 @@ Exit runWatch(const QStringList& arguments) {
 
     bool isWritten = true;
     Platform::FileEventStream stream(
-        followedFiles(Platform::Paths::agentState(), Platform::Paths::applicationSupport()), FollowLatency,
-        [&](const QStringList& paths) {
+        QenUIFileListener::followedFiles(Platform::Paths::agentState(), Platform::Paths::applicationSupport()),
+        QenUIFileListener::Latency, [&](const QStringList& paths) {
             for (const QString& path : paths)
                 isWritten = isWritten && print(lineOf(change(path), asJson)) == Exit::Ok;
             if (!isWritten)

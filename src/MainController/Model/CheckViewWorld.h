@@ -22,8 +22,6 @@ struct CheckViewWorld {
     QenLogHelper& log;
     Platform::NotificationCenter& center;
     Platform::Workspace& workspace;
-    /// The user's Application Support folder.
-    QString applicationSupport;
     /// The agent's data folder.
     QString agentState;
     QenCheckRound::World round;

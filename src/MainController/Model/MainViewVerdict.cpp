@@ -2,6 +2,7 @@
 
 #include "ArchiveStore.h"
 #include "IntegerValue.h"
+#include "StateFiles.h"
 
 using namespace Qt::StringLiterals;
 
@@ -32,7 +33,7 @@ NetworkAccessPolicy networkAccessPolicy(const QVariant& inacSSIDInfo) {
 }
 
 NetworkAccessPolicy storedNetworkAccessPolicy(const QString& agentState) {
-    const auto file = unarchivedObjectWithFilePath(agentState + u"/inacSSIDInfo.archive"_s);
+    const auto file = unarchivedObjectWithFilePath(agentState + u'/' + StateFiles::InacSsidInfo);
     return networkAccessPolicy(file ? file->toVariant() : QVariant());
 }
 

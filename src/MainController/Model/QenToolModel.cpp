@@ -2,9 +2,23 @@
 
 #include "IntegerValue.h"
 
+#include <QUrl>
+
 #include <algorithm>
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+QString nameFor(const QenToolModel& tool) {
+    if (!tool.appName.trimmed().isEmpty())
+        return tool.appName;
+    if (!tool.procName.isEmpty())
+        return tool.procName.endsWith(u".app") ? tool.procName.chopped(4) : tool.procName;
+    return QUrl::fromUserInput(tool.desUrl).host();
+}
+
+} // namespace
 
 std::optional<QenToolModel> QenToolModel::initWithDictionary(const QVariant& dictionary) {
     if (dictionary.typeId() != QMetaType::QVariantMap)
@@ -31,12 +45,18 @@ std::optional<QenToolModel> QenToolModel::initWithDictionary(const QVariant& dic
     return model;
 }
 
-QList<QenToolModel> toolModels(const QVariant& appMgrList) {
+QList<QenToolModel> toolModels(const QVariant& appMgrList, const std::function<void(const QString& line)>& log) {
     QList<QenToolModel> models;
     if (appMgrList.typeId() != QMetaType::QVariantList)
         return models;
     for (const QVariant& entry : appMgrList.toList()) {
-        if (const auto model = QenToolModel::initWithDictionary(entry))
+        auto model = QenToolModel::initWithDictionary(entry);
+        if (!model)
+            continue;
+        model->appName = nameFor(*model);
+        if (model->appName.isEmpty())
+            log(u"[QenToolModel] a tool without name, program and address is left out"_s);
+        else
             models.append(*model);
     }
     std::stable_sort(models.begin(), models.end(),

@@ -4,6 +4,7 @@
 #include <QString>
 #include <QVariant>
 
+#include <functional>
 #include <optional>
 
 /// One tool that the administrator assigned to the signed-in user. A value.
@@ -30,5 +31,6 @@ struct QenToolModel {
     bool operator==(const QenToolModel&) const = default;
 };
 
-/// The agent's list as records by serial number; equal numbers keep their order.
-QList<QenToolModel> toolModels(const QVariant& appMgrList);
+/// The agent's list as records by serial number; equal numbers keep their order. A record without a name gets that of
+/// its program or of its address's host; one with neither is left out and told to @p log.
+QList<QenToolModel> toolModels(const QVariant& appMgrList, const std::function<void(const QString& line)>& log);

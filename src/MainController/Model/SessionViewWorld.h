@@ -1,8 +1,7 @@
 #pragma once
 
 #include "Reachability.h"
-
-#include <QString>
+#include "TaskGroup.h"
 
 #include <chrono>
 
@@ -24,8 +23,8 @@ struct SessionViewWorld {
     ITDevice& device;
     QenLogHelper& log;
     Platform::NotificationCenter& center;
-    /// The user's Application Support folder.
-    QString applicationSupport;
+    /// Work that the views have begun and do not wait for.
+    Platform::TaskGroup& work;
     /// Of the two session polls.
     std::chrono::milliseconds pollInterval{3000};
     std::chrono::milliseconds codeInterval{12000};

@@ -1,5 +1,7 @@
 #include "ToolOpening.h"
 
+#include "WrappableText.h"
+
 using namespace Qt::StringLiterals;
 
 bool isHyperlink(const QenToolModel& tool) {
@@ -17,6 +19,6 @@ ToolOpening toolOpening(const QenToolModel& tool, bool isInstalled) {
         return {Action::Launch, {}, tool.procName, {}};
     if (!tool.downloadUrl.isEmpty())
         return {Action::OfferDownload, tool.downloadUrl, {},
-            u"未安装应用【%1】，如需下载安装，请点击\"下载\""_s.arg(tool.appName)};
-    return {Action::TellMissing, {}, {}, u"未安装应用【%1】，请自行下载安装该软件"_s.arg(tool.appName)};
+            u"未安装应用【%1】，如需下载安装，请点击\"下载\""_s.arg(shortened(tool.appName))};
+    return {Action::TellMissing, {}, {}, u"未安装应用【%1】，请自行下载安装该软件"_s.arg(shortened(tool.appName))};
 }

@@ -23,10 +23,10 @@ QenAboutWindowController::QenAboutWindowController(QWidget* parent)
     m_ui->setupUi(this);
     setFixedWidth(WindowWidth);
     layout()->setSizeConstraint(QLayout::SetFixedSize);
-    setAccessibleName(u"关于 Mav"_s);
+    setAccessibleName(qtTrId("AboutMav"));
     m_ui->markView->setPixmap(Theme::picture(u"mark"_s, {MarkSize, MarkSize}, devicePixelRatioF()));
-    m_ui->versionLab->setText(u"版本 %1"_s.arg(Platform::infoValue(u"CFBundleShortVersionString"_s)));
-    m_ui->buildLab->setText(u"构建 %1"_s.arg(Platform::infoValue(u"CFBundleVersion"_s)));
+    m_ui->versionLab->setText(qtTrId("VersionNamed").arg(Platform::infoValue(u"CFBundleShortVersionString"_s)));
+    m_ui->buildLab->setText(qtTrId("BuildNamed").arg(Platform::infoValue(u"CFBundleVersion"_s)));
     connect(m_ui->closeBtn, &QPushButton::clicked, this, &QWidget::close);
 }
 

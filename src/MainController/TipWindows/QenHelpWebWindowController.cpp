@@ -66,11 +66,17 @@ QenHelpWebWindowController::QenHelpWebWindowController(QWidget* parent)
     auto* sideLayout = new QHBoxLayout(side);
     sideLayout->setContentsMargins(Theme::Space12, Theme::Space16, Theme::Space12, Theme::Space16);
     sideLayout->addWidget(m_topics);
+    auto* ground = new QFrame(this);
+    ground->setObjectName(u"boxGround"_s);
+    auto* groundLayout = new QHBoxLayout(ground);
+    // For the focus ring.
+    groundLayout->setContentsMargins(Theme::Space4, Theme::Space4, Theme::Space4, Theme::Space4);
+    groundLayout->addWidget(m_page);
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
     layout->addWidget(side);
-    layout->addWidget(m_page, 1);
+    layout->addWidget(ground, 1);
     addTopics();
     connect(m_topics, &QListWidget::currentRowChanged, this, &QenHelpWebWindowController::showTopic);
 }
@@ -98,23 +104,13 @@ void QenHelpWebWindowController::loadHelpWithTag(const QString& tag) {
 
 QRect QenHelpWebWindowController::frameOver(const QRect& window, const QRect& screen) {
     const QSize size = Theme::HelpWindowSize.boundedTo(screen.size());
-    const QPoint wanted = originForCentring(size, window) + QPoint(Shift, -Shift);
-    return {{std::clamp(wanted.x(), screen.left(), screen.left() + screen.width() - size.width()),
-                std::clamp(wanted.y(), screen.top(), screen.top() + screen.height() - size.height())},
-        size};
+    return {originWithin(screen, size, window.translated(Shift, -Shift)), size};
 }
 
 void QenHelpWebWindowController::openOver(const QWidget* window) {
-    const QWidget* over = window ? window->window() : nullptr;
-    const QScreen* screen = over ? over->screen() : QGuiApplication::primaryScreen();
-    const QRect area = screen->availableGeometry();
     setWindowState(windowState() & ~(Qt::WindowMaximized | Qt::WindowFullScreen));
-    // The desktop draws its title bar around the geometry; the other window tells how thick it is.
-    const QRect inner = over ? over->geometry() : area;
-    const QRect outer = over ? over->frameGeometry() : area;
-    setGeometry(frameOver(inner,
-        area.adjusted(inner.left() - outer.left(), inner.top() - outer.top(), inner.right() - outer.right(),
-            inner.bottom() - outer.bottom())));
+    const QRect area = window ? areaAround(*window) : QGuiApplication::primaryScreen()->availableGeometry();
+    setGeometry(frameOver(window ? window->window()->geometry() : area, area));
     makeKeyAndOrderFront();
 }
 

@@ -1,5 +1,6 @@
 #include "AnimatedPicture.h"
 
+#include "Motion.h"
 #include "Theme.h"
 
 #include <QMovie>
@@ -39,7 +40,9 @@ void AnimatedPicture::follow() {
         m_movie = std::make_unique<QMovie>(u":/animations/"_s + m_animation);
         connect(m_movie.get(), &QMovie::frameChanged, this, qOverload<>(&QWidget::update));
     }
-    if (moves)
+    if (moves && Motion::isReduced())
+        m_movie->jumpToFrame(0);
+    else if (moves)
         m_movie->start();
     else
         m_movie.reset();
@@ -48,7 +51,7 @@ void AnimatedPicture::follow() {
 
 void AnimatedPicture::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    if (isMoving()) {
+    if (m_movie) {
         // Drawn at twice its size.
         painter.setRenderHint(QPainter::SmoothPixmapTransform);
         painter.drawPixmap(rect(), m_movie->currentPixmap());

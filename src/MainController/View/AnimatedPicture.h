@@ -6,7 +6,8 @@
 
 class QMovie;
 
-/// An animation while something runs, a picture otherwise. The animation costs time only while it runs and can be seen.
+/// An animation while something runs, a picture otherwise. The animation costs time only while it runs and can be seen;
+/// its first image stands for it where the person wants little motion.
 class AnimatedPicture final : public QWidget {
     Q_OBJECT
 public:

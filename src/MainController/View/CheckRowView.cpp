@@ -15,16 +15,42 @@ namespace {
 
 constexpr int LineGap = 2;
 
+/// How an outcome looks.
+struct Look {
+    QString picture;
+    Theme::Color color;
+    QString role;
+    QString word;
+};
+
+Look lookOf(QenCheckModel::Outcome outcome) {
+    using Outcome = QenCheckModel::Outcome;
+    switch (outcome) {
+    case Outcome::Passed:
+        return {u"outcome_passed"_s, Theme::Color::SafeText, u"safe"_s, u"正常"_s};
+    case Outcome::Failed:
+        return {u"outcome_failed"_s, Theme::Color::Danger, u"failed"_s, qtTrId("CheckFailed")};
+    case Outcome::Unknown:
+        return {u"outcome_unknown"_s, Theme::Color::SecondText, u"second"_s, qtTrId("CheckUnknown")};
+    case Outcome::Running:
+        break;
+    }
+    return {u"outcome_running"_s, Theme::Color::Brand, u"second"_s, qtTrId("CheckRunning")};
+}
+
 } // namespace
 
 CheckRowView::CheckRowView(QWidget* parent)
     : QWidget(parent), m_fold(makeFold()), m_icon(new QLabel(this)), m_title(new QLabel(this)),
-      m_detail(new ElidedLabel(this)), m_state(new QLabel(this)), m_repair(makeRepair()) {
+      m_verdict(new QLabel(this)), m_detail(new ElidedLabel(this)), m_state(new QLabel(this)), m_repair(makeRepair()) {
     setFixedHeight(Height);
+    m_icon->setObjectName(u"checkMark"_s);
     m_icon->hide();
-    for (QLabel* label : {m_title, m_state})
+    for (QLabel* label : {m_title, m_verdict, m_state})
         label->setTextFormat(Qt::PlainText);
     m_title->setObjectName(u"checkTitle"_s);
+    m_verdict->setObjectName(u"checkVerdict"_s);
+    m_verdict->hide();
     m_detail->setObjectName(u"checkDetail"_s);
     m_detail->setProperty("textRole", u"note"_s);
     m_state->setObjectName(u"checkState"_s);
@@ -32,7 +58,12 @@ CheckRowView::CheckRowView(QWidget* parent)
     auto* texts = new QVBoxLayout;
     texts->setSpacing(LineGap);
     texts->addStretch();
-    texts->addWidget(m_title);
+    auto* head = new QHBoxLayout;
+    head->setSpacing(Theme::Space8);
+    head->addWidget(m_title);
+    head->addWidget(m_verdict);
+    head->addStretch();
+    texts->addLayout(head);
     texts->addWidget(m_detail);
     texts->addStretch();
     auto* layout = new QHBoxLayout(this);
@@ -59,8 +90,8 @@ HoverPictureButton* CheckRowView::makeRepair() {
     auto* button = new HoverPictureButton(this);
     button->setObjectName(u"repairBtn"_s);
     button->setProperty("kind", u"textTool"_s);
-    button->setText(u"修复"_s);
-    button->setToolTip(u"查看如何修复"_s);
+    button->setText(qtTrId("Repair"));
+    button->setToolTip(qtTrId("RepairTip"));
     button->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     button->setIconSize({Theme::SmallIconSize, Theme::SmallIconSize});
     button->setPictures(u"repairBtn"_s, u"repairBtn_hover"_s);
@@ -76,30 +107,48 @@ void CheckRowView::show(const QenRootModel& category) {
     m_icon->show();
     m_title->setText(category.name());
     m_detail->hide();
-    setState(look.repairText, true);
+    setState(look.repairText, u"failed"_s);
 }
 
 void CheckRowView::show(const QenCheckModel& check) {
-    const CheckLook::CheckRow look = CheckLook::checkRow(check.isWarn(), check.keyword());
     m_title->setText(check.title());
-    m_detail->setText(check.detail());
-    m_detail->setVisible(!check.detail().isEmpty());
+    const QString note = check.note();
+    m_detail->setText(note.isEmpty() ? check.detail() : note);
+    m_detail->setVisible(!m_detail->text().isEmpty());
     m_keyword = check.keyword();
-    setState(look.stateText, check.isWarn());
-    m_repair->setAccessibleName(u"修复 %1"_s.arg(check.title()));
-    m_repair->setVisible(look.hasRepairButton);
-    m_state->setVisible(!look.hasRepairButton);
+    m_repair->setAccessibleName(qtTrId("RepairNamed").arg(check.title()));
+    showOutcome(check);
 }
 
-void CheckRowView::setState(const QString& text, bool isWarn) {
+void CheckRowView::showOutcome(const QenCheckModel& check) {
+    using Outcome = QenCheckModel::Outcome;
+    const Outcome outcome = check.outcome();
+    const Look look = lookOf(outcome);
+    m_icon->setPixmap(Theme::picture(
+        look.picture, {Theme::IconSize, Theme::IconSize}, devicePixelRatioF(), Theme::color(look.color)));
+    m_icon->setAccessibleName(look.word);
+    m_icon->show();
+    // A failed check's title may still sound like good news.
+    m_verdict->setText(look.word);
+    Theme::setRole(m_verdict, "textRole", look.role);
+    m_verdict->setVisible(outcome == Outcome::Failed || outcome == Outcome::Unknown);
+    const bool hasResult = outcome == Outcome::Passed || outcome == Outcome::Failed;
+    const CheckLook::CheckRow row = CheckLook::checkRow(outcome == Outcome::Failed, check.keyword());
+    setState(hasResult ? row.stateText : outcome == Outcome::Running ? look.word : QString(), look.role);
+    m_repair->setVisible(row.hasRepairButton);
+    m_state->setVisible(!row.hasRepairButton);
+    setAccessibleName(u"%1，%2"_s.arg(check.title(), look.word));
+}
+
+void CheckRowView::setState(const QString& text, const QString& role) {
     m_state->setText(text);
-    Theme::setRole(m_state, "textRole", isWarn ? u"warn"_s : u"safe"_s);
+    Theme::setRole(m_state, "textRole", role);
 }
 
 void CheckRowView::setFolded(bool isFolded) {
     m_fold->setArrowType(isFolded ? Qt::RightArrow : Qt::DownArrow);
-    m_fold->setAccessibleName((isFolded ? u"展开 %1"_s : u"收起 %1"_s).arg(m_title->text()));
-    m_fold->setToolTip(isFolded ? u"展开"_s : u"收起"_s);
+    m_fold->setAccessibleName((isFolded ? qtTrId("UnfoldNamed") : qtTrId("FoldNamed")).arg(m_title->text()));
+    m_fold->setToolTip(isFolded ? qtTrId("Unfold") : qtTrId("Fold"));
 }
 
 void CheckRowView::mousePressEvent(QMouseEvent*) {

@@ -9,7 +9,8 @@ class HoverPictureButton;
 class QLabel;
 class QToolButton;
 
-/// One row of the check tree: a category with its count of repairs, or a check with its state or its repair button.
+/// One row of the check tree: a category with its count of repairs, or a check with its state or its repair button. A
+/// check tells its outcome by a shape, a colour and a word, whatever its title sounds like.
 class CheckRowView final : public QWidget {
     Q_OBJECT
 public:
@@ -35,11 +36,13 @@ protected:
 private:
     QToolButton* makeFold();
     HoverPictureButton* makeRepair();
-    void setState(const QString& text, bool isWarn);
+    void showOutcome(const QenCheckModel& check);
+    void setState(const QString& text, const QString& role);
 
     QToolButton* m_fold;
     QLabel* m_icon;
     QLabel* m_title;
+    QLabel* m_verdict;
     ElidedLabel* m_detail;
     QLabel* m_state;
     HoverPictureButton* m_repair;

@@ -3,6 +3,7 @@
 #include "CheckRowView.h"
 #include "Theme.h"
 
+#include <QLabel>
 #include <QVBoxLayout>
 
 using namespace Qt::StringLiterals;
@@ -41,9 +42,16 @@ CheckTreeView::Category CheckTreeView::makeCategory(const QenRootModelPointer& n
         category.checkRows.push_back(addRow(category.checks));
         layout->addWidget(category.checkRows.back());
     }
+    if (node->leafArr().empty()) {
+        auto* note = new QLabel(qtTrId("NothingToCheck"));
+        note->setObjectName(u"nothingToCheckLab"_s);
+        note->setProperty("textRole", u"note"_s);
+        layout->setContentsMargins(Theme::Space32 + Theme::Space8, Theme::Space16, Theme::Space16, Theme::Space16);
+        layout->addWidget(note);
+    }
     connect(category.row, &CheckRowView::foldWanted, this,
         [category] { setExpanded(category, category.checks->isHidden()); });
-    reload(category);
+    fill(category);
     setExpanded(category, true);
     return category;
 }
@@ -54,20 +62,34 @@ CheckRowView* CheckTreeView::addRow(QWidget* parent) {
     return row;
 }
 
-void CheckTreeView::reload(const Category& category) {
+void CheckTreeView::fill(const Category& category) {
     category.row->show(*category.node);
     for (size_t check = 0; check < category.checkRows.size(); ++check)
         category.checkRows[check]->show(*category.node->leafArr()[check]);
 }
 
 void CheckTreeView::setExpanded(const Category& category, bool isExpanded) {
-    category.checks->setVisible(isExpanded && !category.checkRows.empty());
+    category.checks->setVisible(isExpanded);
     category.row->setFolded(!isExpanded);
 }
 
 void CheckTreeView::reloadRow(int row) {
     if (row >= 0 && row < static_cast<int>(m_categories.size()))
-        reload(m_categories[static_cast<size_t>(row)]);
+        fill(m_categories[static_cast<size_t>(row)]);
+}
+
+void CheckTreeView::reload() {
+    for (const Category& category : m_categories)
+        fill(category);
+}
+
+void CheckTreeView::endRunning() {
+    using Outcome = QenCheckModel::Outcome;
+    for (const Category& category : m_categories) {
+        for (const QenCheckModelPointer& check : category.node->leafArr())
+            check->setOutcome(check->outcome() == Outcome::Running ? Outcome::Unknown : check->outcome());
+    }
+    reload();
 }
 
 void CheckTreeView::expandAll() {

@@ -20,6 +20,10 @@ public:
     void setNodes(const std::vector<QenRootModelPointer>& nodes);
     /// Shows a category and its checks as they are by now.
     void reloadRow(int row);
+    /// Shows all of them as they are by now.
+    void reload();
+    /// What has no result will not get one any more.
+    void endRunning();
     void expandAll();
 
 Q_SIGNALS:
@@ -36,7 +40,7 @@ private:
 
     Category makeCategory(const QenRootModelPointer& node, QWidget* parent);
     CheckRowView* addRow(QWidget* parent);
-    static void reload(const Category& category);
+    static void fill(const Category& category);
     static void setExpanded(const Category& category, bool isExpanded);
 
     std::vector<Category> m_categories;

@@ -14,16 +14,13 @@ constexpr int QuietMargin = Theme::Space12;
 constexpr int RingSide = Theme::Space32;
 constexpr int DiscSide = RingSide + Theme::Space24;
 constexpr int PictureSide = Theme::Space32;
-constexpr int TurnMilliseconds = 40;
-constexpr int TurnDegrees = 18;
-constexpr int FullTurn = 360;
 /// A renewal that is over before this is no cause for motion.
 constexpr int PatienceMilliseconds = 250;
 constexpr qreal PaleCode = 0.12;
 
 } // namespace
 
-QRCodeView::QRCodeView(QWidget* parent) : QWidget(parent), m_again(new SpinnerButton(this)) {
+QRCodeView::QRCodeView(QWidget* parent) : QWidget(parent), m_turn(this), m_again(new SpinnerButton(this)) {
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     m_again->setObjectName(u"renewCodeBtn"_s);
     m_again->setProperty("kind", u"text"_s);
@@ -34,11 +31,6 @@ QRCodeView::QRCodeView(QWidget* parent) : QWidget(parent), m_again(new SpinnerBu
     m_patience.setSingleShot(true);
     m_patience.setInterval(PatienceMilliseconds);
     connect(&m_patience, &QTimer::timeout, this, &QRCodeView::follow);
-    m_turn.setInterval(TurnMilliseconds);
-    connect(&m_turn, &QTimer::timeout, this, [this] {
-        m_angle = (m_angle + TurnDegrees) % FullTurn;
-        update();
-    });
     m_patience.start();
     follow();
 }
@@ -77,10 +69,7 @@ void QRCodeView::follow() {
     m_state = m_offline ? State::Offline : m_failed ? State::Failed : m_image.isNull() ? State::Loading : State::Shown;
     const bool isWaiting = !m_patience.isActive() && (m_renewing || m_state == State::Loading);
     const bool turns = isWaiting && m_state != State::Offline && isVisible();
-    if (turns && !m_turn.isActive())
-        m_turn.start();
-    else if (!turns)
-        m_turn.stop();
+    m_turn.setOn(turns);
     m_again->setVisible(m_state == State::Failed && !turns);
     m_again->adjustSize();
     m_again->move((width() - m_again->width()) / 2, codeRect().bottom() - Theme::Space32 - m_again->height() / 2);
@@ -98,7 +87,7 @@ void QRCodeView::showEvent(QShowEvent* event) {
 }
 
 void QRCodeView::hideEvent(QHideEvent* event) {
-    m_turn.stop();
+    m_turn.setOn(false);
     QWidget::hideEvent(event);
 }
 
@@ -116,23 +105,18 @@ void QRCodeView::paintEvent(QPaintEvent*) {
         painter.drawImage(codeRect(), m_image);
         painter.setOpacity(1);
     }
-    if (m_turn.isActive())
+    if (m_turn.isOn())
         paintRing(painter);
     else if (m_state == State::Failed || m_state == State::Offline)
         paintReason(painter);
 }
 
 void QRCodeView::paintRing(QPainter& painter) {
-    painter.save();
-    painter.translate(QRectF(rect()).center());
     painter.setPen(Qt::NoPen);
     painter.setBrush(Theme::color(Theme::Color::Card));
-    painter.drawEllipse(QPointF(), DiscSide / 2.0, DiscSide / 2.0);
-    painter.rotate(m_angle);
-    painter.setRenderHint(QPainter::SmoothPixmapTransform);
-    painter.drawPixmap(QPointF(-RingSide / 2.0, -RingSide / 2.0),
-        Theme::picture(u"spinner"_s, {RingSide, RingSide}, devicePixelRatioF(), Theme::color(Theme::Color::Brand)));
-    painter.restore();
+    const QPointF middle = QRectF(rect()).center();
+    painter.drawEllipse(middle, DiscSide / 2.0, DiscSide / 2.0);
+    m_turn.paint(painter, middle, RingSide, Theme::color(Theme::Color::Brand));
 }
 
 void QRCodeView::paintReason(QPainter& painter) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "SpinnerTurn.h"
+
 #include <QImage>
 #include <QTimer>
 #include <QWidget>
@@ -25,7 +27,7 @@ public:
     /// Without a network a code can be drawn but not confirmed.
     void setOffline(bool offline);
     /// True while the ring costs time.
-    bool isTurning() const { return m_turn.isActive(); }
+    bool isTurning() const { return m_turn.isTurning(); }
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override { return sizeHint(); }
@@ -48,9 +50,8 @@ private:
     bool m_failed = false;
     bool m_offline = false;
     bool m_renewing = false;
-    int m_angle = 0;
     State m_state = State::Loading;
     QTimer m_patience;
-    QTimer m_turn;
+    SpinnerTurn m_turn;
     SpinnerButton* m_again;
 };

@@ -1,12 +1,14 @@
 #include "QenToolCell.h"
 
 #include "Theme.h"
+#include "ToolPictures.h"
+#include "WrappableText.h"
 
-#include <QFile>
+#include <QHelpEvent>
 #include <QKeyEvent>
 #include <QPainter>
-#include <QPixmapCache>
 #include <QTextLayout>
+#include <QToolTip>
 
 #include <utility>
 
@@ -14,30 +16,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int PictureSide = 48;
 constexpr int NameLines = 2;
 constexpr int LongestDrawnName = 256;
 constexpr int ShadowSteps = 3;
-const QString DefaultPicture = u"AppIcon"_s;
-
-/// The picture named by the part of @p icon before its first dot, if there is one.
-QString pictureFor(const QString& icon) {
-    const QString name = icon.section(u'.', 0, 0);
-    const bool isName = !name.isEmpty() && !name.contains(u'/');
-    return isName && QFile::exists(u":/images/%1.svg"_s.arg(name)) ? name : DefaultPicture;
-}
-
-/// The drawn picture, kept for the other tiles and the next time: a scroll must not draw every picture anew.
-QPixmap drawnPicture(const QString& icon, qreal scale) {
-    const QString name = pictureFor(icon);
-    const QString key = u"QenToolCell/%1@%2"_s.arg(name).arg(scale);
-    QPixmap drawn;
-    if (!QPixmapCache::find(key, &drawn)) {
-        drawn = Theme::picture(name, {PictureSide, PictureSide}, scale);
-        QPixmapCache::insert(key, drawn);
-    }
-    return drawn;
-}
 
 /// @p name cut into at most two lines of @p width, the last one with an ellipsis when more is left.
 QStringList nameLines(const QString& name, const QFont& font, int width) {
@@ -55,8 +36,8 @@ QStringList nameLines(const QString& name, const QFont& font, int width) {
             break;
         line.setLineWidth(width);
         const bool isLast = lines.size() == NameLines - 1;
-        lines.append(isLast ? metrics.elidedText(drawn.mid(line.textStart()), Qt::ElideRight, width)
-                            : drawn.mid(line.textStart(), line.textLength()));
+        const QString text = drawn.mid(line.textStart(), isLast ? -1 : line.textLength()).trimmed();
+        lines.append(isLast ? metrics.elidedText(text, Qt::ElideRight, width) : text);
     }
     layout.endLayout();
     return lines;
@@ -64,14 +45,19 @@ QStringList nameLines(const QString& name, const QFont& font, int width) {
 
 } // namespace
 
-QenToolCell::QenToolCell(QenToolModel model, QWidget* parent) : QAbstractButton(parent), m_model(std::move(model)) {
-    setFocusPolicy(Qt::TabFocus);
+QenToolCell::QenToolCell(QenToolModel model, ToolPictures& pictures, QWidget* parent)
+    : QAbstractButton(parent), m_pictures(pictures) {
+    setFocusPolicy(Qt::ClickFocus);
     setCursor(Qt::PointingHandCursor);
-    // Its own name, not a shortcut.
-    setText(QString(m_model.appName).replace(u'&', u"&&"_s));
-    setAccessibleName(m_model.appName);
-    setToolTip(m_model.appName.toHtmlEscaped());
     connect(this, &QAbstractButton::clicked, this, &QenToolCell::toolButtonAction);
+    setToolModel(model);
+}
+
+void QenToolCell::setToolModel(const QenToolModel& model) {
+    m_model = model;
+    m_lines.clear();
+    setAccessibleName(m_model.appName.left(LongestDrawnName));
+    update();
 }
 
 void QenToolCell::setCompletion(std::function<void(QenToolCell*)> completion) {
@@ -102,9 +88,24 @@ void QenToolCell::keyPressEvent(QKeyEvent* event) {
         click();
 }
 
+bool QenToolCell::event(QEvent* event) {
+    if (event->type() != QEvent::ToolTip)
+        return QAbstractButton::event(event);
+    const bool isCut = m_lines.join(QString()).remove(u' ') != QString(m_model.appName).remove(u' ');
+    QToolTip::showText(
+        static_cast<QHelpEvent*>(event)->globalPos(), isCut ? toolTipText(m_model.appName) : QString(), this);
+    return true;
+}
+
 void QenToolCell::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
+    paintTile(painter);
+    paintPicture(painter);
+    paintName(painter);
+}
+
+void QenToolCell::paintTile(QPainter& painter) const {
     // Room below for the shadow on which it lifts.
     const QRectF tile = QRectF(rect()).adjusted(1.5, 1.5, -1.5, -ShadowSteps - 0.5);
     if (m_isHovered) {
@@ -119,13 +120,24 @@ void QenToolCell::paintEvent(QPaintEvent*) {
     painter.setPen(Theme::color(m_isHovered ? Theme::Color::Brand : Theme::Color::Line));
     painter.setBrush(Theme::color(isDown() ? Theme::Color::BrandTint : Theme::Color::Card));
     painter.drawRoundedRect(tile, Theme::CardRadius, Theme::CardRadius);
+}
 
-    const QPoint picture((width() - PictureSide) / 2, Theme::Space12);
-    painter.drawPixmap(picture, drawnPicture(m_model.icon, devicePixelRatioF()));
+void QenToolCell::paintPicture(QPainter& painter) const {
+    auto picture = m_pictures.picture(m_model, devicePixelRatioF());
+    // While it is looked for its place stays free.
+    if (!picture)
+        return;
+    if (picture->isNull())
+        picture = initialPicture(m_model.appName, devicePixelRatioF());
+    const QSizeF size = picture->deviceIndependentSize();
+    const QPointF middle(width() / 2.0, Theme::Space12 + ToolPictures::Side / 2.0);
+    painter.drawPixmap(middle - QPointF(size.width(), size.height()) / 2, *picture);
+}
 
+void QenToolCell::paintName(QPainter& painter) {
     const QFont font = Theme::font(Theme::TextSize::Note);
     const int lineHeight = QFontMetrics(font).height();
-    QRect line(Theme::Space8, picture.y() + PictureSide + Theme::Space4, width() - 2 * Theme::Space8, lineHeight);
+    QRect line(Theme::Space8, Theme::Space16 + ToolPictures::Side, width() - 2 * Theme::Space8, lineHeight);
     if (m_lines.isEmpty())
         m_lines = nameLines(m_model.appName, font, line.width());
     painter.setFont(font);

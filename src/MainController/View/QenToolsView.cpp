@@ -2,33 +2,62 @@
 
 #include "QenToolCell.h"
 #include "Theme.h"
+#include "ToolNames.h"
 
 #include <QKeyEvent>
 #include <QLabel>
+#include <QLineEdit>
 #include <QScrollArea>
 #include <QScrollBar>
+#include <QShortcut>
+#include <QStandardPaths>
 #include <QVBoxLayout>
-
-#include <algorithm>
-#include <utility>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int LeastGap = Theme::Space12;
-constexpr int LargestGap = Theme::Space32;
-/// Around the tiles, for the focus ring.
-constexpr int Edge = Theme::FocusRingGap + Theme::FocusRingWidth;
 constexpr int EmptyPictureSize = 96;
+constexpr int SearchWidth = 280;
+constexpr int LongestSearch = 64;
 enum Page { TilesPage = 0, EmptyPage = 1 };
 
 } // namespace
 
 QenToolsView::QenToolsView(QWidget* parent)
-    : QStackedWidget(parent), m_area(new QScrollArea(this)), m_grid(new QWidget) {
+    : QStackedWidget(parent), m_pictures(QStandardPaths::standardLocations(QStandardPaths::GenericDataLocation)),
+      m_search(new QLineEdit), m_grid(new ToolGrid(m_pictures, *m_search)), m_area(new QScrollArea),
+      m_nothingFound(new QLabel) {
+    addWidget(makeTilesPage());
+    addWidget(makeEmptyPage());
+    setCurrentIndex(EmptyPage);
+    connect(m_grid, &ToolGrid::pressed, this, [this](const QenToolModel& tool) {
+        if (m_completion)
+            m_completion(tool);
+    });
+    connect(m_grid, &ToolGrid::focusMoved, m_area, [this](QWidget* cell) { m_area->ensureWidgetVisible(cell); });
+    connect(m_search, &QLineEdit::textChanged, this, &QenToolsView::showFound);
+    connect(m_search, &QLineEdit::returnPressed, m_grid, &ToolGrid::takeFocus);
+    auto* find = new QShortcut(QKeySequence::Find, this);
+    find->setContext(Qt::WidgetWithChildrenShortcut);
+    connect(find, &QShortcut::activated, m_search, qOverload<>(&QWidget::setFocus));
+}
+
+QWidget* QenToolsView::makeTilesPage() {
+    m_search->setObjectName(u"toolSearch"_s);
+    m_search->setPlaceholderText(qtTrId("SearchToolsHint"));
+    m_search->setAccessibleName(qtTrId("SearchTools"));
+    m_search->setMaxLength(LongestSearch);
+    m_search->setMaximumWidth(SearchWidth);
+    m_search->setClearButtonEnabled(true);
+    m_search->installEventFilter(this);
+    m_search->hide();
+    m_nothingFound->setObjectName(u"nothingFoundLab"_s);
+    m_nothingFound->setText(qtTrId("NoToolFound"));
+    m_nothingFound->setProperty("textRole", u"second"_s);
+    m_nothingFound->hide();
     m_area->setObjectName(u"toolsArea"_s);
-    m_area->setAccessibleName(u"办公工具"_s);
+    m_area->setAccessibleName(qtTrId("OfficeTools"));
     m_grid->setObjectName(u"toolsGrid"_s);
     m_area->setFrameShape(QFrame::NoFrame);
     m_area->setFocusPolicy(Qt::NoFocus);
@@ -36,9 +65,17 @@ QenToolsView::QenToolsView(QWidget* parent)
     m_area->verticalScrollBar()->setSingleStep(QenToolCell::Side / 4);
     m_area->viewport()->installEventFilter(this);
     m_area->setWidget(m_grid);
-    addWidget(m_area);
-    addWidget(makeEmptyPage());
-    setCurrentIndex(EmptyPage);
+    auto* page = new QWidget;
+    auto* layout = new QVBoxLayout(page);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(Theme::Space12);
+    auto* head = new QVBoxLayout;
+    head->setContentsMargins(ToolGrid::Edge, ToolGrid::Edge, ToolGrid::Edge, 0);
+    head->addWidget(m_search);
+    head->addWidget(m_nothingFound);
+    layout->addLayout(head);
+    layout->addWidget(m_area, 1);
+    return page;
 }
 
 QWidget* QenToolsView::makeEmptyPage() {
@@ -65,68 +102,35 @@ void QenToolsView::setModels(const QList<QenToolModel>& models) {
     if (models == m_models)
         return;
     m_models = models;
-    qDeleteAll(std::exchange(m_toolCells, {}));
-    makeCells();
+    const bool isSearched = m_models.size() >= FewestSearched;
+    m_search->setVisible(isSearched);
+    if (!isSearched)
+        m_search->clear();
     setCurrentIndex(m_models.isEmpty() ? EmptyPage : TilesPage);
+    showFound();
 }
 
-void QenToolsView::makeCells() {
-    m_toolCells.reserve(m_models.size());
-    for (const QenToolModel& model : std::as_const(m_models)) {
-        auto* cell = new QenToolCell(model, m_grid);
-        cell->setTag(FirstTag + static_cast<int>(m_toolCells.size()));
-        cell->installEventFilter(this);
-        cell->setCompletion([this](QenToolCell* pressed) {
-            if (m_completion)
-                m_completion(pressed->toolModel());
-        });
-        cell->show();
-        m_toolCells.append(cell);
-    }
-    layOut();
-}
-
-void QenToolsView::layOut() {
-    const int free = m_area->viewport()->width() - TilesPerRow * QenToolCell::Side - 2 * Edge;
-    const int gap = std::clamp(free / (TilesPerRow - 1), LeastGap, LargestGap);
-    const int step = QenToolCell::Side + gap;
-    const auto count = static_cast<int>(m_toolCells.size());
-    for (int index = 0; index < count; ++index)
-        m_toolCells[index]->setGeometry(
-            Edge + index % TilesPerRow * step, Edge + index / TilesPerRow * step, QenToolCell::Side, QenToolCell::Side);
-    const int rows = (count + TilesPerRow - 1) / TilesPerRow;
-    m_grid->resize(TilesPerRow * step - gap + 2 * Edge, rows * step - gap + 2 * Edge);
+void QenToolsView::showFound() {
+    const QString typed = m_search->text().simplified();
+    QList<QenToolModel> found = m_models;
+    found.removeIf([&typed](const QenToolModel& tool) {
+        return !typed.isEmpty() && ToolNames::match(tool.appName, typed) == ToolNames::Match::None;
+    });
+    m_nothingFound->setVisible(found.isEmpty() && !m_models.isEmpty());
+    m_grid->setModels(found);
 }
 
 bool QenToolsView::eventFilter(QObject* watched, QEvent* event) {
     if (watched == m_area->viewport() && event->type() == QEvent::Resize)
-        layOut();
-    auto* cell = qobject_cast<QenToolCell*>(watched);
-    if (cell && event->type() == QEvent::FocusIn)
-        m_area->ensureWidgetVisible(cell);
-    if (cell && event->type() == QEvent::KeyPress) {
-        const int index = cell->tag() - FirstTag;
-        switch (static_cast<QKeyEvent*>(event)->key()) {
-        case Qt::Key_Left:
-            moveFocus(index, -1);
+        m_grid->setRoom(m_area->viewport()->width());
+    if (watched == m_search && event->type() == QEvent::KeyPress) {
+        const int key = static_cast<QKeyEvent*>(event)->key();
+        if (key == Qt::Key_Down)
+            m_grid->takeFocus();
+        if (key == Qt::Key_Escape && !m_search->text().isEmpty()) {
+            m_search->clear();
             return true;
-        case Qt::Key_Right:
-            moveFocus(index, 1);
-            return true;
-        case Qt::Key_Up:
-            moveFocus(index, -TilesPerRow);
-            return true;
-        case Qt::Key_Down:
-            moveFocus(index, TilesPerRow);
-            return true;
-        default:
-            break;
         }
     }
     return QStackedWidget::eventFilter(watched, event);
-}
-
-void QenToolsView::moveFocus(int from, int steps) {
-    if (QenToolCell* cell = m_toolCells.value(from + steps))
-        cell->setFocus(Qt::OtherFocusReason);
 }

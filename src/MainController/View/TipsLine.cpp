@@ -22,7 +22,7 @@ TipsLine::TipsLine(QWidget* parent)
         u"notice"_s, {Theme::IconSize, Theme::IconSize}, devicePixelRatioF(), Theme::color(Theme::Color::SecondText)));
     m_notice->hide();
     m_mark->setObjectName(u"organisationMark"_s);
-    m_mark->setAccessibleName(u"组织标志"_s);
+    m_mark->setAccessibleName(qtTrId("OrganisationMark"));
     m_mark->hide();
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);

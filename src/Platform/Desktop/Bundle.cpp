@@ -5,9 +5,7 @@
 #include "PropertyList.h"
 #include "PropertyListLimits.h"
 
-#include <QCoreApplication>
 #include <QFileInfo>
-#include <QTranslator>
 
 using namespace Qt::StringLiterals;
 
@@ -25,20 +23,6 @@ std::optional<ArchiveValue> information(const QString& folder) {
 }
 
 } // namespace
-
-bool installStringTable() {
-    auto* translator = new QTranslator(QCoreApplication::instance());
-    if (translator->load(u":/i18n/mav_zh_CN.qm"_s) && QCoreApplication::installTranslator(translator))
-        return true;
-    delete translator;
-    return false;
-}
-
-QString localizedString(const QString& key) {
-    const QString text = qtTrId(key.toUtf8().constData());
-    // What no table knows comes back as it went in.
-    return text == key ? QString() : text;
-}
 
 QString resourcePath(const QString& name, const QString& type) {
     const QString file = type.isEmpty() ? name : name + u'.' + type;

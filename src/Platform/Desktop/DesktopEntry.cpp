@@ -106,6 +106,7 @@ std::optional<DesktopEntry> DesktopEntry::parse(const QByteArray& content) {
     DesktopEntry entry;
     entry.name = values.value(u"Name"_s);
     entry.tryExec = values.value(u"TryExec"_s);
+    entry.icon = values.value(u"Icon"_s);
     for (const QString& word : execWords(values.value(u"Exec"_s))) {
         if (const auto text = withoutFieldCodes(word))
             entry.command << *text;

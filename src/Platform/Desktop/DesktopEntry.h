@@ -15,6 +15,8 @@ struct DesktopEntry {
     QStringList command;
     /// A program that must exist for the application to count as installed; empty for none.
     QString tryExec;
+    /// Name or whole path of its icon.
+    QString icon;
 
     /// Nothing for what is no visible application, needs a terminal, or names no program.
     static std::optional<DesktopEntry> parse(const QByteArray& content);

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <QString>
+#include "UniqueFd.h"
+
+#include <QSocketNotifier>
 
 #include <chrono>
 #include <functional>
 #include <memory>
-
-class QSocketNotifier;
 
 namespace Platform {
 
@@ -16,29 +16,27 @@ public:
     enum class Outcome { Held, HeldByOther, Unusable };
 
     /// @param folder  made when missing; must be the user's own
-    /// @param knocked  called from the event loop for each knock of another copy of the same user
+    /// @param knocked  called from the event loop for each knock of another copy
     InstanceLock(QString folder, const QString& name, std::function<void()> knocked);
     ~InstanceLock();
-    InstanceLock(const InstanceLock&) = delete;
-    InstanceLock& operator=(const InstanceLock&) = delete;
 
     /// Takes the lock, or knocks at its holder. A holder that has not opened its socket yet is waited for, at most @p
-    /// limit.
+    /// limit. Needs no application object.
     Outcome acquire(std::chrono::milliseconds limit);
+    /// Hears knocks from now on, those that wait included. Needs the application object.
+    void hear();
 
 private:
-    /// @returns whether the lock is ours; sets m_lock when so
+    /// False with errno.
     bool takeLock();
-    void listen();
-    bool knock() const;
-    void acceptAll();
+    void takeKnocks();
 
     const QString m_folder;
     const QString m_lockFile;
     const QString m_socketFile;
     const std::function<void()> m_knocked;
-    int m_lock = -1;
-    int m_listener = -1;
+    UniqueFd m_lock;
+    UniqueFd m_listener;
     std::unique_ptr<QSocketNotifier> m_notifier;
 };
 

@@ -1,15 +1,13 @@
 #include "RunningApplications.h"
 
-#include "Deployment.h"
+#include "ActivateApplication.h"
+#include "BusConnection.h"
 #include "InstanceLock.h"
-#include "Paths.h"
 #include "SystemLog.h"
 
 #include <QCoreApplication>
 #include <QDBusAbstractAdaptor>
-#include <QDBusConnection>
-#include <QDBusMessage>
-#include <QUuid>
+#include <QSysInfo>
 
 #include <optional>
 
@@ -19,7 +17,6 @@ namespace Platform {
 
 namespace {
 
-const QString ApplicationInterface = u"org.freedesktop.Application"_s;
 const QString BusService = u"org.freedesktop.DBus"_s;
 constexpr uint DoNotQueue = 4;
 constexpr uint PrimaryOwner = 1;
@@ -28,10 +25,6 @@ constexpr uint AlreadyOwner = 4;
 constexpr int Attempts = 3;
 
 } // namespace
-
-RunningApplications::Place RunningApplications::Place::standard() {
-    return {Deployment::BundleIdentifier, {}, Paths::runtime()};
-}
 
 /// Keeps activations until somebody wants them.
 class RunningApplications::Inbox final : public QObject {
@@ -79,92 +72,74 @@ private:
     const std::function<void()> m_activated;
 };
 
-class RunningApplications::Bus final {
+/// The identifier as a name on the bus, and the object behind it.
+class RunningApplications::Name final {
 public:
-    Bus(const Place& place, Inbox& inbox)
-        : m_place(place), m_name(QUuid::createUuid().toString()),
-          m_connection(place.busAddress.isEmpty() ? QDBusConnection::connectToBus(QDBusConnection::SessionBus, m_name)
-                                                  : QDBusConnection::connectToBus(place.busAddress, m_name)) {
+    Name(QString identifier, BusConnection& bus, Inbox& inbox) : m_identifier(std::move(identifier)), m_bus(bus) {
         new ApplicationAdaptor(&m_object, [&inbox] { inbox.activate(); });
     }
-    ~Bus() { QDBusConnection::disconnectFromBus(m_name); }
-    Bus(const Bus&) = delete;
-    Bus& operator=(const Bus&) = delete;
+    ~Name() { ask(u"ReleaseName"_s, {m_identifier}); }
+    Name(const Name&) = delete;
+    Name& operator=(const Name&) = delete;
 
     /// Nothing when there is no bus, or none that answers.
     std::optional<Claim> claim() {
         // The object comes before the name: whoever finds the name owned finds somebody to talk to.
-        if (!m_connection.isConnected() || !m_connection.registerObject(objectPath(), &m_object))
+        if (!m_bus.connection().registerObject(applicationObjectPath(m_identifier), &m_object))
             return std::nullopt;
         for (int attempt = 0; attempt < Attempts; ++attempt) {
-            const QVariant answer = ask(u"RequestName"_s, {m_place.identifier, DoNotQueue});
+            const QVariant answer = ask(u"RequestName"_s, {m_identifier, DoNotQueue});
             if (!answer.isValid())
                 return std::nullopt;
             if (answer.toUInt() == PrimaryOwner || answer.toUInt() == AlreadyOwner)
                 return Claim::First;
-            const QVariant owner = ask(u"GetConnectionUnixProcessID"_s, {m_place.identifier});
+            const QVariant owner = ask(u"GetConnectionUnixProcessID"_s, {m_identifier});
             if (owner.isValid() && owner.toLongLong() == QCoreApplication::applicationPid())
                 return Claim::First;
-            if (activateOwner() || ask(u"NameHasOwner"_s, {m_place.identifier}).toBool())
+            if (activateRunningApplication(m_bus, m_identifier) || ask(u"NameHasOwner"_s, {m_identifier}).toBool())
                 return Claim::Second;
         }
         return Claim::Second;
     }
 
 private:
-    QString objectPath() const { return u'/' + QString(m_place.identifier).replace(u'.', u'/').replace(u'-', u'_'); }
-
     /// First value of the bus's answer; invalid without one.
     QVariant ask(const QString& method, const QVariantList& arguments) {
         auto message = QDBusMessage::createMethodCall(BusService, u"/org/freedesktop/DBus"_s, BusService, method);
         message.setArguments(arguments);
-        return call(message).arguments().value(0);
+        const QDBusMessage reply = m_bus.call(message);
+        return reply.type() == QDBusMessage::ReplyMessage ? reply.arguments().value(0) : QVariant();
     }
 
-    bool activateOwner() {
-        auto message =
-            QDBusMessage::createMethodCall(m_place.identifier, objectPath(), ApplicationInterface, u"Activate"_s);
-        // An owner that has just gone must not be started again by the bus: we are here.
-        message.setAutoStartService(false);
-        message.setArguments({QVariantMap()});
-        return m_connection.call(message, QDBus::Block, static_cast<int>(m_place.limit.count())).type() ==
-            QDBusMessage::ReplyMessage;
-    }
-
-    QDBusMessage call(const QDBusMessage& message) {
-        const QDBusMessage reply = m_connection.call(message, QDBus::Block, static_cast<int>(m_place.limit.count()));
-        return reply.type() == QDBusMessage::ReplyMessage ? reply : QDBusMessage();
-    }
-
-    const Place& m_place;
-    const QString m_name;
-    QDBusConnection m_connection;
+    const QString m_identifier;
+    BusConnection& m_bus;
     QObject m_object;
 };
 
-RunningApplications::RunningApplications(Place place) : m_place(std::move(place)), m_inbox(std::make_unique<Inbox>()) {}
+RunningApplications::RunningApplications(Place place, BusConnection& bus)
+    : m_place(std::move(place)), m_bus(bus), m_inbox(std::make_unique<Inbox>()) {}
 
 RunningApplications::~RunningApplications() = default;
 
 RunningApplications::Claim RunningApplications::claim() {
-    m_bus = std::make_unique<Bus>(m_place, *m_inbox);
-    if (const auto claim = m_bus->claim())
-        return *claim;
-    m_bus.reset();
-    m_lock = std::make_unique<InstanceLock>(m_place.runtimeFolder, m_place.identifier, [this] { m_inbox->activate(); });
-    switch (m_lock->acquire(m_place.limit)) {
-    case InstanceLock::Outcome::Held:
-        break;
-    case InstanceLock::Outcome::HeldByOther:
+    // A home may be shared by computers, each with a copy of its own.
+    m_lock = std::make_unique<InstanceLock>(
+        m_place.folder, m_place.identifier + u'.' + QSysInfo::machineHostName(), [this] { m_inbox->activate(); });
+    const auto outcome = m_lock->acquire(m_place.limit);
+    if (outcome == InstanceLock::Outcome::HeldByOther)
         return Claim::Second;
-    case InstanceLock::Outcome::Unusable:
-        systemLog(u"no session bus and no lock in %1: a second copy will not be noticed"_s.arg(m_place.runtimeFolder));
-        break;
-    }
+    m_name = std::make_unique<Name>(m_place.identifier, m_bus, *m_inbox);
+    if (const auto claim = m_name->claim())
+        return *claim;
+    m_name.reset();
+    if (outcome == InstanceLock::Outcome::Unusable)
+        systemLog(u"no session bus and no lock in %1: a second copy will not be noticed"_s.arg(m_place.folder));
     return Claim::First;
 }
 
 void RunningApplications::setActivationHandler(std::function<void()> activated) {
+    if (m_lock)
+        m_lock->hear();
     m_inbox->setHandler(std::move(activated));
 }
 

@@ -1,14 +1,11 @@
 #include "TrayHost.h"
 
+#include "BusConnection.h"
 #include "X11TrayOwner.h"
 
-#include <QDBusConnection>
-#include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusServiceWatcher>
-#include <QTimer>
-#include <QUuid>
 
 #include <optional>
 
@@ -28,27 +25,10 @@ class TrayHost::Watch final : public QObject {
     Q_OBJECT
 
 public:
-    Watch(const QString& busAddress, std::function<void(bool)> changed)
-        : m_changed(std::move(changed)), m_busName(QUuid::createUuid().toString()),
-          m_bus(busAddress.isEmpty() ? QDBusConnection::connectToBus(QDBusConnection::SessionBus, m_busName)
-                                     : QDBusConnection::connectToBus(busAddress, m_busName)),
-          m_x11([this] { settle(); }) {
-        if (!m_bus.isConnected()) {
-            m_hasHost = false;
-            QTimer::singleShot(0, this, [this] { settle(); });
-            return;
-        }
-        // From any sender: naming one makes the library ask for its owner, blocking. A forged signal only makes us ask
-        // again.
-        for (const char16_t* signal : {u"StatusNotifierHostRegistered", u"StatusNotifierHostUnregistered"})
-            m_bus.connect({}, WatcherPath, WatcherName, QString::fromUtf16(signal), this, SLOT(ask()));
-        m_owners.setConnection(m_bus);
-        m_owners.setWatchMode(QDBusServiceWatcher::WatchForOwnerChange);
-        m_owners.addWatchedService(WatcherName);
-        connect(&m_owners, &QDBusServiceWatcher::serviceOwnerChanged, this, &Watch::ask);
-        ask();
+    Watch(BusConnection& bus, std::function<void(bool)> changed)
+        : m_changed(std::move(changed)), m_x11([this] { settle(); }) {
+        bus.find(this, [this](const QDBusConnection& found) { follow(found); });
     }
-    ~Watch() override { QDBusConnection::disconnectFromBus(m_busName); }
 
     bool isAvailable() const { return m_told.value_or(false); }
 
@@ -68,6 +48,23 @@ private Q_SLOTS:
     }
 
 private:
+    void follow(const QDBusConnection& bus) {
+        m_bus = bus;
+        if (!m_bus.isConnected()) {
+            m_hasHost = false;
+            settle();
+            return;
+        }
+        // From any sender: naming one makes the library ask for its owner, blocking. A forged signal only makes us ask
+        // again.
+        for (const char16_t* signal : {u"StatusNotifierHostRegistered", u"StatusNotifierHostUnregistered"})
+            m_bus.connect({}, WatcherPath, WatcherName, QString::fromUtf16(signal), this, SLOT(ask()));
+        m_owners.setConnection(m_bus);
+        m_owners.setWatchMode(QDBusServiceWatcher::WatchForOwnerChange);
+        m_owners.addWatchedService(WatcherName);
+        connect(&m_owners, &QDBusServiceWatcher::serviceOwnerChanged, this, &Watch::ask);
+        ask();
+    }
     void settle() {
         if (!m_hasHost)
             return;
@@ -79,8 +76,7 @@ private:
     }
 
     const std::function<void(bool)> m_changed;
-    const QString m_busName;
-    QDBusConnection m_bus;
+    QDBusConnection m_bus{QString()};
     QDBusServiceWatcher m_owners;
     std::unique_ptr<QDBusPendingCallWatcher> m_question;
     /// The bus's answer; nothing before the first.
@@ -89,12 +85,12 @@ private:
     X11TrayOwner m_x11;
 };
 
-TrayHost::TrayHost(QString busAddress) : m_busAddress(std::move(busAddress)) {}
+TrayHost::TrayHost(BusConnection& bus) : m_bus(bus) {}
 
 TrayHost::~TrayHost() = default;
 
 void TrayHost::start(std::function<void(bool)> changed) {
-    m_watch = std::make_unique<Watch>(m_busAddress, std::move(changed));
+    m_watch = std::make_unique<Watch>(m_bus, std::move(changed));
 }
 
 bool TrayHost::isAvailable() const {

@@ -1,8 +1,6 @@
 #include "UserDefaults.h"
 
-#include "Deployment.h"
 #include "Files.h"
-#include "Paths.h"
 #include "PropertyList.h"
 #include "PropertyListLimits.h"
 
@@ -38,12 +36,6 @@ void apply(ArchiveValue& dictionary, const QString& key, const ArchiveValue& val
 } // namespace
 
 UserDefaults::UserDefaults(QString file) : m_file(std::move(file)) {}
-
-UserDefaults& UserDefaults::standard() {
-    static auto* defaults =
-        new UserDefaults(Paths::library() + u"/Preferences/"_s + Deployment::BundleIdentifier + u".plist"_s);
-    return *defaults;
-}
 
 ArchiveValue UserDefaults::dictionaryIn(const QString& file) {
     const auto bytes = readFile(file, PropertyListLimits::FileSize);

@@ -1,15 +1,13 @@
 #include "UserNotifications.h"
 
-#include "Deployment.h"
+#include "BusConnection.h"
 #include "SystemLog.h"
 #include "UserDefaults.h"
 
-#include <QDBusConnection>
-#include <QDBusMessage>
+#include <QCoreApplication>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QHash>
-#include <QUuid>
 #include <QVariantMap>
 
 using namespace Qt::StringLiterals;
@@ -23,16 +21,17 @@ const QString Path = u"/org/freedesktop/Notifications"_s;
 const QString ActionKey = u"action"_s;
 const QString OtherKey = u"other"_s;
 const QString ContentsKey = u"default"_s;
+/// Milliseconds; the bus may have to start the service.
+constexpr int NotifyLimit = 10000;
 /// In the record: texts of a service's unique bus name, a blank, and the number of an open notification.
 const QString OpenKey = u"OpenNotifications"_s;
 
-QVariantList notifyArguments(const UserNotifications::Content& content) {
+QVariantList notifyArguments(const QString& identifier, const UserNotifications::Content& content) {
     constexpr uint NewOne = 0;
     constexpr int NeverExpires = 0;
     constexpr uchar Critical = 2;
-    const QVariantMap hints{
-        {u"urgency"_s, QVariant::fromValue(Critical)}, {u"desktop-entry"_s, Deployment::BundleIdentifier}};
-    return {u"Mav"_s, NewOne, Deployment::BundleIdentifier, content.title, content.subtitle,
+    const QVariantMap hints{{u"urgency"_s, QVariant::fromValue(Critical)}, {u"desktop-entry"_s, identifier}};
+    return {QCoreApplication::applicationName(), NewOne, identifier, content.title, content.subtitle,
         QStringList{ActionKey, content.actionTitle, OtherKey, content.otherTitle}, hints, NeverExpires};
 }
 
@@ -42,35 +41,17 @@ class UserNotifications::Link final : public QObject {
     Q_OBJECT
 
 public:
-    Link(const QString& busAddress, UserDefaults* record)
-        : m_record(record), m_busName(QUuid::createUuid().toString()),
-          m_bus(busAddress.isEmpty() ? QDBusConnection::connectToBus(QDBusConnection::SessionBus, m_busName)
-                                     : QDBusConnection::connectToBus(busAddress, m_busName)) {
-        // From any sender: naming one makes the library ask for its owner, blocking. The slots look at the sender.
-        m_bus.connect({}, Path, Service, u"ActionInvoked"_s, this, SLOT(actionInvoked(uint, QString, QDBusMessage)));
-        m_bus.connect(
-            {}, Path, Service, u"NotificationClosed"_s, this, SLOT(notificationClosed(uint, uint, QDBusMessage)));
-    }
-    ~Link() override { QDBusConnection::disconnectFromBus(m_busName); }
+    Link(QString identifier, BusConnection& bus, UserDefaults* record)
+        : m_identifier(std::move(identifier)), m_record(record), m_wantedBus(bus) {}
 
     void deliver(const Content& content, std::function<void(Activation)> activated) {
         auto message = QDBusMessage::createMethodCall(Service, Path, Service, u"Notify"_s);
-        message.setArguments(notifyArguments(content));
-        auto* const sent = new QDBusPendingCallWatcher(m_bus.asyncCall(message), this);
-        connect(sent, &QDBusPendingCallWatcher::finished, this,
-            [this, activated = std::move(activated), generation = m_generation](QDBusPendingCallWatcher* watcher) {
-                watcher->deleteLater();
-                const QDBusPendingReply<uint> reply = *watcher;
-                if (!reply.isValid())
-                    systemLog(u"a notification cannot be shown: %1"_s.arg(reply.error().message()));
-                else if (generation != m_generation)
-                    close(Service, reply.value());
-                else
-                    m_open.insert(reply.value(), {reply.reply().service(), activated});
-                keepRecord();
-            });
+        message.setArguments(notifyArguments(m_identifier, content));
+        withBus([this, message, activated = std::move(activated), generation = m_generation] {
+            if (generation == m_generation)
+                send(message, activated);
+        });
     }
-
     void removeAll() {
         ++m_generation;
         for (const uint id : m_open.keys())
@@ -79,11 +60,20 @@ public:
         keepRecord();
     }
 
-    void close(const QString& service, uint id) {
-        auto message = QDBusMessage::createMethodCall(service, Path, Service, u"CloseNotification"_s);
-        message.setAutoStartService(false);
-        message.setArguments({id});
-        m_bus.send(message);
+    void removeEarlier() {
+        const ArchiveValue open = m_record ? m_record->objectForKey(OpenKey) : ArchiveValue();
+        if (!open.isArray() || open.array().empty())
+            return;
+        withBus([this, open] {
+            for (const ArchiveValue& entry : open.array()) {
+                // By the service's unique name: another one that is there by now knows nothing of them.
+                const QString& text = entry.string();
+                const QString service = text.section(u' ', 0, 0);
+                if (service.startsWith(u':'))
+                    close(service, text.section(u' ', 1).toUInt());
+            }
+            keepRecord();
+        });
     }
 
     /// Nothing is written while nothing changes.
@@ -129,53 +119,76 @@ private:
         std::function<void(Activation)> activated;
     };
 
+    /// Later, with whatever bus there is then.
+    void withBus(std::function<void()> use) {
+        m_wantedBus.find(this, [this, use = std::move(use)](const QDBusConnection& found) {
+            if (found.name() != m_bus.name())
+                listenAt(found);
+            use();
+        });
+    }
+
+    void listenAt(const QDBusConnection& bus) {
+        m_bus = bus;
+        // From any sender: naming one makes the library ask for its owner, blocking. The slots look at the sender.
+        m_bus.connect({}, Path, Service, u"ActionInvoked"_s, this, SLOT(actionInvoked(uint, QString, QDBusMessage)));
+        m_bus.connect(
+            {}, Path, Service, u"NotificationClosed"_s, this, SLOT(notificationClosed(uint, uint, QDBusMessage)));
+    }
+
+    void send(const QDBusMessage& message, const std::function<void(Activation)>& activated) {
+        auto* const sent = new QDBusPendingCallWatcher(m_bus.asyncCall(message, NotifyLimit), this);
+        connect(sent, &QDBusPendingCallWatcher::finished, this,
+            [this, activated, generation = m_generation](QDBusPendingCallWatcher* watcher) {
+                watcher->deleteLater();
+                const QDBusPendingReply<uint> reply = *watcher;
+                if (!reply.isValid())
+                    systemLog(u"a notification cannot be shown: %1"_s.arg(reply.error().message()));
+                else if (generation != m_generation)
+                    close(Service, reply.value());
+                else
+                    m_open.insert(reply.value(), {reply.reply().service(), activated});
+                keepRecord();
+            });
+    }
+
+    /// At once, for the process may be about to end.
+    void close(const QString& service, uint id) {
+        auto message = QDBusMessage::createMethodCall(service, Path, Service, u"CloseNotification"_s);
+        message.setAutoStartService(false);
+        message.setArguments({id});
+        m_bus.send(message);
+    }
+
     bool isOurs(uint id, const QDBusMessage& message) const {
         const auto open = m_open.find(id);
         return open != m_open.end() && open->owner == message.service();
     }
 
+    const QString m_identifier;
     UserDefaults* const m_record;
-    const QString m_busName;
-    QDBusConnection m_bus;
+    BusConnection& m_wantedBus;
+    QDBusConnection m_bus{QString()};
     QHash<uint, Open> m_open;
     /// Goes up whenever all are taken back: an id that is on its way then belongs to an older one.
     int m_generation = 0;
 };
 
-UserNotifications::UserNotifications(QString busAddress, UserDefaults* record)
-    : m_busAddress(std::move(busAddress)), m_record(record) {}
+UserNotifications::UserNotifications(QString identifier, BusConnection& bus, UserDefaults* record)
+    : m_link(std::make_unique<Link>(std::move(identifier), bus, record)) {}
 
 UserNotifications::~UserNotifications() = default;
 
 void UserNotifications::deliver(const Content& content, std::function<void(Activation)> activated) {
-    link().deliver(content, std::move(activated));
-}
-
-UserNotifications::Link& UserNotifications::link() {
-    if (!m_link)
-        m_link = std::make_unique<Link>(m_busAddress, m_record);
-    return *m_link;
+    m_link->deliver(content, std::move(activated));
 }
 
 void UserNotifications::removeEarlier() {
-    if (!m_record)
-        return;
-    const ArchiveValue open = m_record->objectForKey(OpenKey);
-    if (!open.isArray() || open.array().empty())
-        return;
-    for (const ArchiveValue& entry : open.array()) {
-        // By the service's unique name: another one that is there by now knows nothing of them.
-        const QString& text = entry.string();
-        const QString service = text.section(u' ', 0, 0);
-        if (service.startsWith(u':'))
-            link().close(service, text.section(u' ', 1).toUInt());
-    }
-    link().keepRecord();
+    m_link->removeEarlier();
 }
 
 void UserNotifications::removeAll() {
-    if (m_link)
-        m_link->removeAll();
+    m_link->removeAll();
 }
 
 } // namespace Platform

@@ -98,14 +98,22 @@ void Workspace::launchApplication(const QString& name) const {
     });
 }
 
+QString Workspace::iconOf(const QString& name) const {
+    if (!isFileName(name))
+        return {};
+    const QString plainName = withoutEnding(name);
+    const auto entry = entryFor(plainName);
+    return entry ? entry->icon : plainName;
+}
+
 QStringList Workspace::commandFor(const QString& name) const {
     if (!isFileName(name))
         return {};
     if (const QStringList command = bundleCommand(name); !command.isEmpty())
         return command;
     const QString plainName = withoutEnding(name);
-    if (const QStringList command = entryCommand(plainName); !command.isEmpty())
-        return command;
+    if (const auto entry = entryFor(plainName))
+        return entry->command;
     const QString program = programPath(plainName);
     return program.isEmpty() ? QStringList() : QStringList{program};
 }
@@ -122,16 +130,20 @@ QStringList Workspace::bundleCommand(const QString& name) const {
     return {};
 }
 
-QStringList Workspace::entryCommand(const QString& plainName) const {
+std::optional<DesktopEntry> Workspace::entryFor(const QString& plainName) const {
+    const auto startable = [this](std::optional<DesktopEntry> entry) {
+        if (entry)
+            entry->command = commandOf(*entry);
+        return entry && !entry->command.isEmpty() ? entry : std::nullopt;
+    };
     const QString ownFile = plainName + u".desktop"_s;
     // The first file of an id counts, also when it says that the application is gone.
     for (const QString& folder : m_folders.entries) {
         const QString path = folder + u'/' + ownFile;
         if (!QFileInfo(path).isFile())
             continue;
-        const auto entry = readEntry(path);
-        if (const QStringList command = entry ? commandOf(*entry) : QStringList(); !command.isEmpty())
-            return command;
+        if (auto entry = startable(readEntry(path)))
+            return entry;
         break;
     }
     QSet<QString> seen;
@@ -142,13 +154,13 @@ QStringList Workspace::entryCommand(const QString& plainName) const {
                 continue;
             seen.insert(file);
             const auto entry = readEntry(folder + u'/' + file);
-            if (entry && (entry->name == plainName || QFileInfo(entry->command[0]).fileName() == plainName)) {
-                if (const QStringList command = commandOf(*entry); !command.isEmpty())
-                    return command;
-            }
+            if (!entry || (entry->name != plainName && QFileInfo(entry->command[0]).fileName() != plainName))
+                continue;
+            if (auto found = startable(entry))
+                return found;
         }
     }
-    return {};
+    return std::nullopt;
 }
 
 QStringList Workspace::commandOf(const DesktopEntry& entry) const {
@@ -165,13 +177,9 @@ QString Workspace::entryProgram(const QString& program) const {
 }
 
 QString Workspace::programPath(const QString& name) const {
-    if (!isFileName(name))
-        return {};
-    for (const QString& folder : m_folders.programs) {
-        if (isProgram(folder + u'/' + name))
-            return folder + u'/' + name;
-    }
-    return {};
+    // Without folders the search would go through the PATH of this process.
+    return isFileName(name) && !m_folders.programs.isEmpty() ? QStandardPaths::findExecutable(name, m_folders.programs)
+                                                             : QString();
 }
 
 } // namespace Platform

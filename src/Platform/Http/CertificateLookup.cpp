@@ -1,15 +1,12 @@
 #include "CertificateLookup.h"
 
-#include "Deployment.h"
-
 #include <QLibrary>
 
 #include <p11-kit/p11-kit.h>
 
-#include <condition_variable>
+#include <atomic>
+#include <future>
 #include <memory>
-#include <mutex>
-#include <optional>
 #include <vector>
 
 using namespace Qt::StringLiterals;
@@ -114,38 +111,26 @@ bool anyTokenHasCertificate(const QByteArray& label) {
 
 /// Shared with a look-up that may end after its caller has gone.
 struct Answer {
-    std::mutex mutex;
-    std::condition_variable arrived;
-    std::optional<bool> isFound;
-    bool isGivenUp = false;
+    std::promise<bool> isFound;
+    std::atomic<bool> isGivenUp{false};
 };
-
-void lookUp(const QByteArray& label, Answer& answer) {
-    {
-        const std::lock_guard lock(answer.mutex);
-        if (answer.isGivenUp)
-            return;
-    }
-    const bool isFound = anyTokenHasCertificate(label);
-    const std::lock_guard lock(answer.mutex);
-    answer.isFound = isFound;
-    answer.arrived.notify_all();
-}
 
 } // namespace
 
-TokenCertificates::TokenCertificates(std::chrono::milliseconds limit)
-    : m_limit(limit), m_queue(Deployment::CertificateQueueLabel) {}
+TokenCertificates::TokenCertificates(QString queueLabel, std::chrono::milliseconds limit)
+    : m_limit(limit), m_queue(std::move(queueLabel)) {}
 
 bool TokenCertificates::hasCertificate(const QString& label) {
     if (label.isEmpty())
         return false;
     const auto answer = std::make_shared<Answer>();
-    m_queue.async([answer, utf8 = label.toUtf8()] { lookUp(utf8, *answer); });
-    std::unique_lock lock(answer->mutex);
-    answer->arrived.wait_for(lock, m_limit, [&] { return answer->isFound.has_value(); });
-    answer->isGivenUp = true;
-    return answer->isFound.value_or(false);
+    m_queue.async([answer, utf8 = label.toUtf8()] {
+        if (!answer->isGivenUp)
+            answer->isFound.set_value(anyTokenHasCertificate(utf8));
+    });
+    auto found = answer->isFound.get_future();
+    answer->isGivenUp = found.wait_for(m_limit) != std::future_status::ready;
+    return !answer->isGivenUp && found.get();
 }
 
 } // namespace Platform

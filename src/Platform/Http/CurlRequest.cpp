@@ -5,6 +5,8 @@
 
 #include <sys/socket.h>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
@@ -163,10 +165,10 @@ Error CurlRequest::takeAnswer(CURLcode code, HttpAnswer* answer) {
     answer->body = std::exchange(m_body, {});
     m_headerBytes = 0;
     if (m_tooLarge)
-        return httpError(Error::ResponseTooLarge);
+        return httpError(Error::ResponseTooLarge, u"longer than the limit"_s);
     // The library takes an answer that breaks off in its header for a complete one without a body.
     if (code == CURLE_OK && !std::exchange(m_isHeaderComplete, false))
-        return httpError(Error::ConnectionLost);
+        return httpError(Error::ConnectionLost, u"broke off in the header"_s);
     return code == CURLE_OK ? Error() : transportError(code, QString::fromUtf8(m_detail.data()));
 }
 

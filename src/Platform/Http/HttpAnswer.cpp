@@ -14,26 +14,6 @@ namespace Platform {
 
 namespace {
 
-struct CodeText {
-    qint64 code;
-    const char16_t* text;
-};
-
-constexpr std::array CodeTexts{
-    CodeText{Error::Cancelled, u"请求已取消。"},
-    CodeText{Error::BadUrl, u"服务器地址无效。"},
-    CodeText{Error::TimedOut, u"请求超时。"},
-    CodeText{Error::UnsupportedUrl, u"不支持该类型的地址。"},
-    CodeText{Error::CannotFindHost, u"找不到服务器。"},
-    CodeText{Error::CannotConnect, u"无法连接服务器。"},
-    CodeText{Error::ConnectionLost, u"网络连接已中断。"},
-    CodeText{Error::TooManyRedirects, u"服务器重定向次数过多。"},
-    CodeText{Error::CannotDecodeContent, u"无法解码服务器返回的内容。"},
-    CodeText{Error::CannotParseResponse, u"无法解析服务器的响应。"},
-    CodeText{Error::ResponseTooLarge, u"服务器返回的数据过大。"},
-    CodeText{Error::SecureConnectionFailed, u"无法与服务器建立安全连接。"},
-};
-
 struct StatusText {
     long status;
     const char* text;
@@ -134,10 +114,7 @@ qint64 errorCode(CURLcode code) {
 } // namespace
 
 Error httpError(qint64 code, const QString& failureReason) {
-    const auto known =
-        std::find_if(CodeTexts.begin(), CodeTexts.end(), [code](const CodeText& entry) { return entry.code == code; });
-    const QString text = known == CodeTexts.end() ? u"网络请求失败。"_s : QString::fromUtf16(known->text);
-    return Error(UrlErrorDomain, code, text, failureReason);
+    return Error(UrlErrorDomain, code, {}, failureReason);
 }
 
 Error transportError(CURLcode code, const QString& detail) {
@@ -146,21 +123,18 @@ Error transportError(CURLcode code, const QString& detail) {
 
 Error judgeAnswer(const HttpAnswer& answer, const QList<QByteArray>& acceptableTypes) {
     if (answer.status < 200 || answer.status > 299)
-        return Error(UrlErrorDomain, Error::BadServerResponse,
-            u"Request failed: %1 (%2)"_s.arg(statusText(answer.status)).arg(answer.status));
+        return Error(UrlErrorDomain, Error::BadServerResponse, {},
+            u"%1 (%2)"_s.arg(statusText(answer.status)).arg(answer.status), static_cast<int>(answer.status));
     const QByteArray type = answer.contentType.split(';').first().trimmed().toLower();
     if (acceptableTypes.isEmpty() || answer.body.isEmpty() || type.isEmpty() || acceptableTypes.contains(type))
         return {};
-    return Error(UrlErrorDomain, Error::CannotDecodeContent,
-        u"服务器返回了不支持的内容类型：%1"_s.arg(QString::fromLatin1(type)));
+    return httpError(Error::CannotDecodeContent, u"unacceptable content type: %1"_s.arg(QString::fromLatin1(type)));
 }
 
 Error parseJsonAnswer(const QByteArray& text, QJsonObject* object) {
     // The parser takes a hundred bytes and more for an object or array that two bytes of text make.
     constexpr qsizetype MostContainers = 250000;
-    const auto notJson = [](const QString& reason) {
-        return Error(CocoaErrorDomain, Error::NotJson, u"服务器返回的数据格式不正确。"_s, reason);
-    };
+    const auto notJson = [](const QString& reason) { return Error(CocoaErrorDomain, Error::NotJson, {}, reason); };
     if (text.size() > MostContainers && text.count('[') + text.count('{') > MostContainers)
         return notJson(u"too many objects"_s);
     QJsonParseError failure;

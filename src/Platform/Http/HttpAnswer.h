@@ -21,8 +21,8 @@ struct HttpAnswer {
     QByteArray location = {};
 };
 
-/// An error of UrlErrorDomain with the text that is shown for @p code.
-Error httpError(qint64 code, const QString& failureReason = {});
+/// An error of UrlErrorDomain; @p failureReason in English.
+Error httpError(qint64 code, const QString& failureReason);
 /// What the transport's failure means for the caller; @p detail is its own words.
 Error transportError(CURLcode code, const QString& detail);
 /// No error for a status of 200-299 and a type among @p acceptableTypes (empty: any).

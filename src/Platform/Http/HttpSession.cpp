@@ -1,6 +1,6 @@
 #include "HttpSession.h"
 
-#include "HttpThread.h"
+#include "HttpSessionCore.h"
 
 #include <algorithm>
 #include <cmath>
@@ -26,8 +26,7 @@ HttpRequest getOf(const QString& url, const HttpSession::Parameters& parameters)
 void send(const std::shared_ptr<HttpSessionCore>& core, const HttpRequest& request, double timeout,
     CurlRequest::Finish finish) {
     const auto time = std::chrono::duration_cast<CurlRequest::Clock::duration>(std::chrono::duration<double>(timeout));
-    HttpThread::shared().send(
-        core, std::make_unique<CurlRequest>(request, CurlRequest::Clock::now() + time, std::move(finish)));
+    core->send(std::make_shared<CurlRequest>(request, CurlRequest::Clock::now() + time, std::move(finish)));
 }
 
 } // namespace
@@ -36,8 +35,7 @@ HttpSession::HttpSession(HttpSettings settings)
     : m_core(std::make_shared<HttpSessionCore>(settings)), m_requestTimeout(usableTimeout(settings.requestTimeout)) {}
 
 HttpSession::~HttpSession() {
-    if (m_core->isUsed)
-        HttpThread::shared().close(m_core);
+    m_core->shutDown();
 }
 
 double HttpSession::requestTimeout() const {

@@ -1,9 +1,11 @@
 #include "HttpSessionCore.h"
 
 #include "CurlCalls.h"
-#include "HttpThread.h"
+#include "ProxyLookup.h"
 
 #include <sys/epoll.h>
+
+using namespace Qt::StringLiterals;
 
 namespace Platform {
 
@@ -24,11 +26,35 @@ uint32_t epollEvents(int what) {
     return events;
 }
 
+int curlEvents(uint32_t events) {
+    int result = 0;
+    if (events & (EPOLLIN | EPOLLHUP))
+        result |= CURL_CSELECT_IN;
+    if (events & EPOLLOUT)
+        result |= CURL_CSELECT_OUT;
+    if (events & EPOLLERR)
+        result |= CURL_CSELECT_ERR;
+    return result;
+}
+
+Error cancelled() {
+    return httpError(Error::Cancelled, u"cancelled"_s);
+}
+
 } // namespace
 
 HttpSessionCore::HttpSessionCore(HttpSettings settings) : m_settings(std::move(settings)) {}
 
-HttpSessionCore::~HttpSessionCore() = default;
+void HttpSessionCore::send(std::shared_ptr<CurlRequest> request) {
+    m_isUsed = true;
+    HttpThread::shared().post(
+        [self = shared_from_this(), request = std::move(request)] { self->start(request); }, this);
+}
+
+void HttpSessionCore::shutDown() {
+    if (m_isUsed)
+        HttpThread::shared().finishFor(this, [self = shared_from_this()] { self->close(); });
+}
 
 bool HttpSessionCore::openMulti() {
     if (m_multi)
@@ -45,16 +71,17 @@ bool HttpSessionCore::openMulti() {
     return true;
 }
 
-void HttpSessionCore::start(std::unique_ptr<CurlRequest> request) {
+void HttpSessionCore::start(const std::shared_ptr<CurlRequest>& request) {
     if (m_closed || !openMulti()) {
-        request->finish(httpError(m_closed ? Error::Cancelled : Error::Unknown));
+        request->finish(m_closed ? cancelled() : httpError(Error::Unknown, u"no transfer library"_s));
         return;
     }
-    CurlRequest& started = *request;
-    started.setId(++m_lastRequest);
-    m_deadlines.emplace(started.deadline(), started.id());
-    m_requests.emplace(started.id(), std::move(request));
-    route(started, started.request().url);
+    if (m_number == 0)
+        m_number = HttpThread::shared().add(shared_from_this());
+    request->setId(++m_lastRequest);
+    m_deadlines.emplace(request->deadline(), request->id());
+    m_requests.emplace(request->id(), request);
+    route(*request, request->request().url);
 }
 
 void HttpSessionCore::route(CurlRequest& request, const QString& url) {
@@ -68,7 +95,7 @@ void HttpSessionCore::route(CurlRequest& request, const QString& url) {
         begin(request, {});
         return;
     }
-    HttpThread::shared().proxies().find(parsed, [weak = weak_from_this(), id = request.id()](const ProxyChoice& proxy) {
+    ProxyLookup::shared().find(parsed, [weak = weak_from_this(), id = request.id()](const ProxyChoice& proxy) {
         const auto self = weak.lock();
         if (!self)
             return;
@@ -88,12 +115,12 @@ void HttpSessionCore::begin(CurlRequest& request, const ProxyChoice& proxy) {
         m_spareHandles.pop_back();
     }
     if (!easy) {
-        finish(request, httpError(Error::Unknown));
+        finish(request, httpError(Error::Unknown, u"no transfer"_s));
         return;
     }
     request.attach(easy, proxy, m_settings);
     if (curl_multi_add_handle(m_multi, easy) != CURLM_OK)
-        finish(request, httpError(Error::Unknown));
+        finish(request, httpError(Error::Unknown, u"no transfer"_s));
 }
 
 void HttpSessionCore::releaseHandle(CurlRequest& request) {
@@ -119,8 +146,9 @@ void HttpSessionCore::finish(CurlRequest& request, const Error& error, const Htt
 
 void HttpSessionCore::close() {
     m_closed = true;
+    HttpThread::shared().remove(m_number);
     while (!m_requests.empty())
-        finish(*m_requests.begin()->second, httpError(Error::Cancelled));
+        finish(*m_requests.begin()->second, cancelled());
     for (CURL* easy : m_spareHandles)
         curl_easy_cleanup(easy);
     m_spareHandles.clear();
@@ -129,11 +157,11 @@ void HttpSessionCore::close() {
     m_multi = nullptr;
 }
 
-void HttpSessionCore::socketReady(int descriptor, int curlEvents) {
+void HttpSessionCore::socketReady(int descriptor, uint32_t events) {
     if (m_closed)
         return;
     int running = 0;
-    curl_multi_socket_action(m_multi, descriptor, curlEvents, &running);
+    curl_multi_socket_action(m_multi, descriptor, curlEvents(events), &running);
     collect();
 }
 
@@ -145,7 +173,7 @@ void HttpSessionCore::fireDue(Clock::time_point now) {
         collect();
     }
     while (!m_deadlines.empty() && m_deadlines.begin()->first <= now)
-        finish(*m_requests.at(m_deadlines.begin()->second), httpError(Error::TimedOut));
+        finish(*m_requests.at(m_deadlines.begin()->second), httpError(Error::TimedOut, u"timed out"_s));
 }
 
 HttpSessionCore::Clock::time_point HttpSessionCore::nextDue() const {
@@ -186,7 +214,7 @@ void HttpSessionCore::follow(CurlRequest& request, const HttpAnswer& answer) {
         // What was asked in secret is not asked again in the open: the redirect itself is the answer.
         finish(request, judgeAnswer(answer, {}));
     } else if (request.countRedirect(answer.status) > MostRedirects) {
-        finish(request, httpError(Error::TooManyRedirects));
+        finish(request, httpError(Error::TooManyRedirects, u"more than five redirects"_s));
     } else {
         releaseHandle(request);
         route(request, location);
@@ -198,7 +226,7 @@ int HttpSessionCore::onSocket(CURL*, curl_socket_t descriptor, int what, void* s
     if (what == CURL_POLL_REMOVE)
         HttpThread::shared().unwatch(descriptor);
     else
-        HttpThread::shared().watch(descriptor, epollEvents(what), core.id());
+        HttpThread::shared().watch(descriptor, epollEvents(what), core.m_number);
     return 0;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CurlRequest.h"
+#include "HttpThread.h"
 
 #include <atomic>
 #include <map>
@@ -12,38 +13,28 @@ namespace Platform {
 /// What a session is on the network thread: its connections, its requests under way and their deadlines.
 ///
 /// Each session has a multi handle of its own, so that no connection made with one session's trust or identity serves
-/// another. All but settings() and isUsed is for the network thread alone.
-class HttpSessionCore final : public std::enable_shared_from_this<HttpSessionCore> {
+/// another. All but send() and shutDown() is for the network thread alone.
+class HttpSessionCore final : public HttpThreadClient, public std::enable_shared_from_this<HttpSessionCore> {
 public:
-    using Clock = CurlRequest::Clock;
-
     explicit HttpSessionCore(HttpSettings settings);
-    ~HttpSessionCore();
+    ~HttpSessionCore() override = default;
     HttpSessionCore(const HttpSessionCore&) = delete;
     HttpSessionCore& operator=(const HttpSessionCore&) = delete;
 
-    const HttpSettings& settings() const { return m_settings; }
-    /// A request was sent: the network thread knows the session.
-    std::atomic<bool> isUsed{false};
+    /// Has @p request started on the network thread; there its completion is called. Any thread.
+    void send(std::shared_ptr<CurlRequest> request);
+    /// Ends every request with Cancelled and every connection, and returns when the completions have run. Any thread.
+    void shutDown();
 
-    quint32 id() const { return m_id; }
-    void setId(quint32 id) { m_id = id; }
-    bool isClosed() const { return m_closed; }
-
-    /// Takes a request on its way; its completion is called later, or before this returns when nothing can be sent.
-    void start(std::unique_ptr<CurlRequest> request);
-    /// Ends every request with Cancelled and every connection; what is started afterwards is cancelled at once.
-    void close();
-
-    void socketReady(int descriptor, int curlEvents);
-    /// Does what is due at @p now.
-    void fireDue(Clock::time_point now);
-    /// When fireDue() is to be called next; the far end of time when nothing is under way.
-    Clock::time_point nextDue() const;
+    void socketReady(int descriptor, uint32_t events) override;
+    void fireDue(Clock::time_point now) override;
+    Clock::time_point nextDue() const override;
 
 private:
     using RequestId = quint64;
 
+    void start(const std::shared_ptr<CurlRequest>& request);
+    void close();
     bool openMulti();
     void route(CurlRequest& request, const QString& url);
     void begin(CurlRequest& request, const ProxyChoice& proxy);
@@ -56,11 +47,14 @@ private:
     static int onTimer(CURLM* multi, long milliseconds, void* self);
 
     const HttpSettings m_settings;
-    quint32 m_id = 0;
+    /// A request was sent: the network thread may know the session.
+    std::atomic<bool> m_isUsed{false};
+    /// By which the network thread knows it; 0 before the first request.
+    quint32 m_number = 0;
     bool m_closed = false;
     CURLM* m_multi = nullptr;
     RequestId m_lastRequest = 0;
-    std::map<RequestId, std::unique_ptr<CurlRequest>> m_requests;
+    std::map<RequestId, std::shared_ptr<CurlRequest>> m_requests;
     std::set<std::pair<Clock::time_point, RequestId>> m_deadlines;
     Clock::time_point m_curlDue = Clock::time_point::max();
     std::vector<CURL*> m_spareHandles;

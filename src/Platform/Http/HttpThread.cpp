@@ -8,25 +8,27 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <thread>
+#include <vector>
 
 namespace Platform {
 
 namespace {
 
-using Clock = HttpSessionCore::Clock;
+using Clock = HttpThreadClient::Clock;
 
 /// How long an exiting process waits for the network thread to stop; a completion may be stuck.
 constexpr std::chrono::milliseconds ParkWait{500};
 
 thread_local bool isNetworkThread = false;
 
-quint64 tag(quint32 session, int descriptor) {
-    return quint64(session) << 32 | static_cast<quint32>(descriptor);
+quint64 tag(quint32 client, int descriptor) {
+    return quint64(client) << 32 | static_cast<quint32>(descriptor);
 }
 
 int millisecondsUntil(Clock::time_point due) {
@@ -34,17 +36,6 @@ int millisecondsUntil(Clock::time_point due) {
         return -1;
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(due - Clock::now()).count();
     return static_cast<int>(std::clamp<long long>(left, 0, INT_MAX));
-}
-
-int curlEvents(uint32_t events) {
-    int result = 0;
-    if (events & (EPOLLIN | EPOLLHUP))
-        result |= CURL_CSELECT_IN;
-    if (events & EPOLLOUT)
-        result |= CURL_CSELECT_OUT;
-    if (events & EPOLLERR)
-        result |= CURL_CSELECT_ERR;
-    return result;
 }
 
 } // namespace
@@ -64,10 +55,6 @@ void HttpThread::parkAtExit() {
     std::atexit([] { shared().park(); });
 }
 
-bool HttpThread::isCurrent() const {
-    return isNetworkThread;
-}
-
 void HttpThread::wake() {
     // The network thread looks at its inbox before it sleeps; others ring once until it has looked.
     if (isNetworkThread || m_isWoken)
@@ -76,59 +63,58 @@ void HttpThread::wake() {
     eventfd_write(m_wakeup, 1);
 }
 
-void HttpThread::send(std::shared_ptr<HttpSessionCore> session, std::unique_ptr<CurlRequest> request) {
-    session->isUsed = true;
+void HttpThread::post(Block block, const HttpThreadClient* client) {
     const std::lock_guard lock(m_mutex);
-    m_sent.push_back({std::move(session), std::move(request)});
+    m_posted.push_back({std::move(block), client});
     wake();
 }
 
-void HttpThread::post(Block block) {
-    const std::lock_guard lock(m_mutex);
-    m_posted.push_back(std::move(block));
-    wake();
-}
-
-void HttpThread::close(const std::shared_ptr<HttpSessionCore>& session) {
+void HttpThread::finishFor(const HttpThreadClient* client, const Block& last) {
     if (isNetworkThread) {
-        closeHere(session);
+        finishHere(client, last);
         return;
     }
-    const auto isClosed = std::make_shared<bool>(false);
-    std::unique_lock lock(m_mutex);
-    m_posted.push_back([this, session, isClosed] {
-        closeHere(session);
+    const auto isFinished = std::make_shared<bool>(false);
+    post([this, client, last, isFinished] {
+        finishHere(client, last);
         const std::lock_guard done(m_mutex);
-        *isClosed = true;
+        *isFinished = true;
         m_changed.notify_all();
     });
-    wake();
-    m_changed.wait(lock, [&] { return *isClosed || m_isParked; });
+    std::unique_lock lock(m_mutex);
+    m_changed.wait(lock, [&] { return *isFinished || m_isParked; });
 }
 
-void HttpThread::closeHere(const std::shared_ptr<HttpSessionCore>& session) {
-    session->close();
-    m_sessions.erase(session->id());
-    // What its other senders handed over before, and what its completions sent meanwhile.
+void HttpThread::finishHere(const HttpThreadClient* client, const Block& last) {
+    last();
+    // What others posted before, and what completions posted meanwhile.
     for (;;) {
-        std::unique_ptr<CurlRequest> request;
+        Block block;
         {
             const std::lock_guard lock(m_mutex);
-            const auto found =
-                std::find_if(m_sent.begin(), m_sent.end(), [&](const Sent& sent) { return sent.session == session; });
-            if (found == m_sent.end())
+            const auto found = std::ranges::find(m_posted, client, &Posted::client);
+            if (found == m_posted.end())
                 return;
-            request = std::move(found->request);
-            m_sent.erase(found);
+            block = std::move(found->block);
+            m_posted.erase(found);
         }
-        session->start(std::move(request));
+        block();
     }
 }
 
-void HttpThread::watch(int descriptor, uint32_t events, quint32 session) {
+quint32 HttpThread::add(std::shared_ptr<HttpThreadClient> client) {
+    m_clients.emplace(++m_lastNumber, std::move(client));
+    return m_lastNumber;
+}
+
+void HttpThread::remove(quint32 number) {
+    m_clients.erase(number);
+}
+
+void HttpThread::watch(int descriptor, uint32_t events, quint32 number) {
     epoll_event event{};
     event.events = events;
-    event.data.u64 = tag(session, descriptor);
+    event.data.u64 = tag(number, descriptor);
     if (epoll_ctl(m_epoll, EPOLL_CTL_ADD, descriptor, &event) != 0 && errno == EEXIST)
         epoll_ctl(m_epoll, EPOLL_CTL_MOD, descriptor, &event);
 }
@@ -160,24 +146,12 @@ void HttpThread::takeInbox() {
     if (m_isParkWanted)
         stayParked();
     // Only what is there now: what completions add waits for the next round, after the sockets had theirs.
-    for (size_t left = m_sent.size(); left > 0 && !m_sent.empty(); --left) {
-        Sent sent = std::move(m_sent.front());
-        m_sent.pop_front();
-        lock.unlock();
-        if (sent.session->id() == 0 && !sent.session->isClosed()) {
-            sent.session->setId(++m_lastSession);
-            m_sessions.emplace(m_lastSession, sent.session);
-        }
-        sent.session->start(std::move(sent.request));
-        sent = {};
-        lock.lock();
-    }
     for (size_t left = m_posted.size(); left > 0 && !m_posted.empty(); --left) {
         {
-            const Block block = std::move(m_posted.front());
+            const Posted posted = std::move(m_posted.front());
             m_posted.pop_front();
             lock.unlock();
-            block();
+            posted.block();
         }
         lock.lock();
     }
@@ -185,41 +159,41 @@ void HttpThread::takeInbox() {
 
 void HttpThread::fireDue() {
     const auto now = Clock::now();
-    for (const auto& [id, session] : m_sessions) {
-        if (session->nextDue() <= now)
-            m_due.push_back(session);
+    std::vector<std::shared_ptr<HttpThreadClient>> due;
+    for (const auto& [number, client] : m_clients) {
+        if (client->nextDue() <= now)
+            due.push_back(client);
     }
-    for (const auto& session : m_due)
-        session->fireDue(now);
-    m_due.clear();
+    for (const auto& client : due)
+        client->fireDue(now);
 }
 
 void HttpThread::waitAndServe() {
     auto due = Clock::time_point::max();
-    for (const auto& [id, session] : m_sessions)
-        due = std::min(due, session->nextDue());
+    for (const auto& [number, client] : m_clients)
+        due = std::min(due, client->nextDue());
     int timeout = millisecondsUntil(due);
     {
         const std::lock_guard lock(m_mutex);
-        if (!m_sent.empty() || !m_posted.empty() || m_isParkWanted)
+        if (!m_posted.empty() || m_isParkWanted)
             timeout = 0;
     }
     std::array<epoll_event, 64> events{};
     const int count = epoll_wait(m_epoll, events.data(), static_cast<int>(events.size()), timeout);
     for (int i = 0; i < count; ++i) {
         const quint64 which = events[static_cast<size_t>(i)].data.u64;
-        const int descriptor = static_cast<int>(which & 0xffffffffU);
+        const auto descriptor = static_cast<int>(which & 0xffffffffU);
         if (descriptor == m_wakeup) {
             eventfd_t ignored = 0;
             eventfd_read(m_wakeup, &ignored);
             continue;
         }
         // A completion earlier in this round may have closed the session.
-        const auto found = m_sessions.find(static_cast<quint32>(which >> 32));
-        if (found == m_sessions.end())
+        const auto found = m_clients.find(static_cast<quint32>(which >> 32));
+        if (found == m_clients.end())
             continue;
-        const auto session = found->second;
-        session->socketReady(descriptor, curlEvents(events[static_cast<size_t>(i)].events));
+        const auto client = found->second;
+        client->socketReady(descriptor, events[static_cast<size_t>(i)].events);
     }
 }
 

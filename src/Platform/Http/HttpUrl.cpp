@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
@@ -46,21 +48,21 @@ bool HttpUrl::isLoopback() const {
 
 Error parseHttpUrl(const QString& text, HttpUrl* url) {
     if (text.isEmpty() || !std::all_of(text.begin(), text.end(), isUrlCharacter))
-        return httpError(Error::BadUrl);
+        return httpError(Error::BadUrl, u"characters that no URL has"_s);
     const std::unique_ptr<CURLU, CurlUrlDeleter> parsed(curl_url());
     url->text = text.toLatin1();
     const CURLUcode code = curl_url_set(
         parsed.get(), CURLUPART_URL, url->text.constData(), CURLU_NON_SUPPORT_SCHEME | CURLU_DISALLOW_USER);
     if (code == CURLUE_BAD_SCHEME || code == CURLUE_UNSUPPORTED_SCHEME)
-        return httpError(Error::UnsupportedUrl);
+        return httpError(Error::UnsupportedUrl, u"neither http nor https"_s);
     if (code != CURLUE_OK)
         return httpError(Error::BadUrl, QString::fromUtf8(curl_url_strerror(code)));
     url->scheme = part(parsed.get(), CURLUPART_SCHEME);
     url->host = part(parsed.get(), CURLUPART_HOST);
     url->port = part(parsed.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT);
     if (url->scheme != "http" && url->scheme != "https")
-        return httpError(Error::UnsupportedUrl);
-    return url->host.isEmpty() ? httpError(Error::BadUrl) : Error();
+        return httpError(Error::UnsupportedUrl, u"neither http nor https"_s);
+    return url->host.isEmpty() ? httpError(Error::BadUrl, u"no host"_s) : Error();
 }
 
 QString urlWithQuery(const QString& url, const QList<QPair<QString, QString>>& parameters) {

@@ -1,7 +1,6 @@
 #include "ProxyLookup.h"
 
 #include "HttpThread.h"
-#include "WorkerThreads.h"
 
 #include <QNetworkProxy>
 #include <QNetworkProxyFactory>
@@ -45,6 +44,11 @@ ProxyChoice askSystem(const QByteArray& url) {
 
 } // namespace
 
+ProxyLookup& ProxyLookup::shared() {
+    static auto* lookup = new ProxyLookup;
+    return *lookup;
+}
+
 void ProxyLookup::find(const HttpUrl& url, Found found) {
     const QByteArray server = url.scheme + "://" + url.host + ':' + url.port;
     const auto known = m_known.find(server);
@@ -56,7 +60,7 @@ void ProxyLookup::find(const HttpUrl& url, Found found) {
     waiting.push_back(std::move(found));
     if (waiting.size() > 1)
         return;
-    WorkerThreads::shared().run([this, server, text = url.text] {
+    globalQueue().async([this, server, text = url.text] {
         HttpThread::shared().post([this, server, proxy = askSystem(text)] { answer(server, proxy); });
     });
 }

@@ -20,6 +20,9 @@ struct ProxyChoice {
 /// for half a minute, so that a poll does not wake a second thread. Lives on the network thread.
 class ProxyLookup final {
 public:
+    /// Never destroyed.
+    static ProxyLookup& shared();
+
     using Found = std::function<void(const ProxyChoice& proxy)>;
 
     /// Calls @p found on the network thread: before this returns when the answer is known, else later.

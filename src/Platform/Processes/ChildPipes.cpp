@@ -10,37 +10,23 @@ namespace Platform {
 
 namespace {
 
-void closeDescriptor(int& descriptor) {
-    if (descriptor >= 0)
-        close(descriptor);
-    descriptor = -1;
-}
-
 /// A pipe end among the standard streams would be overwritten while the child's are set up.
-bool moveAboveStandardStreams(int& descriptor) {
-    if (descriptor > STDERR_FILENO)
-        return true;
-    const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    closeDescriptor(descriptor);
-    descriptor = moved;
-    return moved >= 0;
+bool moveAboveStandardStreams(UniqueFd& descriptor) {
+    if (descriptor.get() <= STDERR_FILENO)
+        descriptor = UniqueFd(fcntl(descriptor.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+    return descriptor.isOpen();
 }
 
 } // namespace
-
-ChildPipes::~ChildPipes() {
-    closeReadEnds();
-    closeWriteEnds();
-}
 
 bool ChildPipes::open() {
     for (Stream& stream : m_streams) {
         int ends[2] = {-1, -1};
         const bool made = pipe2(ends, O_CLOEXEC) == 0;
-        stream.readEnd = ends[0];
-        stream.writeEnd = ends[1];
+        stream.readEnd = UniqueFd(ends[0]);
+        stream.writeEnd = UniqueFd(ends[1]);
         if (!made || !moveAboveStandardStreams(stream.readEnd) || !moveAboveStandardStreams(stream.writeEnd) ||
-            fcntl(stream.readEnd, F_SETFL, O_NONBLOCK) != 0) {
+            fcntl(stream.readEnd.get(), F_SETFL, O_NONBLOCK) != 0) {
             const int reason = errno;
             closeReadEnds();
             closeWriteEnds();
@@ -53,31 +39,31 @@ bool ChildPipes::open() {
 
 void ChildPipes::closeWriteEnds() {
     for (Stream& stream : m_streams)
-        closeDescriptor(stream.writeEnd);
+        stream.writeEnd.close();
 }
 
 void ChildPipes::closeReadEnds() {
     for (Stream& stream : m_streams)
-        closeDescriptor(stream.readEnd);
+        stream.readEnd.close();
 }
 
 void ChildPipes::take(Stream& stream) {
     char bytes[65536];
-    const ssize_t count = read(stream.readEnd, bytes, sizeof bytes);
+    const ssize_t count = read(stream.readEnd.get(), bytes, sizeof bytes);
     if (count > 0) {
         const qsizetype room = StreamLimit - stream.data.size();
         stream.data.append(bytes, std::min<qsizetype>(count, room));
     } else if (count == 0 || (errno != EAGAIN && errno != EINTR)) {
-        closeDescriptor(stream.readEnd);
+        stream.readEnd.close();
     }
 }
 
 ChildPipes::Step ChildPipes::step(int timeoutMilliseconds, int exitDescriptor) {
-    if (m_streams[0].readEnd < 0 && m_streams[1].readEnd < 0)
+    if (!m_streams[0].readEnd.isOpen() && !m_streams[1].readEnd.isOpen())
         return Step::Closed;
     // poll() passes over negative descriptors.
     pollfd polled[3] = {
-        {m_streams[0].readEnd, POLLIN, 0}, {m_streams[1].readEnd, POLLIN, 0}, {exitDescriptor, POLLIN, 0}};
+        {m_streams[0].readEnd.get(), POLLIN, 0}, {m_streams[1].readEnd.get(), POLLIN, 0}, {exitDescriptor, POLLIN, 0}};
     const int ready = poll(polled, 3, timeoutMilliseconds);
     if (ready < 0)
         return errno == EINTR ? Step::Data : Step::Closed;

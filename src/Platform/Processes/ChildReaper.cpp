@@ -5,7 +5,6 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <mutex>
@@ -17,7 +16,7 @@ namespace {
 
 struct Orphan {
     pid_t pid;
-    int exitDescriptor;
+    UniqueFd exitDescriptor;
 };
 
 struct Orphanage {
@@ -34,11 +33,7 @@ Orphanage& orphanage() {
 }
 
 bool isReaped(const Orphan& orphan) {
-    if (waitpid(orphan.pid, nullptr, WNOHANG) == 0)
-        return false;
-    if (orphan.exitDescriptor >= 0)
-        close(orphan.exitDescriptor);
-    return true;
+    return waitpid(orphan.pid, nullptr, WNOHANG) != 0;
 }
 
 void reap() {
@@ -54,8 +49,8 @@ void reap() {
                 return;
             }
             for (const Orphan& orphan : home.orphans) {
-                isBlind = isBlind || orphan.exitDescriptor < 0;
-                polled.push_back({orphan.exitDescriptor, POLLIN, 0});
+                isBlind = isBlind || !orphan.exitDescriptor.isOpen();
+                polled.push_back({orphan.exitDescriptor.get(), POLLIN, 0});
             }
         }
         poll(polled.data(), polled.size(), isBlind ? 100 : -1);
@@ -66,10 +61,10 @@ void reap() {
 
 } // namespace
 
-void adopt(pid_t pid, int exitDescriptor) {
+void adopt(pid_t pid, UniqueFd exitDescriptor) {
     Orphanage& home = orphanage();
     const std::lock_guard lock(home.mutex);
-    home.orphans.push_back({pid, exitDescriptor});
+    home.orphans.push_back({pid, std::move(exitDescriptor)});
     if (home.running) {
         eventfd_write(home.wake, 1);
         return;

@@ -114,9 +114,7 @@ QenTask::QenTask(QString launchPath, QStringList arguments, Output output)
 
 QenTask::~QenTask() {
     if (isRunning())
-        ChildReaper::adopt(m_pid, m_exitDescriptor);
-    else if (m_exitDescriptor >= 0)
-        close(m_exitDescriptor);
+        ChildReaper::adopt(m_pid, std::move(m_exitDescriptor));
 }
 
 Error QenTask::launch() {
@@ -145,7 +143,7 @@ Error QenTask::launch() {
     }
     m_pid = pid;
     // Without it (an old kernel, a filter) the waits fall back to plain polling.
-    m_exitDescriptor = static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+    m_exitDescriptor = UniqueFd(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
     return {};
 }
 
@@ -206,7 +204,7 @@ bool QenTask::waitFor(double seconds) {
         if (left.count() <= 0)
             return false;
         const auto pause = std::min(std::chrono::ceil<std::chrono::milliseconds>(left), PollInterval);
-        pollfd polled{m_exitDescriptor, POLLIN, 0};
+        pollfd polled{m_exitDescriptor.get(), POLLIN, 0};
         poll(&polled, 1, static_cast<int>(pause.count()));
     }
     m_isReadBounded = isLaunched();
@@ -242,7 +240,7 @@ bool QenTask::readUntilExit(double seconds) {
     if (!isLaunched())
         return true;
     const auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(Seconds(boundedSeconds(seconds)));
-    m_pipes.readUntil([this] { return !isRunning(); }, m_exitDescriptor, deadline);
+    m_pipes.readUntil([this] { return !isRunning(); }, m_exitDescriptor.get(), deadline);
     return waitFor(Seconds(deadline - Clock::now()).count());
 }
 

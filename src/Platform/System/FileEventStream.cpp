@@ -53,18 +53,13 @@ FileEventStream::FileEventStream(
     }
 }
 
-FileEventStream::~FileEventStream() {
-    close(m_inotify);
-    close(m_wake);
-}
-
 void FileEventStream::stop() {
     m_stopped = true;
-    eventfd_write(m_wake, 1);
+    eventfd_write(m_wake.get(), 1);
 }
 
 bool FileEventStream::addWatch(const QString& path) {
-    const int descriptor = inotify_add_watch(m_inotify, QFile::encodeName(path).constData(), Interesting);
+    const int descriptor = inotify_add_watch(m_inotify.get(), QFile::encodeName(path).constData(), Interesting);
     if (descriptor < 0)
         return false;
     m_watches.insert(descriptor, path);
@@ -104,7 +99,7 @@ void FileEventStream::watchAll(bool filesAreNews) {
         if (needed.contains(watch.value())) {
             ++watch;
         } else {
-            inotify_rm_watch(m_inotify, watch.key());
+            inotify_rm_watch(m_inotify.get(), watch.key());
             watch = m_watches.erase(watch);
         }
     }
@@ -122,7 +117,7 @@ void FileEventStream::changed(const QString& path) {
 void FileEventStream::folderMoved(const QString& path) {
     for (auto watch = m_watches.begin(); watch != m_watches.end();) {
         if (watch.value() == path || watch.value().startsWith(path + u'/')) {
-            inotify_rm_watch(m_inotify, watch.key());
+            inotify_rm_watch(m_inotify.get(), watch.key());
             watch = m_watches.erase(watch);
         } else {
             ++watch;
@@ -169,7 +164,7 @@ void FileEventStream::handle(int descriptor, quint32 mask, const QString& name) 
 void FileEventStream::readEvents() {
     alignas(inotify_event) char buffer[BufferSize];
     for (;;) {
-        const ssize_t length = read(m_inotify, buffer, sizeof buffer);
+        const ssize_t length = read(m_inotify.get(), buffer, sizeof buffer);
         if (length <= 0)
             return;
         for (const char* at = buffer; at < buffer + length;) {
@@ -194,7 +189,7 @@ void FileEventStream::run() {
     if (m_watches.isEmpty())
         systemLog(u"[FileEventStream] no file can be followed: %1"_s.arg(qt_error_string(errno)));
     while (!m_stopped) {
-        pollfd sources[] = {{m_inotify, POLLIN, 0}, {m_wake, POLLIN, 0}};
+        pollfd sources[] = {{m_inotify.get(), POLLIN, 0}, {m_wake.get(), POLLIN, 0}};
         poll(sources, 2, timeLeft());
         if (m_stopped)
             return;

@@ -1,5 +1,7 @@
 #include "Files.h"
 
+#include "UniqueFd.h"
+
 #include <QFile>
 #include <QRandomGenerator>
 
@@ -15,50 +17,8 @@ namespace Platform {
 
 namespace {
 
-class Descriptor {
-public:
-    explicit Descriptor(int number) : m_number(number) {}
-    ~Descriptor() { close(); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    bool isOpen() const { return m_number >= 0; }
-    int number() const { return m_number; }
-    /// False with errno when what was written did not arrive.
-    bool close() {
-        const int number = std::exchange(m_number, -1);
-        return number < 0 || ::close(number) == 0 || errno == EINTR;
-    }
-
-private:
-    int m_number;
-};
-
-template <typename Call>
-auto uninterrupted(Call call) {
-    auto result = call();
-    while (result < 0 && errno == EINTR)
-        result = call();
-    return result;
-}
-
 Error systemError(int number) {
     return {PosixErrorDomain, number, QString::fromLocal8Bit(std::strerror(number))};
-}
-
-bool writeAll(int descriptor, const QByteArray& bytes) {
-    qsizetype written = 0;
-    while (written < bytes.size()) {
-        const auto left = static_cast<size_t>(bytes.size() - written);
-        const ssize_t count = uninterrupted([&] { return write(descriptor, bytes.constData() + written, left); });
-        if (count <= 0) {
-            if (count == 0)
-                errno = ENOSPC;
-            return false;
-        }
-        written += count;
-    }
-    return true;
 }
 
 QByteArray folderOf(const QByteArray& path) {
@@ -76,34 +36,59 @@ QByteArray temporaryName(const QByteArray& folder) {
 }
 
 /// Opens a file that was not there before.
-int openTemporary(const QByteArray& folder, QByteArray& name) {
+UniqueFd openTemporary(const QByteArray& folder, QByteArray& name) {
     constexpr int MostTries = 16;
     for (int i = 0; i < MostTries; ++i) {
         name = temporaryName(folder);
-        const int descriptor = uninterrupted(
-            [&] { return open(name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600); });
-        if (descriptor >= 0 || errno != EEXIST)
+        UniqueFd descriptor(uninterrupted(
+            [&] { return open(name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600); }));
+        if (descriptor.isOpen() || errno != EEXIST)
             return descriptor;
     }
-    return -1;
+    return {};
 }
 
 bool syncFolder(const QByteArray& folder) {
-    const Descriptor descriptor(
+    const UniqueFd descriptor(
         uninterrupted([&] { return open(folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
     // Some file systems cannot sync a folder, and need not.
-    return descriptor.isOpen() && (uninterrupted([&] { return fsync(descriptor.number()); }) == 0 || errno == EINVAL);
+    return descriptor.isOpen() && (uninterrupted([&] { return fsync(descriptor.get()); }) == 0 || errno == EINVAL);
 }
 
 } // namespace
 
+FileIdentity fileIdentity(const QString& path) {
+    struct stat status {};
+    if (stat(QFile::encodeName(path).constData(), &status) != 0)
+        return {};
+    return {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+}
+
+bool syncFolderOf(const QString& path) {
+    return syncFolder(folderOf(QFile::encodeName(path)));
+}
+
+bool writeAll(int descriptor, QByteArrayView bytes) {
+    while (!bytes.empty()) {
+        const auto size = static_cast<size_t>(bytes.size());
+        const ssize_t count = uninterrupted([&] { return write(descriptor, bytes.data(), size); });
+        if (count <= 0) {
+            if (count == 0)
+                errno = ENOSPC;
+            return false;
+        }
+        bytes = bytes.sliced(count);
+    }
+    return true;
+}
+
 std::optional<QByteArray> readFile(const QString& path, qint64 limit) {
     const QByteArray name = QFile::encodeName(path);
     // Without O_NONBLOCK a FIFO without writer would hold us up for ever.
-    const Descriptor descriptor(
+    const UniqueFd descriptor(
         uninterrupted([&] { return open(name.constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY); }));
     struct stat status {};
-    if (!descriptor.isOpen() || fstat(descriptor.number(), &status) != 0 || !S_ISREG(status.st_mode) ||
+    if (!descriptor.isOpen() || fstat(descriptor.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
         status.st_size > limit)
         return std::nullopt;
     // One byte more tells the end from a file that grows meanwhile.
@@ -113,7 +98,7 @@ std::optional<QByteArray> readFile(const QString& path, qint64 limit) {
         if (filled == bytes.size())
             bytes.resize(std::min<qsizetype>(bytes.size() * 2, limit + 1));
         const auto room = static_cast<size_t>(bytes.size() - filled);
-        const ssize_t count = uninterrupted([&] { return read(descriptor.number(), bytes.data() + filled, room); });
+        const ssize_t count = uninterrupted([&] { return read(descriptor.get(), bytes.data() + filled, room); });
         if (count < 0)
             return std::nullopt;
         if (count == 0)
@@ -131,12 +116,12 @@ Error replaceFile(const QString& path, const QByteArray& bytes, Durability durab
     const QByteArray folder = folderOf(target);
     const bool isSynced = durability == Durability::Synced;
     QByteArray name;
-    Descriptor descriptor(openTemporary(folder, name));
+    UniqueFd descriptor = openTemporary(folder, name);
     if (!descriptor.isOpen())
         return systemError(errno);
     // The mode given at opening is cut by the umask.
-    const bool isWritten = fchmod(descriptor.number(), mode) == 0 && writeAll(descriptor.number(), bytes) &&
-        (!isSynced || uninterrupted([&] { return fsync(descriptor.number()); }) == 0) && descriptor.close() &&
+    const bool isWritten = fchmod(descriptor.get(), mode) == 0 && writeAll(descriptor.get(), bytes) &&
+        (!isSynced || uninterrupted([&] { return fsync(descriptor.get()); }) == 0) && descriptor.close() &&
         rename(name.constData(), target.constData()) == 0;
     if (!isWritten) {
         const int reason = errno;

@@ -1,5 +1,6 @@
 #include "NetworkInterfaces.h"
 #include "Reachability.h"
+#include "UniqueFd.h"
 
 #include <QFile>
 
@@ -9,7 +10,6 @@
 #include <net/if.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -52,17 +52,14 @@ QHostAddress withoutScope(const sockaddr* raw) {
 QHostAddress sourceFor(const QHostAddress& target) {
     sockaddr_storage storage{};
     const socklen_t size = fill(storage, target);
-    const int descriptor = ::socket(storage.ss_family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (descriptor < 0)
-        return {};
-    QHostAddress source;
+    const UniqueFd descriptor(::socket(storage.ss_family, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     sockaddr_storage own{};
     socklen_t ownSize = sizeof own;
-    if (::connect(descriptor, reinterpret_cast<const sockaddr*>(&storage), size) == 0 &&
-        ::getsockname(descriptor, reinterpret_cast<sockaddr*>(&own), &ownSize) == 0)
-        source = withoutScope(reinterpret_cast<const sockaddr*>(&own));
-    ::close(descriptor);
-    return source;
+    // Without a descriptor both fail.
+    if (::connect(descriptor.get(), reinterpret_cast<const sockaddr*>(&storage), size) == 0 &&
+        ::getsockname(descriptor.get(), reinterpret_cast<sockaddr*>(&own), &ownSize) == 0)
+        return withoutScope(reinterpret_cast<const sockaddr*>(&own));
+    return {};
 }
 
 QByteArray readLink(const char* name, const char* file) {

@@ -82,10 +82,6 @@ QString applicationBundle() {
     return rooted(u"/Applications/Mav/Mav.app"_s);
 }
 
-QString vpnExecutable() {
-    return applicationBundle() + u"/Contents/GWD/ZelVPN"_s;
-}
-
 QString runtime() {
     const QString fromEnvironment = qEnvironmentVariable("XDG_RUNTIME_DIR");
     if (!fromEnvironment.isEmpty())

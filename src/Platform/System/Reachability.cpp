@@ -1,5 +1,7 @@
 #include "Reachability.h"
 
+#include "UniqueFd.h"
+
 #include <QSocketNotifier>
 #include <QTimer>
 
@@ -8,7 +10,6 @@
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 namespace Platform {
 
@@ -16,17 +17,14 @@ namespace {
 
 constexpr std::chrono::milliseconds Gathering{200};
 
-int openRouteMessages() {
-    const int descriptor = ::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE);
-    if (descriptor < 0)
-        return -1;
+UniqueFd openRouteMessages() {
+    UniqueFd descriptor(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE));
     sockaddr_nl address{};
     address.nl_family = AF_NETLINK;
     address.nl_groups = RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV6_IFADDR | RTMGRP_IPV4_ROUTE | RTMGRP_IPV6_ROUTE;
-    if (::bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
-        return descriptor;
-    ::close(descriptor);
-    return -1;
+    if (::bind(descriptor.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        descriptor.close();
+    return descriptor;
 }
 
 ReachabilityStatus statusOver(const NetworkLink& link) {
@@ -62,11 +60,7 @@ public:
         m_gather.setSingleShot(true);
         connect(&m_gather, &QTimer::timeout, this, [this] { refresh(); });
     }
-    ~Monitor() override {
-        stop();
-        if (m_given >= 0)
-            ::close(m_given);
-    }
+    ~Monitor() override { stop(); }
 
     void setTarget(const QHostAddress& target) {
         m_target = target;
@@ -77,9 +71,9 @@ public:
     void start(std::function<void(ReachabilityStatus)> changed) {
         stop();
         m_changed = std::move(changed);
-        m_descriptor = m_given >= 0 ? std::exchange(m_given, -1) : openRouteMessages();
-        if (m_descriptor >= 0) {
-            m_notifier = std::make_unique<QSocketNotifier>(m_descriptor, QSocketNotifier::Read);
+        m_descriptor = m_given.isOpen() ? std::move(m_given) : openRouteMessages();
+        if (m_descriptor.isOpen()) {
+            m_notifier = std::make_unique<QSocketNotifier>(m_descriptor.get(), QSocketNotifier::Read);
             connect(m_notifier.get(), &QSocketNotifier::activated, this, [this] { drain(); });
         }
         m_isFirst = true;
@@ -89,8 +83,7 @@ public:
     void stop() {
         m_gather.stop();
         m_notifier.reset();
-        if (m_descriptor >= 0)
-            ::close(std::exchange(m_descriptor, -1));
+        m_descriptor.close();
         m_changed = nullptr;
         m_status = ReachabilityStatus::Unknown;
     }
@@ -103,7 +96,7 @@ private:
         char buffer[8192];
         ssize_t count = 0;
         do
-            count = ::recv(m_descriptor, buffer, sizeof buffer, MSG_DONTWAIT);
+            count = ::recv(m_descriptor.get(), buffer, sizeof buffer, MSG_DONTWAIT);
         while (count > 0 || (count < 0 && (errno == EINTR || errno == ENOBUFS)));
         if (count == 0)
             m_notifier->setEnabled(false);
@@ -115,7 +108,7 @@ private:
     void refresh() {
         NetworkFacts facts = m_reader(m_target);
         // A state that nobody would correct is none.
-        facts.isKnown = facts.isKnown && m_descriptor >= 0;
+        facts.isKnown = facts.isKnown && m_descriptor.isOpen();
         const ReachabilityStatus status = statusFor(facts);
         if (!std::exchange(m_isFirst, false) && status == m_status)
             return;
@@ -126,8 +119,8 @@ private:
     }
 
     const Reader m_reader;
-    int m_given;
-    int m_descriptor = -1;
+    UniqueFd m_given;
+    UniqueFd m_descriptor;
     QHostAddress m_target;
     QTimer m_gather;
     std::unique_ptr<QSocketNotifier> m_notifier;

@@ -1,11 +1,11 @@
 #include "AccountManager.h"
 
-#include "Bundle.h"
 #include "ErrorText.h"
 #include "IntegerValue.h"
 #include "LogRedaction.h"
 #include "QenLogHelper.h"
 #include "SealedBody.h"
+#include "StringTable.h"
 
 #include <QJsonDocument>
 
@@ -59,15 +59,14 @@ AccountManager::AccountManager(World world) : m_world(world), m_queue(m_pool.que
 
 void AccountManager::start(const HttpRequest& request, Completion complete) {
     m_queue.async([this, request, complete = std::move(complete)]() mutable {
-        createAFHTTPSessionMgr().sendForJson(request, std::move(complete));
+        createAFHTTPSessionMgr().sendForJson(request, describing(std::move(complete)));
     });
 }
 
 std::optional<QString> AccountManager::urlOrFail(const QString& path, const Completion& complete) {
     auto url = GetReqeustUrlWithPath(path);
     if (!url)
-        complete(
-            {}, Error(Platform::UrlErrorDomain, NoServerConfigured, Platform::localizedString(u"NoIPofIntranet"_s)));
+        complete({}, Error(Platform::UrlErrorDomain, NoServerConfigured, localizedString(u"NoIPofIntranet"_s)));
     return url;
 }
 
@@ -77,8 +76,8 @@ void AccountManager::sendSealed(const SealedRequest& sealed, Completion complete
     if (!url)
         return;
     if (const QString& before = sealed.texts.before; !before.isEmpty())
-        m_world.log.writeLog(before.contains(u"%2") ? before.arg(*url, QString::fromUtf8(body)) : before.arg(*url),
-            sealed.texts.beforeType);
+        m_world.log.writeLog(
+            before.contains(u"%2") ? before.arg(*url, logDigest(body)) : before.arg(*url), sealed.texts.beforeType);
     const HttpRequest request{
         .url = *url, .method = "POST", .body = body, .contentType = {}, .timeout = sealed.timeout};
     start(request,
@@ -198,22 +197,33 @@ void AccountManager::GeneralConfig(Completion complete) {
     get(ConfigPath, u"Get Config faild with error:%1"_s, std::move(complete));
 }
 
+QJsonObject AccountManager::openedPolicy(const QJsonObject& answer) {
+    const std::lock_guard lock(m_mutex);
+    if (!m_sealedPolicy.isEmpty() && answer == m_sealedPolicy) {
+        m_world.log.writeLog(u"Get NGN Policy success with reponse:%1"_s.arg(m_policyDigest + u" unchanged"_s));
+        return m_policy;
+    }
+    QJsonObject copy = answer;
+    for (const auto& key : {u"data"_s, u"office_data"_s}) {
+        const auto opened = SealedBody::decodeSM4(answer.value(key).toString());
+        if (opened)
+            copy.insert(key, *opened);
+        else
+            copy.remove(key);
+    }
+    m_world.log.writeLog(u"Get NGN Policy success with reponse:%1"_s.arg(redacted(copy)));
+    m_sealedPolicy = answer;
+    m_policyDigest = logDigest(QJsonDocument(copy).toJson(QJsonDocument::Compact));
+    m_policy = copy;
+    return copy;
+}
+
 void AccountManager::GetGeneralNGNPolicyRep(Completion complete) {
     auto open = [this, complete = std::move(complete)](const QJsonObject& answer, const Error& error) {
-        if (error) {
+        if (error)
             complete(answer, error);
-            return;
-        }
-        QJsonObject copy = answer;
-        for (const auto& key : {u"data"_s, u"office_data"_s}) {
-            const auto opened = SealedBody::decodeSM4(answer.value(key).toString());
-            if (opened)
-                copy.insert(key, *opened);
-            else
-                copy.remove(key);
-        }
-        m_world.log.writeLog(u"Get NGN Policy success with reponse:%1"_s.arg(redacted(copy)));
-        complete(copy, {});
+        else
+            complete(openedPolicy(answer), {});
     };
     get(PolicyPath, u"Get NGN Policy faild with error:%1"_s, std::move(open));
 }

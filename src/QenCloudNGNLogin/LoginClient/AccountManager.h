@@ -1,8 +1,10 @@
 #pragma once
 
+#include "Completion.h"
 #include "Error.h"
 #include "HttpSession.h"
 #include "QenRequestQueuePool.h"
+#include "Shared.h"
 
 #include <QImage>
 #include <QJsonObject>
@@ -24,7 +26,7 @@ class QenServerConfig;
 /// network thread, or at once on the caller's thread with code 1234 when no server is configured.
 class AccountManager final {
 public:
-    using Completion = std::function<void(const QJsonObject& answer, const Platform::Error& error)>;
+    using Completion = Platform::Completion<QJsonObject, Platform::Error>;
 
     struct World {
         QenServerConfig& config;
@@ -33,13 +35,15 @@ public:
         QenLogHelper& log;
         /// The user's Application Support folder.
         QString applicationSupport;
+        /// User id of the signed-in record; null without one. Any thread.
+        std::function<QString()> userid;
     };
 
     /// The error's code when no server is configured.
     static constexpr qint64 NoServerConfigured = 1234;
 
     explicit AccountManager(World world);
-    static AccountManager& shareManager();
+    static AccountManager& shareManager() { return Platform::Shared<AccountManager>::instance(); }
 
     /// Account login. @param parameters  "userid", "password", "otp"
     void PostResquestDicWithParamDic(const QJsonObject& parameters, Completion complete);
@@ -66,7 +70,7 @@ public:
     /// Chooses the network and blocks for up to 6 seconds: 1 extranet, 0 intranet. Without a configured server @p
     /// completion is never called: whoever waits needs a limit of its own. Not on the main or network thread.
     void NetWorkType(const std::function<void(int)>& completion);
-    void pingServerResult(std::function<void(bool)> completion);
+    void pingServerResult(Platform::Completion<bool> completion);
 
     /// The full URL, or nothing without an intranet server.
     std::optional<QString> GetReqeustUrlWithPath(const QString& path);
@@ -91,6 +95,11 @@ private:
     bool isReachable(const QString& probeUrl);
     void GetMacAndIP();
 
+    /// The QR code's text up to the sealed parameters; nothing without a domain server.
+    std::optional<QString> qrAddress();
+    QString qrSealed();
+    QJsonObject openedPolicy(const QJsonObject& answer);
+
     QJsonObject createAccountUrl(const QJsonObject& parameters);
     QJsonObject encodeResetPassword(const QJsonObject& parameters);
     QJsonObject checkTicketParam(const QString& ticket);
@@ -103,6 +112,10 @@ private:
     mutable std::mutex m_mutex;
     QString m_loginMac;
     QString m_loginIp;
+    /// The gateway policy as it came last, and with its parts unsealed.
+    QJsonObject m_sealedPolicy;
+    QJsonObject m_policy;
+    QString m_policyDigest;
     std::once_flag m_sessionMade;
     std::unique_ptr<Platform::HttpSession> m_sessionMgr;
     QenRequestQueuePool m_pool;

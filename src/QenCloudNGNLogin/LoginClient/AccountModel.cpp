@@ -1,6 +1,7 @@
 #include "AccountModel.h"
 
 #include "ArchiveStore.h"
+#include "StateFiles.h"
 #include "StringExtension.h"
 #include "SystemLog.h"
 
@@ -66,10 +67,10 @@ std::optional<AccountModel> AccountModel::decoded(const ArchiveValue& object) {
 }
 
 QString AccountModel::modelSavePathWithCheck(bool check, const QString& rootPath) {
-    const QString folder = rootPath + u"/QenCloudL"_s;
+    const QString folder = rootPath + u'/' + StateFiles::UserFolder;
     if (check)
         Platform::makeFolder(folder);
-    return folder + u"/login.archive"_s;
+    return folder + u'/' + StateFiles::Login;
 }
 
 std::optional<AccountModel> AccountModel::currentModel(const QString& rootPath) {

@@ -45,12 +45,6 @@ struct Probe {
 
 } // namespace
 
-AccountManager& AccountManager::shareManager() {
-    static auto* instance = new AccountManager({QenServerConfig::sharedInstance(), QenAnalyseDomain::sharedInstance(),
-        ITDevice::currentDevice(), QenLogHelper::sharedInstance(), Platform::Paths::applicationSupport()});
-    return *instance;
-}
-
 HttpSession& AccountManager::createAFHTTPSessionMgr() {
     std::call_once(m_sessionMade, [this] {
         m_sessionMgr = std::make_unique<HttpSession>(
@@ -111,7 +105,7 @@ void AccountManager::NetWorkType(const std::function<void(int)>& completion) {
     completion(isExtranet ? 1 : 0);
 }
 
-void AccountManager::pingServerResult(std::function<void(bool)> completion) {
+void AccountManager::pingServerResult(Platform::Completion<bool> completion) {
     m_world.config.updateServerConfig();
     const auto url = GetReqeustUrlWithPath(PingPath);
     if (!url) {
@@ -127,21 +121,31 @@ void AccountManager::pingServerResult(std::function<void(bool)> completion) {
 }
 
 std::optional<QString> AccountManager::createQRPath() {
+    const auto address = qrAddress();
+    return address ? std::optional(*address + qrSealed()) : std::nullopt;
+}
+
+std::optional<QString> AccountManager::qrAddress() {
     m_world.config.readServerConfig();
     const QString server = m_world.config.domain_server();
     const quint64 port = m_world.config.domain_port();
     if (server.isNull() || port == 0)
         return std::nullopt;
     m_world.domain.analyseServerConfig(server);
-    const QString parameters = QenUrlEncode::urlencodWithData(SealedBody::encryptResquestParams(qrParameters()));
-    return u"https://%1:%2%3%4%5"_s.arg(
-        m_world.domain.domain_config(), QString::number(port), m_world.domain.path_config(), ScanPath, parameters);
+    return u"https://%1:%2%3%4"_s.arg(
+        m_world.domain.domain_config(), QString::number(port), m_world.domain.path_config(), ScanPath);
+}
+
+QString AccountManager::qrSealed() {
+    return QenUrlEncode::urlencodWithData(SealedBody::encryptResquestParams(qrParameters()));
 }
 
 QImage AccountManager::createQRForString(double side) {
-    const auto text = createQRPath();
-    if (!text)
+    const auto address = qrAddress();
+    if (!address)
         return {};
-    m_world.log.writeLog(u"[AccountManager] QenCloud create QR string:%1"_s.arg(*text), TraceLine);
-    return qrCodeImage(text->toUtf8(), side);
+    const QString sealed = qrSealed();
+    m_world.log.writeLog(
+        u"[AccountManager] QenCloud create QR string:%1"_s.arg(*address + logDigest(sealed.toLatin1())), TraceLine);
+    return qrCodeImage((*address + sealed).toUtf8(), side);
 }

@@ -1,9 +1,9 @@
 #include "AccountManager.h"
 
-#include "AccountModel.h"
 #include "ArchiveStore.h"
 #include "ITDevice.h"
 #include "QenLogHelper.h"
+#include "StateFiles.h"
 
 #include <ctime>
 
@@ -24,7 +24,8 @@ QString getNowTimeTimestamp() {
 } // namespace
 
 QString AccountManager::getSoleID() {
-    const auto stored = unarchiveObjectWithFile(m_world.applicationSupport + u"/QenCloudL/soleid.archive"_s);
+    const auto stored =
+        unarchiveObjectWithFile(m_world.applicationSupport + u'/' + StateFiles::UserFolder + u'/' + StateFiles::SoleId);
     const QString soleId = stored && stored->isString() ? stored->string() : QString();
     m_world.log.writeLog(u"[AccountManager] QenCloud get soleID:%1"_s.arg(soleId), TraceLine);
     return soleId.isNull() ? QString(""_L1) : soleId;
@@ -80,8 +81,7 @@ QJsonObject AccountManager::encodeResetPassword(const QJsonObject& parameters) {
 
 QJsonObject AccountManager::checkTicketParam(const QString& ticket) {
     GetMacAndIP();
-    const auto account = AccountModel::currentModel(m_world.applicationSupport);
-    const QString userId = account ? account->userid() : QString();
+    const QString userId = m_world.userid ? m_world.userid() : QString();
     return {{"ticket", ticket}, {"hostname", m_world.device.machineName()}, {"mac", login_Mac()},
         {"userid", userId.isNull() ? QString(""_L1) : userId}, {"deviceid", deviceId()}};
 }

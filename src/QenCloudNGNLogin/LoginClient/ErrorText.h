@@ -2,12 +2,16 @@
 
 #include "Error.h"
 
-using namespace Qt::StringLiterals;
+/// An error of the network with the text that a person reads; one that has a text, and no error, stay as they are.
+Platform::Error describedError(const Platform::Error& error);
+
+/// @p complete, a function of answer and error, hears errors that are described.
+template <typename Completion>
+auto describing(Completion complete) {
+    return [complete = std::move(complete)](
+               const auto& answer, const Platform::Error& error) mutable { complete(answer, describedError(error)); };
+}
 
 /// The same domain and code with a description that is never empty, "Fail:code=" and the code where there was none; no
 /// error stays none.
-inline Platform::Error normalisedError(const Platform::Error& error) {
-    if (!error || !error.localizedDescription().isEmpty())
-        return error;
-    return Platform::Error(error.domain(), error.code(), u"Fail:code=%1"_s.arg(error.code()));
-}
+Platform::Error normalisedError(const Platform::Error& error);

@@ -2,11 +2,6 @@
 
 #include <QStringList>
 
-QenAnalyseDomain& QenAnalyseDomain::sharedInstance() {
-    static auto* instance = new QenAnalyseDomain;
-    return *instance;
-}
-
 void QenAnalyseDomain::analyseServerConfig(const QString& domainServer) {
     const std::lock_guard lock(m_mutex);
     // Once per process on purpose: a domain server that changes later is seen after a restart.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Shared.h"
+
 #include <QString>
 
 #include <mutex>
@@ -7,7 +9,7 @@
 /// Splits the configured domain server string, pieces separated by "#", into a host and a path prefix. Any thread.
 class QenAnalyseDomain final {
 public:
-    static QenAnalyseDomain& sharedInstance();
+    static QenAnalyseDomain& sharedInstance() { return Platform::Shared<QenAnalyseDomain>::instance(); }
 
     /// Fills both properties, once: later calls change nothing.
     void analyseServerConfig(const QString& domainServer);

@@ -2,6 +2,7 @@
 
 #include "ArchiveStore.h"
 #include "Paths.h"
+#include "StateFiles.h"
 #include "SystemLog.h"
 
 #include <QFile>
@@ -23,7 +24,7 @@ QString QenNetworkInfoModel::defaultFolder() {
 QString QenNetworkInfoModel::modelSavePathWithCheck(bool check, const QString& folder) {
     if (check)
         Platform::makeFolder(folder);
-    return folder + u"/record_server.archive"_s;
+    return folder + u'/' + StateFiles::ServerRecord;
 }
 
 ArchiveValue QenNetworkInfoModel::encoded() const {

@@ -3,6 +3,7 @@
 #include "ArchiveStore.h"
 #include "IntegerValue.h"
 #include "Paths.h"
+#include "StateFiles.h"
 
 using namespace Qt::StringLiterals;
 
@@ -14,12 +15,6 @@ constexpr quint64 DefaultDomainPort = 443;
 
 QenServerConfig::QenServerConfig(QString configFile, QString userState)
     : m_configFile(std::move(configFile)), m_userState(std::move(userState)) {}
-
-QenServerConfig& QenServerConfig::sharedInstance() {
-    static auto* instance =
-        new QenServerConfig(Platform::Paths::agentState() + u"/.QenConfig"_s, Platform::Paths::userState());
-    return *instance;
-}
 
 void QenServerConfig::readServerConfig() {
     if (intranet_server().isNull())
@@ -46,8 +41,16 @@ void QenServerConfig::updateServerConfig() {
 }
 
 bool QenServerConfig::isExtranetChosen() const {
-    const auto marker = unarchiveObjectWithFile(m_userState + u"/netType.archive"_s);
-    return marker && marker->isString() && marker->string() == u"1"_s;
+    const QString path = m_userState + u'/' + StateFiles::NetType;
+    const Platform::FileIdentity identity = Platform::fileIdentity(path);
+    const std::lock_guard lock(m_mutex);
+    // Asked for with every request, and read when another file stands there.
+    if (!m_marker || identity != *m_marker) {
+        const auto marker = unarchiveObjectWithFile(path);
+        m_isExtranet = marker && marker->isString() && marker->string() == u"1"_s;
+        m_marker = identity;
+    }
+    return m_isExtranet;
 }
 
 QString QenServerConfig::AcountIP_Config() const {

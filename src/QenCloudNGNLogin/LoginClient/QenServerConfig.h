@@ -1,5 +1,8 @@
 #pragma once
 
+#include "Files.h"
+#include "Shared.h"
+
 #include <QString>
 
 #include <mutex>
@@ -13,7 +16,7 @@ public:
     /// @param configFile  keyed archive: an array of [server, port] pairs: intranet, extranet, domain
     /// @param userState   folder of the network-type marker "netType.archive"
     QenServerConfig(QString configFile, QString userState);
-    static QenServerConfig& sharedInstance();
+    static QenServerConfig& sharedInstance() { return Platform::Shared<QenServerConfig>::instance(); }
 
     /// Loads the file only while there is no intranet server.
     void readServerConfig();
@@ -45,4 +48,7 @@ private:
     Endpoint m_intranet;
     Endpoint m_extranet;
     Endpoint m_domain;
+    /// The marker as it was read last.
+    mutable std::optional<Platform::FileIdentity> m_marker;
+    mutable bool m_isExtranet = false;
 };

@@ -2,7 +2,7 @@
 
 #include "Deployment.h"
 
-QenRequestQueuePool::QenRequestQueuePool() : m_pool(Platform::Deployment::LoginQueueLabel, QueueCount) {}
+QenRequestQueuePool::QenRequestQueuePool() : m_pool(Deployment::LoginQueueLabel, QueueCount) {}
 
 Platform::SerialQueue& QenRequestQueuePool::queue() {
     return m_pool.queue();

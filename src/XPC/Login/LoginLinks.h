@@ -8,6 +8,17 @@
 
 #include <functional>
 
+/// What came of asking the agent to stop the VPN component.
+struct AgentStop {
+    /// `access` of a request that got no answer.
+    static constexpr int NoAccess = -1;
+    /// 0 when access was granted; else nothing was stopped.
+    int access = 0;
+    /// Holds an integer "code", 0 on success.
+    QJsonObject answer = {};
+    Platform::Error error = {};
+};
+
 /// The agent's local HTTP interface.
 class AgentAccessLink {
 public:
@@ -17,6 +28,9 @@ public:
     /// @param answer  holds an integer "code", 0 on success
     virtual void stopSmartAgent(
         std::function<void(const QJsonObject& answer, const Platform::Error& error)> completion) = 0;
+    /// Both, one after the other and as one: a second unit begins when the first is over, since an access voids the one
+    /// before. @param completion  called once, on any thread
+    virtual void accessAndStop(std::function<void(const AgentStop&)> completion) = 0;
 };
 
 /// Network access control: certificates and profiles.
@@ -34,6 +48,5 @@ public:
 /// The session's peers; one that is absent is not asked.
 struct LoginLinks {
     TicketServiceLink* ticketService = nullptr;
-    AgentAccessLink* agent = nullptr;
     NetworkAccessLink* networkAccess = nullptr;
 };

@@ -1,16 +1,14 @@
 #include "QenCloudLoginHelper.h"
 
 #include "AccountManager.h"
-#include "ArchiveStore.h"
-#include "ITDevice.h"
-#include "IntegerValue.h"
-#include "NetworkAccess.h"
+#include "StringTable.h"
 #include "QenCloudNGNLogin.h"
-#include "QenCloudTicketHelper.h"
 #include "QenLogHelper.h"
+#include "ScriptRunner.h"
 #include "SealedBody.h"
+#include "StateFiles.h"
 #include "SystemLog.h"
-#include "VindorClient.h"
+#include "VpnComponent.h"
 
 #include <QFile>
 
@@ -18,28 +16,18 @@
 
 using namespace Qt::StringLiterals;
 
+using Platform::ArchiveValue;
 using Platform::Error;
 
 namespace {
 
 constexpr std::chrono::seconds QrWait{3};
+constexpr int DomainLine = 2;
 
-/// States of an answer's "data" that end the session.
-bool isInvalidating(std::optional<qint64> state) {
-    return state == -7 || state == -4 || state == -3 || state == -2;
-}
-
-QJsonObject dataOf(const QJsonObject& answer) {
-    return answer.value(u"data").toObject();
-}
-
-std::optional<qint64> stateOf(const QJsonObject& answer) {
-    return integerValue(dataOf(answer).value(u"state"));
-}
 
 /// The answer, of which the unsealed parts are mutable throughout.
-Platform::ArchiveValue policyRecord(const QJsonObject& answer) {
-    auto record = Platform::ArchiveValue::fromJson(answer).asMutable();
+ArchiveValue policyRecord(const QJsonObject& answer) {
+    auto record = ArchiveValue::fromJson(answer).asMutable();
     for (const auto& key : {u"data"_s, u"office_data"_s}) {
         if (const auto& part = record.value(key); !part.isNothing())
             record.insert(key, part.asDeeplyMutable());
@@ -47,109 +35,132 @@ Platform::ArchiveValue policyRecord(const QJsonObject& answer) {
     return record;
 }
 
-/// State 0 with a ticket: the server signed the user in.
-bool signsIn(const QJsonObject& answer) {
-    return stateOf(answer) == 0 && dataOf(answer).value(u"ticket").isString();
+QString stopOutcome(const AgentStop& stop) {
+    if (stop.access != 0)
+        return u"[QenCloudLoginHelper] QenCloud Vindor Access Fail!!!"_s;
+    if (stop.error)
+        return u"[QenCloudLoginHelper] QenCloud Vindor Stop Fail: %1"_s.arg(stop.error.logText());
+    const auto code = integerValue(stop.answer.value(u"code"));
+    return code == 0 ? u"[QenCloudLoginHelper] QenCloud Vindor Stop Success!!!"_s
+                     : u"[QenCloudLoginHelper] QenCloud Vindor Stop Fail:code = %1"_s.arg(ServerAnswer::logged(code));
+}
+
+Error notStored() {
+    Error error = archiveResultError();
+    return {error.domain(), error.code(), localizedString(u"SessionNotStored"_s)};
 }
 
 } // namespace
 
-QenCloudLoginHelper::QenCloudLoginHelper(World world) : m_world(std::move(world)) {}
-
-QenCloudLoginHelper& QenCloudLoginHelper::sharedInstance() {
-    static auto* instance = new QenCloudLoginHelper({QenCloudNGNLogin::sharedInstance(), AccountManager::shareManager(),
-        ITDevice::currentDevice(), QenLogHelper::sharedInstance(), LoginFolders::standard(),
-        {&QenCloudTicketHelper::sharedInstance(), &VindorClient::sharedInstance(), &NetworkAccess::sharedInstance()}});
-    return *instance;
+QenCloudLoginHelper::QenCloudLoginHelper(World world)
+    : m_world(std::move(world)), m_soleId(m_world.state, m_world.device) {
+    m_world.session.setEffects(
+        [this](SessionEffect effect, const SessionModel& session) { carryOut(effect, session); });
 }
 
-void QenCloudLoginHelper::setLoginBlock(std::function<void(bool)> block) {
-    const std::lock_guard lock(m_blockMutex);
-    m_loginBlock = std::move(block);
+void QenCloudLoginHelper::carryOut(SessionEffect effect, const SessionModel& session) {
+    switch (effect) {
+    case SessionEffect::Store:
+        break;
+    case SessionEffect::RequestUserPolicy:
+        return reloadZelVPN();
+    case SessionEffect::StartTicketService:
+        if (m_world.links.ticketService)
+            m_world.links.ticketService->runTicketXPC();
+        break;
+    case SessionEffect::CloseTicketService:
+        if (m_world.links.ticketService)
+            m_world.links.ticketService->closeNgnServerXpc();
+        break;
+    case SessionEffect::StopVpn:
+        return existZelVPN();
+    case SessionEffect::TellSignedIn:
+        return callLoginBlock(true);
+    case SessionEffect::TellSignedOut:
+        return callLoginBlock(false);
+    case SessionEffect::MakeSoleId:
+        return createSoleidAndSave();
+    case SessionEffect::RemoveSoleId:
+        return removeSoleID();
+    case SessionEffect::FetchPolicy:
+        return Get_GeneralNGNPolicy();
+    case SessionEffect::FollowNetworkAccess:
+        if (session.record)
+            followNetworkAccess(session.record->username(), session.record->decryptTicket());
+    }
+}
+
+void QenCloudLoginHelper::setLoginBlock(std::function<void(bool)> loginBlock) {
+    const std::lock_guard lock(m_mutex);
+    m_loginBlock = std::move(loginBlock);
 }
 
 void QenCloudLoginHelper::callLoginBlock(bool signedIn) {
-    std::function<void(bool)> block;
+    std::function<void(bool)> loginBlock;
     {
-        const std::lock_guard lock(m_blockMutex);
-        block = m_loginBlock;
+        const std::lock_guard lock(m_mutex);
+        loginBlock = m_loginBlock;
     }
-    if (block)
-        block(signedIn);
+    if (loginBlock)
+        loginBlock(signedIn);
+}
+
+void QenCloudLoginHelper::submit(SessionEvent event, const QJsonObject& answer, const Completion& complete) {
+    m_world.session.submit(
+        std::move(event), [this, busy = m_pending.token(), answer, complete](const Session::Outcome& outcome) {
+            if (outcome.isNotStored)
+                m_world.log.writeLog(u"[QenCloudLoginHelper] QenCloud session could not be stored"_s);
+            if (outcome.isNotStored || outcome.isUnusable)
+                complete({}, outcome.isNotStored ? notStored() : ServerAnswer::unusable());
+            else
+                complete(answer, {});
+        });
+}
+
+void QenCloudLoginHelper::signInAnswered(const AskedFor& asked, bool fetchesPolicy, const QJsonObject& answer,
+    const Error& error, const Completion& complete) {
+    if (error) {
+        Platform::systemLog(error.logText());
+        complete(answer, error);
+        return;
+    }
+    if (ServerAnswer::ret(answer) != 0)
+        m_world.log.writeLog(u"[QenCloudLoginHelper] QenCloud refused ret:%1 errorcode:%2 msg:%3"_s.arg(
+            ServerAnswer::logged(ServerAnswer::ret(answer)), ServerAnswer::logged(ServerAnswer::errorcode(answer)),
+            ServerAnswer::loggedMsg(answer)));
+    submit(SignInAnswer{asked, answer, fetchesPolicy}, answer, complete);
 }
 
 void QenCloudLoginHelper::login(const QJsonObject& parameters, Completion complete) {
     createSoleidAndSave();
     m_world.server.loginAccount(parameters,
-        [this, busy = m_pending.token(), complete = std::move(complete)](
-            const QJsonObject& answer, const Error& error) {
-            if (error)
-                Platform::systemLog(error.logText());
-            else
-                finishSignIn(answer, true);
-            complete(answer, error);
-        });
+        [this, busy = m_pending.token(), asked = m_world.session.asked(), complete = std::move(complete)](
+            const QJsonObject& answer, const Error& error) { signInAnswered(asked, true, answer, error, complete); });
 }
 
 void QenCloudLoginHelper::resetPassword(const QJsonObject& parameters, Completion complete) {
     m_world.server.ResetPasswordState(parameters,
-        [this, busy = m_pending.token(), complete = std::move(complete)](
-            const QJsonObject& answer, const Error& error) {
-            if (error)
-                Platform::systemLog(error.logText());
-            else
-                finishSignIn(answer, false);
-            complete(answer, error);
-        });
-}
-
-void QenCloudLoginHelper::finishSignIn(const QJsonObject& answer, bool fetchPolicy) {
-    if (!signsIn(answer))
-        return;
-    m_isCheckAndShow = true;
-    loginSuccessToSaveAndLoadVPN(answer);
-    if (fetchPolicy)
-        Get_GeneralNGNPolicy();
+        [this, busy = m_pending.token(), asked = m_world.session.asked(), complete = std::move(complete)](
+            const QJsonObject& answer, const Error& error) { signInAnswered(asked, false, answer, error, complete); });
 }
 
 void QenCloudLoginHelper::loginSuccessToSaveAndLoadVPN(const QJsonObject& answer) {
-    saveRecord(dataOf(answer), stateOf(answer).value_or(0), LoginType::Account);
-    reloadZelVPN();
-    if (m_world.links.ticketService)
-        m_world.links.ticketService->runTicketXPC();
-    callLoginBlock(true);
-    removeSoleID();
+    submit(SignInAnswer{m_world.session.asked(), answer, false}, answer, {});
 }
 
 void QenCloudLoginHelper::CheckQRLoginState(Completion complete) {
-    const auto before = AccountModel::currentModel(m_world.folders.applicationSupport);
-    const qint64 clientoper = before && !before->userid().isNull() ? before->islogout() : 0;
+    const SessionModel session = m_world.session.current();
+    const qint64 clientoper = session.record && !session.record->userid().isNull() ? session.record->islogout() : 0;
     m_world.server.startCheckQRLoginState(clientoper,
-        [this, busy = m_pending.token(), before, complete = std::move(complete)](
+        [this, busy = m_pending.token(), asked = session.asked, complete = std::move(complete)](
             const QJsonObject& answer, const Error& error) {
-            if (error)
-                Get_network_type(); // the network may have changed
-            else if (integerValue(answer.value(u"ret")) == 0)
-                handleQRAnswer(answer, before);
+            if (!error) {
+                submit(QRAnswer{asked, answer}, answer, complete);
+                return;
+            }
+            Get_network_type(); // the network may have changed
             complete(answer, error);
         });
-}
-
-void QenCloudLoginHelper::handleQRAnswer(const QJsonObject& answer, const std::optional<AccountModel>& before) {
-    if (isInvalidating(stateOf(answer))) {
-        invalidate(before);
-        return;
-    }
-    if (!signsIn(answer))
-        return;
-    const QJsonObject data = dataOf(answer);
-    m_isCheckAndShow = true;
-    saveRecord(data, 0, LoginType::QrCode);
-    reloadZelVPN();
-    if (m_world.links.ticketService)
-        m_world.links.ticketService->runTicketXPC();
-    callLoginBlock(true);
-    followNetworkAccess(data.value(u"username").toString(), data.value(u"ticket").toString());
 }
 
 void QenCloudLoginHelper::followNetworkAccess(const QString& userName, const QString& ticket) {
@@ -158,7 +169,7 @@ void QenCloudLoginHelper::followNetworkAccess(const QString& userName, const QSt
         return;
     access->requestGeneralConfig(
         [this, busy = m_pending.token(), access, userName, ticket](const QJsonObject& answer, const Error& error) {
-            if (error || integerValue(answer.value(u"ret")) != 0)
+            if (error || ServerAnswer::ret(answer) != 0)
                 return;
             const auto opened = SealedBody::decodeSM4(answer.value(u"data").toString());
             const QJsonObject config = opened ? opened->toObject() : QJsonObject();
@@ -182,95 +193,57 @@ void QenCloudLoginHelper::followNetworkAccess(const QString& userName, const QSt
 }
 
 void QenCloudLoginHelper::checkTicketStatus(Completion complete) {
-    const auto record = AccountModel::currentModel(m_world.folders.applicationSupport);
-    if (!record || !iflogin())
+    const SessionModel session = m_world.session.current();
+    if (!session.isSignedIn())
         return;
-    const QString plain = record->decryptTicket();
-    m_world.server.checkTicket(plain,
-        [this, busy = m_pending.token(), before = *record, plain, complete = std::move(complete)](
+    m_world.server.checkTicket(session.record->decryptTicket(),
+        [this, busy = m_pending.token(), asked = session.asked, complete = std::move(complete)](
             const QJsonObject& answer, const Error& error) {
-            if (!error)
-                handleTicketAnswer(answer, before, plain);
-            complete(answer, error);
+            if (error)
+                complete(answer, error);
+            else
+                submit(TicketAnswer{asked, answer}, answer, complete);
         });
-}
-
-void QenCloudLoginHelper::handleTicketAnswer(
-    const QJsonObject& answer, const AccountModel& before, const QString& plainTicket) {
-    const auto ret = integerValue(answer.value(u"ret"));
-    // An answer without a result says nothing, so it ends nobody's session.
-    if (!ret)
-        return;
-    if (*ret != 0 || isInvalidating(stateOf(answer))) {
-        invalidate(before);
-        return;
-    }
-    if (stateOf(answer) != 0)
-        return;
-    m_isCheckAndShow = true;
-    Get_GeneralNGNPolicy();
-    callLoginBlock(true);
-    const QJsonObject data = dataOf(answer);
-    const QJsonValue ticket = data.value(u"ticket");
-    if (ticket.isString() && ticket.toString() != plainTicket)
-        saveRecord(data, 0, LoginType::Account);
 }
 
 void QenCloudLoginHelper::logout(const QJsonObject& parameters, Completion complete) {
+    // Kept for the agent: the record's own path stands where a folder belongs, on purpose. This file never exists, and
+    // "userpolicy.archive" survives the logout.
+    const auto removePolicyRequest = [path = m_world.state.path(StateFiles::Login) + u'/' + StateFiles::UserFolder + u'/' + StateFiles::UserPolicy] {
+        QFile::remove(path);
+    };
+    const auto answered = [this, busy = m_pending.token(), asked = m_world.session.asked(), removePolicyRequest,
+                              complete = std::move(complete)](const QJsonObject& answer, const Error& error) {
+        if (error)
+            m_world.log.writeLog(u"[QenCloudLoginHelper] QenCloud logout fail because no network!!!"_s);
+        m_world.session.submit(LogoutAnswer{asked, error ? std::nullopt : std::optional(answer)},
+            [busy, answer, error, complete, removePolicyRequest](const Session::Outcome&) {
+                complete(answer, error);
+                removePolicyRequest();
+            });
+    };
     Platform::globalQueue().async(
-        [this, busy = m_pending.token(), parameters, complete = std::move(complete)]() mutable {
-            m_world.server.logoutAccount(parameters,
-                [this, busy, complete = std::move(complete)](const QJsonObject& answer, const Error& error) {
-                    if (error) {
-                        if (auto record = AccountModel::currentModel(m_world.folders.applicationSupport)) {
-                            record->setIslogout(1);
-                            record->save(m_world.folders.applicationSupport);
-                        }
-                        m_world.log.writeLog(u"[QenCloudLoginHelper] QenCloud logout fail because no network!!!"_s);
-                    } else if (integerValue(answer.value(u"ret")) == 0) {
-                        handleLogoutAnswer();
-                    }
-                    complete(answer, error);
-                    // The record's own path stands where a folder belongs, on purpose: this file never exists, and
-                    // "userpolicy.archive" survives the logout for the agent.
-                    QFile::remove(stateFile(u"login.archive"_s) + u"/QenCloudL/userpolicy.archive"_s);
-                });
-        });
-}
-
-void QenCloudLoginHelper::handleLogoutAnswer() {
-    m_isCheckAndShow = false;
-    existZelVPN();
-    if (QFile::remove(stateFile(u"login.archive"_s)))
-        createSoleidAndSave();
-    if (m_world.links.ticketService)
-        m_world.links.ticketService->closeNgnServerXpc();
-    callLoginBlock(false);
+        [this, busy = m_pending.token(), parameters, answered] { m_world.server.logoutAccount(parameters, answered); });
 }
 
 void QenCloudLoginHelper::retrievePassWordWithUserId(const QString& userId, Completion complete) {
     m_world.accounts.retrievePassWord({{"user_id", userId}}, std::move(complete));
 }
 
-void QenCloudLoginHelper::checkDomainAccount(const QString& account, const QString& domain,
-    std::function<void(bool, std::optional<QString>, const Error&)> completion) {
+void QenCloudLoginHelper::checkDomainAccount(
+    const QString& account, const QString& domain, DomainCompletion completion) {
     m_world.server.checkDomainAccount(account, domain, std::move(completion));
 }
 
-void QenCloudLoginHelper::pingServerToResult(std::function<void(bool)> result) {
+void QenCloudLoginHelper::pingServerToResult(Platform::Completion<bool> result) {
     m_world.accounts.pingServerResult(std::move(result));
 }
 
 void QenCloudLoginHelper::Get_network_type() {
     Platform::globalQueue().async([this, busy = m_pending.token()] {
-        m_world.server.GetNetWorkType([this](int type) {
+        m_world.server.GetNetWorkType([this, asked = m_world.session.asked()](int type) {
             creatNetworkTpye(type);
-            auto record = AccountModel::currentModel(m_world.folders.applicationSupport);
-            const qint64 networkType = type == 1 ? 1 : 0;
-            if (!record || record->networkType() == networkType)
-                return;
-            record->setNetworkType(networkType);
-            record->save(m_world.folders.applicationSupport);
+            m_world.session.submit(NetworkTypeAnswer{asked, type == 1 ? 1 : 0});
         });
     });
 }
@@ -280,9 +253,18 @@ void QenCloudLoginHelper::Get_GeneralNGNPolicy() {
         m_world.accounts.GetGeneralNGNPolicyRep([this, busy](const QJsonObject& answer, const Error& error) {
             // This answer's result key is "code", not "ret".
             if (!error && integerValue(answer.value(u"code")) == 0)
-                replaceState(u"NGNPolicy.archive"_s, policyRecord(answer));
+                storePolicy(answer);
         });
     });
+}
+
+void QenCloudLoginHelper::storePolicy(const QJsonObject& answer) {
+    const std::lock_guard lock(m_mutex);
+    // Asked for with every confirmation: the same policy is not even made into an archive again.
+    if (answer == m_policy && m_world.state.isUntouched(StateFiles::NGNPolicy))
+        return;
+    m_world.state.replace(StateFiles::NGNPolicy, policyRecord(answer));
+    m_policy = answer;
 }
 
 void QenCloudLoginHelper::Get_Save_Config() {
@@ -291,13 +273,13 @@ void QenCloudLoginHelper::Get_Save_Config() {
             m_world.log.writeLog(u"[QenCloudLoginHelper] QenCloud get General fail!!!"_s);
             return;
         }
-        if (integerValue(answer.value(u"ret")) != 0)
+        if (ServerAnswer::ret(answer) != 0)
             return;
         const QJsonValue data = answer.value(u"data");
         if (data.isUndefined() || data.isNull())
-            QFile::remove(stateFile(u"GeneralConfig.archive"_s));
+            m_world.state.remove(StateFiles::GeneralConfig);
         else
-            replaceState(u"GeneralConfig.archive"_s, Platform::ArchiveValue::fromJson(data).asDeeplyMutable());
+            m_world.state.replace(StateFiles::GeneralConfig, ArchiveValue::fromJson(data).asDeeplyMutable());
         m_world.log.writeLog(u"[QenCloudLoginHelper] QenCloud get General Success!!!"_s);
     });
 }
@@ -321,4 +303,58 @@ QImage QenCloudLoginHelper::getCurrentQR(double side) {
     std::unique_lock lock(waiting->mutex);
     waiting->arrived.wait_for(lock, QrWait, [&] { return waiting->done; });
     return waiting->image;
+}
+
+void QenCloudLoginHelper::existZelVPN(const std::function<void()>& done) {
+    // Called when the last of those who carry the stop on lets it go.
+    const std::shared_ptr<void> end(nullptr, [done](void*) {
+        if (done)
+            done();
+    });
+    Platform::globalQueue().async([this, end, busy = m_pending.token()] {
+        if (m_world.vpn.processes().isEmpty())
+            return;
+        m_world.vpn.stop([this, end, busy](const AgentStop& stop) { m_world.log.writeLog(stopOutcome(stop)); });
+    });
+}
+
+bool QenCloudLoginHelper::ifOldLogin() const {
+    return m_world.state.exists(StateFiles::Login) && !iflogin();
+}
+
+qint64 QenCloudLoginHelper::currentLoginType() const {
+    const auto record = m_world.session.current().record;
+    return record ? record->loginType() : 0;
+}
+
+bool QenCloudLoginHelper::isDomainAutoLogin() const {
+    return currentLoginType() == static_cast<qint64>(LoginType::Domain);
+}
+
+std::optional<QString> QenCloudLoginHelper::joinedDomainName() {
+    const Platform::ScriptRunner script(
+        u"do shell script \"dsconfigad -show | grep 'Active Directory Domain' | awk '{print $5}'\""_s);
+    Error error;
+    const QString text = script.execute(&error);
+    if (error) {
+        m_world.log.writeLog(
+            u"Check join domain script excute failed with error: %1"_s.arg(error.logText()), DomainLine);
+        return std::nullopt;
+    }
+    return text.isEmpty() ? std::nullopt : std::optional(text);
+}
+
+void QenCloudLoginHelper::createSoleidAndSave() {
+    if (!m_soleId.exists() && !iflogin())
+        m_soleId.make();
+}
+
+void QenCloudLoginHelper::reloadZelVPN() {
+    // The same words each time: that they are written is the request.
+    m_world.state.rewrite(StateFiles::UserPolicy, u"userPolicyRequest"_s);
+}
+
+void QenCloudLoginHelper::creatNetworkTpye(int type) {
+    // Replaced in one step rather than removed first: a reader in between sees the old choice, never none.
+    m_world.state.replace(StateFiles::NetType, QString::number(type));
 }

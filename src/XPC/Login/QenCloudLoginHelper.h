@@ -1,67 +1,58 @@
 #pragma once
 
-#include "AccountModel.h"
-#include "Error.h"
-#include "Files.h"
+#include "AgentSettings.h"
+#include "Completion.h"
 #include "LoginLinks.h"
+#include "Session.h"
+#include "Shared.h"
+#include "SoleId.h"
+#include "StateFolder.h"
 #include "TaskGroup.h"
 
 #include <QImage>
-#include <QJsonArray>
-#include <QJsonObject>
-#include <QVariant>
 
-#include <atomic>
 #include <functional>
 #include <mutex>
 #include <optional>
-
-using namespace Qt::StringLiterals;
 
 class AccountManager;
 class ITDevice;
 class QenCloudNGNLogin;
 class QenLogHelper;
+class VpnComponent;
 
-/// Folders that hold the session's state.
-struct LoginFolders {
-    /// The user's Application Support folder; state files lie in its "QenCloudL".
-    QString applicationSupport;
-    /// The agent's data folder.
-    QString agentState;
-    /// The VPN component's executable, by whose path its process is found.
-    QString vpnExecutable;
-
-    QString userState() const { return applicationSupport + u"/QenCloudL"_s; }
-    static LoginFolders standard();
-};
-
-/// Owns the user's session on this machine: signs in and out, keeps the record in step with the server's verdicts and
-/// tells the views of every change through one callback.
+/// Signs in and out on behalf of the views, keeps what the server decides for the agent, and reads the agent's flags.
 ///
-/// The state lives on disk and is read afresh by each operation. Completions and the login block are called on the
-/// network thread, exactly once with (answer, error); views hop to the main thread by themselves. Destruction waits for
-/// what is under way.
+/// Who is signed in is the session's to know: each answer is handed to it with the session that it was asked for, and
+/// what follows from it is carried out here. Completions are called exactly once with (answer, error), when all that
+/// follows has been carried out; without a receiver on the session's queue, or at once while no server is configured.
+/// Destruction waits for what is under way.
 class QenCloudLoginHelper final {
 public:
-    using Completion = std::function<void(const QJsonObject& answer, const Platform::Error& error)>;
+    using Completion = Platform::Completion<QJsonObject, Platform::Error>;
+    using DomainCompletion = std::function<void(bool, std::optional<QString>, const Platform::Error&)>;
 
     struct World {
+        Session& session;
         QenCloudNGNLogin& server;
         AccountManager& accounts;
         ITDevice& device;
         QenLogHelper& log;
-        LoginFolders folders;
+        VpnComponent& vpn;
+        /// The client's state files.
+        StateFolder& state;
+        AgentSettings& agent;
         LoginLinks links;
     };
 
     explicit QenCloudLoginHelper(World world);
-    static QenCloudLoginHelper& sharedInstance();
+    static QenCloudLoginHelper& sharedInstance() { return Platform::Shared<QenCloudLoginHelper>::instance(); }
 
+    Session& session() { return m_world.session; }
     /// True after every successful login or ticket confirmation, false after a logout.
-    bool isCheckAndShow() const { return m_isCheckAndShow; }
-    /// Called with true when the user became or stays signed in, false when the session ended. Network thread.
-    void setLoginBlock(std::function<void(bool)> block);
+    bool isCheckAndShow() const { return m_world.session.current().isConfirmed; }
+    /// Called with true when the user became or stays signed in, false when the session ended. On the session's queue.
+    void setLoginBlock(std::function<void(bool)> loginBlock);
 
     /// @param parameters  "userid", "password", "otp"
     void login(const QJsonObject& parameters, Completion complete);
@@ -73,9 +64,8 @@ public:
     /// @param parameters  "userid", "old_password", "password"
     void resetPassword(const QJsonObject& parameters, Completion complete);
     void retrievePassWordWithUserId(const QString& userId, Completion complete);
-    void checkDomainAccount(const QString& account, const QString& domain,
-        std::function<void(bool, std::optional<QString>, const Platform::Error&)> completion);
-    void pingServerToResult(std::function<void(bool)> result);
+    void checkDomainAccount(const QString& account, const QString& domain, DomainCompletion completion);
+    void pingServerToResult(Platform::Completion<bool> result);
 
     void Get_network_type();
     void Get_GeneralNGNPolicy();
@@ -84,28 +74,26 @@ public:
     QImage getCurrentQR(double side);
 
     /// A record with a user id and a ticket exists.
-    bool iflogin() const;
+    bool iflogin() const { return m_world.session.isSignedIn(); }
     /// The record's file exists without proving a login.
     bool ifOldLogin() const;
     /// The record's login type, 0 without a record.
     qint64 currentLoginType() const;
     bool isDomainAutoLogin() const;
-    /// The agent asks for no presence in the tray.
-    bool isHideTray() const;
-    /// The one-time-code field is wanted.
-    bool iShowOTP() const;
-    /// 1 when only the account login is offered, else 0.
-    int selectBtnTag() const;
-    QVariant AppMgrList() const;
-    QVariantList TrustedsAppList() const;
+    // The agent's settings, as AgentSettings tells them.
+    bool isHideTray() const { return m_world.agent.isHideTray(); }
+    bool iShowOTP() const { return m_world.agent.iShowOTP(); }
+    int selectBtnTag() const { return m_world.agent.selectBtnTag(); }
+    QVariant AppMgrList() const { return m_world.agent.AppMgrList(); }
+    QVariantList TrustedsAppList() const { return m_world.agent.TrustedsAppList(); }
     bool HiddenNGNSwitchBtn() const { return false; }
     /// The directory domain that the computer is joined to.
     std::optional<QString> joinedDomainName();
 
     /// Makes a sole id only while there is none and nobody is signed in.
     void createSoleidAndSave();
-    std::optional<QString> getSoleID() const;
-    void removeSoleID();
+    std::optional<QString> getSoleID() const { return m_soleId.value(); }
+    void removeSoleID() { m_soleId.remove(); }
     /// Asks the agent to load the user's policy anew.
     void reloadZelVPN();
     /// Stops the VPN component through the agent when it runs. Returns at once; the look-up and the stop run in the
@@ -113,34 +101,29 @@ public:
     /// @param done  called once on a background thread when nothing more is to come, whatever happened
     void existZelVPN(const std::function<void()>& done = {});
     /// 16 characters: those from index 7 of the MD5 sum's hexadecimal digits.
-    static QString stringToMD5(const QString& text);
-    static QString getNowTimestamp();
+    static QString stringToMD5(const QString& text) { return SoleId::stringToMD5(text); }
+    static QString getNowTimestamp() { return SoleId::getNowTimestamp(); }
     /// Stores the network type: 1 extranet, 0 intranet.
     void creatNetworkTpye(int type);
+    /// Makes a session of an answer that grants one.
     void loginSuccessToSaveAndLoadVPN(const QJsonObject& answer);
     AccountManager& accounts() { return m_world.accounts; }
 
 private:
-    void finishSignIn(const QJsonObject& answer, bool fetchPolicy);
-    void handleQRAnswer(const QJsonObject& answer, const std::optional<AccountModel>& before);
-    void handleTicketAnswer(const QJsonObject& answer, const AccountModel& before, const QString& plainTicket);
-    void handleLogoutAnswer();
+    void carryOut(SessionEffect effect, const SessionModel& session);
+    void signInAnswered(const AskedFor& asked, bool fetchesPolicy, const QJsonObject& answer,
+        const Platform::Error& error, const Completion& complete);
+    void submit(SessionEvent event, const QJsonObject& answer, const Completion& complete);
+    void storePolicy(const QJsonObject& answer);
     void followNetworkAccess(const QString& userName, const QString& ticket);
-    void invalidate(const std::optional<AccountModel>& before);
-    void saveRecord(const QJsonObject& data, qint64 status, LoginType type);
     void callLoginBlock(bool signedIn);
-    void stopVpn(const std::shared_ptr<void>& end);
-    static QString stopOutcome(const QJsonObject& answer, const Platform::Error& error);
-    /// Replaces one of the client's state files in one step; the folder is made when missing.
-    void replaceState(const QString& name, const Platform::ArchiveValue& root,
-        Platform::Durability durability = Platform::Durability::Plain);
-    QString stateFile(const QString& name) const;
-    QVariant agentFile(const QString& name) const;
 
-    World m_world;
-    std::atomic<bool> m_isCheckAndShow{false};
-    mutable std::mutex m_blockMutex;
+    const World m_world;
+    SoleId m_soleId;
+    mutable std::mutex m_mutex;
     std::function<void(bool)> m_loginBlock;
+    /// The gateway policy that was stored last.
+    QJsonObject m_policy;
     /// Last: its end waits for all that is under way.
     Platform::TaskGroup m_pending;
 };

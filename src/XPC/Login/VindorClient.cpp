@@ -1,14 +1,15 @@
 #include "VindorClient.h"
 
+#include "ErrorText.h"
 #include "IntegerValue.h"
 #include "LoopbackListener.h"
-#include "Paths.h"
+#include "StringTable.h"
+#include "UniqueFd.h"
 
 #include <QFile>
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -21,30 +22,22 @@ constexpr int MostPortDigits = 16;
 
 /// The text of a small regular file that root or this user owns; nobody else may send the client anywhere.
 QByteArray trustedText(const QString& path) {
-    const int file = open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (file < 0)
-        return {};
+    const Platform::UniqueFd file(open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     QByteArray text(MostPortDigits, '\0');
     struct stat facts {};
     ssize_t length = -1;
-    if (fstat(file, &facts) == 0 && S_ISREG(facts.st_mode) && (facts.st_uid == 0 || facts.st_uid == geteuid()))
-        length = read(file, text.data(), static_cast<size_t>(text.size()));
-    close(file);
+    if (fstat(file.get(), &facts) == 0 && S_ISREG(facts.st_mode) && (facts.st_uid == 0 || facts.st_uid == geteuid()))
+        length = read(file.get(), text.data(), static_cast<size_t>(text.size()));
     return length > 0 ? text.left(length).trimmed() : QByteArray();
 }
 
 Error notReachable() {
-    return Error(Platform::UrlErrorDomain, Error::CannotConnect, u"无法连接本机代理服务。"_s);
+    return Error(Platform::UrlErrorDomain, Error::CannotConnect, localizedString(u"AgentNotReachable"_s));
 }
 
 } // namespace
 
 VindorClient::VindorClient(QString portFile, double timeout) : m_portFile(std::move(portFile)), m_timeout(timeout) {}
-
-VindorClient& VindorClient::sharedInstance() {
-    static auto* instance = new VindorClient(Platform::Paths::agentState() + u"/vindor.port"_s);
-    return *instance;
-}
 
 QString VindorClient::urlOf(const QString& path) const {
     bool isNumber = false;
@@ -57,7 +50,7 @@ QString VindorClient::urlOf(const QString& path) const {
 void VindorClient::startRequestAccess(std::function<void(int)> completion) {
     const QString url = urlOf(u"/v1/access"_s);
     if (url.isNull()) {
-        completion(NoAccess);
+        completion(AgentStop::NoAccess);
         return;
     }
     m_session.sendForJson({.url = url, .method = "POST", .timeout = m_timeout},
@@ -65,7 +58,7 @@ void VindorClient::startRequestAccess(std::function<void(int)> completion) {
             const auto code = integerValue(answer.value(u"code"));
             const QString token = answer.value(u"token").toString();
             if (error || code != 0 || token.isEmpty()) {
-                completion(!error && code && *code != 0 ? static_cast<int>(*code) : NoAccess);
+                completion(!error && code && *code != 0 ? static_cast<int>(*code) : AgentStop::NoAccess);
                 return;
             }
             {
@@ -87,5 +80,39 @@ void VindorClient::stopSmartAgent(std::function<void(const QJsonObject&, const E
         const std::lock_guard lock(m_mutex);
         request.bearerToken = m_token;
     }
-    m_session.sendForJson(request, std::move(completion));
+    m_session.sendForJson(request, describing(std::move(completion)));
+}
+
+void VindorClient::accessAndStop(std::function<void(const AgentStop&)> completion) {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_units.push_back(std::move(completion));
+        if (m_units.size() > 1)
+            return;
+    }
+    beginUnit();
+}
+
+void VindorClient::beginUnit() {
+    const auto end = [this](const AgentStop& outcome) {
+        std::function<void(const AgentStop&)> completion;
+        bool isMore = false;
+        {
+            const std::lock_guard lock(m_mutex);
+            completion = std::move(m_units.front());
+            m_units.pop_front();
+            isMore = !m_units.empty();
+        }
+        completion(outcome);
+        if (isMore)
+            beginUnit();
+    };
+    startRequestAccess([this, end](int status) {
+        if (status != 0)
+            end({.access = status});
+        else
+            stopSmartAgent([end](const QJsonObject& answer, const Error& error) {
+                end({.access = 0, .answer = answer, .error = error});
+            });
+    });
 }

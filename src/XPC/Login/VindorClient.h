@@ -5,6 +5,7 @@
 
 #include <QString>
 
+#include <deque>
 #include <mutex>
 
 /// The agent's local HTTP interface: asks for access, then has the VPN component stopped.
@@ -14,19 +15,18 @@
 /// Completions are called once, on the network thread or at once on the caller's; the client must outlive them.
 class VindorClient final : public AgentAccessLink {
 public:
-    /// Status of a request for access that got no answer.
-    static constexpr int NoAccess = -1;
-
     /// @param portFile  text with the port's number  @param timeout  seconds per request
     explicit VindorClient(QString portFile, double timeout = 5.0);
-    static VindorClient& sharedInstance();
 
     void startRequestAccess(std::function<void(int status)> completion) override;
     /// Needs the access granted before.
     void stopSmartAgent(
         std::function<void(const QJsonObject& answer, const Platform::Error& error)> completion) override;
 
+    void accessAndStop(std::function<void(const AgentStop&)> completion) override;
+
 private:
+    void beginUnit();
     /// Null when there is no port to be had.
     QString urlOf(const QString& path) const;
 
@@ -34,5 +34,7 @@ private:
     const double m_timeout;
     std::mutex m_mutex;
     QByteArray m_token;
+    /// Units of access and stop that wait; the first one is under way.
+    std::deque<std::function<void(const AgentStop&)>> m_units;
     Platform::HttpSession m_session;
 };

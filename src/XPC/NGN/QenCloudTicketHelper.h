@@ -1,13 +1,12 @@
 #pragma once
 
-#include "Queue.h"
+#include "BusConnection.h"
+#include "Shared.h"
 #include "TicketServiceLink.h"
 
-#include <chrono>
-#include <mutex>
-#include <optional>
+#include <atomic>
+#include <memory>
 
-class QDBusConnection;
 class QenLogHelper;
 
 /// Keeps the link to the ticket service, which runs the signed-in user's session work once there is a ticket.
@@ -23,7 +22,7 @@ public:
     explicit QenCloudTicketHelper(
         QenLogHelper& log, QString busAddress = {}, std::chrono::milliseconds replyLimit = std::chrono::seconds(10));
     ~QenCloudTicketHelper() override;
-    static QenCloudTicketHelper& sharedInstance();
+    static QenCloudTicketHelper& sharedInstance() { return Platform::Shared<QenCloudTicketHelper>::instance(); }
 
     void initialConnection();
     /// Asks the service to start its proxy, connecting first when closed. Returns at once; the outcome is logged.
@@ -33,20 +32,20 @@ public:
     bool checkXPCServiceIsReInital();
     /// Asks the service to stop its proxy and forgets the connection. Returns at once.
     void closeNgnServerXpc() override;
-    bool isConnected() const;
+    /// The connection to the service; null while closed.
+    std::shared_ptr<Platform::BusConnection> XPCConnection() const;
+    /// The service has refused its last start, or did not answer it.
+    bool isRefusing() const { return m_isRefusing; }
 
 private:
-    /// The open connection, made again after the bus went away; nothing while closed.
-    std::optional<QDBusConnection> connection();
-    void connectToBus();
-    /// Opens the connection unless there is one; true when it was made now.
-    bool connectIfClosed();
+    /// The connection, opened when there was none; sets @p isNew then.
+    std::shared_ptr<Platform::BusConnection> openConnection(bool* isNew = nullptr);
 
     QenLogHelper& m_log;
     const QString m_busAddress;
     const std::chrono::milliseconds m_replyLimit;
     mutable std::mutex m_mutex;
-    /// Name of the bus connection; empty while closed.
-    QString m_connectionName;
+    std::shared_ptr<Platform::BusConnection> m_XPCConnection;
+    std::atomic<bool> m_isRefusing{false};
     Platform::SerialQueue m_queue;
 };

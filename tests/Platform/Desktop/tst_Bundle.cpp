@@ -1,7 +1,6 @@
 #include "Bundle.h"
 
 #include "Files.h"
-#include "MavResources.h"
 #include "PropertyList.h"
 #include "UserDefaults.h"
 
@@ -26,16 +25,6 @@ private:
 
 private Q_SLOTS:
     void initTestCase() { qputenv("MAV_ROOT", m_folder.path().toLocal8Bit()); }
-
-    void texts() {
-        QCOMPARE(localizedString("Login"), QString()); // before the table is there: nothing, and not the key
-        initMavResources();
-        QVERIFY(installStringTable());
-        QCOMPARE(localizedString("Login"), u"登 录"_s);
-        QCOMPARE(localizedString("MavSuccess"), u"网络正常"_s);
-        QCOMPARE(localizedString("login"), QString());
-        QCOMPARE(localizedString(""), QString());
-    }
 
     void resources() {
         const QString bundle = "Applications/Mav/Mav.app/Contents/";

@@ -1,8 +1,8 @@
+#include "BusConnection.h"
 #include "PrivateBus.h"
 #include "RunningApplications.h"
+#include "SilentBus.h"
 
-#include <QDBusConnection>
-#include <QDBusMessage>
 #include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <QTimer>
@@ -34,7 +34,8 @@ void say(const char* word) {
 /// What a copy of a program does: claims, says what it is, and as the first one says when it is brought forward, once
 /// it has been told by a signal that its window is there.
 int runCopy(QCoreApplication& application, const QStringList& arguments) {
-    RunningApplications applications({Identifier, arguments.at(2), arguments.at(3), 500ms});
+    Platform::BusConnection bus(arguments.at(2), 500ms);
+    RunningApplications applications({Identifier, arguments.at(3), 500ms}, bus);
     if (applications.claim() == RunningApplications::Claim::Second) {
         say("second");
         return 1;
@@ -82,6 +83,8 @@ class TestRunningApplications : public QObject {
 
 private:
     PrivateBus m_bus;
+    PrivateBus m_otherBus;
+    SilentBus m_silentBus;
     std::unique_ptr<QTemporaryDir> m_folder;
     QString runtime() const { return m_folder->path() + "/mav"; }
 
@@ -110,6 +113,34 @@ private Q_SLOTS:
             QCOMPARE(second.words(), QStringList{"second"});
             QTRY_COMPARE(first.words().count("forward"), launch);
         }
+    }
+
+    void twoBusesAreOneUser_data() {
+        QTest::addColumn<QString>("otherBus");
+        QTest::newRow("two buses") << m_otherBus.address();
+        QTest::newRow("one hangs") << m_silentBus.address();
+    }
+    void twoBusesAreOneUser() {
+        QFETCH(QString, otherBus);
+        for (const auto& [one, other] : {std::pair(m_bus.address(), otherBus), std::pair(otherBus, m_bus.address())}) {
+            Copy first(one, runtime());
+            QTRY_COMPARE(first.words(), QStringList{"first"});
+            Copy second(other, runtime());
+            QVERIFY(second.waitForEnd());
+            QCOMPARE(second.words(), QStringList{"second"});
+            QCOMPARE(second.exitCode(), 1);
+            QTRY_COMPARE(first.words().count("forward"), 1);
+        }
+    }
+
+    void twoHomesOnOneBus() {
+        // As before there were locks: the name on the bus decides, too.
+        Copy first(m_bus.address(), runtime());
+        QTRY_COMPARE(first.words(), QStringList{"first"});
+        Copy second(m_bus.address(), m_folder->path() + "/elsewhere");
+        QVERIFY(second.waitForEnd());
+        QCOMPARE(second.exitCode(), 1);
+        QTRY_COMPARE(first.words().count("forward"), 1);
     }
 
     void sameMoment_data() { addLinks(); }
@@ -181,14 +212,15 @@ private Q_SLOTS:
 
     void foldersOfOthers() {
         // The lock's folder is made private; what cannot be made so is not used, and the program starts all the same.
-        RunningApplications own({Identifier, NoBus, runtime(), 200ms});
+        Platform::BusConnection noBus(NoBus);
+        RunningApplications own({Identifier, runtime(), 200ms}, noBus);
         QCOMPARE(own.claim(), RunningApplications::Claim::First);
         struct stat facts {};
         QCOMPARE(::lstat(QFile::encodeName(runtime()).constData(), &facts), 0);
         QCOMPARE(facts.st_mode & 0777, 0700u);
         const QString link = m_folder->path() + "/link";
         QVERIFY(QFile::link(runtime(), link));
-        RunningApplications other({Identifier, NoBus, link, 200ms});
+        RunningApplications other({Identifier, link, 200ms}, noBus);
         QTest::ignoreMessage(QtInfoMsg, QRegularExpression("no session bus and no lock"));
         QCOMPARE(other.claim(), RunningApplications::Claim::First);
     }
@@ -196,12 +228,13 @@ private Q_SLOTS:
     void holderWithoutSocket() {
         // A first copy that hangs between lock and socket: the second one waits its limit and ends.
         QVERIFY(QDir().mkpath(runtime()));
-        QFile lock(runtime() + u'/' + Identifier + ".lock");
+        QFile lock(runtime() + u'/' + Identifier + u'.' + QSysInfo::machineHostName() + ".lock");
         QVERIFY(lock.open(QIODevice::ReadWrite));
         QCOMPARE(::flock(lock.handle(), LOCK_EX | LOCK_NB), 0);
         QElapsedTimer timer;
         timer.start();
-        RunningApplications second({Identifier, NoBus, runtime(), 300ms});
+        Platform::BusConnection noBus(NoBus);
+        RunningApplications second({Identifier, runtime(), 300ms}, noBus);
         QCOMPARE(second.claim(), RunningApplications::Claim::Second);
         QVERIFY(timer.elapsed() >= 300 && timer.elapsed() < 3000);
     }

@@ -1,7 +1,8 @@
+#include "BusConnection.h"
 #include "PrivateBus.h"
+#include "SilentBus.h"
 #include "TrayHost.h"
 
-#include <QDBusConnection>
 #include <QGuiApplication>
 #include <QTimer>
 #include <QtTest>
@@ -22,7 +23,8 @@ const QString WatcherName = u"org.kde.StatusNotifierWatcher"_s;
 
 /// Says what a tray host under X11 is told, in a process of its own on that display.
 int watchX11(QGuiApplication& application) {
-    TrayHost host(NoBus);
+    Platform::BusConnection noBus(NoBus);
+    TrayHost host(noBus);
     host.start([](bool isAvailable) {
         std::puts(isAvailable ? "yes" : "no");
         std::fflush(stdout);
@@ -134,7 +136,8 @@ private Q_SLOTS:
         const PrivateBus bus;
         QVERIFY2(!bus.address().isEmpty(), "dbus-daemon does not start");
         Watcher watcher(bus.address());
-        TrayHost host(bus.address());
+        Platform::BusConnection connection(bus.address());
+        TrayHost host(connection);
         QList<bool> told;
         QVERIFY(!host.isAvailable());
         host.start([&](bool isAvailable) { told.append(isAvailable); });
@@ -161,8 +164,16 @@ private Q_SLOTS:
         QVERIFY(!host.isAvailable());
     }
 
+    void withoutBus_data() {
+        QTest::addColumn<bool>("hangs");
+        QTest::newRow("absent") << false;
+        QTest::newRow("hangs") << true;
+    }
     void withoutBus() {
-        TrayHost host(NoBus);
+        QFETCH(bool, hangs);
+        const SilentBus silent;
+        Platform::BusConnection connection(hangs ? silent.address() : NoBus, std::chrono::milliseconds(300));
+        TrayHost host(connection);
         QList<bool> told;
         host.start([&](bool isAvailable) { told.append(isAvailable); });
         QVERIFY(told.isEmpty());

@@ -96,7 +96,7 @@ void tst_CertificateLookup::label_data() {
 
 void tst_CertificateLookup::label() {
     QFETCH(QString, label);
-    QTEST(TokenCertificates().hasCertificate(label), "isFound");
+    QTEST(TokenCertificates(u"certificates"_s).hasCertificate(label), "isFound");
 }
 
 void tst_CertificateLookup::hangingModuleEndsAtTheLimit() {
@@ -108,7 +108,7 @@ void tst_CertificateLookup::hangingModuleEndsAtTheLimit() {
     QElapsedTimer timer;
     timer.start();
     {
-        TokenCertificates certificates(std::chrono::milliseconds(100));
+        TokenCertificates certificates(u"certificates"_s, std::chrono::milliseconds(100));
         QVERIFY(!certificates.hasCertificate(PersonalName));
         // Stands behind the first and must not wait for longer.
         QVERIFY(!certificates.hasCertificate(PersonalName));
@@ -117,7 +117,7 @@ void tst_CertificateLookup::hangingModuleEndsAtTheLimit() {
         QVERIFY(write(pipe, "directories.tokendir = " + m_folder.path().toUtf8() + "/tokens\n"));
     }
     qputenv("SOFTHSM2_CONF", config);
-    QVERIFY(TokenCertificates().hasCertificate(PersonalName));
+    QVERIFY(TokenCertificates(u"certificates"_s).hasCertificate(PersonalName));
 }
 
 QTEST_GUILESS_MAIN(tst_CertificateLookup)

@@ -1,6 +1,5 @@
 #include "ClientWorld.h"
 
-#include "ErrorText.h"
 #include "ReferenceServer.h"
 #include "WireCodec.h"
 
@@ -294,14 +293,6 @@ private Q_SLOTS:
         QVERIFY2(qAbs(timer.elapsed() - 3000) < 600, qPrintable(QString::number(timer.elapsed())));
         QCOMPARE(ticket.error.code(), Error::TimedOut);
         QCOMPARE(scan.error.code(), Error::TimedOut);
-    }
-
-    void everyErrorGetsADescription() {
-        const Error bare(u"D"_s, -1001);
-        QCOMPARE(normalisedError(bare).localizedDescription(), u"Fail:code=-1001"_s);
-        const Error told(u"D"_s, 7, u"text"_s);
-        QCOMPARE(normalisedError(told).localizedDescription(), u"text"_s);
-        QVERIFY(!normalisedError({}));
     }
 
 private:

@@ -21,7 +21,7 @@ QString operation(const char* name) {
 /// Records what the session asked of its peers.
 class Peers final : public TicketServiceLink, public AgentAccessLink, public NetworkAccessLink {
 public:
-    LoginLinks links() { return {this, this, this}; }
+    LoginLinks links() { return {this, this}; }
     QStringList calls() {
         const std::lock_guard lock(m_mutex);
         return m_calls;
@@ -39,6 +39,16 @@ public:
     void stopSmartAgent(std::function<void(const QJsonObject&, const Error&)> completion) override {
         note(u"stop"_s);
         completion(stopAnswer, stopError);
+    }
+    void accessAndStop(std::function<void(const AgentStop&)> completion) override {
+        startRequestAccess([this, completion](int status) {
+            if (status != 0)
+                completion({.access = status});
+            else
+                stopSmartAgent([completion](const QJsonObject& answer, const Error& error) {
+                    completion({.access = 0, .answer = answer, .error = error});
+                });
+        });
     }
     void requestGeneralConfig(std::function<void(const QJsonObject&, const Error&)> completion) override {
         note(u"config"_s);
@@ -419,7 +429,7 @@ private Q_SLOTS:
         if (stopFails)
             peers.stopError = Error(u"D"_s, 9);
         {
-            ClientWorld client(folder, peers.links(), vpn);
+            ClientWorld client(folder, peers.links(), &peers, vpn);
             QSemaphore done;
             client.helper.existZelVPN([&done] { done.release(); });
             QVERIFY(done.tryAcquire(1, 5000));

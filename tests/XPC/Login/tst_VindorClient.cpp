@@ -108,7 +108,7 @@ private Q_SLOTS:
         VindorClient client(portFile);
         int access = 0;
         client.startRequestAccess([&](int status) { access = status; });
-        QCOMPARE(access, VindorClient::NoAccess);
+        QCOMPARE(access, AgentStop::NoAccess);
         qint64 code = 0;
         client.stopSmartAgent([&](const QJsonObject&, const Error& error) { code = error.code(); });
         QCOMPARE(code, Error::CannotConnect);

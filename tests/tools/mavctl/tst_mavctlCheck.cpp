@@ -100,7 +100,7 @@ private Q_SLOTS:
         const QJsonObject all = doctor();
         for (const char* subject : {"session bus", "ticket service", "agent's folder", "agent's files", "server"})
             QCOMPARE(state(all, subject), u"problem"_s);
-        for (const char* subject : {"tray host", "notifications", "log"})
+        for (const char* subject : {"tray host", "notifications", "facts service", "log"})
             QCOMPARE(state(all, subject), u"warning"_s);
         for (const QJsonValue& finding : all.value(u"findings").toArray())
             QCOMPARE(finding[u"advice"].toString().isEmpty(), finding[u"state"].toString() == u"good");
@@ -111,6 +111,10 @@ private Q_SLOTS:
         QDBusConnection services = QDBusConnection::connectToBus(bus.address(), "services");
         QVERIFY(services.registerService("com.qencloud.mav.TicketService"));
         QVERIFY(services.registerService("org.freedesktop.Notifications"));
+        QVERIFY(services.registerService("com.qencloud.mav.HostFacts"));
+        QVERIFY(QDir(m_folder->path()).mkpath("facts/run/dbus"));
+        QVERIFY(QFile::link(bus.address().section(u'=', 1).section(u',', 0, 0),
+            m_folder->filePath("facts/run/dbus/system_bus_socket")));
         QTcpServer server;
         QVERIFY(server.listen(QHostAddress::LocalHost));
         connect(&server, &QTcpServer::newConnection, this, [&server] {
@@ -126,8 +130,8 @@ private Q_SLOTS:
         write(m_home + "/Library/Logs/QenCloud/Logs/QenCloud-Info-1.log", "a line\n");
         m_bus = bus.address();
         QJsonObject all = doctor();
-        for (const char* subject :
-            {"session bus", "notifications", "ticket service", "agent's folder", "agent's files", "server", "log"})
+        for (const char* subject : {"session bus", "notifications", "ticket service", "facts service", "agent's folder",
+                 "agent's files", "server", "log"})
             QVERIFY2(state(all, subject) == u"good", subject);
         QCOMPARE(state(all, "tray host"), u"warning"_s);
 
@@ -153,6 +157,7 @@ private:
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert("HOME", m_home);
         environment.insert("MAV_ROOT", m_folder->filePath("root"));
+        environment.insert("MAV_FACTS_ROOT", m_folder->filePath("facts"));
         environment.insert("DBUS_SESSION_BUS_ADDRESS", m_bus.isEmpty() ? "unix:path=/nonexistent" : m_bus);
         environment.remove("DISPLAY");
         process.setProcessEnvironment(environment);

@@ -2,16 +2,16 @@
 
 #include <QString>
 
-#include <chrono>
-
 namespace Platform {
 
-/// Brings the running application that owns @p identifier on the session bus forward. Never starts one.
+class BusConnection;
+
+/// Brings the running application that owns @p identifier on the bus forward. Never starts one. Waits, as calls on @p
+/// bus do.
 ///
-/// Blocks for at most some @p limit, so not for the main thread.
-/// @param busAddress  empty for the user's session bus
 /// @returns false when none runs, it does not answer, or there is no bus
-bool activateRunningApplication(const QString& identifier, const QString& busAddress = {},
-    std::chrono::milliseconds limit = std::chrono::seconds(2));
+bool activateRunningApplication(BusConnection& bus, const QString& identifier);
+/// Where an application of that identifier answers on the bus.
+QString applicationObjectPath(const QString& identifier);
 
 } // namespace Platform

@@ -2,14 +2,8 @@
 
 #include <QString>
 
-/// The application bundle's resources and texts.
+/// The application bundle's resources.
 namespace Platform {
-
-/// Makes the built-in string table the application's. Once, on the main thread, with an application and after the
-/// built-in resources have been registered. @returns whether there was one
-bool installStringTable();
-/// The text behind @p key; empty when the table has none, or no table is installed.
-QString localizedString(const QString& key);
 
 /// File of a resource: Contents/Resources/name.type in the bundle when that exists, else the built-in
 /// ":/bundle/name.type", else empty. @p type may be empty.

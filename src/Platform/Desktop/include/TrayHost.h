@@ -1,11 +1,11 @@
 #pragma once
 
-#include <QString>
-
 #include <functional>
 #include <memory>
 
 namespace Platform {
+
+class BusConnection;
 
 /// Tells whether the desktop has a place for tray items, and follows it.
 ///
@@ -14,8 +14,8 @@ namespace Platform {
 /// selection under X11. Nothing is polled. Main thread.
 class TrayHost final {
 public:
-    /// @param busAddress  empty for the user's session bus
-    explicit TrayHost(QString busAddress = {});
+    /// @param bus  outlives this object
+    explicit TrayHost(BusConnection& bus);
     ~TrayHost();
     TrayHost(const TrayHost&) = delete;
     TrayHost& operator=(const TrayHost&) = delete;
@@ -28,7 +28,7 @@ public:
 
 private:
     class Watch;
-    const QString m_busAddress;
+    BusConnection& m_bus;
     std::unique_ptr<Watch> m_watch;
 };
 

@@ -16,8 +16,6 @@ class UserDefaults final {
 public:
     /// @param file  a damaged or missing one reads as empty
     explicit UserDefaults(QString file);
-    /// $HOME/Library/Preferences/<bundle identifier>.plist. Never destroyed.
-    static UserDefaults& standard();
 
     /// Nothing for a missing key.
     ArchiveValue objectForKey(const QString& key) const;

@@ -7,12 +7,13 @@
 
 namespace Platform {
 
+class BusConnection;
 class UserDefaults;
 
 /// Shows notifications with buttons on the desktop and hears which button was pressed.
 ///
 /// Reacts only to notifications of its own, and only to what the notification service itself says of them. The bus is
-/// first connected to by the first deliver(). Main thread.
+/// first wanted by the first deliver(). Main thread.
 class UserNotifications final {
 public:
     enum class Activation {
@@ -30,9 +31,10 @@ public:
         QString otherTitle;
     };
 
-    /// @param busAddress  empty for the user's session bus
+    /// @param identifier  by which the desktop knows the application's entry and picture
+    /// @param bus  outlives this object
     /// @param record  remembers what is open, for a run after this one; may be null, else it outlives this object
-    explicit UserNotifications(QString busAddress = {}, UserDefaults* record = nullptr);
+    UserNotifications(QString identifier, BusConnection& bus, UserDefaults* record = nullptr);
     /// Leaves open notifications where they are, and hears no more of them.
     ~UserNotifications();
     UserNotifications(const UserNotifications&) = delete;
@@ -48,10 +50,6 @@ public:
 
 private:
     class Link;
-    Link& link();
-
-    const QString m_busAddress;
-    UserDefaults* const m_record;
     std::unique_ptr<Link> m_link;
 };
 

@@ -3,6 +3,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <optional>
+
 namespace Platform {
 
 struct DesktopEntry;
@@ -33,14 +35,18 @@ public:
     /// Whether an application folder holds the name, or a desktop entry or program of it can be started. A name with a
     /// slash, an empty one, or one longer than a file name can be is never installed.
     bool isInstalled(const QString& name) const;
+    /// Name or whole path of the icon of the desktop entry that the application is started by; without an entry the
+    /// name of its program. Reads files like isInstalled().
+    QString iconOf(const QString& name) const;
     /// Starts the application in the background; nothing happens when there is nothing to start.
     void launchApplication(const QString& name) const;
 
 private:
-    /// Program and arguments; empty when there is nothing to start. The three below likewise.
+    /// Program and arguments; empty when there is nothing to start. The two below likewise.
     QStringList commandFor(const QString& name) const;
     QStringList bundleCommand(const QString& name) const;
-    QStringList entryCommand(const QString& plainName) const;
+    /// The entry of that id, name or program, with the whole command that starts it.
+    std::optional<DesktopEntry> entryFor(const QString& plainName) const;
     QStringList commandOf(const DesktopEntry& entry) const;
     /// The program that an entry names, by its whole path or on the PATH; empty when it is not there.
     QString entryProgram(const QString& program) const;

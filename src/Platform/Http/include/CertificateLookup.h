@@ -24,7 +24,7 @@ public:
 class TokenCertificates final : public CertificateLookup {
 public:
     /// @param limit  how long one look-up may take
-    explicit TokenCertificates(std::chrono::milliseconds limit = std::chrono::seconds(5));
+    explicit TokenCertificates(QString queueLabel, std::chrono::milliseconds limit = std::chrono::seconds(5));
 
     /// Any thread but the main one.
     bool hasCertificate(const QString& label) override;

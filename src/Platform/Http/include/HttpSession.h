@@ -60,7 +60,8 @@ struct HttpSettings {
 /// Errors, in UrlErrorDomain: Cancelled, BadUrl, TimedOut, UnsupportedUrl, CannotFindHost, CannotConnect,
 /// ConnectionLost, TooManyRedirects, BadServerResponse (status outside 200-299), CannotDecodeContent,
 /// CannotParseResponse, ResponseTooLarge, SecureConnectionFailed, and -1 for what has no name. In CocoaErrorDomain:
-/// NotJson. Each carries a text for a person, and in its failure reason the transport's own words.
+/// NotJson. None has a text for a person; the
+/// failure reason is in English, mostly the transport's own words.
 class HttpSession final {
 public:
     using JsonCompletion = std::function<void(const QJsonObject& answer, const Error& error)>;

@@ -1,11 +1,12 @@
 #pragma once
 
+#include "UniqueFd.h"
+
 #include <QByteArray>
 
 #include <array>
 #include <chrono>
 #include <functional>
-#include <utility>
 
 namespace Platform {
 
@@ -21,15 +22,10 @@ public:
     static constexpr std::chrono::milliseconds Quiet{100};
     static constexpr std::chrono::milliseconds DrainLimit{1000};
 
-    ChildPipes() = default;
-    ~ChildPipes();
-    ChildPipes(const ChildPipes&) = delete;
-    ChildPipes& operator=(const ChildPipes&) = delete;
-
     /// False with errno when the system has no pipe to give; then nothing is open.
     bool open();
-    int outputWriteEnd() const { return m_streams[0].writeEnd; }
-    int errorWriteEnd() const { return m_streams[1].writeEnd; }
+    int outputWriteEnd() const { return m_streams[0].writeEnd.get(); }
+    int errorWriteEnd() const { return m_streams[1].writeEnd.get(); }
     void closeWriteEnds();
     void closeReadEnds();
 
@@ -47,8 +43,8 @@ public:
 private:
     enum class Step { Data, Exit, Nothing, Closed };
     struct Stream {
-        int readEnd = -1;
-        int writeEnd = -1;
+        UniqueFd readEnd;
+        UniqueFd writeEnd;
         QByteArray data;
     };
 

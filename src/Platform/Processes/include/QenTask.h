@@ -71,7 +71,7 @@ private:
 
     mutable std::mutex m_mutex;
     pid_t m_pid = 0;
-    int m_exitDescriptor = -1;
+    UniqueFd m_exitDescriptor;
     mutable bool m_hasEnded = false;
     mutable bool m_wasSignalled = false;
     mutable int m_status = -1;

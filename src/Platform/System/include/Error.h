@@ -34,9 +34,10 @@ public:
     static constexpr qint64 NoSuchFile = 4;
 
     Error() = default;
-    Error(QString domain, qint64 code, QString localizedDescription = {}, QString localizedFailureReason = {})
+    Error(QString domain, qint64 code, QString localizedDescription = {}, QString localizedFailureReason = {},
+        int httpStatus = 0)
         : m_present(true), m_domain(std::move(domain)), m_code(code), m_description(std::move(localizedDescription)),
-          m_failureReason(std::move(localizedFailureReason)) {}
+          m_failureReason(std::move(localizedFailureReason)), m_httpStatus(httpStatus) {}
 
     explicit operator bool() const { return m_present; }
     const QString& domain() const { return m_domain; }
@@ -44,6 +45,10 @@ public:
     /// Text for a person; empty when the source gave none.
     const QString& localizedDescription() const { return m_description; }
     const QString& localizedFailureReason() const { return m_failureReason; }
+    /// Of a BadServerResponse; 0 for every other error.
+    int httpStatus() const { return m_httpStatus; }
+    /// The same failure, told in other words.
+    Error withDescription(const QString& text) const { return {m_domain, m_code, text, m_failureReason, m_httpStatus}; }
 
     /// The form that log lines print for %@: domain, code and texts, or "(null)" without an error.
     QString logText() const;
@@ -54,6 +59,7 @@ private:
     qint64 m_code = 0;
     QString m_description;
     QString m_failureReason;
+    int m_httpStatus = 0;
 };
 
 inline const QString UrlErrorDomain = u"NSURLErrorDomain"_s;

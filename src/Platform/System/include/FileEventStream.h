@@ -1,5 +1,7 @@
 #pragma once
 
+#include "UniqueFd.h"
+
 #include <QHash>
 #include <QStringList>
 
@@ -20,7 +22,6 @@ public:
     /// @param callback  called on the thread that runs the stream
     FileEventStream(
         QStringList paths, std::chrono::milliseconds latency, std::function<void(const QStringList&)> callback);
-    ~FileEventStream();
     FileEventStream(const FileEventStream&) = delete;
     FileEventStream& operator=(const FileEventStream&) = delete;
 
@@ -50,8 +51,8 @@ private:
     const QStringList m_paths;
     const std::chrono::milliseconds m_latency;
     const std::function<void(const QStringList&)> m_callback;
-    int m_inotify = -1;
-    int m_wake = -1;
+    const UniqueFd m_inotify;
+    const UniqueFd m_wake;
     std::atomic<bool> m_stopped{false};
     QList<Folder> m_folders;
     QHash<int, QString> m_watches;

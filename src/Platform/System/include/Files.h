@@ -15,6 +15,19 @@ namespace Platform {
 
 inline const QString PosixErrorDomain = u"NSPOSIXErrorDomain"_s;
 
+/// What tells one state of a file from another; all zero stands for no file.
+struct FileIdentity {
+    quint64 device = 0;
+    quint64 inode = 0;
+    qint64 size = 0;
+    qint64 seconds = 0;
+    qint64 nanoseconds = 0;
+
+    bool operator==(const FileIdentity&) const = default;
+};
+/// The file at @p path as it is now: one system call, and nothing is opened.
+FileIdentity fileIdentity(const QString& path);
+
 enum class Durability {
     /// A reader sees the old or the new file, also when this process is killed.
     Plain,
@@ -33,6 +46,9 @@ std::optional<QByteArray> readFile(const QString& path, qint64 limit);
 /// @param mode  exactly the permissions of the new file
 Error replaceFile(
     const QString& path, const QByteArray& bytes, Durability durability = Durability::Plain, mode_t mode = 0600);
+
+/// Makes what was renamed, made or removed beside @p path outlive a loss of power.
+bool syncFolderOf(const QString& path);
 
 /// True when @p path is a folder afterwards.
 /// @param mode  permissions of every folder that is made

@@ -32,8 +32,6 @@ QString agentState();
 QString users();
 /// /Applications/Mav/Mav.app
 QString applicationBundle();
-/// The VPN component's executable inside the bundle.
-QString vpnExecutable();
 /// A folder of this user alone for sockets and locks: $XDG_RUNTIME_DIR, else below the temporary folder.
 QString runtime();
 

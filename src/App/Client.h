@@ -1,0 +1,94 @@
+#pragma once
+
+#include "AccountManager.h"
+#include "AgentSettings.h"
+#include "CertificateLookup.h"
+#include "DomainSignIn.h"
+#include "ITDevice.h"
+#include "NetworkAccess.h"
+#include "NotificationCenter.h"
+#include "QenAnalyseDomain.h"
+#include "QenCheck.h"
+#include "QenCheckRound.h"
+#include "QenCloudClientProcessListener.h"
+#include "QenCloudLoginHelper.h"
+#include "QenCloudNGNLogin.h"
+#include "QenCloudTicketHelper.h"
+#include "QenLogHelper.h"
+#include "QenServerConfig.h"
+#include "QenUIFileListener.h"
+#include "QenUIParloManager.h"
+#include "Session.h"
+#include "StateFolder.h"
+#include "UserDefaults.h"
+#include "VindorClient.h"
+#include "VpnComponent.h"
+#include "iNacManager.h"
+#include "iNacNetwork.h"
+
+/// Where the client finds its files.
+struct ClientPlaces {
+    /// The user's Application Support folder, and the client's own below it.
+    QString applicationSupport;
+    QString userState;
+    /// The agent's data folder.
+    QString agentState;
+    /// The client's bundle, and the VPN component's executable in it.
+    QString applicationBundle;
+    QString vpnExecutable;
+    /// For sockets and locks.
+    QString runtime;
+
+    /// The running client's.
+    static ClientPlaces standard();
+};
+
+/// Everything that the client consists of below its windows: read from top to bottom, each piece is given what stands
+/// above it. Nothing asks for another piece later; sharedInstance() of a class is what stands here.
+///
+/// Made on the main thread. The running client's is never destroyed, since other threads use it until the process ends.
+struct Client {
+    explicit Client(const ClientPlaces& where);
+
+    const ClientPlaces places;
+
+    // The computer and the log.
+    ITDevice device;
+    QenLogHelper log;
+    Platform::NotificationCenter& center;
+    Platform::UserDefaults defaults;
+
+    // The server.
+    QenServerConfig config;
+    QenAnalyseDomain domain;
+
+    // The session and its peers.
+    Session session;
+    AccountManager accounts;
+    QenCloudNGNLogin server;
+    QenCloudTicketHelper ticketService;
+    VindorClient agentLink;
+    VpnComponent vpn;
+    StateFolder state;
+    AgentSettings agent;
+    iNacNetwork nacServer;
+    Platform::TokenCertificates certificates;
+    iNacManager nac;
+    NetworkAccess networkAccess;
+    QenCloudLoginHelper login;
+
+    // What follows the agent.
+    QenUIFileListener fileListener;
+    QenUIParloManager parlo;
+    QenCloudClientProcessListener processListener;
+
+    // The compliance checks.
+    DomainSignIn domainAccounts;
+    QenCheck check;
+
+    /// What the view of checks and tools runs its rounds with.
+    QenCheckRound::World round();
+
+    /// Work that windows have begun and do not wait for. Last: its end waits for all of it.
+    Platform::TaskGroup work;
+};

@@ -1,0 +1,51 @@
+#include "BusConnection.h"
+
+#include "BusProbe.h"
+
+#include <QPointer>
+#include <QUuid>
+
+using namespace Qt::StringLiterals;
+
+namespace Platform {
+
+BusConnection::BusConnection(QString address, std::chrono::milliseconds limit)
+    : m_address(address.isEmpty() ? BusProbe::sessionAddress() : std::move(address)), m_limit(limit),
+      m_queue(u"bus"_s) {}
+
+BusConnection::~BusConnection() {
+    m_queue.drain();
+    if (!m_name.isEmpty())
+        QDBusConnection::disconnectFromBus(m_name);
+}
+
+QDBusConnection BusConnection::connection() {
+    const std::lock_guard lock(m_mutex);
+    if (const QDBusConnection known(m_name); known.isConnected())
+        return known;
+    if (!m_name.isEmpty())
+        QDBusConnection::disconnectFromBus(m_name);
+    m_name = QUuid::createUuid().toString();
+    // The library would wait for half a minute, and every other connection of the process with it.
+    const auto answer = BusProbe::ask(m_address, m_limit);
+    m_isSilent = answer == BusProbe::Answer::Silent;
+    if (answer != BusProbe::Answer::There)
+        return QDBusConnection(m_name);
+    return m_address.isEmpty() ? QDBusConnection::connectToBus(QDBusConnection::SessionBus, m_name)
+                               : QDBusConnection::connectToBus(m_address, m_name);
+}
+
+QDBusMessage BusConnection::call(const QDBusMessage& message, std::chrono::milliseconds limit) {
+    return connection().call(message, QDBus::Block, static_cast<int>(limit.count()));
+}
+
+void BusConnection::find(QObject* receiver, std::function<void(const QDBusConnection&)> found) {
+    m_queue.async([this, guard = QPointer(receiver), found = std::move(found)] {
+        mainQueue().async([guard, found, bus = connection()] {
+            if (guard)
+                found(bus);
+        });
+    });
+}
+
+} // namespace Platform

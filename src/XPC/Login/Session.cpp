@@ -1,0 +1,105 @@
+#include "Session.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// Another process that writes at the same moment every time is no reason to try for ever.
+constexpr int MostTries = 8;
+
+} // namespace
+
+Session::Session(QString rootPath, QObject* parent)
+    : QObject(parent), m_file(std::move(rootPath)), m_queue(u"session"_s) {
+    m_model.record = m_file.refresh();
+    m_shown = m_model;
+}
+
+Session::~Session() = default;
+
+void Session::setEffects(Effects effects) {
+    m_effects = std::move(effects);
+}
+
+SessionModel Session::current() {
+    const std::lock_guard lock(m_mutex);
+    refresh();
+    return m_model;
+}
+
+void Session::submit(SessionEvent event, std::function<void(const Outcome&)> done) {
+    m_queue.async([this, event = std::move(event), done = std::move(done)] {
+        const Outcome outcome = carryOut(event);
+        if (done)
+            done(outcome);
+    });
+}
+
+void Session::refresh() {
+    if (!m_file.isOutdated())
+        return;
+    m_isBehind = false;
+    const SessionStep step = sessionStep(m_model, RecordFound{m_file.refresh()});
+    take(step.next, step.reason);
+}
+
+void Session::take(const SessionModel& next, SessionReason reason) {
+    m_model = next;
+    if (reason == SessionReason::None)
+        return;
+    m_main.async([this, next, reason] {
+        const SessionState old = m_shown.state();
+        m_shown = next;
+        Q_EMIT changed(old, m_shown.state(), reason);
+    });
+}
+
+Session::Outcome Session::carryOut(const SessionEvent& event) {
+    Outcome outcome;
+    SessionStep step;
+    {
+        const std::lock_guard lock(m_mutex);
+        refresh();
+        if (m_isBehind)
+            m_isBehind = m_file.replace(m_model.record) != AccountRecord::Stored::Yes;
+        step = sessionStep(m_model, event);
+        m_model.isConfirmed = step.next.isConfirmed;
+        if (!step.effects.contains(SessionEffect::Store)) {
+            take(step.next, step.reason);
+            outcome.isTaken = step.reason != SessionReason::None;
+        }
+    }
+    outcome.isUnusable = step.isUnusable;
+    for (const SessionEffect effect : QList(step.effects)) {
+        if (effect == SessionEffect::Store) {
+            if (!store(event, step, outcome))
+                break;
+        } else if (m_effects) {
+            m_effects(effect, step.next);
+        }
+    }
+    return outcome;
+}
+
+bool Session::store(const SessionEvent& event, SessionStep& step, Outcome& outcome) {
+    const std::lock_guard lock(m_mutex);
+    auto stored = m_file.replace(step.next.record);
+    for (int i = 0; stored == AccountRecord::Stored::Conflict && i < MostTries; ++i) {
+        refresh();
+        // What somebody else has written may concern the event: it is judged once more.
+        step = sessionStep(m_model, event);
+        if (!step.effects.contains(SessionEffect::Store))
+            return false;
+        stored = m_file.replace(step.next.record);
+    }
+    const bool isStored = stored == AccountRecord::Stored::Yes;
+    if (!isStored && step.next.record && step.next.asked.signIn != m_model.asked.signIn) {
+        outcome.isNotStored = true;
+        return false;
+    }
+    // An end, a rotated ticket and a wish hold although the disk refuses; the file is brought up with the next event.
+    m_isBehind = !isStored;
+    take(step.next, step.reason);
+    outcome.isTaken = true;
+    return true;
+}

@@ -1,0 +1,204 @@
+#include "SessionModel.h"
+
+namespace {
+
+using Effect = SessionEffect;
+
+bool isDomain(const std::optional<AccountModel>& record) {
+    return record && record->loginType() == static_cast<qint64>(LoginType::Domain);
+}
+
+/// The same sign-in with the same ticket; what else a record holds may differ.
+bool isSameSession(const std::optional<AccountModel>& one, const std::optional<AccountModel>& other) {
+    if (!one || !other)
+        return !one && !other;
+    return one->userid() == other->userid() && one->ticket() == other->ticket() &&
+        one->loginType() == other->loginType();
+}
+
+SessionStep nothing(const SessionModel& now) {
+    return {.next = now, .reason = SessionReason::None, .effects = {}};
+}
+
+/// Another sign-in, or none, from here on.
+SessionModel begun(const SessionModel& now, std::optional<AccountModel> record, bool isConfirmed) {
+    return {.record = std::move(record),
+        .isConfirmed = isConfirmed,
+        .asked = {.signIn = now.asked.signIn + 1, .ticket = now.asked.ticket + 1}};
+}
+
+AccountModel newRecord(const GrantedSession& granted, qint64 status, LoginType type) {
+    AccountModel record;
+    record.setQenStatus(status);
+    record.setUsername(granted.username);
+    record.setUserid(granted.userid);
+    record.setTicket(granted.ticket);
+    record.setLoginType(type);
+    return record;
+}
+
+SessionStep unusable(const SessionModel& now) {
+    return {.next = now, .reason = SessionReason::None, .effects = {}, .isUnusable = true};
+}
+
+/// The server's word that the session is over. A domain session is never ended this way.
+SessionStep ended(const SessionModel& now) {
+    if (!now.record || isDomain(now.record))
+        return nothing(now);
+    SessionStep step{.next = begun(now, std::nullopt, false),
+        .reason = SessionReason::EndedByServer,
+        .effects = {Effect::Store, Effect::StopVpn, Effect::MakeSoleId, Effect::TellSignedOut}};
+    if (now.state() == SessionState::LogoutPending) {
+        // What the person wanted; the sign-out is complete now.
+        step.reason = SessionReason::SignedOut;
+        step.effects << Effect::CloseTicketService;
+    }
+    return step;
+}
+
+SessionStep happened(const SessionModel& now, const SignInAnswer& event) {
+    // Another ticket of the session before does not concern a new sign-in; another sign-in, or its end, does.
+    if (event.asked.signIn != now.asked.signIn || !ServerAnswer::grantsSession(event.answer))
+        return nothing(now);
+    const auto granted = ServerAnswer::grantedSession(event.answer);
+    if (!granted)
+        return unusable(now);
+    SessionStep step{.next = begun(now, newRecord(*granted, 0, LoginType::Account), true),
+        .reason = SessionReason::SignedIn,
+        .effects = {Effect::Store, Effect::RequestUserPolicy, Effect::StartTicketService, Effect::TellSignedIn,
+            Effect::RemoveSoleId}};
+    if (event.fetchesPolicy)
+        step.effects << Effect::FetchPolicy;
+    return step;
+}
+
+SessionStep happened(const SessionModel& now, const QRAnswer& event) {
+    if (event.asked.signIn != now.asked.signIn || ServerAnswer::ret(event.answer) != 0)
+        return nothing(now);
+    if (ServerAnswer::endsSession(ServerAnswer::state(event.answer)))
+        return event.asked == now.asked ? ended(now) : nothing(now);
+    if (!ServerAnswer::grantsSession(event.answer))
+        return nothing(now);
+    const auto granted = ServerAnswer::grantedSession(event.answer);
+    if (!granted)
+        return unusable(now);
+    return {.next = begun(now, newRecord(*granted, 0, LoginType::QrCode), true),
+        .reason = SessionReason::SignedIn,
+        .effects = {Effect::Store, Effect::RequestUserPolicy, Effect::StartTicketService, Effect::TellSignedIn,
+            Effect::FollowNetworkAccess}};
+}
+
+/// The record with the ticket that the answer brings; nothing when it brings none, or the one there is.
+std::optional<AccountModel> renewed(const AccountModel& before, const QJsonObject& answer) {
+    const auto granted = ServerAnswer::grantedSession(answer);
+    if (!granted || granted->ticket == before.decryptTicket())
+        return std::nullopt;
+    AccountModel record = newRecord(*granted, 0, LoginType::Account);
+    // A sign-out that is still to be reported outlives the ticket it was asked with.
+    record.setIslogout(before.islogout());
+    return record;
+}
+
+SessionStep happened(const SessionModel& now, const TicketAnswer& event) {
+    if (event.asked != now.asked || !now.record)
+        return nothing(now);
+    const auto ret = ServerAnswer::ret(event.answer);
+    // An answer without a result says nothing, so it ends nobody's session.
+    if (!ret)
+        return nothing(now);
+    if (*ret != 0 || ServerAnswer::endsSession(ServerAnswer::state(event.answer)))
+        return ended(now);
+    if (!ServerAnswer::confirms(event.answer))
+        return nothing(now);
+    SessionStep step{.next = now,
+        .reason = now.isConfirmed ? SessionReason::None : SessionReason::Confirmed,
+        .effects = {Effect::FetchPolicy, Effect::TellSignedIn}};
+    step.next.isConfirmed = true;
+    if (const auto record = renewed(*now.record, event.answer)) {
+        step.next.record = record;
+        ++step.next.asked.ticket;
+        step.reason = SessionReason::Rotated;
+        step.effects << Effect::Store;
+    }
+    return step;
+}
+
+/// The wish to sign out is kept with the record, until the server has heard of it.
+SessionStep pending(const SessionModel& now) {
+    if (!now.record || now.record->islogout() == 1)
+        return nothing(now);
+    SessionStep step{.next = now, .reason = SessionReason::SignOutPending, .effects = {Effect::Store}};
+    step.next.record->setIslogout(1);
+    return step;
+}
+
+SessionStep happened(const SessionModel& now, const LogoutAnswer& event) {
+    if (event.asked.signIn != now.asked.signIn || !now.record)
+        return nothing(now);
+    // One that was sent with a ticket of before ended nothing; the wish is what it leaves.
+    if (!event.answer || event.asked != now.asked)
+        return !event.answer || ServerAnswer::ret(*event.answer) == 0 ? pending(now) : nothing(now);
+    if (ServerAnswer::ret(*event.answer) != 0)
+        return nothing(now);
+    return {.next = begun(now, std::nullopt, false),
+        .reason = SessionReason::SignedOut,
+        .effects = {
+            Effect::StopVpn, Effect::Store, Effect::MakeSoleId, Effect::CloseTicketService, Effect::TellSignedOut}};
+}
+
+SessionStep happened(const SessionModel& now, const DomainAnswer& event) {
+    // Somebody who has signed in meanwhile stays.
+    if (event.asked != now.asked || now.record)
+        return nothing(now);
+    AccountModel record;
+    record.setUserid(event.userid);
+    record.setUsername(event.username);
+    record.setLoginType(LoginType::Domain);
+    record.setDomainName(event.domainName);
+    return {.next = begun(now, record, false), .reason = SessionReason::DomainSignedIn, .effects = {Effect::Store}};
+}
+
+SessionStep happened(const SessionModel& now, const NetworkTypeAnswer& event) {
+    if (event.asked != now.asked || !now.record || now.record->networkType() == event.type)
+        return nothing(now);
+    SessionStep step{.next = now, .reason = SessionReason::NetworkType, .effects = {Effect::Store}};
+    step.next.record->setNetworkType(event.type);
+    return step;
+}
+
+SessionStep happened(const SessionModel& now, const TicketTimeOut& event) {
+    if (event.asked != now.asked || !now.record)
+        return nothing(now);
+    return {.next = begun(now, std::nullopt, false),
+        .reason = SessionReason::TimedOut,
+        .effects = {Effect::Store, Effect::MakeSoleId, Effect::StopVpn}};
+}
+
+SessionStep happened(const SessionModel& now, const RecordFound& event) {
+    if (!isSameSession(now.record, event.record))
+        return {.next = begun(now, event.record, false), .reason = SessionReason::Found, .effects = {}};
+    // The agent's own notes in the record, such as the ticket's state, leave the session what it is.
+    SessionStep step{.next = now, .reason = SessionReason::Found, .effects = {}};
+    step.next.record = event.record;
+    return step;
+}
+
+} // namespace
+
+bool SessionModel::isSignedIn() const {
+    return isDomain(record) || (record && !record->userid().isNull() && !record->ticket().isEmpty());
+}
+
+SessionState SessionModel::state() const {
+    if (!isSignedIn())
+        return SessionState::SignedOut;
+    if (isDomain(record))
+        return SessionState::Domain;
+    if (record->islogout() == 1)
+        return SessionState::LogoutPending;
+    return isConfirmed ? SessionState::Confirmed : SessionState::Unconfirmed;
+}
+
+SessionStep sessionStep(const SessionModel& now, const SessionEvent& event) {
+    return std::visit([&now](const auto& each) { return happened(now, each); }, event);
+}

@@ -1,0 +1,154 @@
+#pragma once
+
+#include "AccountModel.h"
+#include "ServerAnswer.h"
+
+#include <QJsonObject>
+#include <QList>
+#include <QString>
+
+#include <optional>
+#include <variant>
+
+/// The session as a value: what is known of it, what can happen to it, and what follows. No clock, file or network.
+
+/// Who is signed in, as far as this client knows.
+enum class SessionState {
+    /// No record, or one that proves no sign-in. Entered by a sign-out that the server knows of, by the server's word
+    /// that
+    /// the session is over, by a time-out that the agent found, and when the record goes away. Left by a sign-in.
+    SignedOut,
+    /// A record that the server has not confirmed since this process has known it. Entered at the start, and when
+    /// somebody
+    /// else puts a record in place. Left by the server's answer to it.
+    Unconfirmed,
+    /// The server's last word on this very record was good. Entered by a sign-in and by a confirmation.
+    Confirmed,
+    /// The person has signed out and the server does not know yet. Entered by a sign-out without network; left when the
+    /// server has been told, or by a new sign-in.
+    LogoutPending,
+    /// A session of the computer's domain: no ticket, nothing to confirm. Left by a sign-out or when the record goes
+    /// away.
+    Domain,
+};
+
+/// Why the session changed, for whoever tells the person.
+enum class SessionReason {
+    /// Nothing did.
+    None,
+    SignedIn,
+    Confirmed,
+    /// The server gave another ticket.
+    Rotated,
+    SignedOut,
+    /// The sign-out found no network and will be reported later.
+    SignOutPending,
+    /// The server ended the session.
+    EndedByServer,
+    /// The agent found the ticket timed out.
+    TimedOut,
+    DomainSignedIn,
+    NetworkType,
+    /// Another process changed the record, or took it away.
+    Found,
+};
+
+/// The session at the moment of a question. An answer acts only on that session.
+struct AskedFor {
+    /// Counts sign-ins and ends.
+    quint64 signIn = 0;
+    /// Counts tickets of one sign-in as well.
+    quint64 ticket = 0;
+
+    bool operator==(const AskedFor&) const = default;
+};
+
+/// What is known of the session; its state follows from it.
+struct SessionModel {
+    std::optional<AccountModel> record;
+    /// The server has confirmed this sign-in since this process has known it.
+    bool isConfirmed = false;
+    AskedFor asked;
+
+    /// A record with a user id and a ticket, or one of a domain session.
+    bool isSignedIn() const;
+    SessionState state() const;
+};
+
+// Events -------------------------------------------------------------------------------------------------------------
+
+/// An answer of the account sign-in or the password reset.
+struct SignInAnswer {
+    AskedFor asked;
+    QJsonObject answer;
+    /// The account sign-in also asks for the gateway policy.
+    bool fetchesPolicy = false;
+};
+/// An answer of the poll of the QR sign-in.
+struct QRAnswer {
+    AskedFor asked;
+    QJsonObject answer;
+};
+/// An answer of the ticket confirmation.
+struct TicketAnswer {
+    AskedFor asked;
+    QJsonObject answer;
+};
+/// The outcome of a sign-out; no answer stands for no network.
+struct LogoutAnswer {
+    AskedFor asked;
+    std::optional<QJsonObject> answer;
+};
+/// The server knows the user of the computer's domain.
+struct DomainAnswer {
+    AskedFor asked;
+    QString userid;
+    QString username;
+    QString domainName;
+};
+/// The choice between intranet (0) and extranet (1).
+struct NetworkTypeAnswer {
+    AskedFor asked;
+    qint64 type = 0;
+};
+/// The agent's word that the ticket has timed out.
+struct TicketTimeOut {
+    AskedFor asked;
+};
+/// The file holds another record than the one known.
+struct RecordFound {
+    std::optional<AccountModel> record;
+};
+
+using SessionEvent = std::variant<SignInAnswer, QRAnswer, TicketAnswer, LogoutAnswer, DomainAnswer, NetworkTypeAnswer,
+    TicketTimeOut, RecordFound>;
+
+// What follows -------------------------------------------------------------------------------------------------------
+
+enum class SessionEffect {
+    /// The new record goes to the file, or the file goes. What stands behind it happens only when that succeeded.
+    Store,
+    /// The agent is asked to load the user's policy.
+    RequestUserPolicy,
+    StartTicketService,
+    CloseTicketService,
+    StopVpn,
+    /// The login block is told that somebody is signed in, or that nobody is any more.
+    TellSignedIn,
+    TellSignedOut,
+    MakeSoleId,
+    RemoveSoleId,
+    FetchPolicy,
+    FollowNetworkAccess,
+};
+
+struct SessionStep {
+    SessionModel next;
+    SessionReason reason = SessionReason::None;
+    QList<SessionEffect> effects;
+    /// The answer claims a sign-in and cannot be used: nothing follows, and the person is told.
+    bool isUnusable = false;
+};
+
+/// What @p event makes of @p now. An event that concerns another session than @p now changes nothing.
+SessionStep sessionStep(const SessionModel& now, const SessionEvent& event);

@@ -1,0 +1,178 @@
+#include "ForeignPicture.h"
+
+#include <QBuffer>
+#include <QDir>
+#include <QImageWriter>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QtEndian>
+
+#include <zlib.h>
+
+#include <sys/stat.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int Width = 100;
+constexpr int Height = 50;
+
+QByteArray encoded(const QImage& image, const char* format) {
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    QImageWriter(&buffer, format).write(image);
+    return bytes;
+}
+
+/// A picture of one tone.
+QByteArray picture(QImage::Format pixels, const char* format = "png") {
+    QImage image(Width, Height, pixels);
+    if (pixels == QImage::Format_Mono || pixels == QImage::Format_Indexed8) {
+        image.setColorTable({qRgba(200, 0, 0, 128), qRgb(200, 0, 0)});
+        image.fill(1U);
+    } else {
+        image.fill(QColor(200, 0, 0));
+    }
+    return encoded(image, format);
+}
+
+/// Some part of a PNG file, of four bytes or more, with its checksum.
+QByteArray chunk(const QByteArray& typeAndData) {
+    const auto number = [](quint32 value) {
+        QByteArray bytes(4, 0);
+        qToBigEndian(value, bytes.data());
+        return bytes;
+    };
+    const auto sum =
+        crc32(0, reinterpret_cast<const Bytef*>(typeAndData.constData()), static_cast<uInt>(typeAndData.size()));
+    return number(static_cast<quint32>(typeAndData.size() - 4)) + typeAndData + number(static_cast<quint32>(sum));
+}
+
+/// A few bytes that stand for a grey picture of @p side pixels.
+QByteArray bomb(int side) {
+    QByteArray header("IHDR\0\0\0\0\0\0\0\0\x8\0\0\0\0", 17);
+    qToBigEndian<qint32>(side, header.data() + 4);
+    qToBigEndian<qint32>(side, header.data() + 8);
+    return "\x89PNG\r\n\x1a\n" + chunk(header) + chunk("IDAT" + qCompress(QByteArray(1 << 20, 0)).mid(4)) +
+        chunk("IEND");
+}
+
+/// Two images, each one pixel, one of them far outside of the picture.
+QByteArray movingGif() {
+    const QByteArray frame("\x2c\0\0\0\0\1\0\1\0\0\2\2\x44\1\0", 15);
+    QByteArray outside = frame;
+    outside[2] = '\x7f';
+    return QByteArray("GIF89a\1\0\1\0\x80\0\0\xff\0\0\0\xff\0", 19) + frame + outside + frame + ";";
+}
+
+QByteArray drawing(const QByteArray& inside) {
+    return "<svg xmlns='http://www.w3.org/2000/svg' xmlns:xlink='http://www.w3.org/1999/xlink' viewBox='0 0 20 10'>" +
+        inside + "</svg>";
+}
+
+QByteArray nestedDrawing() {
+    QByteArray inside = "<defs><rect id='l0' width='1' height='1'/>";
+    for (int level = 1; level < 30; ++level) {
+        const QByteArray use = "<use xlink:href='#l" + QByteArray::number(level - 1) + "'/>";
+        inside += "<g id='l" + QByteArray::number(level) + "'>" + use + use + "</g>";
+    }
+    return drawing(inside + "</defs><use xlink:href='#l29'/>");
+}
+
+} // namespace
+
+/// Pictures that others made, whole and broken. No row may end the program; what is no picture within the limits is
+/// none, and what is one can be scaled and drawn.
+class tst_ForeignPicture : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void decodes_data() {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<bool>("isPicture");
+        const QByteArray palette = picture(QImage::Format_Indexed8);
+        const QByteArray jpeg = picture(QImage::Format_RGB32, "jpeg");
+        QByteArray damaged = palette;
+        damaged[damaged.size() - 20] = static_cast<char>(~damaged[damaged.size() - 20]);
+        QTest::newRow("palette of 1 bit") << picture(QImage::Format_Mono) << true;
+        QTest::newRow("palette of 8 bit") << palette << true;
+        QTest::newRow("grey") << picture(QImage::Format_Grayscale8) << true;
+        QTest::newRow("grey of 16 bit") << picture(QImage::Format_Grayscale16) << true;
+        QTest::newRow("colours of 16 bit") << picture(QImage::Format_RGBA64) << true;
+        QTest::newRow("with transparency") << picture(QImage::Format_ARGB32) << true;
+        QTest::newRow("JPEG under this name") << jpeg << true;
+        QTest::newRow("BMP under this name") << picture(QImage::Format_Mono, "bmp") << true;
+        QTest::newRow("moving GIF") << movingGif() << true;
+        QTest::newRow("largest") << encoded(QImage(2048, 2048, QImage::Format_Mono), "png") << true;
+        QTest::newRow("too wide") << encoded(QImage(2049, 1, QImage::Format_RGB32), "png") << false;
+        QTest::newRow("bomb") << bomb(30000) << false;
+        QTest::newRow("bomb of negative side") << bomb(-1) << false;
+        QTest::newRow("too many bytes") << palette + QByteArray(ForeignPictureLimits::FileSize, 0) << false;
+        QTest::newRow("cut PNG") << palette.chopped(palette.size() / 2) << false;
+        QTest::newRow("damaged PNG") << damaged << false;
+        QTest::newRow("only its first bytes") << palette.left(8) << false;
+        QTest::newRow("cut GIF") << movingGif().left(21) << false;
+        QTest::newRow("no bytes") << QByteArray("") << false;
+        QTest::newRow("words") << QByteArray("no picture") << false;
+        QTest::newRow("drawing") << drawing("<rect width='20' height='10'/>") << false;
+        QTest::newRow("other kind of picture") << picture(QImage::Format_RGB32, "ppm") << false;
+    }
+    void decodes() {
+        QFETCH(QByteArray, content);
+        // The name says a pixel ratio, which is no business of the decoder's.
+        const QString path = write(u"c_qen_mark@2x.png"_s, content);
+        const QImage image = readForeignPicture(path);
+        QTEST(!image.isNull(), "isPicture");
+        if (image.isNull())
+            return;
+        QCOMPARE(image.format(), QImage::Format_ARGB32_Premultiplied);
+        QCOMPARE(image.devicePixelRatio(), 1.0);
+        const QImage drawn = image.scaled(Width, Height, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+        QCOMPARE(drawn.size(), QSize(Width, Height));
+    }
+
+    void colours() {
+        const QRgb read = readForeignPicture(write(u"mark.png"_s, picture(QImage::Format_Indexed8))).pixel(1, 1);
+        QCOMPARE(read, qRgb(200, 0, 0));
+    }
+
+    void drawings_data() {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<QSize>("size");
+        QTest::newRow("keeps its shape") << drawing("<rect width='20' height='10'/>") << QSize(48, 24);
+        QTest::newRow("nested references") << nestedDrawing() << QSize(0, 0);
+        QTest::newRow("another file inside") << drawing("<image xlink:href='/dev/zero'/>") << QSize(0, 0);
+        QTest::newRow("entities") << "<!DOCTYPE svg [<!ENTITY a 'b'>]>" + drawing("&a;") << QSize(0, 0);
+        QTest::newRow("too long") << drawing(QByteArray(ForeignPictureLimits::VectorFileSize, ' ')) << QSize(0, 0);
+        QTest::newRow("broken") << drawing("<rect") << QSize(0, 0);
+        QTest::newRow("without extent") << QByteArray("<svg xmlns='http://www.w3.org/2000/svg' width='0' height='0'/>")
+                                        << QSize(0, 0);
+    }
+    void drawings() {
+        QFETCH(QByteArray, content);
+        QTEST(readForeignPicture(write(u"icon.svg"_s, content), 48).size(), "size");
+    }
+
+    void whatIsNoFile() {
+        QVERIFY(readForeignPicture(m_folder.path()).isNull());
+        QVERIFY(readForeignPicture(m_folder.filePath(u"missing.png"_s)).isNull());
+        // It would wait for a writer.
+        const QString pipe = m_folder.filePath(u"pipe.png"_s);
+        QCOMPARE(mkfifo(pipe.toUtf8().constData(), 0600), 0);
+        QVERIFY(readForeignPicture(pipe).isNull());
+        QVERIFY(readForeignPicture(u"/dev/zero"_s).isNull());
+    }
+
+private:
+    QString write(const QString& name, const QByteArray& content) {
+        QFile file(m_folder.filePath(name));
+        if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+            return {};
+        return file.fileName();
+    }
+
+    QTemporaryDir m_folder;
+};
+
+QTEST_GUILESS_MAIN(tst_ForeignPicture)
+#include "tst_ForeignPicture.moc"

@@ -1,0 +1,134 @@
+#include "ArchiveValue.h"
+#include "CheckRowView.h"
+#include "CheckTreeView.h"
+#include "MavResources.h"
+#include "Theme.h"
+
+#include <QLabel>
+#include <QTest>
+#include <QToolButton>
+#include <QTranslator>
+
+using namespace Qt::StringLiterals;
+
+using Outcome = QenCheckModel::Outcome;
+
+Q_DECLARE_METATYPE(QenCheckModel::Outcome)
+
+namespace {
+
+QenCheckModelPointer makeCheck(const char* keyword) {
+    auto check = std::make_shared<QenCheckModel>();
+    QVariantMap texts{{"title", "磁盘已加密"}, {"detail", "说明"}};
+    if (*keyword)
+        texts.insert(u"keyword"_s, QString::fromLatin1(keyword));
+    check->spreadDictToModel(Platform::ArchiveValue::fromVariant(texts));
+    return check;
+}
+
+/// Of the last row.
+QString shownText(const QWidget& view, const char* name) {
+    const auto labels = view.findChildren<QLabel*>(QString::fromLatin1(name));
+    return !labels.isEmpty() && labels.last()->isVisible() ? labels.last()->text() : QString();
+}
+
+} // namespace
+
+/// What a row of the check tree tells a person.
+class tst_CheckRows : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase() {
+        initMavResources();
+        QVERIFY(m_texts.load(u":/i18n/mav_zh_CN.qm"_s) && QCoreApplication::installTranslator(&m_texts));
+        Theme::apply(*qApp);
+    }
+
+    void outcomes_data() {
+        QTest::addColumn<Outcome>("outcome");
+        QTest::addColumn<QByteArray>("keyword");
+        QTest::addColumn<QString>("verdict");
+        QTest::addColumn<QString>("state");
+        QTest::addColumn<bool>("hasRepair");
+        const auto row = [](const char* name, Outcome outcome, const char* keyword, const char* verdict,
+                             const char* state, bool hasRepair) {
+            QTest::newRow(name) << outcome << QByteArray(keyword) << QString::fromUtf8(verdict)
+                                << QString::fromUtf8(state) << hasRepair;
+        };
+        row("running", Outcome::Running, "disk", "", "检测中", false);
+        row("passed", Outcome::Passed, "disk", "", "正常", false);
+        row("failed", Outcome::Failed, "disk", "未通过", "", true);
+        row("failed, nothing to repair", Outcome::Failed, "", "未通过", "异常", false);
+        row("unknown", Outcome::Unknown, "disk", "无法确定", "", false);
+    }
+    void outcomes() {
+        QFETCH(Outcome, outcome);
+        QFETCH(QByteArray, keyword);
+        const auto check = makeCheck(keyword.constData());
+        CheckTreeView view;
+        view.setNodes({std::make_shared<QenRootModel>(u"安全"_s, std::vector{check})});
+        view.show();
+        check->setOutcome(outcome);
+        view.reload();
+        QTEST(shownText(view, "checkVerdict"), "verdict");
+        QTEST(shownText(view, "checkState"), "state");
+        const auto rows = view.findChildren<QToolButton*>(u"repairBtn"_s);
+        QTEST(rows.last()->isVisible(), "hasRepair");
+        QCOMPARE(shownText(view, "checkDetail"), u"说明"_s);
+    }
+
+    void eachOutcomeHasAShapeOfItsOwn() {
+        const auto check = makeCheck("disk");
+        CheckTreeView view;
+        view.setNodes({std::make_shared<QenRootModel>(u"安全"_s, std::vector{check})});
+        view.show();
+        QList<QImage> shapes;
+        QStringList names;
+        for (const Outcome outcome : {Outcome::Running, Outcome::Passed, Outcome::Failed, Outcome::Unknown}) {
+            check->setOutcome(outcome);
+            view.reload();
+            const QImage shape = view.findChildren<QLabel*>(u"checkMark"_s)
+                                     .last()
+                                     ->pixmap()
+                                     .toImage()
+                                     .convertToFormat(QImage::Format_Alpha8);
+            QVERIFY(!shapes.contains(shape));
+            shapes << shape;
+            names << view.findChildren<CheckRowView*>().last()->accessibleName();
+        }
+        QCOMPARE(names,
+            (QStringList{"磁盘已加密，检测中", "磁盘已加密，正常", "磁盘已加密，未通过", "磁盘已加密，无法确定"}));
+    }
+
+    void aNoteTellsWhy() {
+        const auto check = makeCheck("disk");
+        CheckTreeView view;
+        view.setNodes({std::make_shared<QenRootModel>(u"安全"_s, std::vector{check})});
+        view.show();
+        check->setOutcome(Outcome::Unknown);
+        check->setNote(u"没有权限读取加密状态"_s);
+        view.reloadRow(0);
+        QCOMPARE(shownText(view, "checkDetail"), u"没有权限读取加密状态"_s);
+        check->setOutcome(Outcome::Running);
+        view.endRunning();
+        QCOMPARE(check->outcome(), Outcome::Unknown);
+        check->setOutcome(Outcome::Passed);
+        view.endRunning();
+        QCOMPARE(check->outcome(), Outcome::Passed);
+    }
+
+    void nothingToCheckIsSaid() {
+        CheckTreeView view;
+        view.setNodes({std::make_shared<QenRootModel>(u"安全"_s, std::vector<QenCheckModelPointer>())});
+        view.show();
+        QVERIFY(!shownText(view, "nothingToCheckLab").isEmpty());
+        view.setNodes({std::make_shared<QenRootModel>(u"安全"_s, std::vector{makeCheck("disk")})});
+        QVERIFY(shownText(view, "nothingToCheckLab").isEmpty());
+    }
+
+private:
+    QTranslator m_texts;
+};
+
+QTEST_MAIN(tst_CheckRows)
+#include "tst_CheckRows.moc"

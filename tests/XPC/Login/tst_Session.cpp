@@ -1,0 +1,379 @@
+#include "AccountModel.h"
+#include "Session.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QRandomGenerator>
+#include <QSemaphore>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <array>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QJsonObject granting(const QString& user, const QString& ticket) {
+    return {{"ret", 0}, {"data", QJsonObject{{"state", 0}, {"userid", user}, {"ticket", ticket}}}};
+}
+
+QJsonObject stating(int state) {
+    return {{"ret", 0}, {"data", QJsonObject{{"state", state}}}};
+}
+
+AccountModel recordOf(const QString& user, const QString& ticket) {
+    AccountModel record;
+    record.setUserid(user);
+    record.setTicket(ticket);
+    record.setLoginType(LoginType::Account);
+    return record;
+}
+
+/// Plays the session against a server, an agent and a person that act in random order. Answers come early, late, twice
+/// and out of order; what the session knows is kept beside what the world knows.
+class Play {
+public:
+    explicit Play(quint32 seed) : m_random(seed) {}
+
+    void step() {
+        using Act = void (Play::*)();
+        static constexpr std::array<Act, 14> Acts{&Play::askSignIn, &Play::askSignIn, &Play::askTicket,
+            &Play::askTicket, &Play::askTicket, &Play::askLogout, &Play::askQR, &Play::askDomain, &Play::serverEnds,
+            &Play::agentWrites, &Play::deliver, &Play::deliver, &Play::deliver, &Play::kill};
+        (this->*Acts[m_random.bounded(quint32(Acts.size()))])();
+        check();
+    }
+    /// Every answer comes, and the poll that reports a sign-out has its turn.
+    void settle() {
+        while (!m_pending.isEmpty())
+            deliverOne(0);
+        for (int i = 0; i < 3 && m_model.state() == SessionState::LogoutPending; ++i) {
+            m_network = true;
+            askQR();
+            while (!m_pending.isEmpty())
+                deliverOne(0);
+        }
+        if (m_model.isSignedIn()) {
+            m_network = true;
+            askTicket();
+            while (!m_pending.isEmpty())
+                deliverOne(0);
+        }
+        check();
+        // All agree: who is signed in here has a session there.
+        QVERIFY2(m_model.state() != SessionState::LogoutPending, "a sign-out was forgotten");
+        QVERIFY2(m_model.state() != SessionState::Unconfirmed, "nobody confirmed");
+        if (m_model.state() == SessionState::Confirmed)
+            QCOMPARE(m_model.record->decryptTicket(), m_serverTicket);
+        if (m_model.state() == SessionState::SignedOut) {
+            QVERIFY2(!m_vpnMayRun, "the VPN runs for nobody");
+            QVERIFY2(!m_serviceMayRun || !m_signedOutByPerson, "the ticket service runs after a sign-out");
+        }
+    }
+    const SessionModel& model() const { return m_model; }
+
+private:
+    struct Pending {
+        SessionEvent event;
+        int copies;
+    };
+
+    bool chance(quint32 oneIn) { return m_random.bounded(oneIn) == 0; }
+    QString newTicket() { return u"T%1"_s.arg(++m_tickets); }
+    void send(SessionEvent event) { m_pending.append({std::move(event), chance(8) ? 2 : 1}); }
+
+    void askSignIn() {
+        if (chance(4)) {
+            // Refused, whatever else the answer says.
+            QJsonObject answer = granting(u"lin"_s, newTicket());
+            answer.insert(u"ret"_s, -1);
+            send(SignInAnswer{m_model.asked, chance(2) ? answer : QJsonObject{}, true});
+            return;
+        }
+        m_serverTicket = newTicket();
+        send(SignInAnswer{m_model.asked, granting(u"lin"_s, m_serverTicket), true});
+    }
+    void askTicket() {
+        if (!m_model.isSignedIn() || m_model.state() == SessionState::Domain)
+            return;
+        if (!m_network && chance(2))
+            return;
+        const QString ticket = m_model.record->decryptTicket();
+        if (ticket != m_serverTicket) {
+            send(TicketAnswer{m_model.asked, chance(2) ? stating(-7) : QJsonObject{{"ret", 9}}});
+        } else if (chance(6)) {
+            m_serverTicket = newTicket();
+            send(TicketAnswer{m_model.asked, granting(u"lin"_s, m_serverTicket)});
+        } else {
+            send(TicketAnswer{m_model.asked, granting(u"lin"_s, ticket)});
+        }
+    }
+    void askLogout() {
+        if (!m_model.record)
+            return;
+        m_network = !chance(3);
+        if (!m_network) {
+            send(LogoutAnswer{m_model.asked, std::nullopt});
+            return;
+        }
+        if (m_model.record->decryptTicket() == m_serverTicket)
+            m_serverTicket.clear();
+        send(LogoutAnswer{m_model.asked, QJsonObject{{"ret", 0}}});
+    }
+    void askQR() {
+        if (m_model.state() == SessionState::LogoutPending) {
+            m_serverTicket.clear();
+            send(QRAnswer{m_model.asked, stating(-2)});
+        } else {
+            send(QRAnswer{m_model.asked, stating(-1)});
+        }
+    }
+    void askDomain() { send(DomainAnswer{m_model.asked, u"lisi"_s, u"李四"_s, u"CORP"_s}); }
+    void serverEnds() {
+        if (chance(4))
+            m_serverTicket.clear();
+    }
+    void agentWrites() {
+        std::optional<AccountModel> record = m_model.record;
+        if (!record || chance(6)) {
+            if (!chance(3))
+                return;
+            record = record ? std::nullopt : std::optional(recordOf(u"other"_s, newTicket()));
+        } else {
+            record->setTicket_state(chance(2) ? 2 : 1);
+        }
+        // Whoever takes the record away sees to the rest.
+        if (!record)
+            m_vpnMayRun = false;
+        apply(RecordFound{record});
+        if (record && record->ticket_state() == 2)
+            send(TicketTimeOut{m_model.asked});
+    }
+    void kill() {
+        if (!chance(3))
+            return;
+        // What is on disk is what the next run knows, and no answer to this one reaches it.
+        m_pending.clear();
+        m_model = {.record = m_model.record, .isConfirmed = false, .asked = {}};
+        m_generation = {};
+    }
+    void deliver() {
+        if (!m_pending.isEmpty())
+            deliverOne(m_random.bounded(m_pending.size()));
+    }
+    void deliverOne(qsizetype index) {
+        Pending& pending = m_pending[index];
+        const SessionEvent event = pending.event;
+        if (--pending.copies == 0)
+            m_pending.removeAt(index);
+        apply(event);
+    }
+
+    void apply(const SessionEvent& event) {
+        const SessionModel before = m_model;
+        const SessionStep step = sessionStep(before, event);
+        // The same event once more, on what it has made, changes nothing again.
+        m_model = step.next;
+        for (const SessionEffect effect : step.effects)
+            take(effect, step.reason);
+        const bool isTold = before.asked.signIn == m_model.asked.signIn || step.reason != SessionReason::None;
+        QVERIFY2(isTold, "a session changed without a reason");
+        if (!std::holds_alternative<RecordFound>(event) && askedOf(event).signIn != before.asked.signIn)
+            QVERIFY2(before.asked == m_model.asked && step.effects.isEmpty(), "an old answer did something");
+    }
+    static AskedFor askedOf(const SessionEvent& event) {
+        return std::visit(
+            [](const auto& each) {
+                if constexpr (requires { each.asked; })
+                    return each.asked;
+                else
+                    return AskedFor();
+            },
+            event);
+    }
+    void take(SessionEffect effect, SessionReason reason) {
+        switch (effect) {
+        case SessionEffect::RequestUserPolicy:
+            m_vpnMayRun = true;
+            break;
+        case SessionEffect::StopVpn:
+            m_vpnMayRun = false;
+            break;
+        case SessionEffect::StartTicketService:
+            m_serviceMayRun = true;
+            m_signedOutByPerson = false;
+            break;
+        case SessionEffect::CloseTicketService:
+            m_serviceMayRun = false;
+            break;
+        case SessionEffect::Store:
+            if (reason == SessionReason::SignedOut)
+                m_signedOutByPerson = true;
+            break;
+        default:
+            break;
+        }
+    }
+    void check() {
+        if (m_model.record && m_model.state() != SessionState::Domain) {
+            QVERIFY2(!m_model.record->userid().isEmpty(), "half a session");
+            QVERIFY2(!m_model.record->decryptTicket().isEmpty(), "half a session");
+        }
+        QVERIFY2(!m_model.isConfirmed || m_model.record, "confirmed without a record");
+        QVERIFY(m_model.asked.signIn >= m_generation.signIn && m_model.asked.ticket >= m_generation.ticket);
+        m_generation = m_model.asked;
+    }
+
+    QRandomGenerator m_random;
+    SessionModel m_model;
+    AskedFor m_generation;
+    QList<Pending> m_pending;
+    QString m_serverTicket;
+    int m_tickets = 0;
+    bool m_network = true;
+    bool m_vpnMayRun = false;
+    bool m_serviceMayRun = false;
+    bool m_signedOutByPerson = false;
+};
+
+} // namespace
+
+/// The session: its model under random orders of events, and its file beside a second writer.
+class tst_Session : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void randomOrders() {
+        constexpr int Plays = 500;
+        constexpr int Steps = 250;
+        bool isGiven = false;
+        quint32 seed = qEnvironmentVariable("MAV_SEED").toUInt(&isGiven);
+        if (!isGiven)
+            seed = QRandomGenerator::system()->generate();
+        qInfo("MAV_SEED=%u, %d steps", seed, Plays * Steps);
+        for (int i = 0; i < Plays; ++i) {
+            Play play(seed + quint32(i));
+            for (int step = 0; step < Steps && !QTest::currentTestFailed(); ++step)
+                play.step();
+            if (!QTest::currentTestFailed())
+                play.settle();
+            if (QTest::currentTestFailed())
+                qFatal("play %d of seed %u", i, seed);
+        }
+    }
+
+    void anAnswerActsOnItsOwnSession_data() {
+        QTest::addColumn<int>("meanwhile");
+        QTest::newRow("signed out") << 0;
+        QTest::newRow("signed in as somebody else") << 1;
+        QTest::newRow("another ticket") << 2;
+    }
+    void anAnswerActsOnItsOwnSession() {
+        QFETCH(int, meanwhile);
+        const auto after = [](const SessionModel& model, const SessionEvent& event) {
+            return sessionStep(model, event).next;
+        };
+        SessionModel first = after({}, SignInAnswer{{}, granting(u"lin"_s, u"T1"_s), true});
+        QCOMPARE(first.state(), SessionState::Confirmed);
+        SessionModel now = first;
+        if (meanwhile == 2) {
+            now = after(first, TicketAnswer{first.asked, granting(u"lin"_s, u"T2"_s)});
+        } else {
+            now = after(first, LogoutAnswer{first.asked, QJsonObject{{"ret", 0}}});
+            if (meanwhile == 1)
+                now = after(now, SignInAnswer{now.asked, granting(u"wang"_s, u"T9"_s), true});
+        }
+        for (const SessionEvent& late : {SessionEvent(TicketAnswer{first.asked, stating(-7)}),
+                 SessionEvent(TicketAnswer{first.asked, QJsonObject{{"ret", 9}}}),
+                 SessionEvent(TicketAnswer{first.asked, granting(u"lin"_s, u"T3"_s)}),
+                 SessionEvent(QRAnswer{first.asked, stating(-2)}), SessionEvent(NetworkTypeAnswer{first.asked, 0}),
+                 SessionEvent(TicketTimeOut{first.asked})}) {
+            const SessionStep step = sessionStep(now, late);
+            QCOMPARE(step.effects, QList<SessionEffect>());
+            QCOMPARE(step.next.asked, now.asked);
+            QCOMPARE(step.next.state(), now.state());
+        }
+        // Only the wish to sign out outlives the ticket that it was asked with.
+        const SessionStep out = sessionStep(now, LogoutAnswer{first.asked, QJsonObject{{"ret", 0}}});
+        QCOMPARE(out.next.state(), meanwhile == 2 ? SessionState::LogoutPending : now.state());
+        QCOMPARE(sessionStep(out.next, TicketAnswer{out.next.asked, granting(u"lin"_s, u"T4"_s)}).next.state(),
+            out.next.state());
+    }
+
+    void changesArriveOnTheMainThreadInOrder() {
+        QTemporaryDir folder;
+        Session session(folder.path());
+        QList<QPair<SessionState, SessionState>> heard;
+        connect(&session, &Session::changed, this, [&](SessionState old, SessionState now) {
+            heard.append({old, now});
+        });
+        QSemaphore done;
+        session.submit(SignInAnswer{session.asked(), granting(u"lin"_s, u"T"_s), false},
+            [&done](const Session::Outcome&) { done.release(); });
+        QVERIFY(done.tryAcquire(1, 5000));
+        QVERIFY(session.isSignedIn());
+        QCOMPARE(session.state(), SessionState::SignedOut); // not before the main thread has heard
+        QCoreApplication::processEvents();
+        QCOMPARE(session.state(), SessionState::Confirmed);
+        QCOMPARE(session.account()->userid(), u"lin"_s);
+        // Another process takes the record away.
+        QVERIFY(AccountModel::deleteCurrentModel(folder.path()));
+        QVERIFY(!session.isSignedIn());
+        QTRY_COMPARE(heard.size(), 2);
+        QCOMPARE(heard.last(), (QPair{SessionState::Confirmed, SessionState::SignedOut}));
+    }
+
+    void theAgentsNotesSurviveTheClientsWrites() {
+        QTemporaryDir folder;
+        QVERIFY(recordOf(u"lin"_s, u"T0"_s).save(folder.path()));
+        Session session(folder.path());
+        // The agent writes the ticket's state all the time, the client its network type: neither loses the other's.
+        std::atomic<bool> stop{false};
+        std::atomic<int> written{0};
+        std::thread agent([&] {
+            while (!stop) {
+                auto record = AccountModel::currentModel(folder.path());
+                if (!record)
+                    continue;
+                record->setTicket_state(written % 2 == 0 ? 3 : 4);
+                written += record->save(folder.path());
+            }
+        });
+        QSemaphore done;
+        for (int i = 0; i < 200; ++i)
+            session.submit(
+                NetworkTypeAnswer{session.asked(), i % 2}, [&done](const Session::Outcome&) { done.release(); });
+        QVERIFY(done.tryAcquire(200, 60000));
+        stop = true;
+        agent.join();
+        QVERIFY(written > 0);
+        const auto record = AccountModel::currentModel(folder.path());
+        QVERIFY(record);
+        QCOMPARE(record->decryptTicket(), u"T0"_s);
+        QVERIFY(record->ticket_state() == 3 || record->ticket_state() == 4);
+        QVERIFY(!QFile::exists(folder.filePath(u"QenCloudL/login.archive.aside"_s)));
+    }
+
+    void aSignInThatCannotBeStoredIsNone() {
+        if (geteuid() == 0) {
+            // Whoever may write everywhere is kept out by a file in the folder's place.
+            QTemporaryDir folder;
+            QFile block(folder.filePath(u"QenCloudL"_s));
+            QVERIFY(block.open(QIODevice::WriteOnly));
+            Session session(folder.path());
+            Session::Outcome outcome;
+            QSemaphore done;
+            session.submit(
+                SignInAnswer{session.asked(), granting(u"lin"_s, u"T"_s), true}, [&](const Session::Outcome& what) {
+                    outcome = what;
+                    done.release();
+                });
+            QVERIFY(done.tryAcquire(1, 5000));
+            QVERIFY(outcome.isNotStored);
+            QVERIFY(!session.isSignedIn());
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_Session)
+#include "tst_Session.moc"
