@@ -1,6 +1,5 @@
 #include "LogRecord.h"
 
-#include "ArchiveLayout.h"
 #include "ArchiveValue.h"
 #include "KeyedArchiver.h"
 #include "KeyedUnarchiver.h"
@@ -53,7 +52,7 @@ QByteArray encodedLogRecord(const LogRecord& record) {
         const QString& key = LogRecord::FileNames[i];
         ArchiveEntry& entry = info.emplace_back(ArchiveEntry{key, record.info[i]});
         if (key == record.currentLogName)
-            entry.keyInstance = Platform::ArchiveLayout::instance(name);
+            entry.keyInstance = name.instance();
     }
     ArchiveValue root = ArchiveValue(ArchiveValue::Dictionary()).asMutable();
     root.insert(NameKey, name);

@@ -137,7 +137,7 @@ ArchiveValue ArchiveValue::fromJson(const QJsonValue& json) {
     case QJsonValue::Double:
         return fromVariant(json.toVariant()); // whole numbers come as such
     case QJsonValue::String:
-        return ArchiveLayout::string(json.toString());
+        return ArchiveValue::text(json.toString());
     case QJsonValue::Array:
         return arrayOf(json.toArray(), [](const QJsonValue& item) { return fromJson(item); });
     case QJsonValue::Object:
