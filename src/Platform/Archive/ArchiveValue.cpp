@@ -89,10 +89,6 @@ ArchiveValue ArchiveValue::text(QString text) {
     return {Type::String, text.isNull() ? QString(""_L1) : std::move(text)};
 }
 
-ArchiveValue ArchiveValue::object(const QString& className) {
-    return object(className, {className, u"NSObject"_s});
-}
-
 ArchiveValue ArchiveValue::object(const QString& className, const QStringList& classes) {
     return object(std::make_shared<const ArchiveClass>(ArchiveClass{className, classes}), {});
 }

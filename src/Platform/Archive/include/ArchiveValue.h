@@ -1,8 +1,9 @@
 #pragma once
 
+#include "ArchiveClass.h"
+
 #include <QByteArray>
 #include <QJsonValue>
-#include <QStringList>
 #include <QVariant>
 
 #include <concepts>
@@ -14,13 +15,6 @@
 namespace Platform {
 
 struct ArchiveEntry;
-
-/// The class of an object, shared by all objects of one class in an archive.
-struct ArchiveClass {
-    QString name;
-    /// From the class up to NSObject; empty when the archive named none.
-    QStringList classes;
-};
 
 /// One value of a property list or keyed archive. Copies are cheap and independent. No accessor fails: asked for
 /// another type it gives zero, or something null or empty.
@@ -66,8 +60,8 @@ public:
     static ArchiveValue date(double seconds) { return {Type::Date, seconds}; }
     /// A string that may be empty but is never Nothing.
     static ArchiveValue text(QString text);
-    /// @param classes  from the class up to NSObject; {className, NSObject} when left out
-    static ArchiveValue object(const QString& className);
+    /// Of the classes {className, NSObject} when these are left out.
+    static ArchiveValue object(const QString& className) { return object(className, {className, "NSObject"}); }
     static ArchiveValue object(const QString& className, const QStringList& classes);
     /// @param fields  in the order of encoding; one that comes again replaces the earlier one
     static ArchiveValue object(std::shared_ptr<const ArchiveClass> objectClass, Dictionary fields);
@@ -111,13 +105,11 @@ public:
     void insert(const QString& key, ArchiveValue value);
     void setField(const QString& key, ArchiveValue value) { insert(key, std::move(value)); }
 
-    /// Null becomes NSNull inside a container and Nothing outside.
-    static ArchiveValue fromVariant(const QVariant& variant);
-    QVariant toVariant() const;
-    /// Null is NSNull, undefined is Nothing.
+    /// Null is NSNull, undefined is Nothing, a whole number an integer.
     static ArchiveValue fromJson(const QJsonValue& json);
-    /// Bytes, dates and objects as {"$data": base64}, {"$date": ISO text} and {"$class": name, fields}.
-    QJsonValue toJson() const;
+    /// Of what JSON can hold.
+    static ArchiveValue fromVariant(const QVariant& variant) { return fromJson(QJsonValue::fromVariant(variant)); }
+    QVariant toVariant() const;
     /// Same content; the order of pairs and what else only the byte layout depends on are not compared.
     friend bool operator==(const ArchiveValue& left, const ArchiveValue& right);
 
