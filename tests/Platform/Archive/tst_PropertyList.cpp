@@ -141,7 +141,7 @@ private Q_SLOTS:
                 std::free(text); // the library's own name for it differs from release to release
                 QVERIFY(read);
                 for (const ArchiveEntry& entry : value.dictionary())
-                    QCOMPARE(read->value(entry.key).toJson(), entry.value.toJson());
+                    QVERIFY(read->value(entry.key) == entry.value);
             }
             plist_free(nodes);
         }
@@ -293,7 +293,7 @@ private Q_SLOTS:
         const ArchiveValue value = ArchiveValue::fromJson(json);
         QCOMPARE(value.value(u"c").integer(), 9007199254740993);
         QVERIFY(value.value(u"a").array()[3].type() == ArchiveValue::Type::Null);
-        QCOMPARE(value.toJson().toObject(), json);
+        QCOMPARE(QJsonObject::fromVariantMap(value.toVariant().toMap()), json);
         QVERIFY(ArchiveValue::fromVariant(value.toVariant()) == value);
         QVERIFY(ArchiveValue(QString()).isNothing() && ArchiveValue(""_L1).isString());
         QCOMPARE(ArchiveValue("5").integer(), 0);
