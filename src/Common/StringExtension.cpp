@@ -1,19 +1,16 @@
 #include "StringExtension.h"
 
 #include "Base64Text.h"
+#include "CipherContext.h"
 #include "WipedBytes.h"
 
 #include <QFontMetricsF>
 #include <QRegularExpression>
 #include <QStringDecoder>
 
-#include <openssl/evp.h>
-
 #include <algorithm>
-#include <array>
 #include <climits>
 #include <cstdlib>
-#include <memory>
 
 using namespace Qt::StringLiterals;
 
@@ -39,23 +36,9 @@ std::optional<quint32> addressNumber(const QString& address) {
 
 /// @p input through AES-128 in ECB mode with padding; nothing when the library refuses.
 std::optional<QByteArray> cryptAes(const QByteArray& input, const QString& key, int encrypt) {
-    if (input.size() > INT_MAX - 2 * BlockSize)
-        return std::nullopt;
     const WipedBytes keyBytes(key.toUtf8().leftJustified(BlockSize, '\0'));
-    const std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)> context(
-        EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free);
-    QByteArray output(input.size() + BlockSize, Qt::Uninitialized);
-    auto* out = reinterpret_cast<unsigned char*>(output.data());
-    int written = 0;
-    int rest = 0;
-    if (!context ||
-        EVP_CipherInit_ex(context.get(), EVP_aes_128_ecb(), nullptr, keyBytes.data(), nullptr, encrypt) != 1 ||
-        EVP_CipherUpdate(context.get(), out, &written, reinterpret_cast<const unsigned char*>(input.constData()),
-            static_cast<int>(input.size())) != 1 ||
-        EVP_CipherFinal_ex(context.get(), out + written, &rest) != 1)
-        return std::nullopt;
-    output.truncate(written + rest);
-    return output;
+    const CipherContext context = makeCipherContext(EVP_aes_128_ecb(), keyBytes.data(), nullptr, encrypt);
+    return context ? throughCipher(context.get(), input) : std::nullopt;
 }
 
 } // namespace

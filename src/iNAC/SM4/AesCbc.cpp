@@ -1,19 +1,12 @@
 #include "AesCbc.h"
 
+#include "CipherContext.h"
 #include "WipedBytes.h"
 #include "sm4.h"
 
-#include <openssl/evp.h>
-
-#include <climits>
-#include <memory>
-
 namespace {
 
-using CipherContext = std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)>;
-
 constexpr qsizetype BlockSize = 16;
-constexpr qsizetype LargestInput = INT_MAX - 2 * BlockSize; // the library counts in int
 
 // The peer has the same two.
 constexpr char DefaultKey[] = "Rk5w9ZqT2&hNe7Xc";
@@ -38,10 +31,7 @@ const EVP_CIPHER* cipherFor(qsizetype characters) {
 }
 
 CipherContext makeContext(const EVP_CIPHER* cipher, const unsigned char* key, int encrypt) {
-    CipherContext context(EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free);
-    if (context && EVP_CipherInit_ex(context.get(), cipher, nullptr, key, bytesOf(FixedIv), encrypt) != 1)
-        context.reset();
-    return context;
+    return makeCipherContext(cipher, key, bytesOf(FixedIv), encrypt);
 }
 
 /// A context of this thread that keeps the schedule of the built-in key and only starts again from the IV: looking up
@@ -59,39 +49,26 @@ std::optional<QByteArray> encryptWith(EVP_CIPHER_CTX* context, const QByteArray&
     // Nothing to pad: an empty text has no block at all.
     if (plain.isEmpty())
         return QByteArray();
-    QByteArray cipher(plain.size() / BlockSize * BlockSize + BlockSize, Qt::Uninitialized);
-    auto* out = reinterpret_cast<unsigned char*>(cipher.data());
-    int written = 0;
-    int rest = 0;
     EVP_CIPHER_CTX_set_padding(context, 1);
-    if (EVP_CipherUpdate(context, out, &written, bytesOf(plain.constData()), static_cast<int>(plain.size())) != 1 ||
-        EVP_CipherFinal_ex(context, out + written, &rest) != 1)
-        return std::nullopt;
-    return cipher;
+    return throughCipher(context, plain);
 }
 
 std::optional<QByteArray> decryptWith(EVP_CIPHER_CTX* context, const QByteArray& cipher) {
-    const qsizetype length = cipher.size() / BlockSize * BlockSize;
-    if (length == 0)
-        return QByteArray();
-    QByteArray plain(length, Qt::Uninitialized);
-    auto* out = reinterpret_cast<unsigned char*>(plain.data());
-    int written = 0;
     // The library would check the pad bytes, which must go unchecked.
     EVP_CIPHER_CTX_set_padding(context, 0);
-    if (EVP_CipherUpdate(context, out, &written, bytesOf(cipher.constData()), static_cast<int>(length)) != 1)
+    auto plain = throughCipher(context, QByteArrayView(cipher).first(cipher.size() / BlockSize * BlockSize));
+    if (!plain)
         return std::nullopt;
     std::size_t remaining = 0;
-    unpaddingForDecryption(out, &remaining, static_cast<std::size_t>(length));
-    plain.truncate(static_cast<qsizetype>(remaining));
+    unpaddingForDecryption(
+        reinterpret_cast<unsigned char*>(plain->data()), &remaining, static_cast<std::size_t>(plain->size()));
+    plain->truncate(static_cast<qsizetype>(remaining));
     return plain;
 }
 
 } // namespace
 
 std::optional<QByteArray> AesCbc::encrypt(const QByteArray& plain, const std::optional<QString>& key) {
-    if (plain.size() > LargestInput)
-        return std::nullopt;
     if (!key) {
         EVP_CIPHER_CTX* context = builtInContext(1);
         return context ? encryptWith(context, plain) : std::nullopt;
@@ -106,8 +83,6 @@ std::optional<QByteArray> AesCbc::encrypt(const QByteArray& plain, const std::op
 }
 
 std::optional<QByteArray> AesCbc::decrypt(const QByteArray& cipher, const std::optional<QString>& key) {
-    if (cipher.size() > LargestInput)
-        return std::nullopt;
     if (!key) {
         EVP_CIPHER_CTX* context = builtInContext(0);
         return context ? decryptWith(context, cipher) : std::nullopt;

@@ -1,14 +1,12 @@
 #include "Base64Text.h"
 
+#include <openssl/evp.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
 
-using namespace Qt::StringLiterals;
-
 namespace {
-
-constexpr qsizetype LettersPerLine = 64;
 
 constexpr std::string_view Alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
@@ -45,16 +43,20 @@ const char16_t* decodeGroups(const char16_t* in, const char16_t* end, unsigned c
 } // namespace
 
 QString Base64Text::encode(const QByteArray& bytes) {
-    const QByteArray letters = bytes.toBase64();
-    QString text = u""_s;
-    text.reserve(letters.size() + letters.size() / LettersPerLine * 2);
-    for (qsizetype start = 0; start < letters.size(); start += LettersPerLine) {
-        if (start > 0)
-            text += "\r\n"_L1;
-        text +=
-            QLatin1StringView(QByteArrayView(letters).sliced(start, std::min(LettersPerLine, letters.size() - start)));
+    constexpr qsizetype BytesPerLine = 48; // 64 characters
+    constexpr qsizetype LineRoom = 64 + 2;
+    QByteArray letters((bytes.size() / BytesPerLine + 1) * LineRoom + 1, Qt::Uninitialized);
+    auto* const begin = reinterpret_cast<unsigned char*>(letters.data());
+    auto* out = begin;
+    const auto* in = reinterpret_cast<const unsigned char*>(bytes.constData());
+    for (qsizetype left = bytes.size(); left > 0; left -= BytesPerLine, in += BytesPerLine) {
+        if (out != begin) {
+            *out++ = '\r';
+            *out++ = '\n';
+        }
+        out += EVP_EncodeBlock(out, in, static_cast<int>(std::min(left, BytesPerLine)));
     }
-    return text;
+    return QString::fromLatin1(letters.constData(), out - begin);
 }
 
 std::optional<QByteArray> Base64Text::decode(QStringView text) {

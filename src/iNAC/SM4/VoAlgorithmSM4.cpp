@@ -2,22 +2,20 @@
 
 #include "AesCbc.h"
 #include "Base64Text.h"
+#include "CipherContext.h"
 #include "WipedBytes.h"
 #include "sm4.h"
 
 #include <QDebug>
 
-#include <openssl/evp.h>
+#include <openssl/crypto.h>
 
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <utility>
 
 namespace {
-
-using CipherContext = std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)>;
 
 constexpr int KeyCharacters = 16;
 
@@ -85,30 +83,11 @@ std::optional<QString> decryptBlocks(const QString& key, const QString* iv, cons
     return plain.text(static_cast<qsizetype>(remaining));
 }
 
-/// The bytes of @p input through SM4 in CTR mode, which is the same way there and back; nothing when the library
-/// refuses.
-std::optional<QByteArray> cryptStream(
-    const Material& material, const unsigned char* input, std::size_t length, int encrypt) {
-    const CipherContext context(EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free);
-    if (!context ||
-        EVP_CipherInit_ex(context.get(), EVP_sm4_ctr(), nullptr, material.key.data(), material.iv.data(), encrypt) != 1)
-        return std::nullopt;
-    if (length % SM4_BLOCK_SIZE == 0) {
-        // Always passes: the block size of the mode is 1, and padding means nothing to it.
-        if (length % static_cast<std::size_t>(EVP_CIPHER_CTX_get_block_size(context.get())) != 0)
-            return std::nullopt;
-        EVP_CIPHER_CTX_set_padding(context.get(), 0);
-    }
-    QByteArray output(
-        static_cast<qsizetype>(length / SM4_BLOCK_SIZE * SM4_BLOCK_SIZE + SM4_BLOCK_SIZE + 1), Qt::Uninitialized);
-    auto* out = reinterpret_cast<unsigned char*>(output.data());
-    int written = 0;
-    int rest = 0;
-    if (EVP_CipherUpdate(context.get(), out, &written, input, static_cast<int>(length)) != 1 ||
-        EVP_CipherFinal_ex(context.get(), out + written, &rest) != 1)
-        return std::nullopt;
-    output.truncate(written);
-    return output;
+/// The bytes of @p input through SM4 in CTR mode, which is the same way there and back and needs no padding; nothing
+/// when the library refuses.
+std::optional<QByteArray> cryptStream(const Material& material, QByteArrayView input, int encrypt) {
+    const CipherContext context = makeCipherContext(EVP_sm4_ctr(), material.key.data(), material.iv.data(), encrypt);
+    return context ? throughCipher(context.get(), input) : std::nullopt;
 }
 
 QByteArray decimalBytes(const QByteArray& bytes) {
@@ -208,7 +187,7 @@ std::optional<QString> VoAlgorithmSM4::encryptionWithSM4CTRKey(
     if (!isUsable(key, &iv, encryptionText))
         return std::nullopt;
     const WipedBytes plain(encryptionText.toUtf8());
-    const std::optional<QByteArray> cipher = cryptStream(Material(key, &iv), plain.data(), plain.size(), 1);
+    const std::optional<QByteArray> cipher = cryptStream(Material(key, &iv), plain.bytes(), 1);
     if (!cipher)
         return std::nullopt;
     return Base64Text::encode(*cipher);
@@ -221,8 +200,7 @@ std::optional<QString> VoAlgorithmSM4::decryptionWithSM4CTRKey(
     const std::optional<QByteArray> cipher = Base64Text::decode(decryptionText);
     if (!cipher)
         return std::nullopt;
-    std::optional<QByteArray> decrypted = cryptStream(Material(key, &iv),
-        reinterpret_cast<const unsigned char*>(cipher->constData()), static_cast<std::size_t>(cipher->size()), 0);
+    std::optional<QByteArray> decrypted = cryptStream(Material(key, &iv), *cipher, 0);
     if (!decrypted)
         return std::nullopt;
     const WipedBytes plain(*std::exchange(decrypted, std::nullopt));
