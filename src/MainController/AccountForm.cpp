@@ -1,10 +1,10 @@
 #include "AccountForm.h"
 
-#include "StringTable.h"
 #include "FormField.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
 #include "SpinnerButton.h"
+#include "StringTable.h"
 
 #include <QLabel>
 
