@@ -11,7 +11,7 @@ constexpr int MostTries = 8;
 
 Session::Session(QString rootPath, QObject* parent)
     : QObject(parent), m_file(std::move(rootPath)), m_queue(u"session"_s) {
-    m_model.record = m_file.refresh();
+    m_model = sessionStep({}, RecordFound{m_file.refresh()}).next;
     m_shown = m_model;
 }
 

@@ -55,7 +55,7 @@ enum class SessionReason {
 
 /// The session at the moment of a question. An answer acts only on that session.
 struct AskedFor {
-    /// Counts sign-ins and ends.
+    /// Counts sign-ins and ends; 0 while this process has known none.
     quint64 signIn = 0;
     /// Counts tickets of one sign-in as well.
     quint64 ticket = 0;

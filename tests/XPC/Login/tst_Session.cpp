@@ -323,6 +323,16 @@ private Q_SLOTS:
         QCOMPARE(heard.last(), (QPair{SessionState::Confirmed, SessionState::SignedOut}));
     }
 
+    void aRecordOfBeforeIsASignIn() {
+        QTemporaryDir folder;
+        QCOMPARE(Session(folder.path()).asked(), AskedFor());
+        QVERIFY(recordOf(u"lin"_s, u"T0"_s).save(folder.path()));
+        Session session(folder.path());
+        QCOMPARE(session.state(), SessionState::Unconfirmed);
+        // The watchdog takes 0 for nobody.
+        QVERIFY(session.asked().signIn != 0);
+    }
+
     void theAgentsNotesSurviveTheClientsWrites() {
         QTemporaryDir folder;
         QVERIFY(recordOf(u"lin"_s, u"T0"_s).save(folder.path()));
