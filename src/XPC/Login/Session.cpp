@@ -63,7 +63,9 @@ Session::Outcome Session::carryOut(const SessionEvent& event) {
         if (m_isBehind)
             m_isBehind = m_file.replace(m_model.record) != AccountRecord::Stored::Yes;
         step = sessionStep(m_model, event);
-        m_model.isConfirmed = step.next.isConfirmed;
+        // Known before the first effect; only a new sign-in has none until it is stored.
+        if (!step.next.isConfirmed || step.next.asked.signIn == m_model.asked.signIn)
+            m_model.isConfirmed = step.next.isConfirmed;
         if (!step.effects.contains(SessionEffect::Store)) {
             take(step.next, step.reason);
             outcome.isTaken = step.reason != SessionReason::None;
