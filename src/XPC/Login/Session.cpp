@@ -7,6 +7,10 @@ namespace {
 /// Another process that writes at the same moment every time is no reason to try for ever.
 constexpr int MostTries = 8;
 
+bool isSignIn(const SessionStep& step) {
+    return step.reason == SessionReason::SignedIn || step.reason == SessionReason::DomainSignedIn;
+}
+
 } // namespace
 
 Session::Session(QString rootPath, QObject* parent)
@@ -64,7 +68,7 @@ Session::Outcome Session::carryOut(const SessionEvent& event) {
             m_isBehind = m_file.replace(m_model.record) != AccountRecord::Stored::Yes;
         step = sessionStep(m_model, event);
         // Known before the first effect; only a new sign-in has none until it is stored.
-        if (!step.next.isConfirmed || step.next.asked.signIn == m_model.asked.signIn)
+        if (!isSignIn(step))
             m_model.isConfirmed = step.next.isConfirmed;
         if (!step.effects.contains(SessionEffect::Store)) {
             take(step.next, step.reason);
@@ -95,7 +99,7 @@ bool Session::store(const SessionEvent& event, SessionStep& step, Outcome& outco
         stored = m_file.replace(step.next.record);
     }
     const bool isStored = stored == AccountRecord::Stored::Yes;
-    if (!isStored && step.next.record && step.next.asked.signIn != m_model.asked.signIn) {
+    if (!isStored && isSignIn(step)) {
         outcome.isNotStored = true;
         return false;
     }

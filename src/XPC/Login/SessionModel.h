@@ -55,9 +55,9 @@ enum class SessionReason {
 
 /// The session at the moment of a question. An answer acts only on that session.
 struct AskedFor {
-    /// Counts sign-ins and ends; 0 while this process has known none.
+    /// Counts sign-ins, the person's sign-outs and what another process does; 0 while this process has known none.
     quint64 signIn = 0;
-    /// Counts tickets of one sign-in as well.
+    /// Counts tickets as well, and their ends.
     quint64 ticket = 0;
 
     bool operator==(const AskedFor&) const = default;

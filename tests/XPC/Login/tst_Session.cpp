@@ -300,6 +300,41 @@ private Q_SLOTS:
             out.next.state());
     }
 
+    void aSignInCountsUnlessThePersonLeftSince_data() {
+        QTest::addColumn<QList<SessionEvent>>("meanwhile");
+        QTest::addColumn<bool>("counts");
+        const AskedFor now{1, 1};
+        using Events = QList<SessionEvent>;
+        const SessionEvent offline = LogoutAnswer{now, std::nullopt};
+        const AskedFor pending{2, 2};
+        QTest::newRow("another ticket") << Events{TicketAnswer{now, granting(u"lin"_s, u"T2"_s)}} << true;
+        QTest::newRow("ended by the server") << Events{TicketAnswer{now, stating(-7)}} << true;
+        QTest::newRow("timed out") << Events{TicketTimeOut{now}} << true;
+        QTest::newRow("signed out") << Events{LogoutAnswer{now, QJsonObject{{"ret", 0}}}} << false;
+        QTest::newRow("signed out without a network") << Events{offline} << false;
+        QTest::newRow("and reported") << Events{offline, QRAnswer{pending, stating(-2)}} << false;
+    }
+    void aSignInCountsUnlessThePersonLeftSince() {
+        QFETCH(QList<SessionEvent>, meanwhile);
+        QFETCH(bool, counts);
+        SessionModel model = sessionStep({}, RecordFound{recordOf(u"lin"_s, u"T1"_s)}).next;
+        const SignInAnswer late{model.asked, granting(u"lin"_s, u"T9"_s), true};
+        for (const SessionEvent& event : meanwhile) {
+            const SessionStep step = sessionStep(model, event);
+            QVERIFY(step.reason != SessionReason::None);
+            model = step.next;
+        }
+        QCOMPARE(sessionStep(model, late).reason == SessionReason::SignedIn, counts);
+    }
+    void aSignInCountsThatWasAskedForAfterTheSignOut() {
+        SessionModel model = sessionStep({}, RecordFound{recordOf(u"lin"_s, u"T1"_s)}).next;
+        model = sessionStep(model, LogoutAnswer{model.asked, std::nullopt}).next;
+        const SignInAnswer late{model.asked, granting(u"lin"_s, u"T9"_s), true};
+        model = sessionStep(model, QRAnswer{model.asked, stating(-2)}).next;
+        QCOMPARE(model.state(), SessionState::SignedOut);
+        QCOMPARE(sessionStep(model, late).next.state(), SessionState::Confirmed);
+    }
+
     void changesArriveOnTheMainThreadInOrder() {
         QTemporaryDir folder;
         Session session(folder.path());
