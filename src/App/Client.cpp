@@ -37,11 +37,7 @@ QenCloudClientProcessListener::World watchdogWorld(
     QenCloudLoginHelper& login, QenCloudTicketHelper& ticketService, VpnComponent& vpn) {
     return {
         .getNetworkType = [&login] { login.Get_network_type(); },
-        .signIn =
-            [&login] {
-                const SessionModel session = login.session().current();
-                return session.isSignedIn() ? session.asked.signIn : 0;
-            },
+        .signIn = [&login] { return login.session().current().served(); },
         .isCheckAndShow = [&login] { return login.isCheckAndShow(); },
         .checkXPCServiceIsReInital = [&ticketService] { return ticketService.checkXPCServiceIsReInital(); },
         .isTicketServiceRefusing = [&ticketService] { return ticketService.isRefusing(); },

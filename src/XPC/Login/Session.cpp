@@ -42,8 +42,9 @@ void Session::submit(SessionEvent event, std::function<void(const Outcome&)> don
 void Session::refresh() {
     if (!m_file.isOutdated())
         return;
-    m_isBehind = false;
-    const SessionStep step = sessionStep(m_model, RecordFound{m_file.refresh()});
+    const auto found = m_file.refresh();
+    const SessionStep step = sessionStep(m_model, RecordFound{found});
+    m_isBehind = found && step.next.record->islogout() != found->islogout();
     take(step.next, step.reason);
 }
 

@@ -187,7 +187,11 @@ SessionStep happened(const SessionModel& now, const RecordFound& event) {
         return {.next = begun(now, event.record, false), .reason = SessionReason::Found, .effects = {}};
     // The agent's own notes in the record, such as the ticket's state, leave the session what it is.
     SessionStep step{.next = now, .reason = SessionReason::Found, .effects = {}};
+    const bool isPending = now.state() == SessionState::LogoutPending;
     step.next.record = event.record;
+    // It may have read the record before the person signed out.
+    if (isPending)
+        step.next.record->setIslogout(1);
     return step;
 }
 
@@ -195,6 +199,10 @@ SessionStep happened(const SessionModel& now, const RecordFound& event) {
 
 bool SessionModel::isSignedIn() const {
     return isDomain(record) || (record && !record->userid().isNull() && !record->ticket().isEmpty());
+}
+
+quint64 SessionModel::served() const {
+    return isSignedIn() && state() != SessionState::LogoutPending ? asked.signIn : 0;
 }
 
 SessionState SessionModel::state() const {

@@ -399,6 +399,30 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(folder.filePath(u"QenCloudL/login.archive.aside"_s)));
     }
 
+    void theWishToSignOutSurvivesAnOldCopyOfTheRecord() {
+        QTemporaryDir folder;
+        AccountModel old = recordOf(u"lin"_s, u"T0"_s);
+        QVERIFY(old.save(folder.path()));
+        Session session(folder.path());
+        QVERIFY(session.current().served() != 0);
+        const auto submitted = [&session](const SessionEvent& event) {
+            QSemaphore done;
+            session.submit(event, [&done](const Session::Outcome&) { done.release(); });
+            return done.tryAcquire(1, 5000);
+        };
+        QVERIFY(submitted(LogoutAnswer{session.asked(), std::nullopt}));
+        QCOMPARE(session.current().state(), SessionState::LogoutPending);
+        QVERIFY2(session.current().served() == 0, "the watchdog works for somebody who has signed out");
+        // The agent read the record before and writes its note now.
+        old.setTicket_state(1);
+        QVERIFY(old.save(folder.path()));
+        QCOMPARE(session.current().state(), SessionState::LogoutPending);
+        QVERIFY(submitted(NetworkTypeAnswer{session.asked(), 1}));
+        const auto record = AccountModel::currentModel(folder.path());
+        QCOMPARE(record->islogout(), 1);
+        QCOMPARE(record->ticket_state(), 1);
+    }
+
     void aSignInThatCannotBeStoredIsNone() {
         QTemporaryDir folder;
         // A file in the folder's place keeps out even whoever may write everywhere.
