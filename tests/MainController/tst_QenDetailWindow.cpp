@@ -253,8 +253,11 @@ private Q_SLOTS:
         AccountModel record = *m_world->record();
         record.setIslogout(1);
         m_world->client.store(record);
+        // One that makes no sense for it must not be the last.
+        m_server.fault(StatusPath, answering(0), 1);
         open();
         QTRY_VERIFY(!m_world->record());
+        QVERIFY(m_server.requests(StatusPath).size() > 1);
         QCOMPARE(m_server.requests(StatusPath).at(0)[u"fields"][u"clientoper"].toInt(), 1);
         QTRY_COMPARE(page(), QenDetailWindow::QRPage);
         QTRY_COMPARE(label(*m_bar, "userNameLab"), u"未登录"_s);
