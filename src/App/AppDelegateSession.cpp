@@ -1,13 +1,13 @@
 #include "AppDelegate.h"
 
 #include "AnswerVerdict.h"
-#include "StringTable.h"
 #include "ClientNotifications.h"
 #include "ITDevice.h"
 #include "LogoutRequest.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
 #include "QenMainWindow.h"
+#include "StringTable.h"
 
 using namespace Qt::StringLiterals;
 
@@ -28,8 +28,7 @@ void AppDelegate::logoutAnswered(const AnswerVerdict& verdict) {
     if (verdict.show == AnswerVerdict::Show::Done)
         m_world.center.post(ClientNotification::Logout, 0);
     else
-        showAlertTipForLogin(
-            verdict.show == AnswerVerdict::Show::Key ? localizedString(verdict.text) : verdict.text);
+        showAlertTipForLogin(verdict.show == AnswerVerdict::Show::Key ? localizedString(verdict.text) : verdict.text);
 }
 
 void AppDelegate::checkStatusTicket() {

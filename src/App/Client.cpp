@@ -1,8 +1,8 @@
 #include "Client.h"
 
 #include "Bundle.h"
-#include "Deployment.h"
 #include "BundledFile.h"
+#include "Deployment.h"
 #include "Paths.h"
 #include "StateFiles.h"
 
@@ -37,11 +37,7 @@ QenCloudClientProcessListener::World watchdogWorld(
     QenCloudLoginHelper& login, QenCloudTicketHelper& ticketService, VpnComponent& vpn) {
     return {
         .getNetworkType = [&login] { login.Get_network_type(); },
-        .signIn =
-            [&login] {
-                const SessionModel session = login.session().current();
-                return session.isSignedIn() ? session.asked.signIn : 0;
-            },
+        .signIn = [&login] { return login.session().current().served(); },
         .isCheckAndShow = [&login] { return login.isCheckAndShow(); },
         .checkXPCServiceIsReInital = [&ticketService] { return ticketService.checkXPCServiceIsReInital(); },
         .isTicketServiceRefusing = [&ticketService] { return ticketService.isRefusing(); },
@@ -79,11 +75,12 @@ Client::Client(const ClientPlaces& where)
       server(accounts), ticketService(log), agentLink(places.agentState + u'/' + StateFiles::VindorPort),
       vpn({.tasks = TaskHelper::sharedInstance(), .executable = places.vpnExecutable, .agent = &agentLink}),
       state(places.userState), agent(places.agentState),
-      nacServer(config, log, [] { return bundledFile(u"client"_s, u"p12"_s); }), certificates(Deployment::CertificateQueueLabel), nac({.network = nacServer,
-                                                                                     .log = log,
-                                                                                     .certificates = certificates,
-                                                                                     .userState = places.userState,
-                                                                                     .facts = nacFacts(device)}),
+      nacServer(config, log, [] { return bundledFile(u"client"_s, u"p12"_s); }),
+      certificates(Deployment::CertificateQueueLabel), nac({.network = nacServer,
+                                                           .log = log,
+                                                           .certificates = certificates,
+                                                           .userState = places.userState,
+                                                           .facts = nacFacts(device)}),
       networkAccess(nacServer, nac), login({.session = session,
                                          .server = server,
                                          .accounts = accounts,

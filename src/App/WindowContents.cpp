@@ -13,9 +13,8 @@ constexpr std::chrono::seconds DomainProbeDelay(3);
 
 } // namespace
 
-WindowContents::WindowContents(
-    Client& client, AppDelegate& delegate, QWidget& window, Platform::Reachability& reachability,
-    Platform::BusConnection& bus)
+WindowContents::WindowContents(Client& client, AppDelegate& delegate, QWidget& window,
+    Platform::Reachability& reachability, Platform::BusConnection& bus)
     : m_client(client), m_delegate(delegate), m_window(window), m_reachability(reachability),
       m_notifications(Deployment::BundleIdentifier, bus, &client.defaults),
       m_restartOffer({.log = [&client](const QString& line, int type) { client.log.writeLog(line, type); },

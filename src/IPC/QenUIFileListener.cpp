@@ -18,7 +18,8 @@ const QList<QenUIFileListener::Change>& table() {
     static const QList<Listener::Change> changes = {
         {u'/' + StateFiles::MarkImage, u"monitor logo image has changed"_s, &Listener::updateUILogo},
         {u'/' + StateFiles::Tips, u"monitor tips.txt has changed"_s, &Listener::updateUITips},
-        {u'/' + StateFiles::JoinDomainUpdate, u"monitor joinDomainUpdate.txt has changed"_s, &Listener::updateComputorName},
+        {u'/' + StateFiles::JoinDomainUpdate, u"monitor joinDomainUpdate.txt has changed"_s,
+            &Listener::updateComputorName},
         {u'/' + StateFiles::Restart, u"monitor restart.txt has changed"_s, &Listener::restartComputor},
         {u'/' + StateFiles::JoinDomainSwitch, u"monitor joindomainSwitchStatus.archive has changed"_s,
             &Listener::joinDomainToolStartSuccess},

@@ -1,10 +1,10 @@
 #include "AccountForm.h"
 
-#include "StringTable.h"
 #include "FormField.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
 #include "SpinnerButton.h"
+#include "StringTable.h"
 
 #include <QLabel>
 
@@ -157,19 +157,19 @@ void AccountForm::show(const AnswerVerdict& verdict, void (AccountForm::*done)()
 
 void AccountForm::loginDone() {
     // An answer that says so without a ticket, or that came too late, has made no session.
-    if (m_world.login.session().state() == SessionState::SignedOut)
-        m_world.alert(localizedString(u"AnswerUnusable"_s));
-    else
+    if (m_world.login.session().state() == SessionState::Confirmed)
         Q_EMIT signedIn();
+    else
+        m_world.alert(localizedString(u"AnswerUnusable"_s));
 }
 
 void AccountForm::resetDone() {
     // An answer with a ticket has signed the user in; without one the new password is asked for.
-    if (m_world.login.session().state() == SessionState::SignedOut) {
+    if (m_world.login.session().state() == SessionState::Confirmed) {
+        Q_EMIT signedIn();
+    } else {
         m_world.alert(localizedString(u"PasswordChanged"_s));
         Q_EMIT passwordChanged();
-    } else {
-        Q_EMIT signedIn();
     }
 }
 

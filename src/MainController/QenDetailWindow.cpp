@@ -142,6 +142,7 @@ void QenDetailWindow::buildTabs() {
 
 void QenDetailWindow::selectPage(Page page) {
     m_isresetPassword = page == ResetPage;
+    const bool isEntered = m_ui->loginPages->currentIndex() != page;
     m_ui->loginPages->setCurrentIndex(page);
     m_ui->tabRow->setVisible(page == QRPage || page == AccountPage);
     const QSignalBlocker qrBlocker(m_ui->qrTabBtn);
@@ -159,8 +160,11 @@ void QenDetailWindow::selectPage(Page page) {
         m_ui->signedInNote->setText(session.state() == SessionState::LogoutPending
                 ? localizedString(u"SignOutPending"_s)
                 : localizedString(u"SignedInNote"_s));
-        m_ui->logoutBtn->setBusy(false);
-        m_ui->logoutBtn->setFocus();
+        // The page is also filled anew while a sign-out is on its way.
+        if (isEntered) {
+            m_ui->logoutBtn->setBusy(false);
+            m_ui->logoutBtn->setFocus();
+        }
     }
 }
 

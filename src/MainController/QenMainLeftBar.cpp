@@ -227,8 +227,9 @@ void QenMainLeftBar::qrPollAnswered(const QRPollVerdict& verdict) {
     if (!verdict.forwarded)
         return;
     if (*verdict.forwarded == 0) {
-        // One that came too late has signed nobody in.
-        if (m_world.login.session().state() == SessionState::SignedOut)
+        // One that came too late has signed nobody in; a sign-out that waits needs the poll.
+        const SessionState state = m_world.login.session().state();
+        if (state == SessionState::SignedOut || state == SessionState::LogoutPending)
             return;
         closeCheckLoginStatus();
         timerCheckQueue()->async([&login = m_world.login] { login.removeSoleID(); });

@@ -294,10 +294,11 @@ void QenMainViewController::updateTipsFromConfig() {
 
 void QenMainViewController::updateLogoFromConfig() {
     m_reader.async([this] {
-        m_answers.async([line = m_tipsLine, mark = readForeignPicture(m_world.agentState + u'/' + StateFiles::MarkImage)] {
-            if (line)
-                line->setMark(mark);
-        });
+        m_answers.async(
+            [line = m_tipsLine, mark = readForeignPicture(m_world.agentState + u'/' + StateFiles::MarkImage)] {
+                if (line)
+                    line->setMark(mark);
+            });
     });
 }
 

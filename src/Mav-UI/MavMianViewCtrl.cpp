@@ -117,6 +117,7 @@ void MavMianViewCtrl::sessionChanged(SessionState old, SessionState now, Session
             showSignedIn();
         break;
     case SessionState::LogoutPending:
+        showPendingSignOut();
         break;
     case SessionState::Domain:
         if (old != now)
@@ -156,6 +157,13 @@ void MavMianViewCtrl::selectTableItem() {
         m_ui->PortLabField->setText(QString::number(m_world.config.extranet_port()));
     }
     selectPage(ServerPage);
+    showPendingSignOut();
+}
+
+void MavMianViewCtrl::showPendingSignOut() {
+    const bool isPending = m_world.login.session().state() == SessionState::LogoutPending;
+    m_ui->serverNoteLab->setText(isPending ? localizedString(u"SignOutPending"_s) : QString());
+    m_ui->serverNoteLab->setVisible(isPending);
 }
 
 void MavMianViewCtrl::UpdateTableView() {

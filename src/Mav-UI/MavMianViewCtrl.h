@@ -56,6 +56,8 @@ private:
     void initLoadViews(Page page);
     void addNotifications();
     void selectPage(Page page);
+    /// The server page, too, says that a sign-out waits: a start in between comes no further.
+    void showPendingSignOut();
     void setingSeverBtton();
     void probeServer();
     void showProbeResult(bool reachable);

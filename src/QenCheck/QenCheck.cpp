@@ -19,8 +19,7 @@ const QString Shell = u"/bin/bash"_s;
 } // namespace
 
 QenCheck::QenCheck(World world, std::chrono::milliseconds tick)
-    : m_world(std::move(world)), m_tick(tick), m_probeQueue(Deployment::ComplianceQueueLabel + u".domain"_s) {
-}
+    : m_world(std::move(world)), m_tick(tick), m_probeQueue(Deployment::ComplianceQueueLabel + u".domain"_s) {}
 
 QenCheck::~QenCheck() = default;
 

@@ -18,6 +18,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const QString LoginPath = u"/api/public/clientlogin/account_login"_s;
+const QString LogoutPath = u"/api/public/clientlogin/logout"_s;
 const QString ResetPath = u"/api/public/clientlogin/resetpass"_s;
 const QString StatusPath = u"/api/public/clientlogin/scan_status"_s;
 const QString TicketPath = u"/api/public/clientlogin/ticket_auth"_s;
@@ -248,13 +249,32 @@ private Q_SLOTS:
         QTRY_COMPARE(label(*m_bar, "userNameLab"), u"未登录"_s);
     }
 
+    void signOutIsAskedForOnce() {
+        signInBeforehand();
+        open();
+        m_server.fault(LogoutPath, {{"kind", "delay"}, {"seconds", 0.5}}, 2);
+        auto* button = find<SpinnerButton>(window(), "logoutBtn");
+        QTest::mouseClick(button, Qt::LeftButton);
+        QVERIFY(m_server.waitForRequests(LogoutPath, 1));
+        // Meanwhile the agent writes its note.
+        AccountModel record = *m_world->record();
+        record.setTicket_state(1);
+        m_world->client.store(record);
+        QTest::qWait(50);
+        QVERIFY(button->isBusy());
+        QTRY_COMPARE(page(), QenDetailWindow::QRPage);
+    }
+
     void pendingSignOutIsReported() {
         signInBeforehand();
         AccountModel record = *m_world->record();
         record.setIslogout(1);
         m_world->client.store(record);
+        // One that makes no sense for it must not be the last.
+        m_server.fault(StatusPath, answering(0), 1);
         open();
         QTRY_VERIFY(!m_world->record());
+        QVERIFY(m_server.requests(StatusPath).size() > 1);
         QCOMPARE(m_server.requests(StatusPath).at(0)[u"fields"][u"clientoper"].toInt(), 1);
         QTRY_COMPARE(page(), QenDetailWindow::QRPage);
         QTRY_COMPARE(label(*m_bar, "userNameLab"), u"未登录"_s);

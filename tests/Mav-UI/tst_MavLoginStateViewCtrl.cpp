@@ -136,6 +136,20 @@ private Q_SLOTS:
         QCOMPARE(m_signedIn, 0);
     }
 
+    void anotherSessionIsNoSuccess() {
+        // A sign-out that waits is still there when the answer says "status" 0 without a ticket.
+        AccountModel record;
+        record.setUserid(u"lin"_s);
+        record.setTicket(u"T"_s);
+        record.setIslogout(1);
+        m_world->client.store(record);
+        m_server.fault(
+            LoginPath, {{"kind", "json"}, {"json", QJsonObject{{"ret", 0}, {"data", QJsonObject{{"status", 0}}}}}});
+        submit(*m_view, u"lin"_s, Password);
+        QTRY_COMPARE(m_world->alerts(), QStringList{textFor("AnswerUnusable")});
+        QCOMPARE(m_signedIn, 0);
+    }
+
     void unreachableServerIsTold() {
         m_server.fault(LoginPath, {{"kind", "close"}});
         submit(*m_view, u"lin"_s, Password);

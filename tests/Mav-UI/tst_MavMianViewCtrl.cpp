@@ -259,6 +259,22 @@ private Q_SLOTS:
         QCOMPARE(page(later), 2);
     }
 
+    void signOutThatWaitsIsToldOnTheServerPage() {
+        ViewWorld world;
+        AccountModel record;
+        record.setUserid(u"lin"_s);
+        record.setTicket(u"T"_s);
+        record.setIslogout(1);
+        world.client.store(record);
+        MavMianViewCtrl view(world.views());
+        QCOMPARE(page(view), 0);
+        const auto* note = find<QLabel>(view, "serverNoteLab");
+        QVERIFY(!note->isHidden());
+        QCOMPARE(note->text(), textFor("SignOutPending"));
+        world.client.store(std::nullopt);
+        QTRY_VERIFY(note->isHidden());
+    }
+
     void networkStateIsShown() {
         ViewWorld world;
         const MainViewWorld views = world.views();

@@ -1,7 +1,7 @@
 #include "ServerAnswer.h"
 
-#include "StringTable.h"
 #include "LogRedaction.h"
+#include "StringTable.h"
 
 using namespace Qt::StringLiterals;
 

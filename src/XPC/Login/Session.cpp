@@ -7,11 +7,15 @@ namespace {
 /// Another process that writes at the same moment every time is no reason to try for ever.
 constexpr int MostTries = 8;
 
+bool isSignIn(const SessionStep& step) {
+    return step.reason == SessionReason::SignedIn || step.reason == SessionReason::DomainSignedIn;
+}
+
 } // namespace
 
 Session::Session(QString rootPath, QObject* parent)
     : QObject(parent), m_file(std::move(rootPath)), m_queue(u"session"_s) {
-    m_model.record = m_file.refresh();
+    m_model = sessionStep({}, RecordFound{m_file.refresh()}).next;
     m_shown = m_model;
 }
 
@@ -38,8 +42,9 @@ void Session::submit(SessionEvent event, std::function<void(const Outcome&)> don
 void Session::refresh() {
     if (!m_file.isOutdated())
         return;
-    m_isBehind = false;
-    const SessionStep step = sessionStep(m_model, RecordFound{m_file.refresh()});
+    const auto found = m_file.refresh();
+    const SessionStep step = sessionStep(m_model, RecordFound{found});
+    m_isBehind = found && step.next.record->islogout() != found->islogout();
     take(step.next, step.reason);
 }
 
@@ -63,7 +68,9 @@ Session::Outcome Session::carryOut(const SessionEvent& event) {
         if (m_isBehind)
             m_isBehind = m_file.replace(m_model.record) != AccountRecord::Stored::Yes;
         step = sessionStep(m_model, event);
-        m_model.isConfirmed = step.next.isConfirmed;
+        // Known before the first effect; only a new sign-in has none until it is stored.
+        if (!isSignIn(step))
+            m_model.isConfirmed = step.next.isConfirmed;
         if (!step.effects.contains(SessionEffect::Store)) {
             take(step.next, step.reason);
             outcome.isTaken = step.reason != SessionReason::None;
@@ -93,7 +100,7 @@ bool Session::store(const SessionEvent& event, SessionStep& step, Outcome& outco
         stored = m_file.replace(step.next.record);
     }
     const bool isStored = stored == AccountRecord::Stored::Yes;
-    if (!isStored && step.next.record && step.next.asked.signIn != m_model.asked.signIn) {
+    if (!isStored && isSignIn(step)) {
         outcome.isNotStored = true;
         return false;
     }

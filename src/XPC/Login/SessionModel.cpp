@@ -27,6 +27,11 @@ SessionModel begun(const SessionModel& now, std::optional<AccountModel> record, 
         .asked = {.signIn = now.asked.signIn + 1, .ticket = now.asked.ticket + 1}};
 }
 
+/// Nobody from here on, though not by the person's wish: a sign-in that was asked for meanwhile still counts.
+SessionModel over(const SessionModel& now) {
+    return {.record = {}, .asked = {.signIn = now.asked.signIn, .ticket = now.asked.ticket + 1}};
+}
+
 AccountModel newRecord(const GrantedSession& granted, qint64 status, LoginType type) {
     AccountModel record;
     record.setQenStatus(status);
@@ -45,7 +50,7 @@ SessionStep unusable(const SessionModel& now) {
 SessionStep ended(const SessionModel& now) {
     if (!now.record || isDomain(now.record))
         return nothing(now);
-    SessionStep step{.next = begun(now, std::nullopt, false),
+    SessionStep step{.next = over(now),
         .reason = SessionReason::EndedByServer,
         .effects = {Effect::Store, Effect::StopVpn, Effect::MakeSoleId, Effect::TellSignedOut}};
     if (now.state() == SessionState::LogoutPending) {
@@ -127,7 +132,10 @@ SessionStep happened(const SessionModel& now, const TicketAnswer& event) {
 SessionStep pending(const SessionModel& now) {
     if (!now.record || now.record->islogout() == 1)
         return nothing(now);
-    SessionStep step{.next = now, .reason = SessionReason::SignOutPending, .effects = {Effect::Store}};
+    // A sign-in that was asked for before, such as a reset, does not take it back.
+    SessionStep step{.next = begun(now, now.record, now.isConfirmed),
+        .reason = SessionReason::SignOutPending,
+        .effects = {Effect::Store}};
     step.next.record->setIslogout(1);
     return step;
 }
@@ -169,7 +177,7 @@ SessionStep happened(const SessionModel& now, const NetworkTypeAnswer& event) {
 SessionStep happened(const SessionModel& now, const TicketTimeOut& event) {
     if (event.asked != now.asked || !now.record)
         return nothing(now);
-    return {.next = begun(now, std::nullopt, false),
+    return {.next = over(now),
         .reason = SessionReason::TimedOut,
         .effects = {Effect::Store, Effect::MakeSoleId, Effect::StopVpn}};
 }
@@ -179,7 +187,11 @@ SessionStep happened(const SessionModel& now, const RecordFound& event) {
         return {.next = begun(now, event.record, false), .reason = SessionReason::Found, .effects = {}};
     // The agent's own notes in the record, such as the ticket's state, leave the session what it is.
     SessionStep step{.next = now, .reason = SessionReason::Found, .effects = {}};
+    const bool isPending = now.state() == SessionState::LogoutPending;
     step.next.record = event.record;
+    // It may have read the record before the person signed out.
+    if (isPending)
+        step.next.record->setIslogout(1);
     return step;
 }
 
@@ -187,6 +199,10 @@ SessionStep happened(const SessionModel& now, const RecordFound& event) {
 
 bool SessionModel::isSignedIn() const {
     return isDomain(record) || (record && !record->userid().isNull() && !record->ticket().isEmpty());
+}
+
+quint64 SessionModel::served() const {
+    return isSignedIn() && state() != SessionState::LogoutPending ? asked.signIn : 0;
 }
 
 SessionState SessionModel::state() const {

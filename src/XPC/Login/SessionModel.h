@@ -55,9 +55,9 @@ enum class SessionReason {
 
 /// The session at the moment of a question. An answer acts only on that session.
 struct AskedFor {
-    /// Counts sign-ins and ends.
+    /// Counts sign-ins, the person's sign-outs and what another process does; 0 while this process has known none.
     quint64 signIn = 0;
-    /// Counts tickets of one sign-in as well.
+    /// Counts tickets as well, and their ends.
     quint64 ticket = 0;
 
     bool operator==(const AskedFor&) const = default;
@@ -72,6 +72,9 @@ struct SessionModel {
 
     /// A record with a user id and a ticket, or one of a domain session.
     bool isSignedIn() const;
+    /// The sign-in that the ticket service and the VPN are kept up for; 0 for nobody and after a sign-out, reported or
+    /// not.
+    quint64 served() const;
     SessionState state() const;
 };
 

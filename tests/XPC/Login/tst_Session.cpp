@@ -300,6 +300,41 @@ private Q_SLOTS:
             out.next.state());
     }
 
+    void aSignInCountsUnlessThePersonLeftSince_data() {
+        QTest::addColumn<QList<SessionEvent>>("meanwhile");
+        QTest::addColumn<bool>("counts");
+        const AskedFor now{1, 1};
+        using Events = QList<SessionEvent>;
+        const SessionEvent offline = LogoutAnswer{now, std::nullopt};
+        const AskedFor pending{2, 2};
+        QTest::newRow("another ticket") << Events{TicketAnswer{now, granting(u"lin"_s, u"T2"_s)}} << true;
+        QTest::newRow("ended by the server") << Events{TicketAnswer{now, stating(-7)}} << true;
+        QTest::newRow("timed out") << Events{TicketTimeOut{now}} << true;
+        QTest::newRow("signed out") << Events{LogoutAnswer{now, QJsonObject{{"ret", 0}}}} << false;
+        QTest::newRow("signed out without a network") << Events{offline} << false;
+        QTest::newRow("and reported") << Events{offline, QRAnswer{pending, stating(-2)}} << false;
+    }
+    void aSignInCountsUnlessThePersonLeftSince() {
+        QFETCH(QList<SessionEvent>, meanwhile);
+        QFETCH(bool, counts);
+        SessionModel model = sessionStep({}, RecordFound{recordOf(u"lin"_s, u"T1"_s)}).next;
+        const SignInAnswer late{model.asked, granting(u"lin"_s, u"T9"_s), true};
+        for (const SessionEvent& event : meanwhile) {
+            const SessionStep step = sessionStep(model, event);
+            QVERIFY(step.reason != SessionReason::None);
+            model = step.next;
+        }
+        QCOMPARE(sessionStep(model, late).reason == SessionReason::SignedIn, counts);
+    }
+    void aSignInCountsThatWasAskedForAfterTheSignOut() {
+        SessionModel model = sessionStep({}, RecordFound{recordOf(u"lin"_s, u"T1"_s)}).next;
+        model = sessionStep(model, LogoutAnswer{model.asked, std::nullopt}).next;
+        const SignInAnswer late{model.asked, granting(u"lin"_s, u"T9"_s), true};
+        model = sessionStep(model, QRAnswer{model.asked, stating(-2)}).next;
+        QCOMPARE(model.state(), SessionState::SignedOut);
+        QCOMPARE(sessionStep(model, late).next.state(), SessionState::Confirmed);
+    }
+
     void changesArriveOnTheMainThreadInOrder() {
         QTemporaryDir folder;
         Session session(folder.path());
@@ -321,6 +356,16 @@ private Q_SLOTS:
         QVERIFY(!session.isSignedIn());
         QTRY_COMPARE(heard.size(), 2);
         QCOMPARE(heard.last(), (QPair{SessionState::Confirmed, SessionState::SignedOut}));
+    }
+
+    void aRecordOfBeforeIsASignIn() {
+        QTemporaryDir folder;
+        QCOMPARE(Session(folder.path()).asked(), AskedFor());
+        QVERIFY(recordOf(u"lin"_s, u"T0"_s).save(folder.path()));
+        Session session(folder.path());
+        QCOMPARE(session.state(), SessionState::Unconfirmed);
+        // The watchdog takes 0 for nobody.
+        QVERIFY(session.asked().signIn != 0);
     }
 
     void theAgentsNotesSurviveTheClientsWrites() {
@@ -354,24 +399,47 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(folder.filePath(u"QenCloudL/login.archive.aside"_s)));
     }
 
-    void aSignInThatCannotBeStoredIsNone() {
-        if (geteuid() == 0) {
-            // Whoever may write everywhere is kept out by a file in the folder's place.
-            QTemporaryDir folder;
-            QFile block(folder.filePath(u"QenCloudL"_s));
-            QVERIFY(block.open(QIODevice::WriteOnly));
-            Session session(folder.path());
-            Session::Outcome outcome;
+    void theWishToSignOutSurvivesAnOldCopyOfTheRecord() {
+        QTemporaryDir folder;
+        AccountModel old = recordOf(u"lin"_s, u"T0"_s);
+        QVERIFY(old.save(folder.path()));
+        Session session(folder.path());
+        QVERIFY(session.current().served() != 0);
+        const auto submitted = [&session](const SessionEvent& event) {
             QSemaphore done;
-            session.submit(
-                SignInAnswer{session.asked(), granting(u"lin"_s, u"T"_s), true}, [&](const Session::Outcome& what) {
-                    outcome = what;
-                    done.release();
-                });
-            QVERIFY(done.tryAcquire(1, 5000));
-            QVERIFY(outcome.isNotStored);
-            QVERIFY(!session.isSignedIn());
-        }
+            session.submit(event, [&done](const Session::Outcome&) { done.release(); });
+            return done.tryAcquire(1, 5000);
+        };
+        QVERIFY(submitted(LogoutAnswer{session.asked(), std::nullopt}));
+        QCOMPARE(session.current().state(), SessionState::LogoutPending);
+        QVERIFY2(session.current().served() == 0, "the watchdog works for somebody who has signed out");
+        // The agent read the record before and writes its note now.
+        old.setTicket_state(1);
+        QVERIFY(old.save(folder.path()));
+        QCOMPARE(session.current().state(), SessionState::LogoutPending);
+        QVERIFY(submitted(NetworkTypeAnswer{session.asked(), 1}));
+        const auto record = AccountModel::currentModel(folder.path());
+        QCOMPARE(record->islogout(), 1);
+        QCOMPARE(record->ticket_state(), 1);
+    }
+
+    void aSignInThatCannotBeStoredIsNone() {
+        QTemporaryDir folder;
+        // A file in the folder's place keeps out even whoever may write everywhere.
+        QFile block(folder.filePath(u"QenCloudL"_s));
+        QVERIFY(block.open(QIODevice::WriteOnly));
+        Session session(folder.path());
+        Session::Outcome outcome;
+        QSemaphore done;
+        session.submit(
+            SignInAnswer{session.asked(), granting(u"lin"_s, u"T"_s), true}, [&](const Session::Outcome& what) {
+                outcome = what;
+                done.release();
+            });
+        QVERIFY(done.tryAcquire(1, 5000));
+        QVERIFY(outcome.isNotStored);
+        QVERIFY(!session.isSignedIn());
+        QVERIFY2(!session.current().isConfirmed, "the checks show for nobody");
     }
 };
 
