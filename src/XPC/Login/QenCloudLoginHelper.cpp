@@ -1,12 +1,12 @@
 #include "QenCloudLoginHelper.h"
 
 #include "AccountManager.h"
-#include "StringTable.h"
 #include "QenCloudNGNLogin.h"
 #include "QenLogHelper.h"
 #include "ScriptRunner.h"
 #include "SealedBody.h"
 #include "StateFiles.h"
+#include "StringTable.h"
 #include "SystemLog.h"
 #include "VpnComponent.h"
 
@@ -23,7 +23,6 @@ namespace {
 
 constexpr std::chrono::seconds QrWait{3};
 constexpr int DomainLine = 2;
-
 
 /// The answer, of which the unsealed parts are mutable throughout.
 ArchiveValue policyRecord(const QJsonObject& answer) {
@@ -209,9 +208,8 @@ void QenCloudLoginHelper::checkTicketStatus(Completion complete) {
 void QenCloudLoginHelper::logout(const QJsonObject& parameters, Completion complete) {
     // Kept for the agent: the record's own path stands where a folder belongs, on purpose. This file never exists, and
     // "userpolicy.archive" survives the logout.
-    const auto removePolicyRequest = [path = m_world.state.path(StateFiles::Login) + u'/' + StateFiles::UserFolder + u'/' + StateFiles::UserPolicy] {
-        QFile::remove(path);
-    };
+    const auto removePolicyRequest = [path = m_world.state.path(StateFiles::Login) + u'/' + StateFiles::UserFolder +
+                                             u'/' + StateFiles::UserPolicy] { QFile::remove(path); };
     const auto answered = [this, busy = m_pending.token(), asked = m_world.session.asked(), removePolicyRequest,
                               complete = std::move(complete)](const QJsonObject& answer, const Error& error) {
         if (error)
@@ -249,13 +247,12 @@ void QenCloudLoginHelper::Get_network_type() {
 }
 
 void QenCloudLoginHelper::Get_GeneralNGNPolicy() {
-    Platform::globalQueue().async([this, busy = m_pending.token()] {
-        m_world.accounts.GetGeneralNGNPolicyRep([this, busy](const QJsonObject& answer, const Error& error) {
+    m_world.accounts.GetGeneralNGNPolicyRep(
+        [this, busy = m_pending.token()](const QJsonObject& answer, const Error& error) {
             // This answer's result key is "code", not "ret".
             if (!error && integerValue(answer.value(u"code")) == 0)
                 storePolicy(answer);
         });
-    });
 }
 
 void QenCloudLoginHelper::storePolicy(const QJsonObject& answer) {
