@@ -98,13 +98,27 @@ QString ITDevice::userName() const {
 }
 
 QString ITDevice::machineName() const {
+    const std::array files{
+        Platform::fileIdentity(m_root + u"/etc/machine-info"_s), Platform::fileIdentity(m_root + u"/etc/hostname"_s)};
+    {
+        const std::lock_guard lock(m_mutex);
+        // Asked for with every poll, and read when another file stands there.
+        if (!m_machineName.isEmpty() && m_nameFiles == files)
+            return m_machineName;
+    }
     const auto information = DeviceFiles::variables(m_root + u"/etc/machine-info"_s);
     QString name = information.value(u"PRETTY_HOSTNAME"_s).trimmed();
-    for (const char16_t* file : {u"/etc/hostname", u"/proc/sys/kernel/hostname"}) {
-        if (name.isEmpty())
-            name = DeviceFiles::line(m_root + QString::fromUtf16(file));
+    if (name.isEmpty())
+        name = DeviceFiles::line(m_root + u"/etc/hostname"_s);
+    if (name.isEmpty()) {
+        // The kernel tells nobody when its own changes, so that one is not kept.
+        name = DeviceFiles::line(m_root + u"/proc/sys/kernel/hostname"_s);
+        return name.isEmpty() ? Unknown : name;
     }
-    return name.isEmpty() ? Unknown : name;
+    const std::lock_guard lock(m_mutex);
+    m_machineName = name;
+    m_nameFiles = files;
+    return name;
 }
 
 QString ITDevice::modelName() const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "DeviceInterfaces.h"
+#include "Files.h"
 #include "HardwarePorts.h"
 #include "Shared.h"
 
@@ -8,6 +9,7 @@
 #include <QStringList>
 #include <QVariantMap>
 
+#include <array>
 #include <functional>
 #include <mutex>
 #include <optional>
@@ -108,6 +110,9 @@ private:
     QString m_operationSystemName;
     QString m_systemVersion;
     QString m_uuid;
+    /// The name, and the files that it was read from as they were.
+    mutable QString m_machineName;
+    mutable std::array<Platform::FileIdentity, 2> m_nameFiles;
     std::optional<QMap<QString, DeviceInterface>> m_networkInfos;
     QList<HardwarePort> m_hardwareports;
     /// Held while the ports are asked for their addresses, so that two rounds do not mix.

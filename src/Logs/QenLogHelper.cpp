@@ -17,6 +17,9 @@ LogWorld worldIn(QString ringDirectory, QString sizeRecord, qint64 limit) {
 /// An export is a chain of so many blocks, each of which queues the next.
 constexpr int ExportBlocks = 3;
 
+/// How long the first line of a burst waits for the others: one poll's lines cost one wake-up.
+constexpr std::chrono::milliseconds Burst{100};
+
 } // namespace
 
 QenLogHelper::QenLogHelper(LogWorld world)
@@ -39,6 +42,7 @@ QenLogHelper::QenLogHelper(QString ringDirectory, QString sizeRecord, qint64 lim
 QenLogHelper::~QenLogHelper() {
     for (int block = 0; block < ExportBlocks; ++block)
         m_zipQueue.drain();
+    endBurst();
     m_logQueue.drain();
 }
 
@@ -52,14 +56,23 @@ void QenLogHelper::writeLog(const QString& message, int) {
 void QenLogHelper::writePending() {
     std::vector<QString> messages;
     {
-        const std::lock_guard lock(m_pendingMutex);
+        std::unique_lock lock(m_pendingMutex);
+        m_burstEnds.wait_for(lock, Burst, [this] { return m_isBurstOver; });
+        m_isBurstOver = false;
         messages.swap(m_pending);
     }
     for (const QString& message : messages)
         m_ring.append(message);
 }
 
+void QenLogHelper::endBurst() {
+    const std::lock_guard lock(m_pendingMutex);
+    m_isBurstOver = !m_pending.empty();
+    m_burstEnds.notify_all();
+}
+
 bool QenLogHelper::drain(std::chrono::milliseconds limit) {
+    endBurst();
     auto done = std::make_shared<std::promise<void>>();
     std::future<void> isDone = done->get_future();
     m_logQueue.async([done] { done->set_value(); });
@@ -73,6 +86,7 @@ QString QenLogHelper::currentDateString() {
 QString QenLogHelper::askRing(const std::function<QString()>& question) {
     if (m_logQueue.isCurrent())
         return question();
+    endBurst();
     // Shared with the block, which may still be about to leave set_value() when this thread goes on.
     auto answer = std::make_shared<std::promise<QString>>();
     m_logQueue.async([&question, answer] { answer->set_value(question()); });
@@ -97,10 +111,12 @@ QString QenLogHelper::logInfoPath() {
 }
 
 void QenLogHelper::zipLogs(Completion complete) {
+    endBurst();
     m_export.zipLogs(complete ? std::move(complete) : [](bool, const QString&) {});
 }
 
 void QenLogHelper::zipLogsWithDirectory(const QString& directory, Completion complete) {
+    endBurst();
     m_export.zipLogsWithDirectory(
         directory, complete ? std::move(complete) : [](bool, const QString&) {});
 }

@@ -10,6 +10,7 @@
 #include <QString>
 
 #include <chrono>
+#include <condition_variable>
 #include <future>
 #include <mutex>
 #include <vector>
@@ -17,7 +18,8 @@
 /// The client's single log writer: appends time-stamped lines to a ring of three files, echoes them to the system
 /// console and packs all logs for support.
 ///
-/// Any thread may write; lines keep their order. Never fails to the caller: a line that cannot be written is lost. All
+/// Any thread may write; lines keep their order and are written within a tenth of a second, a burst together. Never
+/// fails to the caller: a line that cannot be written is lost. All
 /// writing of lines, the opening included, happens on the log queue. What the lines say is the caller's duty: no
 /// secrets (see LogRedaction.h).
 class QenLogHelper final {
@@ -61,6 +63,8 @@ public:
 
 private:
     void writePending();
+    /// What waits is written now.
+    void endBurst();
     QString askRing(const std::function<QString()>& question);
 
     LogWorld m_world;
@@ -69,6 +73,8 @@ private:
     /// Lines for which one block waits on the log queue, so that a burst costs one hand-over.
     std::mutex m_pendingMutex;
     std::vector<QString> m_pending;
+    std::condition_variable m_burstEnds;
+    bool m_isBurstOver = false;
     std::shared_future<void> m_isOpen;
     // Behind all that their blocks use: they finish first.
     Platform::SerialQueue m_logQueue;

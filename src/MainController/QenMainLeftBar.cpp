@@ -81,7 +81,7 @@ void QenMainLeftBar::openDetailWindow(QWidget* over) {
 }
 
 void QenMainLeftBar::closeDetailWindow(QenDetailWindow* window) {
-    m_ishowDetailWin = false;
+    *m_ishowDetailWin = false;
     if (!window)
         return;
     window->stopObserving();
@@ -90,7 +90,7 @@ void QenMainLeftBar::closeDetailWindow(QenDetailWindow* window) {
 }
 
 void QenMainLeftBar::detailWindowClosed() {
-    m_ishowDetailWin = false;
+    *m_ishowDetailWin = false;
     m_detailWindow = nullptr;
     followSession();
 }
@@ -106,7 +106,7 @@ void QenMainLeftBar::followSession() {
         closeCheckTicketStatus();
     else if (!m_TicketCheckTimer)
         StartCheckTicketStatus();
-    const bool isAsking = m_ishowDetailWin || state == SessionState::LogoutPending;
+    const bool isAsking = *m_ishowDetailWin || state == SessionState::LogoutPending;
     if (!isAsking)
         closeCheckLoginStatus();
     else if (!m_GDCheckLoginTimer)
@@ -185,7 +185,7 @@ void QenMainLeftBar::StartCheckLogin() {
     m_answers.async([this] {
         // The window may have been closed meanwhile.
         if (m_detailWindow && !m_detailWindow->isShownSignedIn()) {
-            m_ishowDetailWin = true;
+            *m_ishowDetailWin = true;
             StartCheckLoginStatus();
         }
         setMachineName();
@@ -239,15 +239,15 @@ void QenMainLeftBar::qrPollAnswered(const QRPollVerdict& verdict) {
 
 void QenMainLeftBar::createCheckTicketTimer() {
     const auto confirmed = m_answers.wrapped([this] {
-        if (m_ishowDetailWin && m_world.login.session().state() == SessionState::Confirmed)
+        if (*m_ishowDetailWin && m_world.login.session().state() == SessionState::Confirmed)
             m_world.center.post(ClientNotification::QRLoginState, qint64(0));
     });
-    const auto tick = [confirmed, &login = m_world.login, &log = m_world.log] {
+    const auto tick = [confirmed, isShown = m_ishowDetailWin, &login = m_world.login, &log = m_world.log] {
         if (!login.iflogin())
             return;
-        login.checkTicketStatus([confirmed, &log](const QJsonObject& answer, const Platform::Error& error) {
+        login.checkTicketStatus([confirmed, isShown, &log](const QJsonObject& answer, const Platform::Error& error) {
             log.writeLog(ticketPollLine(answer, error), 1);
-            if (!error && ServerAnswer::confirms(answer))
+            if (*isShown && !error && ServerAnswer::confirms(answer))
                 confirmed();
         });
     };

@@ -10,6 +10,7 @@
 #include <QPointer>
 #include <QWidget>
 
+#include <atomic>
 #include <functional>
 #include <memory>
 
@@ -36,7 +37,7 @@ public:
     /// Opens the login window over @p over, or brings it forward.
     void openDetailWindow(QWidget* over);
     /// The login window waits for a sign-in; one opened by somebody signed in does not.
-    bool ishowDetailWin() const { return m_ishowDetailWin; }
+    bool ishowDetailWin() const { return *m_ishowDetailWin; }
 
     /// Any thread; acts on the main queue.
     void StartCheckLogin() override;
@@ -80,7 +81,8 @@ private:
     std::function<void(int)> m_tabCallback;
     QPointer<QenDetailWindow> m_detailWindow;
     QString m_ground;
-    bool m_ishowDetailWin = false;
+    /// Shared with the polls, which wake the main thread only while the window waits for them.
+    const std::shared_ptr<std::atomic<bool>> m_ishowDetailWin = std::make_shared<std::atomic<bool>>(false);
     bool m_hideDetilBtn = false;
     Platform::Receiver m_answers;
 };

@@ -117,6 +117,24 @@ private Q_SLOTS:
         QCOMPARE(device.uuid().left(8), "AAAAAAAA");
     }
 
+    void machineNameFollowsItsFiles() {
+        Root root;
+        ITDevice device(root.path());
+        root.write("/proc/sys/kernel/hostname", "one\n");
+        QCOMPARE(device.machineName(), "one");
+        // The kernel's own has no file that changes.
+        root.write("/proc/sys/kernel/hostname", "two\n");
+        QCOMPARE(device.machineName(), "two");
+        root.write("/etc/hostname", "three\n");
+        QCOMPARE(device.machineName(), "three");
+        root.write("/etc/hostname", "another\n");
+        QCOMPARE(device.machineName(), "another");
+        root.write("/etc/machine-info", "PRETTY_HOSTNAME=Five\n");
+        QCOMPARE(device.machineName(), "Five");
+        QVERIFY(QFile::remove(root.path() + "/etc/machine-info"));
+        QCOMPARE(device.machineName(), "another");
+    }
+
     void userName_data() {
         const QByteArray account = "me:x:" + QByteArray::number(::getuid()) + ":0:My Name,,,:/home/me:/bin/sh\n";
         QTest::addColumn<Files>("files");

@@ -9,6 +9,7 @@
 #include <condition_variable>
 #include <deque>
 #include <mutex>
+#include <utility>
 
 namespace Platform {
 
@@ -21,27 +22,50 @@ struct SerialQueue::State {
     quint64 queued = 0;
     quint64 done = 0;
 
+    /// @returns whether nobody runs the blocks yet and the caller has to see to it
+    bool add(Block block);
+    /// With @p lock held, which it lets go while the block runs.
+    void runFirst(std::unique_lock<std::mutex>& lock);
     static void run(const std::shared_ptr<State>& state);
+    static void runOne(const std::shared_ptr<State>& state);
 };
+
+bool SerialQueue::State::add(Block block) {
+    const std::lock_guard lock(mutex);
+    blocks.push_back(std::move(block));
+    ++queued;
+    return !std::exchange(running, true);
+}
+
+void SerialQueue::State::runFirst(std::unique_lock<std::mutex>& lock) {
+    runner = std::this_thread::get_id();
+    {
+        Block block = std::move(blocks.front());
+        blocks.pop_front();
+        lock.unlock();
+        block();
+        // The block dies before it counts as done: what it captured may be waiting for that.
+    }
+    lock.lock();
+    runner = {};
+    running = !blocks.empty();
+    ++done;
+    idle.notify_all();
+}
 
 void SerialQueue::State::run(const std::shared_ptr<State>& state) {
     std::unique_lock lock(state->mutex);
-    state->runner = std::this_thread::get_id();
-    while (!state->blocks.empty()) {
-        {
-            Block block = std::move(state->blocks.front());
-            state->blocks.pop_front();
-            lock.unlock();
-            block();
-            // The block dies before it counts as done: what it captured may be waiting for that.
-        }
-        lock.lock();
-        ++state->done;
-        state->idle.notify_all();
-    }
-    state->runner = {};
-    state->running = false;
-    state->idle.notify_all();
+    while (!state->blocks.empty())
+        state->runFirst(lock);
+}
+
+void SerialQueue::State::runOne(const std::shared_ptr<State>& state) {
+    std::unique_lock lock(state->mutex);
+    state->runFirst(lock);
+    const bool hasMore = state->running;
+    lock.unlock();
+    if (hasMore)
+        WorkerThreads::shared().run([state] { run(state); });
 }
 
 SerialQueue::SerialQueue(QString label) : m_label(std::move(label)), m_state(std::make_shared<State>()) {}
@@ -51,13 +75,15 @@ SerialQueue::~SerialQueue() {
 }
 
 void SerialQueue::async(Block block) {
-    const std::lock_guard lock(m_state->mutex);
-    m_state->blocks.push_back(std::move(block));
-    ++m_state->queued;
-    if (m_state->running)
-        return;
-    m_state->running = true;
-    WorkerThreads::shared().run([state = m_state] { State::run(state); });
+    const auto state = m_state;
+    if (state->add(std::move(block)))
+        WorkerThreads::shared().run([state] { State::run(state); });
+}
+
+void SerialQueue::asyncOrHere(Block block) {
+    const auto state = m_state;
+    if (state->add(std::move(block)))
+        State::runOne(state);
 }
 
 void SerialQueue::drain() {

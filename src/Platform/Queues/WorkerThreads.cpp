@@ -24,9 +24,11 @@ WorkerThreads& WorkerThreads::shared() {
 }
 
 void WorkerThreads::run(Block block) {
-    const std::lock_guard lock(m_mutex);
+    std::unique_lock lock(m_mutex);
     m_blocks.push_back(std::move(block));
     if (m_idle >= static_cast<int>(m_blocks.size())) {
+        // Whoever wakes would sleep again at once for the lock.
+        lock.unlock();
         m_wanted.notify_one();
         return;
     }

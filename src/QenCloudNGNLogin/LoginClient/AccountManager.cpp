@@ -58,7 +58,7 @@ struct AccountManager::SealedRequest {
 AccountManager::AccountManager(World world) : m_world(world), m_queue(m_pool.queue()) {}
 
 void AccountManager::start(const HttpRequest& request, Completion complete) {
-    m_queue.async([this, request, complete = std::move(complete)]() mutable {
+    m_queue.asyncOrHere([this, request, complete = std::move(complete)]() mutable {
         createAFHTTPSessionMgr().sendForJson(request, describing(std::move(complete)));
     });
 }

@@ -247,13 +247,12 @@ void QenCloudLoginHelper::Get_network_type() {
 }
 
 void QenCloudLoginHelper::Get_GeneralNGNPolicy() {
-    Platform::globalQueue().async([this, busy = m_pending.token()] {
-        m_world.accounts.GetGeneralNGNPolicyRep([this, busy](const QJsonObject& answer, const Error& error) {
+    m_world.accounts.GetGeneralNGNPolicyRep(
+        [this, busy = m_pending.token()](const QJsonObject& answer, const Error& error) {
             // This answer's result key is "code", not "ret".
             if (!error && integerValue(answer.value(u"code")) == 0)
                 storePolicy(answer);
         });
-    });
 }
 
 void QenCloudLoginHelper::storePolicy(const QJsonObject& answer) {

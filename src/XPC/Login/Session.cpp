@@ -32,11 +32,25 @@ SessionModel Session::current() {
 }
 
 void Session::submit(SessionEvent event, std::function<void(const Outcome&)> done) {
-    m_queue.async([this, event = std::move(event), done = std::move(done)] {
+    const bool changesNothing = isKnownToChangeNothing(event);
+    auto carry = [this, event = std::move(event), done = std::move(done)] {
         const Outcome outcome = carryOut(event);
         if (done)
             done(outcome);
-    });
+    };
+    if (changesNothing)
+        m_queue.asyncOrHere(std::move(carry));
+    else
+        m_queue.async(std::move(carry));
+}
+
+/// What every poll brings. Carrying it out touches no file, so that no thread has to be woken for it.
+bool Session::isKnownToChangeNothing(const SessionEvent& event) {
+    const std::unique_lock lock(m_mutex, std::try_to_lock);
+    if (!lock || m_isBehind || m_file.isOutdated() || !std::holds_alternative<TicketAnswer>(event))
+        return false;
+    const SessionStep step = sessionStep(m_model, event);
+    return step.reason == SessionReason::None && !step.effects.contains(SessionEffect::Store);
 }
 
 void Session::refresh() {

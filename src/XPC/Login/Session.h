@@ -12,8 +12,9 @@
 /// Who is signed in. The only reader and writer of the session's record.
 ///
 /// What happens is handed over as an event, decided by sessionStep() and carried out here, one event after the other on
-/// a queue of its own. The main thread sees the session through state(), account() and changed(), which move together;
-/// every other thread asks current(), which costs one system call while the file is the one that was read.
+/// a queue of its own, which borrows the caller's thread for a poll's answer that changes nothing. The main thread sees
+/// the session through state(), account() and changed(), which move together; every other thread asks current(), which
+/// costs one system call while the file is the one that was read.
 class Session final : public QObject {
     Q_OBJECT
 public:
@@ -57,6 +58,7 @@ Q_SIGNALS:
     void changed(SessionState old, SessionState now, SessionReason why);
 
 private:
+    bool isKnownToChangeNothing(const SessionEvent& event);
     Outcome carryOut(const SessionEvent& event);
     bool store(const SessionEvent& event, SessionStep& step, Outcome& outcome);
     void take(const SessionModel& next, SessionReason reason);

@@ -8,6 +8,7 @@
 #include <QElapsedTimer>
 #include <QTest>
 
+#include <future>
 #include <set>
 #include <thread>
 
@@ -55,6 +56,7 @@ class tst_Queue : public QObject {
 
 private Q_SLOTS:
     void blocksKeepTheirOrder();
+    void idleQueueRunsHereInItsTurn();
     void drainWaitsForWhatWasThere();
     void destructionWaits();
     void idleQueuesCostNoThread();
@@ -85,11 +87,15 @@ void tst_Queue::blocksKeepTheirOrder() {
     for (int sender = 0; sender < 4; ++sender) {
         senders.emplace_back([&, sender] {
             for (int i = 0; i < 500; ++i) {
-                queue.async([&, sender, i] {
+                const auto block = [&, sender, i] {
                     overlapped = overlapped || inside++ != 0 || !queue.isCurrent();
                     ran.emplace_back(sender, i);
                     --inside;
-                });
+                };
+                if (i % 3 == 0)
+                    queue.asyncOrHere(block);
+                else
+                    queue.async(block);
             }
         });
     }
@@ -101,6 +107,40 @@ void tst_Queue::blocksKeepTheirOrder() {
     QCOMPARE(ran.size(), size_t(2000));
     std::stable_sort(ran.begin(), ran.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
     QVERIFY(std::is_sorted(ran.begin(), ran.end()));
+}
+
+void tst_Queue::idleQueueRunsHereInItsTurn() {
+    SerialQueue queue(u"here"_s);
+    const auto here = std::this_thread::get_id();
+    std::vector<int> order;
+    std::vector<std::thread::id> threads;
+    const auto note = [&](int number) {
+        return [&, number] {
+            order.push_back(number);
+            threads.push_back(std::this_thread::get_id());
+        };
+    };
+    queue.asyncOrHere([&] {
+        QVERIFY(queue.isCurrent());
+        note(1)();
+        // Handed over from inside: neither nested nor on this thread.
+        queue.asyncOrHere(note(2));
+        queue.async(note(3));
+    });
+    queue.drain();
+    QCOMPARE(order, (std::vector{1, 2, 3}));
+    QCOMPARE(threads[0], here);
+    QVERIFY(threads[1] != here && threads[2] != here);
+
+    std::promise<void> goOn;
+    queue.async([&] { goOn.get_future().wait(); });
+    // A busy queue holds nobody up.
+    queue.asyncOrHere(note(4));
+    QCOMPARE(order.size(), size_t(3));
+    goOn.set_value();
+    queue.drain();
+    QCOMPARE(order.back(), 4);
+    QVERIFY(threads.back() != here && !queue.isCurrent());
 }
 
 void tst_Queue::drainWaitsForWhatWasThere() {
