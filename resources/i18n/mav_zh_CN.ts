@@ -355,5 +355,177 @@
         <source></source>
         <translation>可用应用</translation>
     </message>
+    <message id="WhyProbeLate">
+        <source></source>
+        <translation>检测超时，未能确定。请稍后重新检测；多次出现请联系管理员。</translation>
+    </message>
+    <message id="WhyProbeSilent">
+        <source></source>
+        <translation>检测没有得到结果，未能确定。请重新检测；多次出现请联系管理员。</translation>
+    </message>
+    <message id="Swap">
+        <source></source>
+        <translation>交换空间</translation>
+    </message>
+    <message id="WhyDiskPlain">
+        <source></source>
+        <translation>磁盘 %1 没有加密</translation>
+    </message>
+    <message id="WhyDiskMountsUnreadable">
+        <source></source>
+        <translation>无法读取挂载列表，未能确定。请在系统中直接运行 Mav，或联系管理员。</translation>
+    </message>
+    <message id="WhyDiskSwapUnreadable">
+        <source></source>
+        <translation>无法读取交换空间列表，未能确定。请在系统中直接运行 Mav，或联系管理员。</translation>
+    </message>
+    <message id="WhyDiskNoRoot">
+        <source></source>
+        <translation>看不到系统所在的磁盘，未能确定。请在系统中直接运行 Mav，或联系管理员。</translation>
+    </message>
+    <message id="WhyDiskElsewhere">
+        <source></source>
+        <translation>数据存放在 %1 上，不是本机磁盘，未能确定。请管理员确认存放处是否加密。</translation>
+    </message>
+    <message id="WhyDiskNotListed">
+        <source></source>
+        <translation>系统没有列出设备 %1，未能确定。请联系管理员查看这个设备。</translation>
+    </message>
+    <message id="WhyDiskLayerUnseen">
+        <source></source>
+        <translation>看不到 %1 下面的存储，未能确定。请不要在容器中运行 Mav，或联系管理员。</translation>
+    </message>
+    <message id="WhyDiskEndless">
+        <source></source>
+        <translation>设备 %1 的层次过多，未能确定。请联系管理员查看它的组成。</translation>
+    </message>
+    <message id="WhyDiskSilent">
+        <source></source>
+        <translation>设备 %1 没有说明自己由什么组成，未能确定。请联系管理员查看它的组成。</translation>
+    </message>
+    <message id="WhyDiskLayerHidden">
+        <source></source>
+        <translation>设备 %1 没有说明自己是否加密，未能确定。请联系管理员查看这个设备。</translation>
+    </message>
+    <message id="WhyDiskZfsSilent">
+        <source></source>
+        <translation>zfs 命令没有说明 %1 是否加密，未能确定。安装 ZFS 工具后可以确定。</translation>
+    </message>
+    <message id="WhyDiskBcachefsSilent">
+        <source></source>
+        <translation>bcachefs 没有说明 %1 是否加密，未能确定。请管理员确认。</translation>
+    </message>
+    <message id="WhyServiceMissing">
+        <source></source>
+        <translation>主机状态服务没有运行，未能确定。启动 mav-facts 服务或重新安装 Mav 后可以确定。</translation>
+    </message>
+    <message id="WhyServiceLate">
+        <source></source>
+        <translation>主机状态服务没有及时回答，未能确定。请重新检测。</translation>
+    </message>
+    <message id="WhyServiceForeign">
+        <source></source>
+        <translation>另一个程序冒用了主机状态服务的名称，未能确定。请联系管理员。</translation>
+    </message>
+    <message id="WhyServiceVersion">
+        <source></source>
+        <translation>主机状态服务的版本不符，未能确定。重新安装 Mav 后可以确定。</translation>
+    </message>
+    <message id="WhyFirewallNone">
+        <source></source>
+        <translation>没有开启防火墙</translation>
+    </message>
+    <message id="WhyFirewallOpen">
+        <source></source>
+        <translation>防火墙放行了外来的连接：%1</translation>
+    </message>
+    <message id="WhyFirewallRulesUnclear">
+        <source></source>
+        <translation>规则 %1 过于复杂，未能确定。请管理员查看这些规则。</translation>
+    </message>
+    <message id="WhyFirewallRulesUnseen">
+        <source></source>
+        <translation>没有权限读取防火墙规则，未能确定。启动 mav-facts 服务或重新安装 Mav 后可以确定。</translation>
+    </message>
+    <message id="WhyFirewallCommandMissing">
+        <source></source>
+        <translation>没有安装命令 %1，未能确定。安装后可以确定。</translation>
+    </message>
+    <message id="WhyFirewallCommandFailed">
+        <source></source>
+        <translation>命令 %1 无法列出防火墙规则，未能确定。请联系管理员。</translation>
+    </message>
+    <message id="WhyFirewallCommandLate">
+        <source></source>
+        <translation>命令 %1 没有及时列出防火墙规则，检测超时，未能确定。请重新检测。</translation>
+    </message>
+    <message id="WhyFirewallTooManyRules">
+        <source></source>
+        <translation>防火墙规则过多，未能确定。请管理员查看命令 %1 列出的规则。</translation>
+    </message>
+    <message id="WhyFirewallFormatUnknown">
+        <source></source>
+        <translation>防火墙规则的格式无法识别，未能确定。更新 Mav 后可以确定。</translation>
+    </message>
+    <message id="WhyFirewallZoneOpen">
+        <source></source>
+        <translation>firewalld 的区域 %1 放行所有连接</translation>
+    </message>
+    <message id="WhyFirewallZoneUnknown">
+        <source></source>
+        <translation>不清楚 firewalld 的区域 %1 放行什么，未能确定。启动 mav-facts 服务后可以确定。</translation>
+    </message>
+    <message id="WhyFirewallFirewalldSilent">
+        <source></source>
+        <translation>firewalld 正在运行但没有回答，未能确定。请重新检测，或重新启动 firewalld。</translation>
+    </message>
+    <message id="WhyFirewallUfwAccepts">
+        <source></source>
+        <translation>ufw 默认放行所有连接</translation>
+    </message>
+    <message id="WhyFirewallUfwRemoved">
+        <source></source>
+        <translation>ufw 已被卸载，只留下了设置，没有防火墙在工作</translation>
+    </message>
+    <message id="WhyFirewallUfwNotStarted">
+        <source></source>
+        <translation>ufw 已启用但服务没有启动，未能确定。重新启动电脑后可以确定。</translation>
+    </message>
+    <message id="WhyFirewallUfwUnreadable">
+        <source></source>
+        <translation>无法读取 %1，未能确定。请管理员检查这个文件。</translation>
+    </message>
+    <message id="WhyDomainNone">
+        <source></source>
+        <translation>这台电脑没有加入域</translation>
+    </message>
+    <message id="WhyDomainUnreadable">
+        <source></source>
+        <translation>没有权限读取 sssd 或 winbind 的设置，未能确定加入了哪个域。安装 realmd 后可以确定。</translation>
+    </message>
+    <message id="WhyDomainNameDamaged">
+        <source></source>
+        <translation>域的名称已损坏，未能确定。请管理员检查域的设置。</translation>
+    </message>
+    <message id="WhyDomainOther">
+        <source></source>
+        <translation>这台电脑加入的是 %1，与策略要求的域不同</translation>
+    </message>
+    <message id="WhyDomainLineEnd">
+        <source></source>
+        <translation>这台电脑已加入 %1，但策略中的写法不带行尾，按规定不算一致。请联系管理员。</translation>
+    </message>
+    <message id="WhyPolicyNotStated">
+        <source></source>
+        <translation>策略中没有写明要求，无法比较：%1。请联系管理员。</translation>
+    </message>
+    <message id="WhyVersionMissing">
+        <source></source>
+        <translation>没有找到已安装的 Mav</translation>
+    </message>
+    <message id="WhyVersionNotBefore">
+        <source></source>
+        <translation>已安装的版本 %1 不早于策略写明的版本</translation>
+    </message>
 </context>
 </TS>

@@ -7,8 +7,8 @@
 
 /// Runs external commands on the caller's thread and hands back their output.
 ///
-/// Keeps nothing between calls; any thread. A path at which nothing exists is looked up by name in the pack of host
-/// tools.
+/// Keeps nothing between calls; any thread. A command's path is resolved by HostTools::resolved(): the pack's own come
+/// before the system's.
 class TaskHelper final {
 public:
     using TaskPointer = std::shared_ptr<Platform::QenTask>;

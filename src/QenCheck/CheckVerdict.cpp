@@ -4,18 +4,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qsizetype LongestQuote = 120;
-
-/// Another program's text as part of one line.
 QString quoted(const QString& text) {
-    QString line = text.left(4 * LongestQuote).simplified();
-    for (QChar& character : line) {
-        if (!character.isPrint())
-            character = u'?';
-    }
-    if (line.size() > LongestQuote)
-        line = line.left(LongestQuote) + u"..."_s;
-    return u'"' + line + u'"';
+    return u'"' + oneLine(text) + u'"';
 }
 
 QString failureOf(const Platform::Error& error) {
@@ -26,17 +16,30 @@ QString answerOf(const char* tool, const QString& output) {
     return QString::fromLatin1(tool) + (output.isEmpty() ? u" gave no answer"_s : u" answers "_s + quoted(output));
 }
 
+/// What an answer from the directory has to be told about, beside that it is not the required one.
+CheckReason domainReason(const QString& output, const QString& expected) {
+    const QString joined = oneLine(output);
+    if (output.isEmpty())
+        return {u"domain.none"_s, {}};
+    if (expected.isNull())
+        return {u"policy.not-stated"_s, joined};
+    if (output.trimmed() == expected)
+        return {u"domain.line-end"_s, joined};
+    return {u"domain.other"_s, joined, oneLine(expected)};
+}
+
 } // namespace
 
 CheckVerdict judgeFileVault(const QString& output, const Platform::Error& error) {
-    return {!output.contains(u"FileVault is On"_s), error ? failureOf(error) : answerOf("fdesetup", output)};
+    const QString reason = error ? failureOf(error) : answerOf("fdesetup", output);
+    return {!output.contains(u"FileVault is On"_s), reason, {}, !error && !output.isEmpty()};
 }
 
 CheckVerdict judgeFireWall(const QString& output, const Platform::Error& error) {
     if (error)
-        return {true, failureOf(error)};
+        return {true, failureOf(error), {}, false};
     if (output.isEmpty())
-        return {true, answerOf("defaults", output)};
+        return {true, answerOf("defaults", output), {}, false};
     // Any "0" counts, that of "10" too, on purpose.
     return {output.contains(u'0'), answerOf("defaults", output)};
 }
@@ -45,7 +48,7 @@ CheckVerdict judgeJoinDomain(const QString& output, const Platform::Error& error
     // Compared as it comes, line end included, on purpose.
     const bool isJoined = !output.isEmpty() && !expected.isNull() && output == expected;
     if (error)
-        return {!isJoined, failureOf(error)};
+        return {!isJoined, failureOf(error), {}, false};
     QString reason =
         output.isEmpty() ? u"the computer is joined to no domain"_s : u"the computer is joined to "_s + quoted(output);
     if (expected.isNull())
@@ -54,17 +57,20 @@ CheckVerdict judgeJoinDomain(const QString& output, const Platform::Error& error
         reason += u" as required, but the answer ends in a line end that the required name lacks"_s;
     else if (!isJoined)
         reason += u", required is "_s + quoted(expected);
-    return {!isJoined, reason};
+    return {!isJoined, reason, isJoined ? CheckReason() : domainReason(output, expected)};
 }
 
 CheckVerdict judgeQenVersion(const QString& installed, const QString& minimum) {
     if (installed.isNull())
-        return {true, u"no version of the client is installed"_s};
+        return {true, u"no version of the client is installed"_s, {u"version.missing"_s, {}}};
     if (minimum.isNull())
-        return {true, u"version %1 is installed, no minimum is stated"_s.arg(quoted(installed))};
+        return {true, u"version %1 is installed, no minimum is stated"_s.arg(quoted(installed)),
+            {u"policy.not-stated"_s, oneLine(installed)}};
     // Compliant only below the minimum, compared as text: the inverse of what the title suggests, kept on purpose.
     const bool sortsBefore = QString::compare(installed, minimum) < 0;
-    return {!sortsBefore,
-        u"version %1 %2 before the stated %3"_s.arg(
-            quoted(installed), sortsBefore ? u"sorts"_s : u"does not sort"_s, quoted(minimum))};
+    const QString reason = u"version %1 %2 before the stated %3"_s.arg(
+        quoted(installed), sortsBefore ? u"sorts"_s : u"does not sort"_s, quoted(minimum));
+    if (sortsBefore)
+        return {false, reason};
+    return {true, reason, {u"version.not-before"_s, oneLine(installed), oneLine(minimum)}};
 }

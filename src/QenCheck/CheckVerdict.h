@@ -1,8 +1,7 @@
 #pragma once
 
+#include "CheckReason.h"
 #include "Error.h"
-
-#include <QString>
 
 /// What a probe's answer means. Pure functions; a null or empty output is "no answer".
 ///
@@ -12,6 +11,10 @@ struct CheckVerdict {
     bool isWarn = true;
     /// One English line for support, of bounded length whatever the probe printed.
     QString reason;
+    /// Empty where the answer alone does not tell it.
+    CheckReason why = {};
+    /// The probe gave an answer, whatever it was.
+    bool hasAnswer = true;
 };
 
 CheckVerdict judgeFileVault(const QString& output, const Platform::Error& error);

@@ -15,6 +15,8 @@ using Platform::Error;
 namespace {
 
 const QString Shell = u"/bin/bash"_s;
+/// Of the pack.
+const QString ReasonTool = u"/usr/bin/mav-hosttools"_s;
 
 } // namespace
 
@@ -36,42 +38,63 @@ void QenCheck::checkWithModel(const QenCheckModelPointer& model) {
         (this->*check)(model);
 }
 
+QenCheck::Probe QenCheck::probe(const QString& command) const {
+    Probe probe;
+    const auto task = m_world.tasks.excuteTaskPath(Shell, {u"-c"_s, command}, &probe.output, &probe.error);
+    probe.isLate = task && task->wasSignalled();
+    return probe;
+}
+
+void QenCheck::explain(CheckVerdict& verdict, const Probe& probe, const QString& subject) const {
+    // One that was stopped has not said that the computer is joined to nothing.
+    const bool isStopped = probe.isLate && probe.output.isEmpty();
+    if (!verdict.isWarn || (!verdict.why.code.isNull() && !isStopped))
+        return;
+    if (isStopped) {
+        verdict.why = CheckReason::late();
+    } else {
+        QString answer;
+        m_world.tasks.excuteTaskPath(ReasonTool, {u"reason"_s, subject}, &answer, nullptr);
+        verdict.why = CheckReason::fromJson(answer).value_or(verdict.hasAnswer ? CheckReason() : CheckReason::silent());
+    }
+    if (!verdict.why.text.isEmpty())
+        verdict.reason = verdict.why.text;
+}
+
 void QenCheck::checkFileVault(const QenCheckModelPointer& model) {
     log(u"[QenCheck]Start check FileVault"_s);
-    QString output;
-    Error error;
-    m_world.tasks.excuteTaskPath(Shell, {u"-c"_s, u"fdesetup status"_s}, &output, &error);
-    log(u"[QenCheck] %1"_s.arg(orNull(output)));
+    const Probe answer = probe(u"fdesetup status"_s);
+    log(u"[QenCheck] %1"_s.arg(orNull(answer.output)));
     // Only told: a failed run has no output, and that decides.
-    if (error)
-        log(u"[QenCheck] check FileVault failed : %1"_s.arg(error.logText()));
-    report(model, judgeFileVault(output, error));
+    if (answer.error)
+        log(u"[QenCheck] check FileVault failed : %1"_s.arg(answer.error.logText()));
+    CheckVerdict verdict = judgeFileVault(answer.output, answer.error);
+    explain(verdict, answer, u"disk"_s);
+    report(model, verdict);
 }
 
 void QenCheck::checkFireWall(const QenCheckModelPointer& model) {
     log(u"[QenCheck]Start check FireWall"_s);
-    QString output;
-    Error error;
-    m_world.tasks.excuteTaskPath(
-        Shell, {u"-c"_s, u"defaults read /Library/Preferences/com.apple.alf globalstate"_s}, &output, &error);
-    if (output.isNull() || error)
-        log(u"[QenCheck] check FireWall failed : %1"_s.arg(error.logText()));
+    const Probe answer = probe(u"defaults read /Library/Preferences/com.apple.alf globalstate"_s);
+    if (answer.output.isNull() || answer.error)
+        log(u"[QenCheck] check FireWall failed : %1"_s.arg(answer.error.logText()));
     else
-        log(u"[QenCheck] check FireWall state : %1"_s.arg(output));
-    report(model, judgeFireWall(output, error));
+        log(u"[QenCheck] check FireWall state : %1"_s.arg(answer.output));
+    CheckVerdict verdict = judgeFireWall(answer.output, answer.error);
+    explain(verdict, answer, u"firewall"_s);
+    report(model, verdict);
 }
 
 void QenCheck::checkJoinDomain(const QenCheckModelPointer& model) {
     const QString expected = requirement(u"ent_domain");
     log(u"[QenCheck] Start check JoinDomain"_s);
-    QString output;
-    Error error;
-    m_world.tasks.excuteTaskPath(
-        Shell, {u"-c"_s, u"dsconfigad -show | grep 'Active Directory Domain' | awk '{print $5}'"_s}, &output, &error);
-    log(u"[QenCheck] check JoinDomain state : %1"_s.arg(orNull(output)));
-    if (error)
-        log(u"[QenCheck] check JoinDomain failed : %1"_s.arg(error.logText()));
-    report(model, judgeJoinDomain(output, error, expected));
+    const Probe answer = probe(u"dsconfigad -show | grep 'Active Directory Domain' | awk '{print $5}'"_s);
+    log(u"[QenCheck] check JoinDomain state : %1"_s.arg(orNull(answer.output)));
+    if (answer.error)
+        log(u"[QenCheck] check JoinDomain failed : %1"_s.arg(answer.error.logText()));
+    CheckVerdict verdict = judgeJoinDomain(answer.output, answer.error, expected);
+    explain(verdict, answer, u"domain"_s);
+    report(model, verdict);
 }
 
 void QenCheck::checkQenVersion(const QenCheckModelPointer& model) {
@@ -100,7 +123,10 @@ QString QenCheck::requirement(QStringView key) const {
 }
 
 void QenCheck::report(const QenCheckModelPointer& model, const CheckVerdict& verdict) {
-    model->setReason(verdict.reason);
+    model->setReason(verdict.reason, verdict.why.code);
     model->setIsWarn(verdict.isWarn);
+    model->setNote(verdict.why.note());
+    if (verdict.why.isUnknown)
+        model->setOutcome(QenCheckModel::Outcome::Unknown);
     postNotfication(model->mainKey(), model);
 }

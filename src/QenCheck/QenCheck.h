@@ -13,6 +13,7 @@
 
 using namespace Qt::StringLiterals;
 
+struct CheckVerdict;
 class TaskHelper;
 
 namespace Platform {
@@ -76,9 +77,20 @@ private:
         QString domain;
     };
 
+    struct Probe {
+        QString output;
+        Platform::Error error;
+        /// It had to be stopped.
+        bool isLate = false;
+    };
+
+    Probe probe(const QString& command) const;
+    /// Asks the host tools about @p subject why the answer is what it is, once, and only where the verdict does not
+    /// tell.
+    void explain(CheckVerdict& verdict, const Probe& probe, const QString& subject) const;
     /// "ent_domain" or "ent_qen"; null when not stated.
     QString requirement(QStringView key) const;
-    void report(const QenCheckModelPointer& model, const struct CheckVerdict& verdict);
+    void report(const QenCheckModelPointer& model, const CheckVerdict& verdict);
     void log(const QString& message) const { m_world.log(message, OrdinaryLine); }
     QString lastUserName() const;
     std::optional<DomainUser> domainUser();

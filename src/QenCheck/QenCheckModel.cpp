@@ -20,9 +20,15 @@ QString QenCheckModel::reason() const {
     return m_reason;
 }
 
-void QenCheckModel::setReason(const QString& reason) {
+QString QenCheckModel::reasonCode() const {
+    const std::lock_guard lock(m_mutex);
+    return m_reasonCode;
+}
+
+void QenCheckModel::setReason(const QString& reason, const QString& code) {
     const std::lock_guard lock(m_mutex);
     m_reason = reason;
+    m_reasonCode = code;
 }
 
 QString QenCheckModel::note() const {

@@ -22,7 +22,7 @@ public:
         Running, ///< No result yet.
         Passed,
         Failed,
-        Unknown, ///< No result can be had.
+        Unknown, ///< No result can be had, or one that counts as not met without being known.
     };
 
     QenCheckModel() = default;
@@ -52,7 +52,9 @@ public:
     void setNote(const QString& note);
     /// What the probe found, one English line for support; null before the first result.
     QString reason() const;
-    void setReason(const QString& reason);
+    /// What that reason is, for programs; null when it has no code.
+    QString reasonCode() const;
+    void setReason(const QString& reason, const QString& code);
 
 private:
     QString m_title;
@@ -64,6 +66,7 @@ private:
     std::atomic<Outcome> m_outcome{Outcome::Running};
     mutable std::mutex m_mutex;
     QString m_reason;
+    QString m_reasonCode;
     QString m_note;
 };
 

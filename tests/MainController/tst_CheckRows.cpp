@@ -1,10 +1,14 @@
 #include "ArchiveValue.h"
+#include "CheckReason.h"
 #include "CheckRowView.h"
 #include "CheckTreeView.h"
 #include "MavResources.h"
 #include "Theme.h"
 
+#include <QFile>
 #include <QLabel>
+#include <QRegularExpression>
+#include <QSet>
 #include <QTest>
 #include <QToolButton>
 #include <QTranslator>
@@ -47,19 +51,22 @@ private Q_SLOTS:
     void outcomes_data() {
         QTest::addColumn<Outcome>("outcome");
         QTest::addColumn<QByteArray>("keyword");
+        QTest::addColumn<bool>("isWarn");
         QTest::addColumn<QString>("verdict");
         QTest::addColumn<QString>("state");
         QTest::addColumn<bool>("hasRepair");
         const auto row = [](const char* name, Outcome outcome, const char* keyword, const char* verdict,
-                             const char* state, bool hasRepair) {
-            QTest::newRow(name) << outcome << QByteArray(keyword) << QString::fromUtf8(verdict)
+                             const char* state, bool hasRepair, bool isWarn = false) {
+            QTest::newRow(name) << outcome << QByteArray(keyword) << isWarn << QString::fromUtf8(verdict)
                                 << QString::fromUtf8(state) << hasRepair;
         };
         row("running", Outcome::Running, "disk", "", "检测中", false);
         row("passed", Outcome::Passed, "disk", "", "正常", false);
         row("failed", Outcome::Failed, "disk", "未通过", "", true);
         row("failed, nothing to repair", Outcome::Failed, "", "未通过", "异常", false);
-        row("unknown", Outcome::Unknown, "disk", "无法确定", "", false);
+        row("no result", Outcome::Unknown, "disk", "无法确定", "", false);
+        row("not known and not met", Outcome::Unknown, "disk", "无法确定", "", true, true);
+        row("the same, nothing to repair", Outcome::Unknown, "", "无法确定", "异常", false, true);
     }
     void outcomes() {
         QFETCH(Outcome, outcome);
@@ -69,6 +76,8 @@ private Q_SLOTS:
         view.setNodes({std::make_shared<QenRootModel>(u"安全"_s, std::vector{check})});
         view.show();
         check->setOutcome(outcome);
+        QFETCH(bool, isWarn);
+        check->setIsWarn(isWarn);
         view.reload();
         QTEST(shownText(view, "checkVerdict"), "verdict");
         QTEST(shownText(view, "checkState"), "state");
@@ -115,6 +124,23 @@ private Q_SLOTS:
         check->setOutcome(Outcome::Passed);
         view.endRunning();
         QCOMPARE(check->outcome(), Outcome::Passed);
+    }
+
+    void everyReasonOfTheHostToolsHasWords() {
+        QFile source(QStringLiteral(HOST_TOOLS_REASONS));
+        QVERIFY(source.open(QIODevice::ReadOnly));
+        static const QRegularExpression code(uR"(\{u"([a-z.-]+)"_s, ")"_s);
+        auto found = code.globalMatch(QString::fromUtf8(source.readAll()));
+        QSet<QString> sentences;
+        while (found.hasNext()) {
+            const QString name = found.next().captured(1);
+            const QString sentence = CheckReason{name, u"sdb1"_s, u"/data"_s}.note();
+            QVERIFY2(!sentence.startsWith(u"Why") && sentence.endsWith(u"（/data）"), qPrintable(name));
+            QVERIFY2(!sentences.contains(sentence) && !sentence.contains(u'%'), qPrintable(sentence));
+            sentences.insert(sentence);
+        }
+        QVERIFY(sentences.size() > 30);
+        QCOMPARE((CheckReason{u"disk.plain"_s, u"sdb1"_s, u"swap"_s}.note()), u"磁盘 sdb1 没有加密（交换空间）"_s);
     }
 
     void nothingToCheckIsSaid() {

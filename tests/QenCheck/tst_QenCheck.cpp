@@ -7,6 +7,9 @@
 using namespace Qt::StringLiterals;
 
 using Platform::ArchiveValue;
+using Outcome = QenCheckModel::Outcome;
+
+Q_DECLARE_METATYPE(QenCheckModel::Outcome)
 
 namespace {
 
@@ -64,19 +67,76 @@ private Q_SLOTS:
         QVERIFY(!model->reason().isEmpty() && model->reason().size() < 200 && !model->reason().contains(u'\n'));
     }
 
+    void reasons_data() {
+        QTest::addColumn<QString>("probe");
+        QTest::addColumn<QByteArray>("reason");
+        QTest::addColumn<Outcome>("outcome");
+        QTest::addColumn<QString>("code");
+        QTest::addColumn<QString>("note");
+        QTest::addColumn<QString>("text");
+        const auto row = [](const char* name, const char* probe, const QByteArray& reason, Outcome outcome,
+                             const char* code, const char* note, const char* text) {
+            QTest::newRow(name) << probe << reason << outcome << code << QString::fromUtf8(note) << text;
+        };
+        const char* const off = "echo 'FileVault is Off.'";
+        const char* const unknown = "echo 'fdesetup: no' >&2; exit 1";
+        const auto says = [](const char* state, const char* code, const char* place = "") {
+            return QByteArray("test \"$*\" = 'reason disk' && echo '{\"state\":\"") + state + "\",\"code\":\"" + code +
+                "\",\"subject\":\"sdb1\",\"place\":\"" + place + "\",\"text\":\"in words\"}'";
+        };
+        row("on", "echo 'FileVault is On.'", says("off", "disk.plain"), Outcome::Running, "", "",
+            "fdesetup answers \"FileVault is On.\"");
+        row("off", off, says("off", "disk.plain", "/home"), Outcome::Running, "disk.plain", "WhyDiskPlain（/home）",
+            "in words");
+        row("off in swap", off, says("off", "disk.plain", "swap"), Outcome::Running, "disk.plain",
+            "WhyDiskPlain（Swap）", "in words");
+        row("unknown", unknown, says("unknown", "disk.silent"), Outcome::Unknown, "disk.silent", "WhyDiskSilent",
+            "in words");
+        row("a code of a later pack", unknown, says("unknown", "disk.new"), Outcome::Unknown, "disk.new", "",
+            "in words");
+        row("changed meanwhile", off, says("on", ""), Outcome::Running, "", "",
+            "fdesetup answers \"FileVault is Off.\"");
+        row("no reason for off", off, "exit 2", Outcome::Running, "", "", "fdesetup answers \"FileVault is Off.\"");
+        for (const char* nothing : {"exit 2", "echo '[]'", "echo '{\"state\":\"off\"'", "exec sleep 30",
+                 "echo '{\"state\":1,\"code\":2}'", "yes"})
+            row(nothing, unknown, nothing, Outcome::Unknown, "probe.silent", "WhyProbeSilent",
+                "the probe failed: \"fdesetup: no\"");
+        row("too late", "exec sleep 30", says("off", "disk.plain"), Outcome::Unknown, "probe.late", "WhyProbeLate",
+            "the probe took too long and was stopped");
+        row("odd texts", off, "printf '{\"state\":\"off\",\"code\":\"disk.plain\",\"text\":\"a\\\\u202eb\\\\nc\"}'",
+            Outcome::Running, "disk.plain", "WhyDiskPlain", "a?b c");
+    }
+    void reasons() {
+        QFETCH(QString, probe);
+        QFETCH(QByteArray, reason);
+        m_world->tool("fdesetup", probe.toUtf8());
+        m_world->tool("mav-hosttools", "echo asked >>\"$0.asked\"\n" + reason);
+        const auto model = run("checkFileVault:");
+        QTEST(model->outcome(), "outcome");
+        QTEST(model->reasonCode(), "code");
+        QTEST(model->note(), "note");
+        QTEST(model->reason(), "text");
+        // Not when there is nothing to explain, nor after a probe that hung: a check's time is bounded.
+        const bool isAsked = QFile::exists(m_world->file("tools/mav-hosttools.asked"));
+        QCOMPARE(isAsked, model->isWarn() && model->reasonCode() != u"probe.late");
+    }
+
     void domain_data() {
         QTest::addColumn<QString>("joined");
         QTest::addColumn<QVariantMap>("access");
         QTest::addColumn<bool>("isWarn");
+        QTest::addColumn<QString>("note");
         const auto required = [](const QString& domain) { return QVariantMap{{"ent_domain", domain}}; };
         // The answer keeps its line end, so only a name with one equals it.
-        QTest::newRow("joined") << "corp.example" << required("corp.example\n") << false;
-        QTest::newRow("the line end counts") << "corp.example" << required("corp.example") << true;
-        QTest::newRow("another one") << "other.example" << required("corp.example\n") << true;
-        QTest::newRow("none") << QString() << required("corp.example\n") << true;
-        QTest::newRow("no policy") << "corp.example" << QVariantMap() << true;
-        QTest::newRow("neither") << QString() << QVariantMap() << true;
-        QTest::newRow("a number") << "5" << QVariantMap{{"ent_domain", 5}} << true;
+        QTest::newRow("joined") << "corp.example" << required("corp.example\n") << false << "";
+        QTest::newRow("the line end counts")
+            << "corp.example" << required("corp.example") << true << "WhyDomainLineEnd";
+        QTest::newRow("another one") << "other.example" << required("corp.example\n") << true
+                                     << "WhyDomainOther（corp.example）";
+        QTest::newRow("none") << QString() << required("corp.example\n") << true << "WhyDomainNone";
+        QTest::newRow("no policy") << "corp.example" << QVariantMap() << true << "WhyPolicyNotStated";
+        QTest::newRow("neither") << QString() << QVariantMap() << true << "WhyDomainNone";
+        QTest::newRow("a number") << "5" << QVariantMap{{"ent_domain", 5}} << true << "WhyPolicyNotStated";
     }
     void domain() {
         QFETCH(QString, joined);
@@ -88,6 +148,7 @@ private Q_SLOTS:
                 (joined.isEmpty() ? "exit 0" : "echo 'Active Directory Domain          = " + joined.toUtf8() + "'"));
         const auto model = run("checkJoinDomain:");
         QTEST(model->isWarn(), "isWarn");
+        QTEST(model->note(), "note");
         QCOMPARE(m_world->lines().value(1),
             u"[QenCheck] check JoinDomain state : %1"_s.arg(joined.isEmpty() ? "(null)" : joined + u'\n'));
     }

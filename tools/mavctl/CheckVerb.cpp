@@ -5,6 +5,7 @@
 #include "QenCheckRound.h"
 #include "StateCatalogue.h"
 #include "StateFiles.h"
+#include "StringTable.h"
 #include "TaskHelper.h"
 #include "Verb.h"
 
@@ -15,6 +16,9 @@
 using namespace Qt::StringLiterals;
 
 namespace {
+
+/// What StateCatalogue says of a file that can be read.
+const QString Readable = u"decodes"_s;
 
 QString text(const char* english) {
     return QString::fromLatin1(english);
@@ -54,7 +58,9 @@ QJsonObject resultOf(const QString& category, const QenCheckModel& check) {
                 : check.isWarn() ? text("not met")
                                  : text("met")},
         {text("reason"),
-            hasResult ? reason : u"the client has no check named \"%1\""_s.arg(check.selectorName().left(80))}};
+            hasResult ? reason : u"the client has no check named \"%1\""_s.arg(check.selectorName().left(80))},
+        {text("code"), check.reasonCode()},
+        {text("known"), hasResult && check.outcome() != QenCheckModel::Outcome::Unknown}, {text("note"), check.note()}};
 }
 
 QJsonObject summaryOf(const QenCheckRound& round) {
@@ -71,11 +77,12 @@ QJsonObject summaryOf(const QenCheckRound& round) {
     }
     const int level = CheckLook::levelFor(failed);
     const QString policy = Platform::Paths::agentState() + u'/' + StateFiles::ComplianceInfo;
-    return {{text("policy"),
-                StateCatalogue::word(StateCatalogue::stateOf(policy, StateCatalogue::Form::Archive).condition)},
-        {text("policy_file"), policy}, {text("checks"), checks}, {text("required"), checks.size()},
-        {text("not_met"), failed}, {text("no_result"), silent}, {text("level"), level},
-        {text("state"), CheckLook::stateText(level)}, {text("compliant"), failed == 0 && silent == 0}};
+    const QString condition =
+        StateCatalogue::word(StateCatalogue::stateOf(policy, StateCatalogue::Form::Archive).condition);
+    return {{text("policy"), condition}, {text("policy_file"), policy}, {text("checks"), checks},
+        {text("required"), checks.size()}, {text("not_met"), failed}, {text("no_result"), silent},
+        {text("level"), level}, {text("state"), CheckLook::stateText(level)},
+        {text("compliant"), condition == Readable && failed == 0 && silent == 0}};
 }
 
 QString lineOf(const QJsonObject& summary) {
@@ -93,8 +100,8 @@ QString textOf(const QJsonObject& summary) {
             entry[u"reason"].toString() + u'\n';
     if (summary.value(u"required").toInt() == 0)
         result += u"nothing is required: the policy %1 %2\n"_s.arg(summary.value(u"policy_file").toString(),
-            summary.value(u"policy").toString() == u"decodes" ? text("asks for no check")
-                                                              : text("is ") + summary.value(u"policy").toString());
+            summary.value(u"policy").toString() == Readable ? text("asks for no check")
+                                                            : text("is ") + summary.value(u"policy").toString());
     return result + lineOf(summary);
 }
 
@@ -105,6 +112,7 @@ Exit runCheck(const QStringList& arguments) {
     if (!asJson && !arguments.isEmpty())
         return Exit::Usage;
     initMavResources();
+    installStringTable();
     const QString catalogue = Platform::resourcePath(text("QenCheck"), text("plist"));
     if (!readCatalogue(catalogue))
         return fail(u"the check catalogue QenCheck.plist is %1"_s.arg(
@@ -120,6 +128,10 @@ Exit runCheck(const QStringList& arguments) {
     const Exit printed = print(asJson ? QJsonDocument(summary).toJson() : textOf(summary).toUtf8());
     if (printed != Exit::Ok || summary.value(u"compliant").toBool())
         return printed;
+    if (summary.value(u"policy").toString() != Readable)
+        return fail(u"not compliant: the policy %1 is %2"_s.arg(
+                        summary.value(u"policy_file").toString(), summary.value(u"policy").toString()),
+            Exit::NoPolicy);
     return fail(u"not compliant: %1 checks not met, %2 without a result"_s.arg(summary.value(u"not_met").toInt())
                     .arg(summary.value(u"no_result").toInt()));
 }

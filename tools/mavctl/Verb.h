@@ -13,6 +13,8 @@ enum class Exit : int {
     Usage = 2,
     /// What was only to be looked at is not as wanted.
     Different = 3,
+    /// There is no policy that could be met.
+    NoPolicy = 4,
 };
 
 /// One thing the tool does, told apart by the first word of its command line.
@@ -40,4 +42,4 @@ Exit runWatch(const QStringList& arguments);
 Exit print(const QByteArray& text);
 
 /// Prints one line of reason on standard error.
-Exit fail(const QString& reason);
+Exit fail(const QString& reason, Exit status = Exit::Failure);

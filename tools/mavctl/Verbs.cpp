@@ -41,9 +41,9 @@ Exit print(const QByteArray& text) {
     return Exit::Ok;
 }
 
-Exit fail(const QString& reason) {
+Exit fail(const QString& reason, Exit status) {
     QString line = reason;
     line.replace(u'\n', u' ');
     std::fprintf(stderr, "mavctl: %s\n", qPrintable(line));
-    return Exit::Failure;
+    return status;
 }

@@ -132,8 +132,10 @@ void CheckRowView::showOutcome(const QenCheckModel& check) {
     m_verdict->setText(look.word);
     Theme::setRole(m_verdict, "textRole", look.role);
     m_verdict->setVisible(outcome == Outcome::Failed || outcome == Outcome::Unknown);
-    const bool hasResult = outcome == Outcome::Passed || outcome == Outcome::Failed;
-    const CheckLook::CheckRow row = CheckLook::checkRow(outcome == Outcome::Failed, check.keyword());
+    // What could not be found out counts as not met, and has the words of that beside its own.
+    const bool isFailed = outcome == Outcome::Failed || (outcome == Outcome::Unknown && check.isWarn());
+    const CheckLook::CheckRow row = CheckLook::checkRow(isFailed, check.keyword());
+    const bool hasResult = isFailed || outcome == Outcome::Passed;
     setState(hasResult ? row.stateText : outcome == Outcome::Running ? look.word : QString(), look.role);
     m_repair->setVisible(row.hasRepairButton);
     m_state->setVisible(!row.hasRepairButton);

@@ -21,6 +21,11 @@ std::optional<QStringList>& chosenFolders() {
     return *list;
 }
 
+/// Where another package may have a command of the same name that answers in another way.
+bool isSystemFolder(const QString& folder) {
+    return folder == u"/usr/bin" || folder == u"/bin" || folder == u"/usr/sbin" || folder == u"/sbin";
+}
+
 } // namespace
 
 QStringList folders() {
@@ -39,10 +44,8 @@ void setFolders(const QStringList& folders) {
 }
 
 QString resolved(const QString& path) {
-    if (QFileInfo::exists(path))
-        return path;
     const QString name = QFileInfo(path).fileName();
-    if (name.isEmpty())
+    if (name.isEmpty() || (!isSystemFolder(QFileInfo(path).path()) && QFileInfo::exists(path)))
         return path;
     for (const QString& folder : folders()) {
         const QFileInfo tool(folder + u'/' + name);

@@ -61,13 +61,26 @@ TextVector childEnvironment(QenTask::Output output) {
     // Not the bare environment array: another thread may be setting a variable through Qt.
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     // What we read is in no language; and a shell whose locale is not installed would complain on each run.
-    if (output == QenTask::Output::Pipes)
+    if (output == QenTask::Output::Pipes) {
         environment.insert(u"LC_ALL"_s, u"C.UTF-8"_s);
+        // Each changes what ps and others print: a terminal's width cuts the lines that are searched.
+        for (const auto& name : {u"LANGUAGE"_s, u"COLUMNS"_s, u"PS_FORMAT"_s, u"PS_PERSONALITY"_s})
+            environment.remove(name);
+    }
     environment.insert(u"PATH"_s, HostTools::searchPath(environment.value(u"PATH"_s)));
     TextVector vector;
     for (const QString& entry : environment.toStringList())
         vector.add(entry.toLocal8Bit());
     return vector;
+}
+
+/// Whoever started this program may have had SIGCHLD ignored; then the system would throw each exit status away.
+void keepExitStatuses() {
+    struct sigaction action {};
+    const bool isLost =
+        sigaction(SIGCHLD, nullptr, &action) == 0 && (action.sa_handler == SIG_IGN || (action.sa_flags & SA_NOCLDWAIT));
+    if (isLost)
+        std::signal(SIGCHLD, SIG_DFL);
 }
 
 class SpawnSettings {
@@ -130,6 +143,7 @@ Error QenTask::launch() {
     for (const QString& argument : HostTools::resolvedArguments(m_launchPath, m_arguments))
         arguments.add(argument.toLocal8Bit());
     TextVector environment = childEnvironment(m_output);
+    keepExitStatuses();
     SpawnSettings settings;
     settings.setStreams(m_pipes.outputWriteEnd(), m_pipes.errorWriteEnd());
 
@@ -172,10 +186,19 @@ bool QenTask::wasSignalled() const {
     return m_pid && collectStatus() && m_wasSignalled;
 }
 
+/// While the dead leader is not reaped its number is nobody else's.
+void QenTask::killGroupOfTheDead() const {
+    siginfo_t info{};
+    if (waitid(P_PID, static_cast<id_t>(m_pid), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == m_pid)
+        kill(-m_pid, SIGKILL);
+}
+
 /// Reaps the child when it has ended; with the lock held, so that no signal goes to a number that is free again.
 bool QenTask::collectStatus() const {
     if (m_hasEnded)
         return true;
+    if (m_endsWithGroup)
+        killGroupOfTheDead();
     int status = 0;
     const pid_t answer = waitpid(m_pid, &status, WNOHANG);
     if (answer == 0 || (answer < 0 && errno == EINTR))
@@ -222,6 +245,10 @@ bool QenTask::waitUntilExitWithTimeout(double seconds, bool sendTerm, bool sendK
     if (waitFor(seconds))
         return true;
     if (sendTerm) {
+        {
+            const std::lock_guard lock(m_mutex);
+            m_endsWithGroup = sendKill;
+        }
         terminate();
         if (waitFor(AfterTermSeconds))
             return true;

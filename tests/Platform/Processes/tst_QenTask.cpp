@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <thread>
 
@@ -126,6 +127,39 @@ private Q_SLOTS:
         QCOMPARE(descriptors, u"0\n1\n2\n3\n"_s);
     }
 
+    void childHasNoHabitsOfATerminal() {
+        const QTemporaryDir folder;
+        const QString file = folder.filePath(u"env"_s);
+        const std::array names{"LANGUAGE", "COLUMNS", "PS_FORMAT", "PS_PERSONALITY"};
+        for (const char* name : names)
+            qputenv(name, "40");
+        const QString read = outputOf(u"env"_s);
+        QenTask unread(Bash, script(u"env >'%1'"_s.arg(file)), QenTask::Output::Inherited);
+        unread.launch();
+        unread.waitUntilExit();
+        for (const char* name : names)
+            qunsetenv(name);
+        QFile kept(file);
+        QVERIFY(kept.open(QIODevice::ReadOnly));
+        const QByteArray own = kept.readAll();
+        for (const char* name : names) {
+            QVERIFY2(!read.contains(QString::fromLatin1(name) + u'='), name);
+            QVERIFY2(own.contains(QByteArray(name) + "=40"), "what is started for a person keeps it");
+        }
+    }
+
+    void exitStatusIsKeptWhereTheParentIgnoredIt() {
+        struct sigaction before {};
+        struct sigaction ignoring {};
+        ignoring.sa_handler = SIG_IGN;
+        sigaction(SIGCHLD, &ignoring, &before);
+        QenTask task(Bash, script(u"exit 7"_s));
+        task.launch();
+        task.waitUntilExit();
+        sigaction(SIGCHLD, &before, nullptr);
+        QCOMPARE(task.terminationStatus(), 7);
+    }
+
     void packComesFirst() {
         const QTemporaryDir top;
         const QDir pack(top.filePath(u"it's here"_s));
@@ -148,6 +182,12 @@ private Q_SLOTS:
         QCOMPARE(HostTools::resolved(Bash), Bash);
         for (const char* path : {"/usr/nonexistent/other", "/usr/nonexistent/notes", "/usr/nonexistent/", ""})
             QCOMPARE(HostTools::resolved(QString::fromLatin1(path)), QString::fromLatin1(path));
+        // Another package's command of that name in the system's folders is not asked; a program elsewhere is its own.
+        QVERIFY(tool.rename(pack.filePath(u"true"_s)));
+        for (const char* line : {"/usr/bin/true 1 2", "/bin/true 1 2"})
+            QCOMPARE(outputOf(QString::fromLatin1(line)), u"from the pack 1 2\n"_s);
+        QFile(top.filePath(u"true"_s)).open(QIODevice::WriteOnly);
+        QCOMPARE(HostTools::resolved(top.filePath(u"true"_s)), top.filePath(u"true"_s));
         HostTools::setFolders(before);
     }
 
@@ -170,6 +210,8 @@ private Q_SLOTS:
         QTest::addColumn<int>("signal");
         const QString stubborn = u"trap '' TERM; sleep 1000"_s;
         QTest::newRow("obeys") << "sleep 1000 | sleep 1000" << true << true << true << SIGTERM;
+        QTest::newRow("a member ignores the request")
+            << "(trap '' TERM; sleep 1000) | sleep 1000" << true << true << true << SIGTERM;
         QTest::newRow("ignores the request") << stubborn << true << true << true << SIGKILL;
         QTest::newRow("only asked") << stubborn << true << false << false << -1;
         QTest::newRow("only waited for") << "sleep 1000" << false << false << false << -1;

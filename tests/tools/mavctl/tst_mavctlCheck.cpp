@@ -47,7 +47,7 @@ private Q_SLOTS:
                                               {"ent_domain", "c.example"}}
                                        << QByteArray() << 1
                                        << QStringList{"met        磁盘已加密: fdesetup answers \"FileVault is On.\"",
-                                              "not met    已开启主机防火墙: the probe failed: \"no privilege\"",
+                                              "not met    已开启主机防火墙: the facts service is not there",
                                               "not met    域检测: the computer is joined to no domain, required is "
                                               "\"c.example\"",
                                               "level 1 轻度危险: 1 of 3 checks met"};
@@ -67,6 +67,8 @@ private Q_SLOTS:
         tool("fdesetup", "echo 'FileVault is On.'");
         tool("defaults", "echo 'no privilege' >&2");
         tool("dsconfigad", "exit 0");
+        tool("mav-hosttools",
+            R"(echo '{"state":"unknown","code":"service.missing","text":"the facts service is not there"}')");
         if (!catalogue.isEmpty())
             write(m_folder->filePath("root/Applications/Mav/Mav.app/Contents/Resources/QenCheck.plist"), catalogue);
         for (const char* name : {"/complianceInfo", "/complianceInfo.archive"})
@@ -88,8 +90,32 @@ private Q_SLOTS:
             QVERIFY(lines.last().startsWith(
                 u"level %1 %2:"_s.arg(summary.value(u"level").toInt()).arg(summary.value(u"state").toString())));
         }
+        if (access.contains(u"firewall"_s)) {
+            const QJsonObject check = QJsonDocument::fromJson(run({"check", "--json"}).output)[u"checks"][1].toObject();
+            QCOMPARE(check.value(u"reason"), u"the facts service is not there"_s);
+            QCOMPARE(check.value(u"code"), u"service.missing"_s);
+            QCOMPARE(check.value(u"known"), false);
+            QVERIFY(check.value(u"note").toString().startsWith(u"主机状态服务没有运行，未能确定。"));
+        }
         // The client's log and state are the client's.
         QVERIFY(QDir(m_home).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot).isEmpty());
+    }
+
+    void withoutAPolicy_data() {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::newRow("missing") << QByteArray();
+        QTest::newRow("damaged") << QByteArray("bplist00 cut off");
+    }
+    void withoutAPolicy() {
+        QFETCH(QByteArray, bytes);
+        if (!bytes.isEmpty())
+            write(m_agent + "/complianceInfo.archive", bytes);
+        const Outcome outcome = run({"check", "--json"});
+        QCOMPARE(outcome.status, 4);
+        QCOMPARE(outcome.error,
+            "mavctl: not compliant: the policy " + m_agent.toUtf8() + "/complianceInfo.archive is " +
+                QTest::currentDataTag() + '\n');
+        QCOMPARE(QJsonDocument::fromJson(outcome.output)[u"compliant"], false);
     }
 
     void doctorOfABareSystem() {

@@ -11,7 +11,8 @@ QStringList folders();
 /// Replaces the list of folders() for every command started from now on. Any thread.
 void setFolders(const QStringList& folders);
 
-/// @p path itself when something exists there, else the tool of the same name in the pack, else @p path unchanged.
+/// The tool of the same name in the pack for a path in the system's folders, whatever exists there, and for one at
+/// which nothing exists; else @p path unchanged.
 QString resolved(const QString& path);
 /// The arguments with which @p program is started. A shell finds the commands of its line by itself, those given by a
 /// path only where it says: in the line after "-c" each command's path is replaced by what resolved() gives.

@@ -15,9 +15,9 @@ namespace Platform {
 /// One run of an external command: where it is, its arguments, its output, its end.
 ///
 /// The command starts with default signal settings, standard input from /dev/null, no descriptor of ours beyond the
-/// standard streams, the pack of host tools first on its PATH, no language where its output is read, and in a process
-/// group of its own. Signals go to that
-/// group, so that the members of a shell pipeline end with their shell. The exit status is always collected; a task
+/// standard streams, the pack of host tools first on its PATH, and in a process group of its own; where its output is
+/// read, without a language and without the variables that change what ps prints. Signals go to that group, so that
+/// the members of a shell pipeline end with their shell. The exit status is always collected; a task
 /// destroyed while its command runs leaves the command alone. Reading is for one thread at a time, everything else may
 /// be called from any thread.
 class QenTask final {
@@ -44,7 +44,8 @@ public:
     void terminate() { sendSignal(SIGTERM); }
     /// Waits for the end without a limit; returns at once when not launched.
     void waitUntilExit();
-    /// Waits @p seconds for the end, then 2 s more after SIGTERM and 2 s more after SIGKILL, each as wished.
+    /// Waits @p seconds for the end, then 2 s more after SIGTERM and 2 s more after SIGKILL, each as wished. With both,
+    /// members of the group that ignore SIGTERM are killed as soon as the command itself has obeyed it.
     /// @returns whether the command has ended
     bool waitUntilExitWithTimeout(double seconds, bool sendTerm, bool sendKill);
     /// Reads both pipes while the command runs, for at most @p seconds, so that no amount of output holds it up.
@@ -63,6 +64,7 @@ private:
     void readPipes();
     void sendSignal(int number);
     bool waitFor(double seconds);
+    void killGroupOfTheDead() const;
     bool collectStatus() const;
 
     const QString m_launchPath;
@@ -72,6 +74,8 @@ private:
     mutable std::mutex m_mutex;
     pid_t m_pid = 0;
     UniqueFd m_exitDescriptor;
+    /// Its end is one that was asked for, and is that of its group.
+    bool m_endsWithGroup = false;
     mutable bool m_hasEnded = false;
     mutable bool m_wasSignalled = false;
     mutable int m_status = -1;
