@@ -10,6 +10,8 @@
 
 #include <plist/plist.h>
 
+#include <cstdlib>
+
 using namespace Qt::StringLiterals;
 
 using Platform::ArchiveValue;
@@ -64,7 +66,7 @@ QVariantMap propertyList(const QByteArray& xml) {
     uint32_t length = 0;
     plist_to_bin(root, &binary, &length);
     const auto value = Platform::PropertyList::decodedBinary(QByteArray(binary, length));
-    plist_to_bin_free(binary);
+    std::free(binary); // the library's own name for it differs from release to release
     plist_free(root);
     return value ? value->toVariant().toMap() : QVariantMap();
 }
