@@ -1,12 +1,12 @@
 #include "QenCloudLoginHelper.h"
 
 #include "AccountManager.h"
-#include "StringTable.h"
 #include "QenCloudNGNLogin.h"
 #include "QenLogHelper.h"
 #include "ScriptRunner.h"
 #include "SealedBody.h"
 #include "StateFiles.h"
+#include "StringTable.h"
 #include "SystemLog.h"
 #include "VpnComponent.h"
 
@@ -23,7 +23,6 @@ namespace {
 
 constexpr std::chrono::seconds QrWait{3};
 constexpr int DomainLine = 2;
-
 
 /// The answer, of which the unsealed parts are mutable throughout.
 ArchiveValue policyRecord(const QJsonObject& answer) {
@@ -107,7 +106,7 @@ void QenCloudLoginHelper::callLoginBlock(bool signedIn) {
 
 void QenCloudLoginHelper::submit(SessionEvent event, const QJsonObject& answer, const Completion& complete) {
     m_world.session.submit(
-        std::move(event), [this, busy = m_pending.token(), answer, complete](const Session::Outcome& outcome) {
+        std::move(event), [this, busy = m_taskArray.token(), answer, complete](const Session::Outcome& outcome) {
             if (outcome.isNotStored)
                 m_world.log.writeLog(u"[QenCloudLoginHelper] QenCloud session could not be stored"_s);
             if (outcome.isNotStored || outcome.isUnusable)
@@ -134,13 +133,13 @@ void QenCloudLoginHelper::signInAnswered(const AskedFor& asked, bool fetchesPoli
 void QenCloudLoginHelper::login(const QJsonObject& parameters, Completion complete) {
     createSoleidAndSave();
     m_world.server.loginAccount(parameters,
-        [this, busy = m_pending.token(), asked = m_world.session.asked(), complete = std::move(complete)](
+        [this, busy = m_taskArray.token(), asked = m_world.session.asked(), complete = std::move(complete)](
             const QJsonObject& answer, const Error& error) { signInAnswered(asked, true, answer, error, complete); });
 }
 
 void QenCloudLoginHelper::resetPassword(const QJsonObject& parameters, Completion complete) {
     m_world.server.ResetPasswordState(parameters,
-        [this, busy = m_pending.token(), asked = m_world.session.asked(), complete = std::move(complete)](
+        [this, busy = m_taskArray.token(), asked = m_world.session.asked(), complete = std::move(complete)](
             const QJsonObject& answer, const Error& error) { signInAnswered(asked, false, answer, error, complete); });
 }
 
@@ -152,7 +151,7 @@ void QenCloudLoginHelper::CheckQRLoginState(Completion complete) {
     const SessionModel session = m_world.session.current();
     const qint64 clientoper = session.record && !session.record->userid().isNull() ? session.record->islogout() : 0;
     m_world.server.startCheckQRLoginState(clientoper,
-        [this, busy = m_pending.token(), asked = session.asked, complete = std::move(complete)](
+        [this, busy = m_taskArray.token(), asked = session.asked, complete = std::move(complete)](
             const QJsonObject& answer, const Error& error) {
             if (!error) {
                 submit(QRAnswer{asked, answer}, answer, complete);
@@ -168,7 +167,7 @@ void QenCloudLoginHelper::followNetworkAccess(const QString& userName, const QSt
     if (!access)
         return;
     access->requestGeneralConfig(
-        [this, busy = m_pending.token(), access, userName, ticket](const QJsonObject& answer, const Error& error) {
+        [this, busy = m_taskArray.token(), access, userName, ticket](const QJsonObject& answer, const Error& error) {
             if (error || ServerAnswer::ret(answer) != 0)
                 return;
             const auto opened = SealedBody::decodeSM4(answer.value(u"data").toString());
@@ -197,7 +196,7 @@ void QenCloudLoginHelper::checkTicketStatus(Completion complete) {
     if (!session.isSignedIn())
         return;
     m_world.server.checkTicket(session.record->decryptTicket(),
-        [this, busy = m_pending.token(), asked = session.asked, complete = std::move(complete)](
+        [this, busy = m_taskArray.token(), asked = session.asked, complete = std::move(complete)](
             const QJsonObject& answer, const Error& error) {
             if (error)
                 complete(answer, error);
@@ -209,10 +208,9 @@ void QenCloudLoginHelper::checkTicketStatus(Completion complete) {
 void QenCloudLoginHelper::logout(const QJsonObject& parameters, Completion complete) {
     // Kept for the agent: the record's own path stands where a folder belongs, on purpose. This file never exists, and
     // "userpolicy.archive" survives the logout.
-    const auto removePolicyRequest = [path = m_world.state.path(StateFiles::Login) + u'/' + StateFiles::UserFolder + u'/' + StateFiles::UserPolicy] {
-        QFile::remove(path);
-    };
-    const auto answered = [this, busy = m_pending.token(), asked = m_world.session.asked(), removePolicyRequest,
+    const auto removePolicyRequest = [path = m_world.state.path(StateFiles::Login) + u'/' + StateFiles::UserFolder +
+                                             u'/' + StateFiles::UserPolicy] { QFile::remove(path); };
+    const auto answered = [this, busy = m_taskArray.token(), asked = m_world.session.asked(), removePolicyRequest,
                               complete = std::move(complete)](const QJsonObject& answer, const Error& error) {
         if (error)
             m_world.log.writeLog(u"[QenCloudLoginHelper] QenCloud logout fail because no network!!!"_s);
@@ -222,8 +220,9 @@ void QenCloudLoginHelper::logout(const QJsonObject& parameters, Completion compl
                 removePolicyRequest();
             });
     };
-    Platform::globalQueue().async(
-        [this, busy = m_pending.token(), parameters, answered] { m_world.server.logoutAccount(parameters, answered); });
+    Platform::globalQueue().async([this, busy = m_taskArray.token(), parameters, answered] {
+        m_world.server.logoutAccount(parameters, answered);
+    });
 }
 
 void QenCloudLoginHelper::retrievePassWordWithUserId(const QString& userId, Completion complete) {
@@ -240,7 +239,7 @@ void QenCloudLoginHelper::pingServerToResult(Platform::Completion<bool> result) 
 }
 
 void QenCloudLoginHelper::Get_network_type() {
-    Platform::globalQueue().async([this, busy = m_pending.token()] {
+    Platform::globalQueue().async([this, busy = m_taskArray.token()] {
         m_world.server.GetNetWorkType([this, asked = m_world.session.asked()](int type) {
             creatNetworkTpye(type);
             m_world.session.submit(NetworkTypeAnswer{asked, type == 1 ? 1 : 0});
@@ -249,7 +248,7 @@ void QenCloudLoginHelper::Get_network_type() {
 }
 
 void QenCloudLoginHelper::Get_GeneralNGNPolicy() {
-    Platform::globalQueue().async([this, busy = m_pending.token()] {
+    Platform::globalQueue().async([this, busy = m_taskArray.token()] {
         m_world.accounts.GetGeneralNGNPolicyRep([this, busy](const QJsonObject& answer, const Error& error) {
             // This answer's result key is "code", not "ret".
             if (!error && integerValue(answer.value(u"code")) == 0)
@@ -268,7 +267,7 @@ void QenCloudLoginHelper::storePolicy(const QJsonObject& answer) {
 }
 
 void QenCloudLoginHelper::Get_Save_Config() {
-    m_world.server.GetgeneralConfig([this, busy = m_pending.token()](const QJsonObject& answer, const Error& error) {
+    m_world.server.GetgeneralConfig([this, busy = m_taskArray.token()](const QJsonObject& answer, const Error& error) {
         if (error) {
             m_world.log.writeLog(u"[QenCloudLoginHelper] QenCloud get General fail!!!"_s);
             return;
@@ -292,7 +291,7 @@ QImage QenCloudLoginHelper::getCurrentQR(double side) {
         QImage image;
     };
     const auto waiting = std::make_shared<Waiting>();
-    Platform::globalQueue().async([this, busy = m_pending.token(), side, waiting] {
+    Platform::globalQueue().async([this, busy = m_taskArray.token(), side, waiting] {
         m_world.server.createQRForSize(side, [waiting](const QImage& image) {
             const std::lock_guard lock(waiting->mutex);
             waiting->image = image;
@@ -311,7 +310,7 @@ void QenCloudLoginHelper::existZelVPN(const std::function<void()>& done) {
         if (done)
             done();
     });
-    Platform::globalQueue().async([this, end, busy = m_pending.token()] {
+    Platform::globalQueue().async([this, end, busy = m_taskArray.token()] {
         if (m_world.vpn.processes().isEmpty())
             return;
         m_world.vpn.stop([this, end, busy](const AgentStop& stop) { m_world.log.writeLog(stopOutcome(stop)); });

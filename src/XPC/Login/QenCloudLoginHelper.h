@@ -125,5 +125,5 @@ private:
     /// The gateway policy that was stored last.
     QJsonObject m_policy;
     /// Last: its end waits for all that is under way.
-    Platform::TaskGroup m_pending;
+    Platform::TaskGroup m_taskArray;
 };
