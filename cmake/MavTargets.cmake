@@ -17,6 +17,7 @@ if(MAV_LTO)
     # Seen across files, containers of the toolkit look as if they could be of negative size.
     add_link_options(-Wno-alloc-size-larger-than)
 endif()
+include(${CMAKE_CURRENT_LIST_DIR}/Shipped.cmake)
 set(MAV_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize takes them")
 
 # For whoever works on the code; another compiler's new warning stops nobody else.

@@ -1,5 +1,5 @@
 #!/bin/bash
-# Client, management server and agent in one folder, on a bare Debian 12. With a display the real client opens on it and
+# Client, management server and agent in one folder, on a bare Debian 12 or 13. With a display the real client opens on it and
 # stays until Ctrl+C; without one it is driven on a virtual display. --check does the latter, ends by itself with status
 # 0 or 1 and needs no display. The folder is demo/ or $MAV_DEMO_FOLDER.
 set -euo pipefail

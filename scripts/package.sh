@@ -1,7 +1,7 @@
 #!/bin/bash
 # Builds the Debian package of the release preset and checks it: build/release/mav_VERSION_ARCH.deb. Another build folder may be
-# given. MAV_CLIENT_IDENTITY names the PKCS #12 file that the client presents to servers; without it the package carries one
-# for demonstrations. MAV_MAINTAINER is the package's maintainer, "Name <address>".
+# given. MAV_CLIENT_IDENTITY names the PKCS #12 file that the client presents to servers; without it the package carries none
+# and a deployment puts its own beside the client. MAV_MAINTAINER is the package's maintainer, "Name <address>".
 # usage: scripts/package.sh [build folder]
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -11,7 +11,7 @@ build=${1-build/release}
 
 scripts/install-packages.sh
 # What an earlier run was told is not kept.
-settings=("-DMAV_CLIENT_IDENTITY=${MAV_CLIENT_IDENTITY-}")
+settings=("-DMAV_CLIENT_IDENTITY:STRING=${MAV_CLIENT_IDENTITY:-none}")
 if [ -n "${MAV_MAINTAINER-}" ]; then
     settings+=("-DMAV_MAINTAINER=$MAV_MAINTAINER")
 else
@@ -32,6 +32,8 @@ rm -f "$package"
 cpack --config "$build/CPackConfig.cmake"
 # The package is none of Debian's, where a first upload answers a request in its bug tracker.
 lintian --allow-root --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs --tag-display-limit 0 "$package"
-[ -n "${MAV_CLIENT_IDENTITY-}" ] ||
-    echo "The package carries an identity for demonstrations; name a deployment's own with MAV_CLIENT_IDENTITY."
+tree=$(mktemp -d)
+trap 'rm -rf "$tree"' EXIT
+dpkg-deb --extract "$package" "$tree"
+scripts/check-hardening.sh "$tree"
 echo "$package"

@@ -1,5 +1,5 @@
 #!/bin/bash
-# Builds everything and runs all tests on a bare Debian 12. Extra arguments go to ctest, e.g. -R Login.
+# Builds everything and runs all tests on a bare Debian 12 or 13. Extra arguments go to ctest, e.g. -R Login.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 export LC_ALL=C.UTF-8

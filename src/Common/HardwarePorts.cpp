@@ -3,6 +3,8 @@
 #include <QRegularExpression>
 #include <QStringList>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -10,11 +12,7 @@ namespace {
 bool isSkipped(const QString& block) {
     static const QStringList skipped{u"Hardware Port: Bluetooth PAN"_s, u"Hardware Port: Thunderbolt 1"_s,
         u"Hardware Port: Thunderbolt 2"_s, u"Hardware Port: Thunderbolt Bridge"_s};
-    for (const QString& name : skipped) {
-        if (block.contains(name))
-            return true;
-    }
-    return false;
+    return std::any_of(skipped.begin(), skipped.end(), [&](const QString& name) { return block.contains(name); });
 }
 
 /// The line "(1) Name" or "(*) Name" of a block. The listing's heading and the port's own line have brackets, too.

@@ -4,6 +4,8 @@
 #include <QFile>
 #include <QStringList>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -31,11 +33,7 @@ bool listsAny(const QString& listFile, const QList<QByteArray>& lines) {
     if (!file.open(QIODevice::ReadOnly))
         return false;
     const QByteArray content = '\n' + file.readAll() + '\n';
-    for (const QByteArray& line : lines) {
-        if (content.contains(line))
-            return true;
-    }
-    return false;
+    return std::any_of(lines.begin(), lines.end(), [&](const QByteArray& line) { return content.contains(line); });
 }
 
 InstalledPackage recordOf(const QString& root, const QString& name) {

@@ -1,6 +1,5 @@
 #include "LogRecord.h"
 
-#include "ArchiveLayout.h"
 #include "ArchiveValue.h"
 #include "KeyedArchiver.h"
 #include "KeyedUnarchiver.h"
@@ -38,9 +37,9 @@ std::optional<LogRecord> decodedLogRecord(const QByteArray& bytes) {
     LogRecord record;
     record.currentLogName = root->value(NameKey).string();
     const ArchiveValue& info = root->value(InfoKey);
-    for (size_t i = 0; i < record.info.size(); ++i) {
+    for (size_t i = 0; i < record.logInfos.size(); ++i) {
         const ArchiveValue& count = info.value(LogRecord::FileNames[i]);
-        record.info[i] = count.isNumber() ? std::max<qint64>(count.integer(), 0) : 0;
+        record.logInfos[i] = count.isNumber() ? std::max<qint64>(count.integer(), 0) : 0;
     }
     return record;
 }
@@ -49,11 +48,11 @@ QByteArray encodedLogRecord(const LogRecord& record) {
     // The current name is the very string that is the key of its count, not an equal one.
     const ArchiveValue name = ArchiveValue(record.currentLogName).asOneInstance();
     ArchiveValue::Dictionary info;
-    for (size_t i = 0; i < record.info.size(); ++i) {
+    for (size_t i = 0; i < record.logInfos.size(); ++i) {
         const QString& key = LogRecord::FileNames[i];
-        ArchiveEntry& entry = info.emplace_back(ArchiveEntry{key, record.info[i]});
+        ArchiveEntry& entry = info.emplace_back(ArchiveEntry{key, record.logInfos[i]});
         if (key == record.currentLogName)
-            entry.keyInstance = Platform::ArchiveLayout::instance(name);
+            entry.keyInstance = name.instance();
     }
     ArchiveValue root = ArchiveValue(ArchiveValue::Dictionary()).asMutable();
     root.insert(NameKey, name);

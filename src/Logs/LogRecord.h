@@ -16,7 +16,7 @@ struct LogRecord {
     static constexpr qint64 SizeLimit = 64 * 1024;
 
     QString currentLogName = FileNames[0];
-    std::array<qint64, 3> info{};
+    std::array<qint64, 3> logInfos{};
 
     /// Place of @p name among the three, nothing for any other name.
     static std::optional<size_t> indexOf(const QString& name);

@@ -24,17 +24,17 @@ qint64 probe(qsizetype width, quint8 byte) {
 
 /// Equal numbers may share one object, so an image made for unequal counts says nothing about equal ones.
 bool isUnlikeTheOthers(const LogRecord& record, size_t place) {
-    return std::count(record.info.begin(), record.info.end(), record.info[place]) == 1;
+    return std::count(record.logInfos.begin(), record.logInfos.end(), record.logInfos[place]) == 1;
 }
 
 } // namespace
 
 bool LogRecordImage::fits(const LogRecord& record, size_t changing) const {
-    if (m_place < 0 || changing != m_changing || widthOf(record.info[changing]) != m_width ||
+    if (m_place < 0 || changing != m_changing || widthOf(record.logInfos[changing]) != m_width ||
         record.currentLogName != m_record.currentLogName || !isUnlikeTheOthers(record, changing))
         return false;
-    for (size_t i = 0; i < record.info.size(); ++i) {
-        if (i != changing && record.info[i] != m_record.info[i])
+    for (size_t i = 0; i < record.logInfos.size(); ++i) {
+        if (i != changing && record.logInfos[i] != m_record.logInfos[i])
             return false;
     }
     return true;
@@ -44,7 +44,7 @@ bool LogRecordImage::fits(const LogRecord& record, size_t changing) const {
 void LogRecordImage::prepare(const LogRecord& record, size_t changing) {
     m_record = record;
     m_changing = changing;
-    m_width = widthOf(record.info[changing]);
+    m_width = widthOf(record.logInfos[changing]);
     m_place = -1;
     m_bytes = encodedLogRecord(record);
     if (m_width == 0 || !isUnlikeTheOthers(record, changing))
@@ -55,7 +55,7 @@ void LogRecordImage::prepare(const LogRecord& record, size_t changing) {
     for (QByteArray& image : images) {
         LogRecord probed = record;
         do
-            probed.info[changing] = probe(m_width, byte++);
+            probed.logInfos[changing] = probe(m_width, byte++);
         while (!isUnlikeTheOthers(probed, changing));
         image = encodedLogRecord(probed);
     }
@@ -77,6 +77,6 @@ QByteArrayView LogRecordImage::encoded(const LogRecord& record, size_t changing)
     }
     char* const bytes = m_bytes.data() + m_place;
     for (qsizetype i = 0; i < m_width; ++i)
-        bytes[i] = static_cast<char>(record.info[changing] >> 8 * (m_width - 1 - i) & 0xff);
+        bytes[i] = static_cast<char>(record.logInfos[changing] >> 8 * (m_width - 1 - i) & 0xff);
     return m_bytes;
 }

@@ -42,11 +42,11 @@ QString LogRing::createLogFileWithName(const QString& name, const QString& direc
 
 void LogRing::readLogInfo() {
     const std::optional<QByteArray> bytes = Platform::readFile(m_logInfoPath, LogRecord::SizeLimit);
-    m_record = (bytes ? decodedLogRecord(*bytes) : std::nullopt).value_or(LogRecord());
+    m_currentLogInfo = (bytes ? decodedLogRecord(*bytes) : std::nullopt).value_or(LogRecord());
 }
 
 void LogRing::initial() {
-    const std::optional<size_t> known = LogRecord::indexOf(m_record.currentLogName);
+    const std::optional<size_t> known = LogRecord::indexOf(m_currentLogInfo.currentLogName);
     if (!known) {
         // A name that is none of ours may lead anywhere, so its file is not opened: the ring moves on at once.
         m_current = LogRecord::FileNames.size() - 1;
@@ -56,8 +56,8 @@ void LogRing::initial() {
     m_current = *known;
     m_fileHandle.setPath(currentPath());
     m_fileHandle.openExisting();
-    m_record.info[m_current] = m_fileHandle.size();
-    if (m_record.info[m_current] < m_world.limit)
+    m_currentLogInfo.logInfos[m_current] = m_fileHandle.size();
+    if (m_currentLogInfo.logInfos[m_current] < m_world.limit)
         return;
     // Neither the new file's recorded count nor the name in the record changes here, on purpose: the first write judges
     // the new file by its stale count and may move on once more, and until the writer itself rotates, the record names
@@ -81,28 +81,28 @@ void LogRing::getCurrentLogName() {
 
 void LogRing::rotate() {
     getCurrentLogName();
-    m_record.info[m_current] = 0;
-    m_record.currentLogName = currentLogName();
+    m_currentLogInfo.logInfos[m_current] = 0;
+    m_currentLogInfo.currentLogName = currentLogName();
     createFileHandle();
 }
 
 void LogRing::append(const QString& message) {
     if (!fileHandleAvailable()) {
-        m_record.info[m_current] = 0;
+        m_currentLogInfo.logInfos[m_current] = 0;
         createFileHandle();
     }
-    if (m_record.info[m_current] >= m_world.limit)
+    if (m_currentLogInfo.logInfos[m_current] >= m_world.limit)
         rotate();
     const QByteArrayView line = m_line.format(message);
     if (m_world.echo)
         m_world.echo(m_line.consoleText());
     // Counted whether or not the write succeeds: the count is the ring's own book-keeping.
-    m_record.info[m_current] += line.size();
+    m_currentLogInfo.logInfos[m_current] += line.size();
     m_fileHandle.append(line);
     updateLocalLogInfo();
 }
 
 void LogRing::updateLocalLogInfo() {
     // Nothing is reported: a record that could not be written comes with the next line.
-    static_cast<void>(m_recordFile->replace(m_image.encoded(m_record, m_current)));
+    static_cast<void>(m_recordFile->replace(m_image.encoded(m_currentLogInfo, m_current)));
 }

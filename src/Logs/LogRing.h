@@ -48,7 +48,7 @@ private:
     QString m_logInfoPath;
     std::unique_ptr<LogRecordFile> m_recordFile;
     LogRecordImage m_image;
-    LogRecord m_record;
+    LogRecord m_currentLogInfo;
     size_t m_current = 0;
     LogFile m_fileHandle;
     LogLine m_line;

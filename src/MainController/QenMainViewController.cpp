@@ -91,7 +91,9 @@ void QenMainViewController::addQenNotifications() {
         [this](const Notification& notification) { updateLogoFromConfigWithNotification(notification); });
     observe(ClientNotification::ComputerName,
         [this](const Notification& notification) { updateComputerNameFromJoinDomainWithNotification(notification); });
-    observe(ClientNotification::JoinDomainSwitch, [this](const Notification&) { loadJoinDomainButton(); });
+    // The button depends on two files of the agent.
+    for (const QString& name : {ClientNotification::JoinDomainSwitch, ClientNotification::InacSsid})
+        observe(name, [this](const Notification&) { loadJoinDomainButton(); });
     observe(
         ClientNotification::AppList, [this](const Notification& notification) { loadToolsView(notification.object); });
     observe(ClientNotification::NgnSwitch, [this](const Notification&) { changeAvailableAppListButtonStatus(); });

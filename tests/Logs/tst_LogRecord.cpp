@@ -32,7 +32,7 @@ void put(const QString& path, const QByteArray& bytes) {
 }
 
 bool operator==(const LogRecord& left, const LogRecord& right) {
-    return left.currentLogName == right.currentLogName && left.info == right.info;
+    return left.currentLogName == right.currentLogName && left.logInfos == right.logInfos;
 }
 
 } // namespace
@@ -64,18 +64,18 @@ private Q_SLOTS:
             100001, 16843009, 5242880, 33686018, 100000, 4294967, 4294967295, 4294967296, 1LL << 40, 0x01010101,
             0x7fffffffffffffff, 100000, 7};
         for (const qint64 others : {0LL, 255LL, 65536LL, 5242880LL, 16843009LL}) {
-            record.info = {others, others, others + 1};
+            record.logInfos = {others, others, others + 1};
             for (current = 0; current < 3; ++current) {
                 record.currentLogName = LogRecord::FileNames[current];
                 for (const qint64 count : edges) {
-                    record.info[current] = count;
+                    record.logInfos[current] = count;
                     compare();
                 }
             }
         }
         current = 1;
         for (int i = 0; i < 2000; ++i) {
-            record.info[1] += QRandomGenerator::global()->bounded(200);
+            record.logInfos[1] += QRandomGenerator::global()->bounded(200);
             if (i % 500 == 0)
                 record.currentLogName = LogRecord::FileNames[static_cast<size_t>(i / 500 % 3)];
             compare();
@@ -160,7 +160,7 @@ private Q_SLOTS:
             QVERIFY2(record, where.constData());
             QVERIFY2(LogRecord::indexOf(record->currentLogName), where.constData());
             for (size_t i = 0; i < 3; ++i) {
-                QVERIFY2(record->info[i] >= 0 && record->info[i] < Limit + 200, where.constData());
+                QVERIFY2(record->logInfos[i] >= 0 && record->logInfos[i] < Limit + 200, where.constData());
                 QVERIFY2(QFileInfo(ring + u'/' + LogRecord::FileNames[i]).size() < Limit + 200, where.constData());
             }
         }

@@ -127,7 +127,7 @@ private Q_SLOTS:
         const QByteArray text = place.bytes(1);
         QCOMPARE(text.mid(StampSize, text.size() - StampSize - (LineFrame + 4)), Frame + utf8 + " \n");
         QVERIFY(text.endsWith(Frame + "next \n"));
-        QCOMPARE(place.recorded().info[0], text.size());
+        QCOMPARE(place.recorded().logInfos[0], text.size());
         QCOMPARE(console.size(), 2);
         QCOMPARE(console[1],
             u"-[QenLogHelper writeLog:type:]_block_invoke [Line 150] "_s +
@@ -168,7 +168,7 @@ private Q_SLOTS:
         QCOMPARE(place.bytes(1).size(), 200);
         QCOMPARE(place.bytes(2).size(), 200);
         QCOMPARE(place.bytes(3).size(), 200);
-        QCOMPARE(place.recorded().info, (std::array<qint64, 3>{200, 200, 200}));
+        QCOMPARE(place.recorded().logInfos, (std::array<qint64, 3>{200, 200, 200}));
         write(*log, {u"again"_s});
         QCOMPARE(log->currentLogName(), nameOf(1));
         QCOMPARE(place.messages(1), u"again"_s);
@@ -193,7 +193,7 @@ private Q_SLOTS:
         place.fill(1, sizeBefore - 100);
         auto log = place.open();
         write(*log, {messageFor(100)});
-        QCOMPARE(place.recorded().info[0], sizeBefore);
+        QCOMPARE(place.recorded().logInfos[0], sizeBefore);
         QCOMPARE(log->currentLogName(), nameOf(1));
         write(*log, {u"x"_s});
         QCOMPARE(log->currentLogName(), nameOf(file));
@@ -225,9 +225,9 @@ private Q_SLOTS:
         QCOMPARE(place.recorded().currentLogName, nameOf(1));
         write(*log, {messageFor(100)});
         QCOMPARE(log->currentLogName(), nameOf(file));
-        QCOMPARE(place.recorded().info[0], 1000);
+        QCOMPARE(place.recorded().logInfos[0], 1000);
         QTEST(place.recorded().currentLogName, "recordedName");
-        QTEST(place.recorded().info[size_t(file - 1)], "count");
+        QTEST(place.recorded().logInfos[size_t(file - 1)], "count");
     }
 
     void recordAtStart_data() {
@@ -262,7 +262,7 @@ private Q_SLOTS:
         write(*log, {u"a"_s});
         QCOMPARE(place.messages(file), u"a"_s);
         QCOMPARE(place.recorded().currentLogName, nameOf(file));
-        QCOMPARE(place.recorded().info[size_t(file - 1)], LineFrame + 1);
+        QCOMPARE(place.recorded().logInfos[size_t(file - 1)], LineFrame + 1);
         QCOMPARE(victim.size(), 4);
     }
 
@@ -273,7 +273,7 @@ private Q_SLOTS:
         QFile::remove(place.path(1));
         write(*log, {u"2"_s, u"3"_s});
         QCOMPARE(place.messages(1), u"2 3"_s);
-        QCOMPARE(place.recorded().info[0], 2 * (LineFrame + 1));
+        QCOMPARE(place.recorded().logInfos[0], 2 * (LineFrame + 1));
         QFile::rename(place.path(1), place.path(9));
         write(*log, {u"4"_s});
         QCOMPARE(place.messages(1), u"4"_s);
@@ -329,7 +329,7 @@ private Q_SLOTS:
         setrlimit(RLIMIT_FSIZE, &before);
         std::signal(SIGXFSZ, SIG_DFL);
         QCOMPARE(place.bytes(1).size(), 900);
-        QCOMPARE(place.recorded().info[0], 1300);
+        QCOMPARE(place.recorded().logInfos[0], 1300);
         write(*log, {u"room again"_s});
         QVERIFY(place.bytes(1).endsWith(": room again \n"));
     }

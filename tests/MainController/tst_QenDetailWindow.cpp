@@ -411,7 +411,7 @@ private:
         const QImage grey = view.grab().toImage().convertToFormat(QImage::Format_Grayscale8);
         const ZXing::Result read = ZXing::ReadBarcode({grey.constBits(), grey.width(), grey.height(),
             ZXing::ImageFormat::Lum, static_cast<int>(grey.bytesPerLine())});
-        return read.isValid() ? QString::fromStdWString(read.text()) : u"unreadable"_s;
+        return read.isValid() ? QString::fromStdString(read.text()) : u"unreadable"_s;
     }
 
     ReferenceServer m_server;

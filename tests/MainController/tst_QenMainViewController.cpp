@@ -324,6 +324,16 @@ private Q_SLOTS:
             window->close();
     }
 
+    void joinDomainButtonFollowsBothFiles() {
+        Fixture fixture({u"ok"_s});
+        fixture.agentFile("joindomainSwitchStatus.archive", QVariant(1));
+        fixture.open();
+        QTRY_VERIFY(fixture.shows("joinDomainBtn"));
+        fixture.agentFile("inacSSIDInfo.archive", QVariantMap{{"auth_method", "2"}});
+        fixture.world.center.post(ClientNotification::InacSsid);
+        QTRY_VERIFY(!fixture.shows("joinDomainBtn"));
+    }
+
     void joinDomainButton_data() {
         QTest::addColumn<QVariant>("status");
         QTest::addColumn<QVariant>("method");

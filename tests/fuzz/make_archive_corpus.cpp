@@ -35,23 +35,6 @@ ArchiveValue allKinds() {
     return value;
 }
 
-ArchiveValue oddFields() {
-    ArchiveValue object = ArchiveValue::object("Outer", {"Outer", "Base", "NSObject"});
-    object.setField("$dollar", "a");
-    object.setField("boxed", ArchiveValue(5).stored(ArchiveValue::Storage::Boxed));
-    object.setField("list", ArchiveValue(ArchiveValue::Array{"x", 7}).stored(ArchiveValue::Storage::Inline));
-    object.setField("inner", record());
-    return object;
-}
-
-QByteArray sharedManyTimes() {
-    ArchiveValue::Array objects;
-    for (int i = 0; i < 40; ++i)
-        objects.push_back(arrayEntry({i + 2, i + 2}, 42));
-    objects.insert(objects.end(), {ArchiveValue("a"), classEntry("NSArray", {"NSArray", "NSObject"})});
-    return archive(objects);
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
@@ -63,13 +46,16 @@ int main(int argc, char** argv) {
     const std::pair<const char*, QByteArray> inputs[] = {
         {"record", KeyedArchiver::archivedData(record())},
         {"all_kinds", KeyedArchiver::archivedData(allKinds())},
-        {"odd_fields", KeyedArchiver::archivedData(oddFields())},
+        {"odd_fields", oddFields()},
         {"nil", KeyedArchiver::archivedData(ArchiveValue())},
         {"text", KeyedArchiver::archivedData("userPolicyRequest")},
-        {"older_order", archive({arrayEntry({2}, 3), "a", listClass}, true)},
+        {"older_order", archive({arrayEntry({2}, 3), "a", listClass})},
         {"cycle", archive({arrayEntry({2}, 3), arrayEntry({1}, 3), listClass})},
-        {"shared_many_times", sharedManyTimes()},
-        {"no_class", archive({inOrder({{"NS.objects", ArchiveValue(ArchiveValue::Array())}})})},
+        {"shared_many_times", sharedLists(40, 0)},
+        {"shared_longer_than_the_file", sharedLists(40, 24)},
+        {"nil_key", nilKey()},
+        {"no_class",
+            archive({ArchiveValue(ArchiveValue::Dictionary{{"NS.objects", ArchiveValue(ArchiveValue::Array())}})})},
         {"plain_list",
             Platform::PropertyList::binaryData(
                 ArchiveValue(ArchiveValue::Dictionary{{"CFBundleName", "Mav"}, {"versions", QStringList{"1", "2"}}}))},

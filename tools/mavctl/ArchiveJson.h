@@ -10,7 +10,7 @@
 /// fields}. A key of these three names that is meant as such has another "$" in front.
 namespace ArchiveJson {
 
-/// Indented text. Keys stand in an order of insertion that gives the same archive.
+/// Indented text, keys sorted. What is written from it holds the same values, if not in the same bytes.
 std::string text(const Platform::ArchiveValue& root);
 
 /// Nothing with @p reason when the text is not JSON, has a "$" form that is none, or is nested or long beyond what a

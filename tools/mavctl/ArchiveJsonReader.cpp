@@ -2,7 +2,6 @@
 
 #include "ArchiveDate.h"
 #include "ArchiveJsonForms.h"
-#include "ArchiveLayout.h"
 #include "PropertyListLimits.h"
 
 #include <nlohmann/json.hpp>
@@ -12,8 +11,8 @@
 using namespace Qt::StringLiterals;
 
 using Json = nlohmann::ordered_json;
+using Platform::ArchiveClass;
 using Platform::ArchiveEntry;
-using Platform::ArchiveLayout;
 using Platform::ArchiveValue;
 namespace Limits = Platform::PropertyListLimits;
 
@@ -35,7 +34,7 @@ public:
     bool number_integer(number_integer_t value) override { return put(value); }
     bool number_unsigned(number_unsigned_t value) override { return put(value); }
     bool number_float(number_float_t value, const string_t&) override { return put(value); }
-    bool string(string_t& value) override { return put(ArchiveLayout::string(QString::fromStdString(value))); }
+    bool string(string_t& value) override { return put(ArchiveValue::text(QString::fromStdString(value))); }
     bool binary(binary_t&) override { return fail(u"binary JSON is not read"_s); }
     bool start_object(std::size_t) override { return open(false); }
     bool start_array(std::size_t) override { return open(true); }
@@ -119,7 +118,8 @@ private:
         if (name.isEmpty())
             return fail(u"\"$class\" is not the name of a class"_s);
         entries.erase(entries.begin() + (classEntry - entries.data()));
-        value = ArchiveLayout::object(name, std::move(entries));
+        value = ArchiveValue::object(
+            std::make_shared<const ArchiveClass>(ArchiveClass{name, {name, u"NSObject"_s}}), std::move(entries));
         return true;
     }
 

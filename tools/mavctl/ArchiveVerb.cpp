@@ -27,23 +27,6 @@ std::optional<ArchiveValue> decoded(const QByteArray& bytes) {
     return list && list->value(u"$archiver").isNothing() ? list : std::nullopt;
 }
 
-/// The listing of a file that stays the same when it is written and shown again. It is the first one, except where an
-/// order of keys or a sharing of values in the file is lost in JSON.
-std::string settledText(const ArchiveValue& root) {
-    constexpr int MostRounds = 4;
-    std::string text = ArchiveJson::text(root);
-    for (int round = 0; round < MostRounds; ++round) {
-        QString reason;
-        const auto written = ArchiveJson::value(text, reason);
-        const auto read = written ? decoded(Platform::KeyedArchiver::archivedData(*written)) : std::nullopt;
-        std::string next = read ? ArchiveJson::text(*read) : text;
-        if (next == text)
-            break;
-        text = std::move(next);
-    }
-    return text;
-}
-
 Exit show(const QString& path) {
     const auto bytes = Platform::readFile(path, Platform::PropertyListLimits::FileSize);
     if (!bytes)
@@ -52,8 +35,7 @@ Exit show(const QString& path) {
     const auto root = decoded(*bytes);
     if (!root)
         return fail(u"%1: is neither a keyed archive nor a property list, or is damaged"_s.arg(path));
-    const std::string text = settledText(*root);
-    return print(QByteArray::fromStdString(text));
+    return print(QByteArray::fromStdString(ArchiveJson::text(*root)));
 }
 
 /// False when there is more than @p limit.

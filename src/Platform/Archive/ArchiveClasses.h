@@ -2,7 +2,7 @@
 
 #include "AllowedClasses.h"
 #include "ArchiveKeys.h"
-#include "ArchiveLayout.h"
+#include "ArchiveValue.h"
 
 #include <forward_list>
 

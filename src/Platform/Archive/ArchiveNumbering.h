@@ -1,12 +1,11 @@
 #pragma once
 
 #include "ArchiveValue.h"
-#include "InstanceTable.h"
+#include "Identity.h"
 #include "KeyOrder.h"
 
 #include <QHash>
 
-#include <array>
 #include <forward_list>
 
 namespace Platform {
@@ -17,78 +16,57 @@ namespace Platform {
 /// Points into the value, which must outlive it. May be run again; keeps its room for that.
 class ArchiveNumbering final {
 public:
-    /// What stands under a key of an entry, or as an element of a list.
+    /// An object of the archive, what stands under a key of one, or an element of a list.
     struct Item {
-        enum class Kind : quint8 { Uid, Uids, Text, Value, Seconds, List, Map };
+        enum class Kind : quint8 { Uid, Uids, Text, Scalar, Seconds, Items, Pairs };
         Kind kind = Kind::Uid;
+        /// Of the UIDs, or of the items of a list or dictionary.
         quint32 count = 0;
-        /// The UID itself, or where the UIDs or the items of a list or map begin.
+        /// The UID itself, or where the UIDs or items begin.
         quint32 first = 0;
         const ArchiveValue* value = nullptr;
         const QString* text = nullptr;
-        Identity identity = {};
+        quint64 identity = Identity::None;
         const QString* key = nullptr;
-        Identity keyIdentity = {};
-    };
-    /// An object: either a text or value that stands for itself, or a dictionary of items in their final order.
-    struct Entry {
-        const ArchiveValue* value = nullptr;
-        const QString* text = nullptr;
-        Identity identity = {};
-        quint32 firstItem = 0;
-        quint32 itemCount = 0;
-        quint32 values = 0;
-        int height = 0;
+        quint64 keyIdentity = Identity::None;
     };
 
-    /// Numbers everything below @p root; false when it is beyond the limits of a property list.
+    /// Numbers everything below @p root; false when that is beyond the limits of a property list or its keys are made
+    /// to collide.
     bool run(const ArchiveValue& root);
 
+    /// Values at every place where they stand.
+    size_t valueCount() const { return m_values; }
     quint32 rootUid() const { return m_rootUid; }
-    const std::vector<Entry>& entries() const { return m_entries; }
-    const std::vector<Item>& items() const { return m_items; }
-    const std::vector<quint32>& uids() const { return m_uids; }
+    const std::vector<Item>& entries() const { return m_entries; }
+    const Item& item(quint32 place) const { return m_items[place]; }
+    quint32 uid(quint32 place) const { return m_uids[place]; }
 
     /// Entries of the property list's table, roughly.
     size_t probableObjects() const { return 16 + m_entries.size() + m_items.size() + m_uids.size(); }
-    static Identity constantIdentity(const QString& text) {
-        return Identity::ofText(text, 0, Identity::Place::Constant);
-    }
 
 private:
-    enum Native { String, Data, Date, Null, Array, Dictionary, NativeCount };
-
     quint32 number(const ArchiveValue& value, int depth);
     quint32 numberKey(const ArchiveEntry& entry);
-    void fill(quint32 uid, const ArchiveValue& value, int depth);
-    void fillArray(quint32 uid, const ArchiveValue& value, int depth);
-    void fillDictionary(quint32 uid, const ArchiveValue& value, int depth);
-    void fillObject(quint32 uid, const ArchiveValue& value, int depth);
-    void fillSingle(quint32 uid, const QString& key, Item item, Native native, bool isClassFirst);
-    Item fieldItem(const ArchiveValue& value, int depth);
-    Item inlineList(const ArchiveValue& value, int depth);
-    Item inlineMap(const ArchiveValue& value, int depth);
+    bool enter(size_t entries, int depth);
+    Item entryOf(const ArchiveValue& value, quint64 identity, int depth);
+    Item arrayEntry(const ArchiveValue& value, int depth);
+    Item dictionaryEntry(const ArchiveValue& value, int depth);
+    Item objectEntry(const ArchiveValue& value, int depth);
+    Item classItem(const ArchiveClass& objectClass);
+    Item pairs(std::initializer_list<Item> items);
+    Item reserveUids(size_t count);
 
-    quint32 reserveItems(quint32 uid, quint32 count);
-    void setItem(quint32 place, const QString& key, const Identity& identity, Item item);
-    Item classItem(Native native, bool isMutable);
-    Item classItem(const QString& name, const QStringList& classes);
-    bool enter(int depth);
-    bool count(quint32 values);
-
-    bool m_isWithinLimits = true;
     quint32 m_rootUid = 0;
-    quint32 m_values = 0;
-    /// Containers within each other, of what has been numbered inside the current one.
-    int m_height = 0;
-    std::vector<Entry> m_entries;
+    size_t m_values = 0;
+    bool m_isWithinLimits = true;
+    std::vector<Item> m_entries;
     std::vector<Item> m_items;
     std::vector<quint32> m_uids;
     InstanceTable m_instances;
     KeyOrder m_order;
-    std::array<quint32, NativeCount * 2> m_nativeClasses{};
     QHash<QString, quint32> m_classes;
-    /// Texts that stand in no value: class lists and escaped names.
+    /// Escaped names, which stand in no value.
     std::forward_list<QString> m_texts;
 };
 

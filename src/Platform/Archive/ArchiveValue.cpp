@@ -52,41 +52,50 @@ void dropRepeatedKeys(ArchiveValue::Dictionary& entries) {
     entries.resize(kept);
 }
 
+/// The content alone, copied first when others have it too.
+template <typename T>
+T& ownContent(std::shared_ptr<T>& content) {
+    if (content.use_count() > 1)
+        content = std::make_shared<T>(*content);
+    return *content;
+}
+
 } // namespace
 
-ArchiveValue::ArchiveValue(const QString& text) {
+struct ArchiveValue::Pairs {
+    Dictionary entries;
+    /// Of an object only.
+    std::shared_ptr<const ArchiveClass> objectClass;
+};
+
+ArchiveValue::ArchiveValue(QString text) {
     if (text.isNull())
         return;
-    m_type = quint64(Type::String);
-    m_payload.emplace<QString>(text);
+    m_payload.emplace<QString>(std::move(text));
+    m_type = Type::String;
 }
 
 ArchiveValue::ArchiveValue(const QByteArray& bytes) : ArchiveValue(Type::Data, bytes) {}
 
 ArchiveValue::ArchiveValue(const QStringList& strings) : ArchiveValue(Array(strings.begin(), strings.end())) {}
 
-ArchiveValue::ArchiveValue(Array items) : ArchiveValue(Type::Array, Payload()) {
-    auto* node = new ArrayNode;
-    node->items = std::move(items);
-    m_payload = QSharedDataPointer<ArrayNode>(node);
+ArchiveValue::ArchiveValue(Array items) : ArchiveValue(Type::Array, std::make_shared<Array>(std::move(items))) {}
+
+ArchiveValue::ArchiveValue(Dictionary entries) : ArchiveValue(object(nullptr, std::move(entries))) {
+    m_type = Type::Dictionary;
 }
 
-ArchiveValue::ArchiveValue(Dictionary entries) : ArchiveValue(Type::Dictionary, Payload()) {
-    auto* node = new PairsNode;
-    m_payload = QSharedDataPointer<PairsNode>(node);
-    node->entries = std::move(entries);
-    dropRepeatedKeys(node->entries);
-}
-
-ArchiveValue ArchiveValue::object(const QString& className) {
-    return object(className, {className, u"NSObject"_s});
+ArchiveValue ArchiveValue::text(QString text) {
+    return {Type::String, text.isNull() ? QString(""_L1) : std::move(text)};
 }
 
 ArchiveValue ArchiveValue::object(const QString& className, const QStringList& classes) {
-    auto* node = new PairsNode;
-    ArchiveValue value(Type::Object, QSharedDataPointer<PairsNode>(node));
-    node->objectClass = std::make_shared<const ArchiveClass>(ArchiveClass{className, classes});
-    return value;
+    return object(std::make_shared<const ArchiveClass>(ArchiveClass{className, classes}), {});
+}
+
+ArchiveValue ArchiveValue::object(std::shared_ptr<const ArchiveClass> objectClass, Dictionary fields) {
+    dropRepeatedKeys(fields);
+    return {Type::Object, std::make_shared<Pairs>(Pairs{std::move(fields), std::move(objectClass)})};
 }
 
 qint64 ArchiveValue::integer() const {
@@ -109,7 +118,7 @@ double ArchiveValue::number() const {
     const auto* whole = std::get_if<qint64>(&m_payload);
     if (!whole)
         return 0;
-    return type() == Type::Unsigned ? static_cast<double>(static_cast<quint64>(*whole)) : static_cast<double>(*whole);
+    return m_type == Type::Unsigned ? static_cast<double>(static_cast<quint64>(*whole)) : static_cast<double>(*whole);
 }
 
 const QString& ArchiveValue::string() const {
@@ -123,13 +132,13 @@ const QByteArray& ArchiveValue::data() const {
 }
 
 const ArchiveValue::Array& ArchiveValue::array() const {
-    const auto* node = std::get_if<QSharedDataPointer<ArrayNode>>(&m_payload);
-    return node ? (*node)->items : emptyValue<Array>();
+    const auto* items = std::get_if<std::shared_ptr<Array>>(&m_payload);
+    return items ? **items : emptyValue<Array>();
 }
 
 const ArchiveValue::Dictionary& ArchiveValue::dictionary() const {
-    const auto* node = std::get_if<QSharedDataPointer<PairsNode>>(&m_payload);
-    return node ? (*node)->entries : emptyValue<Dictionary>();
+    const auto* pairs = std::get_if<std::shared_ptr<Pairs>>(&m_payload);
+    return pairs ? (*pairs)->entries : emptyValue<Dictionary>();
 }
 
 const ArchiveValue& ArchiveValue::value(QStringView key) const {
@@ -140,35 +149,29 @@ const ArchiveValue& ArchiveValue::value(QStringView key) const {
     return emptyValue<ArchiveValue>();
 }
 
-const QString& ArchiveValue::className() const {
-    return isObject() ? std::get<QSharedDataPointer<PairsNode>>(m_payload)->objectClass->name : emptyValue<QString>();
-}
-
-const QStringList& ArchiveValue::classes() const {
-    return isObject() ? std::get<QSharedDataPointer<PairsNode>>(m_payload)->objectClass->classes
-                      : emptyValue<QStringList>();
+const ArchiveClass& ArchiveValue::objectClass() const {
+    return isObject() ? *std::get<std::shared_ptr<Pairs>>(m_payload)->objectClass : emptyValue<ArchiveClass>();
 }
 
 void ArchiveValue::append(ArchiveValue value) {
     if (!isArray())
         *this = ArchiveValue(Array());
-    std::get<QSharedDataPointer<ArrayNode>>(m_payload)->items.push_back(std::move(value));
     m_instance = 0;
+    ownContent(std::get<std::shared_ptr<Array>>(m_payload)).push_back(std::move(value));
 }
 
 void ArchiveValue::insert(const QString& key, ArchiveValue value) {
     if (!isDictionary() && !isObject())
         *this = ArchiveValue(Dictionary());
     m_instance = 0;
-    auto& node = std::get<QSharedDataPointer<PairsNode>>(m_payload);
-    for (ArchiveEntry& entry : node->entries) {
+    Dictionary& entries = ownContent(std::get<std::shared_ptr<Pairs>>(m_payload)).entries;
+    for (ArchiveEntry& entry : entries) {
         if (entry.key == key) {
             entry.value = std::move(value);
             return;
         }
     }
-    node->entries.push_back({key, std::move(value)});
-    node->asStored = false;
+    entries.push_back({key, std::move(value)});
 }
 
 bool operator==(const ArchiveEntry& left, const ArchiveEntry& right) {
@@ -209,14 +212,15 @@ bool operator==(const ArchiveValue& left, const ArchiveValue& right) {
 }
 
 ArchiveValue ArchiveValue::asOneInstance() const {
+    static std::atomic<quint32> last;
     ArchiveValue value = *this;
-    value.m_instance = ArchiveLayout::newInstances(1);
+    value.m_instance = last.fetch_add(1, std::memory_order_relaxed) + 1;
     return value;
 }
 
 ArchiveValue ArchiveValue::asMutable() const {
     ArchiveValue value = *this;
-    value.m_mutable = isString() || isData() || isArray() || isDictionary();
+    value.m_isMutable = isString() || isData() || isArray() || isDictionary();
     return value;
 }
 
@@ -234,55 +238,6 @@ ArchiveValue ArchiveValue::asDeeplyMutable() const {
         return ArchiveValue(std::move(entries)).asMutable();
     }
     return *this;
-}
-
-ArchiveValue ArchiveValue::stored(Storage storage) const {
-    ArchiveValue value = *this;
-    value.m_storage = quint64(storage);
-    return value;
-}
-
-quint64 ArchiveLayout::newInstances(quint32 count) {
-    static std::atomic<quint64> next{1};
-    return next.fetch_add(count, std::memory_order_relaxed);
-}
-
-ArchiveValue ArchiveLayout::string(QString text) {
-    if (text.isNull())
-        text = ""_L1;
-    return {ArchiveValue::Type::String, std::move(text)};
-}
-
-ArchiveValue ArchiveLayout::dictionaryAsStored(ArchiveValue::Dictionary entries) {
-    dropRepeatedKeys(entries);
-    auto* node = new ArchiveValue::PairsNode;
-    ArchiveValue value(ArchiveValue::Type::Dictionary, QSharedDataPointer<ArchiveValue::PairsNode>(node));
-    node->asStored = true;
-    node->entries = std::move(entries);
-    return value;
-}
-
-ArchiveValue ArchiveLayout::object(const QString& className, ArchiveValue::Dictionary fields) {
-    ArchiveValue value = ArchiveValue::object(className);
-    dropRepeatedKeys(fields);
-    std::get<QSharedDataPointer<ArchiveValue::PairsNode>>(value.m_payload)->entries = std::move(fields);
-    return value;
-}
-
-ArchiveValue ArchiveLayout::objectAsStored(
-    std::shared_ptr<const ArchiveClass> objectClass, ArchiveValue::Dictionary fields) {
-    dropRepeatedKeys(fields);
-    auto* node = new ArchiveValue::PairsNode;
-    ArchiveValue value(ArchiveValue::Type::Object, QSharedDataPointer<ArchiveValue::PairsNode>(node));
-    node->asStored = true;
-    node->entries = std::move(fields);
-    node->objectClass = std::move(objectClass);
-    return value;
-}
-
-bool ArchiveLayout::isAsStored(const ArchiveValue& value) {
-    const auto* node = std::get_if<QSharedDataPointer<ArchiveValue::PairsNode>>(&value.m_payload);
-    return node && (*node)->asStored;
 }
 
 } // namespace Platform

@@ -1,7 +1,5 @@
 #include "ArchiveValue.h"
 
-#include "ArchiveDate.h"
-
 #include <QDateTime>
 #include <QJsonArray>
 #include <QJsonObject>
@@ -20,73 +18,7 @@ constexpr double ReferenceDate = 978307200;
 
 const QString ClassKey = u"$class"_s;
 
-ArchiveValue orNull(ArchiveValue value) {
-    return value.isNothing() ? ArchiveValue::null() : value;
-}
-
-template <typename List, typename Convert>
-ArchiveValue arrayOf(const List& list, Convert convert) {
-    ArchiveValue::Array items;
-    items.reserve(static_cast<size_t>(list.size()));
-    for (const auto& item : list)
-        items.push_back(orNull(convert(item)));
-    return ArchiveValue(std::move(items));
-}
-
-template <typename Map, typename Convert>
-ArchiveValue dictionaryOf(const Map& map, Convert convert) {
-    ArchiveValue::Dictionary entries;
-    entries.reserve(static_cast<size_t>(map.size()));
-    for (auto pair = map.begin(); pair != map.end(); ++pair)
-        entries.push_back({pair.key(), orNull(convert(pair.value()))});
-    return ArchiveValue(std::move(entries));
-}
-
 } // namespace
-
-ArchiveValue ArchiveValue::fromVariant(const QVariant& variant) {
-    switch (variant.typeId()) {
-    case QMetaType::UnknownType:
-        return {};
-    case QMetaType::Nullptr:
-        return null();
-    case QMetaType::Bool:
-        return variant.toBool();
-    case QMetaType::ULongLong:
-    case QMetaType::ULong:
-        return variant.toULongLong();
-    case QMetaType::Int:
-    case QMetaType::UInt:
-    case QMetaType::Long:
-    case QMetaType::LongLong:
-    case QMetaType::Short:
-    case QMetaType::UShort:
-    case QMetaType::UChar:
-    case QMetaType::SChar:
-        return variant.toLongLong();
-    case QMetaType::Double:
-    case QMetaType::Float:
-        return variant.toDouble();
-    case QMetaType::QByteArray:
-        return variant.toByteArray();
-    case QMetaType::QDateTime:
-        return date(static_cast<double>(variant.toDateTime().toMSecsSinceEpoch()) / 1000 - ReferenceDate);
-    case QMetaType::QStringList:
-        return variant.toStringList();
-    case QMetaType::QVariantList:
-        return arrayOf(variant.toList(), fromVariant);
-    case QMetaType::QVariantMap:
-        return dictionaryOf(variant.toMap(), fromVariant);
-    case QMetaType::QVariantHash:
-        return dictionaryOf(variant.toHash(), fromVariant);
-    case QMetaType::QJsonValue:
-    case QMetaType::QJsonObject:
-    case QMetaType::QJsonArray:
-        return fromJson(variant.toJsonValue());
-    default:
-        return variant.toString();
-    }
-}
 
 QVariant ArchiveValue::toVariant() const {
     switch (type()) {
@@ -134,54 +66,27 @@ ArchiveValue ArchiveValue::fromJson(const QJsonValue& json) {
         return null();
     case QJsonValue::Bool:
         return json.toBool();
-    case QJsonValue::Double:
-        return fromVariant(json.toVariant()); // whole numbers come as such
+    case QJsonValue::Double: {
+        const QVariant number = json.toVariant();
+        return number.typeId() == QMetaType::Double ? ArchiveValue(number.toDouble()) : number.toLongLong();
+    }
     case QJsonValue::String:
-        return ArchiveLayout::string(json.toString());
-    case QJsonValue::Array:
-        return arrayOf(json.toArray(), [](const QJsonValue& item) { return fromJson(item); });
-    case QJsonValue::Object:
-        return dictionaryOf(json.toObject(), [](const QJsonValue& item) { return fromJson(item); });
+        return ArchiveValue::text(json.toString());
+    case QJsonValue::Array: {
+        Array items;
+        for (const QJsonValue& item : json.toArray())
+            items.push_back(fromJson(item));
+        return items;
+    }
+    case QJsonValue::Object: {
+        const QJsonObject object = json.toObject();
+        Dictionary entries;
+        for (auto pair = object.begin(); pair != object.end(); ++pair)
+            entries.push_back({pair.key(), fromJson(pair.value())});
+        return entries;
+    }
     case QJsonValue::Undefined:
         break;
-    }
-    return {};
-}
-
-QJsonValue ArchiveValue::toJson() const {
-    switch (type()) {
-    case Type::Nothing:
-    case Type::Null:
-        return QJsonValue::Null;
-    case Type::Boolean:
-        return boolean();
-    case Type::Integer:
-        return integer();
-    case Type::Unsigned:
-        return static_cast<double>(unsignedInteger());
-    case Type::Double:
-        return number();
-    case Type::Date:
-        return QJsonObject{{u"$date"_s, ArchiveDate::isoText(number())}};
-    case Type::String:
-        return string();
-    case Type::Data:
-        return QJsonObject{{u"$data"_s, QString::fromLatin1(data().toBase64())}};
-    case Type::Array: {
-        QJsonArray list;
-        for (const ArchiveValue& item : array())
-            list.append(item.toJson());
-        return list;
-    }
-    case Type::Dictionary:
-    case Type::Object: {
-        QJsonObject map;
-        if (isObject())
-            map.insert(ClassKey, className());
-        for (const ArchiveEntry& entry : dictionary())
-            map.insert(entry.key, entry.value.toJson());
-        return map;
-    }
     }
     return {};
 }

@@ -14,15 +14,6 @@ constexpr qsizetype TrailerSize = 32;
 using Object = BinaryPropertyListReader::Object;
 using Kind = BinaryPropertyListReader::Kind;
 
-Object realObject(Kind kind, const uchar* bytes) {
-    Object object{kind};
-    if (kind == Kind::SingleReal)
-        object.integer = std::bit_cast<qint64>(double{std::bit_cast<float>(qFromBigEndian<quint32>(bytes))});
-    else
-        object.integer = qFromBigEndian<qint64>(bytes);
-    return object;
-}
-
 } // namespace
 
 quint64 BinaryPropertyListReader::bigEndian(const uchar* bytes, unsigned size) {
@@ -82,6 +73,7 @@ bool BinaryPropertyListReader::open(QByteArrayView bytes) {
     m_end = first + table;
     m_objectCount = static_cast<quint32>(count);
     m_topObject = static_cast<quint32>(top);
+    m_mostValues = PropertyListLimits::values(bytes.size());
     m_left = 2 * bytes.size();
     m_slots.resize(m_objectCount);
     readOffsets(offsetSize);
@@ -141,10 +133,13 @@ Object BinaryPropertyListReader::object(quint32 index) const {
         return low <= 4 && left >= (1 << low) ? integerObject(position, 1u << low) : Object{};
     case 0x2:
         if (low == 2 && left >= 4)
-            return realObject(Kind::SingleReal, position);
-        return low == 3 && left >= 8 ? realObject(Kind::Real, position) : Object{};
+            return {Kind::Real, 0, nullptr,
+                std::bit_cast<qint64>(double{std::bit_cast<float>(qFromBigEndian<quint32>(position))})};
+        [[fallthrough]];
     case 0x3:
-        return low == 3 && left >= 8 ? realObject(Kind::Date, position) : Object{};
+        if (low != 3 || left < 8)
+            return {};
+        return {high == 2 ? Kind::Real : Kind::Date, 0, nullptr, qFromBigEndian<qint64>(position)};
     case 0x4:
         return withCount(Kind::Data, low, position, 1);
     case 0x5:
@@ -204,24 +199,22 @@ QString BinaryPropertyListReader::string(quint32 index, const Object& object) {
     return text;
 }
 
-bool BinaryPropertyListReader::data(quint32 index, const Object& object, QByteArray& result) {
+std::optional<QByteArray> BinaryPropertyListReader::data(quint32 index, const Object& object) {
     if (object.kind != Kind::Data)
-        return false;
+        return std::nullopt;
     quint32& kept = m_slots[index].kept;
-    if (kept < ReadOnce) {
-        result = m_data[kept - FirstData];
-        return true;
-    }
+    if (kept < ReadOnce)
+        return m_data[kept - FirstData];
     if (!take(object.count))
-        return false;
-    result = QByteArray(reinterpret_cast<const char*>(object.bytes), object.count);
+        return std::nullopt;
+    QByteArray bytes(reinterpret_cast<const char*>(object.bytes), object.count);
     if (kept == NotRead) {
         kept = ReadOnce;
     } else {
         kept = FirstData + static_cast<quint32>(m_data.size());
-        m_data.push_back(result);
+        m_data.push_back(bytes);
     }
-    return true;
+    return bytes;
 }
 
 bool BinaryPropertyListReader::isLongText(const Object& text, QByteArrayView ascii) {

@@ -8,6 +8,7 @@
 
 #include <bit>
 #include <cstring>
+#include <optional>
 
 namespace Platform {
 
@@ -23,7 +24,6 @@ public:
         Boolean,
         Integer,
         Unsigned,
-        SingleReal,
         Real,
         Date,
         Data,
@@ -50,6 +50,8 @@ public:
 
     quint32 objectCount() const { return m_objectCount; }
     quint32 topObject() const { return m_topObject; }
+    /// As PropertyListLimits::values() of the file.
+    quint32 mostValues() const { return m_mostValues; }
     Object object(quint32 index) const;
     /// The number of a UID; NoObject for anything else.
     Q_ALWAYS_INLINE quint32 uid(quint32 index) const {
@@ -82,8 +84,8 @@ public:
     }
     /// As above for an object that has been looked at.
     QString string(quint32 index, const Object& object);
-    /// The bytes of data, likewise; false when data are too long together.
-    bool data(quint32 index, const Object& object, QByteArray& result);
+    /// The bytes of data, likewise.
+    std::optional<QByteArray> data(quint32 index, const Object& object);
     /// True when the object is a plain string of exactly these characters.
     bool isText(quint32 index, QByteArrayView ascii) const {
         return ascii.size() < CountFollows ? index < m_objectCount && isTextAt(m_begin + m_slots[index].offset, ascii)
@@ -130,6 +132,7 @@ private:
     const uchar* m_end = nullptr;
     quint32 m_objectCount = 0;
     quint32 m_topObject = 0;
+    quint32 m_mostValues = 0;
     quint8 m_referenceSize = 0;
     qsizetype m_left = 0;
     QVarLengthArray<Slot, FewObjects> m_slots;

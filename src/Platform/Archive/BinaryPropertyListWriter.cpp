@@ -27,6 +27,11 @@ quint32 width(quint64 number) {
     return number <= 0xffffffff ? 4 : 8;
 }
 
+/// Negative numbers take all.
+quint32 integerWidth(qint64 number) {
+    return number < 0 ? 8 : width(static_cast<quint64>(number));
+}
+
 quint32 markerOfWidth(quint32 bytes) {
     return static_cast<quint32>(std::countr_zero(bytes));
 }
@@ -121,54 +126,35 @@ void BinaryPropertyListWriter::clear(size_t objects) {
     m_references.reserve(objects * 2);
 }
 
-quint32 BinaryPropertyListWriter::add(const Object& object) {
-    switch (object.kind) {
-    case Kind::False:
-    case Kind::True:
-        m_size += 1;
-        break;
-    case Kind::Integer:
-        m_size += 1 + (object.body.integer < 0 ? 8 : width(static_cast<quint64>(object.body.integer)));
-        break;
-    case Kind::Unsigned:
-        m_size += 17;
-        break;
-    case Kind::SingleReal:
-        m_size += 5;
-        break;
-    case Kind::Real:
-    case Kind::Date:
-        m_size += 9;
-        break;
-    case Kind::Data:
-    case Kind::String:
-        m_size += headSize(object.count) + quint64{object.count};
-        break;
-    case Kind::WideString:
-        m_size += headSize(object.count) + quint64{object.count} * 2;
-        break;
-    case Kind::Uid:
-        m_size += 1 + width(static_cast<quint64>(object.body.integer));
-        break;
-    case Kind::Array:
-    case Kind::Dictionary:
-        m_size += headSize(object.count);
-        break;
-    }
-    m_objects.push_back(object);
+inline quint32 BinaryPropertyListWriter::add(Kind kind, quint32 count, Body body, quint64 size) {
+    m_size += size;
+    // Field by field: a copy right behind the writing of parts waits for them.
+    Object& object = m_objects.emplace_back();
+    object.kind = kind;
+    object.count = count;
+    object.body = body;
     return objectCount() - 1;
 }
 
 quint32 BinaryPropertyListWriter::begin(Kind kind, quint32 count, quint32 references) {
     const size_t start = m_references.size();
     m_references.resize(start + references);
-    return add({kind, count, {.start = start}});
+    return add(kind, count, {.start = start}, headSize(count));
 }
 
 quint32 BinaryPropertyListWriter::addString(QStringView text) {
     // Longer ones cannot be written anyway, and bytes() finds that out.
     const auto count = static_cast<quint32>(std::min<qsizetype>(text.size(), PropertyListLimits::FileSize));
-    return add({isPlain(text) ? Kind::String : Kind::WideString, count, {.units = text.utf16()}});
+    return isPlain(text) ? add(Kind::String, count, {.units = text.utf16()}, headSize(count) + quint64{count})
+                         : add(Kind::WideString, count, {.units = text.utf16()}, headSize(count) + quint64{count} * 2);
+}
+
+quint32 BinaryPropertyListWriter::addInteger(qint64 number) {
+    return add(Kind::Integer, 0, {.integer = number}, 1 + integerWidth(number));
+}
+
+quint32 BinaryPropertyListWriter::addReal(double number) {
+    return add(Kind::Real, 0, {.real = number}, 9);
 }
 
 quint32 BinaryPropertyListWriter::addScalar(const ArchiveValue& value) {
@@ -178,15 +164,14 @@ quint32 BinaryPropertyListWriter::addScalar(const ArchiveValue& value) {
     case ArchiveValue::Type::Integer:
         return addInteger(value.integer());
     case ArchiveValue::Type::Unsigned:
-        return add({Kind::Unsigned, 0, {.integer = value.integer()}});
+        return add(Kind::Unsigned, 0, {.integer = value.integer()}, 17);
     case ArchiveValue::Type::Double:
-        return add(
-            {ArchiveLayout::isSinglePrecision(value) ? Kind::SingleReal : Kind::Real, 0, {.real = value.number()}});
+        return addReal(value.number());
     case ArchiveValue::Type::Date:
-        return add({Kind::Date, 0, {.real = value.number()}});
+        return add(Kind::Date, 0, {.real = value.number()}, 9);
     case ArchiveValue::Type::Data: {
-        const auto count = std::min<qsizetype>(value.data().size(), PropertyListLimits::FileSize);
-        return add({Kind::Data, static_cast<quint32>(count), {.bytes = value.data().constData()}});
+        const auto count = static_cast<quint32>(std::min<qsizetype>(value.data().size(), PropertyListLimits::FileSize));
+        return add(Kind::Data, count, {.bytes = value.data().constData()}, headSize(count) + quint64{count});
     }
     default:
         return addString(value.string());
@@ -194,7 +179,7 @@ quint32 BinaryPropertyListWriter::addScalar(const ArchiveValue& value) {
 }
 
 quint32 BinaryPropertyListWriter::addBoolean(bool value) {
-    const quint32 object = add({value ? Kind::True : Kind::False, 0, {.integer = 0}});
+    const quint32 object = add(value ? Kind::True : Kind::False, 0, {.integer = 0}, 1);
     quint32& first = m_booleans[value ? 1 : 0];
     if (first == None)
         first = object;
@@ -202,7 +187,7 @@ quint32 BinaryPropertyListWriter::addBoolean(bool value) {
 }
 
 quint32 BinaryPropertyListWriter::addUid(quint32 number) {
-    const quint32 object = add({Kind::Uid, 0, {.integer = number}});
+    const quint32 object = add(Kind::Uid, 0, {.integer = number}, 1 + width(number));
     if (number >= m_uids.size())
         m_uids.resize(std::max<size_t>(number + 1, m_uids.size() * 2), None);
     if (m_uids[number] == None)
@@ -218,7 +203,7 @@ void BinaryPropertyListWriter::write(const Object& object, Sink& sink, quint32 r
         return sink.byte(0x09);
     case Kind::Integer: {
         const auto number = static_cast<quint64>(object.body.integer);
-        const quint32 size = object.body.integer < 0 ? 8 : width(number);
+        const quint32 size = integerWidth(object.body.integer);
         sink.byte(0x10 | markerOfWidth(size));
         return sink.number(number, size);
     }
@@ -226,9 +211,6 @@ void BinaryPropertyListWriter::write(const Object& object, Sink& sink, quint32 r
         sink.byte(0x14);
         sink.number(0, 8);
         return sink.number(static_cast<quint64>(object.body.integer), 8);
-    case Kind::SingleReal:
-        sink.byte(0x22);
-        return sink.number(std::bit_cast<quint32>(static_cast<float>(object.body.real)), 4);
     case Kind::Real:
     case Kind::Date:
         sink.byte(object.kind == Kind::Date ? 0x33 : 0x23);

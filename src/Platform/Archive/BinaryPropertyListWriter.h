@@ -23,8 +23,8 @@ public:
     quint32 addString(QStringView text);
     /// A number, date or data, or a string whatever its variant.
     quint32 addScalar(const ArchiveValue& value);
-    quint32 addInteger(qint64 number) { return add({Kind::Integer, 0, {.integer = number}}); }
-    quint32 addReal(double number) { return add({Kind::Real, 0, {.real = number}}); }
+    quint32 addInteger(qint64 number);
+    quint32 addReal(double number);
     /// As the platform does: one that was added before is referred to, and yet a copy goes to the table.
     quint32 addBoolean(bool value);
     quint32 addUid(quint32 number);
@@ -52,7 +52,6 @@ private:
         True,
         Integer,
         Unsigned,
-        SingleReal,
         Real,
         Date,
         Data,
@@ -70,13 +69,14 @@ private:
         size_t start;
     };
     struct Object {
-        Kind kind;
-        quint32 count;
-        Body body;
+        Kind kind = Kind::False;
+        quint32 count = 0;
+        Body body = {};
     };
     class Sink;
 
-    quint32 add(const Object& object);
+    /// @param size  in the file, references apart
+    quint32 add(Kind kind, quint32 count, Body body, quint64 size);
     quint32 begin(Kind kind, quint32 count, quint32 references);
     void write(const Object& object, Sink& sink, quint32 referenceSize) const;
 

@@ -54,12 +54,10 @@ quint64 KeyOrder::hash(QStringView key) {
     return result + (result << (length & 31));
 }
 
-quint32 KeyOrder::tableSize(quint32 count) {
-    for (const Size& size : Sizes) {
-        if (count <= size.capacity)
-            return size.places;
-    }
-    return Sizes[std::size(Sizes) - 1].places;
+void KeyOrder::clear() {
+    m_probes = 0;
+    m_hashes.clear();
+    m_order.clear();
 }
 
 void KeyOrder::put(quint32 index) {
@@ -81,73 +79,48 @@ void KeyOrder::grow() {
     }
 }
 
-std::span<const quint32> KeyOrder::arranged(std::span<const quint64> hashes) {
-    m_hashes = hashes;
-    m_lastHashes.clear();
+void KeyOrder::fillTable() {
     m_size = 0;
-    m_probes = 0;
     m_table.assign(Sizes[0].places, Free);
-    for (quint32 index = 0; index < hashes.size(); ++index) {
+    for (quint32 index = 0; index < m_hashes.size() && !isExhausted(); ++index) {
         if (index == m_table.size())
             grow();
         put(index);
         if (index + 1 > Sizes[m_size].capacity)
             grow();
-        if (m_probes > ProbeLimit) {
-            m_order.clear();
-            return m_order;
-        }
     }
-    m_order.clear();
-    std::copy_if(
-        m_table.begin(), m_table.end(), std::back_inserter(m_order), [](quint32 index) { return index != Free; });
+}
+
+std::vector<quint32> KeyOrder::ofHashes(std::vector<quint64> hashes) {
+    m_wanted = std::move(hashes);
+    return orderOfWanted();
+}
+
+const std::vector<quint32>& KeyOrder::orderOfWanted() {
+    // Lists of dictionaries with the same keys are the rule.
+    if (m_wanted != m_hashes) {
+        m_hashes.swap(m_wanted);
+        fillTable();
+        m_order.clear();
+        std::copy_if(
+            m_table.begin(), m_table.end(), std::back_inserter(m_order), [](quint32 index) { return index != Free; });
+    }
+    if (isExhausted()) {
+        m_order.resize(m_hashes.size());
+        std::iota(m_order.begin(), m_order.end(), 0u);
+    }
     return m_order;
 }
 
-bool KeyOrder::arrangeHashes(std::vector<quint32>& order) {
-    // Lists of dictionaries with the same keys are the rule.
-    if (m_keyHashes != m_lastHashes) {
-        arranged(m_keyHashes);
-        m_lastHashes = m_keyHashes;
-        m_hashes = m_lastHashes;
-    }
-    order = m_order;
-    return order.size() == m_keyHashes.size();
-}
-
-bool KeyOrder::arrange(const ArchiveValue& dictionary, std::vector<quint32>& order) {
-    const ArchiveValue::Dictionary& entries = dictionary.dictionary();
-    if (entries.size() < 2 || ArchiveLayout::isAsStored(dictionary)) {
-        order.resize(entries.size());
-        std::iota(order.begin(), order.end(), 0u);
-        return true;
-    }
-    m_keyHashes.clear();
-    for (const ArchiveEntry& entry : entries)
-        m_keyHashes.push_back(hash(entry.key));
-    return arrangeHashes(order);
-}
-
-bool KeyOrder::arrangeFields(const ArchiveValue& object, std::vector<quint32>& order) {
+std::vector<quint32> KeyOrder::ofKeys(const ArchiveValue& dictionaryOrObject) {
     static const quint64 ClassHash = hash(u"$class");
-    const ArchiveValue::Dictionary& fields = object.dictionary();
-    const auto count = static_cast<quint32>(fields.size());
-    if (ArchiveLayout::isAsStored(object)) {
-        order.assign(count + 1, count);
-        bool isWhole = true;
-        for (quint32 i = 0; i < count; ++i) {
-            isWhole = isWhole && fields[i].place <= count && order[fields[i].place] == count;
-            if (isWhole)
-                order[fields[i].place] = i;
-        }
-        if (isWhole)
-            return true;
-    }
-    m_keyHashes.clear();
-    for (const ArchiveEntry& field : fields)
-        m_keyHashes.push_back(hash(field.key.startsWith(u'$') ? u'$' + field.key : field.key));
-    m_keyHashes.push_back(ClassHash);
-    return arrangeHashes(order);
+    const bool isObject = dictionaryOrObject.isObject();
+    m_wanted.clear();
+    for (const auto& [key, value, instance] : dictionaryOrObject.dictionary())
+        m_wanted.push_back(hash(isObject && key.startsWith(u'$') ? u'$' + key : key));
+    if (isObject)
+        m_wanted.push_back(ClassHash);
+    return orderOfWanted();
 }
 
 } // namespace Platform

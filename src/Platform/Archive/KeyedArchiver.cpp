@@ -13,7 +13,6 @@ namespace Platform {
 namespace {
 
 using Item = ArchiveNumbering::Item;
-using Entry = ArchiveNumbering::Entry;
 
 constexpr qint64 ArchiveVersion = 100000;
 
@@ -27,7 +26,10 @@ const QString ArchiverName = u"NSKeyedArchiver"_s;
 class Archiver {
 public:
     QByteArray archive(const ArchiveValue& root, const QString& rootKey) {
-        return m_numbering.run(root) ? layOut(rootKey) : QByteArray();
+        if (!m_numbering.run(root))
+            return {};
+        const QByteArray bytes = layOut(rootKey);
+        return m_numbering.valueCount() <= PropertyListLimits::values(bytes.size()) ? bytes : QByteArray();
     }
     /// Entries that it keeps room for.
     size_t room() const { return m_numbering.probableObjects(); }
@@ -40,38 +42,20 @@ private:
         const quint32 root = m_writer.beginDictionary(4);
         const QString* keys[] = {&VersionKey, &ArchiverKey, &TopKey, &ObjectsKey};
         for (quint32 i = 0; i < std::size(keys); ++i)
-            m_writer.setReference(root, i, addText(*keys[i], ArchiveNumbering::constantIdentity(*keys[i])));
+            m_writer.setReference(root, i, addKey(*keys[i]));
         m_writer.setReference(root, 4, m_writer.addInteger(ArchiveVersion));
         m_writer.setReference(root, 5, m_writer.addString(ArchiverName));
         const quint32 top = m_writer.beginDictionary(1);
         m_writer.setReference(root, 6, top);
-        m_writer.setReference(top, 0, addText(rootKey, ArchiveNumbering::constantIdentity(rootKey)));
+        m_writer.setReference(top, 0, addKey(rootKey));
         m_writer.setReference(top, 1, m_writer.addUid(m_numbering.rootUid()));
-        const auto count = static_cast<quint32>(m_numbering.entries().size());
-        const quint32 objects = m_writer.beginArray(count);
-        m_writer.setReference(root, 7, objects);
-        for (quint32 i = 0; i < count && m_writer.objectCount() <= PropertyListLimits::Objects; ++i)
-            m_writer.setReference(objects, i, addEntry(m_numbering.entries()[i]));
+        const auto& entries = m_numbering.entries();
+        m_writer.setReference(
+            root, 7, addArray(static_cast<quint32>(entries.size()), [&](quint32 i) { return addItem(entries[i]); }));
         return m_writer.bytes();
     }
 
-    quint32 addEntry(const Entry& entry) {
-        if (entry.text)
-            return addText(*entry.text, entry.identity);
-        if (entry.value)
-            return addValue(*entry.value, entry.identity);
-        return addDictionary(entry.firstItem, entry.itemCount);
-    }
-
-    quint32 addDictionary(quint32 first, quint32 count) {
-        const Item* items = m_numbering.items().data() + first;
-        const quint32 object = m_writer.beginDictionary(count);
-        for (quint32 i = 0; i < count; ++i)
-            m_writer.setReference(object, i, addText(*items[i].key, items[i].keyIdentity));
-        for (quint32 i = 0; i < count; ++i)
-            m_writer.setReference(object, count + i, addItem(items[i]));
-        return object;
-    }
+    quint32 addKey(const QString& text) { return addText(text, Identity::ofText(text, 0, Identity::Place::Constant)); }
 
     quint32 addItem(const Item& item) {
         switch (item.kind) {
@@ -79,39 +63,54 @@ private:
             return m_writer.addUid(item.first);
         case Item::Kind::Text:
             return addText(*item.text, item.identity);
-        case Item::Kind::Value:
-            return addValue(*item.value, item.identity);
+        case Item::Kind::Scalar:
+            return addScalar(*item.value, item.identity);
         case Item::Kind::Seconds:
             return m_writer.addReal(item.value->number());
-        case Item::Kind::Map:
-            return addDictionary(item.first, item.count);
         case Item::Kind::Uids:
-        case Item::Kind::List:
-            break;
+            return addArray(item.count, [&](quint32 i) { return m_writer.addUid(m_numbering.uid(item.first + i)); });
+        case Item::Kind::Items:
+            return addArray(item.count, [&](quint32 i) { return addItem(m_numbering.item(item.first + i)); });
+        case Item::Kind::Pairs:
+            return addPairs(item.first, item.count);
         }
-        const quint32 object = m_writer.beginArray(item.count);
-        for (quint32 i = 0; i < item.count; ++i) {
-            m_writer.setReference(object, i,
-                item.kind == Item::Kind::Uids ? m_writer.addUid(m_numbering.uids()[item.first + i])
-                                              : addItem(m_numbering.items()[item.first + i]));
-        }
+        return 0;
+    }
+
+    template <typename AddOne>
+    quint32 addArray(quint32 count, AddOne addOne) {
+        const quint32 object = m_writer.beginArray(count);
+        for (quint32 i = 0; i < count; ++i)
+            m_writer.setReference(object, i, addOne(i));
         return object;
     }
 
-    quint32 addText(const QString& text, const Identity& identity) {
-        const quint32 known =
-            identity.isShared() ? m_instances.findOrInsert(identity, m_writer.objectCount()) : InstanceTable::None;
+    quint32 addPairs(quint32 first, quint32 count) {
+        const quint32 object = m_writer.beginDictionary(count);
+        for (quint32 i = 0; i < count; ++i) {
+            const Item& item = m_numbering.item(first + i);
+            m_writer.setReference(object, i, addText(*item.key, item.keyIdentity));
+        }
+        for (quint32 i = 0; i < count; ++i)
+            m_writer.setReference(object, count + i, addItem(m_numbering.item(first + i)));
+        return object;
+    }
+
+    quint32 addText(const QString& text, quint64 identity) {
+        const quint32 known = find(identity);
         return known != InstanceTable::None && m_writer.isString(known, text) ? known : m_writer.addString(text);
     }
 
-    quint32 addValue(const ArchiveValue& value, const Identity& identity) {
-        if (value.isString())
-            return addText(value.string(), identity);
+    quint32 addScalar(const ArchiveValue& value, quint64 identity) {
         if (value.isBoolean())
             return m_writer.addBoolean(value.boolean());
-        const quint32 known =
-            identity.isShared() ? m_instances.findOrInsert(identity, m_writer.objectCount()) : InstanceTable::None;
+        const quint32 known = find(identity);
         return known != InstanceTable::None ? known : m_writer.addScalar(value);
+    }
+
+    quint32 find(quint64 identity) {
+        return identity == Identity::None ? InstanceTable::None
+                                          : m_instances.findOrInsert(identity, m_writer.objectCount());
     }
 
     ArchiveNumbering m_numbering;

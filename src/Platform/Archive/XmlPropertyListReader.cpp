@@ -70,7 +70,7 @@ private:
 
     static bool decodeScalar(const QString& name, const QString& text, ArchiveValue& result) {
         if (name == u"string") {
-            result = ArchiveLayout::string(text);
+            result = ArchiveValue::text(text);
         } else if (name == u"true" || name == u"false") {
             result = name == u"true";
         } else if (name == u"integer") {

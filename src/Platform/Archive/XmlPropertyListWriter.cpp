@@ -2,6 +2,7 @@
 
 #include "ArchiveDate.h"
 #include "PropertyListLimits.h"
+#include "ValueCount.h"
 
 #include <algorithm>
 #include <charconv>
@@ -21,7 +22,8 @@ public:
     /// Empty when the value, or a character in it, has no form in XML.
     QByteArray encode(const ArchiveValue& root) {
         m_text = Head;
-        if (!write(root, 0))
+        size_t values = 1;
+        if (!countValues(root, 0, values) || !write(root, 0))
             return {};
         m_text += "</plist>\n";
         return m_text.size() <= PropertyListLimits::FileSize ? m_text : QByteArray();
@@ -29,7 +31,7 @@ public:
 
 private:
     bool write(const ArchiveValue& value, int depth) {
-        if (++m_values > PropertyListLimits::Objects || m_text.size() > PropertyListLimits::FileSize)
+        if (m_text.size() > PropertyListLimits::FileSize)
             return false;
         switch (value.type()) {
         case ArchiveValue::Type::Nothing:
@@ -53,9 +55,9 @@ private:
         case ArchiveValue::Type::String:
             return text(depth, "string", value.string());
         case ArchiveValue::Type::Array:
-            return depth < PropertyListLimits::Depth && writeArray(value.array(), depth);
+            return writeArray(value.array(), depth);
         case ArchiveValue::Type::Dictionary:
-            return depth < PropertyListLimits::Depth && writeDictionary(value.dictionary(), depth);
+            return writeDictionary(value.dictionary(), depth);
         }
         return false;
     }
@@ -64,7 +66,7 @@ private:
         if (items.empty())
             return line(depth, "<array/>");
         line(depth, "<array>");
-        const bool isWhole = depth < PropertyListLimits::Depth &&
+        const bool isWhole =
             std::all_of(items.begin(), items.end(), [&](const auto& item) { return write(item, depth + 1); });
         return isWhole && line(depth, "</array>");
     }
@@ -78,10 +80,8 @@ private:
         std::sort(
             sorted.begin(), sorted.end(), [](const auto* left, const auto* right) { return left->key < right->key; });
         line(depth, "<dict>");
-        const bool isWhole =
-            depth < PropertyListLimits::Depth && std::all_of(sorted.begin(), sorted.end(), [&](const auto* entry) {
-                return text(depth + 1, "key", entry->key) && write(entry->value, depth + 1);
-            });
+        const bool isWhole = std::all_of(sorted.begin(), sorted.end(),
+            [&](const auto* entry) { return text(depth + 1, "key", entry->key) && write(entry->value, depth + 1); });
         return isWhole && line(depth, "</dict>");
     }
 
@@ -127,7 +127,6 @@ private:
     }
 
     QByteArray m_text;
-    quint32 m_values = 0;
 };
 
 } // namespace

@@ -12,47 +12,39 @@ constexpr int AnyHeader = 15 + 32; // zlib or gzip, whichever the data begins wi
 constexpr int MemoryLevel = 9;
 constexpr qsizetype LargestInput = std::numeric_limits<uInt>::max() / 2;
 
-/// A compressor that is set up once: a fresh one clears and hands back 400 kB for each body. A reset one gives the same
-/// bytes.
-class Deflater {
+/// A stream that is set up once: a fresh compressor clears and hands back 400 kB for each body. A reset one gives the
+/// same bytes.
+template <auto Reset, auto End>
+class Stream {
 public:
-    Deflater()
-        : m_ready(deflateInit2(&m_stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, WindowBits, MemoryLevel,
-                      Z_DEFAULT_STRATEGY) == Z_OK) {}
-    Deflater(const Deflater&) = delete;
-    Deflater& operator=(const Deflater&) = delete;
-    ~Deflater() {
-        if (m_ready)
-            deflateEnd(&m_stream);
+    explicit Stream(int (*start)(z_stream&)) : m_isReady(start(m_stream) == Z_OK) {}
+    Stream(const Stream&) = delete;
+    Stream& operator=(const Stream&) = delete;
+    ~Stream() {
+        if (m_isReady)
+            End(&m_stream);
     }
 
-    /// Ready for new data, or null.
-    z_stream* restarted() { return m_ready && deflateReset(&m_stream) == Z_OK ? &m_stream : nullptr; }
+    /// Ready for @p data, or null.
+    z_stream* restarted(const QByteArray& data) {
+        if (data.size() > LargestInput || !m_isReady || Reset(&m_stream) != Z_OK)
+            return nullptr;
+        m_stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.constData()));
+        m_stream.avail_in = static_cast<uInt>(data.size());
+        return &m_stream;
+    }
 
 private:
     z_stream m_stream{};
-    bool m_ready;
+    bool m_isReady;
 };
 
-class Inflater {
-public:
-    Inflater() : m_ready(inflateInit2(&m_stream, AnyHeader) == Z_OK) {}
-    Inflater(const Inflater&) = delete;
-    Inflater& operator=(const Inflater&) = delete;
-    ~Inflater() {
-        if (m_ready)
-            inflateEnd(&m_stream);
-    }
+int startDeflate(z_stream& stream) {
+    return deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, WindowBits, MemoryLevel, Z_DEFAULT_STRATEGY);
+}
 
-    z_stream* restarted() { return m_ready && inflateReset(&m_stream) == Z_OK ? &m_stream : nullptr; }
-
-private:
-    z_stream m_stream{};
-    bool m_ready;
-};
-
-Bytef* bytesOf(const QByteArray& data) {
-    return reinterpret_cast<Bytef*>(const_cast<char*>(data.constData()));
+int startInflate(z_stream& stream) {
+    return inflateInit2(&stream, AnyHeader);
 }
 
 } // namespace
@@ -60,15 +52,13 @@ Bytef* bytesOf(const QByteArray& data) {
 std::optional<QByteArray> zipAndUnzip::gzipDeflate(const QByteArray& data) const {
     if (data.isEmpty())
         return data;
-    thread_local Deflater deflater;
-    z_stream* stream = data.size() <= LargestInput ? deflater.restarted() : nullptr;
+    thread_local Stream<deflateReset, deflateEnd> deflater(startDeflate);
+    z_stream* stream = deflater.restarted(data);
     if (!stream)
         return std::nullopt;
     // Room for the worst case in one piece instead of steps of 2048 bytes: the same bytes come out, without copies on
     // the way.
     QByteArray result(static_cast<qsizetype>(deflateBound(stream, static_cast<uLong>(data.size()))), Qt::Uninitialized);
-    stream->next_in = bytesOf(data);
-    stream->avail_in = static_cast<uInt>(data.size());
     stream->next_out = reinterpret_cast<Bytef*>(result.data());
     stream->avail_out = static_cast<uInt>(result.size());
     if (deflate(stream, Z_FINISH) != Z_STREAM_END)
@@ -80,15 +70,13 @@ std::optional<QByteArray> zipAndUnzip::gzipDeflate(const QByteArray& data) const
 std::optional<QByteArray> zipAndUnzip::gzipInflate(const QByteArray& data) const {
     if (data.isEmpty())
         return data;
-    thread_local Inflater inflater;
-    z_stream* stream = data.size() <= LargestInput ? inflater.restarted() : nullptr;
+    thread_local Stream<inflateReset, inflateEnd> inflater(startInflate);
+    z_stream* stream = inflater.restarted(data);
     if (!stream)
         return std::nullopt;
     // A single byte has no half to grow by, so it cannot complete.
     const qsizetype step = data.size() / 2;
     QByteArray result(std::min(data.size() + step, LargestResult), Qt::Uninitialized);
-    stream->next_in = bytesOf(data);
-    stream->avail_in = static_cast<uInt>(data.size());
     int status = Z_OK;
     qsizetype produced = 0;
     while (status == Z_OK) {

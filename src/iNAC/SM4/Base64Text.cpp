@@ -1,5 +1,6 @@
 #include "Base64Text.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 
@@ -7,7 +8,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qsizetype BytesPerLine = 48; // 64 characters
+constexpr qsizetype LettersPerLine = 64;
 
 constexpr std::string_view Alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
@@ -23,10 +24,6 @@ constexpr Values makeValues() {
 }
 
 constexpr Values ValueOf = makeValues();
-
-inline char16_t letter(std::uint32_t group, int shift) {
-    return static_cast<char16_t>(Alphabet[group >> shift & 63]);
-}
 
 /// Takes whole groups of four letters as long as nothing else stands between them.
 const char16_t* decodeGroups(const char16_t* in, const char16_t* end, unsigned char** out) {
@@ -48,39 +45,15 @@ const char16_t* decodeGroups(const char16_t* in, const char16_t* end, unsigned c
 } // namespace
 
 QString Base64Text::encode(const QByteArray& bytes) {
-    if (bytes.isEmpty())
-        return u""_s;
-    const qsizetype characters = (bytes.size() + 2) / 3 * 4;
-    const qsizetype breaks = (bytes.size() - 1) / BytesPerLine;
-    QString text(characters + 2 * breaks, Qt::Uninitialized);
-    auto* out = reinterpret_cast<char16_t*>(text.data());
-    const auto* in = reinterpret_cast<const unsigned char*>(bytes.constData());
-    const auto* const end = in + bytes.size();
-    const auto* lineEnd = in + BytesPerLine;
-    for (; end - in >= 3; in += 3, out += 4) {
-        if (in == lineEnd) {
-            *out++ = u'\r';
-            *out++ = u'\n';
-            lineEnd += BytesPerLine;
-        }
-        const std::uint32_t group = static_cast<std::uint32_t>(in[0]) << 16 | in[1] << 8 | in[2];
-        out[0] = letter(group, 18);
-        out[1] = letter(group, 12);
-        out[2] = letter(group, 6);
-        out[3] = letter(group, 0);
+    const QByteArray letters = bytes.toBase64();
+    QString text = u""_s;
+    text.reserve(letters.size() + letters.size() / LettersPerLine * 2);
+    for (qsizetype start = 0; start < letters.size(); start += LettersPerLine) {
+        if (start > 0)
+            text += "\r\n"_L1;
+        text +=
+            QLatin1StringView(QByteArrayView(letters).sliced(start, std::min(LettersPerLine, letters.size() - start)));
     }
-    if (in == end)
-        return text;
-    if (in == lineEnd) {
-        *out++ = u'\r';
-        *out++ = u'\n';
-    }
-    const bool two = end - in == 2;
-    const std::uint32_t group = static_cast<std::uint32_t>(in[0]) << 16 | (two ? in[1] << 8 : 0);
-    out[0] = letter(group, 18);
-    out[1] = letter(group, 12);
-    out[2] = two ? letter(group, 6) : u'=';
-    out[3] = u'=';
     return text;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ArchiveLayout.h"
+#include "ArchiveValue.h"
 #include "PropertyList.h"
 
 #include <QtEndian>
@@ -18,30 +18,54 @@ inline ArchiveValue uid(int number) {
     return ArchiveValue::Dictionary{{u"CF$UID"_s, number}};
 }
 
-/// Pairs that are written in this order.
-inline ArchiveValue inOrder(ArchiveValue::Dictionary entries) {
-    return Platform::ArchiveLayout::dictionaryAsStored(std::move(entries));
-}
-
-/// An archive of @p objects, "$null" put before them, whose root is the first of them.
-inline QByteArray archive(ArchiveValue::Array objects, bool isOlderOrder = false) {
+/// An archive of @p objects, "$null" put before them, whose root is the first of them. Its keys stand in the order of
+/// older systems, which is that of any dictionary.
+inline QByteArray archive(ArchiveValue::Array objects) {
     objects.insert(objects.begin(), ArchiveValue("$null"));
-    const ArchiveValue::Dictionary entries = {{"$version", 100000}, {"$archiver", "NSKeyedArchiver"},
-        {"$top", ArchiveValue::Dictionary{{"root", uid(1)}}}, {"$objects", ArchiveValue(std::move(objects))}};
-    if (isOlderOrder)
-        return Platform::PropertyList::binaryData(inOrder({entries[0], entries[3], entries[1], entries[2]}));
-    return Platform::PropertyList::binaryData(inOrder(entries));
+    return Platform::PropertyList::binaryData(
+        ArchiveValue::Dictionary{{"$version", 100000}, {"$archiver", "NSKeyedArchiver"},
+            {"$top", ArchiveValue::Dictionary{{"root", uid(1)}}}, {"$objects", ArchiveValue(std::move(objects))}});
 }
 
 inline ArchiveValue classEntry(const QString& name, const QStringList& classes) {
-    return inOrder({{"$classname", name}, {"$classes", classes}});
+    return ArchiveValue::Dictionary{{"$classname", name}, {"$classes", classes}};
 }
 
-inline ArchiveValue arrayEntry(const std::vector<int>& uids, int classUid) {
+inline ArchiveValue uids(const std::vector<int>& numbers) {
     ArchiveValue::Array items;
-    for (const int number : uids)
+    for (const int number : numbers)
         items.push_back(uid(number));
-    return inOrder({{"NS.objects", ArchiveValue(std::move(items))}, {"$class", uid(classUid)}});
+    return items;
+}
+
+inline ArchiveValue arrayEntry(const std::vector<int>& numbers, int classUid) {
+    return ArchiveValue::Dictionary{{"NS.objects", uids(numbers)}, {"$class", uid(classUid)}};
+}
+
+inline ArchiveValue dictionaryEntry(const std::vector<int>& keys, const std::vector<int>& values, int classUid) {
+    return ArchiveValue::Dictionary{{"NS.keys", uids(keys)}, {"NS.objects", uids(values)}, {"$class", uid(classUid)}};
+}
+
+/// Lists within each other, @p levels deep, each but the first @p single ones holding the next one twice.
+inline QByteArray sharedLists(int levels, int single) {
+    ArchiveValue::Array objects;
+    for (int i = 2; i < levels + 2; ++i)
+        objects.push_back(arrayEntry(i < single + 2 ? std::vector{i} : std::vector{i, i}, levels + 2));
+    objects.insert(objects.end(), {ArchiveValue("a"), classEntry("NSArray", {"NSArray", "NSObject"})});
+    return archive(std::move(objects));
+}
+
+/// A dictionary one of whose keys is the nil object.
+inline QByteArray nilKey() {
+    return archive({dictionaryEntry({2, 0}, {2, 2}, 3), "a", classEntry("NSDictionary", {"NSDictionary", "NSObject"})});
+}
+
+/// An object of a class of its own with a list in the field itself, a number beside and a name that was escaped.
+inline QByteArray oddFields() {
+    return archive({ArchiveValue::Dictionary{{"list", ArchiveValue(ArchiveValue::Array{uid(2), 7})}, {"boxed", uid(3)},
+                        {"$$dollar", uid(2)}, {"pairs", ArchiveValue(ArchiveValue::Dictionary{{"a", uid(3)}})},
+                        {"$class", uid(4)}},
+        "x", 5, classEntry("Outer", {"Outer", "Base", "NSObject"})});
 }
 
 /// A binary property list of objects given as bytes.

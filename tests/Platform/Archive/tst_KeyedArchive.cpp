@@ -13,6 +13,8 @@ using namespace CraftedArchive;
 
 namespace {
 
+using Pairs = ArchiveValue::Dictionary;
+
 std::optional<ArchiveValue> read(const QByteArray& file, const AllowedClasses& allowed = AllowedClasses::any()) {
     return KeyedUnarchiver::unarchivedObject(file, allowed);
 }
@@ -66,7 +68,6 @@ private Q_SLOTS:
                                                     "0000000101000000000000001d000000000000000000000000000000c1");
         QCOMPARE(KeyedArchiver::archivedData(value).toHex(), file.toHex());
         QVERIFY(read(file) == value);
-        QCOMPARE(KeyedArchiver::archivedData(*read(file)).toHex(), file.toHex());
     }
 
     /// Fields are numbered as encoded, come out in hash order, and "$class" is numbered last.
@@ -86,7 +87,6 @@ private Q_SLOTS:
         QVERIFY(again && again->className() == u"AccountModel" && again->field(u"domainName").isString());
         for (const ArchiveEntry& field : original.dictionary())
             QVERIFY(again->field(field.key) == field.value);
-        QCOMPARE(KeyedArchiver::archivedData(*again).toHex(), file.toHex());
     }
 
     void sharing() {
@@ -131,8 +131,8 @@ private Q_SLOTS:
         QCOMPARE(read(KeyedArchiver::archivedData(pair(one, one))), std::optional(pair(inner, inner)));
     }
 
-    /// What was read is written again in the same bytes, whatever it consists of.
-    void readAndWrittenAgain_data() {
+    /// What was written is read again, whatever it consists of.
+    void writtenAndRead_data() {
         QTest::addColumn<ArchiveValue>("value");
         ArchiveValue mixed(ArchiveValue::Dictionary{});
         mixed.insert("numbers", ArchiveValue(ArchiveValue::Array{0, -1, 300, 1.5, true, false, 1ull << 63, 1e300}));
@@ -152,8 +152,6 @@ private Q_SLOTS:
         ArchiveValue odd = ArchiveValue::object("Outer", {"Outer", "Base", "NSObject"});
         odd.setField("$dollar", "a");
         odd.setField("nothing", ArchiveValue());
-        odd.setField("boxed", ArchiveValue(5).stored(ArchiveValue::Storage::Boxed));
-        odd.setField("list", ArchiveValue(ArchiveValue::Array{"x", 7}).stored(ArchiveValue::Storage::Inline));
         odd.setField("inner", ArchiveValue::object("NoList", QStringList()));
         QTest::newRow("own classes") << odd;
         QTest::newRow("long texts of a field") << [] {
@@ -163,29 +161,31 @@ private Q_SLOTS:
             return object;
         }();
     }
-    void readAndWrittenAgain() {
+    void writtenAndRead() {
         QFETCH(ArchiveValue, value);
         const QByteArray file = KeyedArchiver::archivedData(value);
         const auto again = read(file);
         QVERIFY(again);
-        QCOMPARE(again->toJson(), value.toJson());
-        QCOMPARE(KeyedArchiver::archivedData(*again).toHex(), file.toHex());
+        QVERIFY(again == value);
     }
 
     void otherForms() {
         const ArchiveValue listClass = classEntry("NSArray", {"NSArray", "NSObject"});
         const ArchiveValue expected(QStringList{"a"});
-        for (const bool isOlderOrder : {false, true})
-            QVERIFY(read(archive({arrayEntry({2}, 3), "a", listClass}, isOlderOrder)) == expected);
-        QVERIFY(read(archive({arrayEntry({2}, 3), "a", inOrder({{"$classname", "NSArray"}})})) == expected);
+        QVERIFY(read(archive({arrayEntry({2}, 3), "a", listClass})) == expected);
+        QVERIFY(read(archive({arrayEntry({2}, 3), "a", Pairs{{"$classname", "NSArray"}}})) == expected);
         QVERIFY(read(archive({arrayEntry({2}, 3), "a",
-                    inOrder({{"$classes", QStringList{"NSArray", "NSObject"}}, {"$classname", "NSArray"},
-                        {"$classhints", QStringList{"X"}}})})) == expected);
+                    Pairs{{"$classes", QStringList{"NSArray", "NSObject"}}, {"$classname", "NSArray"},
+                        {"$classhints", QStringList{"X"}}}})) == expected);
+        ArchiveValue fields = ArchiveValue::object("Outer", {"Outer", "Base", "NSObject"});
+        fields.setField("list", ArchiveValue(ArchiveValue::Array{"x", 7}));
+        fields.setField("boxed", 5);
+        fields.setField("$dollar", "x");
+        fields.setField("pairs", Pairs{{"a", 5}});
+        QVERIFY(read(oddFields()) == fields);
         // A key that is no string makes a dictionary an object.
-        const auto odd =
-            read(archive({inOrder({{"NS.keys", ArchiveValue(ArchiveValue::Array{uid(3)})},
-                              {"NS.objects", ArchiveValue(ArchiveValue::Array{uid(2)})}, {"$class", uid(4)}}),
-                "a", arrayEntry({}, 5), classEntry("NSDictionary", {"NSDictionary", "NSObject"}), listClass}));
+        const auto odd = read(archive({dictionaryEntry({3}, {2}, 4), "a", arrayEntry({}, 5),
+            classEntry("NSDictionary", {"NSDictionary", "NSObject"}), listClass}));
         QVERIFY(odd && odd->isObject() && odd->field(u"NS.keys").array().size() == 1);
         QString rootKey;
         const QByteArray file = KeyedArchiver::archivedData("x", "State");
@@ -244,10 +244,6 @@ private Q_SLOTS:
         const auto row = [](const char* name, const QByteArray& file) { QTest::newRow(name) << file; };
         const ArchiveValue listClass = classEntry("NSArray", {"NSArray", "NSObject"});
         const ArchiveValue mapClass = classEntry("NSDictionary", {"NSDictionary", "NSObject"});
-        const auto map = [](ArchiveValue::Array mapKeys, ArchiveValue::Array values) {
-            return inOrder(
-                {{"NS.keys", ArchiveValue(mapKeys)}, {"NS.objects", ArchiveValue(values)}, {"$class", uid(3)}});
-        };
         const QByteArray whole = archive({"a"});
         row("nothing", "");
         row("property list", PropertyList::binaryData(ArchiveValue(ArchiveValue::Array{1})));
@@ -259,30 +255,28 @@ private Q_SLOTS:
         row("array in itself", archive({arrayEntry({1}, 2), listClass}));
         row("cycle of two", archive({arrayEntry({2}, 3), arrayEntry({1}, 3), listClass}));
         row("cycle by a field",
-            archive({inOrder({{"next", uid(1)}, {"$class", uid(2)}}), classEntry("A", {"A", "NSObject"})}));
+            archive({Pairs{{"next", uid(1)}, {"$class", uid(2)}}, classEntry("A", {"A", "NSObject"})}));
         row("class outside", archive({arrayEntry({}, 9)}));
         row("class that is a text", archive({arrayEntry({}, 2), "NSArray"}));
         row("class that is itself", archive({arrayEntry({}, 1)}));
-        row("no class", archive({inOrder({{"NS.objects", ArchiveValue(ArchiveValue::Array())}})}));
-        row("class without name", archive({arrayEntry({}, 2), inOrder({{"$classes", QStringList{"NSArray"}}})}));
+        row("no class", archive({Pairs{{"NS.objects", ArchiveValue(ArchiveValue::Array())}}}));
+        row("class without name", archive({arrayEntry({}, 2), Pairs{{"$classes", QStringList{"NSArray"}}}}));
         row("class list that is none",
-            archive({arrayEntry({}, 2), inOrder({{"$classname", "NSArray"}, {"$classes", "NSArray"}})}));
+            archive({arrayEntry({}, 2), Pairs{{"$classname", "NSArray"}, {"$classes", "NSArray"}}}));
         row("plain array among objects", archive({ArchiveValue(ArchiveValue::Array{uid(1)})}));
-        row("array without objects", archive({inOrder({{"$class", uid(2)}}), listClass}));
+        row("array without objects", archive({Pairs{{"$class", uid(2)}}, listClass}));
         row("array of no references",
-            archive({inOrder({{"NS.objects", QStringList{"a"}}, {"$class", uid(2)}}), listClass}));
-        row("more keys than values", archive({map({uid(2)}, {}), "a", mapClass}));
-        row("key that is a number", archive({map({uid(2)}, {uid(2)}), 5, mapClass}));
+            archive({Pairs{{"NS.objects", QStringList{"a"}}, {"$class", uid(2)}}, listClass}));
+        row("more keys than values", archive({dictionaryEntry({2}, {}, 3), "a", mapClass}));
+        row("key that is a number", archive({dictionaryEntry({2}, {2}, 3), 5, mapClass}));
+        row("key that is nil", nilKey());
         row("text without text",
-            archive({inOrder({{"$class", uid(2)}}),
+            archive({Pairs{{"$class", uid(2)}},
                 classEntry("NSMutableString", {"NSMutableString", "NSString", "NSObject"})}));
         row("date without time",
-            archive({inOrder({{"NS.time", "now"}, {"$class", uid(2)}}), classEntry("NSDate", {"NSDate", "NSObject"})}));
-        ArchiveValue::Array bomb;
-        for (int i = 0; i < 60; ++i)
-            bomb.push_back(arrayEntry({i + 2, i + 2}, 62));
-        bomb.insert(bomb.end(), {ArchiveValue("a"), listClass});
-        row("shared 2^60 times", archive(bomb));
+            archive({Pairs{{"NS.time", "now"}, {"$class", uid(2)}}, classEntry("NSDate", {"NSDate", "NSObject"})}));
+        row("shared 2^60 times", sharedLists(60, 0));
+        row("shared more often than the file is long", sharedLists(40, 24));
         row("field that is wide and in itself",
             binary({"\xd4\1\2\3\4\5\6\7\x08", "\x58$version", "\x59$archiver", "\x54$top", "\x58$objects",
                 QByteArray("\x12\0\1\x86\xa0", 5), "\x5f\x10\x0fNSKeyedArchiver", "\xd1\x09\x0a", "\xa3\x0b\x0c\x0d",

@@ -8,6 +8,7 @@
 
 #include <plist/plist.h>
 
+#include <cstdlib>
 #include <limits>
 
 using namespace Qt::StringLiterals;
@@ -129,17 +130,18 @@ private Q_SLOTS:
             "inner", ArchiveValue(ArchiveValue::Dictionary{{"", ""}, {"键", ArchiveValue(ArchiveValue::Array())}}));
         for (const QByteArray& ours : {PropertyList::binaryData(value), PropertyList::xmlData(value)}) {
             plist_t nodes = nullptr;
-            plist_from_memory(ours.constData(), static_cast<uint32_t>(ours.size()), &nodes);
+            const auto readNodes = ours.startsWith("bplist") ? plist_from_bin : plist_from_xml;
+            readNodes(ours.constData(), static_cast<uint32_t>(ours.size()), &nodes);
             QVERIFY(nodes);
             for (const auto write : {plist_to_bin, plist_to_xml}) {
                 char* text = nullptr;
                 uint32_t length = 0;
                 write(nodes, &text, &length);
                 const auto read = PropertyList::decoded(QByteArray(text, static_cast<qsizetype>(length)));
-                plist_to_bin_free(text);
+                std::free(text); // the library's own name for it differs from release to release
                 QVERIFY(read);
                 for (const ArchiveEntry& entry : value.dictionary())
-                    QCOMPARE(read->value(entry.key).toJson(), entry.value.toJson());
+                    QVERIFY(read->value(entry.key) == entry.value);
             }
             plist_free(nodes);
         }
@@ -291,7 +293,7 @@ private Q_SLOTS:
         const ArchiveValue value = ArchiveValue::fromJson(json);
         QCOMPARE(value.value(u"c").integer(), 9007199254740993);
         QVERIFY(value.value(u"a").array()[3].type() == ArchiveValue::Type::Null);
-        QCOMPARE(value.toJson().toObject(), json);
+        QCOMPARE(QJsonObject::fromVariantMap(value.toVariant().toMap()), json);
         QVERIFY(ArchiveValue::fromVariant(value.toVariant()) == value);
         QVERIFY(ArchiveValue(QString()).isNothing() && ArchiveValue(""_L1).isString());
         QCOMPARE(ArchiveValue("5").integer(), 0);

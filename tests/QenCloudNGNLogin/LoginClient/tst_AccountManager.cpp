@@ -226,7 +226,7 @@ private Q_SLOTS:
         const ZXing::Result read = ZXing::ReadBarcode({grey.constBits(), grey.width(), grey.height(),
             ZXing::ImageFormat::Lum, static_cast<int>(grey.bytesPerLine())});
         QVERIFY(read.isValid());
-        const QString text = QString::fromStdWString(read.text());
+        const QString text = QString::fromStdString(read.text());
         const QString prefix = u"https://10.0.0.8:8443/portal/qen/api/public/clientlogin/scan_login?v="_s;
         QVERIFY2(text.startsWith(prefix), qPrintable(text));
         const QString escaped = text.mid(prefix.size());

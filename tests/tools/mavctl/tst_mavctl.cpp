@@ -78,39 +78,28 @@ private Q_SLOTS:
         QFETCH(ArchiveValue, value);
         QCOMPARE(run({"archive", "write", m_path}, json).status, 0);
         const QByteArray bytes = readFile(m_path, 1 << 20).value_or(QByteArray());
-        QVERIFY(KeyedUnarchiver::unarchivedObject(bytes, AllowedClasses::any()) == value);
+        QVERIFY(stored() == value);
         QCOMPARE(bytes, KeyedArchiver::archivedData(value));
         const Outcome shown = run({"archive", "show", m_path});
         QCOMPARE(shown.status, 0);
         QCOMPARE(shown.error, QByteArray());
         QCOMPARE(run({"archive", "write", m_path}, shown.output).status, 0);
-        QCOMPARE(readFile(m_path, 1 << 20).value_or(QByteArray()), bytes);
+        QVERIFY(stored() == value);
         QCOMPARE(run({"archive", "show", m_path}).output, shown.output);
         QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
     }
 
-    /// Also where the keys of a file did not come out of the platform's table, or its values are shared or boxed.
-    void settles() {
+    /// Many keys come out of the table in an order of their own; the listing has one that lasts.
+    void sorted() {
         ArchiveValue::Dictionary entries;
-        for (int i = 0; i < 60; ++i)
+        for (int i = 99; i >= 0; --i)
             entries.push_back({u"key %1"_s.arg(i), i});
-        ArchiveValue object = ArchiveValue::object("Odd", {"Odd", "Base", "NSObject"});
-        for (const char* name : {"typeInt", "typeString", "typeBool", "data", "typeFloat", "list"})
-            object.setField(name, ArchiveValue(7).stored(ArchiveValue::Storage::Boxed));
-        object.setField("again", ArchiveValue("a text of many units").asOneInstance());
-        const ArchiveValue one = object.field(u"again");
-        ArchiveValue root(
-            ArchiveValue::Array{ArchiveLayout::dictionaryAsStored(entries), one, object, ArchiveValue(entries)});
-        QVERIFY(!replaceFile(m_path, KeyedArchiver::archivedData(root)));
+        QVERIFY(!replaceFile(m_path, KeyedArchiver::archivedData(ArchiveValue(entries))));
         const Outcome shown = run({"archive", "show", m_path});
-        QCOMPARE(shown.status, 0);
+        QVERIFY(shown.output.startsWith("{\n  \"key 0\": 0,\n  \"key 1\": 1,\n  \"key 10\": 10,\n"));
         QCOMPARE(run({"archive", "write", m_path}, shown.output).status, 0);
+        QVERIFY(stored() == ArchiveValue(entries));
         QCOMPARE(run({"archive", "show", m_path}).output, shown.output);
-        // What our writer has made comes back byte for byte.
-        const QByteArray ours = KeyedArchiver::archivedData(ArchiveValue(entries));
-        QVERIFY(!replaceFile(m_path, ours));
-        QCOMPARE(run({"archive", "write", m_path}, run({"archive", "show", m_path}).output).status, 0);
-        QCOMPARE(readFile(m_path, 1 << 20).value_or(QByteArray()), ours);
     }
 
     void showsPropertyLists() {
@@ -175,6 +164,11 @@ private Q_SLOTS:
     }
 
 private:
+    std::optional<ArchiveValue> stored() const {
+        return KeyedUnarchiver::unarchivedObject(
+            readFile(m_path, 1 << 20).value_or(QByteArray()), AllowedClasses::any());
+    }
+
     std::optional<QTemporaryDir> m_folder;
     QString m_path;
 };

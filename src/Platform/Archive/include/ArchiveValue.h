@@ -1,12 +1,13 @@
 #pragma once
 
+#include "ArchiveClass.h"
+
 #include <QByteArray>
 #include <QJsonValue>
-#include <QSharedDataPointer>
-#include <QStringList>
 #include <QVariant>
 
 #include <concepts>
+#include <memory>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -15,8 +16,8 @@ namespace Platform {
 
 struct ArchiveEntry;
 
-/// One value of a property list or keyed archive, with all that its byte layout depends on. Copies are cheap and
-/// independent. No accessor fails: asked for another type it gives zero, or something null or empty.
+/// One value of a property list or keyed archive. Copies are cheap and independent. No accessor fails: asked for
+/// another type it gives zero, or something null or empty.
 class ArchiveValue final {
 public:
     enum class Type : quint8 {
@@ -33,8 +34,6 @@ public:
         Dictionary,
         Object, ///< an object of a class of its own
     };
-    /// How a value stands in an object's field: usually numbers and booleans inline and everything else by reference.
-    enum class Storage : quint8 { Usual, Inline, Boxed };
     using Array = std::vector<ArchiveValue>;
     using Dictionary = std::vector<ArchiveEntry>;
 
@@ -47,7 +46,7 @@ public:
         : ArchiveValue(std::in_range<qint64>(value) ? Type::Integer : Type::Unsigned, static_cast<qint64>(value)) {}
     ArchiveValue(double value) : ArchiveValue(Type::Double, value) {}
     /// A null string is Nothing, an empty one a string.
-    ArchiveValue(const QString& text);
+    ArchiveValue(QString text);
     ArchiveValue(const char* utf8) : ArchiveValue(QString::fromUtf8(utf8)) {}
     ArchiveValue(const QByteArray& bytes);
     ArchiveValue(const QStringList& strings);
@@ -55,21 +54,19 @@ public:
     /// Ordered pairs; a key that comes again replaces the earlier value in its place.
     ArchiveValue(Dictionary entries);
 
-    ArchiveValue(const ArchiveValue&);
-    ArchiveValue(ArchiveValue&&) noexcept;
-    ArchiveValue& operator=(const ArchiveValue&);
-    ArchiveValue& operator=(ArchiveValue&&) noexcept;
-    ~ArchiveValue();
-
     static ArchiveValue null() { return {Type::Null, qint64{0}}; }
     static ArchiveValue unsignedInteger(quint64 value) { return {Type::Unsigned, static_cast<qint64>(value)}; }
     /// @param seconds  since the first moment of 2001, UTC
     static ArchiveValue date(double seconds) { return {Type::Date, seconds}; }
-    /// @param classes  from the class up to NSObject; {className, NSObject} when left out
-    static ArchiveValue object(const QString& className);
+    /// A string that may be empty but is never Nothing.
+    static ArchiveValue text(QString text);
+    /// Of the classes {className, NSObject} when these are left out.
+    static ArchiveValue object(const QString& className) { return object(className, {className, "NSObject"}); }
     static ArchiveValue object(const QString& className, const QStringList& classes);
+    /// @param fields  in the order of encoding; one that comes again replaces the earlier one
+    static ArchiveValue object(std::shared_ptr<const ArchiveClass> objectClass, Dictionary fields);
 
-    Type type() const { return static_cast<Type>(m_type); }
+    Type type() const { return m_type; }
     /// Nothing or NSNull.
     bool isNull() const { return type() <= Type::Null; }
     bool isNothing() const { return type() == Type::Nothing; }
@@ -98,9 +95,9 @@ public:
     /// The value of @p key in a dictionary or object; Nothing without one.
     const ArchiveValue& value(QStringView key) const;
     const ArchiveValue& field(QStringView key) const { return value(key); }
-    const QString& className() const;
-    /// Empty when the archive named none.
-    const QStringList& classes() const;
+    /// Without name and classes for what is no object.
+    const ArchiveClass& objectClass() const;
+    const QString& className() const { return objectClass().name; }
 
     /// Adds to an array; anything else becomes one first.
     void append(ArchiveValue value);
@@ -108,43 +105,45 @@ public:
     void insert(const QString& key, ArchiveValue value);
     void setField(const QString& key, ArchiveValue value) { insert(key, std::move(value)); }
 
-    /// Null becomes NSNull inside a container and Nothing outside.
-    static ArchiveValue fromVariant(const QVariant& variant);
-    QVariant toVariant() const;
-    /// Null is NSNull, undefined is Nothing.
+    /// Null is NSNull, undefined is Nothing, a whole number an integer.
     static ArchiveValue fromJson(const QJsonValue& json);
-    /// Bytes, dates and objects as {"$data": base64}, {"$date": ISO text} and {"$class": name, fields}.
-    QJsonValue toJson() const;
+    /// Of what JSON can hold.
+    static ArchiveValue fromVariant(const QVariant& variant) { return fromJson(QJsonValue::fromVariant(variant)); }
+    QVariant toVariant() const;
     /// Same content; the order of pairs and what else only the byte layout depends on are not compared.
     friend bool operator==(const ArchiveValue& left, const ArchiveValue& right);
 
     /// All copies of the result are one object of an archive; copies of any other value are several, see KeyedArchiver.
     ArchiveValue asOneInstance() const;
+    /// The same number for all copies of one instance; 0 when every copy is an instance of its own.
+    quint32 instance() const { return m_instance; }
     /// The mutable variant of a string, data, array or dictionary.
     ArchiveValue asMutable() const;
     /// The same with all containers inside.
     ArchiveValue asDeeplyMutable() const;
-    bool isMutable() const { return m_mutable; }
-    ArchiveValue stored(Storage storage) const;
-    Storage storage() const { return static_cast<Storage>(m_storage); }
+    bool isMutable() const { return m_isMutable; }
 
 private:
-    friend class ArchiveLayout;
-    struct ArrayNode;
-    struct PairsNode;
-    using Payload = std::variant<std::monostate, qint64, double, QString, QByteArray, QSharedDataPointer<ArrayNode>,
-        QSharedDataPointer<PairsNode>>;
+    struct Pairs;
+    using Payload = std::variant<std::monostate, qint64, double, QString, QByteArray, std::shared_ptr<Array>,
+        std::shared_ptr<Pairs>>;
 
-    ArchiveValue(Type type, Payload payload) noexcept;
+    ArchiveValue(Type type, Payload payload) noexcept : m_payload(std::move(payload)), m_type(type) {}
 
     Payload m_payload;
-    quint64 m_instance : 48 = 0;
-    quint64 m_type : 4 = 0;
-    quint64 m_storage : 2 = 0;
-    quint64 m_mutable : 1 = 0;
-    quint64 m_single : 1 = 0;
+    quint32 m_instance = 0;
+    Type m_type = Type::Nothing;
+    bool m_isMutable = false;
 };
 
-} // namespace Platform
+/// A pair of a dictionary or a field of an object.
+struct ArchiveEntry {
+    QString key;
+    ArchiveValue value;
+    /// Of the key, as ArchiveValue::instance(); with 0 equal keys are one.
+    quint32 keyInstance = 0;
+};
 
-#include "ArchiveLayout.h"
+bool operator==(const ArchiveEntry& left, const ArchiveEntry& right);
+
+} // namespace Platform

@@ -2,7 +2,6 @@
 
 #include <QStringView>
 
-#include <span>
 #include <vector>
 
 namespace Platform {
@@ -20,32 +19,26 @@ public:
 
     static quint64 hash(QStringView key);
 
+    /// The indices of the keys in the order in which they come out, the last one past those of an object's fields
+    /// standing for "$class". Past the limit they come out as inserted.
+    std::vector<quint32> ofKeys(const ArchiveValue& dictionaryOrObject);
     /// @param hashes  of the keys, in the order of insertion; no two of equal keys
-    /// @returns the indices of the keys in the order in which they come out, good until the next call; empty when texts
-    /// made to
-    ///          collide would take longer than ProbeLimit
-    std::span<const quint32> arranged(std::span<const quint64> hashes);
-
-    /// The order of the keys of a dictionary, as read or by hash; false as above.
-    bool arrange(const ArchiveValue& dictionary, std::vector<quint32>& order);
-    /// The same for the fields of an object; the index that follows the last one stands for "$class".
-    bool arrangeFields(const ArchiveValue& object, std::vector<quint32>& order);
-
-    /// Places of the table that holds @p count keys.
-    static quint32 tableSize(quint32 count);
+    std::vector<quint32> ofHashes(std::vector<quint64> hashes);
+    /// True when texts made to collide took longer than ProbeLimit since clear().
+    bool isExhausted() const { return m_probes > ProbeLimit; }
+    void clear();
 
 private:
     void put(quint32 index);
     void grow();
+    void fillTable();
+    const std::vector<quint32>& orderOfWanted();
 
-    bool arrangeHashes(std::vector<quint32>& order);
-
-    std::vector<quint64> m_keyHashes;
+    std::vector<quint64> m_wanted;
     /// Those whose order m_order holds.
-    std::vector<quint64> m_lastHashes;
-    std::span<const quint64> m_hashes;
-    std::vector<quint32> m_table;
+    std::vector<quint64> m_hashes;
     std::vector<quint32> m_order;
+    std::vector<quint32> m_table;
     size_t m_size = 0;
     qint64 m_probes = 0;
 };

@@ -11,7 +11,7 @@ namespace Platform {
 /// Every value made in this process is an instance of its own, so two equal long strings are written twice, and so are
 /// two copies of one value. Short strings that the platform holds in a pointer, booleans, integers of up to 56 bits and
 /// equal dictionary keys are written once without being asked. ArchiveValue::asOneInstance() makes all copies of its
-/// result one object; values read from an archive are one where the archive had one.
+/// result one object.
 class KeyedArchiver final {
 public:
     /// Empty when the value is beyond PropertyListLimits, so that it could not be read again.

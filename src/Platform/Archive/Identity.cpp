@@ -1,9 +1,8 @@
-#include "InstanceTable.h"
+#include "Identity.h"
 
 #include "ArchiveValue.h"
 #include "KeyOrder.h"
 
-#include <algorithm>
 #include <array>
 
 namespace Platform {
@@ -50,7 +49,7 @@ quint64 ofSevenBitString(QStringView text) {
 
 quint64 Identity::ofHeldString(QStringView text) {
     if (text.size() > FiveBitLimit)
-        return 0;
+        return None;
     if (text.size() <= SevenBitLimit)
         return ofSevenBitString(text);
     const bool isSixBit = text.size() <= SixBitLimit;
@@ -61,93 +60,71 @@ quint64 Identity::ofHeldString(QStringView text) {
     for (const QChar unit : text) {
         const quint8 digit = unit.unicode() < 0x80 ? Digits[unit.unicode()] : NoDigit;
         if (digit >= limit)
-            return 0;
+            return None;
         body = body << width | digit;
     }
     return tagged(isSixBit ? SixBit : FiveBit, body);
 }
 
-Identity Identity::ofValue(const ArchiveValue& value) {
+quint64 Identity::ofValue(const ArchiveValue& value) {
     constexpr qint64 HeldLimit = qint64{1} << 55;
-    Identity identity;
-    if (const quint64 instance = ArchiveLayout::instance(value))
-        identity.instance = tagged(Instance, instance);
+    quint64 held = None;
     switch (value.type()) {
     case ArchiveValue::Type::Null:
-        return {0, tagged(SingleValue, 0)};
+        return tagged(SingleValue, 0);
     case ArchiveValue::Type::Boolean:
-        return {0, tagged(SingleValue, value.boolean() ? 1 : 2)};
+        return tagged(SingleValue, value.boolean() ? 1 : 2);
     case ArchiveValue::Type::Integer:
         if (value.integer() >= -HeldLimit && value.integer() < HeldLimit)
-            identity.content = tagged(WholeNumber, static_cast<quint64>(value.integer()) & (BodyMask >> 4));
+            held = tagged(WholeNumber, static_cast<quint64>(value.integer()) & (BodyMask >> 4));
         break;
     case ArchiveValue::Type::String:
         if (!value.isMutable())
-            identity.content = ofHeldString(value.string());
+            held = ofHeldString(value.string());
         break;
     default:
         break;
     }
-    return identity;
+    return held == None && value.instance() ? tagged(Instance, value.instance()) : held;
 }
 
-Identity Identity::ofText(QStringView text, quint64 keyInstance, Place place) {
-    Identity identity;
-    if (keyInstance && place != Place::Constant)
-        identity.instance = tagged(Instance, keyInstance);
-    identity.content = ofHeldString(text);
-    if (identity.content == 0)
-        identity.content = tagged(static_cast<quint64>(place), KeyOrder::hash(text) & BodyMask);
-    return identity;
-}
-
-InstanceTable::Place& InstanceTable::find(quint64 key) {
-    const size_t mask = m_places.size() - 1;
-    size_t place = (key * 0x9e3779b97f4a7c15u) >> 32 & mask;
-    while (m_places[place].key != 0 && m_places[place].key != key)
-        place = (place + 1) & mask;
-    return m_places[place];
+quint64 Identity::ofText(QStringView text, quint32 keyInstance, Place place) {
+    if (const quint64 held = ofHeldString(text))
+        return held;
+    return keyInstance ? tagged(Instance, keyInstance)
+                       : tagged(static_cast<quint64>(place), KeyOrder::hash(text) & BodyMask);
 }
 
 void InstanceTable::clear() {
+    constexpr size_t SmallestSize = 64;
     m_count = 0;
-    if (m_places.size() > SmallestSize)
-        m_places = std::vector<Place>(SmallestSize);
-    else
-        std::fill(m_places.begin(), m_places.end(), Place());
+    m_places.assign(SmallestSize, Place());
 }
 
-void InstanceTable::insert(Place& place, const Place& value) {
-    place = value;
-    if (++m_count * 2 > m_places.size())
-        grow();
+InstanceTable::Place& InstanceTable::find(quint64 identity) {
+    const size_t mask = m_places.size() - 1;
+    size_t place = (identity * 0x9e3779b97f4a7c15u) >> 32 & mask;
+    while (m_places[place].identity != Identity::None && m_places[place].identity != identity)
+        place = (place + 1) & mask;
+    return m_places[place];
 }
 
 void InstanceTable::grow() {
     std::vector<Place> old(m_places.size() * 4);
     old.swap(m_places);
     for (const Place& place : old) {
-        if (place.key != 0)
-            find(place.key) = place;
+        if (place.identity != Identity::None)
+            find(place.identity) = place;
     }
 }
 
-quint32 InstanceTable::findOrInsert(const Identity& identity, quint32 number) {
-    const bool hasInstance = identity.instance != 0;
-    if (hasInstance) {
-        const Place& known = find(identity.instance);
-        if (known.key != 0)
-            return known.number;
-    }
-    if (identity.content != 0) {
-        Place& known = find(identity.content);
-        if (known.key != 0 && !(hasInstance && known.hasInstance))
-            return known.number;
-        if (known.key == 0)
-            insert(known, {identity.content, number, hasInstance});
-    }
-    if (hasInstance)
-        insert(find(identity.instance), {identity.instance, number, true});
+quint32 InstanceTable::findOrInsert(quint64 identity, quint32 number) {
+    Place& place = find(identity);
+    if (place.identity != Identity::None)
+        return place.number;
+    place = {identity, number};
+    if (++m_count * 2 > m_places.size())
+        grow();
     return None;
 }
 

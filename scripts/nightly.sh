@@ -1,0 +1,44 @@
+#!/bin/bash
+# What holds before a release and takes longer than a merge may wait: each part goes on where another one failed, the last lines
+# name those. Logs go to build/nightly. As root, with room for two bare systems; takes hours on two processors.
+# usage: scripts/nightly.sh [PART...]
+set -uo pipefail
+cd "$(dirname "$0")/.." || exit
+export LC_ALL=C.UTF-8
+
+part_tidy() { scripts/tidy.sh; }
+# The README on a bare system of both releases, and each one's package through its life.
+part_releases() { scripts/releases.sh; }
+part_reproducible() { scripts/reproducible.sh; }
+part_fleet() {
+    scripts/install-packages.sh packages-nightly.txt && scripts/package.sh &&
+        cmake --preset dev && cmake --build --preset dev --target mav-reference-server &&
+        packaging/test-fleet.sh build/release/mav_*.deb build/dev/bin
+}
+part_start() {
+    cmake --preset release && cmake --build --preset release --target Mav mav-hosttools bench_empty_window &&
+        /usr/bin/python3 bench/startup/measure.py
+}
+part_idle() {
+    cmake --preset dev && cmake --build --preset dev && /usr/bin/python3 bench/idle/measure.py --programs build/dev/bin --minutes 60
+}
+
+[ $# -gt 0 ] || set -- tidy releases reproducible fleet start idle
+scripts/install-packages.sh || exit
+mkdir -p build/nightly
+failed=()
+for part in "$@"; do
+    declare -F "part_$part" >/dev/null || {
+        echo "nightly.sh: no part $part" >&2
+        exit 2
+    }
+done
+for part in "$@"; do
+    printf '==== [%3d min] %s: build/nightly/%s.log\n' $((SECONDS / 60)) "$part" "$part"
+    "part_$part" >"build/nightly/$part.log" 2>&1 || {
+        tail -n 20 "build/nightly/$part.log"
+        failed+=("$part")
+    }
+done
+printf '==== [%3d min] %s\n' $((SECONDS / 60)) "${failed[*]:+failed: }${failed[*]:-all good}"
+[ ${#failed[@]} -eq 0 ]
