@@ -5,7 +5,6 @@
 #include "QenLogHelper.h"
 #include "ScriptRunner.h"
 #include "SealedBody.h"
-#include "StateFiles.h"
 #include "StringTable.h"
 #include "SystemLog.h"
 #include "VpnComponent.h"
@@ -315,19 +314,6 @@ void QenCloudLoginHelper::existZelVPN(const std::function<void()>& done) {
             return;
         m_world.vpn.stop([this, end, busy](const AgentStop& stop) { m_world.log.writeLog(stopOutcome(stop)); });
     });
-}
-
-bool QenCloudLoginHelper::ifOldLogin() const {
-    return m_world.state.exists(StateFiles::Login) && !iflogin();
-}
-
-qint64 QenCloudLoginHelper::currentLoginType() const {
-    const auto record = m_world.session.current().record;
-    return record ? record->loginType() : 0;
-}
-
-bool QenCloudLoginHelper::isDomainAutoLogin() const {
-    return currentLoginType() == static_cast<qint64>(LoginType::Domain);
 }
 
 std::optional<QString> QenCloudLoginHelper::joinedDomainName() {
