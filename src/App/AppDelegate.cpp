@@ -75,8 +75,8 @@ void AppDelegate::setAppearanceAqua() {
 }
 
 void AppDelegate::addQenNotifications() {
-    m_hideTray = m_world.center.observe(
-        ClientNotification::HideTray, [this](const Platform::Notification&) { checkTrayStatus(); });
+    m_hideTray = m_world.center.observe(ClientNotification::HideTray,
+        [this](const Platform::Notification& notification) { checkTrayStatusConfigWithNotification(notification); });
 }
 
 bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows) {
@@ -217,7 +217,7 @@ void AppDelegate::tapAboutItem() {
         m_aboutWindow = std::make_unique<QenAboutWindowController>();
         m_aboutWindow->adjustSize();
         const QSize size = m_aboutWindow->size();
-        m_aboutWindow->setGeometry(QRect(BaseWindowController::originForCentring(size, mainWindowFrame()), size));
+        m_aboutWindow->setGeometry(QRect(BaseWindowController::getFrameOriginOfWindow(size, mainWindowFrame()), size));
     }
     m_aboutWindow->makeKeyAndOrderFront();
 }
@@ -236,7 +236,7 @@ void AppDelegate::showHelpTopic(const QString& tag) {
 void AppDelegate::tapHelp() {
     constexpr int Offset = 50;
     const QRect frame(
-        BaseWindowController::originForCentring(Theme::HelpWindowSize, mainWindowFrame()) + QPoint(Offset, Offset),
+        BaseWindowController::getFrameOriginOfWindow(Theme::HelpWindowSize, mainWindowFrame()) + QPoint(Offset, Offset),
         Theme::HelpWindowSize);
     helpWindow().setGeometry(frame);
     helpWindow().loadHelpView();

@@ -72,6 +72,7 @@ public:
     /// Shows or hides the tray item and the main window as the agent wants it. Any thread; acts later, on the main
     /// queue.
     void checkTrayStatus();
+    void checkTrayStatusConfigWithNotification(const Platform::Notification&) { checkTrayStatus(); }
     void statusItemDidCliked();
     void setItemsHiddenMenu();
     void validateMenuItem();
@@ -83,6 +84,8 @@ public:
     void showHelpTopic(const QString& tag);
     void excludeLogs();
     void modifyPasswordClick();
+    /// Does nothing, on purpose; no item is bound to it.
+    void modifyPasswordClick1() {}
     void ConfigureServerClick();
     void logoutClick();
     void menuQuit();

@@ -103,7 +103,7 @@ void QenMainWindow::restorePlace() {
     if (!place.isEmpty() && restoreGeometry(place))
         return;
     if (const QScreen* screen = QGuiApplication::primaryScreen())
-        move(originForCentring(size(), screen->availableGeometry()));
+        move(getFrameOriginOfWindow(size(), screen->availableGeometry()));
 }
 
 void QenMainWindow::savePlace() {

@@ -16,7 +16,7 @@ void BaseWindowController::makeKeyAndOrderFront() {
     activateWindow();
 }
 
-QPoint BaseWindowController::originForCentring(QSize size, const QRect& parent) {
+QPoint BaseWindowController::getFrameOriginOfWindow(QSize size, const QRect& parent) {
     return {parent.x() + (parent.width() - size.width()) / 2, parent.y() + (parent.height() - size.height()) / 2};
 }
 
@@ -28,7 +28,7 @@ QRect BaseWindowController::areaAround(const QWidget& over) {
 }
 
 QPoint BaseWindowController::originWithin(const QRect& area, QSize size, const QRect& parent) {
-    const QPoint wanted = originForCentring(size, parent);
+    const QPoint wanted = getFrameOriginOfWindow(size, parent);
     return {std::max(area.left(), std::min(wanted.x(), area.left() + area.width() - size.width())),
         std::max(area.top(), std::min(wanted.y(), area.top() + area.height() - size.height()))};
 }

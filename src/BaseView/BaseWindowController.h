@@ -12,7 +12,7 @@ public:
     void makeKeyAndOrderFront();
 
     /// Where a window of @p size stands to be centred on @p parent.
-    static QPoint originForCentring(QSize size, const QRect& parent);
+    static QPoint getFrameOriginOfWindow(QSize size, const QRect& forCenterWithWindow);
     /// Where windows like @p over can stand: its screen, less the bars that the desktop draws around a window.
     static QRect areaAround(const QWidget& over);
     /// Centred as above, moved into @p area as far as it has room; its top left corner stays there in any case.

@@ -12,9 +12,6 @@ inline const QString Logout = u"UpdateLogoutStatusNotificationKey"_s;
 /// Tells the login window how the sign-in goes on; the object is the state's number.
 inline const QString QRLoginState = u"update_Lable_notification"_s;
 
-/// The computer's domain account was recognised and made a session.
-inline const QString DomainSession = u"DomainSessionNotificationKey"_s;
-
 // A file of the agent changed.
 inline const QString Logo = u"UpdateLogoForConfigNoticationKey"_s;
 inline const QString Tips = u"UpdateTipsForConfigNoticationKey"_s;

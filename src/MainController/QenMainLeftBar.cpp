@@ -75,7 +75,8 @@ void QenMainLeftBar::openDetailWindow(QWidget* over) {
         m_detailWindow = new QenDetailWindow(m_world, *this, over);
         connect(m_detailWindow, &QenDetailWindow::closed, this, &QenMainLeftBar::detailWindowClosed);
         if (over)
-            m_detailWindow->move(BaseWindowController::originForCentring(Theme::LoginWindowSize, over->geometry()));
+            m_detailWindow->move(
+                BaseWindowController::getFrameOriginOfWindow(Theme::LoginWindowSize, over->geometry()));
     }
     m_detailWindow->makeKeyAndOrderFront();
 }

@@ -29,9 +29,13 @@ constexpr int HiddenPictureSize = 96;
 constexpr qint64 LongestTips = 64 * 1024;
 enum ToolsState { ToolsShown = 0, ToolsHidden = 1 };
 
-QString readTips(const QString& agentState) {
+QString fetchLocalTips(const QString& agentState) {
     QFile file(agentState + u'/' + StateFiles::Tips);
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.read(LongestTips)) : QString();
+}
+
+QImage fetchMarkImage(const QString& agentState) {
+    return readForeignPicture(agentState + u'/' + StateFiles::MarkImage);
 }
 
 QColor edgeColor(int level) {
@@ -53,8 +57,8 @@ QenMainViewController::QenMainViewController(CheckViewWorld world, QenMainLeftBa
     followRound();
     loadJoinDomainButton();
     loadToolsView();
-    updateTipsFromConfig();
-    updateLogoFromConfig();
+    updateTipsFromConfigWithNotification();
+    updateLogoFromConfigWithNotification();
     m_world.login.Get_Save_Config();
     addQenNotifications();
     connect(&m_world.login.session(), &Session::changed, this, [this](SessionState old, SessionState now) {
@@ -81,9 +85,12 @@ void QenMainViewController::addQenNotifications() {
         m_observers.push_back(m_world.center.observe(name, std::move(handler)));
     };
     using Platform::Notification;
-    observe(ClientNotification::Tips, [this](const Notification&) { updateTipsFromConfig(); });
-    observe(ClientNotification::Logo, [this](const Notification&) { updateLogoFromConfig(); });
-    observe(ClientNotification::ComputerName, [this](const Notification&) { updateComputerNameFromJoinDomain(); });
+    observe(ClientNotification::Tips,
+        [this](const Notification& notification) { updateTipsFromConfigWithNotification(notification); });
+    observe(ClientNotification::Logo,
+        [this](const Notification& notification) { updateLogoFromConfigWithNotification(notification); });
+    observe(ClientNotification::ComputerName,
+        [this](const Notification& notification) { updateComputerNameFromJoinDomainWithNotification(notification); });
     // The button depends on two files of the agent.
     for (const QString& name : {ClientNotification::JoinDomainSwitch, ClientNotification::InacSsid})
         observe(name, [this](const Notification&) { loadJoinDomainButton(); });
@@ -283,26 +290,25 @@ void QenMainViewController::tipText(const QString& message) {
 
 // The agent's files --------------------------------------------------------------------------------------------------
 
-void QenMainViewController::updateTipsFromConfig() {
+void QenMainViewController::updateTipsFromConfigWithNotification(const Platform::Notification&) {
     m_reader.async([this] {
-        m_answers.async([line = m_tipsLine, tips = readTips(m_world.agentState)] {
+        m_answers.async([line = m_tipsLine, tips = fetchLocalTips(m_world.agentState)] {
             if (line)
                 line->setTips(tips);
         });
     });
 }
 
-void QenMainViewController::updateLogoFromConfig() {
+void QenMainViewController::updateLogoFromConfigWithNotification(const Platform::Notification&) {
     m_reader.async([this] {
-        m_answers.async(
-            [line = m_tipsLine, mark = readForeignPicture(m_world.agentState + u'/' + StateFiles::MarkImage)] {
-                if (line)
-                    line->setMark(mark);
-            });
+        m_answers.async([line = m_tipsLine, mark = fetchMarkImage(m_world.agentState)] {
+            if (line)
+                line->setMark(mark);
+        });
     });
 }
 
-void QenMainViewController::updateComputerNameFromJoinDomain() {
+void QenMainViewController::updateComputerNameFromJoinDomainWithNotification(const Platform::Notification&) {
     m_answers.async([this] { m_leftBar.setMachineName(); });
 }
 

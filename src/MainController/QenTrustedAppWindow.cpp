@@ -52,7 +52,7 @@ void QenTrustedAppWindow::openOver(const QWidget* window) {
     if (!isVisible()) {
         resize(WindowSize);
         if (window)
-            move(originForCentring(WindowSize, window->geometry()));
+            move(getFrameOriginOfWindow(WindowSize, window->geometry()));
     }
     loadTrustedApp();
     makeKeyAndOrderFront();

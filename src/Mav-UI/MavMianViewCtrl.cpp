@@ -80,11 +80,11 @@ MavLoginStateViewCtrl& MavMianViewCtrl::loginViewCtrl() {
 }
 
 MavNavigationViewCtrl& MavMianViewCtrl::NavigationViewCtrl() {
-    if (!m_navigationViewCtrl) {
-        m_navigationViewCtrl = new MavNavigationViewCtrl(m_world, this);
-        m_ui->navigationHostLayout->addWidget(m_navigationViewCtrl);
+    if (!m_NavigationViewCtrl) {
+        m_NavigationViewCtrl = new MavNavigationViewCtrl(m_world, this);
+        m_ui->navigationHostLayout->addWidget(m_NavigationViewCtrl);
     }
-    return *m_navigationViewCtrl;
+    return *m_NavigationViewCtrl;
 }
 
 Platform::SerialQueue& MavMianViewCtrl::timerCheckQueue() {
@@ -238,13 +238,13 @@ void MavMianViewCtrl::StartCheckTicketStatus() {
 }
 
 void MavMianViewCtrl::closeCheckTicketStatus() {
-    m_ticketCheckTimer.reset();
+    m_TicketCheckTimer.reset();
 }
 
 void MavMianViewCtrl::createCheckTicketTimer() {
-    m_ticketCheckTimer =
+    m_TicketCheckTimer =
         std::make_unique<Platform::DispatchTimer>(timerCheckQueue(), m_world.ticketInterval, [this] { checkTicket(); });
-    m_ticketCheckTimer->start();
+    m_TicketCheckTimer->start();
 }
 
 void MavMianViewCtrl::checkTicket() {

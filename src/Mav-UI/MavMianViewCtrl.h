@@ -72,10 +72,10 @@ private:
     const MainViewWorld m_world;
     std::unique_ptr<Ui::MavMianViewCtrl> m_ui;
     MavLoginStateViewCtrl* m_loginViewCtrl = nullptr;
-    MavNavigationViewCtrl* m_navigationViewCtrl = nullptr;
+    MavNavigationViewCtrl* m_NavigationViewCtrl = nullptr;
     // The timer goes before its queue.
     std::unique_ptr<Platform::SerialQueue> m_timerCheckQueue;
-    std::unique_ptr<Platform::DispatchTimer> m_ticketCheckTimer;
+    std::unique_ptr<Platform::DispatchTimer> m_TicketCheckTimer;
     std::vector<Platform::NotificationCenter::Observer> m_observers;
     Platform::Receiver m_answers;
 };

@@ -6,11 +6,16 @@ using namespace Qt::StringLiterals;
 
 QenCloudClientProcessListener::QenCloudClientProcessListener(
     World world, QenLogHelper& log, std::chrono::milliseconds interval)
-    : m_world(std::move(world)), m_log(log), m_checkQueue(u"process.check"_s), m_tickQueue(u"process.tick"_s),
-      m_timer(m_tickQueue, interval, [this] { checkNgnServerAndLoad(); }) {}
+    : m_world(std::move(world)), m_log(log), m_checkQueue(u"process.check"_s), m_tickQueue(u"process.tick"_s) {
+    createClientCheckTimer(interval);
+}
+
+void QenCloudClientProcessListener::createClientCheckTimer(std::chrono::milliseconds interval) {
+    m_timer = std::make_unique<Platform::DispatchTimer>(m_tickQueue, interval, [this] { timerHandle(); });
+}
 
 void QenCloudClientProcessListener::startListening() {
-    m_timer.start();
+    m_timer->start();
 }
 
 void QenCloudClientProcessListener::checkNgnServerAndLoad() {

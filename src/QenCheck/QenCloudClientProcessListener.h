@@ -43,10 +43,12 @@ public:
 
     /// The first tick comes at once.
     void startListening();
-    /// One tick.
+    /// A tick.
+    void timerHandle() { checkNgnServerAndLoad(); }
     void checkNgnServerAndLoad();
 
 private:
+    void createClientCheckTimer(std::chrono::milliseconds interval);
     void setUpTicketService(quint64 who);
     void checkVpnProcess(quint64 who);
 
@@ -55,5 +57,5 @@ private:
     Platform::SerialQueue m_checkQueue;
     Platform::SerialQueue m_tickQueue;
     // Last, so that it ends before the queues that its ticks use.
-    Platform::DispatchTimer m_timer;
+    std::unique_ptr<Platform::DispatchTimer> m_timer;
 };

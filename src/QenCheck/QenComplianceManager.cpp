@@ -28,19 +28,19 @@ void searchOutput(const QString& command, const QString& wanted, const QenCompli
 } // namespace
 
 // Crossed on purpose, this one and the next: each probes what the other is named after.
-void QenComplianceManager::checkFireWall(const Completion& completion) {
+void QenComplianceManager::checkFireWallWithCompletion(const Completion& completion) {
     searchOutput(u"fdesetup status"_s, u"FileVault is On"_s, completion);
 }
 
-void QenComplianceManager::checkFileVault(const Completion& completion) {
+void QenComplianceManager::checkFileVaultWithCompletion(const Completion& completion) {
     searchOutput(u"defaults read /Library/Preferences/com.apple.alf globalstate"_s, u"0"_s, completion);
 }
 
-void QenComplianceManager::checkJoinDomain(const Completion& completion) {
+void QenComplianceManager::checkJoinDomainWithCompletion(const Completion& completion) {
     searchOutput(u"/usr/bin/dscl localhost -list . | grep 'Active Directory'"_s, u"Active Directory"_s, completion);
 }
 
-void QenComplianceManager::checkAppStoreDisable(const Completion& completion) {
+void QenComplianceManager::checkAppStoreDisableWithCompletion(const Completion& completion) {
     // Looks for the join-domain text on purpose.
     searchOutput(u"open -f /Applications/App\\ Store.app"_s, u"Active Directory"_s, completion);
 }

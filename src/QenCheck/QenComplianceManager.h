@@ -16,10 +16,10 @@ public:
 
     QenComplianceManager() = delete;
 
-    static void checkFireWall(const Completion& completion);
-    static void checkFileVault(const Completion& completion);
-    static void checkJoinDomain(const Completion& completion);
-    static void checkAppStoreDisable(const Completion& completion);
+    static void checkFireWallWithCompletion(const Completion& completion);
+    static void checkFileVaultWithCompletion(const Completion& completion);
+    static void checkJoinDomainWithCompletion(const Completion& completion);
+    static void checkAppStoreDisableWithCompletion(const Completion& completion);
 
     /// Nothing is touched when nothing exists at @p path. @p result becomes the output when there is some (null when it
     /// is not UTF-8), @p error the error text when there is some; either may be null, both may be set.

@@ -250,9 +250,9 @@ private Q_SLOTS:
                 QVERIFY(
                     error.localizedFailureReason() == u"bad\n" || error.localizedFailureReason() == u"unknown error");
         };
-        QenComplianceManager::checkFireWall(note);
-        QenComplianceManager::checkFileVault(note);
-        QenComplianceManager::checkAppStoreDisable(note);
+        QenComplianceManager::checkFireWallWithCompletion(note);
+        QenComplianceManager::checkFileVaultWithCompletion(note);
+        QenComplianceManager::checkAppStoreDisableWithCompletion(note);
         QTEST(results, "results");
         QCOMPARE(anyError, hasError);
         QString untouched = u"as it was"_s;

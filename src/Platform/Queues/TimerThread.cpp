@@ -9,7 +9,7 @@ TimerThread& TimerThread::shared() {
     return *thread;
 }
 
-void TimerThread::add(std::chrono::nanoseconds delay, Block block) {
+void TimerThread::add(std::chrono::nanoseconds delay, std::function<void()> block) {
     const std::lock_guard lock(m_mutex);
     const auto position = m_deadlines.emplace(Clock::now() + delay, std::move(block));
     if (!m_running) {

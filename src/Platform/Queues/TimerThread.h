@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Queue.h"
-
+#include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <map>
 #include <mutex>
 
@@ -16,14 +16,14 @@ public:
     static TimerThread& shared();
 
     /// Calls @p block on the timer thread, once, after @p delay; it must only hand work over. Any thread.
-    void add(std::chrono::nanoseconds delay, Block block);
+    void add(std::chrono::nanoseconds delay, std::function<void()> block);
 
 private:
     void work();
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    std::multimap<Clock::time_point, Block> m_deadlines;
+    std::multimap<Clock::time_point, std::function<void()>> m_deadlines;
     bool m_running = false;
 };
 

@@ -9,7 +9,7 @@ namespace {
 constexpr std::chrono::seconds IdleLife{10};
 }
 
-bool startThread(Block body) {
+bool startThread(std::function<void()> body) {
     try {
         std::thread(std::move(body)).detach();
         return true;
@@ -23,7 +23,7 @@ WorkerThreads& WorkerThreads::shared() {
     return *threads;
 }
 
-void WorkerThreads::run(Block block) {
+void WorkerThreads::run(std::function<void()> block) {
     std::unique_lock lock(m_mutex);
     m_blocks.push_back(std::move(block));
     if (m_idle >= static_cast<int>(m_blocks.size())) {
@@ -52,7 +52,7 @@ void WorkerThreads::work() {
                 break;
         }
         {
-            Block block = std::move(m_blocks.front());
+            std::function<void()> block = std::move(m_blocks.front());
             m_blocks.pop_front();
             lock.unlock();
             block();

@@ -46,7 +46,8 @@ struct AccountManager::LogTexts {
 };
 
 struct AccountManager::SealedRequest {
-    QJsonObject parameters = {};
+    /// Sealed.
+    QByteArray body = {};
     QString path = {};
     LogTexts texts = {};
     /// Seconds.
@@ -71,15 +72,14 @@ std::optional<QString> AccountManager::urlOrFail(const QString& path, const Comp
 }
 
 void AccountManager::sendSealed(const SealedRequest& sealed, Completion complete) {
-    const QByteArray body = SealedBody::encryptResquestParams(sealed.parameters);
     const auto url = sealed.alwaysFormed ? requestUrlWithPath(sealed.path) : urlOrFail(sealed.path, complete);
     if (!url)
         return;
     if (const QString& before = sealed.texts.before; !before.isEmpty())
-        m_world.log.writeLog(
-            before.contains(u"%2") ? before.arg(*url, logDigest(body)) : before.arg(*url), sealed.texts.beforeType);
+        m_world.log.writeLog(before.contains(u"%2") ? before.arg(*url, logDigest(sealed.body)) : before.arg(*url),
+            sealed.texts.beforeType);
     const HttpRequest request{
-        .url = *url, .method = "POST", .body = body, .contentType = {}, .timeout = sealed.timeout};
+        .url = *url, .method = "POST", .body = sealed.body, .contentType = {}, .timeout = sealed.timeout};
     start(request,
         [this, texts = sealed.texts, complete = std::move(complete)](const QJsonObject& answer, const Error& error) {
             const QString line = error ? texts.failure.arg(error.logText()) : texts.success;
@@ -90,7 +90,7 @@ void AccountManager::sendSealed(const SealedRequest& sealed, Completion complete
 }
 
 void AccountManager::PostResquestDicWithParamDic(const QJsonObject& parameters, Completion complete) {
-    sendSealed({.parameters = createAccountUrl(parameters),
+    sendSealed({.body = SealedBody::encryptResquestParams(createAccountUrl(parameters)),
                    .path = LoginPath,
                    .texts = {.before = u"[AccountManager] QenCloud account login url:%1 param:%2"_s,
                        .beforeType = TraceLine,
@@ -100,7 +100,7 @@ void AccountManager::PostResquestDicWithParamDic(const QJsonObject& parameters, 
 }
 
 void AccountManager::checkTicketState(const QString& ticket, Completion complete) {
-    sendSealed({.parameters = checkTicketParam(ticket),
+    sendSealed({.body = SealedBody::encryptResquestParams(checkTicketParam(ticket)),
                    .path = TicketPath,
                    .texts = {.before = u"[AccountManager] QenCloud check ticket status url:%1 param:%2"_s,
                        .beforeType = TraceLine,
@@ -111,7 +111,7 @@ void AccountManager::checkTicketState(const QString& ticket, Completion complete
 }
 
 void AccountManager::loginOut(const QJsonObject& parameters, Completion complete) {
-    sendSealed({.parameters = parameters,
+    sendSealed({.body = SealedBody::logoutEncryptionWithParam(parameters),
                    .path = LogoutPath,
                    .texts = {.before = u"[AccountManager] QenCloud logout url:%1"_s,
                        .failure = u"QenCloud logout faild with error:%1"_s,
@@ -120,7 +120,7 @@ void AccountManager::loginOut(const QJsonObject& parameters, Completion complete
 }
 
 void AccountManager::ResetPassword(const QJsonObject& parameters, Completion complete) {
-    sendSealed({.parameters = encodeResetPassword(parameters),
+    sendSealed({.body = SealedBody::encryptResquestParams(encodeResetPassword(parameters)),
                    .path = ResetPath,
                    .texts = {.before = u"[AccountManager] QenCloud resetpassword url:%1"_s,
                        .failure = u"QenCloud resetpassword faild with error:%1"_s,
@@ -131,7 +131,7 @@ void AccountManager::ResetPassword(const QJsonObject& parameters, Completion com
 void AccountManager::retrievePassWord(const QJsonObject& parameters, Completion complete) {
     auto describe = [complete = std::move(complete)](
                         const QJsonObject& answer, const Error& error) { complete(answer, normalisedError(error)); };
-    sendSealed({.parameters = parameters,
+    sendSealed({.body = SealedBody::encryptResquestParams(parameters),
                    .path = RetrievePath,
                    .texts = {.before = u"[AccountManager] QenCloud retrievePassWord url:%1"_s,
                        .failure = u"QenCloud retrievePassWord faild with error:%1"_s,
@@ -154,7 +154,8 @@ void AccountManager::checkDomainAccount(const QString& account, const QString& d
         m_world.log.writeLog(u"CHECK DOMAIN ACCOUNT SUCCESS"_s, FailureLine);
         completion(true, userName, {});
     };
-    sendSealed({.parameters = {{"uid", account}, {"dc", domain}, {"deviceid", deviceId()}, {"mac", login_Mac()}},
+    sendSealed({.body = SealedBody::encryptResquestParams(
+                    {{"uid", account}, {"dc", domain}, {"deviceid", deviceId()}, {"mac", login_Mac()}}),
                    .path = DomainPath,
                    .texts = {.failure = u"Check Domain account failed with error: %1"_s,
                        .success = {},

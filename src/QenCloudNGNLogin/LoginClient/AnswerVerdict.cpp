@@ -45,16 +45,22 @@ AnswerVerdict failed(const Platform::Error& error, const AnswerPlace& place) {
     return saying(error.localizedDescription());
 }
 
+AnswerVerdict showAlertTipsWithErrorcode(
+    std::optional<qint64> code, const QString& msg, std::span<const AnswerPlace::CodeText> codes) {
+    for (const AnswerPlace::CodeText& row : codes) {
+        if (ServerAnswer::is(code, row.code))
+            return {.show = Show::Key, .text = QString::fromUtf16(row.key)};
+    }
+    return saying(msg);
+}
+
 AnswerVerdict refused(const QJsonObject& answer, const AnswerPlace& place) {
     const auto code = ServerAnswer::errorcode(answer);
     if (place.opensResetPage && ServerAnswer::is(code, Code::NewPasswordWanted))
         return {.show = Show::ResetPage};
     const bool codesCount = !place.codesNeedMinusOne || ServerAnswer::ret(answer) == -1;
-    for (const AnswerPlace::CodeText& row : place.codes) {
-        if (codesCount && ServerAnswer::is(code, row.code))
-            return {.show = Show::Key, .text = QString::fromUtf16(row.key)};
-    }
-    return saying(ServerAnswer::msg(answer));
+    const auto codes = codesCount ? place.codes : std::span<const AnswerPlace::CodeText>();
+    return showAlertTipsWithErrorcode(code, ServerAnswer::msg(answer), codes);
 }
 
 AnswerVerdict granted(const QJsonObject& answer, AnswerPlace::Reads reads) {

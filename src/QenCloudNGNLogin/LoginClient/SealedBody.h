@@ -13,6 +13,10 @@ namespace SealedBody {
 
 /// The HTTP body for @p parameters, whatever the request; empty when the compressor or the cipher cannot be set up.
 QByteArray encryptResquestParams(const QJsonObject& parameters);
+/// The same, for the sign-out.
+inline QByteArray logoutEncryptionWithParam(const QJsonObject& parameters) {
+    return encryptResquestParams(parameters);
+}
 /// The same for JSON that is already written.
 QByteArray sealJson(const QByteArray& json);
 

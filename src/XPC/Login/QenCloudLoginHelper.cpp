@@ -106,7 +106,7 @@ void QenCloudLoginHelper::callLoginBlock(bool signedIn) {
 
 void QenCloudLoginHelper::submit(SessionEvent event, const QJsonObject& answer, const Completion& complete) {
     m_world.session.submit(
-        std::move(event), [this, busy = m_pending.token(), answer, complete](const Session::Outcome& outcome) {
+        std::move(event), [this, busy = m_taskArray.token(), answer, complete](const Session::Outcome& outcome) {
             if (outcome.isNotStored)
                 m_world.log.writeLog(u"[QenCloudLoginHelper] QenCloud session could not be stored"_s);
             if (outcome.isNotStored || outcome.isUnusable)
@@ -133,13 +133,13 @@ void QenCloudLoginHelper::signInAnswered(const AskedFor& asked, bool fetchesPoli
 void QenCloudLoginHelper::login(const QJsonObject& parameters, Completion complete) {
     createSoleidAndSave();
     m_world.server.loginAccount(parameters,
-        [this, busy = m_pending.token(), asked = m_world.session.asked(), complete = std::move(complete)](
+        [this, busy = m_taskArray.token(), asked = m_world.session.asked(), complete = std::move(complete)](
             const QJsonObject& answer, const Error& error) { signInAnswered(asked, true, answer, error, complete); });
 }
 
 void QenCloudLoginHelper::resetPassword(const QJsonObject& parameters, Completion complete) {
     m_world.server.ResetPasswordState(parameters,
-        [this, busy = m_pending.token(), asked = m_world.session.asked(), complete = std::move(complete)](
+        [this, busy = m_taskArray.token(), asked = m_world.session.asked(), complete = std::move(complete)](
             const QJsonObject& answer, const Error& error) { signInAnswered(asked, false, answer, error, complete); });
 }
 
@@ -151,7 +151,7 @@ void QenCloudLoginHelper::CheckQRLoginState(Completion complete) {
     const SessionModel session = m_world.session.current();
     const qint64 clientoper = session.record && !session.record->userid().isNull() ? session.record->islogout() : 0;
     m_world.server.startCheckQRLoginState(clientoper,
-        [this, busy = m_pending.token(), asked = session.asked, complete = std::move(complete)](
+        [this, busy = m_taskArray.token(), asked = session.asked, complete = std::move(complete)](
             const QJsonObject& answer, const Error& error) {
             if (!error) {
                 submit(QRAnswer{asked, answer}, answer, complete);
@@ -167,7 +167,7 @@ void QenCloudLoginHelper::followNetworkAccess(const QString& userName, const QSt
     if (!access)
         return;
     access->requestGeneralConfig(
-        [this, busy = m_pending.token(), access, userName, ticket](const QJsonObject& answer, const Error& error) {
+        [this, busy = m_taskArray.token(), access, userName, ticket](const QJsonObject& answer, const Error& error) {
             if (error || ServerAnswer::ret(answer) != 0)
                 return;
             const auto opened = SealedBody::decodeSM4(answer.value(u"data").toString());
@@ -196,7 +196,7 @@ void QenCloudLoginHelper::checkTicketStatus(Completion complete) {
     if (!session.isSignedIn())
         return;
     m_world.server.checkTicket(session.record->decryptTicket(),
-        [this, busy = m_pending.token(), asked = session.asked, complete = std::move(complete)](
+        [this, busy = m_taskArray.token(), asked = session.asked, complete = std::move(complete)](
             const QJsonObject& answer, const Error& error) {
             if (error)
                 complete(answer, error);
@@ -210,7 +210,7 @@ void QenCloudLoginHelper::logout(const QJsonObject& parameters, Completion compl
     // "userpolicy.archive" survives the logout.
     const auto removePolicyRequest = [path = m_world.state.path(StateFiles::Login) + u'/' + StateFiles::UserFolder +
                                              u'/' + StateFiles::UserPolicy] { QFile::remove(path); };
-    const auto answered = [this, busy = m_pending.token(), asked = m_world.session.asked(), removePolicyRequest,
+    const auto answered = [this, busy = m_taskArray.token(), asked = m_world.session.asked(), removePolicyRequest,
                               complete = std::move(complete)](const QJsonObject& answer, const Error& error) {
         if (error)
             m_world.log.writeLog(u"[QenCloudLoginHelper] QenCloud logout fail because no network!!!"_s);
@@ -220,8 +220,9 @@ void QenCloudLoginHelper::logout(const QJsonObject& parameters, Completion compl
                 removePolicyRequest();
             });
     };
-    Platform::globalQueue().async(
-        [this, busy = m_pending.token(), parameters, answered] { m_world.server.logoutAccount(parameters, answered); });
+    Platform::globalQueue().async([this, busy = m_taskArray.token(), parameters, answered] {
+        m_world.server.logoutAccount(parameters, answered);
+    });
 }
 
 void QenCloudLoginHelper::retrievePassWordWithUserId(const QString& userId, Completion complete) {
@@ -238,7 +239,7 @@ void QenCloudLoginHelper::pingServerToResult(Platform::Completion<bool> result) 
 }
 
 void QenCloudLoginHelper::Get_network_type() {
-    Platform::globalQueue().async([this, busy = m_pending.token()] {
+    Platform::globalQueue().async([this, busy = m_taskArray.token()] {
         m_world.server.GetNetWorkType([this, asked = m_world.session.asked()](int type) {
             creatNetworkTpye(type);
             m_world.session.submit(NetworkTypeAnswer{asked, type == 1 ? 1 : 0});
@@ -248,7 +249,7 @@ void QenCloudLoginHelper::Get_network_type() {
 
 void QenCloudLoginHelper::Get_GeneralNGNPolicy() {
     m_world.accounts.GetGeneralNGNPolicyRep(
-        [this, busy = m_pending.token()](const QJsonObject& answer, const Error& error) {
+        [this, busy = m_taskArray.token()](const QJsonObject& answer, const Error& error) {
             // This answer's result key is "code", not "ret".
             if (!error && integerValue(answer.value(u"code")) == 0)
                 storePolicy(answer);
@@ -265,7 +266,7 @@ void QenCloudLoginHelper::storePolicy(const QJsonObject& answer) {
 }
 
 void QenCloudLoginHelper::Get_Save_Config() {
-    m_world.server.GetgeneralConfig([this, busy = m_pending.token()](const QJsonObject& answer, const Error& error) {
+    m_world.server.GetgeneralConfig([this, busy = m_taskArray.token()](const QJsonObject& answer, const Error& error) {
         if (error) {
             m_world.log.writeLog(u"[QenCloudLoginHelper] QenCloud get General fail!!!"_s);
             return;
@@ -289,7 +290,7 @@ QImage QenCloudLoginHelper::getCurrentQR(double side) {
         QImage image;
     };
     const auto waiting = std::make_shared<Waiting>();
-    Platform::globalQueue().async([this, busy = m_pending.token(), side, waiting] {
+    Platform::globalQueue().async([this, busy = m_taskArray.token(), side, waiting] {
         m_world.server.createQRForSize(side, [waiting](const QImage& image) {
             const std::lock_guard lock(waiting->mutex);
             waiting->image = image;
@@ -308,24 +309,11 @@ void QenCloudLoginHelper::existZelVPN(const std::function<void()>& done) {
         if (done)
             done();
     });
-    Platform::globalQueue().async([this, end, busy = m_pending.token()] {
+    Platform::globalQueue().async([this, end, busy = m_taskArray.token()] {
         if (m_world.vpn.processes().isEmpty())
             return;
         m_world.vpn.stop([this, end, busy](const AgentStop& stop) { m_world.log.writeLog(stopOutcome(stop)); });
     });
-}
-
-bool QenCloudLoginHelper::ifOldLogin() const {
-    return m_world.state.exists(StateFiles::Login) && !iflogin();
-}
-
-qint64 QenCloudLoginHelper::currentLoginType() const {
-    const auto record = m_world.session.current().record;
-    return record ? record->loginType() : 0;
-}
-
-bool QenCloudLoginHelper::isDomainAutoLogin() const {
-    return currentLoginType() == static_cast<qint64>(LoginType::Domain);
 }
 
 std::optional<QString> QenCloudLoginHelper::joinedDomainName() {

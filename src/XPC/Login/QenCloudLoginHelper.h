@@ -6,6 +6,7 @@
 #include "Session.h"
 #include "Shared.h"
 #include "SoleId.h"
+#include "StateFiles.h"
 #include "StateFolder.h"
 #include "TaskGroup.h"
 
@@ -76,10 +77,10 @@ public:
     /// A record with a user id and a ticket exists.
     bool iflogin() const { return m_world.session.isSignedIn(); }
     /// The record's file exists without proving a login.
-    bool ifOldLogin() const;
+    bool ifOldLogin() const { return m_world.state.exists(StateFiles::Login) && !iflogin(); }
     /// The record's login type, 0 without a record.
-    qint64 currentLoginType() const;
-    bool isDomainAutoLogin() const;
+    qint64 currentLoginType() const { return m_world.session.current().record.value_or(AccountModel()).loginType(); }
+    bool isDomainAutoLogin() const { return currentLoginType() == static_cast<qint64>(LoginType::Domain); }
     // The agent's settings, as AgentSettings tells them.
     bool isHideTray() const { return m_world.agent.isHideTray(); }
     bool iShowOTP() const { return m_world.agent.iShowOTP(); }
@@ -125,5 +126,5 @@ private:
     /// The gateway policy that was stored last.
     QJsonObject m_policy;
     /// Last: its end waits for all that is under way.
-    Platform::TaskGroup m_pending;
+    Platform::TaskGroup m_taskArray;
 };

@@ -15,20 +15,17 @@
 /// Who is signed in, as far as this client knows.
 enum class SessionState {
     /// No record, or one that proves no sign-in. Entered by a sign-out that the server knows of, by the server's word
-    /// that
-    /// the session is over, by a time-out that the agent found, and when the record goes away. Left by a sign-in.
+    /// that the session is over, by a time-out that the agent found, and without the record. Left by a sign-in.
     SignedOut,
     /// A record that the server has not confirmed since this process has known it. Entered at the start, and when
-    /// somebody
-    /// else puts a record in place. Left by the server's answer to it.
+    /// somebody else puts a record in place. Left by the server's answer to it.
     Unconfirmed,
     /// The server's last word on this very record was good. Entered by a sign-in and by a confirmation.
     Confirmed,
     /// The person has signed out and the server does not know yet. Entered by a sign-out without network; left when the
     /// server has been told, or by a new sign-in.
     LogoutPending,
-    /// A session of the computer's domain: no ticket, nothing to confirm. Left by a sign-out or when the record goes
-    /// away.
+    /// A session of the computer's domain: no ticket, nothing to confirm. Left by a sign-out or without its record.
     Domain,
 };
 
@@ -78,8 +75,6 @@ struct SessionModel {
     SessionState state() const;
 };
 
-// Events -------------------------------------------------------------------------------------------------------------
-
 /// An answer of the account sign-in or the password reset.
 struct SignInAnswer {
     AskedFor asked;
@@ -125,8 +120,6 @@ struct RecordFound {
 
 using SessionEvent = std::variant<SignInAnswer, QRAnswer, TicketAnswer, LogoutAnswer, DomainAnswer, NetworkTypeAnswer,
     TicketTimeOut, RecordFound>;
-
-// What follows -------------------------------------------------------------------------------------------------------
 
 enum class SessionEffect {
     /// The new record goes to the file, or the file goes. What stands behind it happens only when that succeeded.

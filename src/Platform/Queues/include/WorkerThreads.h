@@ -1,15 +1,14 @@
 #pragma once
 
-#include "Queue.h"
-
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <mutex>
 
 namespace Platform {
 
 /// Starts a detached thread; false when the system has none to give, which is not for ever.
-bool startThread(Block body);
+bool startThread(std::function<void()> body);
 
 /// The process's borrowed threads: made when work waits and none is free, gone after ten idle seconds.
 ///
@@ -19,7 +18,7 @@ public:
     static WorkerThreads& shared();
 
     /// Runs @p block soon on some thread. Any thread. When the system gives no thread it runs once one is free.
-    void run(Block block);
+    void run(std::function<void()> block);
     /// Threads alive now; for tests and measurements.
     int threadCount() const;
 
@@ -28,7 +27,7 @@ private:
 
     mutable std::mutex m_mutex;
     std::condition_variable m_wanted;
-    std::deque<Block> m_blocks;
+    std::deque<std::function<void()>> m_blocks;
     int m_threads = 0;
     int m_idle = 0;
 };

@@ -30,10 +30,6 @@ void AnimatedPicture::setRunning(bool isRunning) {
     follow();
 }
 
-bool AnimatedPicture::isMoving() const {
-    return m_movie && m_movie->state() == QMovie::Running;
-}
-
 void AnimatedPicture::follow() {
     const bool moves = m_isRunning && isVisible() && !m_animation.isEmpty();
     if (moves && !m_movie) {

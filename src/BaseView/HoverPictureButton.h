@@ -2,7 +2,7 @@
 
 #include <QToolButton>
 
-/// A button of the left bar whose picture changes while the pointer is over it. Main thread.
+/// A button whose picture changes while the pointer is over it. Main thread.
 class HoverPictureButton final : public QToolButton {
     Q_OBJECT
 public:

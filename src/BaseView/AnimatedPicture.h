@@ -20,10 +20,7 @@ public:
     void setPicture(const QString& name);
     void setRunning(bool isRunning);
     bool isRunning() const { return m_isRunning; }
-    /// True while frames are drawn.
-    bool isMoving() const;
     QString picture() const { return m_picture; }
-    QString animation() const { return m_animation; }
 
 protected:
     void paintEvent(QPaintEvent* event) override;
