@@ -360,6 +360,20 @@ private Q_SLOTS:
         }
     }
 
+    void linesComeWithoutBeingAskedFor() {
+        LogPlace place;
+        const auto log = place.open();
+        for (const auto& burst : {u"first"_s, u"second"_s}) {
+            log->writeLog(burst);
+            log->writeLog(u"and more"_s);
+            const QString whole = burst + u" and more"_s;
+            QTRY_VERIFY_WITH_TIMEOUT(place.messages(1).endsWith(whole), 5000);
+            // Draining with nothing to write must not let the next line out of its burst, nor keep it.
+            QVERIFY(log->drain());
+        }
+        QCOMPARE(place.messages(1), u"first and more second and more"_s);
+    }
+
     void endingLosesNothing() {
         LogPlace place;
         place.open()->writeLog(u"first"_s);
