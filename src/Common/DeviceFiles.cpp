@@ -54,6 +54,15 @@ QString line(const QString& path) {
     return QString::fromUtf8(bytes(path).split('\n').constFirst()).trimmed();
 }
 
+QString statement(const QString& path) {
+    for (const QByteArray& rawLine : bytes(path).split('\n')) {
+        const QString text = QString::fromUtf8(rawLine).trimmed();
+        if (!text.isEmpty() && !text.startsWith(u'#'))
+            return text;
+    }
+    return {};
+}
+
 QMap<QString, QString> variables(const QString& path) {
     QMap<QString, QString> found;
     for (const QByteArray& rawLine : bytes(path).split('\n')) {

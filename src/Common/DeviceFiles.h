@@ -11,6 +11,8 @@ namespace DeviceFiles {
 QByteArray bytes(const QString& path);
 /// The file's first line without surrounding white space.
 QString line(const QString& path);
+/// The first line that is neither empty nor a comment, without surrounding white space.
+QString statement(const QString& path);
 /// "KEY=value" lines as the shell would take them: quotes and backslashes undone, comments and other lines left out.
 QMap<QString, QString> variables(const QString& path);
 /// The keys of one "[group]" of a key file.

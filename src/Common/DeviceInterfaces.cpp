@@ -108,12 +108,15 @@ std::optional<QList<InterfaceAddress>> systemInterfaceAddresses() {
     return addresses;
 }
 
-std::optional<DeviceInterface> networkServiceOf(const QString& root, const QString& name) {
+std::optional<DeviceInterface> networkServiceOf(
+    const QString& root, const QString& name, const PermanentAddressReader& permanentAddress) {
     const QString folder = folderOf(root, name);
     if (!isFileName(name) || !Platform::NetworkInterfaces::standsOnHardware(root, name) || isMember(folder))
         return std::nullopt;
     DeviceInterface found;
-    found.macAddress = hardwareAddress(folder);
+    found.macAddress = permanentAddress ? permanentAddress(name) : QString();
+    if (found.macAddress.isEmpty())
+        found.macAddress = hardwareAddress(folder);
     found.hardwarePort = displayName(folder);
     found.device = name;
     const QString index = DeviceFiles::line(folder + u"/ifindex"_s);

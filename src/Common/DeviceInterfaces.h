@@ -11,7 +11,7 @@ using namespace Qt::StringLiterals;
 
 /// One network interface that carries a configured network.
 struct DeviceInterface {
-    /// Twelve upper-case hexadecimal digits, or empty.
+    /// Of the hardware: twelve upper-case hexadecimal digits, or empty.
     QString macAddress;
     /// Kind of the interface for people, such as "Wi-Fi".
     QString hardwarePort;
@@ -41,13 +41,17 @@ using InterfaceAddressLister = std::function<std::optional<QList<InterfaceAddres
 
 std::optional<QList<InterfaceAddress>> systemInterfaceAddresses();
 
-/// Looks @p name up in sysfs below @p root.
+/// The address that an interface was made with; empty when nobody knows.
+using PermanentAddressReader = std::function<QString(const QString& name)>;
+
+/// Looks @p name up in sysfs below @p root. Its address is the permanent one, else the one that it goes by.
 ///
 /// An interface carries a configured network when it stands on hardware: a device of its own, or, for bonds, teams,
 /// bridges and VLANs, such an interface beneath it. Left out: loopback, container and tunnel ends (veth, tun, tap,
 /// dummy, ifb), bridges over those only (as containers and virtual machines make them), and members of a bond or
 /// bridge, whose network is the bond's or bridge's.
-std::optional<DeviceInterface> networkServiceOf(const QString& root, const QString& name);
+std::optional<DeviceInterface> networkServiceOf(
+    const QString& root, const QString& name, const PermanentAddressReader& permanentAddress = {});
 
 /// The interfaces behind @p addresses by name: up, no loopback, found by @p lookUp with a hardware address; each with
 /// its first IPv4 address.

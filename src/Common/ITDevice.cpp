@@ -3,6 +3,7 @@
 #include "DeviceFiles.h"
 #include "DeviceSerials.h"
 #include "DeviceUsers.h"
+#include "PermanentAddress.h"
 #include "StringExtension.h"
 #include "SystemLog.h"
 #include "TaskHelper.h"
@@ -11,8 +12,6 @@
 
 #include <cerrno>
 #include <cstring>
-
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -52,11 +51,29 @@ QString joinedLines(QString output) {
     return output.remove(u'\n');
 }
 
+ITDevice::Sources completed(ITDevice::Sources sources, bool isRealRoot) {
+    if (!sources.run)
+        sources.run = runByTaskHelper;
+    if (!sources.listAddresses)
+        sources.listAddresses = systemInterfaceAddresses;
+    if (!sources.permanentAddress && isRealRoot)
+        sources.permanentAddress = PermanentAddress::ofInterface;
+    return sources;
+}
+
+/// System accounts come first, and what belongs to nobody has a number of its own.
+bool isPerson(uid_t user) {
+    constexpr uid_t FirstPerson = 1000;
+    constexpr uid_t Nobody = 65534;
+    return user >= FirstPerson && user != Nobody;
+}
+
 } // namespace
 
-ITDevice::ITDevice(QString root, CommandRunner run, InterfaceAddressLister listAddresses)
-    : m_root(std::move(root)), m_run(run ? std::move(run) : CommandRunner(runByTaskHelper)),
-      m_listAddresses(listAddresses ? std::move(listAddresses) : InterfaceAddressLister(systemInterfaceAddresses)) {}
+ITDevice::ITDevice(const QString& root) : ITDevice(root, Sources()) {}
+
+ITDevice::ITDevice(QString root, Sources sources)
+    : m_root(std::move(root)), m_sources(completed(std::move(sources), m_root.isEmpty())) {}
 
 QString ITDevice::osName() {
     const QString version = osVersion();
@@ -88,11 +105,14 @@ QString ITDevice::systemVersion() const {
 }
 
 QString ITDevice::userName() const {
-    QString name = DeviceUsers::consoleUser(m_root);
+    const QString own = DeviceUsers::accountName(m_root, m_sources.user);
+    QString name = isPerson(m_sources.user) ? own : QString();
     if (name.isEmpty())
-        name = DeviceUsers::accountName(m_root, ::getuid());
+        name = DeviceUsers::consoleUser(m_root);
     if (name.isEmpty())
-        name = joinedLines(m_run(u"/usr/bin/defaults"_s,
+        name = own;
+    if (name.isEmpty())
+        name = joinedLines(m_sources.run(u"/usr/bin/defaults"_s,
             {u"read"_s, u"/Library/Preferences/com.apple.loginwindow.plist"_s, u"lastUserName"_s}));
     return name.isEmpty() ? Unknown : name;
 }
@@ -109,10 +129,10 @@ QString ITDevice::machineName() const {
     const auto information = DeviceFiles::variables(m_root + u"/etc/machine-info"_s);
     QString name = information.value(u"PRETTY_HOSTNAME"_s).trimmed();
     if (name.isEmpty())
-        name = DeviceFiles::line(m_root + u"/etc/hostname"_s);
+        name = DeviceFiles::statement(m_root + u"/etc/hostname"_s);
     if (name.isEmpty()) {
         // The kernel tells nobody when its own changes, so that one is not kept.
-        name = DeviceFiles::line(m_root + u"/proc/sys/kernel/hostname"_s);
+        name = DeviceFiles::statement(m_root + u"/proc/sys/kernel/hostname"_s);
         return name.isEmpty() ? Unknown : name;
     }
     const std::lock_guard lock(m_mutex);
@@ -139,11 +159,11 @@ QString ITDevice::getADDomainName() const {
     const QString shell = u"/bin/sh"_s;
     const QString option = u"-c"_s;
     QString name =
-        joinedLines(m_run(shell, {option, u"dsconfigad -show | grep 'Computer Account' | awk '{print $4}'"_s}));
+        joinedLines(m_sources.run(shell, {option, u"dsconfigad -show | grep 'Computer Account' | awk '{print $4}'"_s}));
     name = name.remove(u'$').toUpper();
     if (!name.isEmpty() && name.contains(machinePrefixName()))
         return name;
-    return joinedLines(m_run(shell, {option, u"/usr/sbin/scutil --get ComputerName"_s}));
+    return joinedLines(m_sources.run(shell, {option, u"/usr/sbin/scutil --get ComputerName"_s}));
 }
 
 QString ITDevice::uuid() {
@@ -180,7 +200,7 @@ QMap<QString, DeviceInterface> ITDevice::networkInfos() const {
 }
 
 void ITDevice::getMacAndIPAddr() {
-    const auto addresses = m_listAddresses();
+    const auto addresses = m_sources.listAddresses();
     auto table = interfaceTable(addresses.value_or(QList<InterfaceAddress>()),
         [this](const QString& name) { return getNetworkMacAddress(name); });
     const std::lock_guard lock(m_mutex);
@@ -188,7 +208,7 @@ void ITDevice::getMacAndIPAddr() {
 }
 
 std::optional<DeviceInterface> ITDevice::getNetworkMacAddress(const QString& name) const {
-    return networkServiceOf(m_root, name);
+    return networkServiceOf(m_root, name, m_sources.permanentAddress);
 }
 
 QMap<QString, DeviceInterface> ITDevice::filledNetworkInfos() {
@@ -217,8 +237,8 @@ QList<HardwarePort> ITDevice::hardwareports() const {
 
 void ITDevice::listNetworkServices(const std::function<void(const QList<HardwarePort>&)>& completion) {
     const QString tool = u"/usr/sbin/networksetup"_s;
-    QList<HardwarePort> ports = parseHardwarePorts(m_run(tool, {u"-listallhardwareports"_s}));
-    addServiceNames(ports, m_run(tool, {u"-listnetworkserviceorder"_s}));
+    QList<HardwarePort> ports = parseHardwarePorts(m_sources.run(tool, {u"-listallhardwareports"_s}));
+    addServiceNames(ports, m_sources.run(tool, {u"-listnetworkserviceorder"_s}));
     {
         const std::lock_guard lock(m_mutex);
         m_hardwareports = ports;
@@ -231,7 +251,7 @@ QList<HardwarePort> ITDevice::getHardwareportsIP(QList<HardwarePort> ports) {
     const std::lock_guard round(m_portRound);
     for (HardwarePort& port : ports) {
         const QString command = serviceAddressCommand(port.value(u"service"_s));
-        port.insert(u"ip"_s, parseServiceAddress(m_run(u"/bin/bash"_s, {u"-c"_s, command})));
+        port.insert(u"ip"_s, parseServiceAddress(m_sources.run(u"/bin/bash"_s, {u"-c"_s, command})));
     }
     const std::lock_guard lock(m_mutex);
     m_hardwareports = ports;

@@ -14,6 +14,8 @@
 #include <mutex>
 #include <optional>
 
+#include <unistd.h>
+
 /// The single source of facts about the computer.
 ///
 /// Facts are read on demand, without privilege, from the files of the system below a root folder; a fact that cannot be
@@ -24,10 +26,20 @@ public:
     /// Runs a command and gives its standard output; empty when it failed.
     using CommandRunner = std::function<QString(const QString& path, const QStringList& arguments)>;
 
+    /// What is asked of the running system and not of files; whatever is left out is the real thing.
+    struct Sources {
+        /// By default TaskHelper's synchronous run.
+        CommandRunner run = {};
+        InterfaceAddressLister listAddresses = {};
+        /// By default the kernel's, beneath the real root only.
+        PermanentAddressReader permanentAddress = {};
+        /// Who runs this process.
+        uid_t user = ::getuid();
+    };
+
     /// @param root  put before every file of the system that is read; empty for the real root
-    /// @param run  by default TaskHelper's synchronous run
-    /// @param listAddresses  by default the running system's
-    explicit ITDevice(QString root = {}, CommandRunner run = {}, InterfaceAddressLister listAddresses = {});
+    explicit ITDevice(const QString& root = {});
+    ITDevice(QString root, Sources sources);
     ITDevice(const ITDevice&) = delete;
     ITDevice& operator=(const ITDevice&) = delete;
     static ITDevice& currentDevice() { return Platform::Shared<ITDevice>::instance(); }
@@ -40,8 +52,9 @@ public:
     QString operationSystemName() const;
     QString systemVersion() const;
 
-    /// Login name of the console user: who sits at the first seat, else who runs this process, else the last one who
-    /// logged in (a command), else "unknow".
+    /// Login name: of whoever runs this process, when that is a person (the first seat may be another one's meanwhile);
+    /// else of who sits at the first seat, else of the process's user, else the last one who logged in (a command),
+    /// else "unknow".
     QString userName() const;
     /// The computer's name for people; "unknow" when missing.
     QString machineName() const;
@@ -103,8 +116,7 @@ private:
     QMap<QString, DeviceInterface> filledNetworkInfos();
 
     const QString m_root;
-    const CommandRunner m_run;
-    const InterfaceAddressLister m_listAddresses;
+    const Sources m_sources;
 
     mutable std::mutex m_mutex;
     QString m_operationSystemName;

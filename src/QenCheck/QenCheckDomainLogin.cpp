@@ -3,6 +3,8 @@
 #include "ScriptRunner.h"
 #include "TaskHelper.h"
 
+#include <QRegularExpression>
+
 using namespace Qt::StringLiterals;
 
 using Platform::Error;
@@ -13,6 +15,19 @@ constexpr quint32 RetryTicks = 15;
 
 QString withoutLineEnds(QString text) {
     return text.remove(u'\n');
+}
+
+/// "CORP\ursula" has none: it is an account with its domain in front.
+bool hasEscapes(const QString& name) {
+    static const QRegularExpression account(uR"(^[^\\]+\\u(?![0-9A-Fa-f]{4})[^\\]*$)"_s);
+    return name.contains(u"\\u"_s) && !account.match(name).hasMatch();
+}
+
+/// The server knows an account of the directory by its short name.
+QString shortName(const QString& name) {
+    const qsizetype backslash = name.indexOf(u'\\');
+    const qsizetype at = name.lastIndexOf(u'@');
+    return backslash > 0 ? name.mid(backslash + 1) : at > 0 ? name.left(at) : name;
 }
 
 } // namespace
@@ -36,7 +51,7 @@ QString QenCheck::lastUserName() const {
     if (output.isEmpty())
         return {};
     const QString name = withoutLineEnds(output);
-    return orNull(name.contains(u"\\u"_s) ? replaceUnicode(name) : name);
+    return orNull(hasEscapes(name) ? replaceUnicode(name) : name);
 }
 
 std::optional<QenCheck::DomainUser> QenCheck::domainUser() {
@@ -57,7 +72,7 @@ std::optional<QenCheck::DomainUser> QenCheck::domainUser() {
         log(u"[QenCheck] DomainLogin: The domain of mobile account is not be same the current domain."_s);
         return std::nullopt;
     }
-    return DomainUser{name, domain};
+    return DomainUser{shortName(name), domain};
 }
 
 void QenCheck::beginRequests(const DomainUser& user) {

@@ -1,5 +1,6 @@
 #include "DeviceSerials.h"
 #include "ITDevice.h"
+#include "PermanentAddress.h"
 
 #include <QDir>
 #include <QTemporaryDir>
@@ -7,6 +8,7 @@
 
 #include <thread>
 
+#include <linux/rtnetlink.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -87,7 +89,7 @@ private Q_SLOTS:
                                            "MB", "01234567-89AB-CDEF-0123-456789ABCDEF"};
         QTest::newRow("second sources")
             << Files{{"/usr/lib/os-release", "NAME=Arch\n"}, {"/etc/machine-info", "PRETTY_HOSTNAME=\n"},
-                   {"/proc/sys/kernel/hostname", "kiosk\n"},
+                   {"/etc/hostname", "# static name\n\n  kiosk\n"}, {"/proc/sys/kernel/hostname", "transient\n"},
                    {"/sys/firmware/devicetree/base/model", QByteArray("MACMINI board\0", 14)},
                    {"/etc/machine-id", "uninitialized\n"},
                    {"/sys/class/dmi/id/product_uuid", "4c4c4544-0042-3510-8052-b4c04f564433\n"}}
@@ -136,37 +138,51 @@ private Q_SLOTS:
     }
 
     void userName_data() {
-        const QByteArray account = "me:x:" + QByteArray::number(::getuid()) + ":0:My Name,,,:/home/me:/bin/sh\n";
+        const QByteArray account = "me:x:0:0:My Name,,,:/home/me:/bin/sh\nsys:x:999:9::/:/bin/sh\n"
+                                   "remote:x:4712:9::/:/bin/sh\nnobody:x:65534:9::/:/bin/sh\n";
         QTest::addColumn<Files>("files");
         QTest::addColumn<QString>("lastUser");
         QTest::addColumn<QString>("expected");
+        QTest::addColumn<uint>("user");
+        const Files aliceAtTheSeat{{"/etc/passwd", account},
+            {"/run/systemd/seats/seat0", "IS_SEAT0=1\nACTIVE=c2\nACTIVE_UID=1001\n"},
+            {"/run/systemd/sessions/c2", "UID=1001\nUSER=alice\nSEAT=seat0\nCLASS=user\nACTIVE=1\n"}};
+        QTest::newRow("system account, alice at the seat") << aliceAtTheSeat << ""
+                                                           << "alice" << 999u;
+        QTest::newRow("nobody, alice at the seat") << aliceAtTheSeat << ""
+                                                   << "alice" << 65534u;
+        QTest::newRow("a person, alice at the seat") << aliceAtTheSeat << ""
+                                                     << "remote" << 4712u;
+        QTest::newRow("a person without an account here, alice at the seat") << aliceAtTheSeat << ""
+                                                                             << "alice" << 4000u;
         QTest::newRow("session at the seat")
             << Files{{"/etc/passwd", account}, {"/run/systemd/seats/seat0", "IS_SEAT0=1\nACTIVE=c2\nACTIVE_UID=1000\n"},
                    {"/run/systemd/sessions/c2", "UID=1000\nUSER=alice\nSEAT=seat0\nCLASS=user\nACTIVE=1\n"}}
             << ""
-            << "alice";
+            << "alice" << 0u;
         QTest::newRow("sessions without a seat file")
             << Files{{"/etc/passwd", account + "bob:x:4711:0::/home/bob:/bin/sh\n"},
                    {"/run/systemd/sessions/1", "UID=7\nUSER=remote\nACTIVE=1\n"},
                    {"/run/systemd/sessions/2", "UID=4711\nSEAT=seat0\nCLASS=user\nACTIVE=1\n"}}
             << ""
-            << "bob";
+            << "bob" << 0u;
         QTest::newRow("login screen") << Files{{"/etc/passwd", account}, {"/run/systemd/seats/seat0", "ACTIVE=c1\n"},
                                              {"/run/systemd/sessions/c1", "USER=gdm\nCLASS=greeter\nACTIVE=1\n"}}
                                       << "nobody asks"
-                                      << "me";
+                                      << "me" << 0u;
         QTest::newRow("last user") << Files{} << "carol\n"
-                                   << "carol";
+                                   << "carol" << 0u;
         QTest::newRow("nobody") << Files{} << ""
-                                << "unknow";
+                                << "unknow" << 0u;
     }
     void userName() {
         QFETCH(Files, files);
         QFETCH(QString, lastUser);
         QFETCH(QString, expected);
+        QFETCH(uint, user);
         const Root root(files);
         Commands commands{{{"lastUserName", lastUser}}, {}};
-        QCOMPARE(ITDevice(root.path(), commands.runner()).userName(), expected);
+        QCOMPARE(ITDevice(root.path(), {.run = commands.runner(), .user = user}).userName(), expected);
         const QString command = "/usr/bin/defaults read /Library/Preferences/com.apple.loginwindow.plist lastUserName";
         QCOMPARE(commands.run, files.isEmpty() ? QStringList{command} : QStringList{});
     }
@@ -197,7 +213,7 @@ private Q_SLOTS:
         Commands commands{{{"dsconfigad -show | grep 'Computer Account' | awk '{print $4}'", account},
                               {"/usr/sbin/scutil --get ComputerName", computer}},
             {}};
-        QTEST(ITDevice(root.path(), commands.runner()).getADDomainName(), "expected");
+        QTEST(ITDevice(root.path(), {.run = commands.runner()}).getADDomainName(), "expected");
         QVERIFY(commands.run.constFirst().startsWith("/bin/sh -c dsconfigad"));
     }
 
@@ -228,11 +244,13 @@ private Q_SLOTS:
             address("eth1", Family::Other)};
         int asked = 0;
         std::optional<QList<InterfaceAddress>> answer = addresses;
-        ITDevice device(root.path(), {}, [&] {
+        const auto listed = [&] {
             ++asked;
             return answer;
-        });
-        QCOMPARE(device.macAddresses(), (QStringList{"020000000008", "02FC0000000A", "020000000006", "AABBCCDDEEFF"}));
+        };
+        const auto permanent = [](const QString& name) { return name == u"six0" ? u"0011223344FF"_s : QString(); };
+        ITDevice device(root.path(), {.listAddresses = listed, .permanentAddress = permanent});
+        QCOMPARE(device.macAddresses(), (QStringList{"020000000008", "02FC0000000A", "0011223344FF", "AABBCCDDEEFF"}));
         QCOMPARE(device.ipArray(), (QStringList{"172.20.0.1", "192.168.1.5", "0.0.0.0", "10.0.0.7"}));
         QCOMPARE(device.networkInfos().value("wlan0").dictionary(),
             (QMap<QString, QString>{{"MacAddress", "AABBCCDDEEFF"}, {"HardwarePort", "Wi-Fi"},
@@ -244,6 +262,42 @@ private Q_SLOTS:
         device.getMacAndIPAddr();             // asked for, and failing: an empty table from now on
         QCOMPARE(device.ipArray().size() + device.macAddresses().size(), 0);
         QCOMPARE(asked, 2);
+    }
+
+    void permanentAddresses_data() {
+        QTest::addColumn<QByteArray>("answer");
+        QTest::addColumn<QString>("digits");
+        const auto attribute = [](ushort type, QByteArray value) {
+            const rtattr head{static_cast<ushort>(RTA_LENGTH(value.size())), type};
+            value.prepend(reinterpret_cast<const char*>(&head), sizeof head);
+            return value.leftJustified(RTA_ALIGN(value.size()), '\0');
+        };
+        const auto answer = [](const QByteArray& attributes, ushort type = RTM_NEWLINK) {
+            nlmsghdr head{};
+            head.nlmsg_len = static_cast<quint32>(NLMSG_LENGTH(sizeof(ifinfomsg)) + attributes.size());
+            head.nlmsg_type = type;
+            return QByteArray(reinterpret_cast<const char*>(&head), sizeof head) + QByteArray(sizeof(ifinfomsg), '\0') +
+                attributes;
+        };
+        const QByteArray name = attribute(IFLA_IFNAME, QByteArray("wlan0\0", 6));
+        const QByteArray present = attribute(IFLA_ADDRESS, QByteArray::fromHex("fe1122334455"));
+        const QByteArray permanent = attribute(IFLA_PERM_ADDRESS, QByteArray::fromHex("a41122334455"));
+        const QByteArray good = answer(name + present + permanent);
+        QTest::newRow("behind others") << good << "A41122334455";
+        QTest::newRow("none") << answer(name + present) << "";
+        QTest::newRow("all zeros") << answer(attribute(IFLA_PERM_ADDRESS, QByteArray(6, '\0'))) << "";
+        QTest::newRow("of another length") << answer(attribute(IFLA_PERM_ADDRESS, QByteArray(20, 'x'))) << "";
+        QTest::newRow("a refusal") << answer(permanent, NLMSG_ERROR) << "";
+        QTest::newRow("an attribute without length") << answer(QByteArray(8, '\0') + permanent) << "";
+        for (const qsizetype size : {0, 4, 16, 31, 33, int(good.size()) - 3})
+            QTest::addRow("cut at %d", int(size)) << good.left(size) << "";
+        QTest::newRow("longer than it says") << good + permanent << "A41122334455";
+    }
+    void permanentAddresses() {
+        QFETCH(QByteArray, answer);
+        QTEST(PermanentAddress::inAnswer(answer), "digits");
+        for (const char* name : {"", "lo", "no-such-device", "a-name-that-is-too-long"})
+            QCOMPARE(PermanentAddress::ofInterface(QString::fromLatin1(name)), QString());
     }
 
     void hardwarePorts() {
@@ -259,7 +313,7 @@ private Q_SLOTS:
                               {R"(/usr/sbin/networksetup -getinfo 'Lena'\''s Wire (2)' | grep '^IP address:')",
                                   "IP address: 10.1.2.3\n"}},
             {}};
-        ITDevice device("/nowhere", commands.runner());
+        ITDevice device("/nowhere", {.run = commands.runner()});
         QList<HardwarePort> ports;
         device.listNetworkServices([&](const QList<HardwarePort>& found) { ports = found; });
         const HardwarePort wire{{"HardwarePort", "Ethernet"}, {"Device", "en0"}, {"MacAddress", "ACDE48001122"},

@@ -94,6 +94,27 @@ echo 'OriginalNodeName: /Active Directory/CORP/corp.example')");
         QCOMPARE(m_sessions[0], QStringList({u"李四"_s, name, u"CORP"_s}));
     }
 
+    void theAccountIsAskedForByItsShortName_data() {
+        QTest::addColumn<QString>("name");
+        QTest::newRow("short") << "lisi";
+        QTest::newRow("with its domain behind") << "lisi@corp.example";
+        QTest::newRow("with its domain in front") << "CORP\\lisi";
+        QTest::newRow("what follows the domain looks like an escape") << "CORP\\ursula";
+    }
+    void theAccountIsAskedForByItsShortName() {
+        QFETCH(QString, name);
+        m_world->tool("defaults", "printf '%s\\n' '" + name.toUtf8() + "'");
+        m_world->tool("dscl",
+            "test \"$3\" = '/Users/" + name.toUtf8() +
+                "' || echo unknown >&2\n"
+                "echo 'OriginalNodeName: /Active Directory/CORP/corp.example'");
+        QenCheck check(world(), Tick);
+        check.checkDomainLogin();
+        QTRY_COMPARE(m_requests.size(), 1);
+        QCOMPARE(m_requests[0].account, name.endsWith(u"ursula") ? u"ursula"_s : u"lisi"_s);
+        QCOMPARE(m_requests[0].domain, u"corp.example"_s);
+    }
+
     void signedIn() {
         m_hasRecord = true;
         QenCheck check(world(), Tick);

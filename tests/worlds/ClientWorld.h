@@ -79,7 +79,7 @@ public:
         const QString& vpnExecutable = u"/no/such/vpn"_s)
         : log(folder.logs(), folder.file(u"logs.data"_s)),
           config(folder.agent() + u"/.QenConfig"_s, folder.support() + u"/QenCloudL"_s),
-          device(folder.machine(), {}, ClientFolder::addresses), session(folder.support()),
+          device(folder.machine(), {.listAddresses = ClientFolder::addresses}), session(folder.support()),
           accounts({.config = config,
               .domain = domain,
               .device = device,

@@ -111,8 +111,8 @@ Exit runDevice(const QStringList& arguments) {
     if (!root.isEmpty() && !QDir(root).exists())
         return fail(u"%1: is no folder"_s.arg(root));
     ITDevice system;
-    ITDevice fixture(
-        root, [](const QString&, const QStringList&) { return QString(); }, interfacesBelow(root));
+    const auto runNothing = [](const QString&, const QStringList&) { return QString(); };
+    ITDevice fixture(root, {.run = runNothing, .listAddresses = interfacesBelow(root)});
     const QJsonObject facts = deviceFacts(root.isEmpty() ? system : fixture);
     return print(asJson ? QJsonDocument(facts).toJson() : deviceText(facts).toUtf8());
 }

@@ -11,7 +11,8 @@ std::span<const Verb> verbs() {
             "archive write FILE   make a state file of the JSON on standard input\n",
             runArchive},
         {"check",
-            "check [--json]    run the compliance checks that the policy asks for; exit status 1 when one is not met\n",
+            "check [--json]    run the compliance checks that the policy asks for; exit status 1 when one is not met, "
+            "4 without a policy\n",
             runCheck},
         {"device",
             "device [--json] [--root DIR]    print what is known of this computer, or of the system in a folder\n",
