@@ -129,7 +129,7 @@ private Q_SLOTS:
     void everyReasonOfTheHostToolsHasWords() {
         QFile source(QStringLiteral(HOST_TOOLS_REASONS));
         QVERIFY(source.open(QIODevice::ReadOnly));
-        static const QRegularExpression code(uR"x(\{u"([a-z.-]+)"_s, ")x"_s);
+        static const QRegularExpression code(u"\\{u\"([a-z.-]+)\"_s, \""_s);
         auto found = code.globalMatch(QString::fromUtf8(source.readAll()));
         QSet<QString> sentences;
         while (found.hasNext()) {
