@@ -38,9 +38,9 @@ public:
 
     void step() {
         using Act = void (Play::*)();
-        static constexpr std::array<Act, 14> Acts{&Play::askSignIn, &Play::askSignIn, &Play::askTicket,
-            &Play::askTicket, &Play::askTicket, &Play::askLogout, &Play::askQR, &Play::askDomain, &Play::serverEnds,
-            &Play::agentWrites, &Play::deliver, &Play::deliver, &Play::deliver, &Play::kill};
+        static constexpr std::array<Act, 15> Acts{&Play::askNetworkType, &Play::askSignIn, &Play::askSignIn,
+            &Play::askTicket, &Play::askTicket, &Play::askTicket, &Play::askLogout, &Play::askQR, &Play::askDomain,
+            &Play::serverEnds, &Play::agentWrites, &Play::deliver, &Play::deliver, &Play::deliver, &Play::kill};
         (this->*Acts[m_random.bounded(quint32(Acts.size()))])();
         check();
     }
@@ -95,8 +95,12 @@ private:
         send(SignInAnswer{m_model.asked, granting(u"lin"_s, m_serverTicket), true});
     }
     void askTicket() {
-        if (!m_model.isSignedIn() || m_model.state() == SessionState::Domain)
+        if (!m_model.isSignedIn())
             return;
+        if (m_model.state() == SessionState::Domain) {
+            send(TicketAnswer{m_model.asked, stating(-7)});
+            return;
+        }
         if (!m_network && chance(2))
             return;
         const QString ticket = m_model.record->decryptTicket();
@@ -125,10 +129,14 @@ private:
         if (m_model.state() == SessionState::LogoutPending) {
             m_serverTicket.clear();
             send(QRAnswer{m_model.asked, stating(-2)});
+        } else if (chance(4)) {
+            m_serverTicket = newTicket();
+            send(QRAnswer{m_model.asked, granting(u"wang"_s, m_serverTicket)});
         } else {
             send(QRAnswer{m_model.asked, stating(-1)});
         }
     }
+    void askNetworkType() { send(NetworkTypeAnswer{m_model.asked, chance(2)}); }
     void askDomain() { send(DomainAnswer{m_model.asked, u"lisi"_s, u"李四"_s, u"CORP"_s}); }
     void serverEnds() {
         if (chance(4))
@@ -177,10 +185,50 @@ private:
         m_model = step.next;
         for (const SessionEffect effect : step.effects)
             take(effect, step.reason);
+        checkEffects(before, step, std::holds_alternative<RecordFound>(event));
         const bool isTold = before.asked.signIn == m_model.asked.signIn || step.reason != SessionReason::None;
         QVERIFY2(isTold, "a session changed without a reason");
-        if (!std::holds_alternative<RecordFound>(event) && askedOf(event).signIn != before.asked.signIn)
+        // A sign-in and a sign-out also concern the next ticket; every other answer is about the one it was sent with.
+        const bool isAboutTicket = !std::holds_alternative<SignInAnswer>(event) &&
+            !std::holds_alternative<LogoutAnswer>(event) && step.reason != SessionReason::SignedIn;
+        const AskedFor asked = askedOf(event);
+        if (!std::holds_alternative<RecordFound>(event) &&
+            (asked.signIn != before.asked.signIn || (isAboutTicket && asked != before.asked)))
             QVERIFY2(before.asked == m_model.asked && step.effects.isEmpty(), "an old answer did something");
+    }
+    /// What every change owes the file, the agent, the services and the person, whatever brought it about.
+    static void checkEffects(const SessionModel& before, const SessionStep& step, bool isFound) {
+        using Effect = SessionEffect;
+        const auto& effects = step.effects;
+        for (const Effect effect : effects)
+            QVERIFY2(effects.count(effect) == 1, "an effect is carried out twice");
+        if (isFound)
+            return;
+        QVERIFY2(effects.contains(Effect::Store) == !isSameRecord(before.record, step.next.record),
+            "the file does not say what the session does");
+        if (step.reason == SessionReason::SignedIn) {
+            QVERIFY2(effects.first() == Effect::Store, "something follows from a sign-in that may not be stored");
+            for (const Effect effect : {Effect::RequestUserPolicy, Effect::StartTicketService, Effect::TellSignedIn})
+                QVERIFY2(effects.contains(effect), "a sign-in without all that belongs to it");
+        }
+        QVERIFY2(step.reason != SessionReason::DomainSignedIn || !before.record, "a domain session over another");
+        if (before.record && !step.next.record) {
+            QVERIFY2(effects.contains(Effect::StopVpn) && effects.contains(Effect::MakeSoleId),
+                "an end without all that belongs to it");
+            QVERIFY2(effects.contains(Effect::TellSignedOut) == (step.reason != SessionReason::TimedOut),
+                "the login block does not hear of an end");
+            QVERIFY2(effects.contains(Effect::CloseTicketService) == (step.reason == SessionReason::SignedOut),
+                "a sign-out leaves the ticket service");
+            QVERIFY2(before.state() != SessionState::Domain || step.reason != SessionReason::EndedByServer,
+                "the server ended a domain session");
+        }
+    }
+    static bool isSameRecord(const std::optional<AccountModel>& one, const std::optional<AccountModel>& other) {
+        if (!one || !other)
+            return !one && !other;
+        return one->userid() == other->userid() && one->ticket() == other->ticket() &&
+            one->loginType() == other->loginType() && one->islogout() == other->islogout() &&
+            one->networkType() == other->networkType();
     }
     static AskedFor askedOf(const SessionEvent& event) {
         return std::visit(
