@@ -101,8 +101,11 @@ void AppDelegate::checkTrayStatus() {
 void AppDelegate::applyTrayStatus(MainWindow mainWindow) {
     if (m_world.login.isHideTray()) {
         m_statusItem.reset();
-        if (m_mainWindow)
-            m_mainWindow->close();
+        // With all that stands over the main window: a dialog's window stays when the one below goes.
+        for (QWidget* window : QApplication::topLevelWidgets()) {
+            if (window->isVisible())
+                window->close();
+        }
         return;
     }
     if (mainWindow == MainWindow::Front)

@@ -8,6 +8,7 @@
 #include "QenMainWindow.h"
 #include "TrayHost.h"
 
+#include <QDialog>
 #include <QStackedWidget>
 #include <QTextBrowser>
 #include <QToolButton>
@@ -108,8 +109,13 @@ private Q_SLOTS:
         app.hideTray(false);
         QTRY_VERIFY(app.window.isVisible());
         QVERIFY(app.delegate.hasStatusItem());
+        QDialog above(&app.window);
+        above.open();
+        app.delegate.tapAboutItem();
         app.hideTray(true);
         QTRY_VERIFY(!app.window.isVisible());
+        for (const QWidget* window : QApplication::topLevelWidgets())
+            QVERIFY2(!window->isVisible(), window->metaObject()->className());
         QVERIFY(!app.delegate.hasStatusItem());
         // A second launch cannot show what the agent hides.
         QVERIFY(app.delegate.applicationShouldHandleReopen(false));
