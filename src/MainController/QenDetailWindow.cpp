@@ -239,6 +239,11 @@ void QenDetailWindow::showState(qint64 state) {
     m_ui->hintLab->setVisible(look.hint);
 }
 
+void QenDetailWindow::showScanFailure(const QString& text) {
+    m_ui->loginStatusLab->setText(text);
+    m_ui->hintLab->hide();
+}
+
 void QenDetailWindow::refreshUI() {
     closeCheckQR();
     m_form->clearSecrets();

@@ -40,6 +40,8 @@ public:
     /// Hears "update_Lable_notification" no more.
     void stopObserving() { m_observer = {}; }
     void tipText(const QString& text);
+    /// In place of how the scan goes on.
+    void showScanFailure(const QString& text);
     /// Any thread.
     void showAlertTipForLogin(const QString& text);
 

@@ -225,6 +225,8 @@ void QenMainLeftBar::createCheckLoginTimer() {
 }
 
 void QenMainLeftBar::qrPollAnswered(const QRPollVerdict& verdict) {
+    if (m_detailWindow && !verdict.tells.isEmpty())
+        m_detailWindow->showScanFailure(verdict.tells);
     if (!verdict.forwarded)
         return;
     if (*verdict.forwarded == 0) {

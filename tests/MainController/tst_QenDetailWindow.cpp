@@ -249,6 +249,14 @@ private Q_SLOTS:
         QTRY_COMPARE(label(*m_bar, "userNameLab"), u"未登录"_s);
     }
 
+    void scanThatMakesNoSessionIsTold() {
+        const QJsonObject granted{{"ret", 0}, {"data", QJsonObject{{"state", 0}, {"ticket", "T"}, {"userid", ""}}}};
+        m_server.fault(StatusPath, {{"kind", "json"}, {"json", granted}}, 1000);
+        open();
+        QTRY_COMPARE(label("loginStatusLab"), localizedString(u"AnswerUnusable"_s));
+        QVERIFY(!m_world->record());
+    }
+
     void signOutIsAskedForOnce() {
         signInBeforehand();
         open();
@@ -272,9 +280,9 @@ private Q_SLOTS:
         m_world->client.store(record);
         // One that makes no sense for it must not be the last.
         m_server.fault(StatusPath, answering(0), 1);
+        m_server.fault(TicketPath, {{"kind", "close"}}, 1000);
         open();
         QTRY_VERIFY(!m_world->record());
-        QVERIFY(m_server.requests(StatusPath).size() > 1);
         QCOMPARE(m_server.requests(StatusPath).at(0)[u"fields"][u"clientoper"].toInt(), 1);
         QTRY_COMPARE(page(), QenDetailWindow::QRPage);
         QTRY_COMPARE(label(*m_bar, "userNameLab"), u"未登录"_s);

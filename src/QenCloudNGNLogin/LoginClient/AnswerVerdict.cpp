@@ -155,7 +155,9 @@ QRStateLook qrStateLook(qint64 state) {
 QRPollVerdict judgeQRPoll(const QJsonObject& answer, const Platform::Error& error) {
     const QString what = u"Check QRLogin"_s;
     if (error)
-        return {.log = failLine(what, error), .logType = Ordinary};
+        return {.tells = ServerAnswer::isNoSignIn(error) ? error.localizedDescription() : QString(),
+            .log = failLine(what, error),
+            .logType = Ordinary};
     const auto ret = ServerAnswer::ret(answer);
     if (ret != 0)
         return {.log = answerLine(what, u"ret", ret, answer), .logType = Ordinary};

@@ -85,6 +85,8 @@ QRStateLook qrStateLook(qint64 state);
 struct QRPollVerdict {
     /// The state that the login window is told; nothing when it is told nothing.
     std::optional<qint64> forwarded = {};
+    /// What the person is told of a sign-in that was granted and is none; empty otherwise.
+    QString tells = {};
     QString log = {};
     int logType = 1;
 

@@ -7,6 +7,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+const QString NoSignInDomain = u"ServerAnswerErrorDomain"_s;
+
 /// Text of a number or string that is usable as a name; nothing for any other value.
 QString nameOf(const QJsonValue& value) {
     if (value.isString())
@@ -88,5 +90,13 @@ QString ServerAnswer::stateKey(std::optional<qint64> state) {
 }
 
 Platform::Error ServerAnswer::unusable() {
-    return {u"ServerAnswerErrorDomain"_s, Platform::Error::Unknown, localizedString(u"AnswerUnusable"_s)};
+    return {NoSignInDomain, Platform::Error::Unknown, localizedString(u"AnswerUnusable"_s)};
+}
+
+Platform::Error ServerAnswer::notStored() {
+    return {NoSignInDomain, Platform::Error::Unknown, localizedString(u"SessionNotStored"_s)};
+}
+
+bool ServerAnswer::isNoSignIn(const Platform::Error& error) {
+    return error && error.domain() == NoSignInDomain;
 }

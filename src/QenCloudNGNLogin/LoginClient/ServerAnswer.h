@@ -85,5 +85,9 @@ QString stateKey(std::optional<qint64> state);
 
 /// The failure of an answer that says nothing usable, with a text for the person.
 Platform::Error unusable();
+/// The failure of a sign-in that the server granted and this computer could not store.
+Platform::Error notStored();
+/// Whether @p error is one of these two: the server has answered, and nobody is signed in by it.
+bool isNoSignIn(const Platform::Error& error);
 
 } // namespace ServerAnswer

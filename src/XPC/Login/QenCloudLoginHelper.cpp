@@ -6,7 +6,6 @@
 #include "ScriptRunner.h"
 #include "SealedBody.h"
 #include "StateFiles.h"
-#include "StringTable.h"
 #include "SystemLog.h"
 #include "VpnComponent.h"
 
@@ -42,11 +41,6 @@ QString stopOutcome(const AgentStop& stop) {
     const auto code = integerValue(stop.answer.value(u"code"));
     return code == 0 ? u"[QenCloudLoginHelper] QenCloud Vindor Stop Success!!!"_s
                      : u"[QenCloudLoginHelper] QenCloud Vindor Stop Fail:code = %1"_s.arg(ServerAnswer::logged(code));
-}
-
-Error notStored() {
-    Error error = archiveResultError();
-    return {error.domain(), error.code(), localizedString(u"SessionNotStored"_s)};
 }
 
 } // namespace
@@ -110,7 +104,7 @@ void QenCloudLoginHelper::submit(SessionEvent event, const QJsonObject& answer, 
             if (outcome.isNotStored)
                 m_world.log.writeLog(u"[QenCloudLoginHelper] QenCloud session could not be stored"_s);
             if (outcome.isNotStored || outcome.isUnusable)
-                complete({}, outcome.isNotStored ? notStored() : ServerAnswer::unusable());
+                complete({}, outcome.isNotStored ? ServerAnswer::notStored() : ServerAnswer::unusable());
             else
                 complete(answer, {});
         });
