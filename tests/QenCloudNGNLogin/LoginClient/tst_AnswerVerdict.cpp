@@ -261,7 +261,7 @@ private Q_SLOTS:
 
     void pollLines() {
         QCOMPARE(judgeQRPoll({}, Timeout),
-            (QRPollVerdict{std::nullopt, u"[QenDetailWindow] QenCloud Check QRLogin fail msg:请求超时"_s, 1}));
+            (QRPollVerdict{std::nullopt, {}, u"[QenDetailWindow] QenCloud Check QRLogin fail msg:请求超时"_s, 1}));
         QCOMPARE(ticketPollLine({}, Timeout), u"[QenDetailWindow] QenCloud Check ticket error:请求超时"_s);
         QCOMPARE(ticketPollLine(json(R"({"ret":0,"msg":"ok"})"), NoError),
             u"[QenDetailWindow] QenCloud Check ticket response msg:ok"_s);
