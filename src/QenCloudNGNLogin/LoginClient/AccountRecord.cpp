@@ -42,6 +42,8 @@ AccountRecord::Stored AccountRecord::replace(const std::optional<AccountModel>& 
     const QString aside = path + u".aside"_s;
     QFile::remove(aside);
     const Stored stored = record ? write(*record, path, aside) : remove(path, aside);
+    // A loss of power must not bring the former record back.
+    Platform::syncFolderOf(path);
     if (stored == Stored::Yes)
         m_identity = fileIdentity(path);
     return stored;
@@ -64,7 +66,6 @@ AccountRecord::Stored AccountRecord::write(const AccountModel& record, const QSt
     if (!isOurs)
         moved(aside, path, RENAME_EXCHANGE);
     QFile::remove(aside);
-    Platform::syncFolderOf(path);
     return isOurs ? Stored::Yes : Stored::Conflict;
 }
 
