@@ -25,6 +25,19 @@ class tst_BusConnection : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    // First: the thread sanitizer no longer sees the main thread once that has started a process beside other threads.
+    void findsInOrderWhileTheReceiverLives() {
+        const PrivateBus daemon;
+        BusConnection bus(daemon.address());
+        QStringList order;
+        auto gone = std::make_unique<QObject>();
+        bus.find(this, [&](const QDBusConnection& found) { order << (found.isConnected() ? u"a"_s : u"absent"_s); });
+        bus.find(gone.get(), [&](const QDBusConnection&) { order << u"gone"_s; });
+        bus.find(this, [&](const QDBusConnection&) { order << u"b"_s; });
+        gone.reset();
+        QTRY_COMPARE(order, (QStringList{u"a"_s, u"b"_s}));
+    }
+
     void hangingBusCostsTheLimit_data() {
         QTest::addColumn<bool>("signsIn");
         QTest::newRow("mute") << false;
@@ -57,18 +70,6 @@ private Q_SLOTS:
         BusConnection bus(u"unix:path=/no/such/bus"_s, 10s);
         QVERIFY(!bus.connection().isConnected());
         QVERIFY(!bus.isSilent());
-    }
-
-    void findsInOrderWhileTheReceiverLives() {
-        const PrivateBus daemon;
-        BusConnection bus(daemon.address());
-        QStringList order;
-        auto gone = std::make_unique<QObject>();
-        bus.find(this, [&](const QDBusConnection& found) { order << (found.isConnected() ? u"a"_s : u"absent"_s); });
-        bus.find(gone.get(), [&](const QDBusConnection&) { order << u"gone"_s; });
-        bus.find(this, [&](const QDBusConnection&) { order << u"b"_s; });
-        gone.reset();
-        QTRY_COMPARE(order, (QStringList{u"a"_s, u"b"_s}));
     }
 
     void stoppedBusIsLeftAfterTheLimitOfACall() {

@@ -9,8 +9,11 @@
 #include <QTest>
 
 #include <array>
+#include <chrono>
+#include <future>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -477,15 +480,12 @@ private Q_SLOTS:
         QFile block(folder.filePath(u"QenCloudL"_s));
         QVERIFY(block.open(QIODevice::WriteOnly));
         Session session(folder.path());
-        Session::Outcome outcome;
-        QSemaphore done;
-        session.submit(
-            SignInAnswer{session.asked(), granting(u"lin"_s, u"T"_s), true}, [&](const Session::Outcome& what) {
-                outcome = what;
-                done.release();
-            });
-        QVERIFY(done.tryAcquire(1, 5000));
-        QVERIFY(outcome.isNotStored);
+        std::promise<Session::Outcome> done;
+        auto answer = done.get_future();
+        session.submit(SignInAnswer{session.asked(), granting(u"lin"_s, u"T"_s), true},
+            [&](const Session::Outcome& what) { done.set_value(what); });
+        QVERIFY(answer.wait_for(5s) == std::future_status::ready);
+        QVERIFY(answer.get().isNotStored);
         QVERIFY(!session.isSignedIn());
         QVERIFY2(!session.current().isConfirmed, "the checks show for nobody");
     }
