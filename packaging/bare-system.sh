@@ -1,6 +1,7 @@
 # A bare Debian of either release in a folder of its own, for the scripts that try something from the beginning: sourced by them.
 # As root; needs debootstrap. Downloads are kept in $MAV_PACKAGE_CACHE, by default ~/.cache/mav-package-test; $MAV_DEBIAN_MIRROR
-# is where they come from, by default where this system's come from. When the script ends, its processes, mounts and the folder
+# is where they come from, by default where this system's come from; $MAV_BARE_SYSTEMS is where the folder is made, by default
+# /var/tmp. When the script ends, its processes, mounts and the folder
 # go; it ends with "all good" or with its status.
 # shellcheck shell=bash
 
