@@ -45,8 +45,7 @@ QString stopOutcome(const AgentStop& stop) {
 
 } // namespace
 
-QenCloudLoginHelper::QenCloudLoginHelper(World world)
-    : m_world(std::move(world)), m_soleId(m_world.state, m_world.device) {
+QenCloudLoginHelper::QenCloudLoginHelper(World world) : m_world(world), m_soleId(m_world.state, m_world.device) {
     m_world.session.setEffects(
         [this](SessionEffect effect, const SessionModel& session) { carryOut(effect, session); });
 }
