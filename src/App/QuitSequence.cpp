@@ -9,11 +9,11 @@
 
 using namespace Qt::StringLiterals;
 
-QuitSequence::QuitSequence(World world, std::function<void()> terminate)
-    : m_world(std::move(world)), m_terminate(std::move(terminate)) {}
+QuitSequence::QuitSequence(const World& world, std::function<void()> terminate)
+    : m_world(world), m_terminate(std::move(terminate)) {}
 
-void QuitSequence::start(World world, std::function<void()> terminate) {
-    const std::shared_ptr<QuitSequence> sequence(new QuitSequence(std::move(world), std::move(terminate)));
+void QuitSequence::start(const World& world, std::function<void()> terminate) {
+    const std::shared_ptr<QuitSequence> sequence(new QuitSequence(world, std::move(terminate)));
     Platform::globalQueue().async([sequence] { sequence->stopVpnComponent(); });
     // Only for a look-up or a link that hangs: each of them has a limit of its own.
     Platform::after(Platform::mainQueue(), sequence->m_world.limit, [sequence] { sequence->finish(); });

@@ -23,10 +23,10 @@ public:
     };
 
     /// Starts in the background. @param terminate  called once, on any thread, whatever happened
-    static void start(World world, std::function<void()> terminate);
+    static void start(const World& world, std::function<void()> terminate);
 
 private:
-    QuitSequence(World world, std::function<void()> terminate);
+    QuitSequence(const World& world, std::function<void()> terminate);
     void stopVpnComponent();
     void judgeStop(const AgentStop& stop);
     void finish();

@@ -32,7 +32,6 @@ AccountForm::Place AccountForm::Place::loginWindow() {
         .noAccount = u"账号不能为空"_s,
         .noPassword = u"密码不能为空"_s,
         .noOtp = u"OTP不能为空"_s,
-        .asksOtp = true,
         .resetLine = u"[QenDetailWindow] QenCloud resetpassword in qen"_s};
 }
 
@@ -52,7 +51,7 @@ void AccountForm::login() {
     m_fields.account->clearError();
     m_fields.password->clearError();
     // The agent may have changed its mind since the page was built.
-    const bool isOtpWanted = m_place.asksOtp && m_world.login.iShowOTP();
+    const bool isOtpWanted = m_fields.otp && m_world.login.iShowOTP();
     if (m_fields.otp) {
         m_fields.otp->clearError();
         m_fields.otp->setVisible(isOtpWanted);

@@ -29,8 +29,6 @@ public:
         QString noAccount;
         QString noPassword;
         QString noOtp;
-        /// The one-time code is asked for when the agent says so; without, none is ever sent.
-        bool asksOtp = false;
         /// The log's line before a new password is sent.
         QString resetLine;
         /// What is wrong with a field is told in the alert too.
@@ -42,7 +40,7 @@ public:
     struct Fields {
         FormField* account;
         FormField* password;
-        /// May be null.
+        /// Asked for when the agent says so; null: none is ever asked for nor sent.
         FormField* otp;
         SpinnerButton* confirm;
         FormField* newPassword;

@@ -10,8 +10,6 @@
 
 using namespace Qt::StringLiterals;
 
-using Platform::Error;
-
 namespace {
 
 const QString Shell = u"/bin/bash"_s;
