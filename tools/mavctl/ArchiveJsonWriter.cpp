@@ -5,11 +5,9 @@
 
 #include <nlohmann/json.hpp>
 
-#include <algorithm>
 #include <cmath>
 
 using Json = nlohmann::ordered_json;
-using Platform::ArchiveEntry;
 using Platform::ArchiveValue;
 
 namespace {
@@ -37,14 +35,10 @@ Json json(const ArchiveValue& value);
 
 /// The class first, then the pairs sorted by their keys.
 Json pairs(const ArchiveValue& value) {
-    std::vector<const ArchiveEntry*> sorted;
-    for (const ArchiveEntry& entry : value.dictionary())
-        sorted.push_back(&entry);
-    std::sort(sorted.begin(), sorted.end(), [](const auto* left, const auto* right) { return left->key < right->key; });
     Json result = Json::object();
     if (value.isObject())
         add(result, ArchiveJson::ClassKey, value.className().toStdString());
-    for (const ArchiveEntry* entry : sorted)
+    for (const auto* entry : value.sortedPairs())
         add(result, ArchiveJson::escaped(entry->key).toStdString(), json(entry->value));
     return result;
 }

@@ -174,37 +174,30 @@ void ArchiveValue::insert(const QString& key, ArchiveValue value) {
     entries.push_back({key, std::move(value)});
 }
 
+std::vector<const ArchiveEntry*> ArchiveValue::sortedPairs() const {
+    std::vector<const ArchiveEntry*> result;
+    for (const ArchiveEntry& entry : dictionary())
+        result.push_back(&entry);
+    std::sort(result.begin(), result.end(), [](const auto* left, const auto* right) { return left->key < right->key; });
+    return result;
+}
+
 bool operator==(const ArchiveEntry& left, const ArchiveEntry& right) {
     return left.key == right.key && left.value == right.value;
 }
-
-namespace {
-
-bool haveSamePairs(const ArchiveValue::Dictionary& left, const ArchiveValue::Dictionary& right) {
-    if (left.size() != right.size())
-        return false;
-    const auto sorted = [](const ArchiveValue::Dictionary& entries) {
-        std::vector<const ArchiveEntry*> result;
-        for (const ArchiveEntry& entry : entries)
-            result.push_back(&entry);
-        std::sort(result.begin(), result.end(), [](const auto* a, const auto* b) { return a->key < b->key; });
-        return result;
-    };
-    const auto first = sorted(left);
-    const auto second = sorted(right);
-    return std::equal(
-        first.begin(), first.end(), second.begin(), [](const auto* a, const auto* b) { return *a == *b; });
-}
-
-} // namespace
 
 bool operator==(const ArchiveValue& left, const ArchiveValue& right) {
     if (left.m_type != right.m_type)
         return false;
     if (left.isArray())
         return left.array() == right.array();
-    if (left.isDictionary() || left.isObject())
-        return left.className() == right.className() && haveSamePairs(left.dictionary(), right.dictionary());
+    if (left.isDictionary() || left.isObject()) {
+        const auto first = left.sortedPairs();
+        const auto second = right.sortedPairs();
+        return left.className() == right.className() &&
+            std::equal(first.begin(), first.end(), second.begin(), second.end(),
+                [](const auto* a, const auto* b) { return *a == *b; });
+    }
     // Bits, so that a value equals itself even where it is no number.
     if (const auto* real = std::get_if<double>(&left.m_payload))
         return std::bit_cast<quint64>(*real) == std::bit_cast<quint64>(right.number());

@@ -1,9 +1,8 @@
 #pragma once
 
-#include "ArchiveClass.h"
-
 #include <QByteArray>
 #include <QJsonValue>
+#include <QStringList>
 #include <QVariant>
 
 #include <concepts>
@@ -15,6 +14,13 @@
 namespace Platform {
 
 struct ArchiveEntry;
+
+/// The class of an object, shared by all objects of one class in an archive.
+struct ArchiveClass {
+    QString name;
+    /// From the class up to NSObject; empty when the archive named none.
+    QStringList classes;
+};
 
 /// One value of a property list or keyed archive. Copies are cheap and independent. No accessor fails: asked for
 /// another type it gives zero, or something null or empty.
@@ -95,6 +101,8 @@ public:
     /// The value of @p key in a dictionary or object; Nothing without one.
     const ArchiveValue& value(QStringView key) const;
     const ArchiveValue& field(QStringView key) const { return value(key); }
+    /// As dictionary(), in the order of the keys' characters.
+    std::vector<const ArchiveEntry*> sortedPairs() const;
     /// Without name and classes for what is no object.
     const ArchiveClass& objectClass() const;
     const QString& className() const { return objectClass().name; }
