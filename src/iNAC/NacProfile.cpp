@@ -79,10 +79,10 @@ std::optional<ArchiveValue> NacProfile::filled(
     if (payloads.size() < CertificatePayloads)
         return std::nullopt;
     // The texts themselves, undecoded: they go into the profile as the server sent them.
-    payloads[RootCa].insert(PayloadContent, certificates.rootCA());
-    payloads[SubCa].insert(PayloadContent, certificates.subCA());
-    payloads[Identity].insert(PayloadContent, certificates.p12());
-    payloads[Identity].insert(u"Password"_s, certificates.pwd());
+    payloads[RootCa].insert(PayloadContent, certificates.rootCA);
+    payloads[SubCa].insert(PayloadContent, certificates.subCA);
+    payloads[Identity].insert(PayloadContent, certificates.p12);
+    payloads[Identity].insert(u"Password"_s, certificates.pwd);
 
     std::set<QString> names;
     for (const QJsonValue& ssid : ssids)

@@ -13,13 +13,13 @@ QString textOf(const QJsonObject& dictionary, QStringView key) {
 } // namespace
 
 Data::Data(const QJsonObject& dictionary)
-    : m_rootCA(textOf(dictionary, u"rootCA")), m_subCA(textOf(dictionary, u"subCA")), m_p12(textOf(dictionary, u"p12")),
-      m_pwd(textOf(dictionary, u"pwd")) {}
+    : rootCA(textOf(dictionary, u"rootCA")), subCA(textOf(dictionary, u"subCA")), p12(textOf(dictionary, u"p12")),
+      pwd(textOf(dictionary, u"pwd")) {}
 
 bool Data::isUsable() const {
-    return !m_pwd.isEmpty() && !m_p12.isNull() && !m_subCA.isNull() && !m_rootCA.isNull();
+    return !pwd.isEmpty() && !p12.isNull() && !subCA.isNull() && !rootCA.isNull();
 }
 
 iNacCerInfo::iNacCerInfo(const QJsonObject& dictionary)
-    : m_ret(integerValue(dictionary.value(u"ret"))), m_msg(textOf(dictionary, u"msg")),
-      m_stacktrace(textOf(dictionary, u"stacktrace")), m_data(dictionary.value(u"data").toObject()) {}
+    : ret(integerValue(dictionary.value(u"ret"))), msg(textOf(dictionary, u"msg")),
+      stacktrace(textOf(dictionary, u"stacktrace")), data(dictionary.value(u"data").toObject()) {}

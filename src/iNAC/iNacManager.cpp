@@ -1,7 +1,6 @@
 #include "iNacManager.h"
 
 #include "ArchiveStore.h"
-#include "BundledFile.h"
 #include "Deployment.h"
 #include "Files.h"
 #include "ITDevice.h"
@@ -39,16 +38,7 @@ QString printed(const QJsonValue& value) {
 
 } // namespace
 
-iNacManager::iNacManager(World world)
-    : m_world(std::move(world)), m_gate(std::make_shared<Gate>()), m_checkQueue(Deployment::NacCheckQueueLabel) {
-    m_gate->manager = this;
-}
-
-iNacManager::~iNacManager() {
-    m_checkQueue.drain();
-    const std::lock_guard lock(m_gate->mutex);
-    m_gate->manager = nullptr;
-}
+iNacManager::iNacManager(World world) : m_world(std::move(world)), m_queue(Deployment::NacCheckQueueLabel) {}
 
 QJsonArray iNacManager::ssids() const {
     const std::lock_guard lock(m_mutex);
@@ -73,11 +63,9 @@ void iNacManager::executeInacTaskWithUserName(
         m_ssids = ssids;
     }
     m_world.network.getInacCerWithInfo(generaliNacRequestParamsWithUsername(userName, ticket), url,
-        [gate = m_gate](const QByteArray& response, const Error& error) {
-            const std::lock_guard lock(gate->mutex);
-            if (gate->manager)
-                gate->manager->finishTask(response, error);
-        });
+        m_receiver.wrapped([this](const QByteArray& response, const Error& error) {
+            m_queue.async([this, response, error] { finishTask(response, error); });
+        }));
 }
 
 void iNacManager::finishTask(const QByteArray& response, const Error& error) {
@@ -122,11 +110,11 @@ std::optional<ArchiveValue> iNacManager::generalMobielConfigWithSSIDS(
     const auto base = profileTemplate();
     if (!base)
         return std::nullopt;
-    if (!cerInfo.data().isUsable()) {
+    if (!cerInfo.data.isUsable()) {
         m_world.log.writeLog(u"[iNacManager] server inac info exception"_s);
         return std::nullopt;
     }
-    return NacProfile::filled(*base, ssids, cerInfo.data());
+    return NacProfile::filled(*base, ssids, cerInfo.data);
 }
 
 void iNacManager::moveLocalMobileConfigToPublicDirectory(const std::optional<ArchiveValue>& profile) {
@@ -144,9 +132,10 @@ void iNacManager::installMobileconfig() {
 }
 
 void iNacManager::installStaticMobileconfig() {
-    const std::lock_guard lock(m_gate->mutex);
-    moveLocalMobileConfigToPublicDirectory(profileTemplate());
-    writeInacCache(StaticKind);
+    m_queue.async([this] {
+        moveLocalMobileConfigToPublicDirectory(profileTemplate());
+        writeInacCache(StaticKind);
+    });
 }
 
 void iNacManager::writeInacCache(const QString& kind) {
@@ -176,7 +165,7 @@ QString iNacManager::localCerAuthMethod() const {
 
 void iNacManager::checkiNacNecessaryWithUrl(const QString&, std::function<void(bool)> completeBlock) {
     // The server is not asked, on purpose: what is installed here decides.
-    m_checkQueue.async([this, completeBlock = std::move(completeBlock)] { completeBlock(isCertificatePresent()); });
+    m_queue.async([this, completeBlock = std::move(completeBlock)] { completeBlock(isCertificatePresent()); });
 }
 
 bool iNacManager::isCertificatePresent() {

@@ -179,7 +179,7 @@ void tst_iNacManager::profile() {
     manager->executeInacTaskWithUserName(u"lin"_s, u"t"_s, ssids, server.url({}));
     QTRY_VERIFY_WITH_TIMEOUT(world.cache() == u"3", 10000);
     QCOMPARE(manager->ssids(), ssids);
-    QCOMPARE(manager->cerInfo()->data().pwd(), u"pw-secret"_s);
+    QCOMPARE(manager->cerInfo()->data.pwd, u"pw-secret"_s);
 
     const QFile file(world.stateFile(u"RTMDMNetwork.mobileconfig"_s));
     QCOMPARE(file.permissions() & (QFile::ReadGroup | QFile::ReadOther), QFile::Permissions());
