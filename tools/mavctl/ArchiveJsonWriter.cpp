@@ -2,6 +2,7 @@
 
 #include "ArchiveDate.h"
 #include "ArchiveJsonForms.h"
+#include "PropertyListLimits.h"
 
 #include <nlohmann/json.hpp>
 
@@ -29,6 +30,16 @@ Json realNumber(double number) {
     if (std::isinf(number))
         return form(ArchiveJson::DoubleKey, number > 0 ? "inf" : "-inf");
     return number;
+}
+
+/// Of all texts and data, at every place where they stand.
+qsizetype lengthOf(const ArchiveValue& value) {
+    qsizetype length = value.string().size() + value.data().size() + value.className().size();
+    for (const ArchiveValue& item : value.array())
+        length += lengthOf(item);
+    for (const auto& entry : value.dictionary())
+        length += entry.key.size() + lengthOf(entry.value);
+    return length;
 }
 
 Json json(const ArchiveValue& value);
@@ -79,6 +90,9 @@ Json json(const ArchiveValue& value) {
 
 } // namespace
 
-std::string ArchiveJson::text(const ArchiveValue& root) {
+std::optional<std::string> ArchiveJson::text(const ArchiveValue& root) {
+    // What shares nothing is never longer than its file.
+    if (lengthOf(root) > 2 * Platform::PropertyListLimits::FileSize)
+        return std::nullopt;
     return json(root).dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
 }
