@@ -58,17 +58,18 @@ QJsonObject iNacManager::generaliNacRequestParamsWithUsername(const QString& use
 
 void iNacManager::executeInacTaskWithUserName(
     const QString& userName, const QString& ticket, const QJsonArray& ssids, const QString& url) {
+    const quint64 task = ++m_newest;
     {
         const std::lock_guard lock(m_mutex);
         m_ssids = ssids;
     }
     m_world.network.getInacCerWithInfo(generaliNacRequestParamsWithUsername(userName, ticket), url,
-        m_receiver.wrapped([this](const QByteArray& response, const Error& error) {
-            m_queue.async([this, response, error] { finishTask(response, error); });
+        m_receiver.wrapped([this, task](const QByteArray& response, const Error& error) {
+            m_queue.async([this, task, response, error] { finishTask(task, response, error); });
         }));
 }
 
-void iNacManager::finishTask(const QByteArray& response, const Error& error) {
+void iNacManager::finishTask(quint64 task, const QByteArray& response, const Error& error) {
     if (error) {
         m_world.log.writeLog(u"Get Inac Cer faild with error:%1"_s.arg(error.logText()), FailureLine);
         return;
@@ -79,7 +80,9 @@ void iNacManager::finishTask(const QByteArray& response, const Error& error) {
         m_world.log.writeLog(u"Get Inac Cer faild with msg:%1"_s.arg(printed(message)), FailureLine);
         return;
     }
-    // The SSIDs that are kept now, not those of the task that asked: the task started last decides.
+    // Somebody has signed in since: the profile is theirs.
+    if (task != m_newest)
+        return;
     moveLocalMobileConfigToPublicDirectory(generalMobielConfigWithSSIDS(ssids(), parseInacCerResponse(*dictionary)));
     // Noted even when no profile could be made: on purpose.
     installMobileconfig();
@@ -132,6 +135,7 @@ void iNacManager::installMobileconfig() {
 }
 
 void iNacManager::installStaticMobileconfig() {
+    ++m_newest;
     m_queue.async([this] {
         moveLocalMobileConfigToPublicDirectory(profileTemplate());
         writeInacCache(StaticKind);

@@ -13,6 +13,7 @@
 #include <QJsonObject>
 #include <QStringList>
 
+#include <atomic>
 #include <functional>
 #include <mutex>
 #include <optional>
@@ -55,8 +56,8 @@ public:
     /// The certificate answer last received; nothing before.
     std::optional<iNacCerInfo> cerInfo() const;
 
-    /// Fetches the certificate, writes the profile "RTMDMNetwork.mobileconfig" and notes "3" in "inacCache.archive".
-    /// Returns once the request is on its way.
+    /// Fetches the certificate, writes the profile "RTMDMNetwork.mobileconfig" and notes "3" in "inacCache.archive",
+    /// unless another task or static installation has begun before the answer. Returns once the request is on its way.
     /// @param url  base address of the network access server
     void executeInacTaskWithUserName(
         const QString& userName, const QString& ticket, const QJsonArray& ssids, const QString& url);
@@ -77,7 +78,7 @@ public:
     QJsonObject generaliNacRequestParamsWithUsername(const QString& userName, const QString& ticket) const;
 
 private:
-    void finishTask(const QByteArray& response, const Platform::Error& error);
+    void finishTask(quint64 task, const QByteArray& response, const Platform::Error& error);
     std::optional<QJsonObject> parseInacCerResponseToDic(const QByteArray& response);
     iNacCerInfo parseInacCerResponse(const QJsonObject& dictionary);
     std::optional<Platform::ArchiveValue> generalMobielConfigWithSSIDS(
@@ -91,6 +92,8 @@ private:
     bool isCertificatePresent();
 
     World m_world;
+    /// The task or static installation started last.
+    std::atomic<quint64> m_newest{0};
     mutable std::mutex m_mutex;
     QJsonArray m_ssids;
     std::optional<iNacCerInfo> m_cerInfo;

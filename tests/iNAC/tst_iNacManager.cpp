@@ -108,6 +108,7 @@ private Q_SLOTS:
     void requestParameters();
     void staticProfile();
     void lateAnswerFindsNobody();
+    void olderTaskChangesNothing();
     void presence_data();
     void presence();
     void caVersion();
@@ -268,6 +269,32 @@ void tst_iNacManager::lateAnswerFindsNobody() {
     QTest::qWait(100);
     world.network.reset();
     QVERIFY(!world.logText().contains(u"iNacResponse"_s));
+}
+
+/// Somebody else has signed in before the answer: the profile is theirs.
+void tst_iNacManager::olderTaskChangesNothing() {
+    Tally asked;
+    Tally mayAnswer;
+    const LoopbackServer server([&](LoopbackConnection& connection) {
+        connection.readRequest();
+        asked.release();
+        mayAnswer.tryAcquire(1, 10000);
+        connection.write(LoopbackServer::ok(answerWith(Certificates)));
+        connection.waitForClient();
+    });
+    ManagerWorld world;
+    const auto manager = world.make();
+    manager->executeInacTaskWithUserName(u"lin"_s, u"t"_s, {"office"}, server.url({}));
+    QVERIFY(asked.tryAcquire(1, 10000));
+    manager->installStaticMobileconfig();
+    mayAnswer.release();
+    QTRY_VERIFY_WITH_TIMEOUT(world.logText().contains(u"iNacResponse"_s), 10000);
+    std::atomic<bool> isOver{false};
+    manager->checkiNacNecessaryWithUrl({}, [&](bool) { isOver = true; });
+    QTRY_VERIFY_WITH_TIMEOUT(isOver, 10000);
+    QCOMPARE(world.cache(), u"2"_s);
+    QVERIFY(!manager->cerInfo());
+    QVERIFY(!world.profile().contains("pw-secret"));
 }
 
 void tst_iNacManager::presence_data() {
