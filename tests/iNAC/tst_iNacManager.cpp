@@ -71,6 +71,24 @@ QVariantMap propertyList(const QByteArray& xml) {
     return value ? value->toVariant().toMap() : QVariantMap();
 }
 
+/// Answers when it is told to.
+class HeldServer {
+public:
+    Tally asked;
+    Tally mayAnswer;
+
+    QString url() const { return m_server.url({}); }
+
+private:
+    const LoopbackServer m_server{[this](LoopbackConnection& connection) {
+        connection.readRequest();
+        asked.release();
+        mayAnswer.tryAcquire(1, 10000);
+        connection.write(LoopbackServer::ok(answerWith(Certificates)));
+        connection.waitForClient();
+    }};
+};
+
 class ManagerWorld : public NacWorld {
 public:
     std::unique_ptr<iNacManager> make() {
@@ -251,21 +269,13 @@ void tst_iNacManager::staticProfile() {
 }
 
 void tst_iNacManager::lateAnswerFindsNobody() {
-    Tally asked;
-    Tally mayAnswer;
-    const LoopbackServer server([&](LoopbackConnection& connection) {
-        connection.readRequest();
-        asked.release();
-        mayAnswer.tryAcquire(1, 10000);
-        connection.write(LoopbackServer::ok(answerWith(Certificates)));
-        connection.waitForClient();
-    });
+    HeldServer server;
     ManagerWorld world;
     auto manager = world.make();
-    manager->executeInacTaskWithUserName(u"lin"_s, u"t"_s, {}, server.url({}));
-    QVERIFY(asked.tryAcquire(1, 10000));
+    manager->executeInacTaskWithUserName(u"lin"_s, u"t"_s, {}, server.url());
+    QVERIFY(server.asked.tryAcquire(1, 10000));
     manager.reset();
-    mayAnswer.release();
+    server.mayAnswer.release();
     QTest::qWait(100);
     world.network.reset();
     QVERIFY(!world.logText().contains(u"iNacResponse"_s));
@@ -273,21 +283,13 @@ void tst_iNacManager::lateAnswerFindsNobody() {
 
 /// Somebody else has signed in before the answer: the profile is theirs.
 void tst_iNacManager::olderTaskChangesNothing() {
-    Tally asked;
-    Tally mayAnswer;
-    const LoopbackServer server([&](LoopbackConnection& connection) {
-        connection.readRequest();
-        asked.release();
-        mayAnswer.tryAcquire(1, 10000);
-        connection.write(LoopbackServer::ok(answerWith(Certificates)));
-        connection.waitForClient();
-    });
+    HeldServer server;
     ManagerWorld world;
     const auto manager = world.make();
-    manager->executeInacTaskWithUserName(u"lin"_s, u"t"_s, {"office"}, server.url({}));
-    QVERIFY(asked.tryAcquire(1, 10000));
+    manager->executeInacTaskWithUserName(u"lin"_s, u"t"_s, {"office"}, server.url());
+    QVERIFY(server.asked.tryAcquire(1, 10000));
     manager->installStaticMobileconfig();
-    mayAnswer.release();
+    server.mayAnswer.release();
     QTRY_VERIFY_WITH_TIMEOUT(world.logText().contains(u"iNacResponse"_s), 10000);
     std::atomic<bool> isOver{false};
     manager->checkiNacNecessaryWithUrl({}, [&](bool) { isOver = true; });
