@@ -6,14 +6,19 @@
 #include "ITDevice.h"
 #include "IntegerValue.h"
 #include "LogRedaction.h"
-#include "NacProfile.h"
 #include "Paths.h"
 #include "PropertyList.h"
 #include "QenLogHelper.h"
+#include "SealedBody.h"
 #include "StateFiles.h"
 #include "iNacNetwork.h"
+#include "zipAndUnzip.h"
 
 #include <QFile>
+#include <QJsonDocument>
+#include <QUuid>
+
+#include <set>
 
 using namespace Qt::StringLiterals;
 
@@ -34,6 +39,90 @@ const QString CertificateKind = u"3"_s;
 QString printed(const QJsonValue& value) {
     const QString text = redacted(value);
     return text.size() <= LongestPrint ? text : text.left(LongestPrint) + u'…';
+}
+
+// The template's payloads carry these as their own identifiers.
+const QString RootCaUuid = u"A23B9547-4853-4298-8A22-3FEDAEE4FCF5"_s;
+const QString SubCaUuid = u"98C1E945-3056-4F0D-B174-BD8A68461FE3"_s;
+const QString IdentityUuid = u"47A5FE22-02D8-48B8-A249-13FF8C1A0D1E"_s;
+
+const QString PayloadContent = u"PayloadContent"_s;
+constexpr int EapTls = 13;
+
+/// Positions among the template's payloads.
+constexpr size_t RootCa = 0;
+constexpr size_t SubCa = 1;
+constexpr size_t Identity = 2;
+constexpr size_t CertificatePayloads = 3;
+
+/// The answer's dictionary: Base64 text, deciphered with the built-in key, inflated, parsed. Nothing when any of that
+/// fails.
+std::optional<QJsonObject> openAnswer(const QByteArray& response) {
+    const auto compressed =
+        response.isValidUtf8() ? SealedBody::unsealBytes(QString::fromUtf8(response)) : std::nullopt;
+    const auto json = compressed ? zipAndUnzip().gzipInflate(*compressed) : std::nullopt;
+    if (!json)
+        return std::nullopt;
+    const QJsonDocument document = QJsonDocument::fromJson(*json);
+    return document.isObject() ? std::optional(document.object()) : std::nullopt;
+}
+
+/// A random UUID in the 8-4-4-4-12 form, upper case.
+QString createCUID() {
+    return QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+}
+
+/// The payload that lets a machine join @p ssid with the profile's certificates. Under a fresh UUID.
+ArchiveValue generalWiFiTemplateWithSSID(const QString& ssid) {
+    const QString uuid = createCUID();
+    const ArchiveValue eap(ArchiveValue::Dictionary{
+        {u"AcceptEAPTypes"_s, ArchiveValue::Array{EapTls}},
+        {u"PayloadCertificateAnchorUUID"_s, ArchiveValue::Array{RootCaUuid, SubCaUuid}},
+    });
+    return ArchiveValue::Dictionary{
+        {u"AutoJoin"_s, 1},
+        {u"CaptiveBypass"_s, 0},
+        {u"EAPClientConfiguration"_s, eap},
+        {u"EncryptionType"_s, u"WPA"_s},
+        {u"HIDDEN_NETWORK"_s, 0},
+        {u"Interface"_s, u"BuiltInWireless"_s},
+        {u"IsHotspot"_s, 0},
+        {u"PayloadCertificateUUID"_s, IdentityUuid},
+        {u"PayloadDisplayName"_s, u"WiFi (%1)"_s.arg(ssid)},
+        {u"PayloadEnabled"_s, 1},
+        {u"PayloadIdentifier"_s, u"com.apple.wifi.managed.%1"_s.arg(uuid)},
+        {u"PayloadType"_s, u"com.apple.wifi.managed"_s},
+        {u"PayloadUUID"_s, uuid},
+        {u"PayloadVersion"_s, 1},
+        {u"ProxyType"_s, u"None"_s},
+        {u"SSID_STR"_s, ssid},
+        {u"SetupModes"_s, ArchiveValue::Array{u"System"_s}},
+    };
+}
+
+/// The template with the certificates filled in and one Wi-Fi payload for each distinct name in @p ssids that is a text
+/// and not empty, sorted by name. Nothing for a template without the three certificate payloads.
+std::optional<ArchiveValue> filled(
+    const ArchiveValue& profileTemplate, const QJsonArray& ssids, const Data& certificates) {
+    ArchiveValue::Array payloads = profileTemplate.value(PayloadContent).array();
+    if (payloads.size() < CertificatePayloads)
+        return std::nullopt;
+    // The texts themselves, undecoded: they go into the profile as the server sent them.
+    payloads[RootCa].insert(PayloadContent, certificates.rootCA);
+    payloads[SubCa].insert(PayloadContent, certificates.subCA);
+    payloads[Identity].insert(PayloadContent, certificates.p12);
+    payloads[Identity].insert(u"Password"_s, certificates.pwd);
+
+    std::set<QString> names;
+    for (const QJsonValue& ssid : ssids)
+        names.insert(ssid.toString());
+    names.erase(QString());
+    for (const QString& name : names)
+        payloads.push_back(generalWiFiTemplateWithSSID(name));
+
+    ArchiveValue profile = profileTemplate;
+    profile.insert(PayloadContent, payloads);
+    return profile;
 }
 
 } // namespace
@@ -89,7 +178,7 @@ void iNacManager::finishTask(quint64 task, const QByteArray& response, const Err
 }
 
 std::optional<QJsonObject> iNacManager::parseInacCerResponseToDic(const QByteArray& response) {
-    auto dictionary = NacProfile::openAnswer(response);
+    auto dictionary = openAnswer(response);
     m_world.log.writeLog(u"[iNacManager] iNacResponse Dic:%1"_s.arg(
         dictionary ? printed(*dictionary) : printed(QJsonValue(QJsonValue::Undefined))));
     return dictionary;
@@ -117,7 +206,7 @@ std::optional<ArchiveValue> iNacManager::generalMobielConfigWithSSIDS(
         m_world.log.writeLog(u"[iNacManager] server inac info exception"_s);
         return std::nullopt;
     }
-    return NacProfile::filled(*base, ssids, cerInfo.data);
+    return filled(*base, ssids, cerInfo.data);
 }
 
 void iNacManager::moveLocalMobileConfigToPublicDirectory(const std::optional<ArchiveValue>& profile) {

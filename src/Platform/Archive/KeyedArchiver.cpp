@@ -8,7 +8,7 @@
 #include "SharedObjects.h"
 #include "ValueCount.h"
 
-#include <algorithm>
+#include <map>
 
 namespace Platform {
 
@@ -27,17 +27,22 @@ ArchiveValue classNameValue(const QString& name) {
         }
         return values;
     }();
-    return containers.value(name, ArchiveValue::text(name));
+    const auto known = containers.constFind(name);
+    return known == containers.cend() ? ArchiveValue::text(name) : *known;
 }
 
-ArchiveClass nativeClassOf(const ArchiveValue& value) {
-    const auto* native = std::find_if(std::begin(NativeClasses), std::end(NativeClasses) - 1,
-        [&](const auto& one) { return one.first == value.type(); });
-    const QString name = NativePrefix + native->second;
-    if (!value.isMutable())
-        return {name, {name, u"NSObject"_s}};
-    const QString changeable = MutablePrefix + native->second;
-    return {changeable, {changeable, name, u"NSObject"_s}};
+const ArchiveClass& nativeClassOf(const ArchiveValue& value) {
+    static const std::map<std::pair<ArchiveValue::Type, bool>, ArchiveClass> classes = [] {
+        std::map<std::pair<ArchiveValue::Type, bool>, ArchiveClass> all;
+        for (const auto& [type, kind] : NativeClasses) {
+            const QString name = NativePrefix + kind;
+            const QString changeable = MutablePrefix + kind;
+            all[{type, false}] = {name, {name, u"NSObject"_s}};
+            all[{type, true}] = {changeable, {changeable, name, u"NSObject"_s}};
+        }
+        return all;
+    }();
+    return classes.at({value.type(), value.isMutable()});
 }
 
 /// Numbers all objects below a root in the order in which the platform's archiver meets them, and lists what each one
