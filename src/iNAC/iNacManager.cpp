@@ -41,6 +41,12 @@ QString printed(const QJsonValue& value) {
     return text.size() <= LongestPrint ? text : text.left(LongestPrint) + u'…';
 }
 
+/// A number is taken as its text; anything else that is no text is none.
+QString textOf(const QJsonObject& dictionary, QStringView key) {
+    const QJsonValue value = dictionary.value(key);
+    return value.isDouble() ? value.toVariant().toString() : value.toString(QString());
+}
+
 // The template's payloads carry these as their own identifiers.
 const QString RootCaUuid = u"A23B9547-4853-4298-8A22-3FEDAEE4FCF5"_s;
 const QString SubCaUuid = u"98C1E945-3056-4F0D-B174-BD8A68461FE3"_s;
@@ -126,6 +132,18 @@ std::optional<ArchiveValue> filled(
 }
 
 } // namespace
+
+Data::Data(const QJsonObject& dictionary)
+    : rootCA(textOf(dictionary, u"rootCA")), subCA(textOf(dictionary, u"subCA")), p12(textOf(dictionary, u"p12")),
+      pwd(textOf(dictionary, u"pwd")) {}
+
+bool Data::isUsable() const {
+    return !pwd.isEmpty() && !p12.isNull() && !subCA.isNull() && !rootCA.isNull();
+}
+
+iNacCerInfo::iNacCerInfo(const QJsonObject& dictionary)
+    : ret(integerValue(dictionary.value(u"ret"))), msg(textOf(dictionary, u"msg")),
+      stacktrace(textOf(dictionary, u"stacktrace")), data(dictionary.value(u"data").toObject()) {}
 
 iNacManager::iNacManager(World world) : m_world(std::move(world)), m_queue(Deployment::NacCheckQueueLabel) {}
 

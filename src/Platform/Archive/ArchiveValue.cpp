@@ -182,10 +182,6 @@ std::vector<const ArchiveEntry*> ArchiveValue::sortedPairs() const {
     return result;
 }
 
-bool operator==(const ArchiveEntry& left, const ArchiveEntry& right) {
-    return left.key == right.key && left.value == right.value;
-}
-
 bool operator==(const ArchiveValue& left, const ArchiveValue& right) {
     if (left.m_type != right.m_type)
         return false;
@@ -196,7 +192,7 @@ bool operator==(const ArchiveValue& left, const ArchiveValue& right) {
         const auto second = right.sortedPairs();
         return left.className() == right.className() &&
             std::equal(first.begin(), first.end(), second.begin(), second.end(),
-                [](const auto* a, const auto* b) { return *a == *b; });
+                [](const auto* a, const auto* b) { return a->key == b->key && a->value == b->value; });
     }
     // Bits, so that a value equals itself even where it is no number.
     if (const auto* real = std::get_if<double>(&left.m_payload))

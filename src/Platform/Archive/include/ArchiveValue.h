@@ -18,8 +18,7 @@ struct ArchiveEntry;
 /// The class of an object, shared by all objects of one class in an archive.
 struct ArchiveClass {
     QString name;
-    /// From the class up to NSObject; empty when the archive named none.
-    QStringList classes;
+    QStringList classes; ///< from the class up to NSObject; empty when the archive named none
 };
 
 /// One value of a property list or keyed archive. Copies are cheap and independent. No accessor fails: asked for
@@ -73,8 +72,7 @@ public:
     static ArchiveValue object(std::shared_ptr<const ArchiveClass> objectClass, Dictionary fields);
 
     Type type() const { return m_type; }
-    /// Nothing or NSNull.
-    bool isNull() const { return type() <= Type::Null; }
+    bool isNull() const { return type() <= Type::Null; } ///< nothing or NSNull
     bool isNothing() const { return type() == Type::Nothing; }
     bool isBoolean() const { return type() == Type::Boolean; }
     bool isInteger() const { return type() == Type::Integer || type() == Type::Unsigned; }
@@ -91,8 +89,7 @@ public:
     /// Doubles are cut to their whole part and to the range; an unsigned value beyond it wraps.
     qint64 integer() const;
     quint64 unsignedInteger() const { return static_cast<quint64>(integer()); }
-    /// Of a number, or the seconds of a date.
-    double number() const;
+    double number() const; ///< of a number, or the seconds of a date
     const QString& string() const;
     const QByteArray& data() const;
     const Array& array() const;
@@ -127,8 +124,7 @@ public:
     quint32 instance() const { return m_instance; }
     /// The mutable variant of a string, data, array or dictionary.
     ArchiveValue asMutable() const;
-    /// The same with all containers inside.
-    ArchiveValue asDeeplyMutable() const;
+    ArchiveValue asDeeplyMutable() const; ///< the same with all containers inside
     bool isMutable() const { return m_isMutable; }
 
 private:
@@ -148,10 +144,7 @@ private:
 struct ArchiveEntry {
     QString key;
     ArchiveValue value;
-    /// Of the key, as ArchiveValue::instance(); with 0 equal keys are one.
-    quint32 keyInstance = 0;
+    quint32 keyInstance = 0; ///< of the key, as ArchiveValue::instance(); with 0 equal keys are one
 };
-
-bool operator==(const ArchiveEntry& left, const ArchiveEntry& right);
 
 } // namespace Platform
