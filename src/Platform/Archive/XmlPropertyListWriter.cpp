@@ -45,7 +45,7 @@ private:
         case ArchiveValue::Type::Double:
             return line(depth, "<real>" + realText(value.number()) + "</real>");
         case ArchiveValue::Type::Date: {
-            const QString date = ArchiveDate::wholeSecondText(value.number());
+            const QString date = ArchiveDate::isoText(std::floor(value.number()));
             return !date.isEmpty() && line(depth, "<date>" + date.toLatin1() + "</date>");
         }
         case ArchiveValue::Type::Data:
