@@ -10,7 +10,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-using Platform::ArchiveEntry;
 using Platform::ArchiveValue;
 
 constexpr qsizetype MostShownBytes = 24;
@@ -84,13 +83,8 @@ void addText(const ArchiveValue& value, int level, QString& text) {
         }
         text += closing + u')';
     } else if (value.isDictionary()) {
-        std::vector<const ArchiveEntry*> entries;
-        for (const ArchiveEntry& entry : value.dictionary())
-            entries.push_back(&entry);
-        std::sort(entries.begin(), entries.end(),
-            [](const ArchiveEntry* left, const ArchiveEntry* right) { return left->key < right->key; });
         text += u"{\n"_s;
-        for (const ArchiveEntry* entry : entries) {
+        for (const auto* entry : value.sortedPairs()) {
             text += indent + quoted(entry->key) + u" = "_s;
             addText(entry->value, level + 1, text);
             text += u";\n"_s;

@@ -1,8 +1,8 @@
 #include "Client.h"
 
 #include "Bundle.h"
-#include "BundledFile.h"
 #include "Deployment.h"
+#include "Files.h"
 #include "Paths.h"
 #include "StateFiles.h"
 
@@ -14,6 +14,12 @@ namespace {
 
 /// The look-up and the agent's two answers, each at its limit.
 constexpr std::chrono::seconds LongestStop{14};
+
+/// Content of a resource of the application bundle; empty without one.
+QByteArray bundledFile(const QString& name, const QString& type) {
+    constexpr qint64 LargestFile = 1 << 20;
+    return Platform::readFile(Platform::resourcePath(name, type), LargestFile).value_or(QByteArray());
+}
 
 iNacManager::Facts nacFacts(ITDevice& device) {
     return {

@@ -1,7 +1,7 @@
 #include "StringExtension.h"
 
 #include "Base64Text.h"
-#include "CipherContext.h"
+#include "LibraryCipher.h"
 #include "WipedBytes.h"
 
 #include <QFontMetricsF>
@@ -37,8 +37,7 @@ std::optional<quint32> addressNumber(const QString& address) {
 /// @p input through AES-128 in ECB mode with padding; nothing when the library refuses.
 std::optional<QByteArray> cryptAes(const QByteArray& input, const QString& key, int encrypt) {
     const WipedBytes keyBytes(key.toUtf8().leftJustified(BlockSize, '\0'));
-    const CipherContext context = makeCipherContext(EVP_aes_128_ecb(), keyBytes.data(), nullptr, encrypt);
-    return context ? throughCipher(context.get(), input) : std::nullopt;
+    return throughCipher(EVP_aes_128_ecb(), keyBytes.data(), nullptr, input, encrypt);
 }
 
 } // namespace

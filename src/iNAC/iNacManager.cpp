@@ -1,20 +1,24 @@
 #include "iNacManager.h"
 
 #include "ArchiveStore.h"
-#include "BundledFile.h"
 #include "Deployment.h"
 #include "Files.h"
 #include "ITDevice.h"
 #include "IntegerValue.h"
 #include "LogRedaction.h"
-#include "NacProfile.h"
 #include "Paths.h"
 #include "PropertyList.h"
 #include "QenLogHelper.h"
+#include "SealedBody.h"
 #include "StateFiles.h"
 #include "iNacNetwork.h"
+#include "zipAndUnzip.h"
 
 #include <QFile>
+#include <QJsonDocument>
+#include <QUuid>
+
+#include <set>
 
 using namespace Qt::StringLiterals;
 
@@ -37,18 +41,111 @@ QString printed(const QJsonValue& value) {
     return text.size() <= LongestPrint ? text : text.left(LongestPrint) + u'…';
 }
 
+/// A number is taken as its text; anything else that is no text is none.
+QString textOf(const QJsonObject& dictionary, QStringView key) {
+    const QJsonValue value = dictionary.value(key);
+    return value.isDouble() ? value.toVariant().toString() : value.toString(QString());
+}
+
+// The template's payloads carry these as their own identifiers.
+const QString RootCaUuid = u"A23B9547-4853-4298-8A22-3FEDAEE4FCF5"_s;
+const QString SubCaUuid = u"98C1E945-3056-4F0D-B174-BD8A68461FE3"_s;
+const QString IdentityUuid = u"47A5FE22-02D8-48B8-A249-13FF8C1A0D1E"_s;
+
+const QString PayloadContent = u"PayloadContent"_s;
+constexpr int EapTls = 13;
+
+/// Positions among the template's payloads.
+constexpr size_t RootCa = 0;
+constexpr size_t SubCa = 1;
+constexpr size_t Identity = 2;
+constexpr size_t CertificatePayloads = 3;
+
+/// The answer's dictionary: Base64 text, deciphered with the built-in key, inflated, parsed. Nothing when any of that
+/// fails.
+std::optional<QJsonObject> openAnswer(const QByteArray& response) {
+    const auto compressed =
+        response.isValidUtf8() ? SealedBody::unsealBytes(QString::fromUtf8(response)) : std::nullopt;
+    const auto json = compressed ? zipAndUnzip().gzipInflate(*compressed) : std::nullopt;
+    if (!json)
+        return std::nullopt;
+    const QJsonDocument document = QJsonDocument::fromJson(*json);
+    return document.isObject() ? std::optional(document.object()) : std::nullopt;
+}
+
+/// A random UUID in the 8-4-4-4-12 form, upper case.
+QString createCUID() {
+    return QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+}
+
+/// The payload that lets a machine join @p ssid with the profile's certificates. Under a fresh UUID.
+ArchiveValue generalWiFiTemplateWithSSID(const QString& ssid) {
+    const QString uuid = createCUID();
+    const ArchiveValue eap(ArchiveValue::Dictionary{
+        {u"AcceptEAPTypes"_s, ArchiveValue::Array{EapTls}},
+        {u"PayloadCertificateAnchorUUID"_s, ArchiveValue::Array{RootCaUuid, SubCaUuid}},
+    });
+    return ArchiveValue::Dictionary{
+        {u"AutoJoin"_s, 1},
+        {u"CaptiveBypass"_s, 0},
+        {u"EAPClientConfiguration"_s, eap},
+        {u"EncryptionType"_s, u"WPA"_s},
+        {u"HIDDEN_NETWORK"_s, 0},
+        {u"Interface"_s, u"BuiltInWireless"_s},
+        {u"IsHotspot"_s, 0},
+        {u"PayloadCertificateUUID"_s, IdentityUuid},
+        {u"PayloadDisplayName"_s, u"WiFi (%1)"_s.arg(ssid)},
+        {u"PayloadEnabled"_s, 1},
+        {u"PayloadIdentifier"_s, u"com.apple.wifi.managed.%1"_s.arg(uuid)},
+        {u"PayloadType"_s, u"com.apple.wifi.managed"_s},
+        {u"PayloadUUID"_s, uuid},
+        {u"PayloadVersion"_s, 1},
+        {u"ProxyType"_s, u"None"_s},
+        {u"SSID_STR"_s, ssid},
+        {u"SetupModes"_s, ArchiveValue::Array{u"System"_s}},
+    };
+}
+
+/// The template with the certificates filled in and one Wi-Fi payload for each distinct name in @p ssids that is a text
+/// and not empty, sorted by name. Nothing for a template without the three certificate payloads.
+std::optional<ArchiveValue> filled(
+    const ArchiveValue& profileTemplate, const QJsonArray& ssids, const Data& certificates) {
+    ArchiveValue::Array payloads = profileTemplate.value(PayloadContent).array();
+    if (payloads.size() < CertificatePayloads)
+        return std::nullopt;
+    // The texts themselves, undecoded: they go into the profile as the server sent them.
+    payloads[RootCa].insert(PayloadContent, certificates.rootCA);
+    payloads[SubCa].insert(PayloadContent, certificates.subCA);
+    payloads[Identity].insert(PayloadContent, certificates.p12);
+    payloads[Identity].insert(u"Password"_s, certificates.pwd);
+
+    std::set<QString> names;
+    for (const QJsonValue& ssid : ssids)
+        names.insert(ssid.toString());
+    names.erase(QString());
+    for (const QString& name : names)
+        payloads.push_back(generalWiFiTemplateWithSSID(name));
+
+    ArchiveValue profile = profileTemplate;
+    profile.insert(PayloadContent, payloads);
+    return profile;
+}
+
 } // namespace
 
-iNacManager::iNacManager(World world)
-    : m_world(std::move(world)), m_gate(std::make_shared<Gate>()), m_checkQueue(Deployment::NacCheckQueueLabel) {
-    m_gate->manager = this;
+Data::Data(const QJsonObject& dictionary)
+    : rootCA(textOf(dictionary, u"rootCA")), subCA(textOf(dictionary, u"subCA")), p12(textOf(dictionary, u"p12")),
+      pwd(textOf(dictionary, u"pwd")) {}
+
+bool Data::isUsable() const {
+    return !pwd.isEmpty() && !p12.isNull() && !subCA.isNull() && !rootCA.isNull();
 }
 
-iNacManager::~iNacManager() {
-    m_checkQueue.drain();
-    const std::lock_guard lock(m_gate->mutex);
-    m_gate->manager = nullptr;
-}
+iNacCerInfo::iNacCerInfo(const QJsonObject& dictionary)
+    : ret(integerValue(dictionary.value(u"ret"))), msg(textOf(dictionary, u"msg")),
+      stacktrace(textOf(dictionary, u"stacktrace")), data(dictionary.value(u"data").toObject()) {}
+
+iNacManager::iNacManager(World world) : m_world(std::move(world)), m_queue(Deployment::NacCheckQueueLabel) {}
 
 QJsonArray iNacManager::ssids() const {
     const std::lock_guard lock(m_mutex);
@@ -68,19 +165,18 @@ QJsonObject iNacManager::generaliNacRequestParamsWithUsername(const QString& use
 
 void iNacManager::executeInacTaskWithUserName(
     const QString& userName, const QString& ticket, const QJsonArray& ssids, const QString& url) {
+    const quint64 task = ++m_newest;
     {
         const std::lock_guard lock(m_mutex);
         m_ssids = ssids;
     }
     m_world.network.getInacCerWithInfo(generaliNacRequestParamsWithUsername(userName, ticket), url,
-        [gate = m_gate](const QByteArray& response, const Error& error) {
-            const std::lock_guard lock(gate->mutex);
-            if (gate->manager)
-                gate->manager->finishTask(response, error);
-        });
+        m_receiver.wrapped([this, task](const QByteArray& response, const Error& error) {
+            m_queue.async([this, task, response, error] { finishTask(task, response, error); });
+        }));
 }
 
-void iNacManager::finishTask(const QByteArray& response, const Error& error) {
+void iNacManager::finishTask(quint64 task, const QByteArray& response, const Error& error) {
     if (error) {
         m_world.log.writeLog(u"Get Inac Cer faild with error:%1"_s.arg(error.logText()), FailureLine);
         return;
@@ -91,14 +187,16 @@ void iNacManager::finishTask(const QByteArray& response, const Error& error) {
         m_world.log.writeLog(u"Get Inac Cer faild with msg:%1"_s.arg(printed(message)), FailureLine);
         return;
     }
-    // The SSIDs that are kept now, not those of the task that asked: the task started last decides.
+    // Somebody has signed in since: the profile is theirs.
+    if (task != m_newest)
+        return;
     moveLocalMobileConfigToPublicDirectory(generalMobielConfigWithSSIDS(ssids(), parseInacCerResponse(*dictionary)));
     // Noted even when no profile could be made: on purpose.
     installMobileconfig();
 }
 
 std::optional<QJsonObject> iNacManager::parseInacCerResponseToDic(const QByteArray& response) {
-    auto dictionary = NacProfile::openAnswer(response);
+    auto dictionary = openAnswer(response);
     m_world.log.writeLog(u"[iNacManager] iNacResponse Dic:%1"_s.arg(
         dictionary ? printed(*dictionary) : printed(QJsonValue(QJsonValue::Undefined))));
     return dictionary;
@@ -122,11 +220,11 @@ std::optional<ArchiveValue> iNacManager::generalMobielConfigWithSSIDS(
     const auto base = profileTemplate();
     if (!base)
         return std::nullopt;
-    if (!cerInfo.data().isUsable()) {
+    if (!cerInfo.data.isUsable()) {
         m_world.log.writeLog(u"[iNacManager] server inac info exception"_s);
         return std::nullopt;
     }
-    return NacProfile::filled(*base, ssids, cerInfo.data());
+    return filled(*base, ssids, cerInfo.data);
 }
 
 void iNacManager::moveLocalMobileConfigToPublicDirectory(const std::optional<ArchiveValue>& profile) {
@@ -144,9 +242,11 @@ void iNacManager::installMobileconfig() {
 }
 
 void iNacManager::installStaticMobileconfig() {
-    const std::lock_guard lock(m_gate->mutex);
-    moveLocalMobileConfigToPublicDirectory(profileTemplate());
-    writeInacCache(StaticKind);
+    ++m_newest;
+    m_queue.async([this] {
+        moveLocalMobileConfigToPublicDirectory(profileTemplate());
+        writeInacCache(StaticKind);
+    });
 }
 
 void iNacManager::writeInacCache(const QString& kind) {
@@ -176,7 +276,7 @@ QString iNacManager::localCerAuthMethod() const {
 
 void iNacManager::checkiNacNecessaryWithUrl(const QString&, std::function<void(bool)> completeBlock) {
     // The server is not asked, on purpose: what is installed here decides.
-    m_checkQueue.async([this, completeBlock = std::move(completeBlock)] { completeBlock(isCertificatePresent()); });
+    m_queue.async([this, completeBlock = std::move(completeBlock)] { completeBlock(isCertificatePresent()); });
 }
 
 bool iNacManager::isCertificatePresent() {

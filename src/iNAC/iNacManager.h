@@ -2,28 +2,55 @@
 
 #include "ArchiveValue.h"
 #include "CertificateLookup.h"
+#include "Completion.h"
 #include "Error.h"
 #include "Queue.h"
 #include "Shared.h"
-#include "iNacCerInfo.h"
 
 #include <QByteArray>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QStringList>
 
+#include <atomic>
 #include <functional>
-#include <memory>
 #include <mutex>
 #include <optional>
 
 class QenLogHelper;
 class iNacNetwork;
 
+/// The certificates of one device as the server sent them. A text that it did not send is null.
+struct Data {
+    explicit Data(const QJsonObject& dictionary);
+
+    QString rootCA;
+    /// The intermediate CA.
+    QString subCA;
+    /// The client identity as PKCS#12.
+    QString p12;
+    QString pwd;
+
+    /// Whether a profile can be made of it: a password that is not empty, and all three certificates.
+    bool isUsable() const;
+};
+
+/// The server's answer to a certificate request.
+struct iNacCerInfo {
+    explicit iNacCerInfo(const QJsonObject& dictionary);
+
+    /// 0 is success; nothing when the server sent no number.
+    std::optional<qint64> ret;
+    QString msg;
+    /// The server's diagnostic text.
+    QString stacktrace;
+    Data data;
+};
+
 /// Fetches the device's network-access certificate and stores it as a configuration profile for installation.
 ///
-/// Any thread may call. A task runs to its end on the network client's completion queue; every failure ends it with a
-/// log line and nothing else. Tasks and static installations never run at the same time.
+/// Any thread may call. Answers, installations and presence checks are worked off one after the other on a queue of the
+/// manager; every failure ends a task with a log line and nothing else.
 class iNacManager final {
 public:
     /// What the manager asks of the device and of its folders; each may be called on any thread.
@@ -46,10 +73,8 @@ public:
         Facts facts;
     };
 
+    /// Its end waits for what was asked of the queue; a task whose answer is still to come ends without one.
     explicit iNacManager(World world);
-    /// Waits for the task step and the presence checks that are running; a task whose answer is still to come ends
-    /// without one.
-    ~iNacManager();
     static iNacManager& sharedInstance() { return Platform::Shared<iNacManager>::instance(); }
 
     /// SSIDs of the task last started.
@@ -57,15 +82,15 @@ public:
     /// The certificate answer last received; nothing before.
     std::optional<iNacCerInfo> cerInfo() const;
 
-    /// Fetches the certificate, writes the profile "RTMDMNetwork.mobileconfig" and notes "3" in "inacCache.archive".
-    /// Returns once the request is on its way.
+    /// Fetches the certificate, writes the profile "RTMDMNetwork.mobileconfig" and notes "3" in "inacCache.archive",
+    /// unless another task or static installation has begun before the answer. Returns once the request is on its way.
     /// @param url  base address of the network access server
     void executeInacTaskWithUserName(
         const QString& userName, const QString& ticket, const QJsonArray& ssids, const QString& url);
-    /// Writes the profile template as it is and notes "2" in "inacCache.archive".
+    /// Writes the profile template as it is and notes "2" in "inacCache.archive". Returns at once.
     void installStaticMobileconfig();
 
-    /// Answers on a queue of the manager whether the certificate that the agent's status file names is installed.
+    /// Answers on the queue whether the certificate that the agent's status file names is installed.
     /// Returns at once.
     void checkiNacNecessaryWithUrl(const QString& url, std::function<void(bool)> completeBlock);
     /// How the agent's status file says that the installed profile signs in; null when it does not say.
@@ -79,13 +104,7 @@ public:
     QJsonObject generaliNacRequestParamsWithUsername(const QString& userName, const QString& ticket) const;
 
 private:
-    /// Lets the end of a request reach the manager only while it exists, and one step run at a time.
-    struct Gate {
-        std::mutex mutex;
-        iNacManager* manager = nullptr;
-    };
-
-    void finishTask(const QByteArray& response, const Platform::Error& error);
+    void finishTask(quint64 task, const QByteArray& response, const Platform::Error& error);
     std::optional<QJsonObject> parseInacCerResponseToDic(const QByteArray& response);
     iNacCerInfo parseInacCerResponse(const QJsonObject& dictionary);
     std::optional<Platform::ArchiveValue> generalMobielConfigWithSSIDS(
@@ -99,10 +118,13 @@ private:
     bool isCertificatePresent();
 
     World m_world;
+    /// The task or static installation started last.
+    std::atomic<quint64> m_newest{0};
     mutable std::mutex m_mutex;
     QJsonArray m_ssids;
     std::optional<iNacCerInfo> m_cerInfo;
-    std::shared_ptr<Gate> m_gate;
-    /// Last: its end waits for the checks, which use everything above.
-    Platform::SerialQueue m_checkQueue;
+    /// Below what its blocks use, since its end waits for them.
+    Platform::SerialQueue m_queue;
+    /// Answers may come later than the end of the queue, which therefore is not the one they come back to.
+    Platform::Receiver m_receiver{Platform::globalQueue()};
 };

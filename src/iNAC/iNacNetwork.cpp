@@ -1,6 +1,5 @@
 #include "iNacNetwork.h"
 
-#include "BundledFile.h"
 #include "Deployment.h"
 #include "ErrorText.h"
 #include "LogRedaction.h"

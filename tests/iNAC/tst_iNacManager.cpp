@@ -71,6 +71,24 @@ QVariantMap propertyList(const QByteArray& xml) {
     return value ? value->toVariant().toMap() : QVariantMap();
 }
 
+/// Answers when it is told to.
+class HeldServer {
+public:
+    Tally asked;
+    Tally mayAnswer;
+
+    QString url() const { return m_server.url({}); }
+
+private:
+    const LoopbackServer m_server{[this](LoopbackConnection& connection) {
+        connection.readRequest();
+        asked.release();
+        mayAnswer.tryAcquire(1, 10000);
+        connection.write(LoopbackServer::ok(answerWith(Certificates)));
+        connection.waitForClient();
+    }};
+};
+
 class ManagerWorld : public NacWorld {
 public:
     std::unique_ptr<iNacManager> make() {
@@ -108,6 +126,7 @@ private Q_SLOTS:
     void requestParameters();
     void staticProfile();
     void lateAnswerFindsNobody();
+    void olderTaskChangesNothing();
     void presence_data();
     void presence();
     void caVersion();
@@ -179,7 +198,7 @@ void tst_iNacManager::profile() {
     manager->executeInacTaskWithUserName(u"lin"_s, u"t"_s, ssids, server.url({}));
     QTRY_VERIFY_WITH_TIMEOUT(world.cache() == u"3", 10000);
     QCOMPARE(manager->ssids(), ssids);
-    QCOMPARE(manager->cerInfo()->data().pwd(), u"pw-secret"_s);
+    QCOMPARE(manager->cerInfo()->data.pwd, u"pw-secret"_s);
 
     const QFile file(world.stateFile(u"RTMDMNetwork.mobileconfig"_s));
     QCOMPARE(file.permissions() & (QFile::ReadGroup | QFile::ReadOther), QFile::Permissions());
@@ -250,24 +269,34 @@ void tst_iNacManager::staticProfile() {
 }
 
 void tst_iNacManager::lateAnswerFindsNobody() {
-    Tally asked;
-    Tally mayAnswer;
-    const LoopbackServer server([&](LoopbackConnection& connection) {
-        connection.readRequest();
-        asked.release();
-        mayAnswer.tryAcquire(1, 10000);
-        connection.write(LoopbackServer::ok(answerWith(Certificates)));
-        connection.waitForClient();
-    });
+    HeldServer server;
     ManagerWorld world;
     auto manager = world.make();
-    manager->executeInacTaskWithUserName(u"lin"_s, u"t"_s, {}, server.url({}));
-    QVERIFY(asked.tryAcquire(1, 10000));
+    manager->executeInacTaskWithUserName(u"lin"_s, u"t"_s, {}, server.url());
+    QVERIFY(server.asked.tryAcquire(1, 10000));
     manager.reset();
-    mayAnswer.release();
+    server.mayAnswer.release();
     QTest::qWait(100);
     world.network.reset();
     QVERIFY(!world.logText().contains(u"iNacResponse"_s));
+}
+
+/// Somebody else has signed in before the answer: the profile is theirs.
+void tst_iNacManager::olderTaskChangesNothing() {
+    HeldServer server;
+    ManagerWorld world;
+    const auto manager = world.make();
+    manager->executeInacTaskWithUserName(u"lin"_s, u"t"_s, {"office"}, server.url());
+    QVERIFY(server.asked.tryAcquire(1, 10000));
+    manager->installStaticMobileconfig();
+    server.mayAnswer.release();
+    QTRY_VERIFY_WITH_TIMEOUT(world.logText().contains(u"iNacResponse"_s), 10000);
+    std::atomic<bool> isOver{false};
+    manager->checkiNacNecessaryWithUrl({}, [&](bool) { isOver = true; });
+    QTRY_VERIFY_WITH_TIMEOUT(isOver, 10000);
+    QCOMPARE(world.cache(), u"2"_s);
+    QVERIFY(!manager->cerInfo());
+    QVERIFY(!world.profile().contains("pw-secret"));
 }
 
 void tst_iNacManager::presence_data() {

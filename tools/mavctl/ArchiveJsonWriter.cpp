@@ -2,14 +2,13 @@
 
 #include "ArchiveDate.h"
 #include "ArchiveJsonForms.h"
+#include "PropertyListLimits.h"
 
 #include <nlohmann/json.hpp>
 
-#include <algorithm>
 #include <cmath>
 
 using Json = nlohmann::ordered_json;
-using Platform::ArchiveEntry;
 using Platform::ArchiveValue;
 
 namespace {
@@ -33,18 +32,24 @@ Json realNumber(double number) {
     return number;
 }
 
+/// Of all texts and data, at every place where they stand.
+qsizetype lengthOf(const ArchiveValue& value) {
+    qsizetype length = value.string().size() + value.data().size() + value.className().size();
+    for (const ArchiveValue& item : value.array())
+        length += lengthOf(item);
+    for (const auto& entry : value.dictionary())
+        length += entry.key.size() + lengthOf(entry.value);
+    return length;
+}
+
 Json json(const ArchiveValue& value);
 
 /// The class first, then the pairs sorted by their keys.
 Json pairs(const ArchiveValue& value) {
-    std::vector<const ArchiveEntry*> sorted;
-    for (const ArchiveEntry& entry : value.dictionary())
-        sorted.push_back(&entry);
-    std::sort(sorted.begin(), sorted.end(), [](const auto* left, const auto* right) { return left->key < right->key; });
     Json result = Json::object();
     if (value.isObject())
         add(result, ArchiveJson::ClassKey, value.className().toStdString());
-    for (const ArchiveEntry* entry : sorted)
+    for (const auto* entry : value.sortedPairs())
         add(result, ArchiveJson::escaped(entry->key).toStdString(), json(entry->value));
     return result;
 }
@@ -85,6 +90,9 @@ Json json(const ArchiveValue& value) {
 
 } // namespace
 
-std::string ArchiveJson::text(const ArchiveValue& root) {
+std::optional<std::string> ArchiveJson::text(const ArchiveValue& root) {
+    // What shares nothing is never longer than its file.
+    if (lengthOf(root) > 2 * Platform::PropertyListLimits::FileSize)
+        return std::nullopt;
     return json(root).dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
 }

@@ -35,7 +35,9 @@ Exit show(const QString& path) {
     const auto root = decoded(*bytes);
     if (!root)
         return fail(u"%1: is neither a keyed archive nor a property list, or is damaged"_s.arg(path));
-    return print(QByteArray::fromStdString(ArchiveJson::text(*root)));
+    const auto text = ArchiveJson::text(*root);
+    return text ? print(QByteArray::fromStdString(*text))
+                : fail(u"%1: repeats its texts so often that the JSON would be longer than any state file"_s.arg(path));
 }
 
 /// False when there is more than @p limit.

@@ -13,16 +13,6 @@ namespace {
 
 const QDateTime Reference(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC);
 
-/// Nothing outside the years 1 to 9999.
-QString calendarText(double wholeSeconds) {
-    constexpr double MostSeconds = 1e12; // beyond any of these years, and what the calendar can take
-    if (!(std::fabs(wholeSeconds) < MostSeconds))
-        return {};
-    const QDateTime moment = Reference.addSecs(static_cast<qint64>(wholeSeconds));
-    const int year = moment.date().year();
-    return year >= 1 && year <= 9999 ? moment.toString(u"yyyy-MM-ddTHH:mm:ss"_s) : QString();
-}
-
 double withDecimals(double wholeSeconds, const QString& decimals) {
     return wholeSeconds + decimals.toDouble();
 }
@@ -39,14 +29,14 @@ QString decimalsOf(double seconds, double wholeSeconds) {
 } // namespace
 
 QString isoText(double seconds) {
+    constexpr double MostSeconds = 1e12; // beyond any of these years, and what the calendar can take
     const double whole = std::floor(seconds);
-    const QString text = calendarText(whole);
-    return text.isEmpty() ? text : text + decimalsOf(seconds, whole) + u'Z';
-}
-
-QString wholeSecondText(double seconds) {
-    const QString text = calendarText(std::floor(seconds));
-    return text.isEmpty() ? text : text + u'Z';
+    if (!(std::fabs(whole) < MostSeconds))
+        return {};
+    const QDateTime moment = Reference.addSecs(static_cast<qint64>(whole));
+    const int year = moment.date().year();
+    return year >= 1 && year <= 9999 ? moment.toString(u"yyyy-MM-ddTHH:mm:ss"_s) + decimalsOf(seconds, whole) + u'Z'
+                                     : QString();
 }
 
 std::optional<double> fromIsoText(QStringView text) {

@@ -1,6 +1,10 @@
 #include "ArchiveValue.h"
 
+#include <QDateTime>
 #include <QHash>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QTimeZone>
 
 #include <algorithm>
 #include <atomic>
@@ -13,6 +17,11 @@ using namespace Qt::StringLiterals;
 namespace Platform {
 
 namespace {
+
+/// Seconds from the first moment of 1970 to that of 2001.
+constexpr double ReferenceDate = 978307200;
+
+const QString ClassKey = u"$class"_s;
 
 template <typename T>
 const T& emptyValue() {
@@ -174,37 +183,26 @@ void ArchiveValue::insert(const QString& key, ArchiveValue value) {
     entries.push_back({key, std::move(value)});
 }
 
-bool operator==(const ArchiveEntry& left, const ArchiveEntry& right) {
-    return left.key == right.key && left.value == right.value;
+std::vector<const ArchiveEntry*> ArchiveValue::sortedPairs() const {
+    std::vector<const ArchiveEntry*> result;
+    for (const ArchiveEntry& entry : dictionary())
+        result.push_back(&entry);
+    std::sort(result.begin(), result.end(), [](const auto* left, const auto* right) { return left->key < right->key; });
+    return result;
 }
-
-namespace {
-
-bool haveSamePairs(const ArchiveValue::Dictionary& left, const ArchiveValue::Dictionary& right) {
-    if (left.size() != right.size())
-        return false;
-    const auto sorted = [](const ArchiveValue::Dictionary& entries) {
-        std::vector<const ArchiveEntry*> result;
-        for (const ArchiveEntry& entry : entries)
-            result.push_back(&entry);
-        std::sort(result.begin(), result.end(), [](const auto* a, const auto* b) { return a->key < b->key; });
-        return result;
-    };
-    const auto first = sorted(left);
-    const auto second = sorted(right);
-    return std::equal(
-        first.begin(), first.end(), second.begin(), [](const auto* a, const auto* b) { return *a == *b; });
-}
-
-} // namespace
 
 bool operator==(const ArchiveValue& left, const ArchiveValue& right) {
     if (left.m_type != right.m_type)
         return false;
     if (left.isArray())
         return left.array() == right.array();
-    if (left.isDictionary() || left.isObject())
-        return left.className() == right.className() && haveSamePairs(left.dictionary(), right.dictionary());
+    if (left.isDictionary() || left.isObject()) {
+        const auto first = left.sortedPairs();
+        const auto second = right.sortedPairs();
+        return left.className() == right.className() &&
+            std::equal(first.begin(), first.end(), second.begin(), second.end(),
+                [](const auto* a, const auto* b) { return a->key == b->key && a->value == b->value; });
+    }
     // Bits, so that a value equals itself even where it is no number.
     if (const auto* real = std::get_if<double>(&left.m_payload))
         return std::bit_cast<quint64>(*real) == std::bit_cast<quint64>(right.number());
@@ -238,6 +236,77 @@ ArchiveValue ArchiveValue::asDeeplyMutable() const {
         return ArchiveValue(std::move(entries)).asMutable();
     }
     return *this;
+}
+
+QVariant ArchiveValue::toVariant() const {
+    switch (type()) {
+    case Type::Nothing:
+        return {};
+    case Type::Null:
+        return QVariant::fromValue(nullptr);
+    case Type::Boolean:
+        return boolean();
+    case Type::Integer:
+        return integer();
+    case Type::Unsigned:
+        return unsignedInteger();
+    case Type::Double:
+        return number();
+    case Type::Date:
+        return QDateTime::fromMSecsSinceEpoch(std::llround((number() + ReferenceDate) * 1000), QTimeZone::utc());
+    case Type::String:
+        return string();
+    case Type::Data:
+        return data();
+    case Type::Array: {
+        QVariantList list;
+        list.reserve(static_cast<qsizetype>(array().size()));
+        for (const ArchiveValue& item : array())
+            list.append(item.toVariant());
+        return list;
+    }
+    case Type::Dictionary:
+    case Type::Object: {
+        QVariantMap map;
+        if (isObject())
+            map.insert(ClassKey, className());
+        for (const ArchiveEntry& entry : dictionary())
+            map.insert(entry.key, entry.value.toVariant());
+        return map;
+    }
+    }
+    return {};
+}
+
+ArchiveValue ArchiveValue::fromJson(const QJsonValue& json) {
+    switch (json.type()) {
+    case QJsonValue::Null:
+        return null();
+    case QJsonValue::Bool:
+        return json.toBool();
+    case QJsonValue::Double: {
+        const QVariant number = json.toVariant();
+        return number.typeId() == QMetaType::Double ? ArchiveValue(number.toDouble()) : number.toLongLong();
+    }
+    case QJsonValue::String:
+        return ArchiveValue::text(json.toString());
+    case QJsonValue::Array: {
+        Array items;
+        for (const QJsonValue& item : json.toArray())
+            items.push_back(fromJson(item));
+        return items;
+    }
+    case QJsonValue::Object: {
+        const QJsonObject object = json.toObject();
+        Dictionary entries;
+        for (auto pair = object.begin(); pair != object.end(); ++pair)
+            entries.push_back({pair.key(), fromJson(pair.value())});
+        return entries;
+    }
+    case QJsonValue::Undefined:
+        break;
+    }
+    return {};
 }
 
 } // namespace Platform

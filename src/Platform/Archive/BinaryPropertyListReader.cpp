@@ -1,6 +1,11 @@
-#include "BinaryPropertyListReader.h"
+#include "BinaryFormat.h"
+#include "ObjectReader.h"
+#include "PropertyList.h"
 
-#include "PropertyListLimits.h"
+#include <QtEndian>
+
+#include <bit>
+#include <cstring>
 
 using namespace Qt::StringLiterals;
 
@@ -8,227 +13,200 @@ namespace Platform {
 
 namespace {
 
-constexpr char Magic[] = {'b', 'p', 'l', 'i', 's', 't', '0', '0'};
-constexpr qsizetype TrailerSize = 32;
+using namespace BinaryFormat;
 
-using Object = BinaryPropertyListReader::Object;
-using Kind = BinaryPropertyListReader::Kind;
+quint64 bigEndian(const uchar* bytes, unsigned size) {
+    quint64 value = 0;
+    for (unsigned i = 0; i < size; ++i)
+        value = value << 8 | bytes[i];
+    return value;
+}
+
+/// Every offset and count is checked before use. All texts and data together never become longer than two such files,
+/// however the objects overlap.
+class BinaryReader final : ObjectReader {
+public:
+    explicit BinaryReader(QByteArrayView file)
+        : m_begin(reinterpret_cast<const uchar*>(file.data())), m_size(file.size()), m_textLeft(2 * file.size()) {}
+
+    std::optional<ArchiveValue> read() {
+        if (m_size < qsizetype{sizeof Magic + TrailerSize} || m_size > PropertyListLimits::FileSize ||
+            std::memcmp(m_begin, Magic, sizeof Magic) != 0)
+            return std::nullopt;
+        const uchar* trailer = m_begin + m_size - TrailerSize;
+        m_offsetSize = trailer[6];
+        m_referenceSize = trailer[7];
+        const auto count = qFromBigEndian<quint64>(trailer + 8);
+        const auto table = qFromBigEndian<quint64>(trailer + 24);
+        const auto tableEnd = static_cast<quint64>(m_size) - TrailerSize;
+        if (m_offsetSize < 1 || m_offsetSize > 8 || m_referenceSize < 1 || m_referenceSize > 8 ||
+            count > PropertyListLimits::Objects || table > tableEnd || count * m_offsetSize > tableEnd - table)
+            return std::nullopt;
+        m_end = m_begin + table;
+        start(count, m_size);
+        ArchiveValue root;
+        return readObject(qFromBigEndian<quint64>(trailer + 16), 0, root) == Broken ? std::nullopt
+                                                                                    : std::optional(root);
+    }
+
+private:
+    int readObject(quint64 number, int depth, ArchiveValue& result) {
+        return readOnce(number, depth, result, [&](ArchiveValue& value) {
+            const quint64 offset = bigEndian(m_end + number * m_offsetSize, m_offsetSize);
+            return offset >= sizeof Magic && offset < static_cast<quint64>(m_end - m_begin)
+                ? readAt(m_begin + offset, depth, value)
+                : Broken;
+        });
+    }
+
+    int readAt(const uchar* place, int depth, ArchiveValue& value) {
+        const quint8 marker = *place & 0xf0;
+        const quint8 low = *place & 0x0f;
+        ++place;
+        switch (marker) {
+        case 0:
+            value = low == True;
+            return low == False || low == True ? 0 : Broken;
+        case Integer:
+        case Real:
+        case Date:
+            return low <= 4 && m_end - place >= (1 << low) && readNumber(marker, place, 1u << low, value) ? 0 : Broken;
+        case Uid:
+            if (m_end - place <= low || low >= 8)
+                return Broken;
+            return readUid(bigEndian(place, low + 1u), value);
+        default:
+            break;
+        }
+        const auto count = countAt(low, place);
+        if (!count)
+            return Broken;
+        const auto left = static_cast<quint64>(m_end - place);
+        switch (marker) {
+        case Data:
+        case Text:
+            return *count <= left ? readBytes(marker, place, *count, value) : Broken;
+        case WideText:
+            return *count <= left / 2 ? readWideText(place, *count, value) : Broken;
+        case Array:
+            return *count <= left / m_referenceSize ? readArrayAt(place, *count, depth, value) : Broken;
+        case Dictionary:
+            return *count <= left / m_referenceSize / 2 ? readDictionaryAt(place, *count, depth, value) : Broken;
+        default:
+            return Broken;
+        }
+    }
+
+    /// Moves @p place behind a count that stands there.
+    std::optional<quint64> countAt(quint8 low, const uchar*& place) const {
+        if (low != CountFollows)
+            return low;
+        if (place >= m_end || (*place & 0xfc) != Integer)
+            return std::nullopt;
+        const unsigned size = 1u << (*place & 3);
+        if (m_end - ++place < qsizetype{size})
+            return std::nullopt;
+        place += size;
+        return bigEndian(place - size, size);
+    }
+
+    static bool readNumber(quint8 marker, const uchar* place, unsigned size, ArchiveValue& value) {
+        // Of 16 bytes the upper half only tells the sign: nothing that was 64 bits wide has more in it.
+        const auto bits = bigEndian(place + (size == 16 ? 8 : 0), std::min(size, 8u));
+        if (marker == Integer && size < 16) {
+            value = static_cast<qint64>(bits);
+        } else if (marker == Integer) {
+            const auto high = qFromBigEndian<qint64>(place);
+            value = high == 0 ? ArchiveValue::unsignedInteger(bits) : ArchiveValue(static_cast<qint64>(bits));
+            return high == 0 || (high == -1 && value.integer() < 0);
+        } else if (size == 8) {
+            const auto real = std::bit_cast<double>(bits);
+            value = marker == Date ? ArchiveValue::date(real) : ArchiveValue(real);
+        } else if (size == 4 && marker == Real) {
+            value = double{std::bit_cast<float>(static_cast<quint32>(bits))};
+        } else {
+            return false;
+        }
+        return true;
+    }
+
+    static int readUid(quint64 number, ArchiveValue& value) {
+        if (number > 0xffffffff)
+            return Broken;
+        value = uidValue(static_cast<quint32>(number));
+        return 0;
+    }
+
+    bool take(quint64 length) {
+        if (length > static_cast<quint64>(m_textLeft))
+            return false;
+        m_textLeft -= static_cast<qsizetype>(length);
+        return true;
+    }
+
+    int readBytes(quint8 marker, const uchar* place, quint64 count, ArchiveValue& value) {
+        if (!take(count))
+            return Broken;
+        const QByteArrayView bytes(place, static_cast<qsizetype>(count));
+        value = marker == Data ? ArchiveValue(bytes.toByteArray()) : ArchiveValue::text(QString::fromLatin1(bytes));
+        return 0;
+    }
+
+    int readWideText(const uchar* place, quint64 count, ArchiveValue& value) {
+        if (!take(count * 2))
+            return Broken;
+        QString text(static_cast<qsizetype>(count), Qt::Uninitialized);
+        qFromBigEndian<quint16>(place, text.size(), text.data());
+        value = ArchiveValue::text(std::move(text));
+        return 0;
+    }
+
+    int readReference(const uchar* references, quint64 position, int depth, ArchiveValue& value) {
+        return readObject(bigEndian(references + position * m_referenceSize, m_referenceSize), depth, value);
+    }
+
+    int readArrayAt(const uchar* references, quint64 count, int depth, ArchiveValue& value) {
+        return readArray(count, depth, value,
+            [&](quint32 i, ArchiveValue& item) { return readReference(references, i, depth + 1, item); });
+    }
+
+    /// All keys stand before all values.
+    int readDictionaryAt(const uchar* references, quint64 count, int depth, ArchiveValue& value) {
+        return readDictionary(count, depth, value, [&](quint32 i, ArchiveEntry& entry) {
+            ArchiveValue key;
+            if (readReference(references, i, depth + 1, key) == Broken || !key.isString())
+                return Broken;
+            entry.key = key.string();
+            return readReference(references, count + i, depth + 1, entry.value);
+        });
+    }
+
+    const uchar* m_begin;
+    const qsizetype m_size;
+    /// Of the objects; the offset table follows.
+    const uchar* m_end = nullptr;
+    unsigned m_offsetSize = 0;
+    unsigned m_referenceSize = 0;
+    /// Bytes of texts and data that may still come.
+    qsizetype m_textLeft;
+};
 
 } // namespace
 
-quint64 BinaryPropertyListReader::bigEndian(const uchar* bytes, unsigned size) {
-    switch (size) {
-    case 1:
-        return *bytes;
-    case 2:
-        return qFromBigEndian<quint16>(bytes);
-    case 4:
-        return qFromBigEndian<quint32>(bytes);
-    case 8:
-        return qFromBigEndian<quint64>(bytes);
-    default:
-        quint64 value = 0;
-        for (unsigned i = 0; i < size; ++i)
-            value = value << 8 | bytes[i];
-        return value;
-    }
-}
-
-Object BinaryPropertyListReader::integerObject(const uchar* bytes, unsigned size) {
-    Object object{Kind::Integer};
-    if (size < 8) {
-        object.integer = static_cast<qint64>(bigEndian(bytes, size));
-    } else if (size == 8) {
-        object.integer = qFromBigEndian<qint64>(bytes);
-    } else {
-        // The upper half only tells the sign: nothing that was 64 bits wide has more in it.
-        const auto high = qFromBigEndian<qint64>(bytes);
-        object.integer = qFromBigEndian<qint64>(bytes + 8);
-        if (high == 0)
-            object.kind = Kind::Unsigned;
-        else if (high != -1 || object.integer >= 0)
-            object.kind = Kind::Invalid;
-    }
-    return object;
-}
-
-bool BinaryPropertyListReader::open(QByteArrayView bytes) {
-    if (bytes.size() < qsizetype(sizeof Magic) + TrailerSize || bytes.size() > PropertyListLimits::FileSize ||
-        std::memcmp(bytes.data(), Magic, sizeof Magic) != 0)
-        return false;
-    const auto* first = reinterpret_cast<const uchar*>(bytes.data());
-    const uchar* trailer = first + bytes.size() - TrailerSize;
-    const unsigned offsetSize = trailer[6];
-    m_referenceSize = trailer[7];
-    const auto count = qFromBigEndian<quint64>(trailer + 8);
-    const auto top = qFromBigEndian<quint64>(trailer + 16);
-    const auto table = qFromBigEndian<quint64>(trailer + 24);
-    if (offsetSize < 1 || offsetSize > 8 || m_referenceSize < 1 || m_referenceSize > 8 || count < 1 ||
-        count > PropertyListLimits::Objects || top >= count)
-        return false;
-    const auto tableEnd = static_cast<quint64>(bytes.size() - TrailerSize);
-    if (table <= sizeof Magic || table > tableEnd || count * offsetSize > tableEnd - table)
-        return false;
-    m_begin = first;
-    m_end = first + table;
-    m_objectCount = static_cast<quint32>(count);
-    m_topObject = static_cast<quint32>(top);
-    m_mostValues = PropertyListLimits::values(bytes.size());
-    m_left = 2 * bytes.size();
-    m_slots.resize(m_objectCount);
-    readOffsets(offsetSize);
-    return true;
-}
-
-void BinaryPropertyListReader::readOffsets(unsigned size) {
-    const auto length = static_cast<quint64>(m_end - m_begin);
-    const auto readAll = [&](auto readOne) {
-        const uchar* place = m_end;
-        for (Slot& slot : m_slots) {
-            const quint64 offset = readOne(place);
-            slot = {offset >= sizeof Magic && offset < length ? static_cast<quint32>(offset) : NoOffset, NotRead};
-            place += size;
-        }
-    };
-    if (size == 1)
-        readAll([](const uchar* place) { return quint64{*place}; });
-    else if (size == 2)
-        readAll([](const uchar* place) { return quint64{qFromBigEndian<quint16>(place)}; });
-    else
-        readAll([size](const uchar* place) { return bigEndian(place, size); });
-}
-
-Object BinaryPropertyListReader::withLongCount(Kind kind, const uchar* position, quint32 unitSize) const {
-    if (position >= m_end || (*position & 0xfc) != 0x10)
-        return {};
-    const unsigned size = 1u << (*position & 3);
-    if (++position > m_end || m_end - position < qsizetype(size))
-        return {};
-    const quint64 count = bigEndian(position, size);
-    position += size;
-    if (count > PropertyListLimits::FileSize || static_cast<qint64>(count * unitSize) > m_end - position)
-        return {};
-    return {kind, static_cast<quint32>(count), position};
-}
-
-inline Object BinaryPropertyListReader::withCount(
-    Kind kind, quint8 low, const uchar* position, quint32 unitSize) const {
-    if (low == CountFollows)
-        return withLongCount(kind, position, unitSize);
-    return static_cast<qint64>(low * unitSize) <= m_end - position ? Object{kind, low, position} : Object{};
-}
-
-Object BinaryPropertyListReader::object(quint32 index) const {
-    if (index >= m_objectCount || m_slots[index].offset == NoOffset)
-        return {};
-    const uchar* position = m_begin + m_slots[index].offset;
-    const quint8 high = *position >> 4;
-    const quint8 low = *position & 15;
-    ++position;
-    const qsizetype left = m_end - position;
-    switch (high) {
-    case 0x0:
-        return low == 8 || low == 9 ? Object{Kind::Boolean, 0, nullptr, low == 9} : Object{};
-    case 0x1:
-        return low <= 4 && left >= (1 << low) ? integerObject(position, 1u << low) : Object{};
-    case 0x2:
-        if (low == 2 && left >= 4)
-            return {Kind::Real, 0, nullptr,
-                std::bit_cast<qint64>(double{std::bit_cast<float>(qFromBigEndian<quint32>(position))})};
-        [[fallthrough]];
-    case 0x3:
-        if (low != 3 || left < 8)
-            return {};
-        return {high == 2 ? Kind::Real : Kind::Date, 0, nullptr, qFromBigEndian<qint64>(position)};
-    case 0x4:
-        return withCount(Kind::Data, low, position, 1);
-    case 0x5:
-        return withCount(Kind::String, low, position, 1);
-    case 0x6:
-        return withCount(Kind::WideString, low, position, 2);
-    case 0x8: {
-        if (low >= 8 || left < low + 1)
-            return {};
-        const quint64 number = bigEndian(position, low + 1u);
-        return number <= 0xffffffff ? Object{Kind::Uid, 0, nullptr, static_cast<qint64>(number)} : Object{};
-    }
-    case 0xa:
-        return withCount(Kind::Array, low, position, m_referenceSize);
-    case 0xd:
-        return withCount(Kind::Dictionary, low, position, m_referenceSize * 2u);
-    default:
-        return {};
-    }
-}
-
-bool BinaryPropertyListReader::take(qsizetype length) {
-    if (length > m_left)
-        return false;
-    m_left -= length;
-    return true;
-}
-
-QString BinaryPropertyListReader::newString(const Object& object) {
-    QString text;
-    if (object.kind == Kind::String && take(object.count)) {
-        text = QString::fromLatin1(reinterpret_cast<const char*>(object.bytes), object.count);
-    } else if (object.kind == Kind::WideString && take(qsizetype{object.count} * 2)) {
-        text = QString(qsizetype{object.count}, Qt::Uninitialized);
-        qFromBigEndian<quint16>(object.bytes, object.count, text.data());
-    } else {
-        return text;
-    }
-    if (text.isNull())
-        text = ""_L1;
-    return text;
-}
-
-QString BinaryPropertyListReader::string(quint32 index, const Object& object) {
-    if (object.kind != Kind::String && object.kind != Kind::WideString)
-        return {};
-    quint32& kept = m_slots[index].kept;
-    if (kept < ReadOnce)
-        return m_texts[kept];
-    QString text = newString(object);
-    if (kept == NotRead) {
-        kept = ReadOnce;
-    } else if (!text.isNull()) {
-        kept = static_cast<quint32>(m_texts.size());
-        m_texts.push_back(text);
-    }
-    return text;
-}
-
-std::optional<QByteArray> BinaryPropertyListReader::data(quint32 index, const Object& object) {
-    if (object.kind != Kind::Data)
+std::optional<quint32> BinaryFormat::uidOf(const ArchiveValue& value) {
+    const ArchiveValue::Dictionary& entries = value.dictionary();
+    if (!value.isDictionary() || entries.size() != 1 || entries[0].value.type() != ArchiveValue::Type::Integer ||
+        entries[0].key != UidKey || !std::in_range<quint32>(entries[0].value.integer()))
         return std::nullopt;
-    quint32& kept = m_slots[index].kept;
-    if (kept < ReadOnce)
-        return m_data[kept - FirstData];
-    if (!take(object.count))
-        return std::nullopt;
-    QByteArray bytes(reinterpret_cast<const char*>(object.bytes), object.count);
-    if (kept == NotRead) {
-        kept = ReadOnce;
-    } else {
-        kept = FirstData + static_cast<quint32>(m_data.size());
-        m_data.push_back(bytes);
-    }
-    return bytes;
+    return static_cast<quint32>(entries[0].value.integer());
 }
 
-bool BinaryPropertyListReader::isLongText(const Object& text, QByteArrayView ascii) {
-    return text.kind == Kind::String && text.count == ascii.size() &&
-        std::memcmp(text.bytes, ascii.data(), text.count) == 0;
+std::optional<ArchiveValue> PropertyList::decoded(const QByteArray& bytes) {
+    return bytes.startsWith("bplist") ? decodedBinary(bytes) : decodedXml(bytes);
 }
 
-quint32 BinaryPropertyListReader::findKey(const Object& dictionary, QByteArrayView ascii, quint32 pairs) const {
-    for (quint32 i = 0; i < pairs; ++i) {
-        const quint32 index = reference(dictionary, i);
-        if (index != NoObject && isTextAt(m_begin + m_slots[index].offset, ascii))
-            return i;
-    }
-    return pairs;
+std::optional<ArchiveValue> PropertyList::decodedBinary(const QByteArray& bytes) {
+    return BinaryReader(bytes).read();
 }
 
 } // namespace Platform

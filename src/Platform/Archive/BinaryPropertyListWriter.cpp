@@ -1,25 +1,24 @@
-#include "BinaryPropertyListWriter.h"
-
-#include "ArchiveValue.h"
+#include "BinaryFormat.h"
+#include "KeyOrder.h"
+#include "PropertyList.h"
 #include "PropertyListLimits.h"
+#include "SharedObjects.h"
+#include "ValueCount.h"
 
 #include <QtEndian>
 
 #include <algorithm>
 #include <bit>
-#include <cstring>
+#include <numeric>
 
 namespace Platform {
 
 namespace {
 
-constexpr quint32 None = 0xffffffff;
-constexpr char Magic[] = {'b', 'p', 'l', 'i', 's', 't', '0', '0'};
-constexpr quint32 TrailerSize = 32;
-constexpr quint32 CountFollows = 15;
+using namespace BinaryFormat;
 
 /// Bytes for a number: 1, 2, 4 or 8.
-quint32 width(quint64 number) {
+int width(quint64 number) {
     if (number <= 0xff)
         return 1;
     if (number <= 0xffff)
@@ -27,246 +26,222 @@ quint32 width(quint64 number) {
     return number <= 0xffffffff ? 4 : 8;
 }
 
-/// Negative numbers take all.
-quint32 integerWidth(qint64 number) {
-    return number < 0 ? 8 : width(static_cast<quint64>(number));
+void append(QByteArray& bytes, quint64 number, int size) {
+    char all[8];
+    qToBigEndian(number, all);
+    bytes.append(all + 8 - size, size);
 }
 
-quint32 markerOfWidth(quint32 bytes) {
-    return static_cast<quint32>(std::countr_zero(bytes));
-}
-
-quint32 headSize(quint32 count) {
-    return count < CountFollows ? 1 : 2 + width(count);
-}
-
-bool isPlain(QStringView text) {
-    const char16_t* units = text.utf16();
-    const qsizetype count = text.size();
-    quint64 all = 0;
-    qsizetype done = 0;
-    for (; done + 4 <= count; done += 4)
-        all |= qFromUnaligned<quint64>(units + done);
-    for (; done < count; ++done)
-        all |= units[done];
-    return (all & 0xff80ff80ff80ff80) == 0;
-}
-
-} // namespace
-
-/// Writes into room that was measured before.
-class BinaryPropertyListWriter::Sink {
+/// Builds the object table, each container before its contents. What refers to other objects gets its references last
+/// of all, since how wide these are depends on how many objects there are.
+class BinaryWriter {
 public:
-    explicit Sink(char* position) : m_position(position) {}
-
-    const char* position() const { return m_position; }
-    void byte(quint32 value) { *m_position++ = static_cast<char>(value); }
-    void number(quint64 value, quint32 bytes) {
-        value = qToBigEndian(value);
-        // Narrow numbers are the rule, and a copy of fixed length is the fastest.
-        char all[8];
-        std::memcpy(all, &value, 8);
-        switch (bytes) {
-        case 1:
-            *m_position = all[7];
-            break;
-        case 2:
-            std::memcpy(m_position, all + 6, 2);
-            break;
-        case 4:
-            std::memcpy(m_position, all + 4, 4);
-            break;
-        default:
-            std::memcpy(m_position, all, 8);
-        }
-        m_position += bytes;
-    }
-    void copy(const char* bytes, size_t count) {
-        if (count > 0)
-            std::memcpy(m_position, bytes, count);
-        m_position += count;
-    }
-    void head(quint32 marker, quint32 count) {
-        if (count < CountFollows) {
-            byte(marker | count);
-            return;
-        }
-        byte(marker | CountFollows);
-        byte(0x10 | markerOfWidth(width(count)));
-        number(count, width(count));
-    }
-    /// Of units below 0x80 only.
-    void narrow(const char16_t* units, quint32 count) {
-        quint32 done = 0;
-        for (; done + 4 <= count; done += 4) {
-            quint64 four = qFromLittleEndian<quint64>(units + done);
-            four = (four | four >> 8) & 0x0000ffff0000ffff;
-            qToLittleEndian(static_cast<quint32>(four | four >> 16), m_position + done);
-        }
-        for (; done < count; ++done)
-            m_position[done] = static_cast<char>(units[done]);
-        m_position += count;
-    }
-    void wide(const char16_t* units, quint32 count) {
-        qToBigEndian<quint16>(units, count, m_position);
-        m_position += size_t{count} * 2;
+    QByteArray write(const ArchiveValue& root, PropertyList::RootKeys rootKeys) {
+        size_t values = 1;
+        if (!countValues(root, 0, values))
+            return {};
+        if (rootKeys == PropertyList::RootKeys::AsInserted)
+            addArchive(root);
+        else
+            add(root);
+        if (!m_isWhole || m_order.isExhausted() || m_objects.size() > PropertyListLimits::Objects)
+            return {};
+        const QByteArray file = laidOut();
+        const bool canBeRead =
+            file.size() <= PropertyListLimits::FileSize && values <= PropertyListLimits::values(file.size());
+        return canBeRead ? file : QByteArray();
     }
 
 private:
-    char* m_position;
+    /// Where the bytes and the references of an object begin; those of the next one follow.
+    struct Object {
+        qsizetype bytes;
+        size_t references;
+    };
+
+    quint32 begin() {
+        m_objects.push_back({m_bytes.size(), m_references.size()});
+        m_isWhole = m_isWhole && m_bytes.size() <= PropertyListLimits::FileSize;
+        return static_cast<quint32>(m_objects.size() - 1);
+    }
+
+    /// A new object with room for @p references.
+    quint32 beginContainer(quint8 marker, size_t count, size_t references) {
+        const quint32 object = begin();
+        writeHead(marker, static_cast<qsizetype>(count));
+        m_references.resize(m_references.size() + references);
+        return object;
+    }
+
+    /// The object's number in the table.
+    quint32 add(const ArchiveValue& value) {
+        if (value.isArray())
+            return addArray(value.array());
+        if (value.isDictionary())
+            return addDictionary(value);
+        const auto next = static_cast<quint32>(m_objects.size());
+        const quint32 shared = m_shared.numberOf(value, next);
+        // As the platform does: a boolean that was added before is referred to, and yet a copy goes to the table.
+        if (shared == next || value.isBoolean())
+            addScalar(value);
+        return shared;
+    }
+
+    quint32 addArray(const ArchiveValue::Array& items) {
+        const quint32 object = beginContainer(Array, items.size(), items.size());
+        const size_t first = m_objects[object].references;
+        for (size_t i = 0; i < items.size() && m_isWhole; ++i) {
+            const quint32 item = add(items[i]);
+            m_references[first + i] = item;
+        }
+        return object;
+    }
+
+    quint32 addDictionary(const ArchiveValue& value) {
+        if (const auto uid = uidOf(value))
+            return addUid(*uid);
+        const ArchiveValue::Dictionary& pairs = value.dictionary();
+        return addPairs(pairs, m_order.ofKeys(pairs), [this](const ArchiveValue& inner) { return add(inner); });
+    }
+
+    /// The dictionary of an archive keeps its order, and shares none of its own numbers and texts.
+    void addArchive(const ArchiveValue& archive) {
+        std::vector<quint32> order(archive.dictionary().size());
+        std::iota(order.begin(), order.end(), 0u);
+        addPairs(archive.dictionary(), order, [this](const ArchiveValue& inner) {
+            return inner.isArray() || inner.isDictionary() ? add(inner) : addScalar(inner);
+        });
+    }
+
+    template <typename AddValue>
+    quint32 addPairs(const ArchiveValue::Dictionary& pairs, const std::vector<quint32>& order, AddValue addValue) {
+        const quint32 object = beginContainer(Dictionary, order.size(), order.size() * 2);
+        const size_t first = m_objects[object].references;
+        for (size_t i = 0; i < order.size() && m_isWhole; ++i) {
+            const quint32 key = addKey(pairs[order[i]]);
+            m_references[first + i] = key;
+        }
+        for (size_t i = 0; i < order.size() && m_isWhole; ++i) {
+            const quint32 inner = addValue(pairs[order[i]].value);
+            m_references[first + order.size() + i] = inner;
+        }
+        return object;
+    }
+
+    quint32 addKey(const ArchiveEntry& pair) {
+        const auto next = static_cast<quint32>(m_objects.size());
+        const quint32 shared = m_shared.numberOfKey(pair, next);
+        if (shared == next) {
+            begin();
+            writeText(pair.key);
+        }
+        return shared;
+    }
+
+    /// Like a boolean.
+    quint32 addUid(quint32 number) {
+        const quint32 object = begin();
+        m_bytes.append(static_cast<char>(Uid | (width(number) - 1)));
+        append(m_bytes, number, width(number));
+        const auto first = m_uids.constFind(number);
+        return first == m_uids.cend() ? *m_uids.insert(number, object) : *first;
+    }
+
+    quint32 addScalar(const ArchiveValue& value) {
+        const quint32 object = begin();
+        switch (value.type()) {
+        case ArchiveValue::Type::Boolean:
+            m_bytes.append(static_cast<char>(value.boolean() ? True : False));
+            break;
+        case ArchiveValue::Type::Integer:
+            writeInteger(value.integer());
+            break;
+        case ArchiveValue::Type::Unsigned:
+            m_bytes.append(static_cast<char>(Integer | 4)).append(8, '\0');
+            append(m_bytes, value.unsignedInteger(), 8);
+            break;
+        case ArchiveValue::Type::Double:
+        case ArchiveValue::Type::Date:
+            m_bytes.append(static_cast<char>((value.isDate() ? Date : Real) | 3));
+            append(m_bytes, std::bit_cast<quint64>(value.number()), 8);
+            break;
+        case ArchiveValue::Type::Data:
+            writeHead(Data, value.data().size());
+            m_bytes.append(value.data());
+            break;
+        case ArchiveValue::Type::String:
+            writeText(value.string());
+            break;
+        default:
+            m_isWhole = false; // null, and objects of classes of their own
+        }
+        return object;
+    }
+
+    /// Negative numbers take all 8 bytes.
+    void writeInteger(qint64 number) {
+        const int size = number < 0 ? 8 : width(static_cast<quint64>(number));
+        m_bytes.append(static_cast<char>(Integer | std::countr_zero(static_cast<unsigned>(size))));
+        append(m_bytes, static_cast<quint64>(number), size);
+    }
+
+    void writeHead(quint8 marker, qsizetype count) {
+        m_bytes.append(static_cast<char>(marker | std::min<qsizetype>(count, CountFollows)));
+        if (count >= CountFollows)
+            writeInteger(count);
+    }
+
+    void writeText(const QString& text) {
+        if (std::all_of(text.begin(), text.end(), [](QChar unit) { return unit < QChar(0x80); })) {
+            writeHead(Text, text.size());
+            m_bytes.append(text.toLatin1());
+        } else {
+            writeHead(WideText, text.size());
+            for (const QChar unit : text)
+                append(m_bytes, unit.unicode(), 2);
+        }
+    }
+
+    QByteArray laidOut() {
+        const auto count = m_objects.size();
+        // By the number of objects, not by the highest reference: 256 objects already take two bytes.
+        const int referenceSize = width(count);
+        m_objects.push_back({m_bytes.size(), m_references.size()});
+        QByteArray file(Magic, sizeof Magic);
+        std::vector<qsizetype> offsets;
+        for (size_t i = 0; i < count; ++i) {
+            const auto& [bytes, references] = m_objects[i];
+            offsets.push_back(file.size());
+            file.append(m_bytes.constData() + bytes, m_objects[i + 1].bytes - bytes);
+            for (size_t reference = references; reference < m_objects[i + 1].references; ++reference)
+                append(file, m_references[reference], referenceSize);
+        }
+        const auto table = static_cast<quint64>(file.size());
+        for (const qsizetype offset : offsets)
+            append(file, static_cast<quint64>(offset), width(table));
+        constexpr qsizetype UnusedAndSortVersion = 6;
+        file.append(UnusedAndSortVersion, '\0');
+        append(file, static_cast<quint64>(width(table)), 1);
+        append(file, static_cast<quint64>(referenceSize), 1);
+        append(file, count, 8);
+        append(file, 0, 8);
+        append(file, table, 8);
+        return file;
+    }
+
+    QByteArray m_bytes;
+    std::vector<Object> m_objects;
+    std::vector<quint32> m_references;
+    QHash<quint32, quint32> m_uids;
+    SharedObjects m_shared;
+    KeyOrder m_order;
+    bool m_isWhole = true;
 };
 
-void BinaryPropertyListWriter::clear(size_t objects) {
-    m_size = 0;
-    m_objects.clear();
-    m_references.clear();
-    m_uids.clear();
-    m_booleans[0] = m_booleans[1] = None;
-    m_objects.reserve(objects);
-    m_references.reserve(objects * 2);
-}
+} // namespace
 
-inline quint32 BinaryPropertyListWriter::add(Kind kind, quint32 count, Body body, quint64 size) {
-    m_size += size;
-    // Field by field: a copy right behind the writing of parts waits for them.
-    Object& object = m_objects.emplace_back();
-    object.kind = kind;
-    object.count = count;
-    object.body = body;
-    return objectCount() - 1;
-}
-
-quint32 BinaryPropertyListWriter::begin(Kind kind, quint32 count, quint32 references) {
-    const size_t start = m_references.size();
-    m_references.resize(start + references);
-    return add(kind, count, {.start = start}, headSize(count));
-}
-
-quint32 BinaryPropertyListWriter::addString(QStringView text) {
-    // Longer ones cannot be written anyway, and bytes() finds that out.
-    const auto count = static_cast<quint32>(std::min<qsizetype>(text.size(), PropertyListLimits::FileSize));
-    return isPlain(text) ? add(Kind::String, count, {.units = text.utf16()}, headSize(count) + quint64{count})
-                         : add(Kind::WideString, count, {.units = text.utf16()}, headSize(count) + quint64{count} * 2);
-}
-
-quint32 BinaryPropertyListWriter::addInteger(qint64 number) {
-    return add(Kind::Integer, 0, {.integer = number}, 1 + integerWidth(number));
-}
-
-quint32 BinaryPropertyListWriter::addReal(double number) {
-    return add(Kind::Real, 0, {.real = number}, 9);
-}
-
-quint32 BinaryPropertyListWriter::addScalar(const ArchiveValue& value) {
-    switch (value.type()) {
-    case ArchiveValue::Type::Boolean:
-        return addBoolean(value.boolean());
-    case ArchiveValue::Type::Integer:
-        return addInteger(value.integer());
-    case ArchiveValue::Type::Unsigned:
-        return add(Kind::Unsigned, 0, {.integer = value.integer()}, 17);
-    case ArchiveValue::Type::Double:
-        return addReal(value.number());
-    case ArchiveValue::Type::Date:
-        return add(Kind::Date, 0, {.real = value.number()}, 9);
-    case ArchiveValue::Type::Data: {
-        const auto count = static_cast<quint32>(std::min<qsizetype>(value.data().size(), PropertyListLimits::FileSize));
-        return add(Kind::Data, count, {.bytes = value.data().constData()}, headSize(count) + quint64{count});
-    }
-    default:
-        return addString(value.string());
-    }
-}
-
-quint32 BinaryPropertyListWriter::addBoolean(bool value) {
-    const quint32 object = add(value ? Kind::True : Kind::False, 0, {.integer = 0}, 1);
-    quint32& first = m_booleans[value ? 1 : 0];
-    if (first == None)
-        first = object;
-    return first;
-}
-
-quint32 BinaryPropertyListWriter::addUid(quint32 number) {
-    const quint32 object = add(Kind::Uid, 0, {.integer = number}, 1 + width(number));
-    if (number >= m_uids.size())
-        m_uids.resize(std::max<size_t>(number + 1, m_uids.size() * 2), None);
-    if (m_uids[number] == None)
-        m_uids[number] = object;
-    return m_uids[number];
-}
-
-void BinaryPropertyListWriter::write(const Object& object, Sink& sink, quint32 referenceSize) const {
-    switch (object.kind) {
-    case Kind::False:
-        return sink.byte(0x08);
-    case Kind::True:
-        return sink.byte(0x09);
-    case Kind::Integer: {
-        const auto number = static_cast<quint64>(object.body.integer);
-        const quint32 size = integerWidth(object.body.integer);
-        sink.byte(0x10 | markerOfWidth(size));
-        return sink.number(number, size);
-    }
-    case Kind::Unsigned:
-        sink.byte(0x14);
-        sink.number(0, 8);
-        return sink.number(static_cast<quint64>(object.body.integer), 8);
-    case Kind::Real:
-    case Kind::Date:
-        sink.byte(object.kind == Kind::Date ? 0x33 : 0x23);
-        return sink.number(std::bit_cast<quint64>(object.body.real), 8);
-    case Kind::Data:
-        sink.head(0x40, object.count);
-        return sink.copy(object.body.bytes, object.count);
-    case Kind::String:
-        sink.head(0x50, object.count);
-        return sink.narrow(object.body.units, object.count);
-    case Kind::WideString:
-        sink.head(0x60, object.count);
-        return sink.wide(object.body.units, object.count);
-    case Kind::Uid: {
-        const auto number = static_cast<quint64>(object.body.integer);
-        sink.byte(0x80 | (width(number) - 1));
-        return sink.number(number, width(number));
-    }
-    case Kind::Array:
-    case Kind::Dictionary:
-        const bool isArray = object.kind == Kind::Array;
-        sink.head(isArray ? 0xa0 : 0xd0, object.count);
-        const quint32* reference = m_references.data() + object.body.start;
-        for (const quint32* end = reference + object.count * (isArray ? 1 : 2); reference != end; ++reference)
-            sink.number(*reference, referenceSize);
-    }
-}
-
-QByteArray BinaryPropertyListWriter::bytes() const {
-    if (m_objects.empty() || m_objects.size() > PropertyListLimits::Objects)
-        return {};
-    // By the number of objects, not by the highest reference: 256 objects already take two bytes.
-    const quint32 referenceSize = width(m_objects.size());
-    const quint64 offset = sizeof Magic + m_size + m_references.size() * referenceSize;
-    const quint32 offsetSize = width(offset);
-    const quint64 size = offset + m_objects.size() * offsetSize + TrailerSize;
-    if (size > PropertyListLimits::FileSize)
-        return {};
-    QByteArray file(static_cast<qsizetype>(size), Qt::Uninitialized);
-    Sink sink(file.data());
-    Sink table(file.data() + offset);
-    sink.copy(Magic, sizeof Magic);
-    for (const Object& object : m_objects) {
-        table.number(static_cast<quint64>(sink.position() - file.constData()), offsetSize);
-        write(object, sink, referenceSize);
-    }
-    sink = table;
-    constexpr quint32 UnusedAndSortVersion = 6;
-    for (quint32 i = 0; i < UnusedAndSortVersion; ++i)
-        sink.byte(0);
-    sink.byte(offsetSize);
-    sink.byte(referenceSize);
-    sink.number(m_objects.size(), 8);
-    sink.number(0, 8);
-    sink.number(offset, 8);
-    return file;
+QByteArray PropertyList::binaryData(const ArchiveValue& root, RootKeys rootKeys) {
+    return BinaryWriter().write(root, rootKeys);
 }
 
 } // namespace Platform

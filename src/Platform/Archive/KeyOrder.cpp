@@ -1,8 +1,5 @@
 #include "KeyOrder.h"
 
-#include "ArchiveValue.h"
-
-#include <algorithm>
 #include <limits>
 #include <numeric>
 
@@ -54,73 +51,47 @@ quint64 KeyOrder::hash(QStringView key) {
     return result + (result << (length & 31));
 }
 
-void KeyOrder::clear() {
-    m_probes = 0;
-    m_hashes.clear();
-    m_order.clear();
-}
-
-void KeyOrder::put(quint32 index) {
-    size_t place = m_hashes[index] % m_table.size();
-    while (m_table[place] != Free) {
-        ++m_probes;
-        if (++place == m_table.size())
-            place = 0;
-    }
-    m_table[place] = index;
-}
-
-void KeyOrder::grow() {
-    std::swap(m_table, m_order);
-    m_table.assign(Sizes[++m_size].places, Free);
-    for (const quint32 index : m_order) {
-        if (index != Free)
-            put(index);
-    }
-}
-
-void KeyOrder::fillTable() {
-    m_size = 0;
-    m_table.assign(Sizes[0].places, Free);
-    for (quint32 index = 0; index < m_hashes.size() && !isExhausted(); ++index) {
-        if (index == m_table.size())
+std::vector<quint32> KeyOrder::ofHashes(const std::vector<quint64>& hashes) {
+    size_t size = 0;
+    std::vector<quint32> table(Sizes[0].places, Free);
+    const auto put = [&](quint32 index) {
+        size_t place = hashes[index] % table.size();
+        while (table[place] != Free) {
+            ++m_probes;
+            if (++place == table.size())
+                place = 0;
+        }
+        table[place] = index;
+    };
+    const auto grow = [&] {
+        std::vector<quint32> old(Sizes[++size].places, Free);
+        old.swap(table);
+        for (const quint32 index : old) {
+            if (index != Free)
+                put(index);
+        }
+    };
+    for (quint32 index = 0; index < hashes.size() && !isExhausted(); ++index) {
+        if (index == table.size())
             grow();
         put(index);
-        if (index + 1 > Sizes[m_size].capacity)
+        if (index + 1 > Sizes[size].capacity)
             grow();
     }
-}
-
-std::vector<quint32> KeyOrder::ofHashes(std::vector<quint64> hashes) {
-    m_wanted = std::move(hashes);
-    return orderOfWanted();
-}
-
-const std::vector<quint32>& KeyOrder::orderOfWanted() {
-    // Lists of dictionaries with the same keys are the rule.
-    if (m_wanted != m_hashes) {
-        m_hashes.swap(m_wanted);
-        fillTable();
-        m_order.clear();
-        std::copy_if(
-            m_table.begin(), m_table.end(), std::back_inserter(m_order), [](quint32 index) { return index != Free; });
-    }
     if (isExhausted()) {
-        m_order.resize(m_hashes.size());
-        std::iota(m_order.begin(), m_order.end(), 0u);
+        table.resize(hashes.size());
+        std::iota(table.begin(), table.end(), 0u);
     }
-    return m_order;
+    std::erase(table, Free);
+    return table;
 }
 
-std::vector<quint32> KeyOrder::ofKeys(const ArchiveValue& dictionaryOrObject) {
-    static const quint64 ClassHash = hash(u"$class");
-    const bool isObject = dictionaryOrObject.isObject();
-    m_wanted.clear();
-    for (const auto& [key, value, instance] : dictionaryOrObject.dictionary())
-        m_wanted.push_back(hash(isObject && key.startsWith(u'$') ? u'$' + key : key));
-    if (isObject)
-        m_wanted.push_back(ClassHash);
-    return orderOfWanted();
+std::vector<quint32> KeyOrder::ofKeys(const ArchiveValue::Dictionary& pairs) {
+    std::vector<quint64> hashes;
+    hashes.reserve(pairs.size());
+    for (const ArchiveEntry& pair : pairs)
+        hashes.push_back(hash(pair.key));
+    return ofHashes(hashes);
 }
 
 } // namespace Platform

@@ -1,135 +1,176 @@
 #include "KeyedArchiver.h"
 
-#include "ArchiveNumbering.h"
-#include "BinaryPropertyListWriter.h"
+#include "BinaryFormat.h"
+#include "KeyOrder.h"
+#include "KeyedArchiveFormat.h"
+#include "PropertyList.h"
 #include "PropertyListLimits.h"
+#include "SharedObjects.h"
+#include "ValueCount.h"
 
-#include <memory>
-
-using namespace Qt::StringLiterals;
+#include <map>
 
 namespace Platform {
 
 namespace {
 
-using Item = ArchiveNumbering::Item;
+using namespace KeyedArchiveFormat;
+using Pairs = ArchiveValue::Dictionary;
 
-constexpr qint64 ArchiveVersion = 100000;
+/// Class names of the platform's own containers are always one string; other long ones never are.
+ArchiveValue classNameValue(const QString& name) {
+    static const QHash<QString, ArchiveValue> containers = [] {
+        QHash<QString, ArchiveValue> values;
+        for (const auto kind : {"String"_L1, "Data"_L1, "Array"_L1, "Dictionary"_L1, "Set"_L1, "OrderedSet"_L1}) {
+            for (const QString& text : {NativePrefix + kind, MutablePrefix + kind})
+                values.insert(text, ArchiveValue(text).asOneInstance());
+        }
+        return values;
+    }();
+    const auto known = containers.constFind(name);
+    return known == containers.cend() ? ArchiveValue::text(name) : *known;
+}
 
-const QString VersionKey = u"$version"_s;
-const QString ArchiverKey = u"$archiver"_s;
-const QString TopKey = u"$top"_s;
-const QString ObjectsKey = u"$objects"_s;
-const QString ArchiverName = u"NSKeyedArchiver"_s;
+const ArchiveClass& nativeClassOf(const ArchiveValue& value) {
+    static const std::map<std::pair<ArchiveValue::Type, bool>, ArchiveClass> classes = [] {
+        std::map<std::pair<ArchiveValue::Type, bool>, ArchiveClass> all;
+        for (const auto& [type, kind] : NativeClasses) {
+            const QString name = NativePrefix + kind;
+            const QString changeable = MutablePrefix + kind;
+            all[{type, false}] = {name, {name, u"NSObject"_s}};
+            all[{type, true}] = {changeable, {changeable, name, u"NSObject"_s}};
+        }
+        return all;
+    }();
+    return classes.at({value.type(), value.isMutable()});
+}
 
-/// Numbers the objects and then, as the second half, lays them out as a property list.
+/// Numbers all objects below a root in the order in which the platform's archiver meets them, and lists what each one
+/// consists of.
 class Archiver {
 public:
     QByteArray archive(const ArchiveValue& root, const QString& rootKey) {
-        if (!m_numbering.run(root))
+        size_t values = 1;
+        if (!countValues(root, 0, values))
             return {};
-        const QByteArray bytes = layOut(rootKey);
-        return m_numbering.valueCount() <= PropertyListLimits::values(bytes.size()) ? bytes : QByteArray();
+        append(u"$null"_s);
+        const ArchiveValue top = Pairs{{rootKey, uid(root)}};
+        if (m_order.isExhausted())
+            return {};
+        const QByteArray bytes = PropertyList::binaryData(Pairs{{VersionKey, Version}, {ArchiverKey, ArchiverName},
+                                                              {TopKey, top}, {ObjectsKey, std::move(m_objects)}},
+            PropertyList::RootKeys::AsInserted);
+        return values <= PropertyListLimits::values(bytes.size()) ? bytes : QByteArray();
     }
-    /// Entries that it keeps room for.
-    size_t room() const { return m_numbering.probableObjects(); }
 
 private:
-    QByteArray layOut(const QString& rootKey) {
-        m_instances.clear();
-        m_writer.clear(m_numbering.probableObjects());
-        // The root dictionary alone keeps this order; all its keys come before all its values.
-        const quint32 root = m_writer.beginDictionary(4);
-        const QString* keys[] = {&VersionKey, &ArchiverKey, &TopKey, &ObjectsKey};
-        for (quint32 i = 0; i < std::size(keys); ++i)
-            m_writer.setReference(root, i, addKey(*keys[i]));
-        m_writer.setReference(root, 4, m_writer.addInteger(ArchiveVersion));
-        m_writer.setReference(root, 5, m_writer.addString(ArchiverName));
-        const quint32 top = m_writer.beginDictionary(1);
-        m_writer.setReference(root, 6, top);
-        m_writer.setReference(top, 0, addKey(rootKey));
-        m_writer.setReference(top, 1, m_writer.addUid(m_numbering.rootUid()));
-        const auto& entries = m_numbering.entries();
-        m_writer.setReference(
-            root, 7, addArray(static_cast<quint32>(entries.size()), [&](quint32 i) { return addItem(entries[i]); }));
-        return m_writer.bytes();
+    quint32 next() const { return static_cast<quint32>(m_objects.size()); }
+
+    /// The reference to a new object.
+    const ArchiveValue& append(ArchiveValue object) {
+        m_uids.push_back(BinaryFormat::uidValue(next()));
+        m_objects.push_back(std::move(object));
+        return m_uids.back();
     }
 
-    quint32 addKey(const QString& text) { return addText(text, Identity::ofText(text, 0, Identity::Place::Constant)); }
-
-    quint32 addItem(const Item& item) {
-        switch (item.kind) {
-        case Item::Kind::Uid:
-            return m_writer.addUid(item.first);
-        case Item::Kind::Text:
-            return addText(*item.text, item.identity);
-        case Item::Kind::Scalar:
-            return addScalar(*item.value, item.identity);
-        case Item::Kind::Seconds:
-            return m_writer.addReal(item.value->number());
-        case Item::Kind::Uids:
-            return addArray(item.count, [&](quint32 i) { return m_writer.addUid(m_numbering.uid(item.first + i)); });
-        case Item::Kind::Items:
-            return addArray(item.count, [&](quint32 i) { return addItem(m_numbering.item(item.first + i)); });
-        case Item::Kind::Pairs:
-            return addPairs(item.first, item.count);
+    ArchiveValue uid(const ArchiveValue& value) {
+        if (value.isNothing())
+            return m_uids[0];
+        const quint32 number = m_shared.numberOf(value, next());
+        if (number == next()) {
+            append({}); // what it consists of comes behind it
+            ArchiveValue entry = entryOf(value);
+            m_objects[number] = std::move(entry);
         }
-        return 0;
+        return m_uids[number];
     }
 
-    template <typename AddOne>
-    quint32 addArray(quint32 count, AddOne addOne) {
-        const quint32 object = m_writer.beginArray(count);
-        for (quint32 i = 0; i < count; ++i)
-            m_writer.setReference(object, i, addOne(i));
-        return object;
+    ArchiveValue keyUid(const ArchiveEntry& pair) {
+        const quint32 number = m_shared.numberOfKey(pair, next());
+        return number == next() ? append(ArchiveValue::text(pair.key)) : m_uids[number];
     }
 
-    quint32 addPairs(quint32 first, quint32 count) {
-        const quint32 object = m_writer.beginDictionary(count);
-        for (quint32 i = 0; i < count; ++i) {
-            const Item& item = m_numbering.item(first + i);
-            m_writer.setReference(object, i, addText(*item.key, item.keyIdentity));
+    ArchiveValue entryOf(const ArchiveValue& value) {
+        switch (value.type()) {
+        case ArchiveValue::Type::Null:
+            return entry({}, nativeClassOf(value));
+        case ArchiveValue::Type::Date:
+            return entry({{TimeKey, value.number()}}, nativeClassOf(value));
+        case ArchiveValue::Type::Array:
+            return arrayEntry(value);
+        case ArchiveValue::Type::Dictionary:
+            return dictionaryEntry(value);
+        case ArchiveValue::Type::Object:
+            return objectEntry(value);
+        case ArchiveValue::Type::String:
+            return value.isMutable() ? entry({{StringKey, ArchiveValue::text(value.string())}}, nativeClassOf(value))
+                                     : value;
+        case ArchiveValue::Type::Data:
+            return value.isMutable() ? entry({{DataKey, value.data()}}, nativeClassOf(value)) : value;
+        default:
+            return value;
         }
-        for (quint32 i = 0; i < count; ++i)
-            m_writer.setReference(object, count + i, addItem(m_numbering.item(first + i)));
-        return object;
     }
 
-    quint32 addText(const QString& text, quint64 identity) {
-        const quint32 known = find(identity);
-        return known != InstanceTable::None && m_writer.isString(known, text) ? known : m_writer.addString(text);
+    /// A class gets its number after the first object of it and what that consists of.
+    ArchiveValue entry(Pairs fields, const ArchiveClass& objectClass) {
+        fields.push_back({ClassKey, classUid(objectClass)});
+        return fields;
     }
 
-    quint32 addScalar(const ArchiveValue& value, quint64 identity) {
-        if (value.isBoolean())
-            return m_writer.addBoolean(value.boolean());
-        const quint32 known = find(identity);
-        return known != InstanceTable::None ? known : m_writer.addScalar(value);
+    ArchiveValue arrayEntry(const ArchiveValue& value) {
+        ArchiveValue::Array items;
+        for (const ArchiveValue& item : value.array())
+            items.push_back(uid(item));
+        return entry({{ItemsKey, std::move(items)}}, nativeClassOf(value));
     }
 
-    quint32 find(quint64 identity) {
-        return identity == Identity::None ? InstanceTable::None
-                                          : m_instances.findOrInsert(identity, m_writer.objectCount());
+    ArchiveValue dictionaryEntry(const ArchiveValue& value) {
+        const std::vector<quint32> order = m_order.ofKeys(value.dictionary());
+        ArchiveValue::Array keys;
+        ArchiveValue::Array items;
+        for (const quint32 i : order)
+            keys.push_back(keyUid(value.dictionary()[i]));
+        for (const quint32 i : order)
+            items.push_back(uid(value.dictionary()[i].value));
+        return entry({{KeysKey, std::move(keys)}, {ItemsKey, std::move(items)}}, nativeClassOf(value));
     }
 
-    ArchiveNumbering m_numbering;
-    BinaryPropertyListWriter m_writer;
-    InstanceTable m_instances;
+    ArchiveValue objectEntry(const ArchiveValue& value) {
+        Pairs fields;
+        for (const auto& [key, field, instance] : value.dictionary()) {
+            // Numbers alone stand in the field itself.
+            fields.push_back({key.startsWith(u'$') ? u'$' + key : key, field.isNumber() ? field : uid(field)});
+        }
+        return entry(std::move(fields), value.objectClass());
+    }
+
+    ArchiveValue classUid(const ArchiveClass& objectClass) {
+        const auto known = m_classes.constFind(objectClass.name);
+        if (known != m_classes.cend())
+            return m_uids[*known];
+        m_classes.insert(objectClass.name, next());
+        Pairs fields{{ClassNameKey, classNameValue(objectClass.name)}};
+        ArchiveValue::Array names;
+        for (const QString& name : objectClass.classes)
+            names.push_back(classNameValue(name));
+        if (!names.empty())
+            fields.push_back({ClassListKey, std::move(names)});
+        return append(std::move(fields));
+    }
+
+    ArchiveValue::Array m_objects;
+    /// The reference to each object.
+    ArchiveValue::Array m_uids;
+    QHash<QString, quint32> m_classes;
+    SharedObjects m_shared;
+    KeyOrder m_order;
 };
 
 } // namespace
 
 QByteArray KeyedArchiver::archivedData(const ArchiveValue& root, const QString& rootKey) {
-    // Making room costs half the time of a state file, so a thread keeps it unless it has become large.
-    constexpr size_t MostRoomKept = 8192;
-    thread_local std::unique_ptr<Archiver> archiver;
-    if (!archiver)
-        archiver = std::make_unique<Archiver>();
-    const QByteArray bytes = archiver->archive(root, rootKey);
-    if (archiver->room() > MostRoomKept)
-        archiver.reset();
-    return bytes;
+    return Archiver().archive(root, rootKey);
 }
 
 } // namespace Platform

@@ -3,6 +3,7 @@
 #include "ArchiveDate.h"
 #include "PropertyListLimits.h"
 
+#include <QRegularExpression>
 #include <QXmlStreamReader>
 
 using namespace Qt::StringLiterals;
@@ -97,15 +98,13 @@ private:
     }
 
     static bool decodeInteger(const QString& text, ArchiveValue& result) {
-        const bool isNegative = text.startsWith(u'-');
-        const QString digits = isNegative || text.startsWith(u'+') ? text.mid(1) : text;
-        const bool isHexadecimal = digits.startsWith(u"0x", Qt::CaseInsensitive);
+        static const QRegularExpression form(QRegularExpression::anchoredPattern(u"([+-]?)(0[xX])?([0-9a-fA-F]+)"_s));
+        const QRegularExpressionMatch match = form.match(text);
+        const bool isNegative = match.capturedView(1) == u'-';
         bool isNumber = false;
-        const quint64 number = digits.mid(isHexadecimal ? 2 : 0).toULongLong(&isNumber, isHexadecimal ? 16 : 10);
+        const quint64 number = match.capturedView(3).toULongLong(&isNumber, match.capturedView(2).isEmpty() ? 10 : 16);
         constexpr quint64 LowestNegative = quint64{1} << 63;
-        // What is left may not begin with a sign of its own.
-        if (!isNumber || !digits[digits.size() - 1].isLetterOrNumber() || digits.contains(u'-') ||
-            digits.contains(u'+') || (isNegative && number > LowestNegative))
+        if (!isNumber || (isNegative && number > LowestNegative))
             return false;
         result = isNegative ? ArchiveValue(static_cast<qint64>(0 - number)) : ArchiveValue(number);
         return true;

@@ -8,6 +8,8 @@
 #include <charconv>
 #include <cmath>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 
 namespace {
@@ -34,10 +36,6 @@ private:
         if (m_text.size() > PropertyListLimits::FileSize)
             return false;
         switch (value.type()) {
-        case ArchiveValue::Type::Nothing:
-        case ArchiveValue::Type::Null:
-        case ArchiveValue::Type::Object:
-            return false;
         case ArchiveValue::Type::Boolean:
             return line(depth, value.boolean() ? "<true/>" : "<false/>");
         case ArchiveValue::Type::Integer:
@@ -47,7 +45,7 @@ private:
         case ArchiveValue::Type::Double:
             return line(depth, "<real>" + realText(value.number()) + "</real>");
         case ArchiveValue::Type::Date: {
-            const QString date = ArchiveDate::wholeSecondText(value.number());
+            const QString date = ArchiveDate::isoText(std::floor(value.number()));
             return !date.isEmpty() && line(depth, "<date>" + date.toLatin1() + "</date>");
         }
         case ArchiveValue::Type::Data:
@@ -57,9 +55,10 @@ private:
         case ArchiveValue::Type::Array:
             return writeArray(value.array(), depth);
         case ArchiveValue::Type::Dictionary:
-            return writeDictionary(value.dictionary(), depth);
+            return writeDictionary(value, depth);
+        default:
+            return false;
         }
-        return false;
     }
 
     bool writeArray(const ArchiveValue::Array& items, int depth) {
@@ -71,14 +70,10 @@ private:
         return isWhole && line(depth, "</array>");
     }
 
-    bool writeDictionary(const ArchiveValue::Dictionary& entries, int depth) {
-        if (entries.empty())
+    bool writeDictionary(const ArchiveValue& value, int depth) {
+        const auto sorted = value.sortedPairs();
+        if (sorted.empty())
             return line(depth, "<dict/>");
-        std::vector<const ArchiveEntry*> sorted;
-        for (const ArchiveEntry& entry : entries)
-            sorted.push_back(&entry);
-        std::sort(
-            sorted.begin(), sorted.end(), [](const auto* left, const auto* right) { return left->key < right->key; });
         line(depth, "<dict>");
         const bool isWhole = std::all_of(sorted.begin(), sorted.end(),
             [&](const auto* entry) { return text(depth + 1, "key", entry->key) && write(entry->value, depth + 1); });
@@ -91,37 +86,20 @@ private:
     }
 
     bool text(int depth, const char* element, const QString& content) {
-        QString escaped;
-        escaped.reserve(content.size());
-        for (qsizetype i = 0; i < content.size(); ++i) {
-            const QChar unit = content[i];
-            const bool isPair = unit.isHighSurrogate() && i + 1 < content.size() && content[i + 1].isLowSurrogate();
-            if (isPair) {
-                escaped += unit;
-                escaped += content[++i];
-            } else if (unit.isSurrogate() || unit >= QChar(0xfffe) ||
-                (unit < u' ' && unit != u'\t' && unit != u'\n' && unit != u'\r')) {
-                return false;
-            } else if (unit == u'&') {
-                escaped += u"&amp;";
-            } else if (unit == u'<') {
-                escaped += u"&lt;";
-            } else if (unit == u'>') {
-                escaped += u"&gt;";
-            } else if (unit == u'\r') {
-                escaped += u"&#13;"; // a bare one would be read as a line feed
-            } else {
-                escaped += unit;
-            }
-        }
+        const auto hasNoForm = [](QChar unit) {
+            return unit >= QChar(0xfffe) || (unit < u' ' && unit != u'\t' && unit != u'\n' && unit != u'\r');
+        };
+        if (!content.isValidUtf16() || std::any_of(content.begin(), content.end(), hasNoForm))
+            return false;
+        QString escaped = content;
+        escaped.replace(u'&', "&amp;"_L1).replace(u'<', "&lt;"_L1).replace(u'>', "&gt;"_L1);
+        escaped.replace(u'\r', "&#13;"_L1); // a bare one would be read as a line feed
         return line(depth, QByteArray("<") + element + '>' + escaped.toUtf8() + "</" + element + '>');
     }
 
     static QByteArray realText(double value) {
         if (std::isnan(value))
             return "nan";
-        if (std::isinf(value))
-            return value > 0 ? "inf" : "-inf";
         char buffer[32];
         return QByteArray(buffer, std::to_chars(buffer, buffer + sizeof buffer, value).ptr - buffer);
     }

@@ -12,39 +12,22 @@ constexpr int AnyHeader = 15 + 32; // zlib or gzip, whichever the data begins wi
 constexpr int MemoryLevel = 9;
 constexpr qsizetype LargestInput = std::numeric_limits<uInt>::max() / 2;
 
-/// A stream that is set up once: a fresh compressor clears and hands back 400 kB for each body. A reset one gives the
-/// same bytes.
-template <auto Reset, auto End>
-class Stream {
-public:
-    explicit Stream(int (*start)(z_stream&)) : m_isReady(start(m_stream) == Z_OK) {}
-    Stream(const Stream&) = delete;
-    Stream& operator=(const Stream&) = delete;
-    ~Stream() {
-        if (m_isReady)
-            End(&m_stream);
-    }
+/// Set up once a thread: a fresh compressor clears and hands back 400 kB for each body. A reset one gives the same
+/// bytes.
+struct Compressor {
+    Compressor() = default;
+    Compressor(const Compressor&) = delete;
+    Compressor& operator=(const Compressor&) = delete;
+    ~Compressor() { deflateEnd(&stream); }
 
-    /// Ready for @p data, or null.
-    z_stream* restarted(const QByteArray& data) {
-        if (data.size() > LargestInput || !m_isReady || Reset(&m_stream) != Z_OK)
-            return nullptr;
-        m_stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.constData()));
-        m_stream.avail_in = static_cast<uInt>(data.size());
-        return &m_stream;
-    }
-
-private:
-    z_stream m_stream{};
-    bool m_isReady;
+    z_stream stream{};
+    bool isReady =
+        deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, WindowBits, MemoryLevel, Z_DEFAULT_STRATEGY) == Z_OK;
 };
 
-int startDeflate(z_stream& stream) {
-    return deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, WindowBits, MemoryLevel, Z_DEFAULT_STRATEGY);
-}
-
-int startInflate(z_stream& stream) {
-    return inflateInit2(&stream, AnyHeader);
+void setInput(z_stream& stream, const QByteArray& data) {
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.constData()));
+    stream.avail_in = static_cast<uInt>(data.size());
 }
 
 } // namespace
@@ -52,43 +35,39 @@ int startInflate(z_stream& stream) {
 std::optional<QByteArray> zipAndUnzip::gzipDeflate(const QByteArray& data) const {
     if (data.isEmpty())
         return data;
-    thread_local Stream<deflateReset, deflateEnd> deflater(startDeflate);
-    z_stream* stream = deflater.restarted(data);
-    if (!stream)
+    thread_local Compressor compressor;
+    z_stream& stream = compressor.stream;
+    if (data.size() > LargestInput || !compressor.isReady || deflateReset(&stream) != Z_OK)
         return std::nullopt;
-    // Room for the worst case in one piece instead of steps of 2048 bytes: the same bytes come out, without copies on
-    // the way.
-    QByteArray result(static_cast<qsizetype>(deflateBound(stream, static_cast<uLong>(data.size()))), Qt::Uninitialized);
-    stream->next_out = reinterpret_cast<Bytef*>(result.data());
-    stream->avail_out = static_cast<uInt>(result.size());
-    if (deflate(stream, Z_FINISH) != Z_STREAM_END)
+    setInput(stream, data);
+    // Room for the worst case in one piece instead of steps of 2048 bytes: the same bytes come out.
+    QByteArray result(
+        static_cast<qsizetype>(deflateBound(&stream, static_cast<uLong>(data.size()))), Qt::Uninitialized);
+    stream.next_out = reinterpret_cast<Bytef*>(result.data());
+    stream.avail_out = static_cast<uInt>(result.size());
+    if (deflate(&stream, Z_FINISH) != Z_STREAM_END)
         return std::nullopt;
-    result.truncate(static_cast<qsizetype>(stream->total_out));
+    result.truncate(static_cast<qsizetype>(stream.total_out));
     return result;
 }
 
 std::optional<QByteArray> zipAndUnzip::gzipInflate(const QByteArray& data) const {
     if (data.isEmpty())
         return data;
-    thread_local Stream<inflateReset, inflateEnd> inflater(startInflate);
-    z_stream* stream = inflater.restarted(data);
-    if (!stream)
+    z_stream stream{};
+    setInput(stream, data);
+    if (data.size() > LargestInput || inflateInit2(&stream, AnyHeader) != Z_OK)
         return std::nullopt;
     // A single byte has no half to grow by, so it cannot complete.
     const qsizetype step = data.size() / 2;
-    QByteArray result(std::min(data.size() + step, LargestResult), Qt::Uninitialized);
+    QByteArray result;
     int status = Z_OK;
-    qsizetype produced = 0;
-    while (status == Z_OK) {
-        if (produced >= result.size())
-            result.resize(std::min(result.size() + step, LargestResult));
-        stream->next_out = reinterpret_cast<Bytef*>(result.data()) + produced;
-        stream->avail_out = static_cast<uInt>(result.size() - produced);
-        status = inflate(stream, Z_SYNC_FLUSH);
-        produced = static_cast<qsizetype>(stream->total_out);
+    for (qsizetype size = data.size() + step; status == Z_OK; size += step) {
+        result.resize(std::min(size, LargestResult));
+        stream.next_out = reinterpret_cast<Bytef*>(result.data()) + stream.total_out;
+        stream.avail_out = static_cast<uInt>(result.size()) - static_cast<uInt>(stream.total_out);
+        status = inflate(&stream, Z_SYNC_FLUSH);
     }
-    if (status != Z_STREAM_END)
-        return std::nullopt;
-    result.truncate(produced);
-    return result;
+    result.truncate(static_cast<qsizetype>(stream.total_out));
+    return inflateEnd(&stream) == Z_OK && status == Z_STREAM_END ? std::optional(result) : std::nullopt;
 }

@@ -6,8 +6,7 @@
 
 /// Compresses a request body before it is enciphered and expands a response after it is deciphered.
 ///
-/// Has no state of its own: an instance is made for each call. Any thread may call; each thread keeps its streams and
-/// starts them again.
+/// Has no state: an instance is made for each call. Any thread may call.
 class zipAndUnzip {
 public:
     /// What gzipInflate gives at most, in bytes: four times the largest response that is accepted. A stream that

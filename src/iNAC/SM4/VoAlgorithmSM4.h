@@ -19,12 +19,12 @@ public:
     static constexpr int ECB = 2;
 
     VoAlgorithmSM4() = default;
-    VoAlgorithmSM4& initWithKeyCTR(const QString& key, const QString& iv);
-    VoAlgorithmSM4& initWithKey(const QString& key, const QString& iv);
-    VoAlgorithmSM4& initWithKey(const QString& key);
-    static VoAlgorithmSM4 ctrSM4WithKey(const QString& key, const QString& iv);
-    static VoAlgorithmSM4 cbcSM4WithKey(const QString& key, const QString& iv);
-    static VoAlgorithmSM4 ecbSM4WithKey(const QString& key);
+    VoAlgorithmSM4& initWithKeyCTR(const QString& key, const QString& iv) { return init(CTR, key, iv); }
+    VoAlgorithmSM4& initWithKey(const QString& key, const QString& iv) { return init(CBC, key, iv); }
+    VoAlgorithmSM4& initWithKey(const QString& key) { return init(ECB, key, m_iv); }
+    static VoAlgorithmSM4 ctrSM4WithKey(const QString& key, const QString& iv) { return {CTR, key, iv}; }
+    static VoAlgorithmSM4 cbcSM4WithKey(const QString& key, const QString& iv) { return {CBC, key, iv}; }
+    static VoAlgorithmSM4 ecbSM4WithKey(const QString& key) { return {ECB, key, {}}; }
 
     const QString& key() const { return m_key; }
     void setKey(const QString& key) { m_key = key; }
@@ -36,12 +36,24 @@ public:
     /// With the stored key and IV in the mode of type(); nothing for any other type.
     std::optional<QString> encryption(const QString& text) const;
     std::optional<QString> decryption(const QString& text) const;
-    std::optional<QString> encryptionTextWithSM4CTRMode(const QString& text) const;
-    std::optional<QString> decryptionTextWithSM4CTRMode(const QString& text) const;
-    std::optional<QString> encryptionTextWithSM4CBCMode(const QString& text) const;
-    std::optional<QString> decryptionTextWithSM4CBCMode(const QString& text) const;
-    std::optional<QString> encryptionTextWithSM4ECBMode(const QString& text) const;
-    std::optional<QString> decryptionTextWithSM4ECBMode(const QString& text) const;
+    std::optional<QString> encryptionTextWithSM4CTRMode(const QString& text) const {
+        return encryptionWithSM4CTRKey(m_key, m_iv, text);
+    }
+    std::optional<QString> decryptionTextWithSM4CTRMode(const QString& text) const {
+        return decryptionWithSM4CTRKey(m_key, m_iv, text);
+    }
+    std::optional<QString> encryptionTextWithSM4CBCMode(const QString& text) const {
+        return encryptionWithSM4Key(m_key, m_iv, text);
+    }
+    std::optional<QString> decryptionTextWithSM4CBCMode(const QString& text) const {
+        return decryptionWithSM4Key(m_key, m_iv, text);
+    }
+    std::optional<QString> encryptionTextWithSM4ECBMode(const QString& text) const {
+        return encryptionWithSM4Key(m_key, text);
+    }
+    std::optional<QString> decryptionTextWithSM4ECBMode(const QString& text) const {
+        return decryptionWithSM4Key(m_key, text);
+    }
 
     /// The explicit operations give nothing unless key and IV have 16 characters each and there is a text. Decryption
     /// also gives nothing for text that is no Base64 and for a result that is no UTF-8; what a wrong key leaves is
@@ -72,6 +84,11 @@ public:
         const QByteArray& cipherBytes, const std::optional<QString>& key = std::nullopt);
 
 private:
+    VoAlgorithmSM4(int type, const QString& key, const QString& iv) : m_key(key), m_iv(iv), m_type(type) {}
+    VoAlgorithmSM4& init(int type, const QString& key, const QString& iv) {
+        return *this = VoAlgorithmSM4(type, key, iv);
+    }
+
     QString m_key;
     QString m_iv;
     int m_type = CTR;

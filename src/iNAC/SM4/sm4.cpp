@@ -1,5 +1,7 @@
 #include "sm4.h"
 
+#include <QtEndian>
+
 #include <openssl/crypto.h>
 
 #include <algorithm>
@@ -8,11 +10,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
-
-#if defined(__GNUC__) && !defined(__clang__)
-// Reordering the exclusive-ors below costs a serial chain a tenth of its speed.
-#pragma GCC optimize("no-tree-reassoc")
-#endif
 
 namespace {
 
@@ -36,148 +33,16 @@ constexpr std::array<uint8_t, 256> SBox = {0xd6, 0x90, 0xe9, 0xfe, 0xcc, 0xe1, 0
 
 constexpr std::array<uint32_t, 4> FK = {0xa3b1bac6, 0x56aa3350, 0x677d9197, 0xb27022dc};
 
-using Table = std::array<uint32_t, 256>;
-
-/// The S-box and the linear map behind it in one look-up, for the byte at bit @p shift of the word.
-constexpr Table makeTable(int shift) {
-    Table table{};
-    for (std::size_t i = 0; i < table.size(); ++i) {
-        const uint32_t b = SBox[i];
-        const uint32_t mixed = b ^ std::rotl(b, 2) ^ std::rotl(b, 10) ^ std::rotl(b, 18) ^ std::rotl(b, 24);
-        table[i] = std::rotl(mixed, shift);
-    }
-    return table;
-}
-
-/// In one object, so that one base register reaches all four.
-constexpr std::array<Table, 4> T = {makeTable(0), makeTable(8), makeTable(16), makeTable(24)};
-
-/// Byte j of constant i is (4i + j) * 7 modulo 256.
-constexpr std::array<uint32_t, 32> makeCK() {
-    std::array<uint32_t, 32> constants{};
-    for (uint32_t i = 0; i < 32; ++i)
-        for (uint32_t j = 0; j < 4; ++j)
-            constants[i] = constants[i] << 8 | ((4 * i + j) * 7 & 0xff);
-    return constants;
-}
-
-constexpr std::array<uint32_t, 32> CK = makeCK();
-
-inline uint32_t load(const unsigned char* bytes) {
-    uint32_t word;
-    std::memcpy(&word, bytes, sizeof word);
-    if constexpr (std::endian::native == std::endian::little)
-        word = __builtin_bswap32(word);
-    return word;
-}
-
-inline void store(unsigned char* bytes, uint32_t word) {
-    if constexpr (std::endian::native == std::endian::little)
-        word = __builtin_bswap32(word);
-    std::memcpy(bytes, &word, sizeof word);
-}
-
-/// The non-linear and the linear map of one round.
-inline uint32_t transform(uint32_t x) {
-    return T[3][x >> 24] ^ T[2][x >> 16 & 0xff] ^ T[1][x >> 8 & 0xff] ^ T[0][x & 0xff];
-}
-
-/// One block in the four words of the round function.
-struct State {
-    explicit State(const unsigned char* in) : a(load(in)), b(load(in + 4)), c(load(in + 8)), d(load(in + 12)) {}
-
-    /// The words leave in reverse order.
-    void put(unsigned char* out) const {
-        store(out, d);
-        store(out + 4, c);
-        store(out + 8, b);
-        store(out + 12, a);
-    }
-
-    uint32_t a, b, c, d;
-};
-
-/// Independent blocks side by side: while one waits for its table look-ups, the others go on.
-template <typename... States>
-inline void cryptBlocks(const uint32_t* rk, States&... s) {
-    for (int i = 0; i < 32; i += 4) {
-        ((s.a ^= transform(s.b ^ s.c ^ s.d ^ rk[i])), ...);
-        ((s.b ^= transform(s.c ^ s.d ^ s.a ^ rk[i + 1])), ...);
-        ((s.c ^= transform(s.d ^ s.a ^ s.b ^ rk[i + 2])), ...);
-        ((s.d ^= transform(s.a ^ s.b ^ s.c ^ rk[i + 3])), ...);
-    }
-}
-
-/// Takes @p x, the input of this round's transform, through it into @p word and makes the input of the next round. What
-/// does not depend on the look-ups is added to the first of them to arrive, which keeps the chain from round to round
-/// short.
-inline void chainedRound(uint32_t& x, uint32_t& word, uint32_t others) {
-    const uint32_t low = T[0][x & 0xff] ^ (word ^ others);
-    const uint32_t middle = T[2][x >> 16 & 0xff] ^ T[1][x >> 8 & 0xff];
-    x = (T[3][x >> 24] ^ low) ^ middle;
-    word = x ^ others;
-}
-
-/// A block that the next one waits for.
-inline void cryptBlock(const uint32_t* rk, State& s) {
-    uint32_t x = s.b ^ s.c ^ s.d ^ rk[0];
-    for (int i = 0; i < 32; i += 4) {
-        chainedRound(x, s.a, s.c ^ s.d ^ rk[i + 1]);
-        chainedRound(x, s.b, s.d ^ s.a ^ rk[i + 2]);
-        chainedRound(x, s.c, s.a ^ s.b ^ rk[i + 3]);
-        chainedRound(x, s.d, s.b ^ s.c ^ (i < 28 ? rk[i + 4] : 0));
-    }
+/// Each byte through the S-box.
+uint32_t substituted(uint32_t x) {
+    return uint32_t{SBox[x >> 24]} << 24 | uint32_t{SBox[x >> 16 & 0xff]} << 16 | uint32_t{SBox[x >> 8 & 0xff]} << 8 |
+        SBox[x & 0xff];
 }
 
 /// Adds the sixteen bytes that chain a block to the one before.
-inline void chain(unsigned char* block, const unsigned char* before) {
+void chain(unsigned char* block, const unsigned char* before) {
     for (std::size_t i = 0; i < SM4_BLOCK_SIZE; ++i)
         block[i] ^= before[i];
-}
-
-void encryptChained(
-    const uint32_t* rk, std::size_t length, unsigned char* iv, const unsigned char* input, unsigned char* output) {
-    // The block before, its words in the order in which they leave.
-    uint32_t a = load(iv + 12), b = load(iv + 8), c = load(iv + 4), d = load(iv);
-    for (; length >= SM4_BLOCK_SIZE; length -= SM4_BLOCK_SIZE, input += SM4_BLOCK_SIZE, output += SM4_BLOCK_SIZE) {
-        State s(input);
-        s.a ^= d;
-        s.b ^= c;
-        s.c ^= b;
-        s.d ^= a;
-        cryptBlock(rk, s);
-        s.put(output);
-        a = s.a, b = s.b, c = s.c, d = s.d;
-    }
-    store(iv, d);
-    store(iv + 4, c);
-    store(iv + 8, b);
-    store(iv + 12, a);
-}
-
-void decryptChained(
-    const uint32_t* rk, std::size_t length, unsigned char* iv, const unsigned char* input, unsigned char* output) {
-    unsigned char cipher[4 * SM4_BLOCK_SIZE];
-    for (; length >= sizeof cipher; length -= sizeof cipher, input += sizeof cipher, output += sizeof cipher) {
-        std::memcpy(cipher, input, sizeof cipher);
-        State s(cipher), t(cipher + 16), u(cipher + 32), v(cipher + 48);
-        cryptBlocks(rk, s, t, u, v);
-        s.put(output);
-        t.put(output + 16);
-        u.put(output + 32);
-        v.put(output + 48);
-        chain(output, iv);
-        chain(output + 16, cipher);
-        chain(output + 32, cipher + 16);
-        chain(output + 48, cipher + 32);
-        std::memcpy(iv, cipher + 48, SM4_BLOCK_SIZE);
-    }
-    for (; length >= SM4_BLOCK_SIZE; length -= SM4_BLOCK_SIZE, input += SM4_BLOCK_SIZE, output += SM4_BLOCK_SIZE) {
-        std::memcpy(cipher, input, SM4_BLOCK_SIZE);
-        sm4_one_round(rk, cipher, output);
-        chain(output, iv);
-        std::memcpy(iv, cipher, SM4_BLOCK_SIZE);
-    }
 }
 
 } // namespace
@@ -189,11 +54,12 @@ sm4_context::~sm4_context() {
 void sm4_setkey(std::uint32_t roundKeys[32], const unsigned char* key) {
     uint32_t k[4];
     for (std::size_t i = 0; i < 4; ++i)
-        k[i] = load(key + 4 * i) ^ FK[i];
-    for (std::size_t i = 0; i < 32; ++i) {
-        const uint32_t x = k[(i + 1) % 4] ^ k[(i + 2) % 4] ^ k[(i + 3) % 4] ^ CK[i];
-        const uint32_t b = static_cast<uint32_t>(SBox[x >> 24]) << 24 | SBox[x >> 16 & 0xff] << 16 |
-            SBox[x >> 8 & 0xff] << 8 | SBox[x & 0xff];
+        k[i] = qFromBigEndian<uint32_t>(key + 4 * i) ^ FK[i];
+    for (uint32_t i = 0; i < 32; ++i) {
+        uint32_t constant = 0;
+        for (uint32_t j = 0; j < 4; ++j)
+            constant = constant << 8 | ((4 * i + j) * 7 & 0xff);
+        const uint32_t b = substituted(k[(i + 1) % 4] ^ k[(i + 2) % 4] ^ k[(i + 3) % 4] ^ constant);
         roundKeys[i] = k[i % 4] ^= b ^ std::rotl(b, 13) ^ std::rotl(b, 23);
     }
     OPENSSL_cleanse(k, sizeof k);
@@ -211,31 +77,36 @@ void sm4_setkey_dec(sm4_context* context, const unsigned char* key) {
 }
 
 void sm4_one_round(const std::uint32_t roundKeys[32], const unsigned char* input, unsigned char* output) {
-    State s(input);
-    cryptBlock(roundKeys, s);
-    s.put(output);
+    uint32_t x[4];
+    for (std::size_t i = 0; i < 4; ++i)
+        x[i] = qFromBigEndian<uint32_t>(input + 4 * i);
+    for (std::size_t i = 0; i < 32; ++i) {
+        const uint32_t b = substituted(x[(i + 1) % 4] ^ x[(i + 2) % 4] ^ x[(i + 3) % 4] ^ roundKeys[i]);
+        x[i % 4] ^= b ^ std::rotl(b, 2) ^ std::rotl(b, 10) ^ std::rotl(b, 18) ^ std::rotl(b, 24);
+    }
+    // The words leave in reverse order.
+    for (std::size_t i = 0; i < 4; ++i)
+        qToBigEndian(x[3 - i], output + 4 * i);
 }
 
 void sm4_crypt_ecb(
     const sm4_context* context, int, std::size_t length, const unsigned char* input, unsigned char* output) {
-    for (; length >= 4 * SM4_BLOCK_SIZE; length -= 4 * SM4_BLOCK_SIZE, input += 64, output += 64) {
-        State s(input), t(input + 16), u(input + 32), v(input + 48);
-        cryptBlocks(context->sk, s, t, u, v);
-        s.put(output);
-        t.put(output + 16);
-        u.put(output + 32);
-        v.put(output + 48);
-    }
     for (; length >= SM4_BLOCK_SIZE; length -= SM4_BLOCK_SIZE, input += SM4_BLOCK_SIZE, output += SM4_BLOCK_SIZE)
         sm4_one_round(context->sk, input, output);
 }
 
 void sm4_crypt_cbc(const sm4_context* context, int mode, std::size_t length, unsigned char* iv,
     const unsigned char* input, unsigned char* output) {
-    if (mode == SM4_ENCRYPT)
-        encryptChained(context->sk, length, iv, input, output);
-    else
-        decryptChained(context->sk, length, iv, input, output);
+    for (; length >= SM4_BLOCK_SIZE; length -= SM4_BLOCK_SIZE, input += SM4_BLOCK_SIZE, output += SM4_BLOCK_SIZE) {
+        unsigned char block[SM4_BLOCK_SIZE];
+        std::memcpy(block, input, SM4_BLOCK_SIZE);
+        if (mode == SM4_ENCRYPT)
+            chain(block, iv);
+        sm4_one_round(context->sk, block, output);
+        if (mode != SM4_ENCRYPT)
+            chain(output, iv);
+        std::memcpy(iv, mode == SM4_ENCRYPT ? output : block, SM4_BLOCK_SIZE);
+    }
 }
 
 void paddingForEncryption(unsigned char** buffer, std::size_t length) {

@@ -4,8 +4,6 @@
 #include <QRandomGenerator>
 #include <QTest>
 
-#include <thread>
-
 #include <openssl/evp.h>
 
 #include <memory>
@@ -72,7 +70,6 @@ private Q_SLOTS:
     void aesBuiltInKey();
     void decodeAes_data();
     void decodeAes();
-    void threadsDoNotMix();
     void base64_data();
     void base64();
     void base64Lines();
@@ -249,22 +246,6 @@ void tst_VoAlgorithmSM4::decodeAes() {
         std::optional(expected));
     QCOMPARE(VoAlgorithmSM4::DecodeAES(library(EVP_aes_128_cbc(), shortKey, FixedIv, plain).left(kept), u"short"_s),
         std::optional(expected));
-}
-
-void tst_VoAlgorithmSM4::threadsDoNotMix() {
-    const auto work = [](char letter, bool* good) {
-        const QByteArray plain(60000, letter);
-        const QByteArray cipher = library(EVP_aes_128_cbc(), BuiltInKey, FixedIv, plain);
-        const Text expected = Base64Text::encode(cipher);
-        for (int i = 0; *good && i < 300; ++i)
-            *good = VoAlgorithmSM4::EncodeAES_CBC_PKCS5Padding(plain) == expected &&
-                VoAlgorithmSM4::DecodeAES(cipher) == plain;
-    };
-    bool good[2] = {true, true};
-    std::thread other(work, 'a', &good[0]);
-    work('b', &good[1]);
-    other.join();
-    QVERIFY(good[0] && good[1]);
 }
 
 void tst_VoAlgorithmSM4::base64_data() {

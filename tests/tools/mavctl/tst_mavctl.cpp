@@ -110,6 +110,18 @@ private Q_SLOTS:
         }
     }
 
+    /// A text that stands at many places is one in the file and in memory, not in the listing.
+    void sharedText() {
+        const ArchiveValue text = ArchiveValue(QString(10000, u'x')).asOneInstance();
+        const QByteArray file = KeyedArchiver::archivedData(ArchiveValue(ArchiveValue::Array(20000, text)));
+        QVERIFY(!file.isEmpty() && file.size() < 200000);
+        QVERIFY(!replaceFile(m_path, file));
+        const Outcome shown = run({"archive", "show", m_path});
+        QCOMPARE(shown.status, 1);
+        QVERIFY2(shown.error.contains("longer"), shown.error.constData());
+        QVERIFY(shown.output.isEmpty());
+    }
+
     void refusals_data() {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QByteArray>("input");

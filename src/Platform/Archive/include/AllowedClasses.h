@@ -2,6 +2,8 @@
 
 #include <QStringList>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace Platform {
@@ -26,13 +28,8 @@ public:
     bool allows(QStringView name) const { return m_isAny || m_names.contains(name) || m_names.contains(u"NSObject"); }
     /// @param classes  from the class up to NSObject, possibly empty
     bool allows(const QString& name, const QStringList& classes) const {
-        if (m_isAny || allows(name))
-            return true;
-        for (const QString& one : classes) {
-            if (allows(one))
-                return true;
-        }
-        return name.startsWith("NSMutable"_L1) && allows("NS"_L1 + name.mid(9));
+        return allows(name) || (name.startsWith("NSMutable"_L1) && allows("NS"_L1 + name.mid(9))) ||
+            std::any_of(classes.begin(), classes.end(), [this](const QString& one) { return allows(one); });
     }
 
 private:

@@ -10,8 +10,6 @@ namespace Platform::ArchiveDate {
 
 /// "2021-05-18T08:41:53.98307Z" with as many decimals as the number needs; empty outside the years 1 to 9999.
 QString isoText(double seconds);
-/// As above, without fraction: what XML property lists hold.
-QString wholeSecondText(double seconds);
 /// Nothing unless all of @p text is a date of that form.
 std::optional<double> fromIsoText(QStringView text);
 

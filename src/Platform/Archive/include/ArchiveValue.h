@@ -1,9 +1,8 @@
 #pragma once
 
-#include "ArchiveClass.h"
-
 #include <QByteArray>
 #include <QJsonValue>
+#include <QStringList>
 #include <QVariant>
 
 #include <concepts>
@@ -15,6 +14,12 @@
 namespace Platform {
 
 struct ArchiveEntry;
+
+/// The class of an object, shared by all objects of one class in an archive.
+struct ArchiveClass {
+    QString name;
+    QStringList classes; ///< from the class up to NSObject; empty when the archive named none
+};
 
 /// One value of a property list or keyed archive. Copies are cheap and independent. No accessor fails: asked for
 /// another type it gives zero, or something null or empty.
@@ -67,8 +72,7 @@ public:
     static ArchiveValue object(std::shared_ptr<const ArchiveClass> objectClass, Dictionary fields);
 
     Type type() const { return m_type; }
-    /// Nothing or NSNull.
-    bool isNull() const { return type() <= Type::Null; }
+    bool isNull() const { return type() <= Type::Null; } ///< nothing or NSNull
     bool isNothing() const { return type() == Type::Nothing; }
     bool isBoolean() const { return type() == Type::Boolean; }
     bool isInteger() const { return type() == Type::Integer || type() == Type::Unsigned; }
@@ -85,8 +89,7 @@ public:
     /// Doubles are cut to their whole part and to the range; an unsigned value beyond it wraps.
     qint64 integer() const;
     quint64 unsignedInteger() const { return static_cast<quint64>(integer()); }
-    /// Of a number, or the seconds of a date.
-    double number() const;
+    double number() const; ///< of a number, or the seconds of a date
     const QString& string() const;
     const QByteArray& data() const;
     const Array& array() const;
@@ -95,6 +98,8 @@ public:
     /// The value of @p key in a dictionary or object; Nothing without one.
     const ArchiveValue& value(QStringView key) const;
     const ArchiveValue& field(QStringView key) const { return value(key); }
+    /// As dictionary(), in the order of the keys' characters.
+    std::vector<const ArchiveEntry*> sortedPairs() const;
     /// Without name and classes for what is no object.
     const ArchiveClass& objectClass() const;
     const QString& className() const { return objectClass().name; }
@@ -119,8 +124,7 @@ public:
     quint32 instance() const { return m_instance; }
     /// The mutable variant of a string, data, array or dictionary.
     ArchiveValue asMutable() const;
-    /// The same with all containers inside.
-    ArchiveValue asDeeplyMutable() const;
+    ArchiveValue asDeeplyMutable() const; ///< the same with all containers inside
     bool isMutable() const { return m_isMutable; }
 
 private:
@@ -140,10 +144,7 @@ private:
 struct ArchiveEntry {
     QString key;
     ArchiveValue value;
-    /// Of the key, as ArchiveValue::instance(); with 0 equal keys are one.
-    quint32 keyInstance = 0;
+    quint32 keyInstance = 0; ///< of the key, as ArchiveValue::instance(); with 0 equal keys are one
 };
-
-bool operator==(const ArchiveEntry& left, const ArchiveEntry& right);
 
 } // namespace Platform

@@ -9,8 +9,7 @@ namespace Platform {
 /// Property lists in their binary and XML forms.
 ///
 /// Bounded by PropertyListLimits in both directions; values that a property list cannot hold (null, objects of classes
-/// of their own) are not written. A reference of a keyed archive, read as part of a plain list, is the dictionary
-/// {"CF$UID": number}.
+/// of their own) are not written. A reference of a keyed archive is the dictionary {"CF$UID": number}.
 namespace PropertyList {
 
 /// Either form, told apart by how it begins; nothing when it breaks a limit or any rule of its form.
@@ -18,8 +17,11 @@ std::optional<ArchiveValue> decoded(const QByteArray& bytes);
 std::optional<ArchiveValue> decodedBinary(const QByteArray& bytes);
 std::optional<ArchiveValue> decodedXml(const QByteArray& bytes);
 
-/// Keys in the platform's hash order; empty on failure.
-QByteArray binaryData(const ArchiveValue& root);
+/// How the keys of the root are ordered. All below have the platform's hash order.
+enum class RootKeys { Hashed, AsInserted };
+
+/// Empty on failure.
+QByteArray binaryData(const ArchiveValue& root, RootKeys rootKeys = RootKeys::Hashed);
 /// Keys sorted, as the platform writes them; empty on failure.
 QByteArray xmlData(const ArchiveValue& root);
 
