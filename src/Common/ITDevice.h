@@ -1,8 +1,6 @@
 #pragma once
 
-#include "DeviceInterfaces.h"
 #include "Files.h"
-#include "HardwarePorts.h"
 #include "Shared.h"
 
 #include <QMap>
@@ -15,6 +13,13 @@
 #include <optional>
 
 #include <unistd.h>
+
+/// One network interface that carries a configured network, with the keys "MacAddress" (of the hardware: twelve
+/// upper-case hexadecimal digits), "HardwarePort", "service", "Device", "ServiceID" and "ip".
+using DeviceInterface = QMap<QString, QString>;
+/// A hardware port: "HardwarePort", "Device", "MacAddress", "service" and, once asked for, "ip". Absent values are
+/// absent keys.
+using HardwarePort = QMap<QString, QString>;
 
 /// The single source of facts about the computer.
 ///
@@ -30,9 +35,11 @@ public:
     struct Sources {
         /// By default TaskHelper's synchronous run.
         CommandRunner run = {};
-        InterfaceAddressLister listAddresses = {};
-        /// By default the kernel's, beneath the real root only.
-        PermanentAddressReader permanentAddress = {};
+        /// The interfaces that are up, loopback left out, with their first IPv4 addresses; "0.0.0.0" without one.
+        std::function<QMap<QString, QString>()> listAddresses = {};
+        /// The address that an interface was made with, with colons; by default the kernel's, beneath the real root
+        /// only.
+        std::function<QString(const QString& name)> permanentAddress = {};
         /// Who runs this process.
         uid_t user = ::getuid();
     };
@@ -75,8 +82,8 @@ public:
     QMap<QString, DeviceInterface> networkInfos() const;
     /// Lists the interfaces anew. The lists below call it once only: an address that changes later is not seen by them.
     void getMacAndIPAddr();
-    /// What is known of an interface that carries a configured network; nothing for any other.
-    std::optional<DeviceInterface> getNetworkMacAddress(const QString& name) const;
+    /// What is known of an interface that carries a configured network, without its "ip"; empty for any other.
+    DeviceInterface getNetworkMacAddress(const QString& name) const;
     /// Hardware and IPv4 addresses in the order of interface names; equal positions belong to one interface.
     struct Addresses {
         QStringList mac;
@@ -94,7 +101,8 @@ public:
     QList<HardwarePort> hardwareports() const;
     /// Runs two commands, then calls @p completion on this thread with what hardwareports() now gives.
     void listNetworkServices(const std::function<void(const QList<HardwarePort>&)>& completion);
-    /// Adds the address to each port: one command a port. @returns what hardwareports() now gives
+    /// Adds the address to each port, "0.0.0.0" where there is none: one command a port. @returns what hardwareports()
+    /// now gives
     QList<HardwarePort> getHardwareportsIP(QList<HardwarePort> ports);
 
     /// Serial numbers of board, memory modules and fixed disks; empty where the system shows them to root alone.
@@ -113,7 +121,12 @@ public:
     QVariantMap getProcessSign(const QString& path) const;
 
 private:
-    QMap<QString, DeviceInterface> filledNetworkInfos();
+    struct Package {
+        QString version;
+        QString maintainer;
+    };
+    /// The installed package that owns a file; empty without one. Runs two commands.
+    Package packageOwning(const QString& path) const;
 
     const QString m_root;
     const Sources m_sources;
