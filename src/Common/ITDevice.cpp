@@ -144,27 +144,13 @@ QString ITDevice::userName() const {
 }
 
 QString ITDevice::machineName() const {
-    const std::array files{
-        Platform::fileIdentity(m_root + u"/etc/machine-info"_s), Platform::fileIdentity(m_root + u"/etc/hostname"_s)};
-    {
-        const std::lock_guard lock(m_mutex);
-        // Asked for with every poll, and read when another file stands there.
-        if (!m_machineName.isEmpty() && m_nameFiles == files)
-            return m_machineName;
-    }
     const Facts facts(m_root);
     QString name = facts.variables(u"/etc/machine-info"_s).value(u"PRETTY_HOSTNAME"_s).trimmed();
-    if (name.isEmpty())
-        name = statement(facts, u"/etc/hostname"_s);
-    if (name.isEmpty()) {
-        // The kernel tells nobody when its own changes, so that one is not kept.
-        name = statement(facts, u"/proc/sys/kernel/hostname"_s);
-        return name.isEmpty() ? Unknown : name;
+    for (const char16_t* file : {u"/etc/hostname", u"/proc/sys/kernel/hostname"}) {
+        if (name.isEmpty())
+            name = statement(facts, QString::fromUtf16(file));
     }
-    const std::lock_guard lock(m_mutex);
-    m_machineName = name;
-    m_nameFiles = files;
-    return name;
+    return name.isEmpty() ? Unknown : name;
 }
 
 QString ITDevice::modelName() const {

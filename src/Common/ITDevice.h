@@ -1,13 +1,11 @@
 #pragma once
 
-#include "Files.h"
 #include "Shared.h"
 
 #include <QMap>
 #include <QStringList>
 #include <QVariantMap>
 
-#include <array>
 #include <functional>
 #include <mutex>
 #include <optional>
@@ -135,9 +133,6 @@ private:
     QString m_operationSystemName;
     QString m_systemVersion;
     QString m_uuid;
-    /// The name, and the files that it was read from as they were.
-    mutable QString m_machineName;
-    mutable std::array<Platform::FileIdentity, 2> m_nameFiles;
     std::optional<QMap<QString, DeviceInterface>> m_networkInfos;
     QList<HardwarePort> m_hardwareports;
     /// Held while the ports are asked for their addresses, so that two rounds do not mix.

@@ -1,10 +1,10 @@
 #include "CheckCatalogue.h"
 
-#include "Files.h"
 #include "PropertyList.h"
 #include "PropertyListLimits.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 using Platform::ArchiveValue;
 
@@ -24,13 +24,6 @@ std::vector<QenCheckModelPointer> includedChecks(const ArchiveValue& entries, co
             checks.push_back(std::move(check));
     }
     return checks;
-}
-
-std::optional<QByteArray> contentOf(const QString& path) {
-    if (!path.startsWith(u':'))
-        return Platform::readFile(path, Platform::PropertyListLimits::FileSize);
-    QFile resource(path);
-    return resource.open(QIODevice::ReadOnly) ? std::optional(resource.readAll()) : std::nullopt;
 }
 
 } // namespace
@@ -60,7 +53,10 @@ CheckTree checkTree(const ArchiveValue& catalogue, const RequiredChecks& require
 }
 
 std::optional<ArchiveValue> readCatalogue(const QString& path) {
-    const auto bytes = contentOf(path);
-    auto catalogue = bytes ? Platform::PropertyList::decoded(*bytes) : std::nullopt;
+    QFile file(path);
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly) ||
+        file.size() > Platform::PropertyListLimits::FileSize)
+        return std::nullopt;
+    auto catalogue = Platform::PropertyList::decoded(file.readAll());
     return catalogue && catalogue->isArray() ? catalogue : std::nullopt;
 }
