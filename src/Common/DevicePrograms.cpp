@@ -1,8 +1,6 @@
 #include "ITDevice.h"
 
-#include "Files.h"
-#include "PropertyList.h"
-#include "PropertyListLimits.h"
+#include "Bundle.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -15,18 +13,6 @@ namespace {
 /// The platform's numbers for code that is not signed, and for no code at all.
 constexpr int NotSigned = -67062;
 constexpr int NoSuchCode = -67068;
-
-/// Version in the information file of the bundle that @p path lies in; empty outside of bundles.
-QString bundleVersion(const QString& path) {
-    const QString ending = u".app/"_s;
-    const qsizetype place = path.indexOf(ending);
-    if (place < 0)
-        return {};
-    const QString file = path.left(place + ending.size()) + u"Contents/Info.plist"_s;
-    const auto bytes = Platform::readFile(file, Platform::PropertyListLimits::FileSize);
-    const auto information = bytes ? Platform::PropertyList::decoded(*bytes) : std::nullopt;
-    return information ? information->value(u"CFBundleShortVersionString").string() : QString();
-}
 
 } // namespace
 
@@ -50,7 +36,9 @@ QString ITDevice::pathFromPid(qint64 processIdentifier) const {
 }
 
 QString ITDevice::getAppVersionWithPath(const QString& path) const {
-    const QString version = bundleVersion(path);
+    const qsizetype bundle = path.indexOf(u".app/"_s);
+    const QString version =
+        bundle < 0 ? QString() : Platform::infoValue(path.left(bundle) + u".app"_s, u"CFBundleShortVersionString"_s);
     return version.isEmpty() ? packageOwning(path).version : version;
 }
 

@@ -227,7 +227,7 @@ void ITDevice::getMacAndIPAddr() {
 }
 
 DeviceInterface ITDevice::getNetworkMacAddress(const QString& name) const {
-    const auto found = networkService(Facts(m_root), name, m_sources.permanentAddress);
+    const auto found = networkService(Facts(m_root), name);
     if (!found)
         return {};
     return {{u"MacAddress"_s, QString(found->address).remove(u':').toUpper()}, {u"HardwarePort"_s, found->hardwarePort},

@@ -1,6 +1,7 @@
 #include "QenCheck.h"
 #include "ScriptRunner.h"
 #include "TaskHelper.h"
+#include "UserFacts.h"
 
 #include <QRegularExpression>
 
@@ -20,13 +21,6 @@ QString withoutLineEnds(QString text) {
 bool hasEscapes(const QString& name) {
     static const QRegularExpression account(uR"(^[^\\]+\\u(?![0-9A-Fa-f]{4})[^\\]*$)"_s);
     return name.contains(u"\\u"_s) && !account.match(name).hasMatch();
-}
-
-/// The server knows an account of the directory by its short name.
-QString shortName(const QString& name) {
-    const qsizetype backslash = name.indexOf(u'\\');
-    const qsizetype at = name.lastIndexOf(u'@');
-    return backslash > 0 ? name.mid(backslash + 1) : at > 0 ? name.left(at) : name;
 }
 
 /// What stands between the quotes of a property list's string in its old text form: \U and up to four hexadecimal
@@ -99,7 +93,8 @@ std::optional<QenCheck::DomainUser> QenCheck::domainUser() {
         log(u"[QenCheck] DomainLogin: The domain of mobile account is not be same the current domain."_s);
         return std::nullopt;
     }
-    return DomainUser{shortName(name), domain};
+    // The server knows an account of the directory by its short name.
+    return DomainUser{AccountName::parsed(name).shortName, domain};
 }
 
 void QenCheck::beginRequests(const DomainUser& user) {
