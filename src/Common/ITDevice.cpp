@@ -2,13 +2,13 @@
 
 #include "Facts.h"
 #include "NetworkService.h"
-#include "StringExtension.h"
 #include "SystemLog.h"
 #include "TaskHelper.h"
 #include "UserFacts.h"
 
 #include <QFile>
 #include <QNetworkInterface>
+#include <QUuid>
 
 #include <cerrno>
 #include <cstring>
@@ -64,13 +64,9 @@ QString systemRelease(const QString& root, const QString& key) {
 
 /// 32 hexadecimal digits, dashes apart, in the usual grouping and upper case; empty for anything else and for all
 /// zeros.
-QString grouped(QString identifier) {
-    identifier = identifier.remove(u'-').toUpper();
-    if (!StringExtension::isHexadecimal(identifier, 32) || identifier.count(u'0') == identifier.size())
-        return {};
-    for (const int place : {20, 16, 12, 8})
-        identifier.insert(place, u'-');
-    return identifier;
+QString grouped(const QString& identifier) {
+    const QUuid uuid = QUuid::fromRfc4122(QByteArray::fromHex(identifier.toLatin1()));
+    return uuid.isNull() ? QString() : uuid.toString(QUuid::WithoutBraces).toUpper();
 }
 
 /// What the shell line or command printed, as one line.
