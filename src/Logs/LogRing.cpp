@@ -79,14 +79,15 @@ QString LogRing::currentPath() const {
 
 void LogRing::createFileHandle() {
     QFile::remove(currentPath());
-    openFile(QIODevice::NewOnly);
+    openFile(QIODevice::Truncate);
 }
 
 bool LogRing::openFile(QIODevice::OpenMode creation) {
     m_fileHandle.close();
     m_fileHandle.setFileName(currentPath());
+    const QFileInfo there(m_fileHandle.fileName());
     // Nothing but a file: to open something else may wait.
-    if (creation == QIODevice::ExistingOnly && !QFileInfo(m_fileHandle).isFile())
+    if (there.exists() ? !there.isFile() : creation == QIODevice::ExistingOnly)
         return false;
     const bool isOpen = m_fileHandle.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered | creation,
         QFile::ReadOwner | QFile::WriteOwner);

@@ -10,6 +10,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <unistd.h>
+
 using namespace Qt::StringLiterals;
 
 using Platform::ArchiveValue;
@@ -134,6 +136,41 @@ private Q_SLOTS:
                 QVERIFY2(QFileInfo(ring + u'/' + LogRecord::FileNames[i]).size() < Limit + 200, where.constData());
             }
         }
+    }
+
+    /// Files that are ours in a folder that is not: they cannot be deleted, and are emptied instead.
+    void folderOfSomebodyElse() {
+        constexpr uid_t Nobody = 65534;
+        const bool isRoot = geteuid() == 0;
+        QTemporaryDir root;
+        const QString ring = root.filePath(u"ring"_s);
+        const QString program = root.filePath(u"log_writer"_s);
+        QVERIFY(QFile::copy(QStringLiteral(LOG_WRITER), program) && QDir().mkpath(ring));
+        QStringList owned{root.path(), program, ring};
+        for (const QString& name : LogRecord::FileNames) {
+            owned << ring + u'/' + name;
+            put(owned.last(), QByteArray(3000, 'x'));
+        }
+        for (const QString& path : isRoot ? owned : QStringList())
+            QVERIFY(chown(qPrintable(path), Nobody, Nobody) == 0);
+        QVERIFY(QFile::setPermissions(ring, QFile::ReadOwner | QFile::ExeOwner));
+        QProcess writer;
+        writer.setChildProcessModifier([isRoot] {
+            if (isRoot && (setgid(Nobody) != 0 || setuid(Nobody) != 0))
+                _exit(1);
+        });
+        writer.start(program, {ring, root.filePath(u"record"_s), u"2000"_s});
+        QVERIFY(writer.waitForReadyRead(20000));
+        writer.kill();
+        QVERIFY(writer.waitForFinished());
+        QVERIFY(QFile::setPermissions(ring, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+        int written = 0;
+        for (const QString& name : LogRecord::FileNames) {
+            const QByteArray content = contentOf(ring + u'/' + name);
+            QVERIFY2(!content.contains('x') && content.size() < 2200, content.constData());
+            written += content.contains(": number ") ? 1 : 0;
+        }
+        QVERIFY(written >= 2); // one may just have been emptied
     }
 };
 
