@@ -4,6 +4,15 @@
 
 #include <QRegularExpression>
 
+#include <array>
+
+#include <linux/ethtool.h>
+#include <linux/sockios.h>
+#include <net/if.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -39,10 +48,14 @@ QString asOneLine(const QString& name) {
     return line;
 }
 
-/// The name that NetworkManager's user gave to the connection of an interface; its files are often for root alone.
-QString connectionName(const Facts& facts, const QString& folder) {
+/// NetworkManager's identifier of the connection of an interface.
+QString connectionOf(const Facts& facts, const QString& folder) {
     const QString state = u"/run/NetworkManager/devices/"_s + facts.line(folder + u"/ifindex"_s);
-    const QString identifier = parseKeyFile(facts.text(state).bytes).value(u"device"_s).value(u"connection-uuid"_s);
+    return parseKeyFile(facts.text(state).bytes).value(u"device"_s).value(u"connection-uuid"_s);
+}
+
+/// The name that somebody gave to a connection; NetworkManager's files are often for root alone.
+QString connectionName(const Facts& facts, const QString& identifier) {
     for (const char16_t* place : {u"/etc", u"/run"}) {
         const QString connections = QString::fromUtf16(place) + u"/NetworkManager/system-connections/"_s;
         for (const QString& file : identifier.isEmpty() ? QStringList() : facts.names(connections)) {
@@ -54,9 +67,9 @@ QString connectionName(const Facts& facts, const QString& folder) {
     return {};
 }
 
-QString hardwareAddress(const Facts& facts, const QString& folder) {
+/// Empty for what is no such address, and for all zeros, which is how drivers say that they do not know.
+QString checkedAddress(const QString& address) {
     static const QRegularExpression form(u"^([0-9a-f]{2}:){5}[0-9a-f]{2}$"_s);
-    const QString address = facts.line(folder + u"/address"_s).toLower();
     return form.match(address).hasMatch() && address != u"00:00:00:00:00:00" ? address : QString();
 }
 
@@ -66,16 +79,44 @@ bool standsOnHardware(const Facts& facts, const QString& interface) {
     return standsOnHardware(facts, interface, MostLayers);
 }
 
+QString permanentAddress(const QString& device) {
+    constexpr size_t Length = 6;
+    const QByteArray name = device.toLocal8Bit();
+    if (name.isEmpty() || name.size() >= IFNAMSIZ)
+        return {};
+    alignas(ethtool_perm_addr) std::array<char, sizeof(ethtool_perm_addr) + Length> answer{};
+    auto* const question = reinterpret_cast<ethtool_perm_addr*>(answer.data());
+    question->cmd = ETHTOOL_GPERMADDR;
+    question->size = Length;
+    ifreq request{};
+    std::copy(name.begin(), name.end(), request.ifr_name);
+    request.ifr_data = answer.data();
+    const int channel = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const bool isAnswered = ::ioctl(channel, SIOCETHTOOL, &request) == 0 && question->size == Length;
+    ::close(channel);
+    const QByteArray address(answer.data() + sizeof(ethtool_perm_addr), Length);
+    return isAnswered ? checkedAddress(QString::fromLatin1(address.toHex(':'))) : QString();
+}
+
+std::optional<NetworkService> networkService(
+    const Facts& facts, const QString& device, const PermanentAddressReader& permanent) {
+    const QString folder = Interfaces + device;
+    if (device.isEmpty() || facts.exists(folder + u"/master/bonding"_s) || facts.exists(folder + u"/master/bridge"_s) ||
+        !standsOnHardware(facts, device))
+        return std::nullopt;
+    QString address = permanent ? permanent(device) : facts.root().isEmpty() ? permanentAddress(device) : QString();
+    if (address.isEmpty())
+        address = checkedAddress(facts.line(folder + u"/address"_s).toLower());
+    const QString identifier = connectionOf(facts, folder);
+    const QString name = asOneLine(connectionName(facts, identifier));
+    return NetworkService{displayName(facts, folder), name.isEmpty() ? device : name, identifier, device, address};
+}
+
 QList<NetworkService> networkServices(const Facts& facts) {
     QList<NetworkService> found;
     for (const QString& device : facts.names(Interfaces)) {
-        const QString folder = Interfaces + device;
-        const bool isMember = facts.exists(folder + u"/master/bonding"_s) || facts.exists(folder + u"/master/bridge"_s);
-        if (isMember || !standsOnHardware(facts, device))
-            continue;
-        const QString connection = asOneLine(connectionName(facts, folder));
-        found.append({displayName(facts, folder), connection.isEmpty() ? device : connection, device,
-            hardwareAddress(facts, folder)});
+        if (const auto service = networkService(facts, device))
+            found.append(*service);
     }
     return found;
 }

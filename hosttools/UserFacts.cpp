@@ -63,7 +63,6 @@ QString UserFacts::lastConsoleUserShort() const {
     return name.domain.isEmpty() || isLocal(user) || isLocal(name.shortName) ? user : name.shortName;
 }
 
-/// The user of the active session at the first seat; empty without one, as on a login screen.
 QString UserFacts::atFirstSeat() const {
     const QString sessions = u"/run/systemd/sessions/"_s;
     QString active = m_facts.variables(u"/run/systemd/seats/seat0"_s).value(u"ACTIVE"_s);

@@ -16,6 +16,11 @@ class UserFacts final {
 public:
     explicit UserFacts(const Facts& facts) : m_facts(facts) {}
 
+    /// The user of the active session at the first seat; empty without one, as on a login screen.
+    QString atFirstSeat() const;
+    /// Of the account with that number; empty when there is none. The system's account sources are asked beneath the
+    /// real root only.
+    QString accountName(const QString& number) const;
     /// Who is at the first seat, else who was there last by the record of logins; empty when neither tells.
     QString lastConsoleUser() const;
     /// The same, without the domain unless an account of this computer has the short name.
@@ -31,8 +36,6 @@ public:
     Origin originOf(const QString& user, const QStringList& domains) const;
 
 private:
-    QString atFirstSeat() const;
-    QString accountName(const QString& number) const;
     bool isLocal(const QString& user) const;
     long long numberOf(const QString& user, const QStringList& domains) const;
 

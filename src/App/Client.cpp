@@ -5,6 +5,7 @@
 #include "Files.h"
 #include "Paths.h"
 #include "StateFiles.h"
+#include "TaskHelper.h"
 
 #include <future>
 

@@ -6,9 +6,15 @@
 namespace ColorExtension {
 
 /// @param value  0xRRGGBBAA
-QColor fromRGBA(quint32 value);
+inline QColor fromRGBA(quint32 value) {
+    return QColor(value >> 24, value >> 16 & 0xff, value >> 8 & 0xff, value & 0xff);
+}
 /// @param value  0xRRGGBB; opaque, the byte above is ignored
-QColor fromRGB(quint32 value);
-QColor fromRed(quint8 red, quint8 green, quint8 blue);
+inline QColor fromRGB(quint32 value) {
+    return QColor(value >> 16 & 0xff, value >> 8 & 0xff, value & 0xff);
+}
+inline QColor fromRed(quint8 red, quint8 green, quint8 blue) {
+    return QColor(red, green, blue);
+}
 
 } // namespace ColorExtension

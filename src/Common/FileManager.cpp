@@ -6,9 +6,6 @@
 #include <QFile>
 #include <QFileInfo>
 
-#include <fcntl.h>
-#include <unistd.h>
-
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -20,8 +17,6 @@ QString appended(const QString& directory, const QString& name) {
 }
 
 } // namespace
-
-FileManager::FileManager(QString usersFolder) : m_usersFolder(std::move(usersFolder)) {}
 
 FileManager& FileManager::sharedInstance() {
     static auto* manager = new FileManager;
@@ -38,14 +33,11 @@ QString FileManager::createDirectoryWithName(const QString& name, const QString&
 QString FileManager::createFilePath(const QString& path) const {
     if (path.isEmpty())
         return {};
-    if (QFileInfo::exists(path))
-        return path;
-    // Exclusive: a dangling link is not followed to wherever it leads.
-    const int descriptor = open(QFile::encodeName(path).constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (descriptor < 0)
-        return QFileInfo::exists(path) ? path : QString();
-    close(descriptor);
-    return path;
+    // As a new one: a dangling link is not followed to wherever it leads.
+    const bool isThere = QFileInfo::exists(path) ||
+        QFile(path).open(QIODevice::WriteOnly | QIODevice::NewOnly, QFile::ReadOwner | QFile::WriteOwner) ||
+        QFileInfo::exists(path);
+    return isThere ? path : QString();
 }
 
 QString FileManager::createFilePathWithFileName(const QString& fileName, const QString& directory) const {
@@ -53,9 +45,7 @@ QString FileManager::createFilePathWithFileName(const QString& fileName, const Q
 }
 
 QString FileManager::createAppRootDirectory() const {
-    const QString users = m_usersFolder.isEmpty() ? Platform::Paths::users() : m_usersFolder;
-    const QString folder = createDirectoryWithName(u".AllUsers/QenCloud"_s, users);
-    return createDirectoryWithName(u"QenCloud.EXE$"_s, folder);
+    return createDirectoryWithName(u".AllUsers/QenCloud/QenCloud.EXE$"_s, Platform::Paths::users());
 }
 
 QString FileManager::createAppUpgradeRootDirectory() const {

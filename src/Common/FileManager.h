@@ -5,8 +5,6 @@
 /// Makes the client's folders and files: folders 0700, files 0600. Failures are not reported unless stated. Any thread.
 class FileManager final {
 public:
-    /// @param usersFolder  parent of the machine-wide ".AllUsers" folder; "/Users" when empty
-    explicit FileManager(QString usersFolder = {});
     static FileManager& sharedInstance();
 
     /// @p rootDirectory with @p name appended; made with the folders above it when nothing exists there.
@@ -20,7 +18,4 @@ public:
     QString createAppRootDirectory() const;
     QString createAppUpgradeRootDirectory() const;
     QString createAppPolicyRootDirectory() const;
-
-private:
-    QString m_usersFolder;
 };

@@ -1,4 +1,4 @@
-#include "HardwarePorts.h"
+#include "ITDevice.h"
 
 #include <QRegularExpression>
 #include <QStringList>
@@ -24,8 +24,7 @@ QString serviceLine(const QString& block) {
     return {};
 }
 
-} // namespace
-
+/// The ports of a port listing, in its order, without Bluetooth and Thunderbolt ones.
 QList<HardwarePort> parseHardwarePorts(const QString& listing) {
     QList<HardwarePort> ports;
     for (const QString& block : listing.split(u"\n\n"_s)) {
@@ -45,6 +44,7 @@ QList<HardwarePort> parseHardwarePorts(const QString& listing) {
     return ports;
 }
 
+/// Adds to each of @p ports the name of its network service from a listing of the service order.
 void addServiceNames(QList<HardwarePort>& ports, const QString& serviceOrder) {
     static const QRegularExpression number(u"^\\(\\d{1,}\\) "_s);
     for (const QString& block : serviceOrder.split(u"\n\n"_s)) {
@@ -60,14 +60,35 @@ void addServiceNames(QList<HardwarePort>& ports, const QString& serviceOrder) {
     }
 }
 
-QString serviceAddressCommand(const QString& service) {
-    // People name services: an apostrophe must not end the quoting.
-    const QString quoted = QString(service).replace(u'\'', u"'\\''"_s);
-    return u"/usr/sbin/networksetup -getinfo '%1' | grep '^IP address:'"_s.arg(quoted);
+} // namespace
+
+QList<HardwarePort> ITDevice::hardwareports() const {
+    const std::lock_guard lock(m_mutex);
+    return m_hardwareports;
 }
 
-QString parseServiceAddress(const QString& output) {
-    if (output.isEmpty())
-        return u"0.0.0.0"_s;
-    return QString(output).remove(u"IP address: "_s).remove(u'\n');
+void ITDevice::listNetworkServices(const std::function<void(const QList<HardwarePort>&)>& completion) {
+    const QString tool = u"/usr/sbin/networksetup"_s;
+    QList<HardwarePort> ports = parseHardwarePorts(m_sources.run(tool, {u"-listallhardwareports"_s}));
+    addServiceNames(ports, m_sources.run(tool, {u"-listnetworkserviceorder"_s}));
+    {
+        const std::lock_guard lock(m_mutex);
+        m_hardwareports = ports;
+    }
+    if (completion)
+        completion(ports);
+}
+
+QList<HardwarePort> ITDevice::getHardwareportsIP(QList<HardwarePort> ports) {
+    const std::lock_guard round(m_portRound);
+    for (HardwarePort& port : ports) {
+        // People name services: an apostrophe must not end the quoting.
+        const QString service = port.value(u"service"_s).replace(u'\'', u"'\\''"_s);
+        const QString output = m_sources.run(
+            u"/bin/bash"_s, {u"-c"_s, u"/usr/sbin/networksetup -getinfo '%1' | grep '^IP address:'"_s.arg(service)});
+        port.insert(u"ip"_s, output.isEmpty() ? u"0.0.0.0"_s : QString(output).remove(u"IP address: "_s).remove(u'\n'));
+    }
+    const std::lock_guard lock(m_mutex);
+    m_hardwareports = ports;
+    return ports;
 }

@@ -1,14 +1,14 @@
 #include "ITDevice.h"
 
-#include "DeviceFiles.h"
-#include "DeviceSerials.h"
-#include "DeviceUsers.h"
-#include "PermanentAddress.h"
-#include "StringExtension.h"
+#include "Facts.h"
+#include "NetworkService.h"
 #include "SystemLog.h"
 #include "TaskHelper.h"
+#include "UserFacts.h"
 
 #include <QFile>
+#include <QNetworkInterface>
+#include <QUuid>
 
 #include <cerrno>
 #include <cstring>
@@ -26,9 +26,36 @@ QString runByTaskHelper(const QString& path, const QStringList& arguments) {
     return output;
 }
 
+const QString NoAddress = u"0.0.0.0"_s;
+
+QMap<QString, QString> systemAddresses() {
+    QMap<QString, QString> found;
+    for (const QNetworkInterface& interface : QNetworkInterface::allInterfaces()) {
+        const auto flags = interface.flags();
+        if (!(flags & QNetworkInterface::IsUp) || (flags & QNetworkInterface::IsLoopBack))
+            continue;
+        QString& address = found[interface.name()] = NoAddress;
+        for (const QNetworkAddressEntry& entry : interface.addressEntries()) {
+            if (address == NoAddress && entry.ip().protocol() == QHostAddress::IPv4Protocol)
+                address = entry.ip().toString();
+        }
+    }
+    return found;
+}
+
+/// The first line of a file that is neither empty nor a comment, without surrounding white space.
+QString statement(const Facts& facts, const QString& path) {
+    for (const QByteArray& line : facts.text(path).bytes.split('\n')) {
+        const QString text = QString::fromUtf8(line).trimmed();
+        if (!text.isEmpty() && !text.startsWith(u'#'))
+            return text;
+    }
+    return {};
+}
+
 QString systemRelease(const QString& root, const QString& key) {
     for (const char16_t* file : {u"/etc/os-release", u"/usr/lib/os-release"}) {
-        const QString value = DeviceFiles::variables(root + QString::fromUtf16(file)).value(key);
+        const QString value = Facts(root).variables(QString::fromUtf16(file)).value(key);
         if (!value.isEmpty())
             return value;
     }
@@ -37,13 +64,9 @@ QString systemRelease(const QString& root, const QString& key) {
 
 /// 32 hexadecimal digits, dashes apart, in the usual grouping and upper case; empty for anything else and for all
 /// zeros.
-QString grouped(QString identifier) {
-    identifier = identifier.remove(u'-').toUpper();
-    if (!StringExtension::isHexadecimal(identifier, 32) || identifier.count(u'0') == identifier.size())
-        return {};
-    for (const int place : {20, 16, 12, 8})
-        identifier.insert(place, u'-');
-    return identifier;
+QString grouped(const QString& identifier) {
+    const QUuid uuid = QUuid::fromRfc4122(QByteArray::fromHex(identifier.toLatin1()));
+    return uuid.isNull() ? QString() : uuid.toString(QUuid::WithoutBraces).toUpper();
 }
 
 /// What the shell line or command printed, as one line.
@@ -51,13 +74,11 @@ QString joinedLines(QString output) {
     return output.remove(u'\n');
 }
 
-ITDevice::Sources completed(ITDevice::Sources sources, bool isRealRoot) {
+ITDevice::Sources completed(ITDevice::Sources sources) {
     if (!sources.run)
         sources.run = runByTaskHelper;
     if (!sources.listAddresses)
-        sources.listAddresses = systemInterfaceAddresses;
-    if (!sources.permanentAddress && isRealRoot)
-        sources.permanentAddress = PermanentAddress::ofInterface;
+        sources.listAddresses = systemAddresses;
     return sources;
 }
 
@@ -72,8 +93,7 @@ bool isPerson(uid_t user) {
 
 ITDevice::ITDevice(const QString& root) : ITDevice(root, Sources()) {}
 
-ITDevice::ITDevice(QString root, Sources sources)
-    : m_root(std::move(root)), m_sources(completed(std::move(sources), m_root.isEmpty())) {}
+ITDevice::ITDevice(QString root, Sources sources) : m_root(std::move(root)), m_sources(completed(std::move(sources))) {}
 
 QString ITDevice::osName() {
     const QString version = osVersion();
@@ -105,10 +125,12 @@ QString ITDevice::systemVersion() const {
 }
 
 QString ITDevice::userName() const {
-    const QString own = DeviceUsers::accountName(m_root, m_sources.user);
+    const Facts facts(m_root);
+    const UserFacts users(facts);
+    const QString own = users.accountName(QString::number(m_sources.user));
     QString name = isPerson(m_sources.user) ? own : QString();
     if (name.isEmpty())
-        name = DeviceUsers::consoleUser(m_root);
+        name = users.atFirstSeat();
     if (name.isEmpty())
         name = own;
     if (name.isEmpty())
@@ -118,35 +140,22 @@ QString ITDevice::userName() const {
 }
 
 QString ITDevice::machineName() const {
-    const std::array files{
-        Platform::fileIdentity(m_root + u"/etc/machine-info"_s), Platform::fileIdentity(m_root + u"/etc/hostname"_s)};
-    {
-        const std::lock_guard lock(m_mutex);
-        // Asked for with every poll, and read when another file stands there.
-        if (!m_machineName.isEmpty() && m_nameFiles == files)
-            return m_machineName;
+    const Facts facts(m_root);
+    QString name = facts.variables(u"/etc/machine-info"_s).value(u"PRETTY_HOSTNAME"_s).trimmed();
+    for (const char16_t* file : {u"/etc/hostname", u"/proc/sys/kernel/hostname"}) {
+        if (name.isEmpty())
+            name = statement(facts, QString::fromUtf16(file));
     }
-    const auto information = DeviceFiles::variables(m_root + u"/etc/machine-info"_s);
-    QString name = information.value(u"PRETTY_HOSTNAME"_s).trimmed();
-    if (name.isEmpty())
-        name = DeviceFiles::statement(m_root + u"/etc/hostname"_s);
-    if (name.isEmpty()) {
-        // The kernel tells nobody when its own changes, so that one is not kept.
-        name = DeviceFiles::statement(m_root + u"/proc/sys/kernel/hostname"_s);
-        return name.isEmpty() ? Unknown : name;
-    }
-    const std::lock_guard lock(m_mutex);
-    m_machineName = name;
-    m_nameFiles = files;
-    return name;
+    return name.isEmpty() ? Unknown : name;
 }
 
 QString ITDevice::modelName() const {
-    const QString model = DeviceFiles::line(m_root + u"/sys/class/dmi/id/product_name"_s);
+    const Facts facts(m_root);
+    const QString model = facts.line(u"/sys/class/dmi/id/product_name"_s);
     if (!model.isEmpty())
         return model;
     // Boards without such firmware have a device tree; its texts end with a zero byte.
-    return DeviceFiles::line(m_root + u"/sys/firmware/devicetree/base/model"_s).remove(QChar(0));
+    return facts.line(u"/sys/firmware/devicetree/base/model"_s).remove(QChar(0));
 }
 
 QString ITDevice::machinePrefixName() const {
@@ -171,7 +180,7 @@ QString ITDevice::uuid() {
     // The firmware's identifier comes last: only root may read it, and who runs us must not change who we are.
     for (const char16_t* file : {u"/etc/machine-id", u"/var/lib/dbus/machine-id", u"/sys/class/dmi/id/product_uuid"}) {
         if (m_uuid.isEmpty())
-            m_uuid = grouped(DeviceFiles::line(m_root + QString::fromUtf16(file)));
+            m_uuid = grouped(Facts(m_root).line(QString::fromUtf16(file)));
     }
     return m_uuid;
 }
@@ -183,7 +192,7 @@ QString ITDevice::systemInfoString(const QString& name) const {
             return model;
     }
     QFile file(m_root + u"/proc/sys/"_s + QString(name).remove(u'/').replace(u'.', u'/'));
-    // Not DeviceFiles::line(): the reason of the failure goes to the log.
+    // Not Facts: the reason of the failure goes to the log.
     errno = ENOENT;
     if (!name.isEmpty() && file.open(QIODevice::ReadOnly)) {
         const QString value = QString::fromUtf8(file.readLine()).trimmed();
@@ -200,78 +209,39 @@ QMap<QString, DeviceInterface> ITDevice::networkInfos() const {
 }
 
 void ITDevice::getMacAndIPAddr() {
+    QMap<QString, DeviceInterface> table;
     const auto addresses = m_sources.listAddresses();
-    auto table = interfaceTable(addresses.value_or(QList<InterfaceAddress>()),
-        [this](const QString& name) { return getNetworkMacAddress(name); });
+    for (auto address = addresses.begin(); address != addresses.end(); ++address) {
+        DeviceInterface found = getNetworkMacAddress(address.key());
+        if (found.value(u"MacAddress"_s).isEmpty())
+            continue;
+        found.insert(u"ip"_s, address.value());
+        table.insert(address.key(), found);
+    }
     const std::lock_guard lock(m_mutex);
     m_networkInfos = std::move(table);
 }
 
-std::optional<DeviceInterface> ITDevice::getNetworkMacAddress(const QString& name) const {
-    return networkServiceOf(m_root, name, m_sources.permanentAddress);
+DeviceInterface ITDevice::getNetworkMacAddress(const QString& name) const {
+    const auto found = networkService(Facts(m_root), name);
+    if (!found)
+        return {};
+    return {{u"MacAddress"_s, QString(found->address).remove(u':').toUpper()}, {u"HardwarePort"_s, found->hardwarePort},
+        {u"service"_s, found->service}, {u"Device"_s, name},
+        {u"ServiceID"_s, found->identifier.isEmpty() ? name : found->identifier}};
 }
 
-QMap<QString, DeviceInterface> ITDevice::filledNetworkInfos() {
+ITDevice::Addresses ITDevice::addresses() {
     std::unique_lock lock(m_mutex);
     if (!m_networkInfos) {
         lock.unlock();
         getMacAndIPAddr();
         lock.lock();
     }
-    return *m_networkInfos;
-}
-
-ITDevice::Addresses ITDevice::addresses() {
     Addresses lists;
-    for (const DeviceInterface& interface : filledNetworkInfos()) {
-        lists.mac.append(interface.macAddress);
-        lists.ip.append(interface.ip);
+    for (const DeviceInterface& interface : *m_networkInfos) {
+        lists.mac.append(interface.value(u"MacAddress"_s));
+        lists.ip.append(interface.value(u"ip"_s));
     }
     return lists;
-}
-
-QList<HardwarePort> ITDevice::hardwareports() const {
-    const std::lock_guard lock(m_mutex);
-    return m_hardwareports;
-}
-
-void ITDevice::listNetworkServices(const std::function<void(const QList<HardwarePort>&)>& completion) {
-    const QString tool = u"/usr/sbin/networksetup"_s;
-    QList<HardwarePort> ports = parseHardwarePorts(m_sources.run(tool, {u"-listallhardwareports"_s}));
-    addServiceNames(ports, m_sources.run(tool, {u"-listnetworkserviceorder"_s}));
-    {
-        const std::lock_guard lock(m_mutex);
-        m_hardwareports = ports;
-    }
-    if (completion)
-        completion(ports);
-}
-
-QList<HardwarePort> ITDevice::getHardwareportsIP(QList<HardwarePort> ports) {
-    const std::lock_guard round(m_portRound);
-    for (HardwarePort& port : ports) {
-        const QString command = serviceAddressCommand(port.value(u"service"_s));
-        port.insert(u"ip"_s, parseServiceAddress(m_sources.run(u"/bin/bash"_s, {u"-c"_s, command})));
-    }
-    const std::lock_guard lock(m_mutex);
-    m_hardwareports = ports;
-    return ports;
-}
-
-QStringList ITDevice::boardSerialNums() const {
-    return DeviceSerials::boards(m_root);
-}
-
-QStringList ITDevice::memorySerialNums() const {
-    return DeviceSerials::memoryModules(m_root);
-}
-
-QStringList ITDevice::hardDiskSerialNums() const {
-    return DeviceSerials::fixedDisks(m_root);
-}
-
-QString ITDevice::pathFromPid(qint64 processIdentifier) const {
-    const QString deleted = u" (deleted)"_s;
-    const QString path = QFile::symLinkTarget(u"%1/proc/%2/exe"_s.arg(m_root).arg(processIdentifier));
-    return path.endsWith(deleted) ? path.chopped(deleted.size()) : path;
 }

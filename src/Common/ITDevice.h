@@ -1,20 +1,23 @@
 #pragma once
 
-#include "DeviceInterfaces.h"
-#include "Files.h"
-#include "HardwarePorts.h"
 #include "Shared.h"
 
 #include <QMap>
 #include <QStringList>
 #include <QVariantMap>
 
-#include <array>
 #include <functional>
 #include <mutex>
 #include <optional>
 
 #include <unistd.h>
+
+/// One network interface that carries a configured network, with the keys "MacAddress" (of the hardware: twelve
+/// upper-case hexadecimal digits), "HardwarePort", "service", "Device", "ServiceID" and "ip".
+using DeviceInterface = QMap<QString, QString>;
+/// A hardware port: "HardwarePort", "Device", "MacAddress", "service" and, once asked for, "ip". Absent values are
+/// absent keys.
+using HardwarePort = QMap<QString, QString>;
 
 /// The single source of facts about the computer.
 ///
@@ -30,9 +33,11 @@ public:
     struct Sources {
         /// By default TaskHelper's synchronous run.
         CommandRunner run = {};
-        InterfaceAddressLister listAddresses = {};
-        /// By default the kernel's, beneath the real root only.
-        PermanentAddressReader permanentAddress = {};
+        /// The interfaces that are up, loopback left out, with their first IPv4 addresses; "0.0.0.0" without one.
+        std::function<QMap<QString, QString>()> listAddresses = {};
+        /// The address that an interface was made with, with colons; by default the kernel's, beneath the real root
+        /// only.
+        std::function<QString(const QString& name)> permanentAddress = {};
         /// Who runs this process.
         uid_t user = ::getuid();
     };
@@ -75,8 +80,8 @@ public:
     QMap<QString, DeviceInterface> networkInfos() const;
     /// Lists the interfaces anew. The lists below call it once only: an address that changes later is not seen by them.
     void getMacAndIPAddr();
-    /// What is known of an interface that carries a configured network; nothing for any other.
-    std::optional<DeviceInterface> getNetworkMacAddress(const QString& name) const;
+    /// What is known of an interface that carries a configured network, without its "ip"; empty for any other.
+    DeviceInterface getNetworkMacAddress(const QString& name) const;
     /// Hardware and IPv4 addresses in the order of interface names; equal positions belong to one interface.
     struct Addresses {
         QStringList mac;
@@ -94,7 +99,8 @@ public:
     QList<HardwarePort> hardwareports() const;
     /// Runs two commands, then calls @p completion on this thread with what hardwareports() now gives.
     void listNetworkServices(const std::function<void(const QList<HardwarePort>&)>& completion);
-    /// Adds the address to each port: one command a port. @returns what hardwareports() now gives
+    /// Adds the address to each port, "0.0.0.0" where there is none: one command a port. @returns what hardwareports()
+    /// now gives
     QList<HardwarePort> getHardwareportsIP(QList<HardwarePort> ports);
 
     /// Serial numbers of board, memory modules and fixed disks; empty where the system shows them to root alone.
@@ -113,7 +119,12 @@ public:
     QVariantMap getProcessSign(const QString& path) const;
 
 private:
-    QMap<QString, DeviceInterface> filledNetworkInfos();
+    struct Package {
+        QString version;
+        QString maintainer;
+    };
+    /// The installed package that owns a file; empty without one. Runs two commands.
+    Package packageOwning(const QString& path) const;
 
     const QString m_root;
     const Sources m_sources;
@@ -122,9 +133,6 @@ private:
     QString m_operationSystemName;
     QString m_systemVersion;
     QString m_uuid;
-    /// The name, and the files that it was read from as they were.
-    mutable QString m_machineName;
-    mutable std::array<Platform::FileIdentity, 2> m_nameFiles;
     std::optional<QMap<QString, DeviceInterface>> m_networkInfos;
     QList<HardwarePort> m_hardwareports;
     /// Held while the ports are asked for their addresses, so that two rounds do not mix.

@@ -28,14 +28,7 @@ std::optional<qint64> integerValue(const QString& text) {
 }
 
 std::optional<qint64> integerValue(const QJsonValue& value) {
-    if (value.isString())
-        return integerValue(value.toString());
-    if (!value.isDouble())
-        return std::nullopt;
-    // The same value whichever default is asked for: the number is held as an integer.
-    if (value.toInteger(0) == value.toInteger(1))
-        return value.toInteger();
-    return truncated(value.toDouble());
+    return integerValue(value.toVariant());
 }
 
 std::optional<qint64> integerValue(const QVariant& value) {

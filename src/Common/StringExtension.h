@@ -3,7 +3,6 @@
 #include <QSizeF>
 #include <QString>
 
-#include <algorithm>
 #include <optional>
 
 class QFont;
@@ -29,14 +28,6 @@ bool confirmPassFormat(const QString& text);
 /// out wrong.
 std::optional<QString> aes256_encrypt(const QString& text, const QString& key);
 std::optional<QString> aes256_decrypt(const QString& text, const QString& key);
-
-/// Exactly @p count upper-case hexadecimal digits. Inline: small programs need it without the fonts and ciphers of the
-/// others.
-inline bool isHexadecimal(QStringView text, qsizetype count) {
-    return text.size() == count && std::all_of(text.begin(), text.end(), [](QChar digit) {
-        return (digit >= u'0' && digit <= u'9') || (digit >= u'A' && digit <= u'F');
-    });
-}
 
 /// True when only decimal digits, of any script, were given, or nothing at all.
 bool isPureNumandCharacters(const QString& text);

@@ -1,8 +1,9 @@
-#include "LogExport.h"
-
 #include "Deployment.h"
+#include "FileManager.h"
 #include "Paths.h"
+#include "QenLogHelper.h"
 #include "ScriptRunner.h"
+#include "TaskHelper.h"
 
 #include <QDir>
 #include <QFile>
@@ -26,9 +27,6 @@ const QByteArray ArchiveMagic("PK\3\4");
 
 /// Time for the shell to end once it has closed its output.
 constexpr double ShellEndSeconds = 2;
-
-/// What the failure of a command is called that says nothing itself.
-const QString Unfinished = u"zip did not finish"_s;
 
 /// Removes the archives under temporary names that a zip leaves in @p folder when it is killed: while it works, zip
 /// writes to "zi" and six more characters. Files of others that happen to be named so are no archives.
@@ -64,60 +62,23 @@ bool endedWell(const TaskHelper::TaskPointer& task) {
     return status == ZipDone || status == ZipNothingToDo || status == ZipSomeUnreadable;
 }
 
-} // namespace
-
-LogExport::LogExport(Platform::SerialQueue& queue, LogFolders& folders, const LogWorld& world, Ring ring)
-    : m_queue(queue), m_folders(folders), m_world(world), m_ring(std::move(ring)) {}
-
-QStringList LogExport::zipArguments(const QString& folder, const QString& archive) {
-    // The "--" keeps files whose names look like options from being taken for some.
+/// The shell line that packs the content of @p folder into @p archive. Names reach the shell and zip as plain names,
+/// whatever they contain; the "--" keeps files whose names look like options from being taken for some.
+QString zipCommand(const QString& folder, const QString& archive) {
     const QString place = ScriptRunner::shellQuoted(archive) + u" --"_s;
-    return {u"-c"_s, u"cd %1 && zip -r %2 * "_s.arg(ScriptRunner::shellQuoted(folder), place)};
-}
-
-QString LogExport::ownerScript(const QString& user, const QString& folder) {
-    static const QRegularExpression plainName(u"^[A-Za-z0-9_.][A-Za-z0-9_.@-]*$"_s);
-    const QString owner = plainName.match(user).hasMatch() ? user : ScriptRunner::shellQuoted(user);
-    QString place = folder;
-    place.replace(u'\'', u"'\\''"_s);
-    return u"do shell script \"chown %1:staff '%2' \" with administrator privileges"_s.arg(
-        ScriptRunner::escaped(owner), ScriptRunner::escaped(place));
-}
-
-void LogExport::repairLogFolder(const Completion& complete) {
-    const QString directory = m_folders.rootDirectory();
-    if (QFileInfo(directory).isDir())
-        return;
-    m_folders.forgetRootDirectory();
-    const Platform::Error error = m_world.runScript(ownerScript(m_world.userName(), m_folders.rootPath()));
-    if (!error) {
-        m_ring.writeLog(u"Logs path chown success."_s, LogFolderType);
-        m_ring.createLogFiles();
-        return;
-    }
-    m_ring.writeLog(u"Logs path chown failed: %1"_s.arg(error.logText()), LogFolderType);
-    m_ring.writeLog(u"无法找到日志目录：%1"_s.arg(directory), LogFolderType);
-    // The export goes on all the same, on purpose, and completes once more.
-    complete(false, u"无法找到日志目录"_s);
-}
-
-QString LogExport::agentLogFolder() const {
-    QString folder = Platform::Paths::localLibrary();
-    for (const QString& name : {u"Logs"_s, u"QenCloud"_s, u"v5"_s, u"Logs"_s})
-        folder = m_world.files->createDirectoryWithName(name, folder);
-    return folder;
+    return u"cd %1 && zip -r %2 * "_s.arg(ScriptRunner::shellQuoted(folder), place);
 }
 
 /// @returns what went wrong, empty when nothing did; no archive is left then
-QString LogExport::zip(const QString& folder, const QString& archive) const {
+QString zip(const QString& folder, const QString& archive) {
     const QString place = QFileInfo(archive).path();
     QFile::remove(archive);
     removeUnfinished(place);
     TaskHelper::TaskPointer task;
     QString failure;
     QString output;
-    m_world.tasks->excuteTaskPath(
-        u"/bin/bash"_s, zipArguments(folder, archive),
+    TaskHelper().excuteTaskPath(
+        u"/bin/bash"_s, {u"-c"_s, zipCommand(folder, archive)},
         [&](const TaskHelper::TaskPointer& launched) { task = launched; },
         [&](const QString& result, const Platform::Error& error) {
             output = result;
@@ -134,11 +95,14 @@ QString LogExport::zip(const QString& folder, const QString& archive) const {
     // zip reports some of its errors on standard output; one that was killed reports none.
     if (failure.isEmpty())
         failure = complaints(output);
-    return failure.isEmpty() ? Unfinished : failure;
+    return failure.isEmpty() ? u"zip did not finish"_s : failure;
 }
 
-bool LogExport::zipAgentLogs(const QString& archive, const Completion& complete) const {
-    const QString failure = zip(agentLogFolder(), archive);
+/// The agent's logs into @p archive; false when that failed, which ends the export.
+bool zipAgentLogs(const QString& archive, const QenLogHelper::Completion& complete) {
+    const QString folder =
+        FileManager().createDirectoryWithName(u"Logs/QenCloud/v5/Logs"_s, Platform::Paths::localLibrary());
+    const QString failure = zip(folder, archive);
     if (failure.isEmpty())
         return true;
     QFile::remove(archive);
@@ -146,40 +110,69 @@ bool LogExport::zipAgentLogs(const QString& archive, const Completion& complete)
     return false;
 }
 
-void LogExport::zipLogs(Completion complete) {
-    m_queue.async([this, complete = std::move(complete)] {
-        repairLogFolder(complete);
-        m_queue.async([this, complete] {
-            if (!zipAgentLogs(m_folders.rootDirectory() + u"/QenCloudLogs.zip"_s, complete))
-                return;
-            m_queue.async([this, complete] {
-                const QString directory = m_folders.rootDirectory();
-                const QString folder = m_folders.rootPath();
-                zip(directory, folder + u"/QenCloudAllLogs.zip"_s);
-                m_world.openFolder(folder);
-                complete(true, {});
-            });
-        });
+/// The script that gives @p folder to @p user.
+QString ownerScript(const QString& user, const QString& folder) {
+    static const QRegularExpression plainName(u"^[A-Za-z0-9_.][A-Za-z0-9_.@-]*$"_s);
+    const QString owner = plainName.match(user).hasMatch() ? user : ScriptRunner::shellQuoted(user);
+    QString place = folder;
+    place.replace(u'\'', u"'\\''"_s);
+    return u"do shell script \"chown %1:staff '%2' \" with administrator privileges"_s.arg(
+        ScriptRunner::escaped(owner), ScriptRunner::escaped(place));
+}
+
+} // namespace
+
+void QenLogHelper::repairLogFolder(const Completion& complete) {
+    const QString directory = m_folders.rootDirectory();
+    const QString rootPath = m_folders.rootPath();
+    if (QFileInfo(directory).isDir())
+        return;
+    m_folders.forgetRootDirectory();
+    const Platform::Error error = m_world.runScript(ownerScript(m_world.userName(), rootPath));
+    if (!error) {
+        writeLog(u"Logs path chown success."_s, LogFolderType);
+        m_ring.createLogFiles();
+        return;
+    }
+    writeLog(u"Logs path chown failed: %1"_s.arg(error.logText()), LogFolderType);
+    writeLog(u"无法找到日志目录：%1"_s.arg(directory), LogFolderType);
+    // The export goes on all the same, on purpose, and completes once more.
+    complete(false, u"无法找到日志目录"_s);
+}
+
+void QenLogHelper::beginExport(Completion complete, std::function<void(const Completion&)> steps) {
+    endBurst();
+    if (!complete)
+        complete = [](bool, const QString&) {};
+    m_zipQueue.async([complete = std::move(complete), steps = std::move(steps)] { steps(complete); });
+}
+
+void QenLogHelper::zipLogs(Completion complete) {
+    beginExport(std::move(complete), [this](const Completion& done) {
+        repairLogFolder(done);
+        const QString directory = m_folders.rootDirectory();
+        if (!zipAgentLogs(directory + u"/QenCloudLogs.zip"_s, done))
+            return;
+        const QString folder = m_folders.rootPath();
+        zip(directory, folder + u"/QenCloudAllLogs.zip"_s);
+        m_world.openFolder(folder);
+        done(true, {});
     });
 }
 
-void LogExport::zipLogsWithDirectory(const QString& directory, Completion complete) {
-    m_queue.async([this, directory, complete = std::move(complete)] {
-        const QString target = m_world.files->createDirectoryWithName(u"MavLogs"_s, directory);
-        repairLogFolder(complete);
-        m_queue.async([this, directory, target, complete] {
-            if (!zipAgentLogs(target + u"/MavCloudLogs.zip"_s, complete))
-                return;
-            m_queue.async([this, directory, target, complete] {
-                // Their outcome is not checked, on purpose: whatever can be packed is worth having.
-                zip(m_folders.rootDirectory(), target + u"/MavUserLogs.zip"_s);
-                zip(Platform::Paths::agentState(), target + u"/MavCloud.zip"_s);
-                zip(m_world.files->createAppRootDirectory(), target + u"/MavSqlite.zip"_s);
-                zip(Platform::Paths::localLibrary() + u"/Logs/"_s + Deployment::VpnLogFolder,
-                    target + u"/MavZelVPN.zip"_s);
-                m_world.openFolder(directory);
-                complete(true, {});
-            });
-        });
+void QenLogHelper::zipLogsWithDirectory(const QString& directory, Completion complete) {
+    beginExport(std::move(complete), [this, directory](const Completion& done) {
+        const FileManager files;
+        const QString target = files.createDirectoryWithName(u"MavLogs"_s, directory) + u'/';
+        repairLogFolder(done);
+        if (!zipAgentLogs(target + u"MavCloudLogs.zip"_s, done))
+            return;
+        // Their outcome is not checked, on purpose: whatever can be packed is worth having.
+        zip(m_folders.rootDirectory(), target + u"MavUserLogs.zip"_s);
+        zip(Platform::Paths::agentState(), target + u"MavCloud.zip"_s);
+        zip(files.createAppRootDirectory(), target + u"MavSqlite.zip"_s);
+        zip(Platform::Paths::localLibrary() + u"/Logs/"_s + Deployment::VpnLogFolder, target + u"MavZelVPN.zip"_s);
+        m_world.openFolder(directory);
+        done(true, {});
     });
 }

@@ -1,9 +1,10 @@
 #include "LogFolders.h"
 
+#include "FileManager.h"
 #include "Paths.h"
+#include "TaskHelper.h"
 
 #include <QFileInfo>
-#include <QStringList>
 
 using namespace Qt::StringLiterals;
 
@@ -14,19 +15,17 @@ std::optional<QString> LogFolders::homeIn(const QString& environment) {
             continue;
         line.remove(key);
         // The first line that holds the key decides, even when it is another variable's whose name ends so.
-        if (!line.startsWith(u'/'))
-            return std::nullopt;
-        return line;
+        return line.startsWith(u'/') ? std::optional(line) : std::nullopt;
     }
     return std::nullopt;
 }
 
-std::optional<QString> LogFolders::shellHome() const {
+const std::optional<QString>& LogFolders::shellHome() {
     std::call_once(m_shellAsked, [this] {
         QString environment;
         // Asked of the shell: it knows the login user's home even when our own environment differs. Where no such
         // command exists the answer is empty and the process environment decides.
-        m_tasks.excuteTaskPath(u"/bin/bash"_s, {u"-c"_s, u"ENV"_s}, &environment, nullptr);
+        TaskHelper().excuteTaskPath(u"/bin/bash"_s, {u"-c"_s, u"ENV"_s}, &environment, nullptr);
         m_shellHome = homeIn(environment);
     });
     return m_shellHome;
@@ -34,29 +33,22 @@ std::optional<QString> LogFolders::shellHome() const {
 
 QString LogFolders::rootDirectory() {
     const std::lock_guard lock(m_mutex);
-    if (!m_rootDirectory.isEmpty())
-        return m_rootDirectory;
-    if (!m_fixedDirectory.isEmpty()) {
-        m_rootPath = QFileInfo(m_fixedDirectory).path();
-        m_rootDirectory = m_files.createDirectoryWithName({}, m_fixedDirectory);
-        return m_rootDirectory;
+    if (m_rootDirectory.isEmpty()) {
+        QString directory = m_fixedDirectory;
+        if (directory.isEmpty())
+            directory =
+                (shellHome() ? *shellHome() + u"/Library"_s : Platform::Paths::library()) + u"/Logs/QenCloud/Logs"_s;
+        m_rootDirectory = FileManager().createDirectoryWithName({}, directory);
     }
-    const std::optional<QString> home = shellHome();
-    const QString library = home ? *home + u"/Library"_s : Platform::Paths::library();
-    const QString logs = m_files.createDirectoryWithName(u"Logs"_s, library);
-    m_rootPath = m_files.createDirectoryWithName(u"QenCloud"_s, logs);
-    m_rootDirectory = m_files.createDirectoryWithName(u"Logs"_s, m_rootPath);
     return m_rootDirectory;
 }
 
-QString LogFolders::rootPath() const {
-    const std::lock_guard lock(m_mutex);
-    return m_rootPath;
+QString LogFolders::rootPath() {
+    return QFileInfo(rootDirectory()).path();
 }
 
-QString LogFolders::desktopDirectory() const {
-    const std::optional<QString> home = shellHome();
-    return home ? *home + u"/Desktop"_s : Platform::Paths::desktop();
+QString LogFolders::desktopDirectory() {
+    return shellHome() ? *shellHome() + u"/Desktop"_s : Platform::Paths::desktop();
 }
 
 void LogFolders::forgetRootDirectory() {

@@ -1,8 +1,5 @@
 #pragma once
 
-#include "FileManager.h"
-#include "TaskHelper.h"
-
 #include <QString>
 
 #include <mutex>
@@ -13,14 +10,13 @@
 class LogFolders final {
 public:
     /// @param fixedDirectory  used as the log directory when not empty
-    LogFolders(const TaskHelper& tasks, const FileManager& files, QString fixedDirectory = {})
-        : m_tasks(tasks), m_files(files), m_fixedDirectory(std::move(fixedDirectory)) {}
+    explicit LogFolders(QString fixedDirectory) : m_fixedDirectory(std::move(fixedDirectory)) {}
 
     /// The log directory, made when missing: Library/Logs/QenCloud/Logs in the user's home.
     QString rootDirectory();
-    /// The folder above the log directory; empty before the first rootDirectory().
-    QString rootPath() const;
-    QString desktopDirectory() const;
+    /// The folder above the log directory.
+    QString rootPath();
+    QString desktopDirectory();
     /// Lets the next rootDirectory() look anew.
     void forgetRootDirectory();
 
@@ -29,14 +25,11 @@ public:
 
 private:
     /// Asked once.
-    std::optional<QString> shellHome() const;
+    const std::optional<QString>& shellHome();
 
-    const TaskHelper& m_tasks;
-    const FileManager& m_files;
     const QString m_fixedDirectory;
-    mutable std::once_flag m_shellAsked;
-    mutable std::optional<QString> m_shellHome;
-    mutable std::mutex m_mutex;
+    std::once_flag m_shellAsked;
+    std::optional<QString> m_shellHome;
+    std::mutex m_mutex;
     QString m_rootDirectory;
-    QString m_rootPath;
 };

@@ -4,18 +4,15 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-
-#include <algorithm>
-#include <array>
+#include <QSet>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
 bool isSecret(const QString& key) {
-    static constexpr std::array<QLatin1StringView, 6> Secrets{
-        "ticket"_L1, "password"_L1, "old_password"_L1, "otp"_L1, "pwd"_L1, "p12"_L1};
-    return std::any_of(Secrets.begin(), Secrets.end(), [&](QLatin1StringView secret) { return key == secret; });
+    static const QSet<QString> secrets{u"ticket"_s, u"password"_s, u"old_password"_s, u"otp"_s, u"pwd"_s, u"p12"_s};
+    return secrets.contains(key);
 }
 
 QJsonValue withoutSecrets(const QJsonValue& value) {
@@ -37,21 +34,15 @@ QJsonValue withoutSecrets(const QJsonValue& value) {
 } // namespace
 
 QString redacted(const QJsonValue& value) {
-    switch (value.type()) {
-    case QJsonValue::Object:
-        return QString::fromUtf8(QJsonDocument(withoutSecrets(value).toObject()).toJson(QJsonDocument::Compact));
-    case QJsonValue::Array:
-        return QString::fromUtf8(QJsonDocument(withoutSecrets(value).toArray()).toJson(QJsonDocument::Compact));
-    case QJsonValue::Bool:
-        return value.toBool() ? u"1"_s : u"0"_s;
-    case QJsonValue::Double:
-    case QJsonValue::String:
-        return value.toVariant().toString();
-    case QJsonValue::Null:
-    case QJsonValue::Undefined:
-        break;
+    if (value.isObject() || value.isArray()) {
+        const QJsonValue shown = withoutSecrets(value);
+        const QJsonDocument document =
+            shown.isArray() ? QJsonDocument(shown.toArray()) : QJsonDocument(shown.toObject());
+        return QString::fromUtf8(document.toJson(QJsonDocument::Compact));
     }
-    return u"(null)"_s;
+    if (value.isBool())
+        return value.toBool() ? u"1"_s : u"0"_s;
+    return value.isNull() || value.isUndefined() ? u"(null)"_s : value.toVariant().toString();
 }
 
 QString logDigest(const QByteArray& secret) {

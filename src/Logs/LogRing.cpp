@@ -1,13 +1,27 @@
 #include "LogRing.h"
 
-#include "Files.h"
+#include "FileManager.h"
 #include "Paths.h"
 
+#include <QDateTime>
 #include <QFileInfo>
+#include <QStringEncoder>
 
 using namespace Qt::StringLiterals;
 
-LogRing::LogRing(LogFolders& folders, const LogWorld& world) : m_folders(folders), m_world(world) {}
+namespace {
+
+// Every line names this writing block and these two line numbers, never its caller; readers of the files know them so.
+const QString FileMark = u" : -[QenLogHelper writeLog:type:]_block_invoke:[148] : "_s;
+const QString ConsoleMark = u"-[QenLogHelper writeLog:type:]_block_invoke [Line 150] "_s;
+
+} // namespace
+
+QString LogRing::dateString(qint64 secondsSinceEpoch) {
+    constexpr int ZoneSeconds = 28800;
+    return QDateTime::fromSecsSinceEpoch(secondsSinceEpoch, Qt::OffsetFromUTC, ZoneSeconds)
+        .toString(u"yyyy-MM-dd HH:mm:ss"_s);
+}
 
 void LogRing::initialise() {
     createLogPath();
@@ -17,17 +31,12 @@ void LogRing::initialise() {
 
 void LogRing::createLogPath() {
     createLogFiles();
-    const FileManager& files = *m_world.files;
-    if (m_world.sizeRecord.isEmpty()) {
-        const QString hidden = files.createDirectoryWithName(u".AppData/QenCloud"_s, Platform::Paths::home());
-        const QString folder = files.createDirectoryWithName(u"QenCloud.EXE$"_s, hidden);
-        m_logInfoPath = folder + u"/QenCloudLogInfo.data"_s;
-    } else {
-        m_logInfoPath = m_world.sizeRecord;
-        files.createDirectoryWithName({}, QFileInfo(m_logInfoPath).path());
-    }
+    m_logInfoPath = m_world.sizeRecord;
+    if (m_logInfoPath.isEmpty())
+        m_logInfoPath = Platform::Paths::home() + u"/.AppData/QenCloud/QenCloud.EXE$/QenCloudLogInfo.data"_s;
+    const FileManager files;
+    files.createDirectoryWithName({}, QFileInfo(m_logInfoPath).path());
     files.createFilePath(m_logInfoPath);
-    m_recordFile = std::make_unique<LogRecordFile>(m_logInfoPath);
 }
 
 void LogRing::createLogFiles() const {
@@ -36,8 +45,8 @@ void LogRing::createLogFiles() const {
         createLogFileWithName(name, directory);
 }
 
-QString LogRing::createLogFileWithName(const QString& name, const QString& directory) const {
-    return m_world.files->createFilePathWithFileName(name, directory);
+QString LogRing::createLogFileWithName(const QString& name, const QString& directory) {
+    return FileManager().createFilePathWithFileName(name, directory);
 }
 
 void LogRing::readLogInfo() {
@@ -54,9 +63,7 @@ void LogRing::initial() {
         return;
     }
     m_current = *known;
-    m_fileHandle.setPath(currentPath());
-    m_fileHandle.openExisting();
-    m_currentLogInfo.logInfos[m_current] = m_fileHandle.size();
+    m_currentLogInfo.logInfos[m_current] = openFile(QIODevice::ExistingOnly) ? m_fileHandle.size() : 0;
     if (m_currentLogInfo.logInfos[m_current] < m_world.limit)
         return;
     // Neither the new file's recorded count nor the name in the record changes here, on purpose: the first write judges
@@ -71,8 +78,31 @@ QString LogRing::currentPath() const {
 }
 
 void LogRing::createFileHandle() {
-    m_fileHandle.setPath(currentPath());
-    m_fileHandle.openFresh();
+    QFile::remove(currentPath());
+    openFile(QIODevice::Truncate);
+}
+
+bool LogRing::openFile(QIODevice::OpenMode creation) {
+    m_fileHandle.close();
+    m_fileHandle.setFileName(currentPath());
+    const QFileInfo there(m_fileHandle.fileName());
+    // Nothing but a file: to open something else may wait.
+    if (there.exists() ? !there.isFile() : creation == QIODevice::ExistingOnly)
+        return false;
+    const bool isOpen = m_fileHandle.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered | creation,
+        QFile::ReadOwner | QFile::WriteOwner);
+    m_opened = Platform::fileIdentity(m_fileHandle.fileName());
+    return isOpen;
+}
+
+bool LogRing::fileHandleAvailable() {
+    const Platform::FileIdentity file = Platform::fileIdentity(m_fileHandle.fileName());
+    if (file == Platform::FileIdentity())
+        return false;
+    // Another file has the name by now, or it could not be opened before.
+    if (!m_fileHandle.isOpen() || file.device != m_opened.device || file.inode != m_opened.inode)
+        openFile(QIODevice::ExistingOnly);
+    return true;
 }
 
 void LogRing::getCurrentLogName() {
@@ -93,16 +123,31 @@ void LogRing::append(const QString& message) {
     }
     if (m_currentLogInfo.logInfos[m_current] >= m_world.limit)
         rotate();
-    const QByteArrayView line = m_line.format(message);
+    const qint64 second = QDateTime::currentSecsSinceEpoch();
+    if (second != m_second) {
+        m_second = second;
+        m_stamp = dateString(second) + FileMark;
+    }
+    const QString text = m_stamp + message + u" \n"_s;
     if (m_world.echo)
-        m_world.echo(m_line.consoleText());
+        m_world.echo(ConsoleMark + text);
+    // Without state: half a character at the end of a message must not turn up in the next line.
+    QStringEncoder utf8(QStringEncoder::Utf8, QStringEncoder::Flag::Stateless);
+    const QByteArray line = utf8(text);
     // Counted whether or not the write succeeds: the count is the ring's own book-keeping.
     m_currentLogInfo.logInfos[m_current] += line.size();
-    m_fileHandle.append(line);
+    write(line);
     updateLocalLogInfo();
+}
+
+void LogRing::write(const QByteArray& line) {
+    const qint64 written = m_fileHandle.isOpen() ? m_fileHandle.write(line) : 0;
+    // A disk that is full took a part of the line: half a line is worse than none.
+    if (written > 0 && written < line.size())
+        m_fileHandle.resize(m_fileHandle.size() - written);
 }
 
 void LogRing::updateLocalLogInfo() {
     // Nothing is reported: a record that could not be written comes with the next line.
-    static_cast<void>(m_recordFile->replace(m_image.encoded(m_currentLogInfo, m_current)));
+    static_cast<void>(storeLogRecord(m_currentLogInfo, m_logInfoPath));
 }

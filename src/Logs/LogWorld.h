@@ -1,7 +1,6 @@
 #pragma once
 
-#include "FileManager.h"
-#include "TaskHelper.h"
+#include "Error.h"
 
 #include <QString>
 
@@ -9,8 +8,6 @@
 
 /// What the log helper takes from the world around it. Every function may be called on the log's own queues.
 struct LogWorld {
-    const TaskHelper* tasks = nullptr;
-    const FileManager* files = nullptr;
     /// Folder of the three log files; Library/Logs/QenCloud/Logs in the user's home when empty.
     QString ringDirectory;
     /// The size record; .AppData/QenCloud/QenCloud.EXE$/QenCloudLogInfo.data in the user's home when empty.
@@ -26,6 +23,6 @@ struct LogWorld {
     /// Shows a folder in the file browser.
     std::function<void(const QString& folder)> openFolder;
 
-    /// The running system: shared helpers, system console, the login user's name, script runner, file browser.
+    /// The running system: system console, the login user's name, script runner, file browser.
     static LogWorld system();
 };

@@ -2,6 +2,8 @@
 
 #include "Deployment.h"
 
+#include <QDateTime>
+
 #include <memory>
 
 namespace {
@@ -14,20 +16,14 @@ LogWorld worldIn(QString ringDirectory, QString sizeRecord, qint64 limit) {
     return world;
 }
 
-/// An export is a chain of so many blocks, each of which queues the next.
-constexpr int ExportBlocks = 3;
-
 /// How long the first line of a burst waits for the others: one poll's lines cost one wake-up.
 constexpr std::chrono::milliseconds Burst{100};
 
 } // namespace
 
 QenLogHelper::QenLogHelper(LogWorld world)
-    : m_world(std::move(world)), m_folders(*m_world.tasks, *m_world.files, m_world.ringDirectory),
-      m_ring(m_folders, m_world), m_logQueue(Deployment::LogQueueLabel), m_zipQueue(Deployment::ZipQueueLabel),
-      m_export(m_zipQueue, m_folders, m_world,
-          {[this](const QString& message, int type) { writeLog(message, type); },
-              [this] { m_ring.createLogFiles(); }}) {
+    : m_world(std::move(world)), m_folders(m_world.ringDirectory), m_ring(m_folders, m_world),
+      m_logQueue(Deployment::LogQueueLabel), m_zipQueue(Deployment::ZipQueueLabel) {
     auto opened = std::make_shared<std::promise<void>>();
     m_isOpen = opened->get_future().share();
     m_logQueue.async([this, opened] {
@@ -40,8 +36,7 @@ QenLogHelper::QenLogHelper(QString ringDirectory, QString sizeRecord, qint64 lim
     : QenLogHelper(worldIn(std::move(ringDirectory), std::move(sizeRecord), limit)) {}
 
 QenLogHelper::~QenLogHelper() {
-    for (int block = 0; block < ExportBlocks; ++block)
-        m_zipQueue.drain();
+    m_zipQueue.drain();
     endBurst();
     m_logQueue.drain();
 }
@@ -80,17 +75,7 @@ bool QenLogHelper::drain(std::chrono::milliseconds limit) {
 }
 
 QString QenLogHelper::currentDateString() {
-    return LogLine::currentDateString();
-}
-
-QString QenLogHelper::askRing(const std::function<QString()>& question) {
-    if (m_logQueue.isCurrent())
-        return question();
-    endBurst();
-    // Shared with the block, which may still be about to leave set_value() when this thread goes on.
-    auto answer = std::make_shared<std::promise<QString>>();
-    m_logQueue.async([&question, answer] { answer->set_value(question()); });
-    return answer->get_future().get();
+    return LogRing::dateString(QDateTime::currentSecsSinceEpoch());
 }
 
 QString QenLogHelper::rootDirectory() {
@@ -98,25 +83,16 @@ QString QenLogHelper::rootDirectory() {
     return m_folders.rootDirectory();
 }
 
-QString QenLogHelper::desktopDirectory() const {
+QString QenLogHelper::desktopDirectory() {
     return m_folders.desktopDirectory();
 }
 
 QString QenLogHelper::currentLogName() {
-    return askRing([this] { return m_ring.currentLogName(); });
+    drain();
+    return m_ring.currentLogName();
 }
 
 QString QenLogHelper::logInfoPath() {
-    return askRing([this] { return m_ring.logInfoPath(); });
-}
-
-void QenLogHelper::zipLogs(Completion complete) {
-    endBurst();
-    m_export.zipLogs(complete ? std::move(complete) : [](bool, const QString&) {});
-}
-
-void QenLogHelper::zipLogsWithDirectory(const QString& directory, Completion complete) {
-    endBurst();
-    m_export.zipLogsWithDirectory(
-        directory, complete ? std::move(complete) : [](bool, const QString&) {});
+    m_isOpen.wait();
+    return m_ring.logInfoPath();
 }

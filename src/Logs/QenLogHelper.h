@@ -1,6 +1,5 @@
 #pragma once
 
-#include "LogExport.h"
 #include "LogFolders.h"
 #include "LogRing.h"
 #include "LogWorld.h"
@@ -11,6 +10,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <future>
 #include <mutex>
 #include <vector>
@@ -19,12 +19,12 @@
 /// console and packs all logs for support.
 ///
 /// Any thread may write; lines keep their order and are written within a tenth of a second, a burst together. Never
-/// fails to the caller: a line that cannot be written is lost. All
-/// writing of lines, the opening included, happens on the log queue. What the lines say is the caller's duty: no
-/// secrets (see LogRedaction.h).
+/// fails to the caller: a line that cannot be written is lost. All writing of lines, the opening included, happens on
+/// the log queue. What the lines say is the caller's duty: no secrets (see LogRedaction.h).
 class QenLogHelper final {
 public:
-    using Completion = LogExport::Completion;
+    /// A completion with failure comes with a text for a person, one with success without.
+    using Completion = std::function<void(bool success, const QString& message)>;
 
     explicit QenLogHelper(LogWorld world);
     /// @param ringDirectory  where the three log files live; created when missing
@@ -50,24 +50,29 @@ public:
     /// The log directory. Waits until the log is open.
     QString rootDirectory();
     /// The user's Desktop. Runs a command unless the log has been opened.
-    QString desktopDirectory() const;
-    /// The name of the file now being written, and the path of the size record. Both wait for the lines queued so far.
+    QString desktopDirectory();
+    /// The name of the file now being written. Waits for the lines queued so far.
     QString currentLogName();
+    /// The path of the size record. Waits until the log is open.
     QString logInfoPath();
 
-    /// The quick and the full export (see LogExport). Both return at once; completions arrive on the export queue. When
-    /// the log folder is gone and cannot be repaired, the completion is called with failure first and once more at the
-    /// export's end.
+    /// Both exports return at once and run one after the other on the export queue, where completions arrive, too;
+    /// their commands have no time limit. When the log folder is gone and cannot be repaired, the completion is called
+    /// with failure first and once more at the export's end.
+    ///
+    /// The agent's and the client's logs into "QenCloudAllLogs.zip" above the log directory, then shows that folder.
     void zipLogs(Completion complete);
+    /// All logs and data into five archives in the folder "MavLogs" in @p directory, then shows @p directory.
     void zipLogsWithDirectory(const QString& directory, Completion complete);
 
 private:
     void writePending();
     /// What waits is written now.
     void endBurst();
-    QString askRing(const std::function<QString()>& question);
+    void repairLogFolder(const Completion& complete);
+    void beginExport(Completion complete, std::function<void(const Completion& complete)> steps);
 
-    LogWorld m_world;
+    const LogWorld m_world;
     LogFolders m_folders;
     LogRing m_ring;
     /// Lines for which one block waits on the log queue, so that a burst costs one hand-over.
@@ -79,5 +84,4 @@ private:
     // Behind all that their blocks use: they finish first.
     Platform::SerialQueue m_logQueue;
     Platform::SerialQueue m_zipQueue;
-    LogExport m_export;
 };

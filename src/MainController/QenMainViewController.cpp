@@ -208,7 +208,7 @@ void QenMainViewController::roundCompleted(const CheckLook::Closing& closing) {
     m_ui->countLab->setText(closing.countText);
     if (!closing.smallStateText.isNull())
         m_ui->smallStateLab->setText(closing.smallStateText);
-    if (closing.leavesDetailTab && m_ui->tabView->currentIndex() == QenMainLeftBar::DetailTab) {
+    if (closing.hidesDetailButton && m_ui->tabView->currentIndex() == QenMainLeftBar::DetailTab) {
         m_leftBar.switchbtnsecond();
         selectTab(QenMainLeftBar::ToolsTab);
     }

@@ -1,36 +1,26 @@
 #include "CheckCatalogue.h"
 
-#include "Files.h"
 #include "PropertyList.h"
 #include "PropertyListLimits.h"
 
 #include <QFile>
+#include <QFileInfo>
+
+using namespace Qt::StringLiterals;
 
 using Platform::ArchiveValue;
 
 namespace {
-
-bool isIncluded(const QString& title, const RequiredChecks& required) {
-    return (required.disk && title == u"磁盘已加密") || (required.firewall && title == u"已开启主机防火墙") ||
-        (required.version && title == u"Qen安装检测") || (required.domain && title == u"域检测");
-}
 
 std::vector<QenCheckModelPointer> includedChecks(const ArchiveValue& entries, const RequiredChecks& required) {
     std::vector<QenCheckModelPointer> checks;
     for (const ArchiveValue& entry : entries.array()) {
         auto check = std::make_shared<QenCheckModel>();
         check->spreadDictToModel(entry);
-        if (isIncluded(check->title(), required))
+        if (required.contains(check->title()))
             checks.push_back(std::move(check));
     }
     return checks;
-}
-
-std::optional<QByteArray> contentOf(const QString& path) {
-    if (!path.startsWith(u':'))
-        return Platform::readFile(path, Platform::PropertyListLimits::FileSize);
-    QFile resource(path);
-    return resource.open(QIODevice::ReadOnly) ? std::optional(resource.readAll()) : std::nullopt;
 }
 
 } // namespace
@@ -38,8 +28,16 @@ std::optional<QByteArray> contentOf(const QString& path) {
 RequiredChecks requiredChecks(const std::optional<ArchiveValue>& complianceInfo) {
     const ArchiveValue access = complianceInfo ? complianceInfo->value(u"access") : ArchiveValue();
     const auto text = [&access](QStringView key) { return access.value(key).string(); };
-    return {text(u"is_disk_encrypt") == u"1", text(u"firewall") == u"1", !text(u"ent_domain").isEmpty(),
-        !text(u"ent_qen").isEmpty()};
+    RequiredChecks titles;
+    if (text(u"is_disk_encrypt") == u"1")
+        titles.insert(u"磁盘已加密"_s);
+    if (text(u"firewall") == u"1")
+        titles.insert(u"已开启主机防火墙"_s);
+    if (!text(u"ent_domain").isEmpty())
+        titles.insert(u"域检测"_s);
+    if (!text(u"ent_qen").isEmpty())
+        titles.insert(u"Qen安装检测"_s);
+    return titles;
 }
 
 CheckTree checkTree(const ArchiveValue& catalogue, const RequiredChecks& required) {
@@ -60,7 +58,10 @@ CheckTree checkTree(const ArchiveValue& catalogue, const RequiredChecks& require
 }
 
 std::optional<ArchiveValue> readCatalogue(const QString& path) {
-    const auto bytes = contentOf(path);
-    auto catalogue = bytes ? Platform::PropertyList::decoded(*bytes) : std::nullopt;
+    QFile file(path);
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly) ||
+        file.size() > Platform::PropertyListLimits::FileSize)
+        return std::nullopt;
+    auto catalogue = Platform::PropertyList::decoded(file.readAll());
     return catalogue && catalogue->isArray() ? catalogue : std::nullopt;
 }

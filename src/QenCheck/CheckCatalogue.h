@@ -3,19 +3,12 @@
 #include "ArchiveValue.h"
 #include "QenRootModel.h"
 
+#include <QSet>
+
 #include <optional>
 
-/// Which checks the agent's policy asks for.
-struct RequiredChecks {
-    bool disk = false;
-    bool firewall = false;
-    bool domain = false;
-    bool version = false;
-
-    bool operator==(const RequiredChecks&) const = default;
-};
-
-/// Reads the policy's "access" dictionary; without one nothing is required.
+/// Titles of the checks that the policy's "access" dictionary asks for; without one nothing is required.
+using RequiredChecks = QSet<QString>;
 RequiredChecks requiredChecks(const std::optional<Platform::ArchiveValue>& complianceInfo);
 
 /// The check tree of a round.

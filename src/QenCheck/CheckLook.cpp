@@ -45,7 +45,6 @@ Closing closing(qint64 needCheckCount, qint64 warnCount, int currentLevel) {
     } else {
         closing.countText = u"合规检测项全部正常"_s;
         closing.hidesDetailButton = true;
-        closing.leavesDetailTab = true;
     }
     const bool isSafe = warnCount < 1;
     closing.picture = isSafe ? u"completeImg_safe"_s : u"completeImg_unsafe"_s;

@@ -35,9 +35,8 @@ struct Closing {
     /// Null leaves the small state label as it is.
     QString smallStateText;
     QString stateText;
+    /// When the detail tab is selected, the left bar goes to its second button, too.
     bool hidesDetailButton = false;
-    /// When the detail tab is selected, the left bar goes to its second button.
-    bool leavesDetailTab = false;
     QString picture;
     QString smallPicture;
 };

@@ -1,8 +1,26 @@
 #include "CheckVerdict.h"
 
+#include "StringTable.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
 using namespace Qt::StringLiterals;
 
 namespace {
+
+constexpr qsizetype LongestLine = 120;
+constexpr qsizetype LongestAnswer = 64 << 10;
+
+/// Another program's text without line ends and what cannot be seen, of bounded length.
+QString oneLine(const QString& text) {
+    QString line = text.left(4 * LongestLine).simplified();
+    for (QChar& character : line) {
+        if (!character.isPrint())
+            character = u'?';
+    }
+    return line.size() > LongestLine ? line.left(LongestLine) + u"..."_s : line;
+}
 
 QString quoted(const QString& text) {
     return u'"' + oneLine(text) + u'"';
@@ -73,4 +91,35 @@ CheckVerdict judgeQenVersion(const QString& installed, const QString& minimum) {
     if (sortsBefore)
         return {false, reason};
     return {true, reason, {u"version.not-before"_s, oneLine(installed), oneLine(minimum)}};
+}
+
+CheckReason CheckReason::late() {
+    return {u"probe.late"_s, {}, {}, u"the probe took too long and was stopped"_s, true};
+}
+
+CheckReason CheckReason::silent() {
+    return {u"probe.silent"_s, {}, {}, {}, true};
+}
+
+std::optional<CheckReason> CheckReason::fromJson(const QString& json) {
+    if (json.size() > LongestAnswer)
+        return std::nullopt;
+    const QJsonObject answer = QJsonDocument::fromJson(json.toUtf8()).object();
+    const QString state = answer.value(u"state").toString();
+    const auto line = [&answer](QStringView key) { return oneLine(answer.value(key).toString()); };
+    if ((state != u"off" && state != u"unknown") || line(u"code").isEmpty())
+        return std::nullopt;
+    return CheckReason{line(u"code"), line(u"subject"), line(u"place"), line(u"text"), state == u"unknown"};
+}
+
+QString CheckReason::note() const {
+    // "disk.layer-unseen" is "WhyDiskLayerUnseen" among the texts. What a reason without one means is in its check's
+    // description.
+    QString key = u"Why"_s;
+    for (const QString& word : QString(code).replace(u'-', u'.').split(u'.'))
+        key += word.left(1).toUpper() + word.mid(1);
+    const QString sentence = localizedString(key).replace(u"%1"_s, subject);
+    if (sentence.isEmpty() || place.isEmpty())
+        return sentence;
+    return sentence + u"（%1）"_s.arg(place == u"swap" ? localizedString(u"Swap"_s) : place);
 }

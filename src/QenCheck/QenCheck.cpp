@@ -43,20 +43,20 @@ QenCheck::Probe QenCheck::probe(const QString& command) const {
     return probe;
 }
 
-void QenCheck::explain(CheckVerdict& verdict, const Probe& probe, const QString& subject) const {
+CheckVerdict QenCheck::explained(CheckVerdict verdict, const Probe& probe, const QString& subject) const {
     // One that was stopped has not said that the computer is joined to nothing.
     const bool isStopped = probe.isLate && probe.output.isEmpty();
     if (!verdict.isWarn || (!verdict.why.code.isNull() && !isStopped))
-        return;
-    if (isStopped) {
-        verdict.why = CheckReason::late();
-    } else {
-        QString answer;
+        return verdict;
+    QString answer;
+    if (!isStopped)
         m_world.tasks.excuteTaskPath(ReasonTool, {u"reason"_s, subject}, &answer, nullptr);
-        verdict.why = CheckReason::fromJson(answer).value_or(verdict.hasAnswer ? CheckReason() : CheckReason::silent());
-    }
+    verdict.why = isStopped
+        ? CheckReason::late()
+        : CheckReason::fromJson(answer).value_or(verdict.hasAnswer ? CheckReason() : CheckReason::silent());
     if (!verdict.why.text.isEmpty())
         verdict.reason = verdict.why.text;
+    return verdict;
 }
 
 void QenCheck::checkFileVault(const QenCheckModelPointer& model) {
@@ -66,9 +66,7 @@ void QenCheck::checkFileVault(const QenCheckModelPointer& model) {
     // Only told: a failed run has no output, and that decides.
     if (answer.error)
         log(u"[QenCheck] check FileVault failed : %1"_s.arg(answer.error.logText()));
-    CheckVerdict verdict = judgeFileVault(answer.output, answer.error);
-    explain(verdict, answer, u"disk"_s);
-    report(model, verdict);
+    report(model, explained(judgeFileVault(answer.output, answer.error), answer, u"disk"_s));
 }
 
 void QenCheck::checkFireWall(const QenCheckModelPointer& model) {
@@ -78,9 +76,7 @@ void QenCheck::checkFireWall(const QenCheckModelPointer& model) {
         log(u"[QenCheck] check FireWall failed : %1"_s.arg(answer.error.logText()));
     else
         log(u"[QenCheck] check FireWall state : %1"_s.arg(answer.output));
-    CheckVerdict verdict = judgeFireWall(answer.output, answer.error);
-    explain(verdict, answer, u"firewall"_s);
-    report(model, verdict);
+    report(model, explained(judgeFireWall(answer.output, answer.error), answer, u"firewall"_s));
 }
 
 void QenCheck::checkJoinDomain(const QenCheckModelPointer& model) {
@@ -90,9 +86,7 @@ void QenCheck::checkJoinDomain(const QenCheckModelPointer& model) {
     log(u"[QenCheck] check JoinDomain state : %1"_s.arg(orNull(answer.output)));
     if (answer.error)
         log(u"[QenCheck] check JoinDomain failed : %1"_s.arg(answer.error.logText()));
-    CheckVerdict verdict = judgeJoinDomain(answer.output, answer.error, expected);
-    explain(verdict, answer, u"domain"_s);
-    report(model, verdict);
+    report(model, explained(judgeJoinDomain(answer.output, answer.error, expected), answer, u"domain"_s));
 }
 
 void QenCheck::checkQenVersion(const QenCheckModelPointer& model) {

@@ -85,9 +85,8 @@ private:
     };
 
     Probe probe(const QString& command) const;
-    /// Asks the host tools about @p subject why the answer is what it is, once, and only where the verdict does not
-    /// tell.
-    void explain(CheckVerdict& verdict, const Probe& probe, const QString& subject) const;
+    /// With the host tools' reason about @p subject; they are asked only where the verdict does not tell.
+    CheckVerdict explained(CheckVerdict verdict, const Probe& probe, const QString& subject) const;
     /// "ent_domain" or "ent_qen"; null when not stated.
     QString requirement(QStringView key) const;
     void report(const QenCheckModelPointer& model, const CheckVerdict& verdict);

@@ -1,7 +1,7 @@
-#include "EscapedText.h"
 #include "QenCheck.h"
 #include "ScriptRunner.h"
 #include "TaskHelper.h"
+#include "UserFacts.h"
 
 #include <QRegularExpression>
 
@@ -23,11 +23,32 @@ bool hasEscapes(const QString& name) {
     return name.contains(u"\\u"_s) && !account.match(name).hasMatch();
 }
 
-/// The server knows an account of the directory by its short name.
-QString shortName(const QString& name) {
-    const qsizetype backslash = name.indexOf(u'\\');
-    const qsizetype at = name.lastIndexOf(u'@');
-    return backslash > 0 ? name.mid(backslash + 1) : at > 0 ? name.left(at) : name;
+/// What stands between the quotes of a property list's string in its old text form: \U and up to four hexadecimal
+/// digits are a UTF-16 unit, up to three octal digits a character, and the usual letters control characters; a
+/// backslash before anything else is dropped. Null for what cannot stand there.
+QString unescaped(const QString& content) {
+    static const auto DotIsAll = QRegularExpression::DotMatchesEverythingOption;
+    static const QRegularExpression whole(QRegularExpression::anchoredPattern(uR"(([^\\"]|\\.)*+)"_s), DotIsAll);
+    static const QRegularExpression escape(uR"(\\(?:U([0-9A-Fa-f]{0,4})|([0-7]{1,3})|(.)))"_s, DotIsAll);
+    static constexpr QStringView Letters = u"abfnrtv";
+    static constexpr QStringView Meanings = u"\a\b\f\n\r\t\v";
+    if (!whole.match(content).hasMatch())
+        return {};
+    QString text = u""_s;
+    qsizetype end = 0;
+    for (auto it = escape.globalMatch(content); it.hasNext();) {
+        const QRegularExpressionMatch match = it.next();
+        text += content.mid(end, match.capturedStart() - end);
+        end = match.capturedEnd();
+        const qsizetype letter = match.hasCaptured(3) ? Letters.indexOf(match.captured(3)) : -1;
+        if (match.hasCaptured(1))
+            text += QChar(match.captured(1).toUShort(nullptr, 16));
+        else if (match.hasCaptured(2))
+            text += QChar(match.captured(2).toUShort(nullptr, 8));
+        else
+            text += letter < 0 ? match.captured(3) : QString(Meanings[letter]);
+    }
+    return text + content.mid(end);
 }
 
 } // namespace
@@ -72,7 +93,8 @@ std::optional<QenCheck::DomainUser> QenCheck::domainUser() {
         log(u"[QenCheck] DomainLogin: The domain of mobile account is not be same the current domain."_s);
         return std::nullopt;
     }
-    return DomainUser{shortName(name), domain};
+    // The server knows an account of the directory by its short name.
+    return DomainUser{AccountName::parsed(name).shortName, domain};
 }
 
 void QenCheck::beginRequests(const DomainUser& user) {
@@ -143,11 +165,6 @@ void QenCheck::timerHandler() {
 }
 
 QString QenCheck::replaceUnicode(const QString& text) {
-    QString escaped = text;
-    escaped.replace(u"\\u"_s, u"\\U"_s);
-    escaped.replace(u'"', u"\\\""_s);
-    QString plain = unescapedQuotedText(u'"' + escaped + u'"');
-    if (!plain.isNull())
-        plain.replace(u"\\r\\n"_s, u"\n"_s);
-    return plain;
+    QString plain = unescaped(QString(text).replace(u"\\u"_s, u"\\U"_s).replace(u'"', u"\\\""_s));
+    return plain.replace(u"\\r\\n"_s, u"\n"_s);
 }

@@ -15,25 +15,10 @@ void QenCheckModel::spreadDictToModel(const Platform::ArchiveValue& dictionary) 
     take(u"keyword", m_keyword);
 }
 
-QString QenCheckModel::reason() const {
-    const std::lock_guard lock(m_mutex);
-    return m_reason;
-}
-
-QString QenCheckModel::reasonCode() const {
-    const std::lock_guard lock(m_mutex);
-    return m_reasonCode;
-}
-
 void QenCheckModel::setReason(const QString& reason, const QString& code) {
     const std::lock_guard lock(m_mutex);
     m_reason = reason;
     m_reasonCode = code;
-}
-
-QString QenCheckModel::note() const {
-    const std::lock_guard lock(m_mutex);
-    return m_note;
 }
 
 void QenCheckModel::setNote(const QString& note) {

@@ -48,15 +48,20 @@ public:
     Outcome outcome() const { return m_outcome; }
     void setOutcome(Outcome outcome) { m_outcome = outcome; }
     /// Why, in words for the person; null when the check's own description says enough.
-    QString note() const;
+    QString note() const { return locked(m_note); }
     void setNote(const QString& note);
     /// What the probe found, one English line for support; null before the first result.
-    QString reason() const;
+    QString reason() const { return locked(m_reason); }
     /// What that reason is, for programs; null when it has no code.
-    QString reasonCode() const;
+    QString reasonCode() const { return locked(m_reasonCode); }
     void setReason(const QString& reason, const QString& code);
 
 private:
+    QString locked(const QString& text) const {
+        const std::lock_guard lock(m_mutex);
+        return text;
+    }
+
     QString m_title;
     QString m_detail;
     QString m_selectorName;

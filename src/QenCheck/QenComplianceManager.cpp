@@ -1,22 +1,14 @@
 #include "QenComplianceManager.h"
 
-#include "QenTask.h"
+#include "TaskHelper.h"
 
 #include <QFileInfo>
-#include <QStringDecoder>
 
 using namespace Qt::StringLiterals;
 
 using Platform::Error;
 
 namespace {
-
-/// Null for bytes that are not UTF-8.
-QString decoded(const QByteArray& bytes) {
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString text = decoder(bytes);
-    return decoder.hasError() ? QString() : text;
-}
 
 void searchOutput(const QString& command, const QString& wanted, const QenComplianceManager::Completion& completion) {
     QString output;
@@ -49,21 +41,10 @@ void QenComplianceManager::excuteTaskPath(
     const QString& path, const QStringList& argvs, QString* result, Error* error) {
     if (!QFileInfo::exists(path))
         return;
-    Platform::QenTask task(path, argvs);
-    // Waits for nothing, on purpose: the command has not started. The reads below wait for it.
-    task.waitUntilExit();
-    if (const Error failure = task.launch()) {
-        if (error)
-            *error = Error(QString(), -1, {}, failure.localizedDescription());
-        return;
-    }
-    const QByteArray output = task.readStandardOutputToEnd();
-    const QByteArray errorOutput = task.readStandardErrorToEnd();
-    if (!output.isEmpty() && result)
-        *result = decoded(output);
-    if (!errorOutput.isEmpty() && error) {
-        const QString text = decoded(errorOutput);
-        *error = Error(QString(), -1, {}, text.isNull() ? u"unknown error"_s : text);
-    }
-    task.closeReadingHandles();
+    TaskHelper().excuteTaskPath(path, argvs, {}, [&](const QString& output, const Error& failure) {
+        if (!output.isNull() && result)
+            *result = output;
+        if (failure && error)
+            *error = failure;
+    });
 }

@@ -1,6 +1,4 @@
-#include "DeviceSerials.h"
 #include "ITDevice.h"
-#include "PermanentAddress.h"
 
 #include <QDir>
 #include <QTemporaryDir>
@@ -8,12 +6,10 @@
 
 #include <thread>
 
-#include <linux/rtnetlink.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
-using Family = InterfaceAddress::Family;
 using Files = QMap<QString, QByteArray>;
 
 namespace {
@@ -60,10 +56,6 @@ struct Commands {
         };
     }
 };
-
-InterfaceAddress address(const QString& name, Family family, const QString& ipv4 = {}, bool isUp = true) {
-    return {name, family, isUp, name == u"lo", ipv4};
-}
 
 const QByteArray PropertyListText = R"(<?xml version="1.0" encoding="UTF-8"?>
 <plist version="1.0"><dict><key>CFBundleShortVersionString</key><string>3.2.1</string></dict></plist>)";
@@ -225,7 +217,6 @@ private Q_SLOTS:
         root.addInterface("eth0", "02:fc:00:00:00:0a", {"device"});
         root.addInterface("wlan0", "aa:bb:cc:dd:ee:ff", {"device", "wireless"});
         root.addInterface("six0", "02:00:00:00:00:06", {"device"});
-        root.addInterface("down0", "02:00:00:00:00:07", {"device"});
         root.addInterface("port0", "02:00:00:00:00:08", {"device", "master->../br0"});
         root.addInterface("br0", "02:00:00:00:00:08", {"bridge", "lower_port0->../port0"});
         root.addInterface("docker0", "02:42:00:00:00:01", {"bridge", "lower_veth1->../veth1"});
@@ -233,71 +224,27 @@ private Q_SLOTS:
         root.addInterface("tun0", "", {});
         root.addInterface("zero0", "00:00:00:00:00:00", {"device"});
         root.addInterface("ib0", "80:00:02:08:fe:80:00:00:00:00:00:00:e4:1d:2d:03:00:1c:3a:01", {"device"});
-        const QList<InterfaceAddress> addresses{address("lo", Family::IPv4, "127.0.0.1"),
-            address("wlan0", Family::Link), address("wlan0", Family::IPv4, "10.0.0.7"),
-            address("wlan0", Family::IPv4, "10.0.0.8"), address("eth0:home", Family::IPv4, "192.168.1.5"),
-            address("six0", Family::IPv6), address("down0", Family::IPv4, "1.2.3.4", false),
-            address("port0", Family::Link), address("br0", Family::IPv4, "172.20.0.1"),
-            address("docker0", Family::IPv4, "172.17.0.1"), address("veth1", Family::IPv6),
-            address("tun0", Family::IPv4, "10.8.0.2"), address("zero0", Family::Link),
-            address("ib0", Family::IPv4, "10.9.0.1"), address("../eth0", Family::IPv4, "9.9.9.9"),
-            address("eth1", Family::Other)};
         int asked = 0;
-        std::optional<QList<InterfaceAddress>> answer = addresses;
+        QMap<QString, QString> answer{{"wlan0", "10.0.0.7"}, {"eth0", "192.168.1.5"}, {"six0", "0.0.0.0"},
+            {"port0", "0.0.0.0"}, {"br0", "172.20.0.1"}, {"docker0", "172.17.0.1"}, {"veth1", "0.0.0.0"},
+            {"tun0", "10.8.0.2"}, {"zero0", "0.0.0.0"}, {"ib0", "10.9.0.1"}, {"../eth0", "9.9.9.9"}};
         const auto listed = [&] {
             ++asked;
             return answer;
         };
-        const auto permanent = [](const QString& name) { return name == u"six0" ? u"0011223344FF"_s : QString(); };
-        ITDevice device(root.path(), {.listAddresses = listed, .permanentAddress = permanent});
-        QCOMPARE(device.macAddresses(), (QStringList{"020000000008", "02FC0000000A", "0011223344FF", "AABBCCDDEEFF"}));
+        ITDevice device(root.path(), {.listAddresses = listed});
+        QCOMPARE(device.macAddresses(), (QStringList{"020000000008", "02FC0000000A", "020000000006", "AABBCCDDEEFF"}));
         QCOMPARE(device.ipArray(), (QStringList{"172.20.0.1", "192.168.1.5", "0.0.0.0", "10.0.0.7"}));
-        QCOMPARE(device.networkInfos().value("wlan0").dictionary(),
-            (QMap<QString, QString>{{"MacAddress", "AABBCCDDEEFF"}, {"HardwarePort", "Wi-Fi"},
-                {"service", "Office Wi-Fi"}, {"Device", "wlan0"}, {"ServiceID", "u-1"}, {"ip", "10.0.0.7"}}));
-        QCOMPARE(device.networkInfos().value("eth0").service, "eth0");
-        QVERIFY(!device.getNetworkMacAddress("docker0"));
-        answer.reset();
+        QCOMPARE(device.networkInfos().value("wlan0"),
+            (DeviceInterface{{"MacAddress", "AABBCCDDEEFF"}, {"HardwarePort", "Wi-Fi"}, {"service", "Office Wi-Fi"},
+                {"Device", "wlan0"}, {"ServiceID", "u-1"}, {"ip", "10.0.0.7"}}));
+        QCOMPARE(device.networkInfos().value("eth0").value("service"), "eth0");
+        QVERIFY(device.getNetworkMacAddress("docker0").isEmpty());
+        answer.clear();
         QCOMPARE(device.ipArray().size(), 4); // filled once
         device.getMacAndIPAddr();             // asked for, and failing: an empty table from now on
         QCOMPARE(device.ipArray().size() + device.macAddresses().size(), 0);
         QCOMPARE(asked, 2);
-    }
-
-    void permanentAddresses_data() {
-        QTest::addColumn<QByteArray>("answer");
-        QTest::addColumn<QString>("digits");
-        const auto attribute = [](ushort type, QByteArray value) {
-            const rtattr head{static_cast<ushort>(RTA_LENGTH(value.size())), type};
-            value.prepend(reinterpret_cast<const char*>(&head), sizeof head);
-            return value.leftJustified(RTA_ALIGN(value.size()), '\0');
-        };
-        const auto answer = [](const QByteArray& attributes, ushort type = RTM_NEWLINK) {
-            nlmsghdr head{};
-            head.nlmsg_len = static_cast<quint32>(NLMSG_LENGTH(sizeof(ifinfomsg)) + attributes.size());
-            head.nlmsg_type = type;
-            return QByteArray(reinterpret_cast<const char*>(&head), sizeof head) + QByteArray(sizeof(ifinfomsg), '\0') +
-                attributes;
-        };
-        const QByteArray name = attribute(IFLA_IFNAME, QByteArray("wlan0\0", 6));
-        const QByteArray present = attribute(IFLA_ADDRESS, QByteArray::fromHex("fe1122334455"));
-        const QByteArray permanent = attribute(IFLA_PERM_ADDRESS, QByteArray::fromHex("a41122334455"));
-        const QByteArray good = answer(name + present + permanent);
-        QTest::newRow("behind others") << good << "A41122334455";
-        QTest::newRow("none") << answer(name + present) << "";
-        QTest::newRow("all zeros") << answer(attribute(IFLA_PERM_ADDRESS, QByteArray(6, '\0'))) << "";
-        QTest::newRow("of another length") << answer(attribute(IFLA_PERM_ADDRESS, QByteArray(20, 'x'))) << "";
-        QTest::newRow("a refusal") << answer(permanent, NLMSG_ERROR) << "";
-        QTest::newRow("an attribute without length") << answer(QByteArray(8, '\0') + permanent) << "";
-        for (const qsizetype size : {0, 4, 16, 31, 33, int(good.size()) - 3})
-            QTest::addRow("cut at %d", int(size)) << good.left(size) << "";
-        QTest::newRow("longer than it says") << good + permanent << "A41122334455";
-    }
-    void permanentAddresses() {
-        QFETCH(QByteArray, answer);
-        QTEST(PermanentAddress::inAnswer(answer), "digits");
-        for (const char* name : {"", "lo", "no-such-device", "a-name-that-is-too-long"})
-            QCOMPARE(PermanentAddress::ofInterface(QString::fromLatin1(name)), QString());
     }
 
     void hardwarePorts() {
@@ -345,11 +292,14 @@ private Q_SLOTS:
         const ITDevice bare("/nowhere");
         QCOMPARE(bare.boardSerialNums() + bare.memorySerialNums() + bare.hardDiskSerialNums(), QStringList{});
         // An old, shorter entry: what stands in the number's place belongs to its strings.
-        const QByteArray old = "\x11\x15" + QByteArray(0x13, '\0') + QByteArray("abc\x01\0\0", 6);
-        QCOMPARE(DeviceSerials::firmwareString(old, 0x18), "");
+        const QString first = "/sys/firmware/dmi/entries/17-0/raw";
+        root.write(first, "\x11\x15" + QByteArray(0x13, '\0') + QByteArray("abc\x01\0\0", 6));
+        QCOMPARE(device.memorySerialNums(), QStringList{});
         // Cut short anywhere: a serial number whole or none.
-        for (qsizetype length = 0; length < module.size(); ++length)
-            QVERIFY(DeviceSerials::firmwareString(module.left(length), 0x18).isEmpty() || length >= module.size() - 2);
+        for (qsizetype length = 0; length < module.size() - 2; ++length) {
+            root.write(first, module.left(length));
+            QCOMPARE(device.memorySerialNums(), QStringList{});
+        }
     }
 
     void kernelTexts() {
@@ -364,17 +314,22 @@ private Q_SLOTS:
     }
 
     void programs() {
-        const QByteArray status = "Package: other\nVersion: 9\n\nPackage: tool\nMaintainer: The Team <t@example.org>\n"
-                                  "Version: 1:2.0-1\n\nPackage: last\nVersion: 3\n";
+        const QByteArray status = "Package: other\nStatus: install ok installed\nMaintainer: x\nArchitecture: all\n"
+                                  "Version: 9\nDescription: d\n\nPackage: tool\nStatus: install ok installed\n"
+                                  "Maintainer: The Team <t@example.org>\nArchitecture: all\nVersion: 1:2.0-1\n"
+                                  "Description: d\n";
         const Root root({{"/Applications/Some.app/Contents/Info.plist", PropertyListText},
             {"/Applications/Broken.app/Contents/Info.plist", "<plist><dict>"}, {"/var/lib/dpkg/status", status},
-            {"/var/lib/dpkg/info/tool:amd64.list", "/.\n/bin\n/bin/tool\n"}});
+            {"/var/lib/dpkg/info/other.list", "/.\n/opt/x/too\n"},
+            {"/var/lib/dpkg/info/tool.list", "/.\n/bin\n/bin/tool\n/opt/a [x]*\n"}});
         const ITDevice device(root.path());
         const QString bundles = root.path() + "/Applications/";
         QCOMPARE(device.getAppVersionWithPath(bundles + "Some.app/Contents/MacOS/Some"), "3.2.1");
         QCOMPARE(device.getAppVersionWithPath(bundles + "Broken.app/Contents/MacOS/Broken"), "");
         QCOMPARE(device.getAppVersionWithPath("/usr/bin/tool"), "1:2.0-1");
-        QCOMPARE(device.getAppVersionWithPath("/usr/bin/too"), "");
+        QCOMPARE(device.getAppVersionWithPath("/opt/a [x]*"), "1:2.0-1");
+        for (const char* none : {"/usr/bin/too", "/usr/bin/*", "tool", "", "-W", "$(echo /bin/tool)"})
+            QCOMPARE(device.getAppVersionWithPath(QString::fromLatin1(none)), "");
         QCOMPARE(device.getProcessSign("/usr/bin/tool"),
             (QVariantMap{
                 {"signatureStatus", -67068}, {"signingAuthorities", QStringList{"The Team <t@example.org>"}}}));

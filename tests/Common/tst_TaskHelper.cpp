@@ -158,11 +158,13 @@ private Q_SLOTS:
 
     void folders() {
         QTemporaryDir root;
-        const FileManager files(root.filePath(u"Users"_s));
+        qputenv("MAV_ROOT", root.path().toLocal8Bit());
+        const FileManager files;
         const QString data = files.createAppRootDirectory();
         QCOMPARE(data, root.filePath(u"Users/.AllUsers/QenCloud/QenCloud.EXE$"_s));
         QCOMPARE(files.createAppUpgradeRootDirectory(), data + u"/AppUpgrade"_s);
         QCOMPARE(files.createAppPolicyRootDirectory(), data + u"/Policy"_s);
+        qunsetenv("MAV_ROOT");
         for (const char* made :
             {"Users/.AllUsers", "Users/.AllUsers/QenCloud", "Users/.AllUsers/QenCloud/QenCloud.EXE$/Policy"})
             QCOMPARE(modeOf(root.filePath(QString::fromLatin1(made))), mode_t(0700));

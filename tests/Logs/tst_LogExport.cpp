@@ -2,6 +2,7 @@
 #include "Paths.h"
 #include "QenLogHelper.h"
 #include "ScriptRunner.h"
+#include "TaskHelper.h"
 
 #include <QDir>
 #include <QElapsedTimer>

@@ -149,7 +149,7 @@ private Q_SLOTS:
         for (const char* zone : {"America/New_York", "UTC", "Asia/Kathmandu"}) {
             qputenv("TZ", zone);
             tzset();
-            QCOMPARE(LogLine::dateString(second), text);
+            QCOMPARE(LogRing::dateString(second), text);
         }
         qunsetenv("TZ");
         tzset();

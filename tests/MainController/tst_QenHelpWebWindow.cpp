@@ -35,7 +35,8 @@ private Q_SLOTS:
         m_window->loadHelpWithTag({});
         QSet<QString> pages{m_page->toPlainText()};
         qsizetype checks = 0;
-        for (const QenRootModelPointer& node : checkTree(*catalogue, {true, true, true, true}).nodes) {
+        const RequiredChecks titles{u"磁盘已加密"_s, u"已开启主机防火墙"_s, u"域检测"_s, u"Qen安装检测"_s};
+        for (const QenRootModelPointer& node : checkTree(*catalogue, titles).nodes) {
             for (const QenCheckModelPointer& check : node->leafArr()) {
                 m_window->loadHelpWithTag(check->keyword());
                 QVERIFY2(m_page->toPlainText().size() > 200, qPrintable(check->keyword()));

@@ -1,8 +1,10 @@
 #include "QenCheck.h"
 
 #include "CheckWorld.h"
+#include "MavResources.h"
 #include "QenCategoryMode.h"
 #include "QenComplianceManager.h"
+#include "StringTable.h"
 
 using namespace Qt::StringLiterals;
 
@@ -22,6 +24,11 @@ class tst_QenCheck : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase() {
+        initMavResources();
+        QVERIFY(installStringTable());
+    }
+
     void probes_data() {
         QTest::addColumn<QString>("selector");
         QTest::addColumn<QString>("tool");
@@ -103,7 +110,8 @@ private Q_SLOTS:
                 "the probe failed: \"fdesetup: no\"");
         row("too late", "exec sleep 30", says("off", "disk.plain"), Outcome::Unknown, "probe.late", "WhyProbeLate",
             "the probe took too long and was stopped");
-        row("odd texts", off, "printf '{\"state\":\"off\",\"code\":\"disk.plain\",\"text\":\"a\\\\u202eb\\\\nc\"}'",
+        row("odd texts", off,
+            "printf '{\"state\":\"off\",\"code\":\"disk.plain\",\"subject\":\"sdb1\",\"text\":\"a\\\\u202eb\\\\nc\"}'",
             Outcome::Running, "disk.plain", "WhyDiskPlain", "a?b c");
     }
     void reasons() {
@@ -114,7 +122,7 @@ private Q_SLOTS:
         const auto model = run("checkFileVault:");
         QTEST(model->outcome(), "outcome");
         QTEST(model->reasonCode(), "code");
-        QTEST(model->note(), "note");
+        QCOMPARE(model->note(), words(u"sdb1"_s));
         QTEST(model->reason(), "text");
         // Not when there is nothing to explain, nor after a probe that hung: a check's time is bounded.
         const bool isAsked = QFile::exists(m_world->file("tools/mav-hosttools.asked"));
@@ -148,7 +156,7 @@ private Q_SLOTS:
                 (joined.isEmpty() ? "exit 0" : "echo 'Active Directory Domain          = " + joined.toUtf8() + "'"));
         const auto model = run("checkJoinDomain:");
         QTEST(model->isWarn(), "isWarn");
-        QTEST(model->note(), "note");
+        QCOMPARE(model->note(), words(joined));
         QCOMPARE(m_world->lines().value(1),
             u"[QenCheck] check JoinDomain state : %1"_s.arg(joined.isEmpty() ? "(null)" : joined + u'\n'));
     }
@@ -291,6 +299,14 @@ private Q_SLOTS:
     void cleanupTestCase() { Platform::HostTools::setFolders({}); }
 
 private:
+    /// The words for the row's note, a key with what follows it.
+    static QString words(const QString& subject) {
+        QFETCH(QString, note);
+        const QString key = note.section(u"（"_s, 0, 0);
+        return localizedString(key).replace(u"%1"_s, subject) +
+            note.mid(key.size()).replace(u"Swap"_s, localizedString(u"Swap"_s));
+    }
+
     /// Runs a check and looks at how its result is posted.
     QenCheckModelPointer run(const QString& selector, int results = 1) {
         const TaskHelper tasks(Limit);

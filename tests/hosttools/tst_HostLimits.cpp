@@ -1,5 +1,6 @@
 #include "HostFixture.h"
 #include "HostPack.h"
+#include "NetworkService.h"
 #include "PacketFilters.h"
 
 #include <QElapsedTimer>
@@ -98,6 +99,32 @@ private Q_SLOTS:
             const HostPack::Result result = m_pack.run(m_machine->path(), {u"fdesetup"_s, u"status"_s});
             QVERIFY(result.output == u"FileVault is Off.\n" || (result.output.isEmpty() && result.status == 1));
         }
+    }
+
+    /// An address that goes with the network is not the one of the hardware.
+    void addressesThatChange_data() {
+        QTest::addColumn<QString>("permanent");
+        QTest::addColumn<QString>("present");
+        QTest::addColumn<QString>("address");
+        const QString own = u"a4:11:22:33:44:55"_s;
+        QTest::newRow("known") << own << "02:fc:00:00:00:0A" << own;
+        QTest::newRow("unknown") << ""
+                                 << "02:fc:00:00:00:0A"
+                                 << "02:fc:00:00:00:0a";
+        QTest::newRow("neither") << ""
+                                 << "00:00:00:00:00:00"
+                                 << "";
+    }
+    void addressesThatChange() {
+        QFETCH(QString, permanent);
+        QFETCH(QString, present);
+        const QString machine = u"file /sys/class/net/wlan0/device/x\nfile /sys/class/net/wlan0/address %1\\n\n"_s;
+        QCOMPARE(HostFixture(m_machine->path()).build(machine.arg(present)), QString());
+        const Facts facts(m_machine->path());
+        const auto reader = [&](const QString& device) { return device == u"wlan0" ? permanent : u"none"_s; };
+        QTEST(networkService(facts, u"wlan0"_s, reader).value().address, "address");
+        for (const char* none : {"", "lo", "no-such-device", "a-name-that-is-too-long"})
+            QCOMPARE(permanentAddress(QString::fromLatin1(none)), QString());
     }
 
 private:

@@ -42,9 +42,7 @@ public:
     QString file(const QString& name) const { return m_folder.filePath(name); }
     /// Root of the facts of a computer with one network interface.
     QString machine() const { return m_folder.filePath(u"machine"_s); }
-    static QList<InterfaceAddress> addresses() {
-        return {{u"eth0"_s, InterfaceAddress::Family::IPv4, true, false, u"192.0.2.7"_s}};
-    }
+    static QMap<QString, QString> addresses() { return {{u"eth0"_s, u"192.0.2.7"_s}}; }
 
     bool hasState(const QString& name) const { return QFile::exists(state(name)); }
     std::optional<Platform::ArchiveValue> read(const QString& name) const {

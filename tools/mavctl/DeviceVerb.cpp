@@ -20,14 +20,12 @@ QJsonObject jsonOf(const QMap<QString, QString>& dictionary) {
 }
 
 /// The interfaces that sysfs below @p root has, as if all were up.
-InterfaceAddressLister interfacesBelow(const QString& root) {
-    return [root] {
-        QList<InterfaceAddress> found;
-        const QDir folder(root + u"/sys/class/net"_s);
-        for (const QString& name : folder.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name))
-            found.append({name, InterfaceAddress::Family::Link, true, name == u"lo", {}});
-        return std::optional(found);
-    };
+QMap<QString, QString> interfacesBelow(const QString& root) {
+    QMap<QString, QString> found;
+    const QDir folder(root + u"/sys/class/net"_s);
+    for (const QString& name : folder.entryList(QDir::Dirs | QDir::NoDotAndDotDot))
+        found.insert(name, u"0.0.0.0"_s);
+    return found;
 }
 
 QString lineOf(const QJsonValue& value) {
@@ -61,7 +59,7 @@ QJsonObject deviceFacts(ITDevice& device) {
     device.getMacAndIPAddr();
     const auto infos = device.networkInfos();
     for (auto info = infos.begin(); info != infos.end(); ++info)
-        interfaces.insert(info.key(), jsonOf(info->dictionary()));
+        interfaces.insert(info.key(), jsonOf(info.value()));
     QJsonArray ports;
     device.listNetworkServices({});
     for (const HardwarePort& port : device.getHardwareportsIP(device.hardwareports()))
@@ -112,7 +110,7 @@ Exit runDevice(const QStringList& arguments) {
         return fail(u"%1: is no folder"_s.arg(root));
     ITDevice system;
     const auto runNothing = [](const QString&, const QStringList&) { return QString(); };
-    ITDevice fixture(root, {.run = runNothing, .listAddresses = interfacesBelow(root)});
+    ITDevice fixture(root, {.run = runNothing, .listAddresses = [&root] { return interfacesBelow(root); }});
     const QJsonObject facts = deviceFacts(root.isEmpty() ? system : fixture);
     return print(asJson ? QJsonDocument(facts).toJson() : deviceText(facts).toUtf8());
 }
