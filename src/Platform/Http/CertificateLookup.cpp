@@ -4,10 +4,11 @@
 
 #include <p11-kit/p11-kit.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <future>
 #include <memory>
-#include <vector>
 
 using namespace Qt::StringLiterals;
 
@@ -15,8 +16,8 @@ namespace Platform {
 
 namespace {
 
-/// More than any machine has; a module that claims more is not followed.
-constexpr CK_ULONG MostSlots = 256;
+/// More than any machine has; a module that claims more is passed over.
+constexpr size_t MostSlots = 256;
 
 /// The modules of every configured token; none where the library is not there.
 ///
@@ -45,59 +46,27 @@ private:
     CK_FUNCTION_LIST** m_modules = nullptr;
 };
 
-class Session final {
-public:
-    Session(CK_FUNCTION_LIST* module, CK_SLOT_ID slot) : m_module(module) {
-        m_open = m_module->C_OpenSession(slot, CKF_SERIAL_SESSION, nullptr, nullptr, &m_handle) == CKR_OK;
-    }
-    ~Session() {
-        if (m_open)
-            m_module->C_CloseSession(m_handle);
-    }
-    Session(const Session&) = delete;
-    Session& operator=(const Session&) = delete;
-
-    bool hasCertificate(QByteArray label) {
-        CK_OBJECT_CLASS wanted = CKO_CERTIFICATE;
-        CK_ATTRIBUTE conditions[] = {
-            {CKA_CLASS, &wanted, sizeof wanted}, {CKA_LABEL, label.data(), static_cast<CK_ULONG>(label.size())}};
-        if (!m_open || m_module->C_FindObjectsInit(m_handle, conditions, std::size(conditions)) != CKR_OK)
-            return false;
-        CK_OBJECT_HANDLE object = 0;
-        CK_ULONG count = 0;
-        const bool isFound = m_module->C_FindObjects(m_handle, &object, 1, &count) == CKR_OK && count > 0;
-        m_module->C_FindObjectsFinal(m_handle);
-        return isFound;
-    }
-
-private:
-    CK_FUNCTION_LIST* const m_module;
-    CK_SESSION_HANDLE m_handle = 0;
-    bool m_open = false;
-};
-
-std::vector<CK_SLOT_ID> slotsWithToken(CK_FUNCTION_LIST* module) {
+bool tokenHasCertificate(CK_FUNCTION_LIST* module, CK_SLOT_ID slot, QByteArray label) {
+    CK_SESSION_HANDLE session = 0;
+    if (module->C_OpenSession(slot, CKF_SERIAL_SESSION, nullptr, nullptr, &session) != CKR_OK)
+        return false;
+    CK_OBJECT_CLASS wanted = CKO_CERTIFICATE;
+    CK_ATTRIBUTE conditions[] = {
+        {CKA_CLASS, &wanted, sizeof wanted}, {CKA_LABEL, label.data(), static_cast<CK_ULONG>(label.size())}};
+    CK_OBJECT_HANDLE object = 0;
     CK_ULONG count = 0;
-    if (module->C_GetSlotList(CK_TRUE, nullptr, &count) != CKR_OK || count == 0)
-        return {};
-    // One that was plugged in meanwhile is not missed.
-    count = std::min(count + 1, MostSlots);
-    std::vector<CK_SLOT_ID> slots(count);
-    if (module->C_GetSlotList(CK_TRUE, slots.data(), &count) != CKR_OK)
-        return {};
-    slots.resize(std::min<size_t>(count, slots.size()));
-    return slots;
+    const bool isFound = module->C_FindObjectsInit(session, conditions, std::size(conditions)) == CKR_OK &&
+        module->C_FindObjects(session, &object, 1, &count) == CKR_OK && count > 0;
+    module->C_CloseSession(session);
+    return isFound;
 }
 
 bool moduleHasCertificate(CK_FUNCTION_LIST* module, const QByteArray& label) {
-    for (const CK_SLOT_ID slot : slotsWithToken(module)) {
-        CK_TOKEN_INFO token{};
-        if (module->C_GetTokenInfo(slot, &token) != CKR_OK || !(token.flags & CKF_TOKEN_INITIALIZED))
-            continue;
-        if (Session(module, slot).hasCertificate(label))
-            return true;
-    }
-    return false;
+    std::array<CK_SLOT_ID, MostSlots> slots{};
+    CK_ULONG count = slots.size();
+    return module->C_GetSlotList(CK_TRUE, slots.data(), &count) == CKR_OK &&
+        std::any_of(slots.begin(), slots.begin() + std::min<size_t>(count, slots.size()),
+            [&](CK_SLOT_ID slot) { return tokenHasCertificate(module, slot, label); });
 }
 
 bool anyTokenHasCertificate(const QByteArray& label) {

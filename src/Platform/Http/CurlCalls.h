@@ -45,25 +45,22 @@ private:
 MAV_CURL_FUNCTION(curl_easy_cleanup);
 MAV_CURL_FUNCTION(curl_easy_getinfo);
 MAV_CURL_FUNCTION(curl_easy_init);
-MAV_CURL_FUNCTION(curl_easy_reset);
 MAV_CURL_FUNCTION(curl_easy_setopt);
 MAV_CURL_FUNCTION(curl_easy_strerror);
-MAV_CURL_FUNCTION(curl_free);
 MAV_CURL_FUNCTION(curl_global_init);
 MAV_CURL_FUNCTION(curl_multi_add_handle);
-MAV_CURL_FUNCTION(curl_multi_cleanup);
 MAV_CURL_FUNCTION(curl_multi_info_read);
 MAV_CURL_FUNCTION(curl_multi_init);
+MAV_CURL_FUNCTION(curl_multi_perform);
+MAV_CURL_FUNCTION(curl_multi_poll);
 MAV_CURL_FUNCTION(curl_multi_remove_handle);
 MAV_CURL_FUNCTION(curl_multi_setopt);
-MAV_CURL_FUNCTION(curl_multi_socket_action);
+MAV_CURL_FUNCTION(curl_multi_wakeup);
+MAV_CURL_FUNCTION(curl_share_cleanup);
+MAV_CURL_FUNCTION(curl_share_init);
+MAV_CURL_FUNCTION(curl_share_setopt);
 MAV_CURL_FUNCTION(curl_slist_append);
 MAV_CURL_FUNCTION(curl_slist_free_all);
-MAV_CURL_FUNCTION(curl_url);
-MAV_CURL_FUNCTION(curl_url_cleanup);
-MAV_CURL_FUNCTION(curl_url_get);
-MAV_CURL_FUNCTION(curl_url_set);
-MAV_CURL_FUNCTION(curl_url_strerror);
 #undef MAV_CURL_FUNCTION
 
 } // namespace Platform
