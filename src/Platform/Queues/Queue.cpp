@@ -1,6 +1,5 @@
 #include "Queue.h"
 
-#include "TimerThread.h"
 #include "WorkerThreads.h"
 
 #include <QCoreApplication>
@@ -145,10 +144,6 @@ Queue& mainQueue() {
 Queue& globalQueue() {
     static auto* queue = new GlobalQueue;
     return *queue;
-}
-
-void after(Queue& queue, std::chrono::milliseconds delay, Block block) {
-    TimerThread::shared().add(delay, [&queue, block = std::move(block)]() mutable { queue.async(std::move(block)); });
 }
 
 bool isMainThread() {

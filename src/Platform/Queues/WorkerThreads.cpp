@@ -6,9 +6,10 @@
 namespace Platform {
 
 namespace {
-constexpr std::chrono::seconds IdleLife{10};
-}
 
+constexpr std::chrono::seconds IdleLife{10};
+
+/// False when the system has no thread to give, which is not for ever.
 bool startThread(std::function<void()> body) {
     try {
         std::thread(std::move(body)).detach();
@@ -17,6 +18,8 @@ bool startThread(std::function<void()> body) {
         return false;
     }
 }
+
+} // namespace
 
 WorkerThreads& WorkerThreads::shared() {
     static auto* threads = new WorkerThreads;

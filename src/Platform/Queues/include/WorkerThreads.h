@@ -7,9 +7,6 @@
 
 namespace Platform {
 
-/// Starts a detached thread; false when the system has none to give, which is not for ever.
-bool startThread(std::function<void()> body);
-
 /// The process's borrowed threads: made when work waits and none is free, gone after ten idle seconds.
 ///
 /// No fixed bound that could stall: blocks may wait on each other for seconds. Never destroyed.
