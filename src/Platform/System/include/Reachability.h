@@ -1,11 +1,17 @@
 #pragma once
 
+#include "UniqueFd.h"
+
 #include <QHostAddress>
 #include <QList>
 #include <QString>
+#include <QTimer>
 
 #include <functional>
 #include <memory>
+#include <optional>
+
+class QSocketNotifier;
 
 namespace Platform {
 
@@ -58,15 +64,22 @@ public:
     /// The server that counts: an IPv4 or IPv6 address. Anything else, such as a name, stands for no server in
     /// particular.
     void setTarget(const QString& address);
-    /// Calls @p changed with the status from the event loop once, and then whenever it has changed.
+    /// Calls @p changed with the status from the event loop once, and then whenever it has changed. Called again, it
+    /// begins anew.
     void start(std::function<void(ReachabilityStatus)> changed);
-    void stop();
-    /// Unknown before start() and after stop().
-    ReachabilityStatus status() const;
 
 private:
-    class Monitor;
-    std::unique_ptr<Monitor> m_monitor;
+    void drain();
+    void refresh();
+
+    const Reader m_reader;
+    QHostAddress m_target;
+    std::function<void(ReachabilityStatus)> m_changed;
+    std::optional<ReachabilityStatus> m_told;
+    UniqueFd m_given;
+    UniqueFd m_descriptor;
+    std::unique_ptr<QSocketNotifier> m_notifier;
+    QTimer m_gather;
 };
 
 } // namespace Platform
