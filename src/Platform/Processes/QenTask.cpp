@@ -1,7 +1,8 @@
 #include "QenTask.h"
 
-#include "ChildReaper.h"
+#include "Files.h"
 #include "HostTools.h"
+#include "Queue.h"
 
 #include <QFile>
 #include <QProcessEnvironment>
@@ -14,7 +15,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstring>
 #include <thread>
 
 using namespace Qt::StringLiterals;
@@ -36,28 +36,16 @@ double boundedSeconds(double seconds) {
     return seconds > 0 ? std::min(seconds, Year) : 0;
 }
 
-Error systemError(int number) {
-    return Error(u"NSPOSIXErrorDomain"_s, number, QString::fromLocal8Bit(strerror(number)));
+/// The form in which the system takes arguments and environment; points into @p texts.
+std::vector<char*> pointersTo(QList<QByteArray>& texts) {
+    std::vector<char*> pointers;
+    for (QByteArray& text : texts)
+        pointers.push_back(text.data());
+    pointers.push_back(nullptr);
+    return pointers;
 }
 
-/// The argument or environment vector of a child; owns its texts.
-class TextVector {
-public:
-    void add(QByteArray text) { m_texts.push_back(std::move(text)); }
-    char** pointers() {
-        m_pointers.clear();
-        for (QByteArray& text : m_texts)
-            m_pointers.push_back(text.data());
-        m_pointers.push_back(nullptr);
-        return m_pointers.data();
-    }
-
-private:
-    std::vector<QByteArray> m_texts;
-    std::vector<char*> m_pointers;
-};
-
-TextVector childEnvironment(QenTask::Output output) {
+QList<QByteArray> childEnvironment(QenTask::Output output) {
     // Not the bare environment array: another thread may be setting a variable through Qt.
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     // What we read is in no language; and a shell whose locale is not installed would complain on each run.
@@ -68,10 +56,10 @@ TextVector childEnvironment(QenTask::Output output) {
             environment.remove(name);
     }
     environment.insert(u"PATH"_s, HostTools::searchPath(environment.value(u"PATH"_s)));
-    TextVector vector;
+    QList<QByteArray> texts;
     for (const QString& entry : environment.toStringList())
-        vector.add(entry.toLocal8Bit());
-    return vector;
+        texts << entry.toLocal8Bit();
+    return texts;
 }
 
 /// Whoever started this program may have had SIGCHLD ignored; then the system would throw each exit status away.
@@ -126,8 +114,9 @@ QenTask::QenTask(QString launchPath, QStringList arguments, Output output)
     : m_launchPath(std::move(launchPath)), m_arguments(std::move(arguments)), m_output(output) {}
 
 QenTask::~QenTask() {
+    // Else it would stay as a zombie after its end.
     if (isRunning())
-        ChildReaper::adopt(m_pid, std::move(m_exitDescriptor));
+        globalQueue().async([pid = m_pid] { uninterrupted([pid] { return waitpid(pid, nullptr, 0); }); });
 }
 
 Error QenTask::launch() {
@@ -138,18 +127,17 @@ Error QenTask::launch() {
         return systemError(errno);
 
     const QByteArray path = QFile::encodeName(m_launchPath);
-    TextVector arguments;
-    arguments.add(path);
+    QList<QByteArray> arguments{path};
     for (const QString& argument : HostTools::resolvedArguments(m_launchPath, m_arguments))
-        arguments.add(argument.toLocal8Bit());
-    TextVector environment = childEnvironment(m_output);
+        arguments << argument.toLocal8Bit();
+    QList<QByteArray> environment = childEnvironment(m_output);
     keepExitStatuses();
     SpawnSettings settings;
     settings.setStreams(m_pipes.outputWriteEnd(), m_pipes.errorWriteEnd());
 
     pid_t pid = 0;
     const int failure = posix_spawn(&pid, path.constData(), settings.actions(), settings.attributes(),
-        arguments.pointers(), environment.pointers());
+        pointersTo(arguments).data(), pointersTo(environment).data());
     m_pipes.closeWriteEnds();
     if (failure) {
         m_pipes.closeReadEnds();
