@@ -12,25 +12,14 @@ namespace Platform::BusProbe {
 
 namespace {
 
-/// A field of a message's header: a text of type 's' or 'o', aligned to eight bytes.
-void addField(QByteArray& header, char field, char type, const QByteArray& text) {
-    header.append((8 - header.size() % 8) % 8, '\0');
-    const char start[] = {field, 1, type, 0, static_cast<char>(text.size()), 0, 0, 0};
-    header.append(start, sizeof start).append(text).append('\0');
-}
-
-/// The first message of every client, to which the bus answers with the client's name.
-QByteArray hello() {
-    QByteArray fields;
-    addField(fields, 1, 'o', "/org/freedesktop/DBus");
-    addField(fields, 2, 's', "org.freedesktop.DBus");
-    addField(fields, 3, 's', "Hello");
-    addField(fields, 6, 's', "org.freedesktop.DBus");
-    // Little-endian, a call, no flags, version 1, no body, number 1, length of the fields.
-    const char start[] = {'l', 1, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, static_cast<char>(fields.size()), 0, 0, 0};
-    fields.prepend(start, sizeof start);
-    return fields.append((8 - fields.size() % 8) % 8, '\0');
-}
+/// The first message of every client, a call of Hello to which the bus answers with the client's name: little-endian,
+/// no flags, version 1, no body, number 1, and the fields path, interface, member and destination.
+constexpr char Hello[] = "l\1\0\1\0\0\0\0\1\0\0\0m\0\0\0"
+                         "\1\1o\0\25\0\0\0/org/freedesktop/DBus\0\0\0"
+                         "\2\1s\0\24\0\0\0org.freedesktop.DBus\0\0\0\0"
+                         "\3\1s\0\5\0\0\0Hello\0\0\0"
+                         "\6\1s\0\24\0\0\0org.freedesktop.DBus\0\0\0";
+static_assert(sizeof Hello == 128);
 
 /// Whether @p socket is connected to the bus: false for an address of another kind.
 bool setServer(QLocalSocket& socket, const QString& address) {
@@ -81,7 +70,8 @@ Answer ask(const QString& address, std::chrono::milliseconds limit) {
     const QByteArray signedIn = answerTo(socket, QByteArray(1, '\0') + "AUTH EXTERNAL " + user + "\r\n", deadline);
     // What is no welcome is for the library to understand.
     const bool isWelcome = signedIn.startsWith("OK");
-    if (!signedIn.isEmpty() && (!isWelcome || !answerTo(socket, "BEGIN\r\n" + hello(), deadline).isEmpty()))
+    if (!signedIn.isEmpty() &&
+        (!isWelcome || !answerTo(socket, "BEGIN\r\n" + QByteArray(Hello, sizeof Hello), deadline).isEmpty()))
         return Answer::There;
     return deadline.hasExpired() ? Answer::Silent : Answer::Absent;
 }

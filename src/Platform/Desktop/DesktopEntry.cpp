@@ -10,32 +10,13 @@ namespace {
 
 /// The escapes that any value may hold.
 QString unescaped(const QString& value) {
+    static constexpr QStringView Escapes = u"sntr\\";
+    static constexpr QStringView Meanings = u" \n\t\r\\";
     QString text;
     for (qsizetype at = 0; at < value.size(); ++at) {
-        if (value[at] != u'\\' || at + 1 == value.size()) {
-            text += value[at];
-            continue;
-        }
-        switch (value[++at].unicode()) {
-        case 's':
-            text += u' ';
-            break;
-        case 'n':
-            text += u'\n';
-            break;
-        case 't':
-            text += u'\t';
-            break;
-        case 'r':
-            text += u'\r';
-            break;
-        case '\\':
-            text += u'\\';
-            break;
-        default:
-            text += u'\\';
-            text += value[at];
-        }
+        const qsizetype escape = value[at] == u'\\' && at + 1 < value.size() ? Escapes.indexOf(value[at + 1]) : -1;
+        text += escape < 0 ? value[at] : Meanings[escape];
+        at += escape < 0 ? 0 : 1;
     }
     return text;
 }

@@ -5,7 +5,6 @@
 #include "InstanceLock.h"
 #include "SystemLog.h"
 
-#include <QCoreApplication>
 #include <QDBusAbstractAdaptor>
 #include <QSysInfo>
 
@@ -92,9 +91,6 @@ public:
             if (!answer.isValid())
                 return std::nullopt;
             if (answer.toUInt() == PrimaryOwner || answer.toUInt() == AlreadyOwner)
-                return Claim::First;
-            const QVariant owner = ask(u"GetConnectionUnixProcessID"_s, {m_identifier});
-            if (owner.isValid() && owner.toLongLong() == QCoreApplication::applicationPid())
                 return Claim::First;
             if (activateRunningApplication(m_bus, m_identifier) || ask(u"NameHasOwner"_s, {m_identifier}).toBool())
                 return Claim::Second;
