@@ -1,14 +1,22 @@
 #include "RunningApplications.h"
 
-#include "ActivateApplication.h"
 #include "BusConnection.h"
-#include "InstanceLock.h"
+#include "Files.h"
 #include "SystemLog.h"
+#include "UnixSocket.h"
 
 #include <QDBusAbstractAdaptor>
+#include <QDeadlineTimer>
+#include <QFile>
+#include <QSocketNotifier>
 #include <QSysInfo>
+#include <QThread>
 
 #include <optional>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/socket.h>
 
 using namespace Qt::StringLiterals;
 
@@ -22,8 +30,100 @@ constexpr uint PrimaryOwner = 1;
 constexpr uint AlreadyOwner = 4;
 /// How often a name may fall free between two questions before we take it as owned.
 constexpr int Attempts = 3;
+/// Between two looks at a holder that has not opened its socket.
+constexpr std::chrono::milliseconds Pause{20};
+constexpr int WaitingKnocks = 16;
 
 } // namespace
+
+/// The single copy of a program by a locked file, with a socket beside it at which others knock. Main thread.
+class InstanceLock final {
+public:
+    enum class Outcome { Held, HeldByOther, Unusable };
+
+    /// @param folder  made when missing; must be the user's own
+    /// @param knocked  called from the event loop for each knock of another copy
+    InstanceLock(QString folder, const QString& name, std::function<void()> knocked);
+    ~InstanceLock();
+
+    /// Takes the lock, or knocks at its holder. A holder that has not opened its socket yet is waited for, at most @p
+    /// limit. Needs no application object.
+    Outcome acquire(std::chrono::milliseconds limit);
+    /// Hears knocks from now on, those that wait included. Needs the application object.
+    void hear();
+
+private:
+    /// False with errno.
+    bool takeLock();
+    void takeKnocks();
+
+    const QString m_folder;
+    const QString m_lockFile;
+    const QString m_socketFile;
+    const std::function<void()> m_knocked;
+    UniqueFd m_lock;
+    UniqueFd m_listener;
+    std::unique_ptr<QSocketNotifier> m_notifier;
+};
+
+InstanceLock::InstanceLock(QString folder, const QString& name, std::function<void()> knocked)
+    : m_folder(std::move(folder)), m_lockFile(m_folder + u'/' + name + u".lock"_s),
+      m_socketFile(m_folder + u'/' + name + u".socket"_s), m_knocked(std::move(knocked)) {}
+
+InstanceLock::~InstanceLock() {
+    // The locked file stays: removing it would let two copies hold locks on two files of one name.
+    if (m_lock.isOpen())
+        QFile::remove(m_socketFile);
+}
+
+InstanceLock::Outcome InstanceLock::acquire(std::chrono::milliseconds limit) {
+    if (!makePrivateFolder(m_folder))
+        return Outcome::Unusable;
+    const QDeadlineTimer deadline(limit);
+    for (;;) {
+        if (takeLock()) {
+            m_listener = UnixSocket::listenAt(m_socketFile, WaitingKnocks);
+            return Outcome::Held;
+        }
+        if (errno != EWOULDBLOCK)
+            return Outcome::Unusable;
+        // A connection says all; what waits to be accepted reaches a busy holder, too.
+        if (UnixSocket::connectTo(m_socketFile).isOpen() || errno == EAGAIN || deadline.hasExpired())
+            return Outcome::HeldByOther;
+        QThread::msleep(Pause.count());
+    }
+}
+
+// Not by the toolkit's lock file, which judges one that was left behind by number and name of its holder: the kernel
+// takes this lock from whoever ends, however it ends.
+bool InstanceLock::takeLock() {
+    UniqueFd file(::open(QFile::encodeName(m_lockFile).constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    if (!file.isOpen() || ::flock(file.get(), LOCK_EX | LOCK_NB) != 0)
+        return false;
+    // For people who look for the holder; nothing reads it.
+    if (::ftruncate(file.get(), 0) == 0)
+        writeAll(file.get(), QByteArray::number(::getpid()) + '\n');
+    m_lock = std::move(file);
+    return true;
+}
+
+// Not by the toolkit's local server, which closes itself when once no descriptor is free.
+void InstanceLock::hear() {
+    if (!m_listener.isOpen())
+        return;
+    m_notifier = std::make_unique<QSocketNotifier>(m_listener.get(), QSocketNotifier::Read);
+    QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(), [this] { takeKnocks(); });
+    takeKnocks();
+}
+
+/// Those that wait are one.
+void InstanceLock::takeKnocks() {
+    bool isKnocked = false;
+    while (UniqueFd(::accept4(m_listener.get(), nullptr, nullptr, SOCK_CLOEXEC)).isOpen())
+        isKnocked = true;
+    if (isKnocked)
+        m_knocked();
+}
 
 /// Keeps activations until somebody wants them.
 class RunningApplications::Inbox final : public QObject {

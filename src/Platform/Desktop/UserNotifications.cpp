@@ -87,7 +87,6 @@ public:
             open.append(it->owner + u' ' + QString::number(it.key()));
         }
         m_record->setObject(open, OpenKey);
-        m_record->synchronize();
     }
 
 private Q_SLOTS:
