@@ -1,7 +1,5 @@
 #include "DispatchTimer.h"
 
-#include "WorkerThreads.h"
-
 #include <algorithm>
 #include <condition_variable>
 #include <map>
@@ -30,7 +28,7 @@ public:
         const std::lock_guard lock(m_mutex);
         const auto position = m_deadlines.emplace(deadline, std::move(block));
         if (!std::exchange(m_isRunning, true))
-            WorkerThreads::shared().run([this] { work(); });
+            globalQueue().async([this] { work(); });
         else if (position == m_deadlines.begin())
             m_changed.notify_one();
     }

@@ -1,16 +1,75 @@
 #include "Queue.h"
 
-#include "WorkerThreads.h"
-
 #include <QCoreApplication>
 #include <QThread>
 
 #include <condition_variable>
 #include <deque>
 #include <mutex>
+#include <system_error>
+#include <thread>
 #include <utility>
 
 namespace Platform {
+
+namespace {
+
+constexpr std::chrono::seconds IdleLife{10};
+
+/// The process's borrowed threads: made when work waits and none is free, gone after ten idle seconds.
+///
+/// No fixed bound that could stall: blocks may wait on each other for seconds. Never destroyed.
+class WorkerThreads final : public Queue {
+public:
+    /// When the system gives no thread the block runs once one is free.
+    void async(Block block) override;
+
+private:
+    void work();
+
+    std::mutex m_mutex;
+    std::condition_variable m_wanted;
+    std::deque<Block> m_blocks;
+    int m_idle = 0;
+};
+
+void WorkerThreads::async(Block block) {
+    std::unique_lock lock(m_mutex);
+    m_blocks.push_back(std::move(block));
+    if (m_idle >= static_cast<int>(m_blocks.size())) {
+        // Whoever wakes would sleep again at once for the lock.
+        lock.unlock();
+        m_wanted.notify_one();
+        return;
+    }
+    try {
+        std::thread([this] { work(); }).detach();
+    } catch (const std::system_error&) {
+        // None to be had, which is not for ever.
+    }
+}
+
+void WorkerThreads::work() {
+    std::unique_lock lock(m_mutex);
+    for (;;) {
+        if (m_blocks.empty()) {
+            ++m_idle;
+            const bool hasWork = m_wanted.wait_for(lock, IdleLife, [this] { return !m_blocks.empty(); });
+            --m_idle;
+            if (!hasWork)
+                break;
+        }
+        {
+            Block block = std::move(m_blocks.front());
+            m_blocks.pop_front();
+            lock.unlock();
+            block();
+        }
+        lock.lock();
+    }
+}
+
+} // namespace
 
 struct SerialQueue::State {
     std::mutex mutex;
@@ -64,7 +123,7 @@ void SerialQueue::State::runOne(const std::shared_ptr<State>& state) {
     const bool hasMore = state->running;
     lock.unlock();
     if (hasMore)
-        WorkerThreads::shared().run([state] { run(state); });
+        globalQueue().async([state] { run(state); });
 }
 
 SerialQueue::SerialQueue(QString label) : m_label(std::move(label)), m_state(std::make_shared<State>()) {}
@@ -76,7 +135,7 @@ SerialQueue::~SerialQueue() {
 void SerialQueue::async(Block block) {
     const auto state = m_state;
     if (state->add(std::move(block)))
-        WorkerThreads::shared().run([state] { State::run(state); });
+        globalQueue().async([state] { State::run(state); });
 }
 
 void SerialQueue::asyncOrHere(Block block) {
@@ -128,11 +187,6 @@ private:
     }
 };
 
-class GlobalQueue final : public Queue {
-public:
-    void async(Block block) override { WorkerThreads::shared().run(std::move(block)); }
-};
-
 } // namespace
 
 // Never destroyed: worker threads may still use them while the process ends.
@@ -142,7 +196,7 @@ Queue& mainQueue() {
 }
 
 Queue& globalQueue() {
-    static auto* queue = new GlobalQueue;
+    static auto* queue = new WorkerThreads;
     return *queue;
 }
 
