@@ -47,7 +47,7 @@ CurlRequest::~CurlRequest() {
 
 int CurlRequest::countRedirect(long status) {
     m_request.bearerToken.clear();
-    if (becomesGet(status, m_request.method)) {
+    if (becomesGet(status)) {
         m_request.method = "GET";
         m_request.body.clear();
         m_request.contentType.clear();
@@ -120,13 +120,11 @@ void CurlRequest::setMethod() {
     if (!m_request.bearerToken.isEmpty())
         m_headers = curl_slist_append(m_headers, ("Authorization: Bearer " + m_request.bearerToken).constData());
     curl_easy_setopt(m_easy, CURLOPT_HTTPHEADER, m_headers);
-    if (m_request.method == "GET" && m_request.body.isEmpty())
+    if (m_request.method != "POST")
         return;
     curl_easy_setopt(m_easy, CURLOPT_POST, 1L);
     curl_easy_setopt(m_easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(m_request.body.size()));
     curl_easy_setopt(m_easy, CURLOPT_POSTFIELDS, m_request.body.constData());
-    if (m_request.method != "POST")
-        curl_easy_setopt(m_easy, CURLOPT_CUSTOMREQUEST, m_request.method.constData());
 }
 
 void CurlRequest::detach(CURLM* multi) {

@@ -93,9 +93,8 @@ bool isRedirect(const HttpAnswer& answer) {
     return !answer.location.isEmpty() && std::ranges::find(Redirects, answer.status) != std::end(Redirects);
 }
 
-bool becomesGet(long status, const QByteArray& method) {
-    // A POST that is moved goes on as GET, as every browser has it; other methods only change after "see other".
-    return status == 303 || ((status == 301 || status == 302) && method == "POST");
+bool becomesGet(long status) {
+    return status == 301 || status == 302 || status == 303;
 }
 
 } // namespace Platform

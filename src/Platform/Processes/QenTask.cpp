@@ -30,12 +30,6 @@ constexpr double AfterTermSeconds = 2.0;
 constexpr double AfterKillSeconds = 2.0;
 constexpr std::chrono::milliseconds PollInterval{100};
 
-/// Something that can be added to a clock, for not-a-number and infinity, too.
-double boundedSeconds(double seconds) {
-    constexpr double Year = 366.0 * 24 * 3600;
-    return seconds > 0 ? std::min(seconds, Year) : 0;
-}
-
 /// The form in which the system takes arguments and environment; points into @p texts.
 std::vector<char*> pointersTo(QList<QByteArray>& texts) {
     std::vector<char*> pointers;
@@ -71,42 +65,35 @@ void keepExitStatuses() {
         std::signal(SIGCHLD, SIG_DFL);
 }
 
-class SpawnSettings {
-public:
-    SpawnSettings() {
-        posix_spawn_file_actions_init(&m_actions);
-        posix_spawnattr_init(&m_attributes);
-        posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-        posix_spawnattr_setpgroup(&m_attributes, 0);
-        sigset_t signalSet;
-        sigemptyset(&signalSet);
-        posix_spawnattr_setsigmask(&m_attributes, &signalSet);
-        sigfillset(&signalSet);
-        posix_spawnattr_setsigdefault(&m_attributes, &signalSet);
-    }
-    ~SpawnSettings() {
-        posix_spawn_file_actions_destroy(&m_actions);
-        posix_spawnattr_destroy(&m_attributes);
-    }
-    SpawnSettings(const SpawnSettings&) = delete;
-    SpawnSettings& operator=(const SpawnSettings&) = delete;
+/// Starts the command in a group of its own; a descriptor below 0 leaves that stream as ours. The system's number of an
+/// error, else 0.
+int spawn(pid_t* pid, QList<QByteArray> arguments, QList<QByteArray> environment, int output, int error) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    if (output >= 0)
+        posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
+    if (error >= 0)
+        posix_spawn_file_actions_adddup2(&actions, error, STDERR_FILENO);
+    // Libraries open descriptors without close-on-exec, too.
+    posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
 
-    void setStreams(int output, int error) {
-        posix_spawn_file_actions_addopen(&m_actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-        if (output >= 0)
-            posix_spawn_file_actions_adddup2(&m_actions, output, STDOUT_FILENO);
-        if (error >= 0)
-            posix_spawn_file_actions_adddup2(&m_actions, error, STDERR_FILENO);
-        // Libraries open descriptors without close-on-exec, too.
-        posix_spawn_file_actions_addclosefrom_np(&m_actions, STDERR_FILENO + 1);
-    }
-    const posix_spawn_file_actions_t* actions() const { return &m_actions; }
-    const posix_spawnattr_t* attributes() const { return &m_attributes; }
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    posix_spawnattr_setpgroup(&attributes, 0);
+    sigset_t signalSet;
+    sigemptyset(&signalSet);
+    posix_spawnattr_setsigmask(&attributes, &signalSet);
+    sigfillset(&signalSet);
+    posix_spawnattr_setsigdefault(&attributes, &signalSet);
 
-private:
-    posix_spawn_file_actions_t m_actions;
-    posix_spawnattr_t m_attributes;
-};
+    const int failure = posix_spawn(pid, arguments[0].constData(), &actions, &attributes, pointersTo(arguments).data(),
+        pointersTo(environment).data());
+    posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
+    return failure;
+}
 
 } // namespace
 
@@ -126,18 +113,13 @@ Error QenTask::launch() {
     if (m_output == Output::Pipes && !m_pipes.open())
         return systemError(errno);
 
-    const QByteArray path = QFile::encodeName(m_launchPath);
-    QList<QByteArray> arguments{path};
+    QList<QByteArray> arguments{QFile::encodeName(m_launchPath)};
     for (const QString& argument : HostTools::resolvedArguments(m_launchPath, m_arguments))
         arguments << argument.toLocal8Bit();
-    QList<QByteArray> environment = childEnvironment(m_output);
     keepExitStatuses();
-    SpawnSettings settings;
-    settings.setStreams(m_pipes.outputWriteEnd(), m_pipes.errorWriteEnd());
-
     pid_t pid = 0;
-    const int failure = posix_spawn(&pid, path.constData(), settings.actions(), settings.attributes(),
-        pointersTo(arguments).data(), pointersTo(environment).data());
+    const int failure = spawn(
+        &pid, std::move(arguments), childEnvironment(m_output), m_pipes.outputWriteEnd(), m_pipes.errorWriteEnd());
     m_pipes.closeWriteEnds();
     if (failure) {
         m_pipes.closeReadEnds();
@@ -208,7 +190,6 @@ void QenTask::sendSignal(int number) {
 
 /// Polls every 0.1 s; the end of the command ends the pause between two polls.
 bool QenTask::waitFor(double seconds) {
-    seconds = boundedSeconds(seconds);
     const auto start = Clock::now();
     while (isRunning()) {
         const Seconds left = Seconds(seconds) - (Clock::now() - start);
@@ -254,7 +235,7 @@ bool QenTask::waitUntilExitWithTimeout(double seconds, bool sendTerm, bool sendK
 bool QenTask::readUntilExit(double seconds) {
     if (!isLaunched())
         return true;
-    const auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(Seconds(boundedSeconds(seconds)));
+    const auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(Seconds(seconds));
     m_pipes.readUntil([this] { return !isRunning(); }, m_exitDescriptor.get(), deadline);
     return waitFor(Seconds(deadline - Clock::now()).count());
 }

@@ -32,7 +32,6 @@ bool mayWait(int descriptor) {
 }
 
 std::atomic<bool> consoleMayWait{true};
-std::atomic<bool> hasPattern{true};
 
 /// A pipe that is ready for writing takes PIPE_BUF bytes without waiting; so nothing longer is handed over at once.
 void writeWithoutWaiting(int descriptor, QByteArrayView bytes) {
@@ -49,17 +48,12 @@ void writeWithoutWaiting(int descriptor, QByteArrayView bytes) {
     }
 }
 
-void handleMessage(QtMsgType type, const QMessageLogContext& context, const QString& message) {
-    QByteArray line;
-    if (hasPattern) {
-        line = qFormatLogMessage(type, context, message).toUtf8();
-    } else {
-        // Qt's own default form, without the cost of its general way.
-        line = message.toUtf8();
-        if (context.category && qstrcmp(context.category, "default") != 0)
-            line.prepend(": ").prepend(context.category);
-    }
-    writeWithoutWaiting(STDERR_FILENO, line.append('\n'));
+/// In the toolkit's own default form, without the cost of its general way.
+void handleMessage(QtMsgType, const QMessageLogContext& context, const QString& message) {
+    QByteArray line = message.toUtf8() + '\n';
+    if (context.category && qstrcmp(context.category, "default") != 0)
+        line.prepend(": ").prepend(context.category);
+    writeWithoutWaiting(STDERR_FILENO, line);
 }
 
 } // namespace
@@ -82,7 +76,6 @@ void installConsoleHandler() {
     }
     std::signal(SIGPIPE, SIG_IGN);
     consoleMayWait = mayWait(STDERR_FILENO);
-    hasPattern = qEnvironmentVariableIsSet("QT_MESSAGE_PATTERN");
     qInstallMessageHandler(handleMessage);
 }
 

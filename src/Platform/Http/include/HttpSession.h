@@ -18,7 +18,9 @@ struct HttpSessionState;
 struct HttpRequest {
     /// Absolute; "http" or "https", without user name or password.
     QString url = {};
+    /// "GET" or "POST".
     QByteArray method = "GET";
+    /// Of a POST.
     QByteArray body = {};
     /// The header is sent only when this is not empty.
     QByteArray contentType = {};
