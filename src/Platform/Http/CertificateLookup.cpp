@@ -19,32 +19,12 @@ namespace {
 /// More than any machine has; a module that claims more is passed over.
 constexpr size_t MostSlots = 256;
 
-/// The modules of every configured token; none where the library is not there.
-///
-/// It is loaded with the first look-up, for few clients ever need one.
-class Modules final {
-public:
-    Modules() {
-        const auto load = reinterpret_cast<decltype(&p11_kit_modules_load_and_initialize)>(
-            m_library.resolve("p11_kit_modules_load_and_initialize"));
-        if (load)
-            m_modules = load(0);
-    }
-    ~Modules() {
-        const auto release = reinterpret_cast<decltype(&p11_kit_modules_finalize_and_release)>(
-            m_library.resolve("p11_kit_modules_finalize_and_release"));
-        if (m_modules && release)
-            release(m_modules);
-    }
-    Modules(const Modules&) = delete;
-    Modules& operator=(const Modules&) = delete;
-
-    CK_FUNCTION_LIST** list() const { return m_modules; }
-
-private:
-    QLibrary m_library{u"p11-kit"_s, 0};
-    CK_FUNCTION_LIST** m_modules = nullptr;
-};
+/// A function of the library, which is loaded with the first look-up, for few clients ever need one; null without it.
+template <typename Function>
+Function* resolved(const char* name) {
+    static QLibrary library(u"p11-kit"_s, 0);
+    return reinterpret_cast<Function*>(library.resolve(name));
+}
 
 bool tokenHasCertificate(CK_FUNCTION_LIST* module, CK_SLOT_ID slot, QByteArray label) {
     CK_SESSION_HANDLE session = 0;
@@ -70,12 +50,17 @@ bool moduleHasCertificate(CK_FUNCTION_LIST* module, const QByteArray& label) {
 }
 
 bool anyTokenHasCertificate(const QByteArray& label) {
-    const Modules modules;
-    for (CK_FUNCTION_LIST** module = modules.list(); module && *module; ++module) {
-        if (moduleHasCertificate(*module, label))
-            return true;
-    }
-    return false;
+    auto* const load = resolved<decltype(p11_kit_modules_load_and_initialize)>("p11_kit_modules_load_and_initialize");
+    auto* const release =
+        resolved<decltype(p11_kit_modules_finalize_and_release)>("p11_kit_modules_finalize_and_release");
+    CK_FUNCTION_LIST** const modules = load && release ? load(0) : nullptr;
+    if (!modules)
+        return false;
+    bool isFound = false;
+    for (CK_FUNCTION_LIST** module = modules; *module && !isFound; ++module)
+        isFound = moduleHasCertificate(*module, label);
+    release(modules);
+    return isFound;
 }
 
 /// Shared with a look-up that may end after its caller has gone.
