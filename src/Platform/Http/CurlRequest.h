@@ -24,7 +24,7 @@ struct HttpSessionState {
 };
 
 /// One request on its way, with the redirects that it is sent through: what to send, what has come, who wants to know.
-class CurlRequest final {
+class CurlRequest final : public std::enable_shared_from_this<CurlRequest> {
 public:
     using Clock = std::chrono::steady_clock;
     using Finish = std::function<void(const Error& error, const HttpAnswer& answer)>;

@@ -234,21 +234,29 @@ void HttpThread::start(const std::shared_ptr<CurlRequest>& request) {
         return;
     }
     m_requests.push_back(request);
-    route(request, request->request().url);
+    route(*request, request->request().url);
 }
 
-void HttpThread::route(const std::shared_ptr<CurlRequest>& request, const QString& text) {
+/// Sends @p request to @p text: its own address, or where the answer @p redirect points to.
+void HttpThread::route(CurlRequest& request, const QString& text, const HttpAnswer* redirect) {
     const QUrl url(text, QUrl::StrictMode);
-    if (const Error error = urlError(text, url)) {
-        finish(*request, error);
+    Error error = urlError(text, url);
+    if (!error && redirect && request.url().scheme() == u"https" && url.scheme() != u"https") {
+        // What was asked in secret is not asked again in the open: the redirect itself is the answer.
+        error = judgeAnswer(*redirect, {});
+    } else if (!error && redirect && request.countRedirect(redirect->status) > MostRedirects) {
+        error = httpError(Error::TooManyRedirects, u"more than five redirects"_s);
+    }
+    if (error) {
+        finish(request, error);
         return;
     }
-    request->setUrl(url);
+    request.setUrl(url);
     if (isLoopback(url.host())) {
-        begin(*request, QNetworkProxy::NoProxy);
+        begin(request, QNetworkProxy::NoProxy);
         return;
     }
-    findProxy(url, [this, weak = std::weak_ptr(request)](const QNetworkProxy& proxy) {
+    findProxy(url, [this, weak = request.weak_from_this()](const QNetworkProxy& proxy) {
         // Its time may be over by now.
         if (const auto waiting = weak.lock())
             begin(*waiting, proxy);
@@ -274,28 +282,13 @@ void HttpThread::transferDone(CurlRequest& request, CURLcode code) {
     HttpAnswer answer;
     Error error = request.takeAnswer(code, &answer);
     if (!error && isRedirect(answer)) {
-        follow(request, answer);
+        request.detach(m_multi);
+        route(request, QString::fromUtf8(answer.location), &answer);
         return;
     }
     if (!error)
         error = judgeAnswer(answer, request.session().settings.acceptableContentTypes);
     finish(request, error, answer);
-}
-
-void HttpThread::follow(CurlRequest& request, const HttpAnswer& answer) {
-    const QString location = QString::fromUtf8(answer.location);
-    const QUrl next(location, QUrl::StrictMode);
-    if (const Error error = urlError(location, next)) {
-        finish(request, error);
-    } else if (request.url().scheme() == u"https" && next.scheme() != u"https") {
-        // What was asked in secret is not asked again in the open: the redirect itself is the answer.
-        finish(request, judgeAnswer(answer, {}));
-    } else if (request.countRedirect(answer.status) > MostRedirects) {
-        finish(request, httpError(Error::TooManyRedirects, u"more than five redirects"_s));
-    } else {
-        request.detach(m_multi);
-        route(*std::ranges::find(m_requests, &request, &std::shared_ptr<CurlRequest>::get), location);
-    }
 }
 
 } // namespace Platform

@@ -46,10 +46,9 @@ private:
     void stayParked();
 
     void start(const std::shared_ptr<CurlRequest>& request);
-    void route(const std::shared_ptr<CurlRequest>& request, const QString& url);
+    void route(CurlRequest& request, const QString& text, const HttpAnswer* redirect = nullptr);
     void begin(CurlRequest& request, const QNetworkProxy& proxy);
     void transferDone(CurlRequest& request, CURLcode code);
-    void follow(CurlRequest& request, const HttpAnswer& answer);
     void finish(const CurlRequest& request, const Error& error, const HttpAnswer& answer = {});
     template <typename Which>
     void finishAll(Which which, const Error& error);
