@@ -15,6 +15,8 @@ namespace Platform {
 
 /// What the network thread knows of a session.
 struct HttpSessionState {
+    explicit HttpSessionState(HttpSettings chosen) : settings(std::move(chosen)) {}
+
     const HttpSettings settings;
     /// A request was sent.
     std::atomic<bool> isUsed{false};

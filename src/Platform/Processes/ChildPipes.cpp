@@ -8,28 +8,15 @@
 
 namespace Platform {
 
-namespace {
-
-/// A pipe end among the standard streams would be overwritten while the child's are set up.
-bool moveAboveStandardStreams(UniqueFd& descriptor) {
-    if (descriptor.get() <= STDERR_FILENO)
-        descriptor = UniqueFd(fcntl(descriptor.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
-    return descriptor.isOpen();
-}
-
-} // namespace
-
 bool ChildPipes::open() {
     for (Stream& stream : m_streams) {
         int ends[2] = {-1, -1};
         const bool made = pipe2(ends, O_CLOEXEC) == 0;
         stream.readEnd = UniqueFd(ends[0]);
         stream.writeEnd = UniqueFd(ends[1]);
-        if (!made || !moveAboveStandardStreams(stream.readEnd) || !moveAboveStandardStreams(stream.writeEnd) ||
-            fcntl(stream.readEnd.get(), F_SETFL, O_NONBLOCK) != 0) {
+        if (!made || fcntl(stream.readEnd.get(), F_SETFL, O_NONBLOCK) != 0) {
             const int reason = errno;
-            closeReadEnds();
-            closeWriteEnds();
+            m_streams = {};
             errno = reason;
             return false;
         }
