@@ -53,8 +53,9 @@ public:
     /// activations that waited for it are one call. Needs the application object.
     void setActivationHandler(std::function<void()> activated);
 
-public Q_SLOTS
-    : // Named as the interface wants it. Whatever it is, the window comes forward: there are no documents to open.
+    // What the desktop may ask, named as the interface wants it. Whatever it is, the window comes forward: there are no
+    // documents to open.
+public Q_SLOTS:
     Q_SCRIPTABLE void Activate(const QVariantMap&) { activate(); }
     Q_SCRIPTABLE void Open(const QStringList&, const QVariantMap&) { activate(); }
     Q_SCRIPTABLE void ActivateAction(const QString&, const QVariantList&, const QVariantMap&) { activate(); }

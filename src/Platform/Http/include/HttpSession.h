@@ -58,10 +58,8 @@ struct HttpSettings {
 /// and deflate; no cookies, no cache, no authentication; up to five redirects are followed, never from https to http.
 /// The system's proxy is used except towards loopback.
 ///
-/// Errors, in UrlErrorDomain: Cancelled, BadUrl, TimedOut, UnsupportedUrl, CannotFindHost, CannotConnect,
-/// ConnectionLost, TooManyRedirects, BadServerResponse (status outside 200-299), CannotDecodeContent,
-/// CannotParseResponse, ResponseTooLarge, SecureConnectionFailed, and -1 for what has no name. In CocoaErrorDomain:
-/// NotJson. None has a text for a person; the failure reason is in English, mostly the transport's own words.
+/// Errors are those of Error.h in UrlErrorDomain, -1 for what has no name, and NotJson in CocoaErrorDomain. None has a
+/// text for a person; the failure reason is in English, mostly the transport's own words.
 class HttpSession final {
 public:
     using JsonCompletion = std::function<void(const QJsonObject& answer, const Error& error)>;
