@@ -71,7 +71,7 @@ void WorkerThreads::work() {
 
 } // namespace
 
-struct SerialQueue::State {
+struct SerialQueue::State : std::enable_shared_from_this<SerialQueue::State> {
     std::mutex mutex;
     std::condition_variable idle;
     std::deque<Block> blocks;
@@ -82,10 +82,8 @@ struct SerialQueue::State {
 
     /// @returns whether nobody runs the blocks yet and the caller has to see to it
     bool add(Block block);
-    /// With @p lock held, which it lets go while the block runs.
-    void runFirst(std::unique_lock<std::mutex>& lock);
-    static void run(const std::shared_ptr<State>& state);
-    static void runOne(const std::shared_ptr<State>& state);
+    /// Runs all that waits, or @p isOnlyFirst and the others on a borrowed thread.
+    void run(bool isOnlyFirst);
 };
 
 bool SerialQueue::State::add(Block block) {
@@ -95,35 +93,25 @@ bool SerialQueue::State::add(Block block) {
     return !std::exchange(running, true);
 }
 
-void SerialQueue::State::runFirst(std::unique_lock<std::mutex>& lock) {
-    runner = std::this_thread::get_id();
-    {
-        Block block = std::move(blocks.front());
-        blocks.pop_front();
-        lock.unlock();
-        block();
-        // The block dies before it counts as done: what it captured may be waiting for that.
-    }
-    lock.lock();
-    runner = {};
-    running = !blocks.empty();
-    ++done;
-    idle.notify_all();
-}
-
-void SerialQueue::State::run(const std::shared_ptr<State>& state) {
-    std::unique_lock lock(state->mutex);
-    while (!state->blocks.empty())
-        state->runFirst(lock);
-}
-
-void SerialQueue::State::runOne(const std::shared_ptr<State>& state) {
-    std::unique_lock lock(state->mutex);
-    state->runFirst(lock);
-    const bool hasMore = state->running;
-    lock.unlock();
-    if (hasMore)
-        globalQueue().async([state] { run(state); });
+void SerialQueue::State::run(bool isOnlyFirst) {
+    std::unique_lock lock(mutex);
+    do {
+        runner = std::this_thread::get_id();
+        {
+            Block block = std::move(blocks.front());
+            blocks.pop_front();
+            lock.unlock();
+            block();
+            // The block dies before it counts as done: what it captured may be waiting for that.
+        }
+        lock.lock();
+        runner = {};
+        running = !blocks.empty();
+        ++done;
+        idle.notify_all();
+    } while (running && !isOnlyFirst);
+    if (running)
+        globalQueue().async([self = shared_from_this()] { self->run(false); });
 }
 
 SerialQueue::SerialQueue(QString label) : m_label(std::move(label)), m_state(std::make_shared<State>()) {}
@@ -135,13 +123,13 @@ SerialQueue::~SerialQueue() {
 void SerialQueue::async(Block block) {
     const auto state = m_state;
     if (state->add(std::move(block)))
-        globalQueue().async([state] { State::run(state); });
+        globalQueue().async([state] { state->run(false); });
 }
 
 void SerialQueue::asyncOrHere(Block block) {
     const auto state = m_state;
     if (state->add(std::move(block)))
-        State::runOne(state);
+        state->run(true);
 }
 
 void SerialQueue::drain() {
