@@ -1,7 +1,7 @@
 #include "DeviceInterfaces.h"
 
 #include "DeviceFiles.h"
-#include "NetworkInterfaces.h"
+#include "Reachability.h"
 #include "StringExtension.h"
 
 #include <QDir>
@@ -111,7 +111,7 @@ std::optional<QList<InterfaceAddress>> systemInterfaceAddresses() {
 std::optional<DeviceInterface> networkServiceOf(
     const QString& root, const QString& name, const PermanentAddressReader& permanentAddress) {
     const QString folder = folderOf(root, name);
-    if (!isFileName(name) || !Platform::NetworkInterfaces::standsOnHardware(root, name) || isMember(folder))
+    if (!isFileName(name) || !Platform::standsOnHardware(root, name) || isMember(folder))
         return std::nullopt;
     DeviceInterface found;
     found.macAddress = permanentAddress ? permanentAddress(name) : QString();

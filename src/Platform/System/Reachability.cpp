@@ -1,8 +1,8 @@
 #include "Reachability.h"
 
-#include "NetworkInterfaces.h"
-
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QNetworkInterface>
 #include <QSocketNotifier>
 
@@ -27,6 +27,22 @@ constexpr char DiscardPort[] = "9";
 /// Hardware types of the kernel for serial lines and modems.
 constexpr int PointToPoint = 512;
 constexpr int RawPackets = 519;
+
+constexpr int MaximumLayers = 4;
+
+bool isOverHardware(const QDir& interfaces, const QString& name, int layers) {
+    const QString folder = interfaces.filePath(name);
+    if (QFileInfo::exists(folder + u"/device"_s))
+        return true;
+    if (layers == 0)
+        return false;
+    const QString prefix = u"lower_"_s;
+    for (const QString& link : QDir(folder).entryList({prefix + u'*'}, QDir::Dirs | QDir::System)) {
+        if (isOverHardware(interfaces, link.mid(prefix.size()), layers - 1))
+            return true;
+    }
+    return false;
+}
 
 UniqueFd openRouteMessages() {
     UniqueFd descriptor(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE));
@@ -72,7 +88,7 @@ NetworkLink::Kind kindOf(const QNetworkInterface& link) {
     const int type = fact(link, u"type"_s).trimmed().toInt();
     if (type == PointToPoint || type == RawPackets || fact(link, u"uevent"_s).contains("DEVTYPE=wwan"))
         return NetworkLink::Kind::Mobile;
-    return NetworkInterfaces::standsOnHardware({}, link.name()) ? NetworkLink::Kind::Fixed : NetworkLink::Kind::Virtual;
+    return standsOnHardware({}, link.name()) ? NetworkLink::Kind::Fixed : NetworkLink::Kind::Virtual;
 }
 
 ReachabilityStatus statusOver(const NetworkLink& link) {
@@ -80,6 +96,10 @@ ReachabilityStatus statusOver(const NetworkLink& link) {
 }
 
 } // namespace
+
+bool standsOnHardware(const QString& root, const QString& name) {
+    return isOverHardware(QDir(root + u"/sys/class/net"_s), name, MaximumLayers);
+}
 
 NetworkFacts readNetworkFacts(const QHostAddress& target) {
     NetworkFacts facts;

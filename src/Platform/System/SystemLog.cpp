@@ -4,11 +4,8 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -22,22 +19,11 @@ const QLoggingCategory& consoleCategory() {
     return category;
 }
 
-/// Whether writing to @p descriptor can wait for somebody: not for a file or the null device.
-bool mayWait(int descriptor) {
-    struct stat facts {};
-    if (fstat(descriptor, &facts) != 0)
-        return true;
-    const bool isNullDevice = S_ISCHR(facts.st_mode) && facts.st_rdev == makedev(1, 3);
-    return !S_ISREG(facts.st_mode) && !isNullDevice;
-}
-
-std::atomic<bool> consoleMayWait{true};
-
 /// A pipe that is ready for writing takes PIPE_BUF bytes without waiting; so nothing longer is handed over at once.
 void writeWithoutWaiting(int descriptor, QByteArrayView bytes) {
     while (!bytes.empty()) {
         pollfd polled{descriptor, POLLOUT, 0};
-        if (consoleMayWait && (poll(&polled, 1, 0) != 1 || !(polled.revents & POLLOUT)))
+        if (poll(&polled, 1, 0) != 1 || !(polled.revents & POLLOUT))
             return;
         const ssize_t count = write(descriptor, bytes.data(), std::min<size_t>(bytes.size(), PIPE_BUF));
         if (count < 0 && errno == EINTR)
@@ -75,7 +61,6 @@ void installConsoleHandler() {
             break;
     }
     std::signal(SIGPIPE, SIG_IGN);
-    consoleMayWait = mayWait(STDERR_FILENO);
     qInstallMessageHandler(handleMessage);
 }
 

@@ -39,6 +39,10 @@ struct NetworkFacts {
     QList<NetworkLink> links;
 };
 
+/// Whether an interface has a device of its own in sysfs below @p root or, as bonds, teams, bridges and VLANs do, lies
+/// over one that has. False for loopback, container and tunnel ends and for bridges over those alone.
+bool standsOnHardware(const QString& root, const QString& name);
+
 /// With a target: whether a route leads there over a running link. Without: that, for anywhere, or any running link
 /// over hardware with an address. Mobile when the link that carries it is.
 ReachabilityStatus statusFor(const NetworkFacts& facts);
