@@ -63,7 +63,7 @@ ChildPipes::Step ChildPipes::step(int timeoutMilliseconds, int exitDescriptor) {
             hasData = true;
         }
     }
-    return hasData ? Step::Data : Step::Exit;
+    return hasData ? Step::Data : Step::Nothing;
 }
 
 void ChildPipes::readToEnd() {
@@ -75,27 +75,6 @@ void ChildPipes::readWhatIsThere() {
     const auto deadline = Clock::now() + DrainLimit;
     while (Clock::now() < deadline && step(static_cast<int>(Quiet.count())) == Step::Data)
         ;
-}
-
-void ChildPipes::readUntil(const std::function<bool()>& hasEnded, int exitDescriptor, Clock::time_point deadline) {
-    for (;;) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-        if (left <= 0)
-            return;
-        const auto wait = exitDescriptor < 0 ? std::min<long>(left, 100) : std::min<long>(left, 1000);
-        switch (step(static_cast<int>(wait), exitDescriptor)) {
-        case Step::Data:
-            break;
-        case Step::Closed:
-            return;
-        case Step::Exit:
-        case Step::Nothing:
-            if (hasEnded()) {
-                readWhatIsThere();
-                return;
-            }
-        }
-    }
 }
 
 } // namespace Platform

@@ -233,10 +233,16 @@ bool QenTask::waitUntilExitWithTimeout(double seconds, bool sendTerm, bool sendK
 }
 
 bool QenTask::readUntilExit(double seconds) {
-    if (!isLaunched())
-        return true;
+    constexpr qint64 LongestStep = 1000;
     const auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(Seconds(seconds));
-    m_pipes.readUntil([this] { return !isRunning(); }, m_exitDescriptor.get(), deadline);
+    qint64 left = 0;
+    auto step = ChildPipes::Step::Data;
+    do {
+        left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        step = m_pipes.step(static_cast<int>(std::clamp<qint64>(left, 0, LongestStep)), m_exitDescriptor.get());
+    } while (left > 0 && step != ChildPipes::Step::Closed && isRunning());
+    if (!isRunning())
+        m_pipes.readWhatIsThere();
     return waitFor(Seconds(deadline - Clock::now()).count());
 }
 
