@@ -17,7 +17,7 @@ INCLUDE = re.compile(r'^\s*#\s*include\s+(?:"([^"]+)"|<([^>]+)>)', re.M)
 # them is enough.
 FOREIGN = {
     "openssl/ssl.h": ("OpenSSL::SSL",), "openssl/": ("OpenSSL::Crypto", "OpenSSL::SSL"), "zlib.h": ("ZLIB::ZLIB",), "qrencode.h": ("PkgConfig::QRENCODE",),
-    "plist/": ("PkgConfig::PLIST",), "ZXing/": ("ZXing::ZXing",), "nlohmann/": ("nlohmann_json::nlohmann_json",),
+    "plist/": ("PkgConfig::PLIST",), "ZXing/": ("ZXing::ZXing",), "nlohmann/": ("nlohmann_json::nlohmann_json",), "xcb/": ("xcb",),
 }
 # Linked by everything, by every test, or for what it registers at run time.
 UNSEEN = {"Qt6::Core", "Qt6::Test", "MavResources"}

@@ -109,7 +109,6 @@ void QenMainWindow::restorePlace() {
 void QenMainWindow::savePlace() {
     m_placeChanged.stop();
     m_defaults.setObject(saveGeometry(), PlaceKey);
-    m_defaults.synchronize();
 }
 
 void QenMainWindow::closeEvent(QCloseEvent* event) {

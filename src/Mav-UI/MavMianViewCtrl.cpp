@@ -150,7 +150,6 @@ void MavMianViewCtrl::showEvent(QShowEvent* event) {
 void MavMianViewCtrl::selectTableItem() {
     if (!m_world.defaults.boolForKey(FirstInstallMark)) {
         m_world.defaults.setBool(true, FirstInstallMark);
-        m_world.defaults.synchronize();
     } else if (QFile::exists(m_world.agentState + u'/' + StateFiles::ServerList)) {
         m_world.config.readServerConfig();
         m_ui->domainOrIPLabField->setText(m_world.config.extranet_server());

@@ -1,6 +1,5 @@
 #include "JoinDomainAction.h"
 
-#include "ActivateApplication.h"
 #include "BusConnection.h"
 #include "CheckLog.h"
 #include "Deployment.h"

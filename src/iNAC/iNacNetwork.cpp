@@ -47,9 +47,9 @@ iNacNetwork::~iNacNetwork() {
 
 HttpSession& iNacNetwork::createAFHTTPSessionMgr() {
     std::call_once(m_plainMade, [this] {
-        m_httpSessionMgr = std::make_unique<HttpSession>(Platform::HttpSettings{.acceptAnyServerCertificate = true});
+        m_httpSessionMgr = std::make_unique<HttpSession>(
+            Platform::HttpSettings{.acceptAnyServerCertificate = true, .requestTimeout = RequestTimeout});
     });
-    m_httpSessionMgr->setRequestTimeout(RequestTimeout);
     return *m_httpSessionMgr;
 }
 

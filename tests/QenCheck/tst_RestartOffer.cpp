@@ -1,4 +1,3 @@
-#include "ActivateApplication.h"
 #include "BusConnection.h"
 #include "ClientNotifications.h"
 #include "JoinDomainAction.h"

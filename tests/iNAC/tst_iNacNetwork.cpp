@@ -227,7 +227,6 @@ void tst_iNacNetwork::identities() {
 
 void tst_iNacNetwork::managers() {
     NacWorld world;
-    world.network->createAFHTTPSessionMgr().setRequestTimeout(1);
     QCOMPARE(world.network->createAFHTTPSessionMgr().requestTimeout(), 20.0);
     QCOMPARE(world.network->createAFHTTPSSessionMgr().requestTimeout(), 20.0);
     QTest::ignoreMessage(QtInfoMsg, "setSessionDidBecomeInvalidBlock");

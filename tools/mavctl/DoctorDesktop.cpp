@@ -38,23 +38,12 @@ bool hasStatusNotifierHost() {
 /// A tray of the X11 display, if there is one.
 bool hasX11Tray() {
     namespace X11 = Platform::X11;
-    QLibrary library(text("xcb"), 1);
-    if (qEnvironmentVariableIsEmpty("DISPLAY") || !library.load())
+    if (qEnvironmentVariableIsEmpty("DISPLAY"))
         return false;
-    const auto connect = reinterpret_cast<decltype(&xcb_connect)>(library.resolve("xcb_connect"));
-    const auto disconnect = reinterpret_cast<decltype(&xcb_disconnect)>(library.resolve("xcb_disconnect"));
-    const auto hasError =
-        reinterpret_cast<decltype(&xcb_connection_has_error)>(library.resolve("xcb_connection_has_error"));
-    if (!connect || !disconnect || !hasError)
-        return false;
-    xcb_connection_t* const connection = connect(nullptr, nullptr);
-    bool isThere = false;
-    if (!hasError(connection)) {
-        const xcb_atom_t selection =
-            X11::atom(library, connection, "_NET_SYSTEM_TRAY_S" + QByteArray::number(X11::screenOf(library)));
-        isThere = selection != XCB_ATOM_NONE && X11::selectionOwner(library, connection, selection) != XCB_WINDOW_NONE;
-    }
-    disconnect(connection);
+    xcb_connection_t* const connection = xcb_connect(nullptr, nullptr);
+    const bool isThere = !xcb_connection_has_error(connection) &&
+        X11::selectionOwner(connection, X11::screenAtom(connection, "_NET_SYSTEM_TRAY_S")) != XCB_WINDOW_NONE;
+    xcb_disconnect(connection);
     return isThere;
 }
 

@@ -1,15 +1,18 @@
 #include "RunningApplications.h"
 
-#include "ActivateApplication.h"
 #include "BusConnection.h"
-#include "InstanceLock.h"
+#include "Files.h"
 #include "SystemLog.h"
+#include "UnixSocket.h"
 
-#include <QCoreApplication>
-#include <QDBusAbstractAdaptor>
+#include <QDeadlineTimer>
+#include <QFile>
 #include <QSysInfo>
+#include <QThread>
 
-#include <optional>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/socket.h>
 
 using namespace Qt::StringLiterals;
 
@@ -23,126 +26,124 @@ constexpr uint PrimaryOwner = 1;
 constexpr uint AlreadyOwner = 4;
 /// How often a name may fall free between two questions before we take it as owned.
 constexpr int Attempts = 3;
+/// Between two looks at a holder that has not opened its socket.
+constexpr std::chrono::milliseconds Pause{20};
+constexpr int WaitingKnocks = 16;
+
+/// A home may be shared by computers, each with a copy of its own.
+QString fileOf(const RunningApplications::Place& place, const QString& ending) {
+    return place.folder + u'/' + place.identifier + u'.' + QSysInfo::machineHostName() + ending;
+}
 
 } // namespace
 
-/// Keeps activations until somebody wants them.
-class RunningApplications::Inbox final : public QObject {
-public:
-    void activate() {
-        m_isWaiting = true;
-        deliver();
-    }
-    void setHandler(std::function<void()> handler) {
-        m_handler = std::move(handler);
-        // Later, so that whoever sets the handler is done with its own preparations.
-        QMetaObject::invokeMethod(
-            this, [this] { deliver(); }, Qt::QueuedConnection);
-    }
-
-private:
-    void deliver() {
-        if (!m_handler || !std::exchange(m_isWaiting, false))
-            return;
-        // A copy: the handler may set another one.
-        const auto handler = m_handler;
-        handler();
-    }
-
-    std::function<void()> m_handler;
-    bool m_isWaiting = false;
-};
-
-/// What the desktop may ask of an application. Whatever it is, the window comes forward: there are no documents to
-/// open.
-class ApplicationAdaptor final : public QDBusAbstractAdaptor {
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
-
-public:
-    ApplicationAdaptor(QObject* parent, std::function<void()> activated)
-        : QDBusAbstractAdaptor(parent), m_activated(std::move(activated)) {}
-
-public Q_SLOTS: // Named as the interface wants it.
-    void Activate(const QVariantMap&) { m_activated(); }
-    void Open(const QStringList&, const QVariantMap&) { m_activated(); }
-    void ActivateAction(const QString&, const QVariantList&, const QVariantMap&) { m_activated(); }
-
-private:
-    const std::function<void()> m_activated;
-};
-
-/// The identifier as a name on the bus, and the object behind it.
-class RunningApplications::Name final {
-public:
-    Name(QString identifier, BusConnection& bus, Inbox& inbox) : m_identifier(std::move(identifier)), m_bus(bus) {
-        new ApplicationAdaptor(&m_object, [&inbox] { inbox.activate(); });
-    }
-    ~Name() { ask(u"ReleaseName"_s, {m_identifier}); }
-    Name(const Name&) = delete;
-    Name& operator=(const Name&) = delete;
-
-    /// Nothing when there is no bus, or none that answers.
-    std::optional<Claim> claim() {
-        // The object comes before the name: whoever finds the name owned finds somebody to talk to.
-        if (!m_bus.connection().registerObject(applicationObjectPath(m_identifier), &m_object))
-            return std::nullopt;
-        for (int attempt = 0; attempt < Attempts; ++attempt) {
-            const QVariant answer = ask(u"RequestName"_s, {m_identifier, DoNotQueue});
-            if (!answer.isValid())
-                return std::nullopt;
-            if (answer.toUInt() == PrimaryOwner || answer.toUInt() == AlreadyOwner)
-                return Claim::First;
-            const QVariant owner = ask(u"GetConnectionUnixProcessID"_s, {m_identifier});
-            if (owner.isValid() && owner.toLongLong() == QCoreApplication::applicationPid())
-                return Claim::First;
-            if (activateRunningApplication(m_bus, m_identifier) || ask(u"NameHasOwner"_s, {m_identifier}).toBool())
-                return Claim::Second;
-        }
-        return Claim::Second;
-    }
-
-private:
-    /// First value of the bus's answer; invalid without one.
-    QVariant ask(const QString& method, const QVariantList& arguments) {
-        auto message = QDBusMessage::createMethodCall(BusService, u"/org/freedesktop/DBus"_s, BusService, method);
-        message.setArguments(arguments);
-        const QDBusMessage reply = m_bus.call(message);
-        return reply.type() == QDBusMessage::ReplyMessage ? reply.arguments().value(0) : QVariant();
-    }
-
-    const QString m_identifier;
-    BusConnection& m_bus;
-    QObject m_object;
-};
-
 RunningApplications::RunningApplications(Place place, BusConnection& bus)
-    : m_place(std::move(place)), m_bus(bus), m_inbox(std::make_unique<Inbox>()) {}
+    : m_place(std::move(place)), m_bus(bus), m_lockFile(fileOf(m_place, u".lock"_s)),
+      m_socketFile(fileOf(m_place, u".socket"_s)) {}
 
-RunningApplications::~RunningApplications() = default;
+RunningApplications::~RunningApplications() {
+    // The locked file stays: removing it would let two copies hold locks on two files of one name.
+    if (m_lock.isOpen())
+        QFile::remove(m_socketFile);
+}
 
 RunningApplications::Claim RunningApplications::claim() {
-    // A home may be shared by computers, each with a copy of its own.
-    m_lock = std::make_unique<InstanceLock>(
-        m_place.folder, m_place.identifier + u'.' + QSysInfo::machineHostName(), [this] { m_inbox->activate(); });
-    const auto outcome = m_lock->acquire(m_place.limit);
-    if (outcome == InstanceLock::Outcome::HeldByOther)
+    const auto byLock = claimByLock();
+    if (byLock == Claim::Second)
         return Claim::Second;
-    m_name = std::make_unique<Name>(m_place.identifier, m_bus, *m_inbox);
-    if (const auto claim = m_name->claim())
-        return *claim;
-    m_name.reset();
-    if (outcome == InstanceLock::Outcome::Unusable)
+    const auto byName = claimByName();
+    if (!byLock && !byName)
         systemLog(u"no session bus and no lock in %1: a second copy will not be noticed"_s.arg(m_place.folder));
+    return byName.value_or(Claim::First);
+}
+
+/// Takes the lock, or knocks at the socket beside it. A holder that has not opened its socket yet is waited for.
+/// Nothing where no lock can be had.
+std::optional<RunningApplications::Claim> RunningApplications::claimByLock() {
+    if (!makePrivateFolder(m_place.folder))
+        return std::nullopt;
+    const QDeadlineTimer deadline(m_place.limit);
+    while (!takeLock()) {
+        if (errno != EWOULDBLOCK)
+            return std::nullopt;
+        // A connection says all; what waits to be accepted reaches a busy holder, too.
+        if (UnixSocket::connectTo(m_socketFile).isOpen() || errno == EAGAIN || deadline.hasExpired())
+            return Claim::Second;
+        QThread::msleep(Pause.count());
+    }
+    m_listener = UnixSocket::listenAt(m_socketFile, WaitingKnocks);
     return Claim::First;
 }
 
+// Not by the toolkit's lock file, which judges one that was left behind by number and name of its holder: the kernel
+// takes this lock from whoever ends, however it ends. False with errno.
+bool RunningApplications::takeLock() {
+    UniqueFd file(::open(QFile::encodeName(m_lockFile).constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    if (!file.isOpen() || ::flock(file.get(), LOCK_EX | LOCK_NB) != 0)
+        return false;
+    m_lock = std::move(file);
+    return true;
+}
+
+/// Nothing when there is no bus, or none that answers.
+std::optional<RunningApplications::Claim> RunningApplications::claimByName() {
+    const QString& name = m_place.identifier;
+    // The object comes before the name: whoever finds the name owned finds somebody to talk to.
+    if (!m_bus.connection().registerObject(applicationObjectPath(name), this, QDBusConnection::ExportScriptableSlots))
+        return std::nullopt;
+    for (int attempt = 0; attempt < Attempts; ++attempt) {
+        const QVariant answer = askBus(u"RequestName"_s, {name, DoNotQueue});
+        if (!answer.isValid())
+            return std::nullopt;
+        if (answer.toUInt() == PrimaryOwner || answer.toUInt() == AlreadyOwner)
+            return Claim::First;
+        if (activateRunningApplication(m_bus, name) || askBus(u"NameHasOwner"_s, {name}).toBool())
+            break;
+    }
+    return Claim::Second;
+}
+
+/// First value of the bus's answer; invalid without one.
+QVariant RunningApplications::askBus(const QString& method, const QVariantList& arguments) {
+    auto message = QDBusMessage::createMethodCall(BusService, u"/org/freedesktop/DBus"_s, BusService, method);
+    message.setArguments(arguments);
+    const QDBusMessage reply = m_bus.call(message);
+    return reply.type() == QDBusMessage::ReplyMessage ? reply.arguments().value(0) : QVariant();
+}
+
 void RunningApplications::setActivationHandler(std::function<void()> activated) {
-    if (m_lock)
-        m_lock->hear();
-    m_inbox->setHandler(std::move(activated));
+    // Not by the toolkit's local server, which closes itself when once no descriptor is free.
+    if (m_listener.isOpen()) {
+        m_notifier = std::make_unique<QSocketNotifier>(m_listener.get(), QSocketNotifier::Read);
+        connect(m_notifier.get(), &QSocketNotifier::activated, this, &RunningApplications::takeKnocks);
+        takeKnocks();
+    }
+    m_handler = std::move(activated);
+    // Later, so that whoever sets the handler is done with its own preparations.
+    QMetaObject::invokeMethod(this, &RunningApplications::deliver, Qt::QueuedConnection);
+}
+
+/// Those that wait are one.
+void RunningApplications::takeKnocks() {
+    bool isKnocked = false;
+    while (UniqueFd(::accept4(m_listener.get(), nullptr, nullptr, SOCK_CLOEXEC)).isOpen())
+        isKnocked = true;
+    if (isKnocked)
+        activate();
+}
+
+/// Kept until somebody wants it.
+void RunningApplications::activate() {
+    m_isWaiting = true;
+    deliver();
+}
+
+void RunningApplications::deliver() {
+    if (!m_handler || !std::exchange(m_isWaiting, false))
+        return;
+    // A copy: the handler may set another one.
+    const auto handler = m_handler;
+    handler();
 }
 
 } // namespace Platform
-
-#include "RunningApplications.moc"

@@ -7,7 +7,6 @@
 #include <QCoreApplication>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
-#include <QHash>
 #include <QVariantMap>
 
 using namespace Qt::StringLiterals;
@@ -37,160 +36,111 @@ QVariantList notifyArguments(const QString& identifier, const UserNotifications:
 
 } // namespace
 
-class UserNotifications::Link final : public QObject {
-    Q_OBJECT
-
-public:
-    Link(QString identifier, BusConnection& bus, UserDefaults* record)
-        : m_identifier(std::move(identifier)), m_record(record), m_wantedBus(bus) {}
-
-    void deliver(const Content& content, std::function<void(Activation)> activated) {
-        auto message = QDBusMessage::createMethodCall(Service, Path, Service, u"Notify"_s);
-        message.setArguments(notifyArguments(m_identifier, content));
-        withBus([this, message, activated = std::move(activated), generation = m_generation] {
-            if (generation == m_generation)
-                send(message, activated);
-        });
-    }
-    void removeAll() {
-        ++m_generation;
-        for (const uint id : m_open.keys())
-            close(Service, id);
-        m_open.clear();
-        keepRecord();
-    }
-
-    void removeEarlier() {
-        const ArchiveValue open = m_record ? m_record->objectForKey(OpenKey) : ArchiveValue();
-        if (!open.isArray() || open.array().empty())
-            return;
-        withBus([this, open] {
-            for (const ArchiveValue& entry : open.array()) {
-                // By the service's unique name: another one that is there by now knows nothing of them.
-                const QString& text = entry.string();
-                const QString service = text.section(u' ', 0, 0);
-                if (service.startsWith(u':'))
-                    close(service, text.section(u' ', 1).toUInt());
-            }
-            keepRecord();
-        });
-    }
-
-    /// Nothing is written while nothing changes.
-    void keepRecord() const {
-        if (!m_record)
-            return;
-        ArchiveValue open;
-        for (auto it = m_open.cbegin(); it != m_open.cend(); ++it) {
-            if (open.isNothing())
-                open = ArchiveValue::Array();
-            open.append(it->owner + u' ' + QString::number(it.key()));
-        }
-        m_record->setObject(open, OpenKey);
-        m_record->synchronize();
-    }
-
-private Q_SLOTS:
-    void actionInvoked(uint id, const QString& key, const QDBusMessage& message) {
-        if (!isOurs(id, message))
-            return;
-        const auto activated = m_open.take(id).activated;
-        keepRecord();
-        if (!activated)
-            return;
-        if (key == ActionKey)
-            activated(Activation::ActionButton);
-        else if (key == OtherKey)
-            activated(Activation::OtherButton);
-        else if (key == ContentsKey)
-            activated(Activation::Contents);
-    }
-    void notificationClosed(uint id, uint, const QDBusMessage& message) {
-        if (!isOurs(id, message))
-            return;
-        m_open.remove(id);
-        keepRecord();
-    }
-
-private:
-    struct Open {
-        /// The unique bus name of the service that shows it.
-        QString owner;
-        std::function<void(Activation)> activated;
-    };
-
-    /// Later, with whatever bus there is then.
-    void withBus(std::function<void()> use) {
-        m_wantedBus.find(this, [this, use = std::move(use)](const QDBusConnection& found) {
-            if (found.name() != m_bus.name())
-                listenAt(found);
-            use();
-        });
-    }
-
-    void listenAt(const QDBusConnection& bus) {
-        m_bus = bus;
-        // From any sender: naming one makes the library ask for its owner, blocking. The slots look at the sender.
-        m_bus.connect({}, Path, Service, u"ActionInvoked"_s, this, SLOT(actionInvoked(uint, QString, QDBusMessage)));
-        m_bus.connect(
-            {}, Path, Service, u"NotificationClosed"_s, this, SLOT(notificationClosed(uint, uint, QDBusMessage)));
-    }
-
-    void send(const QDBusMessage& message, const std::function<void(Activation)>& activated) {
-        auto* const sent = new QDBusPendingCallWatcher(m_bus.asyncCall(message, NotifyLimit), this);
-        connect(sent, &QDBusPendingCallWatcher::finished, this,
-            [this, activated, generation = m_generation](QDBusPendingCallWatcher* watcher) {
-                watcher->deleteLater();
-                const QDBusPendingReply<uint> reply = *watcher;
-                if (!reply.isValid())
-                    systemLog(u"a notification cannot be shown: %1"_s.arg(reply.error().message()));
-                else if (generation != m_generation)
-                    close(Service, reply.value());
-                else
-                    m_open.insert(reply.value(), {reply.reply().service(), activated});
-                keepRecord();
-            });
-    }
-
-    /// At once, for the process may be about to end.
-    void close(const QString& service, uint id) {
-        auto message = QDBusMessage::createMethodCall(service, Path, Service, u"CloseNotification"_s);
-        message.setAutoStartService(false);
-        message.setArguments({id});
-        m_bus.send(message);
-    }
-
-    bool isOurs(uint id, const QDBusMessage& message) const {
-        const auto open = m_open.find(id);
-        return open != m_open.end() && open->owner == message.service();
-    }
-
-    const QString m_identifier;
-    UserDefaults* const m_record;
-    BusConnection& m_wantedBus;
-    QDBusConnection m_bus{QString()};
-    QHash<uint, Open> m_open;
-    /// Goes up whenever all are taken back: an id that is on its way then belongs to an older one.
-    int m_generation = 0;
-};
-
 UserNotifications::UserNotifications(QString identifier, BusConnection& bus, UserDefaults* record)
-    : m_link(std::make_unique<Link>(std::move(identifier), bus, record)) {}
-
-UserNotifications::~UserNotifications() = default;
+    : m_identifier(std::move(identifier)), m_wantedBus(bus), m_record(record) {}
 
 void UserNotifications::deliver(const Content& content, std::function<void(Activation)> activated) {
-    m_link->deliver(content, std::move(activated));
-}
-
-void UserNotifications::removeEarlier() {
-    m_link->removeEarlier();
+    auto message = QDBusMessage::createMethodCall(Service, Path, Service, u"Notify"_s);
+    message.setArguments(notifyArguments(m_identifier, content));
+    withBus([this, message, activated = std::move(activated), generation = m_generation] {
+        if (generation == m_generation)
+            send(message, activated);
+    });
 }
 
 void UserNotifications::removeAll() {
-    m_link->removeAll();
+    ++m_generation;
+    for (const uint id : m_open.keys())
+        close(Service, id);
+    m_open.clear();
+    keepRecord();
+}
+
+void UserNotifications::removeEarlier() {
+    const ArchiveValue open = m_record ? m_record->objectForKey(OpenKey) : ArchiveValue();
+    if (!open.isArray() || open.array().empty())
+        return;
+    withBus([this, open] {
+        for (const ArchiveValue& entry : open.array()) {
+            // By the service's unique name: another one that is there by now knows nothing of them.
+            const QString& text = entry.string();
+            const QString service = text.section(u' ', 0, 0);
+            if (service.startsWith(u':'))
+                close(service, text.section(u' ', 1).toUInt());
+        }
+        keepRecord();
+    });
+}
+
+void UserNotifications::keepRecord() const {
+    if (!m_record)
+        return;
+    ArchiveValue open;
+    for (auto it = m_open.cbegin(); it != m_open.cend(); ++it)
+        open.append(it->owner + u' ' + QString::number(it.key()));
+    m_record->setObject(open, OpenKey);
+}
+
+void UserNotifications::actionInvoked(uint id, const QString& key, const QDBusMessage& message) {
+    static const QHash<QString, Activation> activations{{ActionKey, Activation::ActionButton},
+        {OtherKey, Activation::OtherButton}, {ContentsKey, Activation::Contents}};
+    if (!isOurs(id, message))
+        return;
+    const auto activated = m_open.take(id).activated;
+    keepRecord();
+    if (activated && activations.contains(key))
+        activated(activations.value(key));
+}
+
+void UserNotifications::notificationClosed(uint id, uint, const QDBusMessage& message) {
+    if (!isOurs(id, message))
+        return;
+    m_open.remove(id);
+    keepRecord();
+}
+
+/// Later, with whatever bus there is then.
+void UserNotifications::withBus(std::function<void()> use) {
+    m_wantedBus.find(this, [this, use = std::move(use)](const QDBusConnection& found) {
+        if (found.name() != m_bus.name()) {
+            m_bus = found;
+            // From any sender: naming one makes the library ask for its owner, blocking. The slots look at the sender.
+            m_bus.connect(
+                {}, Path, Service, u"ActionInvoked"_s, this, SLOT(actionInvoked(uint, QString, QDBusMessage)));
+            m_bus.connect(
+                {}, Path, Service, u"NotificationClosed"_s, this, SLOT(notificationClosed(uint, uint, QDBusMessage)));
+        }
+        use();
+    });
+}
+
+void UserNotifications::send(const QDBusMessage& message, const Activated& activated) {
+    auto* const sent = new QDBusPendingCallWatcher(m_bus.asyncCall(message, NotifyLimit), this);
+    connect(sent, &QDBusPendingCallWatcher::finished, this,
+        [this, activated, generation = m_generation](QDBusPendingCallWatcher* watcher) {
+            watcher->deleteLater();
+            const QDBusPendingReply<uint> reply = *watcher;
+            if (!reply.isValid())
+                systemLog(u"a notification cannot be shown: %1"_s.arg(reply.error().message()));
+            else if (generation != m_generation)
+                close(Service, reply.value());
+            else
+                m_open.insert(reply.value(), {reply.reply().service(), activated});
+            keepRecord();
+        });
+}
+
+/// At once, for the process may be about to end.
+void UserNotifications::close(const QString& service, uint id) {
+    auto message = QDBusMessage::createMethodCall(service, Path, Service, u"CloseNotification"_s);
+    message.setAutoStartService(false);
+    message.setArguments({id});
+    m_bus.send(message);
+}
+
+bool UserNotifications::isOurs(uint id, const QDBusMessage& message) const {
+    const auto open = m_open.find(id);
+    return open != m_open.end() && open->owner == message.service();
 }
 
 } // namespace Platform
-
-#include "UserNotifications.moc"

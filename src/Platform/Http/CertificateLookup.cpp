@@ -4,10 +4,11 @@
 
 #include <p11-kit/p11-kit.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <future>
 #include <memory>
-#include <vector>
 
 using namespace Qt::StringLiterals;
 
@@ -15,98 +16,51 @@ namespace Platform {
 
 namespace {
 
-/// More than any machine has; a module that claims more is not followed.
-constexpr CK_ULONG MostSlots = 256;
+/// More than any machine has; a module that claims more is passed over.
+constexpr size_t MostSlots = 256;
 
-/// The modules of every configured token; none where the library is not there.
-///
-/// It is loaded with the first look-up, for few clients ever need one.
-class Modules final {
-public:
-    Modules() {
-        const auto load = reinterpret_cast<decltype(&p11_kit_modules_load_and_initialize)>(
-            m_library.resolve("p11_kit_modules_load_and_initialize"));
-        if (load)
-            m_modules = load(0);
-    }
-    ~Modules() {
-        const auto release = reinterpret_cast<decltype(&p11_kit_modules_finalize_and_release)>(
-            m_library.resolve("p11_kit_modules_finalize_and_release"));
-        if (m_modules && release)
-            release(m_modules);
-    }
-    Modules(const Modules&) = delete;
-    Modules& operator=(const Modules&) = delete;
+/// A function of the library, which is loaded with the first look-up, for few clients ever need one; null without it.
+template <typename Function>
+Function* resolved(const char* name) {
+    static QLibrary library(u"p11-kit"_s, 0);
+    return reinterpret_cast<Function*>(library.resolve(name));
+}
 
-    CK_FUNCTION_LIST** list() const { return m_modules; }
-
-private:
-    QLibrary m_library{u"p11-kit"_s, 0};
-    CK_FUNCTION_LIST** m_modules = nullptr;
-};
-
-class Session final {
-public:
-    Session(CK_FUNCTION_LIST* module, CK_SLOT_ID slot) : m_module(module) {
-        m_open = m_module->C_OpenSession(slot, CKF_SERIAL_SESSION, nullptr, nullptr, &m_handle) == CKR_OK;
-    }
-    ~Session() {
-        if (m_open)
-            m_module->C_CloseSession(m_handle);
-    }
-    Session(const Session&) = delete;
-    Session& operator=(const Session&) = delete;
-
-    bool hasCertificate(QByteArray label) {
-        CK_OBJECT_CLASS wanted = CKO_CERTIFICATE;
-        CK_ATTRIBUTE conditions[] = {
-            {CKA_CLASS, &wanted, sizeof wanted}, {CKA_LABEL, label.data(), static_cast<CK_ULONG>(label.size())}};
-        if (!m_open || m_module->C_FindObjectsInit(m_handle, conditions, std::size(conditions)) != CKR_OK)
-            return false;
-        CK_OBJECT_HANDLE object = 0;
-        CK_ULONG count = 0;
-        const bool isFound = m_module->C_FindObjects(m_handle, &object, 1, &count) == CKR_OK && count > 0;
-        m_module->C_FindObjectsFinal(m_handle);
-        return isFound;
-    }
-
-private:
-    CK_FUNCTION_LIST* const m_module;
-    CK_SESSION_HANDLE m_handle = 0;
-    bool m_open = false;
-};
-
-std::vector<CK_SLOT_ID> slotsWithToken(CK_FUNCTION_LIST* module) {
+bool tokenHasCertificate(CK_FUNCTION_LIST* module, CK_SLOT_ID slot, QByteArray label) {
+    CK_SESSION_HANDLE session = 0;
+    if (module->C_OpenSession(slot, CKF_SERIAL_SESSION, nullptr, nullptr, &session) != CKR_OK)
+        return false;
+    CK_OBJECT_CLASS wanted = CKO_CERTIFICATE;
+    CK_ATTRIBUTE conditions[] = {
+        {CKA_CLASS, &wanted, sizeof wanted}, {CKA_LABEL, label.data(), static_cast<CK_ULONG>(label.size())}};
+    CK_OBJECT_HANDLE object = 0;
     CK_ULONG count = 0;
-    if (module->C_GetSlotList(CK_TRUE, nullptr, &count) != CKR_OK || count == 0)
-        return {};
-    // One that was plugged in meanwhile is not missed.
-    count = std::min(count + 1, MostSlots);
-    std::vector<CK_SLOT_ID> slots(count);
-    if (module->C_GetSlotList(CK_TRUE, slots.data(), &count) != CKR_OK)
-        return {};
-    slots.resize(std::min<size_t>(count, slots.size()));
-    return slots;
+    const bool isFound = module->C_FindObjectsInit(session, conditions, std::size(conditions)) == CKR_OK &&
+        module->C_FindObjects(session, &object, 1, &count) == CKR_OK && count > 0;
+    module->C_CloseSession(session);
+    return isFound;
 }
 
 bool moduleHasCertificate(CK_FUNCTION_LIST* module, const QByteArray& label) {
-    for (const CK_SLOT_ID slot : slotsWithToken(module)) {
-        CK_TOKEN_INFO token{};
-        if (module->C_GetTokenInfo(slot, &token) != CKR_OK || !(token.flags & CKF_TOKEN_INITIALIZED))
-            continue;
-        if (Session(module, slot).hasCertificate(label))
-            return true;
-    }
-    return false;
+    std::array<CK_SLOT_ID, MostSlots> slots{};
+    CK_ULONG count = slots.size();
+    return module->C_GetSlotList(CK_TRUE, slots.data(), &count) == CKR_OK &&
+        std::any_of(slots.begin(), slots.begin() + std::min<size_t>(count, slots.size()),
+            [&](CK_SLOT_ID slot) { return tokenHasCertificate(module, slot, label); });
 }
 
 bool anyTokenHasCertificate(const QByteArray& label) {
-    const Modules modules;
-    for (CK_FUNCTION_LIST** module = modules.list(); module && *module; ++module) {
-        if (moduleHasCertificate(*module, label))
-            return true;
-    }
-    return false;
+    auto* const load = resolved<decltype(p11_kit_modules_load_and_initialize)>("p11_kit_modules_load_and_initialize");
+    auto* const release =
+        resolved<decltype(p11_kit_modules_finalize_and_release)>("p11_kit_modules_finalize_and_release");
+    CK_FUNCTION_LIST** const modules = load && release ? load(0) : nullptr;
+    if (!modules)
+        return false;
+    bool isFound = false;
+    for (CK_FUNCTION_LIST** module = modules; *module && !isFound; ++module)
+        isFound = moduleHasCertificate(*module, label);
+    release(modules);
+    return isFound;
 }
 
 /// Shared with a look-up that may end after its caller has gone.

@@ -1,15 +1,14 @@
 #pragma once
 
-#include "HttpSession.h"
-
-struct ssl_ctx_st;
+#include <curl/curl.h>
 
 namespace Platform {
 
-/// Lets connections made from @p context ask @p identity for a certificate when their server wants one, and only then.
+/// The transport's call for each new connection's @p context of TLS: lets it ask @p identity, a function that gives a
+/// ClientIdentity, for a certificate when the server wants one, and only then.
 ///
 /// An identity that cannot be read leaves the server without a certificate, with a line in the system log. @p identity
 /// must outlive the context.
-void presentOnChallenge(ssl_ctx_st* context, const std::function<ClientIdentity()>* identity);
+CURLcode presentOnChallenge(CURL* easy, void* context, void* identity);
 
 } // namespace Platform

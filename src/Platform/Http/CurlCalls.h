@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QtGlobal>
+#include <QLibrary>
 
 #include <curl/curl.h>
 
@@ -8,12 +8,10 @@
 
 namespace Platform {
 
-/// True when the transfer library is loaded and set up, which the first call does and the others wait for; without it
-/// nothing below may be called.
-bool isCurlThere();
-
-/// The address of one of its functions.
-QFunctionPointer curlAddress(const char* name);
+inline QLibrary& curlLibrary() {
+    static QLibrary library(QStringLiteral("curl"), 4);
+    return library;
+}
 
 /// A function of the transfer library, looked up at its first call. Any thread.
 template <typename Function>
@@ -25,7 +23,7 @@ public:
     auto operator()(Arguments... arguments) const {
         QFunctionPointer address = m_address.load(std::memory_order_relaxed);
         if (!address) {
-            address = curlAddress(m_name);
+            address = curlLibrary().resolve(m_name);
             m_address.store(address, std::memory_order_relaxed);
         }
         return reinterpret_cast<Function*>(address)(arguments...);
@@ -45,25 +43,29 @@ private:
 MAV_CURL_FUNCTION(curl_easy_cleanup);
 MAV_CURL_FUNCTION(curl_easy_getinfo);
 MAV_CURL_FUNCTION(curl_easy_init);
-MAV_CURL_FUNCTION(curl_easy_reset);
 MAV_CURL_FUNCTION(curl_easy_setopt);
 MAV_CURL_FUNCTION(curl_easy_strerror);
-MAV_CURL_FUNCTION(curl_free);
 MAV_CURL_FUNCTION(curl_global_init);
 MAV_CURL_FUNCTION(curl_multi_add_handle);
-MAV_CURL_FUNCTION(curl_multi_cleanup);
 MAV_CURL_FUNCTION(curl_multi_info_read);
 MAV_CURL_FUNCTION(curl_multi_init);
+MAV_CURL_FUNCTION(curl_multi_perform);
+MAV_CURL_FUNCTION(curl_multi_poll);
 MAV_CURL_FUNCTION(curl_multi_remove_handle);
 MAV_CURL_FUNCTION(curl_multi_setopt);
-MAV_CURL_FUNCTION(curl_multi_socket_action);
+MAV_CURL_FUNCTION(curl_multi_wakeup);
+MAV_CURL_FUNCTION(curl_share_cleanup);
+MAV_CURL_FUNCTION(curl_share_init);
+MAV_CURL_FUNCTION(curl_share_setopt);
 MAV_CURL_FUNCTION(curl_slist_append);
 MAV_CURL_FUNCTION(curl_slist_free_all);
-MAV_CURL_FUNCTION(curl_url);
-MAV_CURL_FUNCTION(curl_url_cleanup);
-MAV_CURL_FUNCTION(curl_url_get);
-MAV_CURL_FUNCTION(curl_url_set);
-MAV_CURL_FUNCTION(curl_url_strerror);
 #undef MAV_CURL_FUNCTION
+
+/// True when the transfer library is loaded and set up, which the first call does and the others wait for; without it
+/// nothing above may be called.
+inline bool isCurlThere() {
+    static const bool isThere = curlLibrary().load() && curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
+    return isThere;
+}
 
 } // namespace Platform

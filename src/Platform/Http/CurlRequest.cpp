@@ -3,6 +3,8 @@
 #include "ClientCertificate.h"
 #include "CurlCalls.h"
 
+#include <QNetworkProxy>
+
 #include <sys/socket.h>
 
 using namespace Qt::StringLiterals;
@@ -16,52 +18,26 @@ constexpr size_t MostHeaderBytes = 256 * 1024;
 /// A connection that was idle for longer is not used again, seconds.
 constexpr long IdleConnectionLife = 60;
 
-CURLcode onTlsContext(CURL*, void* context, void* identity) {
-    presentOnChallenge(
-        static_cast<ssl_ctx_st*>(context), static_cast<const std::function<ClientIdentity()>*>(identity));
-    return CURLE_OK;
-}
-
 /// The library's own sockets would be inherited by every child process.
 curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) {
     return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }
 
-void setTransport(CURL* easy, const ProxyChoice& proxy) {
-    curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
-    curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
-    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
-    // A look-up that still runs when the time is over is left behind instead of waited for.
-    curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
-    curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, openSocket);
-    curl_easy_setopt(easy, CURLOPT_MAXAGE_CONN, IdleConnectionLife);
-    curl_easy_setopt(easy, CURLOPT_USERAGENT, "Mav/" MAV_VERSION);
-    curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, "gzip, deflate");
-    // Set even when empty: otherwise the library reads the environment by itself.
-    curl_easy_setopt(easy, CURLOPT_PROXY, proxy.url.constData());
-    curl_easy_setopt(easy, CURLOPT_NOPROXY, "");
-    curl_easy_setopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
-    if (!proxy.user.isEmpty()) {
-        curl_easy_setopt(easy, CURLOPT_PROXYUSERNAME, proxy.user.constData());
-        curl_easy_setopt(easy, CURLOPT_PROXYPASSWORD, proxy.password.constData());
-    }
-}
-
-void setTrust(CURL* easy, const HttpSettings& settings) {
-    if (settings.acceptAnyServerCertificate) {
-        curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 0L);
-        curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 0L);
-    }
-    if (settings.clientIdentity) {
-        curl_easy_setopt(easy, CURLOPT_SSL_CTX_FUNCTION, onTlsContext);
-        curl_easy_setopt(easy, CURLOPT_SSL_CTX_DATA, &settings.clientIdentity);
-    }
+/// Empty for none.
+QByteArray proxyUrl(const QNetworkProxy& proxy) {
+    if (proxy.type() == QNetworkProxy::NoProxy)
+        return {};
+    const char* scheme = "http";
+    if (proxy.type() == QNetworkProxy::Socks5Proxy)
+        scheme = proxy.capabilities().testFlag(QNetworkProxy::HostNameLookupCapability) ? "socks5h" : "socks5";
+    return u"%1://%2:%3"_s.arg(QLatin1String(scheme), proxy.hostName()).arg(proxy.port()).toUtf8();
 }
 
 } // namespace
 
-CurlRequest::CurlRequest(HttpRequest request, Clock::time_point deadline, Finish finish)
-    : m_request(std::move(request)), m_deadline(deadline), m_finish(std::move(finish)) {}
+CurlRequest::CurlRequest(
+    std::shared_ptr<HttpSessionState> session, HttpRequest request, Clock::time_point deadline, Finish finish)
+    : m_session(std::move(session)), m_request(std::move(request)), m_deadline(deadline), m_finish(std::move(finish)) {}
 
 CurlRequest::~CurlRequest() {
     // A request that was never attached may come to its end without the library.
@@ -71,7 +47,7 @@ CurlRequest::~CurlRequest() {
 
 int CurlRequest::countRedirect(long status) {
     m_request.bearerToken.clear();
-    if (becomesGet(status, m_request.method)) {
+    if (becomesGet(status)) {
         m_request.method = "GET";
         m_request.body.clear();
         m_request.contentType.clear();
@@ -79,21 +55,60 @@ int CurlRequest::countRedirect(long status) {
     return ++m_redirects;
 }
 
-void CurlRequest::attach(CURL* easy, const ProxyChoice& proxy, const HttpSettings& settings) {
-    m_easy = easy;
-    m_limit = settings.responseLimit;
+CURL* CurlRequest::attach(const QNetworkProxy& proxy) {
+    m_easy = curl_easy_init();
+    if (!m_easy)
+        return nullptr;
     m_detail[0] = 0;
-    curl_easy_setopt(easy, CURLOPT_URL, m_url.text.constData());
-    curl_easy_setopt(easy, CURLOPT_PRIVATE, this);
-    curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, m_detail.data());
-    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, onBody);
-    curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
-    curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, onHeader);
-    curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
-    curl_easy_setopt(easy, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(m_limit));
-    setTransport(easy, proxy);
-    setTrust(easy, settings);
+    curl_easy_setopt(m_easy, CURLOPT_PRIVATE, this);
+    curl_easy_setopt(m_easy, CURLOPT_ERRORBUFFER, m_detail.data());
+    curl_easy_setopt(m_easy, CURLOPT_WRITEFUNCTION, onBody);
+    curl_easy_setopt(m_easy, CURLOPT_WRITEDATA, this);
+    curl_easy_setopt(m_easy, CURLOPT_HEADERFUNCTION, onHeader);
+    curl_easy_setopt(m_easy, CURLOPT_HEADERDATA, this);
+    curl_easy_setopt(m_easy, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(m_session->settings.responseLimit));
+    setConnection();
+    setTransport(proxy);
     setMethod();
+    return m_easy;
+}
+
+void CurlRequest::setConnection() {
+    const HttpSettings& settings = m_session->settings;
+    if (!m_session->connections) {
+        m_session->connections = curl_share_init();
+        curl_share_setopt(m_session->connections, CURLSHOPT_SHARE, CURL_LOCK_DATA_CONNECT);
+    }
+    curl_easy_setopt(m_easy, CURLOPT_SHARE, m_session->connections);
+    if (settings.acceptAnyServerCertificate) {
+        curl_easy_setopt(m_easy, CURLOPT_SSL_VERIFYPEER, 0L);
+        curl_easy_setopt(m_easy, CURLOPT_SSL_VERIFYHOST, 0L);
+    }
+    if (settings.clientIdentity) {
+        curl_easy_setopt(m_easy, CURLOPT_SSL_CTX_FUNCTION, presentOnChallenge);
+        curl_easy_setopt(m_easy, CURLOPT_SSL_CTX_DATA, &settings.clientIdentity);
+    }
+}
+
+void CurlRequest::setTransport(const QNetworkProxy& proxy) {
+    curl_easy_setopt(m_easy, CURLOPT_URL, m_url.toEncoded().constData());
+    curl_easy_setopt(m_easy, CURLOPT_PROTOCOLS_STR, "http,https");
+    curl_easy_setopt(m_easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+    curl_easy_setopt(m_easy, CURLOPT_NOSIGNAL, 1L);
+    // A look-up that still runs when the time is over is left behind instead of waited for.
+    curl_easy_setopt(m_easy, CURLOPT_QUICK_EXIT, 1L);
+    curl_easy_setopt(m_easy, CURLOPT_OPENSOCKETFUNCTION, openSocket);
+    curl_easy_setopt(m_easy, CURLOPT_MAXAGE_CONN, IdleConnectionLife);
+    curl_easy_setopt(m_easy, CURLOPT_USERAGENT, "Mav/" MAV_VERSION);
+    curl_easy_setopt(m_easy, CURLOPT_ACCEPT_ENCODING, "gzip, deflate");
+    // Set even when empty: otherwise the library reads the environment by itself.
+    curl_easy_setopt(m_easy, CURLOPT_PROXY, proxyUrl(proxy).constData());
+    curl_easy_setopt(m_easy, CURLOPT_NOPROXY, "");
+    curl_easy_setopt(m_easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    if (!proxy.user().isEmpty()) {
+        curl_easy_setopt(m_easy, CURLOPT_PROXYUSERNAME, proxy.user().toUtf8().constData());
+        curl_easy_setopt(m_easy, CURLOPT_PROXYPASSWORD, proxy.password().toUtf8().constData());
+    }
 }
 
 void CurlRequest::setMethod() {
@@ -105,21 +120,18 @@ void CurlRequest::setMethod() {
     if (!m_request.bearerToken.isEmpty())
         m_headers = curl_slist_append(m_headers, ("Authorization: Bearer " + m_request.bearerToken).constData());
     curl_easy_setopt(m_easy, CURLOPT_HTTPHEADER, m_headers);
-    if (m_request.method == "GET" && m_request.body.isEmpty())
+    if (m_request.method != "POST")
         return;
-    if (m_request.method == "HEAD") {
-        curl_easy_setopt(m_easy, CURLOPT_NOBODY, 1L);
-        return;
-    }
     curl_easy_setopt(m_easy, CURLOPT_POST, 1L);
     curl_easy_setopt(m_easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(m_request.body.size()));
     curl_easy_setopt(m_easy, CURLOPT_POSTFIELDS, m_request.body.constData());
-    if (m_request.method != "POST")
-        curl_easy_setopt(m_easy, CURLOPT_CUSTOMREQUEST, m_request.method.constData());
 }
 
-CURL* CurlRequest::detach() {
-    return std::exchange(m_easy, nullptr);
+void CurlRequest::detach(CURLM* multi) {
+    if (!m_easy)
+        return;
+    curl_multi_remove_handle(multi, m_easy);
+    curl_easy_cleanup(std::exchange(m_easy, nullptr));
 }
 
 CurlRequest& CurlRequest::of(CURL* easy) {
@@ -131,7 +143,7 @@ CurlRequest& CurlRequest::of(CURL* easy) {
 size_t CurlRequest::onBody(char* bytes, size_t size, size_t count, void* self) {
     auto& request = *static_cast<CurlRequest*>(self);
     const auto length = static_cast<qsizetype>(size * count);
-    if (request.m_body.size() + length > request.m_limit) {
+    if (request.m_body.size() + length > request.m_session->settings.responseLimit) {
         request.m_tooLarge = true;
         return 0;
     }

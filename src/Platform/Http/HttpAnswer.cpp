@@ -5,69 +5,12 @@
 #include <QJsonDocument>
 
 #include <algorithm>
-#include <array>
-#include <utility>
 
 using namespace Qt::StringLiterals;
 
 namespace Platform {
 
 namespace {
-
-struct StatusText {
-    long status;
-    const char* text;
-};
-
-constexpr std::array StatusTexts{
-    StatusText{301, "moved permanently"},
-    StatusText{302, "found"},
-    StatusText{303, "see other"},
-    StatusText{304, "not modified"},
-    StatusText{305, "needs proxy"},
-    StatusText{307, "temporarily redirected"},
-    StatusText{400, "bad request"},
-    StatusText{401, "unauthorized"},
-    StatusText{402, "payment required"},
-    StatusText{403, "forbidden"},
-    StatusText{404, "not found"},
-    StatusText{405, "method not allowed"},
-    StatusText{406, "unacceptable"},
-    StatusText{407, "proxy authentication required"},
-    StatusText{408, "request timed out"},
-    StatusText{409, "conflict"},
-    StatusText{410, "no longer exists"},
-    StatusText{411, "length required"},
-    StatusText{412, "precondition failed"},
-    StatusText{413, "request too large"},
-    StatusText{414, "requested URL too long"},
-    StatusText{415, "unsupported media type"},
-    StatusText{416, "requested range not satisfiable"},
-    StatusText{417, "expectation failed"},
-    StatusText{500, "internal server error"},
-    StatusText{501, "unimplemented"},
-    StatusText{502, "bad gateway"},
-    StatusText{503, "service unavailable"},
-    StatusText{504, "gateway timed out"},
-    StatusText{505, "unsupported version"},
-};
-
-QString statusText(long status) {
-    const auto known = std::find_if(
-        StatusTexts.begin(), StatusTexts.end(), [status](const StatusText& entry) { return entry.status == status; });
-    if (known != StatusTexts.end())
-        return QString::fromLatin1(known->text);
-    switch (status / 100) {
-    case 1:
-        return u"informational"_s;
-    case 3:
-        return u"redirected"_s;
-    case 4:
-        return u"client error"_s;
-    default:
-        return u"server error"_s;
-    }
-}
 
 qint64 errorCode(CURLcode code) {
     switch (code) {
@@ -123,8 +66,8 @@ Error transportError(CURLcode code, const QString& detail) {
 
 Error judgeAnswer(const HttpAnswer& answer, const QList<QByteArray>& acceptableTypes) {
     if (answer.status < 200 || answer.status > 299)
-        return Error(UrlErrorDomain, Error::BadServerResponse, {},
-            u"%1 (%2)"_s.arg(statusText(answer.status)).arg(answer.status), static_cast<int>(answer.status));
+        return Error(UrlErrorDomain, Error::BadServerResponse, {}, u"HTTP status %1"_s.arg(answer.status),
+            static_cast<int>(answer.status));
     const QByteArray type = answer.contentType.split(';').first().trimmed().toLower();
     if (acceptableTypes.isEmpty() || answer.body.isEmpty() || type.isEmpty() || acceptableTypes.contains(type))
         return {};
@@ -146,23 +89,12 @@ Error parseJsonAnswer(const QByteArray& text, QJsonObject* object) {
 }
 
 bool isRedirect(const HttpAnswer& answer) {
-    switch (answer.status) {
-    case 301:
-    case 302:
-    case 303:
-    case 307:
-    case 308:
-        return !answer.location.isEmpty();
-    default:
-        return false;
-    }
+    constexpr long Redirects[] = {301, 302, 303, 307, 308};
+    return !answer.location.isEmpty() && std::ranges::find(Redirects, answer.status) != std::end(Redirects);
 }
 
-bool becomesGet(long status, const QByteArray& method) {
-    if (method == "HEAD")
-        return false;
-    // A POST that is moved goes on as GET, as every browser has it; other methods only change after "see other".
-    return status == 303 || ((status == 301 || status == 302) && method == "POST");
+bool becomesGet(long status) {
+    return status == 301 || status == 302 || status == 303;
 }
 
 } // namespace Platform

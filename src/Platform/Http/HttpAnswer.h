@@ -33,7 +33,7 @@ Error parseJsonAnswer(const QByteArray& text, QJsonObject* object);
 
 /// The answer sends the request on to its location: 301, 302, 303, 307 or 308 with a location.
 bool isRedirect(const HttpAnswer& answer);
-/// The request that follows @p status goes as GET without a body.
-bool becomesGet(long status, const QByteArray& method);
+/// The request that follows @p status goes as GET without a body, as every browser has it.
+bool becomesGet(long status);
 
 } // namespace Platform

@@ -1,41 +1,62 @@
 #include "HttpThread.h"
 
 #include "CurlCalls.h"
+#include "ProxyLookup.h"
+
+#include <QHostAddress>
+#include <QNetworkProxy>
+#include <QUrl>
 
 #include <pthread.h>
 #include <signal.h>
-#include <sys/epoll.h>
-#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <thread>
-#include <vector>
+
+using namespace Qt::StringLiterals;
 
 namespace Platform {
 
 namespace {
 
-using Clock = HttpThreadClient::Clock;
+using Clock = CurlRequest::Clock;
 
 /// How long an exiting process waits for the network thread to stop; a completion may be stuck.
 constexpr std::chrono::milliseconds ParkWait{500};
+constexpr int MostRedirects = 5;
+/// Towards one host at once; further requests wait for their turn, which counts into their time. As many are kept when
+/// idle: with fewer, a connection that comes free would be closed while a waiting request makes a new one.
+constexpr long MostConnections = 6;
 
 thread_local bool isNetworkThread = false;
 
-quint64 tag(quint32 client, int descriptor) {
-    return quint64(client) << 32 | static_cast<quint32>(descriptor);
+Error cancelled() {
+    return httpError(Error::Cancelled, u"cancelled"_s);
 }
 
-int millisecondsUntil(Clock::time_point due) {
-    if (due == Clock::time_point::max())
-        return -1;
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(due - Clock::now()).count();
-    return static_cast<int>(std::clamp<long long>(left, 0, INT_MAX));
+/// What may stand in a URL; a space or a letter outside ASCII was typed by somebody and names no host.
+bool isUrlCharacter(QChar character) {
+    const char16_t unit = character.unicode();
+    return unit > 0x20 && unit < 0x7f && !QStringView(u"\"<>\\^`{|}").contains(character);
+}
+
+/// What keeps a request from going to @p url, which is @p text.
+Error urlError(const QString& text, const QUrl& url) {
+    if (text.isEmpty() || !std::all_of(text.begin(), text.end(), isUrlCharacter))
+        return httpError(Error::BadUrl, u"characters that no URL has"_s);
+    if (!url.isValid() || !url.userInfo().isEmpty())
+        return httpError(Error::BadUrl, url.isValid() ? u"a user name"_s : url.errorString());
+    if (url.scheme() != u"http" && url.scheme() != u"https")
+        return httpError(Error::UnsupportedUrl, u"neither http nor https"_s);
+    return url.host().isEmpty() ? httpError(Error::BadUrl, u"no host"_s) : Error();
+}
+
+bool isLoopback(const QString& host) {
+    QHostAddress address;
+    return host == u"localhost" || host.endsWith(u".localhost"_s) || (address.setAddress(host) && address.isLoopback());
 }
 
 } // namespace
@@ -45,9 +66,8 @@ HttpThread& HttpThread::shared() {
     return *thread;
 }
 
-HttpThread::HttpThread() : m_epoll(epoll_create1(EPOLL_CLOEXEC)), m_wakeup(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+HttpThread::HttpThread() {
     parkAtExit();
-    watch(m_wakeup, EPOLLIN, 0);
     std::thread([this] { run(); }).detach();
 }
 
@@ -56,27 +76,33 @@ void HttpThread::parkAtExit() {
 }
 
 void HttpThread::wake() {
-    // The network thread looks at its inbox before it sleeps; others ring once until it has looked.
-    if (isNetworkThread || m_isWoken)
+    // The network thread looks at what was posted before it sleeps.
+    if (isNetworkThread)
         return;
-    m_isWoken = true;
-    eventfd_write(m_wakeup, 1);
+    if (m_multi)
+        curl_multi_wakeup(m_multi);
+    m_changed.notify_all();
 }
 
-void HttpThread::post(Block block, const HttpThreadClient* client) {
+void HttpThread::post(Block block, const HttpSessionState* session) {
     const std::lock_guard lock(m_mutex);
-    m_posted.push_back({std::move(block), client});
+    m_posted.push_back({std::move(block), session});
     wake();
 }
 
-void HttpThread::finishFor(const HttpThreadClient* client, const Block& last) {
+void HttpThread::send(std::shared_ptr<CurlRequest> request) {
+    const HttpSessionState* session = &request->session();
+    post([this, request = std::move(request)] { start(request); }, session);
+}
+
+void HttpThread::close(const std::shared_ptr<HttpSessionState>& session) {
     if (isNetworkThread) {
-        finishHere(client, last);
+        closeHere(*session);
         return;
     }
     const auto isFinished = std::make_shared<bool>(false);
-    post([this, client, last, isFinished] {
-        finishHere(client, last);
+    post([this, session, isFinished] {
+        closeHere(*session);
         const std::lock_guard done(m_mutex);
         *isFinished = true;
         m_changed.notify_all();
@@ -85,42 +111,32 @@ void HttpThread::finishFor(const HttpThreadClient* client, const Block& last) {
     m_changed.wait(lock, [&] { return *isFinished || m_isParked; });
 }
 
-void HttpThread::finishHere(const HttpThreadClient* client, const Block& last) {
-    last();
-    // What others posted before, and what completions posted meanwhile.
+template <typename Which>
+void HttpThread::finishAll(Which which, const Error& error) {
+    // From the beginning each time: a completion may change the list.
+    const auto find = [&] { return std::ranges::find_if(m_requests, which); };
+    for (auto found = find(); found != m_requests.end(); found = find())
+        finish(**found, error);
+}
+
+void HttpThread::closeHere(HttpSessionState& session) {
+    session.isClosed = true;
+    finishAll([&session](const auto& request) { return &request->session() == &session; }, cancelled());
+    // What others sent before, and what completions sent meanwhile.
     for (;;) {
         Block block;
         {
             const std::lock_guard lock(m_mutex);
-            const auto found = std::ranges::find(m_posted, client, &Posted::client);
+            const auto found = std::ranges::find(m_posted, &session, &Posted::session);
             if (found == m_posted.end())
-                return;
+                break;
             block = std::move(found->block);
             m_posted.erase(found);
         }
         block();
     }
-}
-
-quint32 HttpThread::add(std::shared_ptr<HttpThreadClient> client) {
-    m_clients.emplace(++m_lastNumber, std::move(client));
-    return m_lastNumber;
-}
-
-void HttpThread::remove(quint32 number) {
-    m_clients.erase(number);
-}
-
-void HttpThread::watch(int descriptor, uint32_t events, quint32 number) {
-    epoll_event event{};
-    event.events = events;
-    event.data.u64 = tag(number, descriptor);
-    if (epoll_ctl(m_epoll, EPOLL_CTL_ADD, descriptor, &event) != 0 && errno == EEXIST)
-        epoll_ctl(m_epoll, EPOLL_CTL_MOD, descriptor, &event);
-}
-
-void HttpThread::unwatch(int descriptor) {
-    epoll_ctl(m_epoll, EPOLL_CTL_DEL, descriptor, nullptr);
+    if (session.connections)
+        curl_share_cleanup(std::exchange(session.connections, nullptr));
 }
 
 void HttpThread::run() {
@@ -130,19 +146,24 @@ void HttpThread::run() {
     sigset_t all;
     sigfillset(&all);
     pthread_sigmask(SIG_BLOCK, &all, nullptr);
-    // Again, after the libraries' own exit handlers are registered: the last one runs first.
-    if (isCurlThere())
+    if (CURLM* multi = isCurlThere() ? curl_multi_init() : nullptr) {
+        // Again, after the libraries' own exit handlers are registered: the last one runs first.
         parkAtExit();
+        curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, MostConnections);
+        curl_multi_setopt(multi, CURLMOPT_MAX_HOST_CONNECTIONS, MostConnections);
+        const std::lock_guard lock(m_mutex);
+        m_multi = multi;
+    }
     for (;;) {
-        takeInbox();
+        takePosted();
+        collect();
         fireDue();
-        waitAndServe();
+        sleep();
     }
 }
 
-void HttpThread::takeInbox() {
+void HttpThread::takePosted() {
     std::unique_lock lock(m_mutex);
-    m_isWoken = false;
     if (m_isParkWanted)
         stayParked();
     // Only what is there now: what completions add waits for the next round, after the sockets had theirs.
@@ -157,44 +178,36 @@ void HttpThread::takeInbox() {
     }
 }
 
-void HttpThread::fireDue() {
-    const auto now = Clock::now();
-    std::vector<std::shared_ptr<HttpThreadClient>> due;
-    for (const auto& [number, client] : m_clients) {
-        if (client->nextDue() <= now)
-            due.push_back(client);
+void HttpThread::collect() {
+    if (m_requests.empty())
+        return;
+    int left = 0;
+    curl_multi_perform(m_multi, &left);
+    while (const CURLMsg* message = curl_multi_info_read(m_multi, &left)) {
+        if (message->msg == CURLMSG_DONE)
+            transferDone(CurlRequest::of(message->easy_handle), message->data.result);
     }
-    for (const auto& client : due)
-        client->fireDue(now);
 }
 
-void HttpThread::waitAndServe() {
-    auto due = Clock::time_point::max();
-    for (const auto& [number, client] : m_clients)
-        due = std::min(due, client->nextDue());
-    int timeout = millisecondsUntil(due);
-    {
-        const std::lock_guard lock(m_mutex);
-        if (!m_posted.empty() || m_isParkWanted)
-            timeout = 0;
+void HttpThread::fireDue() {
+    finishAll([now = Clock::now()](const auto& request) { return request->deadline() <= now; },
+        httpError(Error::TimedOut, u"timed out"_s));
+}
+
+void HttpThread::sleep() {
+    std::unique_lock lock(m_mutex);
+    if (!m_posted.empty() || m_isParkWanted)
+        return;
+    if (!m_multi) {
+        m_changed.wait(lock);
+        return;
     }
-    std::array<epoll_event, 64> events{};
-    const int count = epoll_wait(m_epoll, events.data(), static_cast<int>(events.size()), timeout);
-    for (int i = 0; i < count; ++i) {
-        const quint64 which = events[static_cast<size_t>(i)].data.u64;
-        const auto descriptor = static_cast<int>(which & 0xffffffffU);
-        if (descriptor == m_wakeup) {
-            eventfd_t ignored = 0;
-            eventfd_read(m_wakeup, &ignored);
-            continue;
-        }
-        // A completion earlier in this round may have closed the session.
-        const auto found = m_clients.find(static_cast<quint32>(which >> 32));
-        if (found == m_clients.end())
-            continue;
-        const auto client = found->second;
-        client->socketReady(descriptor, events[static_cast<size_t>(i)].events);
-    }
+    lock.unlock();
+    long long timeout = INT_MAX;
+    for (const auto& request : m_requests)
+        timeout = std::min<long long>(
+            timeout, std::chrono::ceil<std::chrono::milliseconds>(request->deadline() - Clock::now()).count());
+    curl_multi_poll(m_multi, nullptr, 0, static_cast<int>(std::max(timeout, 0LL)), nullptr);
 }
 
 void HttpThread::park() {
@@ -213,6 +226,69 @@ void HttpThread::stayParked() {
     m_mutex.unlock();
     for (;;)
         pause();
+}
+
+void HttpThread::start(const std::shared_ptr<CurlRequest>& request) {
+    if (request->session().isClosed || !m_multi) {
+        request->finish(m_multi ? cancelled() : httpError(Error::Unknown, u"no transfer library"_s));
+        return;
+    }
+    m_requests.push_back(request);
+    route(*request, request->request().url);
+}
+
+/// Sends @p request to @p text: its own address, or where the answer @p redirect points to.
+void HttpThread::route(CurlRequest& request, const QString& text, const HttpAnswer* redirect) {
+    const QUrl url(text, QUrl::StrictMode);
+    Error error = urlError(text, url);
+    if (!error && redirect && request.url().scheme() == u"https" && url.scheme() != u"https") {
+        // What was asked in secret is not asked again in the open: the redirect itself is the answer.
+        error = judgeAnswer(*redirect, {});
+    } else if (!error && redirect && request.countRedirect(redirect->status) > MostRedirects) {
+        error = httpError(Error::TooManyRedirects, u"more than five redirects"_s);
+    }
+    if (error) {
+        finish(request, error);
+        return;
+    }
+    request.setUrl(url);
+    if (isLoopback(url.host())) {
+        begin(request, QNetworkProxy::NoProxy);
+        return;
+    }
+    findProxy(url, [this, weak = request.weak_from_this()](const QNetworkProxy& proxy) {
+        // Its time may be over by now.
+        if (const auto waiting = weak.lock())
+            begin(*waiting, proxy);
+    });
+}
+
+void HttpThread::begin(CurlRequest& request, const QNetworkProxy& proxy) {
+    CURL* easy = request.attach(proxy);
+    if (!easy || curl_multi_add_handle(m_multi, easy) != CURLM_OK)
+        finish(request, httpError(Error::Unknown, u"no transfer"_s));
+}
+
+void HttpThread::finish(const CurlRequest& request, const Error& error, const HttpAnswer& answer) {
+    const auto found = std::ranges::find(m_requests, &request, &std::shared_ptr<CurlRequest>::get);
+    const auto finished = std::move(*found);
+    m_requests.erase(found);
+    finished->detach(m_multi);
+    // Last: the completion may send again and may close its session.
+    finished->finish(error, answer);
+}
+
+void HttpThread::transferDone(CurlRequest& request, CURLcode code) {
+    HttpAnswer answer;
+    Error error = request.takeAnswer(code, &answer);
+    if (!error && isRedirect(answer)) {
+        request.detach(m_multi);
+        route(request, QString::fromUtf8(answer.location), &answer);
+        return;
+    }
+    if (!error)
+        error = judgeAnswer(answer, request.session().settings.acceptableContentTypes);
+    finish(request, error, answer);
 }
 
 } // namespace Platform

@@ -1,31 +1,17 @@
 #pragma once
 
+#include "CurlRequest.h"
 #include "Queue.h"
 
-#include <chrono>
 #include <condition_variable>
 #include <deque>
-#include <map>
 #include <mutex>
+#include <vector>
 
 namespace Platform {
 
-/// What the network thread sees of a session.
-class HttpThreadClient {
-public:
-    using Clock = std::chrono::steady_clock;
-
-    virtual ~HttpThreadClient() = default;
-    /// @param events  of epoll
-    virtual void socketReady(int descriptor, uint32_t events) = 0;
-    /// Does what is due at @p now.
-    virtual void fireDue(Clock::time_point now) = 0;
-    /// When fireDue() is to be called next; the far end of time when nothing is under way.
-    virtual Clock::time_point nextDue() const = 0;
-};
-
-/// The network thread: sleeps until a socket, a deadline or a posted block wants it, and serves every session of the
-/// process.
+/// The network thread: sleeps until a socket, a deadline or a posted block wants it, and carries out the requests of
+/// every session of the process.
 ///
 /// Made on first use, never destroyed. When the process exits it stops where it is, before the libraries under it are
 /// taken down; requests still under way are then never completed.
@@ -34,47 +20,50 @@ public:
     static HttpThread& shared();
 
     /// Runs @p block on the network thread, in the order of the calls. Any thread.
-    /// @param client  whose work it is, for finishFor()
-    void post(Block block, const HttpThreadClient* client = nullptr);
-    /// Runs @p last on the network thread after all that was posted for @p client, and what that posts for it again,
-    /// and returns then. Any thread, the network thread too.
-    void finishFor(const HttpThreadClient* client, const Block& last);
-
-    /// For the network thread alone, as what follows. @returns the number by which sockets are watched for @p client
-    quint32 add(std::shared_ptr<HttpThreadClient> client);
-    void remove(quint32 number);
-    void watch(int descriptor, uint32_t events, quint32 number);
-    void unwatch(int descriptor);
+    /// @param session  whose work it is, for close()
+    void post(Block block, const HttpSessionState* session = nullptr);
+    /// Has @p request started, and in the end completed, on the network thread. Any thread.
+    void send(std::shared_ptr<CurlRequest> request);
+    /// Ends every request of @p session with Cancelled, and its connections, and returns when the completions have run.
+    /// Any thread, the network thread too.
+    void close(const std::shared_ptr<HttpSessionState>& session);
 
 private:
     struct Posted {
         Block block;
-        const HttpThreadClient* client;
+        const HttpSessionState* session;
     };
 
     HttpThread();
     void run();
-    void takeInbox();
+    void takePosted();
+    void collect();
     void fireDue();
-    void waitAndServe();
-    void finishHere(const HttpThreadClient* client, const Block& last);
+    void sleep();
     void wake();
-    void park();
     static void parkAtExit();
+    void park();
     void stayParked();
 
-    int m_epoll = -1;
-    int m_wakeup = -1;
+    void start(const std::shared_ptr<CurlRequest>& request);
+    void route(CurlRequest& request, const QString& text, const HttpAnswer* redirect = nullptr);
+    void begin(CurlRequest& request, const QNetworkProxy& proxy);
+    void transferDone(CurlRequest& request, CURLcode code);
+    void finish(const CurlRequest& request, const Error& error, const HttpAnswer& answer = {});
+    template <typename Which>
+    void finishAll(Which which, const Error& error);
+    void closeHere(HttpSessionState& session);
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::deque<Posted> m_posted;
-    bool m_isWoken = false;
     bool m_isParkWanted = false;
     bool m_isParked = false;
+    /// Null until the thread has begun, and without the transfer library.
+    CURLM* m_multi = nullptr;
 
-    quint32 m_lastNumber = 0;
-    std::map<quint32, std::shared_ptr<HttpThreadClient>> m_clients;
+    /// Under way; for the network thread alone.
+    std::vector<std::shared_ptr<CurlRequest>> m_requests;
 };
 
 } // namespace Platform

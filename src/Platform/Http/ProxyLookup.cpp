@@ -5,73 +5,68 @@
 #include <QNetworkProxy>
 #include <QNetworkProxyFactory>
 #include <QNetworkProxyQuery>
-#include <QUrl>
 
-using namespace Qt::StringLiterals;
+#include <map>
 
 namespace Platform {
 
 namespace {
 
-constexpr std::chrono::seconds KeptFor{30};
-constexpr size_t MostKept = 64;
+using Clock = std::chrono::steady_clock;
+using Found = std::function<void(const QNetworkProxy& proxy)>;
 
-ProxyChoice choiceOf(const QNetworkProxy& proxy) {
-    const char* scheme = "http";
-    if (proxy.type() == QNetworkProxy::Socks5Proxy)
-        scheme = proxy.capabilities().testFlag(QNetworkProxy::HostNameLookupCapability) ? "socks5h" : "socks5";
-    return {u"%1://%2:%3"_s.arg(QLatin1String(scheme), proxy.hostName()).arg(proxy.port()).toUtf8(),
-        proxy.user().toUtf8(), proxy.password().toUtf8()};
+constexpr std::chrono::seconds KeptFor{30};
+
+/// What is known of a server, and who waits to know it.
+struct Known {
+    QNetworkProxy proxy;
+    Clock::time_point until;
+    std::vector<Found> waiting;
+};
+
+/// Never destroyed.
+Known& knownOf(const QUrl& server) {
+    static auto* known = new std::map<QUrl, Known>;
+    return (*known)[server];
 }
 
-ProxyChoice askSystem(const QByteArray& url) {
-    const QNetworkProxyQuery query(QUrl::fromEncoded(url));
-    const QList<QNetworkProxy> proxies = QNetworkProxyFactory::systemProxyForQuery(query);
-    for (const QNetworkProxy& proxy : proxies) {
+QNetworkProxy askSystem(const QUrl& server) {
+    for (const QNetworkProxy& proxy : QNetworkProxyFactory::systemProxyForQuery(QNetworkProxyQuery(server))) {
         switch (proxy.type()) {
         case QNetworkProxy::HttpProxy:
         case QNetworkProxy::HttpCachingProxy:
         case QNetworkProxy::Socks5Proxy:
-            return choiceOf(proxy);
         case QNetworkProxy::NoProxy:
-            return {};
+            return proxy;
         default:
             break;
         }
     }
-    return {};
+    return QNetworkProxy::NoProxy;
+}
+
+void answer(const QUrl& server, const QNetworkProxy& proxy) {
+    Known& known = knownOf(server);
+    known.proxy = proxy;
+    known.until = Clock::now() + KeptFor;
+    for (const Found& found : std::exchange(known.waiting, {}))
+        found(proxy);
 }
 
 } // namespace
 
-ProxyLookup& ProxyLookup::shared() {
-    static auto* lookup = new ProxyLookup;
-    return *lookup;
-}
-
-void ProxyLookup::find(const HttpUrl& url, Found found) {
-    const QByteArray server = url.scheme + "://" + url.host + ':' + url.port;
-    const auto known = m_known.find(server);
-    if (known != m_known.end() && Clock::now() < known->second.until) {
-        found(known->second.proxy);
+void findProxy(const QUrl& url, Found found) {
+    const QUrl server = url.adjusted(QUrl::RemovePath | QUrl::RemoveQuery | QUrl::RemoveFragment);
+    Known& known = knownOf(server);
+    if (Clock::now() < known.until) {
+        found(known.proxy);
         return;
     }
-    auto& waiting = m_waiting[server];
-    waiting.push_back(std::move(found));
-    if (waiting.size() > 1)
+    known.waiting.push_back(std::move(found));
+    if (known.waiting.size() > 1)
         return;
-    globalQueue().async([this, server, text = url.text] {
-        HttpThread::shared().post([this, server, proxy = askSystem(text)] { answer(server, proxy); });
-    });
-}
-
-void ProxyLookup::answer(const QByteArray& server, const ProxyChoice& proxy) {
-    if (m_known.size() >= MostKept)
-        m_known.clear();
-    m_known[server] = {proxy, Clock::now() + KeptFor};
-    const auto waiting = m_waiting.extract(server);
-    for (const Found& found : waiting.mapped())
-        found(proxy);
+    globalQueue().async(
+        [server] { HttpThread::shared().post([server, proxy = askSystem(server)] { answer(server, proxy); }); });
 }
 
 } // namespace Platform

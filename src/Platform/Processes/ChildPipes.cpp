@@ -8,28 +8,15 @@
 
 namespace Platform {
 
-namespace {
-
-/// A pipe end among the standard streams would be overwritten while the child's are set up.
-bool moveAboveStandardStreams(UniqueFd& descriptor) {
-    if (descriptor.get() <= STDERR_FILENO)
-        descriptor = UniqueFd(fcntl(descriptor.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
-    return descriptor.isOpen();
-}
-
-} // namespace
-
 bool ChildPipes::open() {
     for (Stream& stream : m_streams) {
         int ends[2] = {-1, -1};
         const bool made = pipe2(ends, O_CLOEXEC) == 0;
         stream.readEnd = UniqueFd(ends[0]);
         stream.writeEnd = UniqueFd(ends[1]);
-        if (!made || !moveAboveStandardStreams(stream.readEnd) || !moveAboveStandardStreams(stream.writeEnd) ||
-            fcntl(stream.readEnd.get(), F_SETFL, O_NONBLOCK) != 0) {
+        if (!made || fcntl(stream.readEnd.get(), F_SETFL, O_NONBLOCK) != 0) {
             const int reason = errno;
-            closeReadEnds();
-            closeWriteEnds();
+            m_streams = {};
             errno = reason;
             return false;
         }
@@ -76,7 +63,7 @@ ChildPipes::Step ChildPipes::step(int timeoutMilliseconds, int exitDescriptor) {
             hasData = true;
         }
     }
-    return hasData ? Step::Data : Step::Exit;
+    return hasData ? Step::Data : Step::Nothing;
 }
 
 void ChildPipes::readToEnd() {
@@ -88,27 +75,6 @@ void ChildPipes::readWhatIsThere() {
     const auto deadline = Clock::now() + DrainLimit;
     while (Clock::now() < deadline && step(static_cast<int>(Quiet.count())) == Step::Data)
         ;
-}
-
-void ChildPipes::readUntil(const std::function<bool()>& hasEnded, int exitDescriptor, Clock::time_point deadline) {
-    for (;;) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-        if (left <= 0)
-            return;
-        const auto wait = exitDescriptor < 0 ? std::min<long>(left, 100) : std::min<long>(left, 1000);
-        switch (step(static_cast<int>(wait), exitDescriptor)) {
-        case Step::Data:
-            break;
-        case Step::Closed:
-            return;
-        case Step::Exit:
-        case Step::Nothing:
-            if (hasEnded()) {
-                readWhatIsThere();
-                return;
-            }
-        }
-    }
 }
 
 } // namespace Platform

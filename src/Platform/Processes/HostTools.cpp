@@ -1,6 +1,7 @@
 #include "HostTools.h"
 
 #include "Paths.h"
+#include "ScriptRunner.h"
 
 #include <QFileInfo>
 #include <QRegularExpression>
@@ -67,10 +68,9 @@ QStringList resolvedArguments(const QString& program, const QStringList& argumen
     while (matches.hasNext()) {
         const QRegularExpressionMatch match = matches.next();
         const QString path = match.captured(1);
-        QString tool = resolved(path);
-        if (tool != path)
-            tool = u'\'' + tool.replace(u'\'', u"'\\''"_s) + u'\'';
-        line += arguments[1].mid(end, match.capturedStart(1) - end) + tool;
+        const QString tool = resolved(path);
+        line += arguments[1].mid(end, match.capturedStart(1) - end) +
+            (tool == path ? path : ScriptRunner::shellQuoted(tool));
         end = match.capturedEnd(1);
     }
     QStringList result = arguments;

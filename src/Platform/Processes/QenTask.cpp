@@ -1,7 +1,8 @@
 #include "QenTask.h"
 
-#include "ChildReaper.h"
+#include "Files.h"
 #include "HostTools.h"
+#include "Queue.h"
 
 #include <QFile>
 #include <QProcessEnvironment>
@@ -14,7 +15,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstring>
 #include <thread>
 
 using namespace Qt::StringLiterals;
@@ -30,34 +30,16 @@ constexpr double AfterTermSeconds = 2.0;
 constexpr double AfterKillSeconds = 2.0;
 constexpr std::chrono::milliseconds PollInterval{100};
 
-/// Something that can be added to a clock, for not-a-number and infinity, too.
-double boundedSeconds(double seconds) {
-    constexpr double Year = 366.0 * 24 * 3600;
-    return seconds > 0 ? std::min(seconds, Year) : 0;
+/// The form in which the system takes arguments and environment; points into @p texts.
+std::vector<char*> pointersTo(QList<QByteArray>& texts) {
+    std::vector<char*> pointers;
+    for (QByteArray& text : texts)
+        pointers.push_back(text.data());
+    pointers.push_back(nullptr);
+    return pointers;
 }
 
-Error systemError(int number) {
-    return Error(u"NSPOSIXErrorDomain"_s, number, QString::fromLocal8Bit(strerror(number)));
-}
-
-/// The argument or environment vector of a child; owns its texts.
-class TextVector {
-public:
-    void add(QByteArray text) { m_texts.push_back(std::move(text)); }
-    char** pointers() {
-        m_pointers.clear();
-        for (QByteArray& text : m_texts)
-            m_pointers.push_back(text.data());
-        m_pointers.push_back(nullptr);
-        return m_pointers.data();
-    }
-
-private:
-    std::vector<QByteArray> m_texts;
-    std::vector<char*> m_pointers;
-};
-
-TextVector childEnvironment(QenTask::Output output) {
+QList<QByteArray> childEnvironment(QenTask::Output output) {
     // Not the bare environment array: another thread may be setting a variable through Qt.
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     // What we read is in no language; and a shell whose locale is not installed would complain on each run.
@@ -68,10 +50,10 @@ TextVector childEnvironment(QenTask::Output output) {
             environment.remove(name);
     }
     environment.insert(u"PATH"_s, HostTools::searchPath(environment.value(u"PATH"_s)));
-    TextVector vector;
+    QList<QByteArray> texts;
     for (const QString& entry : environment.toStringList())
-        vector.add(entry.toLocal8Bit());
-    return vector;
+        texts << entry.toLocal8Bit();
+    return texts;
 }
 
 /// Whoever started this program may have had SIGCHLD ignored; then the system would throw each exit status away.
@@ -83,42 +65,35 @@ void keepExitStatuses() {
         std::signal(SIGCHLD, SIG_DFL);
 }
 
-class SpawnSettings {
-public:
-    SpawnSettings() {
-        posix_spawn_file_actions_init(&m_actions);
-        posix_spawnattr_init(&m_attributes);
-        posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-        posix_spawnattr_setpgroup(&m_attributes, 0);
-        sigset_t signalSet;
-        sigemptyset(&signalSet);
-        posix_spawnattr_setsigmask(&m_attributes, &signalSet);
-        sigfillset(&signalSet);
-        posix_spawnattr_setsigdefault(&m_attributes, &signalSet);
-    }
-    ~SpawnSettings() {
-        posix_spawn_file_actions_destroy(&m_actions);
-        posix_spawnattr_destroy(&m_attributes);
-    }
-    SpawnSettings(const SpawnSettings&) = delete;
-    SpawnSettings& operator=(const SpawnSettings&) = delete;
+/// Starts the command in a group of its own; a descriptor below 0 leaves that stream as ours. The system's number of an
+/// error, else 0.
+int spawn(pid_t* pid, QList<QByteArray> arguments, QList<QByteArray> environment, int output, int error) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    if (output >= 0)
+        posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
+    if (error >= 0)
+        posix_spawn_file_actions_adddup2(&actions, error, STDERR_FILENO);
+    // Libraries open descriptors without close-on-exec, too.
+    posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
 
-    void setStreams(int output, int error) {
-        posix_spawn_file_actions_addopen(&m_actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-        if (output >= 0)
-            posix_spawn_file_actions_adddup2(&m_actions, output, STDOUT_FILENO);
-        if (error >= 0)
-            posix_spawn_file_actions_adddup2(&m_actions, error, STDERR_FILENO);
-        // Libraries open descriptors without close-on-exec, too.
-        posix_spawn_file_actions_addclosefrom_np(&m_actions, STDERR_FILENO + 1);
-    }
-    const posix_spawn_file_actions_t* actions() const { return &m_actions; }
-    const posix_spawnattr_t* attributes() const { return &m_attributes; }
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    posix_spawnattr_setpgroup(&attributes, 0);
+    sigset_t signalSet;
+    sigemptyset(&signalSet);
+    posix_spawnattr_setsigmask(&attributes, &signalSet);
+    sigfillset(&signalSet);
+    posix_spawnattr_setsigdefault(&attributes, &signalSet);
 
-private:
-    posix_spawn_file_actions_t m_actions;
-    posix_spawnattr_t m_attributes;
-};
+    const int failure = posix_spawn(pid, arguments[0].constData(), &actions, &attributes, pointersTo(arguments).data(),
+        pointersTo(environment).data());
+    posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
+    return failure;
+}
 
 } // namespace
 
@@ -126,8 +101,9 @@ QenTask::QenTask(QString launchPath, QStringList arguments, Output output)
     : m_launchPath(std::move(launchPath)), m_arguments(std::move(arguments)), m_output(output) {}
 
 QenTask::~QenTask() {
+    // Else it would stay as a zombie after its end.
     if (isRunning())
-        ChildReaper::adopt(m_pid, std::move(m_exitDescriptor));
+        globalQueue().async([pid = m_pid] { uninterrupted([pid] { return waitpid(pid, nullptr, 0); }); });
 }
 
 Error QenTask::launch() {
@@ -137,19 +113,13 @@ Error QenTask::launch() {
     if (m_output == Output::Pipes && !m_pipes.open())
         return systemError(errno);
 
-    const QByteArray path = QFile::encodeName(m_launchPath);
-    TextVector arguments;
-    arguments.add(path);
+    QList<QByteArray> arguments{QFile::encodeName(m_launchPath)};
     for (const QString& argument : HostTools::resolvedArguments(m_launchPath, m_arguments))
-        arguments.add(argument.toLocal8Bit());
-    TextVector environment = childEnvironment(m_output);
+        arguments << argument.toLocal8Bit();
     keepExitStatuses();
-    SpawnSettings settings;
-    settings.setStreams(m_pipes.outputWriteEnd(), m_pipes.errorWriteEnd());
-
     pid_t pid = 0;
-    const int failure = posix_spawn(&pid, path.constData(), settings.actions(), settings.attributes(),
-        arguments.pointers(), environment.pointers());
+    const int failure = spawn(
+        &pid, std::move(arguments), childEnvironment(m_output), m_pipes.outputWriteEnd(), m_pipes.errorWriteEnd());
     m_pipes.closeWriteEnds();
     if (failure) {
         m_pipes.closeReadEnds();
@@ -220,7 +190,6 @@ void QenTask::sendSignal(int number) {
 
 /// Polls every 0.1 s; the end of the command ends the pause between two polls.
 bool QenTask::waitFor(double seconds) {
-    seconds = boundedSeconds(seconds);
     const auto start = Clock::now();
     while (isRunning()) {
         const Seconds left = Seconds(seconds) - (Clock::now() - start);
@@ -264,10 +233,16 @@ bool QenTask::waitUntilExitWithTimeout(double seconds, bool sendTerm, bool sendK
 }
 
 bool QenTask::readUntilExit(double seconds) {
-    if (!isLaunched())
-        return true;
-    const auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(Seconds(boundedSeconds(seconds)));
-    m_pipes.readUntil([this] { return !isRunning(); }, m_exitDescriptor.get(), deadline);
+    constexpr qint64 LongestStep = 1000;
+    const auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(Seconds(seconds));
+    qint64 left = 0;
+    auto step = ChildPipes::Step::Data;
+    do {
+        left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        step = m_pipes.step(static_cast<int>(std::clamp<qint64>(left, 0, LongestStep)), m_exitDescriptor.get());
+    } while (left > 0 && step != ChildPipes::Step::Closed && isRunning());
+    if (!isRunning())
+        m_pipes.readWhatIsThere();
     return waitFor(Seconds(deadline - Clock::now()).count());
 }
 

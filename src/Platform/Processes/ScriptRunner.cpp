@@ -26,27 +26,13 @@ QString withoutLastLineEnd(QString text) {
     return text;
 }
 
-/// Reads the quoted text whose first character is at @p position; leaves @p position behind the closing quote.
-/// False without a closing quote or with an escape that the language does not know.
-bool readQuoted(QStringView source, qsizetype& position, QString& text) {
+QString withoutEscapes(const QString& quoted) {
     static constexpr QStringView Escapes = u"\"\\ntr";
     static constexpr QStringView Meanings = u"\"\\\n\t\r";
-    for (; position < source.size(); ++position) {
-        if (source[position] == u'"') {
-            ++position;
-            return true;
-        }
-        if (source[position] != u'\\') {
-            text += source[position];
-            continue;
-        }
-        ++position;
-        const qsizetype escape = position < source.size() ? Escapes.indexOf(source[position]) : -1;
-        if (escape < 0)
-            return false;
-        text += Meanings[escape];
-    }
-    return false;
+    QString text;
+    for (qsizetype i = 0; i < quoted.size(); ++i)
+        text += quoted[i] == u'\\' ? Meanings[Escapes.indexOf(quoted[++i])] : quoted[i];
+    return text;
 }
 
 } // namespace
@@ -55,19 +41,10 @@ ScriptRunner::ScriptRunner(QString source, ScriptLimits limits, QString authoris
     : m_source(std::move(source)), m_limits(limits), m_authorisationTool(std::move(authorisationTool)) {}
 
 ScriptRunner::Statement ScriptRunner::parsed(const QString& source) {
-    static const QRegularExpression head(u"^\\s*do\\s+shell\\s+script\\s*\""_s);
-    static const QRegularExpression clause(u"^\\s+with\\s+administrator\\s+privileges\\s*$"_s);
-    Statement statement;
-    const QRegularExpressionMatch match = head.match(source);
-    if (!match.hasMatch())
-        return statement;
-    qsizetype position = match.capturedEnd();
-    if (!readQuoted(source, position, statement.command))
-        return {};
-    const QString rest = source.mid(position);
-    statement.needsAdministrator = clause.match(rest).hasMatch();
-    statement.understood = statement.needsAdministrator || rest.trimmed().isEmpty();
-    return statement;
+    static const QRegularExpression form(
+        uR"re(^\s*do\s+shell\s+script\s*"((?:[^"\\]++|\\["\\ntr])*+)"(\s+with\s+administrator\s+privileges)?\s*$)re"_s);
+    const QRegularExpressionMatch match = form.match(source);
+    return {match.hasMatch(), withoutEscapes(match.captured(1)), match.hasCaptured(2)};
 }
 
 QString ScriptRunner::escaped(const QString& text) {

@@ -1,17 +1,68 @@
 #include "DispatchTimer.h"
 
-#include "TimerThread.h"
-
 #include <algorithm>
+#include <condition_variable>
+#include <map>
 #include <mutex>
 #include <utility>
 
 namespace Platform {
 
 namespace {
+
+using Clock = std::chrono::steady_clock;
+
 /// Less would keep the timer thread from ever sleeping.
 constexpr std::chrono::milliseconds ShortestInterval{1};
+
+/// One borrowed thread that sleeps until the next deadline and is kept only while there is one. Never destroyed.
+class TimerThread final {
+public:
+    static TimerThread& shared() {
+        static auto* thread = new TimerThread;
+        return *thread;
+    }
+
+    /// Calls @p block on the timer thread, once, at @p deadline; it must only hand work over. Any thread.
+    void add(Clock::time_point deadline, Block block) {
+        const std::lock_guard lock(m_mutex);
+        const auto position = m_deadlines.emplace(deadline, std::move(block));
+        if (!std::exchange(m_isRunning, true))
+            globalQueue().async([this] { work(); });
+        else if (position == m_deadlines.begin())
+            m_changed.notify_one();
+    }
+
+private:
+    void work() {
+        std::unique_lock lock(m_mutex);
+        while (!m_deadlines.empty()) {
+            const Clock::time_point next = m_deadlines.begin()->first;
+            if (Clock::now() < next) {
+                m_changed.wait_until(lock, next);
+                continue;
+            }
+            auto node = m_deadlines.extract(m_deadlines.begin());
+            lock.unlock();
+            node.mapped()();
+            node = {};
+            lock.lock();
+        }
+        m_isRunning = false;
+    }
+
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::multimap<Clock::time_point, Block> m_deadlines;
+    bool m_isRunning = false;
+};
+
 } // namespace
+
+void after(Queue& queue, std::chrono::milliseconds delay, Block block) {
+    TimerThread::shared().add(
+        Clock::now() + delay, [&queue, block = std::move(block)]() mutable { queue.async(std::move(block)); });
+}
 
 struct DispatchTimer::State : std::enable_shared_from_this<DispatchTimer::State> {
     State(Queue& queueToUse, std::chrono::milliseconds every, Block block)
@@ -26,43 +77,26 @@ struct DispatchTimer::State : std::enable_shared_from_this<DispatchTimer::State>
     bool cancelled = false;
     /// A tick was handed to the queue and has not begun.
     bool waiting = false;
-    bool running = false;
-    /// A tick fell due while one was running.
-    bool missed = false;
     // Held while a tick runs, so that cancel() can wait for it; recursive because a tick may cancel its own timer.
     std::recursive_mutex ticking;
-    TimerThread::Clock::time_point next;
+    Clock::time_point next;
 
     void fire();
     void runTick();
-    void schedule();
-    void handOver();
 };
-
-void DispatchTimer::State::schedule() {
-    next += interval;
-    const auto now = TimerThread::Clock::now();
-    // A machine that slept, or a thread that was late, owes one tick and not all that were missed.
-    if (next < now)
-        next = now + interval;
-    TimerThread::shared().add(next - now, [self = shared_from_this()] { self->fire(); });
-}
 
 void DispatchTimer::State::fire() {
     const std::lock_guard lock(mutex);
     if (cancelled)
         return;
-    schedule();
-    if (running)
-        missed = true;
-    else if (!waiting)
-        handOver();
-}
-
-// With the mutex held: cancel() takes it, so that nothing reaches for the queue once that has returned.
-void DispatchTimer::State::handOver() {
-    waiting = true;
-    queue.async([self = shared_from_this()] { self->runTick(); });
+    // A machine that slept, or a thread that was late, owes one tick and not all that were missed.
+    next += interval;
+    if (next < Clock::now())
+        next = Clock::now() + interval;
+    TimerThread::shared().add(next, [self = shared_from_this()] { self->fire(); });
+    // With the mutex held: cancel() takes it, so that nothing reaches for the queue once that has returned.
+    if (!std::exchange(waiting, true))
+        queue.async([self = shared_from_this()] { self->runTick(); });
 }
 
 void DispatchTimer::State::runTick() {
@@ -72,13 +106,8 @@ void DispatchTimer::State::runTick() {
         if (cancelled)
             return;
         waiting = false;
-        running = true;
     }
     tick();
-    const std::lock_guard lock(mutex);
-    running = false;
-    if (std::exchange(missed, false) && !cancelled)
-        handOver();
 }
 
 DispatchTimer::DispatchTimer(Queue& queue, std::chrono::milliseconds interval, Block tick)
@@ -94,7 +123,7 @@ void DispatchTimer::start() {
         if (m_state->started)
             return;
         m_state->started = true;
-        m_state->next = TimerThread::Clock::now();
+        m_state->next = Clock::now();
     }
     m_state->fire();
 }

@@ -7,7 +7,7 @@
 namespace Platform {
 
 // No lock is held while a handler runs: two handlers that post to each other from two threads would wait for ever.
-struct NotificationCenter::Observer::Entry {
+struct NotificationCenter::Entry {
     explicit Entry(Handler h) : handler(std::move(h)) {}
 
     void deliver(const Notification& notification);
@@ -21,7 +21,7 @@ struct NotificationCenter::Observer::Entry {
     std::vector<std::thread::id> inside;
 };
 
-void NotificationCenter::Observer::Entry::deliver(const Notification& notification) {
+void NotificationCenter::Entry::deliver(const Notification& notification) {
     const auto self = std::this_thread::get_id();
     {
         const std::lock_guard lock(mutex);
@@ -35,30 +35,12 @@ void NotificationCenter::Observer::Entry::deliver(const Notification& notificati
     returned.notify_all();
 }
 
-void NotificationCenter::Observer::Entry::end() {
+void NotificationCenter::Entry::end() {
     std::unique_lock lock(mutex);
     ended = true;
     // A handler may end its own observer: its own calls are not waited for.
     const auto isOwn = [self = std::this_thread::get_id()](std::thread::id thread) { return thread == self; };
     returned.wait(lock, [&] { return std::all_of(inside.begin(), inside.end(), isOwn); });
-}
-
-NotificationCenter::Observer::~Observer() {
-    end();
-}
-
-NotificationCenter::Observer& NotificationCenter::Observer::operator=(Observer&& other) noexcept {
-    if (this != &other) {
-        end();
-        m_entry = std::move(other.m_entry);
-    }
-    return *this;
-}
-
-void NotificationCenter::Observer::end() {
-    if (m_entry)
-        m_entry->end();
-    m_entry.reset();
 }
 
 NotificationCenter& NotificationCenter::defaultCenter() {
@@ -67,16 +49,16 @@ NotificationCenter& NotificationCenter::defaultCenter() {
 }
 
 NotificationCenter::Observer NotificationCenter::observe(const QString& name, Handler handler) {
-    auto entry = std::make_shared<Observer::Entry>(std::move(handler));
+    const auto entry = std::make_shared<Entry>(std::move(handler));
     const std::lock_guard lock(m_mutex);
     auto& entries = m_entries[name];
     std::erase_if(entries, [](const auto& known) { return known.expired(); });
     entries.push_back(entry);
-    return Observer(std::move(entry));
+    return Observer(entry.get(), [entry](void*) { entry->end(); });
 }
 
 void NotificationCenter::post(const QString& name, const QVariant& object) {
-    std::vector<std::shared_ptr<Observer::Entry>> receivers;
+    std::vector<std::shared_ptr<Entry>> receivers;
     {
         const std::lock_guard lock(m_mutex);
         const auto found = m_entries.find(name);

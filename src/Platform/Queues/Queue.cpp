@@ -1,19 +1,77 @@
 #include "Queue.h"
 
-#include "TimerThread.h"
-#include "WorkerThreads.h"
-
 #include <QCoreApplication>
 #include <QThread>
 
 #include <condition_variable>
 #include <deque>
 #include <mutex>
+#include <system_error>
+#include <thread>
 #include <utility>
 
 namespace Platform {
 
-struct SerialQueue::State {
+namespace {
+
+constexpr std::chrono::seconds IdleLife{10};
+
+/// The process's borrowed threads: made when work waits and none is free, gone after ten idle seconds.
+///
+/// No fixed bound that could stall: blocks may wait on each other for seconds. Never destroyed.
+class WorkerThreads final : public Queue {
+public:
+    /// When the system gives no thread the block runs once one is free.
+    void async(Block block) override;
+
+private:
+    void work();
+
+    std::mutex m_mutex;
+    std::condition_variable m_wanted;
+    std::deque<Block> m_blocks;
+    int m_idle = 0;
+};
+
+void WorkerThreads::async(Block block) {
+    std::unique_lock lock(m_mutex);
+    m_blocks.push_back(std::move(block));
+    if (m_idle >= static_cast<int>(m_blocks.size())) {
+        // Whoever wakes would sleep again at once for the lock.
+        lock.unlock();
+        m_wanted.notify_one();
+        return;
+    }
+    try {
+        std::thread([this] { work(); }).detach();
+    } catch (const std::system_error&) {
+        // None to be had, which is not for ever.
+    }
+}
+
+void WorkerThreads::work() {
+    std::unique_lock lock(m_mutex);
+    for (;;) {
+        if (m_blocks.empty()) {
+            ++m_idle;
+            const bool hasWork = m_wanted.wait_for(lock, IdleLife, [this] { return !m_blocks.empty(); });
+            --m_idle;
+            if (!hasWork)
+                break;
+        }
+        {
+            Block block = std::move(m_blocks.front());
+            m_blocks.pop_front();
+            lock.unlock();
+            block();
+        }
+        lock.lock();
+    }
+}
+
+} // namespace
+
+struct SerialQueue::State : std::enable_shared_from_this<SerialQueue::State> {
     std::mutex mutex;
     std::condition_variable idle;
     std::deque<Block> blocks;
@@ -24,10 +82,8 @@ struct SerialQueue::State {
 
     /// @returns whether nobody runs the blocks yet and the caller has to see to it
     bool add(Block block);
-    /// With @p lock held, which it lets go while the block runs.
-    void runFirst(std::unique_lock<std::mutex>& lock);
-    static void run(const std::shared_ptr<State>& state);
-    static void runOne(const std::shared_ptr<State>& state);
+    /// Runs all that waits, or @p isOnlyFirst and the others on a borrowed thread.
+    void run(bool isOnlyFirst);
 };
 
 bool SerialQueue::State::add(Block block) {
@@ -37,35 +93,25 @@ bool SerialQueue::State::add(Block block) {
     return !std::exchange(running, true);
 }
 
-void SerialQueue::State::runFirst(std::unique_lock<std::mutex>& lock) {
-    runner = std::this_thread::get_id();
-    {
-        Block block = std::move(blocks.front());
-        blocks.pop_front();
-        lock.unlock();
-        block();
-        // The block dies before it counts as done: what it captured may be waiting for that.
-    }
-    lock.lock();
-    runner = {};
-    running = !blocks.empty();
-    ++done;
-    idle.notify_all();
-}
-
-void SerialQueue::State::run(const std::shared_ptr<State>& state) {
-    std::unique_lock lock(state->mutex);
-    while (!state->blocks.empty())
-        state->runFirst(lock);
-}
-
-void SerialQueue::State::runOne(const std::shared_ptr<State>& state) {
-    std::unique_lock lock(state->mutex);
-    state->runFirst(lock);
-    const bool hasMore = state->running;
-    lock.unlock();
-    if (hasMore)
-        WorkerThreads::shared().run([state] { run(state); });
+void SerialQueue::State::run(bool isOnlyFirst) {
+    std::unique_lock lock(mutex);
+    do {
+        runner = std::this_thread::get_id();
+        {
+            Block block = std::move(blocks.front());
+            blocks.pop_front();
+            lock.unlock();
+            block();
+            // The block dies before it counts as done: what it captured may be waiting for that.
+        }
+        lock.lock();
+        runner = {};
+        running = !blocks.empty();
+        ++done;
+        idle.notify_all();
+    } while (running && !isOnlyFirst);
+    if (running)
+        globalQueue().async([self = shared_from_this()] { self->run(false); });
 }
 
 SerialQueue::SerialQueue(QString label) : m_label(std::move(label)), m_state(std::make_shared<State>()) {}
@@ -77,13 +123,13 @@ SerialQueue::~SerialQueue() {
 void SerialQueue::async(Block block) {
     const auto state = m_state;
     if (state->add(std::move(block)))
-        WorkerThreads::shared().run([state] { State::run(state); });
+        globalQueue().async([state] { state->run(false); });
 }
 
 void SerialQueue::asyncOrHere(Block block) {
     const auto state = m_state;
     if (state->add(std::move(block)))
-        State::runOne(state);
+        state->run(true);
 }
 
 void SerialQueue::drain() {
@@ -129,11 +175,6 @@ private:
     }
 };
 
-class GlobalQueue final : public Queue {
-public:
-    void async(Block block) override { WorkerThreads::shared().run(std::move(block)); }
-};
-
 } // namespace
 
 // Never destroyed: worker threads may still use them while the process ends.
@@ -143,12 +184,8 @@ Queue& mainQueue() {
 }
 
 Queue& globalQueue() {
-    static auto* queue = new GlobalQueue;
+    static auto* queue = new WorkerThreads;
     return *queue;
-}
-
-void after(Queue& queue, std::chrono::milliseconds delay, Block block) {
-    TimerThread::shared().add(delay, [&queue, block = std::move(block)]() mutable { queue.async(std::move(block)); });
 }
 
 bool isMainThread() {

@@ -4,6 +4,7 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QSet>
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -22,34 +23,22 @@ namespace {
 constexpr quint32 Interesting = IN_MODIFY | IN_CLOSE_WRITE | IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO |
     IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
 constexpr size_t BufferSize = 64 * 1024;
-
-QString folderOf(const QString& path) {
-    return path.left(std::max<qsizetype>(path.lastIndexOf(u'/'), 1));
-}
-
-QString nameOf(const QString& path) {
-    return path.mid(path.lastIndexOf(u'/') + 1);
-}
-
-/// The child of @p parent on the way to @p folder.
-QString nextTowards(const QString& parent, const QString& folder) {
-    const qsizetype start = parent == u"/"_s ? 1 : parent.size() + 1;
-    return folder.left(folder.indexOf(u'/', start) < 0 ? folder.size() : folder.indexOf(u'/', start));
-}
+/// How often a folder that comes while its parent's watch is made is looked for again.
+constexpr int MostTries = 3;
 
 } // namespace
 
 FileEventStream::FileEventStream(
-    QStringList paths, std::chrono::milliseconds latency, std::function<void(const QStringList&)> callback)
-    : m_paths(std::move(paths)), m_latency(latency), m_callback(std::move(callback)),
-      m_inotify(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)), m_wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-    for (const QString& path : m_paths) {
-        const QString folder = folderOf(path);
-        const auto known = std::ranges::find(m_folders, folder, &Folder::path);
+    const QStringList& paths, std::chrono::milliseconds latency, std::function<void(const QStringList&)> callback)
+    : m_latency(latency), m_callback(std::move(callback)), m_inotify(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)),
+      m_wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    for (const QString& path : paths) {
+        const QFileInfo file(path);
+        const auto known = std::ranges::find(m_folders, file.path(), &Folder::path);
         if (known == m_folders.end())
-            m_folders.append({folder, {nameOf(path)}});
+            m_folders.append({file.path(), {file.fileName()}});
         else
-            known->names << nameOf(path);
+            known->names << file.fileName();
     }
 }
 
@@ -58,51 +47,44 @@ void FileEventStream::stop() {
     eventfd_write(m_wake.get(), 1);
 }
 
-bool FileEventStream::addWatch(const QString& path) {
-    const int descriptor = inotify_add_watch(m_inotify.get(), QFile::encodeName(path).constData(), Interesting);
-    if (descriptor < 0)
+int FileEventStream::addWatch(const QString& path) {
+    return inotify_add_watch(m_inotify.get(), QFile::encodeName(path).constData(), Interesting);
+}
+
+/// Watches @p folder, or the nearest of its parents that exists, so that its coming is noticed. Returns whether that is
+/// another one than before.
+bool FileEventStream::watch(Folder& folder, bool filesAreNews) {
+    QString path = folder.path;
+    int watch = addWatch(path);
+    while (watch < 0 && path != u"/"_s) {
+        path = QFileInfo(path).path();
+        watch = addWatch(path);
+    }
+    if (std::exchange(folder.watch, watch) == watch)
         return false;
-    m_watches.insert(descriptor, path);
+    const bool wasThere = std::exchange(folder.isThere, path == folder.path);
+    for (const QString& name : std::as_const(folder.names)) {
+        const QString file = folder.path + u'/' + name;
+        if (filesAreNews && (wasThere || QFileInfo::exists(file)))
+            changed(file);
+    }
     return true;
 }
 
-/// Watches @p folder, or the nearest of its parents that exists, so that its coming is noticed. Returns what is
-/// watched.
-QString FileEventStream::watchFolder(Folder& folder, bool filesAreNews) {
-    QString path;
-    // Again when the next folder on the way came between its failed watch and that of its parent; a folder that exists
-    // but may not be read is given up after a few tries.
-    for (int attempt = 0; attempt < 3; ++attempt) {
-        path = folder.path;
-        while (!addWatch(path) && path != u"/"_s)
-            path = folderOf(path);
-        if (path == folder.path || !QFileInfo(nextTowards(path, folder.path)).isDir())
-            break;
-    }
-    const bool cameNow = path == folder.path && !folder.present;
-    folder.present = path == folder.path;
-    if (cameNow && filesAreNews) {
-        for (const QString& name : std::as_const(folder.names)) {
-            if (QFileInfo::exists(folder.path + u'/' + name))
-                changed(folder.path + u'/' + name);
-        }
-    }
-    return path;
-}
-
 void FileEventStream::watchAll(bool filesAreNews) {
-    QStringList needed;
-    for (Folder& folder : m_folders)
-        needed << watchFolder(folder, filesAreNews);
-    // A parent is watched only while its child is awaited: what else happens there must not wake anybody.
-    for (auto watch = m_watches.begin(); watch != m_watches.end();) {
-        if (needed.contains(watch.value())) {
-            ++watch;
-        } else {
-            inotify_rm_watch(m_inotify.get(), watch.key());
-            watch = m_watches.erase(watch);
-        }
+    QSet<int> before;
+    for (const Folder& folder : std::as_const(m_folders))
+        before << folder.watch;
+    for (Folder& folder : m_folders) {
+        // Again: the next folder on the way may have come between its failed watch and that of its parent.
+        for (int i = 0; i < MostTries && watch(folder, filesAreNews); ++i)
+            before << folder.watch;
     }
+    // A parent is watched only while its child is awaited: what else happens there must not wake anybody.
+    for (const Folder& folder : std::as_const(m_folders))
+        before.remove(folder.watch);
+    for (const int unused : std::as_const(before))
+        inotify_rm_watch(m_inotify.get(), unused);
 }
 
 void FileEventStream::changed(const QString& path) {
@@ -113,66 +95,34 @@ void FileEventStream::changed(const QString& path) {
     m_pending << path;
 }
 
-/// @p path went away, or moved, with whatever it held.
-void FileEventStream::folderMoved(const QString& path) {
-    for (auto watch = m_watches.begin(); watch != m_watches.end();) {
-        if (watch.value() == path || watch.value().startsWith(path + u'/')) {
-            inotify_rm_watch(m_inotify.get(), watch.key());
-            watch = m_watches.erase(watch);
-        } else {
-            ++watch;
+/// Returns whether folders may have come or gone.
+bool FileEventStream::handle(int descriptor, quint32 mask, const QString& name) {
+    for (const Folder& folder : std::as_const(m_folders)) {
+        if (mask & IN_Q_OVERFLOW) {
+            for (const QString& lost : folder.names)
+                changed(folder.path + u'/' + lost);
+        } else if (folder.watch == descriptor && folder.isThere && folder.names.contains(name)) {
+            changed(folder.path + u'/' + name);
         }
     }
-    for (Folder& folder : m_folders) {
-        if (!folder.present || (folder.path != path && !folder.path.startsWith(path + u'/')))
-            continue;
-        folder.present = false;
-        for (const QString& name : std::as_const(folder.names))
-            changed(folder.path + u'/' + name);
-    }
-}
-
-void FileEventStream::handle(int descriptor, quint32 mask, const QString& name) {
-    if (mask & IN_Q_OVERFLOW) {
-        for (const QString& path : m_paths)
-            changed(path);
-        watchAll(true);
-        return;
-    }
-    const QString watched = m_watches.value(descriptor);
-    if (watched.isEmpty())
-        return;
-    if (mask & (IN_DELETE_SELF | IN_MOVE_SELF | IN_IGNORED)) {
-        folderMoved(watched);
-        watchAll(true);
-        return;
-    }
-    const QString path = watched == u"/"_s ? u'/' + name : watched + u'/' + name;
-    if (m_paths.contains(path)) {
-        changed(path);
-        return;
-    }
-    if (mask & IN_ISDIR) {
-        if (mask & IN_MOVED_FROM)
-            folderMoved(path);
-        // One that its maker opens only after it was made counts when it is open.
-        if (mask & (IN_CREATE | IN_MOVED_TO) || (mask & IN_ATTRIB && !name.isEmpty()))
-            watchAll(true);
-    }
+    // A folder that its maker opens only after it was made counts when it is open.
+    return (mask & (IN_Q_OVERFLOW | IN_DELETE_SELF | IN_MOVE_SELF | IN_IGNORED)) ||
+        ((mask & IN_ISDIR) && !name.isEmpty());
 }
 
 void FileEventStream::readEvents() {
     alignas(inotify_event) char buffer[BufferSize];
-    for (;;) {
-        const ssize_t length = read(m_inotify.get(), buffer, sizeof buffer);
-        if (length <= 0)
-            return;
+    bool isMoved = false;
+    ssize_t length = 0;
+    while ((length = read(m_inotify.get(), buffer, sizeof buffer)) > 0) {
         for (const char* at = buffer; at < buffer + length;) {
             const auto* event = reinterpret_cast<const inotify_event*>(at);
-            handle(event->wd, event->mask, event->len > 0 ? QFile::decodeName(event->name) : QString());
+            isMoved |= handle(event->wd, event->mask, event->len > 0 ? QFile::decodeName(event->name) : QString());
             at += sizeof(inotify_event) + event->len;
         }
     }
+    if (isMoved)
+        watchAll(true);
 }
 
 /// Milliseconds until the pending changes are due, rounded up; -1 when there are none.
@@ -186,7 +136,7 @@ int FileEventStream::timeLeft() const {
 void FileEventStream::run() {
     watchAll(false);
     // Without one watch at the least, of "/", the kernel has nothing left to give.
-    if (m_watches.isEmpty())
+    if (std::ranges::all_of(m_folders, [](const Folder& folder) { return folder.watch < 0; }))
         systemLog(u"[FileEventStream] no file can be followed: %1"_s.arg(qt_error_string(errno)));
     while (!m_stopped) {
         pollfd sources[] = {{m_inotify.get(), POLLIN, 0}, {m_wake.get(), POLLIN, 0}};

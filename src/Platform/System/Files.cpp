@@ -3,7 +3,6 @@
 #include "UniqueFd.h"
 
 #include <QFile>
-#include <QRandomGenerator>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -11,41 +10,22 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace Platform {
 
-namespace {
-
 Error systemError(int number) {
     return {PosixErrorDomain, number, QString::fromLocal8Bit(std::strerror(number))};
 }
+
+namespace {
 
 QByteArray folderOf(const QByteArray& path) {
     const qsizetype slash = path.lastIndexOf('/');
     if (slash < 0)
         return ".";
     return slash == 0 ? QByteArray("/") : path.left(slash);
-}
-
-QByteArray temporaryName(const QByteArray& folder) {
-    char name[64];
-    std::snprintf(name, sizeof name, "/.mav-%ld-%016llx", static_cast<long>(getpid()),
-        static_cast<unsigned long long>(QRandomGenerator::global()->generate64()));
-    return folder + name;
-}
-
-/// Opens a file that was not there before.
-UniqueFd openTemporary(const QByteArray& folder, QByteArray& name) {
-    constexpr int MostTries = 16;
-    for (int i = 0; i < MostTries; ++i) {
-        name = temporaryName(folder);
-        UniqueFd descriptor(uninterrupted(
-            [&] { return open(name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600); }));
-        if (descriptor.isOpen() || errno != EEXIST)
-            return descriptor;
-    }
-    return {};
 }
 
 bool syncFolder(const QByteArray& folder) {
@@ -115,8 +95,8 @@ Error replaceFile(const QString& path, const QByteArray& bytes, Durability durab
     const QByteArray target = QFile::encodeName(path);
     const QByteArray folder = folderOf(target);
     const bool isSynced = durability == Durability::Synced;
-    QByteArray name;
-    UniqueFd descriptor = openTemporary(folder, name);
+    QByteArray name = folder + "/.mav-XXXXXX";
+    UniqueFd descriptor(mkostemp(name.data(), O_CLOEXEC));
     if (!descriptor.isOpen())
         return systemError(errno);
     // The mode given at opening is cut by the umask.

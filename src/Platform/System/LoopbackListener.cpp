@@ -1,39 +1,24 @@
 #include "LoopbackListener.h"
 
 #include <QFile>
+#include <QRegularExpression>
 
 #include <algorithm>
 
 #include <unistd.h>
+
+using namespace Qt::StringLiterals;
 
 namespace Platform {
 
 namespace {
 
 constexpr qint64 LongestTable = 8 << 20;
-// Columns of a line.
-constexpr qsizetype LocalAddress = 1;
-constexpr qsizetype State = 3;
-constexpr qsizetype User = 7;
-constexpr char Listening[] = "0A";
 
-/// Addresses that take connections to 127.0.0.1, as the kernel prints them.
-constexpr const char* Reachable[] = {
-    "0100007F", "00000000", "00000000000000000000000000000000", "0000000000000000FFFF00000100007F"};
-
-void addListeners(const QByteArray& table, const QByteArray& port, QList<uint>& users) {
-    for (const QByteArray& line : table.split('\n')) {
-        const QList<QByteArray> columns = line.simplified().split(' ');
-        if (columns.size() <= User || columns[State] != Listening)
-            continue;
-        const qsizetype colon = columns[LocalAddress].indexOf(':');
-        const QByteArray address = columns[LocalAddress].left(colon);
-        const bool isReachable = std::any_of(std::begin(Reachable), std::end(Reachable),
-            [&address](const char* reachable) { return address == reachable; });
-        if (isReachable && columns[LocalAddress].mid(colon + 1) == port)
-            users << columns[User].toUInt();
-    }
-}
+/// A socket that listens (0A) at an address that takes connections to 127.0.0.1, as the kernel prints it; then the
+/// port, and four columns later the user.
+const QString Listener =
+    u"^\\s*\\d+: (?:0100007F|0{8}|0{32}|0{16}FFFF00000100007F):%1 \\S+ 0A(?:\\s+\\S+){3}\\s+(\\d+)\\s"_s;
 
 QByteArray table(const char* path) {
     QFile file(QString::fromLatin1(path));
@@ -43,10 +28,12 @@ QByteArray table(const char* path) {
 } // namespace
 
 QList<uint> listenersAt(quint16 port, const QByteArray& tcp, const QByteArray& tcp6) {
-    const QByteArray printed = QByteArray::number(port, 16).toUpper().rightJustified(4, '0');
+    const QRegularExpression listener(Listener.arg(port, 4, 16, QChar(u'0')),
+        QRegularExpression::MultilineOption | QRegularExpression::CaseInsensitiveOption);
+    const QString tables = QString::fromLatin1(tcp + '\n' + tcp6);
     QList<uint> users;
-    addListeners(tcp, printed, users);
-    addListeners(tcp6, printed, users);
+    for (const QRegularExpressionMatch& found : listener.globalMatch(tables))
+        users << found.captured(1).toUInt();
     return users;
 }
 

@@ -5,7 +5,8 @@
 #include <pwd.h>
 #include <unistd.h>
 
-#include <vector>
+#include <array>
+#include <optional>
 
 using namespace Qt::StringLiterals;
 
@@ -13,21 +14,15 @@ namespace Platform::Paths {
 
 namespace {
 
-struct Account {
-    bool known = false;
-    uid_t user = 0;
-    QString home;
-};
-
-/// @p lookup is getpwuid_r or getpwnam_r with its first argument bound.
+/// User and home folder of an account. @p lookup is getpwuid_r or getpwnam_r with its first argument bound.
 template <typename Lookup>
-Account lookUp(Lookup lookup) {
+std::optional<std::pair<uid_t, QString>> account(Lookup lookup) {
     passwd record{};
     passwd* found = nullptr;
-    std::vector<char> buffer(16384);
+    std::array<char, 16384> buffer;
     if (lookup(&record, buffer.data(), buffer.size(), &found) != 0 || !found)
-        return {};
-    return {true, found->pw_uid, QFile::decodeName(found->pw_dir)};
+        return std::nullopt;
+    return std::pair(found->pw_uid, QFile::decodeName(found->pw_dir));
 }
 
 } // namespace
@@ -40,14 +35,15 @@ QString home() {
     const QString fromEnvironment = qEnvironmentVariable("HOME");
     if (!fromEnvironment.isEmpty())
         return fromEnvironment;
-    return lookUp([](auto... rest) { return getpwuid_r(geteuid(), rest...); }).home;
+    const auto own = account([](auto... rest) { return getpwuid_r(geteuid(), rest...); });
+    return own ? own->second : QString();
 }
 
 QString homeForUser(const QString& userName) {
     const QByteArray name = userName.toLocal8Bit();
-    const Account account = lookUp([&](auto... rest) { return getpwnam_r(name.constData(), rest...); });
+    const auto known = account([&](auto... rest) { return getpwnam_r(name.constData(), rest...); });
     // The client's own user lives where $HOME says, so that a moved home holds all of its files.
-    return account.known && account.user == geteuid() ? home() : account.home;
+    return known && known->first == geteuid() ? home() : known ? known->second : QString();
 }
 
 QString library() {

@@ -4,11 +4,8 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -22,23 +19,11 @@ const QLoggingCategory& consoleCategory() {
     return category;
 }
 
-/// Whether writing to @p descriptor can wait for somebody: not for a file or the null device.
-bool mayWait(int descriptor) {
-    struct stat facts {};
-    if (fstat(descriptor, &facts) != 0)
-        return true;
-    const bool isNullDevice = S_ISCHR(facts.st_mode) && facts.st_rdev == makedev(1, 3);
-    return !S_ISREG(facts.st_mode) && !isNullDevice;
-}
-
-std::atomic<bool> consoleMayWait{true};
-std::atomic<bool> hasPattern{true};
-
 /// A pipe that is ready for writing takes PIPE_BUF bytes without waiting; so nothing longer is handed over at once.
 void writeWithoutWaiting(int descriptor, QByteArrayView bytes) {
     while (!bytes.empty()) {
         pollfd polled{descriptor, POLLOUT, 0};
-        if (consoleMayWait && (poll(&polled, 1, 0) != 1 || !(polled.revents & POLLOUT)))
+        if (poll(&polled, 1, 0) != 1 || !(polled.revents & POLLOUT))
             return;
         const ssize_t count = write(descriptor, bytes.data(), std::min<size_t>(bytes.size(), PIPE_BUF));
         if (count < 0 && errno == EINTR)
@@ -49,17 +34,12 @@ void writeWithoutWaiting(int descriptor, QByteArrayView bytes) {
     }
 }
 
-void handleMessage(QtMsgType type, const QMessageLogContext& context, const QString& message) {
-    QByteArray line;
-    if (hasPattern) {
-        line = qFormatLogMessage(type, context, message).toUtf8();
-    } else {
-        // Qt's own default form, without the cost of its general way.
-        line = message.toUtf8();
-        if (context.category && qstrcmp(context.category, "default") != 0)
-            line.prepend(": ").prepend(context.category);
-    }
-    writeWithoutWaiting(STDERR_FILENO, line.append('\n'));
+/// In the toolkit's own default form, without the cost of its general way.
+void handleMessage(QtMsgType, const QMessageLogContext& context, const QString& message) {
+    QByteArray line = message.toUtf8() + '\n';
+    if (context.category && qstrcmp(context.category, "default") != 0)
+        line.prepend(": ").prepend(context.category);
+    writeWithoutWaiting(STDERR_FILENO, line);
 }
 
 } // namespace
@@ -81,8 +61,6 @@ void installConsoleHandler() {
             break;
     }
     std::signal(SIGPIPE, SIG_IGN);
-    consoleMayWait = mayWait(STDERR_FILENO);
-    hasPattern = qEnvironmentVariableIsSet("QT_MESSAGE_PATTERN");
     qInstallMessageHandler(handleMessage);
 }
 

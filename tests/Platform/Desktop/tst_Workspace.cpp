@@ -1,4 +1,3 @@
-#include "DesktopEntry.h"
 #include "Workspace.h"
 
 #include <QDir>
@@ -10,7 +9,6 @@
 
 using namespace Qt::StringLiterals;
 
-using Platform::DesktopEntry;
 using Platform::Workspace;
 
 /// Applications in folders of the test's own.
@@ -30,25 +28,35 @@ private Q_SLOTS:
 
     void entries_data() {
         QTest::addColumn<QByteArray>("content");
-        QTest::addColumn<QStringList>("command");
-        const auto row = [](const char* name, const char* lines, const QStringList& command) {
-            QTest::newRow(name) << QByteArray("[Desktop Entry]\nType=Application\n") + lines << command;
+        QTest::addColumn<QString>("launched");
+        const auto row = [](const char* name, const char* lines, const QString& launched) {
+            QTest::newRow(name) << QByteArray("[Desktop Entry]\nType=Application\n") + lines << launched;
         };
-        row("plain", "Exec=tool --a b", {"tool", "--a", "b"});
-        row("field codes", "Exec=tool %U --x=%f 100%%", {"tool", "--x=", "100%"});
-        row("quotes", "Exec=\"/opt/a b/tool\" \"q\\\\\"q\" \"\"", {"/opt/a b/tool", "q\"q", ""});
+        row("plain", "Exec=tool --a b", "tool,--a,b");
+        row("field codes", "Exec=tool %U --x=%f 100%%", "tool,--x=,100%");
+        row("quotes", "Exec=\"a b\" \"q\\\\\"q\" \"\" c", "blank,q\"q,,c");
+        row("escapes", "Exec=tool\\sx\\\\y", "tool,x\\y");
         row("open quote", "Exec=tool \"a", {});
         row("no program", "Name=x", {});
         row("hidden", "Exec=tool\nHidden=true", {});
         row("terminal", "Exec=tool\nTerminal=true", {});
         row("another group", "[Desktop Action new]\nExec=tool", {});
-        QTest::newRow("no application") << QByteArray("[Desktop Entry]\nType=Link\nExec=tool") << QStringList();
-        QTest::newRow("binary") << QByteArray(70000, '\0') << QStringList();
+        QTest::newRow("no application") << QByteArray("[Desktop Entry]\nType=Link\nExec=tool") << QString();
+        QTest::newRow("binary") << QByteArray(70000, '\0') << QString();
     }
     void entries() {
         QFETCH(QByteArray, content);
-        const auto entry = DesktopEntry::parse(content);
-        QTEST(entry ? entry->command : QStringList(), "command");
+        QFETCH(QString, launched);
+        program("bin/a b", "blank");
+        QFile file(path(u"entries/probe.desktop"_s));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
+        file.close();
+        const Workspace workspace = make();
+        QCOMPARE(workspace.isInstalled(u"probe"_s), !launched.isEmpty());
+        workspace.launchApplication(u"probe"_s);
+        if (launched.isEmpty())
+            QTest::qWait(20);
+        QTRY_COMPARE(noted(), launched);
     }
 
     void installed_data() {
@@ -63,9 +71,9 @@ private Q_SLOTS:
         QTest::newRow("program, with ending") << "tool.app"
                                               << "tool";
         QTest::newRow("entry by id") << "org.example.Mail.app"
-                                     << "mailer mail a b";
+                                     << "mailer,mail,a b";
         QTest::newRow("entry by name") << "企业邮箱"
-                                       << "mailer mail a b";
+                                       << "mailer,mail,a b";
         QTest::newRow("missing") << "Nothing.app"
                                  << "";
         QTest::newRow("entry whose program is missing") << "Gone"
@@ -148,10 +156,10 @@ private Q_SLOTS:
         QTest::addColumn<QString>("url");
         QTest::addColumn<QString>("opened");
         QTest::newRow("plain") << "http://a.example/"
-                               << "opened http://a.example/";
+                               << "opened,http://a.example/";
         QTest::newRow("a shell's signs") << "http://a/$(id)'\";&|"
-                                         << "opened http://a/$(id)'\";&|";
-        QTest::newRow("long") << "http://a/" + QString(10000, u'x') << "opened http://a/" + QString(10000, u'x');
+                                         << "opened,http://a/$(id)'\";&|";
+        QTest::newRow("long") << "http://a/" + QString(10000, u'x') << "opened,http://a/" + QString(10000, u'x');
         QTest::newRow("empty") << ""
                                << "";
         QTest::newRow("blank") << "  "
@@ -176,8 +184,9 @@ private:
         QVERIFY(QDir().mkpath(QFileInfo(path(name)).path()));
         QFile file(path(name));
         QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("#!/bin/sh\nprintf %s \"" + QByteArray(called) + "${*:+ $*}\" >'" + path(u"note.new"_s).toUtf8() +
-            "'\nmv '" + path(u"note.new"_s).toUtf8() + "' '" + path(u"note"_s).toUtf8() + "'\n");
+        file.write("#!/bin/sh\nIFS=,\nprintf %s \"" + QByteArray(called) + "${1+,$*}\" >'" +
+            path(u"note.new"_s).toUtf8() + "'\nmv '" + path(u"note.new"_s).toUtf8() + "' '" + path(u"note"_s).toUtf8() +
+            "'\n");
         file.close();
         QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::ExeOwner));
     }

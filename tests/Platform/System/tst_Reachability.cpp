@@ -81,15 +81,12 @@ private Q_SLOTS:
     void followsTheKernel() {
         Reachability monitor; // the kernel's own messages
         monitor.setTarget("127.0.0.1");
-        QCOMPARE(monitor.status(), Status::Unknown);
         QList<int> told;
         monitor.start([&](Status status) { told.append(int(status)); });
         QVERIFY(told.isEmpty()); // from the event loop only
         QTRY_COMPARE(told, QList<int>{2});
         monitor.setTarget("255.255.255.255");
         QTRY_COMPARE(told, (QList<int>{2, 0}));
-        monitor.stop();
-        QCOMPARE(monitor.status(), Status::Unknown);
     }
 
     void changesCount() {

@@ -1,10 +1,15 @@
 #pragma once
 
-#include <QString>
+#include "UniqueFd.h"
+
+#include <QObject>
+#include <QSocketNotifier>
+#include <QVariantMap>
 
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace Platform {
 
@@ -16,7 +21,10 @@ class BusConnection;
 /// beside it, so that copies on two session buses are two, too. Where there is a session bus it also owns the bundle
 /// identifier there and answers org.freedesktop.Application. Of copies that start at the same moment exactly one is the
 /// first; an activation that comes before a handler is set waits for it. Main thread.
-class RunningApplications final {
+class RunningApplications final : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
+
 public:
     enum class Claim {
         /// This copy runs on.
@@ -35,10 +43,8 @@ public:
 
     /// @param bus  outlives this object
     RunningApplications(Place place, BusConnection& bus);
-    /// Gives name and lock back.
-    ~RunningApplications();
-    RunningApplications(const RunningApplications&) = delete;
-    RunningApplications& operator=(const RunningApplications&) = delete;
+    /// Gives the lock back; the name goes with its connection.
+    ~RunningApplications() override;
 
     /// Once; needs no application object. A copy or a bus that hangs costs at most the limit; such a copy counts as
     /// running. Where neither bus nor lock can be had, this copy counts as first: better two copies than none.
@@ -47,14 +53,31 @@ public:
     /// activations that waited for it are one call. Needs the application object.
     void setActivationHandler(std::function<void()> activated);
 
+    // What the desktop may ask, named as the interface wants it. Whatever it is, the window comes forward: there are no
+    // documents to open.
+public Q_SLOTS:
+    Q_SCRIPTABLE void Activate(const QVariantMap&) { activate(); }
+    Q_SCRIPTABLE void Open(const QStringList&, const QVariantMap&) { activate(); }
+    Q_SCRIPTABLE void ActivateAction(const QString&, const QVariantList&, const QVariantMap&) { activate(); }
+
 private:
-    class Inbox;
-    class Name;
+    std::optional<Claim> claimByLock();
+    std::optional<Claim> claimByName();
+    bool takeLock();
+    QVariant askBus(const QString& method, const QVariantList& arguments);
+    void takeKnocks();
+    void activate();
+    void deliver();
+
     const Place m_place;
     BusConnection& m_bus;
-    std::unique_ptr<Inbox> m_inbox;
-    std::unique_ptr<class InstanceLock> m_lock;
-    std::unique_ptr<Name> m_name;
+    const QString m_lockFile;
+    const QString m_socketFile;
+    UniqueFd m_lock;
+    UniqueFd m_listener;
+    std::unique_ptr<QSocketNotifier> m_notifier;
+    std::function<void()> m_handler;
+    bool m_isWaiting = false;
 };
 
 } // namespace Platform

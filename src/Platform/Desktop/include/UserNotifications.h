@@ -1,9 +1,11 @@
 #pragma once
 
-#include <QString>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QHash>
+#include <QObject>
 
 #include <functional>
-#include <memory>
 
 namespace Platform {
 
@@ -12,9 +14,11 @@ class UserDefaults;
 
 /// Shows notifications with buttons on the desktop and hears which button was pressed.
 ///
-/// Reacts only to notifications of its own, and only to what the notification service itself says of them. The bus is
-/// first wanted by the first deliver(). Main thread.
-class UserNotifications final {
+/// Reacts only to notifications of its own, and only to what the notification service itself says of them. What is open
+/// when this goes stays open. The bus is first wanted by the first deliver(). Main thread.
+class UserNotifications final : public QObject {
+    Q_OBJECT
+
 public:
     enum class Activation {
         ActionButton,
@@ -35,11 +39,6 @@ public:
     /// @param bus  outlives this object
     /// @param record  remembers what is open, for a run after this one; may be null, else it outlives this object
     UserNotifications(QString identifier, BusConnection& bus, UserDefaults* record = nullptr);
-    /// Leaves open notifications where they are, and hears no more of them.
-    ~UserNotifications();
-    UserNotifications(const UserNotifications&) = delete;
-    UserNotifications& operator=(const UserNotifications&) = delete;
-
     /// Stays until it is answered or dismissed. @p activated is called at most once, from the event loop. Without a
     /// notification service nothing is shown, and a line on the system console says so.
     void deliver(const Content& content, std::function<void(Activation)> activated);
@@ -48,9 +47,31 @@ public:
     /// Takes back what an earlier run that was killed has left open. Connects to the bus only when there is something.
     void removeEarlier();
 
+private Q_SLOTS:
+    void actionInvoked(uint id, const QString& key, const QDBusMessage& message);
+    void notificationClosed(uint id, uint reason, const QDBusMessage& message);
+
 private:
-    class Link;
-    std::unique_ptr<Link> m_link;
+    using Activated = std::function<void(Activation)>;
+    struct Open {
+        /// The unique bus name of the service that shows it.
+        QString owner;
+        Activated activated;
+    };
+
+    void withBus(std::function<void()> use);
+    void send(const QDBusMessage& message, const Activated& activated);
+    void close(const QString& service, uint id);
+    void keepRecord() const;
+    bool isOurs(uint id, const QDBusMessage& message) const;
+
+    const QString m_identifier;
+    BusConnection& m_wantedBus;
+    UserDefaults* const m_record;
+    QDBusConnection m_bus{QString()};
+    QHash<uint, Open> m_open;
+    /// Goes up whenever all are taken back: an id that is on its way then belongs to an older one.
+    int m_generation = 0;
 };
 
 } // namespace Platform

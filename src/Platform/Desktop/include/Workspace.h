@@ -3,11 +3,7 @@
 #include <QString>
 #include <QStringList>
 
-#include <optional>
-
 namespace Platform {
-
-struct DesktopEntry;
 
 /// The desktop's applications and its browser.
 ///
@@ -42,16 +38,6 @@ public:
     void launchApplication(const QString& name) const;
 
 private:
-    /// Program and arguments; empty when there is nothing to start. The two below likewise.
-    QStringList commandFor(const QString& name) const;
-    QStringList bundleCommand(const QString& name) const;
-    /// The entry of that id, name or program, with the whole command that starts it.
-    std::optional<DesktopEntry> entryFor(const QString& plainName) const;
-    QStringList commandOf(const DesktopEntry& entry) const;
-    /// The program that an entry names, by its whole path or on the PATH; empty when it is not there.
-    QString entryProgram(const QString& program) const;
-    QString programPath(const QString& name) const;
-
     const Folders m_folders;
 };
 

@@ -10,22 +10,23 @@
 
 #include <functional>
 #include <memory>
-#include <mutex>
 
 namespace Platform {
 
-class HttpSessionCore;
+struct HttpSessionState;
 
 struct HttpRequest {
     /// Absolute; "http" or "https", without user name or password.
     QString url = {};
+    /// "GET" or "POST".
     QByteArray method = "GET";
+    /// Of a POST.
     QByteArray body = {};
     /// The header is sent only when this is not empty.
     QByteArray contentType = {};
     /// Sent as "Authorization: Bearer …" when not empty, and never after a redirect.
     QByteArray bearerToken = {};
-    /// Seconds until the whole answer must have come; 0 takes the session's request time-out at the moment of sending.
+    /// Seconds until the whole answer must have come; 0 takes the session's.
     double timeout = 0;
 };
 
@@ -38,7 +39,7 @@ struct ClientIdentity {
 struct HttpSettings {
     /// Neither the chain nor the host name of the server's certificate is looked at.
     bool acceptAnyServerCertificate = false;
-    /// First value of the session's request time-out, seconds.
+    /// Seconds, of a request that names none.
     double requestTimeout = 60.0;
     /// Bytes of an answer after decompression; a longer one fails with code -1103.
     qint64 responseLimit = 16 * 1024 * 1024;
@@ -57,11 +58,8 @@ struct HttpSettings {
 /// and deflate; no cookies, no cache, no authentication; up to five redirects are followed, never from https to http.
 /// The system's proxy is used except towards loopback.
 ///
-/// Errors, in UrlErrorDomain: Cancelled, BadUrl, TimedOut, UnsupportedUrl, CannotFindHost, CannotConnect,
-/// ConnectionLost, TooManyRedirects, BadServerResponse (status outside 200-299), CannotDecodeContent,
-/// CannotParseResponse, ResponseTooLarge, SecureConnectionFailed, and -1 for what has no name. In CocoaErrorDomain:
-/// NotJson. None has a text for a person; the
-/// failure reason is in English, mostly the transport's own words.
+/// Errors are those of Error.h in UrlErrorDomain, -1 for what has no name, and NotJson in CocoaErrorDomain. None has a
+/// text for a person; the failure reason is in English, mostly the transport's own words.
 class HttpSession final {
 public:
     using JsonCompletion = std::function<void(const QJsonObject& answer, const Error& error)>;
@@ -74,9 +72,8 @@ public:
     HttpSession(const HttpSession&) = delete;
     HttpSession& operator=(const HttpSession&) = delete;
 
-    /// One setting for all senders, seconds. What is not above 0 counts as 60.
+    /// Seconds.
     double requestTimeout() const;
-    void setRequestTimeout(double seconds);
 
     /// An answer that is neither object nor array, or is empty, fails with NotJson. An array is passed as an empty
     /// object: it holds no key, so nobody takes it for a success.
@@ -88,9 +85,7 @@ public:
     void getJson(const QString& url, const Parameters& parameters, JsonCompletion completion);
 
 private:
-    std::shared_ptr<HttpSessionCore> m_core;
-    mutable std::mutex m_mutex;
-    double m_requestTimeout;
+    const std::shared_ptr<HttpSessionState> m_state;
 };
 
 } // namespace Platform

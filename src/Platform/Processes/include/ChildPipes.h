@@ -6,7 +6,6 @@
 
 #include <array>
 #include <chrono>
-#include <functional>
 
 namespace Platform {
 
@@ -33,22 +32,20 @@ public:
     void readToEnd();
     /// For a command that is over: a descendant may still hold the pipes open, so this stops soon after the last bytes.
     void readWhatIsThere();
-    /// Reads until the pipes are closed, @p hasEnded says yes (asked when @p exitDescriptor becomes readable, or every
-    /// 0.1 s when that is -1) or @p deadline has passed.
-    void readUntil(const std::function<bool()>& hasEnded, int exitDescriptor, Clock::time_point deadline);
+    enum class Step { Data, Nothing, Closed };
+    /// Waits until there is something to take, @p exitDescriptor becomes readable or the time is over (-1: never).
+    Step step(int timeoutMilliseconds, int exitDescriptor = -1);
 
     QByteArray takeOutput() { return std::exchange(m_streams[0].data, {}); }
     QByteArray takeError() { return std::exchange(m_streams[1].data, {}); }
 
 private:
-    enum class Step { Data, Exit, Nothing, Closed };
     struct Stream {
         UniqueFd readEnd;
         UniqueFd writeEnd;
         QByteArray data;
     };
 
-    Step step(int timeoutMilliseconds, int exitDescriptor = -1);
     static void take(Stream& stream);
 
     std::array<Stream, 2> m_streams;

@@ -25,32 +25,20 @@ class NotificationCenter final {
 public:
     using Handler = std::function<void(const Notification&)>;
 
-    /// Registration of one handler; ends it when destroyed, waiting for deliveries that run on other threads.
-    class [[nodiscard]] Observer {
-    public:
-        Observer() = default;
-        ~Observer();
-        Observer(Observer&& other) noexcept = default;
-        Observer& operator=(Observer&& other) noexcept;
-
-    private:
-        friend class NotificationCenter;
-        struct Entry;
-        explicit Observer(std::shared_ptr<Entry> entry) : m_entry(std::move(entry)) {}
-        void end();
-        std::shared_ptr<Entry> m_entry;
-    };
+    /// Registration of one handler; ends it when it goes, waiting for deliveries that run on other threads.
+    using Observer = std::shared_ptr<void>;
 
     static NotificationCenter& defaultCenter();
 
     /// Any thread.
-    Observer observe(const QString& name, Handler handler);
+    [[nodiscard]] Observer observe(const QString& name, Handler handler);
     /// Any thread; returns once every observer of @p name has been called.
     void post(const QString& name, const QVariant& object = {});
 
 private:
+    struct Entry;
     std::mutex m_mutex;
-    std::map<QString, std::vector<std::weak_ptr<Observer::Entry>>> m_entries;
+    std::map<QString, std::vector<std::weak_ptr<Entry>>> m_entries;
 };
 
 } // namespace Platform

@@ -2,7 +2,7 @@
 
 #include "UniqueFd.h"
 
-#include <QHash>
+#include <QList>
 #include <QStringList>
 
 #include <atomic>
@@ -21,7 +21,7 @@ public:
     /// @param paths  absolute file names  @param latency  from the first change to the callback
     /// @param callback  called on the thread that runs the stream
     FileEventStream(
-        QStringList paths, std::chrono::milliseconds latency, std::function<void(const QStringList&)> callback);
+        const QStringList& paths, std::chrono::milliseconds latency, std::function<void(const QStringList&)> callback);
     FileEventStream(const FileEventStream&) = delete;
     FileEventStream& operator=(const FileEventStream&) = delete;
 
@@ -36,26 +36,25 @@ private:
     struct Folder {
         QString path;
         QStringList names;
-        bool present = false;
+        /// Of itself or the nearest parent; -1 for none.
+        int watch = -1;
+        bool isThere = false;
     };
 
     void watchAll(bool filesAreNews);
-    QString watchFolder(Folder& folder, bool filesAreNews);
-    bool addWatch(const QString& path);
+    bool watch(Folder& folder, bool filesAreNews);
+    int addWatch(const QString& path);
     void readEvents();
-    void handle(int descriptor, quint32 mask, const QString& name);
-    void folderMoved(const QString& path);
+    bool handle(int descriptor, quint32 mask, const QString& name);
     void changed(const QString& path);
     int timeLeft() const;
 
-    const QStringList m_paths;
     const std::chrono::milliseconds m_latency;
     const std::function<void(const QStringList&)> m_callback;
     const UniqueFd m_inotify;
     const UniqueFd m_wake;
     std::atomic<bool> m_stopped{false};
     QList<Folder> m_folders;
-    QHash<int, QString> m_watches;
     QStringList m_pending;
     Clock::time_point m_due;
 };

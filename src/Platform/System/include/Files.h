@@ -14,6 +14,8 @@ using namespace Qt::StringLiterals;
 namespace Platform {
 
 inline const QString PosixErrorDomain = u"NSPOSIXErrorDomain"_s;
+/// The system's error of that number, with its text.
+Error systemError(int number);
 
 /// What tells one state of a file from another; all zero stands for no file.
 struct FileIdentity {

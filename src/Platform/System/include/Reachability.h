@@ -1,11 +1,17 @@
 #pragma once
 
+#include "UniqueFd.h"
+
 #include <QHostAddress>
 #include <QList>
 #include <QString>
+#include <QTimer>
 
 #include <functional>
 #include <memory>
+#include <optional>
+
+class QSocketNotifier;
 
 namespace Platform {
 
@@ -33,6 +39,10 @@ struct NetworkFacts {
     QList<NetworkLink> links;
 };
 
+/// Whether an interface has a device of its own in sysfs below @p root or, as bonds, teams, bridges and VLANs do, lies
+/// over one that has. False for loopback, container and tunnel ends and for bridges over those alone.
+bool standsOnHardware(const QString& root, const QString& name);
+
 /// With a target: whether a route leads there over a running link. Without: that, for anywhere, or any running link
 /// over hardware with an address. Mobile when the link that carries it is.
 ReachabilityStatus statusFor(const NetworkFacts& facts);
@@ -58,15 +68,22 @@ public:
     /// The server that counts: an IPv4 or IPv6 address. Anything else, such as a name, stands for no server in
     /// particular.
     void setTarget(const QString& address);
-    /// Calls @p changed with the status from the event loop once, and then whenever it has changed.
+    /// Calls @p changed with the status from the event loop once, and then whenever it has changed. Called again, it
+    /// begins anew.
     void start(std::function<void(ReachabilityStatus)> changed);
-    void stop();
-    /// Unknown before start() and after stop().
-    ReachabilityStatus status() const;
 
 private:
-    class Monitor;
-    std::unique_ptr<Monitor> m_monitor;
+    void drain();
+    void refresh();
+
+    const Reader m_reader;
+    QHostAddress m_target;
+    std::function<void(ReachabilityStatus)> m_changed;
+    std::optional<ReachabilityStatus> m_told;
+    UniqueFd m_given;
+    UniqueFd m_descriptor;
+    std::unique_ptr<QSocketNotifier> m_notifier;
+    QTimer m_gather;
 };
 
 } // namespace Platform
