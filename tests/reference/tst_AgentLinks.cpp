@@ -206,7 +206,7 @@ private Q_SLOTS:
         QenLogHelper log(world.logFolder(), world.logRecord());
         QenCloudTicketHelper ticket(log, world.address());
         VindorClient client(world.portFile());
-        const VpnComponent vpn({.tasks = TaskHelper::sharedInstance(), .executable = world.vpn(), .agent = &client});
+        const VpnComponent vpn({.tasks = TaskHelper::sharedInstance(), .executable = world.vpn()});
         std::atomic<bool> signedIn{true};
         QenCloudClientProcessListener listener(
             {.getNetworkType = [] {},

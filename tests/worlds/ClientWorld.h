@@ -4,7 +4,6 @@
 #include "AccountModel.h"
 #include "ArchiveStore.h"
 #include "ITDevice.h"
-#include "QenAnalyseDomain.h"
 #include "QenCloudLoginHelper.h"
 #include "QenCloudNGNLogin.h"
 #include "QenLogHelper.h"
@@ -75,8 +74,8 @@ private:
 /// A client without windows: the services from the log up to the login helper, on a folder of their own.
 class ClientWorld {
 public:
-    explicit ClientWorld(ClientFolder& folder, LoginLinks links = {}, AgentAccessLink* agentLink = nullptr,
-        const QString& vpnExecutable = u"/no/such/vpn"_s)
+    explicit ClientWorld(ClientFolder& folder, LoginLinks links = {},
+        std::function<void(AgentStopped)> accessAndStop = {}, const QString& vpnExecutable = u"/no/such/vpn"_s)
         : log(folder.logs(), folder.file(u"logs.data"_s)),
           config(folder.agent() + u"/.QenConfig"_s, folder.support() + u"/QenCloudL"_s),
           device(folder.machine(), {.listAddresses = ClientFolder::addresses}), session(folder.support()),
@@ -86,17 +85,18 @@ public:
               .log = log,
               .applicationSupport = folder.support(),
               .userid = [this] { return session.current().record.value_or(AccountModel()).userid(); }}),
-          front(accounts),
-          vpn({.tasks = TaskHelper::sharedInstance(), .executable = vpnExecutable, .agent = agentLink}),
-          state(folder.support() + u"/QenCloudL"_s), agent(folder.agent()), helper({.session = session,
-                                                                                .server = front,
-                                                                                .accounts = accounts,
-                                                                                .device = device,
-                                                                                .log = log,
-                                                                                .vpn = vpn,
-                                                                                .state = state,
-                                                                                .agent = agent,
-                                                                                .links = links}),
+          front(accounts), vpn({.tasks = TaskHelper::sharedInstance(),
+                               .executable = vpnExecutable,
+                               .accessAndStop = std::move(accessAndStop)}),
+          helper({.session = session,
+              .server = front,
+              .accounts = accounts,
+              .device = device,
+              .log = log,
+              .vpn = vpn,
+              .userState = folder.support() + u"/QenCloudL"_s,
+              .agentState = folder.agent(),
+              .links = std::move(links)}),
           m_folder(folder) {}
 
     /// Puts a record in place as another process would, or takes it away, and waits until the main thread has heard of
@@ -127,8 +127,6 @@ public:
     AccountManager accounts;
     QenCloudNGNLogin front;
     VpnComponent vpn;
-    StateFolder state;
-    AgentSettings agent;
     QenCloudLoginHelper helper;
     /// Last: its end waits for what views have begun.
     Platform::TaskGroup work;

@@ -3,7 +3,6 @@
 #include "Completion.h"
 #include "Error.h"
 #include "HttpSession.h"
-#include "QenRequestQueuePool.h"
 #include "Shared.h"
 
 #include <QImage>
@@ -18,12 +17,14 @@ class ITDevice;
 class QenAnalyseDomain;
 class QenLogHelper;
 class QenServerConfig;
+struct AccountOperation;
 
 /// The one object through which the client calls the management server's account API.
 ///
 /// Holds no login state: each request is built from the caller's values, the device facts, the sole id file and the
 /// server configuration at the time of the call. A completion is called exactly once with (answer, error): on the
-/// network thread, or at once on the caller's thread with code 1234 when no server is configured.
+/// network thread, or at once on the caller's thread with code 1234 when no server is configured. Its errors have a
+/// text for the person.
 class AccountManager final {
 public:
     using Completion = Platform::Completion<QJsonObject, Platform::Error>;
@@ -64,7 +65,7 @@ public:
 
     /// Text of the sign-in QR code; nothing without a domain server.
     std::optional<QString> createQRPath();
-    /// The QR code at @p side x @p side points; null without a domain server.
+    /// The QR code at @p side x @p side points, two pixels a point; null without a domain server.
     QImage createQRForString(double side);
 
     /// Chooses the network and blocks for up to 6 seconds: 1 extranet, 0 intranet. Without a configured server @p
@@ -81,32 +82,24 @@ public:
 
     /// The archived sole id, or the empty string.
     QString getSoleID();
+    /// The addresses that the last request sent.
     QString login_Mac() const;
     QString login_ip() const;
+    /// Whole seconds since 1970.
+    static QString getNowTimeTimestamp();
 
 private:
-    struct SealedRequest;
-    struct LogTexts;
-    void sendSealed(const SealedRequest& request, Completion complete);
-    void get(const QString& path, const QString& failureText, Completion complete);
+    void send(const AccountOperation& operation, const QJsonObject& parameters, Completion complete);
     void start(const Platform::HttpRequest& request, Completion complete);
-    Completion reporting(const QString& failureText, Completion complete);
-    std::optional<QString> urlOrFail(const QString& path, const Completion& complete);
     bool isReachable(const QString& probeUrl);
     void GetMacAndIP();
 
-    /// The QR code's text up to the sealed parameters; nothing without a domain server.
-    std::optional<QString> qrAddress();
-    QString qrSealed();
     QJsonObject openedPolicy(const QJsonObject& answer);
-
     QJsonObject createAccountUrl(const QJsonObject& parameters);
     QJsonObject encodeResetPassword(const QJsonObject& parameters);
     QJsonObject checkTicketParam(const QString& ticket);
     QJsonObject checkStatusParam(qint64 clientoper);
-    QJsonObject qrParameters();
     QJsonObject deviceParameters();
-    QString deviceId();
 
     World m_world;
     mutable std::mutex m_mutex;
@@ -118,6 +111,7 @@ private:
     QString m_policyDigest;
     std::once_flag m_sessionMade;
     std::unique_ptr<Platform::HttpSession> m_sessionMgr;
-    QenRequestQueuePool m_pool;
+    Platform::QueuePool m_pool;
+    /// One of the pool: requests start in the order of their calls.
     Platform::SerialQueue& m_queue;
 };

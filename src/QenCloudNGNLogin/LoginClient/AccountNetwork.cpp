@@ -2,15 +2,13 @@
 
 #include "ITDevice.h"
 #include "LogRedaction.h"
-#include "Paths.h"
-#include "QRCode.h"
-#include "QenAnalyseDomain.h"
 #include "QenLogHelper.h"
 #include "QenServerConfig.h"
-#include "QenUrlEncode.h"
 #include "SealedBody.h"
 
-#include <condition_variable>
+#include <qrencode.h>
+
+#include <future>
 
 using namespace Qt::StringLiterals;
 
@@ -24,6 +22,7 @@ constexpr double DefaultTimeout = 3.0;
 constexpr double ProbeTimeout = 2.0;
 constexpr double PingTimeout = 5.0;
 constexpr std::chrono::seconds ProbeWait{3};
+constexpr double PixelsPerPoint = 2.0;
 
 const QString PingPath = u"/qen/ping"_s;
 const QString ScanPath = u"/api/public/clientlogin/scan_login?v="_s;
@@ -36,12 +35,29 @@ QString requestUrl(const QString& server, quint64 port, const QString& path) {
     return u"http://%1:%2%3"_s.arg(orNull(server), QString::number(port), path);
 }
 
-/// Outcome of one probe, shared with a handler that may come late.
-struct Probe {
-    std::mutex mutex;
-    std::condition_variable answered;
-    bool success = false;
-};
+QImage modules(const QRcode& code) {
+    QImage image(code.width, code.width, QImage::Format_Mono);
+    image.setColorTable({qRgb(255, 255, 255), qRgb(0, 0, 0)});
+    for (int y = 0; y < code.width; ++y) {
+        for (int x = 0; x < code.width; ++x)
+            image.setPixel(x, y, code.data[y * code.width + x] & 1);
+    }
+    return image;
+}
+
+/// @p text at @p side x @p side points, its modules scaled without smoothing; null when it is too long for a code.
+QImage qrCodeImage(const QByteArray& text, double side) {
+    const std::unique_ptr<QRcode, decltype(&QRcode_free)> code(
+        QRcode_encodeData(
+            static_cast<int>(text.size()), reinterpret_cast<const unsigned char*>(text.constData()), 0, QR_ECLEVEL_M),
+        QRcode_free);
+    const int pixels = qRound(side * PixelsPerPoint);
+    if (!code || pixels <= 0)
+        return {};
+    QImage image = modules(*code).scaled(pixels, pixels, Qt::IgnoreAspectRatio, Qt::FastTransformation);
+    image.setDevicePixelRatio(PixelsPerPoint);
+    return image;
+}
 
 } // namespace
 
@@ -70,18 +86,14 @@ QString AccountManager::requestUrlWithPath(const QString& path) {
 }
 
 bool AccountManager::isReachable(const QString& probeUrl) {
-    const auto probe = std::make_shared<Probe>();
+    const auto success = std::make_shared<std::promise<void>>();
     createAFHTTPSessionMgr().sendForJson(
-        {.url = probeUrl, .timeout = ProbeTimeout}, [probe](const QJsonObject&, const Error& error) {
-            const std::lock_guard lock(probe->mutex);
-            probe->success = !error;
-            // A failure does not end the wait, on purpose: a failed probe always costs
-            // the full time.
+        {.url = probeUrl, .timeout = ProbeTimeout}, [success](const QJsonObject&, const Error& error) {
+            // A failure does not end the wait, on purpose: a failed probe always costs the full time.
             if (!error)
-                probe->answered.notify_all();
+                success->set_value();
         });
-    std::unique_lock lock(probe->mutex);
-    return probe->answered.wait_for(lock, ProbeWait, [&] { return probe->success; });
+    return success->get_future().wait_for(ProbeWait) == std::future_status::ready;
 }
 
 void AccountManager::NetWorkType(const std::function<void(int)>& completion) {
@@ -121,31 +133,26 @@ void AccountManager::pingServerResult(Platform::Completion<bool> completion) {
 }
 
 std::optional<QString> AccountManager::createQRPath() {
-    const auto address = qrAddress();
-    return address ? std::optional(*address + qrSealed()) : std::nullopt;
-}
-
-std::optional<QString> AccountManager::qrAddress() {
     m_world.config.readServerConfig();
     const QString server = m_world.config.domain_server();
     const quint64 port = m_world.config.domain_port();
     if (server.isNull() || port == 0)
         return std::nullopt;
     m_world.domain.analyseServerConfig(server);
+    QJsonObject parameters = deviceParameters();
+    parameters.insert(u"login_user", m_world.device.userName());
     return u"https://%1:%2%3%4"_s.arg(
-        m_world.domain.domain_config(), QString::number(port), m_world.domain.path_config(), ScanPath);
-}
-
-QString AccountManager::qrSealed() {
-    return QenUrlEncode::urlencodWithData(SealedBody::encryptResquestParams(qrParameters()));
+               m_world.domain.domain_config(), QString::number(port), m_world.domain.path_config(), ScanPath) +
+        QenUrlEncode::urlencodWithData(SealedBody::encryptResquestParams(parameters));
 }
 
 QImage AccountManager::createQRForString(double side) {
-    const auto address = qrAddress();
-    if (!address)
+    const auto text = createQRPath();
+    if (!text)
         return {};
-    const QString sealed = qrSealed();
-    m_world.log.writeLog(
-        u"[AccountManager] QenCloud create QR string:%1"_s.arg(*address + logDigest(sealed.toLatin1())), TraceLine);
-    return qrCodeImage((*address + sealed).toUtf8(), side);
+    const qsizetype sealed = text->indexOf(ScanPath) + ScanPath.size();
+    m_world.log.writeLog(u"[AccountManager] QenCloud create QR string:%1"_s.arg(
+                             text->left(sealed) + logDigest(text->mid(sealed).toLatin1())),
+        TraceLine);
+    return qrCodeImage(text->toUtf8(), side);
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Error.h"
-#include "TicketServiceLink.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -18,20 +17,7 @@ struct AgentStop {
     QJsonObject answer = {};
     Platform::Error error = {};
 };
-
-/// The agent's local HTTP interface.
-class AgentAccessLink {
-public:
-    virtual ~AgentAccessLink() = default;
-    /// @param status  0 when access is granted
-    virtual void startRequestAccess(std::function<void(int status)> completion) = 0;
-    /// @param answer  holds an integer "code", 0 on success
-    virtual void stopSmartAgent(
-        std::function<void(const QJsonObject& answer, const Platform::Error& error)> completion) = 0;
-    /// Both, one after the other and as one: a second unit begins when the first is over, since an access voids the one
-    /// before. @param completion  called once, on any thread
-    virtual void accessAndStop(std::function<void(const AgentStop&)> completion) = 0;
-};
+using AgentStopped = std::function<void(const AgentStop&)>;
 
 /// Network access control: certificates and profiles.
 class NetworkAccessLink {
@@ -47,6 +33,8 @@ public:
 
 /// The session's peers; one that is absent is not asked.
 struct LoginLinks {
-    TicketServiceLink* ticketService = nullptr;
+    // The ticket service. Both return at once.
+    std::function<void()> runTicketXPC = {};
+    std::function<void()> closeNgnServerXpc = {};
     NetworkAccessLink* networkAccess = nullptr;
 };

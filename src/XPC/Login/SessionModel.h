@@ -33,21 +33,16 @@ enum class SessionState {
 enum class SessionReason {
     /// Nothing did.
     None,
+    /// Something that no window tells: a confirmation, another ticket, a sign-out that waits for the network, another
+    /// network, what another process has written.
+    Changed,
     SignedIn,
-    Confirmed,
-    /// The server gave another ticket.
-    Rotated,
     SignedOut,
-    /// The sign-out found no network and will be reported later.
-    SignOutPending,
     /// The server ended the session.
     EndedByServer,
     /// The agent found the ticket timed out.
     TimedOut,
     DomainSignedIn,
-    NetworkType,
-    /// Another process changed the record, or took it away.
-    Found,
 };
 
 /// The session at the moment of a question. An answer acts only on that session.
@@ -141,7 +136,7 @@ enum class SessionEffect {
 struct SessionStep {
     SessionModel next;
     SessionReason reason = SessionReason::None;
-    QList<SessionEffect> effects;
+    QList<SessionEffect> effects = {};
     /// The answer claims a sign-in and cannot be used: nothing follows, and the person is told.
     bool isUnusable = false;
 };

@@ -8,13 +8,14 @@
 
 #include <QFile>
 
+#include <future>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 
 using Platform::Error;
-using Platform::HttpRequest;
 
 namespace {
 
@@ -31,88 +32,60 @@ QByteArray trustedText(const QString& path) {
     return length > 0 ? text.left(length).trimmed() : QByteArray();
 }
 
-Error notReachable() {
-    return Error(Platform::UrlErrorDomain, Error::CannotConnect, localizedString(u"AgentNotReachable"_s));
-}
-
 } // namespace
 
 VindorClient::VindorClient(QString portFile, double timeout) : m_portFile(std::move(portFile)), m_timeout(timeout) {}
 
-QString VindorClient::urlOf(const QString& path) const {
+void VindorClient::post(
+    const QString& path, const QByteArray& token, std::function<void(const QJsonObject&, const Error&)> completion) {
     bool isNumber = false;
     const ushort port = trustedText(m_portFile).toUShort(&isNumber);
-    if (!isNumber || port == 0 || !Platform::isTrustedListener(port))
-        return {};
-    return u"http://127.0.0.1:%1%2"_s.arg(QString::number(port), path);
+    if (!isNumber || port == 0 || !Platform::isTrustedListener(port)) {
+        completion({}, Error(Platform::UrlErrorDomain, Error::CannotConnect, localizedString(u"AgentNotReachable"_s)));
+        return;
+    }
+    m_session.sendForJson({.url = u"http://127.0.0.1:%1%2"_s.arg(QString::number(port), path),
+                              .method = "POST",
+                              .bearerToken = token,
+                              .timeout = m_timeout},
+        describing(std::move(completion)));
 }
 
 void VindorClient::startRequestAccess(std::function<void(int)> completion) {
-    const QString url = urlOf(u"/v1/access"_s);
-    if (url.isNull()) {
-        completion(AgentStop::NoAccess);
-        return;
-    }
-    m_session.sendForJson({.url = url, .method = "POST", .timeout = m_timeout},
-        [this, completion = std::move(completion)](const QJsonObject& answer, const Error& error) {
-            const auto code = integerValue(answer.value(u"code"));
-            const QString token = answer.value(u"token").toString();
-            if (error || code != 0 || token.isEmpty()) {
-                completion(!error && code && *code != 0 ? static_cast<int>(*code) : AgentStop::NoAccess);
-                return;
-            }
-            {
+    post(
+        u"/v1/access"_s, {}, [this, completion = std::move(completion)](const QJsonObject& answer, const Error& error) {
+            const qint64 code = integerValue(answer.value(u"code")).value_or(AgentStop::NoAccess);
+            const QByteArray token = answer.value(u"token").toString().toUtf8();
+            if (code == 0) {
                 const std::lock_guard lock(m_mutex);
-                m_token = token.toUtf8();
+                m_token = token;
             }
-            completion(0);
+            const bool isAnswered = !error && (code != 0 || !token.isEmpty());
+            completion(isAnswered ? static_cast<int>(code) : AgentStop::NoAccess);
         });
 }
 
 void VindorClient::stopSmartAgent(std::function<void(const QJsonObject&, const Error&)> completion) {
-    const QString url = urlOf(u"/v1/smartagent/stop"_s);
-    if (url.isNull()) {
-        completion({}, notReachable());
-        return;
-    }
-    HttpRequest request{.url = url, .method = "POST", .timeout = m_timeout};
+    QByteArray token;
     {
         const std::lock_guard lock(m_mutex);
-        request.bearerToken = m_token;
+        token = m_token;
     }
-    m_session.sendForJson(request, describing(std::move(completion)));
+    post(u"/v1/smartagent/stop"_s, token, std::move(completion));
 }
 
-void VindorClient::accessAndStop(std::function<void(const AgentStop&)> completion) {
-    {
-        const std::lock_guard lock(m_mutex);
-        m_units.push_back(std::move(completion));
-        if (m_units.size() > 1)
-            return;
-    }
-    beginUnit();
-}
-
-void VindorClient::beginUnit() {
-    const auto end = [this](const AgentStop& outcome) {
-        std::function<void(const AgentStop&)> completion;
-        bool isMore = false;
-        {
-            const std::lock_guard lock(m_mutex);
-            completion = std::move(m_units.front());
-            m_units.pop_front();
-            isMore = !m_units.empty();
-        }
-        completion(outcome);
-        if (isMore)
-            beginUnit();
-    };
-    startRequestAccess([this, end](int status) {
-        if (status != 0)
-            end({.access = status});
-        else
-            stopSmartAgent([end](const QJsonObject& answer, const Error& error) {
-                end({.access = 0, .answer = answer, .error = error});
-            });
+void VindorClient::accessAndStop(AgentStopped completion) {
+    m_units.async([this, completion = std::move(completion)] {
+        // Each of the two requests ends at its limit.
+        std::promise<AgentStop> outcome;
+        startRequestAccess([this, &outcome](int status) {
+            if (status != 0)
+                outcome.set_value({.access = status});
+            else
+                stopSmartAgent([&outcome](const QJsonObject& answer, const Error& error) {
+                    outcome.set_value({.access = 0, .answer = answer, .error = error});
+                });
+        });
+        completion(outcome.get_future().get());
     });
 }

@@ -4,14 +4,6 @@
 
 using namespace Qt::StringLiterals;
 
-QString VpnComponent::processes() const {
-    return search({}, nullptr);
-}
-
-QString VpnComponent::processIds(Platform::Error* error) const {
-    return search(u" | awk '{print $2}'"_s, error);
-}
-
 QString VpnComponent::search(const QString& filter, Platform::Error* error) const {
     QString found;
     const auto task = m_world.tasks.excuteTaskPath(u"/bin/bash"_s,
@@ -21,9 +13,9 @@ QString VpnComponent::search(const QString& filter, Platform::Error* error) cons
     return found.isEmpty() ? QString() : found;
 }
 
-void VpnComponent::stop(const std::function<void(const AgentStop&)>& done) const {
-    if (m_world.agent)
-        m_world.agent->accessAndStop(done);
+void VpnComponent::stop(const AgentStopped& done) const {
+    if (m_world.accessAndStop)
+        m_world.accessAndStop(done);
     else
         done({.access = AgentStop::NoAccess});
 }

@@ -19,9 +19,11 @@ QString operation(const char* name) {
 }
 
 /// Records what the session asked of its peers.
-class Peers final : public TicketServiceLink, public AgentAccessLink, public NetworkAccessLink {
+class Peers final : public NetworkAccessLink {
 public:
-    LoginLinks links() { return {this, this}; }
+    LoginLinks links() {
+        return {[this] { note(u"run"_s); }, [this] { note(u"close"_s); }, this};
+    }
     QStringList calls() {
         const std::lock_guard lock(m_mutex);
         return m_calls;
@@ -30,26 +32,6 @@ public:
         return eventually([&] { return calls().contains(call); });
     }
 
-    void runTicketXPC() override { note(u"run"_s); }
-    void closeNgnServerXpc() override { note(u"close"_s); }
-    void startRequestAccess(std::function<void(int)> completion) override {
-        note(u"access"_s);
-        completion(accessStatus);
-    }
-    void stopSmartAgent(std::function<void(const QJsonObject&, const Error&)> completion) override {
-        note(u"stop"_s);
-        completion(stopAnswer, stopError);
-    }
-    void accessAndStop(std::function<void(const AgentStop&)> completion) override {
-        startRequestAccess([this, completion](int status) {
-            if (status != 0)
-                completion({.access = status});
-            else
-                stopSmartAgent([completion](const QJsonObject& answer, const Error& error) {
-                    completion({.access = 0, .answer = answer, .error = error});
-                });
-        });
-    }
     void requestGeneralConfig(std::function<void(const QJsonObject&, const Error&)> completion) override {
         note(u"config"_s);
         completion(configAnswer, {});
@@ -64,9 +46,6 @@ public:
     }
     void installStaticMobileconfig() override { note(u"static"_s); }
 
-    int accessStatus = 0;
-    QJsonObject stopAnswer{{"code", 0}};
-    Error stopError;
     QJsonObject configAnswer;
     bool certificatePresent = false;
 
@@ -423,20 +402,16 @@ private Q_SLOTS:
         QProcess component;
         component.start(vpn, {u"60"_s});
         QVERIFY(component.waitForStarted());
-        Peers peers;
-        peers.accessStatus = accessStatus;
-        peers.stopAnswer = stopAnswer;
-        if (stopFails)
-            peers.stopError = Error(u"D"_s, 9);
+        const AgentStop outcome{accessStatus, stopAnswer, stopFails ? Error(u"D"_s, 9) : Error()};
         {
-            ClientWorld client(folder, peers.links(), &peers, vpn);
+            ClientWorld client(
+                folder, {}, [outcome](const AgentStopped& done) { done(outcome); }, vpn);
             QSemaphore done;
             client.helper.existZelVPN([&done] { done.release(); });
             QVERIFY(done.tryAcquire(1, 5000));
             QVERIFY(client.logText().contains(u"[QenCloudLoginHelper] "_s + line));
             QVERIFY(!done.tryAcquire(1, 20));
         }
-        QCOMPARE(peers.calls().contains(u"stop"_s), accessStatus == 0);
         component.kill();
         QVERIFY(component.waitForFinished());
     }
