@@ -126,7 +126,9 @@ QRPollVerdict judgeQRPoll(const QJsonObject& answer, const Platform::Error& erro
             .logType = Ordinary};
     const auto ret = ServerAnswer::ret(answer);
     if (ret != 0)
-        return {.log = answerLine(what, u"ret", ret, answer), .logType = Ordinary};
+        return {.tells = ret ? QString() : ServerAnswer::unusable().localizedDescription(),
+            .log = answerLine(what, u"ret", ret, answer),
+            .logType = Ordinary};
     const auto state = ServerAnswer::state(answer);
     // States that end the session are dropped on purpose: the session ends by them, the login window is not told.
     return {.forwarded = ServerAnswer::endsSession(state) ? std::nullopt : state,

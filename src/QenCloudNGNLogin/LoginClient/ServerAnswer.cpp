@@ -11,8 +11,8 @@ const QString NoSignInDomain = u"ServerAnswerErrorDomain"_s;
 
 /// Text of a whole number or a string that is usable as a name; nothing for any other value.
 QString nameOf(const QJsonValue& value) {
-    const auto number = value.isDouble() ? integerValue(value) : std::nullopt;
-    return number ? QString::number(*number) : value.toString();
+    const bool isWhole = value.isDouble() && QJsonValue(value.toInteger()) == value;
+    return isWhole ? QString::number(value.toInteger()) : value.toString();
 }
 
 } // namespace
@@ -31,7 +31,8 @@ bool ServerAnswer::endsSession(std::optional<qint64> state) {
 }
 
 bool ServerAnswer::grantsSession(const QJsonObject& answer) {
-    return confirms(answer) && data(answer).value(u"ticket").isString();
+    const QJsonValue ticket = data(answer).value(u"ticket");
+    return confirms(answer) && !ticket.isUndefined() && !ticket.isNull();
 }
 
 std::optional<GrantedSession> ServerAnswer::grantedSession(const QJsonObject& answer) {

@@ -84,7 +84,8 @@ struct ServerAnswer final {
     }
     /// Whether the answer claims a sign-in: "ret" 0, state 0 and a ticket.
     static bool grantsSession(const QJsonObject& answer);
-    /// What it grants; nothing for an answer that claims a sign-in and lacks a usable user id. A number is its text.
+    /// What it grants; nothing for an answer that claims a sign-in and lacks a usable user id or ticket. A whole number
+    /// as user id is its text.
     static std::optional<GrantedSession> grantedSession(const QJsonObject& answer);
 
     /// Key of the text for a state from -8 to -2 in which the server keeps a user out; empty for any other.

@@ -1,5 +1,7 @@
 #include "AnswerVerdict.h"
+#include "MavResources.h"
 #include "PasswordRules.h"
+#include "StringTable.h"
 
 #include <QJsonDocument>
 #include <QTest>
@@ -185,6 +187,11 @@ private Q_SLOTS:
         grant("user id is a number", R"({"ret":0,"data":{"state":0,"userid":1007,"ticket":"T"}})", true, "1007");
         grant("large number", R"({"ret":0,"data":{"state":0,"userid":9007199254740993,"ticket":"T"}})", true,
             "9007199254740993");
+        grant("user id is a fraction", R"({"ret":0,"data":{"state":0,"userid":3.9,"ticket":"T"}})", true, "");
+        grant("user id is too large", R"({"ret":0,"data":{"state":0,"userid":1e300,"ticket":"T"}})", true, "");
+        grant("ticket is a number", R"({"ret":0,"data":{"state":0,"userid":"lin","ticket":7}})", true, "");
+        grant("no ticket", R"({"ret":0,"data":{"state":0,"userid":"lin"}})", false, "");
+        grant("ticket is null", R"({"ret":0,"data":{"state":0,"userid":"lin","ticket":null}})", false, "");
         grant("no user id", R"({"ret":0,"data":{"state":0,"ticket":"T"}})", true, "");
         grant("user id is a list", R"({"ret":0,"data":{"state":0,"userid":["lin"],"ticket":"T"}})", true, "");
         grant("empty ticket", R"({"ret":0,"data":{"state":0,"userid":"lin","ticket":""}})", true, "");
@@ -257,6 +264,16 @@ private Q_SLOTS:
         QCOMPARE(verdict.forwarded.value_or(99), forwarded);
         QCOMPARE(verdict.log, u"[QenDetailWindow] QenCloud Check QRLogin "_s + log);
         QCOMPARE(verdict.logType, logType);
+    }
+
+    void aPollThatCannotBeUsedIsTold() {
+        initMavResources();
+        QVERIFY(installStringTable());
+        const QString unusable = localizedString(u"AnswerUnusable"_s);
+        QVERIFY(!unusable.isEmpty());
+        QCOMPARE(judgeQRPoll(json(R"({"data":{"state":0}})"), NoError).tells, unusable);
+        QCOMPARE(judgeQRPoll(json(R"({"ret":-1})"), NoError).tells, QString());
+        QCOMPARE(judgeQRPoll({}, ServerAnswer::unusable()).tells, unusable);
     }
 
     void pollLines() {
