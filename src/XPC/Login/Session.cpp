@@ -135,8 +135,20 @@ void Session::refresh() {
         return;
     const auto found = m_file.refresh();
     const SessionStep step = sessionStep(m_model, RecordFound{found});
-    m_isBehind = found && step.next.record->islogout() != found->islogout();
     take(step.next, step.reason);
+    m_isBehind = step.next.record != found;
+    // An old copy must not wait in the file for the next start.
+    if (m_isBehind)
+        m_queue.async([this] {
+            const std::lock_guard lock(m_mutex);
+            bringUpFile();
+        });
+}
+
+void Session::bringUpFile() {
+    refresh();
+    if (m_isBehind)
+        m_isBehind = m_file.replace(m_model.record) != AccountRecord::Stored::Yes;
 }
 
 void Session::take(const SessionModel& next, SessionReason reason) {
@@ -155,9 +167,7 @@ Session::Outcome Session::carryOut(const SessionEvent& event) {
     SessionStep step;
     {
         const std::lock_guard lock(m_mutex);
-        refresh();
-        if (m_isBehind)
-            m_isBehind = m_file.replace(m_model.record) != AccountRecord::Stored::Yes;
+        bringUpFile();
         step = sessionStep(m_model, event);
         // Known before the first effect; only a new sign-in has none until it is stored.
         if (!isSignIn(step))

@@ -95,6 +95,7 @@ private:
     bool store(const SessionEvent& event, SessionStep& step, Outcome& outcome);
     void take(const SessionModel& next, SessionReason reason);
     void refresh();
+    void bringUpFile();
 
     Effects m_effects;
     SessionModel m_shown;

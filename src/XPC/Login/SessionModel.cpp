@@ -4,6 +4,9 @@ namespace {
 
 using Effect = SessionEffect;
 
+/// Whoever writes an old copy has read it a moment before.
+constexpr qsizetype MostSpent = 64;
+
 bool isDomain(const std::optional<AccountModel>& record) {
     return record && record->loginType() == static_cast<qint64>(LoginType::Domain);
 }
@@ -12,7 +15,7 @@ bool isDomain(const std::optional<AccountModel>& record) {
 bool isSameSession(const std::optional<AccountModel>& one, const std::optional<AccountModel>& other) {
     if (!one || !other)
         return !one && !other;
-    return one->userid() == other->userid() && one->ticket() == other->ticket() &&
+    return one->userid() == other->userid() && one->decryptTicket() == other->decryptTicket() &&
         one->loginType() == other->loginType();
 }
 
@@ -20,12 +23,13 @@ bool isSameSession(const std::optional<AccountModel>& one, const std::optional<A
 SessionModel begun(const SessionModel& now, std::optional<AccountModel> record, bool isConfirmed) {
     return {.record = std::move(record),
         .isConfirmed = isConfirmed,
-        .asked = {.signIn = now.asked.signIn + 1, .ticket = now.asked.ticket + 1}};
+        .asked = {.signIn = now.asked.signIn + 1, .ticket = now.asked.ticket + 1},
+        .spent = now.spent};
 }
 
 /// Nobody from here on, though not by the person's wish: a sign-in that was asked for meanwhile still counts.
 SessionModel over(const SessionModel& now) {
-    return {.record = {}, .asked = {.signIn = now.asked.signIn, .ticket = now.asked.ticket + 1}};
+    return {.record = {}, .asked = {.signIn = now.asked.signIn, .ticket = now.asked.ticket + 1}, .spent = now.spent};
 }
 
 AccountModel newRecord(const GrantedSession& granted, LoginType type) {
@@ -168,7 +172,18 @@ SessionStep happened(const SessionModel& now, const TicketTimeOut& event) {
         .effects = {Effect::Store, Effect::MakeSoleId, Effect::StopVpn}};
 }
 
+/// The agent has read the record some time ago and notes its own: the newer ticket stays, or that there is none.
+SessionStep keptOver(const SessionModel& now, const AccountModel& copy) {
+    SessionStep step{.next = now, .reason = SessionReason::Changed};
+    // That the older ticket has timed out says nothing of the newer one.
+    if (step.next.record && copy.ticket_state() != static_cast<qint64>(TicketState::TimedOut))
+        step.next.record->setTicket_state(copy.ticket_state());
+    return step;
+}
+
 SessionStep happened(const SessionModel& now, const RecordFound& event) {
+    if (!isSameSession(now.record, event.record) && event.record && now.spent.contains(event.record->decryptTicket()))
+        return keptOver(now, *event.record);
     if (!isSameSession(now.record, event.record))
         return {.next = begun(now, event.record, false), .reason = SessionReason::Changed};
     // The agent's own notes in the record, such as the ticket's state, leave the session what it is.
@@ -202,5 +217,13 @@ SessionState SessionModel::state() const {
 }
 
 SessionStep sessionStep(const SessionModel& now, const SessionEvent& event) {
-    return std::visit([&now](const auto& each) { return happened(now, each); }, event);
+    SessionStep step = std::visit([&now](const auto& each) { return happened(now, each); }, event);
+    // What another process takes away it may put back.
+    const bool isSpent = now.record && now.record != step.next.record && !isDomain(now.record) &&
+        !std::holds_alternative<RecordFound>(event) && !isSameSession(now.record, step.next.record);
+    if (isSpent)
+        step.next.spent << now.record->decryptTicket();
+    if (step.next.spent.size() > MostSpent)
+        step.next.spent.removeFirst();
+    return step;
 }

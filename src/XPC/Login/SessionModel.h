@@ -61,6 +61,8 @@ struct SessionModel {
     /// The server has confirmed this sign-in since this process has known it.
     bool isConfirmed = false;
     AskedFor asked;
+    /// Tickets that this process has seen replaced or ended, the latest last: a record with one of them is an old copy.
+    QStringList spent = {};
 
     /// A record with a user id and a ticket, or one of a domain session.
     bool isSignedIn() const;

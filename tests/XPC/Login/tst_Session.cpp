@@ -41,9 +41,10 @@ public:
 
     void step() {
         using Act = void (Play::*)();
-        static constexpr std::array<Act, 15> Acts{&Play::askNetworkType, &Play::askSignIn, &Play::askSignIn,
+        static constexpr std::array<Act, 16> Acts{&Play::askNetworkType, &Play::askSignIn, &Play::askSignIn,
             &Play::askTicket, &Play::askTicket, &Play::askTicket, &Play::askLogout, &Play::askQR, &Play::askDomain,
-            &Play::serverEnds, &Play::agentWrites, &Play::deliver, &Play::deliver, &Play::deliver, &Play::kill};
+            &Play::serverEnds, &Play::agentWrites, &Play::agentWritesAnOldCopy, &Play::deliver, &Play::deliver,
+            &Play::deliver, &Play::kill};
         (this->*Acts[m_random.bounded(quint32(Acts.size()))])();
         check();
     }
@@ -161,11 +162,21 @@ private:
         if (record && record->ticket_state() == 2)
             send(TicketTimeOut{m_model.asked});
     }
+    /// It has read the record some time ago, may keep the ticket as plain text, and notes its own.
+    void agentWritesAnOldCopy() {
+        if (m_copies.isEmpty())
+            return;
+        AccountModel copy = m_copies[m_random.bounded(m_copies.size())];
+        copy.setTicket_state(1 + qint64(m_random.bounded(2)));
+        apply(RecordFound{copy});
+    }
     void kill() {
         if (!chance(3))
             return;
         // What is on disk is what the next run knows, and no answer to this one reaches it.
         m_pending.clear();
+        m_copies.clear();
+        m_gone.clear();
         m_model = {.record = m_model.record, .isConfirmed = false, .asked = {}};
         m_generation = {};
     }
@@ -188,7 +199,16 @@ private:
         m_model = step.next;
         for (const SessionEffect effect : step.effects)
             take(effect, step.reason);
-        checkEffects(before, step, std::holds_alternative<RecordFound>(event));
+        const bool isFound = std::holds_alternative<RecordFound>(event);
+        if (!isFound && ticketOf(before) != ticketOf(m_model))
+            m_gone << ticketOf(before);
+        m_gone.remove(QString());
+        QVERIFY2(!m_gone.contains(ticketOf(m_model)), "an older ticket came back");
+        if (m_model.record && !m_copies.contains(*m_model.record))
+            m_copies << *m_model.record;
+        if (m_copies.size() > MostCopies)
+            m_copies.removeFirst();
+        checkEffects(before, step, isFound);
         const bool isTold = before.asked.signIn == m_model.asked.signIn || step.reason != SessionReason::None;
         QVERIFY2(isTold, "a session changed without a reason");
         // A sign-in and a sign-out also concern the next ticket; every other answer is about the one it was sent with.
@@ -225,6 +245,9 @@ private:
             QVERIFY2(before.state() != SessionState::Domain || step.reason != SessionReason::EndedByServer,
                 "the server ended a domain session");
         }
+    }
+    static QString ticketOf(const SessionModel& model) {
+        return model.record && model.state() != SessionState::Domain ? model.record->decryptTicket() : QString();
     }
     static bool isSameRecord(const std::optional<AccountModel>& one, const std::optional<AccountModel>& other) {
         if (!one || !other)
@@ -280,6 +303,10 @@ private:
     SessionModel m_model;
     AskedFor m_generation;
     QList<Pending> m_pending;
+    static constexpr qsizetype MostCopies = 20;
+    /// Records as the agent may have read them, and tickets that were replaced or ended.
+    QList<AccountModel> m_copies;
+    QSet<QString> m_gone;
     QString m_serverTicket;
     int m_tickets = 0;
     bool m_network = true;
@@ -472,6 +499,42 @@ private Q_SLOTS:
         const auto record = AccountModel::currentModel(folder.path());
         QCOMPARE(record->islogout(), 1);
         QCOMPARE(record->ticket_state(), 1);
+    }
+
+    void anOldCopyOfTheRecordBringsNoOldTicketBack_data() {
+        QTest::addColumn<qint64>("note");
+        QTest::addColumn<qint64>("kept");
+        QTest::newRow("a note") << qint64(3) << qint64(3);
+        // It speaks of the older ticket.
+        QTest::newRow("a time-out") << qint64(TicketState::TimedOut) << qint64(TicketState::Valid);
+    }
+    void anOldCopyOfTheRecordBringsNoOldTicketBack() {
+        QFETCH(qint64, note);
+        QFETCH(qint64, kept);
+        QTemporaryDir folder;
+        AccountModel old = recordOf(u"lin"_s, u"T0"_s);
+        QVERIFY(old.save(folder.path()));
+        Session session(folder.path());
+        const auto submitted = [&session](const SessionEvent& event) {
+            QSemaphore done;
+            session.submit(event, [&done](const Session::Outcome&) { done.release(); });
+            return done.tryAcquire(1, 5000);
+        };
+        QVERIFY(submitted(TicketAnswer{session.asked(), granting(u"lin"_s, u"T1"_s)}));
+        const AskedFor asked = session.asked();
+        old.setTicket_state(note);
+        QVERIFY(old.save(folder.path()));
+        QCOMPARE(session.current().record->decryptTicket(), u"T1"_s);
+        QCOMPARE(session.current().record->ticket_state(), kept);
+        QCOMPARE(session.asked(), asked);
+        // The file follows without another event.
+        QTRY_COMPARE(AccountModel::currentModel(folder.path())->decryptTicket(), u"T1"_s);
+        QCOMPARE(AccountModel::currentModel(folder.path())->ticket_state(), kept);
+
+        QVERIFY(submitted(LogoutAnswer{session.asked(), QJsonObject{{"ret", 0}}}));
+        QVERIFY(old.save(folder.path()));
+        QVERIFY(!session.isSignedIn());
+        QTRY_VERIFY(!AccountModel::currentModel(folder.path()));
     }
 
     void aSignInThatCannotBeStoredIsNone() {
