@@ -41,10 +41,10 @@ public:
 
     void step() {
         using Act = void (Play::*)();
-        static constexpr std::array<Act, 16> Acts{&Play::askNetworkType, &Play::askSignIn, &Play::askSignIn,
-            &Play::askTicket, &Play::askTicket, &Play::askTicket, &Play::askLogout, &Play::askQR, &Play::askDomain,
-            &Play::serverEnds, &Play::agentWrites, &Play::agentWritesAnOldCopy, &Play::deliver, &Play::deliver,
-            &Play::deliver, &Play::kill};
+        static constexpr std::array<Act, 17> Acts{&Play::askNetworkType, &Play::stammer, &Play::askSignIn,
+            &Play::askSignIn, &Play::askTicket, &Play::askTicket, &Play::askTicket, &Play::askLogout, &Play::askQR,
+            &Play::askDomain, &Play::serverEnds, &Play::agentWrites, &Play::agentWritesAnOldCopy, &Play::deliver,
+            &Play::deliver, &Play::deliver, &Play::kill};
         (this->*Acts[m_random.bounded(quint32(Acts.size()))])();
         check();
     }
@@ -133,12 +133,30 @@ private:
         if (m_model.state() == SessionState::LogoutPending) {
             m_serverTicket.clear();
             send(QRAnswer{m_model.asked, stating(-2)});
+        } else if (m_model.state() != SessionState::Domain && chance(8)) {
+            m_serverTicket.clear();
+            send(QRAnswer{m_model.asked, stating(-2)});
         } else if (chance(4)) {
             m_serverTicket = newTicket();
             send(QRAnswer{m_model.asked, granting(u"wang"_s, m_serverTicket)});
         } else {
             send(QRAnswer{m_model.asked, stating(-1)});
         }
+    }
+    /// The server says nothing usable, or refuses, beside data that would sign in, end or confirm.
+    void stammer() {
+        QJsonObject answer = chance(2) ? granting(u"lin"_s, newTicket()) : stating(chance(2) ? -7 : 0);
+        answer.remove(u"ret"_s);
+        if (chance(2)) {
+            send(TicketAnswer{m_model.asked, answer});
+            return;
+        }
+        if (chance(2))
+            answer.insert(u"ret"_s, 5);
+        if (chance(2))
+            send(QRAnswer{m_model.asked, answer});
+        else
+            send(LogoutAnswer{m_model.asked, answer});
     }
     void askNetworkType() { send(NetworkTypeAnswer{m_model.asked, chance(2)}); }
     void askDomain() { send(DomainAnswer{m_model.asked, u"lisi"_s, u"李四"_s, u"CORP"_s}); }
@@ -209,6 +227,14 @@ private:
         if (m_copies.size() > MostCopies)
             m_copies.removeFirst();
         checkEffects(before, step, isFound);
+        QVERIFY2(ticketOf(before) == ticketOf(m_model) || before.asked.ticket != m_model.asked.ticket,
+            "another ticket under the same number");
+        const bool isWish = before.state() == SessionState::LogoutPending;
+        QVERIFY2(!isWish || !m_model.record || m_model.record->islogout() == 1 ||
+                before.asked.signIn != m_model.asked.signIn,
+            "the wish to sign out was lost");
+        if (saysNothing(event))
+            QVERIFY2(before.asked == m_model.asked && step.effects.isEmpty(), "an unusable answer did something");
         const bool isTold = before.asked.signIn == m_model.asked.signIn || step.reason != SessionReason::None;
         QVERIFY2(isTold, "a session changed without a reason");
         // A sign-in and a sign-out also concern the next ticket; every other answer is about the one it was sent with.
@@ -255,6 +281,15 @@ private:
         return one->userid() == other->userid() && one->ticket() == other->ticket() &&
             one->loginType() == other->loginType() && one->islogout() == other->islogout() &&
             one->networkType() == other->networkType();
+    }
+    /// A refusal ends a session when the ticket was asked about; all else wants a success.
+    static bool saysNothing(const SessionEvent& event) {
+        if (const auto* ticket = std::get_if<TicketAnswer>(&event))
+            return !ServerAnswer::ret(ticket->answer);
+        if (const auto* qr = std::get_if<QRAnswer>(&event))
+            return ServerAnswer::ret(qr->answer) != 0;
+        const auto* logout = std::get_if<LogoutAnswer>(&event);
+        return logout && logout->answer && ServerAnswer::ret(*logout->answer) != 0;
     }
     static AskedFor askedOf(const SessionEvent& event) {
         return std::visit(
