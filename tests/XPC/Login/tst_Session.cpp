@@ -134,7 +134,6 @@ private:
             m_serverTicket.clear();
             send(QRAnswer{m_model.asked, stating(-2)});
         } else if (m_model.state() != SessionState::Domain && chance(8)) {
-            m_serverTicket.clear();
             send(QRAnswer{m_model.asked, stating(-2)});
         } else if (chance(4)) {
             m_serverTicket = newTicket();
