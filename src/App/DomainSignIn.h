@@ -2,6 +2,7 @@
 
 #include "DomainAccountLink.h"
 #include "Session.h"
+#include "TaskGroup.h"
 
 class QenCloudLoginHelper;
 
@@ -21,4 +22,6 @@ private:
     std::mutex m_mutex;
     /// The session at the last question.
     AskedFor m_asked;
+    /// Last: its end waits for the question that is being put.
+    Platform::TaskGroup m_work;
 };

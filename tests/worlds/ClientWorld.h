@@ -41,9 +41,14 @@ public:
     QString file(const QString& name) const { return m_folder.filePath(name); }
     /// Root of the facts of a computer with one network interface.
     QString machine() const { return m_folder.filePath(u"machine"_s); }
-    static QList<InterfaceAddress> addresses() {
+    QList<InterfaceAddress> addresses() {
+        if (Platform::isMainThread())
+            isAskedOnMain = true;
         return {{u"eth0"_s, InterfaceAddress::Family::IPv4, true, false, u"192.0.2.7"_s}};
     }
+
+    /// The addresses were asked for where windows are drawn.
+    std::atomic<bool> isAskedOnMain{false};
 
     bool hasState(const QString& name) const { return QFile::exists(state(name)); }
     std::optional<Platform::ArchiveValue> read(const QString& name) const {
@@ -78,7 +83,8 @@ public:
         std::function<void(AgentStopped)> accessAndStop = {}, const QString& vpnExecutable = u"/no/such/vpn"_s)
         : log(folder.logs(), folder.file(u"logs.data"_s)),
           config(folder.agent() + u"/.QenConfig"_s, folder.support() + u"/QenCloudL"_s),
-          device(folder.machine(), {.listAddresses = ClientFolder::addresses}), session(folder.support()),
+          device(folder.machine(), {.listAddresses = [&folder] { return folder.addresses(); }}),
+          session(folder.support()),
           accounts({.config = config,
               .domain = domain,
               .device = device,
