@@ -62,8 +62,7 @@ void QenCloudLoginHelper::carryOut(SessionEffect effect, const SessionModel& ses
     case SessionEffect::FetchPolicy:
         return Get_GeneralNGNPolicy();
     case SessionEffect::FollowNetworkAccess:
-        if (session.record)
-            followNetworkAccess(session.record->username(), session.record->decryptTicket());
+        return followNetworkAccess(session);
     }
 }
 
@@ -138,32 +137,32 @@ void QenCloudLoginHelper::CheckQRLoginState(Completion complete) {
         });
 }
 
-void QenCloudLoginHelper::followNetworkAccess(const QString& userName, const QString& ticket) {
+void QenCloudLoginHelper::followNetworkAccess(const SessionModel& session) {
     NetworkAccessLink* access = m_world.links.networkAccess;
-    if (!access)
+    if (!access || !session.record)
         return;
-    access->requestGeneralConfig(
-        [this, busy = m_taskArray.token(), access, userName, ticket](const QJsonObject& answer, const Error& error) {
-            if (error || ServerAnswer::ret(answer) != 0)
+    access->requestGeneralConfig([this, busy = m_taskArray.token(), access, session](
+                                     const QJsonObject& answer, const Error& error) {
+        if (error || ServerAnswer::ret(answer) != 0 || !isStillSignedIn(session.asked))
+            return;
+        const QJsonObject config = ServerAnswer::data(SealedBody::opened(answer, {"data"_L1}));
+        const QJsonObject domain = config.value(u"domain").toObject();
+        const QString method = domain.value(u"auth_method").toString();
+        const QString address = domain.value(u"inac_addr").toString();
+        const QJsonArray ssids = config.value(u"wifisettings").toObject().value(u"ssidlist").toArray();
+        access->checkiNacNecessaryWithUrl(address, [this, busy, access, session, method, ssids, address](bool present) {
+            if (present || !isStillSignedIn(session.asked))
                 return;
-            const QJsonObject config = ServerAnswer::data(SealedBody::opened(answer, {"data"_L1}));
-            const QJsonObject domain = config.value(u"domain").toObject();
-            const QString method = domain.value(u"auth_method").toString();
-            const QString address = domain.value(u"inac_addr").toString();
-            const QJsonArray ssids = config.value(u"wifisettings").toObject().value(u"ssidlist").toArray();
-            access->checkiNacNecessaryWithUrl(
-                address, [this, busy, access, method, userName, ticket, ssids, address](bool present) {
-                    if (present)
-                        return;
-                    if (method == u"3"_s) {
-                        access->executeInacTaskWithUserName(userName, ticket, ssids, address);
-                        m_world.log.writeLog(u"[QenCloudLoginHelper] QenCloud inac type 3"_s);
-                    } else if (method == u"2"_s) {
-                        access->installStaticMobileconfig();
-                        m_world.log.writeLog(u"[QenCloudLoginHelper] QenCloud inac type 2"_s);
-                    }
-                });
+            if (method == u"3"_s) {
+                access->executeInacTaskWithUserName(
+                    session.record->username(), session.record->decryptTicket(), ssids, address);
+                m_world.log.writeLog(u"[QenCloudLoginHelper] QenCloud inac type 3"_s);
+            } else if (method == u"2"_s) {
+                access->installStaticMobileconfig();
+                m_world.log.writeLog(u"[QenCloudLoginHelper] QenCloud inac type 2"_s);
+            }
         });
+    });
 }
 
 void QenCloudLoginHelper::checkTicketStatus(Completion complete) {
@@ -206,21 +205,25 @@ void QenCloudLoginHelper::checkDomainAccount(
 }
 
 void QenCloudLoginHelper::Get_network_type() {
+    // One at a time: an older choice that ended later would undo a newer one.
+    if (m_isChoosingNetwork.exchange(true))
+        return;
     Platform::globalQueue().async([this, busy = m_taskArray.token()] {
         m_world.server.GetNetWorkType([this, asked = m_world.session.asked()](int type) {
             creatNetworkTpye(type);
             m_world.session.submit(NetworkTypeAnswer{asked, type == 1 ? 1 : 0});
         });
+        m_isChoosingNetwork = false;
     });
 }
 
 void QenCloudLoginHelper::Get_GeneralNGNPolicy() {
-    m_world.accounts.GetGeneralNGNPolicyRep(
-        [this, busy = m_taskArray.token()](const QJsonObject& answer, const Error& error) {
-            // This answer's result key is "code", not "ret".
-            if (!error && integerValue(answer.value(u"code")) == 0)
-                storePolicy(answer);
-        });
+    m_world.accounts.GetGeneralNGNPolicyRep([this, busy = m_taskArray.token(), asked = m_world.session.asked()](
+                                                const QJsonObject& answer, const Error& error) {
+        // This answer's result key is "code", not "ret".
+        if (!error && integerValue(answer.value(u"code")) == 0 && isStillSignedIn(asked))
+            storePolicy(answer);
+    });
 }
 
 QImage QenCloudLoginHelper::getCurrentQR(double side) {

@@ -113,7 +113,9 @@ private:
     Completion signingIn(bool fetchesPolicy, Completion complete);
     void submit(SessionEvent event, const QJsonObject& answer, const Completion& complete);
     void storePolicy(const QJsonObject& answer);
-    void followNetworkAccess(const QString& userName, const QString& ticket);
+    void followNetworkAccess(const SessionModel& session);
+    /// Nobody has signed in or out since @p asked.
+    bool isStillSignedIn(const AskedFor& asked) { return m_world.session.asked().signIn == asked.signIn; }
     void callLoginBlock(bool signedIn);
 
     QVariant agentSetting(const QString& name) const;
@@ -125,6 +127,7 @@ private:
         Platform::Durability durability = Platform::Durability::Plain);
 
     const World m_world;
+    std::atomic<bool> m_isChoosingNetwork{false};
     mutable std::mutex m_mutex;
     std::function<void(bool)> m_loginBlock;
     /// The gateway policy that was stored last, and its file as it was then.

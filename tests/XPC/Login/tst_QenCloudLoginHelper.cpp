@@ -34,6 +34,8 @@ public:
 
     void requestGeneralConfig(std::function<void(const QJsonObject&, const Error&)> completion) override {
         note(u"config"_s);
+        if (beforeConfig)
+            beforeConfig();
         completion(configAnswer, {});
     }
     void checkiNacNecessaryWithUrl(const QString& url, std::function<void(bool)> completion) override {
@@ -47,6 +49,7 @@ public:
     void installStaticMobileconfig() override { note(u"static"_s); }
 
     QJsonObject configAnswer;
+    std::function<void()> beforeConfig;
     bool certificatePresent = false;
 
 private:
@@ -304,6 +307,50 @@ private Q_SLOTS:
         if (!call.isEmpty())
             expected << call;
         QCOMPARE(peers.calls(), expected);
+    }
+
+    void nothingFollowsForSomebodyWhoHasLeft() {
+        ClientFolder folder;
+        folder.configure(m_server.httpPort());
+        Peers peers;
+        const QJsonObject config{{"domain", QJsonObject{{"auth_method", "3"}, {"inac_addr", "http://nac"}}}};
+        peers.configAnswer = {{"ret", 0}, {"data", QString::fromLatin1(WireCodec::sealAnswer(config))}};
+        ClientWorld client(folder, peers.links());
+        peers.beforeConfig = [&folder] { AccountModel::deleteCurrentModel(folder.support()); };
+        const QJsonObject data{{"state", 0}, {"userid", "lin"}, {"username", "林"}, {"ticket", "T"}};
+        QVERIFY(m_server.fault(operation("scan_status"), {{"kind", "json"}, {"json", answerWith(data)}}));
+        Outcome outcome;
+        client.helper.CheckQRLoginState(outcome.completion());
+        QVERIFY(outcome.wait());
+        QCOMPARE(peers.calls(), QStringList({u"run"_s, u"config"_s}));
+
+        // Nor is the policy kept that was asked for while the person was here.
+        storeRecord(folder, LoginType::Account);
+        QVERIFY(client.helper.iflogin());
+        QVERIFY(m_server.fault(u"/qen/ngnpolicy"_s, {{"kind", "delay"}, {"seconds", 0.3}}));
+        client.helper.Get_GeneralNGNPolicy();
+        AccountModel::deleteCurrentModel(folder.support());
+        QVERIFY(eventually([&] { return client.logText().contains(u"Get NGN Policy"_s); }));
+        QTest::qWait(50);
+        QVERIFY(!folder.hasState(u"NGNPolicy.archive"_s));
+        client.helper.Get_GeneralNGNPolicy();
+        QVERIFY(eventually([&] { return folder.hasState(u"NGNPolicy.archive"_s); }));
+    }
+
+    void choicesOfTheNetworkDoNotOverlap() {
+        ClientFolder folder;
+        folder.configure(m_server.httpPort());
+        ClientWorld client(folder);
+        const auto before = m_server.requests(u"/qen/ping"_s).size();
+        QVERIFY(m_server.fault(u"/qen/ping"_s, {{"kind", "delay"}, {"seconds", 0.3}}));
+        // An older one that ends later would undo a newer one.
+        client.helper.Get_network_type();
+        client.helper.Get_network_type();
+        QVERIFY(eventually([&] { return folder.hasState(u"netType.archive"_s); }));
+        QTest::qWait(400);
+        QCOMPARE(m_server.requests(u"/qen/ping"_s).size(), before + 1);
+        client.helper.Get_network_type();
+        QVERIFY(eventually([&] { return m_server.requests(u"/qen/ping"_s).size() == before + 2; }));
     }
 
     void networkTypeFollowsTheChoice() {
