@@ -18,7 +18,6 @@
 #include "QenUIParloManager.h"
 #include "Session.h"
 #include "UserDefaults.h"
-#include "VindorClient.h"
 #include "VpnComponent.h"
 #include "iNacManager.h"
 #include "iNacNetwork.h"

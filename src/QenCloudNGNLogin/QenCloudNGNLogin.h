@@ -28,8 +28,8 @@ public:
     void checkTicket(const QString& ticket, Completion complete) {
         m_accounts.checkTicketState(ticket, std::move(complete));
     }
-    void checkDomainAccount(const QString& account, const QString& domain,
-        std::function<void(bool, std::optional<QString>, const Platform::Error&)> completion) {
+    void checkDomainAccount(
+        const QString& account, const QString& domain, AccountManager::DomainCompletion completion) {
         m_accounts.checkDomainAccount(account, domain, std::move(completion));
     }
     void GetNetWorkType(const std::function<void(int)>& completion) { m_accounts.NetWorkType(completion); }

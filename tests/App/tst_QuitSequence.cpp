@@ -1,6 +1,5 @@
 #include "ClientWorld.h"
 
-#include "LoginLinks.h"
 #include "QenTask.h"
 #include "QuitSequence.h"
 

@@ -4,7 +4,6 @@
 #include "QenCloudTicketHelper.h"
 #include "QenLogHelper.h"
 #include "TaskHelper.h"
-#include "VindorClient.h"
 #include "VpnComponent.h"
 
 #include <QDBusConnection>

@@ -109,7 +109,7 @@ public:
     /// it.
     void store(const std::optional<AccountModel>& record) {
         QVERIFY(record ? record->save(m_folder.support()) : AccountModel::deleteCurrentModel(m_folder.support()));
-        session.look();
+        session.current();
         QCoreApplication::processEvents();
     }
 

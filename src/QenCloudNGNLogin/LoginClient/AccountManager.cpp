@@ -91,7 +91,7 @@ AccountManager::AccountManager(World world)
 
 void AccountManager::start(const HttpRequest& request, Completion complete) {
     m_queue.asyncOrHere([this, request, complete = std::move(complete)]() mutable {
-        createAFHTTPSessionMgr().sendForJson(request, describing(std::move(complete)));
+        m_sessionMgr.sendForJson(request, describing(std::move(complete)));
     });
 }
 
@@ -150,8 +150,7 @@ void AccountManager::GeneralConfig(Completion complete) {
     send(Config, {}, std::move(complete));
 }
 
-void AccountManager::checkDomainAccount(const QString& account, const QString& domain,
-    std::function<void(bool, std::optional<QString>, const Error&)> completion) {
+void AccountManager::checkDomainAccount(const QString& account, const QString& domain, DomainCompletion completion) {
     GetMacAndIP();
     send(Domain, {{"uid", account}, {"dc", domain}, {"deviceid", m_world.device.uuid()}, {"mac", login_Mac()}},
         [this, completion = std::move(completion)](const QJsonObject& answer, const Error& error) {

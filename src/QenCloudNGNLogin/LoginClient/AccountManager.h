@@ -9,7 +9,6 @@
 #include <QJsonObject>
 
 #include <functional>
-#include <memory>
 #include <mutex>
 #include <optional>
 
@@ -28,6 +27,8 @@ struct AccountOperation;
 class AccountManager final {
 public:
     using Completion = Platform::Completion<QJsonObject, Platform::Error>;
+    /// Success flag, user name, error.
+    using DomainCompletion = std::function<void(bool, std::optional<QString>, const Platform::Error&)>;
 
     struct World {
         QenServerConfig& config;
@@ -51,9 +52,7 @@ public:
     /// One poll of the QR sign-in. @param clientoper  1 reports a pending logout
     void checkQRLoginState(qint64 clientoper, Completion complete);
     void checkTicketState(const QString& ticket, Completion complete);
-    /// @param completion  success flag, user name, error
-    void checkDomainAccount(const QString& account, const QString& domain,
-        std::function<void(bool, std::optional<QString>, const Platform::Error&)> completion);
+    void checkDomainAccount(const QString& account, const QString& domain, DomainCompletion completion);
     void loginOut(const QJsonObject& parameters, Completion complete);
     /// @param parameters  "userid", "old_password", "password"
     void ResetPassword(const QJsonObject& parameters, Completion complete);
@@ -76,9 +75,8 @@ public:
     /// The full URL, or nothing without an intranet server.
     std::optional<QString> GetReqeustUrlWithPath(const QString& path);
     QString requestUrlWithPath(const QString& path);
-    /// The shared session, made on first use. Each request carries its own time-out, so that none can inherit
-    /// another's.
-    Platform::HttpSession& createAFHTTPSessionMgr();
+    /// The shared session. Each request carries its own time-out, so that none can inherit another's.
+    Platform::HttpSession& createAFHTTPSessionMgr() { return m_sessionMgr; }
 
     /// The archived sole id, or the empty string.
     QString getSoleID();
@@ -109,8 +107,7 @@ private:
     QJsonObject m_sealedPolicy;
     QJsonObject m_policy;
     QString m_policyDigest;
-    std::once_flag m_sessionMade;
-    std::unique_ptr<Platform::HttpSession> m_sessionMgr;
+    Platform::HttpSession m_sessionMgr{{.acceptAnyServerCertificate = true, .requestTimeout = 3.0}};
     Platform::QueuePool m_pool;
     /// One of the pool: requests start in the order of their calls.
     Platform::SerialQueue& m_queue;

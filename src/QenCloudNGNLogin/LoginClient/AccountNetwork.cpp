@@ -13,12 +13,10 @@
 using namespace Qt::StringLiterals;
 
 using Platform::Error;
-using Platform::HttpSession;
 
 namespace {
 
 constexpr int TraceLine = 32;
-constexpr double DefaultTimeout = 3.0;
 constexpr double ProbeTimeout = 2.0;
 constexpr double PingTimeout = 5.0;
 constexpr std::chrono::seconds ProbeWait{3};
@@ -35,16 +33,6 @@ QString requestUrl(const QString& server, quint64 port, const QString& path) {
     return u"http://%1:%2%3"_s.arg(orNull(server), QString::number(port), path);
 }
 
-QImage modules(const QRcode& code) {
-    QImage image(code.width, code.width, QImage::Format_Mono);
-    image.setColorTable({qRgb(255, 255, 255), qRgb(0, 0, 0)});
-    for (int y = 0; y < code.width; ++y) {
-        for (int x = 0; x < code.width; ++x)
-            image.setPixel(x, y, code.data[y * code.width + x] & 1);
-    }
-    return image;
-}
-
 /// @p text at @p side x @p side points, its modules scaled without smoothing; null when it is too long for a code.
 QImage qrCodeImage(const QByteArray& text, double side) {
     const std::unique_ptr<QRcode, decltype(&QRcode_free)> code(
@@ -54,20 +42,18 @@ QImage qrCodeImage(const QByteArray& text, double side) {
     const int pixels = qRound(side * PixelsPerPoint);
     if (!code || pixels <= 0)
         return {};
-    QImage image = modules(*code).scaled(pixels, pixels, Qt::IgnoreAspectRatio, Qt::FastTransformation);
+    // A byte a module, of which the lowest bit tells the colour.
+    QImage modules(code->data, code->width, code->width, code->width, QImage::Format_Indexed8);
+    QList<QRgb> colours;
+    for (int value = 0; value <= UCHAR_MAX; ++value)
+        colours << (value & 1 ? qRgb(0, 0, 0) : qRgb(255, 255, 255));
+    modules.setColorTable(colours);
+    QImage image = modules.scaled(pixels, pixels, Qt::IgnoreAspectRatio, Qt::FastTransformation);
     image.setDevicePixelRatio(PixelsPerPoint);
     return image;
 }
 
 } // namespace
-
-HttpSession& AccountManager::createAFHTTPSessionMgr() {
-    std::call_once(m_sessionMade, [this] {
-        m_sessionMgr = std::make_unique<HttpSession>(
-            Platform::HttpSettings{.acceptAnyServerCertificate = true, .requestTimeout = DefaultTimeout});
-    });
-    return *m_sessionMgr;
-}
 
 std::optional<QString> AccountManager::GetReqeustUrlWithPath(const QString& path) {
     m_world.config.readServerConfig();
@@ -87,7 +73,7 @@ QString AccountManager::requestUrlWithPath(const QString& path) {
 
 bool AccountManager::isReachable(const QString& probeUrl) {
     const auto success = std::make_shared<std::promise<void>>();
-    createAFHTTPSessionMgr().sendForJson(
+    m_sessionMgr.sendForJson(
         {.url = probeUrl, .timeout = ProbeTimeout}, [success](const QJsonObject&, const Error& error) {
             // A failure does not end the wait, on purpose: a failed probe always costs the full time.
             if (!error)
@@ -107,13 +93,10 @@ void AccountManager::NetWorkType(const std::function<void(int)>& completion) {
     const QString extranet = requestUrl(config.extranet_server(), config.extranet_port(), PingPath);
     const bool isIntranet = isReachable(intranet);
     const bool isExtranet = !isIntranet && isReachable(extranet);
-    if (isExtranet) {
-        m_world.log.writeLog(u"[AccountManager] QenCloud networktpye is Extranet URL:%1"_s.arg(extranet));
-    } else if (isIntranet) {
-        m_world.log.writeLog(u"[AccountManager] QenCloud networktpye is Intranet URL:%1"_s.arg(intranet));
-    } else {
-        m_world.log.writeLog(u"[AccountManager] QenCloud networktpye is no network,The default is Intranet"_s);
-    }
+    const QString choice = isExtranet ? u"is Extranet URL:"_s + extranet
+        : isIntranet                  ? u"is Intranet URL:"_s + intranet
+                                      : u"is no network,The default is Intranet"_s;
+    m_world.log.writeLog(u"[AccountManager] QenCloud networktpye "_s + choice);
     completion(isExtranet ? 1 : 0);
 }
 

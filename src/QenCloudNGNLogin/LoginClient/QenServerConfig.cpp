@@ -2,7 +2,6 @@
 
 #include "ArchiveStore.h"
 #include "IntegerValue.h"
-#include "Paths.h"
 #include "StateFiles.h"
 #include "SystemLog.h"
 
@@ -74,10 +73,6 @@ QString QenAnalyseDomain::domain_config() const {
 QString QenAnalyseDomain::path_config() const {
     const std::lock_guard lock(m_mutex);
     return m_path;
-}
-
-QString QenNetworkInfoModel::defaultFolder() {
-    return Platform::Paths::agentState();
 }
 
 QString QenNetworkInfoModel::modelSavePathWithCheck(bool check, const QString& folder) {

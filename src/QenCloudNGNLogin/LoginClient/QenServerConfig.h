@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Paths.h"
 #include "Shared.h"
 
 #include <QString>
@@ -76,15 +77,12 @@ public:
     qint64 record_port = 0;
 
     /// @param folder  the agent's data folder
-    static std::optional<QenNetworkInfoModel> currentNetRecord(const QString& folder = defaultFolder());
+    static std::optional<QenNetworkInfoModel> currentNetRecord(const QString& folder = Platform::Paths::agentState());
     /// True on success, or when the stored record already has this server and port: a change of the network type alone
     /// is not saved, on purpose.
-    bool saveModelRecord(const QString& folder = defaultFolder()) const;
+    bool saveModelRecord(const QString& folder = Platform::Paths::agentState()) const;
     /// True only when the file existed and is gone.
-    static bool deleteCurrentNetModelRecord(const QString& folder = defaultFolder());
+    static bool deleteCurrentNetModelRecord(const QString& folder = Platform::Paths::agentState());
     /// Path of "record_server.archive"; with @p check its folder is made first.
-    static QString modelSavePathWithCheck(bool check, const QString& folder = defaultFolder());
-
-private:
-    static QString defaultFolder();
+    static QString modelSavePathWithCheck(bool check, const QString& folder = Platform::Paths::agentState());
 };

@@ -7,18 +7,6 @@
 
 #include <functional>
 
-/// What came of asking the agent to stop the VPN component.
-struct AgentStop {
-    /// `access` of a request that got no answer.
-    static constexpr int NoAccess = -1;
-    /// 0 when access was granted; else nothing was stopped.
-    int access = 0;
-    /// Holds an integer "code", 0 on success.
-    QJsonObject answer = {};
-    Platform::Error error = {};
-};
-using AgentStopped = std::function<void(const AgentStop&)>;
-
 /// Network access control: certificates and profiles.
 class NetworkAccessLink {
 public:

@@ -52,9 +52,10 @@ void QenCloudLoginHelper::carryOut(SessionEffect effect, const SessionModel& ses
     case SessionEffect::StopVpn:
         return existZelVPN();
     case SessionEffect::TellSignedIn:
-        return callLoginBlock(true);
     case SessionEffect::TellSignedOut:
-        return callLoginBlock(false);
+        if (m_loginBlock)
+            m_loginBlock(effect == SessionEffect::TellSignedIn);
+        break;
     case SessionEffect::MakeSoleId:
         return createSoleidAndSave();
     case SessionEffect::RemoveSoleId:
@@ -64,21 +65,6 @@ void QenCloudLoginHelper::carryOut(SessionEffect effect, const SessionModel& ses
     case SessionEffect::FollowNetworkAccess:
         return followNetworkAccess(session);
     }
-}
-
-void QenCloudLoginHelper::setLoginBlock(std::function<void(bool)> loginBlock) {
-    const std::lock_guard lock(m_mutex);
-    m_loginBlock = std::move(loginBlock);
-}
-
-void QenCloudLoginHelper::callLoginBlock(bool signedIn) {
-    std::function<void(bool)> loginBlock;
-    {
-        const std::lock_guard lock(m_mutex);
-        loginBlock = m_loginBlock;
-    }
-    if (loginBlock)
-        loginBlock(signedIn);
 }
 
 void QenCloudLoginHelper::submit(SessionEvent event, const QJsonObject& answer, const Completion& complete) {
@@ -143,7 +129,7 @@ void QenCloudLoginHelper::followNetworkAccess(const SessionModel& session) {
         return;
     access->requestGeneralConfig([this, busy = m_taskArray.token(), access, session](
                                      const QJsonObject& answer, const Error& error) {
-        if (error || ServerAnswer::ret(answer) != 0 || !isStillSignedIn(session.asked))
+        if (error || ServerAnswer::ret(answer) != 0 || !isSameSignIn(session.asked))
             return;
         const QJsonObject config = ServerAnswer::data(SealedBody::opened(answer, {"data"_L1}));
         const QJsonObject domain = config.value(u"domain").toObject();
@@ -151,7 +137,7 @@ void QenCloudLoginHelper::followNetworkAccess(const SessionModel& session) {
         const QString address = domain.value(u"inac_addr").toString();
         const QJsonArray ssids = config.value(u"wifisettings").toObject().value(u"ssidlist").toArray();
         access->checkiNacNecessaryWithUrl(address, [this, busy, access, session, method, ssids, address](bool present) {
-            if (present || !isStillSignedIn(session.asked))
+            if (present || !isSameSignIn(session.asked))
                 return;
             if (method == u"3"_s) {
                 access->executeInacTaskWithUserName(
@@ -199,11 +185,6 @@ void QenCloudLoginHelper::logout(const QJsonObject& parameters, Completion compl
     });
 }
 
-void QenCloudLoginHelper::checkDomainAccount(
-    const QString& account, const QString& domain, DomainCompletion completion) {
-    m_world.server.checkDomainAccount(account, domain, std::move(completion));
-}
-
 void QenCloudLoginHelper::Get_network_type() {
     // One at a time: an older choice that ended later would undo a newer one.
     if (m_isChoosingNetwork.exchange(true))
@@ -221,7 +202,7 @@ void QenCloudLoginHelper::Get_GeneralNGNPolicy() {
     m_world.accounts.GetGeneralNGNPolicyRep([this, busy = m_taskArray.token(), asked = m_world.session.asked()](
                                                 const QJsonObject& answer, const Error& error) {
         // This answer's result key is "code", not "ret".
-        if (!error && integerValue(answer.value(u"code")) == 0 && isStillSignedIn(asked))
+        if (!error && integerValue(answer.value(u"code")) == 0 && isSameSignIn(asked))
             storePolicy(answer);
     });
 }

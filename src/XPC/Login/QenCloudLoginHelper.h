@@ -21,7 +21,7 @@ class VpnComponent;
 class QenCloudLoginHelper final {
 public:
     using Completion = AccountManager::Completion;
-    using DomainCompletion = std::function<void(bool, std::optional<QString>, const Platform::Error&)>;
+    using DomainCompletion = AccountManager::DomainCompletion;
 
     struct World {
         Session& session;
@@ -43,7 +43,8 @@ public:
     /// True after every successful login or ticket confirmation, false after a logout.
     bool isCheckAndShow() const { return m_world.session.current().isConfirmed; }
     /// Called with true when the user became or stays signed in, false when the session ended. On the session's queue.
-    void setLoginBlock(std::function<void(bool)> loginBlock);
+    /// Set once, before the first request.
+    void setLoginBlock(std::function<void(bool)> loginBlock) { m_loginBlock = std::move(loginBlock); }
 
     /// @param parameters  "userid", "password", "otp"
     void login(const QJsonObject& parameters, Completion complete);
@@ -57,7 +58,9 @@ public:
     void retrievePassWordWithUserId(const QString& userId, Completion complete) {
         m_world.accounts.retrievePassWord({{"user_id", userId}}, std::move(complete));
     }
-    void checkDomainAccount(const QString& account, const QString& domain, DomainCompletion completion);
+    void checkDomainAccount(const QString& account, const QString& domain, DomainCompletion completion) {
+        m_world.accounts.checkDomainAccount(account, domain, std::move(completion));
+    }
     void pingServerToResult(Platform::Completion<bool> result) { m_world.accounts.pingServerResult(std::move(result)); }
 
     void Get_network_type();
@@ -115,8 +118,7 @@ private:
     void storePolicy(const QJsonObject& answer);
     void followNetworkAccess(const SessionModel& session);
     /// Nobody has signed in or out since @p asked.
-    bool isStillSignedIn(const AskedFor& asked) { return m_world.session.asked().signIn == asked.signIn; }
-    void callLoginBlock(bool signedIn);
+    bool isSameSignIn(const AskedFor& asked) { return m_world.session.asked().signIn == asked.signIn; }
 
     QVariant agentSetting(const QString& name) const;
     QString statePath(const QString& name) const { return m_world.userState + u'/' + name; }
@@ -128,8 +130,8 @@ private:
 
     const World m_world;
     std::atomic<bool> m_isChoosingNetwork{false};
-    mutable std::mutex m_mutex;
     std::function<void(bool)> m_loginBlock;
+    std::mutex m_mutex;
     /// The gateway policy that was stored last, and its file as it was then.
     QJsonObject m_policy;
     Platform::FileIdentity m_policyFile;

@@ -30,68 +30,68 @@ bool moved(const QString& from, const QString& to, unsigned flags) {
 
 } // namespace
 
-AccountRecord::AccountRecord(QString rootPath) : m_rootPath(std::move(rootPath)) {}
+AccountRecord::AccountRecord(const QString& rootPath)
+    : m_rootPath(rootPath), m_path(AccountModel::modelSavePathWithCheck(false, rootPath)),
+      m_aside(m_path + u".aside"_s) {}
 
 bool AccountRecord::isOutdated() const {
-    return fileIdentity(AccountModel::modelSavePathWithCheck(false, m_rootPath)) != m_identity;
+    return fileIdentity(m_path) != m_identity;
 }
 
 std::optional<AccountModel> AccountRecord::refresh() {
     // Looked at before it is read: a file that comes in between is noticed the next time.
-    m_identity = fileIdentity(AccountModel::modelSavePathWithCheck(false, m_rootPath));
+    m_identity = fileIdentity(m_path);
     return m_identity == FileIdentity() ? std::nullopt : AccountModel::currentModel(m_rootPath);
 }
 
 AccountRecord::Stored AccountRecord::replace(const std::optional<AccountModel>& record) {
-    const QString path = AccountModel::modelSavePathWithCheck(record.has_value(), m_rootPath);
-    if (fileIdentity(path) != m_identity)
+    if (isOutdated())
         return Stored::Conflict;
-    const QString aside = path + u".aside"_s;
-    QFile::remove(aside);
-    const Stored stored = record ? write(*record, path, aside) : remove(path, aside);
+    QFile::remove(m_aside);
+    const Stored stored = record ? write(*record) : remove();
     // A loss of power must not bring the former record back.
-    Platform::syncFolderOf(path);
+    Platform::syncFolderOf(m_path);
     if (stored == Stored::Yes)
-        m_identity = fileIdentity(path);
+        m_identity = fileIdentity(m_path);
     return stored;
 }
 
-AccountRecord::Stored AccountRecord::write(const AccountModel& record, const QString& path, const QString& aside) {
-    if (!archiveRootObject(record.encoded(), aside, Platform::Durability::Synced))
+AccountRecord::Stored AccountRecord::write(const AccountModel& record) {
+    AccountModel::modelSavePathWithCheck(true, m_rootPath);
+    if (!archiveRootObject(record.encoded(), m_aside, Platform::Durability::Synced))
         return Stored::Failed;
     const bool isNew = m_identity == FileIdentity();
-    if (!moved(aside, path, isNew ? RENAME_NOREPLACE : RENAME_EXCHANGE)) {
+    if (!moved(m_aside, m_path, isNew ? RENAME_NOREPLACE : RENAME_EXCHANGE)) {
         const int reason = errno;
         // Not every file system can exchange two files in one step.
-        if (reason == EINVAL && fileIdentity(path) == m_identity && moved(aside, path, 0))
+        if (reason == EINVAL && fileIdentity(m_path) == m_identity && moved(m_aside, m_path, 0))
             return Stored::Yes;
-        QFile::remove(aside);
+        QFile::remove(m_aside);
         return reason == EEXIST || reason == ENOENT ? Stored::Conflict : Stored::Failed;
     }
     // What was exchanged is looked at afterwards, so that nobody's write can come in between.
-    const bool isOurs = isNew || fileIdentity(aside) == m_identity;
+    const bool isOurs = isNew || fileIdentity(m_aside) == m_identity;
     if (!isOurs)
-        moved(aside, path, RENAME_EXCHANGE);
-    QFile::remove(aside);
+        moved(m_aside, m_path, RENAME_EXCHANGE);
+    QFile::remove(m_aside);
     return isOurs ? Stored::Yes : Stored::Conflict;
 }
 
-AccountRecord::Stored AccountRecord::remove(const QString& path, const QString& aside) {
+AccountRecord::Stored AccountRecord::remove() {
     if (m_identity == FileIdentity())
         return Stored::Yes;
-    if (!moved(path, aside, 0))
+    if (!moved(m_path, m_aside, 0))
         return errno == ENOENT ? Stored::Yes : Stored::Failed;
-    if (fileIdentity(aside) != m_identity) {
+    if (fileIdentity(m_aside) != m_identity) {
         // Somebody else's: back to its place, unless there is a newer one.
-        moved(aside, path, RENAME_NOREPLACE);
-        QFile::remove(aside);
+        moved(m_aside, m_path, RENAME_NOREPLACE);
+        QFile::remove(m_aside);
         return Stored::Conflict;
     }
-    return QFile::remove(aside) ? Stored::Yes : Stored::Failed;
+    return QFile::remove(m_aside) ? Stored::Yes : Stored::Failed;
 }
 
-Session::Session(QString rootPath, QObject* parent)
-    : QObject(parent), m_file(std::move(rootPath)), m_queue(u"session"_s) {
+Session::Session(const QString& rootPath, QObject* parent) : QObject(parent), m_file(rootPath), m_queue(u"session"_s) {
     m_model = sessionStep({}, RecordFound{m_file.refresh()}).next;
     m_shown = m_model;
 }

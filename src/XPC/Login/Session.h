@@ -24,7 +24,7 @@ public:
     };
 
     /// @param rootPath  as AccountModel takes it; nothing is read yet
-    explicit AccountRecord(QString rootPath);
+    explicit AccountRecord(const QString& rootPath);
 
     /// Whether another file stands there than the one that was read or written last: one system call.
     bool isOutdated() const;
@@ -34,10 +34,12 @@ public:
     Stored replace(const std::optional<AccountModel>& record);
 
 private:
-    Stored write(const AccountModel& record, const QString& path, const QString& aside);
-    Stored remove(const QString& path, const QString& aside);
+    Stored write(const AccountModel& record);
+    Stored remove();
 
     const QString m_rootPath;
+    const QString m_path;
+    const QString m_aside;
     Platform::FileIdentity m_identity;
 };
 
@@ -62,7 +64,7 @@ public:
     using Effects = std::function<void(SessionEffect effect, const SessionModel& session)>;
 
     /// Reads the record. @param rootPath  the user's Application Support folder
-    explicit Session(QString rootPath, QObject* parent = nullptr);
+    explicit Session(const QString& rootPath, QObject* parent = nullptr);
     /// Waits for the event that is being carried out.
     ~Session() override;
 
@@ -82,8 +84,6 @@ public:
 
     /// Any thread. @param done  called on the session's queue when all has been carried out
     void submit(SessionEvent event, std::function<void(const Outcome&)> done = {});
-    /// The file may be another one. Any thread.
-    void look() { static_cast<void>(current()); }
 
 Q_SIGNALS:
     /// On the main thread, for every change of the record too: then the two states may be the same.

@@ -14,18 +14,16 @@
 
 /// Who is signed in, as far as this client knows.
 enum class SessionState {
-    /// No record, or one that proves no sign-in. Entered by a sign-out that the server knows of, by the server's word
-    /// that the session is over, by a time-out that the agent found, and without the record. Left by a sign-in.
+    /// No record, or one that proves no sign-in.
     SignedOut,
-    /// A record that the server has not confirmed since this process has known it. Entered at the start, and when
-    /// somebody else puts a record in place. Left by the server's answer to it.
+    /// A record that the server has not confirmed since this process has known it: at the start, and when somebody else
+    /// has put it in place.
     Unconfirmed,
-    /// The server's last word on this very record was good. Entered by a sign-in and by a confirmation.
+    /// The server's last word on this very record was good.
     Confirmed,
-    /// The person has signed out and the server does not know yet. Entered by a sign-out without network; left when the
-    /// server has been told, or by a new sign-in.
+    /// The person has signed out and the server does not know yet.
     LogoutPending,
-    /// A session of the computer's domain: no ticket, nothing to confirm. Left by a sign-out or without its record.
+    /// A session of the computer's domain: no ticket, nothing to confirm.
     Domain,
 };
 

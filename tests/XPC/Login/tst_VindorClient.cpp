@@ -1,4 +1,4 @@
-#include "VindorClient.h"
+#include "VpnComponent.h"
 
 #include <QFile>
 #include <QTcpServer>
