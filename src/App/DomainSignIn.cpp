@@ -3,14 +3,11 @@
 #include "QenCloudLoginHelper.h"
 
 void DomainSignIn::check(const QString& account, const QString& domain, Answer answer) {
-    // Off the caller's thread: a request is made of files and of what the computer is asked.
-    Platform::globalQueue().async([this, busy = m_work.token(), account, domain, answer = std::move(answer)] {
-        {
-            const std::lock_guard lock(m_mutex);
-            m_asked = m_session.asked();
-        }
-        m_login.checkDomainAccount(account, domain, answer);
-    });
+    {
+        const std::lock_guard lock(m_mutex);
+        m_asked = m_session.asked();
+    }
+    m_login.checkDomainAccount(account, domain, std::move(answer));
 }
 
 void DomainSignIn::signIn(

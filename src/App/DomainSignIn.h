@@ -2,7 +2,6 @@
 
 #include "DomainAccountLink.h"
 #include "Session.h"
-#include "TaskGroup.h"
 
 class QenCloudLoginHelper;
 
@@ -22,6 +21,4 @@ private:
     std::mutex m_mutex;
     /// The session at the last question.
     AskedFor m_asked;
-    /// Last: its end waits for the question that is being put.
-    Platform::TaskGroup m_work;
 };

@@ -185,6 +185,14 @@ void QenCloudLoginHelper::logout(const QJsonObject& parameters, Completion compl
     });
 }
 
+void QenCloudLoginHelper::checkDomainAccount(
+    const QString& account, const QString& domain, DomainCompletion completion) {
+    Platform::globalQueue().async(
+        [this, busy = m_taskArray.token(), account, domain, completion = std::move(completion)] {
+            m_world.server.checkDomainAccount(account, domain, completion);
+        });
+}
+
 void QenCloudLoginHelper::Get_network_type() {
     // One at a time: an older choice that ended later would undo a newer one.
     if (m_isChoosingNetwork.exchange(true))

@@ -58,9 +58,8 @@ public:
     void retrievePassWordWithUserId(const QString& userId, Completion complete) {
         m_world.accounts.retrievePassWord({{"user_id", userId}}, std::move(complete));
     }
-    void checkDomainAccount(const QString& account, const QString& domain, DomainCompletion completion) {
-        m_world.accounts.checkDomainAccount(account, domain, std::move(completion));
-    }
+    /// Returns at once: a request is made of files and of what the computer is asked.
+    void checkDomainAccount(const QString& account, const QString& domain, DomainCompletion completion);
     void pingServerToResult(Platform::Completion<bool> result) { m_world.accounts.pingServerResult(std::move(result)); }
 
     void Get_network_type();

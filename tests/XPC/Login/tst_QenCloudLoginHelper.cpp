@@ -337,6 +337,24 @@ private Q_SLOTS:
         QVERIFY(eventually([&] { return folder.hasState(u"NGNPolicy.archive"_s); }));
     }
 
+    void aDomainAccountIsAskedForOffTheMainThread() {
+        ClientFolder folder;
+        folder.configure(m_server.httpPort());
+        ClientWorld client(folder);
+        const QJsonObject answer{{"ret", 0}, {"data", QJsonObject{{"user_name", "李四"}}}};
+        QVERIFY(m_server.fault(operation("ad_auth"), {{"kind", "json"}, {"json", answer}}));
+        std::optional<QString> name;
+        QSemaphore done;
+        client.helper.checkDomainAccount(
+            u"lisi"_s, u"corp.example"_s, [&](bool isValid, const std::optional<QString>& found, const Error&) {
+                name = isValid ? found : std::nullopt;
+                done.release();
+            });
+        QVERIFY(done.tryAcquire(1, 5000));
+        QCOMPARE(name, std::optional(u"李四"_s));
+        QVERIFY2(!folder.isAskedOnMain, "the request was made on the main thread");
+    }
+
     void choicesOfTheNetworkDoNotOverlap() {
         ClientFolder folder;
         folder.configure(m_server.httpPort());
