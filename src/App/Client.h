@@ -1,13 +1,11 @@
 #pragma once
 
 #include "AccountManager.h"
-#include "AgentSettings.h"
 #include "CertificateLookup.h"
 #include "DomainSignIn.h"
 #include "ITDevice.h"
 #include "NetworkAccess.h"
 #include "NotificationCenter.h"
-#include "QenAnalyseDomain.h"
 #include "QenCheck.h"
 #include "QenCheckRound.h"
 #include "QenCloudClientProcessListener.h"
@@ -19,9 +17,7 @@
 #include "QenUIFileListener.h"
 #include "QenUIParloManager.h"
 #include "Session.h"
-#include "StateFolder.h"
 #include "UserDefaults.h"
-#include "VindorClient.h"
 #include "VpnComponent.h"
 #include "iNacManager.h"
 #include "iNacNetwork.h"
@@ -69,8 +65,6 @@ struct Client {
     QenCloudTicketHelper ticketService;
     VindorClient agentLink;
     VpnComponent vpn;
-    StateFolder state;
-    AgentSettings agent;
     iNacNetwork nacServer;
     Platform::TokenCertificates certificates;
     iNacManager nac;

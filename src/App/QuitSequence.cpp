@@ -3,7 +3,6 @@
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
 #include "Queue.h"
-#include "VpnComponent.h"
 
 #include <utility>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "LoginLinks.h"
+#include "VpnComponent.h"
 
 #include <chrono>
 #include <functional>
@@ -9,7 +9,6 @@
 
 class QenCloudLoginHelper;
 class QenLogHelper;
-class VpnComponent;
 
 /// What happens between the menu's Quit and the end of the process: the VPN component is stopped when it runs.
 class QuitSequence final : public std::enable_shared_from_this<QuitSequence> {

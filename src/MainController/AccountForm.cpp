@@ -17,8 +17,8 @@ constexpr qsizetype LongestAccount = 64;
 } // namespace
 
 AccountForm::Place AccountForm::Place::loginPage() {
-    return {.login = AnswerPlace::loginPage(),
-        .reset = AnswerPlace::resetPage(),
+    return {.login = AnswerPlace::LoginPage,
+        .reset = AnswerPlace::ResetPage,
         .noAccount = localizedString(u"AccountNotEmpty"_s),
         .noPassword = localizedString(u"PwdNotEmpty"_s),
         .noOtp = {},
@@ -27,8 +27,8 @@ AccountForm::Place AccountForm::Place::loginPage() {
 }
 
 AccountForm::Place AccountForm::Place::loginWindow() {
-    return {.login = AnswerPlace::loginWindow(),
-        .reset = AnswerPlace::resetInLoginWindow(),
+    return {.login = AnswerPlace::LoginWindow,
+        .reset = AnswerPlace::ResetInLoginWindow,
         .noAccount = u"账号不能为空"_s,
         .noPassword = u"密码不能为空"_s,
         .noOtp = u"OTP不能为空"_s,

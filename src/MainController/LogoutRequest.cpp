@@ -32,7 +32,7 @@ QJsonObject windowRequest(const AccountModel& account, ITDevice& device, const A
 void requestLogout(const LogoutWorld& world, LogoutPlace place, std::function<void(const AnswerVerdict&)> show) {
     const bool isMenu = place == LogoutPlace::Menu;
     const auto answered = [&log = world.log, show = std::move(show),
-                              reads = isMenu ? AnswerPlace::logoutMenu() : AnswerPlace::logoutInLoginWindow()](
+                              reads = isMenu ? AnswerPlace::LogoutMenu : AnswerPlace::LogoutInLoginWindow](
                               const QJsonObject& answer, const Platform::Error& error) {
         const AnswerVerdict verdict = judgeAnswer(answer, error, reads);
         if (!verdict.log.isEmpty())

@@ -149,7 +149,7 @@ void MavLoginStateViewCtrl::sendUseridtoServerBtn() {
     }
     m_ui->sendUseridBtn->setBusy(true);
     const auto answered = m_answers.wrapped([this](const QJsonObject& answer, const Platform::Error& error) {
-        retrievalAnswered(judgeAnswer(answer, error, AnswerPlace::retrievalPage()),
+        retrievalAnswered(judgeAnswer(answer, error, AnswerPlace::RetrievalPage),
             ServerAnswer::data(answer).value(u"user_email").toString());
     });
     Platform::globalQueue().async([&login = m_world.login, busy = m_world.work.token(), userId, answered] {

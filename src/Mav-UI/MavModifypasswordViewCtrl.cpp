@@ -181,7 +181,7 @@ void MavModifypasswordViewCtrl::send(const PasswordEntry& entry) {
         {u"userid"_s, entry.userId}, {u"password"_s, entry.repeated}, {u"old_password"_s, entry.oldPassword}};
     const auto answered =
         m_answers.wrapped([this, opening = m_opening](const QJsonObject& answer, const Platform::Error& error) {
-            const AnswerVerdict verdict = judgeAnswer(answer, error, AnswerPlace::passwordSheet());
+            const AnswerVerdict verdict = judgeAnswer(answer, error, AnswerPlace::PasswordSheet);
             if (opening == m_opening)
                 resetHandleWithResponse(verdict);
             else

@@ -1,6 +1,5 @@
 #include "ClientWorld.h"
 
-#include "LoginLinks.h"
 #include "QenTask.h"
 #include "QuitSequence.h"
 
@@ -10,36 +9,6 @@ using namespace Qt::StringLiterals;
 
 using Platform::Error;
 using namespace std::chrono_literals;
-
-namespace {
-
-/// The agent's side as a row wants it; a call that has no answer stays without one.
-class Agent final : public AgentAccessLink {
-public:
-    void startRequestAccess(std::function<void(int)> completion) override {
-        if (access)
-            completion(*access);
-    }
-    void stopSmartAgent(std::function<void(const QJsonObject&, const Error&)> completion) override {
-        if (stop)
-            completion(*stop, stopError);
-    }
-    void accessAndStop(std::function<void(const AgentStop&)> completion) override {
-        startRequestAccess([this, completion](int status) {
-            if (status != 0)
-                completion({.access = status});
-            else
-                stopSmartAgent([completion](const QJsonObject& answer, const Error& error) {
-                    completion({.access = 0, .answer = answer, .error = error});
-                });
-        });
-    }
-    std::optional<int> access;
-    std::optional<QJsonObject> stop;
-    Error stopError;
-};
-
-} // namespace
 
 Q_DECLARE_METATYPE(std::optional<int>)
 Q_DECLARE_METATYPE(std::optional<QJsonObject>)
@@ -77,12 +46,14 @@ private Q_SLOTS:
         Platform::QenTask process(component, {u"60"_s});
         if (running)
             QVERIFY(!process.launch());
-        Agent agent;
-        agent.access = access;
-        agent.stop = stop;
-        // An error beside the answer changes nothing.
-        agent.stopError = Error(u"d"_s, 1);
-        ClientWorld world(folder, {}, &agent, component);
+        // A call that has no answer stays without one; an error beside the answer changes nothing.
+        const auto agent = [access, stop](const AgentStopped& done) {
+            if (access && *access != 0)
+                done({.access = *access});
+            else if (access && stop)
+                done({.access = 0, .answer = *stop, .error = Error(u"d"_s, 1)});
+        };
+        ClientWorld world(folder, {}, agent, component);
         std::atomic<int> terminated = 0;
         QuitSequence::start({world.helper, world.log, world.vpn, 1500ms}, [&terminated] { ++terminated; });
         QTRY_COMPARE_WITH_TIMEOUT(terminated.load(), 1, 10000);

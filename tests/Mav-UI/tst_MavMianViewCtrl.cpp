@@ -328,7 +328,7 @@ private:
             earlier.helper.login({{"userid", "lin"}, {"password", "Abcdefg1!"}, {"otp", ""}}, login.completion());
             QVERIFY(login.wait());
         }
-        world.client.session.look();
+        world.client.session.current();
         QCoreApplication::processEvents();
     }
 

@@ -4,7 +4,6 @@
 #include "QenCloudTicketHelper.h"
 #include "QenLogHelper.h"
 #include "TaskHelper.h"
-#include "VindorClient.h"
 #include "VpnComponent.h"
 
 #include <QDBusConnection>
@@ -206,7 +205,7 @@ private Q_SLOTS:
         QenLogHelper log(world.logFolder(), world.logRecord());
         QenCloudTicketHelper ticket(log, world.address());
         VindorClient client(world.portFile());
-        const VpnComponent vpn({.tasks = TaskHelper::sharedInstance(), .executable = world.vpn(), .agent = &client});
+        const VpnComponent vpn({.tasks = TaskHelper::sharedInstance(), .executable = world.vpn()});
         std::atomic<bool> signedIn{true};
         QenCloudClientProcessListener listener(
             {.getNetworkType = [] {},

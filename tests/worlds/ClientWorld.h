@@ -4,7 +4,6 @@
 #include "AccountModel.h"
 #include "ArchiveStore.h"
 #include "ITDevice.h"
-#include "QenAnalyseDomain.h"
 #include "QenCloudLoginHelper.h"
 #include "QenCloudNGNLogin.h"
 #include "QenLogHelper.h"
@@ -42,7 +41,14 @@ public:
     QString file(const QString& name) const { return m_folder.filePath(name); }
     /// Root of the facts of a computer with one network interface.
     QString machine() const { return m_folder.filePath(u"machine"_s); }
-    static QMap<QString, QString> addresses() { return {{u"eth0"_s, u"192.0.2.7"_s}}; }
+    QMap<QString, QString> addresses() {
+        if (Platform::isMainThread())
+            isAskedOnMain = true;
+        return {{u"eth0"_s, u"192.0.2.7"_s}};
+    }
+
+    /// The addresses were asked for where windows are drawn.
+    std::atomic<bool> isAskedOnMain{false};
 
     bool hasState(const QString& name) const { return QFile::exists(state(name)); }
     std::optional<Platform::ArchiveValue> read(const QString& name) const {
@@ -73,35 +79,37 @@ private:
 /// A client without windows: the services from the log up to the login helper, on a folder of their own.
 class ClientWorld {
 public:
-    explicit ClientWorld(ClientFolder& folder, LoginLinks links = {}, AgentAccessLink* agentLink = nullptr,
-        const QString& vpnExecutable = u"/no/such/vpn"_s)
+    explicit ClientWorld(ClientFolder& folder, LoginLinks links = {},
+        std::function<void(AgentStopped)> accessAndStop = {}, const QString& vpnExecutable = u"/no/such/vpn"_s)
         : log(folder.logs(), folder.file(u"logs.data"_s)),
           config(folder.agent() + u"/.QenConfig"_s, folder.support() + u"/QenCloudL"_s),
-          device(folder.machine(), {.listAddresses = ClientFolder::addresses}), session(folder.support()),
+          device(folder.machine(), {.listAddresses = [&folder] { return folder.addresses(); }}),
+          session(folder.support()),
           accounts({.config = config,
               .domain = domain,
               .device = device,
               .log = log,
               .applicationSupport = folder.support(),
               .userid = [this] { return session.current().record.value_or(AccountModel()).userid(); }}),
-          front(accounts),
-          vpn({.tasks = TaskHelper::sharedInstance(), .executable = vpnExecutable, .agent = agentLink}),
-          state(folder.support() + u"/QenCloudL"_s), agent(folder.agent()), helper({.session = session,
-                                                                                .server = front,
-                                                                                .accounts = accounts,
-                                                                                .device = device,
-                                                                                .log = log,
-                                                                                .vpn = vpn,
-                                                                                .state = state,
-                                                                                .agent = agent,
-                                                                                .links = links}),
+          front(accounts), vpn({.tasks = TaskHelper::sharedInstance(),
+                               .executable = vpnExecutable,
+                               .accessAndStop = std::move(accessAndStop)}),
+          helper({.session = session,
+              .server = front,
+              .accounts = accounts,
+              .device = device,
+              .log = log,
+              .vpn = vpn,
+              .userState = folder.support() + u"/QenCloudL"_s,
+              .agentState = folder.agent(),
+              .links = std::move(links)}),
           m_folder(folder) {}
 
     /// Puts a record in place as another process would, or takes it away, and waits until the main thread has heard of
     /// it.
     void store(const std::optional<AccountModel>& record) {
         QVERIFY(record ? record->save(m_folder.support()) : AccountModel::deleteCurrentModel(m_folder.support()));
-        session.look();
+        session.current();
         QCoreApplication::processEvents();
     }
 
@@ -125,8 +133,6 @@ public:
     AccountManager accounts;
     QenCloudNGNLogin front;
     VpnComponent vpn;
-    StateFolder state;
-    AgentSettings agent;
     QenCloudLoginHelper helper;
     /// Last: its end waits for what views have begun.
     Platform::TaskGroup work;

@@ -3,14 +3,12 @@
 #include "Completion.h"
 #include "Error.h"
 #include "HttpSession.h"
-#include "QenRequestQueuePool.h"
 #include "Shared.h"
 
 #include <QImage>
 #include <QJsonObject>
 
 #include <functional>
-#include <memory>
 #include <mutex>
 #include <optional>
 
@@ -18,15 +16,19 @@ class ITDevice;
 class QenAnalyseDomain;
 class QenLogHelper;
 class QenServerConfig;
+struct AccountOperation;
 
 /// The one object through which the client calls the management server's account API.
 ///
 /// Holds no login state: each request is built from the caller's values, the device facts, the sole id file and the
 /// server configuration at the time of the call. A completion is called exactly once with (answer, error): on the
-/// network thread, or at once on the caller's thread with code 1234 when no server is configured.
+/// network thread, or at once on the caller's thread with code 1234 when no server is configured. Its errors have a
+/// text for the person.
 class AccountManager final {
 public:
     using Completion = Platform::Completion<QJsonObject, Platform::Error>;
+    /// Success flag, user name, error.
+    using DomainCompletion = std::function<void(bool, std::optional<QString>, const Platform::Error&)>;
 
     struct World {
         QenServerConfig& config;
@@ -50,9 +52,7 @@ public:
     /// One poll of the QR sign-in. @param clientoper  1 reports a pending logout
     void checkQRLoginState(qint64 clientoper, Completion complete);
     void checkTicketState(const QString& ticket, Completion complete);
-    /// @param completion  success flag, user name, error
-    void checkDomainAccount(const QString& account, const QString& domain,
-        std::function<void(bool, std::optional<QString>, const Platform::Error&)> completion);
+    void checkDomainAccount(const QString& account, const QString& domain, DomainCompletion completion);
     void loginOut(const QJsonObject& parameters, Completion complete);
     /// @param parameters  "userid", "old_password", "password"
     void ResetPassword(const QJsonObject& parameters, Completion complete);
@@ -64,7 +64,7 @@ public:
 
     /// Text of the sign-in QR code; nothing without a domain server.
     std::optional<QString> createQRPath();
-    /// The QR code at @p side x @p side points; null without a domain server.
+    /// The QR code at @p side x @p side points, two pixels a point; null without a domain server.
     QImage createQRForString(double side);
 
     /// Chooses the network and blocks for up to 6 seconds: 1 extranet, 0 intranet. Without a configured server @p
@@ -75,38 +75,29 @@ public:
     /// The full URL, or nothing without an intranet server.
     std::optional<QString> GetReqeustUrlWithPath(const QString& path);
     QString requestUrlWithPath(const QString& path);
-    /// The shared session, made on first use. Each request carries its own time-out, so that none can inherit
-    /// another's.
-    Platform::HttpSession& createAFHTTPSessionMgr();
+    /// The shared session. Each request carries its own time-out, so that none can inherit another's.
+    Platform::HttpSession& createAFHTTPSessionMgr() { return m_sessionMgr; }
 
     /// The archived sole id, or the empty string.
     QString getSoleID();
+    /// The addresses that the last request sent.
     QString login_Mac() const;
     QString login_ip() const;
+    /// Whole seconds since 1970.
+    static QString getNowTimeTimestamp();
 
 private:
-    struct SealedRequest;
-    struct LogTexts;
-    void sendSealed(const SealedRequest& request, Completion complete);
-    void get(const QString& path, const QString& failureText, Completion complete);
+    void send(const AccountOperation& operation, const QJsonObject& parameters, Completion complete);
     void start(const Platform::HttpRequest& request, Completion complete);
-    Completion reporting(const QString& failureText, Completion complete);
-    std::optional<QString> urlOrFail(const QString& path, const Completion& complete);
     bool isReachable(const QString& probeUrl);
     void GetMacAndIP();
 
-    /// The QR code's text up to the sealed parameters; nothing without a domain server.
-    std::optional<QString> qrAddress();
-    QString qrSealed();
     QJsonObject openedPolicy(const QJsonObject& answer);
-
     QJsonObject createAccountUrl(const QJsonObject& parameters);
     QJsonObject encodeResetPassword(const QJsonObject& parameters);
     QJsonObject checkTicketParam(const QString& ticket);
     QJsonObject checkStatusParam(qint64 clientoper);
-    QJsonObject qrParameters();
     QJsonObject deviceParameters();
-    QString deviceId();
 
     World m_world;
     mutable std::mutex m_mutex;
@@ -116,8 +107,8 @@ private:
     QJsonObject m_sealedPolicy;
     QJsonObject m_policy;
     QString m_policyDigest;
-    std::once_flag m_sessionMade;
-    std::unique_ptr<Platform::HttpSession> m_sessionMgr;
-    QenRequestQueuePool m_pool;
+    Platform::HttpSession m_sessionMgr{{.acceptAnyServerCertificate = true, .requestTimeout = 3.0}};
+    Platform::QueuePool m_pool;
+    /// One of the pool: requests start in the order of their calls.
     Platform::SerialQueue& m_queue;
 };

@@ -1,6 +1,7 @@
 #include "AccountModel.h"
 
 #include "ArchiveStore.h"
+#include "Paths.h"
 #include "StateFiles.h"
 #include "StringExtension.h"
 #include "SystemLog.h"
@@ -22,6 +23,11 @@ QString emptyText() {
 }
 
 } // namespace
+
+AccountModelHelper& AccountModelHelper::helper() {
+    static auto* helper = new AccountModelHelper(Platform::Paths::applicationSupport());
+    return *helper;
+}
 
 AccountModel::AccountModel() : m_userid(emptyText()), m_username(emptyText()), m_domainName(emptyText()) {
     setTicket(emptyText());

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "AccountModelHelper.h"
-
 #include <QString>
 
 #include <optional>
@@ -12,6 +10,18 @@ class ArchiveValue;
 
 /// How the user signed in.
 enum class LoginType { None = 0, Account = 1, QrCode = 2, Domain = 3 };
+
+/// Says under which folder the signed-in record lives.
+class AccountModelHelper final {
+public:
+    static AccountModelHelper& helper();
+    /// The user's Application Support folder.
+    QString rootPath() const { return m_rootPath; }
+
+private:
+    explicit AccountModelHelper(QString rootPath) : m_rootPath(std::move(rootPath)) {}
+    QString m_rootPath;
+};
 
 /// The signed-in record, the only proof of a login that survives a restart. A value; any thread.
 ///
@@ -57,6 +67,8 @@ public:
     static QString modelSavePathWithCheck(
         bool check, const QString& rootPath = AccountModelHelper::helper().rootPath());
     static bool supportsSecureCoding() { return true; }
+
+    bool operator==(const AccountModel&) const = default;
 
     Platform::ArchiveValue encoded() const;
     static std::optional<AccountModel> decoded(const Platform::ArchiveValue& object);

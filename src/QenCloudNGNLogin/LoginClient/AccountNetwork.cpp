@@ -2,28 +2,25 @@
 
 #include "ITDevice.h"
 #include "LogRedaction.h"
-#include "Paths.h"
-#include "QRCode.h"
-#include "QenAnalyseDomain.h"
 #include "QenLogHelper.h"
 #include "QenServerConfig.h"
-#include "QenUrlEncode.h"
 #include "SealedBody.h"
 
-#include <condition_variable>
+#include <qrencode.h>
+
+#include <future>
 
 using namespace Qt::StringLiterals;
 
 using Platform::Error;
-using Platform::HttpSession;
 
 namespace {
 
 constexpr int TraceLine = 32;
-constexpr double DefaultTimeout = 3.0;
 constexpr double ProbeTimeout = 2.0;
 constexpr double PingTimeout = 5.0;
 constexpr std::chrono::seconds ProbeWait{3};
+constexpr double PixelsPerPoint = 2.0;
 
 const QString PingPath = u"/qen/ping"_s;
 const QString ScanPath = u"/api/public/clientlogin/scan_login?v="_s;
@@ -36,22 +33,27 @@ QString requestUrl(const QString& server, quint64 port, const QString& path) {
     return u"http://%1:%2%3"_s.arg(orNull(server), QString::number(port), path);
 }
 
-/// Outcome of one probe, shared with a handler that may come late.
-struct Probe {
-    std::mutex mutex;
-    std::condition_variable answered;
-    bool success = false;
-};
+/// @p text at @p side x @p side points, its modules scaled without smoothing; null when it is too long for a code.
+QImage qrCodeImage(const QByteArray& text, double side) {
+    const std::unique_ptr<QRcode, decltype(&QRcode_free)> code(
+        QRcode_encodeData(
+            static_cast<int>(text.size()), reinterpret_cast<const unsigned char*>(text.constData()), 0, QR_ECLEVEL_M),
+        QRcode_free);
+    const int pixels = qRound(side * PixelsPerPoint);
+    if (!code || pixels <= 0)
+        return {};
+    // A byte a module, of which the lowest bit tells the colour.
+    QImage modules(code->data, code->width, code->width, code->width, QImage::Format_Indexed8);
+    QList<QRgb> colours;
+    for (int value = 0; value <= UCHAR_MAX; ++value)
+        colours << (value & 1 ? qRgb(0, 0, 0) : qRgb(255, 255, 255));
+    modules.setColorTable(colours);
+    QImage image = modules.scaled(pixels, pixels, Qt::IgnoreAspectRatio, Qt::FastTransformation);
+    image.setDevicePixelRatio(PixelsPerPoint);
+    return image;
+}
 
 } // namespace
-
-HttpSession& AccountManager::createAFHTTPSessionMgr() {
-    std::call_once(m_sessionMade, [this] {
-        m_sessionMgr = std::make_unique<HttpSession>(
-            Platform::HttpSettings{.acceptAnyServerCertificate = true, .requestTimeout = DefaultTimeout});
-    });
-    return *m_sessionMgr;
-}
 
 std::optional<QString> AccountManager::GetReqeustUrlWithPath(const QString& path) {
     m_world.config.readServerConfig();
@@ -70,18 +72,14 @@ QString AccountManager::requestUrlWithPath(const QString& path) {
 }
 
 bool AccountManager::isReachable(const QString& probeUrl) {
-    const auto probe = std::make_shared<Probe>();
-    createAFHTTPSessionMgr().sendForJson(
-        {.url = probeUrl, .timeout = ProbeTimeout}, [probe](const QJsonObject&, const Error& error) {
-            const std::lock_guard lock(probe->mutex);
-            probe->success = !error;
-            // A failure does not end the wait, on purpose: a failed probe always costs
-            // the full time.
+    const auto success = std::make_shared<std::promise<void>>();
+    m_sessionMgr.sendForJson(
+        {.url = probeUrl, .timeout = ProbeTimeout}, [success](const QJsonObject&, const Error& error) {
+            // A failure does not end the wait, on purpose: a failed probe always costs the full time.
             if (!error)
-                probe->answered.notify_all();
+                success->set_value();
         });
-    std::unique_lock lock(probe->mutex);
-    return probe->answered.wait_for(lock, ProbeWait, [&] { return probe->success; });
+    return success->get_future().wait_for(ProbeWait) == std::future_status::ready;
 }
 
 void AccountManager::NetWorkType(const std::function<void(int)>& completion) {
@@ -95,13 +93,10 @@ void AccountManager::NetWorkType(const std::function<void(int)>& completion) {
     const QString extranet = requestUrl(config.extranet_server(), config.extranet_port(), PingPath);
     const bool isIntranet = isReachable(intranet);
     const bool isExtranet = !isIntranet && isReachable(extranet);
-    if (isExtranet) {
-        m_world.log.writeLog(u"[AccountManager] QenCloud networktpye is Extranet URL:%1"_s.arg(extranet));
-    } else if (isIntranet) {
-        m_world.log.writeLog(u"[AccountManager] QenCloud networktpye is Intranet URL:%1"_s.arg(intranet));
-    } else {
-        m_world.log.writeLog(u"[AccountManager] QenCloud networktpye is no network,The default is Intranet"_s);
-    }
+    const QString choice = isExtranet ? u"is Extranet URL:"_s + extranet
+        : isIntranet                  ? u"is Intranet URL:"_s + intranet
+                                      : u"is no network,The default is Intranet"_s;
+    m_world.log.writeLog(u"[AccountManager] QenCloud networktpye "_s + choice);
     completion(isExtranet ? 1 : 0);
 }
 
@@ -121,31 +116,26 @@ void AccountManager::pingServerResult(Platform::Completion<bool> completion) {
 }
 
 std::optional<QString> AccountManager::createQRPath() {
-    const auto address = qrAddress();
-    return address ? std::optional(*address + qrSealed()) : std::nullopt;
-}
-
-std::optional<QString> AccountManager::qrAddress() {
     m_world.config.readServerConfig();
     const QString server = m_world.config.domain_server();
     const quint64 port = m_world.config.domain_port();
     if (server.isNull() || port == 0)
         return std::nullopt;
     m_world.domain.analyseServerConfig(server);
+    QJsonObject parameters = deviceParameters();
+    parameters.insert(u"login_user", m_world.device.userName());
     return u"https://%1:%2%3%4"_s.arg(
-        m_world.domain.domain_config(), QString::number(port), m_world.domain.path_config(), ScanPath);
-}
-
-QString AccountManager::qrSealed() {
-    return QenUrlEncode::urlencodWithData(SealedBody::encryptResquestParams(qrParameters()));
+               m_world.domain.domain_config(), QString::number(port), m_world.domain.path_config(), ScanPath) +
+        QenUrlEncode::urlencodWithData(SealedBody::encryptResquestParams(parameters));
 }
 
 QImage AccountManager::createQRForString(double side) {
-    const auto address = qrAddress();
-    if (!address)
+    const auto text = createQRPath();
+    if (!text)
         return {};
-    const QString sealed = qrSealed();
-    m_world.log.writeLog(
-        u"[AccountManager] QenCloud create QR string:%1"_s.arg(*address + logDigest(sealed.toLatin1())), TraceLine);
-    return qrCodeImage((*address + sealed).toUtf8(), side);
+    const qsizetype sealed = text->indexOf(ScanPath) + ScanPath.size();
+    m_world.log.writeLog(u"[AccountManager] QenCloud create QR string:%1"_s.arg(
+                             text->left(sealed) + logDigest(text->mid(sealed).toLatin1())),
+        TraceLine);
+    return qrCodeImage(text->toUtf8(), side);
 }

@@ -1,5 +1,7 @@
 #include "AnswerVerdict.h"
 
+#include <map>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -45,22 +47,16 @@ AnswerVerdict failed(const Platform::Error& error, const AnswerPlace& place) {
     return saying(error.localizedDescription());
 }
 
-AnswerVerdict showAlertTipsWithErrorcode(
-    std::optional<qint64> code, const QString& msg, std::span<const AnswerPlace::CodeText> codes) {
-    for (const AnswerPlace::CodeText& row : codes) {
-        if (ServerAnswer::is(code, row.code))
-            return {.show = Show::Key, .text = QString::fromUtf16(row.key)};
-    }
-    return saying(msg);
-}
-
-AnswerVerdict refused(const QJsonObject& answer, const AnswerPlace& place) {
+AnswerVerdict showAlertTipsWithErrorcode(const QJsonObject& answer, const AnswerPlace& place) {
     const auto code = ServerAnswer::errorcode(answer);
     if (place.opensResetPage && ServerAnswer::is(code, Code::NewPasswordWanted))
         return {.show = Show::ResetPage};
     const bool codesCount = !place.codesNeedMinusOne || ServerAnswer::ret(answer) == -1;
-    const auto codes = codesCount ? place.codes : std::span<const AnswerPlace::CodeText>();
-    return showAlertTipsWithErrorcode(code, ServerAnswer::msg(answer), codes);
+    for (const AnswerPlace::CodeText& row : place.codes) {
+        if (codesCount && ServerAnswer::is(code, row.code))
+            return {.show = Show::Key, .text = QString::fromUtf16(row.key)};
+    }
+    return saying(ServerAnswer::msg(answer));
 }
 
 AnswerVerdict granted(const QJsonObject& answer, AnswerPlace::Reads reads) {
@@ -88,38 +84,17 @@ QString lineFor(const QJsonObject& answer, const Platform::Error& error, const A
 
 } // namespace
 
-AnswerPlace AnswerPlace::loginPage() {
-    return {.reads = Reads::Status, .opensResetPage = true, .notJsonKey = u"NoAccount"_s, .codes = LoginCodes};
-}
-
-AnswerPlace AnswerPlace::loginWindow() {
-    return {.reads = Reads::State, .logName = u"Account login"_s, .opensResetPage = true};
-}
-
-AnswerPlace AnswerPlace::resetPage() {
-    return {.reads = Reads::Status, .codes = ResetPageCodes, .codesNeedMinusOne = true};
-}
-
-AnswerPlace AnswerPlace::resetInLoginWindow() {
-    // A demand for a new password is a refusal like any other here.
-    return {.reads = Reads::State, .logName = u"resetpassword"_s};
-}
-
-AnswerPlace AnswerPlace::passwordSheet() {
-    return {.reads = Reads::Status, .codes = SheetCodes, .codesNeedMinusOne = true};
-}
-
-AnswerPlace AnswerPlace::retrievalPage() {
-    return {.codes = RetrievalCodes};
-}
-
-AnswerPlace AnswerPlace::logoutMenu() {
-    return {.logName = u"logout"_s, .logsSuccess = true};
-}
-
-AnswerPlace AnswerPlace::logoutInLoginWindow() {
-    return {.logName = u"logout"_s};
-}
+const AnswerPlace AnswerPlace::LoginPage{
+    .reads = Reads::Status, .opensResetPage = true, .notJsonKey = u"NoAccount"_s, .codes = LoginCodes};
+const AnswerPlace AnswerPlace::LoginWindow{
+    .reads = Reads::State, .logName = u"Account login"_s, .opensResetPage = true};
+const AnswerPlace AnswerPlace::ResetPage{.reads = Reads::Status, .codes = ResetPageCodes, .codesNeedMinusOne = true};
+// A demand for a new password is a refusal like any other here.
+const AnswerPlace AnswerPlace::ResetInLoginWindow{.reads = Reads::State, .logName = u"resetpassword"_s};
+const AnswerPlace AnswerPlace::PasswordSheet{.reads = Reads::Status, .codes = SheetCodes, .codesNeedMinusOne = true};
+const AnswerPlace AnswerPlace::RetrievalPage{.codes = RetrievalCodes};
+const AnswerPlace AnswerPlace::LogoutMenu{.logName = u"logout"_s, .logsSuccess = true};
+const AnswerPlace AnswerPlace::LogoutInLoginWindow{.logName = u"logout"_s};
 
 AnswerVerdict judgeAnswer(const QJsonObject& answer, const Platform::Error& error, const AnswerPlace& place) {
     AnswerVerdict verdict;
@@ -128,28 +103,19 @@ AnswerVerdict judgeAnswer(const QJsonObject& answer, const Platform::Error& erro
     else if (const auto ret = ServerAnswer::ret(answer); !ret)
         verdict = {.show = Show::Key, .text = Unusable};
     else
-        verdict = *ret == 0 ? granted(answer, place.reads) : refused(answer, place);
+        verdict = *ret == 0 ? granted(answer, place.reads) : showAlertTipsWithErrorcode(answer, place);
     verdict.log = lineFor(answer, error, place, verdict.show);
     return verdict;
 }
 
 QRStateLook qrStateLook(qint64 state) {
-    switch (static_cast<ServerState>(state)) {
-    case ServerState::DeviceApproved:
-        return {.text = u"设备审核通过"_s};
-    case ServerState::DeviceLoggedOut:
-        return {.text = u"设备已注销"_s};
-    case ServerState::DeviceRejected:
-        return {.text = u"设备审核拒绝"_s};
-    case ServerState::DeviceInReview:
-        return {.text = u"设备待审核"_s, .hint = true};
-    case ServerState::Scanned:
-        return {.text = u"已扫码,待确定..."_s, .hint = true};
-    case ServerState::Valid:
-        return {.isDone = true};
-    default:
-        return {.text = u"其它异常"_s};
-    }
+    static const std::map<ServerState, QRStateLook> Looks{{ServerState::DeviceApproved, {.text = u"设备审核通过"_s}},
+        {ServerState::DeviceLoggedOut, {.text = u"设备已注销"_s}},
+        {ServerState::DeviceRejected, {.text = u"设备审核拒绝"_s}},
+        {ServerState::DeviceInReview, {.text = u"设备待审核"_s, .hint = true}},
+        {ServerState::Scanned, {.text = u"已扫码,待确定..."_s, .hint = true}}, {ServerState::Valid, {.isDone = true}}};
+    const auto look = Looks.find(static_cast<ServerState>(state));
+    return look == Looks.end() ? QRStateLook{.text = u"其它异常"_s} : look->second;
 }
 
 QRPollVerdict judgeQRPoll(const QJsonObject& answer, const Platform::Error& error) {
@@ -160,7 +126,9 @@ QRPollVerdict judgeQRPoll(const QJsonObject& answer, const Platform::Error& erro
             .logType = Ordinary};
     const auto ret = ServerAnswer::ret(answer);
     if (ret != 0)
-        return {.log = answerLine(what, u"ret", ret, answer), .logType = Ordinary};
+        return {.tells = ret ? QString() : ServerAnswer::unusable().localizedDescription(),
+            .log = answerLine(what, u"ret", ret, answer),
+            .logType = Ordinary};
     const auto state = ServerAnswer::state(answer);
     // States that end the session are dropped on purpose: the session ends by them, the login window is not told.
     return {.forwarded = ServerAnswer::endsSession(state) ? std::nullopt : state,

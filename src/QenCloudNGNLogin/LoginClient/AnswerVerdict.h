@@ -57,14 +57,14 @@ struct AnswerPlace {
     /// They count with "ret" -1 only.
     bool codesNeedMinusOne = false;
 
-    static AnswerPlace loginPage();
-    static AnswerPlace loginWindow();
-    static AnswerPlace resetPage();
-    static AnswerPlace resetInLoginWindow();
-    static AnswerPlace passwordSheet();
-    static AnswerPlace retrievalPage();
-    static AnswerPlace logoutMenu();
-    static AnswerPlace logoutInLoginWindow();
+    static const AnswerPlace LoginPage;
+    static const AnswerPlace LoginWindow;
+    static const AnswerPlace ResetPage;
+    static const AnswerPlace ResetInLoginWindow;
+    static const AnswerPlace PasswordSheet;
+    static const AnswerPlace RetrievalPage;
+    static const AnswerPlace LogoutMenu;
+    static const AnswerPlace LogoutInLoginWindow;
 };
 
 AnswerVerdict judgeAnswer(const QJsonObject& answer, const Platform::Error& error, const AnswerPlace& place);
@@ -85,7 +85,7 @@ QRStateLook qrStateLook(qint64 state);
 struct QRPollVerdict {
     /// The state that the login window is told; nothing when it is told nothing.
     std::optional<qint64> forwarded = {};
-    /// What the person is told of a sign-in that was granted and is none; empty otherwise.
+    /// What the person is told of an answer that cannot be used; empty otherwise.
     QString tells = {};
     QString log = {};
     int logType = 1;

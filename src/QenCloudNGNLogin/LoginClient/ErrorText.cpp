@@ -2,48 +2,37 @@
 
 #include "StringTable.h"
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 using Platform::Error;
 
 namespace {
 
-QString keyOfStatus(int status) {
-    if (status >= 500)
-        return u"HttpServerFails"_s;
-    return status >= 400 ? u"HttpServerRefuses"_s : u"HttpUnusableAnswer"_s;
-}
+struct CodeKey {
+    qint64 code;
+    const char16_t* key;
+};
+constexpr CodeKey Keys[] = {{Error::Cancelled, u"HttpCancelled"}, {Error::BadUrl, u"HttpBadUrl"},
+    {Error::TimedOut, u"HttpTimedOut"}, {Error::UnsupportedUrl, u"HttpUnsupportedUrl"},
+    {Error::CannotFindHost, u"HttpCannotFindHost"}, {Error::CannotConnect, u"HttpCannotConnect"},
+    {Error::ConnectionLost, u"HttpConnectionLost"}, {Error::TooManyRedirects, u"HttpTooManyRedirects"},
+    {Error::CannotDecodeContent, u"HttpCannotDecodeContent"}, {Error::CannotParseResponse, u"HttpUnusableAnswer"},
+    {Error::ResponseTooLarge, u"HttpResponseTooLarge"}, {Error::SecureConnectionFailed, u"HttpSecureConnectionFailed"}};
 
-/// Key of the text of an error of the network.
-QString keyOfCode(qint64 code) {
-    switch (code) {
-    case Error::Cancelled:
-        return u"HttpCancelled"_s;
-    case Error::BadUrl:
-        return u"HttpBadUrl"_s;
-    case Error::TimedOut:
-        return u"HttpTimedOut"_s;
-    case Error::UnsupportedUrl:
-        return u"HttpUnsupportedUrl"_s;
-    case Error::CannotFindHost:
-        return u"HttpCannotFindHost"_s;
-    case Error::CannotConnect:
-        return u"HttpCannotConnect"_s;
-    case Error::ConnectionLost:
-        return u"HttpConnectionLost"_s;
-    case Error::TooManyRedirects:
-        return u"HttpTooManyRedirects"_s;
-    case Error::CannotDecodeContent:
-        return u"HttpCannotDecodeContent"_s;
-    case Error::CannotParseResponse:
+/// Key of the text of an error of the network; empty for one that came from elsewhere.
+QString keyOf(const Error& error) {
+    if (error.domain() == Platform::CocoaErrorDomain && error.code() == Error::NotJson)
+        return u"HttpNotJson"_s;
+    if (error.domain() != Platform::UrlErrorDomain)
+        return {};
+    if (error.code() == Error::BadServerResponse && error.httpStatus() >= 400)
+        return error.httpStatus() >= 500 ? u"HttpServerFails"_s : u"HttpServerRefuses"_s;
+    if (error.code() == Error::BadServerResponse)
         return u"HttpUnusableAnswer"_s;
-    case Error::ResponseTooLarge:
-        return u"HttpResponseTooLarge"_s;
-    case Error::SecureConnectionFailed:
-        return u"HttpSecureConnectionFailed"_s;
-    default:
-        return u"HttpFailed"_s;
-    }
+    const auto* const row = std::ranges::find(Keys, error.code(), &CodeKey::code);
+    return row == std::end(Keys) ? u"HttpFailed"_s : QString::fromUtf16(row->key);
 }
 
 } // namespace
@@ -51,16 +40,6 @@ QString keyOfCode(qint64 code) {
 Error describedError(const Error& error) {
     if (!error || !error.localizedDescription().isEmpty())
         return error;
-    if (error.domain() == Platform::CocoaErrorDomain && error.code() == Error::NotJson)
-        return error.withDescription(localizedString(u"HttpNotJson"_s));
-    if (error.domain() != Platform::UrlErrorDomain)
-        return error;
-    const bool isStatus = error.code() == Error::BadServerResponse;
-    return error.withDescription(localizedString(isStatus ? keyOfStatus(error.httpStatus()) : keyOfCode(error.code())));
-}
-
-Error normalisedError(const Error& error) {
-    if (!error || !error.localizedDescription().isEmpty())
-        return error;
-    return error.withDescription(u"Fail:code=%1"_s.arg(error.code()));
+    const QString text = localizedString(keyOf(error));
+    return error.withDescription(text.isEmpty() ? u"Fail:code=%1"_s.arg(error.code()) : text);
 }

@@ -2,7 +2,8 @@
 
 #include "Error.h"
 
-/// An error of the network with the text that a person reads; one that has a text, and no error, stay as they are.
+/// An error of the network with the text that a person reads, "Fail:code=" and the code where there is none. One that
+/// has a text, and no error, stay as they are.
 Platform::Error describedError(const Platform::Error& error);
 
 /// @p complete, a function of answer and error, hears errors that are described.
@@ -11,7 +12,3 @@ auto describing(Completion complete) {
     return [complete = std::move(complete)](
                const auto& answer, const Platform::Error& error) mutable { complete(answer, describedError(error)); };
 }
-
-/// The same domain and code with a description that is never empty, "Fail:code=" and the code where there was none; no
-/// error stays none.
-Platform::Error normalisedError(const Platform::Error& error);

@@ -20,21 +20,9 @@ PasswordCase checkPasswordEntry(const PasswordEntry& entry) {
 }
 
 QString tipKey(PasswordCase passwordCase) {
-    switch (passwordCase) {
-    case PasswordCase::Inconsistent:
-        return u"PwdInconsistent"_s;
-    case PasswordCase::Rule:
-        return u"PwdRuleTips"_s;
-    case PasswordCase::Empty:
-        return u"PwdNotEmpty"_s;
-    case PasswordCase::SameAsOld:
-        return u"NOUseOldPwd"_s;
-    case PasswordCase::NoOldAccount:
-        return u"NOGetOldAcountInfo"_s;
-    case PasswordCase::Accepted:
-        break;
-    }
-    return {};
+    static constexpr const char16_t* Keys[] = {
+        u"", u"PwdInconsistent", u"PwdRuleTips", u"PwdNotEmpty", u"NOUseOldPwd", u"NOGetOldAcountInfo"};
+    return QString::fromUtf16(Keys[static_cast<size_t>(passwordCase)]);
 }
 
 bool breaksPasswordRule(const QString& text) {

@@ -2,14 +2,17 @@
 
 #include "ArchiveStore.h"
 #include "IntegerValue.h"
-#include "Paths.h"
 #include "StateFiles.h"
+#include "SystemLog.h"
 
-using namespace Qt::StringLiterals;
+#include <QFile>
+
+using Platform::ArchiveValue;
 
 namespace {
 
 constexpr quint64 DefaultDomainPort = 443;
+const QString RecordClass = u"QenNetworkInfoModel"_s;
 
 } // namespace
 
@@ -29,7 +32,7 @@ void QenServerConfig::updateServerConfig() {
     Endpoint* const places[] = {&m_intranet, &m_extranet, &m_domain};
     const auto& elements = root->array();
     for (size_t i = 0; i < elements.size() && i < std::size(places); ++i) {
-        const Platform::ArchiveValue& element = elements[i];
+        const ArchiveValue& element = elements[i];
         // An element of another shape sets nothing.
         if (!element.isArray() || element.array().size() < 2 || !element.array()[0].isString())
             continue;
@@ -41,24 +44,8 @@ void QenServerConfig::updateServerConfig() {
 }
 
 bool QenServerConfig::isExtranetChosen() const {
-    const QString path = m_userState + u'/' + StateFiles::NetType;
-    const Platform::FileIdentity identity = Platform::fileIdentity(path);
-    const std::lock_guard lock(m_mutex);
-    // Asked for with every request, and read when another file stands there.
-    if (!m_marker || identity != *m_marker) {
-        const auto marker = unarchiveObjectWithFile(path);
-        m_isExtranet = marker && marker->isString() && marker->string() == u"1"_s;
-        m_marker = identity;
-    }
-    return m_isExtranet;
-}
-
-QString QenServerConfig::AcountIP_Config() const {
-    return isExtranetChosen() ? extranet_server() : intranet_server();
-}
-
-quint64 QenServerConfig::AcountIP_Port() const {
-    return isExtranetChosen() ? extranet_port() : intranet_port();
+    const auto marker = unarchiveObjectWithFile(m_userState + u'/' + StateFiles::NetType);
+    return marker && marker->isString() && marker->string() == u"1"_s;
 }
 
 QenServerConfig::Endpoint QenServerConfig::read(const Endpoint& endpoint) const {
@@ -66,26 +53,60 @@ QenServerConfig::Endpoint QenServerConfig::read(const Endpoint& endpoint) const 
     return endpoint;
 }
 
-QString QenServerConfig::intranet_server() const {
-    return read(m_intranet).server;
+void QenAnalyseDomain::analyseServerConfig(const QString& domainServer) {
+    const std::lock_guard lock(m_mutex);
+    // Once per process on purpose: a domain server that changes later is seen after a restart.
+    if (!m_domain.isEmpty() || !m_path.isEmpty())
+        return;
+    QStringList pieces = domainServer.split(u'#');
+    m_domain = pieces.takeFirst();
+    pieces.removeAll(QString());
+    if (!pieces.isEmpty())
+        m_path = u'/' + pieces.join(u'/');
 }
 
-quint64 QenServerConfig::intranet_port() const {
-    return read(m_intranet).port;
+QString QenAnalyseDomain::domain_config() const {
+    const std::lock_guard lock(m_mutex);
+    return m_domain;
 }
 
-QString QenServerConfig::extranet_server() const {
-    return read(m_extranet).server;
+QString QenAnalyseDomain::path_config() const {
+    const std::lock_guard lock(m_mutex);
+    return m_path;
 }
 
-quint64 QenServerConfig::extranet_port() const {
-    return read(m_extranet).port;
+QString QenNetworkInfoModel::modelSavePathWithCheck(bool check, const QString& folder) {
+    if (check)
+        Platform::makeFolder(folder);
+    return folder + u'/' + StateFiles::ServerRecord;
 }
 
-QString QenServerConfig::domain_server() const {
-    return read(m_domain).server;
+std::optional<QenNetworkInfoModel> QenNetworkInfoModel::currentNetRecord(const QString& folder) {
+    const auto root = unarchiveObjectWithFile(modelSavePathWithCheck(false, folder));
+    if (!root || !root->isObject() || root->className() != RecordClass)
+        return std::nullopt;
+    QenNetworkInfoModel model;
+    model.networkType = root->field(u"networkType"_s).integer();
+    model.record_server = root->field(u"record_server"_s).string();
+    model.record_port = root->field(u"record_port"_s).integer();
+    return model;
 }
 
-quint64 QenServerConfig::domain_port() const {
-    return read(m_domain).port;
+bool QenNetworkInfoModel::saveModelRecord(const QString& folder) const {
+    const QString path = modelSavePathWithCheck(true, folder);
+    const auto stored = currentNetRecord(folder);
+    if (stored && stored->record_server == record_server && stored->record_port == record_port)
+        return true;
+    ArchiveValue object = ArchiveValue::object(RecordClass);
+    object.setField(u"networkType"_s, networkType);
+    object.setField(u"record_server"_s, record_server);
+    object.setField(u"record_port"_s, record_port);
+    if (archiveRootObject(object, path))
+        return true;
+    Platform::systemLog(archiveResultError().logText());
+    return false;
+}
+
+bool QenNetworkInfoModel::deleteCurrentNetModelRecord(const QString& folder) {
+    return QFile::remove(modelSavePathWithCheck(false, folder));
 }

@@ -1,12 +1,14 @@
 #pragma once
 
-#include "Files.h"
+#include "Paths.h"
 #include "Shared.h"
 
 #include <QString>
 
 #include <mutex>
 #include <optional>
+
+using namespace Qt::StringLiterals;
 
 /// The server's addresses as the installation left them, and which of them the account requests use.
 ///
@@ -24,15 +26,15 @@ public:
     void updateServerConfig();
 
     /// The extranet server when the marker holds exactly "1", else the intranet one; null when absent.
-    QString AcountIP_Config() const;
-    quint64 AcountIP_Port() const;
+    QString AcountIP_Config() const { return isExtranetChosen() ? extranet_server() : intranet_server(); }
+    quint64 AcountIP_Port() const { return isExtranetChosen() ? extranet_port() : intranet_port(); }
 
-    QString intranet_server() const;
-    quint64 intranet_port() const;
-    QString extranet_server() const;
-    quint64 extranet_port() const;
-    QString domain_server() const;
-    quint64 domain_port() const;
+    QString intranet_server() const { return read(m_intranet).server; }
+    quint64 intranet_port() const { return read(m_intranet).port; }
+    QString extranet_server() const { return read(m_extranet).server; }
+    quint64 extranet_port() const { return read(m_extranet).port; }
+    QString domain_server() const { return read(m_domain).server; }
+    quint64 domain_port() const { return read(m_domain).port; }
 
 private:
     struct Endpoint {
@@ -48,7 +50,39 @@ private:
     Endpoint m_intranet;
     Endpoint m_extranet;
     Endpoint m_domain;
-    /// The marker as it was read last.
-    mutable std::optional<Platform::FileIdentity> m_marker;
-    mutable bool m_isExtranet = false;
+};
+
+/// Splits the configured domain server string, pieces separated by "#", into a host and a path prefix. Any thread.
+class QenAnalyseDomain final {
+public:
+    static QenAnalyseDomain& sharedInstance() { return Platform::Shared<QenAnalyseDomain>::instance(); }
+
+    /// Fills both properties, once: later calls change nothing.
+    void analyseServerConfig(const QString& domainServer);
+    QString domain_config() const;
+    /// Empty, or beginning with "/".
+    QString path_config() const;
+
+private:
+    mutable std::mutex m_mutex;
+    QString m_domain;
+    QString m_path;
+};
+
+/// The record of the last used server. A value; any thread.
+class QenNetworkInfoModel final {
+public:
+    qint64 networkType = 0;
+    QString record_server = ""_L1;
+    qint64 record_port = 0;
+
+    /// @param folder  the agent's data folder
+    static std::optional<QenNetworkInfoModel> currentNetRecord(const QString& folder = Platform::Paths::agentState());
+    /// True on success, or when the stored record already has this server and port: a change of the network type alone
+    /// is not saved, on purpose.
+    bool saveModelRecord(const QString& folder = Platform::Paths::agentState()) const;
+    /// True only when the file existed and is gone.
+    static bool deleteCurrentNetModelRecord(const QString& folder = Platform::Paths::agentState());
+    /// Path of "record_server.archive"; with @p check its folder is made first.
+    static QString modelSavePathWithCheck(bool check, const QString& folder = Platform::Paths::agentState());
 };

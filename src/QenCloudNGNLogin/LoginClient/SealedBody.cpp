@@ -32,6 +32,16 @@ std::optional<QJsonValue> SealedBody::decodeSM4(const QString& text) {
     return std::nullopt;
 }
 
+QJsonObject SealedBody::opened(QJsonObject answer, std::initializer_list<QLatin1StringView> parts) {
+    for (const QLatin1StringView part : parts) {
+        if (const auto content = decodeSM4(answer.value(part).toString()))
+            answer.insert(part, *content);
+        else
+            answer.remove(part);
+    }
+    return answer;
+}
+
 std::optional<QByteArray> SealedBody::unsealBytes(const QString& text) {
     const std::optional<QByteArray> cipher = Base64Text::decode(text);
     if (!cipher)

@@ -9,39 +9,13 @@ namespace {
 
 const QString NoSignInDomain = u"ServerAnswerErrorDomain"_s;
 
-/// Text of a number or string that is usable as a name; nothing for any other value.
+/// Text of a whole number or a string that is usable as a name; nothing for any other value.
 QString nameOf(const QJsonValue& value) {
-    if (value.isString())
-        return value.toString();
-    const auto number = value.isDouble() ? integerValue(value) : std::nullopt;
-    return number ? QString::number(*number) : QString();
+    const bool isWhole = value.isDouble() && QJsonValue(value.toInteger()) == value;
+    return isWhole ? QString::number(value.toInteger()) : value.toString();
 }
 
 } // namespace
-
-std::optional<qint64> ServerAnswer::ret(const QJsonObject& answer) {
-    return integerValue(answer.value(u"ret"));
-}
-
-QJsonObject ServerAnswer::data(const QJsonObject& answer) {
-    return answer.value(u"data").toObject();
-}
-
-std::optional<qint64> ServerAnswer::state(const QJsonObject& answer) {
-    return integerValue(data(answer).value(u"state"));
-}
-
-std::optional<qint64> ServerAnswer::status(const QJsonObject& answer) {
-    return integerValue(data(answer).value(u"status"));
-}
-
-std::optional<qint64> ServerAnswer::errorcode(const QJsonObject& answer) {
-    return integerValue(answer.value(u"errorcode"));
-}
-
-QString ServerAnswer::msg(const QJsonObject& answer) {
-    return answer.value(u"msg").toString();
-}
 
 QString ServerAnswer::logged(std::optional<qint64> number) {
     return number ? QString::number(*number) : u"(null)"_s;
@@ -51,25 +25,14 @@ QString ServerAnswer::loggedMsg(const QJsonObject& answer) {
     return redacted(answer.value(u"msg"));
 }
 
-bool ServerAnswer::is(std::optional<qint64> value, ServerState state) {
-    return value == static_cast<qint64>(state);
-}
-
-bool ServerAnswer::is(std::optional<qint64> value, ServerErrorCode code) {
-    return value == static_cast<qint64>(code);
-}
-
 bool ServerAnswer::endsSession(std::optional<qint64> state) {
     return is(state, ServerState::DeviceLoggedOut) || is(state, ServerState::DeviceUnknown) ||
         is(state, ServerState::SignInFailed) || is(state, ServerState::NotSignedIn);
 }
 
-bool ServerAnswer::confirms(const QJsonObject& answer) {
-    return ret(answer) == 0 && is(state(answer), ServerState::Valid);
-}
-
 bool ServerAnswer::grantsSession(const QJsonObject& answer) {
-    return confirms(answer) && data(answer).value(u"ticket").isString();
+    const QJsonValue ticket = data(answer).value(u"ticket");
+    return confirms(answer) && !ticket.isUndefined() && !ticket.isNull();
 }
 
 std::optional<GrantedSession> ServerAnswer::grantedSession(const QJsonObject& answer) {

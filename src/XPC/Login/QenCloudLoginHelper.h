@@ -1,22 +1,12 @@
 #pragma once
 
-#include "AgentSettings.h"
-#include "Completion.h"
+#include "AccountManager.h"
+#include "ArchiveStore.h"
 #include "LoginLinks.h"
 #include "Session.h"
-#include "Shared.h"
-#include "SoleId.h"
 #include "StateFiles.h"
-#include "StateFolder.h"
 #include "TaskGroup.h"
 
-#include <QImage>
-
-#include <functional>
-#include <mutex>
-#include <optional>
-
-class AccountManager;
 class ITDevice;
 class QenCloudNGNLogin;
 class QenLogHelper;
@@ -30,8 +20,8 @@ class VpnComponent;
 /// Destruction waits for what is under way.
 class QenCloudLoginHelper final {
 public:
-    using Completion = Platform::Completion<QJsonObject, Platform::Error>;
-    using DomainCompletion = std::function<void(bool, std::optional<QString>, const Platform::Error&)>;
+    using Completion = AccountManager::Completion;
+    using DomainCompletion = AccountManager::DomainCompletion;
 
     struct World {
         Session& session;
@@ -40,9 +30,9 @@ public:
         ITDevice& device;
         QenLogHelper& log;
         VpnComponent& vpn;
-        /// The client's state files.
-        StateFolder& state;
-        AgentSettings& agent;
+        /// The folders of the client's state files and of the agent's.
+        QString userState;
+        QString agentState;
         LoginLinks links;
     };
 
@@ -53,7 +43,8 @@ public:
     /// True after every successful login or ticket confirmation, false after a logout.
     bool isCheckAndShow() const { return m_world.session.current().isConfirmed; }
     /// Called with true when the user became or stays signed in, false when the session ended. On the session's queue.
-    void setLoginBlock(std::function<void(bool)> loginBlock);
+    /// Set once, before the first request.
+    void setLoginBlock(std::function<void(bool)> loginBlock) { m_loginBlock = std::move(loginBlock); }
 
     /// @param parameters  "userid", "password", "otp"
     void login(const QJsonObject& parameters, Completion complete);
@@ -64,9 +55,12 @@ public:
     void logout(const QJsonObject& parameters, Completion complete);
     /// @param parameters  "userid", "old_password", "password"
     void resetPassword(const QJsonObject& parameters, Completion complete);
-    void retrievePassWordWithUserId(const QString& userId, Completion complete);
+    void retrievePassWordWithUserId(const QString& userId, Completion complete) {
+        m_world.accounts.retrievePassWord({{"user_id", userId}}, std::move(complete));
+    }
+    /// Returns at once: a request is made of files and of what the computer is asked.
     void checkDomainAccount(const QString& account, const QString& domain, DomainCompletion completion);
-    void pingServerToResult(Platform::Completion<bool> result);
+    void pingServerToResult(Platform::Completion<bool> result) { m_world.accounts.pingServerResult(std::move(result)); }
 
     void Get_network_type();
     void Get_GeneralNGNPolicy();
@@ -77,24 +71,29 @@ public:
     /// A record with a user id and a ticket exists.
     bool iflogin() const { return m_world.session.isSignedIn(); }
     /// The record's file exists without proving a login.
-    bool ifOldLogin() const { return m_world.state.exists(StateFiles::Login) && !iflogin(); }
+    bool ifOldLogin() const { return hasState(StateFiles::Login) && !iflogin(); }
     /// The record's login type, 0 without a record.
     qint64 currentLoginType() const { return m_world.session.current().record.value_or(AccountModel()).loginType(); }
     bool isDomainAutoLogin() const { return currentLoginType() == static_cast<qint64>(LoginType::Domain); }
-    // The agent's settings, as AgentSettings tells them.
-    bool isHideTray() const { return m_world.agent.isHideTray(); }
-    bool iShowOTP() const { return m_world.agent.iShowOTP(); }
-    int selectBtnTag() const { return m_world.agent.selectBtnTag(); }
-    QVariant AppMgrList() const { return m_world.agent.AppMgrList(); }
-    QVariantList TrustedsAppList() const { return m_world.agent.TrustedsAppList(); }
+    // What the agent has left in its folder. Read afresh with each call; a file that is missing or damaged is a setting
+    // that is absent.
+    /// No presence in the tray is wanted.
+    bool isHideTray() const;
+    /// The one-time-code field is wanted.
+    bool iShowOTP() const;
+    /// 1 when only the account login is offered, else 0.
+    int selectBtnTag() const;
+    QVariant AppMgrList() const { return agentSetting(StateFiles::OfficeTools); }
+    QVariantList TrustedsAppList() const;
     bool HiddenNGNSwitchBtn() const { return false; }
     /// The directory domain that the computer is joined to.
     std::optional<QString> joinedDomainName();
 
     /// Makes a sole id only while there is none and nobody is signed in.
     void createSoleidAndSave();
-    std::optional<QString> getSoleID() const { return m_soleId.value(); }
-    void removeSoleID() { m_soleId.remove(); }
+    /// Under which the server knows this device until somebody has signed in.
+    std::optional<QString> getSoleID() const;
+    void removeSoleID();
     /// Asks the agent to load the user's policy anew.
     void reloadZelVPN();
     /// Stops the VPN component through the agent when it runs. Returns at once; the look-up and the stop run in the
@@ -102,8 +101,8 @@ public:
     /// @param done  called once on a background thread when nothing more is to come, whatever happened
     void existZelVPN(const std::function<void()>& done = {});
     /// 16 characters: those from index 7 of the MD5 sum's hexadecimal digits.
-    static QString stringToMD5(const QString& text) { return SoleId::stringToMD5(text); }
-    static QString getNowTimestamp() { return SoleId::getNowTimestamp(); }
+    static QString stringToMD5(const QString& text);
+    static QString getNowTimestamp() { return AccountManager::getNowTimeTimestamp(); }
     /// Stores the network type: 1 extranet, 0 intranet.
     void creatNetworkTpye(int type);
     /// Makes a session of an answer that grants one.
@@ -112,19 +111,29 @@ public:
 
 private:
     void carryOut(SessionEffect effect, const SessionModel& session);
-    void signInAnswered(const AskedFor& asked, bool fetchesPolicy, const QJsonObject& answer,
-        const Platform::Error& error, const Completion& complete);
+    /// What hears the answer to a sign-in that is asked for now.
+    Completion signingIn(bool fetchesPolicy, Completion complete);
     void submit(SessionEvent event, const QJsonObject& answer, const Completion& complete);
     void storePolicy(const QJsonObject& answer);
-    void followNetworkAccess(const QString& userName, const QString& ticket);
-    void callLoginBlock(bool signedIn);
+    void followNetworkAccess(const SessionModel& session);
+    /// Nobody has signed in or out since @p asked.
+    bool isSameSignIn(const AskedFor& asked) { return m_world.session.asked().signIn == asked.signIn; }
+
+    QVariant agentSetting(const QString& name) const;
+    QString statePath(const QString& name) const { return m_world.userState + u'/' + name; }
+    bool hasState(const QString& name) const;
+    /// Leaves a file alone that holds this already, so that whoever follows it hears of changes only. True when it does
+    /// afterwards.
+    bool replaceState(const QString& name, const Platform::ArchiveValue& root,
+        Platform::Durability durability = Platform::Durability::Plain);
 
     const World m_world;
-    SoleId m_soleId;
-    mutable std::mutex m_mutex;
+    std::atomic<bool> m_isChoosingNetwork{false};
     std::function<void(bool)> m_loginBlock;
-    /// The gateway policy that was stored last.
+    std::mutex m_mutex;
+    /// The gateway policy that was stored last, and its file as it was then.
     QJsonObject m_policy;
+    Platform::FileIdentity m_policyFile;
     /// Last: its end waits for all that is under way.
     Platform::TaskGroup m_taskArray;
 };

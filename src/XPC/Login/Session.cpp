@@ -1,6 +1,18 @@
 #include "Session.h"
 
+#include "ArchiveStore.h"
+
+#include <QFile>
+
+#include <cerrno>
+#include <cstdio>
+
+#include <fcntl.h>
+
 using namespace Qt::StringLiterals;
+
+using Platform::fileIdentity;
+using Platform::FileIdentity;
 
 namespace {
 
@@ -11,10 +23,75 @@ bool isSignIn(const SessionStep& step) {
     return step.reason == SessionReason::SignedIn || step.reason == SessionReason::DomainSignedIn;
 }
 
+bool moved(const QString& from, const QString& to, unsigned flags) {
+    return renameat2(
+               AT_FDCWD, QFile::encodeName(from).constData(), AT_FDCWD, QFile::encodeName(to).constData(), flags) == 0;
+}
+
 } // namespace
 
-Session::Session(QString rootPath, QObject* parent)
-    : QObject(parent), m_file(std::move(rootPath)), m_queue(u"session"_s) {
+AccountRecord::AccountRecord(const QString& rootPath)
+    : m_rootPath(rootPath), m_path(AccountModel::modelSavePathWithCheck(false, rootPath)),
+      m_aside(m_path + u".aside"_s) {}
+
+bool AccountRecord::isOutdated() const {
+    return fileIdentity(m_path) != m_identity;
+}
+
+std::optional<AccountModel> AccountRecord::refresh() {
+    // Looked at before it is read: a file that comes in between is noticed the next time.
+    m_identity = fileIdentity(m_path);
+    return m_identity == FileIdentity() ? std::nullopt : AccountModel::currentModel(m_rootPath);
+}
+
+AccountRecord::Stored AccountRecord::replace(const std::optional<AccountModel>& record) {
+    if (isOutdated())
+        return Stored::Conflict;
+    QFile::remove(m_aside);
+    const Stored stored = record ? write(*record) : remove();
+    // A loss of power must not bring the former record back.
+    Platform::syncFolderOf(m_path);
+    if (stored == Stored::Yes)
+        m_identity = fileIdentity(m_path);
+    return stored;
+}
+
+AccountRecord::Stored AccountRecord::write(const AccountModel& record) {
+    AccountModel::modelSavePathWithCheck(true, m_rootPath);
+    if (!archiveRootObject(record.encoded(), m_aside, Platform::Durability::Synced))
+        return Stored::Failed;
+    const bool isNew = m_identity == FileIdentity();
+    if (!moved(m_aside, m_path, isNew ? RENAME_NOREPLACE : RENAME_EXCHANGE)) {
+        const int reason = errno;
+        // Not every file system can exchange two files in one step.
+        if (reason == EINVAL && fileIdentity(m_path) == m_identity && moved(m_aside, m_path, 0))
+            return Stored::Yes;
+        QFile::remove(m_aside);
+        return reason == EEXIST || reason == ENOENT ? Stored::Conflict : Stored::Failed;
+    }
+    // What was exchanged is looked at afterwards, so that nobody's write can come in between.
+    const bool isOurs = isNew || fileIdentity(m_aside) == m_identity;
+    if (!isOurs)
+        moved(m_aside, m_path, RENAME_EXCHANGE);
+    QFile::remove(m_aside);
+    return isOurs ? Stored::Yes : Stored::Conflict;
+}
+
+AccountRecord::Stored AccountRecord::remove() {
+    if (m_identity == FileIdentity())
+        return Stored::Yes;
+    if (!moved(m_path, m_aside, 0))
+        return errno == ENOENT ? Stored::Yes : Stored::Failed;
+    if (fileIdentity(m_aside) != m_identity) {
+        // Somebody else's: back to its place, unless there is a newer one.
+        moved(m_aside, m_path, RENAME_NOREPLACE);
+        QFile::remove(m_aside);
+        return Stored::Conflict;
+    }
+    return QFile::remove(m_aside) ? Stored::Yes : Stored::Failed;
+}
+
+Session::Session(const QString& rootPath, QObject* parent) : QObject(parent), m_file(rootPath), m_queue(u"session"_s) {
     m_model = sessionStep({}, RecordFound{m_file.refresh()}).next;
     m_shown = m_model;
 }
@@ -58,8 +135,20 @@ void Session::refresh() {
         return;
     const auto found = m_file.refresh();
     const SessionStep step = sessionStep(m_model, RecordFound{found});
-    m_isBehind = found && step.next.record->islogout() != found->islogout();
     take(step.next, step.reason);
+    m_isBehind = step.next.record != found;
+    // An old copy must not wait in the file for the next start.
+    if (m_isBehind)
+        m_queue.async([this] {
+            const std::lock_guard lock(m_mutex);
+            bringUpFile();
+        });
+}
+
+void Session::bringUpFile() {
+    refresh();
+    if (m_isBehind)
+        m_isBehind = m_file.replace(m_model.record) != AccountRecord::Stored::Yes;
 }
 
 void Session::take(const SessionModel& next, SessionReason reason) {
@@ -78,9 +167,7 @@ Session::Outcome Session::carryOut(const SessionEvent& event) {
     SessionStep step;
     {
         const std::lock_guard lock(m_mutex);
-        refresh();
-        if (m_isBehind)
-            m_isBehind = m_file.replace(m_model.record) != AccountRecord::Stored::Yes;
+        bringUpFile();
         step = sessionStep(m_model, event);
         // Known before the first effect; only a new sign-in has none until it is stored.
         if (!isSignIn(step))

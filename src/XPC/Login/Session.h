@@ -1,13 +1,47 @@
 #pragma once
 
-#include "AccountRecord.h"
 #include "Completion.h"
+#include "Files.h"
 #include "SessionModel.h"
 
 #include <QObject>
 
 #include <functional>
 #include <mutex>
+
+/// The file of the signed-in record, as far as one reader and writer knows it: reads it again only when another file
+/// stands there, and replaces it only while the file is the one that was read.
+///
+/// Not safe against two threads of one object; its owner, the session, locks.
+class AccountRecord final {
+public:
+    enum class Stored {
+        Yes,
+        /// Somebody else has written meanwhile; nothing is changed, and refresh() gives what there is now.
+        Conflict,
+        /// The system refused; nothing is changed.
+        Failed,
+    };
+
+    /// @param rootPath  as AccountModel takes it; nothing is read yet
+    explicit AccountRecord(const QString& rootPath);
+
+    /// Whether another file stands there than the one that was read or written last: one system call.
+    bool isOutdated() const;
+    /// What the file holds now; nothing for a missing, damaged or foreign one.
+    std::optional<AccountModel> refresh();
+    /// Puts @p record in the place of the file that was read last, or removes it. Safe against power loss.
+    Stored replace(const std::optional<AccountModel>& record);
+
+private:
+    Stored write(const AccountModel& record);
+    Stored remove();
+
+    const QString m_rootPath;
+    const QString m_path;
+    const QString m_aside;
+    Platform::FileIdentity m_identity;
+};
 
 /// Who is signed in. The only reader and writer of the session's record.
 ///
@@ -30,7 +64,7 @@ public:
     using Effects = std::function<void(SessionEffect effect, const SessionModel& session)>;
 
     /// Reads the record. @param rootPath  the user's Application Support folder
-    explicit Session(QString rootPath, QObject* parent = nullptr);
+    explicit Session(const QString& rootPath, QObject* parent = nullptr);
     /// Waits for the event that is being carried out.
     ~Session() override;
 
@@ -50,8 +84,6 @@ public:
 
     /// Any thread. @param done  called on the session's queue when all has been carried out
     void submit(SessionEvent event, std::function<void(const Outcome&)> done = {});
-    /// The file may be another one. Any thread.
-    void look() { static_cast<void>(current()); }
 
 Q_SIGNALS:
     /// On the main thread, for every change of the record too: then the two states may be the same.
@@ -63,6 +95,7 @@ private:
     bool store(const SessionEvent& event, SessionStep& step, Outcome& outcome);
     void take(const SessionModel& next, SessionReason reason);
     void refresh();
+    void bringUpFile();
 
     Effects m_effects;
     SessionModel m_shown;

@@ -14,18 +14,16 @@
 
 /// Who is signed in, as far as this client knows.
 enum class SessionState {
-    /// No record, or one that proves no sign-in. Entered by a sign-out that the server knows of, by the server's word
-    /// that the session is over, by a time-out that the agent found, and without the record. Left by a sign-in.
+    /// No record, or one that proves no sign-in.
     SignedOut,
-    /// A record that the server has not confirmed since this process has known it. Entered at the start, and when
-    /// somebody else puts a record in place. Left by the server's answer to it.
+    /// A record that the server has not confirmed since this process has known it: at the start, and when somebody else
+    /// has put it in place.
     Unconfirmed,
-    /// The server's last word on this very record was good. Entered by a sign-in and by a confirmation.
+    /// The server's last word on this very record was good.
     Confirmed,
-    /// The person has signed out and the server does not know yet. Entered by a sign-out without network; left when the
-    /// server has been told, or by a new sign-in.
+    /// The person has signed out and the server does not know yet.
     LogoutPending,
-    /// A session of the computer's domain: no ticket, nothing to confirm. Left by a sign-out or without its record.
+    /// A session of the computer's domain: no ticket, nothing to confirm.
     Domain,
 };
 
@@ -33,21 +31,16 @@ enum class SessionState {
 enum class SessionReason {
     /// Nothing did.
     None,
+    /// Something that no window tells: a confirmation, another ticket, a sign-out that waits for the network, another
+    /// network, what another process has written.
+    Changed,
     SignedIn,
-    Confirmed,
-    /// The server gave another ticket.
-    Rotated,
     SignedOut,
-    /// The sign-out found no network and will be reported later.
-    SignOutPending,
     /// The server ended the session.
     EndedByServer,
     /// The agent found the ticket timed out.
     TimedOut,
     DomainSignedIn,
-    NetworkType,
-    /// Another process changed the record, or took it away.
-    Found,
 };
 
 /// The session at the moment of a question. An answer acts only on that session.
@@ -66,6 +59,8 @@ struct SessionModel {
     /// The server has confirmed this sign-in since this process has known it.
     bool isConfirmed = false;
     AskedFor asked;
+    /// Tickets that this process has seen replaced or ended, the latest last: a record with one of them is an old copy.
+    QStringList spent = {};
 
     /// A record with a user id and a ticket, or one of a domain session.
     bool isSignedIn() const;
@@ -141,7 +136,7 @@ enum class SessionEffect {
 struct SessionStep {
     SessionModel next;
     SessionReason reason = SessionReason::None;
-    QList<SessionEffect> effects;
+    QList<SessionEffect> effects = {};
     /// The answer claims a sign-in and cannot be used: nothing follows, and the person is told.
     bool isUnusable = false;
 };

@@ -4,8 +4,7 @@
 #include "QenLogHelper.h"
 
 #include <QDBusReply>
-
-#include <ctime>
+#include <QDateTime>
 
 using namespace Qt::StringLiterals;
 
@@ -22,12 +21,6 @@ QDBusMessage call(const QString& operation) {
         Deployment::TicketServiceName, ObjectPath, Deployment::TicketProtocol, operation);
 }
 
-double secondsSinceEpoch() {
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
-}
-
 } // namespace
 
 QenCloudTicketHelper::QenCloudTicketHelper(QenLogHelper& log, QString busAddress, std::chrono::milliseconds replyLimit)
@@ -36,16 +29,12 @@ QenCloudTicketHelper::QenCloudTicketHelper(QenLogHelper& log, QString busAddress
     initialConnection();
 }
 
-QenCloudTicketHelper::~QenCloudTicketHelper() {
-    m_queue.drain();
-}
-
 std::shared_ptr<BusConnection> QenCloudTicketHelper::XPCConnection() const {
     const std::lock_guard lock(m_mutex);
     return m_XPCConnection;
 }
 
-std::shared_ptr<BusConnection> QenCloudTicketHelper::openConnection(bool* isNew) {
+std::shared_ptr<BusConnection> QenCloudTicketHelper::initialConnection(bool* isNew) {
     const std::lock_guard lock(m_mutex);
     if (isNew)
         *isNew = !m_XPCConnection;
@@ -54,12 +43,8 @@ std::shared_ptr<BusConnection> QenCloudTicketHelper::openConnection(bool* isNew)
     return m_XPCConnection;
 }
 
-void QenCloudTicketHelper::initialConnection() {
-    openConnection();
-}
-
 void QenCloudTicketHelper::runTicketXPC() {
-    m_queue.async([this, bus = openConnection()] {
+    m_queue.async([this, bus = initialConnection()] {
         const QDBusReply<bool> started = bus->call(call(u"startRunProxy"_s), m_replyLimit);
         m_isRefusing = !started.isValid() || !started.value();
         const QString outcome = !started.isValid() ? u"gave no reply"_s : started ? u"run Success"_s : u"run Fail"_s;
@@ -69,11 +54,11 @@ void QenCloudTicketHelper::runTicketXPC() {
 
 bool QenCloudTicketHelper::checkXPCServiceIsReInital() {
     bool isMadeNow = false;
-    const auto bus = openConnection(&isMadeNow);
+    const auto bus = initialConnection(&isMadeNow);
     if (isMadeNow)
         return true;
     QDBusMessage message = call(u"checkIsNewConnection"_s);
-    message << secondsSinceEpoch();
+    message << static_cast<double>(QDateTime::currentMSecsSinceEpoch()) / 1000.0;
     const QDBusReply<bool> isNew = bus->call(message, m_replyLimit);
     return isNew.isValid() && isNew.value();
 }

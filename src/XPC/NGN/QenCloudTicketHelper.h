@@ -1,8 +1,8 @@
 #pragma once
 
 #include "BusConnection.h"
+#include "Queue.h"
 #include "Shared.h"
-#include "TicketServiceLink.h"
 
 #include <atomic>
 #include <memory>
@@ -14,38 +14,36 @@ class QenLogHelper;
 /// The service answers on the session bus and is started by it when it is first called. A bus that is missing or goes
 /// away, and a service that is absent, count as a service that does not reply; a bus that comes back is used again. Any
 /// thread.
-class QenCloudTicketHelper final : public TicketServiceLink {
+class QenCloudTicketHelper final {
 public:
     /// Opens the connection.
     /// @param busAddress  of the session bus; the environment's when empty
     /// @param replyLimit  how long checkXPCServiceIsReInital() waits
     explicit QenCloudTicketHelper(
         QenLogHelper& log, QString busAddress = {}, std::chrono::milliseconds replyLimit = std::chrono::seconds(10));
-    ~QenCloudTicketHelper() override;
     static QenCloudTicketHelper& sharedInstance() { return Platform::Shared<QenCloudTicketHelper>::instance(); }
 
-    void initialConnection();
+    /// The connection, opened when there was none; sets @p isNew then.
+    std::shared_ptr<Platform::BusConnection> initialConnection(bool* isNew = nullptr);
     /// Asks the service to start its proxy, connecting first when closed. Returns at once; the outcome is logged.
-    void runTicketXPC() override;
+    void runTicketXPC();
     /// Whether the service's connection is new: it was closed, or the service was started again. False without a reply
     /// in time. Blocks its caller until then.
     bool checkXPCServiceIsReInital();
     /// Asks the service to stop its proxy and forgets the connection. Returns at once.
-    void closeNgnServerXpc() override;
+    void closeNgnServerXpc();
     /// The connection to the service; null while closed.
     std::shared_ptr<Platform::BusConnection> XPCConnection() const;
     /// The service has refused its last start, or did not answer it.
     bool isRefusing() const { return m_isRefusing; }
 
 private:
-    /// The connection, opened when there was none; sets @p isNew then.
-    std::shared_ptr<Platform::BusConnection> openConnection(bool* isNew = nullptr);
-
     QenLogHelper& m_log;
     const QString m_busAddress;
     const std::chrono::milliseconds m_replyLimit;
     mutable std::mutex m_mutex;
     std::shared_ptr<Platform::BusConnection> m_XPCConnection;
     std::atomic<bool> m_isRefusing{false};
+    /// Last: its end waits for the calls under way.
     Platform::SerialQueue m_queue;
 };

@@ -1,6 +1,5 @@
 #include "DispatchTimer.h"
 #include "NotificationCenter.h"
-#include "QenRequestQueuePool.h"
 #include "Queue.h"
 #include "Tally.h"
 
@@ -212,13 +211,13 @@ void tst_Queue::blocksMayWaitForEachOther() {
 }
 
 void tst_Queue::poolGoesRound() {
-    QenRequestQueuePool pool;
+    Platform::QueuePool pool(u"login"_s, 10);
     std::vector<SerialQueue*> round;
     for (int i = 0; i < 20; ++i)
         round.push_back(&pool.queue());
     QCOMPARE(std::set<SerialQueue*>(round.begin(), round.end()).size(), size_t(10));
     QVERIFY(std::equal(round.begin(), round.begin() + 10, round.begin() + 10));
-    QCOMPARE(round.front()->label(), u"com.qencloud.mav.login"_s);
+    QCOMPARE(round.front()->label(), u"login"_s);
 }
 
 void tst_Queue::mainQueueRunsInOrderOnTheMainThread() {

@@ -1,10 +1,7 @@
 #include "AccountModel.h"
 #include "ArchiveStore.h"
 #include "IntegerValue.h"
-#include "QenAnalyseDomain.h"
-#include "QenNetworkInfoModel.h"
 #include "QenServerConfig.h"
-#include "QenUrlEncode.h"
 #include "StringExtension.h"
 
 #include <QFile>

@@ -1,5 +1,7 @@
 #include "AnswerVerdict.h"
+#include "MavResources.h"
 #include "PasswordRules.h"
+#include "StringTable.h"
 
 #include <QJsonDocument>
 #include <QTest>
@@ -93,7 +95,7 @@ private Q_SLOTS:
         row("code is a list", R"({"ret":2,"errorcode":[20],"msg":"服务器忙"})", Show::Text, "服务器忙");
         row("refusal with a good status", R"({"ret":1,"data":{"status":0},"msg":"m"})", Show::Text, "m");
     }
-    void loginPage() { compare(AnswerPlace::loginPage()); }
+    void loginPage() { compare(AnswerPlace::LoginPage); }
 
     void password_data() {
         answerColumns();
@@ -105,7 +107,7 @@ private Q_SLOTS:
         row("other code", R"({"ret":-1,"errorcode":7,"msg":"太简单"})", Show::Text, "太简单");
         row("21 counts with -1 only", R"({"ret":2,"errorcode":21,"msg":"m"})", Show::Text, "m");
     }
-    void password() { compare(AnswerPlace::passwordSheet()); }
+    void password() { compare(AnswerPlace::PasswordSheet); }
 
     void retrieval_data() {
         answerColumns();
@@ -118,7 +120,7 @@ private Q_SLOTS:
         row("mail failed", R"({"ret":-1,"errorcode":44})", Show::Key, "BackPwdMailSendFail");
         row("other code", R"({"ret":1,"errorcode":6,"msg":"没有该用户"})", Show::Text, "没有该用户");
     }
-    void retrieval() { compare(AnswerPlace::retrievalPage()); }
+    void retrieval() { compare(AnswerPlace::RetrievalPage); }
 
     void loginWindow_data() {
         answerColumns();
@@ -142,7 +144,7 @@ private Q_SLOTS:
             " state:(null) msg:(null)");
         row("signed in", R"({"ret":0,"data":{"state":0,"status":-5},"msg":"ok"})", Show::Done, "", " state:0 msg:ok");
     }
-    void loginWindow() { compare(AnswerPlace::loginWindow()); }
+    void loginWindow() { compare(AnswerPlace::LoginWindow); }
 
     void otherPlacesAndTransport() {
         const QJsonObject good = json(R"({"ret":0,"data":{"state":0,"status":0},"msg":"ok"})");
@@ -150,28 +152,28 @@ private Q_SLOTS:
         const auto judge = [](const char* answer, const AnswerPlace& place) {
             return judgeAnswer(json(answer), NoError, place);
         };
-        QCOMPARE(judgeAnswer(good, Timeout, AnswerPlace::loginWindow()),
+        QCOMPARE(judgeAnswer(good, Timeout, AnswerPlace::LoginWindow),
             (AnswerVerdict{Show::Text, u"请求超时"_s, head + u"Account login fail msg:请求超时"_s}));
-        QCOMPARE(judgeAnswer(good, Timeout, AnswerPlace::resetInLoginWindow()),
+        QCOMPARE(judgeAnswer(good, Timeout, AnswerPlace::ResetInLoginWindow),
             (AnswerVerdict{Show::Text, u"请求超时"_s, head + u"resetpassword fail msg:请求超时"_s}));
-        QCOMPARE(judge(R"({"ret":-1,"errorcode":20,"msg":"m"})", AnswerPlace::resetInLoginWindow()),
+        QCOMPARE(judge(R"({"ret":-1,"errorcode":20,"msg":"m"})", AnswerPlace::ResetInLoginWindow),
             (AnswerVerdict{Show::Text, u"m"_s, head + u"resetpassword ret:-1 msg:m"_s}));
-        QCOMPARE(judgeAnswer(good, NoError, AnswerPlace::resetInLoginWindow()),
+        QCOMPARE(judgeAnswer(good, NoError, AnswerPlace::ResetInLoginWindow),
             (AnswerVerdict{Show::Done, {}, head + u"resetpassword state:0 msg:ok"_s}));
-        QCOMPARE(judgeAnswer(good, NoError, AnswerPlace::logoutInLoginWindow()), (AnswerVerdict{Show::Done, {}, {}}));
-        QCOMPARE(judgeAnswer(good, NoError, AnswerPlace::logoutMenu()),
+        QCOMPARE(judgeAnswer(good, NoError, AnswerPlace::LogoutInLoginWindow), (AnswerVerdict{Show::Done, {}, {}}));
+        QCOMPARE(judgeAnswer(good, NoError, AnswerPlace::LogoutMenu),
             (AnswerVerdict{Show::Done, {}, head + u"logout ret:0 msg:ok"_s}));
-        for (const AnswerPlace& place : {AnswerPlace::logoutInLoginWindow(), AnswerPlace::logoutMenu()}) {
+        for (const AnswerPlace& place : {AnswerPlace::LogoutInLoginWindow, AnswerPlace::LogoutMenu}) {
             QCOMPARE(judge(R"({"ret":3,"msg":"忙"})", place),
                 (AnswerVerdict{Show::Text, u"忙"_s, head + u"logout ret:3 msg:忙"_s}));
             QCOMPARE(judgeAnswer({}, Timeout, place).log, head + u"logout fail msg:请求超时"_s);
         }
         QCOMPARE(
-            judge(R"({"ret":-1,"errorcode":21})", AnswerPlace::resetPage()).text, u"ModifyPwdFailedForOldPwdError"_s);
-        QCOMPARE(judgeAnswer(good, NotJson, AnswerPlace::loginPage()), (AnswerVerdict{Show::Key, u"NoAccount"_s, {}}));
-        QCOMPARE(judgeAnswer(good, Wordless, AnswerPlace::loginPage()), AnswerVerdict());
+            judge(R"({"ret":-1,"errorcode":21})", AnswerPlace::ResetPage).text, u"ModifyPwdFailedForOldPwdError"_s);
+        QCOMPARE(judgeAnswer(good, NotJson, AnswerPlace::LoginPage), (AnswerVerdict{Show::Key, u"NoAccount"_s, {}}));
+        QCOMPARE(judgeAnswer(good, Wordless, AnswerPlace::LoginPage), AnswerVerdict());
         QCOMPARE(
-            judgeAnswer(good, NotJson, AnswerPlace::passwordSheet()), (AnswerVerdict{Show::Text, u"不是 JSON"_s, {}}));
+            judgeAnswer(good, NotJson, AnswerPlace::PasswordSheet), (AnswerVerdict{Show::Text, u"不是 JSON"_s, {}}));
     }
 
     void grantsAreWholeOrNone_data() {
@@ -185,6 +187,11 @@ private Q_SLOTS:
         grant("user id is a number", R"({"ret":0,"data":{"state":0,"userid":1007,"ticket":"T"}})", true, "1007");
         grant("large number", R"({"ret":0,"data":{"state":0,"userid":9007199254740993,"ticket":"T"}})", true,
             "9007199254740993");
+        grant("user id is a fraction", R"({"ret":0,"data":{"state":0,"userid":3.9,"ticket":"T"}})", true, "");
+        grant("user id is too large", R"({"ret":0,"data":{"state":0,"userid":1e300,"ticket":"T"}})", true, "");
+        grant("ticket is a number", R"({"ret":0,"data":{"state":0,"userid":"lin","ticket":7}})", true, "");
+        grant("no ticket", R"({"ret":0,"data":{"state":0,"userid":"lin"}})", false, "");
+        grant("ticket is null", R"({"ret":0,"data":{"state":0,"userid":"lin","ticket":null}})", false, "");
         grant("no user id", R"({"ret":0,"data":{"state":0,"ticket":"T"}})", true, "");
         grant("user id is a list", R"({"ret":0,"data":{"state":0,"userid":["lin"],"ticket":"T"}})", true, "");
         grant("empty ticket", R"({"ret":0,"data":{"state":0,"userid":"lin","ticket":""}})", true, "");
@@ -257,6 +264,16 @@ private Q_SLOTS:
         QCOMPARE(verdict.forwarded.value_or(99), forwarded);
         QCOMPARE(verdict.log, u"[QenDetailWindow] QenCloud Check QRLogin "_s + log);
         QCOMPARE(verdict.logType, logType);
+    }
+
+    void aPollThatCannotBeUsedIsTold() {
+        initMavResources();
+        QVERIFY(installStringTable());
+        const QString unusable = localizedString(u"AnswerUnusable"_s);
+        QVERIFY(!unusable.isEmpty());
+        QCOMPARE(judgeQRPoll(json(R"({"data":{"state":0}})"), NoError).tells, unusable);
+        QCOMPARE(judgeQRPoll(json(R"({"ret":-1})"), NoError).tells, QString());
+        QCOMPARE(judgeQRPoll({}, ServerAnswer::unusable()).tells, unusable);
     }
 
     void pollLines() {

@@ -1,4 +1,3 @@
-#include "QenUrlEncode.h"
 #include "SealedBody.h"
 
 #include <QJsonArray>

@@ -19,9 +19,11 @@ QString operation(const char* name) {
 }
 
 /// Records what the session asked of its peers.
-class Peers final : public TicketServiceLink, public AgentAccessLink, public NetworkAccessLink {
+class Peers final : public NetworkAccessLink {
 public:
-    LoginLinks links() { return {this, this}; }
+    LoginLinks links() {
+        return {[this] { note(u"run"_s); }, [this] { note(u"close"_s); }, this};
+    }
     QStringList calls() {
         const std::lock_guard lock(m_mutex);
         return m_calls;
@@ -30,28 +32,10 @@ public:
         return eventually([&] { return calls().contains(call); });
     }
 
-    void runTicketXPC() override { note(u"run"_s); }
-    void closeNgnServerXpc() override { note(u"close"_s); }
-    void startRequestAccess(std::function<void(int)> completion) override {
-        note(u"access"_s);
-        completion(accessStatus);
-    }
-    void stopSmartAgent(std::function<void(const QJsonObject&, const Error&)> completion) override {
-        note(u"stop"_s);
-        completion(stopAnswer, stopError);
-    }
-    void accessAndStop(std::function<void(const AgentStop&)> completion) override {
-        startRequestAccess([this, completion](int status) {
-            if (status != 0)
-                completion({.access = status});
-            else
-                stopSmartAgent([completion](const QJsonObject& answer, const Error& error) {
-                    completion({.access = 0, .answer = answer, .error = error});
-                });
-        });
-    }
     void requestGeneralConfig(std::function<void(const QJsonObject&, const Error&)> completion) override {
         note(u"config"_s);
+        if (beforeConfig)
+            beforeConfig();
         completion(configAnswer, {});
     }
     void checkiNacNecessaryWithUrl(const QString& url, std::function<void(bool)> completion) override {
@@ -64,10 +48,8 @@ public:
     }
     void installStaticMobileconfig() override { note(u"static"_s); }
 
-    int accessStatus = 0;
-    QJsonObject stopAnswer{{"code", 0}};
-    Error stopError;
     QJsonObject configAnswer;
+    std::function<void()> beforeConfig;
     bool certificatePresent = false;
 
 private:
@@ -327,6 +309,68 @@ private Q_SLOTS:
         QCOMPARE(peers.calls(), expected);
     }
 
+    void nothingFollowsForSomebodyWhoHasLeft() {
+        ClientFolder folder;
+        folder.configure(m_server.httpPort());
+        Peers peers;
+        const QJsonObject config{{"domain", QJsonObject{{"auth_method", "3"}, {"inac_addr", "http://nac"}}}};
+        peers.configAnswer = {{"ret", 0}, {"data", QString::fromLatin1(WireCodec::sealAnswer(config))}};
+        ClientWorld client(folder, peers.links());
+        peers.beforeConfig = [&folder] { AccountModel::deleteCurrentModel(folder.support()); };
+        const QJsonObject data{{"state", 0}, {"userid", "lin"}, {"username", "林"}, {"ticket", "T"}};
+        QVERIFY(m_server.fault(operation("scan_status"), {{"kind", "json"}, {"json", answerWith(data)}}));
+        Outcome outcome;
+        client.helper.CheckQRLoginState(outcome.completion());
+        QVERIFY(outcome.wait());
+        QCOMPARE(peers.calls(), QStringList({u"run"_s, u"config"_s}));
+
+        // Nor is the policy kept that was asked for while the person was here.
+        storeRecord(folder, LoginType::Account);
+        QVERIFY(client.helper.iflogin());
+        QVERIFY(m_server.fault(u"/qen/ngnpolicy"_s, {{"kind", "delay"}, {"seconds", 0.3}}));
+        client.helper.Get_GeneralNGNPolicy();
+        AccountModel::deleteCurrentModel(folder.support());
+        QVERIFY(eventually([&] { return client.logText().contains(u"Get NGN Policy"_s); }));
+        QTest::qWait(50);
+        QVERIFY(!folder.hasState(u"NGNPolicy.archive"_s));
+        client.helper.Get_GeneralNGNPolicy();
+        QVERIFY(eventually([&] { return folder.hasState(u"NGNPolicy.archive"_s); }));
+    }
+
+    void aDomainAccountIsAskedForOffTheMainThread() {
+        ClientFolder folder;
+        folder.configure(m_server.httpPort());
+        ClientWorld client(folder);
+        const QJsonObject answer{{"ret", 0}, {"data", QJsonObject{{"user_name", "李四"}}}};
+        QVERIFY(m_server.fault(operation("ad_auth"), {{"kind", "json"}, {"json", answer}}));
+        std::optional<QString> name;
+        QSemaphore done;
+        client.helper.checkDomainAccount(
+            u"lisi"_s, u"corp.example"_s, [&](bool isValid, const std::optional<QString>& found, const Error&) {
+                name = isValid ? found : std::nullopt;
+                done.release();
+            });
+        QVERIFY(done.tryAcquire(1, 5000));
+        QCOMPARE(name, std::optional(u"李四"_s));
+        QVERIFY2(!folder.isAskedOnMain, "the request was made on the main thread");
+    }
+
+    void choicesOfTheNetworkDoNotOverlap() {
+        ClientFolder folder;
+        folder.configure(m_server.httpPort());
+        ClientWorld client(folder);
+        const auto before = m_server.requests(u"/qen/ping"_s).size();
+        QVERIFY(m_server.fault(u"/qen/ping"_s, {{"kind", "delay"}, {"seconds", 0.3}}));
+        // An older one that ends later would undo a newer one.
+        client.helper.Get_network_type();
+        client.helper.Get_network_type();
+        QVERIFY(eventually([&] { return folder.hasState(u"netType.archive"_s); }));
+        QTest::qWait(400);
+        QCOMPARE(m_server.requests(u"/qen/ping"_s).size(), before + 1);
+        client.helper.Get_network_type();
+        QVERIFY(eventually([&] { return m_server.requests(u"/qen/ping"_s).size() == before + 2; }));
+    }
+
     void networkTypeFollowsTheChoice() {
         ClientFolder folder;
         folder.configure({QVariant(QVariantList{"127.0.0.1", m_server.httpPort()})});
@@ -423,20 +467,16 @@ private Q_SLOTS:
         QProcess component;
         component.start(vpn, {u"60"_s});
         QVERIFY(component.waitForStarted());
-        Peers peers;
-        peers.accessStatus = accessStatus;
-        peers.stopAnswer = stopAnswer;
-        if (stopFails)
-            peers.stopError = Error(u"D"_s, 9);
+        const AgentStop outcome{accessStatus, stopAnswer, stopFails ? Error(u"D"_s, 9) : Error()};
         {
-            ClientWorld client(folder, peers.links(), &peers, vpn);
+            ClientWorld client(
+                folder, {}, [outcome](const AgentStopped& done) { done(outcome); }, vpn);
             QSemaphore done;
             client.helper.existZelVPN([&done] { done.release(); });
             QVERIFY(done.tryAcquire(1, 5000));
             QVERIFY(client.logText().contains(u"[QenCloudLoginHelper] "_s + line));
             QVERIFY(!done.tryAcquire(1, 20));
         }
-        QCOMPARE(peers.calls().contains(u"stop"_s), accessStatus == 0);
         component.kill();
         QVERIFY(component.waitForFinished());
     }

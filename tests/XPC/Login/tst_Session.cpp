@@ -41,9 +41,10 @@ public:
 
     void step() {
         using Act = void (Play::*)();
-        static constexpr std::array<Act, 15> Acts{&Play::askNetworkType, &Play::askSignIn, &Play::askSignIn,
-            &Play::askTicket, &Play::askTicket, &Play::askTicket, &Play::askLogout, &Play::askQR, &Play::askDomain,
-            &Play::serverEnds, &Play::agentWrites, &Play::deliver, &Play::deliver, &Play::deliver, &Play::kill};
+        static constexpr std::array<Act, 17> Acts{&Play::askNetworkType, &Play::stammer, &Play::askSignIn,
+            &Play::askSignIn, &Play::askTicket, &Play::askTicket, &Play::askTicket, &Play::askLogout, &Play::askQR,
+            &Play::askDomain, &Play::serverEnds, &Play::agentWrites, &Play::agentWritesAnOldCopy, &Play::deliver,
+            &Play::deliver, &Play::deliver, &Play::kill};
         (this->*Acts[m_random.bounded(quint32(Acts.size()))])();
         check();
     }
@@ -132,12 +133,29 @@ private:
         if (m_model.state() == SessionState::LogoutPending) {
             m_serverTicket.clear();
             send(QRAnswer{m_model.asked, stating(-2)});
+        } else if (m_model.state() != SessionState::Domain && chance(8)) {
+            send(QRAnswer{m_model.asked, stating(-2)});
         } else if (chance(4)) {
             m_serverTicket = newTicket();
             send(QRAnswer{m_model.asked, granting(u"wang"_s, m_serverTicket)});
         } else {
             send(QRAnswer{m_model.asked, stating(-1)});
         }
+    }
+    /// The server says nothing usable, or refuses, beside data that would sign in, end or confirm.
+    void stammer() {
+        QJsonObject answer = chance(2) ? granting(u"lin"_s, newTicket()) : stating(chance(2) ? -7 : 0);
+        answer.remove(u"ret"_s);
+        if (chance(2)) {
+            send(TicketAnswer{m_model.asked, answer});
+            return;
+        }
+        if (chance(2))
+            answer.insert(u"ret"_s, 5);
+        if (chance(2))
+            send(QRAnswer{m_model.asked, answer});
+        else
+            send(LogoutAnswer{m_model.asked, answer});
     }
     void askNetworkType() { send(NetworkTypeAnswer{m_model.asked, chance(2)}); }
     void askDomain() { send(DomainAnswer{m_model.asked, u"lisi"_s, u"李四"_s, u"CORP"_s}); }
@@ -161,11 +179,21 @@ private:
         if (record && record->ticket_state() == 2)
             send(TicketTimeOut{m_model.asked});
     }
+    /// It has read the record some time ago, may keep the ticket as plain text, and notes its own.
+    void agentWritesAnOldCopy() {
+        if (m_copies.isEmpty())
+            return;
+        AccountModel copy = m_copies[m_random.bounded(m_copies.size())];
+        copy.setTicket_state(1 + qint64(m_random.bounded(2)));
+        apply(RecordFound{copy});
+    }
     void kill() {
         if (!chance(3))
             return;
         // What is on disk is what the next run knows, and no answer to this one reaches it.
         m_pending.clear();
+        m_copies.clear();
+        m_gone.clear();
         m_model = {.record = m_model.record, .isConfirmed = false, .asked = {}};
         m_generation = {};
     }
@@ -188,7 +216,24 @@ private:
         m_model = step.next;
         for (const SessionEffect effect : step.effects)
             take(effect, step.reason);
-        checkEffects(before, step, std::holds_alternative<RecordFound>(event));
+        const bool isFound = std::holds_alternative<RecordFound>(event);
+        if (!isFound && ticketOf(before) != ticketOf(m_model))
+            m_gone << ticketOf(before);
+        m_gone.remove(QString());
+        QVERIFY2(!m_gone.contains(ticketOf(m_model)), "an older ticket came back");
+        if (m_model.record && !m_copies.contains(*m_model.record))
+            m_copies << *m_model.record;
+        if (m_copies.size() > MostCopies)
+            m_copies.removeFirst();
+        checkEffects(before, step, isFound);
+        QVERIFY2(ticketOf(before) == ticketOf(m_model) || before.asked.ticket != m_model.asked.ticket,
+            "another ticket under the same number");
+        const bool isWish = before.state() == SessionState::LogoutPending;
+        QVERIFY2(!isWish || !m_model.record || m_model.record->islogout() == 1 ||
+                before.asked.signIn != m_model.asked.signIn,
+            "the wish to sign out was lost");
+        if (saysNothing(event))
+            QVERIFY2(before.asked == m_model.asked && step.effects.isEmpty(), "an unusable answer did something");
         const bool isTold = before.asked.signIn == m_model.asked.signIn || step.reason != SessionReason::None;
         QVERIFY2(isTold, "a session changed without a reason");
         // A sign-in and a sign-out also concern the next ticket; every other answer is about the one it was sent with.
@@ -226,12 +271,24 @@ private:
                 "the server ended a domain session");
         }
     }
+    static QString ticketOf(const SessionModel& model) {
+        return model.record && model.state() != SessionState::Domain ? model.record->decryptTicket() : QString();
+    }
     static bool isSameRecord(const std::optional<AccountModel>& one, const std::optional<AccountModel>& other) {
         if (!one || !other)
             return !one && !other;
         return one->userid() == other->userid() && one->ticket() == other->ticket() &&
             one->loginType() == other->loginType() && one->islogout() == other->islogout() &&
             one->networkType() == other->networkType();
+    }
+    /// A refusal ends a session when the ticket was asked about; all else wants a success.
+    static bool saysNothing(const SessionEvent& event) {
+        if (const auto* ticket = std::get_if<TicketAnswer>(&event))
+            return !ServerAnswer::ret(ticket->answer);
+        if (const auto* qr = std::get_if<QRAnswer>(&event))
+            return ServerAnswer::ret(qr->answer) != 0;
+        const auto* logout = std::get_if<LogoutAnswer>(&event);
+        return logout && logout->answer && ServerAnswer::ret(*logout->answer) != 0;
     }
     static AskedFor askedOf(const SessionEvent& event) {
         return std::visit(
@@ -280,6 +337,10 @@ private:
     SessionModel m_model;
     AskedFor m_generation;
     QList<Pending> m_pending;
+    static constexpr qsizetype MostCopies = 20;
+    /// Records as the agent may have read them, and tickets that were replaced or ended.
+    QList<AccountModel> m_copies;
+    QSet<QString> m_gone;
     QString m_serverTicket;
     int m_tickets = 0;
     bool m_network = true;
@@ -472,6 +533,42 @@ private Q_SLOTS:
         const auto record = AccountModel::currentModel(folder.path());
         QCOMPARE(record->islogout(), 1);
         QCOMPARE(record->ticket_state(), 1);
+    }
+
+    void anOldCopyOfTheRecordBringsNoOldTicketBack_data() {
+        QTest::addColumn<qint64>("note");
+        QTest::addColumn<qint64>("kept");
+        QTest::newRow("a note") << qint64(3) << qint64(3);
+        // It speaks of the older ticket.
+        QTest::newRow("a time-out") << qint64(TicketState::TimedOut) << qint64(TicketState::Valid);
+    }
+    void anOldCopyOfTheRecordBringsNoOldTicketBack() {
+        QFETCH(qint64, note);
+        QFETCH(qint64, kept);
+        QTemporaryDir folder;
+        AccountModel old = recordOf(u"lin"_s, u"T0"_s);
+        QVERIFY(old.save(folder.path()));
+        Session session(folder.path());
+        const auto submitted = [&session](const SessionEvent& event) {
+            QSemaphore done;
+            session.submit(event, [&done](const Session::Outcome&) { done.release(); });
+            return done.tryAcquire(1, 5000);
+        };
+        QVERIFY(submitted(TicketAnswer{session.asked(), granting(u"lin"_s, u"T1"_s)}));
+        const AskedFor asked = session.asked();
+        old.setTicket_state(note);
+        QVERIFY(old.save(folder.path()));
+        QCOMPARE(session.current().record->decryptTicket(), u"T1"_s);
+        QCOMPARE(session.current().record->ticket_state(), kept);
+        QCOMPARE(session.asked(), asked);
+        // The file follows without another event.
+        QTRY_COMPARE(AccountModel::currentModel(folder.path())->decryptTicket(), u"T1"_s);
+        QCOMPARE(AccountModel::currentModel(folder.path())->ticket_state(), kept);
+
+        QVERIFY(submitted(LogoutAnswer{session.asked(), QJsonObject{{"ret", 0}}}));
+        QVERIFY(old.save(folder.path()));
+        QVERIFY(!session.isSignedIn());
+        QTRY_VERIFY(!AccountModel::currentModel(folder.path()));
     }
 
     void aSignInThatCannotBeStoredIsNone() {

@@ -1,4 +1,4 @@
-#include "VindorClient.h"
+#include "VpnComponent.h"
 
 #include <QFile>
 #include <QTcpServer>
@@ -39,12 +39,6 @@ private:
     QList<QByteArray> m_answers;
 };
 
-struct Stop {
-    int access = 7;
-    qint64 error = 0;
-    bool finished = false;
-};
-
 } // namespace
 
 class tst_VindorClient : public QObject {
@@ -76,12 +70,15 @@ private Q_SLOTS:
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write(QByteArray::number(agent.server.serverPort()) + "\n");
         file.close();
-        Stop stop;
         VindorClient client(portFile, 0.5);
-        runStop(client, stop);
-        QTRY_VERIFY(stop.finished);
-        QCOMPARE(stop.access, access);
-        QCOMPARE(stop.error, error);
+        std::optional<AgentStop> stop;
+        // Hops to this thread, which is the agent's as well.
+        client.accessAndStop([this, &stop](const AgentStop& outcome) {
+            QMetaObject::invokeMethod(this, [&stop, outcome] { stop = outcome; });
+        });
+        QTRY_VERIFY(stop);
+        QCOMPARE(stop->access, access);
+        QCOMPARE(stop->error.code(), error);
         QVERIFY(agent.requests.first().startsWith("POST /v1/access "));
         if (access == 0) {
             QVERIFY(agent.requests.last().startsWith("POST /v1/smartagent/stop "));
@@ -112,26 +109,6 @@ private Q_SLOTS:
         qint64 code = 0;
         client.stopSmartAgent([&](const QJsonObject&, const Error& error) { code = error.code(); });
         QCOMPARE(code, Error::CannotConnect);
-    }
-
-private:
-    /// What the session does with a running component; hops to this thread for the outcome.
-    void runStop(VindorClient& client, Stop& stop) {
-        const auto here = [this](auto call) { QMetaObject::invokeMethod(this, std::move(call), Qt::QueuedConnection); };
-        client.startRequestAccess([&client, &stop, here](int status) {
-            here([&stop, status] {
-                stop.access = status;
-                stop.finished = status != 0;
-            });
-            if (status != 0)
-                return;
-            client.stopSmartAgent([&stop, here](const QJsonObject&, const Error& error) {
-                here([&stop, code = error.code()] {
-                    stop.error = code;
-                    stop.finished = true;
-                });
-            });
-        });
     }
 };
 
