@@ -136,9 +136,14 @@ private:
 
     /// A dictionary with an object among its keys is read as an object with the fields "NS.keys" and "NS.objects". Once
     /// written, these are lists of their own.
+    int readLists(const ArchiveValue& object, const ClassEntry& objectClass, int depth, ArchiveValue& result) {
+        const int height = readFields(object, objectClass, depth, result);
+        return result.value(KeysKey).isArray() && result.value(ItemsKey).isArray() ? height : Broken;
+    }
+
     int readPairs(const ArchiveValue& object, const ClassEntry& objectClass, int depth, ArchiveValue& result) {
         if (uidOf(object.value(KeysKey)))
-            return readFields(object, objectClass, depth, result);
+            return readLists(object, objectClass, depth, result);
         const ArchiveValue::Array& keys = object.value(KeysKey).array();
         const ArchiveValue::Array& values = object.value(ItemsKey).array();
         if (!object.value(KeysKey).isArray() || !object.value(ItemsKey).isArray() || keys.size() != values.size() ||
@@ -147,7 +152,7 @@ private:
         for (const ArchiveValue& key : keys) {
             const ArchiveValue* text = keyObject(key);
             if (text && text->isDictionary())
-                return readFields(object, objectClass, depth, result);
+                return readLists(object, objectClass, depth, result);
             if (!text || !text->isString())
                 return Broken;
         }

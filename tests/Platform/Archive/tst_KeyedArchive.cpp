@@ -270,6 +270,8 @@ private Q_SLOTS:
         row("more keys than values", archive({dictionaryEntry({2}, {}, 3), "a", mapClass}));
         row("key that is a number", archive({dictionaryEntry({2}, {2}, 3), 5, mapClass}));
         row("key that is nil", nilKey());
+        row("keys that are a number",
+            archive({Pairs{{"NS.keys", uid(2)}, {"NS.objects", uids({2})}, {"$class", uid(3)}}, 5, mapClass}));
         row("text without text",
             archive({Pairs{{"$class", uid(2)}},
                 classEntry("NSMutableString", {"NSMutableString", "NSString", "NSObject"})}));
