@@ -7,6 +7,7 @@
 #include <QNetworkProxy>
 #include <QUrl>
 
+#include <openssl/crypto.h>
 #include <pthread.h>
 #include <signal.h>
 #include <unistd.h>
@@ -146,8 +147,10 @@ void HttpThread::run() {
     sigset_t all;
     sigfillset(&all);
     pthread_sigmask(SIG_BLOCK, &all, nullptr);
+    // Not taken down at exit: the process may end while this thread is still setting it up.
+    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
     if (CURLM* multi = isCurlThere() ? curl_multi_init() : nullptr) {
-        // Again, after the libraries' own exit handlers are registered: the last one runs first.
+        // Again, after the other libraries' exit handlers are registered: the last one runs first.
         parkAtExit();
         curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, MostConnections);
         curl_multi_setopt(multi, CURLMOPT_MAX_HOST_CONNECTIONS, MostConnections);

@@ -6,6 +6,7 @@
 #include <spawn.h>
 #include <sys/wait.h>
 
+#include <cstdlib>
 #include <cstring>
 
 using namespace Qt::StringLiterals;
@@ -17,7 +18,7 @@ using Platform::HttpSession;
 namespace {
 
 /// The process ends in the middle of everything; reaching its end unharmed is the test.
-int exitWhileBusy(const QString& url) {
+int exitWhileBusy(const QString& url, int milliseconds) {
     static HttpSession session({.acceptAnyServerCertificate = true});
     static std::function<void()> again = [url] {
         session.getJson(url, {}, [](const QJsonObject&, const Error& error) {
@@ -27,7 +28,7 @@ int exitWhileBusy(const QString& url) {
     };
     for (int i = 0; i < 4; ++i)
         again();
-    std::this_thread::sleep_for(std::chrono::milliseconds(60));
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
     std::exit(0);
 }
 
@@ -159,8 +160,9 @@ void tst_HttpTls::exitUnderWay() {
             connection.write(Success);
         },
         tls.get());
-    for (int i = 0; i < 10; ++i) {
-        const int status = runSelf({"--exit-while-busy", server.url().toLatin1()});
+    // At first in the middle of the libraries' own beginning.
+    for (const int after : {0, 2, 4, 6, 8, 10, 15, 20, 60, 60, 60, 60}) {
+        const int status = runSelf({"--exit-while-busy", server.url().toLatin1(), QByteArray::number(after)});
         QVERIFY2(WIFEXITED(status) && WEXITSTATUS(status) == 0, qPrintable(QString::number(status, 16)));
     }
     QVERIFY(server.accepted() > 10);
@@ -168,8 +170,8 @@ void tst_HttpTls::exitUnderWay() {
 
 int main(int argc, char** argv) {
     QCoreApplication application(argc, argv);
-    if (argc > 2 && std::strcmp(argv[1], "--exit-while-busy") == 0)
-        return exitWhileBusy(QString::fromUtf8(argv[2]));
+    if (argc > 3 && std::strcmp(argv[1], "--exit-while-busy") == 0)
+        return exitWhileBusy(QString::fromUtf8(argv[2]), std::atoi(argv[3]));
     tst_HttpTls test;
     return QTest::qExec(&test, argc, argv);
 }
