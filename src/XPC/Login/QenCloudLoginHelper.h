@@ -121,7 +121,9 @@ private:
 
     QVariant agentSetting(const QString& name) const;
     QString statePath(const QString& name) const { return m_world.userState + u'/' + name; }
-    bool hasState(const QString& name) const;
+    bool hasState(const QString& name) const {
+        return Platform::fileIdentity(statePath(name)) != Platform::FileIdentity();
+    }
     /// Leaves a file alone that holds this already, so that whoever follows it hears of changes only. True when it does
     /// afterwards.
     bool replaceState(const QString& name, const Platform::ArchiveValue& root,
