@@ -131,7 +131,7 @@ private:
 
     const World m_world;
     std::atomic<bool> m_isChoosingNetwork{false};
-    std::function<void(bool)> m_loginBlock;
+    std::function<void(bool)> m_loginBlock = [](bool) {};
     std::mutex m_mutex;
     /// The gateway policy that was stored last, and its file as it was then.
     QJsonObject m_policy;
