@@ -205,7 +205,8 @@ private Q_SLOTS:
         QenLogHelper log(world.logFolder(), world.logRecord());
         QenCloudTicketHelper ticket(log, world.address());
         VindorClient client(world.portFile());
-        const VpnComponent vpn({.tasks = TaskHelper::sharedInstance(), .executable = world.vpn()});
+        const VpnComponent vpn(
+            {.tasks = TaskHelper::sharedInstance(), .executable = world.vpn(), .accessAndStop = [](const auto&) {}});
         std::atomic<bool> signedIn{true};
         QenCloudClientProcessListener listener(
             {.getNetworkType = [] {},

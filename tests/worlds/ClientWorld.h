@@ -80,7 +80,7 @@ private:
 class ClientWorld {
 public:
     explicit ClientWorld(ClientFolder& folder, LoginLinks links = {},
-        std::function<void(AgentStopped)> accessAndStop = {}, const QString& vpnExecutable = u"/no/such/vpn"_s)
+        std::function<void(AgentStopped)> accessAndStop = refuse, const QString& vpnExecutable = u"/no/such/vpn"_s)
         : log(folder.logs(), folder.file(u"logs.data"_s)),
           config(folder.agent() + u"/.QenConfig"_s, folder.support() + u"/QenCloudL"_s),
           device(folder.machine(), {.listAddresses = [&folder] { return folder.addresses(); }}),
@@ -104,6 +104,9 @@ public:
               .agentState = folder.agent(),
               .links = std::move(links)}),
           m_folder(folder) {}
+
+    /// An agent that refuses.
+    static void refuse(const AgentStopped& done) { done({.access = AgentStop::NoAccess}); }
 
     /// Puts a record in place as another process would, or takes it away, and waits until the main thread has heard of
     /// it.

@@ -25,7 +25,7 @@ struct AccountOperation {
     enum class Body { None, Json, Sealed };
 
     QString path;
-    QString before;
+    QString before = {};
     QString failure;
     QString success = {};
     int beforeType = 1;
@@ -61,7 +61,6 @@ const AccountOperation Ticket{.path = u"/api/public/clientlogin/ticket_auth"_s,
     .beforeType = TraceLine,
     .timeout = 3.0};
 const AccountOperation Domain{.path = u"/api/public/clientlogin/ad_auth"_s,
-    .before = {},
     .failure = u"Check Domain account failed with error: %1"_s,
     .outcomeType = FailureLine,
     .alwaysFormed = true};
@@ -74,12 +73,10 @@ const AccountOperation Retrieve{u"/api/public/clientlogin/retrieve_password"_s,
     u"[AccountManager] QenCloud retrievePassWord url:%1"_s, u"QenCloud retrievePassWord faild with error:%1"_s,
     u" QenCloud retrievePassWord response success"_s};
 const AccountOperation Config{.path = u"/api/public/client/start_config"_s,
-    .before = {},
     .failure = u"Get Config faild with error:%1"_s,
     .timeout = 3.0,
     .body = Body::None};
 const AccountOperation Policy{.path = u"/qen/ngnpolicy?ostype=mac"_s,
-    .before = {},
     .failure = u"Get NGN Policy faild with error:%1"_s,
     .timeout = 3.0,
     .body = Body::None};

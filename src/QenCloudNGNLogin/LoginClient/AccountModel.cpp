@@ -17,11 +17,6 @@ namespace {
 const QString PassPhrase = u"quorvanel"_s;
 const QString ClassName = u"AccountModel"_s;
 
-/// Present but empty: a record without a user id is another thing.
-QString emptyText() {
-    return ""_L1;
-}
-
 } // namespace
 
 AccountModelHelper& AccountModelHelper::helper() {
@@ -29,8 +24,8 @@ AccountModelHelper& AccountModelHelper::helper() {
     return *helper;
 }
 
-AccountModel::AccountModel() : m_userid(emptyText()), m_username(emptyText()), m_domainName(emptyText()) {
-    setTicket(emptyText());
+AccountModel::AccountModel() {
+    setTicket(""_L1);
 }
 
 void AccountModel::setTicket(const QString& ticket) {

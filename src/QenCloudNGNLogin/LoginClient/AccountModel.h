@@ -4,6 +4,8 @@
 
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace Platform {
 class ArchiveValue;
 }
@@ -76,11 +78,12 @@ public:
 private:
     QString m_ticket;
     qint64 m_qenStatus = 0;
-    QString m_userid;
-    QString m_username;
+    // Present but empty: a record without a user id is another thing.
+    QString m_userid = ""_L1;
+    QString m_username = ""_L1;
     qint64 m_islogout = 0;
     qint64 m_ticketState = 1;
     qint64 m_networkType = 1;
     qint64 m_loginType = 0;
-    QString m_domainName;
+    QString m_domainName = ""_L1;
 };

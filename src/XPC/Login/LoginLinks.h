@@ -19,10 +19,11 @@ public:
     virtual void installStaticMobileconfig() = 0;
 };
 
-/// The session's peers; one that is absent is not asked.
+/// The session's peers.
 struct LoginLinks {
     // The ticket service. Both return at once.
-    std::function<void()> runTicketXPC = {};
-    std::function<void()> closeNgnServerXpc = {};
+    std::function<void()> runTicketXPC = [] {};
+    std::function<void()> closeNgnServerXpc = [] {};
+    /// Absent: nobody is asked.
     NetworkAccessLink* networkAccess = nullptr;
 };

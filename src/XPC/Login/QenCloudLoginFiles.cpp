@@ -65,10 +65,6 @@ QVariantList QenCloudLoginHelper::TrustedsAppList() const {
     return agentSetting(StateFiles::TrustedApps).toMap().value(u"trustedapp"_s).toList();
 }
 
-bool QenCloudLoginHelper::hasState(const QString& name) const {
-    return Platform::fileIdentity(statePath(name)) != Platform::FileIdentity();
-}
-
 bool QenCloudLoginHelper::replaceState(const QString& name, const ArchiveValue& root, Platform::Durability durability) {
     const QByteArray bytes = Platform::KeyedArchiver::archivedData(root);
     if (bytes.isEmpty())

@@ -42,20 +42,14 @@ void QenCloudLoginHelper::carryOut(SessionEffect effect, const SessionModel& ses
     case SessionEffect::RequestUserPolicy:
         return reloadZelVPN();
     case SessionEffect::StartTicketService:
-        if (m_world.links.runTicketXPC)
-            m_world.links.runTicketXPC();
-        break;
+        return m_world.links.runTicketXPC();
     case SessionEffect::CloseTicketService:
-        if (m_world.links.closeNgnServerXpc)
-            m_world.links.closeNgnServerXpc();
-        break;
+        return m_world.links.closeNgnServerXpc();
     case SessionEffect::StopVpn:
         return existZelVPN();
     case SessionEffect::TellSignedIn:
     case SessionEffect::TellSignedOut:
-        if (m_loginBlock)
-            m_loginBlock(effect == SessionEffect::TellSignedIn);
-        break;
+        return m_loginBlock(effect == SessionEffect::TellSignedIn);
     case SessionEffect::MakeSoleId:
         return createSoleidAndSave();
     case SessionEffect::RemoveSoleId:

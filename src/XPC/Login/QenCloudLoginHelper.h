@@ -121,7 +121,9 @@ private:
 
     QVariant agentSetting(const QString& name) const;
     QString statePath(const QString& name) const { return m_world.userState + u'/' + name; }
-    bool hasState(const QString& name) const;
+    bool hasState(const QString& name) const {
+        return Platform::fileIdentity(statePath(name)) != Platform::FileIdentity();
+    }
     /// Leaves a file alone that holds this already, so that whoever follows it hears of changes only. True when it does
     /// afterwards.
     bool replaceState(const QString& name, const Platform::ArchiveValue& root,
@@ -129,7 +131,7 @@ private:
 
     const World m_world;
     std::atomic<bool> m_isChoosingNetwork{false};
-    std::function<void(bool)> m_loginBlock;
+    std::function<void(bool)> m_loginBlock = [](bool) {};
     std::mutex m_mutex;
     /// The gateway policy that was stored last, and its file as it was then.
     QJsonObject m_policy;

@@ -96,12 +96,6 @@ Session::Session(const QString& rootPath, QObject* parent) : QObject(parent), m_
     m_shown = m_model;
 }
 
-Session::~Session() = default;
-
-void Session::setEffects(Effects effects) {
-    m_effects = std::move(effects);
-}
-
 SessionModel Session::current() {
     const std::lock_guard lock(m_mutex);
     refresh();

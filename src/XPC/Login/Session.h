@@ -66,10 +66,10 @@ public:
     /// Reads the record. @param rootPath  the user's Application Support folder
     explicit Session(const QString& rootPath, QObject* parent = nullptr);
     /// Waits for the event that is being carried out.
-    ~Session() override;
+    ~Session() override = default;
 
     /// Who carries out what follows from an event, on the session's queue. Set once, before the first event.
-    void setEffects(Effects effects);
+    void setEffects(Effects effects) { m_effects = std::move(effects); }
 
     /// Main thread: as of the last changed().
     SessionState state() const { return m_shown.state(); }

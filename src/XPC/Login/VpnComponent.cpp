@@ -99,10 +99,3 @@ QString VpnComponent::search(const QString& filter, Platform::Error* error) cons
         task->terminate();
     return found.isEmpty() ? QString() : found;
 }
-
-void VpnComponent::stop(const AgentStopped& done) const {
-    if (m_world.accessAndStop)
-        m_world.accessAndStop(done);
-    else
-        done({.access = AgentStop::NoAccess});
-}

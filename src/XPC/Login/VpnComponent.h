@@ -60,8 +60,8 @@ public:
         const TaskHelper& tasks;
         /// By whose path the component's process is found.
         QString executable;
-        /// Asks the agent for access and for the stop. Absent: a running component cannot be stopped.
-        std::function<void(AgentStopped done)> accessAndStop = {};
+        /// Asks the agent for access and for the stop.
+        std::function<void(AgentStopped done)> accessAndStop;
     };
 
     explicit VpnComponent(World world) : m_world(std::move(world)) {}
@@ -72,8 +72,8 @@ public:
     QString processIds(Platform::Error* error) const { return search(u" | awk '{print $2}'"_s, error); }
 
     /// Has the agent stop it, as one unit that nobody else's stop can void.
-    /// @param done  called once, on any thread; without an agent as one that refuses
-    void stop(const AgentStopped& done) const;
+    /// @param done  called once, on any thread
+    void stop(AgentStopped done) const { m_world.accessAndStop(std::move(done)); }
 
 private:
     QString search(const QString& filter, Platform::Error* error) const;
