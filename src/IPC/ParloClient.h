@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QCborValue>
+#include <QByteArray>
 #include <QString>
 
 #include <atomic>
@@ -13,16 +13,16 @@ public:
     static constexpr qint64 NoReply = -1;
 
     /// @param folder  where the endpoints' sockets lie
-    explicit ParloClient(QString folder);
+    explicit ParloClient(QString folder) : m_folder(std::move(folder)) {}
 
     /// Seconds.
     void setSendTimeout(double seconds) { m_sendTimeout = seconds; }
     void setReceiveTimeout(double seconds) { m_receiveTimeout = seconds; }
 
-    /// The reply object and, in @p retCode, the receiver's return code; an undefined value and NoReply when nobody
-    /// listens, the message is larger than a frame, or the reply is late or no reply.
-    QCborValue sendMessageWithName(
-        const QString& name, const QCborValue& message, quint32 msgid, qint64* retCode) const;
+    /// The reply and, in @p retCode, the receiver's return code; a null reply and NoReply when nobody trusted listens,
+    /// the message is longer than a packet, or the reply is late or no reply.
+    QByteArray sendMessageWithName(
+        const QString& name, const QByteArray& message, quint32 msgid, qint64* retCode) const;
 
 private:
     const QString m_folder;

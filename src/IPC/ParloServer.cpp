@@ -1,11 +1,9 @@
 #include "ParloServer.h"
 
-#include "ParloFrame.h"
-#include "ParloKeys.h"
-#include "ParloSocket.h"
+#include "Files.h"
+#include "ParloPacket.h"
 #include "UnixSocket.h"
 
-#include <QCborMap>
 #include <QFile>
 
 #include <poll.h>
@@ -13,138 +11,94 @@
 #include <sys/socket.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <list>
+#include <limits>
 #include <vector>
+
+namespace UnixSocket = Platform::UnixSocket;
 
 using Platform::UniqueFd;
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-constexpr size_t MostPeers = 16;
+constexpr int Backlog = 8;
+constexpr ptrdiff_t MostPeers = 16;
 constexpr ptrdiff_t MostPeersOfUser = 15;
-constexpr std::chrono::seconds SilenceLimit{30};
-constexpr std::chrono::seconds ReplyLimit{2};
-constexpr std::chrono::seconds DescriptorPause{1};
+constexpr int DescriptorPauseMilliseconds = 1000;
 
 struct Peer {
     UniqueFd socket;
     bool isRoot;
-    Clock::time_point closesAt = Clock::now() + SilenceLimit;
-    QByteArray buffer = {};
+    /// The round in which it was heard last, or came.
+    quint64 heard;
 };
 
 } // namespace
 
 struct ParloServer::Listener {
-    Listener(ParloServerDelegate& receiver, UniqueFd listeningSocket)
-        : delegate(receiver), socket(std::move(listeningSocket)), wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
-
     void run();
-    void acceptPeers();
+    void acceptPeer();
     void makeRoomFor(bool isRoot);
-    bool serve(Peer& peer);
-    bool answer(const Peer& peer, const QCborValue& request);
-    int timeLeft() const;
+    bool serve(int peer);
 
     ParloServerDelegate& delegate;
     const UniqueFd socket;
-    const UniqueFd wake;
+    const UniqueFd wake{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
     /// The one that has been silent for longest comes first.
-    std::list<Peer> peers;
-    /// When no descriptor was free for one who knocks, nobody is let in before this.
-    Clock::time_point acceptsAfter = Clock::now();
+    std::vector<Peer> peers = {};
+    quint64 round = 0;
 };
-
-int ParloServer::Listener::timeLeft() const {
-    auto due = acceptsAfter > Clock::now() ? acceptsAfter : Clock::time_point::max();
-    for (const Peer& peer : peers)
-        due = std::min(due, peer.closesAt);
-    if (due == Clock::time_point::max())
-        return -1;
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(due - Clock::now()).count();
-    return static_cast<int>(std::max<qint64>(left, 0));
-}
 
 /// One place is root's alone, so that the user's programs cannot keep the agent out; where all are taken, whoever has
 /// been silent for longest goes.
 void ParloServer::Listener::makeRoomFor(bool isRoot) {
-    const auto isUser = [](const Peer& peer) { return !peer.isRoot; };
-    if (isRoot && peers.size() >= MostPeers)
-        peers.pop_front();
-    else if (!isRoot && std::ranges::count_if(peers, isUser) >= MostPeersOfUser)
-        peers.erase(std::ranges::find_if(peers, isUser));
+    const auto counts = [isRoot](const Peer& peer) { return isRoot || !peer.isRoot; };
+    if (std::ranges::count_if(peers, counts) >= (isRoot ? MostPeers : MostPeersOfUser))
+        peers.erase(std::ranges::find_if(peers, counts));
 }
 
-void ParloServer::Listener::acceptPeers() {
-    for (;;) {
-        UniqueFd peer(accept4(socket.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-        if (!peer.isOpen()) {
-            if (errno == EMFILE || errno == ENFILE)
-                acceptsAfter = Clock::now() + DescriptorPause;
-            return;
-        }
-        if (!ParloSocket::isTrustedPeer(peer.get()))
-            continue;
-        const bool isRoot = Platform::UnixSocket::peerOf(peer.get()) == uid_t(0);
-        makeRoomFor(isRoot);
-        peers.push_back({std::move(peer), isRoot});
+void ParloServer::Listener::acceptPeer() {
+    UniqueFd peer(accept4(socket.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    if (!peer.isOpen() && (errno == EMFILE || errno == ENFILE)) {
+        // Whoever knocks would be heard again at once.
+        pollfd end{wake.get(), POLLIN, 0};
+        poll(&end, 1, DescriptorPauseMilliseconds);
     }
+    const auto user = UnixSocket::trustedPeer(peer.get());
+    if (!user)
+        return;
+    const bool isRoot = *user == 0;
+    makeRoomFor(isRoot);
+    peers.push_back({std::move(peer), isRoot, round});
 }
 
-bool ParloServer::Listener::answer(const Peer& peer, const QCborValue& request) {
-    const QCborMap message = request.toMap();
-    const QCborValue msgid = message.value(ParloKeys::MessageId);
-    if (!msgid.isInteger())
+/// False when the peer is to be closed, also for a reply that it leaves no room for.
+bool ParloServer::Listener::serve(int peer) {
+    const auto message = ParloPacket::receive(peer);
+    if (!message || message->number < 0 || message->number > std::numeric_limits<quint32>::max())
         return false;
-    const QCborValue reply =
-        delegate.handleIPCReceiveData(message.value(ParloKeys::Message), static_cast<quint32>(msgid.toInteger()));
-    QCborMap answer;
-    answer.insert(ParloKeys::ReturnCode, QCborValue(0));
-    answer.insert(ParloKeys::Reply, reply);
-    const auto frame = ParloFrame::encoded(answer);
-    return frame && ParloSocket::writeAll(peer.socket.get(), *frame, Clock::now() + ReplyLimit);
-}
-
-/// False when the peer is to be closed.
-bool ParloServer::Listener::serve(Peer& peer) {
-    if (!ParloSocket::readSome(peer.socket.get(), peer.buffer, Clock::now()))
-        return false;
-    peer.closesAt = Clock::now() + SilenceLimit;
-    for (;;) {
-        QCborValue message;
-        const ParloFrame::State state = ParloFrame::take(peer.buffer, &message);
-        if (state == ParloFrame::State::Incomplete)
-            return true;
-        if (state == ParloFrame::State::Broken || !answer(peer, message))
-            return false;
-    }
+    return ParloPacket{0, delegate.handleIPCReceiveData(message->bytes, static_cast<quint32>(message->number))}.send(
+        peer);
 }
 
 void ParloServer::Listener::run() {
-    for (;;) {
-        const short accepting = acceptsAfter > Clock::now() ? 0 : POLLIN;
-        std::vector<pollfd> sources = {{wake.get(), POLLIN, 0}, {socket.get(), accepting, 0}};
+    for (;; ++round) {
+        std::vector<pollfd> sources = {{wake.get(), POLLIN, 0}, {socket.get(), POLLIN, 0}};
         for (const Peer& peer : peers)
             sources.push_back({peer.socket.get(), POLLIN, 0});
-        poll(sources.data(), sources.size(), timeLeft());
+        poll(sources.data(), sources.size(), -1);
         if (sources[0].revents)
             return;
-        std::list<Peer> heard;
-        size_t place = 2;
-        for (auto peer = peers.begin(); peer != peers.end(); ++place) {
-            const auto next = std::next(peer);
-            if (sources[place].revents ? !serve(*peer) : Clock::now() >= peer->closesAt)
-                peers.erase(peer);
-            else if (sources[place].revents)
-                heard.splice(heard.end(), peers, peer);
-            peer = next;
+        for (size_t i = 0; i < peers.size(); ++i) {
+            if (!sources[i + 2].revents)
+                continue;
+            peers[i].heard = round;
+            if (!serve(peers[i].socket.get()))
+                peers[i].socket.close();
         }
-        peers.splice(peers.end(), heard);
+        std::erase_if(peers, [](const Peer& peer) { return !peer.socket.isOpen(); });
+        std::ranges::stable_sort(peers, {}, &Peer::heard);
         if (sources[1].revents)
-            acceptPeers();
+            acceptPeer();
     }
 }
 
@@ -158,11 +112,15 @@ ParloServer::~ParloServer() {
 bool ParloServer::startListen(const QString& key) {
     if (m_listener)
         return m_key == key;
-    UniqueFd socket = ParloSocket::listenAt(m_folder, key);
+    const QString path = m_folder + u'/' + key;
+    // A socket file whose owner died is in the way; one that still answers is not ours to take.
+    if (!Platform::makePrivateFolder(m_folder) || UnixSocket::connectTo(path).isOpen() || errno == EAGAIN)
+        return false;
+    UniqueFd socket = UnixSocket::listenAt(path, Backlog);
     if (!socket.isOpen())
         return false;
     m_key = key;
-    m_listener = std::make_unique<Listener>(m_delegate, std::move(socket));
+    m_listener.reset(new Listener{m_delegate, std::move(socket)});
     m_thread = std::thread([this] { m_listener->run(); });
     return true;
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QCborValue>
+#include <QByteArray>
 #include <QString>
 
 #include <memory>
@@ -10,15 +10,15 @@
 class ParloServerDelegate {
 public:
     virtual ~ParloServerDelegate() = default;
-    /// Called on the endpoint's own thread. @return the reply; an undefined or null value is an empty one
-    virtual QCborValue handleIPCReceiveData(const QCborValue& data, quint32 msgid) = 0;
+    /// Called on the endpoint's own thread. @return the reply
+    virtual QByteArray handleIPCReceiveData(const QByteArray& data, quint32 msgid) = 0;
 };
 
 /// A named endpoint that accepts messages of root and of this user; any other peer is closed unread.
 ///
-/// Sleeps on a thread of its own while it listens. A peer that hangs, floods or speaks nonsense is closed: at most
-/// sixteen at a time, one of them kept for root, each with at most one frame of memory and thirty silent seconds; a
-/// further one takes the place of the one that has been silent for longest.
+/// Sleeps on a thread of its own while it listens. A peer that floods or speaks nonsense is closed, and no peer holds
+/// memory between its messages. At most sixteen at a time, one of them kept for root; a further one takes the place of
+/// the one that has been silent for longest.
 class ParloServer final {
 public:
     /// @param delegate  must outlive the listening  @param folder  where the endpoints' sockets lie

@@ -1,6 +1,5 @@
 #include "QenUIParloManager.h"
 
-#include "Paths.h"
 #include "SystemLog.h"
 
 using namespace Qt::StringLiterals;
@@ -13,12 +12,6 @@ constexpr double Timeout = 60.0;
 
 } // namespace
 
-QenUIParloManager::QenUIParloManager(const QString& folder) : m_uiClient(folder), m_uiServer(*this, folder) {}
-
-QenUIParloManager::~QenUIParloManager() {
-    m_uiServer.stopListen(ListeningKey);
-}
-
 void QenUIParloManager::config() {
     m_uiClient.setSendTimeout(Timeout);
     m_uiClient.setReceiveTimeout(Timeout);
@@ -26,13 +19,9 @@ void QenUIParloManager::config() {
         Platform::systemLog(u"[QenUIParloManager] cannot listen: %1"_s.arg(ListeningKey));
 }
 
-void QenUIParloManager::sendMessageWithName(const QString& name, const QCborValue& message, quint32 msgid,
-    const std::function<void(qint64 retCode, const QCborValue& reply)>& completion) const {
+void QenUIParloManager::sendMessageWithName(const QString& name, const QByteArray& message, quint32 msgid,
+    const std::function<void(qint64 retCode, const QByteArray& reply)>& completion) const {
     qint64 retCode = ParloClient::NoReply;
-    const QCborValue reply = m_uiClient.sendMessageWithName(name, message, msgid, &retCode);
+    const QByteArray reply = m_uiClient.sendMessageWithName(name, message, msgid, &retCode);
     completion(retCode, reply);
-}
-
-QCborValue QenUIParloManager::handleIPCReceiveData(const QCborValue&, quint32) {
-    return nullptr;
 }

@@ -10,8 +10,7 @@
 class QenUIParloManager final : public ParloServerDelegate {
 public:
     /// @param folder  where the endpoints' sockets lie
-    explicit QenUIParloManager(const QString& folder);
-    ~QenUIParloManager() override;
+    explicit QenUIParloManager(const QString& folder) : m_uiClient(folder), m_uiServer(*this, folder) {}
     static QenUIParloManager& sharedInstance() { return Platform::Shared<QenUIParloManager>::instance(); }
 
     ParloClient& uiClient() { return m_uiClient; }
@@ -22,11 +21,11 @@ public:
 
     /// Sends on the caller's thread and calls @p completion, which is required, once with the return code and the
     /// reply. Blocks for up to 60 seconds each way: never on the main thread.
-    void sendMessageWithName(const QString& name, const QCborValue& message, quint32 msgid,
-        const std::function<void(qint64 retCode, const QCborValue& reply)>& completion) const;
+    void sendMessageWithName(const QString& name, const QByteArray& message, quint32 msgid,
+        const std::function<void(qint64 retCode, const QByteArray& reply)>& completion) const;
 
     /// Accepts every message and answers with an empty reply: what the client acts on comes in files.
-    QCborValue handleIPCReceiveData(const QCborValue& data, quint32 msgid) override;
+    QByteArray handleIPCReceiveData(const QByteArray&, quint32) override { return {}; }
 
 private:
     ParloClient m_uiClient;
