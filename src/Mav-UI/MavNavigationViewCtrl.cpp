@@ -1,7 +1,6 @@
 #include "MavNavigationViewCtrl.h"
 
 #include "Deployment.h"
-#include "NetworkLook.h"
 #include "QenCloudLoginHelper.h"
 #include "QenMainViewController.h"
 #include "QenServerConfig.h"
@@ -20,7 +19,8 @@ MavNavigationViewCtrl::MavNavigationViewCtrl(const MainViewWorld& world, QWidget
     setFocusPolicy(Qt::ClickFocus);
     setAccessibleName(u"主页"_s);
     takeInViews();
-    followNetwork();
+    m_world.reachability.start(m_answers.wrapped(
+        [this](Platform::ReachabilityStatus status) { updateNetWorkStatus(static_cast<int>(status)); }));
     connect(&m_world.login.session(), &Session::changed, this, &MavNavigationViewCtrl::showNote);
     showNote();
 }
@@ -41,11 +41,6 @@ void MavNavigationViewCtrl::takeInViews() {
     m_mainView->show();
 }
 
-void MavNavigationViewCtrl::followNetwork() {
-    m_world.reachability.start(m_answers.wrapped(
-        [this](Platform::ReachabilityStatus status) { updateNetWorkStatus(static_cast<int>(status)); }));
-}
-
 void MavNavigationViewCtrl::refresh() {
     const auto follow = m_answers.wrapped(
         [&reachability = m_world.reachability](const QString& server) { reachability.setTarget(server); });
@@ -58,15 +53,18 @@ void MavNavigationViewCtrl::refresh() {
 }
 
 void MavNavigationViewCtrl::updateNetWorkStatus(int status) {
-    const auto look = networkLook(status);
-    if (!look)
+    if (status < -1 || status > 2)
         return;
+    const bool isOnline = status > 0;
     const QSize size(Theme::IconSize, Theme::IconSize);
-    m_ui->networkPicture->setPixmap(Theme::picture(look->picture, size, devicePixelRatioF()));
-    m_ui->networkLab->setText(localizedString(look->key));
+    m_ui->networkPicture->setPixmap(
+        Theme::picture(isOnline ? u"Mav-icon"_s : u"Mav-gray"_s, size, devicePixelRatioF()));
+    m_ui->networkLab->setText(localizedString(isOnline ? u"MavSuccess"_s : u"ReconnectServer"_s));
     m_ui->networkPicture->setAccessibleName(m_ui->networkLab->text());
-    m_offlineSince =
-        !look->isOnline ? (m_offlineSince.isValid() ? m_offlineSince : QDateTime::currentDateTime()) : QDateTime();
+    if (isOnline)
+        m_offlineSince = {};
+    else if (!m_offlineSince.isValid())
+        m_offlineSince = QDateTime::currentDateTime();
     showNote();
 }
 

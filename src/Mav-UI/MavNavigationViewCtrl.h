@@ -26,12 +26,11 @@ public:
 
     /// Somebody signed in or was confirmed: reads the server's address and the tools again. Any thread.
     void refresh();
-    /// @param status  as networkLook() takes it
+    /// @param status  -1 unknown, 0 not reachable, 1 mobile, 2 Wi-Fi; any other leaves the line as it is
     void updateNetWorkStatus(int status);
 
 private:
     void takeInViews();
-    void followNetwork();
     void showNote();
 
     const MainViewWorld m_world;

@@ -42,7 +42,11 @@ public:
     QString file(const QString& name) const { return m_folder.filePath(name); }
     /// Root of the facts of a computer with one network interface.
     QString machine() const { return m_folder.filePath(u"machine"_s); }
+    /// Called when the interfaces are listed, which is for the first request that names them.
+    static inline std::function<void()> listing;
     static QList<InterfaceAddress> addresses() {
+        if (listing)
+            listing();
         return {{u"eth0"_s, InterfaceAddress::Family::IPv4, true, false, u"192.0.2.7"_s}};
     }
 
