@@ -51,14 +51,11 @@ ApplicationParts runningParts(Client& client, AppDelegate*& delegate) {
         }
         exportLogCtrl->beginSheet();
     };
-    const PasswordSheetWorld passwordWorld{
-        .login = client.login, .log = client.log, .work = client.work, .alert = [&delegate](const QString& text) {
-            delegate->showAlertTipForLogin(text);
-        }};
-    parts.beginModifyPasswordSheet = [passwordWorld, modifypasswordWinCtrl = QPointer<MavModifyPasswordCtrl>()](
+    parts.beginModifyPasswordSheet = [&client, &delegate, modifypasswordWinCtrl = QPointer<MavModifyPasswordCtrl>()](
                                          QWidget* window) mutable {
         if (!modifypasswordWinCtrl)
-            modifypasswordWinCtrl = new MavModifyPasswordCtrl(passwordWorld, window);
+            modifypasswordWinCtrl = new MavModifyPasswordCtrl(
+                {.application = *delegate, .login = client.login, .log = client.log, .work = client.work}, window);
         modifypasswordWinCtrl->beginSheet();
     };
     return parts;

@@ -35,8 +35,6 @@ MavLoginStateViewCtrl::MavLoginStateViewCtrl(const MainViewWorld& world, QWidget
     m_ui->otpNoteLab->setText(localizedString(u"OtpElsewhere"_s));
     m_ui->resetPasswordTipsLab->hide();
     m_ui->scanLoginBtn->setVisible(static_cast<bool>(m_world.openDetailWindow));
-    for (QPushButton* button : findChildren<QPushButton*>())
-        button->setAccessibleName(button->text());
     makeForm();
     connectPages();
     selectLoginTypeTableView(AccountPage);

@@ -40,11 +40,10 @@ private Q_SLOTS:
         m_window = std::make_unique<QWidget>();
         m_window->resize(960, 640);
         m_window->show();
-        m_sheet = new MavModifyPasswordCtrl(
-            {.login = m_world->client.helper,
-                .log = m_world->client.log,
-                .work = m_world->client.work,
-                .alert = [this](const QString& text) { m_world->showAlertTipForLogin(text); }},
+        m_sheet = new MavModifyPasswordCtrl({.application = *m_world,
+                                                .login = m_world->client.helper,
+                                                .log = m_world->client.log,
+                                                .work = m_world->client.work},
             m_window.get());
         m_results.clear();
         connect(m_sheet, &QDialog::finished, this, [this](int result) { m_results << result; });
@@ -344,7 +343,7 @@ private Q_SLOTS:
         QStringList reached;
         for (qsizetype step = 0; step < wanted.size(); ++step) {
             reached << m_sheet->focusWidget()->objectName();
-            QVERIFY2(!m_sheet->focusWidget()->accessibleName().isEmpty(), qPrintable(reached.constLast()));
+            QVERIFY2(!spokenName(m_sheet->focusWidget()).isEmpty(), qPrintable(reached.constLast()));
             QTest::keyClick(m_sheet->focusWidget(), Qt::Key_Tab);
         }
         QCOMPARE(reached, wanted);
