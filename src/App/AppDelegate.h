@@ -1,32 +1,30 @@
 #pragma once
 
 #include "ApplicationInterface.h"
-#include "ApplicationParts.h"
 #include "Completion.h"
 #include "NotificationCenter.h"
 
+#include <QMenu>
 #include <QObject>
 #include <QPointer>
 #include <QString>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 
-class ApplicationMenu;
-class ITDevice;
+class MavExportLogController;
+class MavModifyPasswordCtrl;
 class MavServerSetingWinCtrl;
 class QenAboutWindowController;
-class QenCloudLoginHelper;
 class QenHelpWebWindowController;
-class QenLogHelper;
 class QenMainWindow;
 class StatusItem;
-class VpnComponent;
+struct Client;
 
 namespace Platform {
-class TaskGroup;
 class TrayHost;
-} // namespace Platform
+}
 
 /// The spine of the client: runs the launch sequence, owns the tray item and the menu's operations, decides how the
 /// process quits.
@@ -36,19 +34,12 @@ class AppDelegate final : public QObject, public ApplicationInterface {
     Q_OBJECT
 public:
     struct World {
-        QenCloudLoginHelper& login;
-        ITDevice& device;
-        QenLogHelper& log;
-        Platform::NotificationCenter& center;
+        Client& client;
         Platform::TrayHost& trayHost;
-        /// The user's Application Support folder.
-        QString applicationSupport;
-        VpnComponent& vpn;
-        /// Work that the menu has begun and does not wait for.
-        Platform::TaskGroup& work;
-        ApplicationParts parts;
         /// Ends the process; not expected to come back.
         std::function<void(int status)> exitProcess;
+        /// From the launch to the watchdog's first look.
+        std::chrono::milliseconds processListenerDelay{30000};
     };
 
     explicit AppDelegate(World world);
@@ -65,7 +56,6 @@ public:
     bool applicationShouldTerminate();
     /// The desktop asks for a menu; there is none.
     void applicationDockMenu();
-    void terminate() { applicationShouldTerminate(); }
 
     void setAppearanceAqua();
     void addQenNotifications();
@@ -74,8 +64,9 @@ public:
     void checkTrayStatus();
     void checkTrayStatusConfigWithNotification(const Platform::Notification&) { checkTrayStatus(); }
     void statusItemDidCliked();
+    /// Gives the items that can be used now their action; a grey one says why in its tool tip.
     void setItemsHiddenMenu();
-    void validateMenuItem();
+    void validateMenuItem() { setItemsHiddenMenu(); }
     void showAlertTipForLogin(const QString& text) override;
 
     void tapAboutItem();
@@ -95,7 +86,6 @@ public:
     qint64 terminateCode() const { return m_terminateCode; }
     void setTerminateCode(qint64 code) { m_terminateCode = code; }
     bool hasStatusItem() const { return m_statusItem != nullptr; }
-    ApplicationMenu* menu() const;
 
 private:
     enum class MainWindow { Front, AsItIs };
@@ -104,6 +94,7 @@ private:
     void showAlert(const QString& text);
     void showTerminateWaring();
     void bringForward();
+    void makeMenu(QenMainWindow& window);
     void logoutAnswered(const struct AnswerVerdict& verdict);
     QenHelpWebWindowController& helpWindow();
     QRect mainWindowFrame() const;
@@ -115,7 +106,13 @@ private:
     bool m_isExportingLogs = false;
     bool m_isFollowingTray = false;
     QPointer<QenMainWindow> m_mainWindow;
-    QPointer<ApplicationMenu> m_menu;
+    /// With the main window it goes, and its items and the sheets with it.
+    QPointer<QMenu> m_menu;
+    QAction* m_exportItem = nullptr;
+    QAction* m_modifyPasswordItem = nullptr;
+    QAction* m_logoutItem = nullptr;
+    QPointer<MavExportLogController> m_exportLogCtrl;
+    QPointer<MavModifyPasswordCtrl> m_modifypasswordWinCtrl;
     QPointer<MavServerSetingWinCtrl> m_setingWinCtrl;
     std::unique_ptr<QenAboutWindowController> m_aboutWindow;
     std::unique_ptr<QenHelpWebWindowController> m_helpWindow;
