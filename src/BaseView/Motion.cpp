@@ -1,8 +1,8 @@
 #include "Motion.h"
 
+#include "BusConnection.h"
+
 #include <QCoreApplication>
-#include <QDBusConnection>
-#include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusVariant>
@@ -44,14 +44,17 @@ private:
             u"/org/freedesktop/portal/desktop"_s, u"org.freedesktop.portal.Settings"_s, u"Read"_s);
         question.setArguments({u"org.gnome.desktop.interface"_s, u"enable-animations"_s});
         question.setAutoStartService(false);
-        const auto answer = QDBusConnection::sessionBus().asyncCall(question, AnswerMilliseconds);
-        auto* watcher = new QDBusPendingCallWatcher(answer, QCoreApplication::instance());
-        QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [this, watcher] {
-            m_isReduced = !areAnimationsOn(*watcher);
-            watcher->deleteLater();
+        QObject* const context = QCoreApplication::instance();
+        m_bus.find(context, [this, context, question](const QDBusConnection& bus) {
+            auto* watcher = new QDBusPendingCallWatcher(bus.asyncCall(question, AnswerMilliseconds), context);
+            QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [this, watcher] {
+                m_isReduced = !areAnimationsOn(*watcher);
+                watcher->deleteLater();
+            });
         });
     }
 
+    Platform::BusConnection m_bus;
     QElapsedTimer m_asked;
     bool m_isReduced = false;
 };
