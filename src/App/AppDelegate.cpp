@@ -27,15 +27,11 @@ constexpr qint64 TerminateRefused = 1;
 } // namespace
 
 AppDelegate::AppDelegate(World world) : m_world(std::move(world)) {
+    makeMenu();
     connect(&m_world.client.session, &Session::changed, this, &AppDelegate::setItemsHiddenMenu);
 }
 
 AppDelegate::~AppDelegate() = default;
-
-void AppDelegate::setMainWindow(QenMainWindow* window) {
-    m_mainWindow = window;
-    makeMenu(*window);
-}
 
 void AppDelegate::applicationDidFinishLaunching() {
     Client& client = m_world.client;
@@ -49,7 +45,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     client.fileListener.startUIResourcesFileListen();
     client.parlo.config();
     Platform::after(Platform::mainQueue(), m_world.processListenerDelay,
-        [&listener = client.processListener] { listener.startListening(); });
+        m_answers.wrapped([&listener = client.processListener] { listener.startListening(); }));
     m_terminateCode = TerminateAtOnce;
     checkTrayStatus();
 }
@@ -72,8 +68,7 @@ bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows) {
 void AppDelegate::applicationWillBecomeActive() {
     // A person who turned to About or Help after closing the main window does not want it back.
     m_answers.async([this] {
-        const QenMainWindow* window = m_mainWindow.data();
-        const bool isElsewhere = QApplication::activeWindow() && window && !window->isVisible();
+        const bool isElsewhere = QApplication::activeWindow() && !m_world.window.isVisible();
         applyTrayStatus(isElsewhere ? MainWindow::AsItIs : MainWindow::Front);
     });
 }
@@ -115,20 +110,17 @@ void AppDelegate::followTrayHost() {
 }
 
 void AppDelegate::bringForward() {
-    if (!m_mainWindow)
-        return;
     // A box, sheet or window that the person has just turned to stays in front of the main window.
     const QPointer<QWidget> active = QApplication::activeWindow();
-    m_mainWindow->makeKeyAndOrderFront();
-    if (active && active != m_mainWindow) {
+    m_world.window.makeKeyAndOrderFront();
+    if (active && active != &m_world.window) {
         active->raise();
         active->activateWindow();
     }
 }
 
 void AppDelegate::statusItemDidCliked() {
-    if (m_mainWindow)
-        m_mainWindow->makeKeyAndOrderFront();
+    m_world.window.makeKeyAndOrderFront();
 }
 
 void AppDelegate::showAlertTipForLogin(const QString& text) {
@@ -146,17 +138,20 @@ void AppDelegate::showAlert(const QString& text) {
             return;
         }
     }
-    auto* box = new CustomMessageBox(m_mainWindow);
+    warningBox(text)->attach();
+}
+
+CustomMessageBox* AppDelegate::warningBox(const QString& text) {
+    auto* box = new CustomMessageBox(&m_world.window);
     box->setTitle(
         localizedString(u"Warnning"_s), text, CustomMessageBox::BoxStyle::Warning, {}, localizedString(u"Confirm"_s));
-    box->attach();
+    return box;
 }
 
 bool AppDelegate::applicationShouldTerminate() {
     Platform::systemLog(u"applicationShouldTerminate isCanTerminated : %1"_s.arg(m_terminateCode));
     if (m_terminateCode != TerminateRefused) {
-        if (m_mainWindow)
-            m_mainWindow->savePlace();
+        m_world.window.savePlace();
         m_world.exitProcess(0);
         return true;
     }
@@ -166,10 +161,8 @@ bool AppDelegate::applicationShouldTerminate() {
 }
 
 void AppDelegate::showTerminateWaring() {
-    auto* box = new CustomMessageBox(m_mainWindow);
+    CustomMessageBox* box = warningBox(localizedString(u"ForbidenExit"_s));
     box->setWindowModality(Qt::WindowModal);
-    box->setTitle(localizedString(u"Warnning"_s), localizedString(u"ForbidenExit"_s),
-        CustomMessageBox::BoxStyle::Warning, {}, localizedString(u"Confirm"_s));
     box->attach();
 }
 

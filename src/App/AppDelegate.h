@@ -4,9 +4,7 @@
 #include "Completion.h"
 #include "NotificationCenter.h"
 
-#include <QMenu>
 #include <QObject>
-#include <QPointer>
 #include <QString>
 
 #include <chrono>
@@ -16,6 +14,7 @@
 class MavExportLogController;
 class MavModifyPasswordCtrl;
 class MavServerSetingWinCtrl;
+class QAction;
 class QenAboutWindowController;
 class QenHelpWebWindowController;
 class QenMainWindow;
@@ -33,8 +32,11 @@ class TrayHost;
 class AppDelegate final : public QObject, public ApplicationInterface {
     Q_OBJECT
 public:
+    /// All of it outlives the application.
     struct World {
         Client& client;
+        /// That sheets and alerts attach to; the menu is made for it.
+        QenMainWindow& window;
         Platform::TrayHost& trayHost;
         /// Ends the process; not expected to come back.
         std::function<void(int status)> exitProcess;
@@ -44,9 +46,6 @@ public:
 
     explicit AppDelegate(World world);
     ~AppDelegate() override;
-
-    /// The window that sheets and alerts attach to. It must outlive the launch; the menu is made for it.
-    void setMainWindow(QenMainWindow* window);
 
     void applicationDidFinishLaunching();
     /// Asked to open again, by a second launch. @returns true
@@ -93,11 +92,11 @@ private:
     void followTrayHost();
     void showAlert(const QString& text);
     void showTerminateWaring();
+    class CustomMessageBox* warningBox(const QString& text);
     void bringForward();
-    void makeMenu(QenMainWindow& window);
+    void makeMenu();
     void logoutAnswered(const struct AnswerVerdict& verdict);
     QenHelpWebWindowController& helpWindow();
-    QRect mainWindowFrame() const;
 
     const World m_world;
     qint64 m_terminateCode = 0;
@@ -105,18 +104,17 @@ private:
     bool m_isQuitting = false;
     bool m_isExportingLogs = false;
     bool m_isFollowingTray = false;
-    QPointer<QenMainWindow> m_mainWindow;
-    /// With the main window it goes, and its items and the sheets with it.
-    QPointer<QMenu> m_menu;
+    // The main window's.
     QAction* m_exportItem = nullptr;
     QAction* m_modifyPasswordItem = nullptr;
     QAction* m_logoutItem = nullptr;
-    QPointer<MavExportLogController> m_exportLogCtrl;
-    QPointer<MavModifyPasswordCtrl> m_modifypasswordWinCtrl;
-    QPointer<MavServerSetingWinCtrl> m_setingWinCtrl;
+    MavExportLogController* m_exportLogCtrl = nullptr;
+    MavModifyPasswordCtrl* m_modifypasswordWinCtrl = nullptr;
+    MavServerSetingWinCtrl* m_setingWinCtrl = nullptr;
     std::unique_ptr<QenAboutWindowController> m_aboutWindow;
     std::unique_ptr<QenHelpWebWindowController> m_helpWindow;
     std::unique_ptr<StatusItem> m_statusItem;
-    Platform::NotificationCenter::Observer m_hideTray;
     Platform::Receiver m_answers;
+    // It ends before what it hands over to.
+    Platform::NotificationCenter::Observer m_hideTray;
 };

@@ -14,6 +14,8 @@
 #include "StringTable.h"
 #include "Theme.h"
 
+#include <QMenu>
+
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -29,7 +31,8 @@ void setAvailable(QAction* item, bool available, const QString& refusal) {
 
 } // namespace
 
-void AppDelegate::makeMenu(QenMainWindow& window) {
+void AppDelegate::makeMenu() {
+    QenMainWindow& window = m_world.window;
     auto* menu = new QMenu(&window);
     const auto add = [&](const QString& name, const QString& title, void (AppDelegate::*operation)(),
                          const QKeySequence& shortcut = {}) {
@@ -58,22 +61,14 @@ void AppDelegate::makeMenu(QenMainWindow& window) {
     window.addActions(menu->actions());
     window.setMenu(menu);
     connect(menu, &QMenu::aboutToShow, this, &Self::validateMenuItem);
-    m_menu = menu;
     setItemsHiddenMenu();
 }
 
 void AppDelegate::setItemsHiddenMenu() {
-    if (!m_menu)
-        return;
     const bool isSignedIn = m_world.client.session.state() != SessionState::SignedOut && !m_isLoggingOut;
     for (QAction* item : {m_modifyPasswordItem, m_logoutItem})
         setAvailable(item, isSignedIn, u"登录后可用"_s);
     setAvailable(m_exportItem, !m_isExportingLogs, u"正在导出日志…"_s);
-}
-
-QRect AppDelegate::mainWindowFrame() const {
-    const QenMainWindow* window = m_mainWindow.data();
-    return window ? window->geometry() : QRect();
 }
 
 void AppDelegate::tapAboutItem() {
@@ -81,7 +76,8 @@ void AppDelegate::tapAboutItem() {
         m_aboutWindow = std::make_unique<QenAboutWindowController>();
         m_aboutWindow->adjustSize();
         const QSize size = m_aboutWindow->size();
-        m_aboutWindow->setGeometry(QRect(BaseWindowController::getFrameOriginOfWindow(size, mainWindowFrame()), size));
+        m_aboutWindow->setGeometry(
+            QRect(BaseWindowController::getFrameOriginOfWindow(size, m_world.window.geometry()), size));
     }
     m_aboutWindow->makeKeyAndOrderFront();
 }
@@ -93,14 +89,14 @@ QenHelpWebWindowController& AppDelegate::helpWindow() {
 }
 
 void AppDelegate::showHelpTopic(const QString& tag) {
-    helpWindow().openOver(m_mainWindow);
+    helpWindow().openOver(&m_world.window);
     helpWindow().loadHelpWithTag(tag);
 }
 
 void AppDelegate::tapHelp() {
     constexpr int Offset = 50;
-    const QRect frame(
-        BaseWindowController::getFrameOriginOfWindow(Theme::HelpWindowSize, mainWindowFrame()) + QPoint(Offset, Offset),
+    const QRect frame(BaseWindowController::getFrameOriginOfWindow(Theme::HelpWindowSize, m_world.window.geometry()) +
+            QPoint(Offset, Offset),
         Theme::HelpWindowSize);
     helpWindow().setGeometry(frame);
     helpWindow().loadHelpView();
@@ -109,12 +105,11 @@ void AppDelegate::tapHelp() {
 
 void AppDelegate::excludeLogs() {
     if (!m_exportLogCtrl) {
-        auto* sheet = new MavExportLogController(m_world.client.log, m_mainWindow);
-        connect(sheet, &MavExportLogController::exportingChanged, this, [this](bool isExporting) {
+        m_exportLogCtrl = new MavExportLogController(m_world.client.log, &m_world.window);
+        connect(m_exportLogCtrl, &MavExportLogController::exportingChanged, this, [this](bool isExporting) {
             m_isExportingLogs = isExporting;
             setItemsHiddenMenu();
         });
-        m_exportLogCtrl = sheet;
     }
     m_exportLogCtrl->beginSheet();
 }
@@ -123,17 +118,16 @@ void AppDelegate::modifyPasswordClick() {
     if (!m_modifypasswordWinCtrl) {
         Client& client = m_world.client;
         m_modifypasswordWinCtrl = new MavModifyPasswordCtrl(
-            {.application = *this, .login = client.login, .log = client.log, .work = client.work}, m_mainWindow);
+            {client.login, client.log, client.work, [this](const QString& text) { showAlertTipForLogin(text); }},
+            &m_world.window);
     }
     m_modifypasswordWinCtrl->beginSheet();
 }
 
 void AppDelegate::ConfigureServerClick() {
-    if (!m_mainWindow)
-        return;
-    m_mainWindow->makeKeyAndOrderFront();
+    m_world.window.makeKeyAndOrderFront();
     if (!m_setingWinCtrl)
-        m_setingWinCtrl = new MavServerSetingWinCtrl(m_world.client.applicationSupport, m_mainWindow);
+        m_setingWinCtrl = new MavServerSetingWinCtrl(m_world.client.applicationSupport, &m_world.window);
     m_setingWinCtrl->beginSheet();
 }
 

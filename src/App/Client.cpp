@@ -47,6 +47,12 @@ QenCloudClientProcessListener::World watchdogWorld(
     };
 }
 
+/// Makes each of them what its class's sharedInstance() gives.
+template <typename... Objects>
+void share(Objects&... objects) {
+    (Platform::Shared<Objects>::set(objects), ...);
+}
+
 /// Hands the session's wishes for network access to the two services behind it.
 class NetworkAccess final : public NetworkAccessLink {
 public:
@@ -130,8 +136,7 @@ Client::Client()
       fileListener({.center = center,
           .config = config,
           .log = log,
-          .agentState = agentState,
-          .applicationSupport = applicationSupport,
+          .files = QenUIFileListener::followedFiles(agentState, applicationSupport),
           .record = [this] { return session.current().record; }}),
       parlo(Platform::Paths::runtime()), processListener(watchdogWorld(login, ticketService, vpn), log),
 
@@ -142,21 +147,8 @@ Client::Client()
           .agentState = agentState,
           .applicationBundle = Platform::Paths::applicationBundle(),
           .accounts = domainAccounts.get()}) {
-    using Platform::Shared;
-    Shared<ITDevice>::set(device);
-    Shared<QenLogHelper>::set(log);
-    Shared<QenServerConfig>::set(config);
-    Shared<QenAnalyseDomain>::set(domain);
-    Shared<AccountManager>::set(accounts);
-    Shared<QenCloudNGNLogin>::set(server);
-    Shared<QenCloudTicketHelper>::set(ticketService);
-    Shared<iNacNetwork>::set(nacServer);
-    Shared<iNacManager>::set(nac);
-    Shared<QenCloudLoginHelper>::set(login);
-    Shared<QenUIFileListener>::set(fileListener);
-    Shared<QenUIParloManager>::set(parlo);
-    Shared<QenCloudClientProcessListener>::set(processListener);
-    Shared<QenCheck>::set(check);
+    share(device, log, config, domain, accounts, server, ticketService, nacServer, nac, login, fileListener, parlo,
+        processListener, check);
 }
 
 QenCheckRound::World Client::round() {

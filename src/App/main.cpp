@@ -20,6 +20,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <optional>
 
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -72,16 +73,15 @@ int runApplication(Client& client, Platform::RunningApplications& running, Platf
 
     Platform::TrayHost trayHost(bus);
     // What the end of the process takes back; there once the window is.
-    WindowContents* contents = nullptr;
+    std::optional<WindowContents> contents;
     const auto quit = [&contents, &client](int status) {
         if (contents)
             contents->withdraw();
         endProcess(client.log, status);
     };
-    AppDelegate delegate({client, trayHost, quit});
-    Platform::Reachability reachability;
     QenMainWindow window(client.defaults);
-    delegate.setMainWindow(&window);
+    AppDelegate delegate({client, window, trayHost, quit});
+    Platform::Reachability reachability;
 
     followSignals([&delegate, quit] {
         // The gate may refuse a person once, not the end of the session.
@@ -99,10 +99,9 @@ int runApplication(Client& client, Platform::RunningApplications& running, Platf
         });
     delegate.applicationDidFinishLaunching();
     // After the launch sequence, which only posts the window's showing: what the pages log comes behind its first line.
-    WindowContents windowContents(client, delegate, window, reachability, bus);
-    contents = &windowContents;
-    window.setContentView(new MavMianViewCtrl(windowContents.world()));
-    windowContents.start();
+    contents.emplace(client, delegate, window, reachability, bus);
+    window.setContentView(new MavMianViewCtrl(contents->world()));
+    contents->start();
     return QApplication::exec();
 }
 

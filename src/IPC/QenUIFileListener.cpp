@@ -37,8 +37,8 @@ const QList<QenUIFileListener::Change>& table() {
 } // namespace
 
 QenUIFileListener::QenUIFileListener(World world)
-    : m_world(std::move(world)), m_stream(followedFiles(m_world.agentState, m_world.applicationSupport),
-                                     m_world.latency, [this](const QStringList& paths) { myCallbackFunction(paths); }),
+    : m_world(std::move(world)),
+      m_stream(m_world.files, m_world.latency, [this](const QStringList& paths) { myCallbackFunction(paths); }),
       m_monitorQueue(Deployment::FileMonitorQueueLabel) {}
 
 QenUIFileListener::~QenUIFileListener() {

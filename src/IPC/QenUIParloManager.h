@@ -1,7 +1,6 @@
 #pragma once
 
-#include "ParloClient.h"
-#include "ParloServer.h"
+#include "ParloChannel.h"
 #include "Shared.h"
 
 #include <functional>

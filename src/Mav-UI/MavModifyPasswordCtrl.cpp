@@ -1,6 +1,5 @@
 #include "MavModifyPasswordCtrl.h"
 
-#include "ApplicationInterface.h"
 #include "QenCheckPasswordFormat.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
@@ -52,7 +51,7 @@ bool endsEditing(const QEvent* event) {
 
 } // namespace
 
-MavModifypasswordViewCtrl::MavModifypasswordViewCtrl(const PasswordSheetWorld& world, QWidget* parent)
+MavModifypasswordViewCtrl::MavModifypasswordViewCtrl(const AccountForm::World& world, QWidget* parent)
     : QWidget(parent), m_world(world), m_ui(std::make_unique<Ui::MavModifypasswordViewCtrl>()) {
     m_ui->setupUi(this);
     setFixedWidth(Theme::BoxWidth);
@@ -206,12 +205,12 @@ void MavModifypasswordViewCtrl::resetHandleWithResponse(const AnswerVerdict& ver
 
 void MavModifypasswordViewCtrl::tellLate(const AnswerVerdict& verdict) const {
     if (verdict.show == AnswerVerdict::Show::Done)
-        m_world.application.showAlertTipForLogin(localizedString(u"PasswordChanged"_s));
+        m_world.alert(localizedString(u"PasswordChanged"_s));
     else if (verdict.show != AnswerVerdict::Show::Nothing)
-        m_world.application.showAlertTipForLogin(localizedString(u"PasswordChangeFailed"_s).arg(textOf(verdict)));
+        m_world.alert(localizedString(u"PasswordChangeFailed"_s).arg(textOf(verdict)));
 }
 
-MavModifyPasswordCtrl::MavModifyPasswordCtrl(const PasswordSheetWorld& world, QWidget* window)
+MavModifyPasswordCtrl::MavModifyPasswordCtrl(const AccountForm::World& world, QWidget* window)
     : QDialog(window), m_view(new MavModifypasswordViewCtrl(world, this)) {
     setObjectName(u"MavModifyPasswordCtrl"_s);
     setAccessibleName(u"修改密码"_s);

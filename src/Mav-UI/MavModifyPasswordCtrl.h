@@ -1,9 +1,6 @@
 #pragma once
 
-#include "AnswerVerdict.h"
-#include "Completion.h"
-#include "PasswordRules.h"
-#include "TaskGroup.h"
+#include "AccountForm.h"
 
 #include <QDialog>
 #include <QString>
@@ -12,25 +9,12 @@
 #include <array>
 #include <memory>
 
-class ApplicationInterface;
 class FormField;
 class QenCheckPasswordFormat;
-class QenCloudLoginHelper;
-class QenLogHelper;
 
 namespace Ui {
 class MavModifypasswordViewCtrl;
 }
-
-/// What the password sheet stands on; all of it outlives the sheet.
-struct PasswordSheetWorld {
-    /// Tells a person who has closed the sheet meanwhile.
-    ApplicationInterface& application;
-    QenCloudLoginHelper& login;
-    QenLogHelper& log;
-    /// Work that the sheet has begun and does not wait for.
-    Platform::TaskGroup& work;
-};
 
 /// The password sheet's content: old password, new one twice, one line for what is wrong.
 ///
@@ -40,7 +24,7 @@ class MavModifypasswordViewCtrl final : public QWidget {
 public:
     enum ReturnCode { Cancelled = 0, Changed = 1 };
 
-    explicit MavModifypasswordViewCtrl(const PasswordSheetWorld& world, QWidget* parent = nullptr);
+    explicit MavModifypasswordViewCtrl(const AccountForm::World& world, QWidget* parent = nullptr);
     ~MavModifypasswordViewCtrl() override;
 
     /// Empties the fields, takes the tip away and turns the button on. An answer still on its way goes to the alert.
@@ -71,7 +55,7 @@ private:
     void tellLate(const AnswerVerdict& verdict) const;
     void showTip(const QString& text);
 
-    const PasswordSheetWorld m_world;
+    const AccountForm::World m_world;
     std::unique_ptr<Ui::MavModifypasswordViewCtrl> m_ui;
     QenCheckPasswordFormat* m_checkPasswordCtrl = nullptr;
     /// Counts openings, so that an answer is told from one to an earlier opening.
@@ -87,7 +71,7 @@ private:
 class MavModifyPasswordCtrl final : public QDialog {
     Q_OBJECT
 public:
-    MavModifyPasswordCtrl(const PasswordSheetWorld& world, QWidget* window);
+    MavModifyPasswordCtrl(const AccountForm::World& world, QWidget* window);
 
     /// Attaches the sheet to its window, empty and with its button on; brings it forward when it is open.
     void beginSheet();

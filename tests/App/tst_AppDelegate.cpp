@@ -48,9 +48,7 @@ private:
 class Application {
 public:
     explicit Application(std::chrono::milliseconds processListenerDelay = 30s)
-        : delegate({client, trayHost, [this](int status) { ended << status; }, processListenerDelay}) {
-        delegate.setMainWindow(&window);
-    }
+        : delegate({client, window, trayHost, [this](int status) { ended << status; }, processListenerDelay}) {}
     void hideTray(bool hidden) {
         QVERIFY(archiveRootObject(hidden ? u"1"_s : u"0"_s, home.agent() + u"/hideqenswitch.archive"_s));
         client.center.post(u"HideTrayForConfigNotificationKey"_s);
@@ -71,8 +69,8 @@ public:
     Platform::BusConnection bus{u"unix:path=/no/such/bus"_s};
     Platform::TrayHost trayHost{bus};
     QList<int> ended;
-    AppDelegate delegate;
     QenMainWindow window{client.defaults};
+    AppDelegate delegate;
 };
 
 QList<CustomMessageBox*> boxes() {

@@ -40,10 +40,11 @@ private Q_SLOTS:
         m_window = std::make_unique<QWidget>();
         m_window->resize(960, 640);
         m_window->show();
-        m_sheet = new MavModifyPasswordCtrl({.application = *m_world,
-                                                .login = m_world->client.helper,
-                                                .log = m_world->client.log,
-                                                .work = m_world->client.work},
+        m_sheet = new MavModifyPasswordCtrl(
+            {.login = m_world->client.helper,
+                .log = m_world->client.log,
+                .work = m_world->client.work,
+                .alert = [this](const QString& text) { m_world->showAlertTipForLogin(text); }},
             m_window.get());
         m_results.clear();
         connect(m_sheet, &QDialog::finished, this, [this](int result) { m_results << result; });

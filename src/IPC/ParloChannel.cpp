@@ -1,10 +1,10 @@
-#include "ParloServer.h"
+#include "ParloChannel.h"
 
 #include "Files.h"
-#include "ParloPacket.h"
 #include "UnixSocket.h"
 
 #include <QFile>
+#include <QtEndian>
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -12,10 +12,12 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 #include <vector>
 
 namespace UnixSocket = Platform::UnixSocket;
 
+using Platform::uninterrupted;
 using Platform::UniqueFd;
 
 namespace {
@@ -25,6 +27,44 @@ constexpr ptrdiff_t MostPeers = 16;
 constexpr ptrdiff_t MostPeersOfUser = 15;
 constexpr int DescriptorPauseMilliseconds = 1000;
 
+/// One message or reply: one packet of its socket, a 64-bit little-endian number before the bytes.
+struct Packet {
+    /// Bytes of a packet.
+    static constexpr qsizetype Limit = 128 * 1024;
+
+    /// The message's identifier, or the reply's return code.
+    qint64 number = 0;
+    QByteArray bytes;
+
+    /// As far as @p socket waits: true when the packet went out whole.
+    bool send(int socket) const;
+    /// The next one; nothing without one, at the end, and for one that is too short or too long.
+    static std::optional<Packet> receive(int socket);
+};
+
+bool Packet::send(int socket) const {
+    QByteArray packet(sizeof number, Qt::Uninitialized);
+    qToLittleEndian(number, packet.data());
+    packet += bytes;
+    const auto size = static_cast<size_t>(packet.size());
+    return packet.size() <= Limit &&
+        uninterrupted([&] { return ::send(socket, packet.constData(), size, MSG_NOSIGNAL); }) >= 0;
+}
+
+std::optional<Packet> Packet::receive(int socket) {
+    QByteArray packet(Limit, Qt::Uninitialized);
+    const auto room = static_cast<size_t>(packet.size());
+    const ssize_t size = uninterrupted([&] { return ::recv(socket, packet.data(), room, MSG_TRUNC); });
+    if (size < static_cast<ssize_t>(sizeof number) || size > Limit)
+        return std::nullopt;
+    const auto begin = static_cast<qsizetype>(sizeof number);
+    return Packet{qFromLittleEndian<qint64>(packet.constData()), packet.mid(begin, size - begin)};
+}
+
+std::chrono::microseconds inTime(double seconds) {
+    return std::chrono::microseconds(static_cast<qint64>(seconds * 1e6));
+}
+
 struct Peer {
     UniqueFd socket;
     bool isRoot;
@@ -33,6 +73,22 @@ struct Peer {
 };
 
 } // namespace
+
+QByteArray ParloClient::sendMessageWithName(
+    const QString& name, const QByteArray& message, quint32 msgid, qint64* retCode) const {
+    *retCode = NoReply;
+    const auto socket =
+        UnixSocket::connectTo(m_folder + u'/' + name, {inTime(m_sendTimeout), inTime(m_receiveTimeout)});
+    if (!socket.isOpen() || !UnixSocket::trustedPeer(socket.get()))
+        return {};
+    if (!Packet{msgid, message}.send(socket.get()))
+        return {};
+    const auto reply = Packet::receive(socket.get());
+    if (!reply)
+        return {};
+    *retCode = reply->number;
+    return reply->bytes;
+}
 
 struct ParloServer::Listener {
     void run();
@@ -73,11 +129,10 @@ void ParloServer::Listener::acceptPeer() {
 
 /// False when the peer is to be closed, also for a reply that it leaves no room for.
 bool ParloServer::Listener::serve(int peer) {
-    const auto message = ParloPacket::receive(peer);
+    const auto message = Packet::receive(peer);
     if (!message || message->number < 0 || message->number > std::numeric_limits<quint32>::max())
         return false;
-    return ParloPacket{0, delegate.handleIPCReceiveData(message->bytes, static_cast<quint32>(message->number))}.send(
-        peer);
+    return Packet{0, delegate.handleIPCReceiveData(message->bytes, static_cast<quint32>(message->number))}.send(peer);
 }
 
 void ParloServer::Listener::run() {
