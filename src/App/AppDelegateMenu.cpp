@@ -11,7 +11,6 @@
 #include "QenHelpWebWindowController.h"
 #include "QenMainWindow.h"
 #include "QuitSequence.h"
-#include "StringTable.h"
 #include "Theme.h"
 
 #include <QMenu>
@@ -147,7 +146,7 @@ void AppDelegate::logoutAnswered(const AnswerVerdict& verdict) {
     if (verdict.show == AnswerVerdict::Show::Done)
         m_world.client.center.post(ClientNotification::Logout, 0);
     else
-        showAlertTipForLogin(verdict.show == AnswerVerdict::Show::Key ? localizedString(verdict.text) : verdict.text);
+        showAlertTipForLogin(verdict.words());
 }
 
 void AppDelegate::checkStatusTicket() {
@@ -172,7 +171,7 @@ void AppDelegate::menuQuit() {
     if (std::exchange(m_isQuitting, true))
         return;
     Client& client = m_world.client;
-    runQuitSequence({client.login, client.log, client.vpn}, m_answers.wrapped([this] {
+    runQuitSequence(client.login, client.log, client.vpn, m_answers.wrapped([this] {
         m_isQuitting = false;
         applicationShouldTerminate();
     }));

@@ -49,11 +49,6 @@ void QenMainWindow::handleTitleView() {
         Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint);
 }
 
-void QenMainWindow::windowDidLoad() {
-    BaseWindowController::windowDidLoad();
-    setAccessibleName(QGuiApplication::applicationDisplayName());
-}
-
 void QenMainWindow::openMenu() {
     QMenu* menu = m_menu.data();
     if (!menu)

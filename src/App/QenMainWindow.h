@@ -36,7 +36,6 @@ public:
     void savePlace();
 
 protected:
-    void windowDidLoad() override;
     bool event(QEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 

@@ -22,23 +22,24 @@ QString stopOutcome(const AgentStop& stop) {
 
 } // namespace
 
-void runQuitSequence(const QuitWorld& world, std::function<void()> terminate) {
+void runQuitSequence(QenCloudLoginHelper& login, QenLogHelper& log, VpnComponent& vpn, std::function<void()> terminate,
+    std::chrono::milliseconds limit) {
     const auto finish = [terminate = std::move(terminate), isOver = std::make_shared<std::atomic<bool>>(false)] {
         if (!isOver->exchange(true))
             terminate();
     };
-    Platform::globalQueue().async([world, finish] {
-        world.login.existZelVPN();
-        if (world.vpn.processes().isEmpty()) {
+    Platform::globalQueue().async([&login, &log, &vpn, finish] {
+        login.existZelVPN();
+        if (vpn.processes().isEmpty()) {
             finish();
             return;
         }
         // Behind the stop that was begun above, as a unit of its own.
-        world.vpn.stop([&log = world.log, finish](const AgentStop& stop) {
+        vpn.stop([&log, finish](const AgentStop& stop) {
             log.writeLog(stopOutcome(stop));
             finish();
         });
     });
     // Only for a look-up or a link that hangs: each of them has a limit of its own.
-    Platform::after(Platform::mainQueue(), world.limit, finish);
+    Platform::after(Platform::mainQueue(), limit, finish);
 }

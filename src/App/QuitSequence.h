@@ -7,16 +7,9 @@ class QenCloudLoginHelper;
 class QenLogHelper;
 class VpnComponent;
 
-/// All of it outlives the sequence.
-struct QuitWorld {
-    QenCloudLoginHelper& login;
-    QenLogHelper& log;
-    VpnComponent& vpn;
-    /// After which the client quits whatever the agent does.
-    std::chrono::milliseconds limit{20000};
-};
-
 /// What happens between the menu's Quit and the end of the process: the VPN component is stopped when it runs. Returns
-/// at once.
+/// at once; the three outlive it.
 /// @param terminate  called once, on any thread, whatever happened
-void runQuitSequence(const QuitWorld& world, std::function<void()> terminate);
+/// @param limit  after which the client quits whatever the agent does
+void runQuitSequence(QenCloudLoginHelper& login, QenLogHelper& log, VpnComponent& vpn, std::function<void()> terminate,
+    std::chrono::milliseconds limit = std::chrono::seconds(20));

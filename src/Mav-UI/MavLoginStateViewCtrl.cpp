@@ -29,7 +29,6 @@ MavLoginStateViewCtrl::MavLoginStateViewCtrl(const MainViewWorld& world, QWidget
     QSizePolicy keepsRoom = m_ui->backToServerBtn->sizePolicy();
     keepsRoom.setRetainSizeWhenHidden(true);
     m_ui->backToServerBtn->setSizePolicy(keepsRoom);
-    m_ui->backToServerBtn->setIconSize({Theme::IconSize, Theme::IconSize});
     m_ui->loginBtn->setText(localizedString(u"Login"_s));
     m_ui->resetRuleLab->setText(localizedString(u"PwdRuleTips"_s));
     m_ui->otpNoteLab->setText(localizedString(u"OtpElsewhere"_s));
@@ -68,7 +67,7 @@ void MavLoginStateViewCtrl::connectPages() {
     using Self = MavLoginStateViewCtrl;
     connect(m_ui->loginBtn, &QPushButton::clicked, this, &Self::loginButton);
     connect(m_ui->confirmResetBtn, &QPushButton::clicked, this, &Self::ConfirmResetPasswordBtn);
-    connect(m_ui->scanLoginBtn, &QPushButton::clicked, this, &Self::scanLoginButton);
+    connect(m_ui->scanLoginBtn, &QPushButton::clicked, this, [this] { m_world.openDetailWindow(window()); });
     connect(m_ui->sendUseridBtn, &QPushButton::clicked, this, &Self::sendUseridtoServerBtn);
     for (FormField* field : {m_ui->userIdLbField, m_ui->passwordLbField})
         connect(field->edit(), &QLineEdit::returnPressed, this, &Self::loginButton);
@@ -124,10 +123,6 @@ void MavLoginStateViewCtrl::loginButton() {
     m_form->login();
 }
 
-void MavLoginStateViewCtrl::scanLoginButton() {
-    m_world.openDetailWindow(window());
-}
-
 void MavLoginStateViewCtrl::finishSignIn() {
     selectLoginTypeTableView(AccountPage);
     if (m_tapLoginBlock)
@@ -158,7 +153,7 @@ void MavLoginStateViewCtrl::sendUseridtoServerBtn() {
 void MavLoginStateViewCtrl::retrievalAnswered(const AnswerVerdict& verdict, const QString& address) {
     m_ui->sendUseridBtn->setBusy(false);
     if (verdict.show != AnswerVerdict::Show::Done) {
-        showTip(verdict.show == AnswerVerdict::Show::Key ? localizedString(verdict.text) : verdict.text);
+        showTip(verdict.words());
         return;
     }
     m_ui->mailInfoLab->setText(u"%1 %2"_s.arg(localizedString(u"PasswordSendTo"_s), address).trimmed());

@@ -1,6 +1,5 @@
 #include "MavNavigationViewCtrl.h"
 
-#include "Deployment.h"
 #include "QenCloudLoginHelper.h"
 #include "QenMainViewController.h"
 #include "QenServerConfig.h"
@@ -12,8 +11,7 @@
 using namespace Qt::StringLiterals;
 
 MavNavigationViewCtrl::MavNavigationViewCtrl(const MainViewWorld& world, QWidget* parent)
-    : QWidget(parent), m_world(world), m_ui(std::make_unique<Ui::MavNavigationViewCtrl>()),
-      m_reader(Deployment::BundleIdentifier + u".navigation"_s) {
+    : QWidget(parent), m_world(world), m_ui(std::make_unique<Ui::MavNavigationViewCtrl>()) {
     m_ui->setupUi(this);
     // Takes the keyboard when the page comes up, so that the menu button does not.
     setFocusPolicy(Qt::ClickFocus);
@@ -44,7 +42,7 @@ void MavNavigationViewCtrl::takeInViews() {
 void MavNavigationViewCtrl::refresh() {
     const auto follow = m_answers.wrapped(
         [&reachability = m_world.reachability](const QString& server) { reachability.setTarget(server); });
-    m_reader.async([&config = m_world.config, follow] {
+    Platform::globalQueue().async([&config = m_world.config, busy = m_world.work.token(), follow] {
         config.readServerConfig();
         follow(config.AcountIP_Config());
     });

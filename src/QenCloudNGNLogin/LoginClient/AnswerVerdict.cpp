@@ -1,5 +1,7 @@
 #include "AnswerVerdict.h"
 
+#include "StringTable.h"
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -87,6 +89,10 @@ QString lineFor(const QJsonObject& answer, const Platform::Error& error, const A
 }
 
 } // namespace
+
+QString AnswerVerdict::words() const {
+    return show == Show::Key ? localizedString(text) : text;
+}
 
 AnswerPlace AnswerPlace::loginPage() {
     return {.reads = Reads::Status, .opensResetPage = true, .notJsonKey = u"NoAccount"_s, .codes = LoginCodes};
