@@ -124,7 +124,9 @@ void MavLoginStateViewCtrl::loginButton() {
 }
 
 void MavLoginStateViewCtrl::finishSignIn() {
-    selectLoginTypeTableView(AccountPage);
+    // Off screen it has been emptied already, and would take the keyboard from where the person is by now.
+    if (isVisible())
+        selectLoginTypeTableView(AccountPage);
     if (m_tapLoginBlock)
         m_tapLoginBlock();
 }

@@ -63,7 +63,11 @@ void MavMianViewCtrl::initBttonSatus() {
 void MavMianViewCtrl::initLoadViews(Page page) {
     if (page == LoginPage && !m_loginViewCtrl) {
         m_loginViewCtrl = new MavLoginStateViewCtrl(m_world, this);
-        m_loginViewCtrl->setTapLoginBlock([this] { selectPage(SignedInPage); });
+        m_loginViewCtrl->setTapLoginBlock([this] {
+            // The session has been faster, mostly: the person may be at work on the page already.
+            if (m_ui->mianTabView->currentIndex() != SignedInPage)
+                selectPage(SignedInPage);
+        });
         connect(m_loginViewCtrl, &MavLoginStateViewCtrl::wantsServerPage, this, &MavMianViewCtrl::selectTableItem);
         m_ui->loginHostLayout->addWidget(m_loginViewCtrl);
     } else if (page == SignedInPage && !m_NavigationViewCtrl) {

@@ -310,6 +310,31 @@ private Q_SLOTS:
         QTRY_COMPARE(page(view), 2);
     }
 
+    void signInOpensItsPageOnce() {
+        ViewWorld world;
+        world.folder.configure(m_server.httpPort());
+        QWidget window;
+        auto* elsewhere = new QLineEdit(&window);
+        MavMianViewCtrl view(world.views(), &window);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        type(view, "domainOrIPLab", u"127.0.0.1"_s);
+        press(view, "saveServerBtn");
+        QTRY_COMPARE(page(view), 1);
+        type(view, "userIdLb", u"lin"_s);
+        type(view, "passwordLb", u"Abcdefg1!"_s);
+        // Whoever turns to something else as soon as the page is there is not called back by the answer's own end.
+        connect(&world.client.session, &Session::changed, elsewhere, [elsewhere] { elsewhere->setFocus(); });
+        auto* button = find<SpinnerButton>(view, "loginBtn");
+        button->setFocus(Qt::TabFocusReason);
+        QTest::keyClick(button, Qt::Key_Space);
+        QTRY_COMPARE(page(view), 2);
+        QTRY_VERIFY(!button->isBusy());
+        QTest::qWait(50);
+        QCOMPARE(window.focusWidget(), elsewhere);
+        QVERIFY(find<QLineEdit>(view, "passwordLb")->text().isEmpty());
+    }
+
     void domainSessionOpensTheSignedInPage() {
         ViewWorld world;
         AccountModel record;
