@@ -44,7 +44,7 @@ public:
     };
 
     explicit QenUIFileListener(World world);
-    ~QenUIFileListener();
+    ~QenUIFileListener() { m_stream.stop(); }
     static QenUIFileListener& sharedInstance() { return Platform::Shared<QenUIFileListener>::instance(); }
 
     /// The twelve files, in the order in which the event stream gets them.
@@ -58,7 +58,9 @@ public:
     static std::optional<QVariant> ticketNotice(const AccountModel& record);
 
     /// To be called once.
-    void startUIResourcesFileListen();
+    void startUIResourcesFileListen() {
+        m_monitorQueue.async([this] { m_stream.run(); });
+    }
     /// What the stream reports at once; each path's place is its index.
     void myCallbackFunction(const QStringList& paths);
     Platform::SerialQueue& monitorQueue() { return m_monitorQueue; }

@@ -86,7 +86,6 @@ void MavLoginStateViewCtrl::showAccountPage() {
 }
 
 void MavLoginStateViewCtrl::selectLoginTypeTableView(int index) {
-    m_ui->userIdLbField->setFocus();
     // The other pages lead back to this one, not to the server.
     m_ui->backToServerBtn->setVisible(index != RetrievalPage && index != ResetPage);
     switch (index) {
