@@ -1,16 +1,11 @@
 #include "AppDelegate.h"
 
-#include "ApplicationMenu.h"
+#include "Client.h"
 #include "ClientNotifications.h"
 #include "CustomMessageBox.h"
-#include "MavServerSetingWinCtrl.h"
 #include "QenAboutWindowController.h"
-#include "QenCloudLoginHelper.h"
 #include "QenHelpWebWindowController.h"
-#include "QenLogHelper.h"
 #include "QenMainWindow.h"
-#include "Queue.h"
-#include "QuitSequence.h"
 #include "StatusItem.h"
 #include "StringTable.h"
 #include "SystemLog.h"
@@ -32,40 +27,25 @@ constexpr qint64 TerminateRefused = 1;
 } // namespace
 
 AppDelegate::AppDelegate(World world) : m_world(std::move(world)) {
-    connect(&m_world.login.session(), &Session::changed, this, &AppDelegate::setItemsHiddenMenu);
+    makeMenu();
+    connect(&m_world.client.session, &Session::changed, this, &AppDelegate::setItemsHiddenMenu);
 }
 
 AppDelegate::~AppDelegate() = default;
 
-void AppDelegate::setMainWindow(QenMainWindow* window) {
-    m_mainWindow = window;
-    ApplicationMenu::Operations operations;
-    operations.tapAboutItem = [this] { tapAboutItem(); };
-    operations.tapHelp = [this] { tapHelp(); };
-    operations.ConfigureServerClick = [this] { ConfigureServerClick(); };
-    operations.logoutClick = [this] { logoutClick(); };
-    operations.menuQuit = [this] { menuQuit(); };
-    operations.validateMenuItem = [this] { validateMenuItem(); };
-    operations.excludeLogs = [this] { excludeLogs(); };
-    operations.modifyPasswordClick = [this] { modifyPasswordClick(); };
-    m_menu = new ApplicationMenu(operations, window);
-    window->setMenu(m_menu);
-}
-
 void AppDelegate::applicationDidFinishLaunching() {
-    m_world.log.writeLog(u"----------start Mav-----------"_s, 1);
+    Client& client = m_world.client;
+    client.log.writeLog(u"----------start Mav-----------"_s, 1);
     setAppearanceAqua();
     setItemsHiddenMenu();
-    if (!m_world.login.iflogin())
-        m_world.login.createSoleidAndSave();
-    m_world.login.Get_network_type();
+    if (!client.login.iflogin())
+        client.login.createSoleidAndSave();
+    client.login.Get_network_type();
     addQenNotifications();
-    if (m_world.parts.startUIResourcesFileListen)
-        m_world.parts.startUIResourcesFileListen();
-    if (m_world.parts.configParlo)
-        m_world.parts.configParlo();
-    if (m_world.parts.startProcessListener)
-        Platform::after(Platform::mainQueue(), m_world.parts.processListenerDelay, m_world.parts.startProcessListener);
+    client.fileListener.startUIResourcesFileListen();
+    client.parlo.config();
+    Platform::after(Platform::mainQueue(), m_world.processListenerDelay,
+        m_answers.wrapped([&listener = client.processListener] { listener.startListening(); }));
     m_terminateCode = TerminateAtOnce;
     checkTrayStatus();
 }
@@ -75,7 +55,7 @@ void AppDelegate::setAppearanceAqua() {
 }
 
 void AppDelegate::addQenNotifications() {
-    m_hideTray = m_world.center.observe(ClientNotification::HideTray,
+    m_hideTray = m_world.client.center.observe(ClientNotification::HideTray,
         [this](const Platform::Notification& notification) { checkTrayStatusConfigWithNotification(notification); });
 }
 
@@ -88,8 +68,7 @@ bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows) {
 void AppDelegate::applicationWillBecomeActive() {
     // A person who turned to About or Help after closing the main window does not want it back.
     m_answers.async([this] {
-        const QenMainWindow* window = m_mainWindow.data();
-        const bool isElsewhere = QApplication::activeWindow() && window && !window->isVisible();
+        const bool isElsewhere = QApplication::activeWindow() && !m_world.window.isVisible();
         applyTrayStatus(isElsewhere ? MainWindow::AsItIs : MainWindow::Front);
     });
 }
@@ -99,7 +78,7 @@ void AppDelegate::checkTrayStatus() {
 }
 
 void AppDelegate::applyTrayStatus(MainWindow mainWindow) {
-    if (m_world.login.isHideTray()) {
+    if (m_world.client.login.isHideTray()) {
         m_statusItem.reset();
         // With all that stands over the main window: a dialog's window stays when the one below goes.
         for (QWidget* window : QApplication::topLevelWidgets()) {
@@ -131,35 +110,17 @@ void AppDelegate::followTrayHost() {
 }
 
 void AppDelegate::bringForward() {
-    if (!m_mainWindow)
-        return;
     // A box, sheet or window that the person has just turned to stays in front of the main window.
     const QPointer<QWidget> active = QApplication::activeWindow();
-    m_mainWindow->makeKeyAndOrderFront();
-    if (active && active != m_mainWindow) {
+    m_world.window.makeKeyAndOrderFront();
+    if (active && active != &m_world.window) {
         active->raise();
         active->activateWindow();
     }
 }
 
 void AppDelegate::statusItemDidCliked() {
-    if (m_mainWindow)
-        m_mainWindow->makeKeyAndOrderFront();
-}
-
-void AppDelegate::setItemsHiddenMenu() {
-    if (m_menu)
-        m_menu->setSignedIn(m_world.login.session().state() != SessionState::SignedOut && !m_isLoggingOut);
-}
-
-ApplicationMenu* AppDelegate::menu() const {
-    return m_menu.data();
-}
-
-void AppDelegate::validateMenuItem() {
-    setItemsHiddenMenu();
-    if (m_menu)
-        m_menu->setExportingLogs(m_isExportingLogs);
+    m_world.window.makeKeyAndOrderFront();
 }
 
 void AppDelegate::showAlertTipForLogin(const QString& text) {
@@ -177,17 +138,20 @@ void AppDelegate::showAlert(const QString& text) {
             return;
         }
     }
-    auto* box = new CustomMessageBox(m_mainWindow);
+    warningBox(text)->attach();
+}
+
+CustomMessageBox* AppDelegate::warningBox(const QString& text) {
+    auto* box = new CustomMessageBox(&m_world.window);
     box->setTitle(
         localizedString(u"Warnning"_s), text, CustomMessageBox::BoxStyle::Warning, {}, localizedString(u"Confirm"_s));
-    box->attach();
+    return box;
 }
 
 bool AppDelegate::applicationShouldTerminate() {
     Platform::systemLog(u"applicationShouldTerminate isCanTerminated : %1"_s.arg(m_terminateCode));
     if (m_terminateCode != TerminateRefused) {
-        if (m_mainWindow)
-            m_mainWindow->savePlace();
+        m_world.window.savePlace();
         m_world.exitProcess(0);
         return true;
     }
@@ -197,10 +161,8 @@ bool AppDelegate::applicationShouldTerminate() {
 }
 
 void AppDelegate::showTerminateWaring() {
-    auto* box = new CustomMessageBox(m_mainWindow);
+    CustomMessageBox* box = warningBox(localizedString(u"ForbidenExit"_s));
     box->setWindowModality(Qt::WindowModal);
-    box->setTitle(localizedString(u"Warnning"_s), localizedString(u"ForbidenExit"_s),
-        CustomMessageBox::BoxStyle::Warning, {}, localizedString(u"Confirm"_s));
     box->attach();
 }
 
@@ -208,72 +170,4 @@ void AppDelegate::applicationDockMenu() {
     if (m_terminateCode > 0)
         m_terminateCode = 0;
     Platform::systemLog(u"terminateCode: %1"_s.arg(m_terminateCode));
-}
-
-QRect AppDelegate::mainWindowFrame() const {
-    const QenMainWindow* window = m_mainWindow.data();
-    return window ? window->geometry() : QRect();
-}
-
-void AppDelegate::tapAboutItem() {
-    if (!m_aboutWindow) {
-        m_aboutWindow = std::make_unique<QenAboutWindowController>();
-        m_aboutWindow->adjustSize();
-        const QSize size = m_aboutWindow->size();
-        m_aboutWindow->setGeometry(QRect(BaseWindowController::getFrameOriginOfWindow(size, mainWindowFrame()), size));
-    }
-    m_aboutWindow->makeKeyAndOrderFront();
-}
-
-QenHelpWebWindowController& AppDelegate::helpWindow() {
-    if (!m_helpWindow)
-        m_helpWindow = std::make_unique<QenHelpWebWindowController>();
-    return *m_helpWindow;
-}
-
-void AppDelegate::showHelpTopic(const QString& tag) {
-    helpWindow().openOver(m_mainWindow);
-    helpWindow().loadHelpWithTag(tag);
-}
-
-void AppDelegate::tapHelp() {
-    constexpr int Offset = 50;
-    const QRect frame(
-        BaseWindowController::getFrameOriginOfWindow(Theme::HelpWindowSize, mainWindowFrame()) + QPoint(Offset, Offset),
-        Theme::HelpWindowSize);
-    helpWindow().setGeometry(frame);
-    helpWindow().loadHelpView();
-    helpWindow().makeKeyAndOrderFront();
-}
-
-void AppDelegate::excludeLogs() {
-    if (!m_world.parts.beginExportLogSheet)
-        return;
-    m_world.parts.beginExportLogSheet(m_mainWindow, m_answers.wrapped([this](bool exporting) {
-        m_isExportingLogs = exporting;
-        validateMenuItem();
-    }));
-}
-
-void AppDelegate::modifyPasswordClick() {
-    if (m_world.parts.beginModifyPasswordSheet)
-        m_world.parts.beginModifyPasswordSheet(m_mainWindow);
-}
-
-void AppDelegate::ConfigureServerClick() {
-    if (!m_mainWindow)
-        return;
-    m_mainWindow->makeKeyAndOrderFront();
-    if (!m_setingWinCtrl)
-        m_setingWinCtrl = new MavServerSetingWinCtrl(m_world.applicationSupport, m_mainWindow);
-    m_setingWinCtrl->beginSheet();
-}
-
-void AppDelegate::menuQuit() {
-    if (std::exchange(m_isQuitting, true))
-        return;
-    QuitSequence::start({m_world.login, m_world.log, m_world.vpn}, m_answers.wrapped([this] {
-        m_isQuitting = false;
-        terminate();
-    }));
 }

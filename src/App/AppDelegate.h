@@ -1,32 +1,29 @@
 #pragma once
 
 #include "ApplicationInterface.h"
-#include "ApplicationParts.h"
 #include "Completion.h"
 #include "NotificationCenter.h"
 
 #include <QObject>
-#include <QPointer>
 #include <QString>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 
-class ApplicationMenu;
-class ITDevice;
+class MavExportLogController;
+class MavModifyPasswordCtrl;
 class MavServerSetingWinCtrl;
+class QAction;
 class QenAboutWindowController;
-class QenCloudLoginHelper;
 class QenHelpWebWindowController;
-class QenLogHelper;
 class QenMainWindow;
 class StatusItem;
-class VpnComponent;
+struct Client;
 
 namespace Platform {
-class TaskGroup;
 class TrayHost;
-} // namespace Platform
+}
 
 /// The spine of the client: runs the launch sequence, owns the tray item and the menu's operations, decides how the
 /// process quits.
@@ -35,27 +32,20 @@ class TrayHost;
 class AppDelegate final : public QObject, public ApplicationInterface {
     Q_OBJECT
 public:
+    /// All of it outlives the application.
     struct World {
-        QenCloudLoginHelper& login;
-        ITDevice& device;
-        QenLogHelper& log;
-        Platform::NotificationCenter& center;
+        Client& client;
+        /// That sheets and alerts attach to; the menu is made for it.
+        QenMainWindow& window;
         Platform::TrayHost& trayHost;
-        /// The user's Application Support folder.
-        QString applicationSupport;
-        VpnComponent& vpn;
-        /// Work that the menu has begun and does not wait for.
-        Platform::TaskGroup& work;
-        ApplicationParts parts;
         /// Ends the process; not expected to come back.
         std::function<void(int status)> exitProcess;
+        /// From the launch to the watchdog's first look.
+        std::chrono::milliseconds processListenerDelay{30000};
     };
 
     explicit AppDelegate(World world);
     ~AppDelegate() override;
-
-    /// The window that sheets and alerts attach to. It must outlive the launch; the menu is made for it.
-    void setMainWindow(QenMainWindow* window);
 
     void applicationDidFinishLaunching();
     /// Asked to open again, by a second launch. @returns true
@@ -65,7 +55,6 @@ public:
     bool applicationShouldTerminate();
     /// The desktop asks for a menu; there is none.
     void applicationDockMenu();
-    void terminate() { applicationShouldTerminate(); }
 
     void setAppearanceAqua();
     void addQenNotifications();
@@ -74,8 +63,9 @@ public:
     void checkTrayStatus();
     void checkTrayStatusConfigWithNotification(const Platform::Notification&) { checkTrayStatus(); }
     void statusItemDidCliked();
+    /// Gives the items that can be used now their action; a grey one says why in its tool tip.
     void setItemsHiddenMenu();
-    void validateMenuItem();
+    void validateMenuItem() { setItemsHiddenMenu(); }
     void showAlertTipForLogin(const QString& text) override;
 
     void tapAboutItem();
@@ -95,7 +85,6 @@ public:
     qint64 terminateCode() const { return m_terminateCode; }
     void setTerminateCode(qint64 code) { m_terminateCode = code; }
     bool hasStatusItem() const { return m_statusItem != nullptr; }
-    ApplicationMenu* menu() const;
 
 private:
     enum class MainWindow { Front, AsItIs };
@@ -103,10 +92,11 @@ private:
     void followTrayHost();
     void showAlert(const QString& text);
     void showTerminateWaring();
+    class CustomMessageBox* warningBox(const QString& text);
     void bringForward();
+    void makeMenu();
     void logoutAnswered(const struct AnswerVerdict& verdict);
     QenHelpWebWindowController& helpWindow();
-    QRect mainWindowFrame() const;
 
     const World m_world;
     qint64 m_terminateCode = 0;
@@ -114,12 +104,17 @@ private:
     bool m_isQuitting = false;
     bool m_isExportingLogs = false;
     bool m_isFollowingTray = false;
-    QPointer<QenMainWindow> m_mainWindow;
-    QPointer<ApplicationMenu> m_menu;
-    QPointer<MavServerSetingWinCtrl> m_setingWinCtrl;
+    // The main window's.
+    QAction* m_exportItem = nullptr;
+    QAction* m_modifyPasswordItem = nullptr;
+    QAction* m_logoutItem = nullptr;
+    MavExportLogController* m_exportLogCtrl = nullptr;
+    MavModifyPasswordCtrl* m_modifypasswordWinCtrl = nullptr;
+    MavServerSetingWinCtrl* m_setingWinCtrl = nullptr;
     std::unique_ptr<QenAboutWindowController> m_aboutWindow;
     std::unique_ptr<QenHelpWebWindowController> m_helpWindow;
     std::unique_ptr<StatusItem> m_statusItem;
-    Platform::NotificationCenter::Observer m_hideTray;
     Platform::Receiver m_answers;
+    // It ends before what it hands over to.
+    Platform::NotificationCenter::Observer m_hideTray;
 };

@@ -3,7 +3,6 @@
 #include "Bundle.h"
 #include "Deployment.h"
 #include "Files.h"
-#include "Paths.h"
 #include "StateFiles.h"
 #include "TaskHelper.h"
 
@@ -55,87 +54,118 @@ QenCloudClientProcessListener::World watchdogWorld(
     };
 }
 
-} // namespace
-
-ClientPlaces ClientPlaces::standard() {
-    return {.applicationSupport = Platform::Paths::applicationSupport(),
-        .userState = Platform::Paths::userState(),
-        .agentState = Platform::Paths::agentState(),
-        .applicationBundle = Platform::Paths::applicationBundle(),
-        .vpnExecutable = Deployment::vpnExecutable(),
-        .runtime = Platform::Paths::runtime()};
+/// Makes each of them what its class's sharedInstance() gives.
+template <typename... Objects>
+void share(Objects&... objects) {
+    (Platform::Shared<Objects>::set(objects), ...);
 }
 
-Client::Client(const ClientPlaces& where)
-    : places(where), log(LogWorld::system()), center(Platform::NotificationCenter::defaultCenter()),
+/// Hands the session's wishes for network access to the two services behind it.
+class NetworkAccess final : public NetworkAccessLink {
+public:
+    NetworkAccess(iNacNetwork& network, iNacManager& manager) : m_network(network), m_manager(manager) {}
+
+    void requestGeneralConfig(
+        std::function<void(const QJsonObject& answer, const Platform::Error& error)> completion) override {
+        m_network.requestGeneralConfig(std::move(completion));
+    }
+    void checkiNacNecessaryWithUrl(const QString& url, std::function<void(bool)> completion) override {
+        m_manager.checkiNacNecessaryWithUrl(url, std::move(completion));
+    }
+    void executeInacTaskWithUserName(
+        const QString& userName, const QString& ticket, const QJsonArray& ssids, const QString& url) override {
+        m_manager.executeInacTaskWithUserName(userName, ticket, ssids, url);
+    }
+    void installStaticMobileconfig() override { m_manager.installStaticMobileconfig(); }
+
+private:
+    iNacNetwork& m_network;
+    iNacManager& m_manager;
+};
+
+/// Lets the domain-login probe ask the server and make a session of what it finds. Main thread.
+class DomainSignIn final : public DomainAccountLink {
+public:
+    DomainSignIn(Session& session, QenCloudLoginHelper& login) : m_session(session), m_login(login) {}
+
+    bool hasRecord() override { return m_session.current().record.has_value(); }
+    void check(const QString& account, const QString& domain, Answer answer) override {
+        m_asked = m_session.asked();
+        m_login.checkDomainAccount(account, domain, std::move(answer));
+    }
+    void signIn(const QString& userid, const QString& username, const QString& domainName,
+        std::function<void(bool isSaved)> done) override {
+        m_session.submit(DomainAnswer{m_asked, userid, username, domainName},
+            [done = std::move(done)](const Session::Outcome& outcome) { done(outcome.isTaken); });
+    }
+
+private:
+    Session& m_session;
+    QenCloudLoginHelper& m_login;
+    /// The session at the last question.
+    AskedFor m_asked;
+};
+
+} // namespace
+
+Client::Client()
+    : log(LogWorld::system()), center(Platform::NotificationCenter::defaultCenter()),
       defaults(Deployment::userDefaultsFile()),
 
-      config(places.agentState + u'/' + StateFiles::ServerList, places.userState),
+      config(agentState + u'/' + StateFiles::ServerList, userState),
 
-      session(places.applicationSupport),
+      session(applicationSupport),
       accounts({.config = config,
           .domain = domain,
           .device = device,
           .log = log,
-          .applicationSupport = places.applicationSupport,
+          .applicationSupport = applicationSupport,
           .userid = [this] { return session.current().record.value_or(AccountModel()).userid(); }}),
-      server(accounts), ticketService(log), agentLink(places.agentState + u'/' + StateFiles::VindorPort),
+      server(accounts), ticketService(log), agentLink(agentState + u'/' + StateFiles::VindorPort),
       vpn({.tasks = TaskHelper::sharedInstance(),
-          .executable = places.vpnExecutable,
+          .executable = Deployment::vpnExecutable(),
           .accessAndStop = [this](AgentStopped done) { agentLink.accessAndStop(std::move(done)); }}),
       nacServer(config, log, [] { return bundledFile(u"client"_s, u"p12"_s); }),
       certificates(Deployment::CertificateQueueLabel), nac({.network = nacServer,
                                                            .log = log,
                                                            .certificates = certificates,
-                                                           .userState = places.userState,
+                                                           .userState = userState,
                                                            .facts = nacFacts(device)}),
-      networkAccess(nacServer, nac), login({.session = session,
-                                         .server = server,
-                                         .accounts = accounts,
-                                         .device = device,
-                                         .log = log,
-                                         .vpn = vpn,
-                                         .userState = places.userState,
-                                         .agentState = places.agentState,
-                                         .links = {.runTicketXPC = [this] { ticketService.runTicketXPC(); },
-                                             .closeNgnServerXpc = [this] { ticketService.closeNgnServerXpc(); },
-                                             .networkAccess = &networkAccess}}),
+      networkAccess(std::make_unique<NetworkAccess>(nacServer, nac)),
+      login({.session = session,
+          .server = server,
+          .accounts = accounts,
+          .device = device,
+          .log = log,
+          .vpn = vpn,
+          .userState = userState,
+          .agentState = agentState,
+          .links = {.runTicketXPC = [this] { ticketService.runTicketXPC(); },
+              .closeNgnServerXpc = [this] { ticketService.closeNgnServerXpc(); },
+              .networkAccess = networkAccess.get()}}),
 
       fileListener({.center = center,
           .config = config,
           .log = log,
-          .agentState = places.agentState,
-          .applicationSupport = places.applicationSupport,
+          .files = QenUIFileListener::followedFiles(agentState, applicationSupport),
           .record = [this] { return session.current().record; }}),
-      parlo(places.runtime), processListener(watchdogWorld(login, ticketService, vpn), log),
+      parlo(Platform::Paths::runtime()), processListener(watchdogWorld(login, ticketService, vpn), log),
 
-      domainAccounts(session, login), check({.log = [this](const QString& line, int type) { log.writeLog(line, type); },
-                                          .tasks = TaskHelper::sharedInstance(),
-                                          .center = center,
-                                          .agentState = places.agentState,
-                                          .applicationBundle = places.applicationBundle,
-                                          .accounts = &domainAccounts}) {
-    using Platform::Shared;
-    Shared<ITDevice>::set(device);
-    Shared<QenLogHelper>::set(log);
-    Shared<QenServerConfig>::set(config);
-    Shared<QenAnalyseDomain>::set(domain);
-    Shared<AccountManager>::set(accounts);
-    Shared<QenCloudNGNLogin>::set(server);
-    Shared<QenCloudTicketHelper>::set(ticketService);
-    Shared<iNacNetwork>::set(nacServer);
-    Shared<iNacManager>::set(nac);
-    Shared<QenCloudLoginHelper>::set(login);
-    Shared<QenUIFileListener>::set(fileListener);
-    Shared<QenUIParloManager>::set(parlo);
-    Shared<QenCloudClientProcessListener>::set(processListener);
-    Shared<QenCheck>::set(check);
+      domainAccounts(std::make_unique<DomainSignIn>(session, login)),
+      check({.log = [this](const QString& line, int type) { log.writeLog(line, type); },
+          .tasks = TaskHelper::sharedInstance(),
+          .center = center,
+          .agentState = agentState,
+          .applicationBundle = Platform::Paths::applicationBundle(),
+          .accounts = domainAccounts.get()}) {
+    share(device, log, config, domain, accounts, server, ticketService, nacServer, nac, login, fileListener, parlo,
+        processListener, check);
 }
 
 QenCheckRound::World Client::round() {
     return {.log = [this](const QString& line, int type) { log.writeLog(line, type); },
         .center = center,
         .checkWithModel = [this](const QenCheckModelPointer& model) { check.checkWithModel(model); },
-        .agentState = places.agentState,
+        .agentState = agentState,
         .catalogue = Platform::resourcePath(u"QenCheck"_s, u"plist"_s)};
 }

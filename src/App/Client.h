@@ -2,10 +2,9 @@
 
 #include "AccountManager.h"
 #include "CertificateLookup.h"
-#include "DomainSignIn.h"
 #include "ITDevice.h"
-#include "NetworkAccess.h"
 #include "NotificationCenter.h"
+#include "Paths.h"
 #include "QenCheck.h"
 #include "QenCheckRound.h"
 #include "QenCloudClientProcessListener.h"
@@ -22,31 +21,20 @@
 #include "iNacManager.h"
 #include "iNacNetwork.h"
 
-/// Where the client finds its files.
-struct ClientPlaces {
-    /// The user's Application Support folder, and the client's own below it.
-    QString applicationSupport;
-    QString userState;
-    /// The agent's data folder.
-    QString agentState;
-    /// The client's bundle, and the VPN component's executable in it.
-    QString applicationBundle;
-    QString vpnExecutable;
-    /// For sockets and locks.
-    QString runtime;
-
-    /// The running client's.
-    static ClientPlaces standard();
-};
+#include <memory>
 
 /// Everything that the client consists of below its windows: read from top to bottom, each piece is given what stands
 /// above it. Nothing asks for another piece later; sharedInstance() of a class is what stands here.
 ///
 /// Made on the main thread. The running client's is never destroyed, since other threads use it until the process ends.
 struct Client {
-    explicit Client(const ClientPlaces& where);
+    Client();
 
-    const ClientPlaces places;
+    /// The user's Application Support folder, and the client's own below it.
+    const QString applicationSupport = Platform::Paths::applicationSupport();
+    const QString userState = Platform::Paths::userState();
+    /// The agent's data folder.
+    const QString agentState = Platform::Paths::agentState();
 
     // The computer and the log.
     ITDevice device;
@@ -68,7 +56,7 @@ struct Client {
     iNacNetwork nacServer;
     Platform::TokenCertificates certificates;
     iNacManager nac;
-    NetworkAccess networkAccess;
+    const std::unique_ptr<NetworkAccessLink> networkAccess;
     QenCloudLoginHelper login;
 
     // What follows the agent.
@@ -77,7 +65,7 @@ struct Client {
     QenCloudClientProcessListener processListener;
 
     // The compliance checks.
-    DomainSignIn domainAccounts;
+    const std::unique_ptr<DomainAccountLink> domainAccounts;
     QenCheck check;
 
     /// What the view of checks and tools runs its rounds with.

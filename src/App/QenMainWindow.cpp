@@ -2,17 +2,13 @@
 
 #include "Theme.h"
 #include "UserDefaults.h"
+#include "ui_QenMainWindow.h"
 
 #include <QApplication>
-#include <QCloseEvent>
-#include <QFrame>
 #include <QGuiApplication>
-#include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QScreen>
 #include <QShortcut>
-#include <QToolButton>
-#include <QVBoxLayout>
 
 using namespace Qt::StringLiterals;
 
@@ -25,36 +21,11 @@ constexpr int PlaceSettlesMilliseconds = 500;
 } // namespace
 
 QenMainWindow::QenMainWindow(Platform::UserDefaults& defaults)
-    : m_defaults(defaults), m_menuButton(new QToolButton(this)) {
-    setObjectName(u"QenMainWindow"_s);
+    : m_defaults(defaults), m_ui(std::make_unique<Ui::QenMainWindow>()) {
+    m_ui->setupUi(this);
     setMinimumSize(Theme::MainWindowLeastSize);
-
-    auto* ground = new QFrame(this);
-    ground->setObjectName(u"ground"_s);
-    auto* titleArea = new QFrame(ground);
-    titleArea->setObjectName(u"titleArea"_s);
-    titleArea->setFixedHeight(Theme::TitleHeight);
-    m_menuButton->setObjectName(u"menuButton"_s);
-    m_menuButton->setProperty("kind", u"icon"_s);
-    m_menuButton->setAccessibleName(u"菜单"_s);
-    m_menuButton->setToolTip(u"菜单（F10）"_s);
-    m_menuButton->setFocusPolicy(Qt::TabFocus);
-    m_menuButton->setIconSize({Theme::IconSize, Theme::IconSize});
-    m_menuButton->setIcon(Theme::icon(u"menu"_s, Theme::color(Theme::Color::Text)));
-
-    auto* titleLayout = new QHBoxLayout(titleArea);
-    titleLayout->setContentsMargins(Theme::Space12, 0, Theme::Space12, 0);
-    titleLayout->addStretch();
-    titleLayout->addWidget(m_menuButton);
-    auto* column = new QVBoxLayout(ground);
-    column->setContentsMargins(0, 0, 0, 0);
-    column->setSpacing(0);
-    column->addWidget(titleArea);
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(ground);
-
-    connect(m_menuButton, &QToolButton::clicked, this, &QenMainWindow::openMenu);
+    m_ui->menuButton->setIcon(Theme::icon(u"menu"_s, Theme::color(Theme::Color::Text)));
+    connect(m_ui->menuButton, &QToolButton::clicked, this, &QenMainWindow::openMenu);
     auto* open = new QShortcut(QKeySequence(Qt::Key_F10), this);
     connect(open, &QShortcut::activated, this, &QenMainWindow::openMenu);
     m_placeChanged.setSingleShot(true);
@@ -65,14 +36,12 @@ QenMainWindow::QenMainWindow(Platform::UserDefaults& defaults)
     restorePlace();
 }
 
-void QenMainWindow::setMenu(QMenu* menu) {
-    m_menu = menu;
-}
+QenMainWindow::~QenMainWindow() = default;
 
 void QenMainWindow::setContentView(QWidget* view) {
-    m_menuButton->parentWidget()->parentWidget()->layout()->addWidget(view);
+    m_ui->column->addWidget(view);
     // What the page holds comes before the menu, wherever the button stands.
-    setTabOrder(view, m_menuButton);
+    setTabOrder(view, m_ui->menuButton);
 }
 
 void QenMainWindow::handleTitleView() {
@@ -80,18 +49,13 @@ void QenMainWindow::handleTitleView() {
         Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint);
 }
 
-void QenMainWindow::windowDidLoad() {
-    BaseWindowController::windowDidLoad();
-    setAccessibleName(QGuiApplication::applicationDisplayName());
-}
-
 void QenMainWindow::openMenu() {
     QMenu* menu = m_menu.data();
     if (!menu)
         return;
     // Under the button and within the window, as far as its right edge.
-    const QPoint corner =
-        m_menuButton->mapToGlobal(QPoint(m_menuButton->width(), m_menuButton->height() + Theme::Space4));
+    const QToolButton* button = m_ui->menuButton;
+    const QPoint corner = button->mapToGlobal(QPoint(button->width(), button->height() + Theme::Space4));
     menu->popup(corner - QPoint(menu->sizeHint().width(), 0));
     menu->setActiveAction(menu->actions().constFirst());
 }
@@ -111,27 +75,12 @@ void QenMainWindow::savePlace() {
     m_defaults.setObject(saveGeometry(), PlaceKey);
 }
 
-void QenMainWindow::closeEvent(QCloseEvent* event) {
-    m_isCloseWindow = true;
-    savePlace();
-    BaseWindowController::closeEvent(event);
-}
-
-void QenMainWindow::showEvent(QShowEvent* event) {
-    m_isCloseWindow = false;
-    BaseWindowController::showEvent(event);
-}
-
-void QenMainWindow::moveEvent(QMoveEvent* event) {
-    BaseWindowController::moveEvent(event);
-    if (isVisible())
+bool QenMainWindow::event(QEvent* event) {
+    if (event->type() == QEvent::Close)
+        savePlace();
+    else if (isVisible() && (event->type() == QEvent::Move || event->type() == QEvent::Resize))
         m_placeChanged.start();
-}
-
-void QenMainWindow::resizeEvent(QResizeEvent* event) {
-    BaseWindowController::resizeEvent(event);
-    if (isVisible())
-        m_placeChanged.start();
+    return BaseWindowController::event(event);
 }
 
 bool QenMainWindow::eventFilter(QObject* watched, QEvent* event) {

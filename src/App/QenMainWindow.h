@@ -6,10 +6,14 @@
 #include <QPointer>
 #include <QTimer>
 
-class QToolButton;
+#include <memory>
 
 namespace Platform {
 class UserDefaults;
+}
+
+namespace Ui {
+class QenMainWindow;
 }
 
 /// The main window: a white title area with the menu button, below it the content view.
@@ -19,24 +23,20 @@ class QenMainWindow final : public BaseWindowController {
     Q_OBJECT
 public:
     explicit QenMainWindow(Platform::UserDefaults& defaults);
+    ~QenMainWindow() override;
 
     /// The title area's button opens @p menu, and so do F10 and Alt alone.
-    void setMenu(QMenu* menu);
+    void setMenu(QMenu* menu) { m_menu = menu; }
     void setContentView(QWidget* view);
 
     /// Miniaturise button shown, zoom button hidden.
     void handleTitleView();
-    /// True from the close of the window until it is shown again.
-    bool isCloseWindow() const { return m_isCloseWindow; }
+    bool isCloseWindow() const { return !isVisible(); }
     /// Writes the place down now.
     void savePlace();
 
 protected:
-    void windowDidLoad() override;
-    void closeEvent(QCloseEvent* event) override;
-    void showEvent(QShowEvent* event) override;
-    void moveEvent(QMoveEvent* event) override;
-    void resizeEvent(QResizeEvent* event) override;
+    bool event(QEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
@@ -44,9 +44,8 @@ private:
     void openMenu();
 
     Platform::UserDefaults& m_defaults;
-    QToolButton* m_menuButton;
+    const std::unique_ptr<Ui::QenMainWindow> m_ui;
     QPointer<QMenu> m_menu;
     QTimer m_placeChanged;
-    bool m_isCloseWindow = false;
     bool m_altAlone = false;
 };

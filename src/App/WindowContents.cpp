@@ -22,10 +22,10 @@ WindowContents::WindowContents(Client& client, AppDelegate& delegate, QWidget& w
           .notifications = m_notifications}),
       m_networkPolicy({.log = client.log,
           .center = client.center,
-          .networkAccess = client.networkAccess,
+          .networkAccess = *client.networkAccess,
           .localCerAuthMethod = [&client] { return client.nac.localCerAuthMethod(); },
           .session = client.session,
-          .agentState = client.places.agentState}) {}
+          .agentState = client.agentState}) {}
 
 MainViewWorld WindowContents::world() {
     return {.application = m_delegate,
@@ -36,8 +36,8 @@ MainViewWorld WindowContents::world() {
         .defaults = m_client.defaults,
         .reachability = m_reachability,
         .work = m_client.work,
-        .applicationSupport = m_client.places.applicationSupport,
-        .agentState = m_client.places.agentState,
+        .applicationSupport = m_client.applicationSupport,
+        .agentState = m_client.agentState,
         .openDetailWindow = [this](QWidget* over) { leftBar()->openDetailWindow(over); },
         .leftBar = [this] { return leftBar(); },
         .mainView = [this] { return mainView(); }};
@@ -78,7 +78,7 @@ QenMainViewController* WindowContents::mainView() {
                 .log = m_client.log,
                 .center = m_client.center,
                 .workspace = m_workspace,
-                .agentState = m_client.places.agentState,
+                .agentState = m_client.agentState,
                 .round = m_client.round(),
                 .joinDomain = JoinDomainAction::World::standard(),
                 .openHelp = [this](const QString& tag, const QWidget*) { m_delegate.showHelpTopic(tag); }},

@@ -2,9 +2,7 @@
 #include "BusConnection.h"
 #include "Client.h"
 #include "Deployment.h"
-#include "MavExportLogController.h"
 #include "MavMianViewCtrl.h"
-#include "MavModifyPasswordCtrl.h"
 #include "MavResources.h"
 #include "QenMainWindow.h"
 #include "Reachability.h"
@@ -12,15 +10,20 @@
 #include "StringTable.h"
 #include "SystemLog.h"
 #include "TrayHost.h"
-#include "UnixSignals.h"
 #include "WindowContents.h"
 
 #include <QApplication>
-#include <QPointer>
+#include <QSocketNotifier>
 
+#include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <optional>
+
+#include <sys/eventfd.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -35,33 +38,31 @@ constexpr int SecondCopy = 1;
     std::_Exit(status);
 }
 
-/// The pieces behind the launch sequence and the menu.
-ApplicationParts runningParts(Client& client, AppDelegate*& delegate) {
-    ApplicationParts parts;
-    parts.startUIResourcesFileListen = [&client] { client.fileListener.startUIResourcesFileListen(); };
-    parts.configParlo = [&client] { client.parlo.config(); };
-    parts.startProcessListener = [&client] { client.processListener.startListening(); };
-    parts.checkCaVersion = [&client] { return client.nac.checkCaVersion(); };
-    parts.installStaticMobileconfig = [&client] { client.nac.installStaticMobileconfig(); };
-    parts.beginExportLogSheet = [&client, exportLogCtrl = QPointer<MavExportLogController>()](
-                                    QWidget* window, const std::function<void(bool)>& exporting) mutable {
-        if (!exportLogCtrl) {
-            exportLogCtrl = new MavExportLogController(client.log, window);
-            QObject::connect(exportLogCtrl, &MavExportLogController::exportingChanged, exportLogCtrl, exporting);
-        }
-        exportLogCtrl->beginSheet();
-    };
-    const PasswordSheetWorld passwordWorld{
-        .login = client.login, .log = client.log, .work = client.work, .alert = [&delegate](const QString& text) {
-            delegate->showAlertTipForLogin(text);
-        }};
-    parts.beginModifyPasswordSheet = [passwordWorld, modifypasswordWinCtrl = QPointer<MavModifyPasswordCtrl>()](
-                                         QWidget* window) mutable {
-        if (!modifypasswordWinCtrl)
-            modifypasswordWinCtrl = new MavModifyPasswordCtrl(passwordWorld, window);
-        modifypasswordWinCtrl->beginSheet();
-    };
-    return parts;
+/// What a signal is passed on through.
+volatile sig_atomic_t endAsked = -1;
+
+extern "C" void passOn(int) {
+    // Only what is safe in a handler: the event loop does the rest.
+    const int saved = errno;
+    const eventfd_t one = 1;
+    [[maybe_unused]] const ssize_t written = write(endAsked, &one, sizeof one);
+    errno = saved;
+}
+
+/// Makes SIGTERM and SIGINT a call on the main thread.
+void followSignals(const std::function<void()>& end) {
+    endAsked = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    auto* notifier = new QSocketNotifier(endAsked, QSocketNotifier::Read, qApp);
+    QObject::connect(notifier, &QSocketNotifier::activated, qApp, [end] {
+        eventfd_t count = 0;
+        eventfd_read(endAsked, &count);
+        end();
+    });
+    struct sigaction action {};
+    action.sa_handler = passOn;
+    action.sa_flags = SA_RESTART;
+    for (const int signal : {SIGTERM, SIGINT})
+        sigaction(signal, &action, nullptr);
 }
 
 int runApplication(Client& client, Platform::RunningApplications& running, Platform::BusConnection& bus) {
@@ -72,29 +73,17 @@ int runApplication(Client& client, Platform::RunningApplications& running, Platf
 
     Platform::TrayHost trayHost(bus);
     // What the end of the process takes back; there once the window is.
-    WindowContents* contents = nullptr;
+    std::optional<WindowContents> contents;
     const auto quit = [&contents, &client](int status) {
         if (contents)
             contents->withdraw();
         endProcess(client.log, status);
     };
-    AppDelegate* itself = nullptr;
-    AppDelegate delegate({.login = client.login,
-        .device = client.device,
-        .log = client.log,
-        .center = client.center,
-        .trayHost = trayHost,
-        .applicationSupport = client.places.applicationSupport,
-        .vpn = client.vpn,
-        .work = client.work,
-        .parts = runningParts(client, itself),
-        .exitProcess = quit});
-    itself = &delegate;
-    Platform::Reachability reachability;
     QenMainWindow window(client.defaults);
-    delegate.setMainWindow(&window);
+    AppDelegate delegate({client, window, trayHost, quit});
+    Platform::Reachability reachability;
 
-    const UnixSignals signals([&delegate, quit] {
+    followSignals([&delegate, quit] {
         // The gate may refuse a person once, not the end of the session.
         if (!delegate.applicationShouldTerminate())
             quit(EXIT_SUCCESS);
@@ -110,10 +99,9 @@ int runApplication(Client& client, Platform::RunningApplications& running, Platf
         });
     delegate.applicationDidFinishLaunching();
     // After the launch sequence, which only posts the window's showing: what the pages log comes behind its first line.
-    WindowContents windowContents(client, delegate, window, reachability, bus);
-    contents = &windowContents;
-    window.setContentView(new MavMianViewCtrl(windowContents.world()));
-    windowContents.start();
+    contents.emplace(client, delegate, window, reachability, bus);
+    window.setContentView(new MavMianViewCtrl(contents->world()));
+    contents->start();
     return QApplication::exec();
 }
 
@@ -140,7 +128,7 @@ int main(int argc, char** argv) {
         isForeignLaunch ? new QCoreApplication(toolkitArguments, argv) : new QApplication(toolkitArguments, argv));
     QCoreApplication::setApplicationName(u"Mav"_s);
     // Never destroyed either: other threads use it until the process ends.
-    auto& client = *new Client(ClientPlaces::standard());
+    auto& client = *new Client;
     if (isForeignLaunch) {
         client.log.writeLog(u" run app argv %1"_s.arg(QString::fromLocal8Bit(argv[1])));
         endProcess(client.log, EXIT_SUCCESS);

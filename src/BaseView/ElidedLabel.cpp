@@ -23,7 +23,7 @@ void ElidedLabel::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setPen(palette().color(foregroundRole()));
     const QRect area = contentsRect();
-    const QString shown = fontMetrics().elidedText(line(), Qt::ElideRight, area.width());
+    const QString shown = fontMetrics().elidedText(line(), m_elideMode, area.width());
     painter.drawText(area, static_cast<int>(alignment() | Qt::TextSingleLine), shown);
 }
 

@@ -5,6 +5,7 @@
 /// One line of plain text that is cut with an ellipsis when it does not fit; the tool tip then has all of it.
 class ElidedLabel : public QLabel {
     Q_OBJECT
+    Q_PROPERTY(Qt::TextElideMode elideMode MEMBER m_elideMode)
 public:
     explicit ElidedLabel(QWidget* parent = nullptr);
 
@@ -17,4 +18,7 @@ protected:
 private:
     /// Its text on one line.
     QString line() const;
+
+    /// Where it is cut.
+    Qt::TextElideMode m_elideMode = Qt::ElideRight;
 };

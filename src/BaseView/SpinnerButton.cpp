@@ -19,7 +19,7 @@ void SpinnerButton::setBusy(bool busy) {
     if (busy)
         m_hadFocus = hasFocus();
     setEnabled(!busy);
-    if (!busy && m_hadFocus)
+    if (!busy && m_hadFocus && isVisible())
         setFocus();
     m_turn.setOn(busy && isVisible());
     update();

@@ -49,7 +49,6 @@ inline constexpr int ControlHeight = 36;
 inline constexpr int CardWidth = 380;
 inline constexpr int BoxWidth = 420;
 inline constexpr int LeftBarWidth = 96;
-inline constexpr int TitleHeight = 48;
 inline constexpr int IconSize = 20;
 inline constexpr int SmallIconSize = 16;
 inline constexpr int FocusRingWidth = 2;

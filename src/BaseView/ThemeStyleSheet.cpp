@@ -30,6 +30,7 @@ QLabel[textRole="hint"] { font-size: %note%px; color: %second%; }
 QLabel[textRole="heading"] { font-size: %heading%px; font-weight: 500; }
 QLabel[textRole="page"] { font-size: %page%px; font-weight: 500; }
 QLabel[textRole="state"] { font-size: %state%px; font-weight: 500; }
+QLabel[textRole="link"] { color: %brand%; }
 QLabel[textRole="warn"] { color: %attention%; }
 QLabel[textRole="safe"] { color: %safeText%; }
 QLabel[textRole="failed"] { color: %danger%; }

@@ -37,13 +37,9 @@ const QList<QenUIFileListener::Change>& table() {
 } // namespace
 
 QenUIFileListener::QenUIFileListener(World world)
-    : m_world(std::move(world)), m_stream(followedFiles(m_world.agentState, m_world.applicationSupport),
-                                     m_world.latency, [this](const QStringList& paths) { myCallbackFunction(paths); }),
+    : m_world(std::move(world)),
+      m_stream(m_world.files, m_world.latency, [this](const QStringList& paths) { myCallbackFunction(paths); }),
       m_monitorQueue(Deployment::FileMonitorQueueLabel) {}
-
-QenUIFileListener::~QenUIFileListener() {
-    m_stream.stop();
-}
 
 QStringList QenUIFileListener::followedFiles(const QString& agentState, const QString& applicationSupport) {
     QStringList paths;
@@ -68,10 +64,6 @@ std::optional<QVariant> QenUIFileListener::ticketNotice(const AccountModel& reco
     if (record.loginType() == static_cast<qint64>(LoginType::Domain))
         return QVariant();
     return std::nullopt;
-}
-
-void QenUIFileListener::startUIResourcesFileListen() {
-    m_monitorQueue.async([this] { m_stream.run(); });
 }
 
 void QenUIFileListener::myCallbackFunction(const QStringList& paths) {

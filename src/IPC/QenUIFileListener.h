@@ -27,9 +27,8 @@ public:
         Platform::NotificationCenter& center;
         QenServerConfig& config;
         QenLogHelper& log;
-        QString agentState;
-        /// The user's Application Support folder, where the signed-in record lives.
-        QString applicationSupport;
+        /// As followedFiles() tells them.
+        QStringList files;
         /// The signed-in record as it is now. Any thread.
         std::function<std::optional<AccountModel>()> record;
         std::chrono::milliseconds latency = Latency;
@@ -45,10 +44,12 @@ public:
     };
 
     explicit QenUIFileListener(World world);
-    ~QenUIFileListener();
+    ~QenUIFileListener() { m_stream.stop(); }
     static QenUIFileListener& sharedInstance() { return Platform::Shared<QenUIFileListener>::instance(); }
 
     /// The twelve files, in the order in which the event stream gets them.
+    /// @param agentState  the agent's data folder
+    /// @param applicationSupport  the user's Application Support folder, where the signed-in record lives
     static QStringList followedFiles(const QString& agentState, const QString& applicationSupport);
     /// The first entry of the table whose text @p path contains; null for a foreign path.
     static const Change* changeOf(const QString& path);
@@ -57,7 +58,9 @@ public:
     static std::optional<QVariant> ticketNotice(const AccountModel& record);
 
     /// To be called once.
-    void startUIResourcesFileListen();
+    void startUIResourcesFileListen() {
+        m_monitorQueue.async([this] { m_stream.run(); });
+    }
     /// What the stream reports at once; each path's place is its index.
     void myCallbackFunction(const QStringList& paths);
     Platform::SerialQueue& monitorQueue() { return m_monitorQueue; }

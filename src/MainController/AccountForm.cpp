@@ -138,10 +138,8 @@ void AccountForm::show(const AnswerVerdict& verdict, void (AccountForm::*done)()
     case AnswerVerdict::Show::Nothing:
         break;
     case AnswerVerdict::Show::Key:
-        m_world.alert(localizedString(verdict.text));
-        break;
     case AnswerVerdict::Show::Text:
-        m_world.alert(verdict.text);
+        m_world.alert(verdict.words());
         break;
     case AnswerVerdict::Show::ResetPage:
         m_fields.newPassword->clear();

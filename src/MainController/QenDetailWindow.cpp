@@ -292,8 +292,7 @@ void QenDetailWindow::logoutBtn() {
             if (verdict.show == AnswerVerdict::Show::Done)
                 m_world.center.post(ClientNotification::Logout, 0);
             else
-                showAlertTipForLogin(
-                    verdict.show == AnswerVerdict::Show::Key ? localizedString(verdict.text) : verdict.text);
+                showAlertTipForLogin(verdict.words());
         }));
 }
 

@@ -103,7 +103,8 @@ void QenMainLeftBar::sessionChanged() {
 
 void QenMainLeftBar::followSession() {
     const SessionState state = m_world.login.session().state();
-    if (state == SessionState::SignedOut)
+    // A session of the computer's domain has no ticket to ask about.
+    if (state == SessionState::SignedOut || state == SessionState::Domain)
         closeCheckTicketStatus();
     else if (!m_TicketCheckTimer)
         StartCheckTicketStatus();

@@ -24,8 +24,8 @@ class QenMainLeftBar;
 /// The column at the left of the main window: the user, the computer and the tabs. Also opens the login window and runs
 /// the two polls that follow the sign-in.
 ///
-/// The ticket poll runs while somebody is signed in, the poll of the QR sign-in while the login window waits for one or
-/// a sign-out is still to be reported. Both tick on one queue. Main thread unless stated.
+/// The ticket poll runs while somebody is signed in with a ticket, the poll of the QR sign-in while the login window
+/// waits for one or a sign-out is still to be reported. Both tick on one queue. Main thread unless stated.
 class QenMainLeftBar final : public QWidget, public StartCheckLoginDelegate {
     Q_OBJECT
 public:

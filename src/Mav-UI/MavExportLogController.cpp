@@ -3,6 +3,7 @@
 #include "QenLogHelper.h"
 #include "Queue.h"
 #include "Theme.h"
+#include "WrappableText.h"
 #include "ui_MavExportLogController.h"
 
 #include <QAbstractButton>
@@ -47,18 +48,15 @@ void dress(QFileDialog& picker) {
 } // namespace
 
 MavExportLogController::MavExportLogController(QenLogHelper& log, QWidget* window)
-    : QDialog(window, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
-      m_log(log), m_ui(std::make_unique<Ui::MavExportLogController>()) {
+    : QDialog(window), m_log(log), m_ui(std::make_unique<Ui::MavExportLogController>()) {
     m_ui->setupUi(this);
-    setWindowModality(Qt::WindowModal);
-    setAccessibleName(m_ui->sheetTitle->text());
     setAccessibleDescription(m_ui->contentLab->text());
     m_ui->boxGround->setFixedWidth(Theme::BoxWidth);
     // As high as its wrapped texts need.
     layout()->setSizeConstraint(QLayout::SetFixedSize);
-    for (QPushButton* button : {m_ui->cancelButton, m_ui->exportButton})
-        button->setAccessibleName(button->text());
-    m_ui->exportButton->setDefault(true);
+    const QSize pictureSize(Theme::SmallIconSize, Theme::SmallIconSize);
+    m_ui->customDirPicture->setPixmap(
+        Theme::picture(u"folder"_s, pictureSize, devicePixelRatioF(), Theme::color(Theme::Color::SecondText)));
     connect(m_ui->customDirPath, &QPushButton::clicked, this, &MavExportLogController::selectCustomFolderPath);
     connect(m_ui->exportButton, &QPushButton::clicked, this, &MavExportLogController::excuteExportLog);
     connect(m_ui->cancelButton, &QPushButton::clicked, this, &MavExportLogController::cancelAction);
@@ -69,7 +67,8 @@ MavExportLogController::~MavExportLogController() = default;
 
 void MavExportLogController::setCurrentDirectoryPath(const QString& path) {
     m_currentDirectoryPath = path;
-    m_ui->customDirPath->setTitle(path);
+    m_ui->customDirTitle->setText(path);
+    m_ui->customDirPath->setToolTip(toolTipText(path));
     m_ui->customDirPath->setAccessibleName(m_ui->customDirLab->text() + u'：' + path);
 }
 
@@ -105,15 +104,14 @@ void MavExportLogController::selectCustomFolderPath() {
 }
 
 void MavExportLogController::excuteExportLog() {
+    countExports(1);
     // Lives as long as the export holds its completion, which may be called more than once.
     const std::shared_ptr<void> running(nullptr, [sheet = QPointer(this)](void*) {
         Platform::mainQueue().async([sheet] {
             if (MavExportLogController* self = sheet.data())
-                self->exportEnded();
+                self->countExports(-1);
         });
     });
-    if (++m_runningExports == 1)
-        Q_EMIT exportingChanged(true);
     m_log.zipLogsWithDirectory(m_currentDirectoryPath, [&log = m_log, running](bool success, const QString& message) {
         if (success)
             log.writeLog(u"QenCloud export log success"_s, OrdinaryType);
@@ -123,11 +121,9 @@ void MavExportLogController::excuteExportLog() {
     done(Started);
 }
 
-void MavExportLogController::exportEnded() {
-    if (--m_runningExports == 0)
-        Q_EMIT exportingChanged(false);
-}
-
-void MavExportLogController::cancelAction() {
-    done(Cancelled);
+void MavExportLogController::countExports(int more) {
+    const bool wasExporting = m_runningExports > 0;
+    m_runningExports += more;
+    if (wasExporting != (m_runningExports > 0))
+        Q_EMIT exportingChanged(!wasExporting);
 }

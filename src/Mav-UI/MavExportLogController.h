@@ -37,7 +37,7 @@ public:
     void selectCustomFolderPath();
     /// Starts the export and closes the sheet, whatever becomes of the export.
     void excuteExportLog();
-    void cancelAction();
+    void cancelAction() { done(Cancelled); }
 
 Q_SIGNALS:
     /// An export runs from now on, or the last one that ran is over.
@@ -45,7 +45,7 @@ Q_SIGNALS:
 
 private:
     void setCurrentDirectoryPath(const QString& path);
-    void exportEnded();
+    void countExports(int more);
 
     QenLogHelper& m_log;
     std::unique_ptr<Ui::MavExportLogController> m_ui;

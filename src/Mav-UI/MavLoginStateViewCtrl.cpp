@@ -29,14 +29,11 @@ MavLoginStateViewCtrl::MavLoginStateViewCtrl(const MainViewWorld& world, QWidget
     QSizePolicy keepsRoom = m_ui->backToServerBtn->sizePolicy();
     keepsRoom.setRetainSizeWhenHidden(true);
     m_ui->backToServerBtn->setSizePolicy(keepsRoom);
-    m_ui->backToServerBtn->setIconSize({Theme::IconSize, Theme::IconSize});
     m_ui->loginBtn->setText(localizedString(u"Login"_s));
     m_ui->resetRuleLab->setText(localizedString(u"PwdRuleTips"_s));
     m_ui->otpNoteLab->setText(localizedString(u"OtpElsewhere"_s));
     m_ui->resetPasswordTipsLab->hide();
     m_ui->scanLoginBtn->setVisible(static_cast<bool>(m_world.openDetailWindow));
-    for (QPushButton* button : findChildren<QPushButton*>())
-        button->setAccessibleName(button->text());
     makeForm();
     connectPages();
     selectLoginTypeTableView(AccountPage);
@@ -70,7 +67,7 @@ void MavLoginStateViewCtrl::connectPages() {
     using Self = MavLoginStateViewCtrl;
     connect(m_ui->loginBtn, &QPushButton::clicked, this, &Self::loginButton);
     connect(m_ui->confirmResetBtn, &QPushButton::clicked, this, &Self::ConfirmResetPasswordBtn);
-    connect(m_ui->scanLoginBtn, &QPushButton::clicked, this, &Self::scanLoginButton);
+    connect(m_ui->scanLoginBtn, &QPushButton::clicked, this, [this] { m_world.openDetailWindow(window()); });
     connect(m_ui->sendUseridBtn, &QPushButton::clicked, this, &Self::sendUseridtoServerBtn);
     for (FormField* field : {m_ui->userIdLbField, m_ui->passwordLbField})
         connect(field->edit(), &QLineEdit::returnPressed, this, &Self::loginButton);
@@ -89,7 +86,6 @@ void MavLoginStateViewCtrl::showAccountPage() {
 }
 
 void MavLoginStateViewCtrl::selectLoginTypeTableView(int index) {
-    m_ui->userIdLbField->setFocus();
     // The other pages lead back to this one, not to the server.
     m_ui->backToServerBtn->setVisible(index != RetrievalPage && index != ResetPage);
     switch (index) {
@@ -126,12 +122,10 @@ void MavLoginStateViewCtrl::loginButton() {
     m_form->login();
 }
 
-void MavLoginStateViewCtrl::scanLoginButton() {
-    m_world.openDetailWindow(window());
-}
-
 void MavLoginStateViewCtrl::finishSignIn() {
-    selectLoginTypeTableView(AccountPage);
+    // Off screen it has been emptied already, and would take the keyboard from where the person is by now.
+    if (isVisible())
+        selectLoginTypeTableView(AccountPage);
     if (m_tapLoginBlock)
         m_tapLoginBlock();
 }
@@ -160,7 +154,7 @@ void MavLoginStateViewCtrl::sendUseridtoServerBtn() {
 void MavLoginStateViewCtrl::retrievalAnswered(const AnswerVerdict& verdict, const QString& address) {
     m_ui->sendUseridBtn->setBusy(false);
     if (verdict.show != AnswerVerdict::Show::Done) {
-        showTip(verdict.show == AnswerVerdict::Show::Key ? localizedString(verdict.text) : verdict.text);
+        showTip(verdict.words());
         return;
     }
     m_ui->mailInfoLab->setText(u"%1 %2"_s.arg(localizedString(u"PasswordSendTo"_s), address).trimmed());

@@ -39,7 +39,6 @@ private:
     void connectPages();
     void showAccountPage();
     void loginButton();
-    void scanLoginButton();
     void sendUseridtoServerBtn();
     void ConfirmResetPasswordBtn();
     /// Enter in the new password: moves on to its repetition unless it breaks the rule.

@@ -7,10 +7,10 @@
 #include "IntegerValue.h"
 #include "MavLoginStateViewCtrl.h"
 #include "MavNavigationViewCtrl.h"
+#include "MavServerSetingWinCtrl.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
 #include "QenServerConfig.h"
-#include "ServerAddress.h"
 #include "StateFiles.h"
 #include "StringTable.h"
 #include "Theme.h"
@@ -31,22 +31,21 @@ constexpr int MarkSize = 64;
 } // namespace
 
 MavMianViewCtrl::MavMianViewCtrl(MainViewWorld world, QWidget* parent)
-    : QWidget(parent), m_world(std::move(world)), m_ui(std::make_unique<Ui::MavMianViewCtrl>()) {
+    : QWidget(parent), m_world(std::move(world)), m_ui(std::make_unique<Ui::MavMianViewCtrl>()),
+      m_timerCheckQueue(PollTimer::makeQueue(Deployment::AccountCheckQueueLabel, m_world.work)) {
     m_ui->setupUi(this);
     awakeFromNib();
 }
 
-MavMianViewCtrl::~MavMianViewCtrl() {
-    m_observers.clear();
-}
+MavMianViewCtrl::~MavMianViewCtrl() = default;
 
 void MavMianViewCtrl::awakeFromNib() {
     const SessionState state = m_world.login.session().state();
-    if (state != SessionState::SignedOut)
+    // A session of the computer's domain has no ticket to confirm.
+    if (state != SessionState::SignedOut && state != SessionState::Domain)
         StartCheckTicketStatus();
     initBttonSatus();
     selectTableItem();
-    // A session of the computer's domain needs no ticket, so no poll would confirm it.
     if (state == SessionState::Domain)
         selectPage(SignedInPage);
     addNotifications();
@@ -55,7 +54,6 @@ void MavMianViewCtrl::awakeFromNib() {
 void MavMianViewCtrl::initBttonSatus() {
     m_ui->serverMark->setPixmap(Theme::picture(u"mark"_s, {MarkSize, MarkSize}, devicePixelRatioF()));
     m_ui->saveServerBtn->setText(localizedString(u"ConfigureServer"_s));
-    m_ui->saveServerBtn->setAccessibleName(m_ui->saveServerBtn->text());
     m_ui->serverNoteLab->hide();
     connect(m_ui->saveServerBtn, &QPushButton::clicked, this, &MavMianViewCtrl::setingSeverBtton);
     for (FormField* field : {m_ui->domainOrIPLabField, m_ui->PortLabField})
@@ -63,66 +61,41 @@ void MavMianViewCtrl::initBttonSatus() {
 }
 
 void MavMianViewCtrl::initLoadViews(Page page) {
-    if (page == LoginPage)
-        loginViewCtrl();
-    else if (page == SignedInPage)
-        NavigationViewCtrl();
-}
-
-MavLoginStateViewCtrl& MavMianViewCtrl::loginViewCtrl() {
-    if (!m_loginViewCtrl) {
+    if (page == LoginPage && !m_loginViewCtrl) {
         m_loginViewCtrl = new MavLoginStateViewCtrl(m_world, this);
-        m_loginViewCtrl->setTapLoginBlock([this] { selectPage(SignedInPage); });
+        m_loginViewCtrl->setTapLoginBlock([this] {
+            // The session has been faster, mostly: the person may be at work on the page already.
+            if (m_ui->mianTabView->currentIndex() != SignedInPage)
+                selectPage(SignedInPage);
+        });
         connect(m_loginViewCtrl, &MavLoginStateViewCtrl::wantsServerPage, this, &MavMianViewCtrl::selectTableItem);
         m_ui->loginHostLayout->addWidget(m_loginViewCtrl);
-    }
-    return *m_loginViewCtrl;
-}
-
-MavNavigationViewCtrl& MavMianViewCtrl::NavigationViewCtrl() {
-    if (!m_NavigationViewCtrl) {
+    } else if (page == SignedInPage && !m_NavigationViewCtrl) {
         m_NavigationViewCtrl = new MavNavigationViewCtrl(m_world, this);
         m_ui->navigationHostLayout->addWidget(m_NavigationViewCtrl);
     }
-    return *m_NavigationViewCtrl;
-}
-
-Platform::SerialQueue& MavMianViewCtrl::timerCheckQueue() {
-    if (!m_timerCheckQueue)
-        m_timerCheckQueue = std::make_unique<Platform::SerialQueue>(Deployment::AccountCheckQueueLabel);
-    return *m_timerCheckQueue;
 }
 
 void MavMianViewCtrl::addNotifications() {
-    m_observers.push_back(m_world.center.observe(
-        ClientNotification::Logout, [this](const Platform::Notification&) { UpdateTableView(); }));
-    m_observers.push_back(m_world.center.observe(ClientNotification::TicketTimeOut,
-        [this](const Platform::Notification& notification) { exitAccount(notification); }));
+    m_logout = m_world.center.observe(ClientNotification::Logout,
+        [this](const Platform::Notification&) { UpdateTableView(m_world.login.session().asked()); });
+    m_timeOut = m_world.center.observe(ClientNotification::TicketTimeOut,
+        [this](const Platform::Notification& notification) { exitAccount(notification); });
     connect(&m_world.login.session(), &Session::changed, this, &MavMianViewCtrl::sessionChanged);
 }
 
 void MavMianViewCtrl::sessionChanged(SessionState old, SessionState now, SessionReason why) {
-    switch (now) {
-    case SessionState::SignedOut:
-        closeCheckTicketStatus();
-        if (old != now)
-            selectTableItem();
-        break;
-    case SessionState::Unconfirmed:
+    if (now == SessionState::Unconfirmed)
         StartCheckTicketStatus();
-        break;
-    case SessionState::Confirmed:
+    else if (now != SessionState::LogoutPending)
         closeCheckTicketStatus();
-        if (old != now || why == SessionReason::SignedIn)
-            showSignedIn();
-        break;
-    case SessionState::LogoutPending:
+    if (now == SessionState::LogoutPending)
         showPendingSignOut();
-        break;
-    case SessionState::Domain:
-        if (old != now)
-            showSignedIn();
-    }
+    const bool isNew = old != now || why == SessionReason::SignedIn;
+    if (isNew && now == SessionState::SignedOut)
+        selectTableItem();
+    else if (isNew && (now == SessionState::Confirmed || now == SessionState::Domain))
+        showSignedIn();
     if (why == SessionReason::EndedByServer)
         tipText(localizedString(u"SessionEnded"_s));
     else if (why == SessionReason::TimedOut)
@@ -135,8 +108,8 @@ void MavMianViewCtrl::selectPage(Page page) {
     if (page == ServerPage)
         m_ui->domainOrIPLabField->setFocus();
     if (page == SignedInPage) {
-        NavigationViewCtrl().setFocus();
-        NavigationViewCtrl().refresh();
+        m_NavigationViewCtrl->setFocus();
+        m_NavigationViewCtrl->refresh();
     }
 }
 
@@ -165,21 +138,21 @@ void MavMianViewCtrl::showPendingSignOut() {
     m_ui->serverNoteLab->setVisible(isPending);
 }
 
-void MavMianViewCtrl::UpdateTableView() {
-    m_answers.async([this] {
-        selectTableItem();
+void MavMianViewCtrl::UpdateTableView(const AskedFor& asked) {
+    m_answers.async([this, asked] {
+        const SessionModel& now = m_world.login.session().shown();
         // The notice of a domain session's record comes without an object and ends nobody's session.
-        if (m_world.login.session().state() == SessionState::Domain)
-            selectPage(SignedInPage);
+        if (now.asked.signIn == asked.signIn && now.state() != SessionState::Domain)
+            selectTableItem();
     });
 }
 
 void MavMianViewCtrl::exitAccount(const Platform::Notification& notification) {
-    if (integerValue(notification.object) == static_cast<qint64>(TicketState::TimedOut)) {
-        Session& session = m_world.login.session();
-        session.submit(TicketTimeOut{session.asked()});
-    }
-    UpdateTableView();
+    Session& session = m_world.login.session();
+    const AskedFor asked = session.asked();
+    if (integerValue(notification.object) == static_cast<qint64>(TicketState::TimedOut))
+        session.submit(TicketTimeOut{asked});
+    UpdateTableView(asked);
 }
 
 void MavMianViewCtrl::tipText(const QString& text) {
@@ -193,26 +166,23 @@ void MavMianViewCtrl::setingSeverBtton() {
     m_ui->PortLabField->clearError();
     m_ui->serverNoteLab->hide();
 
-    const QString address = m_ui->domainOrIPLabField->text();
-    const QString port = m_ui->PortLabField->text();
-    const ServerAddressFault fault = checkServerAddress(address, port);
-    if (fault != ServerAddressFault::None) {
-        const bool isPort = fault == ServerAddressFault::Port;
+    const TypedServer typed{m_ui->domainOrIPLabField->text(), m_ui->PortLabField->text()};
+    const TypedServer::Fault fault = typed.fault();
+    if (fault != TypedServer::Fault::None) {
+        const bool isPort = fault == TypedServer::Fault::Port;
         FormField* field = isPort ? m_ui->PortLabField : m_ui->domainOrIPLabField;
         field->setError(localizedString(isPort ? u"PortIncorrect"_s : u"IPOrDomainNameNonconformance"_s));
         field->setFocus();
         tipText(field->error());
         return;
     }
-    const bool saved = saveTypedServer(m_world.applicationSupport, address, port);
+    const bool saved = typed.save(m_world.applicationSupport);
     // A failed write is only logged: the probe asks the server of the installation in either case.
     m_world.log.writeLog(saved ? u"设置服务器成功"_s : u"设置服务器失败"_s);
     m_ui->saveServerBtn->setBusy(true);
-    Platform::after(Platform::mainQueue(), m_world.probeDelay, m_answers.wrapped([this] { probeServer(); }));
-}
-
-void MavMianViewCtrl::probeServer() {
-    m_world.login.pingServerToResult({m_answers, [this](bool reachable) { showProbeResult(reachable); }});
+    Platform::after(Platform::mainQueue(), m_world.probeDelay, m_answers.wrapped([this] {
+        m_world.login.pingServerToResult({m_answers, [this](bool reachable) { showProbeResult(reachable); }});
+    }));
 }
 
 void MavMianViewCtrl::showProbeResult(bool reachable) {
@@ -226,8 +196,8 @@ void MavMianViewCtrl::showProbeResult(bool reachable) {
     }
     // The ticket poll may have been faster; its page is not left for the login page.
     if (m_ui->mianTabView->currentIndex() == ServerPage) {
-        loginViewCtrl().selectLoginTypeTableView(MavLoginStateViewCtrl::AccountPage);
         selectPage(LoginPage);
+        m_loginViewCtrl->selectLoginTypeTableView(MavLoginStateViewCtrl::AccountPage);
     }
 }
 
@@ -241,18 +211,15 @@ void MavMianViewCtrl::closeCheckTicketStatus() {
 }
 
 void MavMianViewCtrl::createCheckTicketTimer() {
-    m_TicketCheckTimer =
-        std::make_unique<Platform::DispatchTimer>(timerCheckQueue(), m_world.ticketInterval, [this] { checkTicket(); });
-    m_TicketCheckTimer->start();
-}
-
-void MavMianViewCtrl::checkTicket() {
-    if (!m_world.login.iflogin())
-        return;
-    // What the answer means, the session tells.
-    m_world.login.checkTicketStatus([&log = m_world.log](const QJsonObject& answer, const Platform::Error& error) {
-        log.writeLog(ticketPollLine(answer, error));
-    });
+    const auto tick = [&login = m_world.login, &log = m_world.log] {
+        if (!login.iflogin())
+            return;
+        // What the answer means, the session tells.
+        login.checkTicketStatus([&log](const QJsonObject& answer, const Platform::Error& error) {
+            log.writeLog(ticketPollLine(answer, error));
+        });
+    };
+    m_TicketCheckTimer = std::make_unique<PollTimer>(m_timerCheckQueue, m_world.ticketInterval, tick);
 }
 
 void MavMianViewCtrl::showSignedIn() {

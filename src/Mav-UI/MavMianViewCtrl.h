@@ -1,16 +1,14 @@
 #pragma once
 
 #include "Completion.h"
-#include "DispatchTimer.h"
 #include "MainViewWorld.h"
 #include "NotificationCenter.h"
-#include "Queue.h"
+#include "PollTimer.h"
 #include "Session.h"
 
 #include <QWidget>
 
 #include <memory>
-#include <vector>
 
 class MavLoginStateViewCtrl;
 class MavNavigationViewCtrl;
@@ -29,13 +27,13 @@ public:
     enum Page { ServerPage = 0, LoginPage = 1, SignedInPage = 2 };
 
     explicit MavMianViewCtrl(MainViewWorld world, QWidget* parent = nullptr);
-    /// Waits for a tick of the ticket poll that runs.
     ~MavMianViewCtrl() override;
 
     /// Fills the server page from the configuration, except on the very first start, and shows it.
     void selectTableItem();
-    /// selectTableItem() on the main queue. Any thread.
-    void UpdateTableView();
+    /// selectTableItem() on the main queue, for what concerns the session @p asked: somebody who has signed in since
+    /// keeps the page. Any thread.
+    void UpdateTableView(const AskedFor& asked);
     /// Leaves the signed-in page; with the object 2 (ticket timed out) the session ends first. Any thread.
     void exitAccount(const Platform::Notification& notification);
 
@@ -59,23 +57,19 @@ private:
     /// The server page, too, says that a sign-out waits: a start in between comes no further.
     void showPendingSignOut();
     void setingSeverBtton();
-    void probeServer();
     void showProbeResult(bool reachable);
     void createCheckTicketTimer();
-    void checkTicket();
     void sessionChanged(SessionState old, SessionState now, SessionReason why);
     void showSignedIn();
-    MavLoginStateViewCtrl& loginViewCtrl();
-    MavNavigationViewCtrl& NavigationViewCtrl();
-    Platform::SerialQueue& timerCheckQueue();
 
     const MainViewWorld m_world;
     std::unique_ptr<Ui::MavMianViewCtrl> m_ui;
     MavLoginStateViewCtrl* m_loginViewCtrl = nullptr;
     MavNavigationViewCtrl* m_NavigationViewCtrl = nullptr;
-    // The timer goes before its queue.
-    std::unique_ptr<Platform::SerialQueue> m_timerCheckQueue;
-    std::unique_ptr<Platform::DispatchTimer> m_TicketCheckTimer;
-    std::vector<Platform::NotificationCenter::Observer> m_observers;
+    const std::shared_ptr<Platform::SerialQueue> m_timerCheckQueue;
+    std::unique_ptr<PollTimer> m_TicketCheckTimer;
     Platform::Receiver m_answers;
+    // They end before what they hand over to.
+    Platform::NotificationCenter::Observer m_logout;
+    Platform::NotificationCenter::Observer m_timeOut;
 };

@@ -1,7 +1,5 @@
 #include "MavNavigationViewCtrl.h"
 
-#include "Deployment.h"
-#include "NetworkLook.h"
 #include "QenCloudLoginHelper.h"
 #include "QenMainViewController.h"
 #include "QenServerConfig.h"
@@ -13,14 +11,14 @@
 using namespace Qt::StringLiterals;
 
 MavNavigationViewCtrl::MavNavigationViewCtrl(const MainViewWorld& world, QWidget* parent)
-    : QWidget(parent), m_world(world), m_ui(std::make_unique<Ui::MavNavigationViewCtrl>()),
-      m_reader(Deployment::BundleIdentifier + u".navigation"_s) {
+    : QWidget(parent), m_world(world), m_ui(std::make_unique<Ui::MavNavigationViewCtrl>()) {
     m_ui->setupUi(this);
     // Takes the keyboard when the page comes up, so that the menu button does not.
     setFocusPolicy(Qt::ClickFocus);
     setAccessibleName(u"主页"_s);
     takeInViews();
-    followNetwork();
+    m_world.reachability.start(m_answers.wrapped(
+        [this](Platform::ReachabilityStatus status) { updateNetWorkStatus(static_cast<int>(status)); }));
     connect(&m_world.login.session(), &Session::changed, this, &MavNavigationViewCtrl::showNote);
     showNote();
 }
@@ -41,15 +39,10 @@ void MavNavigationViewCtrl::takeInViews() {
     m_mainView->show();
 }
 
-void MavNavigationViewCtrl::followNetwork() {
-    m_world.reachability.start(m_answers.wrapped(
-        [this](Platform::ReachabilityStatus status) { updateNetWorkStatus(static_cast<int>(status)); }));
-}
-
 void MavNavigationViewCtrl::refresh() {
     const auto follow = m_answers.wrapped(
         [&reachability = m_world.reachability](const QString& server) { reachability.setTarget(server); });
-    m_reader.async([&config = m_world.config, follow] {
+    Platform::globalQueue().async([&config = m_world.config, busy = m_world.work.token(), follow] {
         config.readServerConfig();
         follow(config.AcountIP_Config());
     });
@@ -58,15 +51,18 @@ void MavNavigationViewCtrl::refresh() {
 }
 
 void MavNavigationViewCtrl::updateNetWorkStatus(int status) {
-    const auto look = networkLook(status);
-    if (!look)
+    if (status < -1 || status > 2)
         return;
+    const bool isOnline = status > 0;
     const QSize size(Theme::IconSize, Theme::IconSize);
-    m_ui->networkPicture->setPixmap(Theme::picture(look->picture, size, devicePixelRatioF()));
-    m_ui->networkLab->setText(localizedString(look->key));
+    m_ui->networkPicture->setPixmap(
+        Theme::picture(isOnline ? u"Mav-icon"_s : u"Mav-gray"_s, size, devicePixelRatioF()));
+    m_ui->networkLab->setText(localizedString(isOnline ? u"MavSuccess"_s : u"ReconnectServer"_s));
     m_ui->networkPicture->setAccessibleName(m_ui->networkLab->text());
-    m_offlineSince =
-        !look->isOnline ? (m_offlineSince.isValid() ? m_offlineSince : QDateTime::currentDateTime()) : QDateTime();
+    if (isOnline)
+        m_offlineSince = {};
+    else if (!m_offlineSince.isValid())
+        m_offlineSince = QDateTime::currentDateTime();
     showNote();
 }
 

@@ -2,7 +2,6 @@
 
 #include "Completion.h"
 #include "MainViewWorld.h"
-#include "Queue.h"
 
 #include <QDateTime>
 #include <QWidget>
@@ -16,22 +15,20 @@ class MavNavigationViewCtrl;
 /// The signed-in page: the left bar, the network state in the head line, and the view of checks and tools, whose tools
 /// list follows the agent's.
 ///
-/// The server's address is read on a queue of its own; everything shown changes on the main thread.
+/// The server's address is read in the background; everything shown changes on the main thread.
 class MavNavigationViewCtrl final : public QWidget {
     Q_OBJECT
 public:
     explicit MavNavigationViewCtrl(const MainViewWorld& world, QWidget* parent = nullptr);
-    /// Waits for a read that runs.
     ~MavNavigationViewCtrl() override;
 
     /// Somebody signed in or was confirmed: reads the server's address and the tools again. Any thread.
     void refresh();
-    /// @param status  as networkLook() takes it
+    /// @param status  -1 unknown, 0 not reachable, 1 mobile, 2 Wi-Fi; any other leaves the line as it is
     void updateNetWorkStatus(int status);
 
 private:
     void takeInViews();
-    void followNetwork();
     void showNote();
 
     const MainViewWorld m_world;
@@ -40,5 +37,4 @@ private:
     /// When the network went; invalid while there is one.
     QDateTime m_offlineSince;
     Platform::Receiver m_answers;
-    Platform::SerialQueue m_reader;
 };

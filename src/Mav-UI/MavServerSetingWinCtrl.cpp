@@ -1,21 +1,34 @@
 #include "MavServerSetingWinCtrl.h"
 
-#include "ServerAddress.h"
+#include "ArchiveStore.h"
+#include "FileManager.h"
+#include "StateFiles.h"
+#include "StringExtension.h"
 #include "Theme.h"
 #include "ui_MavServerSetingWinCtrl.h"
 
 #include <QLineEdit>
 
+TypedServer::Fault TypedServer::fault() const {
+    // The address test alone would let a host name through.
+    if (StringExtension::isLetter(address) || !StringExtension::isValidatIP(address))
+        return Fault::Address;
+    return StringExtension::isPureNumandCharacters(port) ? Fault::None : Fault::Port;
+}
+
+bool TypedServer::save(const QString& applicationSupport) const {
+    const QString folder = FileManager().createDirectoryWithName(StateFiles::UserFolder, applicationSupport);
+    // The same pair twice and the name spelled so, both on purpose: that is the record's form. Nobody here reads it.
+    const auto pair = Platform::ArchiveValue(QStringList{address, port}).asOneInstance();
+    return archiveRootObject(Platform::ArchiveValue(Platform::ArchiveValue::Array{pair, pair}).asMutable(),
+        folder + u'/' + StateFiles::ServerAddress);
+}
+
 MavServerSetingWinCtrl::MavServerSetingWinCtrl(QString applicationSupport, QWidget* window)
-    : QDialog(window, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
-      m_applicationSupport(std::move(applicationSupport)), m_ui(std::make_unique<Ui::MavServerSetingWinCtrl>()) {
+    : QDialog(window), m_applicationSupport(std::move(applicationSupport)),
+      m_ui(std::make_unique<Ui::MavServerSetingWinCtrl>()) {
     m_ui->setupUi(this);
-    setWindowModality(Qt::WindowModal);
-    setAccessibleName(m_ui->sheetTitle->text());
     setFixedWidth(Theme::BoxWidth);
-    for (QPushButton* button : {m_ui->cancelbtn, m_ui->savebtn})
-        button->setAccessibleName(button->text());
-    m_ui->savebtn->setDefault(true);
     connect(m_ui->savebtn, &QPushButton::clicked, this, &MavServerSetingWinCtrl::okButtonPush);
     connect(m_ui->cancelbtn, &QPushButton::clicked, this, &MavServerSetingWinCtrl::cancelButtonPush);
 }
@@ -34,16 +47,11 @@ void MavServerSetingWinCtrl::beginSheet() {
 }
 
 void MavServerSetingWinCtrl::okButtonPush() {
-    const QString address = m_ui->domainOrIPLabField->text();
-    const QString port = m_ui->PortLabField->text();
+    const TypedServer typed{m_ui->domainOrIPLabField->text(), m_ui->PortLabField->text()};
     // A refused entry leaves the sheet open without a message, on purpose.
-    if (checkServerAddress(address, port) != ServerAddressFault::None)
+    if (typed.fault() != TypedServer::Fault::None)
         return;
     // The sheet ends whether the record could be written or not; nobody reads it back.
-    saveTypedServer(m_applicationSupport, address, port);
+    typed.save(m_applicationSupport);
     done(1);
-}
-
-void MavServerSetingWinCtrl::cancelButtonPush() {
-    done(0);
 }

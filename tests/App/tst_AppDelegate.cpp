@@ -1,14 +1,17 @@
 #include "ViewWorld.h"
 
 #include "AppDelegate.h"
-#include "ApplicationMenu.h"
 #include "BusConnection.h"
+#include "Client.h"
 #include "CustomMessageBox.h"
+#include "MavExportLogController.h"
 #include "MavMianViewCtrl.h"
 #include "QenMainWindow.h"
 #include "TrayHost.h"
+#include "WindowContents.h"
 
 #include <QDialog>
+#include <QMenu>
 #include <QStackedWidget>
 #include <QTextBrowser>
 #include <QToolButton>
@@ -21,35 +24,53 @@ namespace {
 
 const QString LogoutPath = u"/api/public/clientlogin/logout"_s;
 
-/// The application of one client, without a desktop's tray.
+/// A home and a root that the running client takes for its own.
+class Home : public ClientFolder {
+public:
+    Home() {
+        qputenv("MAV_ROOT", machine().toLocal8Bit());
+        qputenv("HOME", home().toLocal8Bit());
+        qputenv("XDG_RUNTIME_DIR", file(u"run"_s).toLocal8Bit());
+        QDir().mkpath(file(u"run"_s));
+    }
+    ~Home() {
+        qunsetenv("MAV_ROOT");
+        for (const auto& [name, value] : m_before)
+            qputenv(name, value);
+    }
+
+private:
+    const std::map<const char*, QByteArray> m_before{
+        {"HOME", qgetenv("HOME")}, {"XDG_RUNTIME_DIR", qgetenv("XDG_RUNTIME_DIR")}};
+};
+
+/// The running application in a home of its own, without a desktop's tray.
 class Application {
 public:
-    explicit Application(ApplicationParts parts = {})
-        : delegate({.login = world.client.helper,
-              .device = world.client.device,
-              .log = world.client.log,
-              .center = world.center,
-              .trayHost = trayHost,
-              .applicationSupport = world.folder.support(),
-              .vpn = world.client.vpn,
-              .work = world.client.work,
-              .parts = std::move(parts),
-              .exitProcess = [this](int status) { ended << status; }}),
-          window(world.defaults) {
-        delegate.setMainWindow(&window);
-    }
+    explicit Application(std::chrono::milliseconds processListenerDelay = 30s)
+        : delegate({client, window, trayHost, [this](int status) { ended << status; }, processListenerDelay}) {}
     void hideTray(bool hidden) {
-        QVERIFY(archiveRootObject(hidden ? u"1"_s : u"0"_s, world.folder.agent() + u"/hideqenswitch.archive"_s));
-        world.center.post(u"HideTrayForConfigNotificationKey"_s);
+        QVERIFY(archiveRootObject(hidden ? u"1"_s : u"0"_s, home.agent() + u"/hideqenswitch.archive"_s));
+        client.center.post(u"HideTrayForConfigNotificationKey"_s);
     }
-    QAction* item(const char* name) { return delegate.menu()->findChild<QAction*>(QString::fromLatin1(name)); }
+    void signInAs(const QString& user) {
+        AccountModel record;
+        record.setUserid(user);
+        record.setTicket(u"T"_s);
+        record.setLoginType(LoginType::Account);
+        home.store(record, client.session);
+    }
+    QMenu* menu() { return find<QMenu>(window, "applicationMenu"); }
+    QAction* item(const char* name) { return menu()->findChild<QAction*>(QString::fromLatin1(name)); }
+    QString logText() { return home.logText(client.log); }
 
-    ViewWorld world;
+    Home home;
+    Client client;
     Platform::BusConnection bus{u"unix:path=/no/such/bus"_s};
     Platform::TrayHost trayHost{bus};
     QList<int> ended;
+    QenMainWindow window{client.defaults};
     AppDelegate delegate;
-    QenMainWindow window;
 };
 
 QList<CustomMessageBox*> boxes() {
@@ -77,25 +98,27 @@ private Q_SLOTS:
             delete box;
     }
 
-    void launchRunsItsStepsInOrder() {
-        QStringList steps;
-        ApplicationParts parts;
-        parts.startUIResourcesFileListen = [&steps] { steps << u"files"_s; };
-        parts.configParlo = [&steps] { steps << u"parlo"_s; };
-        parts.startProcessListener = [&steps] { steps << u"processes"_s; };
-        parts.processListenerDelay = 150ms;
-        Application app(parts);
+    void launchRunsItsSteps() {
+        Application app(500ms);
+        app.home.configure(m_server.httpPort());
         app.delegate.setTerminateCode(7);
         app.delegate.applicationDidFinishLaunching();
-        QCOMPARE(steps, (QStringList{u"files"_s, u"parlo"_s}));
         QCOMPARE(app.delegate.terminateCode(), -1);
-        QVERIFY(app.world.folder.hasState(u"soleid.archive"_s));
+        QVERIFY(app.home.hasState(u"soleid.archive"_s));
+        // The channel listens.
+        QVERIFY(QFile::exists(app.home.file(u"run/mav/QenCloudUIIPCListeningKey"_s)));
         // The tray is looked at later, in the event loop.
         QVERIFY(!app.window.isVisible());
         QTRY_VERIFY(app.window.isVisible());
         QVERIFY(app.delegate.hasStatusItem());
-        QTRY_COMPARE(steps.size(), 3);
-        const QString log = app.world.client.logText();
+        // The network is chosen at once, and again by the watchdog's first look.
+        QTRY_VERIFY(app.home.hasState(u"netType.archive"_s));
+        QVERIFY(QFile::remove(app.home.state(u"netType.archive"_s)));
+        QTRY_VERIFY(app.home.hasState(u"netType.archive"_s));
+        // The agent's files are followed.
+        QVERIFY(archiveRootObject(u"1"_s, app.home.agent() + u"/hideqenswitch.archive"_s));
+        QTRY_VERIFY_WITH_TIMEOUT(!app.window.isVisible(), 8000);
+        const QString log = app.logText();
         QVERIFY2(log.section(u'\n', 0, 0).contains(u"----------start Mav-----------"_s), qPrintable(log));
     }
 
@@ -144,7 +167,7 @@ private Q_SLOTS:
         app.window.show();
         app.window.setGeometry(30, 40, 900, 610);
         app.window.close();
-        QenMainWindow again(app.world.defaults);
+        QenMainWindow again(app.client.defaults);
         QCOMPARE(again.size(), QSize(900, 610));
         QCOMPARE(again.minimumSize(), QSize(880, 600));
     }
@@ -155,37 +178,30 @@ private Q_SLOTS:
                  "logoutItem", "quitItem"})
             QVERIFY2(app.item(name), name);
         const auto states = [&app] {
-            Q_EMIT app.delegate.menu()->aboutToShow();
+            Q_EMIT app.menu()->aboutToShow();
             return QList<bool>{app.item("modifyPasswordItem")->isEnabled(), app.item("logoutItem")->isEnabled()};
         };
         QCOMPARE(states(), (QList<bool>{false, false}));
         QVERIFY(!app.item("logoutItem")->toolTip().isEmpty());
-        app.world.signInAs(u"lin"_s);
+        app.signInAs(u"lin"_s);
         QCOMPARE(states(), (QList<bool>{true, true}));
 
-        int sheets = 0;
-        ApplicationParts parts;
-        parts.beginModifyPasswordSheet = [&sheets](QWidget*) { ++sheets; };
-        std::function<void(bool)> tellExporting;
-        parts.beginExportLogSheet = [&](QWidget*, const std::function<void(bool)>& exporting) {
-            ++sheets;
-            tellExporting = exporting;
-        };
-        Application whole(parts);
-        whole.world.signInAs(u"lin"_s);
-        Q_EMIT whole.delegate.menu()->aboutToShow();
-        whole.item("modifyPasswordItem")->trigger();
-        whole.item("exportLogsItem")->trigger();
-        QCOMPARE(sheets, 2);
-        const QAction* exportItem = whole.item("exportLogsItem");
-        QTRY_VERIFY(exportItem->isEnabled());
-        tellExporting(true);
-        Q_EMIT whole.delegate.menu()->aboutToShow();
-        QTRY_VERIFY(!exportItem->isEnabled());
-        QCOMPARE(exportItem->toolTip(), u"正在导出日志…"_s);
+        app.window.show();
+        const auto* exportItem = app.item("exportLogsItem");
+        for (const char* name : {"modifyPasswordItem", "serverSettingsItem", "exportLogsItem"}) {
+            app.item(name)->trigger();
+            auto* sheet = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+            QVERIFY2(sheet && sheet->parentWidget() == &app.window, name);
+            sheet->reject();
+        }
+        auto* sheet = app.window.findChild<MavExportLogController*>();
+        QVERIFY(sheet && exportItem->isEnabled());
         // The end is seen in a menu that is open.
-        tellExporting(false);
-        QTRY_VERIFY(exportItem->isEnabled());
+        Q_EMIT sheet->exportingChanged(true);
+        QVERIFY(!exportItem->isEnabled());
+        QCOMPARE(exportItem->toolTip(), u"正在导出日志…"_s);
+        Q_EMIT sheet->exportingChanged(false);
+        QVERIFY(exportItem->isEnabled());
         QCOMPARE(exportItem->toolTip(), exportItem->text());
     }
 
@@ -194,17 +210,17 @@ private Q_SLOTS:
         app.window.show();
         QVERIFY(QTest::qWaitForWindowActive(&app.window));
         QTest::keyClick(&app.window, Qt::Key_F10);
-        QTRY_VERIFY(app.delegate.menu()->isVisible());
-        QTest::keyClick(app.delegate.menu(), Qt::Key_Escape);
-        QVERIFY(!app.delegate.menu()->isVisible());
+        QTRY_VERIFY(app.menu()->isVisible());
+        QTest::keyClick(app.menu(), Qt::Key_Escape);
+        QVERIFY(!app.menu()->isVisible());
         QTest::keyPress(&app.window, Qt::Key_Alt);
         QTest::keyRelease(&app.window, Qt::Key_Alt);
-        QTRY_VERIFY(app.delegate.menu()->isVisible());
-        app.delegate.menu()->close();
+        QTRY_VERIFY(app.menu()->isVisible());
+        app.menu()->close();
         QTest::keyPress(&app.window, Qt::Key_Alt);
         QTest::keyClick(&app.window, Qt::Key_X, Qt::AltModifier);
         QTest::keyRelease(&app.window, Qt::Key_Alt);
-        QVERIFY(!app.delegate.menu()->isVisible());
+        QVERIFY(!app.menu()->isVisible());
     }
 
     void logout_data() {
@@ -225,20 +241,22 @@ private Q_SLOTS:
         QFETCH(bool, signedOut);
         QFETCH(QString, text);
         Application app;
-        app.world.folder.configure(m_server.httpPort());
+        app.home.configure(m_server.httpPort());
         Outcome login;
-        app.world.client.helper.login({{"userid", "lin"}, {"password", "Abcdefg1!"}, {"otp", ""}}, login.completion());
+        app.client.login.login({{"userid", "lin"}, {"password", "Abcdefg1!"}, {"otp", ""}}, login.completion());
         QVERIFY(login.wait());
-        app.window.setContentView(new MavMianViewCtrl(app.world.views()));
+        Platform::Reachability reachability;
+        WindowContents contents(app.client, app.delegate, app.window, reachability, app.bus);
+        app.window.setContentView(new MavMianViewCtrl(contents.world()));
         auto* pages = find<QStackedWidget>(app.window, "mianTabView");
         QTRY_COMPARE(pages->currentIndex(), 2);
         if (!fault.isEmpty())
             QVERIFY(m_server.fault(LogoutPath, fault));
         m_server.action(u"clear_requests"_s);
-        Q_EMIT app.delegate.menu()->aboutToShow();
+        Q_EMIT app.menu()->aboutToShow();
         app.item("logoutItem")->trigger();
         QVERIFY(!app.item("logoutItem")->isEnabled());
-        QTRY_VERIFY(app.world.client.logText().contains(u"[QenDetailWindow] QenCloud logout ret:"_s));
+        QTRY_VERIFY(app.logText().contains(u"[QenDetailWindow] QenCloud logout ret:"_s));
         QTRY_COMPARE(boxes().size(), text.isEmpty() ? 0 : 1);
         if (!text.isEmpty())
             QCOMPARE(boxes().constFirst()->message(), text);
@@ -246,20 +264,20 @@ private Q_SLOTS:
         QCOMPARE(app.item("logoutItem")->isEnabled(), !signedOut);
         const QJsonObject sent = m_server.requests(LogoutPath).first().toObject().value(u"fields").toObject();
         QCOMPARE(sent.value(u"userid").toString(), u"lin"_s);
-        QCOMPARE(sent.value(u"deviceid").toString(), app.world.client.device.uuid());
+        QCOMPARE(sent.value(u"deviceid").toString(), app.client.device.uuid());
         QCOMPARE(sent.value(u"msg").toString(), u"logout"_s);
     }
 
     void logoutWithoutNetworkKeepsTheSession() {
         Application app;
-        app.world.folder.configure(m_server.httpPort());
-        app.world.signInAs(u"lin"_s);
+        app.home.configure(m_server.httpPort());
+        app.signInAs(u"lin"_s);
         m_server.fault(LogoutPath, {{"kind", "close"}});
         app.delegate.setItemsHiddenMenu();
         app.item("logoutItem")->trigger();
         QTRY_COMPARE(boxes().size(), 1);
-        QVERIFY(app.world.client.logText().contains(u"[QenDetailWindow] QenCloud logout fail msg:"_s));
-        QVERIFY(app.world.client.helper.iflogin());
+        QVERIFY(app.logText().contains(u"[QenDetailWindow] QenCloud logout fail msg:"_s));
+        QVERIFY(app.client.login.iflogin());
         QVERIFY(app.item("logoutItem")->isEnabled());
     }
 
@@ -297,7 +315,7 @@ private Q_SLOTS:
     void quitGate() {
         Application app;
         app.delegate.applicationDidFinishLaunching();
-        app.delegate.terminate();
+        app.delegate.applicationShouldTerminate();
         QCOMPARE(app.ended, QList<int>{0});
         app.delegate.setTerminateCode(1);
         QVERIFY(!app.delegate.applicationShouldTerminate());
@@ -305,7 +323,7 @@ private Q_SLOTS:
         QCOMPARE(app.ended.size(), 1);
         QCOMPARE(boxes().size(), 1);
         QCOMPARE(boxes().constFirst()->message(), textFor("ForbidenExit"));
-        app.delegate.terminate();
+        app.delegate.applicationShouldTerminate();
         QCOMPARE(app.ended.size(), 2);
         app.delegate.setTerminateCode(5);
         app.delegate.applicationDockMenu();
@@ -360,14 +378,12 @@ private Q_SLOTS:
     }
     void certificateCheck() {
         QFETCH(bool, exists);
-        int installed = 0;
-        ApplicationParts parts;
-        parts.checkCaVersion = [exists] { return exists; };
-        parts.installStaticMobileconfig = [&installed] { ++installed; };
-        Application app(parts);
+        Application app;
+        if (exists)
+            QVERIFY(archiveRootObject(u"1"_s, app.home.state(u"caCache.archive"_s)));
         app.delegate.checkIsCAVersion();
-        QCOMPARE(installed, exists ? 1 : 0);
-        const QString log = app.world.client.logText();
+        QCOMPARE(app.home.hasState(u"inacCache.archive"_s), exists);
+        const QString log = app.logText();
         QVERIFY(log.contains(u"[iNacManager] QenCloud Check Ca"_s));
         QCOMPARE(log.contains(u"[iNacManager] QenCloud Ca exist"_s), exists);
     }

@@ -55,7 +55,8 @@ private Q_SLOTS:
         };
         ClientWorld world(folder, {}, agent, component);
         std::atomic<int> terminated = 0;
-        QuitSequence::start({world.helper, world.log, world.vpn, 1500ms}, [&terminated] { ++terminated; });
+        runQuitSequence(
+            world.helper, world.log, world.vpn, [&terminated] { ++terminated; }, 1500ms);
         QTRY_COMPARE_WITH_TIMEOUT(terminated.load(), 1, 10000);
         QTest::qWait(1600);
         QCOMPARE(terminated.load(), 1);

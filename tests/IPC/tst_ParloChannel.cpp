@@ -1,10 +1,8 @@
-#include "ParloFrame.h"
-#include "ParloKeys.h"
-#include "ParloSocket.h"
 #include "QenUIParloManager.h"
+#include "UnixSocket.h"
 
-#include <QCborMap>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTest>
@@ -24,30 +22,70 @@ using namespace Qt::StringLiterals;
 
 using Platform::UniqueFd;
 
+namespace UnixSocket = Platform::UnixSocket;
+
 namespace {
 
 const QString Key = u"QenCloudUIIPCListeningKey"_s;
-
-ParloSocket::Deadline soon(int milliseconds = 3000) {
-    return std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
-}
+/// What a message or a reply may have besides its number.
+constexpr qsizetype Longest = 128 * 1024 - 8;
 
 class Echo final : public ParloServerDelegate {
 public:
-    QCborValue handleIPCReceiveData(const QCborValue& data, quint32 msgid) override {
+    QByteArray handleIPCReceiveData(const QByteArray& data, quint32 msgid) override {
         lastMessage = msgid;
+        ++messages;
         return data;
     }
     std::atomic<quint32> lastMessage{0};
+    std::atomic<int> messages{0};
 };
 
-/// True when the other end closes before @p limit.
-bool isClosedByPeer(int socket, int limit = 3000) {
-    QByteArray received;
-    while (ParloSocket::readSome(socket, received, soon(limit))) {
+/// An endpoint that echoes, in a folder of its own.
+struct Echoing {
+    QTemporaryDir folder;
+    Echo echo;
+    ParloServer server{echo, folder.path()};
+    bool isListening = server.startListen(Key);
+
+    UniqueFd connected() const {
+        return UnixSocket::connectTo(folder.filePath(Key), {std::chrono::seconds(3), std::chrono::seconds(3)});
     }
+    /// The return code of a message that is sent properly.
+    qint64 sent() const {
+        qint64 code = -5;
+        ParloClient(folder.path()).sendMessageWithName(Key, "a", 1, &code);
+        return code;
+    }
+};
+
+QByteArray packet(qint64 number, const QByteArray& bytes = {}) {
+    QByteArray header(8, 0);
+    qToLittleEndian(number, header.data());
+    return header + bytes;
+}
+
+bool sendPacket(const UniqueFd& socket, const QByteArray& bytes) {
+    return ::send(socket.get(), bytes.constData(), static_cast<size_t>(bytes.size()), MSG_NOSIGNAL) == bytes.size();
+}
+
+/// True when the other end closes before @p limit.
+bool isClosedByPeer(const UniqueFd& socket, int limit = 3000) {
+    pollfd end{socket.get(), POLLIN, 0};
     char byte = 0;
-    return recv(socket, &byte, 1, MSG_DONTWAIT) == 0 || errno == ECONNRESET;
+    return poll(&end, 1, limit) > 0 && recv(socket.get(), &byte, 1, MSG_DONTWAIT) <= 0 && errno != EAGAIN;
+}
+
+/// Kilobytes that /proc/self/status tells.
+qint64 memory(const QByteArray& key) {
+    QFile status(u"/proc/self/status"_s);
+    if (status.open(QIODevice::ReadOnly)) {
+        for (const QByteArray& line : status.readAll().split('\n')) {
+            if (line.startsWith(key))
+                return line.mid(key.size() + 1).simplified().split(' ').constFirst().toLongLong();
+        }
+    }
+    return -1;
 }
 
 } // namespace
@@ -64,165 +102,218 @@ private Q_SLOTS:
         QCOMPARE(QFileInfo(folder.filePath(u"run"_s)).permissions() & 0x0077, QFile::Permissions());
         for (const quint32 msgid : {0u, 7u, 0xffffffffu}) {
             int calls = 0;
-            manager.sendMessageWithName(Key, QCborMap{{"a", 1}}, msgid, [&](qint64 code, const QCborValue& reply) {
+            manager.sendMessageWithName(Key, "message", msgid, [&](qint64 code, const QByteArray& reply) {
                 ++calls;
                 QCOMPARE(code, 0);
-                QVERIFY(reply.isNull());
+                QVERIFY(reply.isEmpty());
             });
             QCOMPARE(calls, 1);
         }
         int calls = 0;
-        manager.sendMessageWithName(u"nobody"_s, {}, 1, [&](qint64 code, const QCborValue& reply) {
+        manager.sendMessageWithName(u"nobody"_s, {}, 1, [&](qint64 code, const QByteArray& reply) {
             ++calls;
             QCOMPARE(code, ParloClient::NoReply);
-            QVERIFY(reply.isUndefined());
+            QVERIFY(reply.isNull());
         });
         QCOMPARE(calls, 1);
     }
 
     void messagesTravelWhole() {
-        QTemporaryDir folder;
-        Echo echo;
-        ParloServer server(echo, folder.path());
-        QVERIFY(server.startListen(Key));
-        const ParloClient client(folder.path());
-        for (const qsizetype size : {qsizetype(0), qsizetype(1000), qsizetype(900'000)}) {
+        Echoing world;
+        QVERIFY(world.isListening);
+        const ParloClient client(world.folder.path());
+        for (const qsizetype size : {qsizetype(0), qsizetype(1000), Longest}) {
             qint64 code = -5;
-            const QCborValue sent(QByteArray(size, 'x'));
+            const QByteArray sent(size, 'x');
             QCOMPARE(client.sendMessageWithName(Key, sent, 0x80000001u, &code), sent);
             QCOMPARE(code, 0);
-            QCOMPARE(echo.lastMessage.load(), 0x80000001u);
+            QCOMPARE(world.echo.lastMessage.load(), 0x80000001u);
         }
         qint64 code = 0;
-        QVERIFY(client.sendMessageWithName(Key, QByteArray(2 << 20, 'x'), 1, &code).isUndefined());
+        QVERIFY(client.sendMessageWithName(Key, QByteArray(Longest + 1, 'x'), 1, &code).isNull());
         QCOMPARE(code, ParloClient::NoReply);
         // A second endpoint under the same name is refused; after the first stopped it may have the name.
-        ParloServer second(echo, folder.path());
+        ParloServer second(world.echo, world.folder.path());
         QVERIFY(!second.startListen(Key));
-        server.stopListen(Key);
+        world.server.stopListen(Key);
         QVERIFY(second.startListen(Key));
     }
 
     void nonsenseIsClosedAndOthersAreServed_data() {
         QTest::addColumn<QByteArray>("bytes");
-        QByteArray tooLong(4, 0);
-        qToLittleEndian(quint32(0x7fffffff), tooLong.data());
-        QTest::newRow("length beyond the limit") << tooLong;
-        QTest::newRow("no CBOR") << QByteArray("\x03\x00\x00\x00\xff\xff\xff", 7);
-        QTest::newRow("no message") << *ParloFrame::encoded(QCborValue(7));
-        QTest::newRow("empty frame") << QByteArray(4, 0);
-        QTest::newRow("deep nesting") << QByteArray("\x88\x13\x00\x00", 4) + QByteArray(5000, '\x81');
+        QTest::newRow("no whole number") << QByteArray(7, 0);
+        QTest::newRow("no identifier") << packet(qint64(1) << 32);
+        QTest::newRow("negative identifier") << packet(-1);
+        QTest::newRow("too long") << packet(1, QByteArray(Longest + 1, 'x'));
     }
     void nonsenseIsClosedAndOthersAreServed() {
         QFETCH(QByteArray, bytes);
-        QTemporaryDir folder;
-        Echo echo;
-        ParloServer server(echo, folder.path());
-        QVERIFY(server.startListen(Key));
-        UniqueFd socket = ParloSocket::connectTo(folder.path(), Key, soon());
-        QVERIFY(socket.isOpen());
-        QVERIFY(ParloSocket::writeAll(socket.get(), bytes, soon()));
-        QVERIFY(isClosedByPeer(socket.get()));
-        socket.close();
-        qint64 code = -5;
-        ParloClient(folder.path()).sendMessageWithName(Key, 1, 1, &code);
-        QCOMPARE(code, 0);
+        Echoing world;
+        const UniqueFd socket = world.connected();
+        QVERIFY(sendPacket(socket, bytes));
+        QVERIFY(isClosedByPeer(socket));
+        QCOMPARE(world.echo.messages.load(), 0);
+        QCOMPARE(world.sent(), 0);
     }
 
     void silentPeersCostNobodyElse() {
-        QTemporaryDir folder;
-        Echo echo;
-        ParloServer server(echo, folder.path());
-        QVERIFY(server.startListen(Key));
+        Echoing world;
         std::vector<UniqueFd> sockets;
         for (int i = 0; i < 20; ++i) {
-            sockets.push_back(ParloSocket::connectTo(folder.path(), Key, soon()));
-            QVERIFY(ParloSocket::writeAll(sockets.back().get(), QByteArray("\x10\x00", 2), soon()));
+            sockets.push_back(world.connected());
+            QVERIFY(sockets.back().isOpen());
+            // The first one speaks again and again.
+            QVERIFY(sendPacket(sockets.front(), packet(1)));
+            char reply[8];
+            QCOMPARE(recv(sockets.front().get(), reply, sizeof reply, 0), ssize_t(8));
         }
-        // The first ones have had to go; the last ones are still listened to.
-        for (size_t i = 0; i < 4; ++i)
-            QVERIFY(isClosedByPeer(sockets[i].get()));
+        // Those that have been silent for longest have had to go.
+        QVERIFY(!isClosedByPeer(sockets[0], 10));
+        for (size_t i = 1; i < 5; ++i)
+            QVERIFY(isClosedByPeer(sockets[i]));
         for (size_t i = 6; i < sockets.size(); ++i)
-            QVERIFY(!isClosedByPeer(sockets[i].get(), 10));
-        qint64 code = -5;
-        ParloClient(folder.path()).sendMessageWithName(Key, 1, 1, &code);
-        QCOMPARE(code, 0);
+            QVERIFY(!isClosedByPeer(sockets[i], 10));
+        QCOMPARE(world.sent(), 0);
         // Ending does not wait for them.
         QElapsedTimer timer;
         timer.start();
-        server.stopListen(Key);
+        world.server.stopListen(Key);
         QVERIFY(timer.elapsed() < 1000);
+    }
+
+    void theUserCannotKeepRootOut() {
+        if (geteuid() != 0)
+            return; // only root can be two users
+        constexpr uid_t User = 65534;
+        Echoing world;
+        world.server.stopListen(Key);
+        QVERIFY(chown(qPrintable(world.folder.path()), User, User) == 0);
+        QVERIFY(seteuid(User) == 0);
+        const bool isListening = world.server.startListen(Key);
+        std::vector<UniqueFd> sockets;
+        const auto fill = [&] {
+            for (int i = 0; i < 20; ++i)
+                sockets.push_back(world.connected());
+        };
+        fill();
+        QTest::qSleep(100);
+        const bool isRootAgain = seteuid(0) == 0;
+        const UniqueFd root = world.connected();
+        QTest::qSleep(100);
+        // The user's connections, which come after root's, take each other's places and not root's.
+        const bool isUserAgain = seteuid(User) == 0;
+        fill();
+        QTest::qSleep(100);
+        const bool isLeft = !isClosedByPeer(root, 10);
+        const bool isHeard = sendPacket(root, packet(5)) && !isClosedByPeer(root, 1000);
+        QVERIFY(seteuid(0) == 0);
+        QVERIFY(isListening && isRootAgain && isUserAgain && root.isOpen());
+        QVERIFY(isLeft && isHeard);
+        QCOMPARE(world.echo.lastMessage.load(), 5u);
+    }
+
+    void aMessageCostsNoMoreThanItsBytes() {
+        Echoing world;
+        // Were they read as values, each would cost eighty times as much.
+        const QByteArray maps = packet(1, QByteArray(Longest, '\xa0'));
+        const UniqueFd socket = world.connected();
+        QFile peak(u"/proc/self/clear_refs"_s);
+        if (!peak.open(QIODevice::WriteOnly | QIODevice::Unbuffered) || peak.write("5") != 1)
+            return; // the kernel does not count
+        const qint64 before = memory("VmRSS");
+        for (int i = 0; i < 8; ++i) {
+            QVERIFY(sendPacket(socket, maps));
+            QByteArray reply(maps.size(), 0);
+            QCOMPARE(recv(socket.get(), reply.data(), static_cast<size_t>(reply.size()), MSG_WAITALL), maps.size());
+        }
+        QCOMPARE(world.echo.messages.load(), 8);
+        const qint64 cost = memory("VmHWM") - before;
+        QVERIFY2(cost < 4096, qPrintable(QString::number(cost)));
     }
 
     void peerThatNeverRepliesCostsTheTimeOut() {
         QTemporaryDir folder;
-        const UniqueFd listening = ParloSocket::listenAt(folder.path(), Key);
+        const UniqueFd listening = UnixSocket::listenAt(folder.filePath(Key), 4);
         QVERIFY(listening.isOpen());
         ParloClient client(folder.path());
         client.setReceiveTimeout(0.3);
         QElapsedTimer timer;
         timer.start();
         qint64 code = 0;
-        QVERIFY(client.sendMessageWithName(Key, 1, 1, &code).isUndefined());
+        QVERIFY(client.sendMessageWithName(Key, "a", 1, &code).isNull());
         QCOMPARE(code, ParloClient::NoReply);
         QVERIFY(timer.elapsed() >= 290 && timer.elapsed() < 1500);
     }
 
+    void endpointThatNeverAcceptsCostsTheTimeOut() {
+        QTemporaryDir folder;
+        const UniqueFd listening = UnixSocket::listenAt(folder.filePath(Key), 0);
+        std::vector<UniqueFd> waiting;
+        do {
+            waiting.push_back(UnixSocket::connectTo(folder.filePath(Key)));
+        } while (waiting.back().isOpen() && waiting.size() < 10);
+        QVERIFY(!waiting.back().isOpen());
+        ParloClient client(folder.path());
+        client.setSendTimeout(0.3);
+        QElapsedTimer timer;
+        timer.start();
+        qint64 code = 0;
+        QVERIFY(client.sendMessageWithName(Key, "a", 1, &code).isNull());
+        QCOMPARE(code, ParloClient::NoReply);
+        QVERIFY(timer.elapsed() >= 290 && timer.elapsed() < 1500);
+        // Nor does its name look free.
+        Echo echo;
+        QVERIFY(!ParloServer(echo, folder.path()).startListen(Key));
+    }
+
     void brokenReplyIsNoSuccess_data() {
         QTest::addColumn<QByteArray>("bytes");
-        // A map of two entries, of which only the code came.
-        QTest::newRow("cut CBOR") << QByteArray("\x06\x00\x00\x00\xa2\x63ret\x00", 10);
-        QTest::newRow("too long") << QByteArray("\xff\xff\xff\x7f", 4);
-        QTest::newRow("no code") << *ParloFrame::encoded(QCborMap{{ParloKeys::Reply, 1}});
-        QTest::newRow("code as text") << *ParloFrame::encoded(QCborMap{{ParloKeys::ReturnCode, "0"}});
-        QTest::newRow("half a frame, then the end") << QByteArray("\x06\x00\x00\x00\xa1", 5);
+        QTest::newRow("cut in its code") << QByteArray(7, 0);
+        QTest::newRow("too long") << packet(0, QByteArray(Longest + 1, 'x'));
+        QTest::newRow("none") << QByteArray();
     }
     void brokenReplyIsNoSuccess() {
         QFETCH(QByteArray, bytes);
         QTemporaryDir folder;
-        const UniqueFd listening = ParloSocket::listenAt(folder.path(), Key);
+        const UniqueFd listening = UnixSocket::listenAt(folder.filePath(Key), 4);
         QVERIFY(listening.isOpen());
         std::thread answering([&] {
             pollfd polled{listening.get(), POLLIN, 0};
             poll(&polled, 1, 5000);
-            const UniqueFd peer(accept4(listening.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-            QByteArray request;
-            ParloSocket::readSome(peer.get(), request, soon());
-            ParloSocket::writeAll(peer.get(), bytes, soon());
+            const UniqueFd peer(accept4(listening.get(), nullptr, nullptr, SOCK_CLOEXEC));
+            char request[64];
+            if (recv(peer.get(), request, sizeof request, 0) > 0 && !bytes.isEmpty())
+                sendPacket(peer, bytes);
         });
         qint64 code = 0;
-        const QCborValue reply = ParloClient(folder.path()).sendMessageWithName(Key, 1, 1, &code);
+        const QByteArray reply = ParloClient(folder.path()).sendMessageWithName(Key, "a", 1, &code);
         answering.join();
-        QVERIFY(reply.isUndefined());
+        QVERIFY(reply.isNull());
         QCOMPARE(code, ParloClient::NoReply);
     }
 
     void strangersAreRefused() {
         if (geteuid() != 0)
             return; // only root can become somebody else
-        QTemporaryDir folder;
-        Echo echo;
-        ParloServer server(echo, folder.path());
-        QVERIFY(server.startListen(Key));
+        Echoing world;
         // A process of another user whose socket reached us all the same.
-        QVERIFY(chmod(qPrintable(folder.path()), 0755) == 0);
-        QVERIFY(chmod(qPrintable(folder.filePath(Key)), 0666) == 0);
+        QVERIFY(chmod(qPrintable(world.folder.path()), 0755) == 0);
+        QVERIFY(chmod(qPrintable(world.folder.filePath(Key)), 0666) == 0);
         const pid_t child = fork();
         if (child == 0) {
             if (setuid(65534) != 0)
                 _exit(3);
             // The other end is root, which the stranger trusts; it is the server that does not.
-            const UniqueFd socket = ParloSocket::connectTo(folder.path(), Key, soon());
-            const QByteArray frame = *ParloFrame::encoded(QCborMap{{ParloKeys::MessageId, 9}});
+            const UniqueFd socket = world.connected();
             if (!socket.isOpen())
                 _exit(4);
-            ParloSocket::writeAll(socket.get(), frame, soon());
-            _exit(isClosedByPeer(socket.get()) ? 0 : 5);
+            sendPacket(socket, packet(9));
+            _exit(isClosedByPeer(socket) ? 0 : 5);
         }
         int status = -1;
         QCOMPARE(waitpid(child, &status, 0), child);
         QCOMPARE(WEXITSTATUS(status), 0);
-        QCOMPARE(echo.lastMessage.load(), 0u);
+        QCOMPARE(world.echo.lastMessage.load(), 0u);
     }
 };
 

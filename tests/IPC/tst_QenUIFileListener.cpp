@@ -27,8 +27,7 @@ public:
           listener({.center = center,
               .config = config,
               .log = log,
-              .agentState = agent,
-              .applicationSupport = root.path(),
+              .files = QenUIFileListener::followedFiles(agent, root.path()),
               .record = [this] { return AccountModel::currentModel(root.path()); },
               .latency = std::chrono::milliseconds(100)}) {
         QDir().mkpath(agent);

@@ -399,6 +399,14 @@ private Q_SLOTS:
         QVERIFY(m_server.requests(TicketPath).isEmpty());
     }
 
+    void domainSessionIsNotPolled() {
+        AccountModel record;
+        record.setLoginType(LoginType::Domain);
+        m_world->client.store(record);
+        QTest::qWait(350);
+        QVERIFY(m_server.requests(TicketPath).isEmpty());
+    }
+
 private:
     QenDetailWindow& window() {
         QenDetailWindow* open = m_window.data();

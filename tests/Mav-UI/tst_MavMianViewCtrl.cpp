@@ -9,6 +9,9 @@
 #include <QStackedWidget>
 #include <QTcpServer>
 
+#include <semaphore>
+#include <thread>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -159,6 +162,51 @@ private Q_SLOTS:
         QTRY_COMPARE(page(view), 0);
     }
 
+    void closingThePollWaitsForNoTick() {
+        ViewWorld world;
+        world.signInAs(u"lin"_s);
+        std::counting_semaphore<> asked{0};
+        std::counting_semaphore<> answered{0};
+        ClientFolder::listing = [&] {
+            asked.release();
+            answered.acquire();
+        };
+        {
+            MavMianViewCtrl view(world.views());
+            QVERIFY(asked.try_acquire_for(std::chrono::seconds(5)));
+            const std::jthread late([&answered] {
+                std::this_thread::sleep_for(std::chrono::seconds(1));
+                answered.release(1000);
+            });
+            QElapsedTimer timer;
+            timer.start();
+            view.closeCheckTicketStatus();
+            QVERIFY2(timer.elapsed() < 500, qPrintable(QString::number(timer.elapsed())));
+        }
+        world.client.work.wait();
+        ClientFolder::listing = {};
+    }
+
+    void domainSessionIsNotPolled() {
+        ViewWorld world;
+        world.folder.configure(m_server.httpPort());
+        m_server.action(u"clear_requests"_s);
+        AccountModel record;
+        record.setUserid(u"lin"_s);
+        record.setLoginType(LoginType::Domain);
+        world.client.store(record);
+        MavMianViewCtrl atTheStart(world.views());
+        QTest::qWait(350);
+        QVERIFY(m_server.requests(TicketPath).isEmpty());
+        world.signInAs(u"lin"_s);
+        QTRY_VERIFY(!m_server.requests(TicketPath).isEmpty());
+        world.client.store(record);
+        QTest::qWait(50);
+        const auto sent = m_server.requests(TicketPath).size();
+        QTest::qWait(350);
+        QCOMPARE(m_server.requests(TicketPath).size(), sent);
+    }
+
     void lateTicketAnswerShowsNothing() {
         ViewWorld world;
         world.folder.configure(m_server.httpPort());
@@ -171,6 +219,22 @@ private Q_SLOTS:
         QTRY_VERIFY(world.client.logText().contains(u"Check ticket response msg"_s));
         QTest::qWait(50);
         QCOMPARE(page(view), 0);
+    }
+
+    void endOfASessionLeavesTheNextOneItsPage() {
+        ViewWorld world;
+        world.folder.configure(m_server.httpPort());
+        world.signInAs(u"old"_s);
+        const AskedFor asked = world.client.session.asked();
+        MavMianViewCtrl view(world.views());
+        Outcome login;
+        world.client.helper.login({{"userid", "lin"}, {"password", "Abcdefg1!"}, {"otp", ""}}, login.completion());
+        QTRY_COMPARE(page(view), 2);
+        view.UpdateTableView(asked);
+        QTest::qWait(50);
+        QCOMPARE(page(view), 2);
+        view.UpdateTableView(world.client.session.asked());
+        QTRY_COMPARE(page(view), 0);
     }
 
     void endOfSession_data() {
@@ -246,6 +310,31 @@ private Q_SLOTS:
         QTRY_COMPARE(page(view), 2);
     }
 
+    void signInOpensItsPageOnce() {
+        ViewWorld world;
+        world.folder.configure(m_server.httpPort());
+        QWidget window;
+        auto* elsewhere = new QLineEdit(&window);
+        MavMianViewCtrl view(world.views(), &window);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        type(view, "domainOrIPLab", u"127.0.0.1"_s);
+        press(view, "saveServerBtn");
+        QTRY_COMPARE(page(view), 1);
+        type(view, "userIdLb", u"lin"_s);
+        type(view, "passwordLb", u"Abcdefg1!"_s);
+        // Whoever turns to something else as soon as the page is there is not called back by the answer's own end.
+        connect(&world.client.session, &Session::changed, elsewhere, [elsewhere] { elsewhere->setFocus(); });
+        auto* button = find<SpinnerButton>(view, "loginBtn");
+        button->setFocus(Qt::TabFocusReason);
+        QTest::keyClick(button, Qt::Key_Space);
+        QTRY_COMPARE(page(view), 2);
+        QTRY_VERIFY(!button->isBusy());
+        QTest::qWait(50);
+        QCOMPARE(window.focusWidget(), elsewhere);
+        QVERIFY(find<QLineEdit>(view, "passwordLb")->text().isEmpty());
+    }
+
     void domainSessionOpensTheSignedInPage() {
         ViewWorld world;
         AccountModel record;
@@ -279,7 +368,19 @@ private Q_SLOTS:
         ViewWorld world;
         const MainViewWorld views = world.views();
         MavNavigationViewCtrl view(views);
-        QTRY_COMPARE(find<QLabel>(view, "networkLab")->text(), textFor("ReconnectServer"));
+        const auto* text = find<QLabel>(view, "networkLab");
+        const auto* note = find<QLabel>(view, "noteLab");
+        QTRY_COMPARE(text->text(), textFor("ReconnectServer"));
+        for (const int status : {1, 2, 3, -2}) {
+            view.updateNetWorkStatus(status);
+            QCOMPARE(text->text(), textFor("MavSuccess"));
+            QVERIFY(note->isHidden());
+        }
+        for (const int status : {-1, 0, 3, -2}) {
+            view.updateNetWorkStatus(status);
+            QCOMPARE(text->text(), textFor("ReconnectServer"));
+            QVERIFY(!note->isHidden());
+        }
     }
 
     void sheetRefusesWithoutAWord_data() {
@@ -291,7 +392,9 @@ private Q_SLOTS:
         QTest::newRow("empty port") << "10.0.0.1"
                                     << "" << true;
         QTest::newRow("port") << "10.0.0.1"
-                              << "80a" << false;
+                              << "8a0" << false;
+        QTest::newRow("three groups") << "1.2.3"
+                                      << "80" << false;
         QTest::newRow("empty address") << ""
                                        << "80" << false;
         QTest::newRow("host name") << "mav.example.com"

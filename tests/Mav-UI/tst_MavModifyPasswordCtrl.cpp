@@ -344,7 +344,7 @@ private Q_SLOTS:
         QStringList reached;
         for (qsizetype step = 0; step < wanted.size(); ++step) {
             reached << m_sheet->focusWidget()->objectName();
-            QVERIFY2(!m_sheet->focusWidget()->accessibleName().isEmpty(), qPrintable(reached.constLast()));
+            QVERIFY2(!spokenName(m_sheet->focusWidget()).isEmpty(), qPrintable(reached.constLast()));
             QTest::keyClick(m_sheet->focusWidget(), Qt::Key_Tab);
         }
         QCOMPARE(reached, wanted);

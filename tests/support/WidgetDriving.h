@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QAccessible>
 #include <QLineEdit>
 #include <QTest>
 #include <QWidget>
@@ -20,4 +21,10 @@ inline void type(QWidget& root, const char* field, const QString& text) {
     edit->setFocus();
     edit->clear();
     QTest::keyClicks(edit, text);
+}
+
+/// What somebody hears who cannot see @p widget.
+inline QString spokenName(QWidget* widget) {
+    const QAccessibleInterface* found = QAccessible::queryAccessibleInterface(widget);
+    return found ? found->text(QAccessible::Name) : QString();
 }

@@ -22,7 +22,7 @@
 
 using namespace Qt::StringLiterals;
 
-/// Files of one client in a folder of their own.
+/// Files of one client in a folder of their own, which lie there as they do in a home and below a root.
 class ClientFolder {
 public:
     ClientFolder() {
@@ -34,16 +34,32 @@ public:
         machineFile("sys/class/net/eth0/address", "02:fc:00:00:00:0a\n");
         machineFile("sys/class/net/eth0/device/vendor", "\n");
     }
-    QString support() const { return m_folder.filePath(u"support"_s); }
-    QString agent() const { return m_folder.filePath(u"agent"_s); }
+    QString home() const { return m_folder.filePath(u"home"_s); }
+    QString support() const { return home() + u"/Library/Application Support"_s; }
+    QString agent() const { return m_folder.filePath(u"Library/Application Support/QenCloud"_s); }
     QString state(const QString& name) const { return support() + u"/QenCloudL/"_s + name; }
-    QString logs() const { return m_folder.filePath(u"logs"_s); }
+    QString logs() const { return home() + u"/Library/Logs/QenCloud/Logs"_s; }
+    /// All that @p log holds so far, when it writes to logs().
+    QString logText(QenLogHelper& log) const {
+        log.drain();
+        QString text;
+        for (const QString& name : QDir(logs()).entryList(QDir::Files, QDir::Name)) {
+            QFile file(logs() + u'/' + name);
+            if (file.open(QIODevice::ReadOnly))
+                text += QString::fromUtf8(file.readAll());
+        }
+        return text;
+    }
     QString file(const QString& name) const { return m_folder.filePath(name); }
     /// Root of the facts of a computer with one network interface.
-    QString machine() const { return m_folder.filePath(u"machine"_s); }
+    QString machine() const { return m_folder.path(); }
+    /// Called when the interfaces are listed, which is for the first request that names them.
+    static inline std::function<void()> listing;
     QMap<QString, QString> addresses() {
         if (Platform::isMainThread())
             isAskedOnMain = true;
+        if (listing)
+            listing();
         return {{u"eth0"_s, u"192.0.2.7"_s}};
     }
 
@@ -62,6 +78,14 @@ public:
     void configure(quint16 port) {
         const QVariant pair = QVariantList{u"127.0.0.1"_s, port};
         configure(QVariantList{pair, pair, pair});
+    }
+
+    /// Puts a record in place as another process would, or takes it away, and waits until the main thread has heard of
+    /// it.
+    void store(const std::optional<AccountModel>& record, Session& session) const {
+        QVERIFY(record ? record->save(support()) : AccountModel::deleteCurrentModel(support()));
+        session.current();
+        QCoreApplication::processEvents();
     }
 
 private:
@@ -108,25 +132,8 @@ public:
     /// An agent that refuses.
     static void refuse(const AgentStopped& done) { done({.access = AgentStop::NoAccess}); }
 
-    /// Puts a record in place as another process would, or takes it away, and waits until the main thread has heard of
-    /// it.
-    void store(const std::optional<AccountModel>& record) {
-        QVERIFY(record ? record->save(m_folder.support()) : AccountModel::deleteCurrentModel(m_folder.support()));
-        session.current();
-        QCoreApplication::processEvents();
-    }
-
-    /// Everything that the log holds so far.
-    QString logText() {
-        log.drain();
-        QString text;
-        for (const QString& name : QDir(m_folder.logs()).entryList(QDir::Files, QDir::Name)) {
-            QFile file(m_folder.logs() + u'/' + name);
-            if (file.open(QIODevice::ReadOnly))
-                text += QString::fromUtf8(file.readAll());
-        }
-        return text;
-    }
+    void store(const std::optional<AccountModel>& record) { m_folder.store(record, session); }
+    QString logText() { return m_folder.logText(log); }
 
     QenLogHelper log;
     QenServerConfig config;

@@ -1,5 +1,7 @@
 #include "AnswerVerdict.h"
 
+#include "StringTable.h"
+
 #include <map>
 
 using namespace Qt::StringLiterals;
@@ -83,6 +85,10 @@ QString lineFor(const QJsonObject& answer, const Platform::Error& error, const A
 }
 
 } // namespace
+
+QString AnswerVerdict::words() const {
+    return show == Show::Key ? localizedString(text) : text;
+}
 
 const AnswerPlace AnswerPlace::LoginPage{
     .reads = Reads::Status, .opensResetPage = true, .notJsonKey = u"NoAccount"_s, .codes = LoginCodes};

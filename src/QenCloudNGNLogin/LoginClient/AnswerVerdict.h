@@ -31,6 +31,9 @@ struct AnswerVerdict {
     /// The line for the log; empty when none is written.
     QString log = {};
 
+    /// What a person reads.
+    QString words() const;
+
     bool operator==(const AnswerVerdict&) const = default;
 };
 

@@ -73,7 +73,8 @@ public:
 
     /// Main thread: as of the last changed().
     SessionState state() const { return m_shown.state(); }
-    /// Main thread: the record behind state().
+    /// Main thread: the session behind state(), and its record.
+    const SessionModel& shown() const { return m_shown; }
     const std::optional<AccountModel>& account() const { return m_shown.record; }
 
     /// The session as it is now. Any thread; may wait for a write to the disk, so not from the main thread on a hot

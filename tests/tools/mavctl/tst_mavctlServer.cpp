@@ -1,5 +1,5 @@
+#include "MavServerSetingWinCtrl.h"
 #include "QenServerConfig.h"
-#include "ServerAddress.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -53,7 +53,7 @@ private Q_SLOTS:
         QFETCH(QString, address);
         QFETCH(QString, port);
         QFETCH(bool, isRefused);
-        if (checkServerAddress(address, port) != ServerAddressFault::None)
+        if (TypedServer{address, port}.fault() != TypedServer::Fault::None)
             QVERIFY2(isRefused, "the window refuses it");
         const auto [status, output, errors] = run({u"set"_s, address + u':' + port});
         QCOMPARE(status, isRefused ? 1 : 0);
