@@ -25,10 +25,6 @@ QString signedInUser(QenCloudLoginHelper& login) {
     return login.session().account().value_or(AccountModel()).userid();
 }
 
-QString textOf(const AnswerVerdict& verdict) {
-    return verdict.show == AnswerVerdict::Show::Key ? localizedString(verdict.text) : verdict.text;
-}
-
 QString identifier(const FormField& field) {
     return field.property("identifier").toString();
 }
@@ -199,15 +195,15 @@ void MavModifypasswordViewCtrl::resetHandleWithResponse(const AnswerVerdict& ver
         Q_EMIT ended(Changed);
         tellLate(verdict);
     } else if (verdict.show != AnswerVerdict::Show::Nothing) {
-        showTip(wrappable(textOf(verdict), LongestMessage));
+        showTip(wrappable(verdict.told(), LongestMessage));
     }
 }
 
 void MavModifypasswordViewCtrl::tellLate(const AnswerVerdict& verdict) const {
     if (verdict.show == AnswerVerdict::Show::Done)
-        m_world.alert(localizedString(u"PasswordChanged"_s));
+        m_world.alert((localizedString(u"PasswordChanged"_s) + u'\n' + verdict.text).trimmed());
     else if (verdict.show != AnswerVerdict::Show::Nothing)
-        m_world.alert(localizedString(u"PasswordChangeFailed"_s).arg(textOf(verdict)));
+        m_world.alert(localizedString(u"PasswordChangeFailed"_s).arg(verdict.told()));
 }
 
 void MavModifypasswordViewCtrl::cancelButtonPush() {

@@ -1,5 +1,7 @@
 #include "AnswerVerdict.h"
 
+#include "StringTable.h"
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -40,6 +42,8 @@ AnswerVerdict saying(const QString& text) {
 }
 
 AnswerVerdict failed(const Platform::Error& error, const AnswerPlace& place) {
+    if (place.changesPassword && ServerAnswer::isNoSignIn(error))
+        return {.show = Show::Done, .text = error.localizedDescription()};
     if (error.code() == Platform::Error::NotJson && !place.notJsonKey.isEmpty())
         return {.show = Show::Key, .text = place.notJsonKey};
     return saying(error.localizedDescription());
@@ -88,6 +92,10 @@ QString lineFor(const QJsonObject& answer, const Platform::Error& error, const A
 
 } // namespace
 
+QString AnswerVerdict::told() const {
+    return show == Show::Key ? localizedString(text) : text;
+}
+
 AnswerPlace AnswerPlace::loginPage() {
     return {.reads = Reads::Status, .opensResetPage = true, .notJsonKey = u"NoAccount"_s, .codes = LoginCodes};
 }
@@ -97,16 +105,16 @@ AnswerPlace AnswerPlace::loginWindow() {
 }
 
 AnswerPlace AnswerPlace::resetPage() {
-    return {.reads = Reads::Status, .codes = ResetPageCodes, .codesNeedMinusOne = true};
+    return {.reads = Reads::Status, .codes = ResetPageCodes, .codesNeedMinusOne = true, .changesPassword = true};
 }
 
 AnswerPlace AnswerPlace::resetInLoginWindow() {
     // A demand for a new password is a refusal like any other here.
-    return {.reads = Reads::State, .logName = u"resetpassword"_s};
+    return {.reads = Reads::State, .logName = u"resetpassword"_s, .changesPassword = true};
 }
 
 AnswerPlace AnswerPlace::passwordSheet() {
-    return {.reads = Reads::Status, .codes = SheetCodes, .codesNeedMinusOne = true};
+    return {.reads = Reads::Status, .codes = SheetCodes, .codesNeedMinusOne = true, .changesPassword = true};
 }
 
 AnswerPlace AnswerPlace::retrievalPage() {
