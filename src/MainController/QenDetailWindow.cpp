@@ -1,6 +1,7 @@
 #include "QenDetailWindow.h"
 
 #include "AccountForm.h"
+#include "ApplicationInterface.h"
 #include "ClientNotifications.h"
 #include "CustomMessageBox.h"
 #include "Deployment.h"
@@ -19,6 +20,7 @@
 #include <QCloseEvent>
 #include <QKeyEvent>
 #include <QLineEdit>
+#include <QPointer>
 
 using namespace Qt::StringLiterals;
 
@@ -61,10 +63,7 @@ QenDetailWindow::QenDetailWindow(
 QenDetailWindow::~QenDetailWindow() = default;
 
 void QenDetailWindow::makeForm() {
-    m_form = new AccountForm({.login = m_world.login,
-                                 .log = m_world.log,
-                                 .work = m_world.work,
-                                 .alert = [this](const QString& text) { showAlertTipForLogin(text); }},
+    m_form = new AccountForm({.login = m_world.login, .log = m_world.log, .work = m_world.work, .alert = alert()},
         AccountForm::Place::loginWindow(),
         {.account = m_ui->accountField,
             .password = m_ui->passwordField,
@@ -287,30 +286,40 @@ void QenDetailWindow::logoutBtn() {
     m_world.log.writeLog(u"[QenDetailWindow] QenCloud logout"_s, 1);
     m_ui->logoutBtn->setBusy(true);
     requestLogout({.login = m_world.login, .device = m_world.device, .log = m_world.log, .work = m_world.work},
-        LogoutPlace::LoginWindow, m_answers.wrapped([this](const AnswerVerdict& verdict) {
-            m_ui->logoutBtn->setBusy(false);
-            if (verdict.show == AnswerVerdict::Show::Done)
-                m_world.center.post(ClientNotification::Logout, 0);
-            else
-                showAlertTipForLogin(
-                    verdict.show == AnswerVerdict::Show::Key ? localizedString(verdict.text) : verdict.text);
-        }));
+        LogoutPlace::LoginWindow,
+        [alert = alert(), button = QPointer(m_ui->logoutBtn), &center = m_world.center](const AnswerVerdict& verdict) {
+            Platform::mainQueue().async([=, &center] {
+                if (button)
+                    button->setBusy(false);
+                if (verdict.show == AnswerVerdict::Show::Done)
+                    center.post(ClientNotification::Logout, 0);
+                else
+                    alert(verdict.told());
+            });
+        });
 }
 
 void QenDetailWindow::tipText(const QString& text) {
     showAlertTipForLogin(text);
 }
 
-void QenDetailWindow::showAlertTipForLogin(const QString& text) {
-    if (text.isEmpty())
-        return;
-    m_answers.async([this, text] {
-        // Over this window, which blocks the one below.
-        auto* box = new CustomMessageBox(this);
-        box->setTitle(localizedString(u"Warnning"_s), text, CustomMessageBox::BoxStyle::Warning, {},
-            localizedString(u"Confirm"_s));
-        box->attach();
-    });
+std::function<void(const QString&)> QenDetailWindow::alert() {
+    return [self = QPointer(this), &application = m_world.application](const QString& text) {
+        Platform::mainQueue().async([self, &application, text] {
+            QenDetailWindow* window = self.data();
+            if (text.isEmpty())
+                return;
+            if (!window || !window->isVisible()) {
+                application.showAlertTipForLogin(text);
+                return;
+            }
+            // Over this window, which blocks the one below.
+            auto* box = new CustomMessageBox(window);
+            box->setTitle(localizedString(u"Warnning"_s), text, CustomMessageBox::BoxStyle::Warning, {},
+                localizedString(u"Confirm"_s));
+            box->attach();
+        });
+    };
 }
 
 void QenDetailWindow::keyPressEvent(QKeyEvent* event) {

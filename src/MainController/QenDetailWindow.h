@@ -10,6 +10,7 @@
 
 #include <QImage>
 
+#include <functional>
 #include <memory>
 
 class AccountForm;
@@ -42,8 +43,7 @@ public:
     void tipText(const QString& text);
     /// In place of how the scan goes on.
     void showScanFailure(const QString& text);
-    /// Any thread.
-    void showAlertTipForLogin(const QString& text);
+    void showAlertTipForLogin(const QString& text) { alert()(text); }
 
     bool isresetPassword() const { return m_isresetPassword; }
     /// Somebody is signed in and shown as such: the window is no sign-in then.
@@ -59,6 +59,8 @@ protected:
     void closeEvent(QCloseEvent* event) override;
 
 private:
+    /// Tells over this window, or over the main one when this is closed by then. Any thread, also after this window.
+    std::function<void(const QString&)> alert();
     void makeForm();
     void connectPages();
     void buildTabs();

@@ -48,7 +48,8 @@ void MavLoginStateViewCtrl::makeForm() {
     m_form = new AccountForm({.login = m_world.login,
                                  .log = m_world.log,
                                  .work = m_world.work,
-                                 .alert = [this](const QString& text) { showTip(text); }},
+                                 .alert = [&application = m_world.application](
+                                              const QString& text) { application.showAlertTipForLogin(text); }},
         AccountForm::Place::loginPage(),
         // This view never sends a one-time code.
         {.account = m_ui->userIdLbField,

@@ -316,6 +316,48 @@ private Q_SLOTS:
         QCOMPARE(m_world->record()->userid(), u"lin"_s);
     }
 
+    void failureIsToldThoughTheWindowIsClosed_data() {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("button");
+        QTest::newRow("sign-in") << LoginPath << u"confirmBtn"_s;
+        QTest::newRow("sign-out") << LogoutPath << u"logoutBtn"_s;
+    }
+    void failureIsToldThoughTheWindowIsClosed() {
+        QFETCH(QString, path);
+        QFETCH(QString, button);
+        const bool isSignIn = path == LoginPath;
+        if (!isSignIn)
+            signInBeforehand();
+        m_server.fault(path, {{"kind", "errorcode"}, {"errorcode", 15}, {"msg", "用户已锁定"}}, 1);
+        open();
+        if (isSignIn) {
+            openAccountPage();
+            type(window(), "account", u"lin"_s);
+            type(window(), "password", Password);
+        }
+        QTest::mouseClick(find<QPushButton>(window(), button.toLatin1().constData()), Qt::LeftButton);
+        QTest::keyClick(&window(), Qt::Key_Escape);
+        QTRY_VERIFY(!m_window);
+        QTRY_COMPARE(m_world->told(), QStringList(u"用户已锁定"_s));
+    }
+
+    void passwordThatChangedIsToldThoughNothingIsStored() {
+        m_server.action(u"set_password"_s, {{"userid", "must"}, {"password", Password}});
+        QVERIFY(m_server.action(u"require_password_change"_s, {{"userid", "must"}}));
+        open();
+        openAccountPage();
+        signInAs(u"must"_s, Password);
+        QTRY_COMPARE(page(), QenDetailWindow::ResetPage);
+        QVERIFY(QDir().mkpath(m_world->folder.state(u"login.archive.aside"_s) + u"/in the way"_s));
+        type(window(), "newPassword", u"Newpass1!"_s);
+        type(window(), "repeatedPassword", u"Newpass1!"_s);
+        QTest::keyClick(find<QLineEdit>(window(), "repeatedPassword"), Qt::Key_Return);
+        QTRY_COMPARE(alerts().size(), 1);
+        QCOMPARE(alerts().constFirst(),
+            localizedString(u"PasswordChanged"_s) + u'\n' + localizedString(u"SessionNotStored"_s));
+        QTRY_COMPARE(page(), QenDetailWindow::AccountPage);
+    }
+
     void silentServerNeverHoldsTheWindow() {
         m_server.fault(u"*"_s, {{"kind", "silent"}}, 1000);
         open();

@@ -18,6 +18,8 @@
 #include <QLineEdit>
 #include <QPushButton>
 
+#include <mutex>
+
 using namespace Qt::StringLiterals;
 
 /// What the left bar and the login window of one client stand on, in a folder of its own.
@@ -37,7 +39,15 @@ public:
             .consoleInterval = 10s,
             .networkReader = [this](const QHostAddress&) { return network; }};
     }
-    void showAlertTipForLogin(const QString&) override {}
+    void showAlertTipForLogin(const QString& text) override {
+        const std::lock_guard lock(m_mutex);
+        m_told << text;
+    }
+    /// What the main window was to show.
+    QStringList told() {
+        const std::lock_guard lock(m_mutex);
+        return m_told;
+    }
     /// Writes the agent's choice of login methods.
     void offer(const char* otp, int qrcode, int account) {
         const QVariantMap methods{{"double_factor_auth", otp}, {"qrcode_login", qrcode}, {"pc_account_login", account}};
@@ -51,6 +61,10 @@ public:
     Platform::NotificationCenter center;
     Platform::NetworkFacts network;
     std::chrono::milliseconds codeInterval{12000};
+
+private:
+    std::mutex m_mutex;
+    QStringList m_told;
 };
 
 /// Messages of the boxes that stand open.
