@@ -1,6 +1,7 @@
 #include "AppDelegate.h"
 
 #include "ApplicationMenu.h"
+#include "BaseWindowController.h"
 #include "ClientNotifications.h"
 #include "CustomMessageBox.h"
 #include "MavServerSetingWinCtrl.h"
@@ -170,10 +171,9 @@ void AppDelegate::showAlertTipForLogin(const QString& text) {
 
 void AppDelegate::showAlert(const QString& text) {
     // The same words twice help nobody: the box that says them comes forward.
-    for (AutoReleaseWindowController* window : AutoReleaseWindowController::autoReleaseWCs()) {
-        auto* shown = qobject_cast<CustomMessageBox*>(window);
-        if (shown && shown->message() == text) {
-            shown->makeKeyAndOrderFront();
+    for (CustomMessageBox* shown : CustomMessageBox::shown()) {
+        if (shown->message() == text) {
+            BaseWindowController::makeKeyAndOrderFront(*shown);
             return;
         }
     }
@@ -222,7 +222,7 @@ void AppDelegate::tapAboutItem() {
         const QSize size = m_aboutWindow->size();
         m_aboutWindow->setGeometry(QRect(BaseWindowController::getFrameOriginOfWindow(size, mainWindowFrame()), size));
     }
-    m_aboutWindow->makeKeyAndOrderFront();
+    BaseWindowController::makeKeyAndOrderFront(*m_aboutWindow);
 }
 
 QenHelpWebWindowController& AppDelegate::helpWindow() {
@@ -243,7 +243,7 @@ void AppDelegate::tapHelp() {
         Theme::HelpWindowSize);
     helpWindow().setGeometry(frame);
     helpWindow().loadHelpView();
-    helpWindow().makeKeyAndOrderFront();
+    BaseWindowController::makeKeyAndOrderFront(helpWindow());
 }
 
 void AppDelegate::excludeLogs() {

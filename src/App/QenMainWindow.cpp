@@ -1,5 +1,6 @@
 #include "QenMainWindow.h"
 
+#include "BaseWindowController.h"
 #include "Theme.h"
 #include "UserDefaults.h"
 
@@ -27,6 +28,7 @@ constexpr int PlaceSettlesMilliseconds = 500;
 QenMainWindow::QenMainWindow(Platform::UserDefaults& defaults)
     : m_defaults(defaults), m_menuButton(new QToolButton(this)) {
     setObjectName(u"QenMainWindow"_s);
+    setAccessibleName(QGuiApplication::applicationDisplayName());
     setMinimumSize(Theme::MainWindowLeastSize);
 
     auto* ground = new QFrame(this);
@@ -80,9 +82,8 @@ void QenMainWindow::handleTitleView() {
         Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint);
 }
 
-void QenMainWindow::windowDidLoad() {
-    BaseWindowController::windowDidLoad();
-    setAccessibleName(QGuiApplication::applicationDisplayName());
+void QenMainWindow::makeKeyAndOrderFront() {
+    BaseWindowController::makeKeyAndOrderFront(*this);
 }
 
 void QenMainWindow::openMenu() {
@@ -103,7 +104,7 @@ void QenMainWindow::restorePlace() {
     if (!place.isEmpty() && restoreGeometry(place))
         return;
     if (const QScreen* screen = QGuiApplication::primaryScreen())
-        move(getFrameOriginOfWindow(size(), screen->availableGeometry()));
+        move(BaseWindowController::getFrameOriginOfWindow(size(), screen->availableGeometry()));
 }
 
 void QenMainWindow::savePlace() {
@@ -115,22 +116,22 @@ void QenMainWindow::savePlace() {
 void QenMainWindow::closeEvent(QCloseEvent* event) {
     m_isCloseWindow = true;
     savePlace();
-    BaseWindowController::closeEvent(event);
+    QWidget::closeEvent(event);
 }
 
 void QenMainWindow::showEvent(QShowEvent* event) {
     m_isCloseWindow = false;
-    BaseWindowController::showEvent(event);
+    QWidget::showEvent(event);
 }
 
 void QenMainWindow::moveEvent(QMoveEvent* event) {
-    BaseWindowController::moveEvent(event);
+    QWidget::moveEvent(event);
     if (isVisible())
         m_placeChanged.start();
 }
 
 void QenMainWindow::resizeEvent(QResizeEvent* event) {
-    BaseWindowController::resizeEvent(event);
+    QWidget::resizeEvent(event);
     if (isVisible())
         m_placeChanged.start();
 }
@@ -156,5 +157,5 @@ bool QenMainWindow::eventFilter(QObject* watched, QEvent* event) {
     default:
         break;
     }
-    return BaseWindowController::eventFilter(watched, event);
+    return QWidget::eventFilter(watched, event);
 }

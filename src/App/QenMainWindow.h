@@ -1,10 +1,9 @@
 #pragma once
 
-#include "BaseWindowController.h"
-
 #include <QMenu>
 #include <QPointer>
 #include <QTimer>
+#include <QWidget>
 
 class QToolButton;
 
@@ -15,7 +14,7 @@ class UserDefaults;
 /// The main window: a white title area with the menu button, below it the content view.
 ///
 /// Closing it hides it, with which its place in the task bar goes; the process stays. It remembers its place.
-class QenMainWindow final : public BaseWindowController {
+class QenMainWindow final : public QWidget {
     Q_OBJECT
 public:
     explicit QenMainWindow(Platform::UserDefaults& defaults);
@@ -23,6 +22,7 @@ public:
     /// The title area's button opens @p menu, and so do F10 and Alt alone.
     void setMenu(QMenu* menu);
     void setContentView(QWidget* view);
+    void makeKeyAndOrderFront();
 
     /// Miniaturise button shown, zoom button hidden.
     void handleTitleView();
@@ -32,7 +32,6 @@ public:
     void savePlace();
 
 protected:
-    void windowDidLoad() override;
     void closeEvent(QCloseEvent* event) override;
     void showEvent(QShowEvent* event) override;
     void moveEvent(QMoveEvent* event) override;

@@ -11,14 +11,11 @@
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
 #include "QenServerConfig.h"
-#include "StartCheckLoginDelegate.h"
 #include "StringTable.h"
 #include "SystemLog.h"
 #include "Theme.h"
 #include "ui_QenDetailWindow.h"
 
-#include <QCloseEvent>
-#include <QKeyEvent>
 #include <QLineEdit>
 #include <QPointer>
 
@@ -35,8 +32,7 @@ const QString ScanWanted = u"请使用手机客户端扫码登录"_s;
 
 QenDetailWindow::QenDetailWindow(
     SessionViewWorld world, StartCheckLoginDelegate& startCheckLoginDelegate, QWidget* parent)
-    : BaseWindowController(
-          parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
+    : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
       m_world(std::move(world)), m_startCheckLoginDelegate(startCheckLoginDelegate),
       m_ui(std::make_unique<Ui::QenDetailWindow>()), m_reachability(m_world.networkReader) {
     m_ui->setupUi(this);
@@ -56,8 +52,12 @@ QenDetailWindow::QenDetailWindow(
         if (button->accessibleName().isEmpty())
             button->setAccessibleName(button->text());
     }
+    // Enter in a field is the field's own business.
+    for (QPushButton* button : findChildren<QPushButton*>())
+        button->setAutoDefault(false);
     makeForm();
     connectPages();
+    load();
 }
 
 QenDetailWindow::~QenDetailWindow() = default;
@@ -104,8 +104,7 @@ void QenDetailWindow::connectPages() {
     connect(&m_world.login.session(), &Session::changed, this, &Self::sessionChanged);
 }
 
-void QenDetailWindow::windowDidLoad() {
-    BaseWindowController::windowDidLoad();
+void QenDetailWindow::load() {
     auto* panel = new DevicePanel({.name = m_ui->deviceNameRow,
                                       .type = m_ui->deviceTypeRow,
                                       .systemVersion = m_ui->systemVersionRow,
@@ -320,19 +319,4 @@ std::function<void(const QString&)> QenDetailWindow::alert() {
             box->attach();
         });
     };
-}
-
-void QenDetailWindow::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Escape)
-        close();
-    else
-        BaseWindowController::keyPressEvent(event);
-}
-
-void QenDetailWindow::closeEvent(QCloseEvent* event) {
-    closeCheckQR();
-    m_GDCheckLoginTimer.reset();
-    stopObserving();
-    BaseWindowController::closeEvent(event);
-    Q_EMIT closed();
 }

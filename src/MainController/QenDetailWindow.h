@@ -1,31 +1,64 @@
 #pragma once
 
-#include "BaseWindowController.h"
 #include "Completion.h"
 #include "NotificationCenter.h"
 #include "PollTimer.h"
 #include "Reachability.h"
 #include "Session.h"
-#include "SessionViewWorld.h"
+#include "TaskGroup.h"
 
+#include <QDialog>
 #include <QImage>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 
 class AccountForm;
-class StartCheckLoginDelegate;
+class ApplicationInterface;
+class ITDevice;
+class QenCloudLoginHelper;
+class QenDetailWindow;
+class QenLogHelper;
+class QenServerConfig;
 
 namespace Ui {
 class QenDetailWindow;
 }
+
+/// What the left bar and the login window stand on; all of it outlives them.
+struct SessionViewWorld {
+    ApplicationInterface& application;
+    QenCloudLoginHelper& login;
+    QenServerConfig& config;
+    ITDevice& device;
+    QenLogHelper& log;
+    Platform::NotificationCenter& center;
+    /// Work that the views have begun and do not wait for.
+    Platform::TaskGroup& work;
+    /// Of the two session polls.
+    std::chrono::milliseconds pollInterval{3000};
+    std::chrono::milliseconds codeInterval{12000};
+    std::chrono::milliseconds consoleInterval{10000};
+    /// By default the running system's facts.
+    Platform::Reachability::Reader networkReader{};
+};
+
+/// Whoever runs the session polls for the login window and closes it once a sign-in is complete. Main thread.
+class StartCheckLoginDelegate {
+public:
+    virtual ~StartCheckLoginDelegate() = default;
+    /// The window waits for a sign-in: its progress is asked for and posted.
+    virtual void StartCheckLogin() = 0;
+    virtual void closeDetailWindow(QenDetailWindow* window) = 0;
+};
 
 /// The login window: sign-in by QR code or account, the password that the server may demand first, logout, and this
 /// device's identity with a button to copy each part of it.
 ///
 /// Follows the session. Blocks the window it is opened over while it is shown, and deletes itself when closed. Main
 /// thread; whatever waits or asks the server runs on queues of its own.
-class QenDetailWindow final : public BaseWindowController {
+class QenDetailWindow final : public QDialog {
     Q_OBJECT
 public:
     enum Page { QRPage = 0, AccountPage = 1, ResetPage = 2, SignedInPage = 3 };
@@ -49,16 +82,8 @@ public:
     /// Somebody is signed in and shown as such: the window is no sign-in then.
     bool isShownSignedIn() const;
 
-Q_SIGNALS:
-    /// Closed, by whomever.
-    void closed();
-
-protected:
-    void windowDidLoad() override;
-    void keyPressEvent(QKeyEvent* event) override;
-    void closeEvent(QCloseEvent* event) override;
-
 private:
+    void load();
     /// Tells over this window, or over the main one when this is closed by then. Any thread, also after this window.
     std::function<void(const QString&)> alert();
     void makeForm();

@@ -5,7 +5,6 @@
 #include "Deployment.h"
 #include "ITDevice.h"
 #include "QenCloudLoginHelper.h"
-#include "QenDetailWindow.h"
 #include "QenLogHelper.h"
 #include "Theme.h"
 #include "ui_QenMainLeftBar.h"
@@ -33,8 +32,8 @@ QenMainLeftBar::QenMainLeftBar(SessionViewWorld world, QWidget* parent)
     m_ui->avatarBtn->setIconSize({AvatarSize, AvatarSize});
     m_ui->computerPicture->setPixmap(Theme::picture(u"computer"_s, {Theme::IconSize, Theme::IconSize},
         devicePixelRatioF(), Theme::color(Theme::Color::SecondText)));
-    m_ui->safetyTabBtn->setPictures(u"tab_safety_normal"_s, u"tab_safety_hover"_s);
-    m_ui->toolsTabBtn->setPictures(u"tab_tools_normal"_s, u"tab_tools_hover"_s);
+    m_ui->safetyTabBtn->setIcon(Theme::icon(u"tab_safety_normal"_s, {}, u"tab_safety_hover"_s));
+    m_ui->toolsTabBtn->setIcon(Theme::icon(u"tab_tools_normal"_s, {}, u"tab_tools_hover"_s));
     connectButtons();
     functionListHandleWithTag(SafetyTab, false);
     showTabs();
@@ -52,14 +51,14 @@ QenMainLeftBar::~QenMainLeftBar() {
     delete m_detailWindow.data();
 }
 
-HoverPictureButton* QenMainLeftBar::tabButton(int tag) const {
-    const std::array<HoverPictureButton*, 3> buttons{m_ui->safetyTabBtn, m_ui->toolsTabBtn, m_ui->detailBtn};
+QToolButton* QenMainLeftBar::tabButton(int tag) const {
+    const std::array<QToolButton*, 3> buttons{m_ui->safetyTabBtn, m_ui->toolsTabBtn, m_ui->detailBtn};
     return tag >= SafetyTab && tag <= DetailTab ? buttons.at(static_cast<size_t>(tag)) : nullptr;
 }
 
 void QenMainLeftBar::connectButtons() {
     for (const int tag : {SafetyTab, ToolsTab, DetailTab}) {
-        HoverPictureButton* button = tabButton(tag);
+        QToolButton* button = tabButton(tag);
         button->setIconSize({Theme::Space24, Theme::Space24});
         button->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
         button->setCheckable(true);
@@ -73,12 +72,12 @@ void QenMainLeftBar::connectButtons() {
 void QenMainLeftBar::openDetailWindow(QWidget* over) {
     if (!m_detailWindow) {
         m_detailWindow = new QenDetailWindow(m_world, *this, over);
-        connect(m_detailWindow, &QenDetailWindow::closed, this, &QenMainLeftBar::detailWindowClosed);
+        connect(m_detailWindow, &QDialog::finished, this, &QenMainLeftBar::detailWindowClosed);
         if (over)
             m_detailWindow->move(
                 BaseWindowController::getFrameOriginOfWindow(Theme::LoginWindowSize, over->geometry()));
     }
-    m_detailWindow->makeKeyAndOrderFront();
+    BaseWindowController::makeKeyAndOrderFront(*m_detailWindow);
 }
 
 void QenMainLeftBar::closeDetailWindow(QenDetailWindow* window) {
@@ -148,9 +147,9 @@ void QenMainLeftBar::setUIWithWarnLevel(int level) {
     const bool isSafe = level == SafeLevel;
     const QString look = isSafe ? u"safe"_s : u"unsafe"_s;
     m_ground = u"leftBar_"_s + look;
-    m_ui->avatarBtn->setPictures(u"avatar_%1_normal"_s.arg(look), u"avatar_%1_hover"_s.arg(look));
+    m_ui->avatarBtn->setIcon(Theme::icon(u"avatar_%1_normal"_s.arg(look), {}, u"avatar_%1_hover"_s.arg(look)));
     // The unhovered picture is the same in both looks, on purpose.
-    m_ui->detailBtn->setPictures(u"detail_safe-nomal"_s, u"detail_%1-hover"_s.arg(look));
+    m_ui->detailBtn->setIcon(Theme::icon(u"detail_safe-nomal"_s, {}, u"detail_%1-hover"_s.arg(look)));
     const QString told = isSafe ? u"电脑安全"_s : u"电脑存在风险"_s;
     m_ui->avatarBtn->setAccessibleName(u"登录与设备信息"_s);
     m_ui->avatarBtn->setAccessibleDescription(told);

@@ -3,9 +3,8 @@
 #include "AnswerVerdict.h"
 #include "Completion.h"
 #include "PollTimer.h"
+#include "QenDetailWindow.h"
 #include "Session.h"
-#include "SessionViewWorld.h"
-#include "StartCheckLoginDelegate.h"
 
 #include <QPointer>
 #include <QWidget>
@@ -14,8 +13,7 @@
 #include <functional>
 #include <memory>
 
-class HoverPictureButton;
-class QenDetailWindow;
+class QToolButton;
 
 namespace Ui {
 class QenMainLeftBar;
@@ -71,7 +69,7 @@ private:
     /// Each poll runs while it has something to ask.
     void followSession();
     void qrPollAnswered(const QRPollVerdict& verdict);
-    HoverPictureButton* tabButton(int tag) const;
+    QToolButton* tabButton(int tag) const;
 
     const SessionViewWorld m_world;
     std::unique_ptr<Ui::QenMainLeftBar> m_ui;

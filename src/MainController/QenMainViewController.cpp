@@ -100,7 +100,7 @@ void QenMainViewController::addQenNotifications() {
 }
 
 void QenMainViewController::setUpPages() {
-    for (HoverPictureButton* button : {m_ui->reCheckBtn, m_ui->detailReCheckBtn}) {
+    for (QToolButton* button : {m_ui->reCheckBtn, m_ui->detailReCheckBtn}) {
         button->setIconSize({Theme::IconSize, Theme::IconSize});
         connect(button, &QToolButton::clicked, this, &QenMainViewController::reCheckBtnClick);
     }
@@ -186,8 +186,8 @@ void QenMainViewController::changeUIWithWarnLevel(int level) {
     m_ui->stateCircle->setPicture(pictures.stateCircle);
     m_ui->smallStatePicture->setAnimation(pictures.smallAnimation);
     m_ui->pointView->setAnimation(pictures.pointAnimation);
-    for (HoverPictureButton* button : {m_ui->reCheckBtn, m_ui->detailReCheckBtn})
-        button->setPictures(pictures.recheckButton, pictures.recheckButtonHover);
+    for (QToolButton* button : {m_ui->reCheckBtn, m_ui->detailReCheckBtn})
+        button->setIcon(Theme::icon(pictures.recheckButton, {}, pictures.recheckButtonHover));
     m_ui->statusPicture->setPixmap(
         Theme::picture(pictures.status, {StatusPictureSize, StatusPictureSize}, devicePixelRatioF()));
     m_leftBar.setUIWithWarnLevel(level);

@@ -1,5 +1,6 @@
 #include "QenTrustedAppWindow.h"
 
+#include "BaseWindowController.h"
 #include "Deployment.h"
 #include "QenCloudLoginHelper.h"
 #include "SystemLog.h"
@@ -9,7 +10,6 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QKeyEvent>
 #include <QPointer>
 
 using namespace Qt::StringLiterals;
@@ -31,11 +31,11 @@ QString consoleText(const QVariantList& list) {
 } // namespace
 
 QenTrustedAppWindow::QenTrustedAppWindow(QenCloudLoginHelper& login, QWidget* parent)
-    : AutoReleaseWindowController(
-          parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
+    : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
       m_login(login), m_ui(std::make_unique<Ui::QenTrustedAppWindow>()),
       m_reader(Deployment::BundleIdentifier + u".trustedapps"_s) {
     m_ui->setupUi(this);
+    setAttribute(Qt::WA_DeleteOnClose);
     setWindowModality(Qt::WindowModal);
     setAccessibleName(qtTrId("AvailableApplications"));
     m_ui->emptyPicture->setPixmap(
@@ -52,10 +52,10 @@ void QenTrustedAppWindow::openOver(const QWidget* window) {
     if (!isVisible()) {
         resize(WindowSize);
         if (window)
-            move(getFrameOriginOfWindow(WindowSize, window->geometry()));
+            move(BaseWindowController::getFrameOriginOfWindow(WindowSize, window->geometry()));
     }
     loadTrustedApp();
-    makeKeyAndOrderFront();
+    BaseWindowController::makeKeyAndOrderFront(*this);
     m_ui->trustListView->setFocus();
 }
 
@@ -90,11 +90,4 @@ void QenTrustedAppWindow::loadSubView() {
         }
     }
     m_ui->listStates->setCurrentIndex(m_categoryModes.empty() ? ListEmpty : ListShown);
-}
-
-void QenTrustedAppWindow::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Escape)
-        close();
-    else
-        AutoReleaseWindowController::keyPressEvent(event);
 }

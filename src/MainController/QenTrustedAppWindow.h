@@ -1,8 +1,9 @@
 #pragma once
 
-#include "AutoReleaseWindowController.h"
 #include "Queue.h"
 #include "TrustedCategories.h"
+
+#include <QDialog>
 
 #include <memory>
 #include <vector>
@@ -17,7 +18,7 @@ class QenTrustedAppWindow;
 /// open; Escape closes it.
 ///
 /// The list is read on a queue of its own and shown on the main thread.
-class QenTrustedAppWindow final : public AutoReleaseWindowController {
+class QenTrustedAppWindow final : public QDialog {
     Q_OBJECT
 public:
     /// @param login  must outlive the window
@@ -28,9 +29,6 @@ public:
     /// Shows it centred over @p window, or brings it forward; either way the list is read afresh.
     void openOver(const QWidget* window);
     void loadTrustedApp();
-
-protected:
-    void keyPressEvent(QKeyEvent* event) override;
 
 private:
     void loadSubView();

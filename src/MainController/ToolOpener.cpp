@@ -57,7 +57,7 @@ void ToolOpener::showSheet(const ToolOpening& opening, QWidget* window) {
     sheet->setWindowModality(Qt::WindowModal);
     sheet->setTitle(SheetTitle, opening.message, CustomMessageBox::BoxStyle::Information,
         offers ? u"下载"_s : u"确定"_s, offers ? u"取消"_s : QString());
-    sheet->setCompletion([&workspace = m_workspace, offers, url = opening.url](int button) {
+    connect(sheet, &QDialog::finished, this, [&workspace = m_workspace, offers, url = opening.url](int button) {
         if (button != FirstButton)
             return;
         if (offers)

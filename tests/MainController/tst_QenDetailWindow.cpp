@@ -1,15 +1,14 @@
 #include "SessionWorld.h"
 
 #include "ClientNotifications.h"
-#include "HoverPictureButton.h"
 #include "QRCodeView.h"
-#include "QenDetailWindow.h"
 #include "QenMainLeftBar.h"
 #include "SpinnerButton.h"
 #include "StringTable.h"
 
 #include <QClipboard>
 #include <QStackedWidget>
+#include <QToolButton>
 
 #include <ZXing/ReadBarcode.h>
 
@@ -59,7 +58,7 @@ private Q_SLOTS:
     void cleanup() {
         m_bar.reset();
         m_told = {};
-        for (AutoReleaseWindowController* window : AutoReleaseWindowController::autoReleaseWCs())
+        for (CustomMessageBox* window : CustomMessageBox::shown())
             window->close();
         qApp->sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
@@ -409,30 +408,34 @@ private Q_SLOTS:
     void tabsAndLooksOfTheBar() {
         QList<int> reported;
         m_bar->setTabCallback([&](int tag) { reported << tag; });
-        auto* detail = find<HoverPictureButton>(*m_bar, "detailBtn");
+        auto* detail = find<QToolButton>(*m_bar, "detailBtn");
         QTest::mouseClick(detail, Qt::LeftButton);
         QVERIFY(detail->isChecked());
         m_bar->switchbtnsecond();
         m_bar->functionListHandleWithTag(7, true);
-        QVERIFY(find<HoverPictureButton>(*m_bar, "toolsTabBtn")->isChecked() && !detail->isChecked());
+        QVERIFY(find<QToolButton>(*m_bar, "toolsTabBtn")->isChecked() && !detail->isChecked());
         QCOMPARE(reported, QList<int>{2});
         m_bar->setHideDetilBtn(true);
         QVERIFY(!detail->isVisible());
         m_bar->setHideDetilBtn(false);
-        const auto hovered = [](HoverPictureButton* button) {
-            QEnterEvent in({}, {}, {});
-            QApplication::sendEvent(button, &in);
-            const QString picture = button->picture();
-            QEvent out(QEvent::Leave);
-            QApplication::sendEvent(button, &out);
-            return picture + u'|' + button->picture();
+        const auto shows = [](QToolButton* button, const QString& normal, const QString& hovered) {
+            const auto drawn = [button](QIcon::Mode mode) {
+                return button->icon().pixmap({24, 24}, 1, mode).toImage();
+            };
+            return drawn(QIcon::Normal) == Theme::picture(normal, {24, 24}, 1).toImage() &&
+                drawn(QIcon::Active) == Theme::picture(hovered, {24, 24}, 1).toImage();
         };
-        auto* avatar = find<HoverPictureButton>(*m_bar, "avatarBtn");
-        QCOMPARE(hovered(detail), u"detail_safe-hover|detail_safe-nomal"_s);
-        QCOMPARE(hovered(avatar), u"avatar_safe_hover|avatar_safe_normal"_s);
+        auto* avatar = find<QToolButton>(*m_bar, "avatarBtn");
+        QVERIFY(shows(detail, u"detail_safe-nomal"_s, u"detail_safe-hover"_s));
+        QVERIFY(shows(avatar, u"avatar_safe_normal"_s, u"avatar_safe_hover"_s));
         m_bar->setUIWithWarnLevel(2);
-        QCOMPARE(hovered(detail), u"detail_unsafe-hover|detail_safe-nomal"_s);
-        QCOMPARE(hovered(avatar), u"avatar_unsafe_hover|avatar_unsafe_normal"_s);
+        QVERIFY(shows(detail, u"detail_safe-nomal"_s, u"detail_unsafe-hover"_s));
+        QVERIFY(shows(avatar, u"avatar_unsafe_normal"_s, u"avatar_unsafe_hover"_s));
+        // The pointer brings the second one up.
+        const auto drawn = [avatar] { return avatar->grab().toImage(); };
+        const QImage without = drawn();
+        avatar->setAttribute(Qt::WA_UnderMouse);
+        QVERIFY(drawn() != without);
     }
 
     void signedOutTicketPollSendsNothing() {

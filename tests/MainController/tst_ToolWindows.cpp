@@ -37,11 +37,7 @@ QList<QenToolModel> tools(int count) {
 
 /// The box that stands open.
 CustomMessageBox* box() {
-    for (AutoReleaseWindowController* window : AutoReleaseWindowController::autoReleaseWCs()) {
-        if (auto* found = qobject_cast<CustomMessageBox*>(window))
-            return found;
-    }
-    return nullptr;
+    return CustomMessageBox::shown().value(0);
 }
 
 /// Programs of the test's own with desktop entries and icons; each start adds a line to a file.

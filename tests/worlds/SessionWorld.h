@@ -3,13 +3,12 @@
 #include "ClientWorld.h"
 
 #include "ApplicationInterface.h"
-#include "AutoReleaseWindowController.h"
 #include "Bundle.h"
 #include "CustomMessageBox.h"
 #include "MavResources.h"
 #include "NotificationCenter.h"
+#include "QenDetailWindow.h"
 #include "ReferenceServer.h"
-#include "SessionViewWorld.h"
 #include "Theme.h"
 #include "WidgetDriving.h"
 
@@ -70,9 +69,7 @@ private:
 /// Messages of the boxes that stand open.
 inline QStringList alerts() {
     QStringList texts;
-    for (AutoReleaseWindowController* window : AutoReleaseWindowController::autoReleaseWCs()) {
-        if (const auto* box = qobject_cast<CustomMessageBox*>(window))
-            texts << box->message();
-    }
+    for (const CustomMessageBox* box : CustomMessageBox::shown())
+        texts << box->message();
     return texts;
 }

@@ -4,7 +4,6 @@
 #include "Theme.h"
 #include "ui_QenAboutWindowController.h"
 
-#include <QKeyEvent>
 #include <QLayout>
 
 using namespace Qt::StringLiterals;
@@ -17,8 +16,7 @@ constexpr int WindowWidth = 360;
 } // namespace
 
 QenAboutWindowController::QenAboutWindowController(QWidget* parent)
-    : BaseWindowController(
-          parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
+    : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
       m_ui(std::make_unique<Ui::QenAboutWindowController>()) {
     m_ui->setupUi(this);
     setFixedWidth(WindowWidth);
@@ -31,10 +29,3 @@ QenAboutWindowController::QenAboutWindowController(QWidget* parent)
 }
 
 QenAboutWindowController::~QenAboutWindowController() = default;
-
-void QenAboutWindowController::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Escape)
-        close();
-    else
-        BaseWindowController::keyPressEvent(event);
-}

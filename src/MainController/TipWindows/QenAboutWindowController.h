@@ -1,6 +1,6 @@
 #pragma once
 
-#include "BaseWindowController.h"
+#include <QDialog>
 
 #include <memory>
 
@@ -9,14 +9,11 @@ class QenAboutWindowController;
 }
 
 /// The About window: the mark, the client's name, its version and build. Escape closes it.
-class QenAboutWindowController final : public BaseWindowController {
+class QenAboutWindowController final : public QDialog {
     Q_OBJECT
 public:
     explicit QenAboutWindowController(QWidget* parent = nullptr);
     ~QenAboutWindowController() override;
-
-protected:
-    void keyPressEvent(QKeyEvent* event) override;
 
 private:
     std::unique_ptr<Ui::QenAboutWindowController> m_ui;

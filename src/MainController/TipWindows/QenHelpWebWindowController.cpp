@@ -1,11 +1,11 @@
 #include "QenHelpWebWindowController.h"
 
+#include "BaseWindowController.h"
 #include "Theme.h"
 
 #include <QFrame>
 #include <QGuiApplication>
 #include <QHBoxLayout>
-#include <QKeyEvent>
 #include <QListWidget>
 #include <QScreen>
 #include <QTextBrowser>
@@ -48,7 +48,7 @@ QString pageStyle() {
 } // namespace
 
 QenHelpWebWindowController::QenHelpWebWindowController(QWidget* parent)
-    : BaseWindowController(parent), m_topics(new QListWidget(this)), m_page(new QTextBrowser(this)) {
+    : QDialog(parent, Qt::Window), m_topics(new QListWidget(this)), m_page(new QTextBrowser(this)) {
     setObjectName(u"QenHelpWebWindowController"_s);
     setAccessibleName(u"帮助"_s);
     m_topics->setObjectName(u"helpTopics"_s);
@@ -104,24 +104,18 @@ void QenHelpWebWindowController::loadHelpWithTag(const QString& tag) {
 
 QRect QenHelpWebWindowController::frameOver(const QRect& window, const QRect& screen) {
     const QSize size = Theme::HelpWindowSize.boundedTo(screen.size());
-    return {originWithin(screen, size, window.translated(Shift, -Shift)), size};
+    return {BaseWindowController::originWithin(screen, size, window.translated(Shift, -Shift)), size};
 }
 
 void QenHelpWebWindowController::openOver(const QWidget* window) {
     setWindowState(windowState() & ~(Qt::WindowMaximized | Qt::WindowFullScreen));
-    const QRect area = window ? areaAround(*window) : QGuiApplication::primaryScreen()->availableGeometry();
+    const QRect area =
+        window ? BaseWindowController::areaAround(*window) : QGuiApplication::primaryScreen()->availableGeometry();
     setGeometry(frameOver(window ? window->window()->geometry() : area, area));
-    makeKeyAndOrderFront();
+    BaseWindowController::makeKeyAndOrderFront(*this);
 }
 
 void QenHelpWebWindowController::showTopic(int row) {
     if (row >= 0 && row < static_cast<int>(std::size(Topics)))
         m_page->setSource(QUrl(u"qrc:/help/%1.html"_s.arg(QString::fromUtf16(Topics[row].page))));
-}
-
-void QenHelpWebWindowController::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Escape)
-        close();
-    else
-        BaseWindowController::keyPressEvent(event);
 }

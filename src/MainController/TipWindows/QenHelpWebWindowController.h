@@ -1,13 +1,13 @@
 #pragma once
 
-#include "BaseWindowController.h"
+#include <QDialog>
 
 class QListWidget;
 class QTextBrowser;
 
 /// The help window: topics at the left, the chosen one at the right. Its pages are part of the program. Escape closes
 /// it.
-class QenHelpWebWindowController final : public BaseWindowController {
+class QenHelpWebWindowController final : public QDialog {
     Q_OBJECT
 public:
     explicit QenHelpWebWindowController(QWidget* parent = nullptr);
@@ -25,9 +25,6 @@ public:
     /// Where that is.
     /// @param screen  what the window is to stay within; it gets smaller where this is too small
     static QRect frameOver(const QRect& window, const QRect& screen);
-
-protected:
-    void keyPressEvent(QKeyEvent* event) override;
 
 private:
     void addTopics();

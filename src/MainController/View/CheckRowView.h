@@ -2,21 +2,23 @@
 
 #include "QenRootModel.h"
 
-#include <QWidget>
+#include <QFrame>
 
-class ElidedLabel;
-class HoverPictureButton;
-class QLabel;
-class QToolButton;
+#include <memory>
+
+namespace Ui {
+class CheckRowView;
+}
 
 /// One row of the check tree: a category with its count of repairs, or a check with its state or its repair button. A
 /// check tells its outcome by a shape, a colour and a word, whatever its title sounds like.
-class CheckRowView final : public QWidget {
+class CheckRowView final : public QFrame {
     Q_OBJECT
 public:
     static constexpr int Height = 56;
 
     explicit CheckRowView(QWidget* parent = nullptr);
+    ~CheckRowView() override;
 
     void show(const QenRootModel& category);
     void show(const QenCheckModel& check);
@@ -31,20 +33,11 @@ Q_SIGNALS:
 
 protected:
     void mousePressEvent(QMouseEvent* event) override;
-    void paintEvent(QPaintEvent* event) override;
 
 private:
-    QToolButton* makeFold();
-    HoverPictureButton* makeRepair();
     void showOutcome(const QenCheckModel& check);
     void setState(const QString& text, const QString& role);
 
-    QToolButton* m_fold;
-    QLabel* m_icon;
-    QLabel* m_title;
-    QLabel* m_verdict;
-    ElidedLabel* m_detail;
-    QLabel* m_state;
-    HoverPictureButton* m_repair;
+    std::unique_ptr<Ui::CheckRowView> m_ui;
     QString m_keyword;
 };
