@@ -111,7 +111,8 @@ void QenMainViewController::setUpPages() {
     connect(&m_joinDomain, &JoinDomainAction::joiningChanged, m_ui->joinDomainBtn, &SpinnerButton::setBusy);
     connect(m_ui->applistButton, &QPushButton::clicked, this, &QenMainViewController::applistButtonDidClicked);
     m_ui->toolsView->setWorkspace(m_world.workspace);
-    m_ui->toolsView->setCompletion([this](const QenToolModel& tool) { m_toolOpener.open(tool, window()); });
+    connect(m_ui->toolsView, &QenToolsView::pressed, this,
+        [this](const QenToolModel& tool) { m_toolOpener.open(tool, window()); });
     m_ui->toolsHiddenPicture->setPixmap(
         Theme::picture(u"empty"_s, {HiddenPictureSize, HiddenPictureSize}, devicePixelRatioF()));
     m_ui->applistButton->setIcon(Theme::icon(u"applist"_s, Theme::color(Theme::Color::SecondText)));

@@ -110,7 +110,8 @@ private Q_SLOTS:
         QCOMPARE(cells[6]->x(), cells[0]->x());
         QVERIFY(cells[6]->y() > cells[0]->geometry().bottom());
         QStringList pressed;
-        view.setCompletion([&pressed](const QenToolModel& model) { pressed << model.appName; });
+        connect(
+            &view, &QenToolsView::pressed, this, [&pressed](const QenToolModel& model) { pressed << model.appName; });
         cells[0]->setFocus();
         const auto goesTo = [&cells](Qt::Key key, int index) {
             QTest::keyClick(QApplication::focusWidget(), key);
@@ -208,17 +209,13 @@ private Q_SLOTS:
         QList<QenToolModel> models = tools(1000);
         models[0].appName = QString(500, QChar(0x5de5)) + u"<b>"_s;
         view.setModels(models);
-        // Those that can be seen are there; the others follow.
-        QVERIFY(view.toolCells().size() >= 30);
-        QVERIFY(view.toolCells().size() < 1000);
-        QTRY_COMPARE(view.toolCells().size(), 1000);
+        QCOMPARE(view.toolCells().size(), 1000);
         QVERIFY(!view.grab().isNull());
         view.toolCells()[999]->setFocus();
         QTRY_VERIFY(!view.toolCells()[999]->visibleRegion().isEmpty());
-        // Shorter, longer again before the rest is gone, and none.
         view.setModels(tools(3));
         view.setModels(tools(700));
-        QTRY_COMPARE(view.toolCells().size(), 700);
+        QCOMPARE(view.toolCells().size(), 700);
         for (int index = 0; index < 700; ++index) {
             QCOMPARE(view.toolCells()[index]->toolModel().appName, QString::number(index));
             QCOMPARE(view.toolCells()[index]->tag(), 100 + index);
@@ -272,6 +269,26 @@ private Q_SLOTS:
         after->setFocus();
         view->setModels(tools(3));
         QVERIFY(after->hasFocus());
+    }
+
+    void aPressOpensTheToolThatWasPressed() {
+        QenToolsView view;
+        view.resize(840, 300);
+        view.setModels({tool(u"甲"_s), tool(u"乙"_s)});
+        view.show();
+        QVERIFY(QTest::qWaitForWindowActive(&view));
+        QStringList pressed;
+        connect(&view, &QenToolsView::pressed, this, [&](const QenToolModel& model) { pressed << model.appName; });
+        const auto release = [](QWidget* cell) { QTest::mouseRelease(cell, Qt::LeftButton); };
+        QenToolCell* cell = view.toolCells()[0];
+        // The list changes while the button is down.
+        QTest::mousePress(cell, Qt::LeftButton);
+        view.setModels({tool(u"乙"_s), tool(u"甲"_s)});
+        release(cell);
+        QTest::keyPress(cell, Qt::Key_Space);
+        view.setModels({tool(u"甲"_s), tool(u"乙"_s), tool(u"丙"_s)});
+        QTest::keyRelease(cell, Qt::Key_Space);
+        QCOMPARE(pressed, (QStringList{"甲", "甲"}));
     }
 
     void manyToolsAreSearched() {
