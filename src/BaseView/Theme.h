@@ -73,6 +73,8 @@ QColor tone(size_t index);
 QFont font(TextSize size);
 /// The style sheet with every value filled in; no placeholder is left in it.
 QString styleSheet();
+/// @p sheet with the values in the place of their names, which stand between percent signs.
+QString filledIn(QString sheet);
 
 /// Style, palette, font and style sheet for the whole program: the light look, whatever the desktop's scheme.
 void apply(QApplication& application);

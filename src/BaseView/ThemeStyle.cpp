@@ -115,14 +115,12 @@ private:
 QPalette lightPalette() {
     QPalette palette(color(Color::Text), color(Color::Card), color(Color::Card), color(Color::SecondText),
         color(Color::SecondText), color(Color::Text), color(Color::Card), color(Color::Card), color(Color::Ground));
-    palette.setColor(QPalette::Highlight, color(Color::Brand));
-    palette.setColor(QPalette::HighlightedText, color(Color::Card));
-    palette.setColor(QPalette::Link, color(Color::Brand));
-    palette.setColor(QPalette::LinkVisited, color(Color::BrandPressed));
-    palette.setColor(QPalette::PlaceholderText, color(Color::Hint));
-    palette.setColor(QPalette::ToolTipBase, color(Color::Text));
-    palette.setColor(QPalette::ToolTipText, color(Color::Card));
-    palette.setColor(QPalette::Mid, color(Color::Line));
+    constexpr std::pair<QPalette::ColorRole, Color> Roles[] = {{QPalette::Highlight, Color::Brand},
+        {QPalette::HighlightedText, Color::Card}, {QPalette::Link, Color::Brand},
+        {QPalette::LinkVisited, Color::BrandPressed}, {QPalette::PlaceholderText, Color::Hint},
+        {QPalette::ToolTipBase, Color::Text}, {QPalette::ToolTipText, Color::Card}, {QPalette::Mid, Color::Line}};
+    for (const auto& [role, name] : Roles)
+        palette.setColor(role, color(name));
     for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
         palette.setColor(QPalette::Disabled, role, color(Color::Hint));
     return palette;
@@ -132,7 +130,10 @@ QPalette lightPalette() {
 
 QString Theme::styleSheet() {
     QFile file(u":/theme.qss"_s);
-    QString sheet = file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+    return file.open(QIODevice::ReadOnly) ? filledIn(QString::fromUtf8(file.readAll())) : QString();
+}
+
+QString Theme::filledIn(QString sheet) {
     const auto fill = [&sheet](const char* name, const QString& value) {
         sheet.replace(u"%%1%"_s.arg(QLatin1StringView(name)), value);
     };

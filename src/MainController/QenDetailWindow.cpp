@@ -5,7 +5,6 @@
 #include "ClientNotifications.h"
 #include "CustomMessageBox.h"
 #include "Deployment.h"
-#include "DevicePanel.h"
 #include "IntegerValue.h"
 #include "LogoutRequest.h"
 #include "QenCloudLoginHelper.h"
@@ -105,14 +104,7 @@ void QenDetailWindow::connectPages() {
 }
 
 void QenDetailWindow::load() {
-    auto* panel = new DevicePanel({.name = m_ui->deviceNameRow,
-                                      .type = m_ui->deviceTypeRow,
-                                      .systemVersion = m_ui->systemVersionRow,
-                                      .clientVersion = m_ui->clientVersionRow,
-                                      .ip = m_ui->ipAddressRow,
-                                      .mac = m_ui->macAddressRow},
-        m_ui->devicePanel);
-    panel->load(m_world.device, m_world.work);
+    m_ui->devicePanel->load(m_world.device, m_world.work);
     followNetwork();
     buildTabs();
     if (isShownSignedIn()) {

@@ -6,6 +6,7 @@
 #include "Deployment.h"
 #include "ForeignPicture.h"
 #include "IntegerValue.h"
+#include "NetworkPolicyFollower.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
 #include "QenMainLeftBar.h"
@@ -22,6 +23,8 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr qint64 SessionExpired = 2;
+constexpr qint64 NotSignedIn = 0;
+constexpr qint64 DomainLogin = 3;
 constexpr int SafeLevel = 0;
 constexpr int HighestLevel = 3;
 constexpr int StatusPictureSize = 48;
@@ -45,6 +48,11 @@ QColor edgeColor(int level) {
 }
 
 } // namespace
+
+ToolsLook toolsLook(qint64 loginType, bool isCheckAndShow) {
+    const bool isShown = loginType != NotSignedIn && isCheckAndShow;
+    return {isShown, isShown && loginType != DomainLogin};
+}
 
 QenMainViewController::QenMainViewController(CheckViewWorld world, QenMainLeftBar& leftBar, QWidget* parent)
     : QWidget(parent), m_world(std::move(world)), m_leftBar(leftBar),

@@ -1,5 +1,6 @@
 #include "QenTrustedAppWindow.h"
 
+#include "ArrayExtension.h"
 #include "BaseWindowController.h"
 #include "Deployment.h"
 #include "QenCloudLoginHelper.h"
@@ -11,6 +12,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QPointer>
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -29,6 +32,31 @@ QString consoleText(const QVariantList& list) {
 }
 
 } // namespace
+
+std::vector<QenCategoryMode> trustedCategories(const QVariantList& trustedApps) {
+    std::vector<QenCategoryMode> categories;
+    for (const QVariant& entry : trustedApps) {
+        const auto category = QenCategoryMode::initWithDictionary(entry);
+        if (!category)
+            continue;
+        if (!ArrayExtension::isContainsObject(categories, category->categoryType())) {
+            categories.push_back(*category);
+            continue;
+        }
+        const auto position = ArrayExtension::ObjectPositionToArray(categories, category->categoryType());
+        for (const QString& name : category->trustedAppList())
+            categories[static_cast<size_t>(position)].addAppObj(name);
+    }
+    return categories;
+}
+
+std::vector<QenCategoryMode> bySerialNumber(std::vector<QenCategoryMode> categories) {
+    std::stable_sort(
+        categories.begin(), categories.end(), [](const QenCategoryMode& left, const QenCategoryMode& right) {
+            return left.category_serialnum() < right.category_serialnum();
+        });
+    return categories;
+}
 
 QenTrustedAppWindow::QenTrustedAppWindow(QenCloudLoginHelper& login, QWidget* parent)
     : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),

@@ -1,9 +1,10 @@
 #pragma once
 
+#include "QenCategoryMode.h"
 #include "Queue.h"
-#include "TrustedCategories.h"
 
 #include <QDialog>
+#include <QVariant>
 
 #include <memory>
 #include <vector>
@@ -13,6 +14,13 @@ class QenCloudLoginHelper;
 namespace Ui {
 class QenTrustedAppWindow;
 }
+
+/// The trusted applications by category, in the order in which they come; an application counts once in its category.
+/// Entries that are no dictionaries are passed over. Pure function.
+std::vector<QenCategoryMode> trustedCategories(const QVariantList& trustedApps);
+
+/// The same by serial number; equal numbers keep their order.
+std::vector<QenCategoryMode> bySerialNumber(std::vector<QenCategoryMode> categories);
 
 /// The applications that the administrator trusts, by category. It blocks the window it is opened over while it is
 /// open; Escape closes it.

@@ -2,8 +2,11 @@
 
 #include <QDialog>
 
-class QListWidget;
-class QTextBrowser;
+#include <memory>
+
+namespace Ui {
+class QenHelpWebWindowController;
+}
 
 /// The help window: topics at the left, the chosen one at the right. Its pages are part of the program. Escape closes
 /// it.
@@ -11,6 +14,7 @@ class QenHelpWebWindowController final : public QDialog {
     Q_OBJECT
 public:
     explicit QenHelpWebWindowController(QWidget* parent = nullptr);
+    ~QenHelpWebWindowController() override;
 
     /// Shows the first topic, unless one is already shown.
     void loadHelpView();
@@ -27,9 +31,7 @@ public:
     static QRect frameOver(const QRect& window, const QRect& screen);
 
 private:
-    void addTopics();
     void showTopic(int row);
 
-    QListWidget* m_topics;
-    QTextBrowser* m_page;
+    std::unique_ptr<Ui::QenHelpWebWindowController> m_ui;
 };
