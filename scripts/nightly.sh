@@ -22,8 +22,22 @@ part_start() {
 part_idle() {
     cmake --preset dev && cmake --build --preset dev && /usr/bin/python3 bench/idle/measure.py --programs build/dev/bin --minutes 60
 }
+part_late() {
+    cmake --preset dev && cmake --build --preset dev && /usr/bin/python3 scripts/demo/late.py --programs build/dev/bin
+}
+# The demo's whole story with programs that a report of a sanitizer ends with another status.
+part_sanitized() {
+    local preset
+    export ASAN_OPTIONS=detect_leaks=0
+    export TSAN_OPTIONS="suppressions=$PWD/tests/tsan.supp die_after_fork=0 ignore_noninstrumented_modules=1"
+    for preset in asan tsan; do
+        cmake --preset $preset &&
+            cmake --build --preset $preset --target Mav mavctl mav-hosttools mav-reference-server mav-reference-agent &&
+            MAV_DEMO_FOLDER=build/nightly/$preset /usr/bin/python3 scripts/demo/demo.py --programs build/$preset/bin --check || return
+    done
+}
 
-[ $# -gt 0 ] || set -- tidy releases reproducible fleet start idle
+[ $# -gt 0 ] || set -- tidy late sanitized releases reproducible fleet start idle
 scripts/install-packages.sh || exit
 mkdir -p build/nightly
 failed=()

@@ -8,12 +8,11 @@ import argparse
 import os
 import subprocess
 import sys
-import tempfile
 import time
 
-from desktop import Desktop
-from processes import Children, Failure, wait_for
-from world import PASSWORD, USER, World, end_on_signals, limit_whole_run
+from processes import wait_for
+from stage import tell
+from world import PASSWORD, USER
 
 DOCS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "docs")
 LIMIT = 300  # seconds
@@ -192,29 +191,8 @@ def main():
     parser.add_argument("--scale", type=int, default=1, help="draws everything that many times as large")
     parser.add_argument("--pictures", default=os.path.join(DOCS, "images", "gallery"), help="where they go instead of docs/")
     options = parser.parse_args()
-    end_on_signals()
-    limit_whole_run(LIMIT)
-    pictures = options.pictures
-    os.makedirs(pictures, exist_ok=True)
-    with tempfile.TemporaryDirectory(prefix="mav-gallery-") as folder:
-        world = World(folder, os.path.abspath(options.programs), afresh=True)
-        children = Children(world.path("logs"))
-        try:
-            world.use_stand_in_browser()
-            desktop = Desktop(children, world.environment, world.runtime, scale=options.scale)
-            world.environment = desktop.environment
-            os.environ.clear()
-            os.environ.update(desktop.environment)
-            from story import Story  # connects to the bus that the environment names
-            make_gallery(Story)(world, children, desktop, pictures).tell()
-            return 0
-        except Failure as failure:
-            print(f"FAILED: {failure}", file=sys.stderr)
-            return 1
-        finally:
-            world.end_ticket_service()
-            children.stop_all()
-            world.remove_runtime()
+    os.makedirs(options.pictures, exist_ok=True)
+    return tell(options.programs, LIMIT, lambda story, *stage: make_gallery(story)(*stage, options.pictures), options.scale)
 
 
 if __name__ == "__main__":

@@ -24,6 +24,14 @@ class OperatorDesk:
     def action(self, name, **fields):
         self._call("action", {"action": name, **fields})
 
+    def spoil(self, path, kind, **fields):
+        """Makes the next answer of a path go wrong."""
+        self._call("faults", {"path": path, "kind": kind, "count": 1, **fields})
+
+    def is_spoiling(self, path):
+        """Whether what is to go wrong at a path still waits for its request."""
+        return any(fault["path"] == path for fault in self._call("faults")["faults"])
+
     def sessions(self, userid):
         return [entry for entry in self._call("state.json")["sessions"] if entry["userid"] == userid]
 

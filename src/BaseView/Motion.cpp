@@ -1,8 +1,8 @@
 #include "Motion.h"
 
+#include "BusConnection.h"
+
 #include <QCoreApplication>
-#include <QDBusConnection>
-#include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusVariant>
@@ -17,7 +17,7 @@ constexpr qint64 FreshMilliseconds = 10 * 1000;
 constexpr int AnswerMilliseconds = 2000;
 
 QElapsedTimer lastAsked;
-bool isAskedFor = false;
+bool isReducedByDesktop = false;
 
 /// Whether the desktop's animations are on. The value comes in one more variant.
 bool areAnimationsOn(const QDBusPendingReply<QDBusVariant>& reply) {
@@ -35,11 +35,15 @@ void askDesktop() {
         u"/org/freedesktop/portal/desktop"_s, u"org.freedesktop.portal.Settings"_s, u"Read"_s);
     question.setArguments({u"org.gnome.desktop.interface"_s, u"enable-animations"_s});
     question.setAutoStartService(false);
-    const auto answer = QDBusConnection::sessionBus().asyncCall(question, AnswerMilliseconds);
-    auto* watcher = new QDBusPendingCallWatcher(answer, QCoreApplication::instance());
-    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [watcher] {
-        isAskedFor = !areAnimationsOn(*watcher);
-        watcher->deleteLater();
+    // Never destroyed: an answer may come while the program ends.
+    static auto& bus = *new Platform::BusConnection;
+    QObject* const context = QCoreApplication::instance();
+    bus.find(context, [context, question](const QDBusConnection& found) {
+        auto* watcher = new QDBusPendingCallWatcher(found.asyncCall(question, AnswerMilliseconds), context);
+        QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [watcher] {
+            isReducedByDesktop = !areAnimationsOn(*watcher);
+            watcher->deleteLater();
+        });
     });
 }
 
@@ -53,5 +57,5 @@ bool Motion::isReduced() {
     const bool isDue = !lastAsked.isValid() || lastAsked.elapsed() > FreshMilliseconds;
     if (isDue && !qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS"))
         askDesktop();
-    return isAskedFor;
+    return isReducedByDesktop;
 }

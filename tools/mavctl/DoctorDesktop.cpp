@@ -1,9 +1,8 @@
 #include "Deployment.h"
 #include "Doctor.h"
+#include "SessionBus.h"
 #include "X11Calls.h"
 
-#include <QDBusConnection>
-#include <QDBusMessage>
 #include <QDBusVariant>
 #include <QProcess>
 #include <QStandardPaths>
@@ -15,43 +14,24 @@ namespace Doctor {
 
 namespace {
 
-constexpr int BusTimeout = 2000;  // milliseconds
 constexpr int FontTimeout = 5000; // milliseconds
 
 QString text(const char* english) {
     return QString::fromLatin1(english);
 }
 
-/// First value of the answer; invalid without one. Never starts a service.
-QVariant ask(const QString& service, const QString& path, const QString& interface, const QString& method,
-    const QVariantList& arguments = {}) {
-    const QDBusConnection bus = QDBusConnection::sessionBus();
-    if (!bus.isConnected())
-        return {};
-    auto message = QDBusMessage::createMethodCall(service, path, interface, method);
-    message.setAutoStartService(false);
-    message.setArguments(arguments);
-    const QDBusMessage reply = bus.call(message, QDBus::Block, BusTimeout);
-    return reply.type() == QDBusMessage::ReplyMessage ? reply.arguments().value(0) : QVariant();
-}
-
-QVariant askBus(const char* method, const QVariantList& arguments = {}) {
-    const QString bus = text("org.freedesktop.DBus");
-    return ask(bus, text("/org/freedesktop/DBus"), bus, text(method), arguments);
-}
-
 bool isRunning(const QString& service) {
-    return askBus("NameHasOwner", {service}).toBool();
+    return SessionBus::askBus(text("NameHasOwner"), {service}).toBool();
 }
 
 bool isStartable(const QString& service) {
-    return askBus("ListActivatableNames").toStringList().contains(service);
+    return SessionBus::askBus(text("ListActivatableNames")).toStringList().contains(service);
 }
 
 bool hasStatusNotifierHost() {
     const QString watcher = text("org.kde.StatusNotifierWatcher");
-    const QVariant answer = ask(watcher, text("/StatusNotifierWatcher"), text("org.freedesktop.DBus.Properties"),
-        text("Get"), {watcher, text("IsStatusNotifierHostRegistered")});
+    const QVariant answer = SessionBus::ask(watcher, text("/StatusNotifierWatcher"),
+        text("org.freedesktop.DBus.Properties"), text("Get"), {watcher, text("IsStatusNotifierHostRegistered")});
     return answer.value<QDBusVariant>().variant().toBool();
 }
 
@@ -82,10 +62,9 @@ bool hasX11Tray() {
 
 Finding sessionBus() {
     const QString subject = text("session bus");
-    if (askBus("GetId").isValid())
+    if (SessionBus::askBus(text("GetId")).isValid())
         return {subject, State::Good, text("answers")};
-    return {subject, State::Problem,
-        QDBusConnection::sessionBus().isConnected() ? text("does not answer") : text("none can be reached"),
+    return {subject, State::Problem, SessionBus::isThere() ? text("does not answer") : text("none can be reached"),
         text("Log in to a graphical session, or run mavctl there: DBUS_SESSION_BUS_ADDRESS has to name its bus. "
              "Without one the client has neither ticket service nor notifications.")};
 }

@@ -3,14 +3,12 @@
 #include "Deployment.h"
 #include "Paths.h"
 #include "QenServerConfig.h"
+#include "SessionBus.h"
 #include "StateCatalogue.h"
 #include "StateFiles.h"
 #include "TaskHelper.h"
 #include "Verb.h"
 
-#include <QDBusConnection>
-#include <QDBusMessage>
-#include <QDBusReply>
 #include <QJsonArray>
 #include <QJsonDocument>
 
@@ -22,8 +20,6 @@ using namespace Qt::StringLiterals;
 namespace Paths = Platform::Paths;
 
 namespace {
-
-constexpr int BusTimeout = 2000; // milliseconds
 
 QString text(const char* english) {
     return QString::fromLatin1(english);
@@ -80,16 +76,10 @@ QString networkChoice() {
 
 /// Asks the bus, never the service: asking would start it.
 QString ticketService() {
-    const QDBusConnection bus = QDBusConnection::sessionBus();
-    if (!bus.isConnected())
-        return text("no session bus");
-    QDBusMessage question = QDBusMessage::createMethodCall(text("org.freedesktop.DBus"), text("/org/freedesktop/DBus"),
-        text("org.freedesktop.DBus"), text("NameHasOwner"));
-    question << Deployment::TicketServiceName;
-    const QDBusReply<bool> answer = bus.call(question, QDBus::Block, BusTimeout);
-    if (!answer.isValid())
-        return text("the session bus does not answer");
-    return answer.value() ? text("running") : text("not running");
+    const QVariant answer = SessionBus::askBus(text("NameHasOwner"), {Deployment::TicketServiceName});
+    if (answer.isValid())
+        return answer.toBool() ? text("running") : text("not running");
+    return SessionBus::isThere() ? text("the session bus does not answer") : text("no session bus");
 }
 
 QJsonArray vpnProcesses() {

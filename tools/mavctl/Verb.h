@@ -34,6 +34,7 @@ Exit runArchive(const QStringList& arguments);
 Exit runCheck(const QStringList& arguments);
 Exit runDevice(const QStringList& arguments);
 Exit runDoctor(const QStringList& arguments);
+Exit runReport(const QStringList& arguments);
 Exit runServer(const QStringList& arguments);
 Exit runStatus(const QStringList& arguments);
 Exit runWatch(const QStringList& arguments);

@@ -21,6 +21,10 @@ std::span<const Verb> verbs() {
             "doctor [--json]    look at what the client needs and say what to do about it; exit status 1 on a "
             "problem\n",
             runDoctor},
+        {"report",
+            "report [FILE.zip]    list what a report for support holds, without names and addresses; write it to "
+            "FILE\n",
+            runReport},
         {"server",
             "server show    print the server that the agent's configuration names\n"
             "server set [--check] ADDRESS[:PORT]    as administrator, make it this one; --check only tells whether it "

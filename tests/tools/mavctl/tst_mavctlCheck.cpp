@@ -6,6 +6,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLocalServer>
 #include <QProcess>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -13,6 +14,8 @@
 #include <QTest>
 
 #include "PrivateBus.h"
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -132,6 +135,19 @@ private Q_SLOTS:
             QCOMPARE(finding[u"advice"].toString().isEmpty(), finding[u"state"].toString() == u"good");
     }
 
+    void doctorBesideABusThatSaysNothing() {
+        m_bus = u"unix:path="_s + m_folder->filePath("silent");
+        QLocalServer bus;
+        QVERIFY(bus.listen(m_folder->filePath("silent")));
+        QElapsedTimer clock;
+        clock.start();
+        const QJsonObject all = doctor();
+        m_bus.clear();
+        QVERIFY2(clock.elapsed() < 15000, qPrintable(QString::number(clock.elapsed())));
+        QCOMPARE(finding(all, "session bus")[u"found"].toString(), u"does not answer"_s);
+        QCOMPARE(state(all, "ticket service"), u"problem"_s);
+    }
+
     void doctorOfASystemThatWorks() {
         const PrivateBus bus;
         QDBusConnection services = QDBusConnection::connectToBus(bus.address(), "services");
@@ -196,12 +212,14 @@ private:
     }
     QJsonObject doctor() const { return QJsonDocument::fromJson(run({"doctor", "--json"}).output).object(); }
 
+    static QJsonValue finding(const QJsonObject& all, const char* subject) {
+        const QJsonArray findings = all.value(u"findings").toArray();
+        const auto found = std::find_if(findings.begin(), findings.end(),
+            [subject](const QJsonValue& one) { return one[u"subject"].toString() == QLatin1StringView(subject); });
+        return found == findings.end() ? QJsonValue() : *found;
+    }
     static QString state(const QJsonObject& all, const char* subject) {
-        for (const QJsonValue& finding : all.value(u"findings").toArray()) {
-            if (finding[u"subject"].toString() == QLatin1StringView(subject))
-                return finding[u"state"].toString();
-        }
-        return {};
+        return finding(all, subject)[u"state"].toString();
     }
     void tool(const char* name, const QByteArray& script) const {
         const QString path = m_folder->filePath("root/Applications/Mav/Mav.app/Contents/Tools/") + name;
