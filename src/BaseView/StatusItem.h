@@ -26,7 +26,5 @@ Q_SIGNALS:
     void menuRequested();
 
 private:
-    void makeItem();
-
     std::unique_ptr<QSystemTrayIcon> m_item;
 };

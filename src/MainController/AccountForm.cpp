@@ -61,25 +61,19 @@ void AccountForm::refuse(FormField* field, const QString& text) {
 void AccountForm::login() {
     if (m_fields.confirm->isBusy())
         return;
-    m_fields.account->clearError();
-    m_fields.password->clearError();
+    for (FormField* field : {m_fields.account, m_fields.password, m_fields.otp}) {
+        if (field)
+            field->clearError();
+    }
     // The agent may have changed its mind since the page was built.
     const bool isOtpWanted = m_fields.otp && m_world.login.iShowOTP();
-    if (m_fields.otp) {
-        m_fields.otp->clearError();
+    if (m_fields.otp)
         m_fields.otp->setVisible(isOtpWanted);
-    }
-    if (m_fields.account->text().isEmpty()) {
-        refuse(m_fields.account, m_place.noAccount);
-        return;
-    }
-    if (m_fields.password->text().isEmpty()) {
-        refuse(m_fields.password, m_place.noPassword);
-        return;
-    }
-    if (isOtpWanted && m_fields.otp->text().isEmpty()) {
-        refuse(m_fields.otp, m_place.noOtp);
-        return;
+    const std::pair<FormField*, QString> wanted[] = {{m_fields.account, m_place.noAccount},
+        {m_fields.password, m_place.noPassword}, {isOtpWanted ? m_fields.otp : nullptr, m_place.noOtp}};
+    for (const auto& [field, refusal] : wanted) {
+        if (field && field->text().isEmpty())
+            return refuse(field, refusal);
     }
     m_world.log.writeLog(u"[QenDetailWindow] QenCloud Account login"_s, 1);
     const QJsonObject parameters{{u"userid"_s, m_fields.account->text()}, {u"password"_s, m_fields.password->text()},
@@ -105,8 +99,7 @@ void AccountForm::resetPassword() {
     case PasswordCase::Accepted:
         break;
     case PasswordCase::Inconsistent:
-        refuse(m_fields.repeated, text);
-        return;
+        return refuse(m_fields.repeated, text);
     case PasswordCase::Rule:
     case PasswordCase::SameAsOld:
         refuse(m_fields.newPassword, text);
@@ -132,15 +125,18 @@ void AccountForm::resetPassword() {
 
 void AccountForm::send(Request request) {
     request.button->setBusy(true);
-    const auto answered = [form = QPointer(this), &session = m_world.login.session(), &log = m_world.log,
+    const auto answered = [form = QPointer(this), session = QPointer(&m_world.login.session()), &log = m_world.log,
                               alert = m_world.alert, request](const QJsonObject& answer, const Platform::Error& error) {
         const AnswerVerdict verdict = judgeAnswer(answer, error, request.place);
         if (!verdict.log.isEmpty())
             log.writeLog(verdict.log, 1);
-        Platform::mainQueue().async([=, &session] {
+        Platform::mainQueue().async([=] {
+            // The client has ended.
+            if (!session)
+                return;
             // One that says so without a ticket, or that came too late, has signed nobody in.
             const bool isDone = verdict.show == AnswerVerdict::Show::Done;
-            const bool hasNoSession = isDone && session.state() != SessionState::Confirmed;
+            const bool hasNoSession = isDone && session->state() != SessionState::Confirmed;
             const QStringList lines{hasNoSession ? localizedString(request.keyWithoutSession) : QString(),
                 verdict.show == AnswerVerdict::Show::ResetPage && !form ? request.wantsReset : verdict.told()};
             if (const QString told = lines.join(u'\n').trimmed(); !told.isEmpty())

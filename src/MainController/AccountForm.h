@@ -53,7 +53,7 @@ public:
         QenLogHelper& log;
         /// Work that a view has begun; its owner outlives it.
         Platform::TaskGroup& work;
-        /// Shows a text to the person, also when the form is gone. Any thread.
+        /// Shows a text to the person, also when the form is gone. Main thread.
         std::function<void(const QString&)> alert;
     };
 

@@ -33,7 +33,9 @@ QenDetailWindow::QenDetailWindow(
     SessionViewWorld world, StartCheckLoginDelegate& startCheckLoginDelegate, QWidget* parent)
     : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
       m_world(std::move(world)), m_startCheckLoginDelegate(startCheckLoginDelegate),
-      m_ui(std::make_unique<Ui::QenDetailWindow>()), m_reachability(m_world.networkReader) {
+      m_ui(std::make_unique<Ui::QenDetailWindow>()),
+      m_timerCheckQueue(PollTimer::makeQueue(Deployment::AccountCheckQueueLabel, m_world.work)),
+      m_reachability(m_world.networkReader) {
     m_ui->setupUi(this);
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowModality(parent ? Qt::WindowModal : Qt::ApplicationModal);
@@ -172,15 +174,9 @@ void QenDetailWindow::followNetwork() {
     });
 }
 
-std::shared_ptr<Platform::SerialQueue> QenDetailWindow::timerCheckQueue() {
-    if (!m_timerCheckQueue)
-        m_timerCheckQueue = PollTimer::makeQueue(Deployment::AccountCheckQueueLabel, m_world.work);
-    return m_timerCheckQueue;
-}
-
 void QenDetailWindow::createCheckQRTimer() {
     // A code without this device's sole identifier could not be told from another's.
-    timerCheckQueue()->async([&login = m_world.login] { login.createSoleidAndSave(); });
+    m_timerCheckQueue->async([&login = m_world.login] { login.createSoleidAndSave(); });
     const auto RefreshQR = [renew = m_answers.wrapped([this] { m_ui->qrCodeView->setRenewing(true); }),
                                show = m_answers.wrapped([this](const QImage& image) { showQR(image); }),
                                &login = m_world.login] {
@@ -188,7 +184,7 @@ void QenDetailWindow::createCheckQRTimer() {
         // Waits for up to three seconds, in which the window may go.
         show(login.getCurrentQR(QRCodeView::CodeSide));
     };
-    m_GDCheckQRTimer = std::make_unique<PollTimer>(timerCheckQueue(), m_world.codeInterval, RefreshQR);
+    m_GDCheckQRTimer = std::make_unique<PollTimer>(m_timerCheckQueue, m_world.codeInterval, RefreshQR);
 }
 
 void QenDetailWindow::StartCheckQR() {
@@ -203,7 +199,7 @@ void QenDetailWindow::closeCheckQR() {
 void QenDetailWindow::createCheckLoginTimer() {
     // Only writes this line, on purpose: the login state arrives by notification.
     m_GDCheckLoginTimer = std::make_unique<PollTimer>(
-        timerCheckQueue(), m_world.consoleInterval, [] { Platform::systemLog(u"login,login"_s); });
+        m_timerCheckQueue, m_world.consoleInterval, [] { Platform::systemLog(u"login,login"_s); });
 }
 
 void QenDetailWindow::showQR(const QImage& image) {
@@ -278,8 +274,12 @@ void QenDetailWindow::logoutBtn() {
     m_ui->logoutBtn->setBusy(true);
     requestLogout({.login = m_world.login, .device = m_world.device, .log = m_world.log, .work = m_world.work},
         LogoutPlace::LoginWindow,
-        [alert = alert(), button = QPointer(m_ui->logoutBtn), &center = m_world.center](const AnswerVerdict& verdict) {
+        [alert = alert(), button = QPointer(m_ui->logoutBtn), session = QPointer(&m_world.login.session()),
+            &center = m_world.center](const AnswerVerdict& verdict) {
             Platform::mainQueue().async([=, &center] {
+                // The client has ended.
+                if (!session)
+                    return;
                 if (button)
                     button->setBusy(false);
                 if (verdict.show == AnswerVerdict::Show::Done)
@@ -294,21 +294,21 @@ void QenDetailWindow::tipText(const QString& text) {
     showAlertTipForLogin(text);
 }
 
+void QenDetailWindow::showAlertTipForLogin(const QString& text) {
+    m_answers.async([tell = alert(), text] { tell(text); });
+}
+
 std::function<void(const QString&)> QenDetailWindow::alert() {
     return [self = QPointer(this), &application = m_world.application](const QString& text) {
-        Platform::mainQueue().async([self, &application, text] {
-            QenDetailWindow* window = self.data();
-            if (text.isEmpty())
-                return;
-            if (!window || !window->isVisible()) {
-                application.showAlertTipForLogin(text);
-                return;
-            }
-            // Over this window, which blocks the one below.
-            auto* box = new CustomMessageBox(window);
-            box->setTitle(localizedString(u"Warnning"_s), text, CustomMessageBox::BoxStyle::Warning, {},
-                localizedString(u"Confirm"_s));
-            box->attach();
-        });
+        QenDetailWindow* window = self.data();
+        if (!window || !window->isVisible())
+            return application.showAlertTipForLogin(text);
+        if (text.isEmpty())
+            return;
+        // Over this window, which blocks the one below.
+        auto* box = new CustomMessageBox(window);
+        box->setTitle(localizedString(u"Warnning"_s), text, CustomMessageBox::BoxStyle::Warning, {},
+            localizedString(u"Confirm"_s));
+        box->attach();
     };
 }

@@ -76,7 +76,8 @@ public:
     void tipText(const QString& text);
     /// In place of how the scan goes on.
     void showScanFailure(const QString& text);
-    void showAlertTipForLogin(const QString& text) { alert()(text); }
+    /// Any thread.
+    void showAlertTipForLogin(const QString& text);
 
     bool isresetPassword() const { return m_isresetPassword; }
     /// Somebody is signed in and shown as such: the window is no sign-in then.
@@ -84,14 +85,13 @@ public:
 
 private:
     void load();
-    /// Tells over this window, or over the main one when this is closed by then. Any thread, also after this window.
+    /// Tells over this window, or over the main one when this is closed by then, and may outlive it. Main thread.
     std::function<void(const QString&)> alert();
     void makeForm();
     void connectPages();
     void buildTabs();
     void selectPage(Page page);
     void followNetwork();
-    std::shared_ptr<Platform::SerialQueue> timerCheckQueue();
     void createCheckQRTimer();
     void createCheckLoginTimer();
     void showQR(const QImage& image);
@@ -109,7 +109,7 @@ private:
     StartCheckLoginDelegate& m_startCheckLoginDelegate;
     std::unique_ptr<Ui::QenDetailWindow> m_ui;
     AccountForm* m_form = nullptr;
-    std::shared_ptr<Platform::SerialQueue> m_timerCheckQueue;
+    const std::shared_ptr<Platform::SerialQueue> m_timerCheckQueue;
     std::unique_ptr<PollTimer> m_GDCheckQRTimer;
     std::unique_ptr<PollTimer> m_GDCheckLoginTimer;
     Platform::NotificationCenter::Observer m_observer;

@@ -18,7 +18,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int AvatarSize = 56;
 constexpr QSize GroundSize(Theme::LeftBarWidth, 160);
 constexpr int SafeLevel = 0;
 constexpr int PollingTrace = 32;
@@ -26,10 +25,10 @@ constexpr int PollingTrace = 32;
 } // namespace
 
 QenMainLeftBar::QenMainLeftBar(SessionViewWorld world, QWidget* parent)
-    : QWidget(parent), m_world(std::move(world)), m_ui(std::make_unique<Ui::QenMainLeftBar>()) {
+    : QWidget(parent), m_world(std::move(world)), m_ui(std::make_unique<Ui::QenMainLeftBar>()),
+      m_timerCheckQueue(PollTimer::makeQueue(Deployment::AccountCheckQueueLabel, m_world.work)) {
     m_ui->setupUi(this);
     setFixedWidth(Theme::LeftBarWidth);
-    m_ui->avatarBtn->setIconSize({AvatarSize, AvatarSize});
     m_ui->computerPicture->setPixmap(Theme::picture(u"computer"_s, {Theme::IconSize, Theme::IconSize},
         devicePixelRatioF(), Theme::color(Theme::Color::SecondText)));
     m_ui->safetyTabBtn->setIcon(Theme::icon(u"tab_safety_normal"_s, {}, u"tab_safety_hover"_s));
@@ -58,13 +57,8 @@ QToolButton* QenMainLeftBar::tabButton(int tag) const {
 
 void QenMainLeftBar::connectButtons() {
     for (const int tag : {SafetyTab, ToolsTab, DetailTab}) {
-        QToolButton* button = tabButton(tag);
-        button->setIconSize({Theme::Space24, Theme::Space24});
-        button->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
-        button->setCheckable(true);
-        button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
         // Not on the click: who works by the accessibility bus toggles.
-        connect(button, &QToolButton::toggled, this, [this, tag] { functionListHandleWithTag(tag, true); });
+        connect(tabButton(tag), &QToolButton::toggled, this, [this, tag] { functionListHandleWithTag(tag, true); });
     }
     connect(m_ui->avatarBtn, &QToolButton::clicked, this, [this] { openDetailWindow(window()); });
 }
@@ -151,7 +145,6 @@ void QenMainLeftBar::setUIWithWarnLevel(int level) {
     // The unhovered picture is the same in both looks, on purpose.
     m_ui->detailBtn->setIcon(Theme::icon(u"detail_safe-nomal"_s, {}, u"detail_%1-hover"_s.arg(look)));
     const QString told = isSafe ? u"电脑安全"_s : u"电脑存在风险"_s;
-    m_ui->avatarBtn->setAccessibleName(u"登录与设备信息"_s);
     m_ui->avatarBtn->setAccessibleDescription(told);
     m_ui->avatarBtn->setToolTip(u"%1，点击查看登录与设备信息"_s.arg(told));
     update();
@@ -165,7 +158,7 @@ void QenMainLeftBar::refreshUserName() {
 
 void QenMainLeftBar::setMachineName() {
     const auto show = m_answers.wrapped([this](const QString& name) { m_ui->computerNameLab->setText(name); });
-    timerCheckQueue()->async([show, &device = m_world.device] { show(device.machineName()); });
+    m_timerCheckQueue->async([show, &device = m_world.device] { show(device.machineName()); });
 }
 
 void QenMainLeftBar::paintEvent(QPaintEvent*) {
@@ -173,12 +166,6 @@ void QenMainLeftBar::paintEvent(QPaintEvent*) {
     painter.fillRect(rect(), Theme::color(Theme::Color::Card));
     painter.drawPixmap(0, 0, Theme::picture(m_ground, GroundSize, devicePixelRatioF()));
     painter.fillRect(width() - 1, 0, 1, height(), Theme::color(Theme::Color::Line));
-}
-
-std::shared_ptr<Platform::SerialQueue> QenMainLeftBar::timerCheckQueue() {
-    if (!m_timerCheckQueue)
-        m_timerCheckQueue = PollTimer::makeQueue(Deployment::AccountCheckQueueLabel, m_world.work);
-    return m_timerCheckQueue;
 }
 
 void QenMainLeftBar::StartCheckLogin() {
@@ -220,7 +207,7 @@ void QenMainLeftBar::createCheckLoginTimer() {
             answered(verdict);
         });
     };
-    m_GDCheckLoginTimer = std::make_unique<PollTimer>(timerCheckQueue(), m_world.pollInterval, tick);
+    m_GDCheckLoginTimer = std::make_unique<PollTimer>(m_timerCheckQueue, m_world.pollInterval, tick);
 }
 
 void QenMainLeftBar::qrPollAnswered(const QRPollVerdict& verdict) {
@@ -234,7 +221,7 @@ void QenMainLeftBar::qrPollAnswered(const QRPollVerdict& verdict) {
         if (state == SessionState::SignedOut || state == SessionState::LogoutPending)
             return;
         closeCheckLoginStatus();
-        timerCheckQueue()->async([&login = m_world.login] { login.removeSoleID(); });
+        m_timerCheckQueue->async([&login = m_world.login] { login.removeSoleID(); });
     }
     m_world.center.post(ClientNotification::QRLoginState, *verdict.forwarded);
 }
@@ -253,5 +240,5 @@ void QenMainLeftBar::createCheckTicketTimer() {
                 confirmed();
         });
     };
-    m_TicketCheckTimer = std::make_unique<PollTimer>(timerCheckQueue(), m_world.pollInterval, tick);
+    m_TicketCheckTimer = std::make_unique<PollTimer>(m_timerCheckQueue, m_world.pollInterval, tick);
 }

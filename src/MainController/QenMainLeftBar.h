@@ -61,7 +61,6 @@ protected:
 private:
     void connectButtons();
     void showTabs();
-    std::shared_ptr<Platform::SerialQueue> timerCheckQueue();
     void createCheckLoginTimer();
     void createCheckTicketTimer();
     void detailWindowClosed();
@@ -73,7 +72,7 @@ private:
 
     const SessionViewWorld m_world;
     std::unique_ptr<Ui::QenMainLeftBar> m_ui;
-    std::shared_ptr<Platform::SerialQueue> m_timerCheckQueue;
+    const std::shared_ptr<Platform::SerialQueue> m_timerCheckQueue;
     std::unique_ptr<PollTimer> m_GDCheckLoginTimer;
     std::unique_ptr<PollTimer> m_TicketCheckTimer;
     std::function<void(int)> m_tabCallback;

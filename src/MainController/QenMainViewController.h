@@ -72,9 +72,9 @@ public:
     /// Reads the tools again. Any thread.
     /// @param object  of the notification; the number 2 ends the session first
     void loadToolsView(const QVariant& object = {});
-    void updateTipsFromConfigWithNotification(const Platform::Notification& notification = {});
-    void updateLogoFromConfigWithNotification(const Platform::Notification& notification = {});
-    void updateComputerNameFromJoinDomainWithNotification(const Platform::Notification& notification);
+    void updateTipsFromConfigWithNotification();
+    void updateLogoFromConfigWithNotification();
+    void updateComputerNameFromJoinDomainWithNotification();
     /// Decides again whether the join-domain button is offered. Any thread.
     void loadJoinDomainButton();
     void changeAvailableAppListButtonStatus();

@@ -18,16 +18,12 @@ struct Look {
 
 Look lookOf(QenCheckModel::Outcome outcome) {
     using Outcome = QenCheckModel::Outcome;
-    switch (outcome) {
-    case Outcome::Passed:
+    if (outcome == Outcome::Passed)
         return {u"outcome_passed"_s, Theme::Color::SafeText, u"safe"_s, u"正常"_s};
-    case Outcome::Failed:
+    if (outcome == Outcome::Failed)
         return {u"outcome_failed"_s, Theme::Color::Danger, u"failed"_s, qtTrId("CheckFailed")};
-    case Outcome::Unknown:
+    if (outcome == Outcome::Unknown)
         return {u"outcome_unknown"_s, Theme::Color::SecondText, u"second"_s, qtTrId("CheckUnknown")};
-    case Outcome::Running:
-        break;
-    }
     return {u"outcome_running"_s, Theme::Color::Brand, u"second"_s, qtTrId("CheckRunning")};
 }
 
