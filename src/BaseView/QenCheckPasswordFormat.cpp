@@ -102,9 +102,9 @@ void QenCheckPasswordFormat::paintEvent(QPaintEvent*) {
         return;
     }
     const QPointF base(m_pointsLeft ? ground.left() : ground.right(), ground.center().y());
-    QPainterPath pointer(base + QPointF(m_pointsLeft ? -PointerWidth : PointerWidth, 0));
-    pointer.lineTo(base + QPointF(0, -PointerWidth));
-    pointer.lineTo(base + QPointF(0, PointerWidth));
+    QPainterPath pointer;
+    pointer.addPolygon(QPolygonF{base + QPointF(m_pointsLeft ? -PointerWidth : PointerWidth, 0),
+        base + QPointF(0, -PointerWidth), base + QPointF(0, PointerWidth)});
     pointer.closeSubpath();
     QPainterPath shape;
     shape.addRoundedRect(ground, Theme::ButtonRadius, Theme::ButtonRadius);

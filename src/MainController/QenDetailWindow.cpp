@@ -192,10 +192,6 @@ void QenDetailWindow::StartCheckQR() {
     createCheckQRTimer();
 }
 
-void QenDetailWindow::closeCheckQR() {
-    m_GDCheckQRTimer.reset();
-}
-
 void QenDetailWindow::createCheckLoginTimer() {
     // Only writes this line, on purpose: the login state arrives by notification.
     m_GDCheckLoginTimer = std::make_unique<PollTimer>(
@@ -288,10 +284,6 @@ void QenDetailWindow::logoutBtn() {
                     alert(verdict.told());
             });
         });
-}
-
-void QenDetailWindow::tipText(const QString& text) {
-    showAlertTipForLogin(text);
 }
 
 void QenDetailWindow::showAlertTipForLogin(const QString& text) {

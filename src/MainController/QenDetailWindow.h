@@ -69,11 +69,11 @@ public:
     ~QenDetailWindow() override;
 
     void StartCheckQR();
-    void closeCheckQR();
+    void closeCheckQR() { m_GDCheckQRTimer.reset(); }
     void refreshLb(const Platform::Notification& notification);
     /// Hears "update_Lable_notification" no more.
     void stopObserving() { m_observer = {}; }
-    void tipText(const QString& text);
+    void tipText(const QString& text) { showAlertTipForLogin(text); }
     /// In place of how the scan goes on.
     void showScanFailure(const QString& text);
     /// Any thread.

@@ -118,10 +118,6 @@ void QenMainLeftBar::functionListHandleWithTag(int tag, bool isCallback) {
         m_tabCallback(tag);
 }
 
-void QenMainLeftBar::switchbtnsecond() {
-    functionListHandleWithTag(ToolsTab, false);
-}
-
 void QenMainLeftBar::setTabCallback(std::function<void(int)> callback) {
     m_tabCallback = std::move(callback);
     showTabs();
@@ -184,17 +180,9 @@ void QenMainLeftBar::StartCheckLoginStatus() {
     createCheckLoginTimer();
 }
 
-void QenMainLeftBar::closeCheckLoginStatus() {
-    m_GDCheckLoginTimer.reset();
-}
-
 void QenMainLeftBar::StartCheckTicketStatus() {
     closeCheckTicketStatus();
     createCheckTicketTimer();
-}
-
-void QenMainLeftBar::closeCheckTicketStatus() {
-    m_TicketCheckTimer.reset();
 }
 
 void QenMainLeftBar::createCheckLoginTimer() {

@@ -40,15 +40,15 @@ public:
     /// Any thread; acts on the main queue.
     void StartCheckLogin() override;
     void StartCheckLoginStatus();
-    void closeCheckLoginStatus();
+    void closeCheckLoginStatus() { m_GDCheckLoginTimer.reset(); }
     void StartCheckTicketStatus();
-    void closeCheckTicketStatus();
+    void closeCheckTicketStatus() { m_TicketCheckTimer.reset(); }
     void closeDetailWindow(QenDetailWindow* window) override;
 
     /// Reports a tab to the main view, which selects the one of the same index. Without one there are no tabs to press.
     void setTabCallback(std::function<void(int tag)> callback);
     void functionListHandleWithTag(int tag, bool isCallback);
-    void switchbtnsecond();
+    void switchbtnsecond() { functionListHandleWithTag(ToolsTab, false); }
     void setHideDetilBtn(bool hidden);
     /// @param level  0 is safe
     void setUIWithWarnLevel(int level);

@@ -251,19 +251,16 @@ void QenMainViewController::updateToolsViewWithLogintype(qint64 loginType) {
     const SessionModel session = m_world.login.session().current();
     // A domain session has no ticket, so nothing ever confirms it.
     const bool isConfirmed = session.isConfirmed || session.state() == SessionState::Domain;
-    const Tools tools{toolsLook(loginType, isConfirmed), models};
+    Tools tools{toolsLook(loginType, isConfirmed), models};
+    tools.look.showsAvailableApplications &= !m_world.login.HiddenNGNSwitchBtn();
     m_answers.async([this, tools] { showTools(tools); });
 }
 
 void QenMainViewController::showTools(const Tools& tools) {
     m_leftBar.setMachineName();
     m_ui->toolsStates->setCurrentIndex(tools.look.showsTools ? ToolsShown : ToolsHidden);
-    m_ui->applistButton->setVisible(tools.look.showsAvailableApplications && !m_world.login.HiddenNGNSwitchBtn());
+    m_ui->applistButton->setVisible(tools.look.showsAvailableApplications);
     m_ui->toolsView->setModels(tools.look.showsTools ? tools.models : QList<QenToolModel>());
-}
-
-void QenMainViewController::changeAvailableAppListButtonStatus() {
-    loadToolsView();
 }
 
 void QenMainViewController::applistButtonDidClicked() {

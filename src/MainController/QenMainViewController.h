@@ -77,7 +77,7 @@ public:
     void updateComputerNameFromJoinDomainWithNotification();
     /// Decides again whether the join-domain button is offered. Any thread.
     void loadJoinDomainButton();
-    void changeAvailableAppListButtonStatus();
+    void changeAvailableAppListButtonStatus() { loadToolsView(); }
     void changeUIWithWarnLevel(int level);
     void selectTab(int tag);
     /// Shows a message over the window. Any thread.

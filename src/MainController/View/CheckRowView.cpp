@@ -37,7 +37,7 @@ CheckRowView::CheckRowView(QWidget* parent) : QFrame(parent), m_ui(std::make_uni
     m_ui->repairBtn->setIcon(Theme::icon(u"repairBtn"_s, {}, u"repairBtn_hover"_s));
     for (QWidget* part : std::initializer_list<QWidget*>{m_ui->foldBtn, m_ui->checkVerdict, m_ui->repairBtn})
         part->hide();
-    connect(m_ui->foldBtn, &QToolButton::clicked, this, &CheckRowView::foldWanted);
+    connect(m_ui->foldBtn, &QToolButton::clicked, this, &CheckRowView::toggleFold);
     connect(m_ui->repairBtn, &QToolButton::clicked, this, [this] { Q_EMIT repairWanted(m_keyword); });
 }
 
@@ -89,13 +89,18 @@ void CheckRowView::setState(const QString& text, const QString& role) {
 }
 
 void CheckRowView::setFolded(bool isFolded) {
+    m_checks->setHidden(isFolded);
     m_ui->foldBtn->setArrowType(isFolded ? Qt::RightArrow : Qt::DownArrow);
     m_ui->foldBtn->setAccessibleName(
         (isFolded ? qtTrId("UnfoldNamed") : qtTrId("FoldNamed")).arg(m_ui->checkTitle->text()));
     m_ui->foldBtn->setToolTip(isFolded ? qtTrId("Unfold") : qtTrId("Fold"));
 }
 
+void CheckRowView::toggleFold() {
+    if (m_checks)
+        setFolded(!m_checks->isHidden());
+}
+
 void CheckRowView::mousePressEvent(QMouseEvent*) {
-    if (!m_ui->foldBtn->isHidden())
-        Q_EMIT foldWanted();
+    toggleFold();
 }

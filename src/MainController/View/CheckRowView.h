@@ -22,22 +22,23 @@ public:
 
     void show(const QenRootModel& category);
     void show(const QenCheckModel& check);
-    /// Of a category: whether its checks are hidden.
+    /// Of a category: what it hides when it is folded.
+    void setChecks(QWidget* checks) { m_checks = checks; }
     void setFolded(bool isFolded);
 
 Q_SIGNALS:
     /// @param keyword  the help topic
     void repairWanted(const QString& keyword);
-    /// Of a category: its checks are to be shown or hidden.
-    void foldWanted();
 
 protected:
     void mousePressEvent(QMouseEvent* event) override;
 
 private:
+    void toggleFold();
     void showOutcome(const QenCheckModel& check);
     void setState(const QString& text, const QString& role);
 
     std::unique_ptr<Ui::CheckRowView> m_ui;
+    QWidget* m_checks = nullptr;
     QString m_keyword;
 };
