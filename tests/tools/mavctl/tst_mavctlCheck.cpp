@@ -7,15 +7,15 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLocalServer>
-#include <QProcess>
 #include <QTcpServer>
 #include <QTcpSocket>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include "PrivateBus.h"
+#include "SupportTool.h"
 
 #include <algorithm>
+#include <optional>
 
 using namespace Qt::StringLiterals;
 
@@ -27,10 +27,8 @@ class tst_mavctlCheck : public QObject {
 
 private Q_SLOTS:
     void init() {
-        m_folder.emplace();
-        m_home = m_folder->filePath("home");
-        m_agent = m_folder->filePath("root/Library/Application Support/QenCloud");
-        QVERIFY(QDir().mkpath(m_agent) && QDir().mkpath(m_home));
+        m_tool.emplace();
+        m_tool->environment.insert("MAV_FACTS_ROOT", m_tool->file("facts"));
     }
 
     void rounds_data() {
@@ -73,35 +71,38 @@ private Q_SLOTS:
         tool("mav-hosttools",
             R"(echo '{"state":"unknown","code":"service.missing","text":"the facts service is not there"}')");
         if (!catalogue.isEmpty())
-            write(m_folder->filePath("root/Applications/Mav/Mav.app/Contents/Resources/QenCheck.plist"), catalogue);
+            SupportTool::write(
+                m_tool->file("root/Applications/Mav/Mav.app/Contents/Resources/QenCheck.plist"), catalogue);
         for (const char* name : {"/complianceInfo", "/complianceInfo.archive"})
-            QVERIFY(archiveRootObject(ArchiveValue::fromVariant(QVariantMap{{"access", access}}), m_agent + name));
-        lines.replaceInStrings("POLICY", m_agent + "/complianceInfo.archive");
+            QVERIFY(
+                archiveRootObject(ArchiveValue::fromVariant(QVariantMap{{"access", access}}), m_tool->agent() + name));
+        lines.replaceInStrings("POLICY", m_tool->agent() + "/complianceInfo.archive");
 
         QElapsedTimer clock;
         clock.start();
-        const Outcome inText = run({"check"});
+        const SupportTool::Outcome inText = m_tool->run({"check"});
         QCOMPARE(inText.status, status);
         QCOMPARE(QString::fromUtf8(inText.output).split(u'\n', Qt::SkipEmptyParts), lines);
         QCOMPARE(inText.error.count('\n'), status);
         if (lines.size() > 2)
             QVERIFY2(clock.elapsed() >= 2500, "the round closes 2.5 seconds after its last result");
         if (!lines.isEmpty()) {
-            const QJsonObject summary = QJsonDocument::fromJson(run({"check", "--json"}).output).object();
+            const QJsonObject summary = QJsonDocument::fromJson(m_tool->run({"check", "--json"}).output).object();
             QCOMPARE(summary.value(u"compliant").toBool(), status == 0);
             QCOMPARE(int(summary.value(u"checks").toArray().size()), summary.value(u"required").toInt());
             QVERIFY(lines.last().startsWith(
                 u"level %1 %2:"_s.arg(summary.value(u"level").toInt()).arg(summary.value(u"state").toString())));
         }
         if (access.contains(u"firewall"_s)) {
-            const QJsonObject check = QJsonDocument::fromJson(run({"check", "--json"}).output)[u"checks"][1].toObject();
+            const QJsonObject check =
+                QJsonDocument::fromJson(m_tool->run({"check", "--json"}).output)[u"checks"][1].toObject();
             QCOMPARE(check.value(u"reason"), u"the facts service is not there"_s);
             QCOMPARE(check.value(u"code"), u"service.missing"_s);
             QCOMPARE(check.value(u"known"), false);
             QVERIFY(check.value(u"note").toString().startsWith(u"主机状态服务没有运行，未能确定。"));
         }
         // The client's log and state are the client's.
-        QVERIFY(QDir(m_home).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot).isEmpty());
+        QVERIFY(QDir(m_tool->file("home")).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot).isEmpty());
     }
 
     void withoutAPolicy_data() {
@@ -112,18 +113,18 @@ private Q_SLOTS:
     void withoutAPolicy() {
         QFETCH(QByteArray, bytes);
         if (!bytes.isEmpty())
-            write(m_agent + "/complianceInfo.archive", bytes);
-        const Outcome outcome = run({"check", "--json"});
+            SupportTool::write(m_tool->agent() + "/complianceInfo.archive", bytes);
+        const SupportTool::Outcome outcome = m_tool->run({"check", "--json"});
         QCOMPARE(outcome.status, 4);
         QCOMPARE(outcome.error,
-            "mavctl: not compliant: the policy " + m_agent.toUtf8() + "/complianceInfo.archive is " +
+            "mavctl: not compliant: the policy " + m_tool->agent().toUtf8() + "/complianceInfo.archive is " +
                 QTest::currentDataTag() + '\n');
         QCOMPARE(QJsonDocument::fromJson(outcome.output)[u"compliant"], false);
     }
 
     void doctorOfABareSystem() {
-        QVERIFY(QDir(m_agent).removeRecursively());
-        const Outcome outcome = run({"doctor"});
+        QVERIFY(QDir(m_tool->agent()).removeRecursively());
+        const SupportTool::Outcome outcome = m_tool->run({"doctor"});
         QCOMPARE(outcome.status, 1);
         QVERIFY(outcome.error.contains("problems found"));
         const QJsonObject all = doctor();
@@ -136,13 +137,12 @@ private Q_SLOTS:
     }
 
     void doctorBesideABusThatSaysNothing() {
-        m_bus = u"unix:path="_s + m_folder->filePath("silent");
+        m_tool->environment.insert("DBUS_SESSION_BUS_ADDRESS", u"unix:path="_s + m_tool->file("silent"));
         QLocalServer bus;
-        QVERIFY(bus.listen(m_folder->filePath("silent")));
+        QVERIFY(bus.listen(m_tool->file("silent")));
         QElapsedTimer clock;
         clock.start();
         const QJsonObject all = doctor();
-        m_bus.clear();
         QVERIFY2(clock.elapsed() < 15000, qPrintable(QString::number(clock.elapsed())));
         QCOMPARE(finding(all, "session bus")[u"found"].toString(), u"does not answer"_s);
         QCOMPARE(state(all, "ticket service"), u"problem"_s);
@@ -154,9 +154,9 @@ private Q_SLOTS:
         QVERIFY(services.registerService("com.qencloud.mav.TicketService"));
         QVERIFY(services.registerService("org.freedesktop.Notifications"));
         QVERIFY(services.registerService("com.qencloud.mav.HostFacts"));
-        QVERIFY(QDir(m_folder->path()).mkpath("facts/run/dbus"));
-        QVERIFY(QFile::link(bus.address().section(u'=', 1).section(u',', 0, 0),
-            m_folder->filePath("facts/run/dbus/system_bus_socket")));
+        QVERIFY(QDir().mkpath(m_tool->file("facts/run/dbus")));
+        QVERIFY(QFile::link(
+            bus.address().section(u'=', 1).section(u',', 0, 0), m_tool->file("facts/run/dbus/system_bus_socket")));
         QTcpServer server;
         QVERIFY(server.listen(QHostAddress::LocalHost));
         connect(&server, &QTcpServer::newConnection, this, [&server] {
@@ -167,10 +167,10 @@ private Q_SLOTS:
             });
         });
         const ArchiveValue address(ArchiveValue::Array{"127.0.0.1", int(server.serverPort())});
-        QVERIFY(
-            archiveRootObject(ArchiveValue(ArchiveValue::Array{address, address, address}), m_agent + "/.QenConfig"));
-        write(m_home + "/Library/Logs/QenCloud/Logs/QenCloud-Info-1.log", "a line\n");
-        m_bus = bus.address();
+        QVERIFY(archiveRootObject(
+            ArchiveValue(ArchiveValue::Array{address, address, address}), m_tool->agent() + "/.QenConfig"));
+        SupportTool::write(m_tool->file("home") + "/Library/Logs/QenCloud/Logs/QenCloud-Info-1.log", "a line\n");
+        m_tool->environment.insert("DBUS_SESSION_BUS_ADDRESS", bus.address());
         QJsonObject all = doctor();
         for (const char* subject : {"session bus", "notifications", "ticket service", "facts service", "agent's folder",
                  "agent's files", "server", "log"})
@@ -178,39 +178,15 @@ private Q_SLOTS:
         QCOMPARE(state(all, "tray host"), u"warning"_s);
 
         server.close();
-        write(m_agent + "/complianceInfo", "bplist00 cut off");
+        SupportTool::write(m_tool->agent() + "/complianceInfo", "bplist00 cut off");
         all = doctor();
-        m_bus.clear();
         QDBusConnection::disconnectFromBus("services");
         QCOMPARE(state(all, "server"), u"problem"_s);
         QCOMPARE(state(all, "agent's files"), u"problem"_s);
     }
 
 private:
-    struct Outcome {
-        int status = -1;
-        QByteArray output;
-        QByteArray error;
-    };
-
-    /// Events run meanwhile: the tool may be talking to this process.
-    Outcome run(const QStringList& arguments) const {
-        QProcess process;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("HOME", m_home);
-        environment.insert("MAV_ROOT", m_folder->filePath("root"));
-        environment.insert("MAV_FACTS_ROOT", m_folder->filePath("facts"));
-        environment.insert("DBUS_SESSION_BUS_ADDRESS", m_bus.isEmpty() ? "unix:path=/nonexistent" : m_bus);
-        environment.remove("DISPLAY");
-        process.setProcessEnvironment(environment);
-        process.start(QStringLiteral(MAVCTL), arguments);
-        for (int waited = 0; process.state() != QProcess::NotRunning && waited < 3000; ++waited)
-            QTest::qWait(10);
-        if (process.state() != QProcess::NotRunning || process.exitStatus() != QProcess::NormalExit)
-            return {};
-        return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
-    }
-    QJsonObject doctor() const { return QJsonDocument::fromJson(run({"doctor", "--json"}).output).object(); }
+    QJsonObject doctor() const { return QJsonDocument::fromJson(m_tool->run({"doctor", "--json"}).output).object(); }
 
     static QJsonValue finding(const QJsonObject& all, const char* subject) {
         const QJsonArray findings = all.value(u"findings").toArray();
@@ -222,21 +198,12 @@ private:
         return finding(all, subject)[u"state"].toString();
     }
     void tool(const char* name, const QByteArray& script) const {
-        const QString path = m_folder->filePath("root/Applications/Mav/Mav.app/Contents/Tools/") + name;
-        write(path, "#!/bin/sh\n" + script);
+        const QString path = m_tool->file("root/Applications/Mav/Mav.app/Contents/Tools/") + name;
+        SupportTool::write(path, "#!/bin/sh\n" + script);
         QFile::setPermissions(path, QFile::ReadOwner | QFile::ExeOwner);
     }
-    static void write(const QString& path, const QByteArray& bytes) {
-        QDir().mkpath(QFileInfo(path).path());
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
-    }
 
-    std::optional<QTemporaryDir> m_folder;
-    QString m_home;
-    QString m_agent;
-    QString m_bus;
+    std::optional<SupportTool> m_tool;
 };
 
 QTEST_GUILESS_MAIN(tst_mavctlCheck)

@@ -1,11 +1,8 @@
 #include "AccountModel.h"
 #include "ArchiveStore.h"
+#include "SupportTool.h"
 
-#include <QDir>
-#include <QFileInfo>
-#include <QProcess>
-#include <QTemporaryDir>
-#include <QTest>
+#include <optional>
 
 #include <sys/stat.h>
 
@@ -18,14 +15,11 @@ class tst_mavctlReport : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() {
-        m_folder.emplace();
-        QVERIFY(QDir().mkpath(agent()) && QDir().mkpath(user()) && QDir().mkpath(logs()));
-    }
+    void init() { m_tool.emplace(); }
 
     void tellsNothingOfAnybody() {
         plant();
-        const QString archive = m_folder->filePath(u"report.zip"_s);
+        const QString archive = m_tool->file(u"report.zip"_s);
         const QString list = run({u"report"_s, archive});
         struct stat info {};
         QVERIFY(::stat(qPrintable(archive), &info) == 0);
@@ -48,46 +42,44 @@ private Q_SLOTS:
     void alone() {
         QVERIFY(run({u"report"_s}).contains(u"manifest.json"_s));
         QVERIFY(run({u"report"_s, u"--all"_s}).isEmpty());
-        const QString taken = m_folder->filePath(u"taken"_s);
-        write(taken, "what is there");
+        const QString taken = m_tool->file(u"taken"_s);
+        SupportTool::write(taken, "what is there");
         QVERIFY(!run({u"report"_s, taken}).contains(u"Written"_s));
         QCOMPARE(QFileInfo(taken).size(), 13);
     }
 
 private:
-    QString agent() const { return m_folder->filePath(u"root/Library/Application Support/QenCloud"_s); }
-    QString user() const { return m_folder->filePath(u"home/Library/Application Support/QenCloudL"_s); }
-    QString logs() const { return m_folder->filePath(u"home/Library/Logs/QenCloud/Logs"_s); }
-
     QString secret(const char* text) {
         m_secrets.append(QString::fromUtf8(text));
         return m_secrets.last();
     }
 
     void plant() {
+        const QString agent = m_tool->agent();
+        const QString user = m_tool->support() + u"/QenCloudL"_s;
         AccountModel record;
         record.setUserid(secret("zhang.wei"));
         record.setUsername(secret("张伟"));
         record.setTicket(secret("Zk93-ticket-of-today"));
         record.setDomainName(secret("corp-forest"));
         record.setLoginType(LoginType::Account);
-        QVERIFY(record.save(QFileInfo(user()).path()));
+        QVERIFY(record.save(m_tool->support()));
         const auto pair = [](const QString& host) { return ArchiveValue(ArchiveValue::Array{host, "8443"}); };
-        archive(agent() + u"/.QenConfig"_s,
+        archive(agent + u"/.QenConfig"_s,
             ArchiveValue(ArchiveValue::Array{
                 pair(secret("mavbox.example")), pair(secret("203.0.113.77")), pair(secret("2001:db8:77::51"))}));
-        archive(user() + u"/soleid.archive"_s, secret("9f3b77d0a1c2e4f6"));
-        archive(agent() + u"/inacSSIDInfo.archive"_s,
+        archive(user + u"/soleid.archive"_s, secret("9f3b77d0a1c2e4f6"));
+        archive(agent + u"/inacSSIDInfo.archive"_s,
             ArchiveValue::fromVariant(QVariantMap{{u"ssidlist"_s, QStringList{secret("Board-Room-7")}},
                 {u"inac_addr"_s, secret("https://inac7.corp.example")}}));
-        archive(agent() + u"/appmgrlist.archive"_s,
+        archive(agent + u"/appmgrlist.archive"_s,
             ArchiveValue::fromVariant(
                 QVariantList{QVariantMap{{u"appname"_s, u"x"_s}, {u"desturl"_s, secret("wiki-intern/hr/7")}}}));
-        archive(user() + u"/RTMDMNetwork.mobileconfig"_s, secret("certificate-of-zhang"));
-        archive(agent() + u"/complianceInfo.archive"_s,
+        archive(user + u"/RTMDMNetwork.mobileconfig"_s, secret("certificate-of-zhang"));
+        archive(agent + u"/complianceInfo.archive"_s,
             ArchiveValue::fromVariant(
                 QVariantMap{{u"access"_s, QVariantMap{{u"ent_domain"_s, secret("ad.corp-forest.example")}}}}));
-        write(agent() + u"/tips.txt"_s,
+        SupportTool::write(agent + u"/tips.txt"_s,
             (u"call "_s + secret("helpdesk.lead@corp.example") + u" at "_s + secret("021555012345678")).toUtf8());
         QString log = u"2026-11-24 02:22:38 : ConnectServer fails\n"_s;
         const auto line = [&log](const QString& text) { log += u"2026-11-24 02:22:38 : "_s + text + u'\n'; };
@@ -105,10 +97,9 @@ private:
         line(u"digest "_s + secret("b1946ac92492d2347c6235b4d2611184"));
         line(u"mail to "_s + secret("wang.fang77@mail.corp.example") + u" by "_s + secret("smtp.corp.example"));
         line(u"sealed "_s + secret("HlNAxp4al44kGe0Uxx5r7Pd0monF35ynQCoZvqp2W9RCLYCkKHlMVnSN4YT/L58d"));
-        write(logs() + u"/QenCloud-Info-1.log"_s, log.toUtf8());
-        const QString agentLogs = m_folder->filePath(u"root/Library/Logs/QenCloud/v5/Logs"_s);
-        QVERIFY(QDir().mkpath(agentLogs));
-        write(agentLogs + u"/agent.log"_s, (u"agent says uid="_s + secret("zhao7") + u'\n').toUtf8());
+        SupportTool::write(m_tool->file(u"home/Library/Logs/QenCloud/Logs/QenCloud-Info-1.log"_s), log.toUtf8());
+        SupportTool::write(m_tool->file(u"root/Library/Logs/QenCloud/v5/Logs/agent.log"_s),
+            (u"agent says uid="_s + secret("zhao7") + u'\n').toUtf8());
     }
 
     /// Everything in the archive, names of its files included.
@@ -121,24 +112,9 @@ private:
         unpack.start(u"unzip"_s, {u"-p"_s, archive});
         return unpack.waitForFinished(10000) ? text + QString::fromUtf8(unpack.readAllStandardOutput()) : QString();
     }
-    QString run(const QStringList& arguments) const {
-        QProcess process;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(u"HOME"_s, m_folder->filePath(u"home"_s));
-        environment.insert(u"MAV_ROOT"_s, m_folder->filePath(u"root"_s));
-        environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nonexistent"_s);
-        environment.remove(u"DISPLAY"_s);
-        process.setProcessEnvironment(environment);
-        process.start(QStringLiteral(MAVCTL), arguments);
-        return process.waitForFinished(60000) ? QString::fromUtf8(process.readAllStandardOutput()) : QString();
-    }
+    QString run(const QStringList& arguments) const { return QString::fromUtf8(m_tool->run(arguments).output); }
     static void archive(const QString& path, const ArchiveValue& value) { QVERIFY(archiveRootObject(value, path)); }
-    static void write(const QString& path, const QByteArray& bytes) {
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
-    }
-
-    std::optional<QTemporaryDir> m_folder;
+    std::optional<SupportTool> m_tool;
     QStringList m_secrets;
 };
 
