@@ -49,10 +49,6 @@ NetworkPolicyFollower::NetworkPolicyFollower(World world)
         ClientNotification::InacSsid, [this](const Platform::Notification&) { inacSsidChanged(); });
 }
 
-NetworkPolicyFollower::~NetworkPolicyFollower() {
-    m_changes = {};
-}
-
 void NetworkPolicyFollower::inacSsidChanged() {
     m_reader.async([this] {
         const NetworkAccessPolicy policy = storedNetworkAccessPolicy(m_world.agentState);

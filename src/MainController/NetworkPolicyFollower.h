@@ -49,11 +49,8 @@ public:
         QString agentState;
     };
 
+    /// Its end waits for a read that runs.
     explicit NetworkPolicyFollower(World world);
-    /// Waits for a read that runs.
-    ~NetworkPolicyFollower();
-    NetworkPolicyFollower(const NetworkPolicyFollower&) = delete;
-    NetworkPolicyFollower& operator=(const NetworkPolicyFollower&) = delete;
 
     /// Any thread.
     void inacSsidChanged();
@@ -62,6 +59,7 @@ private:
     std::function<void()> action(const NetworkAccessPolicy& policy) const;
 
     const World m_world;
-    Platform::NotificationCenter::Observer m_changes;
     Platform::SerialQueue m_reader;
+    // Goes before the queue that it hands over to.
+    Platform::NotificationCenter::Observer m_changes;
 };
