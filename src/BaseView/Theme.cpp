@@ -22,15 +22,18 @@ public:
         : m_name(std::move(name)), m_hover(std::move(hover)), m_tint(tint) {}
 
     void paint(QPainter* painter, const QRect& rect, QIcon::Mode mode, QIcon::State) override {
-        const bool isHovered = mode == QIcon::Active && !m_hover.isEmpty();
-        const bool isPale = mode == QIcon::Disabled && m_tint.isValid();
-        painter->drawPixmap(rect,
-            picture(isHovered ? m_hover : m_name, rect.size(), painter->device()->devicePixelRatio(),
-                isPale ? color(Color::Hint) : m_tint));
+        painter->drawPixmap(rect, drawn(rect.size(), mode, painter->device()->devicePixelRatio()));
     }
+    QPixmap pixmap(const QSize& size, QIcon::Mode mode, QIcon::State) override { return drawn(size, mode, 1); }
     QIconEngine* clone() const override { return new PictureEngine(*this); }
 
 private:
+    QPixmap drawn(QSize size, QIcon::Mode mode, qreal scale) const {
+        const bool isHovered = mode == QIcon::Active && !m_hover.isEmpty();
+        const bool isPale = mode == QIcon::Disabled && m_tint.isValid();
+        return picture(isHovered ? m_hover : m_name, size, scale, isPale ? color(Color::Hint) : m_tint);
+    }
+
     QString m_name;
     QString m_hover;
     QColor m_tint;
