@@ -209,13 +209,17 @@ private Q_SLOTS:
         QList<QenToolModel> models = tools(1000);
         models[0].appName = QString(500, QChar(0x5de5)) + u"<b>"_s;
         view.setModels(models);
-        QCOMPARE(view.toolCells().size(), 1000);
+        // Those that can be seen are there; the others follow.
+        QVERIFY(view.toolCells().size() >= 30);
+        QVERIFY(view.toolCells().size() < 1000);
+        QTRY_COMPARE(view.toolCells().size(), 1000);
         QVERIFY(!view.grab().isNull());
         view.toolCells()[999]->setFocus();
         QTRY_VERIFY(!view.toolCells()[999]->visibleRegion().isEmpty());
+        // Shorter, and longer again before the rest is gone.
         view.setModels(tools(3));
         view.setModels(tools(700));
-        QCOMPARE(view.toolCells().size(), 700);
+        QTRY_COMPARE(view.toolCells().size(), 700);
         for (int index = 0; index < 700; ++index) {
             QCOMPARE(view.toolCells()[index]->toolModel().appName, QString::number(index));
             QCOMPARE(view.toolCells()[index]->tag(), 100 + index);

@@ -5,7 +5,6 @@
 #include "ToolPictures.h"
 
 #include <QGridLayout>
-#include <QHash>
 #include <QKeyEvent>
 
 #include <algorithm>
@@ -14,6 +13,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+/// What a window shows of a list without scrolling.
+constexpr qsizetype FirstTiles = 30;
+/// Leaves the rest of a frame to whatever else it needs.
+constexpr int WorkMilliseconds = 3;
 /// After that pause typing begins a new word.
 constexpr int TypingMilliseconds = 1000;
 
@@ -28,43 +31,77 @@ ToolGrid::ToolGrid(ToolPictures& pictures, QWidget& before)
     : m_pictures(pictures), m_before(before), m_layout(new QGridLayout(this)) {
     m_layout->setContentsMargins(Edge, Edge, Edge, Edge);
     m_layout->setSizeConstraint(QLayout::SetFixedSize);
+    connect(&m_later, &QTimer::timeout, this, &ToolGrid::work);
     connect(&m_pictures, &ToolPictures::found, this, qOverload<>(&QWidget::update));
 }
 
 void ToolGrid::setModels(const QList<QenToolModel>& models) {
     const qsizetype formerIndex = std::max<qsizetype>(currentIndex(), 0);
     const bool hadFocus = m_current && m_current->hasFocus();
-    QMultiHash<QString, QenToolCell*> former;
-    for (QenToolCell* cell : std::as_const(m_cells)) {
-        former.insert(identity(cell->toolModel()), cell);
-        m_layout->removeWidget(cell);
-    }
+    const QString current = m_current ? identity(m_current->toolModel()) : QString();
+    for (QenToolCell* cell : std::as_const(m_cells))
+        m_former.insert(identity(cell->toolModel()), cell);
+    while (const QLayoutItem* item = m_layout->takeAt(0))
+        delete item;
     m_cells.clear();
     m_typed.clear();
-    for (const QenToolModel& model : models) {
-        QenToolCell* cell = former.take(identity(model));
-        if (cell)
-            cell->setToolModel(model);
-        else
-            cell = makeCell(model);
-        const auto index = static_cast<int>(m_cells.size());
-        cell->setTag(FirstTag + index);
-        m_layout->addWidget(cell, index / TilesPerRow, index % TilesPerRow);
-        m_cells.append(cell);
-    }
-    qDeleteAll(former);
+    m_models = models;
+    placeUpTo(FirstTiles - 1);
+    const auto same = std::find_if(
+        models.begin(), models.end(), [&current](const QenToolModel& model) { return identity(model) == current; });
+    if (same != models.end())
+        placeUpTo(same - models.begin());
+    const qsizetype nearest = std::min(formerIndex, models.size() - 1);
+    placeUpTo(nearest);
+    if (currentIndex() < 0)
+        setCurrent(m_cells.value(nearest));
+    for (QenToolCell* cell : std::as_const(m_former))
+        cell->hide();
     m_layout->activate();
-    if (!m_current && !m_cells.isEmpty())
-        setCurrent(m_cells[std::min(formerIndex, m_cells.size() - 1)]);
     if (hadFocus)
         takeFocus();
+    m_later.start(0);
+}
+
+void ToolGrid::placeUpTo(qsizetype index) {
+    while (m_cells.size() <= index && m_cells.size() < m_models.size())
+        placeNext();
+}
+
+void ToolGrid::placeNext() {
+    const auto index = static_cast<int>(m_cells.size());
+    const QenToolModel& model = m_models[index];
+    QenToolCell* cell = m_former.take(identity(model));
+    if (cell)
+        cell->setToolModel(model);
+    else
+        cell = makeCell(model);
+    cell->setTag(FirstTag + index);
+    cell->show();
+    m_layout->addWidget(cell, index / TilesPerRow, index % TilesPerRow);
+    m_cells.append(cell);
+}
+
+void ToolGrid::work() {
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < WorkMilliseconds) {
+        if (m_cells.size() < m_models.size()) {
+            placeNext();
+        } else if (!m_former.isEmpty()) {
+            delete m_former.take(m_former.firstKey());
+        } else {
+            m_later.stop();
+            break;
+        }
+    }
+    m_layout->activate();
 }
 
 QenToolCell* ToolGrid::makeCell(const QenToolModel& model) {
     auto* cell = new QenToolCell(model, m_pictures, this);
     cell->setCompletion([this](QenToolCell* tile) { Q_EMIT pressed(tile->toolModel()); });
     cell->installEventFilter(this);
-    cell->show();
     setTabOrder(&m_before, cell);
     return cell;
 }
@@ -79,7 +116,8 @@ void ToolGrid::setCurrent(QenToolCell* cell) {
     if (m_current)
         m_current->setFocusPolicy(Qt::ClickFocus);
     m_current = cell;
-    cell->setFocusPolicy(Qt::StrongFocus);
+    if (m_current)
+        m_current->setFocusPolicy(Qt::StrongFocus);
 }
 
 qsizetype ToolGrid::currentIndex() const {
@@ -91,6 +129,7 @@ void ToolGrid::takeFocus() {
 }
 
 bool ToolGrid::moveTo(qsizetype index) {
+    placeUpTo(index);
     if (index >= 0 && index < m_cells.size())
         m_cells[index]->setFocus(Qt::OtherFocusReason);
     return true;
@@ -121,7 +160,7 @@ bool ToolGrid::handleKey(const QKeyEvent& event) {
     case Qt::Key_Home:
         return moveTo(0);
     case Qt::Key_End:
-        return moveTo(m_cells.size() - 1);
+        return moveTo(m_models.size() - 1);
     default:
         return !(event.modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier)) &&
             findTyped(event.text());
@@ -135,13 +174,13 @@ bool ToolGrid::findTyped(const QString& text) {
         m_typed.clear();
     m_typing.start();
     m_typed += text;
-    const qsizetype count = m_cells.size();
+    const qsizetype count = m_models.size();
     // The first sign leads on from where one is; more of them make it clearer.
     const qsizetype from = currentIndex() + (m_typed.size() == 1 ? 1 : 0);
     for (const auto wanted : {ToolNames::Match::Beginning, ToolNames::Match::Within}) {
         for (qsizetype step = 0; step < count; ++step) {
             const qsizetype index = (from + step) % count;
-            if (ToolNames::match(m_cells[index]->toolModel().appName, m_typed) >= wanted)
+            if (ToolNames::match(m_models[index].appName, m_typed) >= wanted)
                 return moveTo(index);
         }
     }

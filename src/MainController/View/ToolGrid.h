@@ -4,7 +4,9 @@
 #include "Theme.h"
 
 #include <QElapsedTimer>
+#include <QMultiMap>
 #include <QPointer>
+#include <QTimer>
 #include <QWidget>
 
 class QGridLayout;
@@ -13,7 +15,10 @@ class ToolPictures;
 
 /// The tiles, six to a row, in one place of the Tab order: arrows, Home and End move within it, and typing the
 /// beginning of a name or its pinyin initials finds a tool. A tool keeps its tile, with the focus and a press that has
-/// begun, when the list changes. Main thread.
+/// begun, when the list changes.
+///
+/// Tiles are placed a few at a time, so that a long list holds nobody up; those of the first rows are there at once.
+/// Main thread.
 class ToolGrid final : public QWidget {
     Q_OBJECT
 public:
@@ -30,6 +35,7 @@ public:
     void setModels(const QList<QenToolModel>& models);
     /// Spreads the rows over a width.
     void setRoom(int width);
+    /// Those that are there by now.
     const QList<QenToolCell*>& toolCells() const { return m_cells; }
     /// Gives the keyboard to the tile that had it last.
     void takeFocus();
@@ -42,6 +48,10 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    void work();
+    void placeNext();
+    /// Places tiles until the one of this index is there, if there is such a tool.
+    void placeUpTo(qsizetype index);
     QenToolCell* makeCell(const QenToolModel& model);
     void setCurrent(QenToolCell* cell);
     qsizetype currentIndex() const;
@@ -52,7 +62,11 @@ private:
     ToolPictures& m_pictures;
     QWidget& m_before;
     QGridLayout* m_layout;
+    QList<QenToolModel> m_models;
     QList<QenToolCell*> m_cells;
+    /// Tiles of the former list that have no place yet, by their tools.
+    QMultiMap<QString, QenToolCell*> m_former;
+    QTimer m_later;
     /// The one that the Tab key reaches.
     QPointer<QenToolCell> m_current;
     QString m_typed;
