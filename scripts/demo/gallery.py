@@ -13,12 +13,13 @@ import sys
 import time
 
 from office import BUTTON, RECHECK
-from processes import wait_for
+from processes import Failure, wait_for
 from stage import tell
 from world import PASSWORD, USER
 
 DOCS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "docs")
 LIMIT = 300  # seconds
+ROUNDS = 5
 MANY_TOOLS = [{"apptype": "hyperlink", "appname": name, "desturl": "127.0.0.1", "icon": icon} for name, icon in (
     ("公司门户", "portal"), ("在线文档", "document"), ("视频会议", "meeting"), ("企业邮箱", "mail"), ("日程", "calendar"),
     ("即时消息", "chat"), ("审批", "approval"), ("代码仓库", "code"), ("会议室预订", ""), ("Q&A", ""), ("差旅与费用报销申请和审批系统", ""),
@@ -147,12 +148,22 @@ def make_gallery(story_class):
             self.world.edit_agent(complianceInfo={"access": access})
             state = self.world.agent_state("complianceInfo.archive")
             wait_for("the agent wrote the policy", lambda: self.world.archive(state)["access"] == access, 10)
-            self.windows.press(BUTTON, RECHECK)
-            for text in ("正常", "检测中"):
-                self.windows.wait_for_text(text, 10)
-            self.show("compliance-outcomes", "Failed, not known, met, and one that still runs; each says why", 0.2)
+            self.until_one_still_runs()
+            self.show("compliance-outcomes", "Failed, not known, met, and one that still runs; each says why", 0)
             self.windows.wait_for_text("发现3个问题", 15)
             self.show("compliance-reasons", "The same when all have ended")
+
+        def until_one_still_runs(self):
+            """On a busy computer a round may be over before it is looked at."""
+            for _ in range(ROUNDS):
+                self.windows.press(BUTTON, RECHECK, 15)
+                try:
+                    wait_for("one check runs, another is met",
+                             lambda: {"正常", "检测中"} <= set(self.windows.texts()), 5, 0.05)
+                    return
+                except Failure as failure:
+                    missed = failure
+            raise missed
 
         def applications(self):
             self.windows.press("check box", "应用")
