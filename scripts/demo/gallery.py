@@ -5,21 +5,47 @@ usage: scripts/demo/gallery.py --programs build/dev/bin [--scale 2 --pictures FO
 """
 
 import argparse
+import json
 import os
+import plistlib
 import subprocess
 import sys
 import time
 
-from processes import wait_for
+from office import BUTTON, RECHECK
+from processes import Failure, wait_for
 from stage import tell
 from world import PASSWORD, USER
 
 DOCS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "docs")
 LIMIT = 300  # seconds
+ROUNDS = 5
 MANY_TOOLS = [{"apptype": "hyperlink", "appname": name, "desturl": "127.0.0.1", "icon": icon} for name, icon in (
     ("公司门户", "portal"), ("在线文档", "document"), ("视频会议", "meeting"), ("企业邮箱", "mail"), ("日程", "calendar"),
     ("即时消息", "chat"), ("审批", "approval"), ("代码仓库", "code"), ("会议室预订", ""), ("Q&A", ""), ("差旅与费用报销申请和审批系统", ""),
     ("Wiki", ""))] + [{"apptype": "hyperlink", "appname": f"业务系统{number}", "desturl": "127.0.0.1"} for number in range(1, 25)]
+
+
+# What the checks' commands answer. The domain takes its time, so that one can see a check that runs.
+REASONS = {"disk": {"state": "off", "code": "disk.plain", "subject": "nvme0n1p2", "place": "/home"},
+           "firewall": {"state": "unknown", "code": "service.missing"},
+           "domain": {"state": "off", "code": "domain.none"}}
+COMMANDS = {"fdesetup": "echo 'FileVault is Off.'", "defaults": "exit 1", "dsconfigad": "sleep 2.5",
+            "mav-hosttools": 'case "$2" in\n' + "".join(
+                f"{subject}) echo '{json.dumps(reason)}' ;;\n" for subject, reason in REASONS.items()) + "esac"}
+
+
+def write_computer(world):
+    """A computer whose commands answer as told: those of its own would make other pictures on every computer."""
+    contents = world.path("root", "Applications", "Mav", "Mav.app", "Contents")
+    os.makedirs(os.path.join(contents, "Tools"))
+    with open(os.path.join(contents, "Info.plist"), "wb") as file:
+        plistlib.dump({"CFBundleVersion": "1.0.0", "CFBundleShortVersionString": "1.0.0"}, file)
+    for name, lines in COMMANDS.items():
+        path = os.path.join(contents, "Tools", name)
+        with open(path, "w", encoding="utf-8") as script:
+            script.write("#!/bin/sh\n" + lines + "\n")
+        os.chmod(path, 0o755)
 
 
 def make_gallery(story_class):
@@ -108,6 +134,7 @@ def make_gallery(story_class):
             self.windows.wait_for_text("帮助主题", 10)
             self.show("help", "What to do about it")
             self.close_window("帮助主题")
+            self.ask_for_every_check()
             self.world.edit_agent(joindomainSwitchStatus="1", inacSSIDInfo={"auth_method": "1"})
             self.windows.press("check box", "安全")
             wait_for("the join-domain button shows", lambda: self.windows.shows("push button", "加入域"), 15)
@@ -115,6 +142,28 @@ def make_gallery(story_class):
             self.world.edit_agent(joindomainSwitchStatus="0")
             self._change_policy()
             self.show("compliance-safe", "Everything that is asked for is met")
+
+        def ask_for_every_check(self):
+            access = {"is_disk_encrypt": "1", "firewall": "1", "ent_domain": "corp.example", "ent_qen": "2.0"}
+            self.world.edit_agent(complianceInfo={"access": access})
+            state = self.world.agent_state("complianceInfo.archive")
+            wait_for("the agent wrote the policy", lambda: self.world.archive(state)["access"] == access, 10)
+            self.until_one_still_runs()
+            self.show("compliance-outcomes", "Failed, not known, met, and one that still runs; each says why", 0)
+            self.windows.wait_for_text("发现3个问题", 15)
+            self.show("compliance-reasons", "The same when all have ended")
+
+        def until_one_still_runs(self):
+            """On a busy computer a round may be over before it is looked at."""
+            for _ in range(ROUNDS):
+                self.windows.press(BUTTON, RECHECK, 15)
+                try:
+                    wait_for("one check runs, another is met",
+                             lambda: {"正常", "检测中"} <= set(self.windows.texts()), 5, 0.05)
+                    return
+                except Failure as failure:
+                    missed = failure
+            raise missed
 
         def applications(self):
             self.windows.press("check box", "应用")
@@ -176,6 +225,7 @@ def make_gallery(story_class):
                 page.write("\n".join(lines))
 
         def tell(self):
+            write_computer(self.world)
             self.world.start_server(self.children)
             self.world.start_agent(self.children)
             for chapter in (self.before_sign_in, self.login_window, self.signed_in, self.applications, self.menu):

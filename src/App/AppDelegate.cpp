@@ -1,5 +1,6 @@
 #include "AppDelegate.h"
 
+#include "BaseWindowController.h"
 #include "Client.h"
 #include "ClientNotifications.h"
 #include "CustomMessageBox.h"
@@ -131,10 +132,9 @@ void AppDelegate::showAlertTipForLogin(const QString& text) {
 
 void AppDelegate::showAlert(const QString& text) {
     // The same words twice help nobody: the box that says them comes forward.
-    for (AutoReleaseWindowController* window : AutoReleaseWindowController::autoReleaseWCs()) {
-        auto* shown = qobject_cast<CustomMessageBox*>(window);
-        if (shown && shown->message() == text) {
-            shown->makeKeyAndOrderFront();
+    for (CustomMessageBox* shown : CustomMessageBox::shown()) {
+        if (shown->message() == text) {
+            BaseWindowController::makeKeyAndOrderFront(*shown);
             return;
         }
     }

@@ -78,7 +78,7 @@ void AppDelegate::tapAboutItem() {
         m_aboutWindow->setGeometry(
             QRect(BaseWindowController::getFrameOriginOfWindow(size, m_world.window.geometry()), size));
     }
-    m_aboutWindow->makeKeyAndOrderFront();
+    BaseWindowController::makeKeyAndOrderFront(*m_aboutWindow);
 }
 
 QenHelpWebWindowController& AppDelegate::helpWindow() {
@@ -99,7 +99,7 @@ void AppDelegate::tapHelp() {
         Theme::HelpWindowSize);
     helpWindow().setGeometry(frame);
     helpWindow().loadHelpView();
-    helpWindow().makeKeyAndOrderFront();
+    BaseWindowController::makeKeyAndOrderFront(helpWindow());
 }
 
 void AppDelegate::excludeLogs() {
@@ -146,7 +146,7 @@ void AppDelegate::logoutAnswered(const AnswerVerdict& verdict) {
     if (verdict.show == AnswerVerdict::Show::Done)
         m_world.client.center.post(ClientNotification::Logout, 0);
     else
-        showAlertTipForLogin(verdict.words());
+        showAlertTipForLogin(verdict.told());
 }
 
 void AppDelegate::checkStatusTicket() {

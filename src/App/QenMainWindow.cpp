@@ -1,5 +1,6 @@
 #include "QenMainWindow.h"
 
+#include "BaseWindowController.h"
 #include "Theme.h"
 #include "UserDefaults.h"
 #include "ui_QenMainWindow.h"
@@ -49,6 +50,10 @@ void QenMainWindow::handleTitleView() {
         Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint);
 }
 
+void QenMainWindow::makeKeyAndOrderFront() {
+    BaseWindowController::makeKeyAndOrderFront(*this);
+}
+
 void QenMainWindow::openMenu() {
     QMenu* menu = m_menu.data();
     if (!menu)
@@ -67,7 +72,7 @@ void QenMainWindow::restorePlace() {
     if (!place.isEmpty() && restoreGeometry(place))
         return;
     if (const QScreen* screen = QGuiApplication::primaryScreen())
-        move(getFrameOriginOfWindow(size(), screen->availableGeometry()));
+        move(BaseWindowController::getFrameOriginOfWindow(size(), screen->availableGeometry()));
 }
 
 void QenMainWindow::savePlace() {
@@ -80,7 +85,7 @@ bool QenMainWindow::event(QEvent* event) {
         savePlace();
     else if (isVisible() && (event->type() == QEvent::Move || event->type() == QEvent::Resize))
         m_placeChanged.start();
-    return BaseWindowController::event(event);
+    return QWidget::event(event);
 }
 
 bool QenMainWindow::eventFilter(QObject* watched, QEvent* event) {
@@ -104,5 +109,5 @@ bool QenMainWindow::eventFilter(QObject* watched, QEvent* event) {
     default:
         break;
     }
-    return BaseWindowController::eventFilter(watched, event);
+    return QWidget::eventFilter(watched, event);
 }

@@ -1,10 +1,9 @@
 #pragma once
 
-#include "BaseWindowController.h"
-
 #include <QMenu>
 #include <QPointer>
 #include <QTimer>
+#include <QWidget>
 
 #include <memory>
 
@@ -19,7 +18,7 @@ class QenMainWindow;
 /// The main window: a white title area with the menu button, below it the content view.
 ///
 /// Closing it hides it, with which its place in the task bar goes; the process stays. It remembers its place.
-class QenMainWindow final : public BaseWindowController {
+class QenMainWindow final : public QWidget {
     Q_OBJECT
 public:
     explicit QenMainWindow(Platform::UserDefaults& defaults);
@@ -28,6 +27,7 @@ public:
     /// The title area's button opens @p menu, and so do F10 and Alt alone.
     void setMenu(QMenu* menu) { m_menu = menu; }
     void setContentView(QWidget* view);
+    void makeKeyAndOrderFront();
 
     /// Miniaturise button shown, zoom button hidden.
     void handleTitleView();

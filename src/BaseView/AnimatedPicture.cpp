@@ -3,20 +3,21 @@
 #include "Motion.h"
 #include "Theme.h"
 
-#include <QMovie>
+#include <QEvent>
 #include <QPainter>
 
 using namespace Qt::StringLiterals;
 
-AnimatedPicture::AnimatedPicture(QWidget* parent) : QWidget(parent) {}
-
-AnimatedPicture::~AnimatedPicture() = default;
+AnimatedPicture::AnimatedPicture(QWidget* parent) : QWidget(parent) {
+    connect(&m_movie, &QMovie::frameChanged, this, qOverload<>(&QWidget::update));
+}
 
 void AnimatedPicture::setAnimation(const QString& fileName) {
-    if (fileName == m_animation)
+    const QString path = u":/animations/"_s + fileName;
+    if (path == m_movie.fileName())
         return;
-    m_animation = fileName;
-    m_movie.reset();
+    m_movie.stop();
+    m_movie.setFileName(path);
     follow();
 }
 
@@ -31,37 +32,29 @@ void AnimatedPicture::setRunning(bool isRunning) {
 }
 
 void AnimatedPicture::follow() {
-    const bool moves = m_isRunning && isVisible() && !m_animation.isEmpty();
-    if (moves && !m_movie) {
-        m_movie = std::make_unique<QMovie>(u":/animations/"_s + m_animation);
-        connect(m_movie.get(), &QMovie::frameChanged, this, qOverload<>(&QWidget::update));
-    }
-    if (moves && Motion::isReduced())
-        m_movie->jumpToFrame(0);
-    else if (moves)
-        m_movie->start();
+    if (!m_isRunning || !isVisible())
+        m_movie.stop();
+    else if (Motion::isReduced())
+        m_movie.jumpToFrame(0);
     else
-        m_movie.reset();
+        m_movie.start();
     update();
+}
+
+bool AnimatedPicture::event(QEvent* event) {
+    const bool isHandled = QWidget::event(event);
+    if (event->type() == QEvent::Show || event->type() == QEvent::Hide)
+        follow();
+    return isHandled;
 }
 
 void AnimatedPicture::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    if (m_movie) {
+    if (m_isRunning) {
         // Drawn at twice its size.
         painter.setRenderHint(QPainter::SmoothPixmapTransform);
-        painter.drawPixmap(rect(), m_movie->currentPixmap());
-    } else if (!m_isRunning && !m_picture.isEmpty()) {
+        painter.drawPixmap(rect(), m_movie.currentPixmap());
+    } else if (!m_picture.isEmpty()) {
         painter.drawPixmap(0, 0, Theme::picture(m_picture, size(), devicePixelRatioF()));
     }
-}
-
-void AnimatedPicture::showEvent(QShowEvent* event) {
-    QWidget::showEvent(event);
-    follow();
-}
-
-void AnimatedPicture::hideEvent(QHideEvent* event) {
-    QWidget::hideEvent(event);
-    follow();
 }

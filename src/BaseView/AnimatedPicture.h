@@ -1,10 +1,7 @@
 #pragma once
 
+#include <QMovie>
 #include <QWidget>
-
-#include <memory>
-
-class QMovie;
 
 /// An animation while something runs, a picture otherwise. The animation costs time only while it runs and can be seen;
 /// its first image stands for it where the person wants little motion.
@@ -12,7 +9,6 @@ class AnimatedPicture final : public QWidget {
     Q_OBJECT
 public:
     explicit AnimatedPicture(QWidget* parent = nullptr);
-    ~AnimatedPicture() override;
 
     /// @param fileName  of an animation among the resources
     void setAnimation(const QString& fileName);
@@ -23,15 +19,13 @@ public:
     QString picture() const { return m_picture; }
 
 protected:
+    bool event(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
-    void showEvent(QShowEvent* event) override;
-    void hideEvent(QHideEvent* event) override;
 
 private:
     void follow();
 
-    QString m_animation;
+    QMovie m_movie;
     QString m_picture;
-    std::unique_ptr<QMovie> m_movie;
     bool m_isRunning = false;
 };

@@ -1,19 +1,17 @@
 #include "BaseWindowController.h"
 
 #include <QScreen>
-#include <QShowEvent>
+#include <QWidget>
 
 #include <algorithm>
 
-BaseWindowController::BaseWindowController(QWidget* parent, Qt::WindowFlags flags) : QWidget(parent, flags) {}
-
-void BaseWindowController::makeKeyAndOrderFront() {
-    if (isMinimized())
-        showNormal();
+void BaseWindowController::makeKeyAndOrderFront(QWidget& window) {
+    if (window.isMinimized())
+        window.showNormal();
     else
-        show();
-    raise();
-    activateWindow();
+        window.show();
+    window.raise();
+    window.activateWindow();
 }
 
 QPoint BaseWindowController::getFrameOriginOfWindow(QSize size, const QRect& parent) {
@@ -31,17 +29,4 @@ QPoint BaseWindowController::originWithin(const QRect& area, QSize size, const Q
     const QPoint wanted = getFrameOriginOfWindow(size, parent);
     return {std::max(area.left(), std::min(wanted.x(), area.left() + area.width() - size.width())),
         std::max(area.top(), std::min(wanted.y(), area.top() + area.height() - size.height()))};
-}
-
-void BaseWindowController::showEvent(QShowEvent* event) {
-    if (!m_loaded) {
-        m_loaded = true;
-        windowDidLoad();
-    }
-    QWidget::showEvent(event);
-}
-
-void BaseWindowController::windowDidLoad() {
-    // The desktop's title bar stays the desktop's; it only carries no text.
-    setWindowTitle({});
 }

@@ -1,39 +1,21 @@
 #include "CustomMessageBox.h"
 
+#include "BaseWindowController.h"
 #include "Theme.h"
 #include "WrappableText.h"
 #include "ui_CustomMessageBox.h"
 
 #include <QApplication>
-#include <QCloseEvent>
 #include <QKeyEvent>
 #include <QLayout>
 #include <QScreen>
 #include <QScrollBar>
 
 #include <algorithm>
-#include <utility>
 
 using namespace Qt::StringLiterals;
 
 namespace {
-
-struct Mark {
-    QString picture;
-    Theme::Color color;
-};
-
-Mark markFor(CustomMessageBox::BoxStyle style) {
-    switch (style) {
-    case CustomMessageBox::BoxStyle::Warning:
-        return {u"alert"_s, Theme::Color::Attention};
-    case CustomMessageBox::BoxStyle::Question:
-        return {u"question"_s, Theme::Color::Brand};
-    case CustomMessageBox::BoxStyle::Information:
-        break;
-    }
-    return {u"info"_s, Theme::Color::Brand};
-}
 
 constexpr qsizetype LongestMessage = 8000;
 /// What a screen reader says at once.
@@ -50,16 +32,26 @@ void giveTitle(QPushButton* button, const QString& title) {
 } // namespace
 
 CustomMessageBox::CustomMessageBox(QWidget* parent)
-    : AutoReleaseWindowController(
-          parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
+    : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
       m_ui(std::make_unique<Ui::CustomMessageBox>()) {
     m_ui->setupUi(this);
+    setAttribute(Qt::WA_DeleteOnClose);
     setFixedWidth(Theme::BoxWidth);
-    connect(m_ui->firstButton, &QPushButton::clicked, this, [this] { finish(1); });
-    connect(m_ui->secondButton, &QPushButton::clicked, this, [this] { finish(2); });
+    connect(m_ui->firstButton, &QPushButton::clicked, this, [this] { done(1); });
+    connect(m_ui->secondButton, &QPushButton::clicked, this, [this] { done(2); });
 }
 
 CustomMessageBox::~CustomMessageBox() = default;
+
+QList<CustomMessageBox*> CustomMessageBox::shown() {
+    QList<CustomMessageBox*> boxes;
+    for (QWidget* window : QApplication::topLevelWidgets()) {
+        auto* box = qobject_cast<CustomMessageBox*>(window);
+        if (box && box->isVisible())
+            boxes << box;
+    }
+    return boxes;
+}
 
 void CustomMessageBox::setTitle(const QString& title, const QString& message, BoxStyle boxStyle,
     const QString& firstButtonTitle, const QString& secondButtonTitle) {
@@ -70,12 +62,14 @@ void CustomMessageBox::setTitle(const QString& title, const QString& message, Bo
     m_ui->messageLabel->setAccessibleName(message.left(LongestMessage));
     setAccessibleName(title);
     setAccessibleDescription(shortened(message, LongestDescription));
-    const Mark mark = markFor(boxStyle);
-    const QSize size(Theme::Space24, Theme::Space24);
-    m_ui->iconLabel->setPixmap(Theme::picture(mark.picture, size, devicePixelRatioF(), Theme::color(mark.color)));
+    const bool isWarning = boxStyle == BoxStyle::Warning;
+    m_ui->iconLabel->setPixmap(Theme::picture(isWarning ? u"alert"_s : u"info"_s, {Theme::Space24, Theme::Space24},
+        devicePixelRatioF(), Theme::color(isWarning ? Theme::Color::Attention : Theme::Color::Brand)));
     giveTitle(m_ui->firstButton, firstButtonTitle);
     giveTitle(m_ui->secondButton, secondButtonTitle);
-    (secondButtonTitle.isEmpty() ? m_ui->firstButton : m_ui->secondButton)->setFocus();
+    QPushButton* usual = secondButtonTitle.isEmpty() ? m_ui->firstButton : m_ui->secondButton;
+    usual->setDefault(true);
+    usual->setFocus();
     fitHeight();
 }
 
@@ -100,49 +94,20 @@ int CustomMessageBox::heightWithMessage(int messageHeight) {
     return layout()->totalMinimumSize().height();
 }
 
-void CustomMessageBox::setCompletion(std::function<void(int)> completion) {
-    m_completion = std::move(completion);
-}
-
 void CustomMessageBox::attach() {
     // A sheet blocks every window of its parent but the modal one that came last.
     if (QApplication::activeModalWidget())
         setWindowModality(Qt::WindowModal);
     if (const QWidget* parent = parentWidget())
-        setGeometry(QRect(originWithin(areaAround(*parent), size(), parent->window()->geometry()), size()));
-    makeKeyAndOrderFront();
+        setGeometry(QRect(BaseWindowController::originWithin(
+                              BaseWindowController::areaAround(*parent), size(), parent->window()->geometry()),
+            size()));
+    BaseWindowController::makeKeyAndOrderFront(*this);
 }
 
 void CustomMessageBox::keyPressEvent(QKeyEvent* event) {
-    switch (event->key()) {
-    case Qt::Key_Escape:
-        close();
-        break;
-    case Qt::Key_Return:
-    case Qt::Key_Enter:
-        (m_ui->firstButton->hasFocus() || m_ui->secondButton->isHidden() ? m_ui->firstButton : m_ui->secondButton)
-            ->click();
-        break;
-    case Qt::Key_PageUp:
-    case Qt::Key_PageDown:
+    if (event->key() == Qt::Key_PageUp || event->key() == Qt::Key_PageDown)
         QCoreApplication::sendEvent(m_ui->messageArea->verticalScrollBar(), event);
-        break;
-    default:
-        AutoReleaseWindowController::keyPressEvent(event);
-    }
-}
-
-void CustomMessageBox::windowDidLoad() {
-    // Its title was set with its texts, and stands in the title bar, too.
-}
-
-void CustomMessageBox::finish(int button) {
-    m_button = button;
-    close();
-}
-
-void CustomMessageBox::closeEvent(QCloseEvent* event) {
-    AutoReleaseWindowController::closeEvent(event);
-    if (const auto completion = std::exchange(m_completion, nullptr))
-        completion(m_button);
+    else
+        QDialog::keyPressEvent(event);
 }

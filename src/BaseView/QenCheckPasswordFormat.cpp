@@ -61,15 +61,11 @@ QenCheckPasswordFormat::QenCheckPasswordFormat(QWidget* parent)
 }
 
 void QenCheckPasswordFormat::showTips(const QString& tips, QWidget* field, double height) {
-    if (m_field != field) {
-        leave();
-        m_field = field;
-        QWidget* const window = field->window();
-        m_fieldWindow = window;
-        field->installEventFilter(this);
-        window->installEventFilter(this);
-        connect(field, &QObject::destroyed, this, &QWidget::hide);
-    }
+    m_field = field;
+    // It hears of fields and windows that it was beside before, too, and takes no notice.
+    field->installEventFilter(this);
+    field->window()->installEventFilter(this);
+    connect(field, &QObject::destroyed, this, &QWidget::hide, Qt::UniqueConnection);
     m_tipsLab->setText(tips);
     setAccessibleName(tips);
     place(height);
@@ -106,9 +102,9 @@ void QenCheckPasswordFormat::paintEvent(QPaintEvent*) {
         return;
     }
     const QPointF base(m_pointsLeft ? ground.left() : ground.right(), ground.center().y());
-    QPainterPath pointer(base + QPointF(m_pointsLeft ? -PointerWidth : PointerWidth, 0));
-    pointer.lineTo(base + QPointF(0, -PointerWidth));
-    pointer.lineTo(base + QPointF(0, PointerWidth));
+    QPainterPath pointer;
+    pointer.addPolygon(QPolygonF{base + QPointF(m_pointsLeft ? -PointerWidth : PointerWidth, 0),
+        base + QPointF(0, -PointerWidth), base + QPointF(0, PointerWidth)});
     pointer.closeSubpath();
     QPainterPath shape;
     shape.addRoundedRect(ground, Theme::ButtonRadius, Theme::ButtonRadius);
@@ -119,38 +115,25 @@ void QenCheckPasswordFormat::paintEvent(QPaintEvent*) {
 }
 
 bool QenCheckPasswordFormat::eventFilter(QObject* watched, QEvent* event) {
+    if (!m_field || (watched != m_field && watched != m_field->window()))
+        return false;
     switch (event->type()) {
     case QEvent::FocusOut:
-        if (watched == m_field)
-            hide();
-        break;
     case QEvent::Hide:
     case QEvent::WindowDeactivate:
         hide();
         break;
     case QEvent::Move:
     case QEvent::Resize:
-        if (isVisible())
-            place(m_ground->height());
+        place(m_ground->height());
         break;
     default:
         break;
     }
-    return QWidget::eventFilter(watched, event);
+    return false;
 }
 
 void QenCheckPasswordFormat::hideEvent(QHideEvent* event) {
     QWidget::hideEvent(event);
-    leave();
-}
-
-void QenCheckPasswordFormat::leave() {
-    for (QWidget* watched : {m_field.data(), m_fieldWindow.data()}) {
-        if (!watched)
-            continue;
-        watched->removeEventFilter(this);
-        disconnect(watched, nullptr, this, nullptr);
-    }
     m_field = nullptr;
-    m_fieldWindow = nullptr;
 }

@@ -27,7 +27,6 @@ protected:
     void hideEvent(QHideEvent* event) override;
 
 private:
-    void leave();
     void place(double height);
 
     const bool m_hasShadow;
@@ -35,5 +34,4 @@ private:
     QWidget* m_ground;
     QLabel* m_tipsLab;
     QPointer<QWidget> m_field;
-    QPointer<QWidget> m_fieldWindow;
 };

@@ -14,11 +14,8 @@ StatusItem::~StatusItem() = default;
 void StatusItem::setTrayAvailable(bool available) {
     if (!available)
         m_item.reset();
-    else if (!m_item)
-        makeItem();
-}
-
-void StatusItem::makeItem() {
+    if (!available || m_item)
+        return;
     // One shape in a tone that stands out on light and dark panels alike: no tray tells its colour.
     m_item = std::make_unique<QSystemTrayIcon>(
         Theme::iconInSizes(u"Mav_status_icon"_s, Theme::color(Theme::Color::BrandHover)));

@@ -18,7 +18,6 @@ public:
 
     /// To be called at each change of the tray's presence; a tray that comes back gets a new item.
     void setTrayAvailable(bool available);
-    bool isShown() const { return m_item != nullptr; }
 
 Q_SIGNALS:
     void clicked();
@@ -26,7 +25,5 @@ Q_SIGNALS:
     void menuRequested();
 
 private:
-    void makeItem();
-
     std::unique_ptr<QSystemTrayIcon> m_item;
 };

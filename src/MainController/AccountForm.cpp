@@ -1,5 +1,6 @@
 #include "AccountForm.h"
 
+#include "Completion.h"
 #include "FormField.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
@@ -7,6 +8,7 @@
 #include "StringTable.h"
 
 #include <QLabel>
+#include <QPointer>
 
 using namespace Qt::StringLiterals;
 
@@ -15,6 +17,17 @@ namespace {
 constexpr qsizetype LongestAccount = 64;
 
 } // namespace
+
+/// One that is sent and the words for what may come of it.
+struct AccountForm::Request {
+    SpinnerButton* button;
+    AnswerPlace place;
+    std::function<void(const Platform::Completion<QJsonObject, Platform::Error>&)> call;
+    /// Told when it is granted and nobody is signed in by that.
+    QString keyWithoutSession;
+    /// Told in place of the page for a new password when the form is gone.
+    QString wantsReset = {};
+};
 
 AccountForm::Place AccountForm::Place::loginPage() {
     return {.login = AnswerPlace::LoginPage,
@@ -48,33 +61,28 @@ void AccountForm::refuse(FormField* field, const QString& text) {
 void AccountForm::login() {
     if (m_fields.confirm->isBusy())
         return;
-    m_fields.account->clearError();
-    m_fields.password->clearError();
+    for (FormField* field : {m_fields.account, m_fields.password, m_fields.otp}) {
+        if (field)
+            field->clearError();
+    }
     // The agent may have changed its mind since the page was built.
     const bool isOtpWanted = m_fields.otp && m_world.login.iShowOTP();
-    if (m_fields.otp) {
-        m_fields.otp->clearError();
+    if (m_fields.otp)
         m_fields.otp->setVisible(isOtpWanted);
-    }
-    if (m_fields.account->text().isEmpty()) {
-        refuse(m_fields.account, m_place.noAccount);
-        return;
-    }
-    if (m_fields.password->text().isEmpty()) {
-        refuse(m_fields.password, m_place.noPassword);
-        return;
-    }
-    if (isOtpWanted && m_fields.otp->text().isEmpty()) {
-        refuse(m_fields.otp, m_place.noOtp);
-        return;
+    const std::pair<FormField*, QString> wanted[] = {{m_fields.account, m_place.noAccount},
+        {m_fields.password, m_place.noPassword}, {isOtpWanted ? m_fields.otp : nullptr, m_place.noOtp}};
+    for (const auto& [field, refusal] : wanted) {
+        if (field && field->text().isEmpty())
+            return refuse(field, refusal);
     }
     m_world.log.writeLog(u"[QenDetailWindow] QenCloud Account login"_s, 1);
     const QJsonObject parameters{{u"userid"_s, m_fields.account->text()}, {u"password"_s, m_fields.password->text()},
         {u"otp"_s, m_fields.otp ? m_fields.otp->text() : QString()}};
-    send(
-        m_fields.confirm,
-        [&login = m_world.login, parameters](const auto& complete) { login.login(parameters, complete); },
-        m_place.login, &AccountForm::loginDone);
+    send({.button = m_fields.confirm,
+        .place = m_place.login,
+        .call = [&login = m_world.login, parameters](const auto& complete) { login.login(parameters, complete); },
+        .keyWithoutSession = u"AnswerUnusable"_s,
+        .wantsReset = resetAccountText()});
 }
 
 void AccountForm::resetPassword() {
@@ -91,8 +99,7 @@ void AccountForm::resetPassword() {
     case PasswordCase::Accepted:
         break;
     case PasswordCase::Inconsistent:
-        refuse(m_fields.repeated, text);
-        return;
+        return refuse(m_fields.repeated, text);
     case PasswordCase::Rule:
     case PasswordCase::SameAsOld:
         refuse(m_fields.newPassword, text);
@@ -109,63 +116,49 @@ void AccountForm::resetPassword() {
     m_world.log.writeLog(m_place.resetLine, 1);
     const QJsonObject parameters{
         {u"userid"_s, entry.userId}, {u"old_password"_s, entry.oldPassword}, {u"password"_s, entry.repeated}};
-    send(
-        m_fields.confirmReset,
-        [&login = m_world.login, parameters](const auto& complete) { login.resetPassword(parameters, complete); },
-        m_place.reset, &AccountForm::resetDone);
+    send({.button = m_fields.confirmReset,
+        .place = m_place.reset,
+        .call = [&login = m_world.login, parameters](
+                    const auto& complete) { login.resetPassword(parameters, complete); },
+        .keyWithoutSession = u"PasswordChanged"_s});
 }
 
-void AccountForm::send(SpinnerButton* button, Send request, AnswerPlace place, void (AccountForm::*done)()) {
-    button->setBusy(true);
-    // What an answer means is logged whether or not the page is still there.
-    const auto answered = [&log = m_world.log, place = std::move(place),
-                              show = m_answers.wrapped([this, button, done](const AnswerVerdict& verdict) {
-                                  button->setBusy(false);
-                                  this->show(verdict, done);
-                              })](const QJsonObject& answer, const Platform::Error& error) {
-        const AnswerVerdict verdict = judgeAnswer(answer, error, place);
+void AccountForm::send(Request request) {
+    request.button->setBusy(true);
+    const auto answered = [form = QPointer(this), session = QPointer(&m_world.login.session()), &log = m_world.log,
+                              alert = m_world.alert, request](const QJsonObject& answer, const Platform::Error& error) {
+        const AnswerVerdict verdict = judgeAnswer(answer, error, request.place);
         if (!verdict.log.isEmpty())
             log.writeLog(verdict.log, 1);
-        show(verdict);
+        Platform::mainQueue().async([=] {
+            // The client has ended.
+            if (!session)
+                return;
+            // One that says so without a ticket, or that came too late, has signed nobody in.
+            const bool isDone = verdict.show == AnswerVerdict::Show::Done;
+            const bool hasNoSession = isDone && session->state() != SessionState::Confirmed;
+            const QStringList lines{hasNoSession ? localizedString(request.keyWithoutSession) : QString(),
+                verdict.show == AnswerVerdict::Show::ResetPage && !form ? request.wantsReset : verdict.told()};
+            if (const QString told = lines.join(u'\n').trimmed(); !told.isEmpty())
+                alert(told);
+            if (form)
+                form->answered(request, verdict.show);
+        });
     };
     // Off this thread: a request is made of files and of what the computer is asked.
-    Platform::globalQueue().async(
-        [busy = m_world.work.token(), request = std::move(request), answered] { request(answered); });
+    Platform::globalQueue().async([busy = m_world.work.token(), call = request.call, answered] { call(answered); });
 }
 
-void AccountForm::show(const AnswerVerdict& verdict, void (AccountForm::*done)()) {
-    switch (verdict.show) {
-    case AnswerVerdict::Show::Nothing:
-        break;
-    case AnswerVerdict::Show::Key:
-    case AnswerVerdict::Show::Text:
-        m_world.alert(verdict.words());
-        break;
-    case AnswerVerdict::Show::ResetPage:
+void AccountForm::answered(const Request& request, AnswerVerdict::Show show) {
+    request.button->setBusy(false);
+    if (show == AnswerVerdict::Show::ResetPage) {
         m_fields.newPassword->clear();
         m_fields.repeated->clear();
         m_fields.resetTips->hide();
         Q_EMIT wantsResetPage();
-        break;
-    case AnswerVerdict::Show::Done:
-        (this->*done)();
-    }
-}
-
-void AccountForm::loginDone() {
-    // An answer that says so without a ticket, or that came too late, has made no session.
-    if (m_world.login.session().state() == SessionState::Confirmed)
+    } else if (show == AnswerVerdict::Show::Done && m_world.login.session().state() == SessionState::Confirmed) {
         Q_EMIT signedIn();
-    else
-        m_world.alert(localizedString(u"AnswerUnusable"_s));
-}
-
-void AccountForm::resetDone() {
-    // An answer with a ticket has signed the user in; without one the new password is asked for.
-    if (m_world.login.session().state() == SessionState::Confirmed) {
-        Q_EMIT signedIn();
-    } else {
-        m_world.alert(localizedString(u"PasswordChanged"_s));
+    } else if (show == AnswerVerdict::Show::Done && request.button == m_fields.confirmReset) {
         Q_EMIT passwordChanged();
     }
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "AnswerVerdict.h"
-#include "Completion.h"
 #include "PasswordRules.h"
 #include "TaskGroup.h"
 
@@ -54,7 +53,7 @@ public:
         QenLogHelper& log;
         /// Work that a view has begun; its owner outlives it.
         Platform::TaskGroup& work;
-        /// Shows a text to the person; an empty one shows nothing.
+        /// Shows a text to the person, also when the form is gone. Main thread.
         std::function<void(const QString&)> alert;
     };
 
@@ -79,15 +78,12 @@ Q_SIGNALS:
     void newPasswordRefused(PasswordCase why);
 
 private:
-    using Send = std::function<void(const Platform::Completion<QJsonObject, Platform::Error>&)>;
-    void send(SpinnerButton* button, Send request, AnswerPlace place, void (AccountForm::*done)());
-    void show(const AnswerVerdict& verdict, void (AccountForm::*done)());
-    void loginDone();
-    void resetDone();
+    struct Request;
+    void send(Request request);
+    void answered(const Request& request, AnswerVerdict::Show show);
     void refuse(FormField* field, const QString& text);
 
     const World m_world;
     const Place m_place;
     const Fields m_fields;
-    Platform::Receiver m_answers;
 };

@@ -10,21 +10,19 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// The addresses as they are now.
-QJsonObject menuRequest(const AccountModel& account, ITDevice& device) {
-    device.getMacAndIPAddr();
-    const ITDevice::Addresses addresses = device.addresses();
-    return {{u"userid"_s, account.userid()}, {u"mac"_s, addresses.mac.join(u';')}, {u"ip"_s, addresses.ip.join(u';')},
-        {u"deviceid"_s, device.uuid()}, {u"ticket"_s, account.decryptTicket()}, {u"msg"_s, u"logout"_s}};
-}
-
-/// The addresses as the last request sent them, or as they are now.
-QJsonObject windowRequest(const AccountModel& account, ITDevice& device, const AccountManager& accounts) {
-    const QString ip = accounts.login_ip();
-    const QString mac = accounts.login_Mac();
+/// The menu reads the addresses anew, the login window takes those that the last request sent.
+QJsonObject parameters(const AccountModel& account, ITDevice& device, const AccountManager& accounts, bool isMenu) {
+    if (isMenu)
+        device.getMacAndIPAddr();
     const ITDevice::Addresses now = device.addresses();
-    return {{u"userid"_s, account.userid()}, {u"ticket"_s, account.decryptTicket()}, {u"deviceid"_s, device.uuid()},
-        {u"ip"_s, ip.isEmpty() ? now.ip.join(u';') : ip}, {u"mac"_s, mac.isEmpty() ? now.mac.join(u';') : mac}};
+    const QString ip = isMenu ? QString() : accounts.login_ip();
+    const QString mac = isMenu ? QString() : accounts.login_Mac();
+    QJsonObject parameters{{u"userid"_s, account.userid()}, {u"ticket"_s, account.decryptTicket()},
+        {u"deviceid"_s, device.uuid()}, {u"ip"_s, ip.isEmpty() ? now.ip.join(u';') : ip},
+        {u"mac"_s, mac.isEmpty() ? now.mac.join(u';') : mac}};
+    if (isMenu)
+        parameters.insert(u"msg"_s, u"logout"_s);
+    return parameters;
 }
 
 } // namespace
@@ -43,7 +41,6 @@ void requestLogout(const LogoutWorld& world, LogoutPlace place, std::function<vo
     Platform::globalQueue().async(
         [&login = world.login, &device = world.device, busy = world.work.token(), isMenu, answered] {
             const AccountModel account = login.session().current().record.value_or(AccountModel());
-            login.logout(
-                isMenu ? menuRequest(account, device) : windowRequest(account, device, login.accounts()), answered);
+            login.logout(parameters(account, device, login.accounts(), isMenu), answered);
         });
 }

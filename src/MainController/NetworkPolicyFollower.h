@@ -1,14 +1,35 @@
 #pragma once
 
-#include "MainViewVerdict.h"
 #include "NotificationCenter.h"
 #include "Queue.h"
+
+#include <QJsonArray>
+#include <QVariant>
 
 #include <functional>
 
 class NetworkAccessLink;
 class QenLogHelper;
 class Session;
+
+/// The network-access policy that the agent has stored.
+struct NetworkAccessPolicy {
+    enum class Method { Other, Static, Certificate };
+
+    Method method = Method::Other;
+    QString address;
+    QJsonArray ssids;
+};
+/// A file that is missing, or no dictionary, is a policy of another method.
+NetworkAccessPolicy storedNetworkAccessPolicy(const QString& agentState);
+
+/// Whether a changed policy is acted upon.
+/// @param isNecessary  what the certificate manager answered; its YES means that the certificate is there
+/// @param storedMethod  how the installed profile signs in
+bool followsPolicyChange(NetworkAccessPolicy::Method method, bool isNecessary, const QString& storedMethod);
+
+/// @param switchStatus  content of the join-domain switch
+bool offersJoinDomain(const QVariant& switchStatus, const NetworkAccessPolicy& policy);
 
 /// Acts on each network-access policy that the agent stores: the static profile, or a certificate for who is signed in.
 ///
@@ -28,11 +49,8 @@ public:
         QString agentState;
     };
 
+    /// Its end waits for a read that runs.
     explicit NetworkPolicyFollower(World world);
-    /// Waits for a read that runs.
-    ~NetworkPolicyFollower();
-    NetworkPolicyFollower(const NetworkPolicyFollower&) = delete;
-    NetworkPolicyFollower& operator=(const NetworkPolicyFollower&) = delete;
 
     /// Any thread.
     void inacSsidChanged();
@@ -41,6 +59,7 @@ private:
     std::function<void()> action(const NetworkAccessPolicy& policy) const;
 
     const World m_world;
-    Platform::NotificationCenter::Observer m_changes;
     Platform::SerialQueue m_reader;
+    // Goes before the queue that it hands over to.
+    Platform::NotificationCenter::Observer m_changes;
 };

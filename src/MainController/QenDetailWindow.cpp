@@ -1,24 +1,22 @@
 #include "QenDetailWindow.h"
 
 #include "AccountForm.h"
+#include "ApplicationInterface.h"
 #include "ClientNotifications.h"
 #include "CustomMessageBox.h"
 #include "Deployment.h"
-#include "DevicePanel.h"
 #include "IntegerValue.h"
 #include "LogoutRequest.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
 #include "QenServerConfig.h"
-#include "StartCheckLoginDelegate.h"
 #include "StringTable.h"
 #include "SystemLog.h"
 #include "Theme.h"
 #include "ui_QenDetailWindow.h"
 
-#include <QCloseEvent>
-#include <QKeyEvent>
 #include <QLineEdit>
+#include <QPointer>
 
 using namespace Qt::StringLiterals;
 
@@ -33,10 +31,11 @@ const QString ScanWanted = u"请使用手机客户端扫码登录"_s;
 
 QenDetailWindow::QenDetailWindow(
     SessionViewWorld world, StartCheckLoginDelegate& startCheckLoginDelegate, QWidget* parent)
-    : BaseWindowController(
-          parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
+    : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
       m_world(std::move(world)), m_startCheckLoginDelegate(startCheckLoginDelegate),
-      m_ui(std::make_unique<Ui::QenDetailWindow>()), m_reachability(m_world.networkReader) {
+      m_ui(std::make_unique<Ui::QenDetailWindow>()),
+      m_timerCheckQueue(PollTimer::makeQueue(Deployment::AccountCheckQueueLabel, m_world.work)),
+      m_reachability(m_world.networkReader) {
     m_ui->setupUi(this);
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowModality(parent ? Qt::WindowModal : Qt::ApplicationModal);
@@ -54,17 +53,18 @@ QenDetailWindow::QenDetailWindow(
         if (button->accessibleName().isEmpty())
             button->setAccessibleName(button->text());
     }
+    // Enter in a field is the field's own business.
+    for (QPushButton* button : findChildren<QPushButton*>())
+        button->setAutoDefault(false);
     makeForm();
     connectPages();
+    load();
 }
 
 QenDetailWindow::~QenDetailWindow() = default;
 
 void QenDetailWindow::makeForm() {
-    m_form = new AccountForm({.login = m_world.login,
-                                 .log = m_world.log,
-                                 .work = m_world.work,
-                                 .alert = [this](const QString& text) { showAlertTipForLogin(text); }},
+    m_form = new AccountForm({.login = m_world.login, .log = m_world.log, .work = m_world.work, .alert = alert()},
         AccountForm::Place::loginWindow(),
         {.account = m_ui->accountField,
             .password = m_ui->passwordField,
@@ -105,16 +105,8 @@ void QenDetailWindow::connectPages() {
     connect(&m_world.login.session(), &Session::changed, this, &Self::sessionChanged);
 }
 
-void QenDetailWindow::windowDidLoad() {
-    BaseWindowController::windowDidLoad();
-    auto* panel = new DevicePanel({.name = m_ui->deviceNameRow,
-                                      .type = m_ui->deviceTypeRow,
-                                      .systemVersion = m_ui->systemVersionRow,
-                                      .clientVersion = m_ui->clientVersionRow,
-                                      .ip = m_ui->ipAddressRow,
-                                      .mac = m_ui->macAddressRow},
-        m_ui->devicePanel);
-    panel->load(m_world.device, m_world.work);
+void QenDetailWindow::load() {
+    m_ui->devicePanel->load(m_world.device, m_world.work);
     followNetwork();
     buildTabs();
     if (isShownSignedIn()) {
@@ -182,15 +174,9 @@ void QenDetailWindow::followNetwork() {
     });
 }
 
-std::shared_ptr<Platform::SerialQueue> QenDetailWindow::timerCheckQueue() {
-    if (!m_timerCheckQueue)
-        m_timerCheckQueue = PollTimer::makeQueue(Deployment::AccountCheckQueueLabel, m_world.work);
-    return m_timerCheckQueue;
-}
-
 void QenDetailWindow::createCheckQRTimer() {
     // A code without this device's sole identifier could not be told from another's.
-    timerCheckQueue()->async([&login = m_world.login] { login.createSoleidAndSave(); });
+    m_timerCheckQueue->async([&login = m_world.login] { login.createSoleidAndSave(); });
     const auto RefreshQR = [renew = m_answers.wrapped([this] { m_ui->qrCodeView->setRenewing(true); }),
                                show = m_answers.wrapped([this](const QImage& image) { showQR(image); }),
                                &login = m_world.login] {
@@ -198,7 +184,7 @@ void QenDetailWindow::createCheckQRTimer() {
         // Waits for up to three seconds, in which the window may go.
         show(login.getCurrentQR(QRCodeView::CodeSide));
     };
-    m_GDCheckQRTimer = std::make_unique<PollTimer>(timerCheckQueue(), m_world.codeInterval, RefreshQR);
+    m_GDCheckQRTimer = std::make_unique<PollTimer>(m_timerCheckQueue, m_world.codeInterval, RefreshQR);
 }
 
 void QenDetailWindow::StartCheckQR() {
@@ -206,14 +192,10 @@ void QenDetailWindow::StartCheckQR() {
     createCheckQRTimer();
 }
 
-void QenDetailWindow::closeCheckQR() {
-    m_GDCheckQRTimer.reset();
-}
-
 void QenDetailWindow::createCheckLoginTimer() {
     // Only writes this line, on purpose: the login state arrives by notification.
     m_GDCheckLoginTimer = std::make_unique<PollTimer>(
-        timerCheckQueue(), m_world.consoleInterval, [] { Platform::systemLog(u"login,login"_s); });
+        m_timerCheckQueue, m_world.consoleInterval, [] { Platform::systemLog(u"login,login"_s); });
 }
 
 void QenDetailWindow::showQR(const QImage& image) {
@@ -287,42 +269,38 @@ void QenDetailWindow::logoutBtn() {
     m_world.log.writeLog(u"[QenDetailWindow] QenCloud logout"_s, 1);
     m_ui->logoutBtn->setBusy(true);
     requestLogout({.login = m_world.login, .device = m_world.device, .log = m_world.log, .work = m_world.work},
-        LogoutPlace::LoginWindow, m_answers.wrapped([this](const AnswerVerdict& verdict) {
-            m_ui->logoutBtn->setBusy(false);
-            if (verdict.show == AnswerVerdict::Show::Done)
-                m_world.center.post(ClientNotification::Logout, 0);
-            else
-                showAlertTipForLogin(verdict.words());
-        }));
-}
-
-void QenDetailWindow::tipText(const QString& text) {
-    showAlertTipForLogin(text);
+        LogoutPlace::LoginWindow,
+        [alert = alert(), button = QPointer(m_ui->logoutBtn), session = QPointer(&m_world.login.session()),
+            &center = m_world.center](const AnswerVerdict& verdict) {
+            Platform::mainQueue().async([=, &center] {
+                // The client has ended.
+                if (!session)
+                    return;
+                if (button)
+                    button->setBusy(false);
+                if (verdict.show == AnswerVerdict::Show::Done)
+                    center.post(ClientNotification::Logout, 0);
+                else
+                    alert(verdict.told());
+            });
+        });
 }
 
 void QenDetailWindow::showAlertTipForLogin(const QString& text) {
-    if (text.isEmpty())
-        return;
-    m_answers.async([this, text] {
+    m_answers.async([tell = alert(), text] { tell(text); });
+}
+
+std::function<void(const QString&)> QenDetailWindow::alert() {
+    return [self = QPointer(this), &application = m_world.application](const QString& text) {
+        QenDetailWindow* window = self.data();
+        if (!window || !window->isVisible())
+            return application.showAlertTipForLogin(text);
+        if (text.isEmpty())
+            return;
         // Over this window, which blocks the one below.
-        auto* box = new CustomMessageBox(this);
+        auto* box = new CustomMessageBox(window);
         box->setTitle(localizedString(u"Warnning"_s), text, CustomMessageBox::BoxStyle::Warning, {},
             localizedString(u"Confirm"_s));
         box->attach();
-    });
-}
-
-void QenDetailWindow::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Escape)
-        close();
-    else
-        BaseWindowController::keyPressEvent(event);
-}
-
-void QenDetailWindow::closeEvent(QCloseEvent* event) {
-    closeCheckQR();
-    m_GDCheckLoginTimer.reset();
-    stopObserving();
-    BaseWindowController::closeEvent(event);
-    Q_EMIT closed();
+    };
 }

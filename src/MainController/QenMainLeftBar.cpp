@@ -5,7 +5,6 @@
 #include "Deployment.h"
 #include "ITDevice.h"
 #include "QenCloudLoginHelper.h"
-#include "QenDetailWindow.h"
 #include "QenLogHelper.h"
 #include "Theme.h"
 #include "ui_QenMainLeftBar.h"
@@ -19,7 +18,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int AvatarSize = 56;
 constexpr QSize GroundSize(Theme::LeftBarWidth, 160);
 constexpr int SafeLevel = 0;
 constexpr int PollingTrace = 32;
@@ -27,14 +25,14 @@ constexpr int PollingTrace = 32;
 } // namespace
 
 QenMainLeftBar::QenMainLeftBar(SessionViewWorld world, QWidget* parent)
-    : QWidget(parent), m_world(std::move(world)), m_ui(std::make_unique<Ui::QenMainLeftBar>()) {
+    : QWidget(parent), m_world(std::move(world)), m_ui(std::make_unique<Ui::QenMainLeftBar>()),
+      m_timerCheckQueue(PollTimer::makeQueue(Deployment::AccountCheckQueueLabel, m_world.work)) {
     m_ui->setupUi(this);
     setFixedWidth(Theme::LeftBarWidth);
-    m_ui->avatarBtn->setIconSize({AvatarSize, AvatarSize});
     m_ui->computerPicture->setPixmap(Theme::picture(u"computer"_s, {Theme::IconSize, Theme::IconSize},
         devicePixelRatioF(), Theme::color(Theme::Color::SecondText)));
-    m_ui->safetyTabBtn->setPictures(u"tab_safety_normal"_s, u"tab_safety_hover"_s);
-    m_ui->toolsTabBtn->setPictures(u"tab_tools_normal"_s, u"tab_tools_hover"_s);
+    m_ui->safetyTabBtn->setIcon(Theme::icon(u"tab_safety_normal"_s, {}, u"tab_safety_hover"_s));
+    m_ui->toolsTabBtn->setIcon(Theme::icon(u"tab_tools_normal"_s, {}, u"tab_tools_hover"_s));
     connectButtons();
     functionListHandleWithTag(SafetyTab, false);
     showTabs();
@@ -52,20 +50,15 @@ QenMainLeftBar::~QenMainLeftBar() {
     delete m_detailWindow.data();
 }
 
-HoverPictureButton* QenMainLeftBar::tabButton(int tag) const {
-    const std::array<HoverPictureButton*, 3> buttons{m_ui->safetyTabBtn, m_ui->toolsTabBtn, m_ui->detailBtn};
+QToolButton* QenMainLeftBar::tabButton(int tag) const {
+    const std::array<QToolButton*, 3> buttons{m_ui->safetyTabBtn, m_ui->toolsTabBtn, m_ui->detailBtn};
     return tag >= SafetyTab && tag <= DetailTab ? buttons.at(static_cast<size_t>(tag)) : nullptr;
 }
 
 void QenMainLeftBar::connectButtons() {
     for (const int tag : {SafetyTab, ToolsTab, DetailTab}) {
-        HoverPictureButton* button = tabButton(tag);
-        button->setIconSize({Theme::Space24, Theme::Space24});
-        button->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
-        button->setCheckable(true);
-        button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
         // Not on the click: who works by the accessibility bus toggles.
-        connect(button, &QToolButton::toggled, this, [this, tag] { functionListHandleWithTag(tag, true); });
+        connect(tabButton(tag), &QToolButton::toggled, this, [this, tag] { functionListHandleWithTag(tag, true); });
     }
     connect(m_ui->avatarBtn, &QToolButton::clicked, this, [this] { openDetailWindow(window()); });
 }
@@ -73,12 +66,12 @@ void QenMainLeftBar::connectButtons() {
 void QenMainLeftBar::openDetailWindow(QWidget* over) {
     if (!m_detailWindow) {
         m_detailWindow = new QenDetailWindow(m_world, *this, over);
-        connect(m_detailWindow, &QenDetailWindow::closed, this, &QenMainLeftBar::detailWindowClosed);
+        connect(m_detailWindow, &QDialog::finished, this, &QenMainLeftBar::detailWindowClosed);
         if (over)
             m_detailWindow->move(
                 BaseWindowController::getFrameOriginOfWindow(Theme::LoginWindowSize, over->geometry()));
     }
-    m_detailWindow->makeKeyAndOrderFront();
+    BaseWindowController::makeKeyAndOrderFront(*m_detailWindow);
 }
 
 void QenMainLeftBar::closeDetailWindow(QenDetailWindow* window) {
@@ -126,10 +119,6 @@ void QenMainLeftBar::functionListHandleWithTag(int tag, bool isCallback) {
         m_tabCallback(tag);
 }
 
-void QenMainLeftBar::switchbtnsecond() {
-    functionListHandleWithTag(ToolsTab, false);
-}
-
 void QenMainLeftBar::setTabCallback(std::function<void(int)> callback) {
     m_tabCallback = std::move(callback);
     showTabs();
@@ -149,11 +138,10 @@ void QenMainLeftBar::setUIWithWarnLevel(int level) {
     const bool isSafe = level == SafeLevel;
     const QString look = isSafe ? u"safe"_s : u"unsafe"_s;
     m_ground = u"leftBar_"_s + look;
-    m_ui->avatarBtn->setPictures(u"avatar_%1_normal"_s.arg(look), u"avatar_%1_hover"_s.arg(look));
+    m_ui->avatarBtn->setIcon(Theme::icon(u"avatar_%1_normal"_s.arg(look), {}, u"avatar_%1_hover"_s.arg(look)));
     // The unhovered picture is the same in both looks, on purpose.
-    m_ui->detailBtn->setPictures(u"detail_safe-nomal"_s, u"detail_%1-hover"_s.arg(look));
+    m_ui->detailBtn->setIcon(Theme::icon(u"detail_safe-nomal"_s, {}, u"detail_%1-hover"_s.arg(look)));
     const QString told = isSafe ? u"电脑安全"_s : u"电脑存在风险"_s;
-    m_ui->avatarBtn->setAccessibleName(u"登录与设备信息"_s);
     m_ui->avatarBtn->setAccessibleDescription(told);
     m_ui->avatarBtn->setToolTip(u"%1，点击查看登录与设备信息"_s.arg(told));
     update();
@@ -167,7 +155,7 @@ void QenMainLeftBar::refreshUserName() {
 
 void QenMainLeftBar::setMachineName() {
     const auto show = m_answers.wrapped([this](const QString& name) { m_ui->computerNameLab->setText(name); });
-    timerCheckQueue()->async([show, &device = m_world.device] { show(device.machineName()); });
+    m_timerCheckQueue->async([show, &device = m_world.device] { show(device.machineName()); });
 }
 
 void QenMainLeftBar::paintEvent(QPaintEvent*) {
@@ -175,12 +163,6 @@ void QenMainLeftBar::paintEvent(QPaintEvent*) {
     painter.fillRect(rect(), Theme::color(Theme::Color::Card));
     painter.drawPixmap(0, 0, Theme::picture(m_ground, GroundSize, devicePixelRatioF()));
     painter.fillRect(width() - 1, 0, 1, height(), Theme::color(Theme::Color::Line));
-}
-
-std::shared_ptr<Platform::SerialQueue> QenMainLeftBar::timerCheckQueue() {
-    if (!m_timerCheckQueue)
-        m_timerCheckQueue = PollTimer::makeQueue(Deployment::AccountCheckQueueLabel, m_world.work);
-    return m_timerCheckQueue;
 }
 
 void QenMainLeftBar::StartCheckLogin() {
@@ -199,17 +181,9 @@ void QenMainLeftBar::StartCheckLoginStatus() {
     createCheckLoginTimer();
 }
 
-void QenMainLeftBar::closeCheckLoginStatus() {
-    m_GDCheckLoginTimer.reset();
-}
-
 void QenMainLeftBar::StartCheckTicketStatus() {
     closeCheckTicketStatus();
     createCheckTicketTimer();
-}
-
-void QenMainLeftBar::closeCheckTicketStatus() {
-    m_TicketCheckTimer.reset();
 }
 
 void QenMainLeftBar::createCheckLoginTimer() {
@@ -222,7 +196,7 @@ void QenMainLeftBar::createCheckLoginTimer() {
             answered(verdict);
         });
     };
-    m_GDCheckLoginTimer = std::make_unique<PollTimer>(timerCheckQueue(), m_world.pollInterval, tick);
+    m_GDCheckLoginTimer = std::make_unique<PollTimer>(m_timerCheckQueue, m_world.pollInterval, tick);
 }
 
 void QenMainLeftBar::qrPollAnswered(const QRPollVerdict& verdict) {
@@ -236,7 +210,7 @@ void QenMainLeftBar::qrPollAnswered(const QRPollVerdict& verdict) {
         if (state == SessionState::SignedOut || state == SessionState::LogoutPending)
             return;
         closeCheckLoginStatus();
-        timerCheckQueue()->async([&login = m_world.login] { login.removeSoleID(); });
+        m_timerCheckQueue->async([&login = m_world.login] { login.removeSoleID(); });
     }
     m_world.center.post(ClientNotification::QRLoginState, *verdict.forwarded);
 }
@@ -255,5 +229,5 @@ void QenMainLeftBar::createCheckTicketTimer() {
                 confirmed();
         });
     };
-    m_TicketCheckTimer = std::make_unique<PollTimer>(timerCheckQueue(), m_world.pollInterval, tick);
+    m_TicketCheckTimer = std::make_unique<PollTimer>(m_timerCheckQueue, m_world.pollInterval, tick);
 }

@@ -3,9 +3,8 @@
 #include "AnswerVerdict.h"
 #include "Completion.h"
 #include "PollTimer.h"
+#include "QenDetailWindow.h"
 #include "Session.h"
-#include "SessionViewWorld.h"
-#include "StartCheckLoginDelegate.h"
 
 #include <QPointer>
 #include <QWidget>
@@ -14,8 +13,7 @@
 #include <functional>
 #include <memory>
 
-class HoverPictureButton;
-class QenDetailWindow;
+class QToolButton;
 
 namespace Ui {
 class QenMainLeftBar;
@@ -42,15 +40,15 @@ public:
     /// Any thread; acts on the main queue.
     void StartCheckLogin() override;
     void StartCheckLoginStatus();
-    void closeCheckLoginStatus();
+    void closeCheckLoginStatus() { m_GDCheckLoginTimer.reset(); }
     void StartCheckTicketStatus();
-    void closeCheckTicketStatus();
+    void closeCheckTicketStatus() { m_TicketCheckTimer.reset(); }
     void closeDetailWindow(QenDetailWindow* window) override;
 
     /// Reports a tab to the main view, which selects the one of the same index. Without one there are no tabs to press.
     void setTabCallback(std::function<void(int tag)> callback);
     void functionListHandleWithTag(int tag, bool isCallback);
-    void switchbtnsecond();
+    void switchbtnsecond() { functionListHandleWithTag(ToolsTab, false); }
     void setHideDetilBtn(bool hidden);
     /// @param level  0 is safe
     void setUIWithWarnLevel(int level);
@@ -63,7 +61,6 @@ protected:
 private:
     void connectButtons();
     void showTabs();
-    std::shared_ptr<Platform::SerialQueue> timerCheckQueue();
     void createCheckLoginTimer();
     void createCheckTicketTimer();
     void detailWindowClosed();
@@ -71,11 +68,11 @@ private:
     /// Each poll runs while it has something to ask.
     void followSession();
     void qrPollAnswered(const QRPollVerdict& verdict);
-    HoverPictureButton* tabButton(int tag) const;
+    QToolButton* tabButton(int tag) const;
 
     const SessionViewWorld m_world;
     std::unique_ptr<Ui::QenMainLeftBar> m_ui;
-    std::shared_ptr<Platform::SerialQueue> m_timerCheckQueue;
+    const std::shared_ptr<Platform::SerialQueue> m_timerCheckQueue;
     std::unique_ptr<PollTimer> m_GDCheckLoginTimer;
     std::unique_ptr<PollTimer> m_TicketCheckTimer;
     std::function<void(int)> m_tabCallback;

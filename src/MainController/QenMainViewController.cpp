@@ -6,6 +6,7 @@
 #include "Deployment.h"
 #include "ForeignPicture.h"
 #include "IntegerValue.h"
+#include "NetworkPolicyFollower.h"
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
 #include "QenMainLeftBar.h"
@@ -22,6 +23,8 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr qint64 SessionExpired = 2;
+constexpr qint64 NotSignedIn = 0;
+constexpr qint64 DomainLogin = 3;
 constexpr int SafeLevel = 0;
 constexpr int HighestLevel = 3;
 constexpr int StatusPictureSize = 48;
@@ -45,6 +48,11 @@ QColor edgeColor(int level) {
 }
 
 } // namespace
+
+ToolsLook toolsLook(qint64 loginType, bool isCheckAndShow) {
+    const bool isShown = loginType != NotSignedIn && isCheckAndShow;
+    return {isShown, isShown && loginType != DomainLogin};
+}
 
 QenMainViewController::QenMainViewController(CheckViewWorld world, QenMainLeftBar& leftBar, QWidget* parent)
     : QWidget(parent), m_world(std::move(world)), m_leftBar(leftBar),
@@ -81,64 +89,52 @@ QWidget* QenMainViewController::tipsLine() const {
 }
 
 void QenMainViewController::addQenNotifications() {
-    const auto observe = [this](const QString& name, auto handler) {
-        m_observers.push_back(m_world.center.observe(name, std::move(handler)));
-    };
+    using Self = QenMainViewController;
+    // The join-domain button depends on two files of the agent.
+    const std::pair<QString, void (Self::*)()> followed[] = {
+        {ClientNotification::Tips, &Self::updateTipsFromConfigWithNotification},
+        {ClientNotification::Logo, &Self::updateLogoFromConfigWithNotification},
+        {ClientNotification::ComputerName, &Self::updateComputerNameFromJoinDomainWithNotification},
+        {ClientNotification::JoinDomainSwitch, &Self::loadJoinDomainButton},
+        {ClientNotification::InacSsid, &Self::loadJoinDomainButton},
+        {ClientNotification::NgnSwitch, &Self::changeAvailableAppListButtonStatus}};
     using Platform::Notification;
-    observe(ClientNotification::Tips,
-        [this](const Notification& notification) { updateTipsFromConfigWithNotification(notification); });
-    observe(ClientNotification::Logo,
-        [this](const Notification& notification) { updateLogoFromConfigWithNotification(notification); });
-    observe(ClientNotification::ComputerName,
-        [this](const Notification& notification) { updateComputerNameFromJoinDomainWithNotification(notification); });
-    // The button depends on two files of the agent.
-    for (const QString& name : {ClientNotification::JoinDomainSwitch, ClientNotification::InacSsid})
-        observe(name, [this](const Notification&) { loadJoinDomainButton(); });
-    observe(
-        ClientNotification::AppList, [this](const Notification& notification) { loadToolsView(notification.object); });
-    observe(ClientNotification::NgnSwitch, [this](const Notification&) { changeAvailableAppListButtonStatus(); });
+    for (const auto& row : followed)
+        m_observers.push_back(m_world.center.observe(
+            row.first, [this, handler = row.second](const Notification&) { (this->*handler)(); }));
+    m_observers.push_back(m_world.center.observe(
+        ClientNotification::AppList, [this](const Notification& notification) { loadToolsView(notification.object); }));
 }
 
 void QenMainViewController::setUpPages() {
-    for (HoverPictureButton* button : {m_ui->reCheckBtn, m_ui->detailReCheckBtn}) {
-        button->setIconSize({Theme::IconSize, Theme::IconSize});
+    for (QToolButton* button : {m_ui->reCheckBtn, m_ui->detailReCheckBtn})
         connect(button, &QToolButton::clicked, this, &QenMainViewController::reCheckBtnClick);
-    }
-    for (CheckTreeView* tree : {m_ui->overviewTree, m_ui->detailTree})
+    for (CheckTreeView* tree : {m_ui->overviewTree, m_ui->detailTree}) {
         connect(tree, &CheckTreeView::repairWanted, this, &QenMainViewController::tapRepairBtn);
+        connect(
+            &m_round, &QenCheckRound::dataSourceChanged, tree, [this, tree] { tree->setNodes(m_round.dataSource()); });
+        connect(&m_round, &QenCheckRound::roundStarted, tree, &CheckTreeView::reload);
+        connect(&m_round, &QenCheckRound::rowChanged, tree, &CheckTreeView::reloadRow);
+    }
     connect(m_ui->repairAllBtn, &QPushButton::clicked, this, &QenMainViewController::showDetails);
     connect(m_ui->joinDomainBtn, &QPushButton::clicked, &m_joinDomain, &JoinDomainAction::tapDomainBtn);
     connect(&m_joinDomain, &JoinDomainAction::joiningChanged, m_ui->joinDomainBtn, &SpinnerButton::setBusy);
     connect(m_ui->applistButton, &QPushButton::clicked, this, &QenMainViewController::applistButtonDidClicked);
     m_ui->toolsView->setWorkspace(m_world.workspace);
-    m_ui->toolsView->setCompletion([this](const QenToolModel& tool) { m_toolOpener.open(tool, window()); });
+    connect(m_ui->toolsView, &QenToolsView::pressed, this,
+        [this](const QenToolModel& tool) { m_toolOpener.open(tool, window()); });
     m_ui->toolsHiddenPicture->setPixmap(
         Theme::picture(u"empty"_s, {HiddenPictureSize, HiddenPictureSize}, devicePixelRatioF()));
     m_ui->applistButton->setIcon(Theme::icon(u"applist"_s, Theme::color(Theme::Color::SecondText)));
     m_ui->joinDomainBtn->setIcon(Theme::icon(u"joinDomain"_s, Theme::color(Theme::Color::SecondText)));
-    for (QPushButton* button : {m_ui->applistButton, static_cast<QPushButton*>(m_ui->joinDomainBtn)})
-        button->setIconSize({Theme::IconSize, Theme::IconSize});
-    m_ui->toolsStates->setCurrentIndex(ToolsHidden);
-    m_ui->applistButton->hide();
-    m_ui->joinDomainBtn->hide();
-    m_ui->repairAllBtn->hide();
 }
 
 // The round ----------------------------------------------------------------------------------------------------------
 
 void QenMainViewController::followRound() {
-    connect(&m_round, &QenCheckRound::dataSourceChanged, this, [this] {
-        m_ui->overviewTree->setNodes(m_round.dataSource());
-        m_ui->detailTree->setNodes(m_round.dataSource());
-    });
     connect(&m_round, &QenCheckRound::roundStarted, this, &QenMainViewController::roundStarted);
-    connect(&m_round, &QenCheckRound::rowChanged, this, [this](int row) {
-        m_ui->overviewTree->reloadRow(row);
-        m_ui->detailTree->reloadRow(row);
-    });
     connect(&m_round, &QenCheckRound::levelApplied, this, &QenMainViewController::changeUIWithWarnLevel);
-    connect(
-        &m_round, &QenCheckRound::detailButtonHidden, this, [this](bool hidden) { m_leftBar.setHideDetilBtn(hidden); });
+    connect(&m_round, &QenCheckRound::detailButtonHidden, &m_leftBar, &QenMainLeftBar::setHideDetilBtn);
     connect(&m_round, &QenCheckRound::completed, this, &QenMainViewController::roundCompleted);
     connect(&m_round, &QenCheckRound::passEnded, this, [this] {
         if (m_round.isChecking() && !m_round.isClosing())
@@ -148,11 +144,8 @@ void QenMainViewController::followRound() {
 
 void QenMainViewController::roundStarted() {
     setReCheckEnabled(false);
-    for (CheckTreeView* tree : {m_ui->overviewTree, m_ui->detailTree})
-        tree->reload();
-    m_ui->stateLab->setText(CheckLook::Checking);
-    m_ui->smallStateLab->setText(CheckLook::Checking);
-    m_ui->detailStateLab->setText(CheckLook::Checking);
+    for (QLabel* label : {m_ui->stateLab, m_ui->smallStateLab, m_ui->detailStateLab})
+        label->setText(CheckLook::Checking);
     m_ui->countLab->clear();
     m_ui->repairAllBtn->hide();
     setRoundRunning(true);
@@ -186,8 +179,8 @@ void QenMainViewController::changeUIWithWarnLevel(int level) {
     m_ui->stateCircle->setPicture(pictures.stateCircle);
     m_ui->smallStatePicture->setAnimation(pictures.smallAnimation);
     m_ui->pointView->setAnimation(pictures.pointAnimation);
-    for (HoverPictureButton* button : {m_ui->reCheckBtn, m_ui->detailReCheckBtn})
-        button->setPictures(pictures.recheckButton, pictures.recheckButtonHover);
+    for (QToolButton* button : {m_ui->reCheckBtn, m_ui->detailReCheckBtn})
+        button->setIcon(Theme::icon(pictures.recheckButton, {}, pictures.recheckButtonHover));
     m_ui->statusPicture->setPixmap(
         Theme::picture(pictures.status, {StatusPictureSize, StatusPictureSize}, devicePixelRatioF()));
     m_leftBar.setUIWithWarnLevel(level);
@@ -258,19 +251,16 @@ void QenMainViewController::updateToolsViewWithLogintype(qint64 loginType) {
     const SessionModel session = m_world.login.session().current();
     // A domain session has no ticket, so nothing ever confirms it.
     const bool isConfirmed = session.isConfirmed || session.state() == SessionState::Domain;
-    const Tools tools{toolsLook(loginType, isConfirmed), models};
+    Tools tools{toolsLook(loginType, isConfirmed), models};
+    tools.look.showsAvailableApplications &= !m_world.login.HiddenNGNSwitchBtn();
     m_answers.async([this, tools] { showTools(tools); });
 }
 
 void QenMainViewController::showTools(const Tools& tools) {
     m_leftBar.setMachineName();
     m_ui->toolsStates->setCurrentIndex(tools.look.showsTools ? ToolsShown : ToolsHidden);
-    m_ui->applistButton->setVisible(tools.look.showsAvailableApplications && !m_world.login.HiddenNGNSwitchBtn());
+    m_ui->applistButton->setVisible(tools.look.showsAvailableApplications);
     m_ui->toolsView->setModels(tools.look.showsTools ? tools.models : QList<QenToolModel>());
-}
-
-void QenMainViewController::changeAvailableAppListButtonStatus() {
-    loadToolsView();
 }
 
 void QenMainViewController::applistButtonDidClicked() {
@@ -290,7 +280,7 @@ void QenMainViewController::tipText(const QString& message) {
 
 // The agent's files --------------------------------------------------------------------------------------------------
 
-void QenMainViewController::updateTipsFromConfigWithNotification(const Platform::Notification&) {
+void QenMainViewController::updateTipsFromConfigWithNotification() {
     m_reader.async([this] {
         m_answers.async([line = m_tipsLine, tips = fetchLocalTips(m_world.agentState)] {
             if (line)
@@ -299,7 +289,7 @@ void QenMainViewController::updateTipsFromConfigWithNotification(const Platform:
     });
 }
 
-void QenMainViewController::updateLogoFromConfigWithNotification(const Platform::Notification&) {
+void QenMainViewController::updateLogoFromConfigWithNotification() {
     m_reader.async([this] {
         m_answers.async([line = m_tipsLine, mark = fetchMarkImage(m_world.agentState)] {
             if (line)
@@ -308,7 +298,7 @@ void QenMainViewController::updateLogoFromConfigWithNotification(const Platform:
     });
 }
 
-void QenMainViewController::updateComputerNameFromJoinDomainWithNotification(const Platform::Notification&) {
+void QenMainViewController::updateComputerNameFromJoinDomainWithNotification() {
     m_answers.async([this] { m_leftBar.setMachineName(); });
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "CheckViewWorld.h"
 #include "Completion.h"
-#include "MainViewVerdict.h"
+#include "JoinDomainAction.h"
 #include "NotificationCenter.h"
+#include "QenCheckRound.h"
 #include "QenToolModel.h"
 #include "Queue.h"
 #include "ToolOpener.h"
@@ -15,13 +15,44 @@
 #include <memory>
 #include <vector>
 
+class QenCloudLoginHelper;
+class QenLogHelper;
 class QenMainLeftBar;
 class QenTrustedAppWindow;
 class TipsLine;
 
+namespace Platform {
+class Workspace;
+} // namespace Platform
+
 namespace Ui {
 class QenMainViewController;
 }
+
+/// What the view of checks and tools stands on; all of it outlives the view.
+struct CheckViewWorld {
+    QenCloudLoginHelper& login;
+    QenLogHelper& log;
+    Platform::NotificationCenter& center;
+    Platform::Workspace& workspace;
+    /// The agent's data folder.
+    QString agentState;
+    QenCheckRound::World round;
+    JoinDomainAction::World joinDomain;
+    /// Shows a topic of the help beside the given window.
+    std::function<void(const QString& tag, const QWidget* over)> openHelp;
+};
+
+/// What is shown of the tools.
+struct ToolsLook {
+    bool showsTools = false;
+    bool showsAvailableApplications = false;
+
+    bool operator==(const ToolsLook&) const = default;
+};
+/// Pure function.
+/// @param loginType  0 when nobody is signed in, 3 for a domain session
+ToolsLook toolsLook(qint64 loginType, bool isCheckAndShow);
 
 /// The view of checks and tools: what the computer's compliance is, what to do about it, and the assigned tools.
 ///
@@ -41,12 +72,12 @@ public:
     /// Reads the tools again. Any thread.
     /// @param object  of the notification; the number 2 ends the session first
     void loadToolsView(const QVariant& object = {});
-    void updateTipsFromConfigWithNotification(const Platform::Notification& notification = {});
-    void updateLogoFromConfigWithNotification(const Platform::Notification& notification = {});
-    void updateComputerNameFromJoinDomainWithNotification(const Platform::Notification& notification);
+    void updateTipsFromConfigWithNotification();
+    void updateLogoFromConfigWithNotification();
+    void updateComputerNameFromJoinDomainWithNotification();
     /// Decides again whether the join-domain button is offered. Any thread.
     void loadJoinDomainButton();
-    void changeAvailableAppListButtonStatus();
+    void changeAvailableAppListButtonStatus() { loadToolsView(); }
     void changeUIWithWarnLevel(int level);
     void selectTab(int tag);
     /// Shows a message over the window. Any thread.

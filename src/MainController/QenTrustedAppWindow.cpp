@@ -1,5 +1,7 @@
 #include "QenTrustedAppWindow.h"
 
+#include "ArrayExtension.h"
+#include "BaseWindowController.h"
 #include "Deployment.h"
 #include "QenCloudLoginHelper.h"
 #include "SystemLog.h"
@@ -9,8 +11,9 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QKeyEvent>
 #include <QPointer>
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -30,12 +33,37 @@ QString consoleText(const QVariantList& list) {
 
 } // namespace
 
+std::vector<QenCategoryMode> trustedCategories(const QVariantList& trustedApps) {
+    std::vector<QenCategoryMode> categories;
+    for (const QVariant& entry : trustedApps) {
+        const auto category = QenCategoryMode::initWithDictionary(entry);
+        if (!category)
+            continue;
+        if (!ArrayExtension::isContainsObject(categories, category->categoryType())) {
+            categories.push_back(*category);
+            continue;
+        }
+        const auto position = ArrayExtension::ObjectPositionToArray(categories, category->categoryType());
+        for (const QString& name : category->trustedAppList())
+            categories[static_cast<size_t>(position)].addAppObj(name);
+    }
+    return categories;
+}
+
+std::vector<QenCategoryMode> bySerialNumber(std::vector<QenCategoryMode> categories) {
+    std::stable_sort(
+        categories.begin(), categories.end(), [](const QenCategoryMode& left, const QenCategoryMode& right) {
+            return left.category_serialnum() < right.category_serialnum();
+        });
+    return categories;
+}
+
 QenTrustedAppWindow::QenTrustedAppWindow(QenCloudLoginHelper& login, QWidget* parent)
-    : AutoReleaseWindowController(
-          parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
+    : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
       m_login(login), m_ui(std::make_unique<Ui::QenTrustedAppWindow>()),
       m_reader(Deployment::BundleIdentifier + u".trustedapps"_s) {
     m_ui->setupUi(this);
+    setAttribute(Qt::WA_DeleteOnClose);
     setWindowModality(Qt::WindowModal);
     setAccessibleName(qtTrId("AvailableApplications"));
     m_ui->emptyPicture->setPixmap(
@@ -52,10 +80,10 @@ void QenTrustedAppWindow::openOver(const QWidget* window) {
     if (!isVisible()) {
         resize(WindowSize);
         if (window)
-            move(getFrameOriginOfWindow(WindowSize, window->geometry()));
+            move(BaseWindowController::getFrameOriginOfWindow(WindowSize, window->geometry()));
     }
     loadTrustedApp();
-    makeKeyAndOrderFront();
+    BaseWindowController::makeKeyAndOrderFront(*this);
     m_ui->trustListView->setFocus();
 }
 
@@ -90,11 +118,4 @@ void QenTrustedAppWindow::loadSubView() {
         }
     }
     m_ui->listStates->setCurrentIndex(m_categoryModes.empty() ? ListEmpty : ListShown);
-}
-
-void QenTrustedAppWindow::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Escape)
-        close();
-    else
-        AutoReleaseWindowController::keyPressEvent(event);
 }

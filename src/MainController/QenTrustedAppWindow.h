@@ -1,8 +1,10 @@
 #pragma once
 
-#include "AutoReleaseWindowController.h"
+#include "QenCategoryMode.h"
 #include "Queue.h"
-#include "TrustedCategories.h"
+
+#include <QDialog>
+#include <QVariant>
 
 #include <memory>
 #include <vector>
@@ -13,11 +15,18 @@ namespace Ui {
 class QenTrustedAppWindow;
 }
 
+/// The trusted applications by category, in the order in which they come; an application counts once in its category.
+/// Entries that are no dictionaries are passed over. Pure function.
+std::vector<QenCategoryMode> trustedCategories(const QVariantList& trustedApps);
+
+/// The same by serial number; equal numbers keep their order.
+std::vector<QenCategoryMode> bySerialNumber(std::vector<QenCategoryMode> categories);
+
 /// The applications that the administrator trusts, by category. It blocks the window it is opened over while it is
 /// open; Escape closes it.
 ///
 /// The list is read on a queue of its own and shown on the main thread.
-class QenTrustedAppWindow final : public AutoReleaseWindowController {
+class QenTrustedAppWindow final : public QDialog {
     Q_OBJECT
 public:
     /// @param login  must outlive the window
@@ -28,9 +37,6 @@ public:
     /// Shows it centred over @p window, or brings it forward; either way the list is read afresh.
     void openOver(const QWidget* window);
     void loadTrustedApp();
-
-protected:
-    void keyPressEvent(QKeyEvent* event) override;
 
 private:
     void loadSubView();

@@ -4,6 +4,7 @@
 #include "Queue.h"
 #include "SystemLog.h"
 #include "Workspace.h"
+#include "WrappableText.h"
 
 #include <QPointer>
 #include <QTimer>
@@ -16,6 +17,25 @@ const QString SheetTitle = u"提醒"_s;
 constexpr int FirstButton = 1;
 
 } // namespace
+
+bool isHyperlink(const QenToolModel& tool) {
+    return tool.appType == u"hyperlink";
+}
+
+ToolOpening toolOpening(const QenToolModel& tool, bool isInstalled) {
+    using Action = ToolOpening::Action;
+    if (isHyperlink(tool)) {
+        // The four letters anywhere in the address are enough, on purpose.
+        const bool isWhole = tool.desUrl.contains(u"http");
+        return {Action::OpenLink, isWhole ? tool.desUrl : u"https://"_s + tool.desUrl, {}, {}};
+    }
+    if (isInstalled)
+        return {Action::Launch, {}, tool.procName, {}};
+    if (!tool.downloadUrl.isEmpty())
+        return {Action::OfferDownload, tool.downloadUrl, {},
+            u"未安装应用【%1】，如需下载安装，请点击\"下载\""_s.arg(shortened(tool.appName))};
+    return {Action::TellMissing, {}, {}, u"未安装应用【%1】，请自行下载安装该软件"_s.arg(shortened(tool.appName))};
+}
 
 ToolOpener::ToolOpener(Platform::Workspace& workspace, std::chrono::milliseconds startTime)
     : m_workspace(workspace), m_startTime(startTime) {}
@@ -57,7 +77,7 @@ void ToolOpener::showSheet(const ToolOpening& opening, QWidget* window) {
     sheet->setWindowModality(Qt::WindowModal);
     sheet->setTitle(SheetTitle, opening.message, CustomMessageBox::BoxStyle::Information,
         offers ? u"下载"_s : u"确定"_s, offers ? u"取消"_s : QString());
-    sheet->setCompletion([&workspace = m_workspace, offers, url = opening.url](int button) {
+    connect(sheet, &QDialog::finished, this, [&workspace = m_workspace, offers, url = opening.url](int button) {
         if (button != FirstButton)
             return;
         if (offers)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ToolOpening.h"
+#include "QenToolModel.h"
 
 #include <QObject>
 #include <QSet>
@@ -12,6 +12,26 @@ class QWidget;
 namespace Platform {
 class Workspace;
 }
+
+/// What pressing a tool does.
+struct ToolOpening {
+    enum class Action { OpenLink, Launch, OfferDownload, TellMissing };
+
+    Action action = Action::TellMissing;
+    /// The address to open, now or when the download is wanted.
+    QString url;
+    /// The application to launch.
+    QString application;
+    /// For the person.
+    QString message;
+
+    bool operator==(const ToolOpening&) const = default;
+};
+
+bool isHyperlink(const QenToolModel& tool);
+/// Pure function.
+/// @param isInstalled  looked at for applications only
+ToolOpening toolOpening(const QenToolModel& tool, bool isInstalled);
 
 /// Opens a tool that was pressed: its link, its application, or a sheet that says what to do without it. A tool that is
 /// pressed again while it still starts is not started twice. Main thread; the application is looked for in the

@@ -45,7 +45,8 @@ void MavLoginStateViewCtrl::makeForm() {
     m_form = new AccountForm({.login = m_world.login,
                                  .log = m_world.log,
                                  .work = m_world.work,
-                                 .alert = [this](const QString& text) { showTip(text); }},
+                                 .alert = [&application = m_world.application](
+                                              const QString& text) { application.showAlertTipForLogin(text); }},
         AccountForm::Place::loginPage(),
         // This view never sends a one-time code.
         {.account = m_ui->userIdLbField,
@@ -154,7 +155,7 @@ void MavLoginStateViewCtrl::sendUseridtoServerBtn() {
 void MavLoginStateViewCtrl::retrievalAnswered(const AnswerVerdict& verdict, const QString& address) {
     m_ui->sendUseridBtn->setBusy(false);
     if (verdict.show != AnswerVerdict::Show::Done) {
-        showTip(verdict.words());
+        showTip(verdict.told());
         return;
     }
     m_ui->mailInfoLab->setText(u"%1 %2"_s.arg(localizedString(u"PasswordSendTo"_s), address).trimmed());

@@ -195,15 +195,15 @@ void MavModifypasswordViewCtrl::resetHandleWithResponse(const AnswerVerdict& ver
         Q_EMIT ended(Changed);
         tellLate(verdict);
     } else if (verdict.show != AnswerVerdict::Show::Nothing) {
-        showTip(wrappable(verdict.words(), LongestMessage));
+        showTip(wrappable(verdict.told(), LongestMessage));
     }
 }
 
 void MavModifypasswordViewCtrl::tellLate(const AnswerVerdict& verdict) const {
     if (verdict.show == AnswerVerdict::Show::Done)
-        m_world.alert(localizedString(u"PasswordChanged"_s));
+        m_world.alert((localizedString(u"PasswordChanged"_s) + u'\n' + verdict.text).trimmed());
     else if (verdict.show != AnswerVerdict::Show::Nothing)
-        m_world.alert(localizedString(u"PasswordChangeFailed"_s).arg(verdict.words()));
+        m_world.alert(localizedString(u"PasswordChangeFailed"_s).arg(verdict.told()));
 }
 
 MavModifyPasswordCtrl::MavModifyPasswordCtrl(const AccountForm::World& world, QWidget* window)

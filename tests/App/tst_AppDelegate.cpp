@@ -73,15 +73,6 @@ public:
     AppDelegate delegate;
 };
 
-QList<CustomMessageBox*> boxes() {
-    QList<CustomMessageBox*> found;
-    for (AutoReleaseWindowController* window : AutoReleaseWindowController::autoReleaseWCs()) {
-        if (auto* box = qobject_cast<CustomMessageBox*>(window))
-            found << box;
-    }
-    return found;
-}
-
 } // namespace
 
 class tst_AppDelegate : public QObject {
@@ -94,7 +85,7 @@ private Q_SLOTS:
     }
     void init() { m_server.clearFaults(); }
     void cleanup() {
-        for (CustomMessageBox* box : boxes())
+        for (CustomMessageBox* box : CustomMessageBox::shown())
             delete box;
     }
 
@@ -257,9 +248,9 @@ private Q_SLOTS:
         app.item("logoutItem")->trigger();
         QVERIFY(!app.item("logoutItem")->isEnabled());
         QTRY_VERIFY(app.logText().contains(u"[QenDetailWindow] QenCloud logout ret:"_s));
-        QTRY_COMPARE(boxes().size(), text.isEmpty() ? 0 : 1);
+        QTRY_COMPARE(CustomMessageBox::shown().size(), text.isEmpty() ? 0 : 1);
         if (!text.isEmpty())
-            QCOMPARE(boxes().constFirst()->message(), text);
+            QCOMPARE(CustomMessageBox::shown().constFirst()->message(), text);
         QTRY_COMPARE(pages->currentIndex(), signedOut ? 0 : 2);
         QCOMPARE(app.item("logoutItem")->isEnabled(), !signedOut);
         const QJsonObject sent = m_server.requests(LogoutPath).first().toObject().value(u"fields").toObject();
@@ -275,7 +266,7 @@ private Q_SLOTS:
         m_server.fault(LogoutPath, {{"kind", "close"}});
         app.delegate.setItemsHiddenMenu();
         app.item("logoutItem")->trigger();
-        QTRY_COMPARE(boxes().size(), 1);
+        QTRY_COMPARE(CustomMessageBox::shown().size(), 1);
         QVERIFY(app.logText().contains(u"[QenDetailWindow] QenCloud logout fail msg:"_s));
         QVERIFY(app.client.login.iflogin());
         QVERIFY(app.item("logoutItem")->isEnabled());
@@ -290,12 +281,12 @@ private Q_SLOTS:
             app.delegate.showAlertTipForLogin(u"一"_s);
             app.delegate.showAlertTipForLogin(u"二"_s);
         }).join();
-        QVERIFY(boxes().isEmpty());
-        QTRY_COMPARE(boxes().size(), 2);
-        QCOMPARE(boxes().constFirst()->message(), u"一"_s);
-        QCOMPARE(boxes().constFirst()->parentWidget(), &app.window);
-        QTest::keyClick(boxes().constFirst(), Qt::Key_Return);
-        QCOMPARE(boxes().size(), 1);
+        QVERIFY(CustomMessageBox::shown().isEmpty());
+        QTRY_COMPARE(CustomMessageBox::shown().size(), 2);
+        QCOMPARE(CustomMessageBox::shown().constFirst()->message(), u"一"_s);
+        QCOMPARE(CustomMessageBox::shown().constFirst()->parentWidget(), &app.window);
+        QTest::keyClick(CustomMessageBox::shown().constFirst(), Qt::Key_Return);
+        QCOMPARE(CustomMessageBox::shown().size(), 1);
     }
 
     void alertIsAnsweredOverASheet() {
@@ -304,12 +295,12 @@ private Q_SLOTS:
         app.delegate.ConfigureServerClick();
         QTRY_VERIFY(QApplication::activeModalWidget());
         app.delegate.showAlertTipForLogin(u"一"_s);
-        QTRY_COMPARE(boxes().size(), 1);
-        CustomMessageBox* box = boxes().constFirst();
+        QTRY_COMPARE(CustomMessageBox::shown().size(), 1);
+        CustomMessageBox* box = CustomMessageBox::shown().constFirst();
         QVERIFY(QTest::qWaitForWindowExposed(box));
         // To the window, as the display does: whoever is blocked by a sheet gets nothing.
         QTest::keyClick(box->windowHandle(), Qt::Key_Return);
-        QTRY_COMPARE(boxes().size(), 0);
+        QTRY_COMPARE(CustomMessageBox::shown().size(), 0);
     }
 
     void quitGate() {
@@ -321,8 +312,8 @@ private Q_SLOTS:
         QVERIFY(!app.delegate.applicationShouldTerminate());
         QCOMPARE(app.delegate.terminateCode(), 0);
         QCOMPARE(app.ended.size(), 1);
-        QCOMPARE(boxes().size(), 1);
-        QCOMPARE(boxes().constFirst()->message(), textFor("ForbidenExit"));
+        QCOMPARE(CustomMessageBox::shown().size(), 1);
+        QCOMPARE(CustomMessageBox::shown().constFirst()->message(), textFor("ForbidenExit"));
         app.delegate.applicationShouldTerminate();
         QCOMPARE(app.ended.size(), 2);
         app.delegate.setTerminateCode(5);

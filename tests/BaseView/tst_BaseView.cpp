@@ -103,23 +103,6 @@ private Q_SLOTS:
     }
     void unknownPictureIsNull() { QVERIFY(Theme::picture(u"no/such"_s, {16, 16}, 1).isNull()); }
 
-    void windowLivesUntilItsClose() {
-        const auto before = AutoReleaseWindowController::autoReleaseWCs().size();
-        QPointer<AutoReleaseWindowController> one = new AutoReleaseWindowController;
-        QPointer<AutoReleaseWindowController> other = new AutoReleaseWindowController;
-        QCOMPARE(AutoReleaseWindowController::autoReleaseWCs().size(), before + 2);
-        one->show();
-        one->close();
-        QCOMPARE(AutoReleaseWindowController::autoReleaseWCs().size(), before + 1);
-        QCOMPARE(AutoReleaseWindowController::autoReleaseWCs().back(), other.data());
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        QVERIFY(!one);
-        QVERIFY(other);
-        // One that dies with its parent is not kept either.
-        delete other;
-        QCOMPARE(AutoReleaseWindowController::autoReleaseWCs().size(), before);
-    }
-
     void boxAnswersToKeys_data() {
         QTest::addColumn<int>("key");
         QTest::addColumn<bool>("focusFirst");
@@ -139,7 +122,7 @@ private Q_SLOTS:
         window.show();
         QPointer<CustomMessageBox> box = new CustomMessageBox(&window);
         QList<int> pressed;
-        box->setCompletion([&pressed](int number) { pressed.append(number); });
+        connect(box, &QDialog::finished, this, [&pressed](int number) { pressed.append(number); });
         box->setTitle(u"提示"_s, u"连接失败"_s, CustomMessageBox::BoxStyle::Warning, u"取消"_s, u"确定"_s);
         box->attach();
         QVERIFY(QTest::qWaitForWindowActive(box));
@@ -150,6 +133,7 @@ private Q_SLOTS:
             first->setFocus();
         QTest::keyClick(focusFirst ? static_cast<QWidget*>(first) : box.data(), Qt::Key(key));
         QCOMPARE(pressed, QList<int>{button});
+        QVERIFY(CustomMessageBox::shown().isEmpty());
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QVERIFY(!box);
     }

@@ -1,15 +1,14 @@
 #include "SessionWorld.h"
 
 #include "ClientNotifications.h"
-#include "HoverPictureButton.h"
 #include "QRCodeView.h"
-#include "QenDetailWindow.h"
 #include "QenMainLeftBar.h"
 #include "SpinnerButton.h"
 #include "StringTable.h"
 
 #include <QClipboard>
 #include <QStackedWidget>
+#include <QToolButton>
 
 #include <ZXing/ReadBarcode.h>
 
@@ -59,7 +58,7 @@ private Q_SLOTS:
     void cleanup() {
         m_bar.reset();
         m_told = {};
-        for (AutoReleaseWindowController* window : AutoReleaseWindowController::autoReleaseWCs())
+        for (CustomMessageBox* window : CustomMessageBox::shown())
             window->close();
         qApp->sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
@@ -316,6 +315,48 @@ private Q_SLOTS:
         QCOMPARE(m_world->record()->userid(), u"lin"_s);
     }
 
+    void failureIsToldThoughTheWindowIsClosed_data() {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("button");
+        QTest::newRow("sign-in") << LoginPath << u"confirmBtn"_s;
+        QTest::newRow("sign-out") << LogoutPath << u"logoutBtn"_s;
+    }
+    void failureIsToldThoughTheWindowIsClosed() {
+        QFETCH(QString, path);
+        QFETCH(QString, button);
+        const bool isSignIn = path == LoginPath;
+        if (!isSignIn)
+            signInBeforehand();
+        m_server.fault(path, {{"kind", "errorcode"}, {"errorcode", 15}, {"msg", "用户已锁定"}}, 1);
+        open();
+        if (isSignIn) {
+            openAccountPage();
+            type(window(), "account", u"lin"_s);
+            type(window(), "password", Password);
+        }
+        QTest::mouseClick(find<QPushButton>(window(), button.toLatin1().constData()), Qt::LeftButton);
+        QTest::keyClick(&window(), Qt::Key_Escape);
+        QTRY_VERIFY(!m_window);
+        QTRY_COMPARE(m_world->told(), QStringList(u"用户已锁定"_s));
+    }
+
+    void passwordThatChangedIsToldThoughNothingIsStored() {
+        m_server.action(u"set_password"_s, {{"userid", "must"}, {"password", Password}});
+        QVERIFY(m_server.action(u"require_password_change"_s, {{"userid", "must"}}));
+        open();
+        openAccountPage();
+        signInAs(u"must"_s, Password);
+        QTRY_COMPARE(page(), QenDetailWindow::ResetPage);
+        QVERIFY(QDir().mkpath(m_world->folder.state(u"login.archive.aside"_s) + u"/in the way"_s));
+        type(window(), "newPassword", u"Newpass1!"_s);
+        type(window(), "repeatedPassword", u"Newpass1!"_s);
+        QTest::keyClick(find<QLineEdit>(window(), "repeatedPassword"), Qt::Key_Return);
+        QTRY_COMPARE(alerts().size(), 1);
+        QCOMPARE(alerts().constFirst(),
+            localizedString(u"PasswordChanged"_s) + u'\n' + localizedString(u"SessionNotStored"_s));
+        QTRY_COMPARE(page(), QenDetailWindow::AccountPage);
+    }
+
     void silentServerNeverHoldsTheWindow() {
         m_server.fault(u"*"_s, {{"kind", "silent"}}, 1000);
         open();
@@ -367,30 +408,34 @@ private Q_SLOTS:
     void tabsAndLooksOfTheBar() {
         QList<int> reported;
         m_bar->setTabCallback([&](int tag) { reported << tag; });
-        auto* detail = find<HoverPictureButton>(*m_bar, "detailBtn");
+        auto* detail = find<QToolButton>(*m_bar, "detailBtn");
         QTest::mouseClick(detail, Qt::LeftButton);
         QVERIFY(detail->isChecked());
         m_bar->switchbtnsecond();
         m_bar->functionListHandleWithTag(7, true);
-        QVERIFY(find<HoverPictureButton>(*m_bar, "toolsTabBtn")->isChecked() && !detail->isChecked());
+        QVERIFY(find<QToolButton>(*m_bar, "toolsTabBtn")->isChecked() && !detail->isChecked());
         QCOMPARE(reported, QList<int>{2});
         m_bar->setHideDetilBtn(true);
         QVERIFY(!detail->isVisible());
         m_bar->setHideDetilBtn(false);
-        const auto hovered = [](HoverPictureButton* button) {
-            QEnterEvent in({}, {}, {});
-            QApplication::sendEvent(button, &in);
-            const QString picture = button->picture();
-            QEvent out(QEvent::Leave);
-            QApplication::sendEvent(button, &out);
-            return picture + u'|' + button->picture();
+        const auto shows = [](QToolButton* button, const QString& normal, const QString& hovered) {
+            const auto drawn = [button](QIcon::Mode mode) {
+                return button->icon().pixmap({24, 24}, 1, mode).toImage();
+            };
+            return drawn(QIcon::Normal) == Theme::picture(normal, {24, 24}, 1).toImage() &&
+                drawn(QIcon::Active) == Theme::picture(hovered, {24, 24}, 1).toImage();
         };
-        auto* avatar = find<HoverPictureButton>(*m_bar, "avatarBtn");
-        QCOMPARE(hovered(detail), u"detail_safe-hover|detail_safe-nomal"_s);
-        QCOMPARE(hovered(avatar), u"avatar_safe_hover|avatar_safe_normal"_s);
+        auto* avatar = find<QToolButton>(*m_bar, "avatarBtn");
+        QVERIFY(shows(detail, u"detail_safe-nomal"_s, u"detail_safe-hover"_s));
+        QVERIFY(shows(avatar, u"avatar_safe_normal"_s, u"avatar_safe_hover"_s));
         m_bar->setUIWithWarnLevel(2);
-        QCOMPARE(hovered(detail), u"detail_unsafe-hover|detail_safe-nomal"_s);
-        QCOMPARE(hovered(avatar), u"avatar_unsafe_hover|avatar_unsafe_normal"_s);
+        QVERIFY(shows(detail, u"detail_safe-nomal"_s, u"detail_unsafe-hover"_s));
+        QVERIFY(shows(avatar, u"avatar_unsafe_normal"_s, u"avatar_unsafe_hover"_s));
+        // The pointer brings the second one up.
+        const auto drawn = [avatar] { return avatar->grab().toImage(); };
+        const QImage without = drawn();
+        avatar->setAttribute(Qt::WA_UnderMouse);
+        QVERIFY(drawn() != without);
     }
 
     void signedOutTicketPollSendsNothing() {

@@ -4,7 +4,6 @@
 #include "CheckRowView.h"
 #include "CheckTreeView.h"
 #include "ClientNotifications.h"
-#include "HoverPictureButton.h"
 #include "NetworkPolicyFollower.h"
 #include "PropertyList.h"
 #include "QenCheck.h"
@@ -226,7 +225,7 @@ private Q_SLOTS:
         QVERIFY(find<QToolButton>(*fixture.bar, "detailBtn")->isChecked());
         auto* tree = find<CheckTreeView>(view, "detailTree");
         QVERIFY(tree->findChildren<CheckRowView*>().constLast()->isVisible());
-        for (auto* button : tree->findChildren<HoverPictureButton*>(u"repairBtn"_s)) {
+        for (auto* button : tree->findChildren<QToolButton*>(u"repairBtn"_s)) {
             if (button->isVisible())
                 button->click();
         }
@@ -320,7 +319,7 @@ private Q_SLOTS:
         QTRY_COMPARE(fixture.message(), u"登录超时，请重新登录"_s);
         QTRY_COMPARE(states->currentIndex(), 1);
         QVERIFY(!fixture.world.record());
-        for (AutoReleaseWindowController* window : AutoReleaseWindowController::autoReleaseWCs())
+        for (CustomMessageBox* window : CustomMessageBox::shown())
             window->close();
     }
 

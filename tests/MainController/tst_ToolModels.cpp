@@ -1,7 +1,7 @@
-#include "IconFile.h"
+#include "QenTrustedAppWindow.h"
 #include "ToolNames.h"
-#include "ToolOpening.h"
-#include "TrustedCategories.h"
+#include "ToolOpener.h"
+#include "ToolPictures.h"
 
 #include <QDir>
 #include <QTemporaryDir>

@@ -37,11 +37,7 @@ QList<QenToolModel> tools(int count) {
 
 /// The box that stands open.
 CustomMessageBox* box() {
-    for (AutoReleaseWindowController* window : AutoReleaseWindowController::autoReleaseWCs()) {
-        if (auto* found = qobject_cast<CustomMessageBox*>(window))
-            return found;
-    }
-    return nullptr;
+    return CustomMessageBox::shown().value(0);
 }
 
 /// Programs of the test's own with desktop entries and icons; each start adds a line to a file.
@@ -114,7 +110,8 @@ private Q_SLOTS:
         QCOMPARE(cells[6]->x(), cells[0]->x());
         QVERIFY(cells[6]->y() > cells[0]->geometry().bottom());
         QStringList pressed;
-        view.setCompletion([&pressed](const QenToolModel& model) { pressed << model.appName; });
+        connect(
+            &view, &QenToolsView::pressed, this, [&pressed](const QenToolModel& model) { pressed << model.appName; });
         cells[0]->setFocus();
         const auto goesTo = [&cells](Qt::Key key, int index) {
             QTest::keyClick(QApplication::focusWidget(), key);
@@ -219,7 +216,7 @@ private Q_SLOTS:
         QVERIFY(!view.grab().isNull());
         view.toolCells()[999]->setFocus();
         QTRY_VERIFY(!view.toolCells()[999]->visibleRegion().isEmpty());
-        // Shorter, longer again before the rest is gone, and none.
+        // Shorter, and longer again before the rest is gone.
         view.setModels(tools(3));
         view.setModels(tools(700));
         QTRY_COMPARE(view.toolCells().size(), 700);
@@ -276,6 +273,26 @@ private Q_SLOTS:
         after->setFocus();
         view->setModels(tools(3));
         QVERIFY(after->hasFocus());
+    }
+
+    void aPressOpensTheToolThatWasPressed() {
+        QenToolsView view;
+        view.resize(840, 300);
+        view.setModels({tool(u"甲"_s), tool(u"乙"_s)});
+        view.show();
+        QVERIFY(QTest::qWaitForWindowActive(&view));
+        QStringList pressed;
+        connect(&view, &QenToolsView::pressed, this, [&](const QenToolModel& model) { pressed << model.appName; });
+        const auto release = [](QWidget* cell) { QTest::mouseRelease(cell, Qt::LeftButton); };
+        QenToolCell* cell = view.toolCells()[0];
+        // The list changes while the button is down.
+        QTest::mousePress(cell, Qt::LeftButton);
+        view.setModels({tool(u"乙"_s), tool(u"甲"_s)});
+        release(cell);
+        QTest::keyPress(cell, Qt::Key_Space);
+        view.setModels({tool(u"甲"_s), tool(u"乙"_s), tool(u"丙"_s)});
+        QTest::keyRelease(cell, Qt::Key_Space);
+        QCOMPARE(pressed, (QStringList{"甲", "甲"}));
     }
 
     void manyToolsAreSearched() {

@@ -85,6 +85,15 @@ private Q_SLOTS:
         QVERIFY(!m_world->client.logText().contains(u"Mav start modify"_s));
     }
 
+    void changeThatCannotBeStoredIsToldAsAChange() {
+        QVERIFY(QDir().mkpath(m_world->folder.state(u"login.archive.aside"_s) + u"/in the way"_s));
+        fill(Password, NewPassword, NewPassword);
+        press(*m_sheet, "savebtn");
+        QTRY_COMPARE(m_results, QList<int>{1});
+        QTRY_COMPARE(m_world->alerts(),
+            QStringList(localizedString(u"PasswordChanged"_s) + u'\n' + localizedString(u"SessionNotStored"_s)));
+    }
+
     void changeClosesTheSheetAndSignsInAgain() {
         Outcome login;
         m_world->client.helper.login({{"userid", "lin"}, {"password", Password}, {"otp", ""}}, login.completion());

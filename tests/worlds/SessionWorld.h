@@ -3,13 +3,12 @@
 #include "ClientWorld.h"
 
 #include "ApplicationInterface.h"
-#include "AutoReleaseWindowController.h"
 #include "Bundle.h"
 #include "CustomMessageBox.h"
 #include "MavResources.h"
 #include "NotificationCenter.h"
+#include "QenDetailWindow.h"
 #include "ReferenceServer.h"
-#include "SessionViewWorld.h"
 #include "Theme.h"
 #include "WidgetDriving.h"
 
@@ -17,6 +16,8 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+
+#include <mutex>
 
 using namespace Qt::StringLiterals;
 
@@ -37,7 +38,15 @@ public:
             .consoleInterval = 10s,
             .networkReader = [this](const QHostAddress&) { return network; }};
     }
-    void showAlertTipForLogin(const QString&) override {}
+    void showAlertTipForLogin(const QString& text) override {
+        const std::lock_guard lock(m_mutex);
+        m_told << text;
+    }
+    /// What the main window was to show.
+    QStringList told() {
+        const std::lock_guard lock(m_mutex);
+        return m_told;
+    }
     /// Writes the agent's choice of login methods.
     void offer(const char* otp, int qrcode, int account) {
         const QVariantMap methods{{"double_factor_auth", otp}, {"qrcode_login", qrcode}, {"pc_account_login", account}};
@@ -51,14 +60,16 @@ public:
     Platform::NotificationCenter center;
     Platform::NetworkFacts network;
     std::chrono::milliseconds codeInterval{12000};
+
+private:
+    std::mutex m_mutex;
+    QStringList m_told;
 };
 
 /// Messages of the boxes that stand open.
 inline QStringList alerts() {
     QStringList texts;
-    for (AutoReleaseWindowController* window : AutoReleaseWindowController::autoReleaseWCs()) {
-        if (const auto* box = qobject_cast<CustomMessageBox*>(window))
-            texts << box->message();
-    }
+    for (const CustomMessageBox* box : CustomMessageBox::shown())
+        texts << box->message();
     return texts;
 }

@@ -24,21 +24,17 @@ std::optional<QenToolModel> QenToolModel::initWithDictionary(const QVariant& dic
     if (dictionary.typeId() != QMetaType::QVariantMap)
         return std::nullopt;
     const QVariantMap values = dictionary.toMap();
-    const auto text = [&values](const char16_t* key) {
-        const QVariant value = values.value(QString::fromUtf16(key));
-        return value.typeId() == QMetaType::QString ? value.toString() : QString();
-    };
+    static constexpr std::pair<const char16_t*, QString QenToolModel::*> Texts[] = {
+        {u"apptype", &QenToolModel::appType}, {u"downloadurl", &QenToolModel::downloadUrl},
+        {u"desturl", &QenToolModel::desUrl}, {u"appname", &QenToolModel::appName},
+        {u"procname", &QenToolModel::procName}, {u"execpath", &QenToolModel::execPath},
+        {u"signature", &QenToolModel::signature}, {u"appversion", &QenToolModel::appVersion},
+        {u"corp", &QenToolModel::corp}, {u"icon", &QenToolModel::icon}};
     QenToolModel model;
-    model.appType = text(u"apptype");
-    model.downloadUrl = text(u"downloadurl");
-    model.desUrl = text(u"desturl");
-    model.appName = text(u"appname");
-    model.procName = text(u"procname");
-    model.execPath = text(u"execpath");
-    model.signature = text(u"signature");
-    model.appVersion = text(u"appversion");
-    model.corp = text(u"corp");
-    model.icon = text(u"icon");
+    for (const auto& [key, field] : Texts) {
+        if (const QVariant value = values.value(QString::fromUtf16(key)); value.typeId() == QMetaType::QString)
+            model.*field = value.toString();
+    }
     const QVariant serial = values.value(u"app_serialnum"_s);
     if (serial.isValid())
         model.appSerialNum = integerValue(serial).value_or(0);

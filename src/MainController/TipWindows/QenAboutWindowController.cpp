@@ -4,7 +4,6 @@
 #include "Theme.h"
 #include "ui_QenAboutWindowController.h"
 
-#include <QKeyEvent>
 #include <QLayout>
 
 using namespace Qt::StringLiterals;
@@ -17,24 +16,14 @@ constexpr int WindowWidth = 360;
 } // namespace
 
 QenAboutWindowController::QenAboutWindowController(QWidget* parent)
-    : BaseWindowController(
-          parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
-      m_ui(std::make_unique<Ui::QenAboutWindowController>()) {
-    m_ui->setupUi(this);
+    : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint) {
+    Ui::QenAboutWindowController ui;
+    ui.setupUi(this);
     setFixedWidth(WindowWidth);
     layout()->setSizeConstraint(QLayout::SetFixedSize);
     setAccessibleName(qtTrId("AboutMav"));
-    m_ui->markView->setPixmap(Theme::picture(u"mark"_s, {MarkSize, MarkSize}, devicePixelRatioF()));
-    m_ui->versionLab->setText(qtTrId("VersionNamed").arg(Platform::infoValue(u"CFBundleShortVersionString"_s)));
-    m_ui->buildLab->setText(qtTrId("BuildNamed").arg(Platform::infoValue(u"CFBundleVersion"_s)));
-    connect(m_ui->closeBtn, &QPushButton::clicked, this, &QWidget::close);
-}
-
-QenAboutWindowController::~QenAboutWindowController() = default;
-
-void QenAboutWindowController::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Escape)
-        close();
-    else
-        BaseWindowController::keyPressEvent(event);
+    ui.markView->setPixmap(Theme::picture(u"mark"_s, {MarkSize, MarkSize}, devicePixelRatioF()));
+    ui.versionLab->setText(qtTrId("VersionNamed").arg(Platform::infoValue(u"CFBundleShortVersionString"_s)));
+    ui.buildLab->setText(qtTrId("BuildNamed").arg(Platform::infoValue(u"CFBundleVersion"_s)));
+    connect(ui.closeBtn, &QPushButton::clicked, this, &QWidget::close);
 }

@@ -1,23 +1,10 @@
 #pragma once
 
-#include "BaseWindowController.h"
+#include <QDialog>
 
-#include <memory>
-
-namespace Ui {
-class QenAboutWindowController;
-}
-
-/// The About window: the mark, the client's name, its version and build. Escape closes it.
-class QenAboutWindowController final : public BaseWindowController {
+/// The About window: the mark, the client's name, its version and build.
+class QenAboutWindowController final : public QDialog {
     Q_OBJECT
 public:
     explicit QenAboutWindowController(QWidget* parent = nullptr);
-    ~QenAboutWindowController() override;
-
-protected:
-    void keyPressEvent(QKeyEvent* event) override;
-
-private:
-    std::unique_ptr<Ui::QenAboutWindowController> m_ui;
 };

@@ -1,16 +1,20 @@
 #pragma once
 
-#include "BaseWindowController.h"
+#include <QDialog>
 
-class QListWidget;
-class QTextBrowser;
+#include <memory>
+
+namespace Ui {
+class QenHelpWebWindowController;
+}
 
 /// The help window: topics at the left, the chosen one at the right. Its pages are part of the program. Escape closes
 /// it.
-class QenHelpWebWindowController final : public BaseWindowController {
+class QenHelpWebWindowController final : public QDialog {
     Q_OBJECT
 public:
     explicit QenHelpWebWindowController(QWidget* parent = nullptr);
+    ~QenHelpWebWindowController() override;
 
     /// Shows the first topic, unless one is already shown.
     void loadHelpView();
@@ -26,13 +30,8 @@ public:
     /// @param screen  what the window is to stay within; it gets smaller where this is too small
     static QRect frameOver(const QRect& window, const QRect& screen);
 
-protected:
-    void keyPressEvent(QKeyEvent* event) override;
-
 private:
-    void addTopics();
     void showTopic(int row);
 
-    QListWidget* m_topics;
-    QTextBrowser* m_page;
+    std::unique_ptr<Ui::QenHelpWebWindowController> m_ui;
 };

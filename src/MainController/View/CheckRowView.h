@@ -2,49 +2,43 @@
 
 #include "QenRootModel.h"
 
-#include <QWidget>
+#include <QFrame>
 
-class ElidedLabel;
-class HoverPictureButton;
-class QLabel;
-class QToolButton;
+#include <memory>
+
+namespace Ui {
+class CheckRowView;
+}
 
 /// One row of the check tree: a category with its count of repairs, or a check with its state or its repair button. A
 /// check tells its outcome by a shape, a colour and a word, whatever its title sounds like.
-class CheckRowView final : public QWidget {
+class CheckRowView final : public QFrame {
     Q_OBJECT
 public:
     static constexpr int Height = 56;
 
     explicit CheckRowView(QWidget* parent = nullptr);
+    ~CheckRowView() override;
 
     void show(const QenRootModel& category);
     void show(const QenCheckModel& check);
-    /// Of a category: whether its checks are hidden.
+    /// Of a category: what it hides when it is folded.
+    void setChecks(QWidget* checks) { m_checks = checks; }
     void setFolded(bool isFolded);
 
 Q_SIGNALS:
     /// @param keyword  the help topic
     void repairWanted(const QString& keyword);
-    /// Of a category: its checks are to be shown or hidden.
-    void foldWanted();
 
 protected:
     void mousePressEvent(QMouseEvent* event) override;
-    void paintEvent(QPaintEvent* event) override;
 
 private:
-    QToolButton* makeFold();
-    HoverPictureButton* makeRepair();
+    void toggleFold();
     void showOutcome(const QenCheckModel& check);
     void setState(const QString& text, const QString& role);
 
-    QToolButton* m_fold;
-    QLabel* m_icon;
-    QLabel* m_title;
-    QLabel* m_verdict;
-    ElidedLabel* m_detail;
-    QLabel* m_state;
-    HoverPictureButton* m_repair;
+    std::unique_ptr<Ui::CheckRowView> m_ui;
+    QWidget* m_checks = nullptr;
     QString m_keyword;
 };

@@ -23,23 +23,23 @@ void CheckTreeView::setNodes(const std::vector<QenRootModelPointer>& nodes) {
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
     m_categories.clear();
-    for (const QenRootModelPointer& node : nodes) {
-        m_categories.push_back(makeCategory(node, content));
-        layout->addWidget(m_categories.back().row);
-        layout->addWidget(m_categories.back().checks);
-    }
+    for (const QenRootModelPointer& node : nodes)
+        m_categories.push_back(makeCategory(node, *layout));
     layout->addStretch(1);
     // The former rows go with their widget.
     setWidget(content);
 }
 
-CheckTreeView::Category CheckTreeView::makeCategory(const QenRootModelPointer& node, QWidget* parent) {
-    Category category{node, addRow(parent), new QWidget(parent), {}};
-    auto* layout = new QVBoxLayout(category.checks);
+CheckTreeView::Category CheckTreeView::makeCategory(const QenRootModelPointer& node, QVBoxLayout& into) {
+    Category category{node, addRow(into.parentWidget()), {}};
+    auto* checks = new QWidget(into.parentWidget());
+    into.addWidget(category.row);
+    into.addWidget(checks);
+    auto* layout = new QVBoxLayout(checks);
     layout->setContentsMargins(Theme::Space32, 0, 0, 0);
     layout->setSpacing(0);
     for (size_t check = 0; check < node->leafArr().size(); ++check) {
-        category.checkRows.push_back(addRow(category.checks));
+        category.checkRows.push_back(addRow(checks));
         layout->addWidget(category.checkRows.back());
     }
     if (node->leafArr().empty()) {
@@ -49,10 +49,9 @@ CheckTreeView::Category CheckTreeView::makeCategory(const QenRootModelPointer& n
         layout->setContentsMargins(Theme::Space32 + Theme::Space8, Theme::Space16, Theme::Space16, Theme::Space16);
         layout->addWidget(note);
     }
-    connect(category.row, &CheckRowView::foldWanted, this,
-        [category] { setExpanded(category, category.checks->isHidden()); });
     fill(category);
-    setExpanded(category, true);
+    category.row->setChecks(checks);
+    category.row->setFolded(false);
     return category;
 }
 
@@ -66,11 +65,6 @@ void CheckTreeView::fill(const Category& category) {
     category.row->show(*category.node);
     for (size_t check = 0; check < category.checkRows.size(); ++check)
         category.checkRows[check]->show(*category.node->leafArr()[check]);
-}
-
-void CheckTreeView::setExpanded(const Category& category, bool isExpanded) {
-    category.checks->setVisible(isExpanded);
-    category.row->setFolded(!isExpanded);
 }
 
 void CheckTreeView::reloadRow(int row) {
@@ -94,5 +88,5 @@ void CheckTreeView::endRunning() {
 
 void CheckTreeView::expandAll() {
     for (const Category& category : m_categories)
-        setExpanded(category, true);
+        category.row->setFolded(false);
 }

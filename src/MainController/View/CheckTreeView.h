@@ -7,6 +7,7 @@
 #include <vector>
 
 class CheckRowView;
+class QVBoxLayout;
 
 /// The categories and their checks as rows that can be folded. Main thread.
 ///
@@ -34,14 +35,12 @@ private:
     struct Category {
         QenRootModelPointer node;
         CheckRowView* row = nullptr;
-        QWidget* checks = nullptr;
         std::vector<CheckRowView*> checkRows;
     };
 
-    Category makeCategory(const QenRootModelPointer& node, QWidget* parent);
+    Category makeCategory(const QenRootModelPointer& node, QVBoxLayout& into);
     CheckRowView* addRow(QWidget* parent);
     static void fill(const Category& category);
-    static void setExpanded(const Category& category, bool isExpanded);
 
     std::vector<Category> m_categories;
 };

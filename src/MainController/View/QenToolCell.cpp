@@ -5,7 +5,6 @@
 #include "WrappableText.h"
 
 #include <QHelpEvent>
-#include <QKeyEvent>
 #include <QPainter>
 #include <QTextLayout>
 #include <QToolTip>
@@ -47,6 +46,8 @@ QStringList nameLines(const QString& name, const QFont& font, int width) {
 
 QenToolCell::QenToolCell(QenToolModel model, ToolPictures& pictures, QWidget* parent)
     : QAbstractButton(parent), m_pictures(pictures) {
+    setAttribute(Qt::WA_Hover);
+    setFixedSize(Side, Side);
     setFocusPolicy(Qt::ClickFocus);
     setCursor(Qt::PointingHandCursor);
     connect(this, &QAbstractButton::clicked, this, &QenToolCell::toolButtonAction);
@@ -69,25 +70,6 @@ void QenToolCell::toolButtonAction() {
         m_completion(this);
 }
 
-void QenToolCell::enterEvent(QEnterEvent* event) {
-    m_isHovered = true;
-    update();
-    QAbstractButton::enterEvent(event);
-}
-
-void QenToolCell::leaveEvent(QEvent* event) {
-    m_isHovered = false;
-    update();
-    QAbstractButton::leaveEvent(event);
-}
-
-void QenToolCell::keyPressEvent(QKeyEvent* event) {
-    if (event->key() != Qt::Key_Return && event->key() != Qt::Key_Enter)
-        QAbstractButton::keyPressEvent(event);
-    else if (!event->isAutoRepeat())
-        click();
-}
-
 bool QenToolCell::event(QEvent* event) {
     if (event->type() != QEvent::ToolTip)
         return QAbstractButton::event(event);
@@ -108,7 +90,8 @@ void QenToolCell::paintEvent(QPaintEvent*) {
 void QenToolCell::paintTile(QPainter& painter) const {
     // Room below for the shadow on which it lifts.
     const QRectF tile = QRectF(rect()).adjusted(1.5, 1.5, -1.5, -ShadowSteps - 0.5);
-    if (m_isHovered) {
+    const bool isHovered = underMouse();
+    if (isHovered) {
         painter.setPen(Qt::NoPen);
         for (int step = ShadowSteps; step > 0; --step) {
             QColor shade = Theme::color(Theme::Color::Text);
@@ -117,7 +100,7 @@ void QenToolCell::paintTile(QPainter& painter) const {
             painter.drawRoundedRect(tile.adjusted(-0.5, 1, 0.5, step), Theme::CardRadius, Theme::CardRadius);
         }
     }
-    painter.setPen(Theme::color(m_isHovered ? Theme::Color::Brand : Theme::Color::Line));
+    painter.setPen(Theme::color(isHovered ? Theme::Color::Brand : Theme::Color::Line));
     painter.setBrush(Theme::color(isDown() ? Theme::Color::BrandTint : Theme::Color::Card));
     painter.drawRoundedRect(tile, Theme::CardRadius, Theme::CardRadius);
 }

@@ -31,9 +31,6 @@ public:
 protected:
     bool event(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
-    void enterEvent(QEnterEvent* event) override;
-    void leaveEvent(QEvent* event) override;
-    void keyPressEvent(QKeyEvent* event) override;
 
 private:
     void toolButtonAction();
@@ -47,5 +44,4 @@ private:
     /// The name as it is drawn; made when first painted.
     QStringList m_lines;
     int m_tag = 0;
-    bool m_isHovered = false;
 };

@@ -5,11 +5,11 @@
 
 #include <QStackedWidget>
 
-#include <functional>
+#include <memory>
 
-class QLabel;
-class QLineEdit;
-class QScrollArea;
+namespace Ui {
+class QenToolsView;
+}
 
 /// The tools as tiles, or the empty picture. From FewestSearched tools on a field picks those whose name or pinyin
 /// initials hold what is typed. Main thread.
@@ -19,28 +19,25 @@ public:
     static constexpr int FewestSearched = 24;
 
     explicit QenToolsView(QWidget* parent = nullptr);
+    ~QenToolsView() override;
 
     /// Whose applications lend their icons.
     /// @param workspace  must outlive the view
     void setWorkspace(const Platform::Workspace& workspace) { m_pictures.setWorkspace(workspace); }
     void setModels(const QList<QenToolModel>& models);
-    /// Called when a tile is pressed.
-    void setCompletion(std::function<void(const QenToolModel&)> completion);
     const QList<QenToolCell*>& toolCells() const { return m_grid->toolCells(); }
+
+Q_SIGNALS:
+    void pressed(const QenToolModel& tool);
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    QWidget* makeTilesPage();
-    QWidget* makeEmptyPage();
     void showFound();
 
+    std::unique_ptr<Ui::QenToolsView> m_ui;
     ToolPictures m_pictures;
-    QLineEdit* m_search;
-    ToolGrid* m_grid;
-    QScrollArea* m_area;
-    QLabel* m_nothingFound;
+    ToolGrid* m_grid = nullptr;
     QList<QenToolModel> m_models;
-    std::function<void(const QenToolModel&)> m_completion;
 };

@@ -1,9 +1,7 @@
 #include "TipsLine.h"
 
-#include "ElidedLabel.h"
 #include "Theme.h"
-
-#include <QHBoxLayout>
+#include "ui_TipsLine.h"
 
 using namespace Qt::StringLiterals;
 
@@ -13,31 +11,22 @@ constexpr QSize LargestMark(120, 28);
 
 } // namespace
 
-TipsLine::TipsLine(QWidget* parent)
-    : QWidget(parent), m_text(new ElidedLabel(this)), m_notice(new QLabel(this)), m_mark(new QLabel(this)) {
-    m_text->setObjectName(u"tipsLab"_s);
-    m_text->setProperty("textRole", u"second"_s);
-    m_text->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    m_notice->setPixmap(Theme::picture(
+TipsLine::TipsLine(QWidget* parent) : QWidget(parent), m_ui(std::make_unique<Ui::TipsLine>()) {
+    m_ui->setupUi(this);
+    m_ui->notice->setPixmap(Theme::picture(
         u"notice"_s, {Theme::IconSize, Theme::IconSize}, devicePixelRatioF(), Theme::color(Theme::Color::SecondText)));
-    m_notice->hide();
-    m_mark->setObjectName(u"organisationMark"_s);
-    m_mark->setAccessibleName(qtTrId("OrganisationMark"));
-    m_mark->hide();
-    auto* layout = new QHBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(Theme::Space8);
-    layout->addWidget(m_text, 1);
-    layout->addWidget(m_notice);
-    layout->addSpacing(Theme::Space8);
-    layout->addWidget(m_mark);
+    m_ui->notice->hide();
+    m_ui->organisationMark->setAccessibleName(qtTrId("OrganisationMark"));
+    m_ui->organisationMark->hide();
 }
+
+TipsLine::~TipsLine() = default;
 
 void TipsLine::setTips(const QString& text) {
     if (text.isEmpty())
         return;
-    m_text->setText(text);
-    m_notice->show();
+    m_ui->tipsLab->setText(text);
+    m_ui->notice->show();
 }
 
 void TipsLine::setMark(const QImage& mark) {
@@ -49,6 +38,6 @@ void TipsLine::setMark(const QImage& mark) {
         size.scale(LargestMark, Qt::KeepAspectRatio);
     QImage drawn = mark.scaled(size * devicePixelRatioF(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     drawn.setDevicePixelRatio(devicePixelRatioF());
-    m_mark->setPixmap(QPixmap::fromImage(drawn));
-    m_mark->show();
+    m_ui->organisationMark->setPixmap(QPixmap::fromImage(drawn));
+    m_ui->organisationMark->show();
 }

@@ -2,14 +2,18 @@
 
 #include <QWidget>
 
-class ElidedLabel;
-class QLabel;
+#include <memory>
+
+namespace Ui {
+class TipsLine;
+}
 
 /// The organisation's line of advice and its mark, at the right of the head line.
 class TipsLine final : public QWidget {
     Q_OBJECT
 public:
     explicit TipsLine(QWidget* parent = nullptr);
+    ~TipsLine() override;
 
     /// An empty text leaves the line as it is.
     void setTips(const QString& text);
@@ -17,7 +21,5 @@ public:
     void setMark(const QImage& mark);
 
 private:
-    ElidedLabel* m_text;
-    QLabel* m_notice;
-    QLabel* m_mark;
+    std::unique_ptr<Ui::TipsLine> m_ui;
 };

@@ -4,14 +4,15 @@
 #include "ToolNames.h"
 #include "ToolPictures.h"
 
+#include <QGridLayout>
 #include <QKeyEvent>
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-constexpr int LeastGap = Theme::Space8;
-constexpr int LargestGap = Theme::Space32;
 /// What a window shows of a list without scrolling.
 constexpr qsizetype FirstTiles = 30;
 /// Leaves the rest of a frame to whatever else it needs.
@@ -19,128 +20,125 @@ constexpr int WorkMilliseconds = 3;
 /// After that pause typing begins a new word.
 constexpr int TypingMilliseconds = 1000;
 
-bool isSameTool(const QenToolModel& one, const QenToolModel& other) {
-    return one.appName == other.appName && one.procName == other.procName && one.desUrl == other.desUrl;
+/// What makes a tool of the new list the same as one of the old.
+QString identity(const QenToolModel& tool) {
+    return QStringList{tool.appName, tool.procName, tool.desUrl}.join(u'\n');
 }
 
 } // namespace
 
-ToolGrid::ToolGrid(ToolPictures& pictures, QWidget& before) : m_pictures(pictures), m_before(before) {
-    connect(&m_pictures, &ToolPictures::found, this, qOverload<>(&QWidget::update));
+ToolGrid::ToolGrid(ToolPictures& pictures, QWidget& before)
+    : m_pictures(pictures), m_before(before), m_layout(new QGridLayout(this)) {
+    m_layout->setContentsMargins(Edge, Edge, Edge, Edge);
+    m_layout->setSizeConstraint(QLayout::SetFixedSize);
     connect(&m_later, &QTimer::timeout, this, &ToolGrid::work);
-    setRoom(0);
+    connect(&m_pictures, &ToolPictures::found, this, qOverload<>(&QWidget::update));
 }
 
 void ToolGrid::setModels(const QList<QenToolModel>& models) {
-    const QenToolModel former = m_models.value(m_current);
-    const bool hadFocus = m_current < m_cells.size() && m_cells[m_current]->hasFocus();
-    m_models = models;
+    const qsizetype formerIndex = std::max<qsizetype>(currentIndex(), 0);
+    const bool hadFocus = m_current && m_current->hasFocus();
+    const QString current = m_current ? identity(m_current->toolModel()) : QString();
+    for (QenToolCell* cell : std::as_const(m_cells))
+        m_former.insert(identity(cell->toolModel()), cell);
+    while (const QLayoutItem* item = m_layout->takeAt(0))
+        delete item;
+    m_cells.clear();
     m_typed.clear();
-    while (m_cells.size() > m_models.size()) {
-        m_spare.append(m_cells.takeLast());
-        // The others are below the last row and out of sight.
-        if (m_cells.size() < m_models.size() + TilesPerRow)
-            m_spare.last()->hide();
-    }
-    for (qsizetype index = 0; index < m_cells.size(); ++index)
-        m_cells[index]->setToolModel(m_models[index]);
-    fitRows();
-    while (m_cells.size() < std::min(m_models.size(), FirstTiles))
-        workOne();
-    m_later.start(0);
+    m_models = models;
+    placeUpTo(FirstTiles - 1);
     const auto same = std::find_if(
-        m_models.cbegin(), m_models.cend(), [&former](const QenToolModel& model) { return isSameTool(model, former); });
-    const qsizetype last = std::max<qsizetype>(m_models.size() - 1, 0);
-    const qsizetype place = same == m_models.cend() ? m_current : same - m_models.cbegin();
-    setCurrent(static_cast<int>(std::min(place, last)));
+        models.begin(), models.end(), [&current](const QenToolModel& model) { return identity(model) == current; });
+    if (same != models.end())
+        placeUpTo(same - models.begin());
+    const qsizetype nearest = std::min(formerIndex, models.size() - 1);
+    placeUpTo(nearest);
+    if (currentIndex() < 0)
+        setCurrent(m_cells.value(nearest));
+    for (QenToolCell* cell : std::as_const(m_former))
+        cell->hide();
+    m_layout->activate();
     if (hadFocus)
         takeFocus();
+    m_later.start(0);
+}
+
+void ToolGrid::placeUpTo(qsizetype index) {
+    while (m_cells.size() <= index && m_cells.size() < m_models.size())
+        placeNext();
+}
+
+void ToolGrid::placeNext() {
+    const auto index = static_cast<int>(m_cells.size());
+    const QenToolModel& model = m_models[index];
+    QenToolCell* cell = m_former.take(identity(model));
+    if (cell)
+        cell->setToolModel(model);
+    else
+        cell = makeCell(model);
+    cell->setTag(FirstTag + index);
+    cell->show();
+    m_layout->addWidget(cell, index / TilesPerRow, index % TilesPerRow);
+    m_cells.append(cell);
 }
 
 void ToolGrid::work() {
     QElapsedTimer timer;
     timer.start();
     while (timer.elapsed() < WorkMilliseconds) {
-        if (!workOne()) {
+        if (m_cells.size() < m_models.size()) {
+            placeNext();
+        } else if (!m_former.isEmpty()) {
+            delete m_former.take(m_former.firstKey());
+        } else {
             m_later.stop();
-            return;
+            break;
         }
     }
-    m_later.start(0);
+    m_layout->activate();
 }
 
-bool ToolGrid::workOne() {
-    const auto index = static_cast<int>(m_cells.size());
-    if (index == m_models.size()) {
-        if (!m_spare.isEmpty())
-            delete m_spare.takeFirst();
-        return !m_spare.isEmpty();
-    }
-    if (!m_spare.isEmpty()) {
-        m_cells.append(m_spare.takeLast());
-        m_cells.last()->setToolModel(m_models[index]);
-        m_cells.last()->show();
-        return true;
-    }
-    auto* cell = new QenToolCell(m_models[index], m_pictures, this);
-    m_cells.append(cell);
-    cell->setTag(FirstTag + index);
-    cell->installEventFilter(this);
+QenToolCell* ToolGrid::makeCell(const QenToolModel& model) {
+    auto* cell = new QenToolCell(model, m_pictures, this);
     cell->setCompletion([this](QenToolCell* tile) { Q_EMIT pressed(tile->toolModel()); });
-    if (index == m_current)
-        cell->setFocusPolicy(Qt::StrongFocus);
-    setTabOrder(index == 0 ? &m_before : m_cells[index - 1], cell);
-    place(index);
-    cell->show();
-    return true;
+    cell->installEventFilter(this);
+    setTabOrder(&m_before, cell);
+    return cell;
 }
 
 void ToolGrid::setRoom(int width) {
     const int free = width - TilesPerRow * QenToolCell::Side - 2 * Edge;
-    const int step = QenToolCell::Side + std::clamp(free / (TilesPerRow - 1), LeastGap, LargestGap);
-    if (step == m_step)
-        return;
-    m_step = step;
-    for (int index = 0; index < m_cells.size(); ++index)
-        place(index);
-    fitRows();
+    m_layout->setSpacing(std::clamp(free / (TilesPerRow - 1), Theme::Space8, Theme::Space32));
+    m_layout->activate();
 }
 
-void ToolGrid::place(int index) {
-    m_cells[index]->setGeometry(
-        Edge + index % TilesPerRow * m_step, Edge + index / TilesPerRow * m_step, QenToolCell::Side, QenToolCell::Side);
+void ToolGrid::setCurrent(QenToolCell* cell) {
+    if (m_current)
+        m_current->setFocusPolicy(Qt::ClickFocus);
+    m_current = cell;
+    if (m_current)
+        m_current->setFocusPolicy(Qt::StrongFocus);
 }
 
-void ToolGrid::fitRows() {
-    const auto rows = (static_cast<int>(m_models.size()) + TilesPerRow - 1) / TilesPerRow;
-    const int gap = m_step - QenToolCell::Side;
-    resize(TilesPerRow * m_step - gap + 2 * Edge, rows * m_step - gap + 2 * Edge);
-}
-
-void ToolGrid::setCurrent(int index) {
-    if (m_current < m_cells.size())
-        m_cells[m_current]->setFocusPolicy(Qt::ClickFocus);
-    m_current = index;
-    if (m_current < m_cells.size())
-        m_cells[m_current]->setFocusPolicy(Qt::StrongFocus);
+qsizetype ToolGrid::currentIndex() const {
+    return m_cells.indexOf(m_current.data());
 }
 
 void ToolGrid::takeFocus() {
-    moveTo(m_current);
+    moveTo(currentIndex());
 }
 
-void ToolGrid::moveTo(int index) {
-    if (index < 0 || index >= m_models.size())
-        return;
-    while (index >= m_cells.size())
-        workOne();
-    m_cells[index]->setFocus(Qt::OtherFocusReason);
+bool ToolGrid::moveTo(qsizetype index) {
+    placeUpTo(index);
+    if (index >= 0 && index < m_cells.size())
+        m_cells[index]->setFocus(Qt::OtherFocusReason);
+    return true;
 }
 
 bool ToolGrid::eventFilter(QObject* watched, QEvent* event) {
     auto* cell = qobject_cast<QenToolCell*>(watched);
     if (cell && event->type() == QEvent::FocusIn) {
-        setCurrent(cell->tag() - FirstTag);
+        setCurrent(cell);
         Q_EMIT focusMoved(cell);
     }
     if (cell && event->type() == QEvent::KeyPress && handleKey(*static_cast<QKeyEvent*>(event)))
@@ -149,25 +147,20 @@ bool ToolGrid::eventFilter(QObject* watched, QEvent* event) {
 }
 
 bool ToolGrid::handleKey(const QKeyEvent& event) {
+    const qsizetype here = currentIndex();
     switch (event.key()) {
     case Qt::Key_Left:
-        moveTo(m_current - 1);
-        return true;
+        return moveTo(here - 1);
     case Qt::Key_Right:
-        moveTo(m_current + 1);
-        return true;
+        return moveTo(here + 1);
     case Qt::Key_Up:
-        moveTo(m_current - TilesPerRow);
-        return true;
+        return moveTo(here - TilesPerRow);
     case Qt::Key_Down:
-        moveTo(m_current + TilesPerRow);
-        return true;
+        return moveTo(here + TilesPerRow);
     case Qt::Key_Home:
-        moveTo(0);
-        return true;
+        return moveTo(0);
     case Qt::Key_End:
-        moveTo(static_cast<int>(m_models.size()) - 1);
-        return true;
+        return moveTo(m_models.size() - 1);
     default:
         return !(event.modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier)) &&
             findTyped(event.text());
@@ -181,16 +174,14 @@ bool ToolGrid::findTyped(const QString& text) {
         m_typed.clear();
     m_typing.start();
     m_typed += text;
-    const auto count = static_cast<int>(m_models.size());
+    const qsizetype count = m_models.size();
     // The first sign leads on from where one is; more of them make it clearer.
-    const int from = m_current + (m_typed.size() == 1 ? 1 : 0);
+    const qsizetype from = currentIndex() + (m_typed.size() == 1 ? 1 : 0);
     for (const auto wanted : {ToolNames::Match::Beginning, ToolNames::Match::Within}) {
-        for (int step = 0; step < count; ++step) {
-            const int index = (from + step) % count;
-            if (ToolNames::match(m_models[index].appName, m_typed) >= wanted) {
-                moveTo(index);
-                return true;
-            }
+        for (qsizetype step = 0; step < count; ++step) {
+            const qsizetype index = (from + step) % count;
+            if (ToolNames::match(m_models[index].appName, m_typed) >= wanted)
+                return moveTo(index);
         }
     }
     return true;

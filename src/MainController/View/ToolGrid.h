@@ -4,17 +4,21 @@
 #include "Theme.h"
 
 #include <QElapsedTimer>
+#include <QMultiMap>
+#include <QPointer>
 #include <QTimer>
 #include <QWidget>
 
+class QGridLayout;
 class QenToolCell;
 class ToolPictures;
 
 /// The tiles, six to a row, in one place of the Tab order: arrows, Home and End move within it, and typing the
-/// beginning of a name or its pinyin initials finds a tool.
+/// beginning of a name or its pinyin initials finds a tool. A tool keeps its tile, with the focus and a press that has
+/// begun, when the list changes.
 ///
-/// Tiles are made and removed a few at a time, so that a long list holds nobody up; those of the first rows are there
-/// at once, and a tile that is there takes over another tool. Main thread.
+/// Tiles are placed a few at a time, so that a long list holds nobody up; those of the first rows are there at once.
+/// Main thread.
 class ToolGrid final : public QWidget {
     Q_OBJECT
 public:
@@ -28,7 +32,6 @@ public:
     /// @param before  of the same window; the tiles come behind it in the Tab order
     ToolGrid(ToolPictures& pictures, QWidget& before);
 
-    /// Who has the focus on a tool keeps it there, if the tool is still in the list.
     void setModels(const QList<QenToolModel>& models);
     /// Spreads the rows over a width.
     void setRoom(int width);
@@ -46,23 +49,26 @@ protected:
 
 private:
     void work();
-    bool workOne();
-    void place(int index);
-    void fitRows();
-    void setCurrent(int index);
-    void moveTo(int index);
+    void placeNext();
+    /// Places tiles until the one of this index is there, if there is such a tool.
+    void placeUpTo(qsizetype index);
+    QenToolCell* makeCell(const QenToolModel& model);
+    void setCurrent(QenToolCell* cell);
+    qsizetype currentIndex() const;
+    bool moveTo(qsizetype index);
     bool handleKey(const QKeyEvent& event);
     bool findTyped(const QString& text);
 
     ToolPictures& m_pictures;
     QWidget& m_before;
+    QGridLayout* m_layout;
     QList<QenToolModel> m_models;
     QList<QenToolCell*> m_cells;
-    /// Of a former, longer list, the last one first: the places behind the tiles.
-    QList<QenToolCell*> m_spare;
+    /// Tiles of the former list that have no place yet, by their tools.
+    QMultiMap<QString, QenToolCell*> m_former;
     QTimer m_later;
-    int m_step = 0;
-    int m_current = 0;
+    /// The one that the Tab key reaches.
+    QPointer<QenToolCell> m_current;
     QString m_typed;
     QElapsedTimer m_typing;
 };

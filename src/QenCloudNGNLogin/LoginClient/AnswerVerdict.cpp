@@ -44,6 +44,8 @@ AnswerVerdict saying(const QString& text) {
 }
 
 AnswerVerdict failed(const Platform::Error& error, const AnswerPlace& place) {
+    if (place.changesPassword && ServerAnswer::isNoSignIn(error))
+        return {.show = Show::Done, .text = error.localizedDescription()};
     if (error.code() == Platform::Error::NotJson && !place.notJsonKey.isEmpty())
         return {.show = Show::Key, .text = place.notJsonKey};
     return saying(error.localizedDescription());
@@ -86,7 +88,7 @@ QString lineFor(const QJsonObject& answer, const Platform::Error& error, const A
 
 } // namespace
 
-QString AnswerVerdict::words() const {
+QString AnswerVerdict::told() const {
     return show == Show::Key ? localizedString(text) : text;
 }
 
@@ -94,10 +96,13 @@ const AnswerPlace AnswerPlace::LoginPage{
     .reads = Reads::Status, .opensResetPage = true, .notJsonKey = u"NoAccount"_s, .codes = LoginCodes};
 const AnswerPlace AnswerPlace::LoginWindow{
     .reads = Reads::State, .logName = u"Account login"_s, .opensResetPage = true};
-const AnswerPlace AnswerPlace::ResetPage{.reads = Reads::Status, .codes = ResetPageCodes, .codesNeedMinusOne = true};
+const AnswerPlace AnswerPlace::ResetPage{
+    .reads = Reads::Status, .codes = ResetPageCodes, .codesNeedMinusOne = true, .changesPassword = true};
 // A demand for a new password is a refusal like any other here.
-const AnswerPlace AnswerPlace::ResetInLoginWindow{.reads = Reads::State, .logName = u"resetpassword"_s};
-const AnswerPlace AnswerPlace::PasswordSheet{.reads = Reads::Status, .codes = SheetCodes, .codesNeedMinusOne = true};
+const AnswerPlace AnswerPlace::ResetInLoginWindow{
+    .reads = Reads::State, .logName = u"resetpassword"_s, .changesPassword = true};
+const AnswerPlace AnswerPlace::PasswordSheet{
+    .reads = Reads::Status, .codes = SheetCodes, .codesNeedMinusOne = true, .changesPassword = true};
 const AnswerPlace AnswerPlace::RetrievalPage{.codes = RetrievalCodes};
 const AnswerPlace AnswerPlace::LogoutMenu{.logName = u"logout"_s, .logsSuccess = true};
 const AnswerPlace AnswerPlace::LogoutInLoginWindow{.logName = u"logout"_s};

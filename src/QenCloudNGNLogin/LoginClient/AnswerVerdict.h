@@ -23,7 +23,7 @@ struct AnswerVerdict {
         Text,
         /// The server wants a new password first.
         ResetPage,
-        /// What was asked for is done: signed in, changed, signed out, sent.
+        /// What was asked for is done: signed in, changed, signed out, sent. `text` is what else there is to tell.
         Done
     };
     Show show = Show::Nothing;
@@ -31,9 +31,8 @@ struct AnswerVerdict {
     /// The line for the log; empty when none is written.
     QString log = {};
 
-    /// What a person reads.
-    QString words() const;
-
+    /// The words for the person; empty for none.
+    QString told() const;
     bool operator==(const AnswerVerdict&) const = default;
 };
 
@@ -59,6 +58,8 @@ struct AnswerPlace {
     std::span<const CodeText> codes = {};
     /// They count with "ret" -1 only.
     bool codesNeedMinusOne = false;
+    /// Changes the password, which stays changed although the session that comes of it cannot be stored.
+    bool changesPassword = false;
 
     static const AnswerPlace LoginPage;
     static const AnswerPlace LoginWindow;

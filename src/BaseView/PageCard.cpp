@@ -1,7 +1,0 @@
-#include "PageCard.h"
-
-#include "Theme.h"
-
-PageCard::PageCard(QWidget* parent) : QFrame(parent) {
-    setFixedWidth(Theme::CardWidth);
-}
