@@ -1,7 +1,6 @@
 #include "HostTools.h"
 
 #include "Paths.h"
-#include "ScriptRunner.h"
 
 #include <QFileInfo>
 #include <QRegularExpression>
@@ -68,9 +67,10 @@ QStringList resolvedArguments(const QString& program, const QStringList& argumen
     while (matches.hasNext()) {
         const QRegularExpressionMatch match = matches.next();
         const QString path = match.captured(1);
-        const QString tool = resolved(path);
-        line += arguments[1].mid(end, match.capturedStart(1) - end) +
-            (tool == path ? path : ScriptRunner::shellQuoted(tool));
+        QString tool = resolved(path);
+        if (tool != path)
+            tool = u'\'' + tool.replace(u'\'', u"'\\''"_s) + u'\'';
+        line += arguments[1].mid(end, match.capturedStart(1) - end) + tool;
         end = match.capturedEnd(1);
     }
     QStringList result = arguments;
