@@ -1,6 +1,7 @@
 #include "AppDelegate.h"
 
 #include "AnswerVerdict.h"
+#include "BaseWindowController.h"
 #include "Client.h"
 #include "ClientNotifications.h"
 #include "LogoutRequest.h"

@@ -3,6 +3,7 @@
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
 #include "Queue.h"
+#include "VpnComponent.h"
 
 #include <atomic>
 

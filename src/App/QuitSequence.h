@@ -5,6 +5,7 @@
 
 class QenCloudLoginHelper;
 class QenLogHelper;
+class VpnComponent;
 
 /// What happens between the menu's Quit and the end of the process: the VPN component is stopped when it runs. Returns
 /// at once; the three outlive it.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AccountForm.h"
+#include "Completion.h"
 
 #include <QDialog>
 #include <QString>
