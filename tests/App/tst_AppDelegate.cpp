@@ -373,7 +373,7 @@ private Q_SLOTS:
         if (exists)
             QVERIFY(archiveRootObject(u"1"_s, app.home.state(u"caCache.archive"_s)));
         app.delegate.checkIsCAVersion();
-        QCOMPARE(app.home.hasState(u"inacCache.archive"_s), exists);
+        QTRY_COMPARE(app.home.hasState(u"inacCache.archive"_s), exists);
         const QString log = app.logText();
         QVERIFY(log.contains(u"[iNacManager] QenCloud Check Ca"_s));
         QCOMPARE(log.contains(u"[iNacManager] QenCloud Ca exist"_s), exists);
