@@ -22,7 +22,7 @@ public:
     /// @param parent  the window it belongs to; may be null
     explicit CustomMessageBox(QWidget* parent);
     ~CustomMessageBox() override;
-    /// Those that stand open.
+    /// Those that stand open, in no order.
     static QList<CustomMessageBox*> shown();
 
     /// An empty button title leaves that button out.
