@@ -21,6 +21,7 @@ LIMIT = 900  # seconds
 CALLS = "/api/public/clientlogin/"
 SIGN_IN, TICKET, SIGN_OUT, RESET = (CALLS + name for name in ("account_login", "ticket_auth", "logout", "resetpass"))
 SIGNED_IN, SERVER_PAGE, LOGIN_PAGE = "主页", "连接管理服务器", "欢迎登录"
+POLICY = "/qen/ngnpolicy"
 QUITS = 10
 
 
@@ -117,6 +118,20 @@ def make_story(story_class):
             self._come_back()
             wait_for("the policy is stored for whom it is meant", lambda: "late" in self.world.show_archive(policy), 10)
 
+        def policy_against_a_sign_out(self):
+            """Everybody has one policy; it is stored for somebody all the same."""
+            policy = self.world.user_state("NGNPolicy.archive")
+            self.world.desk.action("set_policy", data={"rules": ["later"]}, office_data={})
+            self.late(POLICY, 5)
+            self.wait_until_asked(POLICY)
+            self._sign_out()
+            time.sleep(6)
+            self.expect_signed_out()
+            if "later" in self.world.show_archive(policy):
+                raise Failure("the policy was stored for somebody who had signed out")
+            self._come_back()
+            wait_for("the policy is stored for whom it is meant", lambda: "later" in self.world.show_archive(policy), 10)
+
         def killed_while_signing_out(self):
             """The sign-out reaches the server, its answer does not reach the client."""
             self.late(SIGN_OUT, 5)
@@ -200,7 +215,7 @@ def make_story(story_class):
             self.restart(SERVER_PAGE)
             for case in (self.killed_while_signing_in, self.quit_while_signing_in, self.record_that_cannot_be_written,
                          self.refused_ticket_against_a_new_sign_in, self.ticket_and_policy_against_a_sign_out,
-                         self.killed_while_signing_out,
+                         self.policy_against_a_sign_out, self.killed_while_signing_out,
                          self.password_changed_behind_a_closed_sheet, self.server_gone_and_back,
                          self.record_written_by_the_agent, self.second_copies, self.quit_ten_times):
                 self.step(case)

@@ -95,7 +95,13 @@ void QenCloudLoginHelper::login(const QJsonObject& parameters, Completion comple
 }
 
 void QenCloudLoginHelper::resetPassword(const QJsonObject& parameters, Completion complete) {
-    m_world.server.ResetPasswordState(parameters, signingIn(false, std::move(complete)));
+    m_world.session.submit(PasswordChange{true});
+    // Gone with the answer, behind what follows from it.
+    const std::shared_ptr<void> change(
+        nullptr, [this, busy = m_taskArray.token()](void*) { m_world.session.submit(PasswordChange{false}); });
+    m_world.server.ResetPasswordState(parameters,
+        [change, answered = signingIn(false, std::move(complete))](
+            const QJsonObject& answer, const Error& error) { answered(answer, error); });
 }
 
 void QenCloudLoginHelper::loginSuccessToSaveAndLoadVPN(const QJsonObject& answer) {

@@ -24,12 +24,16 @@ SessionModel begun(const SessionModel& now, std::optional<AccountModel> record, 
     return {.record = std::move(record),
         .isConfirmed = isConfirmed,
         .asked = {.signIn = now.asked.signIn + 1, .ticket = now.asked.ticket + 1},
-        .spent = now.spent};
+        .spent = now.spent,
+        .changes = now.changes};
 }
 
 /// Nobody from here on, though not by the person's wish: a sign-in that was asked for meanwhile still counts.
 SessionModel over(const SessionModel& now) {
-    return {.record = {}, .asked = {.signIn = now.asked.signIn, .ticket = now.asked.ticket + 1}, .spent = now.spent};
+    return {.record = {},
+        .asked = {.signIn = now.asked.signIn, .ticket = now.asked.ticket + 1},
+        .spent = now.spent,
+        .changes = now.changes};
 }
 
 AccountModel newRecord(const GrantedSession& granted, LoginType type) {
@@ -44,6 +48,9 @@ AccountModel newRecord(const GrantedSession& granted, LoginType type) {
 /// The server's word that the session is over. A domain session is never ended this way.
 SessionStep ended(const SessionModel& now) {
     if (!now.record || isDomain(now.record))
+        return {now};
+    // The old ticket's end belongs to the change; where it does not, the next poll says so again.
+    if (now.changes > 0)
         return {now};
     SessionStep step{.next = over(now),
         .reason = SessionReason::EndedByServer,
@@ -170,6 +177,12 @@ SessionStep happened(const SessionModel& now, const TicketTimeOut& event) {
     return {.next = over(now),
         .reason = SessionReason::TimedOut,
         .effects = {Effect::Store, Effect::MakeSoleId, Effect::StopVpn}};
+}
+
+SessionStep happened(const SessionModel& now, const PasswordChange& event) {
+    SessionStep step{now};
+    step.next.changes += event.isUnderWay ? 1 : -1;
+    return step;
 }
 
 /// The agent has read the record some time ago and notes its own: the newer ticket stays, or that there is none.

@@ -61,6 +61,8 @@ struct SessionModel {
     AskedFor asked;
     /// Tickets that this process has seen replaced or ended, the latest last: a record with one of them is an old copy.
     QStringList spent = {};
+    /// Password changes under way: the server ends the old ticket before it answers with the new one.
+    int changes = 0;
 
     /// A record with a user id and a ticket, or one of a domain session.
     bool isSignedIn() const;
@@ -108,13 +110,17 @@ struct NetworkTypeAnswer {
 struct TicketTimeOut {
     AskedFor asked;
 };
+/// A password change is about to be sent, or has had its answer, or none.
+struct PasswordChange {
+    bool isUnderWay = false;
+};
 /// The file holds another record than the one known.
 struct RecordFound {
     std::optional<AccountModel> record;
 };
 
 using SessionEvent = std::variant<SignInAnswer, QRAnswer, TicketAnswer, LogoutAnswer, DomainAnswer, NetworkTypeAnswer,
-    TicketTimeOut, RecordFound>;
+    TicketTimeOut, PasswordChange, RecordFound>;
 
 enum class SessionEffect {
     /// The new record goes to the file, or the file goes. What stands behind it happens only when that succeeded.

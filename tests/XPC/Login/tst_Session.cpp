@@ -41,10 +41,10 @@ public:
 
     void step() {
         using Act = void (Play::*)();
-        static constexpr std::array<Act, 17> Acts{&Play::askNetworkType, &Play::stammer, &Play::askSignIn,
-            &Play::askSignIn, &Play::askTicket, &Play::askTicket, &Play::askTicket, &Play::askLogout, &Play::askQR,
-            &Play::askDomain, &Play::serverEnds, &Play::agentWrites, &Play::agentWritesAnOldCopy, &Play::deliver,
-            &Play::deliver, &Play::deliver, &Play::kill};
+        static constexpr std::array<Act, 18> Acts{&Play::askNetworkType, &Play::changePassword, &Play::stammer,
+            &Play::askSignIn, &Play::askSignIn, &Play::askTicket, &Play::askTicket, &Play::askTicket, &Play::askLogout,
+            &Play::askQR, &Play::askDomain, &Play::serverEnds, &Play::agentWrites, &Play::agentWritesAnOldCopy,
+            &Play::deliver, &Play::deliver, &Play::deliver, &Play::kill};
         (this->*Acts[m_random.bounded(quint32(Acts.size()))])();
         check();
     }
@@ -65,6 +65,7 @@ public:
                 deliverOne(0);
         }
         check();
+        QCOMPARE(m_model.changes, 0);
         // All agree: who is signed in here has a session there.
         QVERIFY2(m_model.state() != SessionState::LogoutPending, "a sign-out was forgotten");
         QVERIFY2(m_model.state() != SessionState::Unconfirmed, "nobody confirmed");
@@ -81,6 +82,7 @@ private:
     struct Pending {
         SessionEvent event;
         int copies;
+        bool endsChange = false;
     };
 
     bool chance(quint32 oneIn) { return m_random.bounded(oneIn) == 0; }
@@ -97,6 +99,21 @@ private:
         }
         m_serverTicket = newTicket();
         send(SignInAnswer{m_model.asked, granting(u"lin"_s, m_serverTicket), true});
+    }
+    /// The server ends the old ticket before its answer arrives, or there is no answer.
+    void changePassword() {
+        if (!m_model.record || m_model.state() == SessionState::Domain)
+            return;
+        const AskedFor asked = m_model.asked;
+        apply(PasswordChange{true});
+        if (chance(3)) {
+            send(PasswordChange{false});
+            m_pending.last().copies = 1;
+            return;
+        }
+        m_serverTicket = newTicket();
+        send(SignInAnswer{asked, granting(u"lin"_s, m_serverTicket), false});
+        m_pending.last().endsChange = true;
     }
     void askTicket() {
         if (!m_model.isSignedIn())
@@ -203,10 +220,13 @@ private:
     }
     void deliverOne(qsizetype index) {
         Pending& pending = m_pending[index];
-        const SessionEvent event = pending.event;
-        if (--pending.copies == 0)
+        const Pending one = pending;
+        const bool isLast = --pending.copies == 0;
+        if (isLast)
             m_pending.removeAt(index);
-        apply(event);
+        apply(one.event);
+        if (isLast && one.endsChange)
+            apply(PasswordChange{false});
     }
 
     void apply(const SessionEvent& event) {
@@ -259,6 +279,8 @@ private:
             for (const Effect effect : {Effect::RequestUserPolicy, Effect::StartTicketService, Effect::TellSignedIn})
                 QVERIFY2(effects.contains(effect), "a sign-in without all that belongs to it");
         }
+        QVERIFY2(before.changes == 0 || step.reason != SessionReason::EndedByServer,
+            "a session ended over the change of its own password");
         QVERIFY2(step.reason != SessionReason::DomainSignedIn || !before.record, "a domain session over another");
         if (before.record && !step.next.record) {
             QVERIFY2(effects.contains(Effect::StopVpn) && effects.contains(Effect::MakeSoleId),
