@@ -31,7 +31,7 @@ def make_story(story_class):
 
         def say(self, text, picture=None):
             super().say(text)
-            time.sleep(0.3)  # a box is pressed once it is the active window
+            time.sleep(1)  # a box is pressed once it is the active window
 
         # What holds at the end of a case.
 
