@@ -66,8 +66,7 @@ struct SessionModel {
 
     /// A record with a user id and a ticket, or one of a domain session.
     bool isSignedIn() const;
-    /// The sign-in that the ticket service and the VPN are kept up for; 0 for nobody and after a sign-out, reported or
-    /// not.
+    /// The sign-in that ticket service and VPN are kept up for; 0 for nobody and after a sign-out, reported or not.
     quint64 served() const;
     SessionState state() const;
 };
