@@ -228,7 +228,12 @@ private Q_SLOTS:
         }
         QCOMPARE(world.echo.messages.load(), 8);
         const qint64 cost = memory("VmHWM") - before;
-        QVERIFY2(cost < 4096, qPrintable(QString::number(cost)));
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+        constexpr qint64 Allowed = 4 * 4096; // what is freed is kept for a while, with notes beside it
+#else
+        constexpr qint64 Allowed = 4096;
+#endif
+        QVERIFY2(cost < Allowed, qPrintable(QString::number(cost)));
     }
 
     void peerThatNeverRepliesCostsTheTimeOut() {

@@ -22,7 +22,8 @@ constexpr size_t MostSlots = 256;
 /// A function of the library, which is loaded with the first look-up, for few clients ever need one; null without it.
 template <typename Function>
 Function* resolved(const char* name) {
-    static QLibrary library(u"p11-kit"_s, 0);
+    // Never destroyed: others may still look for a certificate while the process ends.
+    static auto& library = *new QLibrary(u"p11-kit"_s, 0);
     return reinterpret_cast<Function*>(library.resolve(name));
 }
 

@@ -9,7 +9,8 @@
 namespace Platform {
 
 inline QLibrary& curlLibrary() {
-    static QLibrary library(QStringLiteral("curl"), 4);
+    // Never destroyed: the network thread may still look up a function while the process ends.
+    static auto& library = *new QLibrary(QStringLiteral("curl"), 4);
     return library;
 }
 

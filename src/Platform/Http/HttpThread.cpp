@@ -27,6 +27,8 @@ using Clock = CurlRequest::Clock;
 
 /// How long an exiting process waits for the network thread to stop; a completion may be stuck.
 constexpr std::chrono::milliseconds ParkWait{500};
+/// The same while it loads the transfer library, which on a busy disk takes longer and must not be left half done.
+constexpr std::chrono::seconds LoadWait{5};
 constexpr int MostRedirects = 5;
 /// Towards one host at once; further requests wait for their turn, which counts into their time. As many are kept when
 /// idle: with fewer, a connection that comes free would be closed while a waiting request makes a new one.
@@ -157,6 +159,11 @@ void HttpThread::run() {
         const std::lock_guard lock(m_mutex);
         m_multi = multi;
     }
+    {
+        const std::lock_guard lock(m_mutex);
+        m_isLoaded = true;
+        m_changed.notify_all();
+    }
     for (;;) {
         takePosted();
         collect();
@@ -219,6 +226,7 @@ void HttpThread::park() {
     std::unique_lock lock(m_mutex);
     m_isParkWanted = true;
     wake();
+    m_changed.wait_for(lock, LoadWait, [this] { return m_isLoaded; });
     m_changed.wait_for(lock, ParkWait, [this] { return m_isParked; });
 }
 

@@ -58,6 +58,8 @@ private:
     std::condition_variable m_changed;
     std::deque<Posted> m_posted;
     bool m_isParkWanted = false;
+    /// The transfer library is there, or is not to be had.
+    bool m_isLoaded = false;
     bool m_isParked = false;
     /// Null until the thread has begun, and without the transfer library.
     CURLM* m_multi = nullptr;
