@@ -2,9 +2,10 @@
 
 #include "Bundle.h"
 #include "Deployment.h"
-#include "Files.h"
 #include "StateFiles.h"
 #include "TaskHelper.h"
+
+#include <QFile>
 
 #include <future>
 
@@ -18,7 +19,9 @@ constexpr std::chrono::seconds LongestStop{14};
 /// Content of a resource of the application bundle; empty without one.
 QByteArray bundledFile(const QString& name, const QString& type) {
     constexpr qint64 LargestFile = 1 << 20;
-    return Platform::readFile(Platform::resourcePath(name, type), LargestFile).value_or(QByteArray());
+    // The toolkit's file: where no bundle is installed the resource stands in the program.
+    QFile file(Platform::resourcePath(name, type));
+    return file.open(QIODevice::ReadOnly) ? file.read(LargestFile) : QByteArray();
 }
 
 iNacManager::Facts nacFacts(ITDevice& device) {
