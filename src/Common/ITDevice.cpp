@@ -140,12 +140,21 @@ QString ITDevice::userName() const {
 }
 
 QString ITDevice::machineName() const {
+    const std::array files{
+        Platform::fileIdentity(m_root + u"/etc/machine-info"_s), Platform::fileIdentity(m_root + u"/etc/hostname"_s)};
+    const std::lock_guard lock(m_mutex);
+    // Asked for with every poll, and read when another file stands there.
+    if (!m_machineName.isEmpty() && m_nameFiles == files)
+        return m_machineName;
     const Facts facts(m_root);
     QString name = facts.variables(u"/etc/machine-info"_s).value(u"PRETTY_HOSTNAME"_s).trimmed();
-    for (const char16_t* file : {u"/etc/hostname", u"/proc/sys/kernel/hostname"}) {
-        if (name.isEmpty())
-            name = statement(facts, QString::fromUtf16(file));
-    }
+    if (name.isEmpty())
+        name = statement(facts, u"/etc/hostname"_s);
+    m_machineName = name;
+    m_nameFiles = files;
+    // The kernel tells nobody when its own changes, so that one is not kept.
+    if (name.isEmpty())
+        name = statement(facts, u"/proc/sys/kernel/hostname"_s);
     return name.isEmpty() ? Unknown : name;
 }
 

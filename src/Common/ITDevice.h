@@ -1,11 +1,13 @@
 #pragma once
 
+#include "Files.h"
 #include "Shared.h"
 
 #include <QMap>
 #include <QStringList>
 #include <QVariantMap>
 
+#include <array>
 #include <functional>
 #include <mutex>
 #include <optional>
@@ -130,6 +132,9 @@ private:
     const Sources m_sources;
 
     mutable std::mutex m_mutex;
+    /// The name, and the two files that said it.
+    mutable QString m_machineName;
+    mutable std::array<Platform::FileIdentity, 2> m_nameFiles;
     QString m_operationSystemName;
     QString m_systemVersion;
     QString m_uuid;

@@ -1,18 +1,10 @@
 #include "LogRecord.h"
 
 #include "ArchiveValue.h"
-#include "Files.h"
 #include "KeyedArchiver.h"
 #include "KeyedUnarchiver.h"
-#include "UniqueFd.h"
-
-#include <QFile>
-
-#include <fcntl.h>
-#include <sys/stat.h>
 
 #include <algorithm>
-#include <cstdio>
 
 using namespace Qt::StringLiterals;
 
@@ -23,18 +15,6 @@ namespace {
 
 const QString NameKey = u"currentLogName"_s;
 const QString InfoKey = u"info"_s;
-
-bool exchange(const QByteArray& path, const QByteArray& bytes) {
-    const QByteArray spare = path + ".spare";
-    // Non-blocking for the case that something else than a file has the name.
-    constexpr int Flags = O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
-    const Platform::UniqueFd file(open(spare.constData(), Flags, 0600));
-    struct stat facts {};
-    return file.isOpen() && fstat(file.get(), &facts) == 0 && S_ISREG(facts.st_mode) &&
-        Platform::writeAll(file.get(), bytes) &&
-        (facts.st_size <= bytes.size() || ftruncate(file.get(), bytes.size()) == 0) &&
-        renameat2(AT_FDCWD, spare.constData(), AT_FDCWD, path.constData(), RENAME_EXCHANGE) == 0;
-}
 
 } // namespace
 
@@ -78,9 +58,4 @@ QByteArray encodedLogRecord(const LogRecord& record) {
     root.insert(NameKey, name);
     root.insert(InfoKey, ArchiveValue(std::move(info)).asMutable());
     return Platform::KeyedArchiver::archivedData(root);
-}
-
-bool storeLogRecord(const LogRecord& record, const QString& path) {
-    const QByteArray bytes = encodedLogRecord(record);
-    return exchange(QFile::encodeName(path), bytes) || !Platform::replaceFile(path, bytes);
 }

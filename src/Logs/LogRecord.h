@@ -28,12 +28,3 @@ struct LogRecord {
 /// another type or negative reads as 0.
 std::optional<LogRecord> decodedLogRecord(const QByteArray& bytes);
 QByteArray encodedLogRecord(const LogRecord& record);
-
-/// Makes @p record the content of the file @p path, once a log line. False when that is not possible now.
-///
-/// A spare file beside it ("<name>.spare") is written and exchanged with it, which on disk takes a sixth of the time
-/// that a new temporary file takes. A process killed at any moment leaves the old record or the new one. A reader that
-/// keeps the old file open would see it change, so this suits a record that its own process alone reads, at start.
-/// Where files cannot be exchanged, a temporary file and rename do it. Not synced: after a loss of power the record may
-/// be old.
-bool storeLogRecord(const LogRecord& record, const QString& path);

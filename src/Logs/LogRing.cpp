@@ -37,6 +37,7 @@ void LogRing::createLogPath() {
     const FileManager files;
     files.createDirectoryWithName({}, QFileInfo(m_logInfoPath).path());
     files.createFilePath(m_logInfoPath);
+    m_recordFile = std::make_unique<LogRecordFile>(m_logInfoPath);
 }
 
 void LogRing::createLogFiles() const {
@@ -149,5 +150,5 @@ void LogRing::write(const QByteArray& line) {
 
 void LogRing::updateLocalLogInfo() {
     // Nothing is reported: a record that could not be written comes with the next line.
-    static_cast<void>(storeLogRecord(m_currentLogInfo, m_logInfoPath));
+    static_cast<void>(m_recordFile->replace(encodedLogRecord(m_currentLogInfo)));
 }

@@ -3,6 +3,7 @@
 #include "Files.h"
 #include "LogFolders.h"
 #include "LogRecord.h"
+#include "LogRecordFile.h"
 #include "LogWorld.h"
 
 #include <QFile>
@@ -52,6 +53,7 @@ private:
 
     QString m_logInfoPath;
     LogRecord m_currentLogInfo;
+    std::unique_ptr<LogRecordFile> m_recordFile;
     std::atomic<size_t> m_current = 0;
     QFile m_fileHandle;
     /// The file that was opened.

@@ -1,6 +1,7 @@
 #include "ArchiveValue.h"
 #include "KeyedArchiver.h"
 #include "LogRecord.h"
+#include "LogRecordFile.h"
 
 #include <QDir>
 #include <QFile>
@@ -79,7 +80,7 @@ private Q_SLOTS:
         LogRecord record;
         const auto isStored = [&] {
             ++record.logInfos[0];
-            return storeLogRecord(record, path) && contentOf(path) == encodedLogRecord(record);
+            return LogRecordFile(path).replace(encodedLogRecord(record)) && contentOf(path) == encodedLogRecord(record);
         };
         QVERIFY(!isStored()); // no folder
         QDir().mkpath(folder);

@@ -44,8 +44,15 @@ void QenServerConfig::updateServerConfig() {
 }
 
 bool QenServerConfig::isExtranetChosen() const {
-    const auto marker = unarchiveObjectWithFile(m_userState + u'/' + StateFiles::NetType);
-    return marker && marker->isString() && marker->string() == u"1"_s;
+    const QString path = m_userState + u'/' + StateFiles::NetType;
+    const Platform::FileIdentity file = Platform::fileIdentity(path);
+    const std::lock_guard lock(m_mutex);
+    if (file != m_choiceFile) {
+        const auto marker = unarchiveObjectWithFile(path);
+        m_isExtranet = marker && marker->isString() && marker->string() == u"1"_s;
+        m_choiceFile = file;
+    }
+    return m_isExtranet;
 }
 
 QenServerConfig::Endpoint QenServerConfig::read(const Endpoint& endpoint) const {

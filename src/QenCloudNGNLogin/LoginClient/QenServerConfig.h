@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Files.h"
 #include "Paths.h"
 #include "Shared.h"
 
@@ -47,6 +48,9 @@ private:
     const QString m_configFile;
     const QString m_userState;
     mutable std::mutex m_mutex;
+    /// Of the choice that was read last: asked for with every request, read when another file stands there.
+    mutable Platform::FileIdentity m_choiceFile;
+    mutable bool m_isExtranet = false;
     Endpoint m_intranet;
     Endpoint m_extranet;
     Endpoint m_domain;
