@@ -70,6 +70,8 @@ bool LogRecordFile::replace(QByteArrayView bytes) {
             break;
         }
     }
+    // An empty folder in its place would stay there for ever.
+    rmdir(QFile::encodeName(m_path).constData());
     return !Platform::replaceFile(m_path, bytes.toByteArray(), Platform::Durability::Plain, FileMode);
 }
 
