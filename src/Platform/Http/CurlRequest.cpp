@@ -15,6 +15,7 @@ namespace {
 
 /// All header lines of an answer together; the transport bounds only the single line.
 constexpr size_t MostHeaderBytes = 256 * 1024;
+constexpr qsizetype MostStatusWords = 100;
 /// A connection that was idle for longer is not used again, seconds.
 constexpr long IdleConnectionLife = 60;
 
@@ -155,10 +156,12 @@ size_t CurlRequest::onHeader(char* bytes, size_t size, size_t count, void* self)
     auto& request = *static_cast<CurlRequest*>(self);
     const QByteArrayView line(bytes, static_cast<qsizetype>(size * count));
     // Each interim answer and each proxy's brings a header of its own.
-    if (line.startsWith("HTTP/"))
+    if (line.startsWith("HTTP/")) {
         request.m_isHeaderComplete = false;
-    else if (line == "\r\n" || line == "\n")
+        request.m_statusWords = QString::fromLatin1(line).section(u' ', 2).left(MostStatusWords).simplified();
+    } else if (line == "\r\n" || line == "\n") {
         request.m_isHeaderComplete = true;
+    }
     request.m_headerBytes += size * count;
     if (request.m_headerBytes <= MostHeaderBytes)
         return size * count;
@@ -172,6 +175,7 @@ Error CurlRequest::takeAnswer(CURLcode code, HttpAnswer* answer) {
     curl_easy_getinfo(m_easy, CURLINFO_RESPONSE_CODE, &answer->status);
     curl_easy_getinfo(m_easy, CURLINFO_CONTENT_TYPE, &type);
     curl_easy_getinfo(m_easy, CURLINFO_REDIRECT_URL, &location);
+    answer->statusWords = m_statusWords;
     answer->contentType = type;
     answer->location = location;
     answer->body = std::exchange(m_body, {});

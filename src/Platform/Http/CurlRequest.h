@@ -76,6 +76,7 @@ private:
     QByteArray m_body;
     size_t m_headerBytes = 0;
     bool m_isHeaderComplete = false;
+    QString m_statusWords;
     bool m_tooLarge = false;
 };
 

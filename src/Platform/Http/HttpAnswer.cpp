@@ -66,7 +66,8 @@ Error transportError(CURLcode code, const QString& detail) {
 
 Error judgeAnswer(const HttpAnswer& answer, const QList<QByteArray>& acceptableTypes) {
     if (answer.status < 200 || answer.status > 299)
-        return Error(UrlErrorDomain, Error::BadServerResponse, {}, u"HTTP status %1"_s.arg(answer.status),
+        return Error(UrlErrorDomain, Error::BadServerResponse, {},
+            u"HTTP status %1 %2"_s.arg(QString::number(answer.status), answer.statusWords).trimmed(),
             static_cast<int>(answer.status));
     const QByteArray type = answer.contentType.split(';').first().trimmed().toLower();
     if (acceptableTypes.isEmpty() || answer.body.isEmpty() || type.isEmpty() || acceptableTypes.contains(type))

@@ -13,6 +13,8 @@ namespace Platform {
 /// A complete answer, whatever its status.
 struct HttpAnswer {
     long status = 0;
+    /// The server's own for it, on one line and of bounded length; may be empty.
+    QString statusWords = {};
     /// As sent; empty when the server named none.
     QByteArray contentType = {};
     /// Decompressed.

@@ -100,7 +100,7 @@ void tst_HttpTls::secretIsNotRedirectedIntoTheOpen() {
     for (const QString& url : {secret.url(), entry.url()}) {
         const auto outcome = get(session, url);
         QCOMPARE(outcome->error.code(), Error::BadServerResponse);
-        QCOMPARE(outcome->error.localizedFailureReason(), u"HTTP status 307"_s);
+        QCOMPARE(outcome->error.localizedFailureReason(), u"HTTP status 307 X"_s);
     }
     QCOMPARE(open.accepted(), 0);
 }
