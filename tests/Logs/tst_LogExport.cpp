@@ -6,6 +6,7 @@
 
 #include <QDir>
 #include <QElapsedTimer>
+#include <QLocalServer>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QThread>
@@ -258,6 +259,38 @@ private Q_SLOTS:
         QCOMPARE(QDir(target + u"/MavLogs"_s).entryList(QDir::Files | QDir::Hidden), expected);
         QCOMPARE(
             machine.outcomes, QStringList(first ? u"failure|提取所有日志失败:zip did not finish"_s : u"success|"_s));
+    }
+
+    void whatCannotBeReadIsLeftOut() {
+        Machine machine;
+        put(machine.agentLogs() + u"/.hidden"_s);
+        QLocalServer unreadable;
+        QVERIFY(unreadable.listen(machine.parent.filePath(u"socket"_s)));
+        QVERIFY(QFile::link(unreadable.fullServerName(), machine.agentLogs() + u"/socket"_s));
+        const QString target = machine.root + u"/chosen"_s;
+        machine.log->zipLogsWithDirectory(target, machine.completion());
+        QVERIFY(machine.wait());
+        machine.log->drain();
+        QCOMPARE(machine.outcomes, QStringList(u"success|"_s));
+        const QString archive = target + u"/MavLogs/MavCloudLogs.zip"_s;
+        QCOMPARE(filesIn(archive), QStringList({u".hidden"_s, u"agent.log"_s}));
+        QCOMPARE(QFile::permissions(archive) & ~QFile::Permissions(0x7000), QFile::ReadUser | QFile::WriteUser);
+        const QString line = machine.console.filter(u"QenCloud export log left out: "_s).value(0);
+        QVERIFY2(line.contains(u"socket"_s) && !line.contains(u'\n'), qPrintable(line));
+    }
+
+    void clientThatEndsDuringTheExport() {
+        Machine machine;
+        put(machine.agentLogs() + u"/large.log"_s, noise(1 << 26));
+        const QString target = machine.root + u"/chosen"_s;
+        machine.log->zipLogsWithDirectory(target, machine.completion());
+        const QDir archives(target + u"/MavLogs"_s);
+        QTRY_VERIFY_WITH_TIMEOUT(!archives.entryList({u"zi*"_s}, QDir::Files).isEmpty(), 20000);
+        machine.log->endExports();
+        QCOMPARE(machine.outcomes.size(), 1);
+        QVERIFY2(machine.outcomes[0].startsWith(u"failure|"_s), qPrintable(machine.outcomes[0]));
+        QCOMPARE(archives.entryList(QDir::Files | QDir::Hidden), QStringList());
+        QCOMPARE(machine.opened, QString());
     }
 
     void folderThatGoesDuringTheExport() {
