@@ -83,25 +83,30 @@ QString ownerScript(const QString& user, const QString& folder) {
 
 } // namespace
 
-QString QenLogHelper::zip(const QString& folder, const QString& archive) {
-    const QString place = QFileInfo(archive).path();
-    QFile::remove(archive);
-    removeUnfinished(place);
+int QenLogHelper::runPacker(const QString& path, const QStringList& argvs, QString& output, QString& failure) {
     TaskHelper::TaskPointer task;
-    QString failure;
-    QString output;
     TaskHelper().excuteTaskPath(
-        u"/bin/bash"_s, {u"-c"_s, zipCommand(folder, archive)},
+        path, argvs,
         [&](const TaskHelper::TaskPointer& launched) {
             task = launched;
-            setRunningZip(launched);
+            setRunningPacker(launched);
         },
         [&](const QString& result, const Platform::Error& error) {
             output = result;
             failure = error ? error.logText().simplified() : QString();
         });
     const int status = endOf(task);
-    setRunningZip(nullptr);
+    setRunningPacker(nullptr);
+    return status;
+}
+
+QString QenLogHelper::zip(const QString& folder, const QString& archive) {
+    const QString place = QFileInfo(archive).path();
+    QFile::remove(archive);
+    removeUnfinished(place);
+    QString output;
+    QString failure;
+    const int status = runPacker(u"/bin/bash"_s, {u"-c"_s, zipCommand(folder, archive)}, output, failure);
     if (status == ZipDone || status == ZipNothingToDo || status == ZipSomeUnreadable) {
         if (status == ZipSomeUnreadable)
             writeLog(u"QenCloud export log left out: "_s + complaints(output));
@@ -126,19 +131,19 @@ bool QenLogHelper::zipAgentLogs(const QString& archive, const Completion& comple
     return false;
 }
 
-void QenLogHelper::setRunningZip(const std::shared_ptr<Platform::QenTask>& task) {
+void QenLogHelper::setRunningPacker(const std::shared_ptr<Platform::QenTask>& task) {
     const std::lock_guard lock(m_zipMutex);
-    m_runningZip = task;
-    if (m_isEnding && m_runningZip)
-        m_runningZip->terminate();
+    m_runningPacker = task;
+    if (m_isEnding && m_runningPacker)
+        m_runningPacker->terminate();
 }
 
 void QenLogHelper::endExports() {
     {
         const std::lock_guard lock(m_zipMutex);
         m_isEnding = true;
-        if (m_runningZip)
-            m_runningZip->terminate();
+        if (m_runningPacker)
+            m_runningPacker->terminate();
     }
     const auto ended = std::make_shared<std::promise<void>>();
     m_zipQueue.async([ended] { ended->set_value(); });
@@ -175,6 +180,20 @@ void QenLogHelper::beginExport(Completion complete, std::function<void(const Com
     if (!complete)
         complete = [](bool, const QString&) {};
     m_zipQueue.async([complete = std::move(complete), steps = std::move(steps)] { steps(complete); });
+}
+
+void QenLogHelper::makeReport(const QString& directory, Completion complete) {
+    beginExport(std::move(complete), [this, directory](const Completion& done) {
+        const QString report = FileManager().createDirectoryWithName(u"MavLogs"_s, directory) + u"/MavReport.zip"_s;
+        QString output;
+        QString failure;
+        if (runPacker(m_world.reporter, {u"report"_s, report}, output, failure) != 0) {
+            done(false, failure.isEmpty() ? u"no report was made"_s : failure);
+            return;
+        }
+        m_world.openFolder(directory);
+        done(true, {});
+    });
 }
 
 void QenLogHelper::zipLogs(Completion complete) {
