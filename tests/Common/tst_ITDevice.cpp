@@ -139,33 +139,25 @@ private Q_SLOTS:
         const Files aliceAtTheSeat{{"/etc/passwd", account},
             {"/run/systemd/seats/seat0", "IS_SEAT0=1\nACTIVE=c2\nACTIVE_UID=1001\n"},
             {"/run/systemd/sessions/c2", "UID=1001\nUSER=alice\nSEAT=seat0\nCLASS=user\nACTIVE=1\n"}};
-        QTest::newRow("system account, alice at the seat") << aliceAtTheSeat << ""
-                                                           << "alice" << 999u;
-        QTest::newRow("nobody, alice at the seat") << aliceAtTheSeat << ""
-                                                   << "alice" << 65534u;
-        QTest::newRow("a person, alice at the seat") << aliceAtTheSeat << ""
-                                                     << "remote" << 4712u;
-        QTest::newRow("a person without an account here, alice at the seat") << aliceAtTheSeat << ""
-                                                                             << "alice" << 4000u;
-        QTest::newRow("session at the seat")
-            << Files{{"/etc/passwd", account}, {"/run/systemd/seats/seat0", "IS_SEAT0=1\nACTIVE=c2\nACTIVE_UID=1000\n"},
-                   {"/run/systemd/sessions/c2", "UID=1000\nUSER=alice\nSEAT=seat0\nCLASS=user\nACTIVE=1\n"}}
-            << ""
-            << "alice" << 0u;
-        QTest::newRow("sessions without a seat file")
-            << Files{{"/etc/passwd", account + "bob:x:4711:0::/home/bob:/bin/sh\n"},
-                   {"/run/systemd/sessions/1", "UID=7\nUSER=remote\nACTIVE=1\n"},
-                   {"/run/systemd/sessions/2", "UID=4711\nSEAT=seat0\nCLASS=user\nACTIVE=1\n"}}
-            << ""
-            << "bob" << 0u;
-        QTest::newRow("login screen") << Files{{"/etc/passwd", account}, {"/run/systemd/seats/seat0", "ACTIVE=c1\n"},
-                                             {"/run/systemd/sessions/c1", "USER=gdm\nCLASS=greeter\nACTIVE=1\n"}}
-                                      << "nobody asks"
-                                      << "me" << 0u;
-        QTest::newRow("last user") << Files{} << "carol\n"
-                                   << "carol" << 0u;
-        QTest::newRow("nobody") << Files{} << ""
-                                << "unknow" << 0u;
+        const auto row = [](const char* name, const Files& files, const char* lastUser, const char* expected,
+                             uint user = 0) {
+            QTest::newRow(name) << files << QString::fromUtf8(lastUser) << QString::fromUtf8(expected) << user;
+        };
+        row("system account, alice at the seat", aliceAtTheSeat, "", "alice", 999);
+        row("nobody, alice at the seat", aliceAtTheSeat, "", "alice", 65534);
+        row("a person, alice at the seat", aliceAtTheSeat, "", "remote", 4712);
+        row("a person without an account here, alice at the seat", aliceAtTheSeat, "", "alice", 4000);
+        row("sessions without a seat file",
+            {{"/etc/passwd", account + "bob:x:4711:0::/home/bob:/bin/sh\n"},
+                {"/run/systemd/sessions/1", "UID=7\nUSER=remote\nACTIVE=1\n"},
+                {"/run/systemd/sessions/2", "UID=4711\nSEAT=seat0\nCLASS=user\nACTIVE=1\n"}},
+            "", "bob");
+        row("login screen",
+            {{"/etc/passwd", account}, {"/run/systemd/seats/seat0", "ACTIVE=c1\n"},
+                {"/run/systemd/sessions/c1", "USER=gdm\nCLASS=greeter\nACTIVE=1\n"}},
+            "nobody asks", "me");
+        row("last user", {}, "carol\n", "carol");
+        row("nobody", {}, "", "unknow");
     }
     void userName() {
         QFETCH(Files, files);
@@ -184,18 +176,15 @@ private Q_SLOTS:
         QTest::addColumn<QString>("account");
         QTest::addColumn<QString>("computer");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("account of its kind") << QByteArray("MacBookAir7,2") << "mb-1234$\n"
-                                             << "x"
-                                             << "MB-1234";
-        QTest::newRow("account of another kind") << QByteArray("iMac19,1") << "MB-1234$\n"
-                                                 << "Desk 3\n"
-                                                 << "Desk 3";
-        QTest::newRow("no domain") << QByteArray("MacBookAir7,2") << ""
-                                   << "Lena's\n"
-                                   << "Lena's";
-        QTest::newRow("nothing at all") << QByteArray() << ""
-                                        << ""
-                                        << "";
+        const auto row = [](const char* name, const char* model, const char* account, const char* computer,
+                             const char* expected) {
+            QTest::newRow(name) << QByteArray(model) << QString::fromUtf8(account) << QString::fromUtf8(computer)
+                                << QString::fromUtf8(expected);
+        };
+        row("account of its kind", "MacBookAir7,2", "mb-1234$\n", "x", "MB-1234");
+        row("account of another kind", "iMac19,1", "MB-1234$\n", "Desk 3\n", "Desk 3");
+        row("no domain", "MacBookAir7,2", "", "Lena's\n", "Lena's");
+        row("nothing at all", "", "", "", "");
     }
     void domainName() {
         QFETCH(QByteArray, model);
