@@ -1,5 +1,3 @@
-#include "ArchiveValue.h"
-#include "KeyedArchiver.h"
 #include "LogRecord.h"
 #include "LogRecordFile.h"
 
@@ -15,9 +13,6 @@
 
 using namespace Qt::StringLiterals;
 
-using Platform::ArchiveValue;
-using Platform::KeyedArchiver;
-
 namespace {
 
 QByteArray contentOf(const QString& path) {
@@ -30,48 +25,12 @@ void put(const QString& path, const QByteArray& bytes) {
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
 }
 
-bool operator==(const LogRecord& left, const LogRecord& right) {
-    return left.currentLogName == right.currentLogName && left.logInfos == right.logInfos;
-}
-
 } // namespace
 
 class tst_LogRecord : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void ringOrder() {
-        QCOMPARE(LogRecord::indexAfter(u"QenCloud-Info-1.log"_s), size_t(1));
-        QCOMPARE(LogRecord::indexAfter(u"QenCloud-Info-2.log"_s), size_t(2));
-        QCOMPARE(LogRecord::indexAfter(u"QenCloud-Info-3.log"_s), size_t(0));
-        for (const char* name : {"QenCloud-Info-4.log", "qencloud-info-1.log", "", "../QenCloud-Info-1.log"})
-            QCOMPARE(LogRecord::indexAfter(QString::fromLatin1(name)), size_t(0));
-    }
-
-    void comesBack() {
-        for (const qint64 count : {0LL, 255LL, 65536LL, 5242880LL, 4294967296LL, 0x7fffffffffffffffLL}) {
-            const LogRecord record{LogRecord::FileNames[2], {count, 7, count}};
-            const auto decoded = decodedLogRecord(encodedLogRecord(record));
-            QVERIFY(decoded && *decoded == record);
-        }
-    }
-
-    void unreadable_data() {
-        QTest::addColumn<QByteArray>("bytes");
-        const QByteArray whole = encodedLogRecord(LogRecord());
-        QTest::newRow("nothing") << QByteArray();
-        QTest::newRow("text") << QByteArray("{\"currentLogName\": 1}");
-        QTest::newRow("half") << whole.left(whole.size() / 2);
-        QTest::newRow("cut by one") << whole.chopped(1);
-        QTest::newRow("zeroes") << QByteArray(whole.size(), 0);
-        QTest::newRow("empty dictionary") << KeyedArchiver::archivedData(ArchiveValue::Dictionary());
-        QTest::newRow("another root") << KeyedArchiver::archivedData(LogRecord::FileNames[0]);
-    }
-    void unreadable() {
-        QFETCH(QByteArray, bytes);
-        QVERIFY(!decodedLogRecord(bytes));
-    }
-
     void stored() {
         QTemporaryDir root;
         const QString folder = root.filePath(u"f"_s);
@@ -89,6 +48,7 @@ private Q_SLOTS:
         for (const qint64 count : {10LL, 0x7fffffffffffffLL, 3LL, 70000LL, 0LL}) {
             record.logInfos = {count, count, count};
             QVERIFY(isStored() && isStored());
+            QCOMPARE(decodedLogRecord(contentOf(path)).value_or(LogRecord()).logInfos, record.logInfos);
         }
         for (const QString& gone : {path, spare}) {
             QVERIFY(QFile::remove(gone));
