@@ -2,7 +2,6 @@
 
 #include "QenLogHelper.h"
 
-#include <QElapsedTimer>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
@@ -104,21 +103,6 @@ private Q_SLOTS:
         for (const QString& line : lines)
             QVERIFY2(text.contains(line), qPrintable(line + text));
         QCOMPARE(text.count(u'\n') == 0, lines.isEmpty());
-    }
-
-    void ticksOnlyOnceStarted() {
-        QTemporaryDir folder;
-        Client client;
-        QenLogHelper log(folder.filePath(u"logs"_s), folder.filePath(u"record"_s));
-        QenCloudClientProcessListener listener(client.world(), log, std::chrono::milliseconds(40));
-        QTest::qSleep(150);
-        QVERIFY(client.calls().isEmpty());
-        listener.startListening();
-        QElapsedTimer timer;
-        timer.start();
-        while (client.calls().size() < 3 && timer.elapsed() < 5000)
-            QTest::qSleep(5);
-        QVERIFY(client.calls().size() >= 3);
     }
 };
 
