@@ -1,6 +1,6 @@
 #include "ITDevice.h"
+#include "TestFiles.h"
 
-#include <QDir>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -22,12 +22,7 @@ public:
             write(file.key(), file.value());
     }
     QString path() const { return m_folder.path(); }
-    void write(const QString& name, const QByteArray& content) {
-        QDir().mkpath(QFileInfo(path() + name).path());
-        QFile file(path() + name);
-        if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-            qFatal("cannot write %s", qPrintable(name));
-    }
+    void write(const QString& name, const QByteArray& content) const { put(path() + name, content); }
     /// An interface as sysfs shows it. @p parts are folders in it, or "name->target".
     void addInterface(const QString& name, const QByteArray& address, const QStringList& parts) {
         const QString folder = u"/sys/class/net/"_s + name;

@@ -4,11 +4,10 @@
 #include "QenLogHelper.h"
 #include "ScriptRunner.h"
 #include "TaskHelper.h"
+#include "TestFiles.h"
 
-#include <QDir>
 #include <QElapsedTimer>
 #include <QTemporaryDir>
-#include <QTest>
 #include <QThread>
 
 #include <algorithm>
@@ -20,12 +19,6 @@ using namespace Qt::StringLiterals;
 using namespace Platform;
 
 namespace {
-
-void put(const QString& path, const QByteArray& bytes = "x") {
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
-}
 
 /// Bytes that no archive makes smaller.
 QByteArray noise(int size) {
@@ -109,27 +102,11 @@ class tst_LogExport : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void quickExport() {
+    void fullExport() {
         Machine machine;
         put(machine.agentLogs() + u"/-TT"_s);
         put(machine.agentLogs() + u"/touch pwned"_s);
         put(machine.agentLogs() + u"/sub/deep.log"_s);
-        put(machine.rootPath() + u"/QenCloudAllLogs.zip"_s, "an old one");
-        machine.log->zipLogs(machine.completion());
-        QVERIFY(machine.wait());
-        QCOMPARE(machine.outcomes, QStringList(u"success|"_s));
-        QCOMPARE(machine.opened, machine.rootPath());
-        QCOMPARE(filesIn(machine.ring + u"/QenCloudLogs.zip"_s),
-            QStringList({u"-TT"_s, u"agent.log"_s, u"sub/deep.log"_s, u"touch pwned"_s}));
-        QCOMPARE(
-            filesIn(machine.rootPath() + u"/QenCloudAllLogs.zip"_s), RingFiles + QStringList(u"QenCloudLogs.zip"_s));
-        QVERIFY(machine.scripts.isEmpty());
-        QVERIFY(!QFile::exists(machine.agentLogs() + u"/pwned"_s));
-        QVERIFY(!QFile::exists(u"pwned"_s));
-    }
-
-    void fullExport() {
-        Machine machine;
         put(Paths::agentState() + u"/state.archive"_s);
         put(Paths::users() + u"/.AllUsers/QenCloud/QenCloud.EXE$/data.db"_s);
         put(Paths::localLibrary() + u"/Logs/"_s + Deployment::VpnLogFolder + u"/vpn.log"_s);
@@ -140,11 +117,14 @@ private Q_SLOTS:
         QCOMPARE(machine.outcomes, QStringList(u"success|"_s));
         QCOMPARE(machine.opened, target);
         const QString archives = target + u"/MavLogs/"_s;
-        QCOMPARE(filesIn(archives + u"MavCloudLogs.zip"_s), QStringList(u"agent.log"_s));
+        QCOMPARE(filesIn(archives + u"MavCloudLogs.zip"_s),
+            QStringList({u"-TT"_s, u"agent.log"_s, u"sub/deep.log"_s, u"touch pwned"_s}));
         QCOMPARE(filesIn(archives + u"MavUserLogs.zip"_s), RingFiles);
         QCOMPARE(filesIn(archives + u"MavCloud.zip"_s), QStringList(u"state.archive"_s));
         QCOMPARE(filesIn(archives + u"MavSqlite.zip"_s), QStringList(u"data.db"_s));
         QCOMPARE(filesIn(archives + u"MavZelVPN.zip"_s), QStringList(u"vpn.log"_s));
+        QVERIFY(machine.scripts.isEmpty());
+        QVERIFY(!QFile::exists(machine.agentLogs() + u"/pwned"_s) && !QFile::exists(u"pwned"_s));
     }
 
     void largeFolderTakesItsTime() {
@@ -158,42 +138,32 @@ private Q_SLOTS:
     }
 
     void failures_data() {
-        QTest::addColumn<QString>("target");
         QTest::addColumn<bool>("hasFolder");
-        QTest::addColumn<QString>("why");
-        const QString why = u"failure|提取所有日志失败:"_s;
-        const QString shell = why + u"Error Domain= Code=-1 (/bin/bash:"_s;
-        QTest::newRow("quick, no folder to pack") << QString() << false << shell;
-        QTest::newRow("no folder to pack") << u"chosen"_s << false << shell;
-        // Nobody makes folders there, not even root.
-        QTest::newRow("no permission") << u"/proc"_s << true << why;
-        QTest::newRow("nothing to write") << u"/proc"_s << true << why;
+        QTest::addColumn<bool>("hasLogs");
+        QTest::newRow("no folder to pack") << false << false;
+        QTest::newRow("no permission") << true << true;
+        QTest::newRow("nothing to write") << true << false;
     }
     void failures() {
-        QFETCH(QString, target);
         QFETCH(bool, hasFolder);
-        QFETCH(QString, why);
+        QFETCH(bool, hasLogs);
         Machine machine;
-        if (QTest::currentDataTag() == QByteArray("nothing to write"))
-            QVERIFY(QFile::remove(machine.agentLogs() + u"/agent.log"_s));
-        if (!hasFolder) {
+        if (!hasLogs)
             QVERIFY(QDir(machine.agentLogs()).removeRecursively());
+        if (!hasFolder)
             put(machine.agentLogs(), "a file in place of the folder");
-            put(machine.root + u"/chosen/MavLogs/MavCloudLogs.zip"_s, "an old one");
-            put(machine.ring + u"/QenCloudLogs.zip"_s, "an old one");
-        }
-        if (target.isEmpty())
-            machine.log->zipLogs(machine.completion());
-        else
-            machine.log->zipLogsWithDirectory(QDir(machine.root).filePath(target), machine.completion());
+        const QString archive = machine.root + u"/chosen/MavLogs/MavCloudLogs.zip"_s;
+        put(archive, "an old one");
+        // Nobody makes folders there, not even root.
+        machine.log->zipLogsWithDirectory(hasFolder ? u"/proc"_s : machine.root + u"/chosen"_s, machine.completion());
         QVERIFY(machine.wait());
         QCOMPARE(machine.outcomes.size(), 1);
-        QVERIFY2(machine.outcomes[0].startsWith(why), qPrintable(machine.outcomes[0]));
+        const QString why = u"failure|提取所有日志失败:"_s;
+        QVERIFY2(machine.outcomes[0].startsWith(hasFolder ? why : why + u"Error Domain= Code=-1 (/bin/bash:"_s),
+            qPrintable(machine.outcomes[0]));
         QVERIFY(machine.opened.isEmpty());
-        // Nor is an old archive left, to be taken for a new one.
-        QVERIFY(hasFolder ||
-            !QFile::exists(target.isEmpty() ? machine.ring + u"/QenCloudLogs.zip"_s
-                                            : machine.root + u"/chosen/MavLogs/MavCloudLogs.zip"_s));
+        // It would be taken for a new one.
+        QCOMPARE(QFile::exists(archive), hasFolder);
     }
 
     void killedZipLeavesNothing_data() {
@@ -249,6 +219,7 @@ private Q_SLOTS:
         QFETCH(bool, works);
         Machine machine;
         QVERIFY(QDir(machine.ring).removeRecursively());
+        put(machine.rootPath() + u"/QenCloudAllLogs.zip"_s, "an old one");
         if (!works)
             machine.scriptError = Error(u"NSAppleScript"_s, -128, u"User canceled."_s);
         machine.log->zipLogs(machine.completion());
@@ -263,7 +234,9 @@ private Q_SLOTS:
         if (works) {
             QCOMPARE(machine.outcomes, QStringList(u"success|"_s));
             QCOMPARE(machine.console.last(), u"Logs path chown success."_s);
-            QCOMPARE(filesIn(machine.rootPath() + u"/QenCloudAllLogs.zip"_s).size(), 4);
+            QCOMPARE(machine.opened, machine.rootPath());
+            QCOMPARE(filesIn(machine.rootPath() + u"/QenCloudAllLogs.zip"_s),
+                RingFiles + QStringList(u"QenCloudLogs.zip"_s));
             return;
         }
         QCOMPARE(machine.outcomes.value(0), u"failure|无法找到日志目录"_s);

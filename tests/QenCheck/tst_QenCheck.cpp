@@ -5,9 +5,10 @@
 #include "QenComplianceManager.h"
 #include "StringTable.h"
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
-using Platform::ArchiveValue;
 using Outcome = QenCheckModel::Outcome;
 
 Q_DECLARE_METATYPE(QenCheckModel::Outcome)
@@ -28,49 +29,92 @@ private Q_SLOTS:
         QVERIFY(installStringTable());
     }
 
-    void probes_data() {
+    void checks_data() {
         QTest::addColumn<QString>("selector");
-        QTest::addColumn<QString>("tool");
-        QTest::addColumn<QByteArray>("script");
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<QVariantMap>("access");
         QTest::addColumn<bool>("isWarn");
         QTest::addColumn<QString>("line");
-        const auto disk = [](const char* name, const QByteArray& script, bool isWarn, const char* line) {
-            QTest::addRow("disk: %s", name) << "checkFileVault:"
-                                            << "fdesetup" << script << isWarn << QString::fromUtf8(line);
+        QTest::addColumn<QString>("note"); // not looked at when null
+        const auto row = [](const char* name, const char* selector, const char* file, const QByteArray& content,
+                             bool isWarn, const QString& line, const QVariantMap& access = {},
+                             const QString& note = {}) {
+            QTest::addRow("%s %s", selector, name) << QString::fromLatin1(selector) << QString::fromLatin1(file)
+                                                   << content << access << isWarn << u"[QenCheck] "_s + line << note;
         };
-        disk("on", "echo 'FileVault is On.'", false, "[QenCheck] FileVault is On.\n");
-        disk("off", "echo 'FileVault is Off.'", true, "[QenCheck] FileVault is Off.\n");
-        disk("silent", "exit 0", true, "[QenCheck] (null)");
-        disk("other language", "echo 'FileVault 已打开。'", true, "[QenCheck] FileVault 已打开。\n");
-        disk("not UTF-8", R"(printf 'FileVault is On\377')", true, "[QenCheck] (null)");
-        disk("also an error", "echo 'FileVault is On.'; echo odd >&2", true, "[QenCheck] (null)");
-        disk("hangs", "exec sleep 30", true, "[QenCheck] (null)");
-        disk("floods", "exec yes no", true, "[QenCheck] no\nno");
-        disk("answers, then hangs", "echo 'FileVault is On.'; exec sleep 30", false, "[QenCheck] FileVault is On.\n");
-        const auto wall = [](const char* name, const QByteArray& script, bool isWarn, const char* line) {
-            QTest::addRow("firewall: %s", name) << "checkFireWall:"
-                                                << "defaults" << script << isWarn << QString::fromUtf8(line);
+        const auto disk = [&](const char* name, const QByteArray& script, bool isWarn, const QString& line) {
+            row(name, "checkFileVault:", "tools/fdesetup", script, isWarn, line);
+        };
+        disk("on", "echo 'FileVault is On.'", false, "FileVault is On.\n");
+        disk("off", "echo 'FileVault is Off.'", true, "FileVault is Off.\n");
+        disk("silent", "exit 0", true, "(null)");
+        disk("other language", "echo 'FileVault 已打开。'", true, "FileVault 已打开。\n");
+        disk("not UTF-8", R"(printf 'FileVault is On\377')", true, "(null)");
+        disk("also an error", "echo 'FileVault is On.'; echo odd >&2", true, "(null)");
+        disk("hangs", "exec sleep 30", true, "(null)");
+        disk("floods", "exec yes no", true, "no\nno");
+        disk("answers, then hangs", "echo 'FileVault is On.'; exec sleep 30", false, "FileVault is On.\n");
+        const auto wall = [&](const char* name, const QByteArray& script, bool isWarn, const QString& line) {
+            row(name, "checkFireWall:", "tools/defaults", script, isWarn, "check FireWall " + line);
         };
         wall("on", R"(test "$*" = "read /Library/Preferences/com.apple.alf globalstate" && echo 1)", false,
-            "[QenCheck] check FireWall state : 1\n");
-        wall("off", "echo 0", true, "[QenCheck] check FireWall state : 0\n");
-        wall("a zero among others", "echo 2; echo 10", true, "[QenCheck] check FireWall state : 2\n10\n");
-        wall("silent", "exit 0", true, "[QenCheck] check FireWall failed : (null)");
-        wall("error", "echo 1; echo denied >&2", true,
-            "[QenCheck] check FireWall failed : Error Domain= Code=-1 (denied\n)");
-        wall("not UTF-8", R"(printf '\377')", true, "[QenCheck] check FireWall failed : (null)");
+            "state : 1\n");
+        wall("off", "echo 0", true, "state : 0\n");
+        wall("a zero among others", "echo 2; echo 10", true, "state : 2\n10\n");
+        wall("silent", "exit 0", true, "failed : (null)");
+        wall("error", "echo 1; echo denied >&2", true, "failed : Error Domain= Code=-1 (denied\n)");
+        wall("not UTF-8", R"(printf '\377')", true, "failed : (null)");
+        const auto domain = [&](const char* name, const QByteArray& joined, const QVariantMap& access, bool isWarn,
+                                const char* note) {
+            const QString line = joined.isEmpty() ? u"(null)"_s : QString::fromUtf8(joined + '\n');
+            row(name, "checkJoinDomain:", "tools/dsconfigad",
+                "test \"$1\" = -show && test -n '" + joined + "' && echo 'Active Directory Domain  = " + joined + "'",
+                isWarn, "check JoinDomain state : " + line, access, QString::fromUtf8(note));
+        };
+        // The answer keeps its line end, so only a name with one equals it.
+        const QVariantMap required{{"ent_domain", "corp.example\n"}};
+        domain("joined", "corp.example", required, false, "");
+        domain("the line end counts", "corp.example", {{"ent_domain", "corp.example"}}, true, "WhyDomainLineEnd");
+        domain("another one", "other.example", required, true, "WhyDomainOther（corp.example）");
+        domain("none", {}, required, true, "WhyDomainNone");
+        domain("no policy", "corp.example", {}, true, "WhyPolicyNotStated");
+        domain("neither", {}, {}, true, "WhyDomainNone");
+        domain("a number", "5", {{"ent_domain", 5}}, true, "WhyPolicyNotStated");
+        const auto version = [&](const char* name, const QByteArray& installed, const QString& minimum, bool isWarn) {
+            const QString line = u"check Qen local version: %1, min version: %2"_s;
+            row(name, "checkQenVersion:", installed.isNull() ? "other.plist" : "Mav.app/Contents/Info.plist",
+                "<plist version=\"1.0\"><dict><key>CFBundleVersion</key><string>" + installed +
+                    "</string></dict></plist>",
+                isWarn, line.arg(orNull(QString::fromUtf8(installed)), orNull(minimum)),
+                minimum.isNull() ? QVariantMap() : QVariantMap{{"ent_qen", minimum}});
+        };
+        version("before", "2.1", "2.10", false);
+        version("later", "2.10", "2.1", true);
+        version("equal", "2.1", "2.1", true);
+        version("as text", "10.0", "9.0", false);
+        version("no minimum", "1.0", {}, true);
+        version("no bundle", {}, "9.0", true);
     }
-    void probes() {
+    void checks() {
         QFETCH(QString, selector);
-        QFETCH(QString, tool);
-        QFETCH(QByteArray, script);
+        QFETCH(QString, file);
+        QFETCH(QByteArray, content);
+        QFETCH(QVariantMap, access);
         QFETCH(QString, line);
-        m_world->tool(tool, script);
+        QFETCH(QString, note);
+        file.startsWith(u"tools/") ? m_world->tool(file.mid(6), content) : m_world->write(file, content);
+        if (!access.isEmpty())
+            m_world->policy(access, {});
+        m_world->policy({{"ent_domain", "other.example\n"}}, ".archive"); // is for others
         const auto model = run(selector);
         QTEST(model->isWarn(), "isWarn");
         const QStringList lines = m_world->lines();
-        QVERIFY2(lines.size() >= 2 && lines[1].startsWith(line), qPrintable(lines.join(u'|')));
+        QVERIFY2(std::any_of(lines.begin(), lines.end(), [&](const QString& one) { return one.startsWith(line); }),
+            qPrintable(lines.join(u'|')));
         QVERIFY(!model->reason().isEmpty() && model->reason().size() < 200 && !model->reason().contains(u'\n'));
+        if (!note.isNull())
+            QCOMPARE(model->note(), words(line.section(u" : "_s, 1).trimmed()));
     }
 
     void reasons_data() {
@@ -128,69 +172,6 @@ private Q_SLOTS:
         QCOMPARE(isAsked, model->isWarn() && model->reasonCode() != u"probe.late");
     }
 
-    void domain_data() {
-        QTest::addColumn<QString>("joined");
-        QTest::addColumn<QVariantMap>("access");
-        QTest::addColumn<bool>("isWarn");
-        QTest::addColumn<QString>("note");
-        const auto required = [](const QString& domain) { return QVariantMap{{"ent_domain", domain}}; };
-        // The answer keeps its line end, so only a name with one equals it.
-        QTest::newRow("joined") << "corp.example" << required("corp.example\n") << false << "";
-        QTest::newRow("the line end counts")
-            << "corp.example" << required("corp.example") << true << "WhyDomainLineEnd";
-        QTest::newRow("another one") << "other.example" << required("corp.example\n") << true
-                                     << "WhyDomainOther（corp.example）";
-        QTest::newRow("none") << QString() << required("corp.example\n") << true << "WhyDomainNone";
-        QTest::newRow("no policy") << "corp.example" << QVariantMap() << true << "WhyPolicyNotStated";
-        QTest::newRow("neither") << QString() << QVariantMap() << true << "WhyDomainNone";
-        QTest::newRow("a number") << "5" << QVariantMap{{"ent_domain", 5}} << true << "WhyPolicyNotStated";
-    }
-    void domain() {
-        QFETCH(QString, joined);
-        QFETCH(QVariantMap, access);
-        m_world->policy(access, {});
-        m_world->policy({{"ent_domain", "other.example\n"}}, ".archive"); // is for others
-        m_world->tool("dsconfigad",
-            "test \"$1\" = -show || exit 1\n" +
-                (joined.isEmpty() ? "exit 0" : "echo 'Active Directory Domain          = " + joined.toUtf8() + "'"));
-        const auto model = run("checkJoinDomain:");
-        QTEST(model->isWarn(), "isWarn");
-        QCOMPARE(model->note(), words(joined));
-        QCOMPARE(m_world->lines().value(1),
-            u"[QenCheck] check JoinDomain state : %1"_s.arg(joined.isEmpty() ? "(null)" : joined + u'\n'));
-    }
-
-    void version_data() {
-        QTest::addColumn<QString>("installed");
-        QTest::addColumn<QString>("minimum");
-        QTest::addColumn<bool>("isWarn");
-        const auto row = [](const char* name, const QString& installed, const QString& minimum, bool isWarn) {
-            QTest::newRow(name) << installed << minimum << isWarn;
-        };
-        row("before", "2.1", "2.10", false);
-        row("later", "2.10", "2.1", true);
-        row("equal", "2.1", "2.1", true);
-        row("as text", "10.0", "9.0", false);
-        row("no bundle", {}, "9.0", true);
-        row("no minimum", "1.0", {}, true);
-    }
-    void version() {
-        QFETCH(QString, installed);
-        QFETCH(QString, minimum);
-        if (!installed.isNull())
-            m_world->write("Mav.app/Contents/Info.plist",
-                "<plist version=\"1.0\"><dict><key>CFBundleVersion</key><string>" + installed.toUtf8() +
-                    "</string></dict></plist>");
-        if (!minimum.isNull())
-            m_world->policy({{"ent_qen", minimum}}, {});
-        const auto model = run("checkQenVersion:");
-        QTEST(model->isWarn(), "isWarn");
-        const auto shown = [](const QString& text) { return text.isNull() ? u"(null)"_s : text; };
-        QCOMPARE(m_world->lines(),
-            QStringList{
-                u"[QenCheck] check Qen local version: %1, min version: %2"_s.arg(shown(installed), shown(minimum))});
-    }
-
     void withoutResult() {
         for (const QString& selector :
             {QString(), u"checkPasswordSecurity:"_s, u"checkFileVault"_s, u"noSuchCheck:"_s}) {
@@ -218,33 +199,26 @@ private Q_SLOTS:
         QTEST(QenCheck::replaceUnicode(text), "plain");
     }
 
-    void manager_data() {
-        QTest::addColumn<QString>("tool");
-        QTest::addColumn<QByteArray>("script");
-        QTest::addColumn<QString>("answers"); // firewall, disk, application store
-        const auto row = [](const char* name, const char* tool, const char* script, const char* answers) {
-            QTest::newRow(name) << QString::fromLatin1(tool) << QByteArray(script) << QString::fromLatin1(answers);
-        };
-        // The firewall's question goes to the disk's tool and the other way round.
-        row("disk on", "fdesetup", "echo FileVault is On.", "yes no no");
-        row("state 0", "defaults", "echo 0", "no yes no");
-        row("store", "open", "test \"$2\" = '/Applications/App Store.app' && echo 'Active Directory'", "no no yes");
-        row("error wins", "defaults", "echo 0; echo bad >&2", "no bad\n no");
-    }
+    /// The firewall's question goes to the disk's tool and the other way round.
     void manager() {
-        QFETCH(QString, tool);
-        QFETCH(QByteArray, script);
-        for (const char* name : {"fdesetup", "defaults", "open"})
-            m_world->tool(name, "exit 0");
-        m_world->tool(tool, script);
         QStringList answers;
-        const auto note = [&](bool result, const Platform::Error& error) {
+        const auto note = [&answers](bool result, const Platform::Error& error) {
             answers << (error ? error.localizedFailureReason() : result ? u"yes"_s : u"no"_s);
         };
-        QenComplianceManager::checkFireWallWithCompletion(note);
-        QenComplianceManager::checkFileVaultWithCompletion(note);
-        QenComplianceManager::checkAppStoreDisableWithCompletion(note);
-        QTEST(answers.join(u' '), "answers");
+        const auto ask = [&](const char* disk, const char* wall, const char* store) {
+            m_world->tool("fdesetup", disk);
+            m_world->tool("defaults", wall);
+            m_world->tool("open", store);
+            answers.clear();
+            QenComplianceManager::checkFireWallWithCompletion(note);
+            QenComplianceManager::checkFileVaultWithCompletion(note);
+            QenComplianceManager::checkAppStoreDisableWithCompletion(note);
+            return answers.join(u' ');
+        };
+        QCOMPARE(ask("echo FileVault is On.", "echo 1", "exit 0"), u"yes no no"_s);
+        QCOMPARE(ask("echo 0", "echo 0", "test \"$2\" = '/Applications/App Store.app' && echo 'Active Directory'"),
+            u"no yes yes"_s);
+        QCOMPARE(ask("exit 0", "echo 0; echo bad >&2", "exit 0"), u"no bad\n no"_s);
     }
 
     void init() { m_world.emplace(); }

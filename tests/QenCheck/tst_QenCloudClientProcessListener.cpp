@@ -1,60 +1,11 @@
 #include "QenCloudClientProcessListener.h"
 
 #include "QenLogHelper.h"
+#include "TestFiles.h"
 
-#include <QFile>
 #include <QTemporaryDir>
-#include <QTest>
-
-#include <mutex>
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-/// What a listener asks of the client, answered as a row of the table says, and noted.
-class Client {
-public:
-    QenCloudClientProcessListener::World world() {
-        return {.getNetworkType = [this] { note("network"); },
-            .signIn = [this] { return signedIn ? quint64(7) : quint64(0); },
-            .isCheckAndShow = [this] { return shown; },
-            .checkXPCServiceIsReInital = [this] { return serviceIsNew; },
-            .isTicketServiceRefusing = [this] { return refuses; },
-            .existZelVPN =
-                [this] {
-                    note("stop vpn");
-                    signedIn = signedIn && !signsOutMeanwhile;
-                },
-            .runTicketXPC = [this] { note("run ticket"); },
-            .reloadZelVPN = [this] { note("reload"); },
-            .vpnProcessIds = [this](Platform::Error*) { return vpnRuns ? u"4711\n"_s : QString(); }};
-    }
-    QStringList calls() {
-        const std::lock_guard lock(m_mutex);
-        QStringList calls;
-        for (const char* call : m_calls)
-            calls << QString::fromLatin1(call);
-        return calls;
-    }
-
-    bool signedIn = false;
-    bool shown = false;
-    bool serviceIsNew = false;
-    bool refuses = false;
-    bool signsOutMeanwhile = false;
-    bool vpnRuns = false;
-
-private:
-    void note(const char* call) {
-        const std::lock_guard lock(m_mutex);
-        m_calls.push_back(call);
-    }
-    std::mutex m_mutex;
-    std::vector<const char*> m_calls;
-};
-
-} // namespace
 
 class tst_QenCloudClientProcessListener : public QObject {
     Q_OBJECT
@@ -83,23 +34,31 @@ private Q_SLOTS:
         QFETCH(QString, state);
         QFETCH(QStringList, lines);
         QTemporaryDir folder;
-        Client client;
-        client.signedIn = state.contains("signed-in");
-        client.shown = state.contains("shown");
-        client.serviceIsNew = state.contains("new");
-        client.refuses = state.contains("refuses");
-        client.signsOutMeanwhile = state.contains("leaves");
-        client.vpnRuns = state.contains("vpn");
         QenLogHelper log(folder.filePath(u"logs"_s), folder.filePath(u"record"_s));
+        const auto is = [&state](const char* what) { return state.contains(QLatin1StringView(what)); };
+        bool signedIn = is("signed-in");
+        QStringList calls;
         { // its end waits for the background check
-            QenCloudClientProcessListener listener(client.world(), log);
+            QenCloudClientProcessListener listener(
+                {.getNetworkType = [&] { calls << u"network"_s; },
+                    .signIn = [&] { return signedIn ? quint64(7) : quint64(0); },
+                    .isCheckAndShow = [&] { return is("shown"); },
+                    .checkXPCServiceIsReInital = [&] { return is("new"); },
+                    .isTicketServiceRefusing = [&] { return is("refuses"); },
+                    .existZelVPN =
+                        [&] {
+                            calls << u"stop vpn"_s;
+                            signedIn = !is("leaves");
+                        },
+                    .runTicketXPC = [&] { calls << u"run ticket"_s; },
+                    .reloadZelVPN = [&] { calls << u"reload"_s; },
+                    .vpnProcessIds = [&](Platform::Error*) { return is("vpn") ? u"4711\n"_s : QString(); }},
+                log);
             listener.checkNgnServerAndLoad();
         }
         log.drain();
-        QTEST(client.calls(), "calls");
-        QFile file(folder.filePath(u"logs/QenCloud-Info-1.log"_s));
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QString text = QString::fromUtf8(file.readAll());
+        QTEST(calls, "calls");
+        const QString text = QString::fromUtf8(contentOf(folder.filePath(u"logs/QenCloud-Info-1.log"_s)));
         for (const QString& line : lines)
             QVERIFY2(text.contains(line), qPrintable(line + text));
         QCOMPARE(text.count(u'\n') == 0, lines.isEmpty());
