@@ -52,9 +52,6 @@ struct Commands {
     }
 };
 
-const QByteArray PropertyListText = R"(<?xml version="1.0" encoding="UTF-8"?>
-<plist version="1.0"><dict><key>CFBundleShortVersionString</key><string>3.2.1</string></dict></plist>)";
-
 } // namespace
 
 class TestITDevice : public QObject {
@@ -147,10 +144,6 @@ private Q_SLOTS:
                 {"/run/systemd/sessions/1", "UID=7\nUSER=remote\nACTIVE=1\n"},
                 {"/run/systemd/sessions/2", "UID=4711\nSEAT=seat0\nCLASS=user\nACTIVE=1\n"}},
             "", "bob");
-        row("login screen",
-            {{"/etc/passwd", account}, {"/run/systemd/seats/seat0", "ACTIVE=c1\n"},
-                {"/run/systemd/sessions/c1", "USER=gdm\nCLASS=greeter\nACTIVE=1\n"}},
-            "nobody asks", "me");
         row("last user", {}, "carol\n", "carol");
         row("nobody", {}, "", "unknow");
     }
@@ -291,9 +284,7 @@ private Q_SLOTS:
         const ITDevice device(root.path());
         QCOMPARE(device.systemInfoString("kernel.ostype"), "Linux");
         QTest::ignoreMessage(
-            QtInfoMsg, QRegularExpression("sysctlbyname\\(kernel\\.none\\) failed: No such file or directory"));
-        QCOMPARE(device.systemInfoString("kernel.none"), "unkown name");
-        QTest::ignoreMessage(QtInfoMsg, QRegularExpression("sysctlbyname\\(\\.\\./\\.\\./etc/passwd\\) failed"));
+            QtInfoMsg, QRegularExpression("sysctlbyname\\(\\.\\./\\.\\./etc/passwd\\) failed: No such"));
         QCOMPARE(device.systemInfoString("../../etc/passwd"), "unkown name");
     }
 
@@ -302,10 +293,13 @@ private Q_SLOTS:
                                   "Version: 9\nDescription: d\n\nPackage: tool\nStatus: install ok installed\n"
                                   "Maintainer: The Team <t@example.org>\nArchitecture: all\nVersion: 1:2.0-1\n"
                                   "Description: d\n";
-        const Root root({{"/Applications/Some.app/Contents/Info.plist", PropertyListText},
-            {"/Applications/Broken.app/Contents/Info.plist", "<plist><dict>"}, {"/var/lib/dpkg/status", status},
-            {"/var/lib/dpkg/info/other.list", "/.\n/opt/x/too\n"},
-            {"/var/lib/dpkg/info/tool.list", "/.\n/bin\n/bin/tool\n/opt/a [x]*\n"}});
+        const Root root(
+            {{"/Applications/Some.app/Contents/Info.plist",
+                 "<plist "
+                 "version=\"1.0\"><dict><key>CFBundleShortVersionString</key><string>3.2.1</string></dict></plist>"},
+                {"/Applications/Broken.app/Contents/Info.plist", "<plist><dict>"}, {"/var/lib/dpkg/status", status},
+                {"/var/lib/dpkg/info/other.list", "/.\n/opt/x/too\n"},
+                {"/var/lib/dpkg/info/tool.list", "/.\n/bin\n/bin/tool\n/opt/a [x]*\n"}});
         const ITDevice device(root.path());
         const QString bundles = root.path() + "/Applications/";
         QCOMPARE(device.getAppVersionWithPath(bundles + "Some.app/Contents/MacOS/Some"), "3.2.1");
@@ -326,18 +320,15 @@ private Q_SLOTS:
     void anyThreadMayAsk() {
         // Of the running system, whatever that is: the same answer for everybody.
         ITDevice device;
-        const QStringList expected =
-            device.macAddresses() + device.ipArray() + QStringList{device.uuid(), device.osName()};
+        const auto ask = [&device] {
+            device.getMacAndIPAddr();
+            return device.macAddresses() + device.ipArray() + QStringList{device.uuid(), device.osName()};
+        };
+        const QStringList expected = ask();
         std::atomic<int> same{0};
         std::vector<std::thread> threads;
-        for (int i = 0; i < 4; ++i) {
-            threads.emplace_back([&] {
-                device.getMacAndIPAddr();
-                const QStringList found =
-                    device.macAddresses() + device.ipArray() + QStringList{device.uuid(), device.osName()};
-                same += found == expected;
-            });
-        }
+        for (int i = 0; i < 4; ++i)
+            threads.emplace_back([&] { same += ask() == expected; });
         for (std::thread& thread : threads)
             thread.join();
         QCOMPARE(same.load(), 4);

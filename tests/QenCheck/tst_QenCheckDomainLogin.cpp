@@ -163,14 +163,7 @@ private:
         qint64 at;
     };
 
-    QenCheck::World world() {
-        return {.log = m_world->log(),
-            .tasks = m_tasks,
-            .center = m_world->center,
-            .agentState = m_world->agent(),
-            .applicationBundle = m_world->bundle(),
-            .accounts = this};
-    }
+    QenCheck::World world() { return m_world->checks(m_tasks, this); }
     bool hasRecord() override { return m_hasRecord; }
     void check(const QString& account, const QString& domain, Answer answer) override {
         m_requests.append({account, domain, std::move(answer), m_clock.elapsed()});

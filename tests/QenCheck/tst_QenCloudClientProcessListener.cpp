@@ -1,9 +1,9 @@
 #include "QenCloudClientProcessListener.h"
 
 #include "QenLogHelper.h"
-#include "TestFiles.h"
 
 #include <QTemporaryDir>
+#include <QTest>
 
 using namespace Qt::StringLiterals;
 
@@ -14,25 +14,19 @@ private Q_SLOTS:
     void oneTick_data() {
         QTest::addColumn<QString>("state");
         QTest::addColumn<QStringList>("calls");
-        QTest::addColumn<QStringList>("lines");
-        const QStringList checked{
-            "NGN Server is existed", "start check zelvpn ....", "end check zelvpn ifload ....result:"};
-        const QStringList reloaded{"NGN Server reload ........................"};
-        const auto row = [](const char* name, const char* state, const QStringList& calls, const QStringList& lines) {
-            QTest::newRow(name) << QString::fromLatin1(state) << QStringList("network") + calls << lines;
+        const auto row = [](const char* name, const char* state, const QStringList& calls) {
+            QTest::newRow(name) << QString::fromLatin1(state) << QStringList("network") + calls;
         };
-        row("signed out", "shown new", {}, {});
-        row("not confirmed yet", "signed-in new", {}, {});
-        row("service is new", "signed-in shown new", {"stop vpn", "run ticket", "reload"}, reloaded);
-        row("component is gone", "signed-in shown", {"reload"},
-            checked + QStringList{"zelvpn exit reload zelvpn....."});
-        row("all is well", "signed-in shown vpn", {}, checked + QStringList{"Qen ZelVPN existed...."});
-        row("who signs out meanwhile gets nothing", "signed-in shown new leaves", {"stop vpn"}, reloaded);
-        row("a service that refuses takes the VPN down once", "signed-in shown new refuses", {"run ticket"}, reloaded);
+        row("signed out", "shown new", {});
+        row("not confirmed yet", "signed-in new", {});
+        row("service is new", "signed-in shown new", {"stop vpn", "run ticket", "reload"});
+        row("component is gone", "signed-in shown", {"reload"});
+        row("all is well", "signed-in shown vpn", {});
+        row("who signs out meanwhile gets nothing", "signed-in shown new leaves", {"stop vpn"});
+        row("a service that refuses takes the VPN down once", "signed-in shown new refuses", {"run ticket"});
     }
     void oneTick() {
         QFETCH(QString, state);
-        QFETCH(QStringList, lines);
         QTemporaryDir folder;
         QenLogHelper log(folder.filePath(u"logs"_s), folder.filePath(u"record"_s));
         const auto is = [&state](const char* what) { return state.contains(QLatin1StringView(what)); };
@@ -56,12 +50,7 @@ private Q_SLOTS:
                 log);
             listener.checkNgnServerAndLoad();
         }
-        log.drain();
         QTEST(calls, "calls");
-        const QString text = QString::fromUtf8(contentOf(folder.filePath(u"logs/QenCloud-Info-1.log"_s)));
-        for (const QString& line : lines)
-            QVERIFY2(text.contains(line), qPrintable(line + text));
-        QCOMPARE(text.count(u'\n') == 0, lines.isEmpty());
     }
 };
 

@@ -24,7 +24,6 @@ public:
     }
     QString file(const QString& name) const { return m_folder.filePath(name); }
     QString agent() const { return file(u"agent"_s); }
-    QString bundle() const { return file(u"Mav.app"_s); }
 
     void write(const QString& name, const QByteArray& bytes) const {
         QDir().mkpath(QFileInfo(file(name)).path());
@@ -52,6 +51,15 @@ public:
     QStringList lines() {
         const QMutexLocker lock(&m_mutex);
         return m_lines;
+    }
+
+    QenCheck::World checks(const TaskHelper& tasks, DomainAccountLink* accounts = nullptr) {
+        return {.log = log(),
+            .tasks = tasks,
+            .center = center,
+            .agentState = agent(),
+            .applicationBundle = file(u"Mav.app"_s),
+            .accounts = accounts};
     }
 
     Platform::NotificationCenter center;
