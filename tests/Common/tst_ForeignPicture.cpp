@@ -124,21 +124,16 @@ private Q_SLOTS:
         QCOMPARE(drawn.size(), QSize(Width, Height));
     }
 
-    void drawings_data() {
-        QTest::addColumn<QByteArray>("content");
-        QTest::addColumn<QSize>("size");
-        QTest::newRow("keeps its shape") << drawing("<rect width='20' height='10'/>") << QSize(48, 24);
-        QTest::newRow("nested references") << nestedDrawing() << QSize(0, 0);
-        QTest::newRow("another file inside") << drawing("<image xlink:href='/dev/zero'/>") << QSize(0, 0);
-        QTest::newRow("entities") << "<!DOCTYPE svg [<!ENTITY a 'b'>]>" + drawing("&a;") << QSize(0, 0);
-        QTest::newRow("too long") << drawing(QByteArray(ForeignPictureLimits::VectorFileSize, ' ')) << QSize(0, 0);
-        QTest::newRow("broken") << drawing("<rect") << QSize(0, 0);
-        QTest::newRow("without extent") << QByteArray("<svg xmlns='http://www.w3.org/2000/svg' width='0' height='0'/>")
-                                        << QSize(0, 0);
-    }
     void drawings() {
-        QFETCH(QByteArray, content);
-        QTEST(readForeignPicture(write(u"icon.svg"_s, content), 48).size(), "size");
+        const auto size = [this](const QByteArray& content) {
+            return readForeignPicture(write(u"icon.svg"_s, content), 48).size();
+        };
+        QCOMPARE(size(drawing("<rect width='20' height='10'/>")), QSize(48, 24)); // keeps its shape
+        for (const QByteArray& refused : {nestedDrawing(), drawing("<image xlink:href='/dev/zero'/>"),
+                 "<!DOCTYPE svg [<!ENTITY a 'b'>]>" + drawing("&a;"),
+                 drawing(QByteArray(ForeignPictureLimits::VectorFileSize, ' ')), drawing("<rect"),
+                 QByteArray("<svg xmlns='http://www.w3.org/2000/svg' width='0' height='0'/>")})
+            QVERIFY2(size(refused).isEmpty(), refused.left(300).constData());
     }
 
 private:

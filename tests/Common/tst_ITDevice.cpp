@@ -121,69 +121,50 @@ private Q_SLOTS:
         QCOMPARE(device.machineName(), "another");
     }
 
-    void userName_data() {
+    void userName() {
+        Commands commands;
+        const auto name = [&commands](const Files& files, uint user = 0) {
+            const Root root(files);
+            return ITDevice(root.path(), {.run = commands.runner(), .user = user}).userName();
+        };
         const QByteArray account = "me:x:0:0:My Name,,,:/home/me:/bin/sh\nsys:x:999:9::/:/bin/sh\n"
                                    "remote:x:4712:9::/:/bin/sh\nnobody:x:65534:9::/:/bin/sh\n";
-        QTest::addColumn<Files>("files");
-        QTest::addColumn<QString>("lastUser");
-        QTest::addColumn<QString>("expected");
-        QTest::addColumn<uint>("user");
         const Files aliceAtTheSeat{{"/etc/passwd", account},
             {"/run/systemd/seats/seat0", "IS_SEAT0=1\nACTIVE=c2\nACTIVE_UID=1001\n"},
             {"/run/systemd/sessions/c2", "UID=1001\nUSER=alice\nSEAT=seat0\nCLASS=user\nACTIVE=1\n"}};
-        const auto row = [](const char* name, const Files& files, const char* lastUser, const char* expected,
-                             uint user = 0) {
-            QTest::newRow(name) << files << QString::fromUtf8(lastUser) << QString::fromUtf8(expected) << user;
-        };
-        row("system account, alice at the seat", aliceAtTheSeat, "", "alice", 999);
-        row("nobody, alice at the seat", aliceAtTheSeat, "", "alice", 65534);
-        row("a person, alice at the seat", aliceAtTheSeat, "", "remote", 4712);
-        row("a person without an account here, alice at the seat", aliceAtTheSeat, "", "alice", 4000);
-        row("sessions without a seat file",
-            {{"/etc/passwd", account + "bob:x:4711:0::/home/bob:/bin/sh\n"},
-                {"/run/systemd/sessions/1", "UID=7\nUSER=remote\nACTIVE=1\n"},
-                {"/run/systemd/sessions/2", "UID=4711\nSEAT=seat0\nCLASS=user\nACTIVE=1\n"}},
-            "", "bob");
-        row("last user", {}, "carol\n", "carol");
-        row("nobody", {}, "", "unknow");
-    }
-    void userName() {
-        QFETCH(Files, files);
-        QFETCH(QString, lastUser);
-        QFETCH(QString, expected);
-        QFETCH(uint, user);
-        const Root root(files);
-        Commands commands{{{"lastUserName", lastUser}}, {}};
-        QCOMPARE(ITDevice(root.path(), {.run = commands.runner(), .user = user}).userName(), expected);
-        const QString command = "/usr/bin/defaults read /Library/Preferences/com.apple.loginwindow.plist lastUserName";
-        QCOMPARE(commands.run, files.isEmpty() ? QStringList{command} : QStringList{});
+        QCOMPARE(name(aliceAtTheSeat, 999), "alice"); // asked by a system account
+        QCOMPARE(name(aliceAtTheSeat, 65534), "alice");
+        QCOMPARE(name(aliceAtTheSeat, 4712), "remote"); // by a person
+        QCOMPARE(name(aliceAtTheSeat, 4000), "alice");  // by one without an account here
+        // Sessions without a seat file.
+        QCOMPARE(name({{"/etc/passwd", account + "bob:x:4711:0::/home/bob:/bin/sh\n"},
+                     {"/run/systemd/sessions/1", "UID=7\nUSER=remote\nACTIVE=1\n"},
+                     {"/run/systemd/sessions/2", "UID=4711\nSEAT=seat0\nCLASS=user\nACTIVE=1\n"}}),
+            "bob");
+        QCOMPARE(name({{"/etc/passwd", account}, {"/run/systemd/seats/seat0", "ACTIVE=c1\n"},
+                     {"/run/systemd/sessions/c1", "USER=gdm\nCLASS=greeter\nACTIVE=1\n"}}),
+            "me");
+        QVERIFY(commands.run.isEmpty());
+        QCOMPARE(name({}), "unknow");
+        QCOMPARE(commands.run,
+            QStringList{"/usr/bin/defaults read /Library/Preferences/com.apple.loginwindow.plist lastUserName"});
+        commands.answers = {{"lastUserName", "carol\n"}};
+        QCOMPARE(name({}), "carol");
     }
 
-    void domainName_data() {
-        QTest::addColumn<QByteArray>("model");
-        QTest::addColumn<QString>("account");
-        QTest::addColumn<QString>("computer");
-        QTest::addColumn<QString>("expected");
-        const auto row = [](const char* name, const char* model, const char* account, const char* computer,
-                             const char* expected) {
-            QTest::newRow(name) << QByteArray(model) << QString::fromUtf8(account) << QString::fromUtf8(computer)
-                                << QString::fromUtf8(expected);
-        };
-        row("account of its kind", "MacBookAir7,2", "mb-1234$\n", "x", "MB-1234");
-        row("account of another kind", "iMac19,1", "MB-1234$\n", "Desk 3\n", "Desk 3");
-        row("no domain", "MacBookAir7,2", "", "Lena's\n", "Lena's");
-        row("nothing at all", "", "", "", "");
-    }
     void domainName() {
-        QFETCH(QByteArray, model);
-        QFETCH(QString, account);
-        QFETCH(QString, computer);
-        const Root root({{"/sys/class/dmi/id/product_name", model}});
-        Commands commands{{{"dsconfigad -show | grep 'Computer Account' | awk '{print $4}'", account},
-                              {"/usr/sbin/scutil --get ComputerName", computer}},
-            {}};
-        QTEST(ITDevice(root.path(), {.run = commands.runner()}).getADDomainName(), "expected");
+        Commands commands;
+        const auto name = [&commands](const char* model, const char* account, const char* computer) {
+            const Root root({{"/sys/class/dmi/id/product_name", model}});
+            commands.answers = {{"dsconfigad -show | grep 'Computer Account' | awk '{print $4}'", account},
+                {"/usr/sbin/scutil --get ComputerName", computer}};
+            return ITDevice(root.path(), {.run = commands.runner()}).getADDomainName();
+        };
+        QCOMPARE(name("MacBookAir7,2", "mb-1234$\n", "x"), "MB-1234");
         QVERIFY(commands.run.constFirst().startsWith("/bin/sh -c dsconfigad"));
+        QCOMPARE(name("iMac19,1", "MB-1234$\n", "Desk 3\n"), "Desk 3"); // an account of another kind of computer
+        QCOMPARE(name("MacBookAir7,2", "", "Lena's\n"), "Lena's");
+        QCOMPARE(name("", "", ""), "");
     }
 
     void interfaces() {

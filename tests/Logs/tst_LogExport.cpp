@@ -3,16 +3,16 @@
 #include "Paths.h"
 #include "QenLogHelper.h"
 #include "ScriptRunner.h"
+#include "Tally.h"
 #include "TaskHelper.h"
 #include "TestFiles.h"
 
 #include <QElapsedTimer>
+#include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QThread>
 
-#include <algorithm>
-#include <random>
-#include <semaphore>
+#include <vector>
 
 using namespace Qt::StringLiterals;
 
@@ -22,26 +22,18 @@ namespace {
 
 /// Bytes that no archive makes smaller.
 QByteArray noise(int size) {
-    QByteArray bytes(size, Qt::Uninitialized);
-    std::minstd_rand random;
-    std::generate(bytes.begin(), bytes.end(), [&random] { return static_cast<char>(random() >> 8U); });
-    return bytes;
+    std::vector<quint32> words(static_cast<size_t>(size) / sizeof(quint32));
+    QRandomGenerator(1).fillRange(words.data(), static_cast<qsizetype>(words.size()));
+    return {reinterpret_cast<const char*>(words.data()), size};
 }
 
-/// The files in a zip archive, folders left out; "(none)" without an archive.
+/// The files in a zip archive, folders left out.
 QStringList filesIn(const QString& archive) {
-    if (!QFile::exists(archive))
-        return {u"(none)"_s};
     QString list;
-    TaskHelper().excuteTaskPath(u"/bin/bash"_s, {u"-c"_s, u"zip -sf "_s + ScriptRunner::shellQuoted(archive)}, {},
-        [&](const QString& result, const Error&) { list = result; });
-    QStringList files;
-    for (const QString& line : list.split(u'\n')) {
-        if (line.startsWith(u"  "_s) && !line.endsWith(u'/'))
-            files << line.mid(2);
-    }
-    files.sort();
-    return files;
+    const QString command = u"unzip -Z1 %1 | grep -v '/$' | LC_ALL=C sort"_s.arg(ScriptRunner::shellQuoted(archive));
+    TaskHelper().excuteTaskPath(
+        u"/bin/bash"_s, {u"-c"_s, command}, {}, [&](const QString& result, const Error&) { list = result; });
+    return list.split(u'\n', Qt::SkipEmptyParts);
 }
 
 /// A machine in one folder, whose name is as awkward as names can be.
@@ -53,7 +45,7 @@ struct Machine {
     QStringList scripts;
     QStringList console;
     Error scriptError;
-    std::counting_semaphore<> done{0};
+    Tally done;
     QStringList outcomes;
     std::unique_ptr<QenLogHelper> log;
 
@@ -86,12 +78,7 @@ struct Machine {
             done.release();
         };
     }
-    bool wait(int completions = 1) {
-        bool isDone = true;
-        for (int i = 0; i < completions; ++i)
-            isDone = isDone && done.try_acquire_for(std::chrono::seconds(30));
-        return isDone;
-    }
+    bool wait(int completions = 1) { return done.tryAcquire(completions, 30000); }
 };
 
 const QStringList RingFiles{u"QenCloud-Info-1.log"_s, u"QenCloud-Info-2.log"_s, u"QenCloud-Info-3.log"_s};

@@ -39,6 +39,7 @@ echo 'OriginalNodeName: /Active Directory/CORP/corp.example')");
         const auto row = [](const char* name, const char* tool, const char* script, const QString& line) {
             QTest::newRow(name) << QString::fromLatin1(tool) << QByteArray(script) << Prefix + line;
         };
+        row("signed in", "record", "", u"NGN is start or Qen has been logined."_s);
         row("no last user", "defaults", "exit 0", start);
         row("defaults fails", "defaults", "echo lisi; echo bad >&2", start);
         row("no domain account", "dscl", "echo none >&2", u" The login user account isn`t domain mobile account."_s);
@@ -52,6 +53,7 @@ echo 'OriginalNodeName: /Active Directory/CORP/corp.example')");
     void stops() {
         QFETCH(QString, tool);
         QFETCH(QByteArray, script);
+        m_hasRecord = tool == u"record";
         for (const QString& name : tool.split(u','))
             m_world->tool(name, script);
         {
@@ -113,13 +115,6 @@ echo 'OriginalNodeName: /Active Directory/CORP/corp.example')");
         QTRY_COMPARE(m_requests.size(), 1);
         QTEST(m_requests[0].account, "account");
         QCOMPARE(m_requests[0].domain, u"corp.example"_s);
-    }
-
-    void signedIn() {
-        m_hasRecord = true;
-        QenCheck check(world(), Tick);
-        check.checkDomainLogin();
-        QCOMPARE(m_world->lines().last(), Prefix + "NGN is start or Qen has been logined.");
     }
 
     void asksAgainAfterFifteenTicks() {

@@ -175,13 +175,8 @@ private Q_SLOTS:
 
     void joinDomain_data() {
         QTest::addColumn<bool>("runs");
-        QTest::addColumn<QStringList>("expected");
-        QTest::newRow("runs already") << true << QStringList();
-        QTest::newRow("is started")
-            << false
-            << QStringList{
-                   u"do shell script \"open -a /b/Resources/JoinDomainTool.app/Contents/MacOS/JoinDomainTool\""_s,
-                   u"Open JoinDomainTool result:(null), error:Error Domain=NSAppleScript Code=1"_s};
+        QTest::newRow("runs already") << true;
+        QTest::newRow("is started") << false;
     }
     void joinDomain() {
         QFETCH(bool, runs);
@@ -212,7 +207,10 @@ private Q_SLOTS:
         QVERIFY(action.isJoiningDomain());
         QTRY_COMPARE(joining.size(), 2);
         QVERIFY(!action.isJoiningDomain());
-        QTEST(world.lines(), "expected");
+        const QStringList started{
+            "do shell script \"open -a /b/Resources/JoinDomainTool.app/Contents/MacOS/JoinDomainTool\"",
+            "Open JoinDomainTool result:(null), error:Error Domain=NSAppleScript Code=1"};
+        QCOMPARE(world.lines(), runs ? QStringList() : started);
         QCOMPARE(tool.activations, runs ? 1 : 0);
         QDBusConnection::disconnectFromBus("tool");
     }
