@@ -4,9 +4,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <array>
 #include <thread>
-
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -106,17 +105,14 @@ private Q_SLOTS:
     void machineNameFollowsItsFiles() {
         Root root;
         ITDevice device(root.path());
-        root.write("/proc/sys/kernel/hostname", "one\n");
-        QCOMPARE(device.machineName(), "one");
-        // The kernel's own has no file that changes.
-        root.write("/proc/sys/kernel/hostname", "two\n");
-        QCOMPARE(device.machineName(), "two");
-        root.write("/etc/hostname", "three\n");
-        QCOMPARE(device.machineName(), "three");
-        root.write("/etc/hostname", "another\n");
-        QCOMPARE(device.machineName(), "another");
-        root.write("/etc/machine-info", "PRETTY_HOSTNAME=Five\n");
-        QCOMPARE(device.machineName(), "Five");
+        const QString kernel = "/proc/sys/kernel/hostname"; // has no file that changes
+        const std::array<QString, 3> changes[]{{kernel, "one", "one"}, {kernel, "two", "two"},
+            {"/etc/hostname", "three", "three"}, {"/etc/hostname", "another", "another"},
+            {"/etc/machine-info", "PRETTY_HOSTNAME=Five", "Five"}};
+        for (const auto& [file, content, name] : changes) {
+            root.write(file, content.toUtf8() + '\n');
+            QCOMPARE(device.machineName(), name);
+        }
         QVERIFY(QFile::remove(root.path() + "/etc/machine-info"));
         QCOMPARE(device.machineName(), "another");
     }

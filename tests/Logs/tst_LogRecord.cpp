@@ -67,8 +67,7 @@ private Q_SLOTS:
 
             const auto record = decodedLogRecord(contentOf(path));
             const QByteArray where = QByteArray("round ") + QByteArray::number(round);
-            QVERIFY2(record, where.constData());
-            QVERIFY2(LogRecord::indexOf(record->currentLogName), where.constData());
+            QVERIFY2(record && LogRecord::indexOf(record->currentLogName), where.constData());
             // A line is on its way to the disk before it is counted, and counted before the next one comes.
             constexpr qint64 LongestLine = 100;
             const size_t current = LogRecord::indexOf(record->currentLogName).value();

@@ -6,10 +6,8 @@
 #include "QenLogHelper.h"
 #include "TestFiles.h"
 
-#include <QElapsedTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 

@@ -125,37 +125,35 @@ private Q_SLOTS:
         QTest::addColumn<QString>("note");
         QTest::addColumn<QString>("text");
         const auto row = [](const char* name, const char* probe, const QByteArray& reason, Outcome outcome,
-                             const char* code, const char* note, const char* text) {
+                             const char* code, const char* note, const char* text = "in words") {
             QTest::newRow(name) << probe << reason << outcome << code << QString::fromUtf8(note) << text;
         };
+        constexpr Outcome Running = Outcome::Running;
+        constexpr Outcome Unknown = Outcome::Unknown;
         const char* const off = "echo 'FileVault is Off.'";
         const char* const unknown = "echo 'fdesetup: no' >&2; exit 1";
         const auto says = [](const char* state, const char* code, const char* place = "") {
             return QByteArray("test \"$*\" = 'reason disk' && echo '{\"state\":\"") + state + "\",\"code\":\"" + code +
                 "\",\"subject\":\"sdb1\",\"place\":\"" + place + "\",\"text\":\"in words\"}'";
         };
-        row("on", "echo 'FileVault is On.'", says("off", "disk.plain"), Outcome::Running, "", "",
+        const char* const isOff = "fdesetup answers \"FileVault is Off.\"";
+        row("on", "echo 'FileVault is On.'", says("off", "disk.plain"), Running, "", "",
             "fdesetup answers \"FileVault is On.\"");
-        row("off", off, says("off", "disk.plain", "/home"), Outcome::Running, "disk.plain", "WhyDiskPlain（/home）",
-            "in words");
-        row("off in swap", off, says("off", "disk.plain", "swap"), Outcome::Running, "disk.plain",
-            "WhyDiskPlain（Swap）", "in words");
-        row("unknown", unknown, says("unknown", "disk.silent"), Outcome::Unknown, "disk.silent", "WhyDiskSilent",
-            "in words");
-        row("a code of a later pack", unknown, says("unknown", "disk.new"), Outcome::Unknown, "disk.new", "",
-            "in words");
-        row("changed meanwhile", off, says("on", ""), Outcome::Running, "", "",
-            "fdesetup answers \"FileVault is Off.\"");
-        row("no reason for off", off, "exit 2", Outcome::Running, "", "", "fdesetup answers \"FileVault is Off.\"");
+        row("off", off, says("off", "disk.plain", "/home"), Running, "disk.plain", "WhyDiskPlain（/home）");
+        row("off in swap", off, says("off", "disk.plain", "swap"), Running, "disk.plain", "WhyDiskPlain（Swap）");
+        row("unknown", unknown, says("unknown", "disk.silent"), Unknown, "disk.silent", "WhyDiskSilent");
+        row("a code of a later pack", unknown, says("unknown", "disk.new"), Unknown, "disk.new", "");
+        row("changed meanwhile", off, says("on", ""), Running, "", "", isOff);
+        row("no reason for off", off, "exit 2", Running, "", "", isOff);
         for (const char* nothing : {"exit 2", "echo '[]'", "echo '{\"state\":\"off\"'", "exec sleep 30",
                  "echo '{\"state\":1,\"code\":2}'", "yes"})
-            row(nothing, unknown, nothing, Outcome::Unknown, "probe.silent", "WhyProbeSilent",
+            row(nothing, unknown, nothing, Unknown, "probe.silent", "WhyProbeSilent",
                 "the probe failed: \"fdesetup: no\"");
-        row("too late", "exec sleep 30", says("off", "disk.plain"), Outcome::Unknown, "probe.late", "WhyProbeLate",
+        row("too late", "exec sleep 30", says("off", "disk.plain"), Unknown, "probe.late", "WhyProbeLate",
             "the probe took too long and was stopped");
         row("odd texts", off,
             "printf '{\"state\":\"off\",\"code\":\"disk.plain\",\"subject\":\"sdb1\",\"text\":\"a\\\\u202eb\\\\nc\"}'",
-            Outcome::Running, "disk.plain", "WhyDiskPlain", "a?b c");
+            Running, "disk.plain", "WhyDiskPlain", "a?b c");
     }
     void reasons() {
         QFETCH(QString, probe);

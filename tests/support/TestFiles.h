@@ -11,7 +11,7 @@ inline void put(const QString& path, const QByteArray& bytes = "x", bool isProgr
     QFile file(path);
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
     if (isProgram)
-        QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::ExeOwner));
+        QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
 }
 
 inline QByteArray contentOf(const QString& path) {
