@@ -3,6 +3,7 @@
 #include "ArchiveValue.h"
 #include "PropertyList.h"
 
+#include <QElapsedTimer>
 #include <QtEndian>
 
 #include <sys/resource.h>
@@ -93,13 +94,19 @@ inline QByteArray wideArray(char number) {
     return QByteArray("\xaf\x12\0\3\xd0\x90", 6) + QByteArray(250000, number);
 }
 
-/// Most memory that this process had so far, kilobytes.
-inline long peakMemory() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss;
+/// True when @p read answers nothing, at far less than what a bomb would cost in memory and time.
+template <typename Read>
+bool isRefusedCheaply(Read read) {
+    // Far above what a broken file takes, a sanitizer's own share included.
+    constexpr long MemoryLimit = 800 * 1024;
+    rusage before{};
+    rusage after{};
+    getrusage(RUSAGE_SELF, &before);
+    QElapsedTimer timer;
+    timer.start();
+    const bool isRefused = !read();
+    getrusage(RUSAGE_SELF, &after);
+    return isRefused && after.ru_maxrss - before.ru_maxrss < MemoryLimit && timer.elapsed() < 5000;
 }
-/// Far above what a broken file takes, a sanitizer's own share included, and below what a bomb would.
-constexpr long MemoryLimit = 800 * 1024;
 
 } // namespace CraftedArchive
