@@ -164,20 +164,16 @@ private Q_SLOTS:
         QVERIFY(!host.isAvailable());
     }
 
-    void withoutBus_data() {
-        QTest::addColumn<bool>("hangs");
-        QTest::newRow("absent") << false;
-        QTest::newRow("hangs") << true;
-    }
     void withoutBus() {
-        QFETCH(bool, hangs);
         const SilentBus silent;
-        Platform::BusConnection connection(hangs ? silent.address() : NoBus, std::chrono::milliseconds(300));
-        TrayHost host(connection);
-        QList<bool> told;
-        host.start([&](bool isAvailable) { told.append(isAvailable); });
-        QVERIFY(told.isEmpty());
-        QTRY_COMPARE(told, QList<bool>{false});
+        for (const QString& address : {NoBus, silent.address()}) {
+            Platform::BusConnection connection(address, std::chrono::milliseconds(300));
+            TrayHost host(connection);
+            QList<bool> told;
+            host.start([&](bool isAvailable) { told.append(isAvailable); });
+            QVERIFY(told.isEmpty());
+            QTRY_COMPARE(told, QList<bool>{false});
+        }
     }
 
     void followsX11() {

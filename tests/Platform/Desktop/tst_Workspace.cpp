@@ -26,95 +26,65 @@ private Q_SLOTS:
         program("apps/plain", "plain");
     }
 
-    void entries_data() {
-        QTest::addColumn<QByteArray>("content");
-        QTest::addColumn<QString>("launched");
-        const auto row = [](const char* name, const char* lines, const QString& launched) {
-            QTest::newRow(name) << QByteArray("[Desktop Entry]\nType=Application\n") + lines << launched;
-        };
-        row("plain", "Exec=tool --a b", "tool,--a,b");
-        row("field codes", "Exec=tool %U --x=%f 100%%", "tool,--x=,100%");
-        row("quotes", "Exec=\"a b\" \"q\\\\\"q\" \"\" c", "blank,q\"q,,c");
-        row("escapes", "Exec=tool\\sx\\\\y", "tool,x\\y");
-        row("open quote", "Exec=tool \"a", {});
-        row("no program", "Name=x", {});
-        row("hidden", "Exec=tool\nHidden=true", {});
-        row("terminal", "Exec=tool\nTerminal=true", {});
-        row("another group", "[Desktop Action new]\nExec=tool", {});
-        QTest::newRow("no application") << QByteArray("[Desktop Entry]\nType=Link\nExec=tool") << QString();
-        QTest::newRow("binary") << QByteArray(70000, '\0') << QString();
-    }
-    void entries() {
-        QFETCH(QByteArray, content);
-        QFETCH(QString, launched);
-        program("bin/a b", "blank");
-        QFile file(path(u"entries/probe.desktop"_s));
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
-        file.close();
-        const Workspace workspace = make();
-        QCOMPARE(workspace.isInstalled(u"probe"_s), !launched.isEmpty());
-        workspace.launchApplication(u"probe"_s);
-        if (launched.isEmpty())
-            QTest::qWait(20);
-        QTRY_COMPARE(noted(), launched);
-    }
-
-    void installed_data() {
+    void applications_data() {
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("launched");
-        QTest::newRow("bundle") << "Meet.app"
-                                << "bundle";
-        QTest::newRow("file in the folder") << "plain"
-                                            << "plain";
-        QTest::newRow("program") << "tool"
-                                 << "tool";
-        QTest::newRow("program, with ending") << "tool.app"
-                                              << "tool";
-        QTest::newRow("entry by id") << "org.example.Mail.app"
-                                     << "mailer,mail,a b";
-        QTest::newRow("entry by name") << "企业邮箱"
-                                       << "mailer,mail,a b";
-        QTest::newRow("missing") << "Nothing.app"
-                                 << "";
-        QTest::newRow("entry whose program is missing") << "Gone"
-                                                        << "";
-        QTest::newRow("entry whose other program is missing") << "Half"
-                                                              << "";
-        QTest::newRow("path") << "../bin/tool"
-                              << "";
-        QTest::newRow("empty") << ""
-                               << "";
-        QTest::newRow("folder") << ".."
-                                << "";
-        QTest::newRow("too long") << QString(300, u'a') << "";
-        QTest::newRow("a shell's words") << "tool; tool"
-                                         << "";
+        QTest::addColumn<QByteArray>("probe");
+        const auto row = [](const char* title, const QString& name, const char* launched) {
+            QTest::newRow(title) << name << launched << QByteArray();
+        };
+        row("bundle", "Meet.app", "bundle");
+        row("bundle without a program", "Shell.app", "");
+        row("its program", "Shell", "");
+        row("bundle without a program beside an entry", "Desk.app", "tool");
+        row("file in the folder", "plain", "plain");
+        row("program", "tool", "tool");
+        row("program, with ending", "tool.app", "tool");
+        row("entry by id", "org.example.Mail.app", "mailer,mail,a b");
+        row("entry by name", "企业邮箱", "mailer,mail,a b");
+        row("missing", "Nothing.app", "");
+        row("entry whose program is missing", "Gone", "");
+        row("entry whose other program is missing", "Half", "");
+        row("path", "../bin/tool", "");
+        row("empty", "", "");
+        row("folder", "..", "");
+        row("too long", QString(300, u'a'), "");
+        row("a shell's words", "tool; tool", "");
+
+        const auto entry = [](const char* title, const char* lines, const char* launched) {
+            QTest::newRow(title) << "probe" << launched << QByteArray(lines);
+        };
+        entry("plain", "Exec=tool --a b", "tool,--a,b");
+        entry("field codes", "Exec=tool %U --x=%f 100%%", "tool,--x=,100%");
+        entry("quotes", "Exec=\"a b\" \"q\\\\\"q\" \"\" c", "blank,q\"q,,c");
+        entry("escapes", "Exec=tool\\sx\\\\y", "tool,x\\y");
+        entry("open quote", "Exec=tool \"a", "");
+        entry("no program", "Name=x", "");
+        entry("hidden", "Exec=tool\nHidden=true", "");
+        entry("terminal", "Exec=tool\nTerminal=true", "");
+        entry("another group", "[Desktop Action new]\nExec=tool", "");
+        entry("no application", "Type=Link\nExec=tool", "");
+        QTest::newRow("binary") << "probe"
+                                << "" << QByteArray(70000, '\0');
     }
-    void installed() {
+    void applications() {
         QFETCH(QString, name);
         QFETCH(QString, launched);
+        QFETCH(QByteArray, probe);
+        program("bin/a b", "blank");
+        entry("probe", probe);
         entry("org.example.Mail", "Name=企业邮箱\nExec=mailer mail \"a b\" %U");
         entry("gone", "Name=Gone\nExec=no-such-program");
         entry("half", "Name=Half\nExec=tool\nTryExec=no-such-program");
+        entry("desk", "Name=Desk\nExec=tool");
+        QVERIFY(QDir().mkpath(path(u"apps/Shell.app/Contents"_s)) && QDir().mkpath(path(u"apps/Desk.app"_s)));
         const Workspace workspace = make();
-        QCOMPARE(workspace.isInstalled(name), !launched.isEmpty());
+        // In an application folder its being there is enough.
+        QCOMPARE(workspace.isInstalled(name), !launched.isEmpty() || name == u"Shell.app");
         workspace.launchApplication(name);
         if (launched.isEmpty())
             QTest::qWait(20);
         QTRY_COMPARE(noted(), launched);
-    }
-
-    void bundleWithoutAProgramIsInstalled() {
-        QVERIFY(QDir().mkpath(path(u"apps/Shell.app/Contents"_s)));
-        const Workspace workspace = make();
-        QVERIFY(workspace.isInstalled(u"Shell.app"_s));
-        QVERIFY(!workspace.isInstalled(u"Shell"_s));
-        workspace.launchApplication(u"Shell.app"_s);
-        QTest::qWait(20);
-        QCOMPARE(noted(), QString());
-        entry("shell", "Name=Shell\nExec=tool");
-        workspace.launchApplication(u"Shell.app"_s);
-        QTRY_COMPARE(noted(), u"tool"_s);
     }
 
     void firstFileOfAnIdCounts_data() {
@@ -135,10 +105,7 @@ private Q_SLOTS:
         QFETCH(QString, name);
         entry("post", "Name=Mail\nExec=mailer");
         QVERIFY(QDir().mkpath(path(u"own"_s)));
-        QFile file(path(u"own/post.desktop"_s));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("[Desktop Entry]\nType=Application\n" + own.toUtf8() + "\n");
-        file.close();
+        entry("../own/post", own.toUtf8());
         const QString before = QDir::currentPath();
         QVERIFY(QDir::setCurrent(m_folder->path()));
         const Workspace workspace({{}, {path(u"own"_s), path(u"entries"_s)}, {path(u"bin"_s)}});
@@ -152,28 +119,17 @@ private Q_SLOTS:
         QVERIFY(!make().isInstalled(u"pipe"_s));
     }
 
-    void addresses_data() {
-        QTest::addColumn<QString>("url");
-        QTest::addColumn<QString>("opened");
-        QTest::newRow("plain") << "http://a.example/"
-                               << "opened,http://a.example/";
-        QTest::newRow("a shell's signs") << "http://a/$(id)'\";&|"
-                                         << "opened,http://a/$(id)'\";&|";
-        QTest::newRow("long") << "http://a/" + QString(10000, u'x') << "opened,http://a/" + QString(10000, u'x');
-        QTest::newRow("empty") << ""
-                               << "";
-        QTest::newRow("blank") << "  "
-                               << "";
-        QTest::newRow("option") << "--help http"
-                                << "";
-    }
     void addresses() {
-        QFETCH(QString, url);
-        QFETCH(QString, opened);
-        make().openUrl(url);
-        if (opened.isEmpty())
-            QTest::qWait(20);
-        QTRY_COMPARE(noted(), opened);
+        for (const QString& url :
+            {u"http://a.example/"_s, u"http://a/$(id)'\";&|"_s, u"http://a/"_s + QString(10000, u'x')}) {
+            make().openUrl(url);
+            QTRY_COMPARE(noted(), u"opened,"_s + url);
+        }
+        QVERIFY(QFile::remove(path(u"note"_s)));
+        for (const QString& url : {u""_s, u"  "_s, u"--help http"_s})
+            make().openUrl(url);
+        QTest::qWait(20);
+        QCOMPARE(noted(), QString());
     }
 
 private:
@@ -190,10 +146,10 @@ private:
         file.close();
         QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::ExeOwner));
     }
-    void entry(const char* id, const char* lines) const {
+    void entry(const char* id, const QByteArray& lines) const {
         QFile file(path(u"entries/"_s) + QString::fromLatin1(id) + u".desktop"_s);
         QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("[Desktop Entry]\nType=Application\n" + QByteArray(lines) + "\n");
+        file.write("[Desktop Entry]\nType=Application\n" + lines + "\n");
     }
     QString noted() const {
         QFile file(path(u"note"_s));

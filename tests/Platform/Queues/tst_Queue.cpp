@@ -8,7 +8,6 @@
 #include <QTest>
 
 #include <future>
-#include <set>
 #include <thread>
 
 using namespace Qt::StringLiterals;
@@ -64,18 +63,15 @@ private Q_SLOTS:
     void destructionWaits();
     void idleQueuesCostNoThread();
     void blocksMayWaitForEachOther();
-    void poolGoesRound();
     void mainQueueRunsInOrderOnTheMainThread();
     void afterWaitsItsDelay();
 
     void firstTickIsAtOnce();
-    void ticksThatWaitBecomeOne();
-    void ticksMissedWhileOneRunsBecomeOne();
+    void ticksThatAreMissedBecomeOne();
     void noTickAfterCancel();
     void tickMayCancelItsTimer();
 
     void deliveryIsSynchronousAndInOrder();
-    void handlersMayPostAndObserve();
     void observerEndsWhileDelivering();
     void endWaitsForRunningHandler();
     void handlersPostingToEachOtherDoNotStall();
@@ -210,16 +206,6 @@ void tst_Queue::blocksMayWaitForEachOther() {
     QVERIFY(started.tryAcquire(30, Soon));
 }
 
-void tst_Queue::poolGoesRound() {
-    Platform::QueuePool pool(u"login"_s, 10);
-    std::vector<SerialQueue*> round;
-    for (int i = 0; i < 20; ++i)
-        round.push_back(&pool.queue());
-    QCOMPARE(std::set<SerialQueue*>(round.begin(), round.end()).size(), size_t(10));
-    QVERIFY(std::equal(round.begin(), round.begin() + 10, round.begin() + 10));
-    QCOMPARE(round.front()->label(), u"login"_s);
-}
-
 void tst_Queue::mainQueueRunsInOrderOnTheMainThread() {
     std::vector<int> ran;
     SerialQueue queue(u"other"_s);
@@ -261,19 +247,7 @@ void tst_Queue::firstTickIsAtOnce() {
     QVERIFY(ticks.tryAcquire(5, Soon));
 }
 
-void tst_Queue::ticksThatWaitBecomeOne() {
-    HeldQueue queue;
-    int ticks = 0;
-    DispatchTimer timer(queue, 2ms, [&] { ++ticks; });
-    timer.start();
-    std::this_thread::sleep_for(40ms);
-    QCOMPARE(queue.waiting(), size_t(1));
-    timer.cancel();
-    queue.runAll();
-    QCOMPARE(ticks, 0);
-}
-
-void tst_Queue::ticksMissedWhileOneRunsBecomeOne() {
+void tst_Queue::ticksThatAreMissedBecomeOne() {
     HeldQueue queue;
     int ticks = 0;
     DispatchTimer timer(queue, 100ms, [&] {
@@ -285,6 +259,11 @@ void tst_Queue::ticksMissedWhileOneRunsBecomeOne() {
     // The three that fell due are one, and it does not wait for the fourth.
     QCOMPARE(ticks, 1);
     QCOMPARE(queue.waiting(), size_t(1));
+    queue.runAll();
+    QCOMPARE(ticks, 2);
+    std::this_thread::sleep_for(350ms);
+    QCOMPARE(queue.waiting(), size_t(1));
+    timer.cancel();
     queue.runAll();
     QCOMPARE(ticks, 2);
 }
@@ -330,29 +309,21 @@ void tst_Queue::tickMayCancelItsTimer() {
 void tst_Queue::deliveryIsSynchronousAndInOrder() {
     NotificationCenter center;
     QStringList got;
-    const auto first = center.observe(u"a"_s, [&](const auto& n) { got << n.name + n.object.toString(); });
-    auto second = center.observe(u"a"_s, [&](const auto&) { got << u"second"_s; });
-    const auto other = center.observe(u"b"_s, [&](const auto&) { got << u"other"_s; });
-    center.post(u"a"_s, 7);
-    center.post(u"nobody"_s);
-    QCOMPARE(got, (QStringList{"a7", "second"}));
-    second = {};
-    center.post(u"a"_s);
-    QCOMPARE(got, (QStringList{"a7", "second", "a"}));
-}
-
-void tst_Queue::handlersMayPostAndObserve() {
-    NotificationCenter center;
-    QStringList got;
     std::vector<NotificationCenter::Observer> added;
-    const auto outer = center.observe(u"outer"_s, [&](const auto&) {
+    const auto outer = center.observe(u"outer"_s, [&](const auto& n) {
         center.post(u"inner"_s);
-        got << u"outer"_s;
+        got << n.name + n.object.toString();
         added.push_back(center.observe(u"outer"_s, [&](const auto&) { got << u"added"_s; }));
     });
+    auto second = center.observe(u"outer"_s, [&](const auto&) { got << u"second"_s; });
     const auto inner = center.observe(u"inner"_s, [&](const auto&) { got << u"inner"_s; });
+    center.post(u"outer"_s, 7);
+    center.post(u"nobody"_s);
+    QCOMPARE(got, (QStringList{"inner", "outer7", "second"}));
+    got.clear();
+    second = {};
     center.post(u"outer"_s);
-    QCOMPARE(got, (QStringList{"inner", "outer"}));
+    QCOMPARE(got, (QStringList{"inner", "outer", "added"}));
     added.clear();
 }
 
