@@ -5,7 +5,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTest>
-#include <QtEndian>
 
 #include <plist/plist.h>
 
@@ -25,21 +24,6 @@ ArchiveValue nested(int depth) {
     for (int i = 1; i < depth; ++i)
         value = ArchiveValue(ArchiveValue::Array{value});
     return value;
-}
-
-/// A binary property list of objects given as bytes, whose root is the first of them.
-QByteArray binary(const QByteArrayList& objects, char referenceSize = 1) {
-    QByteArray file = "bplist00";
-    QByteArray table;
-    for (const QByteArray& object : objects) {
-        table += static_cast<char>(file.size() >> 8);
-        table += static_cast<char>(file.size());
-        file += object;
-    }
-    char numbers[24] = {};
-    qToBigEndian(qint64(objects.size()), numbers);
-    qToBigEndian(qint64(file.size()), numbers + 16);
-    return file + table + QByteArray(6, '\0') + '\2' + referenceSize + QByteArray(numbers, sizeof numbers);
 }
 
 } // namespace
@@ -84,30 +68,20 @@ private Q_SLOTS:
     void sharingAndCopies() {
         const ArchiveValue longText("a text that no pointer holds");
         const ArchiveValue one = longText.asOneInstance();
-        const auto size = [](ArchiveValue::Array items) {
-            return PropertyList::decodedBinary(PropertyList::binaryData(ArchiveValue(items))) == ArchiveValue(items)
-                ? static_cast<uchar>(PropertyList::binaryData(ArchiveValue(items)).end()[-17])
-                : -1;
-        };
-        QCOMPARE(size({longText, longText}), 3);
-        QCOMPARE(size({one, one}), 2);
-        QCOMPARE(size({"short", "short"}), 2);
-        QCOMPARE(size({7, 7}), 2);
-        QCOMPARE(size({1.5, 1.5}), 3);
+        for (const auto& [item, objects] : {std::pair{longText, 3}, {one, 2}, {"short", 2}, {7, 2}, {1.5, 3}}) {
+            const ArchiveValue pair(ArchiveValue::Array{item, item});
+            QCOMPARE(int(PropertyList::binaryData(pair).end()[-17]), objects);
+            QCOMPARE(PropertyList::decoded(PropertyList::binaryData(pair)), std::optional(pair));
+        }
         // Every further reference to a boolean adds an object that nobody refers to.
         QCOMPARE(PropertyList::binaryData(ArchiveValue(ArchiveValue::Array{true, true, false})).mid(8, 7).toHex(),
             QByteArray("a3010103090908"));
     }
 
     void widths() {
-        struct Row {
-            size_t items;
-            int referenceSize;
-            int offsetSize;
-        };
         for (const auto& [items, referenceSize, offsetSize] :
-            {Row{254, 1, 2}, Row{255, 2, 2}, Row{65534, 2, 4}, Row{65535, 4, 4}}) {
-            const ArchiveValue list(ArchiveValue::Array(items, ArchiveValue(0.25)));
+            {std::tuple{254, 1, 2}, {255, 2, 2}, {65534, 2, 4}, {65535, 4, 4}}) {
+            const ArchiveValue list(ArchiveValue::Array(static_cast<size_t>(items), ArchiveValue(0.25)));
             const QByteArray file = PropertyList::binaryData(list);
             QCOMPARE(int(file.end()[-25]), referenceSize);
             QCOMPARE(int(file.end()[-26]), offsetSize);
@@ -146,7 +120,6 @@ private Q_SLOTS:
     /// Each but the large ones is a file that is changed in thousands of ways, too.
     void broken_data() {
         addCorpusRows(u"refused_lists"_s);
-        QTest::newRow("wide, in itself") << binary({QByteArray("\xaf\x12\0\3\xd0\x90", 6) + QByteArray(250000, '\0')});
         QTest::newRow("xml: too many values")
             << Head + "<array>" + QByteArray("<true/>").repeated(PropertyListLimits::Objects) + "</array></plist>";
         QTest::newRow("longer than 8 MiB")
@@ -167,14 +140,6 @@ private Q_SLOTS:
         QVERIFY(PropertyList::binaryData(most(PropertyListLimits::Objects)).isEmpty());
         QVERIFY(!PropertyList::binaryData(QByteArray(PropertyListLimits::FileSize - 64, 'a')).isEmpty());
         QVERIFY(PropertyList::binaryData(QByteArray(PropertyListLimits::FileSize, 'a')).isEmpty());
-        // The same text from overlapping places must not be taken more often than the file is long.
-        QByteArrayList objects{QByteArray("\xaf\x11\x0f\xa0", 4) + QByteArray(4000 * 2, 1)};
-        for (int i = 1; i <= 4000; ++i)
-            objects[0].replace(4 + 2 * (i - 1), 2, QByteArray(1, static_cast<char>(i >> 8)) + static_cast<char>(i));
-        for (int i = 0; i < 4000; ++i)
-            objects += QByteArray("\x5f\x11\x2e\xe0", 4);
-        objects += QByteArray(12000, 'a');
-        QVERIFY(!PropertyList::decoded(binary(objects, 2)));
     }
 
     void xml() {

@@ -17,7 +17,8 @@ class tst_Workspace : public QObject {
 private Q_SLOTS:
     void init() {
         m_folder.emplace();
-        for (const char* name : {"apps", "entries", "bin"})
+        QVERIFY(QDir::setCurrent(m_folder->path()));
+        for (const char* name : {"apps", "own", "entries", "bin"})
             QVERIFY(QDir().mkpath(path(name)));
         program("bin/tool", "tool");
         program("bin/mailer", "mailer");
@@ -29,9 +30,10 @@ private Q_SLOTS:
     void applications_data() {
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("launched");
-        QTest::addColumn<QByteArray>("probe");
+        QTest::addColumn<QByteArray>("id");
+        QTest::addColumn<QByteArray>("lines");
         const auto row = [](const char* title, const QString& name, const char* launched) {
-            QTest::newRow(title) << name << launched << QByteArray();
+            QTest::newRow(title) << name << launched << QByteArray("other") << QByteArray();
         };
         row("bundle", "Meet.app", "bundle");
         row("bundle without a program", "Shell.app", "");
@@ -52,7 +54,7 @@ private Q_SLOTS:
         row("a shell's words", "tool; tool", "");
 
         const auto entry = [](const char* title, const char* lines, const char* launched) {
-            QTest::newRow(title) << "probe" << launched << QByteArray(lines);
+            QTest::newRow(title) << "probe" << launched << QByteArray("probe") << QByteArray(lines);
         };
         entry("plain", "Exec=tool --a b", "tool,--a,b");
         entry("field codes", "Exec=tool %U --x=%f 100%%", "tool,--x=,100%");
@@ -65,14 +67,26 @@ private Q_SLOTS:
         entry("another group", "[Desktop Action new]\nExec=tool", "");
         entry("no application", "Type=Link\nExec=tool", "");
         QTest::newRow("binary") << "probe"
-                                << "" << QByteArray(70000, '\0');
+                                << "" << QByteArray("probe") << QByteArray(70000, '\0');
+
+        // The first file of an id counts.
+        const auto mail = [](const char* title, const char* lines, const char* name, const char* launched) {
+            QTest::newRow(title) << name << launched << QByteArray("post") << QByteArray(lines);
+        };
+        mail("hidden, by id", "Name=Mail\nExec=mailer\nHidden=true", "post", "");
+        mail("hidden, by name", "Name=Mail\nExec=mailer\nHidden=true", "Mail", "");
+        mail("renamed, by the old name", "Name=Letters\nExec=mailer", "Mail", "");
+        mail("renamed, by the new name", "Name=Letters\nExec=mailer", "Letters", "mailer");
+        mail("program given by a way from here", "Name=Letters\nExec=bin/mailer", "Letters", "");
     }
     void applications() {
         QFETCH(QString, name);
         QFETCH(QString, launched);
-        QFETCH(QByteArray, probe);
+        QFETCH(QByteArray, id);
+        QFETCH(QByteArray, lines);
         program("bin/a b", "blank");
-        entry("probe", probe);
+        entry("post", "Name=Mail\nExec=mailer");
+        entry("../own/" + id, lines);
         entry("org.example.Mail", "Name=企业邮箱\nExec=mailer mail \"a b\" %U");
         entry("gone", "Name=Gone\nExec=no-such-program");
         entry("half", "Name=Half\nExec=tool\nTryExec=no-such-program");
@@ -85,33 +99,6 @@ private Q_SLOTS:
         if (launched.isEmpty())
             QTest::qWait(20);
         QTRY_COMPARE(noted(), launched);
-    }
-
-    void firstFileOfAnIdCounts_data() {
-        QTest::addColumn<QString>("own");
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<bool>("isInstalled");
-        const auto row = [](const char* title, const char* own, const char* name, bool isInstalled) {
-            QTest::newRow(title) << QString::fromLatin1(own) << QString::fromLatin1(name) << isInstalled;
-        };
-        row("hidden, by id", "Name=Mail\nExec=mailer\nHidden=true", "post", false);
-        row("hidden, by name", "Name=Mail\nExec=mailer\nHidden=true", "Mail", false);
-        row("renamed, by the old name", "Name=Letters\nExec=mailer", "Mail", false);
-        row("renamed, by the new name", "Name=Letters\nExec=mailer", "Letters", true);
-        row("program given by a way from here", "Name=Letters\nExec=bin/mailer", "Letters", false);
-    }
-    void firstFileOfAnIdCounts() {
-        QFETCH(QString, own);
-        QFETCH(QString, name);
-        entry("post", "Name=Mail\nExec=mailer");
-        QVERIFY(QDir().mkpath(path(u"own"_s)));
-        entry("../own/post", own.toUtf8());
-        const QString before = QDir::currentPath();
-        QVERIFY(QDir::setCurrent(m_folder->path()));
-        const Workspace workspace({{}, {path(u"own"_s), path(u"entries"_s)}, {path(u"bin"_s)}});
-        const bool isInstalled = workspace.isInstalled(name);
-        QDir::setCurrent(before);
-        QTEST(isInstalled, "isInstalled");
     }
 
     void entryThatIsAPipeHoldsNobodyUp() {
@@ -134,7 +121,9 @@ private Q_SLOTS:
 
 private:
     QString path(const QString& name) const { return m_folder->filePath(name); }
-    Workspace make() const { return Workspace({{path(u"apps"_s)}, {path(u"entries"_s)}, {path(u"bin"_s)}}); }
+    Workspace make() const {
+        return Workspace({{path(u"apps"_s)}, {path(u"own"_s), path(u"entries"_s)}, {path(u"bin"_s)}});
+    }
     /// A program that notes its name and arguments.
     void program(const QString& name, const char* called) const {
         QVERIFY(QDir().mkpath(QFileInfo(path(name)).path()));
@@ -146,7 +135,7 @@ private:
         file.close();
         QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::ExeOwner));
     }
-    void entry(const char* id, const QByteArray& lines) const {
+    void entry(const QByteArray& id, const QByteArray& lines) const {
         QFile file(path(u"entries/"_s) + QString::fromLatin1(id) + u".desktop"_s);
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write("[Desktop Entry]\nType=Application\n" + lines + "\n");

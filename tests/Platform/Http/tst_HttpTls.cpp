@@ -1,10 +1,7 @@
 #include "HttpOutcome.h"
 
 #include <QCoreApplication>
-
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
+#include <QProcess>
 
 #include <cstdlib>
 #include <cstring>
@@ -30,25 +27,6 @@ int exitWhileBusy(const QString& url, int milliseconds) {
         again();
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
     std::exit(0);
-}
-
-/// Runs this program with @p arguments; its wait status, or -1 when it does not end.
-int runSelf(const QList<QByteArray>& arguments) {
-    const QByteArray program = QCoreApplication::applicationFilePath().toLocal8Bit();
-    std::vector<char*> argv{const_cast<char*>(program.constData())};
-    for (const QByteArray& argument : arguments)
-        argv.push_back(const_cast<char*>(argument.constData()));
-    argv.push_back(nullptr);
-    pid_t child = -1;
-    int status = -1;
-    if (posix_spawn(&child, argv[0], nullptr, nullptr, argv.data(), environ) != 0)
-        return -1;
-    for (int waited = 0; waitpid(child, &status, WNOHANG) == 0; waited += 5) {
-        if (waited > Soon)
-            kill(child, SIGKILL);
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return status;
 }
 
 } // namespace
@@ -133,8 +111,12 @@ void tst_HttpTls::exitUnderWay() {
         tls.get());
     // At first in the middle of the libraries' own beginning.
     for (const int after : {0, 2, 4, 6, 8, 10, 15, 20, 60, 60, 60, 60}) {
-        const int status = runSelf({"--exit-while-busy", server.url().toLatin1(), QByteArray::number(after)});
-        QVERIFY2(WIFEXITED(status) && WEXITSTATUS(status) == 0, qPrintable(QString::number(status, 16)));
+        QProcess child;
+        child.start(
+            QCoreApplication::applicationFilePath(), {u"--exit-while-busy"_s, server.url(), QString::number(after)});
+        QVERIFY(child.waitForFinished(Soon));
+        QCOMPARE(child.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(child.exitCode(), 0);
     }
     QVERIFY(server.accepted() > 10);
 }

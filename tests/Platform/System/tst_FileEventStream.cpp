@@ -45,12 +45,7 @@ public:
     }
     /// The first batch, waited for; empty when none comes.
     QStringList first() {
-        QElapsedTimer timer;
-        timer.start();
-        while (batches().isEmpty() && timer.elapsed() < 3000)
-            QTest::qSleep(5);
-        const auto all = batches();
-        return all.isEmpty() ? QStringList() : all.first();
+        return QTest::qWaitFor([this] { return !batches().isEmpty(); }, 3000) ? batches().first() : QStringList();
     }
 
 private:
