@@ -32,8 +32,9 @@ private Q_SLOTS:
         QTest::addColumn<QString>("launched");
         QTest::addColumn<QByteArray>("id");
         QTest::addColumn<QByteArray>("lines");
-        const auto row = [](const char* title, const QString& name, const char* launched) {
-            QTest::newRow(title) << name << launched << QByteArray("other") << QByteArray();
+        const auto row = [](const char* title, const QString& name, const char* launched, const char* id = "other",
+                             const QByteArray& lines = {}) {
+            QTest::newRow(title) << name << launched << QByteArray(id) << lines;
         };
         row("bundle", "Meet.app", "bundle");
         row("bundle without a program", "Shell.app", "");
@@ -53,31 +54,24 @@ private Q_SLOTS:
         row("too long", QString(300, u'a'), "");
         row("a shell's words", "tool; tool", "");
 
-        const auto entry = [](const char* title, const char* lines, const char* launched) {
-            QTest::newRow(title) << "probe" << launched << QByteArray("probe") << QByteArray(lines);
-        };
-        entry("plain", "Exec=tool --a b", "tool,--a,b");
-        entry("field codes", "Exec=tool %U --x=%f 100%%", "tool,--x=,100%");
-        entry("quotes", "Exec=\"a b\" \"q\\\\\"q\" \"\" c", "blank,q\"q,,c");
-        entry("escapes", "Exec=tool\\sx\\\\y", "tool,x\\y");
-        entry("open quote", "Exec=tool \"a", "");
-        entry("no program", "Name=x", "");
-        entry("hidden", "Exec=tool\nHidden=true", "");
-        entry("terminal", "Exec=tool\nTerminal=true", "");
-        entry("another group", "[Desktop Action new]\nExec=tool", "");
-        entry("no application", "Type=Link\nExec=tool", "");
-        QTest::newRow("binary") << "probe"
-                                << "" << QByteArray("probe") << QByteArray(70000, '\0');
+        row("plain", "probe", "tool,--a,b", "probe", "Exec=tool --a b");
+        row("field codes", "probe", "tool,--x=,100%", "probe", "Exec=tool %U --x=%f 100%%");
+        row("quotes", "probe", "blank,q\"q,,c", "probe", "Exec=\"a b\" \"q\\\\\"q\" \"\" c");
+        row("escapes", "probe", "tool,x\\y", "probe", "Exec=tool\\sx\\\\y");
+        row("open quote", "probe", "", "probe", "Exec=tool \"a");
+        row("no program", "probe", "", "probe", "Name=x");
+        row("hidden", "probe", "", "probe", "Exec=tool\nHidden=true");
+        row("terminal", "probe", "", "probe", "Exec=tool\nTerminal=true");
+        row("another group", "probe", "", "probe", "[Desktop Action new]\nExec=tool");
+        row("no application", "probe", "", "probe", "Type=Link\nExec=tool");
+        row("binary", "probe", "", "probe", QByteArray(70000, '\0'));
 
         // The first file of an id counts.
-        const auto mail = [](const char* title, const char* lines, const char* name, const char* launched) {
-            QTest::newRow(title) << name << launched << QByteArray("post") << QByteArray(lines);
-        };
-        mail("hidden, by id", "Name=Mail\nExec=mailer\nHidden=true", "post", "");
-        mail("hidden, by name", "Name=Mail\nExec=mailer\nHidden=true", "Mail", "");
-        mail("renamed, by the old name", "Name=Letters\nExec=mailer", "Mail", "");
-        mail("renamed, by the new name", "Name=Letters\nExec=mailer", "Letters", "mailer");
-        mail("program given by a way from here", "Name=Letters\nExec=bin/mailer", "Letters", "");
+        row("hidden, by id", "post", "", "post", "Name=Mail\nExec=mailer\nHidden=true");
+        row("hidden, by name", "Mail", "", "post", "Name=Mail\nExec=mailer\nHidden=true");
+        row("renamed, by the old name", "Mail", "", "post", "Name=Letters\nExec=mailer");
+        row("renamed, by the new name", "Letters", "mailer", "post", "Name=Letters\nExec=mailer");
+        row("program given by a way from here", "Letters", "", "post", "Name=Letters\nExec=bin/mailer");
     }
     void applications() {
         QFETCH(QString, name);

@@ -1,4 +1,3 @@
-#include "HttpAnswer.h"
 #include "HttpOutcome.h"
 
 #include <QDir>
@@ -61,7 +60,6 @@ private Q_SLOTS:
     void initTestCase();
     void answer_data();
     void answer();
-    void manyLists();
     void url();
     void timeout();
     void whatIsSent();
@@ -102,6 +100,7 @@ void tst_HttpSession::answer_data() {
     };
     good("object", Success);
     good("array", ok("[1,2]"), {});
+    good("many lists", ok("[" + QByteArray("[],").repeated(200000) + "[]]"), {});
     good("other 2xx", "HTTP/1.1 299 Odd\r\nContent-Length: 9\r\n\r\n{\"ret\":0}");
     good("until close", "HTTP/1.1 200 OK\r\n\r\n{\"ret\":0}");
     good("chunked", "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n4\r\n{\"re\r\n5\r\nt\":0}\r\n0\r\n\r\n");
@@ -113,12 +112,11 @@ void tst_HttpSession::answer_data() {
 
     bad("empty", Error::NotJson, ok(""));
     bad("fragment", Error::NotJson, ok("17"));
-    bad("text", Error::NotJson, ok("pong"));
     bad("text after", Error::NotJson, ok("{\"ret\":0} x"));
     bad("not UTF-8", Error::NotJson, ok("{\"ret\":\"\xff\xfe\"}"));
+    bad("too many lists", Error::NotJson, ok("[" + QByteArray("[],").repeated(300000) + "[]]"));
     bad("nested too deep", Error::NotJson, ok(QByteArray(50000, '[') + QByteArray(50000, ']')));
     bad("500", Error::BadServerResponse, "HTTP/1.1 500 X\r\nContent-Length: 9\r\n\r\n{\"ret\":0}");
-    bad("404 unread", Error::BadServerResponse, "HTTP/1.1 404 X\r\nContent-Length: 0\r\n\r\n");
     bad("304", Error::BadServerResponse, "HTTP/1.1 304 X\r\n\r\n");
     bad("302 to nowhere", Error::BadServerResponse, "HTTP/1.1 302 X\r\nContent-Length: 0\r\n\r\n");
     bad("other type", Error::CannotDecodeContent, ok("{\"ret\":0}", "Content-Type: text/css\r\n"));
@@ -127,9 +125,9 @@ void tst_HttpSession::answer_data() {
     bad("closed in body", Error::ConnectionLost, "HTTP/1.1 200 OK\r\nContent-Length: 50\r\n\r\n{\"ret\":0}");
     bad("closed in chunk", Error::ConnectionLost, "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nff\r\n{}");
     bad("no HTTP", Error::CannotParseResponse, "SSH-2.0-server\r\n\r\n");
-    bad("long", Error::ResponseTooLarge, ok(QByteArray(200001, ' ')));
+    bad("long", Error::ResponseTooLarge, ok(QByteArray(1000001, ' ')));
     bad("announced long", Error::ResponseTooLarge, "HTTP/1.1 200 OK\r\nContent-Length: 9999999999\r\n\r\n");
-    bad("long without length", Error::ResponseTooLarge, "HTTP/1.1 200 OK\r\n\r\n" + QByteArray(200001, ' '));
+    bad("long without length", Error::ResponseTooLarge, "HTTP/1.1 200 OK\r\n\r\n" + QByteArray(1000001, ' '));
     bad("deflate bomb", Error::ResponseTooLarge,
         ok(qCompress(QByteArray(50'000'000, ' '), 9).mid(4), "Content-Encoding: deflate\r\n"));
     bad("broken gzip", Error::CannotDecodeContent, ok("not compressed", "Content-Encoding: gzip\r\n"));
@@ -146,7 +144,7 @@ void tst_HttpSession::answer() {
         if (bytes.contains("9999999999"))
             connection.waitForClient();
     });
-    HttpSession session({.responseLimit = 200000, .acceptableContentTypes = {"text/plain", "application/json"}});
+    HttpSession session({.responseLimit = 1000000, .acceptableContentTypes = {"text/plain", "application/json"}});
     const auto outcome = get(session, server.url());
     QCOMPARE(outcome->error.code(), code);
     QTEST(outcome->object, "object");
@@ -161,13 +159,6 @@ void tst_HttpSession::answer() {
         QCOMPARE(outcome->error.httpStatus(), 500);
     }
     QCOMPARE(outcome->calls.load(), 1);
-}
-
-void tst_HttpSession::manyLists() {
-    QJsonObject object;
-    QVERIFY(!Platform::parseJsonAnswer("[" + QByteArray("[],").repeated(200000) + "[]]", &object));
-    QCOMPARE(Platform::parseJsonAnswer("[" + QByteArray("[],").repeated(300000) + "[]]", &object).code(),
-        qint64(Error::NotJson));
 }
 
 void tst_HttpSession::url() {
