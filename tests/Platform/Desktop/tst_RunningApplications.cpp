@@ -54,7 +54,8 @@ public:
         m_process.start(QCoreApplication::applicationFilePath(), {"--copy", bus, folder, QString::number(windowAfter)});
     }
     ~Copy() {
-        ::kill(pid(), SIGCONT);
+        if (pid() > 0) // 0 would be everybody in this process's group
+            ::kill(pid(), SIGCONT);
         m_process.kill();
         m_process.waitForFinished(5000);
     }
