@@ -2,11 +2,11 @@
 // the same.
 
 #include <algorithm>
-#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -54,12 +54,9 @@ private:
     static constexpr unsigned char Interesting[] = {
         0x00, 0x01, 0x0f, 0x10, 0x13, 0x4f, 0x5f, 0x6f, 0x7f, 0x80, 0xaf, 0xdf, 0xff};
 
-    size_t random(size_t below) {
-        m_seed = m_seed * 6364136223846793005u + 1442695040888963407u;
-        return (m_seed >> 33) % below;
-    }
+    size_t random(size_t below) { return m_random() % below; }
 
-    std::uint64_t m_seed = 1;
+    std::mt19937 m_random;
 };
 
 } // namespace
