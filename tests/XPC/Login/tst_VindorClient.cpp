@@ -1,8 +1,7 @@
+#include "LoopbackServer.h"
 #include "VpnComponent.h"
 
 #include <QFile>
-#include <QTcpServer>
-#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -12,31 +11,15 @@ using Platform::Error;
 
 namespace {
 
-/// The agent's side: answers each request with the next of its bodies and keeps what it was asked.
-class Agent : public QObject {
-public:
-    explicit Agent(QList<QByteArray> answers) : m_answers(std::move(answers)) {
-        server.listen(QHostAddress::LocalHost);
-        connect(&server, &QTcpServer::newConnection, this, [this] {
-            QTcpSocket* socket = server.nextPendingConnection();
-            connect(socket, &QTcpSocket::readyRead, this, [this, socket] { answer(socket); });
-        });
+/// A folder with the file that tells the agent's port.
+struct PortFile {
+    explicit PortFile(const QByteArray& text) {
+        QFile file(path);
+        if (!text.isEmpty() && file.open(QIODevice::WriteOnly))
+            file.write(text);
     }
-    QTcpServer server;
-    QList<QByteArray> requests;
-
-private:
-    void answer(QTcpSocket* socket) {
-        const QByteArray request = socket->readAll();
-        if (!request.contains("\r\n\r\n"))
-            return;
-        requests << request;
-        const QByteArray body = m_answers.isEmpty() ? QByteArray() : m_answers.takeFirst();
-        if (body == "silence")
-            return;
-        socket->write("HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body);
-    }
-    QList<QByteArray> m_answers;
+    QTemporaryDir folder;
+    const QString path = folder.filePath(u"vindor.port"_s);
 };
 
 } // namespace
@@ -63,26 +46,33 @@ private Q_SLOTS:
         QFETCH(QList<QByteArray>, answers);
         QFETCH(int, access);
         QFETCH(qint64, error);
-        Agent agent(answers);
-        QTemporaryDir folder;
-        const QString portFile = folder.filePath(u"vindor.port"_s);
-        QFile file(portFile);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(QByteArray::number(agent.server.serverPort()) + "\n");
-        file.close();
-        VindorClient client(portFile, 0.5);
+        std::mutex mutex;
+        QList<QByteArray> requests;
+        // The agent answers each request with the next of its bodies.
+        const LoopbackServer agent([&](LoopbackConnection& connection) {
+            for (QByteArray request = connection.readRequest(); !request.isEmpty();
+                 request = connection.readRequest()) {
+                const std::lock_guard lock(mutex);
+                requests << request;
+                const QByteArray body = answers.isEmpty() ? QByteArray() : answers.takeFirst();
+                if (body != "silence")
+                    connection.write(LoopbackServer::ok(body));
+            }
+        });
+        const PortFile file(QByteArray::number(agent.port()) + "\n");
+        VindorClient client(file.path, 0.5);
         std::optional<AgentStop> stop;
-        // Hops to this thread, which is the agent's as well.
         client.accessAndStop([this, &stop](const AgentStop& outcome) {
             QMetaObject::invokeMethod(this, [&stop, outcome] { stop = outcome; });
         });
         QTRY_VERIFY(stop);
         QCOMPARE(stop->access, access);
         QCOMPARE(stop->error.code(), error);
-        QVERIFY(agent.requests.first().startsWith("POST /v1/access "));
+        const std::lock_guard lock(mutex);
+        QVERIFY(requests.first().startsWith("POST /v1/access "));
         if (access == 0) {
-            QVERIFY(agent.requests.last().startsWith("POST /v1/smartagent/stop "));
-            QVERIFY(agent.requests.last().contains("Authorization: Bearer t-1\r\n"));
+            QVERIFY(requests.last().startsWith("POST /v1/smartagent/stop "));
+            QVERIFY(requests.last().contains("Authorization: Bearer t-1\r\n"));
         }
     }
 
@@ -95,14 +85,8 @@ private Q_SLOTS:
     }
     void portFileMustBeThere() {
         QFETCH(QByteArray, text);
-        QTemporaryDir folder;
-        const QString portFile = folder.filePath(u"vindor.port"_s);
-        if (!text.isEmpty()) {
-            QFile file(portFile);
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write(text);
-        }
-        VindorClient client(portFile);
+        const PortFile file(text);
+        VindorClient client(file.path);
         int access = 0;
         client.startRequestAccess([&](int status) { access = status; });
         QCOMPARE(access, AgentStop::NoAccess);

@@ -1,6 +1,7 @@
 #include "QenCloudTicketHelper.h"
 
 #include "Deployment.h"
+#include "PrivateBus.h"
 #include "QenLogHelper.h"
 #include "SilentBus.h"
 
@@ -23,7 +24,6 @@ class TicketService : public QObject {
     Q_CLASSINFO("D-Bus Interface", "com.qencloud.mav.QenCloud_ticketProtocol")
 
 public:
-    bool runs = true;
     bool isNew = false;
     bool replies = true;
     QStringList calls;
@@ -31,7 +31,7 @@ public:
 public Q_SLOTS:
     bool startRunProxy() {
         calls << u"start"_s;
-        return runs;
+        return true;
     }
     bool checkIsNewConnection(double time, const QDBusMessage& message) {
         calls << u"check %1"_s.arg(time > 1.6e9);
@@ -47,43 +47,17 @@ class tst_QenCloudTicketHelper : public QObject {
 
 private Q_SLOTS:
     void initTestCase() {
-        m_bus.start(u"dbus-daemon"_s, {"--session", "--nofork", "--print-address"});
-        QVERIFY(m_bus.waitForStarted());
-        QVERIFY(m_bus.waitForReadyRead(5000));
-        m_address = QString::fromUtf8(m_bus.readLine()).trimmed();
-        QDBusConnection connection = QDBusConnection::connectToBus(m_address, u"service"_s);
+        QDBusConnection connection = QDBusConnection::connectToBus(m_bus.address(), u"service"_s);
         QVERIFY(connection.isConnected());
         QVERIFY(connection.registerObject(u"/"_s, &m_service, QDBusConnection::ExportAllSlots));
         QVERIFY(connection.registerService(Deployment::TicketServiceName));
     }
-    void cleanupTestCase() {
-        QDBusConnection::disconnectFromBus(u"service"_s);
-        m_bus.kill();
-        m_bus.waitForFinished();
-    }
+    void cleanupTestCase() { QDBusConnection::disconnectFromBus(u"service"_s); }
     void init() {
-        m_service.runs = true;
         m_service.isNew = false;
         m_service.replies = true;
         m_service.calls.clear();
-    }
-
-    void startIsReported_data() {
-        QTest::addColumn<bool>("runs");
-        QTest::addColumn<QString>("line");
-        QTest::newRow("runs") << true << "[QenCloudTicketHelper] QenCloud Service run Success";
-        QTest::newRow("refuses") << false << "[QenCloudTicketHelper] QenCloud Service run Fail";
-    }
-    void startIsReported() {
-        QFETCH(bool, runs);
-        QFETCH(QString, line);
-        m_service.runs = runs;
-        QTemporaryDir folder;
-        QenLogHelper log(folder.filePath(u"logs"_s), folder.filePath(u"record"_s));
-        QenCloudTicketHelper helper(log, m_address);
-        helper.runTicketXPC();
-        QTRY_VERIFY(logText(folder, log).contains(line));
-        QCOMPARE(m_service.calls, QStringList{u"start"_s});
+        m_client = std::make_unique<Client>();
     }
 
     void newServiceIsNoticed_data() {
@@ -94,9 +68,7 @@ private Q_SLOTS:
     void newServiceIsNoticed() {
         QFETCH(bool, isNew);
         m_service.isNew = isNew;
-        QTemporaryDir folder;
-        QenLogHelper log(folder.filePath(u"logs"_s), folder.filePath(u"record"_s));
-        QenCloudTicketHelper helper(log, m_address);
+        QenCloudTicketHelper helper(m_client->log, m_bus.address());
         QCOMPARE(check(helper), isNew);
         QCOMPARE(m_service.calls, QStringList{u"check 1"_s});
 
@@ -111,9 +83,7 @@ private Q_SLOTS:
 
     void silentServiceCostsTheLimit() {
         m_service.replies = false;
-        QTemporaryDir folder;
-        QenLogHelper log(folder.filePath(u"logs"_s), folder.filePath(u"record"_s));
-        QenCloudTicketHelper helper(log, m_address, std::chrono::milliseconds(400));
+        QenCloudTicketHelper helper(m_client->log, m_bus.address(), std::chrono::milliseconds(400));
         QElapsedTimer timer;
         timer.start();
         QVERIFY(!check(helper));
@@ -129,11 +99,9 @@ private Q_SLOTS:
     void missingBusIsAServiceThatDoesNotReply() {
         QFETCH(bool, hangs);
         const SilentBus silent;
-        QTemporaryDir folder;
-        QenLogHelper log(folder.filePath(u"logs"_s), folder.filePath(u"record"_s));
         QElapsedTimer timer;
         timer.start();
-        QenCloudTicketHelper helper(log, hangs ? silent.address() : u"unix:path=/no/such/bus"_s);
+        QenCloudTicketHelper helper(m_client->log, hangs ? silent.address() : u"unix:path=/no/such/bus"_s);
         helper.runTicketXPC();
         helper.closeNgnServerXpc();
         helper.runTicketXPC();
@@ -141,16 +109,14 @@ private Q_SLOTS:
         QVERIFY2(timer.elapsed() < 1000, qPrintable(QString::number(timer.elapsed())));
         QVERIFY(!check(helper));
         QTRY_VERIFY_WITH_TIMEOUT(
-            logText(folder, log).contains(u"[QenCloudTicketHelper] QenCloud Service gave no reply"_s), 15000);
-        QVERIFY(!logText(folder, log).contains(u"run Fail"_s));
+            m_client->logText().contains(u"[QenCloudTicketHelper] QenCloud Service gave no reply"_s), 15000);
+        QVERIFY(!m_client->logText().contains(u"run Fail"_s));
     }
 
     void busThatComesBackIsUsedAgain() {
-        QTemporaryDir folder;
-        QenLogHelper log(folder.filePath(u"logs"_s), folder.filePath(u"record"_s));
-        const QString address = u"unix:path="_s + folder.filePath(u"bus"_s);
+        const QString address = u"unix:path="_s + m_client->folder.filePath(u"bus"_s);
         m_service.isNew = true;
-        QenCloudTicketHelper helper(log, address);
+        QenCloudTicketHelper helper(m_client->log, address);
         for (int round = 0; round < 2; ++round) {
             QVERIFY(!check(helper));
             QProcess bus;
@@ -163,16 +129,21 @@ private Q_SLOTS:
             QDBusConnection::disconnectFromBus(u"back"_s);
             bus.kill();
             QVERIFY(bus.waitForFinished());
-            QFile::remove(folder.filePath(u"bus"_s));
+            QFile::remove(m_client->folder.filePath(u"bus"_s));
         }
     }
 
 private:
-    static QString logText(const QTemporaryDir& folder, QenLogHelper& log) {
-        log.drain();
-        QFile file(folder.filePath(u"logs/QenCloud-Info-1.log"_s));
-        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-    }
+    /// What a helper writes to.
+    struct Client {
+        QString logText() {
+            log.drain();
+            QFile file(folder.filePath(u"logs/QenCloud-Info-1.log"_s));
+            return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+        }
+        QTemporaryDir folder;
+        QenLogHelper log{folder.filePath(u"logs"_s), folder.filePath(u"record"_s)};
+    };
     /// Asks from another thread, as the client does: the service lives on this one.
     static bool check(QenCloudTicketHelper& helper) {
         std::atomic<int> answer{-1};
@@ -182,9 +153,9 @@ private:
         return answered && answer == 1;
     }
 
-    QProcess m_bus;
-    QString m_address;
+    PrivateBus m_bus;
     TicketService m_service;
+    std::unique_ptr<Client> m_client;
 };
 
 QTEST_GUILESS_MAIN(tst_QenCloudTicketHelper)
