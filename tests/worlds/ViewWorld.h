@@ -1,29 +1,16 @@
 #pragma once
 
-#include "ClientWorld.h"
+#include "SessionWorld.h"
 
-#include "ApplicationInterface.h"
 #include "MainViewWorld.h"
-#include "MavResources.h"
-#include "NotificationCenter.h"
 #include "Reachability.h"
-#include "ReferenceServer.h"
 #include "StringTable.h"
-#include "Theme.h"
 #include "UserDefaults.h"
-#include "WidgetDriving.h"
-
-#include <QApplication>
-#include <QLabel>
-#include <QLineEdit>
-#include <QPushButton>
-
-#include <mutex>
 
 using namespace Qt::StringLiterals;
 
 /// What the pages of one client stand on, in a folder of its own; records what they ask of the application.
-class ViewWorld final : public ApplicationInterface {
+class ViewWorld final : public SessionWorld {
 public:
     static void prepareApplication() {
         initMavResources();
@@ -46,18 +33,7 @@ public:
             .probeDelay = 50ms,
             .ticketInterval = 100ms};
     }
-    void showAlertTipForLogin(const QString& text) override {
-        const std::lock_guard lock(m_mutex);
-        m_alerts << text;
-    }
-    QStringList alerts() {
-        const std::lock_guard lock(m_mutex);
-        return m_alerts;
-    }
-    void clearAlerts() {
-        const std::lock_guard lock(m_mutex);
-        m_alerts.clear();
-    }
+    QStringList alerts() { return told(); }
     void signInAs(const QString& user) {
         AccountModel record;
         record.setUserid(user);
@@ -66,15 +42,8 @@ public:
         client.store(record);
     }
 
-    ClientFolder folder;
-    ClientWorld client{folder};
-    Platform::NotificationCenter center;
     Platform::UserDefaults defaults{folder.file(u"defaults.plist"_s)};
     Platform::Reachability reachability{[](const QHostAddress&) { return Platform::NetworkFacts(); }};
-
-private:
-    std::mutex m_mutex;
-    QStringList m_alerts;
 };
 
 inline QString textFor(const char* key) {
