@@ -21,8 +21,8 @@
 
 using namespace Qt::StringLiterals;
 
-/// What the left bar and the login window of one client stand on, in a folder of its own; records what they tell.
-class SessionWorld : public ApplicationInterface {
+/// What the left bar and the login window of one client stand on, in a folder of its own.
+class SessionWorld final : public ApplicationInterface {
 public:
     SessionViewWorld views() {
         using namespace std::chrono_literals;
@@ -46,10 +46,6 @@ public:
     QStringList told() {
         const std::lock_guard lock(m_mutex);
         return m_told;
-    }
-    void clearAlerts() {
-        const std::lock_guard lock(m_mutex);
-        m_told.clear();
     }
     /// Writes the agent's choice of login methods.
     void offer(const char* otp, int qrcode, int account) {

@@ -1,16 +1,29 @@
 #pragma once
 
-#include "SessionWorld.h"
+#include "ClientWorld.h"
 
+#include "ApplicationInterface.h"
 #include "MainViewWorld.h"
+#include "MavResources.h"
+#include "NotificationCenter.h"
 #include "Reachability.h"
+#include "ReferenceServer.h"
 #include "StringTable.h"
+#include "Theme.h"
 #include "UserDefaults.h"
+#include "WidgetDriving.h"
+
+#include <QApplication>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+
+#include <mutex>
 
 using namespace Qt::StringLiterals;
 
 /// What the pages of one client stand on, in a folder of its own; records what they ask of the application.
-class ViewWorld final : public SessionWorld {
+class ViewWorld final : public ApplicationInterface {
 public:
     static void prepareApplication() {
         initMavResources();
@@ -33,7 +46,18 @@ public:
             .probeDelay = 50ms,
             .ticketInterval = 100ms};
     }
-    QStringList alerts() { return told(); }
+    void showAlertTipForLogin(const QString& text) override {
+        const std::lock_guard lock(m_mutex);
+        m_alerts << text;
+    }
+    QStringList alerts() {
+        const std::lock_guard lock(m_mutex);
+        return m_alerts;
+    }
+    void clearAlerts() {
+        const std::lock_guard lock(m_mutex);
+        m_alerts.clear();
+    }
     void signInAs(const QString& user) {
         AccountModel record;
         record.setUserid(user);
@@ -42,8 +66,15 @@ public:
         client.store(record);
     }
 
+    ClientFolder folder;
+    ClientWorld client{folder};
+    Platform::NotificationCenter center;
     Platform::UserDefaults defaults{folder.file(u"defaults.plist"_s)};
     Platform::Reachability reachability{[](const QHostAddress&) { return Platform::NetworkFacts(); }};
+
+private:
+    std::mutex m_mutex;
+    QStringList m_alerts;
 };
 
 inline QString textFor(const char* key) {

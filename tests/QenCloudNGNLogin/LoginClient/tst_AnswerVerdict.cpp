@@ -196,6 +196,11 @@ private Q_SLOTS:
         QVERIFY(tipKey(checkPasswordEntry({u"lin"_s, u"old"_s, fine, fine})).isEmpty());
     }
 
+    void balloons() {
+        QCOMPARE(passwordBalloon(u"newpassword"_s), (PasswordBalloon{u"PwdRuleTips"_s, 67.0}));
+        QCOMPARE(passwordBalloon(u"confirmpassword"_s), (PasswordBalloon{u"PwdInconsistent"_s, 32.0}));
+    }
+
     void whatAPersonReads() {
         const auto text = [](qint64 code, int status = 0, const QString& domain = Platform::UrlErrorDomain) {
             return describedError(Error(domain, code, {}, {}, status)).localizedDescription();

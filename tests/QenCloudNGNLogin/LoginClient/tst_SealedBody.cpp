@@ -64,7 +64,7 @@ void tst_SealedBody::urlEscaping() {
     QByteArray every;
     for (int byte = 0; byte < 256; ++byte)
         every += static_cast<char>(byte);
-    QCOMPARE(QenUrlEncode::urlencodWithData(every).toLatin1(), WireCodec::escapeForUrl(every));
+    QCOMPARE(QenUrlEncode::urlencodWithData(every).toLatin1(), every.toPercentEncoding({}, "-._~"));
     QCOMPARE(QenUrlEncode::urlencodWithData("a-Z.+/=\r\n"), u"a%2DZ%2E%2B%2F%3D%0D%0A"_s);
 }
 

@@ -347,19 +347,15 @@ private Q_SLOTS:
     }
 
     void runningVpnIsStoppedThroughTheAgent_data() {
-        QTest::addColumn<int>("accessStatus");
-        QTest::addColumn<QJsonObject>("stopAnswer");
-        QTest::addColumn<bool>("stopFails");
+        QTest::addColumn<AgentStop>("outcome");
         QTest::addColumn<QString>("line");
-        QTest::newRow("stopped") << 0 << QJsonObject{{"code", 0}} << false << "QenCloud Vindor Stop Success!!!";
-        QTest::newRow("refused") << 1 << QJsonObject{} << false << "QenCloud Vindor Access Fail!!!";
-        QTest::newRow("code") << 0 << QJsonObject{{"code", 5}} << false << "QenCloud Vindor Stop Fail:code = 5";
-        QTest::newRow("error") << 0 << QJsonObject{} << true << "QenCloud Vindor Stop Fail: Error Domain=D Code=9";
+        QTest::newRow("stopped") << AgentStop{0, {{"code", 0}}, {}} << "QenCloud Vindor Stop Success!!!";
+        QTest::newRow("refused") << AgentStop{1, {}, {}} << "QenCloud Vindor Access Fail!!!";
+        QTest::newRow("code") << AgentStop{0, {{"code", 5}}, {}} << "QenCloud Vindor Stop Fail:code = 5";
+        QTest::newRow("error") << AgentStop{0, {}, {u"D"_s, 9}} << "QenCloud Vindor Stop Fail: Error Domain=D Code=9";
     }
     void runningVpnIsStoppedThroughTheAgent() {
-        QFETCH(int, accessStatus);
-        QFETCH(QJsonObject, stopAnswer);
-        QFETCH(bool, stopFails);
+        QFETCH(AgentStop, outcome);
         QFETCH(QString, line);
         ClientFolder folder;
         // A process whose command line is that of the component.
@@ -368,7 +364,6 @@ private Q_SLOTS:
         QProcess component;
         component.start(vpn, {u"60"_s});
         QVERIFY(component.waitForStarted());
-        const AgentStop outcome{accessStatus, stopAnswer, stopFails ? Error(u"D"_s, 9) : Error()};
         {
             ClientWorld client(
                 folder, {}, [outcome](const AgentStopped& done) { done(outcome); }, vpn);

@@ -76,23 +76,17 @@ private Q_SLOTS:
         }
     }
 
-    void portFileMustBeThere_data() {
-        QTest::addColumn<QByteArray>("text");
-        QTest::newRow("missing") << QByteArray();
-        QTest::newRow("zero") << QByteArray("0");
-        QTest::newRow("too large") << QByteArray("70000");
-        QTest::newRow("no number") << QByteArray("80@elsewhere");
-    }
     void portFileMustBeThere() {
-        QFETCH(QByteArray, text);
-        const PortFile file(text);
-        VindorClient client(file.path);
-        int access = 0;
-        client.startRequestAccess([&](int status) { access = status; });
-        QCOMPARE(access, AgentStop::NoAccess);
-        qint64 code = 0;
-        client.stopSmartAgent([&](const QJsonObject&, const Error& error) { code = error.code(); });
-        QCOMPARE(code, Error::CannotConnect);
+        for (const QByteArray& text : {QByteArray(), "0"_ba, "70000"_ba, "80@elsewhere"_ba}) {
+            const PortFile file(text);
+            VindorClient client(file.path);
+            int access = 0;
+            client.startRequestAccess([&](int status) { access = status; });
+            QCOMPARE(access, AgentStop::NoAccess);
+            qint64 code = 0;
+            client.stopSmartAgent([&](const QJsonObject&, const Error& error) { code = error.code(); });
+            QCOMPARE(code, Error::CannotConnect);
+        }
     }
 };
 

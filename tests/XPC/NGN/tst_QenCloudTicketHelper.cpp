@@ -13,10 +13,10 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <atomic>
-#include <thread>
+#include <future>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 /// The ticket service as the agent's side offers it, on a bus of the test's own.
 class TicketService : public QObject {
@@ -24,6 +24,7 @@ class TicketService : public QObject {
     Q_CLASSINFO("D-Bus Interface", "com.qencloud.mav.QenCloud_ticketProtocol")
 
 public:
+    bool runs = true;
     bool isNew = false;
     bool replies = true;
     QStringList calls;
@@ -31,7 +32,7 @@ public:
 public Q_SLOTS:
     bool startRunProxy() {
         calls << u"start"_s;
-        return true;
+        return runs;
     }
     bool checkIsNewConnection(double time, const QDBusMessage& message) {
         calls << u"check %1"_s.arg(time > 1.6e9);
@@ -60,17 +61,22 @@ private Q_SLOTS:
         m_client = std::make_unique<Client>();
     }
 
-    void newServiceIsNoticed_data() {
+    void answersAreNoticed_data() {
         QTest::addColumn<bool>("isNew");
-        QTest::newRow("new") << true;
-        QTest::newRow("known") << false;
+        QTest::newRow("new, starts") << true;
+        QTest::newRow("known, refuses") << false;
     }
-    void newServiceIsNoticed() {
+    void answersAreNoticed() {
         QFETCH(bool, isNew);
-        m_service.isNew = isNew;
+        m_service.isNew = m_service.runs = isNew;
         QenCloudTicketHelper helper(m_client->log, m_bus.address());
         QCOMPARE(check(helper), isNew);
         QCOMPARE(m_service.calls, QStringList{u"check 1"_s});
+
+        helper.runTicketXPC();
+        const QString line = u"[QenCloudTicketHelper] QenCloud Service run "_s + (isNew ? u"Success"_s : u"Fail"_s);
+        QTRY_VERIFY(m_client->logText().contains(line));
+        QCOMPARE(m_service.calls.last(), u"start"_s);
 
         helper.closeNgnServerXpc();
         QVERIFY(!helper.XPCConnection());
@@ -146,11 +152,8 @@ private:
     };
     /// Asks from another thread, as the client does: the service lives on this one.
     static bool check(QenCloudTicketHelper& helper) {
-        std::atomic<int> answer{-1};
-        std::thread asking([&] { answer = helper.checkXPCServiceIsReInital(); });
-        const bool answered = QTest::qWaitFor([&] { return answer >= 0; }, 15000);
-        asking.join();
-        return answered && answer == 1;
+        auto answer = std::async(std::launch::async, [&helper] { return helper.checkXPCServiceIsReInital(); });
+        return QTest::qWaitFor([&] { return answer.wait_for(0s) == std::future_status::ready; }, 15000) && answer.get();
     }
 
     PrivateBus m_bus;

@@ -168,11 +168,8 @@ void tst_VoAlgorithmSM4::refusals_data() {
     QTest::newRow("key too short") << Key.left(15) << Iv << text;
     QTest::newRow("key too long") << Key + u'0' << Iv << text;
     QTest::newRow("sixteen bytes but fewer characters") << u"钥0123456789abc"_s << Iv << text;
-    QTest::newRow("no key") << QString() << Iv << text;
     QTest::newRow("iv too short") << Key << Iv.left(15) << text;
-    QTest::newRow("no iv") << Key << QString() << text;
     QTest::newRow("empty text") << Key << Iv << u""_s;
-    QTest::newRow("no text") << Key << Iv << QString();
 }
 
 void tst_VoAlgorithmSM4::refusals() {
@@ -194,17 +191,13 @@ void tst_VoAlgorithmSM4::undecodable_data() {
     QTest::addColumn<Text>("blocks");
     QTest::addColumn<Text>("stream");
     const Text empty = u""_s;
-    const QByteArray stream = library(EVP_sm4_ctr(), Key.toUtf8(), Iv.toUtf8(), QByteArray(3, '\0'));
-    QByteArray cut = "\xe4\xb8";
-    cut[0] = static_cast<char>(cut[0] ^ stream[0]);
-    cut[1] = static_cast<char>(cut[1] ^ stream[1]);
-    QByteArray mark = "\xef\xbb\xbf";
-    for (qsizetype i = 0; i < mark.size(); ++i)
-        mark[i] = static_cast<char>(mark[i] ^ stream[i]);
+    const auto sealed = [](const QByteArray& plain) {
+        return QString::fromLatin1(library(EVP_sm4_ctr(), Key.toUtf8(), Iv.toUtf8(), plain).toBase64());
+    };
     QTest::newRow("no character of the alphabet") << u"!\r\n?"_s << empty << empty;
     QTest::newRow("no whole group") << u"AAAAA"_s << Text() << Text();
-    QTest::newRow("cut within a character") << QString::fromLatin1(cut.toBase64()) << empty << Text();
-    QTest::newRow("byte order mark stays") << QString::fromLatin1(mark.toBase64()) << empty << Text(QChar(0xfeff));
+    QTest::newRow("cut within a character") << sealed("\xe4\xb8") << empty << Text();
+    QTest::newRow("byte order mark stays") << sealed("\xef\xbb\xbf") << empty << Text(QChar(0xfeff));
 }
 
 void tst_VoAlgorithmSM4::undecodable() {
