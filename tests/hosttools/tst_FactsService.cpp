@@ -1,31 +1,14 @@
 #include "FactsTest.h"
 #include "FakeServices.h"
+#include "SilentBus.h"
 
 #include <QDBusMetaType>
+#include <QDir>
 #include <QTimer>
-
-#include <cstring>
 
 #include <csignal>
 
-#include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/un.h>
-
-using namespace Qt::StringLiterals;
-
-namespace {
-
 using Texts = QMap<QString, QString>;
-
-/// Takes the question and says nothing.
-class Silent final : public QDBusVirtualObject {
-public:
-    bool handleMessage(const QDBusMessage&, const QDBusConnection&) override { return true; }
-    QString introspect(const QString&) const override { return {}; }
-};
-
-} // namespace
 
 /// The facts service, the real one and others in its place, and the tools that ask it.
 class tst_FactsService : public FactsTest {
@@ -70,15 +53,16 @@ private Q_SLOTS:
         const FakeSystemBus bus(m_machine->path());
         FakeObjects objects;
         objects.answers[u"PacketFilter"_s] = answer;
-        own(bus, &objects);
+        bus.serve(&objects, Service);
         trust(::geteuid());
         check(state, text);
     }
 
     void serviceThatHangs() {
         const FakeSystemBus bus(m_machine->path());
-        Silent silent;
-        own(bus, &silent);
+        FakeObjects silent;
+        silent.isSilent = true;
+        bus.serve(&silent, Service);
         trust(::geteuid());
         check(u"unknown"_s, u"the facts service does not answer in time"_s);
     }
@@ -93,30 +77,15 @@ private Q_SLOTS:
 
     void busThatHangs() {
         QVERIFY(QDir(m_machine->path()).mkpath(u"run/dbus"_s));
-        const QByteArray path = m_machine->filePath(u"run/dbus/system_bus_socket"_s).toLocal8Bit();
-        const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        QVERIFY(path.size() < qsizetype(sizeof address.sun_path));
-        std::memcpy(address.sun_path, path.constData(), size_t(path.size()));
-        QVERIFY(::bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 && ::listen(socket, 4) == 0);
-        QVERIFY(::chmod(path.constData(), 0777) == 0);
-        QCOMPARE(HostFixture(m_machine->path()).build(u"unit firewalld\nunit sssd\n"_s), QString());
+        const SilentBus silent(SilentBus::Until::Ever, m_machine->filePath(u"run/dbus/system_bus_socket"_s));
+        QVERIFY(!silent.address().isEmpty());
+        build(u"unit firewalld\nunit sssd\n"_s);
         check(u"unknown"_s, u"firewalld runs and does not answer"_s);
         QElapsedTimer clock;
         clock.start();
-        const HostPack::Result domain = m_pack.run(m_machine->path(), {u"dsconfigad"_s, u"-show"_s});
-        ::close(socket);
+        const HostPack::Result domain = run({u"dsconfigad"_s, u"-show"_s});
         QVERIFY(domain.output.isEmpty() && domain.error.contains(u"cannot be read without privilege"));
         QVERIFY2(clock.elapsed() < Patience, qPrintable(QString::number(clock.elapsed())));
-    }
-
-private:
-    static void own(const FakeSystemBus& bus, QDBusVirtualObject* object) {
-        QDBusConnection connection = bus.connection();
-        QVERIFY(connection.isConnected());
-        QVERIFY(connection.registerVirtualObject(u"/"_s, object, QDBusConnection::SubPath));
-        QVERIFY(connection.registerService(u"com.qencloud.mav.HostFacts"_s));
     }
 };
 

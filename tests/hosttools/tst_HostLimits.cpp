@@ -1,28 +1,17 @@
-#include "HostFixture.h"
-#include "HostPack.h"
+#include "MachineTest.h"
 #include "NetworkService.h"
 #include "PacketFilters.h"
 
 #include <QElapsedTimer>
 #include <QFile>
-#include <QTest>
 #include <QTimer>
-
-#include <optional>
-
-using namespace Qt::StringLiterals;
 
 /// Facts that are none, too many, or change while they are read: each ends in an answer that is not wrong, in bounded
 /// time.
-class tst_HostLimits : public QObject {
+class tst_HostLimits : public MachineTest {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() {
-        m_machine.emplace();
-        HostPack::makeReadable(m_machine->path());
-    }
-
     void rulesThatAreNone_data() {
         QTest::addColumn<QByteArray>("nft");
         QTest::addColumn<QString>("code");
@@ -60,7 +49,7 @@ private Q_SLOTS:
     void rulesThatAreNone() {
         QFETCH(QByteArray, nft);
         QFETCH(QString, code);
-        QVERIFY(HostFixture(m_machine->path()).write(u"/usr/sbin/nft"_s, "#!/bin/sh\n" + nft, true));
+        QVERIFY(fixture().write(u"/usr/sbin/nft"_s, "#!/bin/sh\n" + nft, true));
         QElapsedTimer clock;
         clock.start();
         const PacketFilters::Answer answer = PacketFilters(Facts(m_machine->path())).find();
@@ -76,10 +65,10 @@ private Q_SLOTS:
             machine +=
                 u"mount 253:0 /srv/%1 ext4 /dev/dm-0\nmount 0:77 /var/o/%1 overlay o upperdir=/var/o/%2/x\n"_s.arg(i)
                     .arg(i + 1);
-        QCOMPARE(HostFixture(m_machine->path()).build(machine), QString());
+        build(machine);
         QElapsedTimer clock;
         clock.start();
-        const HostPack::Result result = m_pack.run(m_machine->path(), {u"fdesetup"_s, u"status"_s});
+        const HostPack::Result result = run({u"fdesetup"_s, u"status"_s});
         QVERIFY2(clock.elapsed() < 2500, qPrintable(QString::number(clock.elapsed())));
         QCOMPARE(result.output, u"FileVault is On.\n"_s);
     }
@@ -87,7 +76,7 @@ private Q_SLOTS:
     /// A stack of devices that comes and goes: whatever half of it is seen, it is never taken for encrypted.
     void devicesThatChange() {
         const QString machine = u"disk sda 8:0\nmapped dm-0 253:0 LVM-ab root sda\nmount 253:0 / ext4 /dev/dm-0\n"_s;
-        QCOMPARE(HostFixture(m_machine->path()).build(machine), QString());
+        build(machine);
         const QString layer = m_machine->filePath(u"sys/devices/virtual/block/dm-0"_s);
         for (int i = 0; i < 20; ++i) {
             QTimer away(this);
@@ -96,7 +85,7 @@ private Q_SLOTS:
                     QFile::rename(layer + u".away"_s, layer);
             });
             away.start(1);
-            const HostPack::Result result = m_pack.run(m_machine->path(), {u"fdesetup"_s, u"status"_s});
+            const HostPack::Result result = run({u"fdesetup"_s, u"status"_s});
             QVERIFY(result.output == u"FileVault is Off.\n" || (result.output.isEmpty() && result.status == 1));
         }
     }
@@ -119,17 +108,13 @@ private Q_SLOTS:
         QFETCH(QString, permanent);
         QFETCH(QString, present);
         const QString machine = u"file /sys/class/net/wlan0/device/x\nfile /sys/class/net/wlan0/address %1\\n\n"_s;
-        QCOMPARE(HostFixture(m_machine->path()).build(machine.arg(present)), QString());
+        build(machine.arg(present));
         const Facts facts(m_machine->path());
         const auto reader = [&](const QString& device) { return device == u"wlan0" ? permanent : u"none"_s; };
         QTEST(networkService(facts, u"wlan0"_s, reader).value().address, "address");
         for (const char* none : {"", "lo", "no-such-device", "a-name-that-is-too-long"})
             QCOMPARE(permanentAddress(QString::fromLatin1(none)), QString());
     }
-
-private:
-    const HostPack m_pack;
-    std::optional<QTemporaryDir> m_machine;
 };
 
 QTEST_GUILESS_MAIN(tst_HostLimits)

@@ -1,21 +1,14 @@
 #include "FakeServices.h"
-#include "HostFixture.h"
-#include "HostPack.h"
+#include "MachineTest.h"
 
 #include <QDBusArgument>
 #include <QDBusMetaType>
 #include <QDBusObjectPath>
 #include <QStandardPaths>
-#include <QTest>
 
 #include <cstring>
 
-#include <optional>
-
-#include <sys/stat.h>
 #include <utmpx.h>
-
-using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -28,7 +21,7 @@ const QString Off = u"FileVault is Off.\n"_s;
 } // namespace
 
 /// The programs of the pack, run as anybody may run them, over made-up machines.
-class tst_HostTools : public QObject {
+class tst_HostTools : public MachineTest {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -37,11 +30,6 @@ private Q_SLOTS:
         qDBusRegisterMetaType<QList<Pair>>();
         qDBusRegisterMetaType<QMap<QString, QStringList>>();
         qDBusRegisterMetaType<Zones>();
-        QVERIFY(m_pack.isGood());
-    }
-    void init() {
-        m_machine.emplace();
-        HostPack::makeReadable(m_machine->path());
     }
 
     void firewalldOnTheBus_data() {
@@ -71,13 +59,13 @@ private Q_SLOTS:
         const QString machine = u"file /proc/modules nf_tables 1\\n\nunit firewalld\n"
                                 "file /sys/class/net/eth0/device/x\nfile /sys/class/net/docker0/address\n"
                                 "file /sys/class/net/br0/lower_eth0/x\n"_s;
-        QCOMPARE(HostFixture(m_machine->path()).build(machine), QString());
+        build(machine);
         const FakeSystemBus bus(m_machine->path());
         FakeObjects objects;
         if (!defaultZone.isEmpty())
             objects.answers["getDefaultZone"] = defaultZone;
         objects.answers["getActiveZones"] = QVariant::fromValue(zones);
-        serve(bus, objects, "org.fedoraproject.FirewallD1");
+        bus.serve(&objects, "org.fedoraproject.FirewallD1");
         HostPack::check(run({"defaults", "read", "/Library/Preferences/com.apple.alf.plist", "globalstate"}), answer);
         // Whoever reads one makes the person's desktop ask for an administrator.
         QCOMPARE(objects.properties, 0);
@@ -110,7 +98,7 @@ private Q_SLOTS:
         objects.answers[realm + " Configured"] = configured;
         objects.answers[realm + " Details"] =
             QVariant::fromValue(QList<Pair>{{"client-software", "sssd"}, {"server-software", software}});
-        serve(bus, objects, "org.freedesktop.realmd");
+        bus.serve(&objects, "org.freedesktop.realmd");
         compare({"dsconfigad", "-show"});
     }
 
@@ -222,18 +210,17 @@ private Q_SLOTS:
         add(USER_PROCESS, "serial", "ttyS0");
         add(DEAD_PROCESS, "", "tty2");
         add(LOGIN_PROCESS, "LOGIN", "tty1");
-        QVERIFY(QDir(m_machine->path()).mkpath("var/log"));
         // Cut off in the middle of a record.
-        put("var/log/wtmp", log + log.left(100));
+        QVERIFY(fixture().write("/var/log/wtmp", log + log.left(100)));
         const QStringList command{"defaults", "read", "/Library/Preferences/com.apple.loginwindow", "lastUserName"};
         QCOMPARE(run(command).output, QString("anna\n"));
-        put("var/log/wtmp", log.left(100));
+        QVERIFY(fixture().write("/var/log/wtmp", log.left(100)));
         QCOMPARE(run(command).output, QString());
     }
 
     void rootAsOption() {
         const QString machine = u"disk sda 8:0\nmount 8:0 / ext4 /dev/sda\n"_s;
-        QCOMPARE(HostFixture(m_machine->path()).build(machine), QString());
+        build(machine);
         QCOMPARE(
             m_pack.run("/nonexistent", {"mav-hosttools", "--root", m_machine->path(), "fdesetup", "status"}).output,
             Off);
@@ -265,29 +252,12 @@ private:
         return process.readAllStandardOutput();
     }
 
-    void put(const QString& name, const QByteArray& content) const {
-        QFile file(m_machine->filePath(name));
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
-    }
-
-    static void serve(const FakeSystemBus& bus, FakeObjects& objects, const QString& service) {
-        QDBusConnection connection = bus.connection();
-        QVERIFY(connection.isConnected());
-        QVERIFY(connection.registerVirtualObject("/", &objects, QDBusConnection::SubPath));
-        QVERIFY(connection.registerService(service));
-    }
-
-    HostPack::Result run(const QStringList& command) const { return m_pack.run(m_machine->path(), command); }
-
     void compare(const QStringList& command) const {
         QFETCH(QString, machine);
         QFETCH(QString, answer);
-        QCOMPARE(HostFixture(m_machine->path()).build(machine), QString());
+        build(machine);
         HostPack::check(run(command), answer);
     }
-
-    const HostPack m_pack;
-    std::optional<QTemporaryDir> m_machine;
 };
 
 QTEST_GUILESS_MAIN(tst_HostTools)

@@ -26,10 +26,7 @@ private Q_SLOTS:
         QVERIFY(m_pack.isGood());
         HostPack::makeReadable(m_bus.path());
         m_system.emplace(m_bus.path());
-        QDBusConnection connection = m_system->connection();
-        QVERIFY(connection.isConnected());
-        QVERIFY(connection.registerVirtualObject(u"/"_s, &m_service, QDBusConnection::SubPath));
-        QVERIFY(connection.registerService(u"com.qencloud.mav.HostFacts"_s));
+        m_system->serve(&m_service, u"com.qencloud.mav.HostFacts"_s);
     }
 
     void machine_data() {

@@ -63,14 +63,12 @@ private Q_SLOTS:
         const FakeSystemBus bus(m_machine->path());
         qDBusRegisterMetaType<Authorization>();
         FakePolkit polkit;
-        QDBusConnection connection = bus.connection();
-        QVERIFY(connection.registerVirtualObject(u"/org/freedesktop/PolicyKit1"_s, &polkit, QDBusConnection::SubPath));
-        QVERIFY(connection.registerService(u"org.freedesktop.PolicyKit1"_s));
+        bus.serve(&polkit, u"org.freedesktop.PolicyKit1"_s, u"/org/freedesktop/PolicyKit1"_s);
         const QString settings = m_machine->filePath(u"firewalld"_s);
         QCOMPARE(QProcess::execute(u"cp"_s, {u"-r"_s, u"/etc/firewalld"_s, settings}), 0);
         start({u"unshare"_s, u"-n"_s, program, u"--nofork"_s, u"--nopid"_s, u"--system-config"_s, settings});
-        QTRY_VERIFY_WITH_TIMEOUT(isOwned(connection, u"org.fedoraproject.FirewallD1"_s), 20000);
-        QCOMPARE(HostFixture(m_machine->path()).build(u"unit firewalld\n"_s), QString());
+        QTRY_VERIFY_WITH_TIMEOUT(isOwned(bus.connection(), u"org.fedoraproject.FirewallD1"_s), 20000);
+        build(u"unit firewalld\n"_s);
         // The daemon has its name some time before it answers.
         QTRY_COMPARE_WITH_TIMEOUT(reason()[u"state"].toString(), u"on"_s, 20000);
         QElapsedTimer clock;
