@@ -2,46 +2,22 @@
 #include "KeyedArchiver.h"
 #include "KeyedUnarchiver.h"
 #include "PropertyList.h"
-
-#include <QDir>
-#include <QProcess>
-#include <QTemporaryDir>
-#include <QTest>
+#include "SupportTool.h"
 
 #include <limits>
-
-using namespace Qt::StringLiterals;
+#include <optional>
 
 using namespace Platform;
 
-namespace {
-
-struct Outcome {
-    int status = -1;
-    QByteArray output;
-    QByteArray error;
-};
-
-Outcome run(const QStringList& arguments, const QByteArray& input = {}) {
-    QProcess process;
-    process.start(QStringLiteral(MAVCTL), arguments);
-    process.write(input);
-    process.closeWriteChannel();
-    if (!process.waitForFinished(30000) || process.exitStatus() != QProcess::NormalExit)
-        return {};
-    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
-}
-
-} // namespace
-
-/// The support tool as it is used: as a program.
+/// Archives in a terminal.
 class tst_mavctl : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
     void init() {
-        m_folder.emplace();
-        m_path = m_folder->filePath(u"state.archive"_s);
+        m_tool.emplace();
+        m_path = m_tool->file(u"state/state.archive"_s);
+        QVERIFY(QDir().mkpath(m_tool->file(u"state"_s)));
     }
 
     void showsAndWrites_data() {
@@ -76,17 +52,17 @@ private Q_SLOTS:
     void showsAndWrites() {
         QFETCH(QByteArray, json);
         QFETCH(ArchiveValue, value);
-        QCOMPARE(run({"archive", "write", m_path}, json).status, 0);
+        QCOMPARE(m_tool->run({"archive", "write", m_path}, json).status, 0);
         const QByteArray bytes = readFile(m_path, 1 << 20).value_or(QByteArray());
         QVERIFY(stored() == value);
         QCOMPARE(bytes, KeyedArchiver::archivedData(value));
-        const Outcome shown = run({"archive", "show", m_path});
+        const SupportTool::Outcome shown = m_tool->run({"archive", "show", m_path});
         QCOMPARE(shown.status, 0);
         QCOMPARE(shown.error, QByteArray());
-        QCOMPARE(run({"archive", "write", m_path}, shown.output).status, 0);
+        QCOMPARE(m_tool->run({"archive", "write", m_path}, shown.output).status, 0);
         QVERIFY(stored() == value);
-        QCOMPARE(run({"archive", "show", m_path}).output, shown.output);
-        QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+        QCOMPARE(m_tool->run({"archive", "show", m_path}).output, shown.output);
+        QCOMPARE(QDir(m_tool->file(u"state"_s)).entryList(QDir::Files | QDir::Hidden).size(), 1);
     }
 
     /// Many keys come out of the table in an order of their own; the listing has one that lasts.
@@ -95,18 +71,18 @@ private Q_SLOTS:
         for (int i = 99; i >= 0; --i)
             entries.push_back({u"key %1"_s.arg(i), i});
         QVERIFY(!replaceFile(m_path, KeyedArchiver::archivedData(ArchiveValue(entries))));
-        const Outcome shown = run({"archive", "show", m_path});
+        const SupportTool::Outcome shown = m_tool->run({"archive", "show", m_path});
         QVERIFY(shown.output.startsWith("{\n  \"key 0\": 0,\n  \"key 1\": 1,\n  \"key 10\": 10,\n"));
-        QCOMPARE(run({"archive", "write", m_path}, shown.output).status, 0);
+        QCOMPARE(m_tool->run({"archive", "write", m_path}, shown.output).status, 0);
         QVERIFY(stored() == ArchiveValue(entries));
-        QCOMPARE(run({"archive", "show", m_path}).output, shown.output);
+        QCOMPARE(m_tool->run({"archive", "show", m_path}).output, shown.output);
     }
 
     void showsPropertyLists() {
         const ArchiveValue list(ArchiveValue::Dictionary{{"a", 1}});
         for (const QByteArray& bytes : {PropertyList::binaryData(list), PropertyList::xmlData(list)}) {
             QVERIFY(!replaceFile(m_path, bytes));
-            QCOMPARE(run({"archive", "show", m_path}).output, QByteArray("{\n  \"a\": 1\n}\n"));
+            QCOMPARE(m_tool->run({"archive", "show", m_path}).output, QByteArray("{\n  \"a\": 1\n}\n"));
         }
     }
 
@@ -116,7 +92,7 @@ private Q_SLOTS:
         const QByteArray file = KeyedArchiver::archivedData(ArchiveValue(ArchiveValue::Array(20000, text)));
         QVERIFY(!file.isEmpty() && file.size() < 200000);
         QVERIFY(!replaceFile(m_path, file));
-        const Outcome shown = run({"archive", "show", m_path});
+        const SupportTool::Outcome shown = m_tool->run({"archive", "show", m_path});
         QCOMPARE(shown.status, 1);
         QVERIFY2(shown.error.contains("longer"), shown.error.constData());
         QVERIFY(shown.output.isEmpty());
@@ -156,7 +132,7 @@ private Q_SLOTS:
         QFETCH(QByteArray, input);
         QFETCH(int, status);
         arguments.replaceInStrings(u"FILE"_s, m_path);
-        const Outcome outcome = run(arguments, input);
+        const SupportTool::Outcome outcome = m_tool->run(arguments, input);
         QCOMPARE(outcome.status, status);
         QCOMPARE(outcome.output, QByteArray());
         if (status == 1)
@@ -170,7 +146,7 @@ private Q_SLOTS:
         QByteArray bytes = KeyedArchiver::archivedData("a");
         bytes.replace("Troot", "Tr0Ot").replace(QByteArray("\x80\x01", 2), QByteArray("\x80\x09", 2));
         QVERIFY(!replaceFile(m_path, bytes));
-        const Outcome outcome = run({"archive", "show", m_path});
+        const SupportTool::Outcome outcome = m_tool->run({"archive", "show", m_path});
         QCOMPARE(outcome.status, 1);
         QCOMPARE(outcome.error.count('\n'), 1);
     }
@@ -181,7 +157,7 @@ private:
             readFile(m_path, 1 << 20).value_or(QByteArray()), AllowedClasses::any());
     }
 
-    std::optional<QTemporaryDir> m_folder;
+    std::optional<SupportTool> m_tool;
     QString m_path;
 };
 

@@ -1,4 +1,7 @@
 #include "ArchiveStore.h"
+#include "LoopbackServer.h"
+#include "PrivateBus.h"
+#include "SupportTool.h"
 
 #include <QDBusConnection>
 #include <QDir>
@@ -7,12 +10,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLocalServer>
-#include <QTcpServer>
-#include <QTcpSocket>
-#include <QTest>
-
-#include "PrivateBus.h"
-#include "SupportTool.h"
 
 #include <algorithm>
 #include <optional>
@@ -40,25 +37,23 @@ private Q_SLOTS:
             "<plist version=\"1.0\"><array><dict><key>a</key><array><dict><key>title</key>"
             "<string>域检测</string><key>selectorName</key><string>nothing:</string></dict></array>"
             "</dict></array></plist>";
+        const auto row = [](const char* name, const QVariantMap& access, const QByteArray& catalogue, int status,
+                             const QStringList& lines) {
+            QTest::newRow(name) << access << catalogue << status << lines;
+        };
         const QVariantMap disk{{"is_disk_encrypt", "1"}};
-        QTest::newRow("compliant") << disk << QByteArray() << 0
-                                   << QStringList{"met        磁盘已加密: fdesetup answers \"FileVault is On.\"",
-                                          "level 0 电脑安全: 1 of 1 checks met"};
-        QTest::newRow("not compliant") << QVariantMap{{"is_disk_encrypt", "1"}, {"firewall", "1"},
-                                              {"ent_domain", "c.example"}}
-                                       << QByteArray() << 1
-                                       << QStringList{"met        磁盘已加密: fdesetup answers \"FileVault is On.\"",
-                                              "not met    已开启主机防火墙: the facts service is not there",
-                                              "not met    域检测: the computer is joined to no domain, required is "
-                                              "\"c.example\"",
-                                              "level 1 轻度危险: 1 of 3 checks met"};
-        QTest::newRow("nothing required") << QVariantMap() << QByteArray() << 0
-                                          << QStringList{"nothing is required: the policy POLICY asks for no check",
-                                                 "level 0 电脑安全: 0 of 0 checks met"};
-        QTest::newRow("unknown check") << QVariantMap{{"ent_domain", "c.example"}} << unknown << 1
-                                       << QStringList{"no result  域检测: the client has no check named \"nothing:\"",
-                                              "level 0 电脑安全: 0 of 1 checks met"};
-        QTest::newRow("damaged catalogue") << disk << QByteArray("bplist00") << 1 << QStringList();
+        const QVariantMap domain{{"ent_domain", "c.example"}};
+        const QString encrypted = "met        磁盘已加密: fdesetup answers \"FileVault is On.\"";
+        row("compliant", disk, {}, 0, {encrypted, "level 0 电脑安全: 1 of 1 checks met"});
+        row("not compliant", {{"is_disk_encrypt", "1"}, {"firewall", "1"}, {"ent_domain", "c.example"}}, {}, 1,
+            {encrypted, "not met    已开启主机防火墙: the facts service is not there",
+                "not met    域检测: the computer is joined to no domain, required is \"c.example\"",
+                "level 1 轻度危险: 1 of 3 checks met"});
+        row("nothing required", {}, {}, 0,
+            {"nothing is required: the policy POLICY asks for no check", "level 0 电脑安全: 0 of 0 checks met"});
+        row("unknown check", domain, unknown, 1,
+            {"no result  域检测: the client has no check named \"nothing:\"", "level 0 电脑安全: 0 of 1 checks met"});
+        row("damaged catalogue", disk, "bplist00", 1, {});
     }
     void rounds() {
         QFETCH(QVariantMap, access);
@@ -157,16 +152,8 @@ private Q_SLOTS:
         QVERIFY(QDir().mkpath(m_tool->file("facts/run/dbus")));
         QVERIFY(QFile::link(
             bus.address().section(u'=', 1).section(u',', 0, 0), m_tool->file("facts/run/dbus/system_bus_socket")));
-        QTcpServer server;
-        QVERIFY(server.listen(QHostAddress::LocalHost));
-        connect(&server, &QTcpServer::newConnection, this, [&server] {
-            QTcpSocket* const client = server.nextPendingConnection();
-            connect(client, &QTcpSocket::readyRead, client, [client] {
-                client->write(
-                    "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: 9\r\n\r\n{\"ret\":0}");
-            });
-        });
-        const ArchiveValue address(ArchiveValue::Array{"127.0.0.1", int(server.serverPort())});
+        auto server = std::make_unique<LoopbackServer>(LoopbackServer::always(LoopbackServer::ok(R"({"ret":0})")));
+        const ArchiveValue address(ArchiveValue::Array{"127.0.0.1", int(server->port())});
         QVERIFY(archiveRootObject(
             ArchiveValue(ArchiveValue::Array{address, address, address}), m_tool->agent() + "/.QenConfig"));
         SupportTool::write(m_tool->file("home") + "/Library/Logs/QenCloud/Logs/QenCloud-Info-1.log", "a line\n");
@@ -177,7 +164,7 @@ private Q_SLOTS:
             QVERIFY2(state(all, subject) == u"good", subject);
         QCOMPARE(state(all, "tray host"), u"warning"_s);
 
-        server.close();
+        server.reset();
         SupportTool::write(m_tool->agent() + "/complianceInfo", "bplist00 cut off");
         all = doctor();
         QDBusConnection::disconnectFromBus("services");

@@ -1,11 +1,8 @@
 #include "MavServerSetingWinCtrl.h"
 #include "QenServerConfig.h"
+#include "SupportTool.h"
 
-#include <QDir>
-#include <QFileInfo>
-#include <QProcess>
-#include <QTemporaryDir>
-#include <QTest>
+#include <optional>
 
 using namespace Qt::StringLiterals;
 
@@ -15,10 +12,8 @@ class tst_mavctlServer : public QObject {
 
 private Q_SLOTS:
     void init() {
-        m_folder.emplace();
-        m_agent = m_folder->filePath(u"Library/Application Support/QenCloud"_s);
-        m_file = m_agent + u"/.QenConfig"_s;
-        QVERIFY(QDir().mkpath(m_agent));
+        m_tool.emplace();
+        m_file = m_tool->agent() + u"/.QenConfig"_s;
     }
 
     /// Whatever the window refuses is refused here, before anything is written.
@@ -71,7 +66,7 @@ private Q_SLOTS:
         QCOMPARE(QFileInfo(m_file).metadataChangeTime(), written);
         QCOMPARE(run({u"show"_s}).output, "intranet 10.1.2.3:80\nextranet 10.1.2.3:80\ndomain 10.1.2.3:80\n");
 
-        QenServerConfig config(m_file, m_folder->path());
+        QenServerConfig config(m_file, m_tool->file(u"home"_s));
         config.updateServerConfig();
         QCOMPARE(config.AcountIP_Config(), u"10.1.2.3"_s);
         QCOMPARE(config.AcountIP_Port(), 80U);
@@ -90,11 +85,8 @@ private Q_SLOTS:
         QFETCH(QByteArray, bytes);
         QCOMPARE(run({u"set"_s, u"10.1.2.3"_s}).status, 0);
         QFile file(m_file);
-        if (!bytes.isEmpty()) {
-            QVERIFY(file.open(QFile::WriteOnly));
-            file.write(bytes);
-            file.close();
-        }
+        if (!bytes.isEmpty())
+            SupportTool::write(m_file, bytes);
         QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::WriteOwner));
         QTEST(run({u"show"_s}).status, "showStatus");
         QCOMPARE(run({u"set"_s, u"10.1.2.3"_s}).output, "changed to 10.1.2.3:80\n");
@@ -104,7 +96,7 @@ private Q_SLOTS:
 
     void failuresAreOneLine() {
         QCOMPARE(run({u"show"_s}).status, 1);
-        QVERIFY(QDir(m_agent).removeRecursively());
+        QVERIFY(QDir(m_tool->agent()).removeRecursively());
         const auto [status, output, errors] = run({u"set"_s, u"10.1.2.3"_s});
         QCOMPARE(status, 1);
         QVERIFY2(errors.contains(m_file.toUtf8()) && errors.count('\n') == 1, errors.constData());
@@ -113,24 +105,9 @@ private Q_SLOTS:
     }
 
 private:
-    struct Said {
-        int status;
-        QByteArray output;
-        QByteArray errors;
-    };
-    Said run(const QStringList& words) {
-        QProcess process;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(u"MAV_ROOT"_s, m_folder->path());
-        process.setProcessEnvironment(environment);
-        process.start(QString::fromUtf8(MAVCTL), QStringList{u"server"_s} + words);
-        if (!process.waitForFinished(30000))
-            return {-1, {}, {}};
-        return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
-    }
+    SupportTool::Outcome run(const QStringList& words) const { return m_tool->run(QStringList{u"server"_s} + words); }
 
-    std::optional<QTemporaryDir> m_folder;
-    QString m_agent;
+    std::optional<SupportTool> m_tool;
     QString m_file;
 };
 

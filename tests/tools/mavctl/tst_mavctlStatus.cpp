@@ -25,23 +25,19 @@ private Q_SLOTS:
 
     void session_data() {
         QTest::addColumn<QString>("userid");
-        QTest::addColumn<QString>("ticket");
         QTest::addColumn<qint64>("islogout");
         QTest::addColumn<QString>("state");
-        QTest::newRow("signed in") << "u1"
-                                   << "t" << qint64(0) << "signed in";
-        QTest::newRow("sign-out to be reported") << "u1"
-                                                 << "t" << qint64(1) << "logout pending";
-        QTest::newRow("no user") << QString() << "t" << qint64(0) << "stale record";
+        QTest::newRow("signed in") << u"u1"_s << qint64(0) << "signed in";
+        QTest::newRow("sign-out to be reported") << u"u1"_s << qint64(1) << "logout pending";
+        QTest::newRow("no user") << QString() << qint64(0) << "stale record";
     }
 
     void session() {
         QFETCH(QString, userid);
-        QFETCH(QString, ticket);
         QFETCH(qint64, islogout);
         AccountModel record;
         record.setUserid(userid);
-        record.setTicket(ticket);
+        record.setTicket(u"t"_s);
         record.setIslogout(islogout);
         record.setLoginType(LoginType::Domain);
         QVERIFY(record.save(m_tool->support()));
