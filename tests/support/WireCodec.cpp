@@ -104,20 +104,4 @@ QByteArray sealAnswer(const QJsonObject& fields) {
     return encipher(QJsonDocument(fields).toJson(QJsonDocument::Compact));
 }
 
-std::optional<QJsonObject> openAnswer(const QByteArray& text) {
-    const auto plain = decipher(text);
-    return plain ? parseObject(*plain) : std::nullopt;
-}
-
-QByteArray escapeForUrl(const QByteArray& text) {
-    QByteArray out;
-    for (const char c : text) {
-        if ((c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'))
-            out += c;
-        else
-            out += '%' + QByteArray(1, c).toHex().toUpper();
-    }
-    return out;
-}
-
 } // namespace WireCodec
