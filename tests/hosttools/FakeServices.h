@@ -11,8 +11,7 @@
 /// A system bus of the test's own at the socket below a root, which everybody may use.
 class FakeSystemBus : public PrivateBus {
 public:
-    explicit FakeSystemBus(const QString& root)
-        : PrivateBus(root + u"/run/dbus/system_bus_socket"_s, root + u"/services"_s) {}
+    explicit FakeSystemBus(const QString& root) : PrivateBus(root + u"/run/dbus/system_bus_socket"_s) {}
     ~FakeSystemBus() { QDBusConnection::disconnectFromBus(address()); }
 
     QDBusConnection connection() const { return QDBusConnection::connectToBus(address(), address()); }

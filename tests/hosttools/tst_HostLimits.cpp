@@ -27,15 +27,12 @@ private Q_SLOTS:
         row("other JSON", R"({"nftables": []})", "firewall.format-unknown");
         row("nothing", "", "firewall.format-unknown");
         row("a table that was not listed", head + drop + "]}", "firewall.rules-unclear");
-        row("statements of a newer nft",
-            head + "1}}, " + R"({"table": {"family": "inet", "name": "t"}}, {"chain": {"family": "inet",
-            "table": "t", "name": "c", "hook": "input", "policy": "drop"}}, {"rule": {"family": "inet", "table": "t",
-            "chain": "c", "expr": [{"teleport": {"to": "moon"}}]}}]})",
+        const QByteArray rule = head + "1}}, " + R"({"table": {"family": "inet", "name": "t"}},
+            {"chain": {"family": "inet", "table": "t", "name": "c", "hook": "input", "policy": "drop"}},
+            {"rule": {"family": "inet", "table": "t", "chain": "c", "expr": [%1]}}]})";
+        row("statements of a newer nft", QByteArray(rule).replace("%1", R"({"teleport": {"to": "moon"}})"),
             "firewall.rules-unclear");
-        row("a jump to nowhere",
-            head + "1}}, " + R"({"table": {"family": "inet", "name": "t"}}, {"chain": {"family": "inet",
-            "table": "t", "name": "c", "hook": "input", "policy": "drop"}}, {"rule": {"family": "inet", "table": "t",
-            "chain": "c", "expr": [{"jump": {"target": "gone"}}]}}]})",
+        row("a jump to nowhere", QByteArray(rule).replace("%1", R"({"jump": {"target": "gone"}})"),
             "firewall.rules-unclear");
         QTest::newRow("ten megabytes") << QByteArray("head -c 10485760 /dev/zero | tr '\\0' ' '\n")
                                        << u"firewall.too-many-rules"_s;
@@ -91,27 +88,15 @@ private Q_SLOTS:
     }
 
     /// An address that goes with the network is not the one of the hardware.
-    void addressesThatChange_data() {
-        QTest::addColumn<QString>("permanent");
-        QTest::addColumn<QString>("present");
-        QTest::addColumn<QString>("address");
-        const QString own = u"a4:11:22:33:44:55"_s;
-        QTest::newRow("known") << own << "02:fc:00:00:00:0A" << own;
-        QTest::newRow("unknown") << ""
-                                 << "02:fc:00:00:00:0A"
-                                 << "02:fc:00:00:00:0a";
-        QTest::newRow("neither") << ""
-                                 << "00:00:00:00:00:00"
-                                 << "";
-    }
     void addressesThatChange() {
-        QFETCH(QString, permanent);
-        QFETCH(QString, present);
-        const QString machine = u"file /sys/class/net/wlan0/device/x\nfile /sys/class/net/wlan0/address %1\\n\n"_s;
-        build(machine.arg(present));
-        const Facts facts(m_machine->path());
-        const auto reader = [&](const QString& device) { return device == u"wlan0" ? permanent : u"none"_s; };
-        QTEST(networkService(facts, u"wlan0"_s, reader).value().address, "address");
+        const QString own = u"a4:11:22:33:44:55"_s;
+        const QString present = u"02:fc:00:00:00:0a"_s;
+        for (const QStringList& one : {QStringList{own, present, own}, {QString(), present.toUpper(), present},
+                 {QString(), u"00:00:00:00:00:00"_s, QString()}}) {
+            build(u"file /sys/class/net/wlan0/device/x\nfile /sys/class/net/wlan0/address %1\\n\n"_s.arg(one[1]));
+            const auto reader = [&one](const QString& device) { return device == u"wlan0" ? one[0] : u"none"_s; };
+            QCOMPARE(networkService(Facts(m_machine->path()), u"wlan0"_s, reader).value().address, one[2]);
+        }
         for (const char* none : {"", "lo", "no-such-device", "a-name-that-is-too-long"})
             QCOMPARE(permanentAddress(QString::fromLatin1(none)), QString());
     }

@@ -74,17 +74,14 @@ private Q_SLOTS:
     void realmdOnTheBus_data() {
         QTest::addColumn<QString>("configured");
         QTest::addColumn<QString>("software");
-        QTest::addColumn<QString>("machine");
         QTest::addColumn<QString>("answer");
-        const QString machine = "unit sssd\nfile /proc/sys/kernel/hostname mb-1234\\n\n";
-        QTest::newRow("joined") << "org.freedesktop.realmd.KerberosMembership"
-                                << "active-directory" << machine
-                                << "Active Directory Domain          = corp.example\n"
-                                   "Computer Account                 = MB-1234$\n";
-        QTest::newRow("only found") << ""
-                                    << "active-directory" << machine << "";
-        QTest::newRow("another directory") << "org.freedesktop.realmd.KerberosMembership"
-                                           << "ipa" << machine << "";
+        const QString member = u"org.freedesktop.realmd.KerberosMembership"_s;
+        const QString directory = u"active-directory"_s;
+        QTest::newRow("joined") << member << directory
+                                << u"Active Directory Domain          = corp.example\n"
+                                   "Computer Account                 = MB-1234$\n"_s;
+        QTest::newRow("only found") << QString() << directory << QString();
+        QTest::newRow("another directory") << member << u"ipa"_s << QString();
     }
     void realmdOnTheBus() {
         QFETCH(QString, configured);
@@ -99,7 +96,9 @@ private Q_SLOTS:
         objects.answers[realm + " Details"] =
             QVariant::fromValue(QList<Pair>{{"client-software", "sssd"}, {"server-software", software}});
         bus.serve(&objects, "org.freedesktop.realmd");
-        compare({"dsconfigad", "-show"});
+        build("unit sssd\nfile /proc/sys/kernel/hostname mb-1234\\n\n");
+        QFETCH(QString, answer);
+        HostPack::check(run({"dsconfigad", "-show"}), answer);
     }
 
     void others_data() {
@@ -193,7 +192,10 @@ private Q_SLOTS:
     }
     void others() {
         QFETCH(QStringList, command);
-        compare(command);
+        QFETCH(QString, machine);
+        QFETCH(QString, answer);
+        build(machine);
+        HostPack::check(run(command), answer);
     }
 
     void lastLogin() {
@@ -250,13 +252,6 @@ private:
         process.start(program, arguments);
         process.waitForFinished(10000);
         return process.readAllStandardOutput();
-    }
-
-    void compare(const QStringList& command) const {
-        QFETCH(QString, machine);
-        QFETCH(QString, answer);
-        build(machine);
-        HostPack::check(run(command), answer);
     }
 };
 

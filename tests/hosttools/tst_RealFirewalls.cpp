@@ -7,22 +7,6 @@
 
 using namespace Qt::StringLiterals;
 
-/// What polkit answers.
-struct Authorization {
-    bool isAuthorized = false;
-};
-Q_DECLARE_METATYPE(Authorization)
-
-QDBusArgument& operator<<(QDBusArgument& argument, const Authorization& value) {
-    argument.beginStructure();
-    argument << value.isAuthorized << false << QMap<QString, QString>();
-    argument.endStructure();
-    return argument;
-}
-const QDBusArgument& operator>>(const QDBusArgument& argument, Authorization&) {
-    return argument;
-}
-
 /// The real packet filters and the real firewalld, in networks of their own: for root alone.
 class tst_RealFirewalls : public FactsTest {
     Q_OBJECT
@@ -61,7 +45,7 @@ private Q_SLOTS:
         const QString program = QStandardPaths::findExecutable(u"firewalld"_s, {u"/usr/sbin"_s, u"/usr/bin"_s});
         QVERIFY(!program.isEmpty());
         const FakeSystemBus bus(m_machine->path());
-        qDBusRegisterMetaType<Authorization>();
+        qDBusRegisterMetaType<QMap<QString, QString>>();
         FakePolkit polkit;
         bus.serve(&polkit, u"org.freedesktop.PolicyKit1"_s, u"/org/freedesktop/PolicyKit1"_s);
         const QString settings = m_machine->filePath(u"firewalld"_s);
@@ -91,7 +75,11 @@ private:
             const bool isInformation = action == u"org.fedoraproject.FirewallD1.info";
             if (!isInformation)
                 refused.append(action);
-            connection.send(message.createReply(QVariant::fromValue(Authorization{isInformation})));
+            QDBusArgument authorization;
+            authorization.beginStructure();
+            authorization << isInformation << false << QMap<QString, QString>();
+            authorization.endStructure();
+            connection.send(message.createReply(QVariant::fromValue(authorization)));
             return true;
         }
         /// firewalld's library looks here for the types of what it sends.

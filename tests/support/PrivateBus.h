@@ -11,15 +11,14 @@ using namespace Qt::StringLiterals;
 class PrivateBus {
 public:
     PrivateBus() { start(u"--session"_s); }
-    /// Listens at @p socket, where every user may come, and starts what the files in @p services name.
-    PrivateBus(const QString& socket, const QString& services) {
+    /// Listens at @p socket, where every user may come.
+    explicit PrivateBus(const QString& socket) {
         QFile settings(socket + u".conf"_s);
         if (!QDir().mkpath(QFileInfo(socket).path()) || !settings.open(QIODevice::WriteOnly))
             return;
-        settings.write("<busconfig><type>session</type><listen>unix:path=" + socket.toUtf8() + "</listen><servicedir>" +
-            services.toUtf8() +
-            "</servicedir><auth>EXTERNAL</auth><policy context=\"default\"><allow user=\"*\"/><allow "
-            "send_destination=\"*\"/><allow receive_sender=\"*\"/><allow own=\"*\"/></policy></busconfig>");
+        settings.write("<busconfig><type>session</type><listen>unix:path=" + socket.toUtf8() +
+            "</listen><auth>EXTERNAL</auth><policy context=\"default\"><allow user=\"*\"/>"
+            "<allow send_destination=\"*\"/><allow receive_sender=\"*\"/><allow own=\"*\"/></policy></busconfig>");
         settings.close();
         start(u"--config-file="_s + settings.fileName());
     }

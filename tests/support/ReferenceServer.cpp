@@ -3,6 +3,7 @@
 #include <QElapsedTimer>
 #include <QHostAddress>
 #include <QJsonDocument>
+#include <QRegularExpression>
 #include <QTcpSocket>
 #include <QThread>
 #include <QUrlQuery>
@@ -53,14 +54,13 @@ bool ReferenceServer::readReadyLine() {
     waited.start();
     while (!m_process.canReadLine() && waited.elapsed() < startLimitMs && isRunning())
         m_process.waitForReadyRead(100);
-    const QList<QByteArray> words = m_process.readLine().trimmed().split(' ');
-    if (words.size() != 3 || words[0] != "ready" || !words[1].startsWith("http=") || !words[2].startsWith("https=")) {
-        m_lastError = u"the server did not report its ports: "_s + QString::fromUtf8(words.join(' '));
-        return false;
-    }
-    m_httpPort = words[1].mid(5).toUShort();
-    m_httpsPort = words[2].mid(6).toUShort();
-    return true;
+    const QString line = QString::fromUtf8(m_process.readLine());
+    const auto ports = QRegularExpression(u"^ready http=(\\d+) https=(\\d+)\n$"_s).match(line);
+    m_httpPort = ports.captured(1).toUShort();
+    m_httpsPort = ports.captured(2).toUShort();
+    if (!ports.hasMatch())
+        m_lastError = u"the server did not report its ports: "_s + line;
+    return ports.hasMatch();
 }
 
 int ReferenceServer::stop() {

@@ -1,7 +1,9 @@
 #include "Files.h"
 #include "KeyedArchiver.h"
 #include "KeyedUnarchiver.h"
+#include "MavServerSetingWinCtrl.h"
 #include "PropertyList.h"
+#include "QenServerConfig.h"
 #include "SupportTool.h"
 
 #include <limits>
@@ -9,7 +11,7 @@
 
 using namespace Platform;
 
-/// Archives in a terminal.
+/// State files in a terminal: archives, and the server that an administrator sets without a window.
 class tst_mavctl : public QObject {
     Q_OBJECT
 
@@ -18,6 +20,7 @@ private Q_SLOTS:
         m_tool.emplace();
         m_path = m_tool->file(u"state/state.archive"_s);
         QVERIFY(QDir().mkpath(m_tool->file(u"state"_s)));
+        m_server = m_tool->agent() + u"/.QenConfig"_s;
     }
 
     void showsAndWrites_data() {
@@ -151,7 +154,99 @@ private Q_SLOTS:
         QCOMPARE(outcome.error.count('\n'), 1);
     }
 
+    /// Whatever the window refuses is refused here, before anything is written.
+    void addressRefusals_data() {
+        QTest::addColumn<QString>("address");
+        QTest::addColumn<QString>("port");
+        QTest::addColumn<bool>("isRefused");
+        const auto row = [](const char* address, const char* port, bool isRefused) {
+            QTest::addRow("%s:%s", address, port) << QString::fromUtf8(address) << QString::fromUtf8(port) << isRefused;
+        };
+        row("10.0.0.1", "8080", false);
+        row("255.255.255.255", "65535", false);
+        row("010.0.0.01", "1", false);
+        row("mav.example.org", "8080", true);
+        row("10.0.0", "8080", true);
+        row("10.0.0.256", "8080", true);
+        row("10.0.0.1 ", "8080", true);
+        row("10.0.0.1\n", "8080", true);
+        row("", "8080", true);
+        row("::1", "80", true);
+        row("10.0.0.1", "80a", true);
+        row("10.0.0.1", "-1", true);
+        row("10.0.0.1", "80:80", true);
+        // Typed in the window these are kept; as a configuration they reach nobody.
+        row("10.0.0.1", "", true);
+        row("10.0.0.1", "0", true);
+        row("10.0.0.1", "65536", true);
+        row("10.0.0.1", "８０", true);
+    }
+
+    void addressRefusals() {
+        QFETCH(QString, address);
+        QFETCH(QString, port);
+        QFETCH(bool, isRefused);
+        if (TypedServer{address, port}.fault() != TypedServer::Fault::None)
+            QVERIFY2(isRefused, "the window refuses it");
+        const auto [status, output, errors] = server({u"set"_s, address + u':' + port});
+        QCOMPARE(status, isRefused ? 1 : 0);
+        QCOMPARE(QFile::exists(m_server), !isRefused);
+        QCOMPARE(errors.count('\n'), isRefused ? 1 : 0);
+    }
+
+    void setOnceAndTheClientReadsIt() {
+        QCOMPARE(server({u"set"_s, u"--check"_s, u"10.1.2.3"_s}).status, 3);
+        QVERIFY(!QFile::exists(m_server));
+        QCOMPARE(server({u"set"_s, u"10.1.2.3"_s}).output, "changed to 10.1.2.3:80\n");
+        const auto written = QFileInfo(m_server).metadataChangeTime();
+        QCOMPARE(server({u"set"_s, u"10.1.2.3:80"_s}).output, "unchanged 10.1.2.3:80\n");
+        QCOMPARE(server({u"set"_s, u"--check"_s, u"10.1.2.3"_s}).status, 0);
+        QCOMPARE(QFileInfo(m_server).metadataChangeTime(), written);
+        QCOMPARE(server({u"show"_s}).output, "intranet 10.1.2.3:80\nextranet 10.1.2.3:80\ndomain 10.1.2.3:80\n");
+
+        QenServerConfig config(m_server, m_tool->file(u"home"_s));
+        config.updateServerConfig();
+        QCOMPARE(config.AcountIP_Config(), u"10.1.2.3"_s);
+        QCOMPARE(config.AcountIP_Port(), 80U);
+        QCOMPARE(config.extranet_server(), u"10.1.2.3"_s);
+        QCOMPARE(config.domain_port(), 80U);
+    }
+
+    void aFileThatClientsCannotUseIsReplaced_data() {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<int>("showStatus");
+        QTest::newRow("damaged") << QByteArray("bplist00 cut off") << 1;
+        QTest::newRow("unreadable") << QByteArray() << 0;
+    }
+
+    void aFileThatClientsCannotUseIsReplaced() {
+        QFETCH(QByteArray, bytes);
+        QCOMPARE(server({u"set"_s, u"10.1.2.3"_s}).status, 0);
+        QFile file(m_server);
+        if (!bytes.isEmpty())
+            SupportTool::write(m_server, bytes);
+        QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::WriteOwner));
+        QTEST(server({u"show"_s}).status, "showStatus");
+        QCOMPARE(server({u"set"_s, u"10.1.2.3"_s}).output, "changed to 10.1.2.3:80\n");
+        QVERIFY(QFileInfo(m_server).permission(QFile::ReadOther | QFile::ReadGroup));
+        QCOMPARE(server({u"show"_s}).status, 0);
+    }
+
+    void failuresAreOneLine() {
+        QCOMPARE(server({u"show"_s}).status, 1);
+        QVERIFY(QDir(m_tool->agent()).removeRecursively());
+        const auto [status, output, errors] = server({u"set"_s, u"10.1.2.3"_s});
+        QCOMPARE(status, 1);
+        QVERIFY2(errors.contains(m_server.toUtf8()) && errors.count('\n') == 1, errors.constData());
+        for (const QStringList& words : {QStringList{}, {u"set"_s}, {u"set"_s, u"--check"_s}, {u"show"_s, u"x"_s}})
+            QCOMPARE(server(words).status, 2);
+    }
+
 private:
+    SupportTool::Outcome server(const QStringList& words) const {
+        return m_tool->run(QStringList{u"server"_s} + words);
+    }
+
     std::optional<ArchiveValue> stored() const {
         return KeyedUnarchiver::unarchivedObject(
             readFile(m_path, 1 << 20).value_or(QByteArray()), AllowedClasses::any());
@@ -159,6 +254,7 @@ private:
 
     std::optional<SupportTool> m_tool;
     QString m_path;
+    QString m_server;
 };
 
 QTEST_GUILESS_MAIN(tst_mavctl)
