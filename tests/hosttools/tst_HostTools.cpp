@@ -1,5 +1,6 @@
 #include "FakeServices.h"
 #include "MachineTest.h"
+#include "PropertyList.h"
 
 #include <QDBusArgument>
 #include <QDBusMetaType>
@@ -8,6 +9,7 @@
 
 #include <cstring>
 
+#include <sys/stat.h>
 #include <utmpx.h>
 
 namespace {
@@ -117,22 +119,16 @@ private Q_SLOTS:
         const auto row = [](const char* name, const QStringList& command, const QString& machine,
                              const QString& answer) { QTest::newRow(name) << command << machine << answer; };
         const QString noKey = "No such key: OriginalNodeName\n";
-        row("user of the domain", node("lisi"), joined, "OriginalNodeName: /Active Directory/CORP/corp.example\n");
-        row("user of the domain, with its name", node("lisi@corp.example"), joined,
-            "OriginalNodeName: /Active Directory/CORP/corp.example\n");
-        row("user of the domain, with its short name", node("CORP\\lisi"), joined,
-            "OriginalNodeName: /Active Directory/CORP/corp.example\n");
-        const QString qualified = QString(joined).replace("NAME=lisi", "NAME=lisi@corp.example");
-        row("user known with the domain's name", node("lisi"), qualified,
-            "OriginalNodeName: /Active Directory/CORP/corp.example\n");
-        row("user known with the short name", node("ursula"),
-            QString(joined).replace("NAME=lisi", "NAME='CORP\\\\ursula'"),
-            "OriginalNodeName: /Active Directory/CORP/corp.example\n");
-        row("user of this computer named like one of the domain", node("anna"),
-            QString(joined).replace("NAME=lisi", "NAME=anna@corp.example"), noKey);
-        row("that user with the domain's name", node("anna@corp.example"),
-            QString(joined).replace("NAME=lisi", "NAME=anna@corp.example"),
-            "OriginalNodeName: /Active Directory/CORP/corp.example\n");
+        const QString corp = "OriginalNodeName: /Active Directory/CORP/corp.example\n";
+        const auto with = [&joined](
+                              const QString& name) { return QString(joined).replace("NAME=lisi", "NAME=" + name); };
+        row("user of the domain", node("lisi"), joined, corp);
+        row("user of the domain, with its name", node("lisi@corp.example"), joined, corp);
+        row("user of the domain, with its short name", node("CORP\\lisi"), joined, corp);
+        row("user known with the domain's name", node("lisi"), with("lisi@corp.example"), corp);
+        row("user known with the short name", node("ursula"), with("'CORP\\\\ursula'"), corp);
+        row("user of this computer named like one of the domain", node("anna"), with("anna@corp.example"), noKey);
+        row("that user with the domain's name", node("anna@corp.example"), with("anna@corp.example"), corp);
         row("user of another domain", node("wang@sub.x"), joined, "OriginalNodeName: /Active Directory/SUB/sub.x\n");
         row("user of this computer", node("anna"), joined, noKey);
         row("user with a portable home", node("portable"), joined, noKey);
@@ -196,6 +192,76 @@ private Q_SLOTS:
         QFETCH(QString, answer);
         build(machine);
         HostPack::check(run(command), answer);
+    }
+
+    void propertyLists_data() {
+        QTest::addColumn<QByteArray>("file");
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QString>("answer");
+        using Platform::ArchiveValue;
+        const ArchiveValue root(
+            ArchiveValue::Dictionary{{"version", "2.10"}, {"名", ArchiveValue::Array{"张 三", 7, true}},
+                {"at", ArchiveValue::date(0)}, {"bytes", QByteArray("\x01\x02\x03\x04\x05")}});
+        const QByteArray binary = Platform::PropertyList::binaryData(root);
+        const auto row = [](const char* name, const QByteArray& file, const QString& key, const QString& answer) {
+            QTest::newRow(name) << file << key << answer;
+        };
+        row("text", binary, "version", "2.10\n");
+        row("text of the other form", Platform::PropertyList::xmlData(root), "version", "2.10\n");
+        row("list", binary, "名", "(\n    \"\\U5f20 \\U4e09\",\n    7,\n    1\n)\n");
+        row("date", binary, "at", "2001-01-01 00:00:00 +0000\n");
+        row("all", binary, {},
+            "{\n    at = \"2001-01-01 00:00:00 +0000\";\n"
+            "    bytes = {length = 5, bytes = 0x01020304 05};\n    version = 2.10;\n"
+            "    \"\\U540d\" = (\n        \"\\U5f20 \\U4e09\",\n        7,\n        1\n    );\n}\n");
+        row("no such key", binary, "x", "does not exist");
+        row("cut off", binary.chopped(9), "version", "is no property list");
+        row("empty", "", "version", "is no property list");
+        row("foreign bytes", "\xff\xfe<plist>", "version", "is no property list");
+        row("huge", QByteArray(9 << 20, ' '), "version", "cannot be read");
+    }
+    void propertyLists() {
+        QFETCH(QByteArray, file);
+        QFETCH(QString, key);
+        QFETCH(QString, answer);
+        QVERIFY(fixture().write("/信息.plist", file));
+        for (const char* name : {"信息.plist", "信息"}) {
+            QStringList command{"defaults", "read", m_machine->filePath(name)};
+            if (!key.isNull())
+                command.append(key);
+            HostPack::check(run(command), answer);
+        }
+    }
+
+    void openStartsProgramsApart_data() {
+        QTest::addColumn<QStringList>("command");
+        QTest::addColumn<QString>("answer");
+        QTest::newRow("program") << QStringList{"-a", "X.app/Contents/MacOS/X", "a b", "$c"} << "a b|$c|";
+        QTest::newRow("bundle") << QStringList{"-a", "X.app", "x"} << "x||";
+        QTest::newRow("none there") << QStringList{"-a", "Y.app"} << "cannot start ";
+        QTest::newRow("nothing") << QStringList{} << "answers only to";
+        QTest::newRow("option") << QStringList{"-R", "x"} << "answers only to";
+    }
+    void openStartsProgramsApart() {
+        QFETCH(QStringList, command);
+        QFETCH(QString, answer);
+        const QString noted = m_machine->filePath("noted");
+        const QString script =
+            "#!/bin/sh\nprintf '%s|%s|%s' \"$1\" \"$2\" \"$LC_ALL\" >%1.new\nmv %1.new %1\nsleep 1\n";
+        QVERIFY(fixture().write("/X.app/Contents/MacOS/X", QString(script).replace("%1", noted).toUtf8(), true));
+        QVERIFY(::chmod(QFile::encodeName(m_machine->path()).constData(), 0777) == 0);
+        if (command.size() > 1 && command[0] == u"-a")
+            command[1] = m_machine->filePath(command[1]);
+        const HostPack::Result result = run(QStringList{"open"} + command);
+        if (answer.contains(u'|')) {
+            QCOMPARE(result.error, QString());
+            QTRY_VERIFY(QFile::exists(noted));
+            QFile file(noted);
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            QCOMPARE(QString::fromUtf8(file.readAll()), answer);
+        } else {
+            HostPack::check(result, answer);
+        }
     }
 
     void lastLogin() {

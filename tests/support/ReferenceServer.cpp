@@ -34,33 +34,24 @@ void ReferenceServer::addAccount(
     m_accounts << u"--account"_s << QStringList{userid, password, otp, mail}.join(u':');
 }
 
-bool ReferenceServer::start(const QStringList& extraArguments) {
-    const QStringList arguments = QStringList{u"--folder"_s, folder(), u"--port"_s, QString::number(m_httpPort),
-                                      u"--https-port"_s, QString::number(m_httpsPort), u"--until-stdin-closes"_s} +
-        m_accounts + extraArguments;
-    m_process.start(program(), arguments);
-    if (!m_process.waitForStarted(startLimitMs)) {
-        m_lastError = m_process.errorString();
-        return false;
-    }
-    if (readReadyLine())
-        return true;
-    stop();
-    return false;
-}
-
-bool ReferenceServer::readReadyLine() {
+bool ReferenceServer::start() {
+    const QStringList arguments{u"--folder"_s, folder(), u"--port"_s, QString::number(m_httpPort), u"--https-port"_s,
+        QString::number(m_httpsPort), u"--until-stdin-closes"_s};
+    m_process.start(program(), arguments + m_accounts);
     QElapsedTimer waited;
     waited.start();
-    while (!m_process.canReadLine() && waited.elapsed() < startLimitMs && isRunning())
+    while (!m_process.canReadLine() && waited.elapsed() < startLimitMs && m_process.state() != QProcess::NotRunning)
         m_process.waitForReadyRead(100);
     const QString line = QString::fromUtf8(m_process.readLine());
     const auto ports = QRegularExpression(u"^ready http=(\\d+) https=(\\d+)\n$"_s).match(line);
+    if (!ports.hasMatch()) {
+        m_lastError = u"the server did not report its ports: "_s + line + m_process.errorString();
+        stop();
+        return false;
+    }
     m_httpPort = ports.captured(1).toUShort();
     m_httpsPort = ports.captured(2).toUShort();
-    if (!ports.hasMatch())
-        m_lastError = u"the server did not report its ports: "_s + line;
-    return ports.hasMatch();
+    return true;
 }
 
 int ReferenceServer::stop() {
@@ -77,10 +68,6 @@ int ReferenceServer::stop() {
 
 bool ReferenceServer::isRunning() const {
     return m_process.state() == QProcess::Running;
-}
-
-QString ReferenceServer::baseUrl() const {
-    return u"http://127.0.0.1:%1"_s.arg(m_httpPort);
 }
 
 QString ReferenceServer::program() {
