@@ -31,7 +31,6 @@ private Q_SLOTS:
             changed[key] = value;
             return changed;
         };
-        row("refused", good, u"on"_s, {});
         row("IPv4 alone, and there is no IPv6", {{u"version"_s, one}, {u"ip"_s, refused}, {u"ip6"_s, u"open"_s}},
             u"on"_s, {});
         row("open",

@@ -4,25 +4,20 @@
 #include <QSslCertificate>
 #include <QSslConfiguration>
 #include <QSslKey>
-#include <QSslSocket>
+#include <QTcpSocket>
 #include <QTest>
 
 namespace {
 
-struct Identity {
-    QSslKey key;
-    QSslCertificate certificate;
-};
-
-/// The identity in an answer's "p12", opened with its "pwd".
-Identity identityOf(const QJsonValue& data) {
+/// Of the identity in an answer's "p12", opened with its "pwd"; null when it does not open.
+QSslCertificate certificateOf(const QJsonValue& data) {
     QByteArray file = QByteArray::fromBase64(data[u"p12"].toString().toLatin1());
     QBuffer buffer(&file);
     buffer.open(QIODevice::ReadOnly);
-    Identity found;
-    const bool isOpened = QSslCertificate::importPkcs12(
-        &buffer, &found.key, &found.certificate, nullptr, data[u"pwd"].toString().toUtf8());
-    return isOpened ? found : Identity();
+    QSslKey key;
+    QSslCertificate certificate;
+    QSslCertificate::importPkcs12(&buffer, &key, &certificate, nullptr, data[u"pwd"].toString().toUtf8());
+    return key.isNull() ? QSslCertificate() : certificate;
 }
 
 } // namespace
@@ -37,7 +32,6 @@ private Q_SLOTS:
     void scannedCodeSignsIn();
     void scannedCodeOfAnUnapprovedDeviceWaits();
     void issuesCertificatesBelowItsAuthority();
-    void seesTheClientsCertificate();
     void faultsBreakOneLayerOfASeal();
     void faultsSpoilTheNextAnswers_data();
     void faultsSpoilTheNextAnswers();
@@ -54,7 +48,6 @@ private:
         return number(answer[u"data"_s][u"state"_s]);
     }
     QString serialOfNewest() { return m_server.state()[u"certificates"_s][0][u"serial"_s].toString(); }
-    bool postOverTls(const QString& ticket, const Identity& identity);
 
     ServerCalls m_server;
 };
@@ -113,7 +106,7 @@ void tst_ReferenceServer::issuesCertificatesBelowItsAuthority() {
     const auto authority = [&data](const QString& name) {
         return QSslCertificate(QByteArray::fromBase64(data[name].toString().toLatin1()), QSsl::Der);
     };
-    const QSslCertificate certificate = identityOf(data).certificate;
+    const QSslCertificate certificate = certificateOf(data);
     QSslConfiguration trusting = QSslConfiguration::defaultConfiguration();
     trusting.setCaCertificates({authority(u"rootCA"_s)});
     QSslConfiguration::setDefaultConfiguration(trusting);
@@ -143,46 +136,6 @@ void tst_ReferenceServer::issuesCertificatesBelowItsAuthority() {
     QCOMPARE(statusOf(serial), -7);
 }
 
-bool tst_ReferenceServer::postOverTls(const QString& ticket, const Identity& identity) {
-    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
-    configuration.setPeerVerifyMode(QSslSocket::VerifyNone);
-    configuration.setLocalCertificate(identity.certificate);
-    configuration.setPrivateKey(identity.key);
-    QSslSocket socket;
-    socket.setSslConfiguration(configuration);
-    socket.connectToHostEncrypted(u"127.0.0.1"_s, m_server.httpsPort());
-    if (!socket.waitForEncrypted(5000))
-        return false;
-    // The port's own certificate is for this machine.
-    if (!socket.peerCertificate().subjectAlternativeNames().values(QSsl::IpAddressEntry).contains(u"127.0.0.1"_s))
-        return false;
-    const QByteArray body = WireCodec::sealRequest(with(rightFields(u"getcert"_s), {{u"ticket"_s, ticket}}));
-    socket.write("POST /api/inac/ca/getcert HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\nContent-Length: " +
-        QByteArray::number(body.size()) + "\r\n\r\n" + body);
-    QByteArray received;
-    while (socket.waitForReadyRead(5000))
-        received += socket.readAll();
-    const auto answer = WireCodec::openRequest(received.mid(received.indexOf("\r\n\r\n") + 4));
-    return answer && number(answer->value(u"ret"_s)) == 0;
-}
-
-void tst_ReferenceServer::seesTheClientsCertificate() {
-    const QString ticket = m_server.ticketOf(u"lin"_s);
-    const auto identity = identityOf(m_server.call(u"getcert"_s, {{u"ticket"_s, ticket}})[u"data"_s]);
-    const auto shown = [this] {
-        return m_server.requests(pathOf(u"getcert"_s)).last()[u"client_certificate"_s].toString();
-    };
-    QVERIFY(postOverTls(ticket, Identity())); // asked for, not insisted on
-    QCOMPARE(shown(), QString());
-    QVERIFY(postOverTls(ticket, identity));
-    QCOMPARE(shown(), u"lin"_s);
-
-    m_server.action(u"set_setting"_s, {{u"name"_s, u"require_client_certificate"_s}, {u"value"_s, true}});
-    QCOMPARE(number(m_server.call(u"getcert"_s, {{u"ticket"_s, ticket}})[u"errorcode"_s]), 52);
-    QVERIFY(!postOverTls(ticket, Identity()));
-    QVERIFY(postOverTls(ticket, identity));
-}
-
 void tst_ReferenceServer::faultsBreakOneLayerOfASeal() {
     const QString path = pathOf(u"getcert"_s);
     const QJsonObject ticket{{u"ticket"_s, m_server.ticketOf(u"lin"_s)}};
@@ -199,9 +152,9 @@ void tst_ReferenceServer::faultsBreakOneLayerOfASeal() {
         QVERIFY2(WireCodec::decipher(body).has_value() == deciphers, fault);
         const auto answer = WireCodec::openRequest(body);
         QVERIFY2(answer.has_value() == opens, fault);
-        QVERIFY2(!opens || identityOf(answer->value(u"data"_s)).key.isNull(), fault);
+        QVERIFY2(!opens || certificateOf(answer->value(u"data"_s)).isNull(), fault);
         // The next one is right again.
-        QVERIFY2(!identityOf(m_server.call(u"getcert"_s, ticket)[u"data"_s]).key.isNull(), fault);
+        QVERIFY2(!certificateOf(m_server.call(u"getcert"_s, ticket)[u"data"_s]).isNull(), fault);
     }
 }
 
