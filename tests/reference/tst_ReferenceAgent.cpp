@@ -30,6 +30,7 @@ class World {
 public:
     /// @param settings  the agent's JSON file; null: there is none
     explicit World(const QByteArray& settings = {}) {
+        agent.setProcessChannelMode(QProcess::MergedChannels);
         if (!settings.isNull())
             edit(settings);
     }
@@ -64,7 +65,8 @@ public:
         agent.waitForFinished(limitMs);
         return false;
     }
-    /// All that the agent printed since the last wait, once @p text and the end of its line are in it; else empty.
+    /// All that the agent printed and complained of since the last wait, once @p text and the end of its line are in
+    /// it; else empty.
     QByteArray waitFor(const QByteArray& text) {
         QByteArray output;
         QElapsedTimer waited;
@@ -77,15 +79,6 @@ public:
         }
         return output;
     }
-    QByteArray waitForComplaint() {
-        agent.setReadChannel(QProcess::StandardError);
-        QElapsedTimer waited;
-        waited.start();
-        while (!agent.canReadLine() && waited.elapsed() < limitMs)
-            agent.waitForReadyRead(100);
-        return agent.readAllStandardError();
-    }
-
     QProcess agent;
 
 private:
@@ -147,7 +140,7 @@ private Q_SLOTS:
         World world(R"({"tips": "old"})");
         QVERIFY(world.start());
         world.edit(text);
-        QCOMPARE(world.waitForComplaint().count('\n'), 1);
+        QCOMPARE(world.waitFor("agent.json").count('\n'), 1);
         QCOMPARE(readFile(world.state(u"tips.txt"_s)), QByteArray("old"));
         // It goes on: the next good file is taken.
         world.edit(R"({"tips": "good"})");
@@ -170,7 +163,7 @@ private Q_SLOTS:
         QVERIFY(world.start()); // before any folder of the user exists
         QVERIFY(world.writeAsClient(u"domianorip.archive"_s, pairs(2, typed)));
         if (port == 0) {
-            QCOMPARE(world.waitForComplaint().count('\n'), 1);
+            QCOMPARE(world.waitFor("domianorip.archive").count('\n'), 1);
             QVERIFY(!QFile::exists(world.state(u".QenConfig"_s)));
             return;
         }

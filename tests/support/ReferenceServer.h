@@ -37,7 +37,6 @@ public:
     bool isRunning() const;
 
     quint16 httpPort() const { return m_httpPort; }
-    quint16 httpsPort() const { return m_httpsPort; }
     QString folder() const;
     /// The program that is started.
     static QString program();
