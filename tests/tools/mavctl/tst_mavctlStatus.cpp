@@ -100,21 +100,15 @@ private Q_SLOTS:
         QVERIFY(QDir(m_tool->file("home")).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot).isEmpty());
     }
 
-    void withoutAPolicy_data() {
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::newRow("missing") << QByteArray();
-        QTest::newRow("damaged") << QByteArray("bplist00 cut off");
-    }
     void withoutAPolicy() {
-        QFETCH(QByteArray, bytes);
-        if (!bytes.isEmpty())
-            SupportTool::write(m_tool->agent() + "/complianceInfo.archive", bytes);
-        const SupportTool::Outcome outcome = m_tool->run({"check", "--json"});
-        QCOMPARE(outcome.status, 4);
-        QCOMPARE(outcome.error,
-            "mavctl: not compliant: the policy " + m_tool->agent().toUtf8() + "/complianceInfo.archive is " +
-                QTest::currentDataTag() + '\n');
-        QCOMPARE(QJsonDocument::fromJson(outcome.output)[u"compliant"], false);
+        const QString policy = m_tool->agent() + "/complianceInfo.archive";
+        for (const char* state : {"missing", "damaged"}) {
+            const SupportTool::Outcome outcome = m_tool->run({"check", "--json"});
+            QCOMPARE(outcome.status, 4);
+            QCOMPARE(outcome.error, "mavctl: not compliant: the policy " + policy.toUtf8() + " is " + state + '\n');
+            QCOMPARE(QJsonDocument::fromJson(outcome.output)[u"compliant"], false);
+            SupportTool::write(policy, "bplist00 cut off");
+        }
     }
 
     void doctorOfABareSystem() {
@@ -172,28 +166,21 @@ private Q_SLOTS:
         QCOMPARE(state(all, "agent's files"), u"problem"_s);
     }
 
-    void session_data() {
-        QTest::addColumn<QString>("userid");
-        QTest::addColumn<qint64>("islogout");
-        QTest::addColumn<QString>("state");
-        QTest::newRow("signed in") << u"u1"_s << qint64(0) << "signed in";
-        QTest::newRow("sign-out to be reported") << u"u1"_s << qint64(1) << "logout pending";
-        QTest::newRow("no user") << QString() << qint64(0) << "stale record";
-    }
-
     void session() {
-        QFETCH(QString, userid);
-        QFETCH(qint64, islogout);
-        AccountModel record;
-        record.setUserid(userid);
-        record.setTicket(u"t"_s);
-        record.setIslogout(islogout);
-        record.setLoginType(LoginType::Domain);
         QVERIFY(QDir().mkpath(m_tool->support() + u"/QenCloudL"_s));
-        QVERIFY(record.save(m_tool->support()));
-        const QJsonObject session = status().value(u"session").toObject();
-        QTEST(session.value(u"state").toString(), "state");
-        QCOMPARE(session.value(u"method").toString(), u"domain account"_s);
+        const std::tuple<QString, int, QString> states[] = {
+            {u"u1"_s, 0, u"signed in"_s}, {u"u1"_s, 1, u"logout pending"_s}, {QString(), 0, u"stale record"_s}};
+        for (const auto& [userid, islogout, state] : states) {
+            AccountModel record;
+            record.setUserid(userid);
+            record.setTicket(u"t"_s);
+            record.setIslogout(islogout);
+            record.setLoginType(LoginType::Domain);
+            QVERIFY(record.save(m_tool->support()));
+            const QJsonValue session = status().value(u"session");
+            QCOMPARE(session[u"state"].toString(), state);
+            QCOMPARE(session[u"method"].toString(), u"domain account"_s);
+        }
     }
 
     void serverNetworkAndFiles() {
