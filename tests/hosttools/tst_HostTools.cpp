@@ -73,34 +73,26 @@ private Q_SLOTS:
         QCOMPARE(objects.properties, 0);
     }
 
-    void realmdOnTheBus_data() {
-        QTest::addColumn<QString>("configured");
-        QTest::addColumn<QString>("software");
-        QTest::addColumn<QString>("answer");
-        const QString member = u"org.freedesktop.realmd.KerberosMembership"_s;
-        const QString directory = u"active-directory"_s;
-        QTest::newRow("joined") << member << directory
-                                << u"Active Directory Domain          = corp.example\n"
-                                   "Computer Account                 = MB-1234$\n"_s;
-        QTest::newRow("only found") << QString() << directory << QString();
-        QTest::newRow("another directory") << member << u"ipa"_s << QString();
-    }
     void realmdOnTheBus() {
-        QFETCH(QString, configured);
-        QFETCH(QString, software);
+        build("unit sssd\nfile /proc/sys/kernel/hostname mb-1234\\n\n");
         const FakeSystemBus bus(m_machine->path());
         FakeObjects objects;
+        bus.serve(&objects, "org.freedesktop.realmd");
         const QString realm = "/org/freedesktop/realmd/Sssd/corp_example";
         objects.answers["/org/freedesktop/realmd Realms"] =
             QVariant::fromValue(QList<QDBusObjectPath>{QDBusObjectPath(realm)});
         objects.answers[realm + " Name"] = "corp.example";
-        objects.answers[realm + " Configured"] = configured;
-        objects.answers[realm + " Details"] =
-            QVariant::fromValue(QList<Pair>{{"client-software", "sssd"}, {"server-software", software}});
-        bus.serve(&objects, "org.freedesktop.realmd");
-        build("unit sssd\nfile /proc/sys/kernel/hostname mb-1234\\n\n");
-        QFETCH(QString, answer);
-        HostPack::check(run({"dsconfigad", "-show"}), answer);
+        const auto answerIs = [&](const QString& configured, const QString& software, const QString& answer) {
+            objects.answers[realm + " Configured"] = configured;
+            objects.answers[realm + " Details"] =
+                QVariant::fromValue(QList<Pair>{{"client-software", "sssd"}, {"server-software", software}});
+            HostPack::check(run({"dsconfigad", "-show"}), answer);
+        };
+        const QString member = "org.freedesktop.realmd.KerberosMembership";
+        answerIs(member, "active-directory",
+            "Active Directory Domain          = corp.example\nComputer Account                 = MB-1234$\n");
+        answerIs({}, "active-directory", {}); // only found
+        answerIs(member, "ipa", {});
     }
 
     void others_data() {
