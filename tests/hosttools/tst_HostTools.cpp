@@ -34,41 +34,33 @@ private Q_SLOTS:
         qDBusRegisterMetaType<Zones>();
     }
 
-    void firewalldOnTheBus_data() {
-        QTest::addColumn<QString>("defaultZone");
-        QTest::addColumn<Zones>("zones");
-        QTest::addColumn<QString>("answer");
+    void firewalldOnTheBus() {
+        build("file /proc/modules nf_tables 1\\n\nunit firewalld\n"
+              "file /sys/class/net/eth0/device/x\nfile /sys/class/net/docker0/address\n"
+              "file /sys/class/net/br0/lower_eth0/x\n");
+        const FakeSystemBus bus(m_machine->path());
+        FakeObjects objects;
+        bus.serve(&objects, "org.fedoraproject.FirewallD1");
+        const auto answerIs = [&](const QString& answer, const QString& defaultZone, const Zones& zones) {
+            objects.answers["getDefaultZone"] = defaultZone.isEmpty() ? QVariant() : QVariant(defaultZone);
+            objects.answers["getActiveZones"] = QVariant::fromValue(zones);
+            HostPack::check(
+                run({"defaults", "read", "/Library/Preferences/com.apple.alf.plist", "globalstate"}), answer);
+        };
         const auto active = [](const QString& zone, const QString& kind, const QString& name) {
             return Zones{{zone, {{kind, {name}}}}};
         };
         const QString cards = u"interfaces"_s;
-        QTest::newRow("running") << "public" << active("home", cards, "eth0") << "1\n";
-        QTest::newRow("no zone in use") << "drop" << Zones() << "1\n";
-        QTest::newRow("default zone trusts everybody") << "trusted" << Zones() << "0\n";
-        QTest::newRow("a card trusted") << "public" << active("trusted", cards, "eth0") << "0\n";
-        QTest::newRow("a card that is not there trusted") << "public" << active("trusted", cards, "usb0") << "0\n";
-        QTest::newRow("a bridge without hardware trusted") << "public" << active("docker", cards, "docker0") << "1\n";
-        QTest::newRow("a bridge with hardware trusted") << "public" << active("trusted", cards, "br0") << "0\n";
-        QTest::newRow("a network trusted") << "public" << active("trusted", "sources", "10.0.0.0/8") << "0\n";
-        QTest::newRow("a zone of one's own")
-            << "public" << active("lan", cards, "eth0") << "zone lan lets in is not known";
-        QTest::newRow("not told") << QString() << Zones() << "firewalld runs and does not answer";
-    }
-    void firewalldOnTheBus() {
-        QFETCH(QString, defaultZone);
-        QFETCH(Zones, zones);
-        QFETCH(QString, answer);
-        const QString machine = u"file /proc/modules nf_tables 1\\n\nunit firewalld\n"
-                                "file /sys/class/net/eth0/device/x\nfile /sys/class/net/docker0/address\n"
-                                "file /sys/class/net/br0/lower_eth0/x\n"_s;
-        build(machine);
-        const FakeSystemBus bus(m_machine->path());
-        FakeObjects objects;
-        if (!defaultZone.isEmpty())
-            objects.answers["getDefaultZone"] = defaultZone;
-        objects.answers["getActiveZones"] = QVariant::fromValue(zones);
-        bus.serve(&objects, "org.fedoraproject.FirewallD1");
-        HostPack::check(run({"defaults", "read", "/Library/Preferences/com.apple.alf.plist", "globalstate"}), answer);
+        answerIs("1\n", "public", active("home", cards, "eth0"));
+        answerIs("1\n", "drop", {});
+        answerIs("0\n", "trusted", {});
+        answerIs("0\n", "public", active("trusted", cards, "eth0"));
+        answerIs("0\n", "public", active("trusted", cards, "usb0"));   // a card that is not there
+        answerIs("1\n", "public", active("docker", cards, "docker0")); // a bridge without hardware
+        answerIs("0\n", "public", active("trusted", cards, "br0"));    // one with hardware
+        answerIs("0\n", "public", active("trusted", "sources", "10.0.0.0/8"));
+        answerIs("zone lan lets in is not known", "public", active("lan", cards, "eth0"));
+        answerIs("firewalld runs and does not answer", {}, {});
         // Whoever reads one makes the person's desktop ask for an administrator.
         QCOMPARE(objects.properties, 0);
     }

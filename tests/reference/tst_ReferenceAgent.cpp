@@ -125,27 +125,21 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(world.state(u"restart.txt"_s)));
     }
 
-    void aFaultyFileChangesNothing_data() {
-        QTest::addColumn<QByteArray>("text");
-        QTest::newRow("half a file") << QByteArray(R"({"tips": "new")");
-        QTest::newRow("no object") << QByteArray("[]");
-        QTest::newRow("unknown key") << QByteArray(R"({"tips": "new", "tip": "x"})");
-        QTest::newRow("text that is none") << QByteArray(R"({"tips": ["new"]})");
-        QTest::newRow("word for a flag") << QByteArray(R"({"tips": "new", "vpn": "yes"})");
-        QTest::newRow("word for a code") << QByteArray(R"({"tips": "new", "vindor": {"stop": "no"}})");
-        QTest::newRow("port out of range") << QByteArray(R"({"tips": "new", "server": [["10.0.0.1", "65536"]]})");
-    }
     void aFaultyFileChangesNothing() {
-        QFETCH(QByteArray, text);
-        World world(R"({"tips": "old"})");
+        World world(R"({"tips": "good"})");
         QVERIFY(world.start());
-        world.edit(text);
-        QCOMPARE(world.waitFor("agent.json").count('\n'), 1);
-        QCOMPARE(readFile(world.state(u"tips.txt"_s)), QByteArray("old"));
-        // It goes on: the next good file is taken.
-        world.edit(R"({"tips": "good"})");
-        QVERIFY(!world.waitFor("wrote tips.txt\n").isEmpty());
-        QCOMPARE(readFile(world.state(u"tips.txt"_s)), QByteArray("good"));
+        for (const char* text : {R"({"tips": "new")", "[]", R"({"tips": "new", "tip": "x"})", R"({"tips": ["new"]})",
+                 R"({"tips": "new", "vpn": "yes"})", R"({"tips": "new", "vindor": {"stop": "no"}})",
+                 R"({"tips": "new", "server": [["10.0.0.1", "65536"]]})"}) {
+            const QByteArray before = readFile(world.state(u"tips.txt"_s));
+            world.edit(text);
+            QVERIFY2(world.waitFor("agent.json").count('\n') == 1, text);
+            QCOMPARE(readFile(world.state(u"tips.txt"_s)), before);
+            // It goes on: the next good file is taken.
+            world.edit("{\"tips\": \"" + before + "!\"}");
+            QVERIFY2(!world.waitFor("wrote tips.txt\n").isEmpty(), text);
+            QCOMPARE(readFile(world.state(u"tips.txt"_s)), before + '!');
+        }
     }
 
     void aTypedAddressBecomesTheServerList_data() {
