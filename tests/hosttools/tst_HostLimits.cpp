@@ -12,47 +12,37 @@ class tst_HostLimits : public MachineTest {
     Q_OBJECT
 
 private Q_SLOTS:
-    void rulesThatAreNone_data() {
-        QTest::addColumn<QByteArray>("nft");
-        QTest::addColumn<QString>("code");
+    void rulesThatAreNone() {
+        const auto codeIs = [this](const char* code, const QByteArray& nft) {
+            QVERIFY(fixture().write(u"/usr/sbin/nft"_s, "#!/bin/sh\n" + nft, true));
+            QElapsedTimer clock;
+            clock.start();
+            const PacketFilters::Answer answer = PacketFilters(Facts(m_machine->path())).find();
+            QVERIFY2(clock.elapsed() < 1000, qPrintable(QString::number(clock.elapsed())));
+            QVERIFY2(answer.ip.isUnknown() && answer.ip6.isUnknown(), nft.constData());
+            QVERIFY2(answer.ip.code == QLatin1StringView(code), nft.constData());
+        };
+        const auto printed = [](const QByteArray& text) { return "cat <<'END'\n" + text + "\nEND\n"; };
         const QByteArray head = R"({"nftables": [{"metainfo": {"version": "2", "json_schema_version": )";
         const QByteArray drop = R"(1}}, {"chain": {"family": "inet", "table": "t", "name": "c", "type": "filter",
             "hook": "input", "prio": 0, "policy": "drop"}})";
-        const auto row = [](const char* name, const QByteArray& printed, const char* code) {
-            QTest::newRow(name) << "cat <<'END'\n" + printed + "\nEND\n" << QString::fromLatin1(code);
-        };
-        row("newer schema", head + "2}}]}", "firewall.format-unknown");
-        row("no JSON", "table inet t {\n}", "firewall.format-unknown");
-        row("JSON cut off", head + drop, "firewall.format-unknown");
-        row("other JSON", R"({"nftables": []})", "firewall.format-unknown");
-        row("nothing", "", "firewall.format-unknown");
-        row("a table that was not listed", head + drop + "]}", "firewall.rules-unclear");
-        const QByteArray rule = head + "1}}, " + R"({"table": {"family": "inet", "name": "t"}},
-            {"chain": {"family": "inet", "table": "t", "name": "c", "hook": "input", "policy": "drop"}},
-            {"rule": {"family": "inet", "table": "t", "chain": "c", "expr": [%1]}}]})";
-        row("statements of a newer nft", QByteArray(rule).replace("%1", R"({"teleport": {"to": "moon"}})"),
-            "firewall.rules-unclear");
-        row("a jump to nowhere", QByteArray(rule).replace("%1", R"({"jump": {"target": "gone"}})"),
-            "firewall.rules-unclear");
-        QTest::newRow("ten megabytes") << QByteArray("head -c 10485760 /dev/zero | tr '\\0' ' '\n")
-                                       << u"firewall.too-many-rules"_s;
-        QTest::newRow("without an end") << QByteArray("exec cat /dev/zero\n") << u"firewall.too-many-rules"_s;
-        QTest::newRow("without a beginning") << QByteArray("exec sleep 20\n") << u"firewall.command-late"_s;
-        QTest::newRow("a failure") << QByteArray("echo '{}'; exit 1\n") << u"firewall.command-failed"_s;
-        QTest::newRow("a complaint") << QByteArray("echo 'Operation not permitted' >&2\n")
-                                     << u"firewall.command-failed"_s;
-        QTest::newRow("a crash") << QByteArray("kill -9 $$\n") << u"firewall.command-failed"_s;
-    }
-    void rulesThatAreNone() {
-        QFETCH(QByteArray, nft);
-        QFETCH(QString, code);
-        QVERIFY(fixture().write(u"/usr/sbin/nft"_s, "#!/bin/sh\n" + nft, true));
-        QElapsedTimer clock;
-        clock.start();
-        const PacketFilters::Answer answer = PacketFilters(Facts(m_machine->path())).find();
-        QVERIFY2(clock.elapsed() < 1000, qPrintable(QString::number(clock.elapsed())));
-        QVERIFY(answer.ip.isUnknown() && answer.ip6.isUnknown());
-        QCOMPARE(answer.ip.code, code);
+        // A newer schema, no JSON, JSON that is cut off, other JSON, nothing.
+        for (const QByteArray& text : {head + "2}}]}", QByteArray("table inet t {\n}"), head + drop,
+                 QByteArray(R"({"nftables": []})"), QByteArray()})
+            codeIs("firewall.format-unknown", printed(text));
+        codeIs("firewall.rules-unclear", printed(head + drop + "]}")); // the table was not listed
+        // A statement of a newer nft, and a jump to nowhere.
+        for (const char* statement : {R"({"teleport": {"to": "moon"}})", R"({"jump": {"target": "gone"}})"}) {
+            const QByteArray rule = R"(1}}, {"table": {"family": "inet", "name": "t"}},
+                {"chain": {"family": "inet", "table": "t", "name": "c", "hook": "input", "policy": "drop"}},
+                {"rule": {"family": "inet", "table": "t", "chain": "c", "expr": [%1]}}]})";
+            codeIs("firewall.rules-unclear", printed(head + QByteArray(rule).replace("%1", statement)));
+        }
+        for (const char* endless : {"head -c 10485760 /dev/zero | tr '\\0' ' '\n", "exec cat /dev/zero\n"})
+            codeIs("firewall.too-many-rules", endless);
+        for (const char* failing : {"echo '{}'; exit 1\n", "echo 'Operation not permitted' >&2\n", "kill -9 $$\n"})
+            codeIs("firewall.command-failed", failing);
+        codeIs("firewall.command-late", "exec sleep 20\n");
     }
 
     void manyMounts() {
