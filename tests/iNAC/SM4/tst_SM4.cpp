@@ -19,6 +19,7 @@ private Q_SLOTS:
     void againstLibrary_data();
     void againstLibrary();
     void partialBlockStaysUntouched();
+    void standardVectorsInBulk();
     void padding_data();
     void padding();
     void unpadding_data();
@@ -84,12 +85,19 @@ void tst_SM4::standardVectors() {
 
 void tst_SM4::againstLibrary_data() {
     QTest::addColumn<int>("blocks");
-    for (const int blocks : {0, 1, 2, 5, 4096})
-        QTest::addRow("%d blocks", blocks) << blocks;
+    QTest::addColumn<bool>("tablesOnly");
+    QList<int> counts = {63, 64, 65, 71, 128, 4096};
+    for (int blocks = 0; blocks <= 33; ++blocks)
+        counts += blocks;
+    for (const int blocks : counts) {
+        QTest::addRow("%d blocks", blocks) << blocks << false;
+        QTest::addRow("%d blocks by table", blocks) << blocks << true;
+    }
 }
 
 void tst_SM4::againstLibrary() {
     QFETCH(int, blocks);
+    QFETCH(bool, tablesOnly);
     QRandomGenerator generator(static_cast<quint32>(blocks) + 1);
     const QByteArray key = randomBytes(generator, 16);
     const QByteArray iv = randomBytes(generator, 16);
@@ -99,12 +107,19 @@ void tst_SM4::againstLibrary() {
     sm4_context decryption;
     sm4_setkey_enc(&encryption, in(key));
     sm4_setkey_dec(&decryption, in(key));
+    if (tablesOnly)
+        encryption.blocks = decryption.blocks = sm4_blocks_by_table;
 
     QByteArray result(plain.size(), '\0');
     sm4_crypt_ecb(&encryption, SM4_ENCRYPT, length, in(plain), out(result));
     QCOMPARE(result, library(EVP_sm4_ecb(), key, iv, plain, 1));
     sm4_crypt_ecb(&decryption, SM4_DECRYPT, length, in(result), out(result));
     QCOMPARE(result, plain);
+    // From an odd address to another.
+    QByteArray apart = '-' + QByteArray(plain.size(), '\0') + '-';
+    const QByteArray odd = '-' + plain;
+    sm4_crypt_ecb(&encryption, SM4_ENCRYPT, length, in(odd) + 1, out(apart) + 1);
+    QCOMPARE(apart, '-' + library(EVP_sm4_ecb(), key, iv, plain, 1) + '-');
 
     // In two pieces, so that the IV handed on is seen to be right, and in place on the way back.
     const std::size_t first = length / 48 * 16;
@@ -135,6 +150,17 @@ void tst_SM4::partialBlockStaysUntouched() {
         QCOMPARE(result.right(7), QByteArray(7, '-'));
         QVERIFY(result.at(79) != '-' || result.at(78) != '-');
     }
+}
+
+/// By the way that this processor has; the tables take one block as they take many.
+void tst_SM4::standardVectorsInBulk() {
+    const QByteArray key = QByteArray::fromHex("0123456789abcdeffedcba9876543210");
+    sm4_context encryption;
+    sm4_setkey_enc(&encryption, in(key));
+    QByteArray blocks = key.repeated(8);
+    for (int i = 0; i < 1000000; ++i)
+        sm4_crypt_ecb(&encryption, SM4_ENCRYPT, 8 * SM4_BLOCK_SIZE, in(blocks), out(blocks));
+    QCOMPARE(blocks.toHex(), QByteArray("595298c7c6fd271f0402f804c33d3f66").repeated(8));
 }
 
 void tst_SM4::padding_data() {
