@@ -103,7 +103,7 @@ Error replaceFile(const QString& path, const QByteArray& bytes, Durability durab
     const QByteArray target = QFile::encodeName(path);
     const QByteArray folder = folderOf(target);
     const bool isSynced = durability == Durability::Synced;
-    QByteArray name = folder + "/.mav-XXXXXX";
+    QByteArray name = folder + "/.mav-" + QByteArray(6, 'X'); // the letters become a name that is free
     UniqueFd descriptor(mkostemp(name.data(), O_CLOEXEC));
     if (!descriptor.isOpen())
         return systemError(errno);
