@@ -48,24 +48,13 @@ private Q_SLOTS:
         QCOMPARE(checks, 4);
         QCOMPARE(pages.size(), checks + 1);
     }
-
-    void tags_data() {
-        QTest::addColumn<QString>("tag");
-        QTest::addColumn<QString>("title");
-        QTest::newRow("topic") << u"compliance"_s << u"合规检测"_s;
-        QTest::newRow("first") << u"connect"_s << u"连接管理服务器"_s;
-        QTest::newRow("empty") << QString() << u"连接管理服务器"_s;
-        QTest::newRow("unknown") << u"printer"_s << u"连接管理服务器"_s;
-        QTest::newRow("other case") << u"Disk"_s << u"连接管理服务器"_s;
-        QTest::newRow("path") << u"../help/disk"_s << u"连接管理服务器"_s;
-    }
-    void tags() {
-        QFETCH(QString, tag);
-        QFETCH(QString, title);
-        m_window->loadHelpWithTag(u"domain"_s);
-        m_window->loadHelpWithTag(tag);
-        QCOMPARE(m_topics->currentItem()->text(), title);
-        QCOMPARE(m_page->document()->firstBlock().text(), title);
+    void anUnknownTagShowsTheFirstTopic() {
+        for (const QString& tag : {QString(), u"printer"_s, u"Disk"_s, u"../help/disk"_s}) {
+            m_window->loadHelpWithTag(u"domain"_s);
+            m_window->loadHelpWithTag(tag);
+            QCOMPARE(m_topics->currentRow(), 0);
+            QCOMPARE(m_page->document()->firstBlock().text(), m_topics->item(0)->text());
+        }
     }
 
     void aTopicIsShownFromItsTop() {
@@ -84,8 +73,7 @@ private Q_SLOTS:
     }
 
     void everyPageIsReachedByKeyboard() {
-        m_window->resize(Theme::HelpWindowSize);
-        m_window->show();
+        m_window->openOver(nullptr);
         m_window->loadHelpWithTag({});
         QSet<QString> titles;
         for (int row = 0; row < m_topics->count(); ++row) {
@@ -104,7 +92,6 @@ private Q_SLOTS:
         QTest::addColumn<QRect>("frame");
         const QRect screen(0, 0, 1920, 1080);
         QTest::newRow("right and up") << QRect(400, 200, 960, 640) << screen << QRect(470, 170, 920, 600);
-        QTest::newRow("top right") << QRect(1000, 0, 960, 640) << screen << QRect(1000, 0, 920, 600);
         QTest::newRow("bottom left") << QRect(-700, 900, 960, 640) << screen << QRect(0, 480, 920, 600);
         QTest::newRow("second screen") << QRect(-1500, 100, 960, 640) << QRect(-1920, 30, 1920, 1050)
                                        << QRect(-1430, 70, 920, 600);
@@ -133,9 +120,6 @@ private Q_SLOTS:
         QCOMPARE(m_window->size(), Theme::HelpWindowSize.boundedTo(room));
         QCOMPARE(m_window->y(), main.geometry().y() + 20 - 50 - (main.geometry().y() - main.frameGeometry().y()));
         QCOMPARE(qApp->focusWidget(), m_topics);
-        m_window->close();
-        m_window->openOver(nullptr);
-        QVERIFY(m_window->isVisible());
     }
 
 private:

@@ -3,10 +3,11 @@
 #include "ClientWorld.h"
 
 #include "ApplicationInterface.h"
+#include "CustomMessageBox.h"
 #include "MainViewWorld.h"
 #include "MavResources.h"
 #include "NotificationCenter.h"
-#include "Reachability.h"
+#include "QenDetailWindow.h"
 #include "ReferenceServer.h"
 #include "StringTable.h"
 #include "Theme.h"
@@ -22,7 +23,7 @@
 
 using namespace Qt::StringLiterals;
 
-/// What the pages of one client stand on, in a folder of its own; records what they ask of the application.
+/// What the pages and windows of one client stand on, in a folder of its own; records what they ask of the application.
 class ViewWorld final : public ApplicationInterface {
 public:
     static void prepareApplication() {
@@ -46,6 +47,21 @@ public:
             .probeDelay = 50ms,
             .ticketInterval = 100ms};
     }
+    /// The same for the left bar and the login window.
+    SessionViewWorld sessionViews() {
+        using namespace std::chrono_literals;
+        return {.application = *this,
+            .login = client.helper,
+            .config = client.config,
+            .device = client.device,
+            .log = client.log,
+            .center = center,
+            .work = client.work,
+            .pollInterval = 100ms,
+            .codeInterval = codeInterval,
+            .consoleInterval = 10s,
+            .networkReader = [this](const QHostAddress&) { return network; }};
+    }
     void showAlertTipForLogin(const QString& text) override {
         const std::lock_guard lock(m_mutex);
         m_alerts << text;
@@ -58,19 +74,22 @@ public:
         const std::lock_guard lock(m_mutex);
         m_alerts.clear();
     }
-    void signInAs(const QString& user) {
-        AccountModel record;
-        record.setUserid(user);
-        record.setTicket(u"T"_s);
-        record.setLoginType(LoginType::Account);
-        client.store(record);
+    void signInAs(const QString& user, LoginType type = LoginType::Account) { client.store(recordOf(user, type)); }
+    std::optional<AccountModel> record() { return AccountModel::currentModel(folder.support()); }
+    /// Writes the agent's choice of login methods.
+    void offer(const char* otp, int qrcode, int account) {
+        const QVariantMap methods{{"double_factor_auth", otp}, {"qrcode_login", qrcode}, {"pc_account_login", account}};
+        QVERIFY(
+            archiveRootObject(Platform::ArchiveValue::fromVariant(methods), folder.agent() + u"/userlogin.archive"_s));
     }
 
     ClientFolder folder;
     ClientWorld client{folder};
     Platform::NotificationCenter center;
     Platform::UserDefaults defaults{folder.file(u"defaults.plist"_s)};
-    Platform::Reachability reachability{[](const QHostAddress&) { return Platform::NetworkFacts(); }};
+    Platform::NetworkFacts network;
+    Platform::Reachability reachability{[this](const QHostAddress&) { return network; }};
+    std::chrono::milliseconds codeInterval{12000};
 
 private:
     std::mutex m_mutex;
@@ -83,8 +102,16 @@ inline QString textFor(const char* key) {
 }
 
 inline void press(QWidget& root, const char* button) {
-    QTest::mouseClick(find<QPushButton>(root, button), Qt::LeftButton);
+    QTest::mouseClick(find<QAbstractButton>(root, button), Qt::LeftButton);
 }
 inline void enter(QWidget& root, const char* field) {
     QTest::keyClick(find<QLineEdit>(root, field), Qt::Key_Return);
+}
+
+/// Messages of the boxes that stand open.
+inline QStringList boxTexts() {
+    QStringList texts;
+    for (const CustomMessageBox* box : CustomMessageBox::shown())
+        texts << box->message();
+    return texts;
 }
