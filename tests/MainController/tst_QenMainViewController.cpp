@@ -142,7 +142,9 @@ private Q_SLOTS:
         QTest::addColumn<QString>("state");
         QTest::newRow("0") << 0 << "电脑安全";
         QTest::newRow("1") << 1 << "轻度危险";
+        QTest::newRow("2") << 2 << "轻度危险";
         QTest::newRow("3") << 3 << "中度危险";
+        QTest::newRow("4") << 4 << "中度危险";
         QTest::newRow("5") << 5 << "重度危险";
     }
     void roundsInTheWindow() {
@@ -360,7 +362,6 @@ private Q_SLOTS:
         QTest::newRow("certificate, one there") << "3" << true << isThere << "3" << asked;
         QTest::newRow("certificate over static") << "3" << true << isThere << "2" << fetched;
         QTest::newRow("nobody signed in") << "3" << false << !isThere << "" << asked;
-        QTest::newRow("static, none there") << "2" << false << !isThere << "" << installed;
         QTest::newRow("static, one there") << "2" << false << isThere << "2" << asked;
         QTest::newRow("static over certificate") << "2" << false << isThere << "3" << installed;
         QTest::newRow("another") << "1" << true << !isThere << "3" << QStringList();

@@ -23,9 +23,34 @@
 
 using namespace Qt::StringLiterals;
 
+/// A home and a root that the running client takes for its own.
+class RunningHome : public ClientFolder {
+public:
+    RunningHome() {
+        qputenv("MAV_ROOT", machine().toLocal8Bit());
+        qputenv("HOME", home().toLocal8Bit());
+        qputenv("XDG_RUNTIME_DIR", file(u"run"_s).toLocal8Bit());
+        QDir().mkpath(file(u"run"_s));
+    }
+    ~RunningHome() {
+        qunsetenv("MAV_ROOT");
+        for (const auto& [name, value] : m_before)
+            qputenv(name, value);
+    }
+
+private:
+    const std::map<const char*, QByteArray> m_before{
+        {"HOME", qgetenv("HOME")}, {"XDG_RUNTIME_DIR", qgetenv("XDG_RUNTIME_DIR")}};
+};
+
 /// What the pages and windows of one client stand on, in a folder of its own; records what they ask of the application.
 class ViewWorld final : public ApplicationInterface {
 public:
+    /// @param port  of the server in all three places of the agent's list; 0: there is no list
+    explicit ViewWorld(quint16 port = 0) {
+        if (port > 0)
+            folder.configure(port);
+    }
     static void prepareApplication() {
         initMavResources();
         QVERIFY(installStringTable());
