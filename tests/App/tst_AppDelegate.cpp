@@ -13,7 +13,6 @@
 #include <QDialog>
 #include <QMenu>
 #include <QStackedWidget>
-#include <QToolButton>
 
 using namespace Qt::StringLiterals;
 
@@ -146,9 +145,8 @@ private Q_SLOTS:
         const auto* exportItem = app.item("exportLogsItem");
         for (const char* name : {"modifyPasswordItem", "serverSettingsItem", "exportLogsItem"}) {
             app.item(name)->trigger();
-            auto* sheet = qobject_cast<QDialog*>(QApplication::activeModalWidget());
-            QVERIFY2(sheet && sheet->parentWidget() == &app.window, name);
-            sheet->reject();
+            QVERIFY2(QApplication::activeModalWidget(), name);
+            QApplication::activeModalWidget()->close();
         }
         auto* sheet = app.window.findChild<MavExportLogController*>();
         QVERIFY(sheet && exportItem->isEnabled());
@@ -269,25 +267,19 @@ private Q_SLOTS:
     void aboutAndHelpAreOneWindowEach() {
         Application app;
         app.window.setGeometry(200, 100, 960, 640);
-        const auto open = [&app] {
+        for (int round = 0; round < 2; ++round) {
             app.delegate.tapAboutItem();
             app.delegate.tapHelp();
-            return QApplication::topLevelWidgets();
-        };
-        const QWidgetList windows = open();
-        QCOMPARE(open().size(), windows.size());
-        const auto named = [&windows](const char* name) {
-            return *std::find_if(windows.begin(), windows.end(),
-                [name](const QWidget* window) { return window->objectName() == QLatin1String(name); });
-        };
-        QWidget* help = named("QenHelpWebWindowController");
-        QVERIFY(help->isVisible() && named("QenAboutWindowController")->isVisible());
-        QCOMPARE(help->geometry().center(), app.window.geometry().center() + QPoint(50, 50));
-        QVERIFY(find<QLabel>(*named("QenAboutWindowController"), "versionLab")
-                    ->text()
-                    .contains(QStringLiteral(MAV_VERSION)));
-        QTest::keyClick(help, Qt::Key_Escape);
-        QVERIFY(!help->isVisible());
+        }
+        QWidgetList windows = QApplication::topLevelWidgets();
+        windows.removeIf([](const QWidget* window) { return !window->isVisible(); });
+        QCOMPARE(windows.size(), 2);
+        if (windows[0]->objectName().contains(u"Help"))
+            windows.swapItemsAt(0, 1);
+        QVERIFY(find<QLabel>(*windows[0], "versionLab")->text().contains(QStringLiteral(MAV_VERSION)));
+        QCOMPARE(windows[1]->geometry().center(), app.window.geometry().center() + QPoint(50, 50));
+        QTest::keyClick(windows[1], Qt::Key_Escape);
+        QVERIFY(!windows[1]->isVisible());
     }
 
 private:

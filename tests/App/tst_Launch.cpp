@@ -81,6 +81,7 @@ private Q_SLOTS:
             QVERIFY(!home.hasStarted());
         }
     }
+
     void hangingBusHoldsNothingUp() {
         const SilentBus bus;
         QProcess display;
@@ -111,36 +112,30 @@ private Q_SLOTS:
         display.waitForFinished();
     }
 
-    void secondCopyEndsWithOne_data() {
-        QTest::addColumn<QStringList>("first");
-        QTest::addColumn<int>("signal");
-        QTest::newRow("no argument, SIGTERM") << QStringList() << SIGTERM;
-        QTest::newRow("-agent, SIGINT") << QStringList{u"-agent"_s, u"x"_s} << SIGINT;
-    }
     void secondCopyEndsWithOne() {
-        QFETCH(QStringList, first);
-        QFETCH(int, signal);
-        Home home;
-        QProcess process;
-        home.prepare(process);
-        process.setArguments(first);
-        process.start();
-        QVERIFY(process.waitForStarted());
-        QTRY_VERIFY_WITH_TIMEOUT(home.hasStarted(), Limit);
-        QCOMPARE(home.run({}), 1);
-        // Nor does one need a screen to see that it is the second, or the first one's session bus.
-        home.set(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
-        home.unset(u"DISPLAY"_s);
-        home.set(u"XDG_RUNTIME_DIR"_s, u"/nonexistent"_s);
-        QCOMPARE(home.run({}), 1);
-        // Whether another copy runs is asked before the arguments are looked at, and nothing is logged.
-        QCOMPARE(home.run({u"--help"_s}), 1);
-        QVERIFY(!home.log().contains(u"run app argv"_s));
-        QCOMPARE(process.state(), QProcess::Running);
-        QCOMPARE(::kill(static_cast<pid_t>(process.processId()), signal), 0);
-        QVERIFY(process.waitForFinished(Limit));
-        QCOMPARE(process.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(process.exitCode(), 0);
+        for (const auto& [first, signal] :
+            {std::pair(QStringList(), SIGTERM), {QStringList{u"-agent"_s, u"x"_s}, SIGINT}}) {
+            Home home;
+            QProcess process;
+            home.prepare(process);
+            process.setArguments(first);
+            process.start();
+            QTRY_VERIFY_WITH_TIMEOUT(home.hasStarted(), Limit);
+            QCOMPARE(home.run({}), 1);
+            // Nor does one need a screen to see that it is the second, or the first one's session bus.
+            home.set(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
+            home.unset(u"DISPLAY"_s);
+            home.set(u"XDG_RUNTIME_DIR"_s, u"/nonexistent"_s);
+            QCOMPARE(home.run({}), 1);
+            // Whether another copy runs is asked before the arguments are looked at, and nothing is logged.
+            QCOMPARE(home.run({u"--help"_s}), 1);
+            QVERIFY(!home.log().contains(u"run app argv"_s));
+            QCOMPARE(process.state(), QProcess::Running);
+            QCOMPARE(::kill(static_cast<pid_t>(process.processId()), signal), 0);
+            QVERIFY(process.waitForFinished(Limit));
+            QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+            QCOMPARE(process.exitCode(), 0);
+        }
     }
 };
 

@@ -3,8 +3,6 @@
 #include "QenTask.h"
 #include "QuitSequence.h"
 
-#include <QCoreApplication>
-
 using namespace Qt::StringLiterals;
 
 using namespace std::chrono_literals;

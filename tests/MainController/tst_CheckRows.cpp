@@ -90,11 +90,8 @@ private Q_SLOTS:
         for (const Outcome outcome : {Outcome::Running, Outcome::Passed, Outcome::Failed, Outcome::Unknown}) {
             m_check->setOutcome(outcome);
             m_view->reload();
-            const QImage shape = m_view->findChildren<QLabel*>(u"checkMark"_s)
-                                     .last()
-                                     ->pixmap()
-                                     .toImage()
-                                     .convertToFormat(QImage::Format_Alpha8);
+            const QPixmap mark = m_view->findChildren<QLabel*>(u"checkMark"_s).last()->pixmap();
+            const QImage shape = mark.toImage().convertToFormat(QImage::Format_Alpha8);
             QVERIFY(!shapes.contains(shape));
             shapes << shape;
             names << m_view->findChildren<CheckRowView*>().last()->accessibleName();

@@ -44,6 +44,7 @@ private Q_SLOTS:
         }
         QCOMPARE(pages.size(), titles.size());
     }
+
     void anUnknownTagShowsTheFirstTopic() {
         for (const QString& tag : {QString(), u"printer"_s, u"Disk"_s, u"../help/disk"_s}) {
             m_window->loadHelpWithTag(u"domain"_s);
@@ -74,6 +75,7 @@ private Q_SLOTS:
         m_window->loadHelpWithTag(u"problems"_s);
         QCOMPARE(bar->value(), 0);
     }
+
     void frameOver() {
         const QRect screen(0, 0, 1920, 1080);
         const auto over = QenHelpWebWindowController::frameOver;

@@ -55,6 +55,7 @@ private Q_SLOTS:
         QCOMPARE(names(models), (QStringList{"Meet", "x", "portal.example.org", "mail.example.org"}));
         QCOMPARE(log.size(), 2);
     }
+
     void foundByNameOrInitials() {
         using ToolNames::Match;
         const std::tuple<const char*, const char*, Match> rows[] = {{"视频会议", "视频", Match::Beginning},
@@ -89,12 +90,14 @@ private Q_SLOTS:
         for (const auto& none : {u"missing"_s, u""_s, u"../48x48/apps/mail"_s, u"folder"_s})
             QCOMPARE(iconFile(none, folders), QString());
     }
+
     void aLongNameLeavesTheSentenceItsEnd() {
         const QenToolModel tool =
             QenToolModel::initWithDictionary(QVariantMap{{"appname", QString(5000, QChar(0x5de5))}}).value();
         const QString message = toolOpening(tool, false).message;
         QVERIFY2(message.size() < 100 && message.endsWith(u"】，请自行下载安装该软件"), qPrintable(message));
     }
+
     void opening() {
         const std::pair<const char*, const char*> addresses[] = {{"http://a.example/", "http://a.example/"},
             {"a.example/x", "https://a.example/x"}, {"a.example/?u=http", "a.example/?u=http"},

@@ -69,6 +69,7 @@ private Q_SLOTS:
         m_window.reset();
         m_computer.reset();
     }
+
     void exportGoesToTheFolderShown() {
         // The desktop's folder, which is not there yet, and one with an awkward name.
         const QString awkward = m_computer->home.file(u"it's a \"place\"\n& <b>$(touch pwned)</b>"_s);
@@ -79,7 +80,6 @@ private Q_SLOTS:
                 choose(place);
             }
             m_states.clear();
-            QCOMPARE(m_sheet->currentDirectoryPath(), place);
             QCOMPARE(title()->text(), place);
             QVERIFY(folderButton()->accessibleName().contains(place));
             QVERIFY(folderButton()->toolTip().remove(QChar(0x200B)).contains(place.left(20).toHtmlEscaped()));
@@ -145,6 +145,7 @@ private Q_SLOTS:
         QCOMPARE(m_results, (QList<int>{0, 0}));
         QVERIFY(m_states.isEmpty());
     }
+
     void pathLeavesTheSheetItsWidth() {
         const QSize before = m_sheet->size();
         const QRect place = folderButton()->geometry();

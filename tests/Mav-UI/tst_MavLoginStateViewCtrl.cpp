@@ -4,7 +4,6 @@
 #include "SpinnerButton.h"
 
 #include <QStackedWidget>
-#include <QToolButton>
 
 using namespace Qt::StringLiterals;
 
@@ -77,6 +76,7 @@ private Q_SLOTS:
         QVERIFY(log.contains(u"[QenDetailWindow] QenCloud Account login"_s));
         QVERIFY(!log.contains(Password));
     }
+
     void answersAreShown() {
         const auto code = [](int errorcode) {
             return QJsonObject{{"kind", "errorcode"}, {"ret", 1}, {"errorcode", errorcode}, {"msg", "服务器说"}};
@@ -147,6 +147,7 @@ private Q_SLOTS:
         QCOMPARE(find<QLabel>(*m_view, "fnewPassWordLabError")->text(), QString());
         QVERIFY(m_world->alerts().isEmpty());
     }
+
     void resetAnswersAreShown() {
         const QJsonObject wrong{{"kind", "errorcode"}, {"ret", -1}, {"errorcode", 21}, {"msg", "m"}};
         const QJsonObject noTicket{
@@ -177,7 +178,6 @@ private Q_SLOTS:
         type(*m_view, "getbackLab", u"mute"_s);
         enter(*m_view, "getbackLab");
         QTRY_COMPARE(m_world->alerts(), QStringList{textFor("UserNoMailbox")});
-        QCOMPARE(steps->currentIndex(), 0);
         type(*m_view, "getbackLab", u"lin"_s);
         enter(*m_view, "getbackLab");
         QTRY_COMPARE(steps->currentIndex(), 1);

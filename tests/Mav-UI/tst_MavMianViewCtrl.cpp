@@ -53,6 +53,7 @@ private Q_SLOTS:
         QCOMPARE(find<QLineEdit>(later, "domainOrIPLab")->text(), u"203.0.113.7"_s);
         QCOMPARE(find<QLineEdit>(later, "PortLab")->text(), u"8443"_s);
     }
+
     void badEntryIsToldAndNotSaved() {
         ViewWorld world;
         MavMianViewCtrl view(world.views());
@@ -169,6 +170,7 @@ private Q_SLOTS:
         view.UpdateTableView(world.client.session.asked());
         QTRY_COMPARE(page(view), 0);
     }
+
     void endOfSession() {
         for (const auto& [object, ends] :
             {std::pair(QVariant(1), false), {QVariant(QVariantList{2}), false}, {QVariant(2), true}}) {
@@ -186,6 +188,7 @@ private Q_SLOTS:
             QTRY_COMPARE(world.alerts(), ends ? QStringList{textFor("TicketTips")} : QStringList());
         }
     }
+
     void sessionEndedByTheServerIsTold() {
         ViewWorld world(m_server.httpPort());
         signInBefore(world);
@@ -270,15 +273,17 @@ private Q_SLOTS:
     void networkStateIsShown() {
         ViewWorld world;
         MavNavigationViewCtrl view(world.views());
+        const auto* text = find<QLabel>(view, "networkLab");
+        QTRY_COMPARE(text->text(), textFor("ReconnectServer"));
         // What is no status leaves the one before.
         for (const auto& [status, isOnline] :
             {std::pair(1, true), {3, true}, {-2, true}, {-1, false}, {2, true}, {0, false}, {3, false}}) {
             view.updateNetWorkStatus(status);
-            QTRY_COMPARE(
-                find<QLabel>(view, "networkLab")->text(), textFor(isOnline ? "MavSuccess" : "ReconnectServer"));
+            QCOMPARE(text->text(), textFor(isOnline ? "MavSuccess" : "ReconnectServer"));
             QCOMPARE(find<QLabel>(view, "noteLab")->isHidden(), isOnline);
         }
     }
+
     void sheetRefusesWithoutAWord() {
         ClientFolder folder;
         QWidget window;

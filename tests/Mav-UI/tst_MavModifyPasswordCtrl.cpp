@@ -98,6 +98,7 @@ private Q_SLOTS:
         QTRY_VERIFY(!m_sheet->isVisible());
         QCOMPARE(m_results, QList<int>{0});
     }
+
     void answersAreShown() {
         const QString words = u"服务器说"_s;
         QList<std::pair<QJsonObject, QString>> rows{{refusal(21, words), textFor("OldPwdError")},
@@ -189,6 +190,7 @@ private Q_SLOTS:
         }
         QVERIFY(m_server.requests(ResetPath).isEmpty());
     }
+
     void leavingAFieldChecksIt() {
         for (const char* field : {"oldPassWordLab", "fnewPassWordLab", "confirmPassWordLab"}) {
             for (const QString& text : {u"abc"_s, u"abcdefg1!"_s, u"abc"_s, QString()}) {
