@@ -21,6 +21,15 @@
 
 using namespace Qt::StringLiterals;
 
+/// A session as it is stored, with the ticket "T".
+inline AccountModel recordOf(const QString& user, LoginType type = LoginType::Account) {
+    AccountModel record;
+    record.setUserid(user);
+    record.setTicket(u"T"_s);
+    record.setLoginType(type);
+    return record;
+}
+
 /// Files of one client in a folder of their own, which lie there as they do in a home and below a root.
 class ClientFolder {
 public:
