@@ -214,6 +214,59 @@ private Q_SLOTS:
         QCOMPARE(sent.value(u"msg").toString(), u"logout"_s);
     }
 
+    /// By Tab alone, and for somebody who hears it.
+    void everyWindowIsOpenToEverybody() {
+        Application app;
+        app.home.configure(m_server.httpPort());
+        const QVariantList tools{QVariantMap{{"name", u"邮件"_s}, {"url", u"https://mail.example"_s}},
+            QVariantMap{
+                {"name", u"一个名字很长很长很长很长很长很长很长很长的办公工具"_s}, {"url", u"https://a.example"_s}}};
+        QVERIFY(
+            archiveRootObject(Platform::ArchiveValue::fromVariant(tools), app.home.agent() + u"/appmgrlist.archive"_s));
+        Platform::Reachability reachability;
+        WindowContents contents(app.client, app.delegate, app.window, reachability, app.bus);
+        app.window.setContentView(new MavMianViewCtrl(contents.world()));
+        app.window.show();
+        QVERIFY(QTest::qWaitForWindowActive(&app.window));
+        auto* pages = find<QStackedWidget>(app.window, "mianTabView");
+        QStringList faults;
+        Outcome login;
+        const auto look = [&faults](const char* where, QWidget* window) {
+            for (const QString& fault : doorsShut(*window))
+                faults << QString::fromLatin1(where) + u": "_s + fault;
+        };
+        for (int page = 0; page < pages->count(); ++page) {
+            if (page == 2) {
+                app.client.login.login({{"userid", "lin"}, {"password", "Abcdefg1!"}, {"otp", ""}}, login.completion());
+                QVERIFY(login.wait());
+            }
+            pages->setCurrentIndex(page);
+            QTest::qWait(50);
+            look(qPrintable(u"page %1"_s.arg(page)), &app.window);
+        }
+        Q_EMIT app.menu()->aboutToShow();
+        for (const char* name : {"modifyPasswordItem", "serverSettingsItem", "exportLogsItem"}) {
+            app.item(name)->trigger();
+            QTRY_VERIFY(QApplication::activeModalWidget());
+            QWidget* sheet = QApplication::activeModalWidget();
+            QVERIFY(QTest::qWaitForWindowActive(sheet));
+            look(name, sheet);
+            sheet->close();
+        }
+        for (const auto& [name, open] :
+            {std::pair("about", &AppDelegate::tapAboutItem), std::pair("help", &AppDelegate::tapHelp)}) {
+            const QWidgetList before = QApplication::topLevelWidgets();
+            (app.delegate.*open)();
+            QTRY_VERIFY(QApplication::activeWindow() && QApplication::activeWindow() != &app.window);
+            look(name, QApplication::activeWindow());
+            QApplication::activeWindow()->close();
+        }
+        app.delegate.showAlertTipForLogin(u"一"_s);
+        QTRY_COMPARE(CustomMessageBox::shown().size(), 1);
+        look("alert", CustomMessageBox::shown().constFirst());
+        QVERIFY2(faults.isEmpty(), qPrintable(faults.join(u'\n')));
+    }
+
     void alertComesFromAnyThreadAndOnce() {
         Application app;
         app.window.show();
