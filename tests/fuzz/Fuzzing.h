@@ -8,7 +8,16 @@
 #include <cstdio>
 #include <cstdlib>
 
-/// What the fuzz targets share.
+/// What the fuzz targets share. Included once in a program.
+
+/// What a target does with an input.
+void fuzz(const QByteArray& input);
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
+    // A copy: a read past its end is seen.
+    fuzz({reinterpret_cast<const char*>(data), static_cast<qsizetype>(size)});
+    return 0;
+}
 
 /// Ends the program, which is a finding, when @p what does not hold.
 inline void require(bool holds, const char* what) {
@@ -18,18 +27,12 @@ inline void require(bool holds, const char* what) {
     std::abort();
 }
 
-/// A copy of an input, so that a read past its end is seen.
-inline QByteArray bytesOf(const unsigned char* data, size_t size) {
-    return {reinterpret_cast<const char*>(data), static_cast<qsizetype>(size)};
-}
-
 /// The texts between lines of nothing but "%%".
 inline QList<QByteArray> partsOf(const QByteArray& input) {
     QList<QByteArray> parts;
-    for (qsizetype begin = 0; begin >= 0 && begin <= input.size();) {
-        const qsizetype end = input.indexOf("\n%%\n", begin);
+    for (qsizetype begin = 0, end = 0; end >= 0; begin = end + 4) {
+        end = input.indexOf("\n%%\n", begin);
         parts << input.mid(begin, end < 0 ? -1 : end - begin);
-        begin = end < 0 ? -1 : end + 4;
     }
     return parts;
 }
@@ -42,8 +45,7 @@ public:
     /// Most inputs change one file of several.
     void write(const QString& name, const QByteArray& content) {
         QFile file(path(name));
-        const auto known = m_written.constFind(name);
-        if (known != m_written.constEnd() && *known == content)
+        if (m_written.contains(name) && m_written[name] == content)
             return;
         require(file.open(QIODevice::WriteOnly) && file.write(content) == content.size(), "an input cannot be written");
         m_written.insert(name, content);

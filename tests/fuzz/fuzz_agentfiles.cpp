@@ -11,7 +11,6 @@
 #include "QenToolModel.h"
 #include "QenUIFileListener.h"
 #include "ToolNames.h"
-#include "UserDefaults.h"
 
 namespace {
 
@@ -21,17 +20,14 @@ void readSettings(const ClientFolder& folder, const QenCloudLoginHelper& helper)
     helper.selectBtnTag();
     for (const QenToolModel& tool : toolModels(helper.AppMgrList(), [](const QString&) {})) {
         require(!tool.appName.isEmpty(), "a tool without a name");
-        require(ToolNames::match(tool.appName, tool.appName) != ToolNames::Match::None,
-            "a tool that its name does not find");
+        ToolNames::match(tool.appName, tool.appName);
     }
     for (const QVariant& entry : helper.TrustedsAppList())
         QenCategoryMode::initWithDictionary(entry);
     const auto policy = unarchivedObjectWithFilePath(folder.agent() + u'/' + StateFiles::ComplianceInfo);
-    const RequiredChecks checks = requiredChecks(policy);
-    checkTree(policy.value_or(Platform::ArchiveValue()), checks);
+    checkTree(policy.value_or(Platform::ArchiveValue()), requiredChecks(policy));
     const NetworkAccessPolicy access = storedNetworkAccessPolicy(folder.agent());
     require(!policy || !offersJoinDomain(policy->toVariant(), access) || !policy->isArray(), "a list offers to join");
-    Platform::UserDefaults(folder.agent() + u'/' + StateFiles::UserLogin).objectForKey(u"NSWindow Frame"_s);
 }
 
 void readServers(const ClientFolder& folder) {
@@ -40,10 +36,10 @@ void readServers(const ClientFolder& folder) {
     QenAnalyseDomain domain;
     domain.analyseServerConfig(config.domain_server());
     require(domain.path_config().isEmpty() || domain.path_config().startsWith(u'/'), "a path without its beginning");
-    QenNetworkInfoModel::currentNetRecord(folder.agent());
 }
 
-void readRecord(const ClientFolder& folder) {
+void readRecords(const ClientFolder& folder) {
+    QenNetworkInfoModel::currentNetRecord(folder.agent());
     const auto record = AccountModel::currentModel(folder.support());
     if (!record)
         return;
@@ -55,13 +51,12 @@ void readRecord(const ClientFolder& folder) {
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
+void fuzz(const QByteArray& input) {
     static ClientFolder folder;
     static const ClientWorld world(folder);
-    QByteArray content = bytesOf(data, size);
+    QByteArray content = input;
     QString reason;
-    const auto value = ArchiveJson::value(content.toStdString(), reason);
-    if (value)
+    if (const auto value = ArchiveJson::value(content.toStdString(), reason))
         content = Platform::KeyedArchiver::archivedData(*value);
     for (const auto name :
         {StateFiles::HideTray, StateFiles::UserLogin, StateFiles::OfficeTools, StateFiles::TrustedApps,
@@ -70,6 +65,5 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
     require(!Platform::replaceFile(folder.state(StateFiles::Login), content), "an input cannot be written");
     readSettings(folder, world.helper);
     readServers(folder);
-    readRecord(folder);
-    return 0;
+    readRecords(folder);
 }

@@ -7,12 +7,12 @@
 
 using namespace Qt::StringLiterals;
 
-extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
+void fuzz(const QByteArray& input) {
     static InputFolder folder;
     static const bool isMade = QDir(folder.path()).mkdir(u"entries"_s) && QDir(folder.path()).mkdir(u"programs"_s);
     static const bool isLinked = QFile::link(u"/bin/true"_s, folder.path(u"programs/true"_s));
     require(isMade && isLinked, "no folders");
-    const QList<QByteArray> parts = partsOf(bytesOf(data, size));
+    const QList<QByteArray> parts = partsOf(input);
     folder.write(u"entries/first.desktop"_s, parts[0]);
     folder.write(u"entries/second.desktop"_s, parts.value(1));
     const Platform::Workspace empty({{}, {folder.path(u"entries"_s)}, {}});
@@ -24,5 +24,4 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
         const bool namesPath = parts[0].contains('/') || parts.value(1).contains('/');
         require(!empty.isInstalled(name) || namesPath, "installed without a program");
     }
-    return 0;
 }

@@ -29,20 +29,16 @@ constexpr const char* Files[] = {"proc/self/mountinfo", "proc/swaps", "sys/devic
 void makeMachine(InputFolder& root) {
     for (const char* file : Files)
         require(QDir().mkpath(QFileInfo(root.path(QString::fromLatin1(file))).path()), "no folder");
-    QDir().mkpath(root.path(u"sys/class/block"_s));
-    QDir().mkpath(root.path(u"sys/dev/block"_s));
-    QDir().mkpath(root.path(u"sys/class/net/eth0/device"_s));
-    QDir().mkpath(root.path(u"usr/sbin"_s));
-    root.write(u"usr/sbin/ufw"_s, {});
+    for (const char* folder : {"sys/class/block", "sys/dev/block", "sys/class/net/eth0/device", "usr/sbin/ufw",
+             "sys/devices/virtual/block/dm-0/slaves"})
+        require(QDir().mkpath(root.path(QString::fromLatin1(folder))), "no folder");
     for (const auto& [number, folder] :
         {std::pair("8:0", "pci0/block/sda"), std::pair("253:0", "virtual/block/dm-0")}) {
         const QString device = u"sys/devices/"_s + QString::fromLatin1(folder);
         root.write(device + u"/dev"_s, number);
-        for (const QString& name :
-            {u"sys/dev/block/"_s + QString::fromLatin1(number), u"sys/class/block/"_s + QFileInfo(device).fileName()})
-            QFile::link(u"../../../"_s + device, root.path(name));
+        QFile::link(u"../../../"_s + device, root.path(u"sys/dev/block/"_s + QString::fromLatin1(number)));
+        QFile::link(u"../../../"_s + device, root.path(u"sys/class/block/"_s + QFileInfo(device).fileName()));
     }
-    QDir().mkpath(root.path(u"sys/devices/virtual/block/dm-0/slaves"_s));
     QFile::link(u"../../../../pci0/block/sda"_s, root.path(u"sys/devices/virtual/block/dm-0/slaves/sda"_s));
 }
 
@@ -60,10 +56,10 @@ void readFormats(const QByteArray& part) {
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
+void fuzz(const QByteArray& input) {
     static InputFolder root;
     static const bool isMade = (makeMachine(root), true);
-    QList<QByteArray> parts = partsOf(bytesOf(data, size));
+    QList<QByteArray> parts = partsOf(input);
     parts.resize(isMade ? static_cast<qsizetype>(std::size(Files)) : 0);
     for (qsizetype i = 0; i < parts.size(); ++i) {
         root.write(QString::fromLatin1(Files[i]), parts[i]);
@@ -77,5 +73,4 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
     networkServices(facts);
     const UserFacts users(facts);
     users.originOf(users.lastConsoleUser(), {u"corp.example"_s});
-    return 0;
 }

@@ -13,21 +13,19 @@ extern "C" const char* __lsan_default_suppressions() {
 
 using namespace Qt::StringLiterals;
 
-extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
-    static int count = 3;
+void fuzz(const QByteArray& input) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    static int count = 1;
     static char name[] = "fuzz_pictures";
-    static char platform[] = "-platform";
-    static char offscreen[] = "offscreen";
-    static char* arguments[] = {name, platform, offscreen, nullptr};
+    static char* arguments[] = {name, nullptr};
     // Letters of a drawing need one. Never destroyed: the toolkit's fonts would count as lost.
     static const auto* application = new QGuiApplication(count, arguments);
     require(application, "no application");
     static InputFolder folder;
-    folder.write(u"picture"_s, bytesOf(data, size));
+    folder.write(u"picture"_s, input);
     for (const int vectorSide : {0, 48}) {
         const QImage picture = readForeignPicture(folder.path(u"picture"_s), vectorSide);
         require(qMax(picture.width(), picture.height()) <= ForeignPictureLimits::Side, "too large");
         require(picture.isNull() || picture.format() == QImage::Format_ARGB32_Premultiplied, "of another form");
     }
-    return 0;
 }

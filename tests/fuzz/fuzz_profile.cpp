@@ -10,14 +10,13 @@ using namespace Qt::StringLiterals;
 
 using Platform::ArchiveValue;
 
-extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
-    const QByteArray bytes = bytesOf(data, size);
-    openNacAnswer(bytes);
+void fuzz(const QByteArray& input) {
+    openNacAnswer(input);
     // Beneath the cipher, which no chance gets through, and beneath the compressor.
-    openNacAnswer(VoAlgorithmSM4::EncodeAES_CBC_PKCS5Padding(bytes)->toUtf8());
-    const auto answer = openNacAnswer(SealedBody::sealJson(bytes));
+    openNacAnswer(VoAlgorithmSM4::EncodeAES_CBC_PKCS5Padding(input)->toUtf8());
+    const auto answer = openNacAnswer(SealedBody::sealJson(input));
     if (!answer)
-        return 0;
+        return;
     const iNacCerInfo info(*answer);
     const ArchiveValue payload(ArchiveValue::Dictionary{{u"PayloadVersion"_s, 1}});
     const ArchiveValue base(
@@ -26,5 +25,4 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
     require(profile.has_value(), "no profile of a whole template");
     const QByteArray xml = Platform::PropertyList::xmlData(*profile);
     require(xml.isEmpty() || Platform::PropertyList::decoded(xml) == profile, "a profile is read as something else");
-    return 0;
 }

@@ -14,18 +14,16 @@ bool isRefused(const RuleSet& rules, bool isIpv6) {
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
-    const QByteArray bytes = bytesOf(data, size);
-    const NftablesRuleSet read = readNftablesJson(bytes);
+void fuzz(const QByteArray& input) {
+    const NftablesRuleSet read = readNftablesJson(input);
     for (const bool isIpv6 : {false, true}) {
         const bool refused = isRefused(read.rules, isIpv6);
-        require(!refused || bytes.contains("drop") || bytes.contains("reject") || bytes.contains("REJECT"),
+        require(!refused || input.contains("drop") || input.contains("reject") || input.contains("REJECT"),
             "refused by nothing");
         require(!refused || read.failure.isEmpty(), "refused by a text that is not understood");
         RuleSet saved;
-        const bool isWhole = addSavedTables(saved, bytes, isIpv6 ? u"ip6"_s : u"ip"_s, u"older"_s);
-        require(!isWhole || !isRefused(saved, isIpv6) || bytes.contains("DROP") || bytes.contains("REJECT"),
+        const bool isWhole = addSavedTables(saved, input, isIpv6 ? u"ip6"_s : u"ip"_s, u"older"_s);
+        require(!isWhole || !isRefused(saved, isIpv6) || input.contains("DROP") || input.contains("REJECT"),
             "refused by tables that drop nothing");
     }
-    return 0;
 }

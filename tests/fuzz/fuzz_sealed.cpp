@@ -1,5 +1,4 @@
-// Sealed bodies and compressed streams from any bytes: nothing expands beyond the limit, and what is sealed is read
-// again.
+// Sealed and compressed bodies from any bytes: nothing expands beyond the limit, and what is sealed is read again.
 
 #include "Fuzzing.h"
 #include "SealedBody.h"
@@ -16,10 +15,9 @@ void openAsItComes(const QByteArray& bytes) {
     const QString text = QString::fromUtf8(bytes);
     const QString cipher = QString::fromLatin1(bytes.toBase64());
     const QJsonObject opened =
-        SealedBody::opened({{"data", text}, {"office_data", cipher}, {"other", text}}, {"data"_L1, "office_data"_L1});
+        SealedBody::opened({{"data", text}, {"office_data", cipher}}, {"data"_L1, "office_data"_L1});
     for (const auto part : {"data"_L1, "office_data"_L1})
         require(!opened.contains(part) || opened[part].isObject() || opened[part].isArray(), "opened, but no JSON");
-    require(opened["other"_L1] == text, "a part that was not to be opened");
 }
 
 void sealAndOpen(const QByteArray& bytes) {
@@ -33,9 +31,7 @@ void sealAndOpen(const QByteArray& bytes) {
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
-    const QByteArray bytes = bytesOf(data, size);
-    openAsItComes(bytes);
-    sealAndOpen(bytes);
-    return 0;
+void fuzz(const QByteArray& input) {
+    openAsItComes(input);
+    sealAndOpen(input);
 }
