@@ -92,6 +92,9 @@ function(mav_test name)
         target_include_directories(${name} PRIVATE $<TARGET_PROPERTY:${library},SOURCE_DIR>)
     endforeach()
     mav_precompile(${name})
+    # Nearly always empty: a test includes what is generated for it.
+    set_source_files_properties(${CMAKE_CURRENT_BINARY_DIR}/${name}_autogen/mocs_compilation.cpp PROPERTIES
+        SKIP_PRECOMPILE_HEADERS ON)
     mav_note_target(${name} test SOURCES ${name}.cpp ${ARG_SOURCES} LINKS Qt6::Test ${ARG_LINKS} INTERNALS ${ARG_INTERNALS})
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
     add_test(NAME ${name} COMMAND ${name})

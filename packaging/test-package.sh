@@ -74,6 +74,7 @@ install_inside /var/tmp/mav.deb
 check_is_folder "/Library"
 check_is_folder "/Library/Application Support"
 check_is_folder "/Library/Application Support/QenCloud"
+check_is_folder "/Library/Logs/QenCloud/v5/Logs"
 start_session
 check_commands
 

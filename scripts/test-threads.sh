@@ -7,4 +7,4 @@ export LC_ALL=C.UTF-8
 scripts/install-packages.sh
 cmake --preset tsan
 cmake --build --preset tsan
-exec ctest --preset tsan -j2 --output-on-failure "$@"
+exec ctest --preset tsan -j4 --output-on-failure "$@"

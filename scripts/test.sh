@@ -7,4 +7,4 @@ export LC_ALL=C.UTF-8
 scripts/install-packages.sh
 cmake --preset dev
 cmake --build --preset dev
-exec ctest --preset dev -j2 --output-on-failure "$@"
+exec ctest --preset dev -j4 --output-on-failure "$@"

@@ -1,7 +1,7 @@
 #!/bin/bash
 # Runs clang-tidy over src, reference, hosttools, factsservice and tools with the compile commands of a configured build folder
 # (default build/dev); every finding is an error. First proves with a planted bad file that findings are found. --changed takes
-# only what is other than in the last release (tag), else in the last 50 commits, or where the branch left SINCE; a header by
+# only what is other than in the last release (tag), else in the last 20 commits, or where the branch left SINCE; a header by
 # one source that reads it.
 # usage: scripts/tidy.sh [--changed[=SINCE]] [build folder]
 set -euo pipefail
@@ -13,7 +13,7 @@ case "${1-}" in
     shift
     ;;
 --changed)
-    since=$(git describe --tags --abbrev=0 HEAD^ 2>/dev/null || git rev-parse --quiet --verify HEAD~50 ||
+    since=$(git describe --tags --abbrev=0 HEAD^ 2>/dev/null || git rev-parse --quiet --verify HEAD~20 ||
         git rev-list --max-parents=0 HEAD)
     shift
     ;;

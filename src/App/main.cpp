@@ -34,6 +34,7 @@ constexpr int SecondCopy = 1;
 /// Ends the process with its log written. No destructor runs: worker threads still use the services, and nothing that a
 /// destructor does matters to a process that ends.
 [[noreturn]] void endProcess(QenLogHelper& log, int status) {
+    log.endExports();
     log.drain();
     std::_Exit(status);
 }

@@ -20,6 +20,8 @@ struct LogWorld {
     std::function<QString()> userName;
     /// Runs a script; no error means success.
     std::function<Platform::Error(const QString& source)> runScript;
+    /// The program that makes reports.
+    QString reporter;
     /// Shows a folder in the file browser.
     std::function<void(const QString& folder)> openFolder;
 

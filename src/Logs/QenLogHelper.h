@@ -12,8 +12,13 @@
 #include <condition_variable>
 #include <functional>
 #include <future>
+#include <memory>
 #include <mutex>
 #include <vector>
+
+namespace Platform {
+class QenTask;
+}
 
 /// The client's single log writer: appends time-stamped lines to a ring of three files, echoes them to the system
 /// console and packs all logs for support.
@@ -65,11 +70,28 @@ public:
     /// All logs and data into five archives in the folder "MavLogs" in @p directory, then shows @p directory.
     void zipLogsWithDirectory(const QString& directory, Completion complete);
 
+    /// What the logs and the state tell, with tokens for names and addresses, into "MavLogs/MavReport.zip" in
+    /// @p directory, then shows @p directory. As an export.
+    void makeReport(const QString& directory, Completion complete);
+    /// Ends what is being packed, without a rest of it; each export that was under way completes with failure. Waits
+    /// for at most three seconds. Before the end of the process.
+    void endExports();
+
 private:
     void writePending();
     /// What waits is written now.
     void endBurst();
     void repairLogFolder(const Completion& complete);
+    /// Runs a command that endExports() ends. @returns its exit status, -1 when it did not end by itself
+    int runPacker(const QString& path, const QStringList& argvs, QString& output, QString& failure);
+    /// What @p folder holds into @p archive, but for what cannot be read, which is logged.
+    /// @returns what went wrong, empty when nothing did; no archive is left then
+    QString zip(const QString& folder, const QString& archive);
+    /// The agent's logs into @p archive; false when that failed, which ends the export.
+    bool zipAgentLogs(const QString& archive, const Completion& complete);
+    void setRunningPacker(const std::shared_ptr<Platform::QenTask>& task);
+    /// Completes with failure once the client ends.
+    bool isEnding(const Completion& complete);
     void beginExport(Completion complete, std::function<void(const Completion& complete)> steps);
 
     const LogWorld m_world;
@@ -81,6 +103,9 @@ private:
     std::condition_variable m_burstEnds;
     bool m_isBurstOver = false;
     std::shared_future<void> m_isOpen;
+    std::mutex m_zipMutex;
+    std::shared_ptr<Platform::QenTask> m_runningPacker;
+    bool m_isEnding = false;
     // Behind all that their blocks use: they finish first.
     Platform::SerialQueue m_logQueue;
     Platform::SerialQueue m_zipQueue;

@@ -50,7 +50,8 @@ void dress(QFileDialog& picker) {
 MavExportLogController::MavExportLogController(QenLogHelper& log, QWidget* window)
     : QDialog(window), m_log(log), m_ui(std::make_unique<Ui::MavExportLogController>()) {
     m_ui->setupUi(this);
-    setAccessibleDescription(m_ui->contentLab->text());
+    connect(m_ui->reportOnly, &QCheckBox::toggled, this, &MavExportLogController::tellContent);
+    tellContent(false);
     m_ui->boxGround->setFixedWidth(Theme::BoxWidth);
     // As high as its wrapped texts need.
     layout()->setSizeConstraint(QLayout::SetFixedSize);
@@ -70,6 +71,15 @@ void MavExportLogController::setCurrentDirectoryPath(const QString& path) {
     m_ui->customDirTitle->setText(path);
     m_ui->customDirPath->setToolTip(toolTipText(path));
     m_ui->customDirPath->setAccessibleName(m_ui->customDirLab->text() + u'：' + path);
+}
+
+/// What the archive will hold, before it is written.
+void MavExportLogController::tellContent(bool isReport) {
+    m_ui->contentLab->setText(isReport ? u"包含版本与桌面信息、登录状态、诊断与检查结果、状态文件和各日志的结尾。姓名、"
+                                         u"账号、地址、主机名、票据和序列号"
+                                         "均以代号代替；证书、密钥和图片不在其中。"_s
+                                       : u"打包客户端、本机代理和 VPN 组件的日志与运行数据，供技术支持排查问题。"_s);
+    setAccessibleDescription(m_ui->contentLab->text());
 }
 
 void MavExportLogController::beginSheet() {
@@ -112,12 +122,16 @@ void MavExportLogController::excuteExportLog() {
                 self->countExports(-1);
         });
     });
-    m_log.zipLogsWithDirectory(m_currentDirectoryPath, [&log = m_log, running](bool success, const QString& message) {
+    const auto complete = [&log = m_log, running](bool success, const QString& message) {
         if (success)
             log.writeLog(u"QenCloud export log success"_s, OrdinaryType);
         else
             log.writeLog(u"QenCloud export log failed with error:"_s + message, FailureType);
-    });
+    };
+    if (m_ui->reportOnly->isChecked())
+        m_log.makeReport(m_currentDirectoryPath, complete);
+    else
+        m_log.zipLogsWithDirectory(m_currentDirectoryPath, complete);
     done(Started);
 }
 

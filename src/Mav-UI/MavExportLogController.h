@@ -44,6 +44,7 @@ Q_SIGNALS:
     void exportingChanged(bool isExporting);
 
 private:
+    void tellContent(bool isReport);
     void setCurrentDirectoryPath(const QString& path);
     void countExports(int more);
 

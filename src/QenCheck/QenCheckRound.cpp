@@ -5,17 +5,14 @@
 #include "QenCheck.h"
 #include "StateFiles.h"
 
-#include <QPointer>
-
 #include <algorithm>
 
 using namespace Qt::StringLiterals;
 
 QenCheckRound::QenCheckRound(World world) : m_world(std::move(world)), m_checkQueue(Deployment::ComplianceQueueLabel) {
-    m_results = m_world.center.observe(CheckNotificationName, [this](const Platform::Notification& notification) {
-        // At once on the main thread, where the results are posted.
-        QMetaObject::invokeMethod(this, [this, notification] { checkStateChangeWithNotification(notification); });
-    });
+    // Posted on the main thread.
+    m_results = m_world.center.observe(CheckNotificationName,
+        [this](const Platform::Notification& notification) { checkStateChangeWithNotification(notification); });
 }
 
 QenCheckRound::~QenCheckRound() {
@@ -36,14 +33,11 @@ void QenCheckRound::getDataFromPlist() {
     }
     CheckTree tree = checkTree(*catalogue, m_required);
     m_needCheckCount = tree.needCheckCount;
-    QMetaObject::invokeMethod(
-        this,
-        [this, nodes = std::move(tree.nodes)] {
-            m_dataSource = nodes;
-            Q_EMIT dataSourceChanged();
-            startCheck();
-        },
-        Qt::QueuedConnection);
+    m_main.async([this, nodes = std::move(tree.nodes)] {
+        m_dataSource = nodes;
+        Q_EMIT dataSourceChanged();
+        startCheck();
+    });
 }
 
 void QenCheckRound::recheck() {
@@ -68,13 +62,7 @@ void QenCheckRound::startCheck() {
 }
 
 void QenCheckRound::runPass(const std::vector<QenRootModelPointer>& nodes, int pass) {
-    // The way that the results take, too: what is posted here comes behind them.
-    const auto onMain = [round = QPointer(this)](auto call) {
-        Platform::mainQueue().async([round, call = std::move(call)] {
-            if (round)
-                call();
-        });
-    };
+    // What is posted to the main thread takes the way of the results and comes behind them.
     qint64 checks = 0;
     for (const QenRootModelPointer& node : nodes) {
         node->setIsWarn(false);
@@ -88,11 +76,11 @@ void QenCheckRound::runPass(const std::vector<QenRootModelPointer>& nodes, int p
         checks += static_cast<qint64>(node->leafArr().size());
         // An empty category ends the round at once on purpose, whatever comes after it.
         if (node->leafArr().empty())
-            onMain([this] { checkComplete(); });
+            m_main.async([this] { checkComplete(); });
         else
-            onMain([this] { Q_EMIT detailButtonHidden(false); });
+            m_main.async([this] { Q_EMIT detailButtonHidden(false); });
     }
-    onMain([this, checks, pass] {
+    m_main.async([this, checks, pass] {
         // With several categories a round may end, and the next one begin, while the pass of the first still runs.
         if (pass == m_pass)
             Q_EMIT passEnded(static_cast<int>(std::max<qint64>(0, checks - m_hadCheckedCount)));

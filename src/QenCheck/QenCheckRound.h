@@ -3,6 +3,7 @@
 #include "CheckCatalogue.h"
 #include "CheckLog.h"
 #include "CheckLook.h"
+#include "Completion.h"
 #include "NotificationCenter.h"
 #include "Queue.h"
 
@@ -97,6 +98,7 @@ private:
     bool m_isChecking = false;
     std::atomic<bool> m_isEnding{false};
     Platform::NotificationCenter::Observer m_results;
+    const Platform::Receiver m_main;
     // Last: its end waits for the check that runs.
     Platform::SerialQueue m_checkQueue;
 };

@@ -14,8 +14,7 @@ ScriptCall systemScripts() {
 RestartOffer::RestartOffer(World world) : m_world(std::move(world)) {
     m_requests = m_world.center.observe(ClientNotification::Restart, [this](const Platform::Notification&) {
         // Posted by the file listener on a thread of its own.
-        QMetaObject::invokeMethod(
-            this, [this] { restartComputorWithNotification(); }, Qt::QueuedConnection);
+        m_main.async([this] { restartComputorWithNotification(); });
     });
 }
 

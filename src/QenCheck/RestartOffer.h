@@ -1,10 +1,9 @@
 #pragma once
 
 #include "CheckLog.h"
+#include "Completion.h"
 #include "Error.h"
 #include "NotificationCenter.h"
-
-#include <QObject>
 
 namespace Platform {
 class UserNotifications;
@@ -17,8 +16,7 @@ ScriptCall systemScripts();
 
 /// Offers a restart in a user notification whenever the agent asks for one, and restarts when the person wants it.
 /// Main thread; the scripts run in the background and outlive this object.
-class RestartOffer final : public QObject {
-    Q_OBJECT
+class RestartOffer final {
 public:
     struct World {
         CheckLog log;
@@ -28,7 +26,9 @@ public:
     };
 
     explicit RestartOffer(World world);
-    ~RestartOffer() override;
+    ~RestartOffer();
+    RestartOffer(const RestartOffer&) = delete;
+    RestartOffer& operator=(const RestartOffer&) = delete;
 
     void restartComputorWithNotification();
     /// Takes back the offers that this process made and nobody has answered.
@@ -39,4 +39,5 @@ private:
 
     const World m_world;
     Platform::NotificationCenter::Observer m_requests;
+    const Platform::Receiver m_main;
 };

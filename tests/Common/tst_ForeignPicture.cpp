@@ -1,15 +1,11 @@
 #include "ForeignPicture.h"
+#include "TestFiles.h"
 
 #include <QBuffer>
-#include <QDir>
 #include <QImageWriter>
 #include <QTemporaryDir>
-#include <QTest>
-#include <QtEndian>
 
 #include <zlib.h>
-
-#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 
@@ -37,25 +33,21 @@ QByteArray picture(QImage::Format pixels, const char* format = "png") {
     return encoded(image, format);
 }
 
+QByteArray number(quint32 value) {
+    return QByteArray::fromHex(QByteArray::number(value, 16).rightJustified(8, '0'));
+}
+
 /// Some part of a PNG file, of four bytes or more, with its checksum.
 QByteArray chunk(const QByteArray& typeAndData) {
-    const auto number = [](quint32 value) {
-        QByteArray bytes(4, 0);
-        qToBigEndian(value, bytes.data());
-        return bytes;
-    };
     const auto sum =
         crc32(0, reinterpret_cast<const Bytef*>(typeAndData.constData()), static_cast<uInt>(typeAndData.size()));
     return number(static_cast<quint32>(typeAndData.size() - 4)) + typeAndData + number(static_cast<quint32>(sum));
 }
 
 /// A few bytes that stand for a grey picture of @p side pixels.
-QByteArray bomb(int side) {
-    QByteArray header("IHDR\0\0\0\0\0\0\0\0\x8\0\0\0\0", 17);
-    qToBigEndian<qint32>(side, header.data() + 4);
-    qToBigEndian<qint32>(side, header.data() + 8);
-    return "\x89PNG\r\n\x1a\n" + chunk(header) + chunk("IDAT" + qCompress(QByteArray(1 << 20, 0)).mid(4)) +
-        chunk("IEND");
+QByteArray bomb(quint32 side) {
+    return "\x89PNG\r\n\x1a\n" + chunk("IHDR" + number(side) + number(side) + QByteArray("\x8\0\0\0\0", 5)) +
+        chunk("IDAT" + qCompress(QByteArray(1 << 20, 0)).mid(4)) + chunk("IEND");
 }
 
 /// Two images, each one pixel, one of them far outside of the picture.
@@ -96,24 +88,20 @@ private Q_SLOTS:
         damaged[damaged.size() - 20] = static_cast<char>(~damaged[damaged.size() - 20]);
         QTest::newRow("palette of 1 bit") << picture(QImage::Format_Mono) << true;
         QTest::newRow("palette of 8 bit") << palette << true;
-        QTest::newRow("grey") << picture(QImage::Format_Grayscale8) << true;
-        QTest::newRow("grey of 16 bit") << picture(QImage::Format_Grayscale16) << true;
         QTest::newRow("colours of 16 bit") << picture(QImage::Format_RGBA64) << true;
-        QTest::newRow("with transparency") << picture(QImage::Format_ARGB32) << true;
         QTest::newRow("JPEG under this name") << jpeg << true;
         QTest::newRow("BMP under this name") << picture(QImage::Format_Mono, "bmp") << true;
         QTest::newRow("moving GIF") << movingGif() << true;
         QTest::newRow("largest") << encoded(QImage(2048, 2048, QImage::Format_Mono), "png") << true;
         QTest::newRow("too wide") << encoded(QImage(2049, 1, QImage::Format_RGB32), "png") << false;
         QTest::newRow("bomb") << bomb(30000) << false;
-        QTest::newRow("bomb of negative side") << bomb(-1) << false;
+        QTest::newRow("bomb of negative side") << bomb(0xffffffff) << false;
         QTest::newRow("too many bytes") << palette + QByteArray(ForeignPictureLimits::FileSize, 0) << false;
         QTest::newRow("cut PNG") << palette.chopped(palette.size() / 2) << false;
         QTest::newRow("damaged PNG") << damaged << false;
         QTest::newRow("only its first bytes") << palette.left(8) << false;
         QTest::newRow("cut GIF") << movingGif().left(21) << false;
         QTest::newRow("no bytes") << QByteArray("") << false;
-        QTest::newRow("words") << QByteArray("no picture") << false;
         QTest::newRow("drawing") << drawing("<rect width='20' height='10'/>") << false;
         QTest::newRow("other kind of picture") << picture(QImage::Format_RGB32, "ppm") << false;
     }
@@ -131,44 +119,22 @@ private Q_SLOTS:
         QCOMPARE(drawn.size(), QSize(Width, Height));
     }
 
-    void colours() {
-        const QRgb read = readForeignPicture(write(u"mark.png"_s, picture(QImage::Format_Indexed8))).pixel(1, 1);
-        QCOMPARE(read, qRgb(200, 0, 0));
-    }
-
-    void drawings_data() {
-        QTest::addColumn<QByteArray>("content");
-        QTest::addColumn<QSize>("size");
-        QTest::newRow("keeps its shape") << drawing("<rect width='20' height='10'/>") << QSize(48, 24);
-        QTest::newRow("nested references") << nestedDrawing() << QSize(0, 0);
-        QTest::newRow("another file inside") << drawing("<image xlink:href='/dev/zero'/>") << QSize(0, 0);
-        QTest::newRow("entities") << "<!DOCTYPE svg [<!ENTITY a 'b'>]>" + drawing("&a;") << QSize(0, 0);
-        QTest::newRow("too long") << drawing(QByteArray(ForeignPictureLimits::VectorFileSize, ' ')) << QSize(0, 0);
-        QTest::newRow("broken") << drawing("<rect") << QSize(0, 0);
-        QTest::newRow("without extent") << QByteArray("<svg xmlns='http://www.w3.org/2000/svg' width='0' height='0'/>")
-                                        << QSize(0, 0);
-    }
     void drawings() {
-        QFETCH(QByteArray, content);
-        QTEST(readForeignPicture(write(u"icon.svg"_s, content), 48).size(), "size");
-    }
-
-    void whatIsNoFile() {
-        QVERIFY(readForeignPicture(m_folder.path()).isNull());
-        QVERIFY(readForeignPicture(m_folder.filePath(u"missing.png"_s)).isNull());
-        // It would wait for a writer.
-        const QString pipe = m_folder.filePath(u"pipe.png"_s);
-        QCOMPARE(mkfifo(pipe.toUtf8().constData(), 0600), 0);
-        QVERIFY(readForeignPicture(pipe).isNull());
-        QVERIFY(readForeignPicture(u"/dev/zero"_s).isNull());
+        const auto size = [this](const QByteArray& content) {
+            return readForeignPicture(write(u"icon.svg"_s, content), 48).size();
+        };
+        QCOMPARE(size(drawing("<rect width='20' height='10'/>")), QSize(48, 24)); // keeps its shape
+        for (const QByteArray& refused : {nestedDrawing(), drawing("<image xlink:href='/dev/zero'/>"),
+                 "<!DOCTYPE svg [<!ENTITY a 'b'>]>" + drawing("&a;"),
+                 drawing(QByteArray(ForeignPictureLimits::VectorFileSize, ' ')), drawing("<rect"),
+                 QByteArray("<svg xmlns='http://www.w3.org/2000/svg' width='0' height='0'/>")})
+            QVERIFY2(size(refused).isEmpty(), refused.left(300).constData());
     }
 
 private:
-    QString write(const QString& name, const QByteArray& content) {
-        QFile file(m_folder.filePath(name));
-        if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-            return {};
-        return file.fileName();
+    QString write(const QString& name, const QByteArray& content) const {
+        put(m_folder.filePath(name), content);
+        return m_folder.filePath(name);
     }
 
     QTemporaryDir m_folder;

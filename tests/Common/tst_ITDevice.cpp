@@ -1,12 +1,11 @@
 #include "ITDevice.h"
+#include "TestFiles.h"
 
-#include <QDir>
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <array>
 #include <thread>
-
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -22,12 +21,7 @@ public:
             write(file.key(), file.value());
     }
     QString path() const { return m_folder.path(); }
-    void write(const QString& name, const QByteArray& content) {
-        QDir().mkpath(QFileInfo(path() + name).path());
-        QFile file(path() + name);
-        if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-            qFatal("cannot write %s", qPrintable(name));
-    }
+    void write(const QString& name, const QByteArray& content) const { put(path() + name, content); }
     /// An interface as sysfs shows it. @p parts are folders in it, or "name->target".
     void addInterface(const QString& name, const QByteArray& address, const QStringList& parts) {
         const QString folder = u"/sys/class/net/"_s + name;
@@ -56,9 +50,6 @@ struct Commands {
         };
     }
 };
-
-const QByteArray PropertyListText = R"(<?xml version="1.0" encoding="UTF-8"?>
-<plist version="1.0"><dict><key>CFBundleShortVersionString</key><string>3.2.1</string></dict></plist>)";
 
 } // namespace
 
@@ -114,99 +105,62 @@ private Q_SLOTS:
     void machineNameFollowsItsFiles() {
         Root root;
         ITDevice device(root.path());
-        root.write("/proc/sys/kernel/hostname", "one\n");
-        QCOMPARE(device.machineName(), "one");
-        // The kernel's own has no file that changes.
-        root.write("/proc/sys/kernel/hostname", "two\n");
-        QCOMPARE(device.machineName(), "two");
-        root.write("/etc/hostname", "three\n");
-        QCOMPARE(device.machineName(), "three");
-        root.write("/etc/hostname", "another\n");
-        QCOMPARE(device.machineName(), "another");
-        root.write("/etc/machine-info", "PRETTY_HOSTNAME=Five\n");
-        QCOMPARE(device.machineName(), "Five");
+        const QString kernel = "/proc/sys/kernel/hostname"; // has no file that changes
+        const std::array<QString, 3> changes[]{{kernel, "one", "one"}, {kernel, "two", "two"},
+            {"/etc/hostname", "three", "three"}, {"/etc/hostname", "another", "another"},
+            {"/etc/machine-info", "PRETTY_HOSTNAME=Five", "Five"}};
+        for (const auto& [file, content, name] : changes) {
+            root.write(file, content.toUtf8() + '\n');
+            QCOMPARE(device.machineName(), name);
+        }
         QVERIFY(QFile::remove(root.path() + "/etc/machine-info"));
         QCOMPARE(device.machineName(), "another");
     }
 
-    void userName_data() {
+    void userName() {
+        Commands commands;
+        const auto name = [&commands](const Files& files, uint user = 0) {
+            const Root root(files);
+            return ITDevice(root.path(), {.run = commands.runner(), .user = user}).userName();
+        };
         const QByteArray account = "me:x:0:0:My Name,,,:/home/me:/bin/sh\nsys:x:999:9::/:/bin/sh\n"
                                    "remote:x:4712:9::/:/bin/sh\nnobody:x:65534:9::/:/bin/sh\n";
-        QTest::addColumn<Files>("files");
-        QTest::addColumn<QString>("lastUser");
-        QTest::addColumn<QString>("expected");
-        QTest::addColumn<uint>("user");
         const Files aliceAtTheSeat{{"/etc/passwd", account},
             {"/run/systemd/seats/seat0", "IS_SEAT0=1\nACTIVE=c2\nACTIVE_UID=1001\n"},
             {"/run/systemd/sessions/c2", "UID=1001\nUSER=alice\nSEAT=seat0\nCLASS=user\nACTIVE=1\n"}};
-        QTest::newRow("system account, alice at the seat") << aliceAtTheSeat << ""
-                                                           << "alice" << 999u;
-        QTest::newRow("nobody, alice at the seat") << aliceAtTheSeat << ""
-                                                   << "alice" << 65534u;
-        QTest::newRow("a person, alice at the seat") << aliceAtTheSeat << ""
-                                                     << "remote" << 4712u;
-        QTest::newRow("a person without an account here, alice at the seat") << aliceAtTheSeat << ""
-                                                                             << "alice" << 4000u;
-        QTest::newRow("session at the seat")
-            << Files{{"/etc/passwd", account}, {"/run/systemd/seats/seat0", "IS_SEAT0=1\nACTIVE=c2\nACTIVE_UID=1000\n"},
-                   {"/run/systemd/sessions/c2", "UID=1000\nUSER=alice\nSEAT=seat0\nCLASS=user\nACTIVE=1\n"}}
-            << ""
-            << "alice" << 0u;
-        QTest::newRow("sessions without a seat file")
-            << Files{{"/etc/passwd", account + "bob:x:4711:0::/home/bob:/bin/sh\n"},
-                   {"/run/systemd/sessions/1", "UID=7\nUSER=remote\nACTIVE=1\n"},
-                   {"/run/systemd/sessions/2", "UID=4711\nSEAT=seat0\nCLASS=user\nACTIVE=1\n"}}
-            << ""
-            << "bob" << 0u;
-        QTest::newRow("login screen") << Files{{"/etc/passwd", account}, {"/run/systemd/seats/seat0", "ACTIVE=c1\n"},
-                                             {"/run/systemd/sessions/c1", "USER=gdm\nCLASS=greeter\nACTIVE=1\n"}}
-                                      << "nobody asks"
-                                      << "me" << 0u;
-        QTest::newRow("last user") << Files{} << "carol\n"
-                                   << "carol" << 0u;
-        QTest::newRow("nobody") << Files{} << ""
-                                << "unknow" << 0u;
-    }
-    void userName() {
-        QFETCH(Files, files);
-        QFETCH(QString, lastUser);
-        QFETCH(QString, expected);
-        QFETCH(uint, user);
-        const Root root(files);
-        Commands commands{{{"lastUserName", lastUser}}, {}};
-        QCOMPARE(ITDevice(root.path(), {.run = commands.runner(), .user = user}).userName(), expected);
-        const QString command = "/usr/bin/defaults read /Library/Preferences/com.apple.loginwindow.plist lastUserName";
-        QCOMPARE(commands.run, files.isEmpty() ? QStringList{command} : QStringList{});
+        QCOMPARE(name(aliceAtTheSeat, 999), "alice"); // asked by a system account
+        QCOMPARE(name(aliceAtTheSeat, 65534), "alice");
+        QCOMPARE(name(aliceAtTheSeat, 4712), "remote"); // by a person
+        QCOMPARE(name(aliceAtTheSeat, 4000), "alice");  // by one without an account here
+        // Sessions without a seat file.
+        QCOMPARE(name({{"/etc/passwd", account + "bob:x:4711:0::/home/bob:/bin/sh\n"},
+                     {"/run/systemd/sessions/1", "UID=7\nUSER=remote\nACTIVE=1\n"},
+                     {"/run/systemd/sessions/2", "UID=4711\nSEAT=seat0\nCLASS=user\nACTIVE=1\n"}}),
+            "bob");
+        QCOMPARE(name({{"/etc/passwd", account}, {"/run/systemd/seats/seat0", "ACTIVE=c1\n"},
+                     {"/run/systemd/sessions/c1", "USER=gdm\nCLASS=greeter\nACTIVE=1\n"}}),
+            "me");
+        QVERIFY(commands.run.isEmpty());
+        QCOMPARE(name({}), "unknow");
+        QCOMPARE(commands.run,
+            QStringList{"/usr/bin/defaults read /Library/Preferences/com.apple.loginwindow.plist lastUserName"});
+        commands.answers = {{"lastUserName", "carol\n"}};
+        QCOMPARE(name({}), "carol");
     }
 
-    void domainName_data() {
-        QTest::addColumn<QByteArray>("model");
-        QTest::addColumn<QString>("account");
-        QTest::addColumn<QString>("computer");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("account of its kind") << QByteArray("MacBookAir7,2") << "mb-1234$\n"
-                                             << "x"
-                                             << "MB-1234";
-        QTest::newRow("account of another kind") << QByteArray("iMac19,1") << "MB-1234$\n"
-                                                 << "Desk 3\n"
-                                                 << "Desk 3";
-        QTest::newRow("no domain") << QByteArray("MacBookAir7,2") << ""
-                                   << "Lena's\n"
-                                   << "Lena's";
-        QTest::newRow("nothing at all") << QByteArray() << ""
-                                        << ""
-                                        << "";
-    }
     void domainName() {
-        QFETCH(QByteArray, model);
-        QFETCH(QString, account);
-        QFETCH(QString, computer);
-        const Root root({{"/sys/class/dmi/id/product_name", model}});
-        Commands commands{{{"dsconfigad -show | grep 'Computer Account' | awk '{print $4}'", account},
-                              {"/usr/sbin/scutil --get ComputerName", computer}},
-            {}};
-        QTEST(ITDevice(root.path(), {.run = commands.runner()}).getADDomainName(), "expected");
+        Commands commands;
+        const auto name = [&commands](const char* model, const char* account, const char* computer) {
+            const Root root({{"/sys/class/dmi/id/product_name", model}});
+            commands.answers = {{"dsconfigad -show | grep 'Computer Account' | awk '{print $4}'", account},
+                {"/usr/sbin/scutil --get ComputerName", computer}};
+            return ITDevice(root.path(), {.run = commands.runner()}).getADDomainName();
+        };
+        QCOMPARE(name("MacBookAir7,2", "mb-1234$\n", "x"), "MB-1234");
         QVERIFY(commands.run.constFirst().startsWith("/bin/sh -c dsconfigad"));
+        QCOMPARE(name("iMac19,1", "MB-1234$\n", "Desk 3\n"), "Desk 3"); // an account of another kind of computer
+        QCOMPARE(name("MacBookAir7,2", "", "Lena's\n"), "Lena's");
+        QCOMPARE(name("", "", ""), "");
     }
 
     void interfaces() {
@@ -307,9 +261,7 @@ private Q_SLOTS:
         const ITDevice device(root.path());
         QCOMPARE(device.systemInfoString("kernel.ostype"), "Linux");
         QTest::ignoreMessage(
-            QtInfoMsg, QRegularExpression("sysctlbyname\\(kernel\\.none\\) failed: No such file or directory"));
-        QCOMPARE(device.systemInfoString("kernel.none"), "unkown name");
-        QTest::ignoreMessage(QtInfoMsg, QRegularExpression("sysctlbyname\\(\\.\\./\\.\\./etc/passwd\\) failed"));
+            QtInfoMsg, QRegularExpression("sysctlbyname\\(\\.\\./\\.\\./etc/passwd\\) failed: No such"));
         QCOMPARE(device.systemInfoString("../../etc/passwd"), "unkown name");
     }
 
@@ -318,10 +270,13 @@ private Q_SLOTS:
                                   "Version: 9\nDescription: d\n\nPackage: tool\nStatus: install ok installed\n"
                                   "Maintainer: The Team <t@example.org>\nArchitecture: all\nVersion: 1:2.0-1\n"
                                   "Description: d\n";
-        const Root root({{"/Applications/Some.app/Contents/Info.plist", PropertyListText},
-            {"/Applications/Broken.app/Contents/Info.plist", "<plist><dict>"}, {"/var/lib/dpkg/status", status},
-            {"/var/lib/dpkg/info/other.list", "/.\n/opt/x/too\n"},
-            {"/var/lib/dpkg/info/tool.list", "/.\n/bin\n/bin/tool\n/opt/a [x]*\n"}});
+        const Root root(
+            {{"/Applications/Some.app/Contents/Info.plist",
+                 "<plist "
+                 "version=\"1.0\"><dict><key>CFBundleShortVersionString</key><string>3.2.1</string></dict></plist>"},
+                {"/Applications/Broken.app/Contents/Info.plist", "<plist><dict>"}, {"/var/lib/dpkg/status", status},
+                {"/var/lib/dpkg/info/other.list", "/.\n/opt/x/too\n"},
+                {"/var/lib/dpkg/info/tool.list", "/.\n/bin\n/bin/tool\n/opt/a [x]*\n"}});
         const ITDevice device(root.path());
         const QString bundles = root.path() + "/Applications/";
         QCOMPARE(device.getAppVersionWithPath(bundles + "Some.app/Contents/MacOS/Some"), "3.2.1");
@@ -342,18 +297,15 @@ private Q_SLOTS:
     void anyThreadMayAsk() {
         // Of the running system, whatever that is: the same answer for everybody.
         ITDevice device;
-        const QStringList expected =
-            device.macAddresses() + device.ipArray() + QStringList{device.uuid(), device.osName()};
+        const auto ask = [&device] {
+            device.getMacAndIPAddr();
+            return device.macAddresses() + device.ipArray() + QStringList{device.uuid(), device.osName()};
+        };
+        const QStringList expected = ask();
         std::atomic<int> same{0};
         std::vector<std::thread> threads;
-        for (int i = 0; i < 4; ++i) {
-            threads.emplace_back([&] {
-                device.getMacAndIPAddr();
-                const QStringList found =
-                    device.macAddresses() + device.ipArray() + QStringList{device.uuid(), device.osName()};
-                same += found == expected;
-            });
-        }
+        for (int i = 0; i < 4; ++i)
+            threads.emplace_back([&] { same += ask() == expected; });
         for (std::thread& thread : threads)
             thread.join();
         QCOMPARE(same.load(), 4);

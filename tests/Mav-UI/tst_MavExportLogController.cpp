@@ -3,6 +3,7 @@
 #include "ElidedLabel.h"
 #include "MavExportLogController.h"
 
+#include <QCheckBox>
 #include <QDialogButtonBox>
 #include <QFileDialog>
 
@@ -39,6 +40,7 @@ struct Computer {
             opened = shown;
             (void)browser.try_acquire_for(std::chrono::seconds(20));
         };
+        world.reporter = QStringLiteral(REPORTER);
         log = std::make_unique<QenLogHelper>(world);
     }
     ~Computer() {
@@ -197,12 +199,12 @@ private Q_SLOTS:
 
     void keyboard() {
         QStringList reached;
-        for (int step = 0; step < 3; ++step) {
+        for (int step = 0; step < 4; ++step) {
             reached << m_sheet->focusWidget()->objectName();
             QVERIFY2(!spokenName(m_sheet->focusWidget()).isEmpty(), qPrintable(reached.constLast()));
             QTest::keyClick(m_sheet->focusWidget(), Qt::Key_Tab);
         }
-        QCOMPARE(reached, QStringList({"customDirPath", "cancelButton", "exportButton"}));
+        QCOMPARE(reached, QStringList({"customDirPath", "cancelButton", "exportButton", "reportOnly"}));
         QCOMPARE(m_sheet->focusWidget(), folderButton());
         QVERIFY(!m_sheet->accessibleName().isEmpty());
 
@@ -221,6 +223,20 @@ private Q_SLOTS:
         QTest::keyClick(folderButton(), Qt::Key_Return);
         QCOMPARE(m_results, (QList<int>{0, 0, 1}));
         QCOMPARE(m_states, QList<bool>{true});
+    }
+
+    void reportInPlaceOfTheLogs() {
+        auto* choice = find<QCheckBox>(*m_sheet, "reportOnly");
+        const QString logs = m_sheet->accessibleDescription();
+        QTest::mouseClick(choice, Qt::LeftButton, {}, QPoint(8, choice->height() / 2));
+        QVERIFY(choice->isChecked());
+        QVERIFY(m_sheet->accessibleDescription() != logs);
+        press(*m_sheet, "exportButton");
+        m_computer->browser.release();
+        QTRY_COMPARE_WITH_TIMEOUT(m_states, (QList<bool>{true, false}), 60000);
+        QCOMPARE(m_computer->logged(), QStringList{Success});
+        QCOMPARE(m_computer->opened, m_computer->desktop());
+        QCOMPARE(QDir(m_computer->desktop() + u"/MavLogs"_s).entryList(QDir::Files), QStringList(u"MavReport.zip"_s));
     }
 
     void exportOutlivesTheWindow() {

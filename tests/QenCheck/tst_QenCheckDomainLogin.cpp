@@ -39,6 +39,7 @@ echo 'OriginalNodeName: /Active Directory/CORP/corp.example')");
         const auto row = [](const char* name, const char* tool, const char* script, const QString& line) {
             QTest::newRow(name) << QString::fromLatin1(tool) << QByteArray(script) << Prefix + line;
         };
+        row("signed in", "record", "", u"NGN is start or Qen has been logined."_s);
         row("no last user", "defaults", "exit 0", start);
         row("defaults fails", "defaults", "echo lisi; echo bad >&2", start);
         row("no domain account", "dscl", "echo none >&2", u" The login user account isn`t domain mobile account."_s);
@@ -52,6 +53,7 @@ echo 'OriginalNodeName: /Active Directory/CORP/corp.example')");
     void stops() {
         QFETCH(QString, tool);
         QFETCH(QByteArray, script);
+        m_hasRecord = tool == u"record";
         for (const QString& name : tool.split(u','))
             m_world->tool(name, script);
         {
@@ -73,15 +75,9 @@ echo 'OriginalNodeName: /Active Directory/CORP/corp.example')");
     void answers() {
         QFETCH(bool, isValid);
         QFETCH(QString, name);
-        // The name as the preferences write it, split over lines.
-        m_world->tool("defaults", R"(printf '%s\n' '\u674e' '\u56db')");
-        m_world->tool("dscl", R"(test "$3" = /Users/李四 || echo unknown >&2
-echo 'OriginalNodeName: /Active Directory/CORP/corp.example')");
         QenCheck check(world(), Tick);
         check.checkDomainLogin();
         QTRY_COMPARE(m_requests.size(), 1);
-        QCOMPARE(m_requests[0].account, u"李四"_s);
-        QCOMPARE(m_requests[0].domain, u"corp.example"_s);
         m_requests[0].answer(isValid, name.isNull() ? std::nullopt : std::optional(name), {});
         QTest::qWait(20 * Tick.count());
         QCOMPARE(m_requests.size(), 1); // an answer ends it
@@ -91,35 +87,34 @@ echo 'OriginalNodeName: /Active Directory/CORP/corp.example')");
             return;
         }
         QCOMPARE(m_world->lines().last(), Prefix + " The account model save result: 1.");
-        QCOMPARE(m_sessions[0], QStringList({u"李四"_s, name, u"CORP"_s}));
+        QCOMPARE(m_sessions[0], QStringList({u"lisi"_s, name, u"CORP"_s}));
     }
 
     void theAccountIsAskedForByItsShortName_data() {
-        QTest::addColumn<QString>("name");
-        QTest::newRow("short") << "lisi";
-        QTest::newRow("with its domain behind") << "lisi@corp.example";
-        QTest::newRow("with its domain in front") << "CORP\\lisi";
-        QTest::newRow("what follows the domain looks like an escape") << "CORP\\ursula";
+        QTest::addColumn<QByteArray>("written");
+        QTest::addColumn<QByteArray>("name");
+        QTest::addColumn<QString>("account");
+        const auto row = [](const char* written, const char* name, const char* account) {
+            QTest::newRow(written) << QByteArray(written) << QByteArray(name) << QString::fromUtf8(account);
+        };
+        row("'lisi'", "lisi", "lisi");
+        row("'lisi@corp.example'", "lisi@corp.example", "lisi");
+        row("'CORP\\lisi'", "CORP\\lisi", "lisi");
+        row("'CORP\\ursula'", "CORP\\ursula", "ursula"); // what follows the domain looks like an escape
+        row("'\\u674e' '\\u56db'", "李四", "李四");      // as the preferences write it, split over lines
     }
     void theAccountIsAskedForByItsShortName() {
-        QFETCH(QString, name);
-        m_world->tool("defaults", "printf '%s\\n' '" + name.toUtf8() + "'");
+        QFETCH(QByteArray, written);
+        QFETCH(QByteArray, name);
+        m_world->tool("defaults", "printf '%s\\n' " + written);
         m_world->tool("dscl",
-            "test \"$3\" = '/Users/" + name.toUtf8() +
-                "' || echo unknown >&2\n"
-                "echo 'OriginalNodeName: /Active Directory/CORP/corp.example'");
+            "test \"$3\" = '/Users/" + name +
+                "' || echo unknown >&2\necho 'OriginalNodeName: /Active Directory/CORP/corp.example'");
         QenCheck check(world(), Tick);
         check.checkDomainLogin();
         QTRY_COMPARE(m_requests.size(), 1);
-        QCOMPARE(m_requests[0].account, name.endsWith(u"ursula") ? u"ursula"_s : u"lisi"_s);
+        QTEST(m_requests[0].account, "account");
         QCOMPARE(m_requests[0].domain, u"corp.example"_s);
-    }
-
-    void signedIn() {
-        m_hasRecord = true;
-        QenCheck check(world(), Tick);
-        check.checkDomainLogin();
-        QCOMPARE(m_world->lines().last(), Prefix + "NGN is start or Qen has been logined.");
     }
 
     void asksAgainAfterFifteenTicks() {
@@ -163,14 +158,7 @@ private:
         qint64 at;
     };
 
-    QenCheck::World world() {
-        return {.log = m_world->log(),
-            .tasks = m_tasks,
-            .center = m_world->center,
-            .agentState = m_world->agent(),
-            .applicationBundle = m_world->bundle(),
-            .accounts = this};
-    }
+    QenCheck::World world() { return m_world->checks(m_tasks, this); }
     bool hasRecord() override { return m_hasRecord; }
     void check(const QString& account, const QString& domain, Answer answer) override {
         m_requests.append({account, domain, std::move(answer), m_clock.elapsed()});

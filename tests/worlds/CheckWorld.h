@@ -5,12 +5,10 @@
 #include "NotificationCenter.h"
 #include "QenCheck.h"
 #include "TaskHelper.h"
+#include "TestFiles.h"
 
-#include <QDir>
-#include <QFile>
 #include <QMutex>
 #include <QTemporaryDir>
-#include <QTest>
 
 using namespace Qt::StringLiterals;
 
@@ -24,18 +22,11 @@ public:
     }
     QString file(const QString& name) const { return m_folder.filePath(name); }
     QString agent() const { return file(u"agent"_s); }
-    QString bundle() const { return file(u"Mav.app"_s); }
 
-    void write(const QString& name, const QByteArray& bytes) const {
-        QDir().mkpath(QFileInfo(file(name)).path());
-        QFile target(file(name));
-        QVERIFY(target.open(QIODevice::WriteOnly));
-        target.write(bytes);
-    }
+    void write(const QString& name, const QByteArray& bytes) const { put(file(name), bytes); }
     /// Puts a tool on the PATH of the probes.
     void tool(const QString& name, const QByteArray& script) const {
-        write(u"tools/"_s + name, "#!/bin/sh\n" + script);
-        QFile::setPermissions(file(u"tools/"_s + name), QFile::ReadOwner | QFile::ExeOwner);
+        put(file(u"tools/"_s + name), "#!/bin/sh\n" + script, true);
     }
     /// @param suffix  of the policy's file name
     void policy(const QVariantMap& access, const QString& suffix) const {
@@ -52,6 +43,15 @@ public:
     QStringList lines() {
         const QMutexLocker lock(&m_mutex);
         return m_lines;
+    }
+
+    QenCheck::World checks(const TaskHelper& tasks, DomainAccountLink* accounts = nullptr) {
+        return {.log = log(),
+            .tasks = tasks,
+            .center = center,
+            .agentState = agent(),
+            .applicationBundle = file(u"Mav.app"_s),
+            .accounts = accounts};
     }
 
     Platform::NotificationCenter center;

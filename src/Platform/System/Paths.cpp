@@ -1,6 +1,7 @@
 #include "Paths.h"
 
 #include <QDir>
+#include <QStandardPaths>
 
 #include <pwd.h>
 #include <unistd.h>
@@ -59,7 +60,7 @@ QString userState() {
 }
 
 QString desktop() {
-    return home() + u"/Desktop"_s;
+    return QStandardPaths::writableLocation(QStandardPaths::DesktopLocation);
 }
 
 QString localLibrary() {

@@ -1,3 +1,4 @@
+#include "Completion.h"
 #include "VpnComponent.h"
 
 #include <QFile>
@@ -73,9 +74,8 @@ private Q_SLOTS:
         VindorClient client(portFile, 0.5);
         std::optional<AgentStop> stop;
         // Hops to this thread, which is the agent's as well.
-        client.accessAndStop([this, &stop](const AgentStop& outcome) {
-            QMetaObject::invokeMethod(this, [&stop, outcome] { stop = outcome; });
-        });
+        const Platform::Receiver receiver;
+        client.accessAndStop(receiver.wrapped([&stop](const AgentStop& outcome) { stop = outcome; }));
         QTRY_VERIFY(stop);
         QCOMPARE(stop->access, access);
         QCOMPARE(stop->error.code(), error);

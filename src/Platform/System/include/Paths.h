@@ -21,7 +21,7 @@ QString library();
 QString applicationSupport();
 /// $HOME/Library/Application Support/QenCloudL: state files of the client.
 QString userState();
-/// $HOME/Desktop
+/// The person's desktop folder: $HOME/Desktop, or as the session names it.
 QString desktop();
 
 /// /Library
