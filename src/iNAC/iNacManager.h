@@ -47,8 +47,7 @@ struct iNacCerInfo {
     Data data;
 };
 
-/// The answer's dictionary: Base64 text, deciphered with the built-in key, inflated, parsed. Nothing when any of that
-/// fails.
+/// The answer's dictionary: Base64 text, deciphered, inflated, parsed. Nothing when any of that fails.
 std::optional<QJsonObject> openNacAnswer(const QByteArray& response);
 /// The template with the certificates filled in and one Wi-Fi payload for each distinct name in @p ssids that is a text
 /// and not empty, sorted by name. Nothing for a template without the three certificate payloads.

@@ -75,10 +75,10 @@ Error judgeAnswer(const HttpAnswer& answer, const QList<QByteArray>& acceptableT
 }
 
 Error parseJsonAnswer(const QByteArray& text, QJsonObject* object) {
-    QString failure;
+    QJsonParseError failure;
     const QJsonDocument document = parseForeignJson(text, &failure);
     if (!document.isObject() && !document.isArray())
-        return Error(CocoaErrorDomain, Error::NotJson, {}, failure);
+        return Error(CocoaErrorDomain, Error::NotJson, {}, failure.errorString());
     *object = document.object();
     return {};
 }

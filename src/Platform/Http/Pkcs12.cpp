@@ -33,8 +33,7 @@ bool hasBoundedRounds(const PKCS12* file) {
     constexpr long MostRounds = 1 << 20;
     const ASN1_INTEGER* rounds = nullptr;
     PKCS12_get0_mac(nullptr, nullptr, nullptr, &rounds, file);
-    const long count = rounds ? ASN1_INTEGER_get(rounds) : 1;
-    return count > 0 && count <= MostRounds;
+    return !rounds || (ASN1_INTEGER_get(rounds) > 0 && ASN1_INTEGER_get(rounds) <= MostRounds);
 }
 
 Contents contentsOf(const QByteArray& file, const QString& password) {

@@ -107,7 +107,7 @@ void tst_SealedBody::unsealing_data() {
     QTest::newRow("no Base64") << u"{}"_s << none;
     QTest::newRow("empty") << QString() << none;
     QTest::newRow("deeply nested") << peerAnswer(QByteArray(100000, '[')) << none;
-    // Eighty bytes of memory for each byte of text.
+    // Small ones take many times the bytes of their text.
     QTest::newRow("more lists than any answer") << peerAnswer('[' + QByteArray("[0],").repeated(250000) + "0]") << none;
     QTest::newRow("more values than any answer") << peerAnswer('[' + QByteArray("0,").repeated(4000000) + "0]") << none;
 }

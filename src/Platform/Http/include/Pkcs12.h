@@ -11,8 +11,7 @@ namespace Platform::Pkcs12 {
 constexpr int Success = 0;
 /// The password is wrong or the file was changed.
 constexpr int VerifyFailure = -25264;
-/// No PKCS#12 file, one without a key and its certificate, or one whose password takes more than a million rounds to
-/// check.
+/// No PKCS#12 file, one without a key and its certificate, or one whose password takes over a million rounds to check.
 constexpr int CannotDecode = -26275;
 
 /// Opens @p file with @p password. Any thread.
