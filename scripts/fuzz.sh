@@ -1,9 +1,9 @@
 #!/bin/bash
 # Looks for inputs that break what reads from outside: builds the fuzz targets with clang and the sanitizers and runs each for a
-# while, from the inputs in tests/fuzz/corpus and what earlier runs have found (build/fuzz/inputs). Prints the last line of each
+# while, from the inputs in tests/fuzz/corpus/TARGET and what earlier runs have found (build/fuzz/inputs). Prints the last line of each
 # run. A finding ends its target; the input lies in build/fuzz/findings then, the log beside it in build/fuzz/logs, and the status
 # is 1. --table writes the table of docs/quality.md anew.
-# usage: scripts/fuzz.sh [--seconds N] [--table] [TARGET...]    a target is named as its folder of inputs
+# usage: scripts/fuzz.sh [--seconds N] [--table] [TARGET...]    a target is named as its folder of inputs; archive has more
 set -euo pipefail
 cd "$(dirname "$0")/.."
 export LC_ALL=C.UTF-8
@@ -17,8 +17,11 @@ while [[ ${1-} == --* ]]; do
     esac
     shift
 done
-[ $# -gt 0 ] || set -- tests/fuzz/corpus/*
-set -- "${@##*/}"
+if [ $# -eq 0 ]; then
+    set -- tests/fuzz/fuzz_*.cpp
+    set -- "${@##*/fuzz_}"
+    set -- "${@%.cpp}"
+fi
 for target in "$@"; do
     [ -f "tests/fuzz/fuzz_$target.cpp" ] || { echo "fuzz.sh: no target $target" >&2 && exit 2; }
 done
@@ -34,8 +37,10 @@ export TMPDIR
 trap 'rm -rf "$TMPDIR"' EXIT
 
 run() {
-    mkdir -p "$build/inputs/$1"
-    "$build/bin/fuzz_$1_run" "$build/inputs/$1" "tests/fuzz/corpus/$1" -dict="tests/fuzz/dictionaries/$1.dict" \
+    local inputs=("$build/inputs/$1" "tests/fuzz/corpus/$1")
+    [ "$1" != archive ] || inputs+=(tests/fuzz/corpus/refused_*)
+    mkdir -p "${inputs[0]}"
+    "$build/bin/fuzz_$1_run" "${inputs[@]}" -dict="tests/fuzz/dictionaries/$1.dict" \
         -max_total_time="$seconds" -max_len=16384 -timeout=10 -rss_limit_mb=2048 \
         -print_final_stats=1 \
         -artifact_prefix="$build/findings/$1-" >"$build/logs/$1" 2>&1

@@ -51,7 +51,8 @@ bool archiveRootObject(const ArchiveValue& root, const QString& path, Platform::
     return !bytes.isEmpty() && !Platform::replaceFile(path, bytes, durability);
 }
 
-std::optional<ArchiveValue> unarchiveObjectWithFile(const QString& path, const Platform::AllowedClasses& allowed) {
-    const auto bytes = Platform::readFile(path, Platform::PropertyListLimits::FileSize);
+std::optional<ArchiveValue> unarchiveObjectWithFile(
+    const QString& path, const Platform::AllowedClasses& allowed, bool* mayPass) {
+    const auto bytes = Platform::readFile(path, Platform::PropertyListLimits::FileSize, mayPass);
     return bytes ? Platform::KeyedUnarchiver::unarchivedObject(*bytes, allowed) : std::nullopt;
 }

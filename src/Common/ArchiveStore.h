@@ -33,5 +33,5 @@ bool archiveRootObject(const Platform::ArchiveValue& root, const QString& path,
     Platform::Durability durability = Platform::Durability::Plain);
 
 /// The root object when it consists of objects of allowed classes; by default of any.
-std::optional<Platform::ArchiveValue> unarchiveObjectWithFile(
-    const QString& path, const Platform::AllowedClasses& allowed = Platform::AllowedClasses::any());
+std::optional<Platform::ArchiveValue> unarchiveObjectWithFile(const QString& path,
+    const Platform::AllowedClasses& allowed = Platform::AllowedClasses::any(), bool* mayPass = nullptr);

@@ -38,7 +38,9 @@ const QList<QenUIFileListener::Change>& table() {
 
 QenUIFileListener::QenUIFileListener(World world)
     : m_world(std::move(world)),
-      m_stream(m_world.files, m_world.latency, [this](const QStringList& paths) { myCallbackFunction(paths); }),
+      m_stream(
+          m_world.files, m_world.latency, [this](const QStringList& paths) { myCallbackFunction(paths); },
+          [this](const QString& line) { m_world.log.writeLog(line); }),
       m_monitorQueue(Deployment::FileMonitorQueueLabel) {}
 
 QStringList QenUIFileListener::followedFiles(const QString& agentState, const QString& applicationSupport) {

@@ -38,7 +38,11 @@ QString LogFolders::rootDirectory() {
         if (directory.isEmpty())
             directory =
                 (shellHome() ? *shellHome() + u"/Library"_s : Platform::Paths::library()) + u"/Logs/QenCloud/Logs"_s;
-        m_rootDirectory = FileManager().createDirectoryWithName({}, directory);
+        directory = FileManager().createDirectoryWithName({}, directory);
+        // One that could not be made is tried again with the next line.
+        if (!QFileInfo(directory).isDir())
+            return directory;
+        m_rootDirectory = directory;
     }
     return m_rootDirectory;
 }

@@ -47,8 +47,6 @@ struct CheckViewWorld {
 struct ToolsLook {
     bool showsTools = false;
     bool showsAvailableApplications = false;
-
-    bool operator==(const ToolsLook&) const = default;
 };
 /// Pure function.
 /// @param loginType  0 when nobody is signed in, 3 for a domain session

@@ -24,8 +24,6 @@ struct ToolOpening {
     QString application;
     /// For the person.
     QString message;
-
-    bool operator==(const ToolOpening&) const = default;
 };
 
 bool isHyperlink(const QenToolModel& tool);

@@ -73,84 +73,69 @@ private:
 class tst_Launch : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void foreignArgumentIsLoggedAndEnds_data() {
-        QTest::addColumn<QString>("argument");
-        for (const char* argument : {"--help", "-Agent", "-agent2", "-platform", "-style", "", "中文"})
-            QTest::newRow(argument) << QString::fromUtf8(argument);
-    }
     void foreignArgumentIsLoggedAndEnds() {
-        QFETCH(QString, argument);
-        Home home;
-        QCOMPARE(home.run({argument, u"-agent"_s}), 0);
-        QVERIFY2(home.log().contains(u" run app argv "_s + argument), qPrintable(home.log()));
-        QVERIFY(!home.hasStarted());
+        for (const QString& argument : {u"--help"_s, u"-Agent"_s, u"-platform"_s, u"-style"_s, QString(), u"中文"_s}) {
+            Home home;
+            QCOMPARE(home.run({argument, u"-agent"_s}), 0);
+            QVERIFY2(home.log().contains(u" run app argv "_s + argument), qPrintable(home.log()));
+            QVERIFY(!home.hasStarted());
+        }
     }
 
-    void hangingBusHoldsNothingUp_data() {
-        QTest::addColumn<bool>("hasScreen");
-        QTest::newRow("offscreen") << false;
-        QTest::newRow("X11") << true;
-    }
     void hangingBusHoldsNothingUp() {
-        QFETCH(bool, hasScreen);
         const SilentBus bus;
         QProcess display;
-        Home home;
-        home.set(u"DBUS_SESSION_BUS_ADDRESS"_s, bus.address());
-        if (hasScreen) {
-            display.start(u"Xvfb"_s, {u"-displayfd"_s, u"1"_s, u"-nolisten"_s, u"tcp"_s});
-            QVERIFY2(display.waitForReadyRead(Limit), "Xvfb does not start");
-            home.set(u"DISPLAY"_s, u':' + QString::fromUtf8(display.readLine()).trimmed());
-            home.set(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
+        display.start(u"Xvfb"_s, {u"-displayfd"_s, u"1"_s, u"-nolisten"_s, u"tcp"_s});
+        QVERIFY2(display.waitForReadyRead(Limit), "Xvfb does not start");
+        const QString screen = u':' + QString::fromUtf8(display.readLine()).trimmed();
+        for (const QString& platform : {u"offscreen"_s, u"xcb"_s}) {
+            Home home;
+            home.set(u"DBUS_SESSION_BUS_ADDRESS"_s, bus.address());
+            home.set(u"DISPLAY"_s, screen);
+            home.set(u"QT_QPA_PLATFORM"_s, platform);
+            QProcess process;
+            home.prepare(process);
+            QElapsedTimer timer;
+            timer.start();
+            process.start();
+            // The bus's own limit is two seconds, the toolkit's would be 25 for each of its questions.
+            QTRY_VERIFY_WITH_TIMEOUT(home.hasStarted(), 15000);
+            QTest::qWait(1000);
+            QCOMPARE(home.run({}), 1);
+            QVERIFY2(timer.elapsed() < 15000, qPrintable(QString::number(timer.elapsed())));
+            // Its event loop runs: it hears the signal.
+            QCOMPARE(::kill(static_cast<pid_t>(process.processId()), SIGTERM), 0);
+            QVERIFY(process.waitForFinished(10000));
+            QCOMPARE(process.exitCode(), 0);
         }
-        QProcess process;
-        home.prepare(process);
-        QElapsedTimer timer;
-        timer.start();
-        process.start();
-        // The bus's own limit is two seconds, the toolkit's would be 25 for each of its questions.
-        QTRY_VERIFY_WITH_TIMEOUT(home.hasStarted(), 15000);
-        QTest::qWait(1000);
-        QCOMPARE(home.run({}), 1);
-        QVERIFY2(timer.elapsed() < 15000, qPrintable(QString::number(timer.elapsed())));
-        // Its event loop runs: it hears the signal.
-        QCOMPARE(::kill(static_cast<pid_t>(process.processId()), SIGTERM), 0);
-        QVERIFY(process.waitForFinished(10000));
-        QCOMPARE(process.exitCode(), 0);
         display.terminate();
         display.waitForFinished();
     }
 
-    void secondCopyEndsWithOne_data() {
-        QTest::addColumn<QStringList>("first");
-        QTest::addColumn<int>("signal");
-        QTest::newRow("no argument, SIGTERM") << QStringList() << SIGTERM;
-        QTest::newRow("-agent, SIGINT") << QStringList{u"-agent"_s, u"x"_s} << SIGINT;
-    }
     void secondCopyEndsWithOne() {
-        QFETCH(QStringList, first);
-        QFETCH(int, signal);
-        Home home;
-        QProcess process;
-        home.prepare(process);
-        process.setArguments(first);
-        process.start();
-        QVERIFY(process.waitForStarted());
-        QTRY_VERIFY_WITH_TIMEOUT(home.hasStarted(), Limit);
-        QCOMPARE(home.run({}), 1);
-        // Nor does one need a screen to see that it is the second, or the first one's session bus.
-        home.set(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
-        home.unset(u"DISPLAY"_s);
-        home.set(u"XDG_RUNTIME_DIR"_s, u"/nonexistent"_s);
-        QCOMPARE(home.run({}), 1);
-        // Whether another copy runs is asked before the arguments are looked at, and nothing is logged.
-        QCOMPARE(home.run({u"--help"_s}), 1);
-        QVERIFY(!home.log().contains(u"run app argv"_s));
-        QCOMPARE(process.state(), QProcess::Running);
-        QCOMPARE(::kill(static_cast<pid_t>(process.processId()), signal), 0);
-        QVERIFY(process.waitForFinished(Limit));
-        QCOMPARE(process.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(process.exitCode(), 0);
+        for (const auto& [first, signal] :
+            {std::pair(QStringList(), SIGTERM), {QStringList{u"-agent"_s, u"x"_s}, SIGINT}}) {
+            Home home;
+            QProcess process;
+            home.prepare(process);
+            process.setArguments(first);
+            process.start();
+            QTRY_VERIFY_WITH_TIMEOUT(home.hasStarted(), Limit);
+            QCOMPARE(home.run({}), 1);
+            // Nor does one need a screen to see that it is the second, or the first one's session bus.
+            home.set(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
+            home.unset(u"DISPLAY"_s);
+            home.set(u"XDG_RUNTIME_DIR"_s, u"/nonexistent"_s);
+            QCOMPARE(home.run({}), 1);
+            // Whether another copy runs is asked before the arguments are looked at, and nothing is logged.
+            QCOMPARE(home.run({u"--help"_s}), 1);
+            QVERIFY(!home.log().contains(u"run app argv"_s));
+            QCOMPARE(process.state(), QProcess::Running);
+            QCOMPARE(::kill(static_cast<pid_t>(process.processId()), signal), 0);
+            QVERIFY(process.waitForFinished(Limit));
+            QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+            QCOMPARE(process.exitCode(), 0);
+        }
     }
 };
 

@@ -3,42 +3,35 @@
 #include "QenTask.h"
 #include "QuitSequence.h"
 
-#include <QCoreApplication>
-
 using namespace Qt::StringLiterals;
 
-using Platform::Error;
 using namespace std::chrono_literals;
 
-Q_DECLARE_METATYPE(std::optional<int>)
-Q_DECLARE_METATYPE(std::optional<QJsonObject>)
+Q_DECLARE_METATYPE(std::optional<AgentStop>)
 
 class tst_QuitSequence : public QObject {
     Q_OBJECT
 private Q_SLOTS:
     void alwaysEndsInOneTerminate_data() {
         QTest::addColumn<bool>("running");
-        QTest::addColumn<std::optional<int>>("access");
-        QTest::addColumn<std::optional<QJsonObject>>("stop");
+        QTest::addColumn<std::optional<AgentStop>>("stop");
         QTest::addColumn<QString>("line");
-        const std::optional<int> no;
-        const std::optional<QJsonObject> silence;
-        const auto answer = [](const QJsonObject& object) { return std::optional(object); };
-        const QString failed = u"[appdelegate] QenCloud Vindor Stop Fail:code = "_s;
-        QTest::newRow("component is not running") << false << no << silence << "";
-        QTest::newRow("no access") << true << std::optional(5) << silence
-                                   << "[appdelegate] QenCloud Vindor Access Fail!!!";
-        QTest::newRow("stopped") << true << std::optional(0) << answer({{"code", 0}})
-                                 << "[appdelegate] QenCloud Vindor Stop Success!!!";
-        QTest::newRow("refused") << true << std::optional(0) << answer({{"code", 17}}) << failed + u"17"_s;
-        QTest::newRow("no code") << true << std::optional(0) << answer({}) << failed + u"(null)"_s;
-        QTest::newRow("access never answered") << true << no << silence << "";
-        QTest::newRow("stop never answered") << true << std::optional(0) << silence << "";
+        // An error beside the answer changes nothing.
+        const auto answered = [](const QJsonObject& answer) {
+            return std::optional(AgentStop{.answer = answer, .error = Platform::Error(u"d"_s, 1)});
+        };
+        const std::optional<AgentStop> never;
+        const QString head = u"[appdelegate] QenCloud Vindor "_s;
+        QTest::newRow("component is not running") << false << never << QString();
+        QTest::newRow("never answered") << true << never << QString();
+        QTest::newRow("no access") << true << std::optional(AgentStop{.access = 5}) << head + u"Access Fail!!!"_s;
+        QTest::newRow("stopped") << true << answered({{"code", 0}}) << head + u"Stop Success!!!"_s;
+        QTest::newRow("refused") << true << answered({{"code", 17}}) << head + u"Stop Fail:code = 17"_s;
+        QTest::newRow("no code") << true << answered({}) << head + u"Stop Fail:code = (null)"_s;
     }
     void alwaysEndsInOneTerminate() {
         QFETCH(bool, running);
-        QFETCH(std::optional<int>, access);
-        QFETCH(std::optional<QJsonObject>, stop);
+        QFETCH(std::optional<AgentStop>, stop);
         QFETCH(QString, line);
         ClientFolder folder;
         const QString component = folder.file(u"ZelVPN"_s);
@@ -46,12 +39,9 @@ private Q_SLOTS:
         Platform::QenTask process(component, {u"60"_s});
         if (running)
             QVERIFY(!process.launch());
-        // A call that has no answer stays without one; an error beside the answer changes nothing.
-        const auto agent = [access, stop](const AgentStopped& done) {
-            if (access && *access != 0)
-                done({.access = *access});
-            else if (access && stop)
-                done({.access = 0, .answer = *stop, .error = Error(u"d"_s, 1)});
+        const auto agent = [stop](const AgentStopped& done) {
+            if (stop)
+                done(*stop);
         };
         ClientWorld world(folder, {}, agent, component);
         std::atomic<int> terminated = 0;

@@ -30,12 +30,6 @@ QenCheckModelPointer makeCheck(const char* keyword) {
     return check;
 }
 
-/// Of the last row.
-QString shownText(const QWidget& view, const char* name) {
-    const auto labels = view.findChildren<QLabel*>(QString::fromLatin1(name));
-    return !labels.isEmpty() && labels.last()->isVisible() ? labels.last()->text() : QString();
-}
-
 } // namespace
 
 /// What a row of the check tree tells a person.
@@ -46,6 +40,12 @@ private Q_SLOTS:
         initMavResources();
         QVERIFY(m_texts.load(u":/i18n/mav_zh_CN.qm"_s) && QCoreApplication::installTranslator(&m_texts));
         Theme::apply(*qApp);
+    }
+
+    void init() {
+        m_view = std::make_unique<CheckTreeView>();
+        m_view->setNodes({std::make_shared<QenRootModel>(u"安全"_s, std::vector{m_check = makeCheck("disk")})});
+        m_view->show();
     }
 
     void outcomes_data() {
@@ -71,59 +71,46 @@ private Q_SLOTS:
     void outcomes() {
         QFETCH(Outcome, outcome);
         QFETCH(QByteArray, keyword);
-        const auto check = makeCheck(keyword.constData());
-        CheckTreeView view;
-        view.setNodes({std::make_shared<QenRootModel>(u"安全"_s, std::vector{check})});
-        view.show();
-        check->setOutcome(outcome);
         QFETCH(bool, isWarn);
+        const auto check = makeCheck(keyword.constData());
+        m_view->setNodes({std::make_shared<QenRootModel>(u"安全"_s, std::vector{check})});
+        check->setOutcome(outcome);
         check->setIsWarn(isWarn);
-        view.reload();
-        QTEST(shownText(view, "checkVerdict"), "verdict");
-        QTEST(shownText(view, "checkState"), "state");
-        const auto rows = view.findChildren<QToolButton*>(u"repairBtn"_s);
+        m_view->reload();
+        QTEST(shownText("checkVerdict"), "verdict");
+        QTEST(shownText("checkState"), "state");
+        const auto rows = m_view->findChildren<QToolButton*>(u"repairBtn"_s);
         QTEST(rows.last()->isVisible(), "hasRepair");
-        QCOMPARE(shownText(view, "checkDetail"), u"说明"_s);
+        QCOMPARE(shownText("checkDetail"), u"说明"_s);
     }
 
     void eachOutcomeHasAShapeOfItsOwn() {
-        const auto check = makeCheck("disk");
-        CheckTreeView view;
-        view.setNodes({std::make_shared<QenRootModel>(u"安全"_s, std::vector{check})});
-        view.show();
         QList<QImage> shapes;
         QStringList names;
         for (const Outcome outcome : {Outcome::Running, Outcome::Passed, Outcome::Failed, Outcome::Unknown}) {
-            check->setOutcome(outcome);
-            view.reload();
-            const QImage shape = view.findChildren<QLabel*>(u"checkMark"_s)
-                                     .last()
-                                     ->pixmap()
-                                     .toImage()
-                                     .convertToFormat(QImage::Format_Alpha8);
+            m_check->setOutcome(outcome);
+            m_view->reload();
+            const QPixmap mark = m_view->findChildren<QLabel*>(u"checkMark"_s).last()->pixmap();
+            const QImage shape = mark.toImage().convertToFormat(QImage::Format_Alpha8);
             QVERIFY(!shapes.contains(shape));
             shapes << shape;
-            names << view.findChildren<CheckRowView*>().last()->accessibleName();
+            names << m_view->findChildren<CheckRowView*>().last()->accessibleName();
         }
         QCOMPARE(names,
             (QStringList{"磁盘已加密，检测中", "磁盘已加密，正常", "磁盘已加密，未通过", "磁盘已加密，无法确定"}));
     }
 
     void aNoteTellsWhy() {
-        const auto check = makeCheck("disk");
-        CheckTreeView view;
-        view.setNodes({std::make_shared<QenRootModel>(u"安全"_s, std::vector{check})});
-        view.show();
-        check->setOutcome(Outcome::Unknown);
-        check->setNote(u"没有权限读取加密状态"_s);
-        view.reloadRow(0);
-        QCOMPARE(shownText(view, "checkDetail"), u"没有权限读取加密状态"_s);
-        check->setOutcome(Outcome::Running);
-        view.endRunning();
-        QCOMPARE(check->outcome(), Outcome::Unknown);
-        check->setOutcome(Outcome::Passed);
-        view.endRunning();
-        QCOMPARE(check->outcome(), Outcome::Passed);
+        m_check->setOutcome(Outcome::Unknown);
+        m_check->setNote(u"没有权限读取加密状态"_s);
+        m_view->reloadRow(0);
+        QCOMPARE(shownText("checkDetail"), u"没有权限读取加密状态"_s);
+        m_check->setOutcome(Outcome::Running);
+        m_view->endRunning();
+        QCOMPARE(m_check->outcome(), Outcome::Unknown);
+        m_check->setOutcome(Outcome::Passed);
+        m_view->endRunning();
+        QCOMPARE(m_check->outcome(), Outcome::Passed);
     }
 
     void everyReasonOfTheHostToolsHasWords() {
@@ -144,16 +131,21 @@ private Q_SLOTS:
     }
 
     void nothingToCheckIsSaid() {
-        CheckTreeView view;
-        view.setNodes({std::make_shared<QenRootModel>(u"安全"_s, std::vector<QenCheckModelPointer>())});
-        view.show();
-        QVERIFY(!shownText(view, "nothingToCheckLab").isEmpty());
-        view.setNodes({std::make_shared<QenRootModel>(u"安全"_s, std::vector{makeCheck("disk")})});
-        QVERIFY(shownText(view, "nothingToCheckLab").isEmpty());
+        QVERIFY(shownText("nothingToCheckLab").isEmpty());
+        m_view->setNodes({std::make_shared<QenRootModel>(u"安全"_s, std::vector<QenCheckModelPointer>())});
+        QVERIFY(!shownText("nothingToCheckLab").isEmpty());
     }
 
 private:
+    /// Of the last row.
+    QString shownText(const char* name) const {
+        const auto labels = m_view->findChildren<QLabel*>(QString::fromLatin1(name));
+        return !labels.isEmpty() && labels.last()->isVisible() ? labels.last()->text() : QString();
+    }
+
     QTranslator m_texts;
+    QenCheckModelPointer m_check;
+    std::unique_ptr<CheckTreeView> m_view;
 };
 
 QTEST_MAIN(tst_CheckRows)

@@ -32,88 +32,57 @@ private Q_SLOTS:
     void everyRepairButtonHasItsTopic() {
         const auto catalogue = readCatalogue(u":/bundle/QenCheck.plist"_s);
         QVERIFY(catalogue);
-        m_window->loadHelpWithTag({});
-        QSet<QString> pages{m_page->toPlainText()};
-        qsizetype checks = 0;
+        QSet<QString> pages;
         const RequiredChecks titles{u"磁盘已加密"_s, u"已开启主机防火墙"_s, u"域检测"_s, u"Qen安装检测"_s};
         for (const QenRootModelPointer& node : checkTree(*catalogue, titles).nodes) {
             for (const QenCheckModelPointer& check : node->leafArr()) {
                 m_window->loadHelpWithTag(check->keyword());
+                QVERIFY2(m_topics->currentRow() > 0, qPrintable(check->keyword()));
                 QVERIFY2(m_page->toPlainText().size() > 200, qPrintable(check->keyword()));
-                QCOMPARE(m_page->document()->firstBlock().text(), m_topics->currentItem()->text());
                 pages << m_page->toPlainText();
-                ++checks;
             }
         }
-        QCOMPARE(checks, 4);
-        QCOMPARE(pages.size(), checks + 1);
+        QCOMPARE(pages.size(), titles.size());
     }
 
-    void tags_data() {
-        QTest::addColumn<QString>("tag");
-        QTest::addColumn<QString>("title");
-        QTest::newRow("topic") << u"compliance"_s << u"合规检测"_s;
-        QTest::newRow("first") << u"connect"_s << u"连接管理服务器"_s;
-        QTest::newRow("empty") << QString() << u"连接管理服务器"_s;
-        QTest::newRow("unknown") << u"printer"_s << u"连接管理服务器"_s;
-        QTest::newRow("other case") << u"Disk"_s << u"连接管理服务器"_s;
-        QTest::newRow("path") << u"../help/disk"_s << u"连接管理服务器"_s;
-    }
-    void tags() {
-        QFETCH(QString, tag);
-        QFETCH(QString, title);
-        m_window->loadHelpWithTag(u"domain"_s);
-        m_window->loadHelpWithTag(tag);
-        QCOMPARE(m_topics->currentItem()->text(), title);
-        QCOMPARE(m_page->document()->firstBlock().text(), title);
+    void anUnknownTagShowsTheFirstTopic() {
+        for (const QString& tag : {QString(), u"printer"_s, u"Disk"_s, u"../help/disk"_s}) {
+            m_window->loadHelpWithTag(u"domain"_s);
+            m_window->loadHelpWithTag(tag);
+            QCOMPARE(m_topics->currentRow(), 0);
+            QCOMPARE(m_page->document()->firstBlock().text(), m_topics->item(0)->text());
+        }
     }
 
-    void aTopicIsShownFromItsTop() {
-        m_window->resize(Theme::HelpWindowSize.width(), 300);
-        m_window->show();
-        m_window->loadHelpWithTag(u"disk"_s);
-        QScrollBar* bar = m_page->verticalScrollBar();
-        QTRY_VERIFY(bar->maximum() > 0);
-        bar->setValue(bar->maximum());
-        m_window->loadHelpWithTag(u"disk"_s);
-        QCOMPARE(bar->value(), 0);
-        bar->setValue(bar->maximum());
-        QTest::keyClick(m_topics, Qt::Key_Down);
-        QCOMPARE(m_page->document()->firstBlock().text(), u"主机防火墙"_s);
-        QCOMPARE(bar->value(), 0);
-    }
-
-    void everyPageIsReachedByKeyboard() {
-        m_window->resize(Theme::HelpWindowSize);
+    void everyPageIsReachedByKeyboardAndShownFromItsTop() {
+        m_window->resize(Theme::HelpWindowSize.width(), 200);
         m_window->show();
         m_window->loadHelpWithTag({});
         QSet<QString> titles;
+        QScrollBar* bar = m_page->verticalScrollBar();
         for (int row = 0; row < m_topics->count(); ++row) {
             QCOMPARE(m_page->document()->firstBlock().text(), m_topics->item(row)->text());
             titles << m_page->document()->firstBlock().text();
             // A page never needs to be moved sideways.
             QCOMPARE(m_page->horizontalScrollBar()->maximum(), 0);
+            QTRY_VERIFY(bar->maximum() > 0);
+            bar->setValue(bar->maximum());
             QTest::keyClick(m_topics, Qt::Key_Down);
+            QVERIFY(bar->value() == 0 || row + 1 == m_topics->count());
         }
         QCOMPARE(titles.size(), m_topics->count());
+        // One that is shown already goes back to its top.
+        m_window->loadHelpWithTag(u"problems"_s);
+        QCOMPARE(bar->value(), 0);
     }
 
-    void frameOver_data() {
-        QTest::addColumn<QRect>("window");
-        QTest::addColumn<QRect>("screen");
-        QTest::addColumn<QRect>("frame");
-        const QRect screen(0, 0, 1920, 1080);
-        QTest::newRow("right and up") << QRect(400, 200, 960, 640) << screen << QRect(470, 170, 920, 600);
-        QTest::newRow("top right") << QRect(1000, 0, 960, 640) << screen << QRect(1000, 0, 920, 600);
-        QTest::newRow("bottom left") << QRect(-700, 900, 960, 640) << screen << QRect(0, 480, 920, 600);
-        QTest::newRow("second screen") << QRect(-1500, 100, 960, 640) << QRect(-1920, 30, 1920, 1050)
-                                       << QRect(-1430, 70, 920, 600);
-        QTest::newRow("small screen") << QRect(0, 0, 800, 480) << QRect(0, 24, 800, 456) << QRect(0, 24, 800, 456);
-    }
     void frameOver() {
-        QFETCH(QRect, window);
-        QFETCH(QRect, screen);
-        QTEST(QenHelpWebWindowController::frameOver(window, screen), "frame");
+        const QRect screen(0, 0, 1920, 1080);
+        const auto over = QenHelpWebWindowController::frameOver;
+        QCOMPARE(over({400, 200, 960, 640}, screen), QRect(470, 170, 920, 600));
+        QCOMPARE(over({-700, 900, 960, 640}, screen), QRect(0, 480, 920, 600));
+        QCOMPARE(over({-1500, 100, 960, 640}, {-1920, 30, 1920, 1050}), QRect(-1430, 70, 920, 600));
+        QCOMPARE(over({0, 0, 800, 480}, {0, 24, 800, 456}), QRect(0, 24, 800, 456));
     }
 
     void opensOverTheMainWindow() {
@@ -127,15 +96,9 @@ private Q_SLOTS:
         m_window->openOver(button);
         QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
         QVERIFY(!m_window->isMaximized());
-        const QRect area = main.screen()->availableGeometry();
-        QVERIFY2(area.contains(m_window->frameGeometry()), "a part of the window is beyond the screen");
-        const QSize room = area.size() - (main.frameGeometry().size() - main.size());
-        QCOMPARE(m_window->size(), Theme::HelpWindowSize.boundedTo(room));
+        QVERIFY(main.screen()->availableGeometry().contains(m_window->frameGeometry()));
         QCOMPARE(m_window->y(), main.geometry().y() + 20 - 50 - (main.geometry().y() - main.frameGeometry().y()));
         QCOMPARE(qApp->focusWidget(), m_topics);
-        m_window->close();
-        m_window->openOver(nullptr);
-        QVERIFY(m_window->isVisible());
     }
 
 private:

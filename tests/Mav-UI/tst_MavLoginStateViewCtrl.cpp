@@ -4,7 +4,6 @@
 #include "SpinnerButton.h"
 
 #include <QStackedWidget>
-#include <QToolButton>
 
 using namespace Qt::StringLiterals;
 
@@ -41,8 +40,7 @@ private Q_SLOTS:
     void init() {
         m_server.clearFaults();
         m_server.action(u"clear_requests"_s);
-        m_world.emplace();
-        m_world->folder.configure(m_server.httpPort());
+        m_world.emplace(m_server.httpPort());
         m_view = std::make_unique<MavLoginStateViewCtrl>(m_world->views());
         m_signedIn = 0;
         m_view->setTapLoginBlock([this] { ++m_signedIn; });
@@ -50,39 +48,16 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowActive(m_view.get()));
     }
     void cleanup() { m_view.reset(); }
-
-    void scanLinkOpensTheLoginWindow() {
-        QVERIFY(!find<QPushButton>(*m_view, "scanLoginBtn")->isVisible());
-        QWidget* over = nullptr;
-        MainViewWorld world = m_world->views();
-        world.openDetailWindow = [&over](QWidget* window) { over = window; };
-        MavLoginStateViewCtrl view(world);
-        view.show();
-        press(view, "scanLoginBtn");
-        QCOMPARE(over, &view);
-    }
-
-    void emptyFieldsAreToldAndNotSent_data() {
-        QTest::addColumn<QString>("user");
-        QTest::addColumn<QString>("password");
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("field");
-        QTest::newRow("both") << ""
-                              << "" << textFor("AccountNotEmpty") << "userIdLb";
-        QTest::newRow("account") << ""
-                                 << "x" << textFor("AccountNotEmpty") << "userIdLb";
-        QTest::newRow("password") << "lin"
-                                  << "" << textFor("PwdNotEmpty") << "passwordLb";
-    }
     void emptyFieldsAreToldAndNotSent() {
-        QFETCH(QString, user);
-        QFETCH(QString, password);
-        QFETCH(QString, text);
-        QFETCH(QString, field);
-        submit(*m_view, user, password);
-        QCOMPARE(m_world->alerts(), QStringList{text});
-        QCOMPARE(find<QLabel>(*m_view, qPrintable(field + u"Error"_s))->text(), text);
-        QCOMPARE(m_view->focusWidget(), find<QLineEdit>(*m_view, qPrintable(field)));
+        const auto refuses = [this](const QString& user, const char* field, const char* key) {
+            m_world->clearAlerts();
+            submit(*m_view, user, QString());
+            QCOMPARE(m_world->alerts(), QStringList{textFor(key)});
+            QCOMPARE(find<QLabel>(*m_view, qPrintable(QString::fromLatin1(field) + "Error"))->text(), textFor(key));
+            QCOMPARE(m_view->focusWidget(), find<QLineEdit>(*m_view, field));
+        };
+        refuses(QString(), "userIdLb", "AccountNotEmpty");
+        refuses(u"lin"_s, "passwordLb", "PwdNotEmpty");
         QTest::qWait(50);
         QVERIFY(m_server.requests(LoginPath).isEmpty());
     }
@@ -102,45 +77,32 @@ private Q_SLOTS:
         QVERIFY(!log.contains(Password));
     }
 
-    void answersAreShown_data() {
-        QTest::addColumn<QJsonObject>("fault");
-        QTest::addColumn<QStringList>("alerts");
-        QTest::addColumn<int>("nextPage");
+    void answersAreShown() {
         const auto code = [](int errorcode) {
             return QJsonObject{{"kind", "errorcode"}, {"ret", 1}, {"errorcode", errorcode}, {"msg", "服务器说"}};
         };
         const auto shape = [](const char* name) { return QJsonObject{{"kind", "shape"}, {"shape", name}}; };
-        QTest::newRow("key") << code(15) << QStringList{textFor("Userblocked")} << 0;
-        QTest::newRow("server's words") << code(99) << QStringList{u"服务器说"_s} << 0;
-        QTest::newRow("new password wanted") << code(20) << QStringList() << 1;
-        QTest::newRow("waits for approval")
-            << QJsonObject{{"kind", "state"}, {"state", -5}} << QStringList{textFor("Devicereview")} << 0;
-        QTest::newRow("no JSON") << QJsonObject{{"kind", "text"}, {"body", "<html>"}}
-                                 << QStringList{textFor("NoAccount")} << 0;
-        for (const char* name : {"array", "empty_object"})
-            QTest::newRow(name) << shape(name) << QStringList{textFor("AnswerUnusable")} << 0;
-        for (const char* name : {"no_data", "data_list", "data_text", "data_number", "state_null"})
-            QTest::newRow(name) << shape(name) << QStringList() << 0;
-    }
-    void answersAreShown() {
-        QFETCH(QJsonObject, fault);
-        QFETCH(QStringList, alerts);
-        QFETCH(int, nextPage);
-        QVERIFY(m_server.fault(LoginPath, fault));
-        submit(*m_view, u"lin"_s, Password);
-        auto* button = find<SpinnerButton>(*m_view, "loginBtn");
-        QVERIFY(button->isBusy());
-        QTRY_VERIFY(!button->isBusy());
-        QCOMPARE(m_world->alerts(), alerts);
-        QCOMPARE(page(*m_view), nextPage);
+        const QJsonObject text{{"kind", "text"}, {"body", "<html>"}};
+        const auto* button = find<SpinnerButton>(*m_view, "loginBtn");
+        for (const auto& [fault, told] :
+            {std::pair(code(15), textFor("Userblocked")), {code(99), u"服务器说"_s}, {text, textFor("NoAccount")},
+                {shape("array"), textFor("AnswerUnusable")}, {shape("no_data"), QString()}, {code(20), QString()}}) {
+            QCOMPARE(page(*m_view), 0);
+            m_world->clearAlerts();
+            QVERIFY(m_server.fault(LoginPath, fault));
+            submit(*m_view, u"lin"_s, Password);
+            QVERIFY(button->isBusy());
+            QTRY_VERIFY(!button->isBusy());
+            QCOMPARE(m_world->alerts(), told.isEmpty() ? QStringList() : QStringList(told));
+        }
+        // The last one wants a new password.
+        QCOMPARE(page(*m_view), 1);
         QCOMPARE(m_signedIn, 0);
     }
 
     void anotherSessionIsNoSuccess() {
         // A sign-out that waits is still there when the answer says "status" 0 without a ticket.
-        AccountModel record;
-        record.setUserid(u"lin"_s);
-        record.setTicket(u"T"_s);
+        AccountModel record = recordOf(u"lin"_s);
         record.setIslogout(1);
         m_world->client.store(record);
         m_server.fault(
@@ -150,25 +112,7 @@ private Q_SLOTS:
         QCOMPARE(m_signedIn, 0);
     }
 
-    void unreachableServerIsTold() {
-        m_server.fault(LoginPath, {{"kind", "close"}});
-        submit(*m_view, u"lin"_s, Password);
-        QTRY_COMPARE(m_world->alerts().size(), 1);
-        QVERIFY(!m_world->alerts().constFirst().isEmpty());
-        QVERIFY(!find<SpinnerButton>(*m_view, "loginBtn")->isBusy());
-    }
-
-    void viewMayGoWhileItsAnswerIsOnItsWay() {
-        m_server.fault(LoginPath, {{"kind", "delay"}, {"seconds", 0.3}});
-        submit(*m_view, u"lin"_s, Password);
-        QVERIFY(m_server.waitForRequests(LoginPath, 1));
-        m_view.reset();
-        QTest::qWait(500);
-        QVERIFY(m_world->alerts().isEmpty());
-    }
-
     void demandedPasswordIsSetUnderTheRules() {
-        QVERIFY(m_server.action(u"set_password"_s, {{"userid", "must"}, {"password", Password}}));
         QVERIFY(m_server.action(u"require_password_change"_s, {{"userid", "must"}}));
         submit(*m_view, u"must"_s, Password);
         QTRY_COMPARE(page(*m_view), 1);
@@ -176,22 +120,16 @@ private Q_SLOTS:
         QCOMPARE(m_view->focusWidget(), find<QLineEdit>(*m_view, "fnewPassWordLab"));
         const auto refused = [this](const QString& one, const QString& two, const char* key) {
             m_world->clearAlerts();
-            type(*m_view, "fnewPassWordLab", one);
-            type(*m_view, "confirmPassWordLab", two);
-            enter(*m_view, "confirmPassWordLab");
+            reset(one, two);
             return m_world->alerts() == QStringList{textFor(key)};
         };
         QVERIFY(refused(QString(), QString(), "PwdRuleTips"));
-        QVERIFY(refused(u"Abcdefgh"_s, u"Abcdefgh"_s, "PwdRuleTips"));
         QVERIFY(refused(u"Newpass1!"_s, u"Newpass1?"_s, "PwdInconsistent"));
         QCOMPARE(m_view->focusWidget(), find<QLineEdit>(*m_view, "confirmPassWordLab"));
         QVERIFY(refused(Password, Password, "NOUseOldPwd"));
         QVERIFY(m_server.requests(ResetPath).isEmpty());
-
         m_world->clearAlerts();
-        type(*m_view, "fnewPassWordLab", u"Newpass1!"_s);
-        type(*m_view, "confirmPassWordLab", u"Newpass1!"_s);
-        press(*m_view, "confirmResetBtn");
+        reset(u"Newpass1!"_s, u"Newpass1!"_s);
         QTRY_COMPARE(m_signedIn, 1);
         QVERIFY(m_world->alerts().isEmpty());
         QVERIFY(m_world->client.helper.iflogin());
@@ -200,49 +138,37 @@ private Q_SLOTS:
 
     void enterInTheNewPasswordMovesOnWhenItIsGood() {
         m_view->selectLoginTypeTableView(MavLoginStateViewCtrl::ResetPage);
-        auto* first = find<QLineEdit>(*m_view, "fnewPassWordLab");
-        const auto focusAfterEnter = [&](const QString& text) {
+        for (const auto& [text, focused] :
+            {std::pair(u"Abcdefgh"_s, u"fnewPassWordLab"_s), {u"Newpass1!"_s, u"confirmPassWordLab"_s}}) {
             type(*m_view, "fnewPassWordLab", text);
             enter(*m_view, "fnewPassWordLab");
-            return m_view->focusWidget()->objectName();
-        };
-        QCOMPARE(focusAfterEnter(u"Abcdefgh"_s), first->objectName());
-        QCOMPARE(find<QLabel>(*m_view, "fnewPassWordLabError")->text(), textFor("PwdRuleTips"));
-        QCOMPARE(focusAfterEnter(u"Newpass1!"_s), u"confirmPassWordLab"_s);
+            QCOMPARE(m_view->focusWidget()->objectName(), focused);
+        }
         QCOMPARE(find<QLabel>(*m_view, "fnewPassWordLabError")->text(), QString());
         QVERIFY(m_world->alerts().isEmpty());
     }
 
-    void resetAnswersAreShown_data() {
-        QTest::addColumn<QJsonObject>("fault");
-        QTest::addColumn<QStringList>("alerts");
-        QTest::addColumn<int>("nextPage");
-        QTest::newRow("wrong old password")
-            << QJsonObject{{"kind", "errorcode"}, {"ret", -1}, {"errorcode", 21}, {"msg", "m"}}
-            << QStringList{textFor("ModifyPwdFailedForOldPwdError")} << 1;
-        QTest::newRow("changed without a ticket")
-            << QJsonObject{{"kind", "json"}, {"json", QJsonObject{{"ret", 0}, {"data", QJsonObject{{"status", 0}}}}}}
-            << QStringList{textFor("PasswordChanged")} << 0;
-        QTest::newRow("unknown status") << QJsonObject{{"kind", "state"}, {"state", -9}} << QStringList() << 1;
-    }
     void resetAnswersAreShown() {
-        QFETCH(QJsonObject, fault);
-        QFETCH(QStringList, alerts);
-        QFETCH(int, nextPage);
+        const QJsonObject wrong{{"kind", "errorcode"}, {"ret", -1}, {"errorcode", 21}, {"msg", "m"}};
+        const QJsonObject noTicket{
+            {"kind", "json"}, {"json", QJsonObject{{"ret", 0}, {"data", QJsonObject{{"status", 0}}}}}};
         type(*m_view, "userIdLb", u"lin"_s);
         type(*m_view, "passwordLb", Password);
         m_view->selectLoginTypeTableView(MavLoginStateViewCtrl::ResetPage);
-        QVERIFY(m_server.fault(ResetPath, fault));
-        type(*m_view, "fnewPassWordLab", u"Newpass1!"_s);
-        type(*m_view, "confirmPassWordLab", u"Newpass1!"_s);
-        press(*m_view, "confirmResetBtn");
-        QTRY_VERIFY(!find<SpinnerButton>(*m_view, "confirmResetBtn")->isBusy());
-        QCOMPARE(m_world->alerts(), alerts);
-        QCOMPARE(page(*m_view), nextPage);
-        QCOMPARE(m_signedIn, 0);
+        for (const auto& [fault, key, nextPage] :
+            {std::tuple(wrong, "ModifyPwdFailedForOldPwdError", 1), {noTicket, "PasswordChanged", 0}}) {
+            m_world->clearAlerts();
+            QVERIFY(m_server.fault(ResetPath, fault));
+            reset(u"Newpass1!"_s, u"Newpass1!"_s);
+            QTRY_VERIFY(!find<SpinnerButton>(*m_view, "confirmResetBtn")->isBusy());
+            QCOMPARE(m_world->alerts(), QStringList{textFor(key)});
+            QCOMPARE(page(*m_view), nextPage);
+            QCOMPARE(m_signedIn, 0);
+        }
     }
 
     void retrieval() {
+        const auto* steps = find<QStackedWidget>(*m_view, "retrieveTableView");
         press(*m_view, "forgotPasswordBtn");
         QCOMPARE(page(*m_view), 2);
         press(*m_view, "sendUseridBtn");
@@ -252,35 +178,33 @@ private Q_SLOTS:
         type(*m_view, "getbackLab", u"mute"_s);
         enter(*m_view, "getbackLab");
         QTRY_COMPARE(m_world->alerts(), QStringList{textFor("UserNoMailbox")});
-        QCOMPARE(find<QStackedWidget>(*m_view, "retrieveTableView")->currentIndex(), 0);
         type(*m_view, "getbackLab", u"lin"_s);
         enter(*m_view, "getbackLab");
-        QTRY_COMPARE(find<QStackedWidget>(*m_view, "retrieveTableView")->currentIndex(), 1);
+        QTRY_COMPARE(steps->currentIndex(), 1);
         const QString told = find<QLabel>(*m_view, "mailInfoLab")->text();
         QVERIFY2(
             told.startsWith(textFor("PasswordSendTo") + u' ') && told.endsWith(u"@example.com"_s), qPrintable(told));
         press(*m_view, "mailBackBtn");
-        QCOMPARE(page(*m_view), 0);
         press(*m_view, "forgotPasswordBtn");
         QCOMPARE(find<QLineEdit>(*m_view, "getbackLab")->text(), QString());
-        QCOMPARE(find<QStackedWidget>(*m_view, "retrieveTableView")->currentIndex(), 0);
+        QCOMPARE(steps->currentIndex(), 0);
     }
 
     void keyboardReachesEverythingInOrder() {
-        const QStringList wanted{
-            "userIdLb", "passwordLb", "passwordLbEye", "loginBtn", "forgotPasswordBtn", "backToServerBtn"};
         find<QLineEdit>(*m_view, "userIdLb")->setFocus();
-        QStringList reached;
-        for (qsizetype step = 0; step < wanted.size(); ++step) {
-            reached << m_view->focusWidget()->objectName();
-            QVERIFY2(!spokenName(m_view->focusWidget()).isEmpty(), qPrintable(reached.constLast()));
-            QTest::keyClick(m_view->focusWidget(), Qt::Key_Tab);
-        }
-        QCOMPARE(reached, wanted);
-        QCOMPARE(m_view->focusWidget()->objectName(), wanted.constFirst());
+        const QStringList wanted{
+            "userIdLb", "passwordLb", "passwordLbEye", "loginBtn", "forgotPasswordBtn", "backToServerBtn", "userIdLb"};
+        QCOMPARE(tabOrder(*m_view, wanted.size()), wanted);
     }
 
 private:
+    /// Types the new password twice and submits it.
+    void reset(const QString& one, const QString& two) {
+        type(*m_view, "fnewPassWordLab", one);
+        type(*m_view, "confirmPassWordLab", two);
+        press(*m_view, "confirmResetBtn");
+    }
+
     ReferenceServer m_server;
     std::optional<ViewWorld> m_world;
     std::unique_ptr<MavLoginStateViewCtrl> m_view;

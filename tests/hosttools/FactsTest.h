@@ -1,35 +1,27 @@
 #pragma once
 
-#include "HostFixture.h"
-#include "HostPack.h"
+#include "MachineTest.h"
 
 #include <QDBusConnectionInterface>
 #include <QElapsedTimer>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
-#include <QTest>
-
-#include <optional>
 
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
-/// For each test a machine in a folder; on its bus the facts service or what stands in its place, and the tools that
-/// ask it.
-class FactsTest : public QObject {
+/// On the machine's bus the facts service or what stands in its place, and the tools that ask it.
+class FactsTest : public MachineTest {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() {
-        QVERIFY(m_pack.isGood());
-        QVERIFY(QFile::copy(QStringLiteral(MAV_FACTS), m_pack.filePath(u"mav-facts"_s)));
-    }
+    void initTestCase() { QVERIFY(QFile::copy(QStringLiteral(MAV_FACTS), m_pack.filePath(u"mav-facts"_s))); }
     void init() {
         m_machine.emplace();
         HostPack::makeReadable(m_machine->path());
-        QCOMPARE(HostFixture(m_machine->path()).build(u"file /proc/modules nf_tables 1 0\n"_s), QString());
+        build(u"file /proc/modules nf_tables 1 0\n"_s);
     }
     void cleanup() {
         m_service.kill();
@@ -39,6 +31,7 @@ private Q_SLOTS:
 protected:
     /// The bus, its service and two more questions, each with its limit, and the start of a program on a busy machine.
     static constexpr int Patience = 2500; // milliseconds
+    const QString Service = u"com.qencloud.mav.HostFacts"_s;
 
     static bool isOwned(const QDBusConnection& bus, const QString& name) {
         return bus.interface()->isServiceRegistered(name);
@@ -48,7 +41,7 @@ protected:
     void trust(uint user) const {
         const QByteArray line =
             "root:x:0:0::/:/bin/sh\nmav-facts:x:" + QByteArray::number(user) + ":65534::/:/bin/false\n";
-        QVERIFY(HostFixture(m_machine->path()).write(u"/etc/passwd"_s, line));
+        QVERIFY(fixture().write(u"/etc/passwd"_s, line));
     }
 
     void start(const QStringList& command) {
@@ -74,13 +67,12 @@ protected:
         start(load.isEmpty() ? shell : QStringList{u"unshare"_s, u"-n"_s} + shell);
         QDBusConnection connection = QDBusConnection::connectToBus(
             u"unix:path="_s + m_machine->filePath(u"run/dbus/system_bus_socket"_s), m_machine->path());
-        QTRY_VERIFY_WITH_TIMEOUT(isOwned(connection, u"com.qencloud.mav.HostFacts"_s), 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(isOwned(connection, Service), 10000);
         QDBusConnection::disconnectFromBus(m_machine->path());
     }
 
     QJsonObject reason() const {
-        const HostPack::Result result = m_pack.run(m_machine->path(), {u"mav-hosttools"_s, u"reason"_s, u"firewall"_s});
-        return QJsonDocument::fromJson(result.output.toUtf8()).object();
+        return QJsonDocument::fromJson(run({u"mav-hosttools"_s, u"reason"_s, u"firewall"_s}).output.toUtf8()).object();
     }
 
     void check(const QString& state, const QString& text) const {
@@ -92,7 +84,5 @@ protected:
         QVERIFY2(found[u"text"].toString().contains(text), qPrintable(found[u"text"].toString()));
     }
 
-    const HostPack m_pack;
-    std::optional<QTemporaryDir> m_machine;
     QProcess m_service;
 };

@@ -58,16 +58,12 @@ bool HostFixture::add(const QString& line) {
         return link(u"/run/systemd/units/invocation:%1.service"_s.arg(words[1]), u"0123ab"_s);
     if (kind == u"below")
         return linkToDevice(m_devices.value(words[1]) + u"/slaves/"_s + words[2], words[2]);
-    if (kind == u"btrfs") {
+    if (kind == u"btrfs" || kind == u"bcachefs") {
         bool isDone = true;
-        for (const QString& name : words.mid(2))
-            isDone = isDone && linkToDevice(u"/sys/fs/btrfs/%1/devices/%2"_s.arg(words[1], name), name);
-        return isDone;
-    }
-    if (kind == u"bcachefs") {
-        bool isDone = true;
-        for (qsizetype i = 2; i < words.size(); ++i)
-            isDone = isDone && linkToDevice(u"/sys/fs/bcachefs/%1/dev-%2/block"_s.arg(words[1]).arg(i - 2), words[i]);
+        for (qsizetype i = 2; i < words.size(); ++i) {
+            const QString path = kind == u"btrfs" ? u"/devices/"_s + words[i] : u"/dev-%1/block"_s.arg(i - 2);
+            isDone = isDone && linkToDevice(u"/sys/fs/"_s + kind + u'/' + words[1] + path, words[i]);
+        }
         return isDone;
     }
     return addDevice(kind, words);

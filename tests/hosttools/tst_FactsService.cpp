@@ -1,86 +1,51 @@
 #include "FactsTest.h"
 #include "FakeServices.h"
+#include "SilentBus.h"
 
 #include <QDBusMetaType>
+#include <QDir>
 #include <QTimer>
-
-#include <cstring>
 
 #include <csignal>
 
-#include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/un.h>
-
-using namespace Qt::StringLiterals;
-
-namespace {
-
 using Texts = QMap<QString, QString>;
-
-/// Takes the question and says nothing.
-class Silent final : public QDBusVirtualObject {
-public:
-    bool handleMessage(const QDBusMessage&, const QDBusConnection&) override { return true; }
-    QString introspect(const QString&) const override { return {}; }
-};
-
-} // namespace
 
 /// The facts service, the real one and others in its place, and the tools that ask it.
 class tst_FactsService : public FactsTest {
     Q_OBJECT
 
 private Q_SLOTS:
-    void answers_data() {
+    void answers() {
         qDBusRegisterMetaType<Texts>();
-        QTest::addColumn<QVariant>("answer");
-        QTest::addColumn<QString>("state");
-        QTest::addColumn<QString>("text");
-        const auto row = [](const char* name, const Texts& answer, const QString& state, const QString& text) {
-            QTest::newRow(name) << QVariant::fromValue(answer) << state << text;
+        const FakeSystemBus bus(m_machine->path());
+        FakeObjects objects;
+        bus.serve(&objects, Service);
+        trust(::geteuid());
+        const auto answerIs = [&](const QVariant& answer, const QString& state, const QString& text) {
+            objects.answers[u"PacketFilter"_s] = answer;
+            check(state, text);
+        };
+        const auto textsAre = [&](const Texts& texts, const QString& state, const QString& text) {
+            answerIs(QVariant::fromValue(texts), state, text);
         };
         const QString one = u"1"_s;
         const QString refused = u"refused"_s;
-        const Texts good{{u"version"_s, one}, {u"ip"_s, refused}, {u"ip6"_s, refused}};
-        const auto with = [&good](const QString& key, const QString& value) {
-            Texts changed = good;
-            changed[key] = value;
-            return changed;
-        };
-        row("refused", good, u"on"_s, {});
-        row("IPv4 alone, and there is no IPv6", {{u"version"_s, one}, {u"ip"_s, refused}, {u"ip6"_s, u"open"_s}},
-            u"on"_s, {});
-        row("open",
-            {{u"version"_s, one}, {u"ip"_s, u"open"_s}, {u"ip.code"_s, u"firewall.open"_s},
-                {u"ip.subject"_s, u"IPv4, tcp at eth0"_s}},
+        const QString unknown = u"unknown"_s;
+        const QString version = u"in an unknown version"_s;
+        // IPv4 alone, and there is no IPv6.
+        textsAre({{u"version"_s, one}, {u"ip"_s, refused}, {u"ip6"_s, u"open"_s}}, u"on"_s, {});
+        textsAre({{u"version"_s, one}, {u"ip"_s, u"open"_s}, {u"ip.code"_s, u"firewall.open"_s},
+                     {u"ip.subject"_s, u"IPv4, tcp at eth0"_s}},
             u"off"_s, u"unasked traffic is let in: IPv4, tcp at eth0"_s);
-        row("newer version", with(u"version"_s, u"2"_s), u"unknown"_s, u"in an unknown version"_s);
-        row("no version", {{u"ip"_s, refused}, {u"ip6"_s, refused}}, u"unknown"_s, u"in an unknown version"_s);
-        row("a word that is none", with(u"ip"_s, u"Refused"_s), u"unknown"_s, {});
-        row("a word that is huge", with(u"ip"_s, QString(1 << 20, u'x')), u"unknown"_s, {});
-        row("nothing", {}, u"unknown"_s, u"in an unknown version"_s);
-        QTest::newRow("another type") << QVariant(u"refused"_s) << u"unknown"_s << u"in an unknown version"_s;
-        QTest::newRow("no such question") << QVariant() << u"unknown"_s << u"the facts service is not there"_s;
-    }
-    void answers() {
-        QFETCH(QVariant, answer);
-        QFETCH(QString, state);
-        QFETCH(QString, text);
-        const FakeSystemBus bus(m_machine->path());
-        FakeObjects objects;
-        objects.answers[u"PacketFilter"_s] = answer;
-        own(bus, &objects);
-        trust(::geteuid());
-        check(state, text);
-    }
-
-    void serviceThatHangs() {
-        const FakeSystemBus bus(m_machine->path());
-        Silent silent;
-        own(bus, &silent);
-        trust(::geteuid());
-        check(u"unknown"_s, u"the facts service does not answer in time"_s);
+        textsAre({{u"version"_s, u"2"_s}, {u"ip"_s, refused}, {u"ip6"_s, refused}}, unknown, version);
+        textsAre({{u"ip"_s, refused}, {u"ip6"_s, refused}}, unknown, version);
+        for (const QString& word : {u"Refused"_s, QString(1 << 20, u'x')})
+            textsAre({{u"version"_s, one}, {u"ip"_s, word}, {u"ip6"_s, refused}}, unknown, {});
+        textsAre({}, unknown, version);
+        answerIs(refused, unknown, version); // of another type
+        answerIs({}, unknown, u"the facts service is not there"_s);
+        objects.isSilent = true;
+        check(unknown, u"the facts service does not answer in time"_s);
     }
 
     void serviceThatDies() {
@@ -93,30 +58,15 @@ private Q_SLOTS:
 
     void busThatHangs() {
         QVERIFY(QDir(m_machine->path()).mkpath(u"run/dbus"_s));
-        const QByteArray path = m_machine->filePath(u"run/dbus/system_bus_socket"_s).toLocal8Bit();
-        const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        QVERIFY(path.size() < qsizetype(sizeof address.sun_path));
-        std::memcpy(address.sun_path, path.constData(), size_t(path.size()));
-        QVERIFY(::bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 && ::listen(socket, 4) == 0);
-        QVERIFY(::chmod(path.constData(), 0777) == 0);
-        QCOMPARE(HostFixture(m_machine->path()).build(u"unit firewalld\nunit sssd\n"_s), QString());
+        const SilentBus silent(SilentBus::Until::Ever, m_machine->filePath(u"run/dbus/system_bus_socket"_s));
+        QVERIFY(!silent.address().isEmpty());
+        build(u"unit firewalld\nunit sssd\n"_s);
         check(u"unknown"_s, u"firewalld runs and does not answer"_s);
         QElapsedTimer clock;
         clock.start();
-        const HostPack::Result domain = m_pack.run(m_machine->path(), {u"dsconfigad"_s, u"-show"_s});
-        ::close(socket);
+        const HostPack::Result domain = run({u"dsconfigad"_s, u"-show"_s});
         QVERIFY(domain.output.isEmpty() && domain.error.contains(u"cannot be read without privilege"));
         QVERIFY2(clock.elapsed() < Patience, qPrintable(QString::number(clock.elapsed())));
-    }
-
-private:
-    static void own(const FakeSystemBus& bus, QDBusVirtualObject* object) {
-        QDBusConnection connection = bus.connection();
-        QVERIFY(connection.isConnected());
-        QVERIFY(connection.registerVirtualObject(u"/"_s, object, QDBusConnection::SubPath));
-        QVERIFY(connection.registerService(u"com.qencloud.mav.HostFacts"_s));
     }
 };
 

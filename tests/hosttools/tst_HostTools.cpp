@@ -1,21 +1,16 @@
 #include "FakeServices.h"
-#include "HostFixture.h"
-#include "HostPack.h"
+#include "MachineTest.h"
+#include "PropertyList.h"
 
 #include <QDBusArgument>
 #include <QDBusMetaType>
 #include <QDBusObjectPath>
 #include <QStandardPaths>
-#include <QTest>
 
 #include <cstring>
 
-#include <optional>
-
 #include <sys/stat.h>
 #include <utmpx.h>
-
-using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -28,7 +23,7 @@ const QString Off = u"FileVault is Off.\n"_s;
 } // namespace
 
 /// The programs of the pack, run as anybody may run them, over made-up machines.
-class tst_HostTools : public QObject {
+class tst_HostTools : public MachineTest {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -37,81 +32,59 @@ private Q_SLOTS:
         qDBusRegisterMetaType<QList<Pair>>();
         qDBusRegisterMetaType<QMap<QString, QStringList>>();
         qDBusRegisterMetaType<Zones>();
-        QVERIFY(m_pack.isGood());
-    }
-    void init() {
-        m_machine.emplace();
-        HostPack::makeReadable(m_machine->path());
     }
 
-    void firewalldOnTheBus_data() {
-        QTest::addColumn<QString>("defaultZone");
-        QTest::addColumn<Zones>("zones");
-        QTest::addColumn<QString>("answer");
+    void firewalldOnTheBus() {
+        build("file /proc/modules nf_tables 1\\n\nunit firewalld\n"
+              "file /sys/class/net/eth0/device/x\nfile /sys/class/net/docker0/address\n"
+              "file /sys/class/net/br0/lower_eth0/x\n");
+        const FakeSystemBus bus(m_machine->path());
+        FakeObjects objects;
+        bus.serve(&objects, "org.fedoraproject.FirewallD1");
+        const auto answerIs = [&](const QString& answer, const QString& defaultZone, const Zones& zones) {
+            objects.answers["getDefaultZone"] = defaultZone.isEmpty() ? QVariant() : QVariant(defaultZone);
+            objects.answers["getActiveZones"] = QVariant::fromValue(zones);
+            HostPack::check(
+                run({"defaults", "read", "/Library/Preferences/com.apple.alf.plist", "globalstate"}), answer);
+        };
         const auto active = [](const QString& zone, const QString& kind, const QString& name) {
             return Zones{{zone, {{kind, {name}}}}};
         };
         const QString cards = u"interfaces"_s;
-        QTest::newRow("running") << "public" << active("home", cards, "eth0") << "1\n";
-        QTest::newRow("no zone in use") << "drop" << Zones() << "1\n";
-        QTest::newRow("default zone trusts everybody") << "trusted" << Zones() << "0\n";
-        QTest::newRow("a card trusted") << "public" << active("trusted", cards, "eth0") << "0\n";
-        QTest::newRow("a card that is not there trusted") << "public" << active("trusted", cards, "usb0") << "0\n";
-        QTest::newRow("a bridge without hardware trusted") << "public" << active("docker", cards, "docker0") << "1\n";
-        QTest::newRow("a bridge with hardware trusted") << "public" << active("trusted", cards, "br0") << "0\n";
-        QTest::newRow("a network trusted") << "public" << active("trusted", "sources", "10.0.0.0/8") << "0\n";
-        QTest::newRow("a zone of one's own")
-            << "public" << active("lan", cards, "eth0") << "zone lan lets in is not known";
-        QTest::newRow("not told") << QString() << Zones() << "firewalld runs and does not answer";
-    }
-    void firewalldOnTheBus() {
-        QFETCH(QString, defaultZone);
-        QFETCH(Zones, zones);
-        QFETCH(QString, answer);
-        const QString machine = u"file /proc/modules nf_tables 1\\n\nunit firewalld\n"
-                                "file /sys/class/net/eth0/device/x\nfile /sys/class/net/docker0/address\n"
-                                "file /sys/class/net/br0/lower_eth0/x\n"_s;
-        QCOMPARE(HostFixture(m_machine->path()).build(machine), QString());
-        const FakeSystemBus bus(m_machine->path());
-        FakeObjects objects;
-        if (!defaultZone.isEmpty())
-            objects.answers["getDefaultZone"] = defaultZone;
-        objects.answers["getActiveZones"] = QVariant::fromValue(zones);
-        serve(bus, objects, "org.fedoraproject.FirewallD1");
-        HostPack::check(run({"defaults", "read", "/Library/Preferences/com.apple.alf.plist", "globalstate"}), answer);
+        answerIs("1\n", "public", active("home", cards, "eth0"));
+        answerIs("1\n", "drop", {});
+        answerIs("0\n", "trusted", {});
+        answerIs("0\n", "public", active("trusted", cards, "eth0"));
+        answerIs("0\n", "public", active("trusted", cards, "usb0"));   // a card that is not there
+        answerIs("1\n", "public", active("docker", cards, "docker0")); // a bridge without hardware
+        answerIs("0\n", "public", active("trusted", cards, "br0"));    // one with hardware
+        answerIs("0\n", "public", active("trusted", "sources", "10.0.0.0/8"));
+        answerIs("zone lan lets in is not known", "public", active("lan", cards, "eth0"));
+        answerIs("firewalld runs and does not answer", {}, {});
         // Whoever reads one makes the person's desktop ask for an administrator.
         QCOMPARE(objects.properties, 0);
     }
 
-    void realmdOnTheBus_data() {
-        QTest::addColumn<QString>("configured");
-        QTest::addColumn<QString>("software");
-        QTest::addColumn<QString>("machine");
-        QTest::addColumn<QString>("answer");
-        const QString machine = "unit sssd\nfile /proc/sys/kernel/hostname mb-1234\\n\n";
-        QTest::newRow("joined") << "org.freedesktop.realmd.KerberosMembership"
-                                << "active-directory" << machine
-                                << "Active Directory Domain          = corp.example\n"
-                                   "Computer Account                 = MB-1234$\n";
-        QTest::newRow("only found") << ""
-                                    << "active-directory" << machine << "";
-        QTest::newRow("another directory") << "org.freedesktop.realmd.KerberosMembership"
-                                           << "ipa" << machine << "";
-    }
     void realmdOnTheBus() {
-        QFETCH(QString, configured);
-        QFETCH(QString, software);
+        build("unit sssd\nfile /proc/sys/kernel/hostname mb-1234\\n\n");
         const FakeSystemBus bus(m_machine->path());
         FakeObjects objects;
+        bus.serve(&objects, "org.freedesktop.realmd");
         const QString realm = "/org/freedesktop/realmd/Sssd/corp_example";
         objects.answers["/org/freedesktop/realmd Realms"] =
             QVariant::fromValue(QList<QDBusObjectPath>{QDBusObjectPath(realm)});
         objects.answers[realm + " Name"] = "corp.example";
-        objects.answers[realm + " Configured"] = configured;
-        objects.answers[realm + " Details"] =
-            QVariant::fromValue(QList<Pair>{{"client-software", "sssd"}, {"server-software", software}});
-        serve(bus, objects, "org.freedesktop.realmd");
-        compare({"dsconfigad", "-show"});
+        const auto answerIs = [&](const QString& configured, const QString& software, const QString& answer) {
+            objects.answers[realm + " Configured"] = configured;
+            objects.answers[realm + " Details"] =
+                QVariant::fromValue(QList<Pair>{{"client-software", "sssd"}, {"server-software", software}});
+            HostPack::check(run({"dsconfigad", "-show"}), answer);
+        };
+        const QString member = "org.freedesktop.realmd.KerberosMembership";
+        answerIs(member, "active-directory",
+            "Active Directory Domain          = corp.example\nComputer Account                 = MB-1234$\n");
+        answerIs({}, "active-directory", {}); // only found
+        answerIs(member, "ipa", {});
     }
 
     void others_data() {
@@ -130,22 +103,16 @@ private Q_SLOTS:
         const auto row = [](const char* name, const QStringList& command, const QString& machine,
                              const QString& answer) { QTest::newRow(name) << command << machine << answer; };
         const QString noKey = "No such key: OriginalNodeName\n";
-        row("user of the domain", node("lisi"), joined, "OriginalNodeName: /Active Directory/CORP/corp.example\n");
-        row("user of the domain, with its name", node("lisi@corp.example"), joined,
-            "OriginalNodeName: /Active Directory/CORP/corp.example\n");
-        row("user of the domain, with its short name", node("CORP\\lisi"), joined,
-            "OriginalNodeName: /Active Directory/CORP/corp.example\n");
-        const QString qualified = QString(joined).replace("NAME=lisi", "NAME=lisi@corp.example");
-        row("user known with the domain's name", node("lisi"), qualified,
-            "OriginalNodeName: /Active Directory/CORP/corp.example\n");
-        row("user known with the short name", node("ursula"),
-            QString(joined).replace("NAME=lisi", "NAME='CORP\\\\ursula'"),
-            "OriginalNodeName: /Active Directory/CORP/corp.example\n");
-        row("user of this computer named like one of the domain", node("anna"),
-            QString(joined).replace("NAME=lisi", "NAME=anna@corp.example"), noKey);
-        row("that user with the domain's name", node("anna@corp.example"),
-            QString(joined).replace("NAME=lisi", "NAME=anna@corp.example"),
-            "OriginalNodeName: /Active Directory/CORP/corp.example\n");
+        const QString corp = "OriginalNodeName: /Active Directory/CORP/corp.example\n";
+        const auto with = [&joined](
+                              const QString& name) { return QString(joined).replace("NAME=lisi", "NAME=" + name); };
+        row("user of the domain", node("lisi"), joined, corp);
+        row("user of the domain, with its name", node("lisi@corp.example"), joined, corp);
+        row("user of the domain, with its short name", node("CORP\\lisi"), joined, corp);
+        row("user known with the domain's name", node("lisi"), with("lisi@corp.example"), corp);
+        row("user known with the short name", node("ursula"), with("'CORP\\\\ursula'"), corp);
+        row("user of this computer named like one of the domain", node("anna"), with("anna@corp.example"), noKey);
+        row("that user with the domain's name", node("anna@corp.example"), with("anna@corp.example"), corp);
         row("user of another domain", node("wang@sub.x"), joined, "OriginalNodeName: /Active Directory/SUB/sub.x\n");
         row("user of this computer", node("anna"), joined, noKey);
         row("user with a portable home", node("portable"), joined, noKey);
@@ -200,12 +167,78 @@ private Q_SLOTS:
             "file /proc/net/route I\\tD\\nlo\\t00000000\\t0100007F\\t0003\\t0\\t0\\t0\\t00000000\\n\n",
             "DHCP Configuration\nIP address: 127.0.0.1\nSubnet mask: 255.0.0.0\nRouter: 127.0.0.1\n");
 
-        for (const char* tool : {"defaults", "dsconfigad", "dscl", "fdesetup", "networksetup", "scutil"})
+        for (const char* tool : {"defaults", "dsconfigad", "dscl", "fdesetup", "networksetup", "open", "scutil"})
             row(tool, {tool, "write", "something", "else", "now"}, "", "answers only to");
     }
     void others() {
         QFETCH(QStringList, command);
-        compare(command);
+        QFETCH(QString, machine);
+        QFETCH(QString, answer);
+        build(machine);
+        HostPack::check(run(command), answer);
+    }
+
+    void propertyLists_data() {
+        QTest::addColumn<QByteArray>("file");
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QString>("answer");
+        using Platform::ArchiveValue;
+        const ArchiveValue root(
+            ArchiveValue::Dictionary{{"version", "2.10"}, {"名", ArchiveValue::Array{"张 三", 7, true}},
+                {"at", ArchiveValue::date(0)}, {"bytes", QByteArray("\x01\x02\x03\x04\x05")}});
+        const QByteArray binary = Platform::PropertyList::binaryData(root);
+        const auto row = [](const char* name, const QByteArray& file, const QString& key, const QString& answer) {
+            QTest::newRow(name) << file << key << answer;
+        };
+        row("text", binary, "version", "2.10\n");
+        row("text of the other form", Platform::PropertyList::xmlData(root), "version", "2.10\n");
+        row("list", binary, "名", "(\n    \"\\U5f20 \\U4e09\",\n    7,\n    1\n)\n");
+        row("date", binary, "at", "2001-01-01 00:00:00 +0000\n");
+        row("all", binary, {},
+            "{\n    at = \"2001-01-01 00:00:00 +0000\";\n"
+            "    bytes = {length = 5, bytes = 0x01020304 05};\n    version = 2.10;\n"
+            "    \"\\U540d\" = (\n        \"\\U5f20 \\U4e09\",\n        7,\n        1\n    );\n}\n");
+        row("no such key", binary, "x", "does not exist");
+        row("cut off", binary.chopped(9), "version", "is no property list");
+        row("empty", "", "version", "is no property list");
+        row("foreign bytes", "\xff\xfe<plist>", "version", "is no property list");
+        row("huge", QByteArray(9 << 20, ' '), "version", "cannot be read");
+    }
+    void propertyLists() {
+        QFETCH(QByteArray, file);
+        QFETCH(QString, key);
+        QFETCH(QString, answer);
+        QVERIFY(fixture().write("/信息.plist", file));
+        for (const char* name : {"信息.plist", "信息"}) {
+            QStringList command{"defaults", "read", m_machine->filePath(name)};
+            if (!key.isNull())
+                command.append(key);
+            HostPack::check(run(command), answer);
+        }
+    }
+
+    void openStartsProgramsApart() {
+        const QString noted = m_machine->filePath("noted");
+        const QString script =
+            "#!/bin/sh\nprintf '%s|%s|%s' \"$1\" \"$2\" \"$LC_ALL\" >%1.new\nmv %1.new %1\nsleep 1\n";
+        QVERIFY(fixture().write("/X.app/Contents/MacOS/X", QString(script).replace("%1", noted).toUtf8(), true));
+        QVERIFY(::chmod(QFile::encodeName(m_machine->path()).constData(), 0777) == 0);
+        const auto opened = [&](const QString& name, const QStringList& arguments) {
+            return run(QStringList{"open", "-a", m_machine->filePath(name)} + arguments);
+        };
+        const auto noteIs = [&](const QByteArray& note) {
+            QTRY_VERIFY(QFile::exists(noted));
+            QFile file(noted);
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            QCOMPARE(file.readAll(), note);
+            QVERIFY(file.remove());
+        };
+        HostPack::check(opened("X.app/Contents/MacOS/X", {"a b", "$c"}), {});
+        noteIs("a b|$c|");
+        HostPack::check(opened("X.app", {"x"}), {});
+        noteIs("x||");
+        HostPack::check(opened("Y.app", {}), "cannot start ");
+        HostPack::check(run({"open"}), "answers only to");
     }
 
     void lastLogin() {
@@ -222,18 +255,17 @@ private Q_SLOTS:
         add(USER_PROCESS, "serial", "ttyS0");
         add(DEAD_PROCESS, "", "tty2");
         add(LOGIN_PROCESS, "LOGIN", "tty1");
-        QVERIFY(QDir(m_machine->path()).mkpath("var/log"));
         // Cut off in the middle of a record.
-        put("var/log/wtmp", log + log.left(100));
+        QVERIFY(fixture().write("/var/log/wtmp", log + log.left(100)));
         const QStringList command{"defaults", "read", "/Library/Preferences/com.apple.loginwindow", "lastUserName"};
         QCOMPARE(run(command).output, QString("anna\n"));
-        put("var/log/wtmp", log.left(100));
+        QVERIFY(fixture().write("/var/log/wtmp", log.left(100)));
         QCOMPARE(run(command).output, QString());
     }
 
     void rootAsOption() {
         const QString machine = u"disk sda 8:0\nmount 8:0 / ext4 /dev/sda\n"_s;
-        QCOMPARE(HostFixture(m_machine->path()).build(machine), QString());
+        build(machine);
         QCOMPARE(
             m_pack.run("/nonexistent", {"mav-hosttools", "--root", m_machine->path(), "fdesetup", "status"}).output,
             Off);
@@ -264,30 +296,6 @@ private:
         process.waitForFinished(10000);
         return process.readAllStandardOutput();
     }
-
-    void put(const QString& name, const QByteArray& content) const {
-        QFile file(m_machine->filePath(name));
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
-    }
-
-    static void serve(const FakeSystemBus& bus, FakeObjects& objects, const QString& service) {
-        QDBusConnection connection = bus.connection();
-        QVERIFY(connection.isConnected());
-        QVERIFY(connection.registerVirtualObject("/", &objects, QDBusConnection::SubPath));
-        QVERIFY(connection.registerService(service));
-    }
-
-    HostPack::Result run(const QStringList& command) const { return m_pack.run(m_machine->path(), command); }
-
-    void compare(const QStringList& command) const {
-        QFETCH(QString, machine);
-        QFETCH(QString, answer);
-        QCOMPARE(HostFixture(m_machine->path()).build(machine), QString());
-        HostPack::check(run(command), answer);
-    }
-
-    const HostPack m_pack;
-    std::optional<QTemporaryDir> m_machine;
 };
 
 QTEST_GUILESS_MAIN(tst_HostTools)

@@ -1,35 +1,25 @@
 #include "FakeServices.h"
-#include "HostFixture.h"
-#include "HostPack.h"
+#include "MachineTest.h"
 #include "PacketFilters.h"
 
 #include <QDBusMetaType>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTest>
-
-#include <optional>
 
 #include <unistd.h>
 
-using namespace Qt::StringLiterals;
-
 /// What the host tools say of made-up machines, beside the truth about them: of machines in machines.txt, and of rule
 /// sets that real tools have loaded (rulesets.json), whose truth was found out by knocking.
-class tst_Machines : public QObject {
+class tst_Machines : public MachineTest {
     Q_OBJECT
 
 private Q_SLOTS:
     void initTestCase() {
         qDBusRegisterMetaType<QMap<QString, QString>>();
-        QVERIFY(m_pack.isGood());
         HostPack::makeReadable(m_bus.path());
         m_system.emplace(m_bus.path());
-        QDBusConnection connection = m_system->connection();
-        QVERIFY(connection.isConnected());
-        QVERIFY(connection.registerVirtualObject(u"/"_s, &m_service, QDBusConnection::SubPath));
-        QVERIFY(connection.registerService(u"com.qencloud.mav.HostFacts"_s));
+        m_system->serve(&m_service, u"com.qencloud.mav.HostFacts"_s);
     }
 
     void machine_data() {
@@ -42,17 +32,15 @@ private Q_SLOTS:
     }
     void machine() {
         QFETCH(Machine, machine);
-        const QTemporaryDir folder;
-        HostPack::makeReadable(folder.path());
-        QCOMPARE(HostFixture(folder.path()).build(machine.facts), QString());
+        build(machine.facts);
         if (machine.question == u"domain")
-            return checkDomain(machine, folder.path());
-        const QJsonObject reason = judged(machine.truth, folder.path(), machine.question);
+            return checkDomain(machine);
+        const QJsonObject reason = judged(machine.truth, machine.question);
         QCOMPARE(reason[u"state"].toString(), machine.answer);
         QCOMPARE(reason[u"code"].toString(), machine.code);
         if (!machine.subject.isEmpty())
             QCOMPARE(reason[u"subject"].toString(), machine.subject);
-        checkStated(machine.question, reason, folder.path());
+        checkStated(machine.question, reason);
     }
 
     void ruleSet_data() {
@@ -66,11 +54,8 @@ private Q_SLOTS:
     }
     void ruleSet() {
         QFETCH(QJsonObject, captured);
-        const QTemporaryDir folder;
-        HostPack::makeReadable(folder.path());
-        const HostFixture fixture(folder.path());
-        putCommands(fixture, captured);
-        const QMap<QString, QString> texts = PacketFilters(Facts(folder.path())).find().texts();
+        putCommands(captured);
+        const QMap<QString, QString> texts = PacketFilters(Facts(m_machine->path())).find().texts();
         const QJsonObject truth = captured[u"truth"].toObject();
         for (const QString& family : {u"ip"_s, u"ip6"_s}) {
             const QString expected = captured[u"answer"][family].toString(truth[family].toString());
@@ -80,16 +65,16 @@ private Q_SLOTS:
         }
         // The same by way of the bus and the tool, as anybody asks.
         m_service.answers[u"PacketFilter"_s] = QVariant::fromValue(texts);
-        QVERIFY(fixture.link(u"/run/dbus/system_bus_socket"_s, m_bus.filePath(u"run/dbus/system_bus_socket"_s)));
-        QVERIFY(fixture.write(u"/etc/passwd"_s, "mav-facts:x:" + QByteArray::number(::geteuid()) + ":1::/:\n"));
+        QVERIFY(fixture().link(u"/run/dbus/system_bus_socket"_s, m_bus.filePath(u"run/dbus/system_bus_socket"_s)));
+        QVERIFY(fixture().write(u"/etc/passwd"_s, "mav-facts:x:" + QByteArray::number(::geteuid()) + ":1::/:\n"));
         const bool isRefused = truth[u"ip"] == u"refused"_s && truth[u"ip6"] == u"refused"_s;
-        const QJsonObject reason = judged(isRefused ? u"on"_s : u"off"_s, folder.path(), u"firewall"_s);
+        const QJsonObject reason = judged(isRefused ? u"on"_s : u"off"_s, u"firewall"_s);
         const QStringList words{texts[u"ip"_s], texts[u"ip6"_s]};
         QCOMPARE(reason[u"state"].toString(),
             words.contains(u"open"_s)          ? u"off"_s
                 : words.contains(u"unknown"_s) ? u"unknown"_s
                                                : u"on"_s);
-        checkStated(u"firewall"_s, reason, folder.path());
+        checkStated(u"firewall"_s, reason);
     }
 
     void cleanupTestCase() {
@@ -100,8 +85,8 @@ private Q_SLOTS:
 
 private:
     /// Counts the answer, right or wrong.
-    QJsonObject judged(const QString& truth, const QString& root, const QString& question) {
-        const HostPack::Result result = m_pack.run(root, {u"mav-hosttools"_s, u"reason"_s, question});
+    QJsonObject judged(const QString& truth, const QString& question) {
+        const HostPack::Result result = run({u"mav-hosttools"_s, u"reason"_s, question});
         const QJsonObject reason = QJsonDocument::fromJson(result.output.toUtf8()).object();
         const QString state = reason[u"state"].toString();
         ++m_judged;
@@ -111,12 +96,12 @@ private:
     }
 
     /// What the checks read says the same, in the form that they read.
-    void checkStated(const QString& question, const QJsonObject& reason, const QString& root) const {
+    void checkStated(const QString& question, const QJsonObject& reason) const {
         const bool isDisk = question == u"disk";
         const QStringList command = isDisk
             ? QStringList{u"fdesetup"_s, u"status"_s}
             : QStringList{u"defaults"_s, u"read"_s, u"/Library/Preferences/com.apple.alf"_s, u"globalstate"_s};
-        const HostPack::Result result = m_pack.run(root, command);
+        const HostPack::Result result = run(command);
         const QString state = reason[u"state"].toString();
         const bool isOn = state == u"on";
         const QString text =
@@ -128,9 +113,9 @@ private:
         QCOMPARE(result.error.count(u'\n'), state == u"unknown" ? 1 : 0);
     }
 
-    void checkDomain(const Machine& machine, const QString& root) {
-        const QJsonObject reason = judged(machine.truth, root, u"domain"_s);
-        const HostPack::Result result = m_pack.run(root, {u"dsconfigad"_s, u"-show"_s});
+    void checkDomain(const Machine& machine) {
+        const QJsonObject reason = judged(machine.truth, u"domain"_s);
+        const HostPack::Result result = run({u"dsconfigad"_s, u"-show"_s});
         QCOMPARE(reason[u"state"].toString(), machine.answer);
         const bool isOn = machine.answer == u"on";
         QCOMPARE(reason[u"code"].toString(), isOn ? QString() : machine.code);
@@ -143,10 +128,10 @@ private:
     }
 
     /// The commands of such a machine print what was captured.
-    static void putCommands(const HostFixture& fixture, const QJsonObject& captured) {
-        const auto put = [&fixture](const QString& command, const QByteArray& output) {
-            QVERIFY(fixture.write(u"/usr/sbin/"_s + command, "#!/bin/sh\nexec cat \"$0.out\"\n", true));
-            QVERIFY(fixture.write(u"/usr/sbin/%1.out"_s.arg(command), output));
+    void putCommands(const QJsonObject& captured) const {
+        const auto put = [this](const QString& command, const QByteArray& output) {
+            QVERIFY(fixture().write(u"/usr/sbin/"_s + command, "#!/bin/sh\nexec cat \"$0.out\"\n", true));
+            QVERIFY(fixture().write(u"/usr/sbin/%1.out"_s.arg(command), output));
         };
         put(u"nft"_s, QJsonDocument(captured[u"nft"].toObject()).toJson());
         for (const QString& family : {u"ip"_s, u"ip6"_s}) {
@@ -159,15 +144,14 @@ private:
                     continue;
                 put(command, lines.join(u'\n').toUtf8() + '\n');
                 if (kind == u"legacy")
-                    QVERIFY(fixture.write(u"/proc/net/%1_tables_names"_s.arg(family), {}));
+                    QVERIFY(fixture().write(u"/proc/net/%1_tables_names"_s.arg(family), {}));
             }
         }
-        QVERIFY(fixture.write(u"/sys/class/net/eth0/device/vendor"_s, {}));
-        QVERIFY(fixture.write(u"/sys/class/net/docker0/address"_s, {}));
-        QVERIFY(fixture.write(u"/proc/sys/net/ipv6/conf/eth0/disable_ipv6"_s, "0\n"));
+        QVERIFY(fixture().write(u"/sys/class/net/eth0/device/vendor"_s, {}));
+        QVERIFY(fixture().write(u"/sys/class/net/docker0/address"_s, {}));
+        QVERIFY(fixture().write(u"/proc/sys/net/ipv6/conf/eth0/disable_ipv6"_s, "0\n"));
     }
 
-    const HostPack m_pack;
     const QTemporaryDir m_bus;
     std::optional<FakeSystemBus> m_system;
     FakeObjects m_service;

@@ -5,12 +5,7 @@
 #include "Tally.h"
 #include "WireCodec.h"
 
-#include <QJsonDocument>
 #include <QRegularExpression>
-
-#include <plist/plist.h>
-
-#include <cstdlib>
 
 using namespace Qt::StringLiterals;
 
@@ -27,18 +22,10 @@ const QString CacheWritten = u"[iNacManager] QenCloud write inacCache.archive re
 const QJsonObject Certificates{
     {"rootCA", "Um9vdA=="}, {"subCA", "U3Vi"}, {"p12", "cDEyLXNlY3JldA=="}, {"pwd", "pw-secret"}};
 
-QByteArray json(const QJsonObject& object) {
-    return QJsonDocument(object).toJson(QJsonDocument::Compact);
-}
-
-/// An answer in the form in which the server sends it, by code that the client does not share.
-QByteArray sealed(const QByteArray& plain) {
-    return WireCodec::encipher(WireCodec::deflate(plain));
-}
-
+/// The answers come sealed as requests are, by code that the client does not share.
 QByteArray answerWith(QJsonObject certificates, const QString& leftOut = {}) {
     certificates.remove(leftOut);
-    return sealed(json({{"ret", 0}, {"msg", "ok"}, {"stacktrace", ""}, {"data", certificates}}));
+    return WireCodec::sealRequest({{"ret", 0}, {"msg", "ok"}, {"stacktrace", ""}, {"data", certificates}});
 }
 
 QByteArray read(const QString& path) {
@@ -58,16 +45,8 @@ public:
     bool onMainThread = false;
 };
 
-/// An XML property list as another reader understands it.
 QVariantMap propertyList(const QByteArray& xml) {
-    plist_t root = nullptr;
-    plist_from_xml(xml.constData(), uint32_t(xml.size()), &root);
-    char* binary = nullptr;
-    uint32_t length = 0;
-    plist_to_bin(root, &binary, &length);
-    const auto value = Platform::PropertyList::decodedBinary(QByteArray(binary, length));
-    std::free(binary); // the library's own name for it differs from release to release
-    plist_free(root);
+    const auto value = Platform::PropertyList::decoded(xml);
     return value ? value->toVariant().toMap() : QVariantMap();
 }
 
@@ -100,17 +79,16 @@ public:
                     [] {
                         return QStringList{u"0A"_s, u"0B"_s};
                     },
-                .homeForUser = [this](const QString& user) { return user == u"lin" ? userHome : QString(); },
+                .homeForUser = [this](const QString& user) { return user == u"lin" ? folder.home() : QString(); },
                 .profileTemplate = [this] { return profileTemplate; }}});
     }
     QString cache() const {
-        const auto root = unarchiveObjectWithFile(stateFile(u"inacCache.archive"_s));
+        const auto root = folder.read(u"inacCache.archive"_s);
         return root ? root->string() : QString();
     }
-    QByteArray profile() const { return read(stateFile(u"RTMDMNetwork.mobileconfig"_s)); }
+    QByteArray profile() const { return read(folder.state(u"RTMDMNetwork.mobileconfig"_s)); }
 
     Lookup certificates;
-    QString userHome = home();
     QByteArray profileTemplate = read(QStringLiteral(PROFILE_TEMPLATE));
 };
 
@@ -129,7 +107,6 @@ private Q_SLOTS:
     void olderTaskChangesNothing();
     void presence_data();
     void presence();
-    void caVersion();
 };
 
 void tst_iNacManager::task_data() {
@@ -149,19 +126,15 @@ void tst_iNacManager::task_data() {
     fails("empty", "");
     fails("no text", "\xff\xfe\x80");
     fails("no Base64", "====");
-    fails("does not decipher", QByteArray(64, 'A'));
     fails("cut off", good.left(good.size() / 2));
-    fails("does not inflate", WireCodec::encipher(json({{"ret", 0}, {"data", Certificates}})));
-    fails("no JSON", sealed("not json"));
-    fails("a list", sealed("[0]"));
-    fails("ret missing", sealed(json({{"msg", "late"}, {"data", Certificates}})), u"late"_s);
-    fails("ret of another type", sealed(json({{"ret", QJsonValue()}, {"data", Certificates}})));
-    fails("refused", sealed(json({{"ret", 7}, {"msg", "没有权限"}})), u"没有权限"_s);
+    fails("does not inflate", WireCodec::sealAnswer({{"ret", 0}, {"data", Certificates}}));
+    fails("no JSON", WireCodec::encipher(WireCodec::deflate("not json")));
+    fails("a list", WireCodec::encipher(WireCodec::deflate("[0]")));
+    fails("ret missing", WireCodec::sealRequest({{"msg", "late"}, {"data", Certificates}}), u"late"_s);
+    fails("refused", WireCodec::sealRequest({{"ret", 7}, {"msg", "没有权限"}}), u"没有权限"_s);
     usable("good", good, false);
-    usable("good, with breaks and strange characters", "\r\n" + good.left(20) + " -\n" + good.mid(20), false);
-    usable("ret is a text", sealed(json({{"ret", "0"}, {"data", Certificates}})), false);
-    usable("no data", sealed(json({{"ret", 0}})), true);
-    usable("data of another type", sealed(json({{"ret", 0}, {"data", "x"}})), true);
+    usable("no data", WireCodec::sealRequest({{"ret", 0}}), true);
+    usable("data of another type", WireCodec::sealRequest({{"ret", 0}, {"data", "x"}}), true);
     for (const char* field : {"rootCA", "subCA", "p12", "pwd"})
         usable(field, answerWith(Certificates, QLatin1String(field)), true);
     QJsonObject emptyPassword = Certificates;
@@ -200,15 +173,13 @@ void tst_iNacManager::profile() {
     QCOMPARE(manager->ssids(), ssids);
     QCOMPARE(manager->cerInfo()->data.pwd, u"pw-secret"_s);
 
-    const QFile file(world.stateFile(u"RTMDMNetwork.mobileconfig"_s));
+    const QFile file(world.folder.state(u"RTMDMNetwork.mobileconfig"_s));
     QCOMPARE(file.permissions() & (QFile::ReadGroup | QFile::ReadOther), QFile::Permissions());
 
-    const QString root = u"A23B9547-4853-4298-8A22-3FEDAEE4FCF5"_s;
-    const QString sub = u"98C1E945-3056-4F0D-B174-BD8A68461FE3"_s;
-    const QString identity = u"47A5FE22-02D8-48B8-A249-13FF8C1A0D1E"_s;
+    const QStringList uuids{u"A23B9547-4853-4298-8A22-3FEDAEE4FCF5"_s, u"98C1E945-3056-4F0D-B174-BD8A68461FE3"_s,
+        u"47A5FE22-02D8-48B8-A249-13FF8C1A0D1E"_s};
     const QVariantList payloads = propertyList(world.profile()).value(u"PayloadContent"_s).toList();
     QCOMPARE(payloads.size(), 5);
-    const QStringList uuids{root, sub, identity};
     const QStringList fields{u"rootCA"_s, u"subCA"_s, u"p12"_s};
     for (int i = 0; i < 3; ++i) {
         const QVariantMap payload = payloads[i].toMap();
@@ -225,10 +196,10 @@ void tst_iNacManager::profile() {
         uuidOfName.insert(ssid, uuid);
         QVERIFY(QRegularExpression(u"^[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}$"_s).match(uuid).hasMatch());
         const QVariantMap eap{
-            {"AcceptEAPTypes", QVariantList{13}}, {"PayloadCertificateAnchorUUID", QVariantList{root, sub}}};
+            {"AcceptEAPTypes", QVariantList{13}}, {"PayloadCertificateAnchorUUID", QVariantList{uuids[0], uuids[1]}}};
         const QVariantMap wanted{{"AutoJoin", 1}, {"CaptiveBypass", 0}, {"EAPClientConfiguration", eap},
             {"EncryptionType", "WPA"}, {"HIDDEN_NETWORK", 0}, {"Interface", "BuiltInWireless"}, {"IsHotspot", 0},
-            {"PayloadCertificateUUID", identity}, {"PayloadDisplayName", u"WiFi (%1)"_s.arg(ssid)},
+            {"PayloadCertificateUUID", uuids[2]}, {"PayloadDisplayName", u"WiFi (%1)"_s.arg(ssid)},
             {"PayloadEnabled", 1}, {"PayloadIdentifier", u"com.apple.wifi.managed."_s + uuid},
             {"PayloadType", "com.apple.wifi.managed"}, {"PayloadUUID", uuid}, {"PayloadVersion", 1},
             {"ProxyType", "None"}, {"SSID_STR", ssid}, {"SetupModes", QVariantList{"System"}}};
@@ -247,6 +218,11 @@ void tst_iNacManager::requestParameters() {
 
 void tst_iNacManager::staticProfile() {
     ManagerWorld world;
+    QVERIFY(QDir(world.state()).removeRecursively());
+    QVERIFY(!world.make()->checkCaVersion());
+    QVERIFY(archiveRootObject(u"1"_s, world.folder.state(u"caCache.archive"_s)));
+    QVERIFY(world.make()->checkCaVersion());
+
     QVERIFY(QDir(world.state()).removeRecursively());
     world.make()->installStaticMobileconfig();
     QCOMPARE(world.cache(), u"2"_s);
@@ -304,36 +280,27 @@ void tst_iNacManager::presence_data() {
     QTest::addColumn<bool>("isPresent");
     QTest::addColumn<QStringList>("asked");
     QTest::addColumn<QString>("authMethod");
-    const auto status = [](const QVariantMap& fields) { return QVariant(fields); };
-    const QStringList lin{u"lin.cert"_s};
-    QTest::newRow("found") << status({{"commonName", "lin.cert"}, {"serialNumber", "0A"}, {"authMethod", "3"}}) << true
-                           << lin << "3";
-    QTest::newRow("not found") << status({{"commonName", "wang"}, {"serialNumber", "0A"}, {"authMethod", "2"}}) << false
-                               << QStringList{u"wang"_s} << "2";
-    QTest::newRow("no serial number") << status({{"commonName", "lin.cert"}}) << false << QStringList() << QString();
-    QTest::newRow("no name") << status({{"serialNumber", "0A"}, {"authMethod", "3"}}) << false << QStringList() << "3";
-    QTest::newRow("name of another type") << status({{"commonName", 5}, {"serialNumber", "0A"}, {"authMethod", 3}})
-                                          << false << QStringList() << QString();
-    QTest::newRow("no dictionary") << QVariant(u"lin.cert"_s) << false << QStringList() << QString();
-    QTest::newRow("damaged") << QVariant(QByteArray("bplist00 damaged")) << false << QStringList() << QString();
-    QTest::newRow("missing") << QVariant() << false << QStringList() << QString();
-    QTest::newRow("no such user") << status({{"commonName", "lin.cert"}, {"serialNumber", "0A"}, {"userIsGone", "1"}})
-                                  << false << QStringList() << QString();
+    const auto row = [](const char* name, const QVariant& status, const QString& authMethod, bool isPresent = false,
+                         const QStringList& asked = {}) {
+        QTest::newRow(name) << status << isPresent << asked << authMethod;
+    };
+    const QString lin = u"lin.cert"_s;
+    row("found", QVariantMap{{"commonName", lin}, {"serialNumber", "0A"}, {"authMethod", "3"}}, u"3"_s, true, {lin});
+    row("not found", QVariantMap{{"commonName", "wang"}, {"serialNumber", "0A"}}, {}, false, {u"wang"_s});
+    row("no serial number", QVariantMap{{"commonName", lin}, {"authMethod", "2"}}, u"2"_s);
+    row("no name", QVariantMap{{"serialNumber", "0A"}}, {});
+    row("other types", QVariantMap{{"commonName", 5}, {"serialNumber", "0A"}, {"authMethod", 3}}, {});
+    row("no dictionary", lin, {});
+    row("missing", {}, {});
 }
 
 void tst_iNacManager::presence() {
     QFETCH(QVariant, status);
     ManagerWorld world;
     world.certificates.known = u"lin.cert"_s;
-    const QString path = world.stateFile(u"inacStatus.archive"_s);
-    if (status.typeId() == QMetaType::QByteArray) {
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(status.toByteArray()) > 0);
-    } else if (status.isValid()) {
+    const QString path = world.folder.state(u"inacStatus.archive"_s);
+    if (status.isValid())
         QVERIFY(archiveRootObject(ArchiveValue::fromVariant(status), path));
-    }
-    if (status.toMap().contains(u"userIsGone"_s))
-        world.userHome.clear();
     const auto manager = world.make();
     std::atomic<int> answer{-1};
     manager->checkiNacNecessaryWithUrl(u"http://unused"_s, [&](bool isPresent) { answer = isPresent; });
@@ -348,16 +315,6 @@ void tst_iNacManager::presence() {
                                          : u"[iNacManager] Inac No certificate exists locally commonName:"_s;
         QVERIFY2(log.contains(line + name), qPrintable(log));
     }
-}
-
-void tst_iNacManager::caVersion() {
-    ManagerWorld world;
-    QVERIFY(QDir(world.state()).removeRecursively());
-    const auto manager = world.make();
-    QVERIFY(!manager->checkCaVersion());
-    QVERIFY(QDir(world.state()).exists());
-    QVERIFY(archiveRootObject(u"1"_s, world.stateFile(u"caCache.archive"_s)));
-    QVERIFY(manager->checkCaVersion());
 }
 
 QTEST_GUILESS_MAIN(tst_iNacManager)

@@ -22,6 +22,7 @@ QJsonObject rightFields(const QString& operation) {
         "ad_auth": {"uid":"zhao","dc":"corp.example","deviceid":"D1","mac":"aa"},
         "scan_login": {"hostname":"<b>&h","ip":"10.0.0.1","mac":"aa","device_type":"PC","login_user":"u",
                        "timestamp":"1700000000","deviceid":"D1","os":"Linux","soleid":"0123456789abcdef"},
+        "getcert": {"machinename":"h","userid":"lin","deviceid":"D1","mac":"aa;bb","os":3,"ticket":"t"},
         "scan_status": {"hostname":"h","deviceid":"D1","mac":"aa","clientoper":0,"soleid":"0123456789abcdef"}})");
     return all.value(operation).toObject();
 }
@@ -42,7 +43,9 @@ QJsonObject ServerCalls::call(const QString& operation, const QJsonObject& chang
     const QJsonObject fields = with(rightFields(operation), changes);
     const QByteArray body =
         operation == "scan_status"_L1 ? QJsonDocument(fields).toJson() : WireCodec::sealRequest(fields);
-    return post(pathOf(operation), body).json();
+    const Reply reply = post(pathOf(operation), body);
+    // Packed and enciphered like a request.
+    return operation == "getcert"_L1 ? WireCodec::openRequest(reply.body).value_or(QJsonObject()) : reply.json();
 }
 
 QString ServerCalls::ticketOf(const QString& userid, const QString& deviceid) {
@@ -58,7 +61,7 @@ int ServerCalls::stateOfTicket(const QString& ticket, const QString& userid, con
 
 QString ServerCalls::codeAddress() {
     const QByteArray sealed = WireCodec::sealRequest(rightFields(u"scan_login"_s));
-    return pathOf(u"scan_login"_s) + u"?v="_s + QString::fromLatin1(WireCodec::escapeForUrl(sealed));
+    return pathOf(u"scan_login"_s) + u"?v="_s + QString::fromLatin1(sealed.toPercentEncoding());
 }
 
 ServerCalls::Reply ServerCalls::decide(const QString& decision, const QString& userid, const QByteArray& origin) {

@@ -11,7 +11,7 @@ using namespace Qt::StringLiterals;
 constexpr int absent = -1000;
 
 inline QString pathOf(const QString& operation) {
-    return u"/api/public/clientlogin/"_s + operation;
+    return (operation == "getcert"_L1 ? u"/api/inac/ca/"_s : u"/api/public/clientlogin/"_s) + operation;
 }
 inline QJsonObject parse(const char* json) {
     return QJsonDocument::fromJson(json).object();

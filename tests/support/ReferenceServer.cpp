@@ -3,6 +3,7 @@
 #include <QElapsedTimer>
 #include <QHostAddress>
 #include <QJsonDocument>
+#include <QRegularExpression>
 #include <QTcpSocket>
 #include <QThread>
 #include <QUrlQuery>
@@ -13,20 +14,6 @@ namespace {
 
 constexpr int startLimitMs = 20000; // a sanitized server on a busy machine makes its certificate within this
 constexpr int stopLimitMs = 5000;
-
-/// Length of the head including its empty line, -1 while it is incomplete.
-qsizetype headLength(const QByteArray& received) {
-    const auto end = received.indexOf("\r\n\r\n");
-    return end < 0 ? -1 : end + 4;
-}
-
-qsizetype contentLength(const QByteArray& head) {
-    for (const auto& line : head.split('\n')) {
-        if (line.toLower().startsWith("content-length:"))
-            return line.mid(15).trimmed().toLongLong();
-    }
-    return -1;
-}
 
 } // namespace
 
@@ -47,37 +34,23 @@ void ReferenceServer::addAccount(
     m_accounts << u"--account"_s << QStringList{userid, password, otp, mail}.join(u':');
 }
 
-bool ReferenceServer::start(const QStringList& extraArguments) {
-    if (!m_folder.isValid()) {
-        m_lastError = m_folder.errorString();
-        return false;
-    }
-    const QStringList arguments = QStringList{u"--folder"_s, folder(), u"--port"_s, QString::number(m_httpPort),
-                                      u"--https-port"_s, QString::number(m_httpsPort), u"--until-stdin-closes"_s} +
-        m_accounts + extraArguments;
-    m_process.start(program(), arguments);
-    if (!m_process.waitForStarted(startLimitMs)) {
-        m_lastError = m_process.errorString();
-        return false;
-    }
-    if (readReadyLine())
-        return true;
-    stop();
-    return false;
-}
-
-bool ReferenceServer::readReadyLine() {
+bool ReferenceServer::start() {
+    const QStringList arguments{u"--folder"_s, folder(), u"--port"_s, QString::number(m_httpPort), u"--https-port"_s,
+        QString::number(m_httpsPort), u"--until-stdin-closes"_s};
+    m_process.start(program(), arguments + m_accounts);
     QElapsedTimer waited;
     waited.start();
-    while (!m_process.canReadLine() && waited.elapsed() < startLimitMs && isRunning())
+    while (!m_process.canReadLine() && waited.elapsed() < startLimitMs && m_process.state() != QProcess::NotRunning)
         m_process.waitForReadyRead(100);
-    const QList<QByteArray> words = m_process.readLine().trimmed().split(' ');
-    if (words.size() != 3 || words[0] != "ready" || !words[1].startsWith("http=") || !words[2].startsWith("https=")) {
-        m_lastError = u"the server did not report its ports: "_s + QString::fromUtf8(words.join(' '));
+    const QString line = QString::fromUtf8(m_process.readLine());
+    const auto ports = QRegularExpression(u"^ready http=(\\d+) https=(\\d+)\n$"_s).match(line);
+    if (!ports.hasMatch()) {
+        m_lastError = u"the server did not report its ports: "_s + line + m_process.errorString();
+        stop();
         return false;
     }
-    m_httpPort = words[1].mid(5).toUShort();
-    m_httpsPort = words[2].mid(6).toUShort();
+    m_httpPort = ports.captured(1).toUShort();
+    m_httpsPort = ports.captured(2).toUShort();
     return true;
 }
 
@@ -95,10 +68,6 @@ int ReferenceServer::stop() {
 
 bool ReferenceServer::isRunning() const {
     return m_process.state() == QProcess::Running;
-}
-
-QString ReferenceServer::baseUrl() const {
-    return u"http://127.0.0.1:%1"_s.arg(m_httpPort);
 }
 
 QString ReferenceServer::program() {
@@ -189,31 +158,22 @@ ReferenceServer::Reply ReferenceServer::exchange(
         m_lastError = socket.errorString();
         return {};
     }
-    QByteArray request = method + ' ' + target.toUtf8() +
-        " HTTP/1.1\r\nHost: 127.0.0.1:" + QByteArray::number(m_httpPort) + "\r\nConnection: close\r\n";
+    QByteArray request = method + ' ' + target.toUtf8() + " HTTP/1.1\r\nConnection: close\r\n";
     for (const auto& [name, value] : headers)
         request += name + ": " + value + "\r\n";
+    if (!request.contains("\r\nHost: "))
+        request += "Host: 127.0.0.1:" + QByteArray::number(m_httpPort) + "\r\n";
     if (method != "GET")
         request += "Content-Length: " + QByteArray::number(body.size()) + "\r\n";
     socket.write(request + "\r\n" + body);
 
     QByteArray received;
-    const auto complete = [&received] {
-        const auto head = headLength(received);
-        if (head < 0)
-            return false;
-        const auto length = contentLength(received.left(head));
-        return length >= 0 && received.size() >= head + length;
-    };
-    while (!complete() && waited.elapsed() < timeoutMs) {
-        if (!socket.waitForReadyRead(qMax(1, timeoutMs - int(waited.elapsed()))) && socket.bytesAvailable() == 0)
-            break;
+    while (waited.elapsed() < timeoutMs && socket.waitForReadyRead(timeoutMs - int(waited.elapsed())))
         received += socket.readAll();
-    }
-    if (!complete()) {
+    const qsizetype head = received.indexOf("\r\n\r\n");
+    if (head < 0 || socket.state() == QAbstractSocket::ConnectedState) {
         m_lastError = u"no complete answer to "_s + target;
         return {};
     }
-    const auto head = headLength(received);
-    return {received.mid(9, 3).toInt(), received.mid(head, contentLength(received.left(head)))};
+    return {received.mid(9, 3).toInt(), received.mid(head + 4)};
 }

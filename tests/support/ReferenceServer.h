@@ -31,15 +31,12 @@ public:
 
     /// Starts the server and waits for its ready line. A second start after `stop()` uses the same folder and the same
     /// ports again, so a client sees its server come back.
-    bool start(const QStringList& extraArguments = {});
+    bool start();
     /// Ends the server. @return its exit status, -1 when it was not running or had to be killed
     int stop();
     bool isRunning() const;
 
     quint16 httpPort() const { return m_httpPort; }
-    quint16 httpsPort() const { return m_httpsPort; }
-    /// "http://127.0.0.1:PORT"
-    QString baseUrl() const;
     QString folder() const;
     /// The program that is started.
     static QString program();
@@ -70,7 +67,6 @@ private:
     Reply exchange(
         const QByteArray& method, const QString& target, const QByteArray& body, const Headers& headers, int timeoutMs);
     bool postJson(const QString& path, const QJsonObject& body);
-    bool readReadyLine();
 
     QTemporaryDir m_folder;
     QProcess m_process;

@@ -8,6 +8,7 @@
 
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -18,12 +19,15 @@ class SilentBus {
 public:
     enum class Until { Ever, Hello };
 
-    explicit SilentBus(Until until = Until::Ever) : m_socket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    /// @param path  where every user may come; empty: a place of its own
+    explicit SilentBus(Until until = Until::Ever, const QString& path = {})
+        : m_path(path.isEmpty() ? m_folder.filePath(u"bus"_s) : path),
+          m_socket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
-        qstrncpy(address.sun_path, m_folder.filePath(u"bus"_s).toLocal8Bit().constData(), sizeof address.sun_path);
+        qstrncpy(address.sun_path, m_path.toLocal8Bit().constData(), sizeof address.sun_path);
         m_isThere = bind(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
-            listen(m_socket, 64) == 0;
+            listen(m_socket, 64) == 0 && chmod(address.sun_path, 0777) == 0;
         m_serving = std::thread([this, until] { serve(until); });
     }
     ~SilentBus() {
@@ -35,7 +39,7 @@ public:
     SilentBus& operator=(const SilentBus&) = delete;
 
     /// Empty when there is none.
-    QString address() const { return m_isThere ? u"unix:path="_s + m_folder.filePath(u"bus"_s) : QString(); }
+    QString address() const { return m_isThere ? u"unix:path="_s + m_path : QString(); }
     int peers() const { return m_peers; }
 
 private:
@@ -56,6 +60,7 @@ private:
     }
 
     QTemporaryDir m_folder;
+    const QString m_path;
     const int m_socket;
     bool m_isThere = false;
     std::atomic<bool> m_isOver{false};

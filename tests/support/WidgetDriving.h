@@ -28,3 +28,15 @@ inline QString spokenName(QWidget* widget) {
     const QAccessibleInterface* found = QAccessible::queryAccessibleInterface(widget);
     return found ? found->text(QAccessible::Name) : QString();
 }
+
+/// Where Tab leads from the widget that has the keyboard, @p steps widgets long; one without a name to be heard is
+/// told.
+inline QStringList tabOrder(QWidget& window, qsizetype steps) {
+    QStringList reached;
+    for (qsizetype step = 0; step < steps; ++step) {
+        QWidget* focus = window.focusWidget();
+        reached << (spokenName(focus).isEmpty() ? "nameless " : "") + focus->objectName();
+        QTest::keyClick(focus, Qt::Key_Tab);
+    }
+    return reached;
+}

@@ -1,6 +1,7 @@
 #include "WireCodec.h"
 
 #include <QJsonDocument>
+#include <QtEndian>
 
 #include <openssl/evp.h>
 #include <zlib.h>
@@ -13,7 +14,7 @@ namespace {
 
 constexpr unsigned char key[] = "Rk5w9ZqT2&hNe7Xc";
 constexpr unsigned char iv[] = "pWq4nLs8Ty#%!3Hd";
-constexpr int largestPlain = 1 << 24;
+const QByteArray largestPlain("\x01\0\0\0", 4); // 16 MiB
 
 using Context = std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)>;
 
@@ -32,19 +33,10 @@ std::optional<QJsonObject> parseObject(const QByteArray& json) {
 }
 
 std::optional<QByteArray> inflateZlib(const QByteArray& data) {
-    QByteArray plain(largestPlain, Qt::Uninitialized);
-    z_stream stream{};
-    if (inflateInit(&stream) != Z_OK)
-        return {};
-    stream.next_in = const_cast<Bytef*>(bytes(data));
-    stream.avail_in = uInt(data.size());
-    stream.next_out = bytes(plain);
-    stream.avail_out = uInt(plain.size());
-    const int result = inflate(&stream, Z_FINISH);
-    const bool whole = result == Z_STREAM_END && stream.avail_in == 0;
-    plain.truncate(qsizetype(stream.total_out));
-    inflateEnd(&stream);
-    if (!whole)
+    const QByteArray plain = qUncompress(largestPlain + data);
+    // A whole stream ends in the sum of what it holds, and nothing follows it.
+    const auto sum = qToBigEndian(quint32(adler32(1, bytes(plain), uInt(plain.size()))));
+    if (plain.isEmpty() || !data.endsWith(QByteArray(reinterpret_cast<const char*>(&sum), sizeof sum)))
         return {};
     return plain;
 }
@@ -102,22 +94,6 @@ std::optional<QJsonObject> openRequest(const QByteArray& body) {
 
 QByteArray sealAnswer(const QJsonObject& fields) {
     return encipher(QJsonDocument(fields).toJson(QJsonDocument::Compact));
-}
-
-std::optional<QJsonObject> openAnswer(const QByteArray& text) {
-    const auto plain = decipher(text);
-    return plain ? parseObject(*plain) : std::nullopt;
-}
-
-QByteArray escapeForUrl(const QByteArray& text) {
-    QByteArray out;
-    for (const char c : text) {
-        if ((c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'))
-            out += c;
-        else
-            out += '%' + QByteArray(1, c).toHex().toUpper();
-    }
-    return out;
 }
 
 } // namespace WireCodec

@@ -17,14 +17,10 @@ std::optional<QJsonObject> openRequest(const QByteArray& body);
 
 /// Answer form: JSON, AES, Base64; no compression.
 QByteArray sealAnswer(const QJsonObject& fields);
-std::optional<QJsonObject> openAnswer(const QByteArray& text);
 
 /// The layers one by one, for bodies that are wrong on purpose.
 QByteArray encipher(const QByteArray& plain);
 std::optional<QByteArray> decipher(const QByteArray& base64);
 QByteArray deflate(const QByteArray& plain);
-
-/// Every byte that is no ASCII letter or digit as "%XX".
-QByteArray escapeForUrl(const QByteArray& text);
 
 } // namespace WireCodec

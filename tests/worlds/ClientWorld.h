@@ -14,7 +14,6 @@
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QSemaphore>
 #include <QTemporaryDir>
@@ -22,10 +21,20 @@
 
 using namespace Qt::StringLiterals;
 
+/// A session as it is stored, with the ticket "T".
+inline AccountModel recordOf(const QString& user, LoginType type = LoginType::Account) {
+    AccountModel record;
+    record.setUserid(user);
+    record.setTicket(u"T"_s);
+    record.setLoginType(type);
+    return record;
+}
+
 /// Files of one client in a folder of their own, which lie there as they do in a home and below a root.
 class ClientFolder {
 public:
-    ClientFolder() {
+    /// @param port  of the server in all three places of the agent's list; 0: there is no list
+    explicit ClientFolder(quint16 port = 0) {
         QDir().mkpath(support() + u"/QenCloudL"_s);
         QDir().mkpath(agent());
         machineFile("etc/hostname", "desk-7\n");
@@ -33,6 +42,8 @@ public:
         machineFile("etc/os-release", "NAME=Debian\nVERSION_ID=12\n");
         machineFile("sys/class/net/eth0/address", "02:fc:00:00:00:0a\n");
         machineFile("sys/class/net/eth0/device/vendor", "\n");
+        if (port > 0)
+            configure(port);
     }
     QString home() const { return m_folder.filePath(u"home"_s); }
     QString support() const { return home() + u"/Library/Application Support"_s; }
@@ -171,16 +182,3 @@ public:
 private:
     QSemaphore m_arrived;
 };
-
-/// Waits until @p isTrue, at most five seconds.
-template <typename Condition>
-bool eventually(Condition isTrue, int milliseconds = 5000) {
-    QElapsedTimer timer;
-    timer.start();
-    while (!isTrue()) {
-        if (timer.elapsed() > milliseconds)
-            return false;
-        QTest::qSleep(10);
-    }
-    return true;
-}

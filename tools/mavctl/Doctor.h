@@ -31,6 +31,8 @@ Finding factsService();
 
 Finding agentFolder();
 Finding agentFiles();
+/// Whether this user's programs can follow files at all.
+Finding fileWatches();
 /// Asks the server that is in use; takes at most five seconds.
 Finding server();
 Finding log();

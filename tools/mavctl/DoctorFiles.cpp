@@ -4,11 +4,15 @@
 #include "QenServerConfig.h"
 #include "StateCatalogue.h"
 #include "StateFiles.h"
+#include "UniqueFd.h"
 
 #include <QDir>
 #include <QFileInfo>
 
+#include <cerrno>
 #include <future>
+
+#include <sys/inotify.h>
 
 using namespace Qt::StringLiterals;
 
@@ -69,6 +73,15 @@ Finding agentFiles() {
         return {subject, State::Problem, text("none"),
             text("Start the agent and connect it to its server: the client knows neither server nor policy.")};
     return {subject, State::Good, u"%1 present, all decode"_s.arg(present)};
+}
+
+Finding fileWatches() {
+    const QString subject = text("file watches");
+    const Platform::UniqueFd instance(inotify_init1(IN_CLOEXEC));
+    if (instance.isOpen() && inotify_add_watch(instance.get(), "/", IN_ATTRIB) >= 0)
+        return {subject, State::Good, text("available")};
+    return {subject, State::Problem, text("the kernel gives no more: ") + qt_error_string(errno),
+        text("As administrator, raise fs.inotify.max_user_instances and fs.inotify.max_user_watches.")};
 }
 
 Finding server() {

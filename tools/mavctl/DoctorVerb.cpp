@@ -60,7 +60,7 @@ Exit runDoctor(const QStringList& arguments) {
         return Exit::Usage;
     const QList<Finding> findings{Doctor::sessionBus(), Doctor::trayHost(), Doctor::notificationService(),
         Doctor::ticketService(), Doctor::factsService(), Doctor::chineseFonts(), Doctor::agentFolder(),
-        Doctor::agentFiles(), Doctor::server(), Doctor::log()};
+        Doctor::agentFiles(), Doctor::fileWatches(), Doctor::server(), Doctor::log()};
     const auto problems = std::count_if(
         findings.begin(), findings.end(), [](const Finding& finding) { return finding.state == State::Problem; });
     const QJsonObject all{{text("findings"), jsonOf(findings)}, {text("problems"), qint64{problems}}};

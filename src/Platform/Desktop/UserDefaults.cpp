@@ -6,8 +6,8 @@
 
 namespace Platform {
 
-ArchiveValue UserDefaults::held() const {
-    const auto bytes = readFile(m_file, PropertyListLimits::FileSize);
+ArchiveValue UserDefaults::held(bool* mayPass) const {
+    const auto bytes = readFile(m_file, PropertyListLimits::FileSize, mayPass);
     const auto root = bytes ? PropertyList::decoded(*bytes) : std::nullopt;
     return root && root->isDictionary() ? *root : ArchiveValue(ArchiveValue::Dictionary{});
 }
@@ -25,7 +25,10 @@ bool UserDefaults::boolForKey(const QString& key) const {
 bool UserDefaults::setObject(const ArchiveValue& value, const QString& key) {
     const ArchiveValue wanted = PropertyList::binaryData(value).isEmpty() ? ArchiveValue() : value;
     const std::lock_guard lock(m_mutex);
-    const ArchiveValue before = held();
+    bool isUnknown = false;
+    const ArchiveValue before = held(&isUnknown);
+    if (isUnknown)
+        return false;
     if (before.value(key) == wanted)
         return true;
     ArchiveValue values{ArchiveValue::Dictionary{}};

@@ -1,7 +1,5 @@
 #include "FileEventStream.h"
 
-#include "SystemLog.h"
-
 #include <QFile>
 #include <QFileInfo>
 #include <QSet>
@@ -25,13 +23,15 @@ constexpr quint32 Interesting = IN_MODIFY | IN_CLOSE_WRITE | IN_CREATE | IN_DELE
 constexpr size_t BufferSize = 64 * 1024;
 /// How often a folder that comes while its parent's watch is made is looked for again.
 constexpr int MostTries = 3;
+/// How often the kernel is asked again for an instance or a watch.
+constexpr int AskAgain = 10000; // milliseconds
 
 } // namespace
 
-FileEventStream::FileEventStream(
-    const QStringList& paths, std::chrono::milliseconds latency, std::function<void(const QStringList&)> callback)
-    : m_latency(latency), m_callback(std::move(callback)), m_inotify(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)),
-      m_wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+FileEventStream::FileEventStream(const QStringList& paths, std::chrono::milliseconds latency,
+    std::function<void(const QStringList&)> callback, std::function<void(const QString&)> tell)
+    : m_latency(latency), m_callback(std::move(callback)), m_tell(std::move(tell)),
+      m_inotify(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)), m_wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     for (const QString& path : paths) {
         const QFileInfo file(path);
         const auto known = std::ranges::find(m_folders, file.path(), &Folder::path);
@@ -133,16 +133,29 @@ int FileEventStream::timeLeft() const {
     return static_cast<int>(std::max<qint64>(left.count(), 0));
 }
 
+/// Without one watch at the least, of "/", the kernel has nothing left to give.
+bool FileEventStream::isFollowing() const {
+    return std::ranges::any_of(m_folders, [](const Folder& folder) { return folder.watch >= 0; });
+}
+
+void FileEventStream::askAgain() {
+    m_inotify = UniqueFd(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+    watchAll(true);
+    if (isFollowing())
+        m_tell(u"[FileEventStream] files are followed again"_s);
+}
+
 void FileEventStream::run() {
     watchAll(false);
-    // Without one watch at the least, of "/", the kernel has nothing left to give.
-    if (std::ranges::all_of(m_folders, [](const Folder& folder) { return folder.watch < 0; }))
-        systemLog(u"[FileEventStream] no file can be followed: %1"_s.arg(qt_error_string(errno)));
+    if (!isFollowing())
+        m_tell(u"[FileEventStream] no file can be followed: %1"_s.arg(qt_error_string(errno)));
     while (!m_stopped) {
         pollfd sources[] = {{m_inotify.get(), POLLIN, 0}, {m_wake.get(), POLLIN, 0}};
-        poll(sources, 2, timeLeft());
+        poll(sources, 2, isFollowing() ? timeLeft() : AskAgain);
         if (m_stopped)
             return;
+        if (!isFollowing())
+            askAgain();
         if (sources[0].revents & POLLIN)
             readEvents();
         if (timeLeft() == 0) {

@@ -62,14 +62,22 @@ bool writeAll(int descriptor, QByteArrayView bytes) {
     return true;
 }
 
-std::optional<QByteArray> readFile(const QString& path, qint64 limit) {
+std::optional<QByteArray> readFile(const QString& path, qint64 limit, bool* mayPass) {
+    const auto refused = [mayPass](int reason) {
+        const bool isAnswer = reason == ENOENT || reason == ENOTDIR || reason == ELOOP || reason == EACCES ||
+            reason == ENAMETOOLONG || reason == ENXIO;
+        if (mayPass)
+            *mayPass = !isAnswer;
+        return std::nullopt;
+    };
     const QByteArray name = QFile::encodeName(path);
     // Without O_NONBLOCK a FIFO without writer would hold us up for ever.
     const UniqueFd descriptor(
         uninterrupted([&] { return open(name.constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY); }));
+    if (!descriptor.isOpen())
+        return refused(errno);
     struct stat status {};
-    if (!descriptor.isOpen() || fstat(descriptor.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
-        status.st_size > limit)
+    if (fstat(descriptor.get(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_size > limit)
         return std::nullopt;
     // One byte more tells the end from a file that grows meanwhile.
     QByteArray bytes(static_cast<qsizetype>(status.st_size) + 1, Qt::Uninitialized);
@@ -80,7 +88,7 @@ std::optional<QByteArray> readFile(const QString& path, qint64 limit) {
         const auto room = static_cast<size_t>(bytes.size() - filled);
         const ssize_t count = uninterrupted([&] { return read(descriptor.get(), bytes.data() + filled, room); });
         if (count < 0)
-            return std::nullopt;
+            return refused(errno);
         if (count == 0)
             break;
         filled += count;
@@ -95,7 +103,7 @@ Error replaceFile(const QString& path, const QByteArray& bytes, Durability durab
     const QByteArray target = QFile::encodeName(path);
     const QByteArray folder = folderOf(target);
     const bool isSynced = durability == Durability::Synced;
-    QByteArray name = folder + "/.mav-XXXXXX";
+    QByteArray name = folder + "/.mav-" + QByteArray(6, 'X'); // the letters become a name that is free
     UniqueFd descriptor(mkostemp(name.data(), O_CLOEXEC));
     if (!descriptor.isOpen())
         return systemError(errno);

@@ -74,9 +74,9 @@ QString AccountModel::modelSavePathWithCheck(bool check, const QString& rootPath
     return folder + u'/' + StateFiles::Login;
 }
 
-std::optional<AccountModel> AccountModel::currentModel(const QString& rootPath) {
+std::optional<AccountModel> AccountModel::currentModel(const QString& rootPath, bool* mayPass) {
     const auto root = unarchiveObjectWithFile(
-        modelSavePathWithCheck(false, rootPath), {"NSString", "AccountModel", "NSValue", "NSNull"});
+        modelSavePathWithCheck(false, rootPath), {"NSString", "AccountModel", "NSValue", "NSNull"}, mayPass);
     return root ? decoded(*root) : std::nullopt;
 }
 

@@ -60,7 +60,9 @@ public:
     void setDomainName(const QString& name) { m_domainName = name; }
 
     /// The stored record; nothing when the file is missing, damaged or foreign.
-    static std::optional<AccountModel> currentModel(const QString& rootPath = AccountModelHelper::helper().rootPath());
+    /// @param mayPass  as Platform::readFile() sets it
+    static std::optional<AccountModel> currentModel(
+        const QString& rootPath = AccountModelHelper::helper().rootPath(), bool* mayPass = nullptr);
     /// Replaces the stored record, safe against power loss; false when it could not be written.
     bool save(const QString& rootPath = AccountModelHelper::helper().rootPath()) const;
     /// True only when the file existed and is gone.

@@ -38,10 +38,14 @@ bool AccountRecord::isOutdated() const {
     return fileIdentity(m_path) != m_identity;
 }
 
-std::optional<AccountModel> AccountRecord::refresh() {
+bool AccountRecord::refresh(std::optional<AccountModel>& found) {
     // Looked at before it is read: a file that comes in between is noticed the next time.
-    m_identity = fileIdentity(m_path);
-    return m_identity == FileIdentity() ? std::nullopt : AccountModel::currentModel(m_rootPath);
+    const FileIdentity identity = fileIdentity(m_path);
+    bool isUnknown = false;
+    found = identity == FileIdentity() ? std::nullopt : AccountModel::currentModel(m_rootPath, &isUnknown);
+    if (!isUnknown)
+        m_identity = identity;
+    return !isUnknown;
 }
 
 AccountRecord::Stored AccountRecord::replace(const std::optional<AccountModel>& record) {
@@ -92,7 +96,9 @@ AccountRecord::Stored AccountRecord::remove() {
 }
 
 Session::Session(const QString& rootPath, QObject* parent) : QObject(parent), m_file(rootPath), m_queue(u"session"_s) {
-    m_model = sessionStep({}, RecordFound{m_file.refresh()}).next;
+    std::optional<AccountModel> found;
+    m_file.refresh(found);
+    m_model = sessionStep({}, RecordFound{found}).next;
     m_shown = m_model;
 }
 
@@ -125,9 +131,10 @@ bool Session::isKnownToChangeNothing(const SessionEvent& event) {
 }
 
 void Session::refresh() {
-    if (!m_file.isOutdated())
+    std::optional<AccountModel> found;
+    // What is known holds while nothing can be read.
+    if (!m_file.isOutdated() || !m_file.refresh(found))
         return;
-    const auto found = m_file.refresh();
     const SessionStep step = sessionStep(m_model, RecordFound{found});
     take(step.next, step.reason);
     m_isBehind = step.next.record != found;

@@ -28,8 +28,9 @@ public:
 
     /// Whether another file stands there than the one that was read or written last: one system call.
     bool isOutdated() const;
-    /// What the file holds now; nothing for a missing, damaged or foreign one.
-    std::optional<AccountModel> refresh();
+    /// @param found  what the file holds now; nothing for a missing, damaged or foreign one
+    /// @returns false when that cannot be known at the moment: the file counts as outdated then
+    bool refresh(std::optional<AccountModel>& found);
     /// Puts @p record in the place of the file that was read last, or removes it. Safe against power loss.
     Stored replace(const std::optional<AccountModel>& record);
 

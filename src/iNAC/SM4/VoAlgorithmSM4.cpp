@@ -103,44 +103,29 @@ const unsigned char* fixedIv() {
 
 /// AES for a key of that many characters, or none.
 const EVP_CIPHER* aesFor(qsizetype characters) {
-    switch (characters) {
-    case 16:
+    if (characters == 16)
         return EVP_aes_128_cbc();
-    case 24:
+    if (characters == 24)
         return EVP_aes_192_cbc();
-    case 32:
-        return EVP_aes_256_cbc();
-    default:
-        return nullptr;
-    }
+    return characters == 32 ? EVP_aes_256_cbc() : nullptr;
 }
 
 } // namespace
 
 std::optional<QString> VoAlgorithmSM4::encryption(const QString& text) const {
-    switch (m_type) {
-    case CTR:
+    if (m_type == CTR)
         return encryptionTextWithSM4CTRMode(text);
-    case CBC:
+    if (m_type == CBC)
         return encryptionTextWithSM4CBCMode(text);
-    case ECB:
-        return encryptionTextWithSM4ECBMode(text);
-    default:
-        return std::nullopt;
-    }
+    return m_type == ECB ? encryptionTextWithSM4ECBMode(text) : std::nullopt;
 }
 
 std::optional<QString> VoAlgorithmSM4::decryption(const QString& text) const {
-    switch (m_type) {
-    case CTR:
+    if (m_type == CTR)
         return decryptionTextWithSM4CTRMode(text);
-    case CBC:
+    if (m_type == CBC)
         return decryptionTextWithSM4CBCMode(text);
-    case ECB:
-        return decryptionTextWithSM4ECBMode(text);
-    default:
-        return std::nullopt;
-    }
+    return m_type == ECB ? decryptionTextWithSM4ECBMode(text) : std::nullopt;
 }
 
 std::optional<QString> VoAlgorithmSM4::encryptionWithSM4CTRKey(

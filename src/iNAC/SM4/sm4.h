@@ -3,12 +3,21 @@
 #include <cstddef>
 #include <cstdint>
 
-/// The block cipher of GB/T 32907-2016: 128-bit block, 128-bit key, 32 rounds. Portable code, no state outside the
-/// context, safe from any thread as long as each thread has a context and an IV of its own.
+/// The block cipher of GB/T 32907-2016: 128-bit block, 128-bit key, 32 rounds. No state outside the context, safe from
+/// any thread as long as each thread has a context and an IV of its own.
 
 inline constexpr std::size_t SM4_BLOCK_SIZE = 16;
 inline constexpr int SM4_DECRYPT = 0;
 inline constexpr int SM4_ENCRYPT = 1;
+
+/// Takes @p count blocks that do not depend on each other, in place or not.
+using sm4_blocks = void (*)(
+    const std::uint32_t roundKeys[32], std::size_t count, const unsigned char* input, unsigned char* output);
+/// By tables, on any processor.
+void sm4_blocks_by_table(
+    const std::uint32_t roundKeys[32], std::size_t count, const unsigned char* input, unsigned char* output);
+/// The fastest that this processor and its operating system have; decided at the first call.
+sm4_blocks sm4_fastest_blocks();
 
 /// Wipes its round keys when it goes.
 struct sm4_context {
@@ -19,6 +28,7 @@ struct sm4_context {
 
     int mode = SM4_ENCRYPT;
     std::uint32_t sk[32] = {};
+    sm4_blocks blocks = sm4_fastest_blocks();
 };
 
 /// @p key is 16 bytes.

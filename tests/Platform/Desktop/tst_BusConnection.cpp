@@ -66,12 +66,6 @@ private Q_SLOTS:
         QVERIFY2(timer.elapsed() < 5000, qPrintable(QString::number(timer.elapsed())));
     }
 
-    void absentBus() {
-        BusConnection bus(u"unix:path=/no/such/bus"_s, 10s);
-        QVERIFY(!bus.connection().isConnected());
-        QVERIFY(!bus.isSilent());
-    }
-
     void stoppedBusIsLeftAfterTheLimitOfACall() {
         const PrivateBus daemon;
         BusConnection bus(daemon.address());

@@ -17,7 +17,8 @@ class tst_Workspace : public QObject {
 private Q_SLOTS:
     void init() {
         m_folder.emplace();
-        for (const char* name : {"apps", "entries", "bin"})
+        QVERIFY(QDir::setCurrent(m_folder->path()));
+        for (const char* name : {"apps", "own", "entries", "bin"})
             QVERIFY(QDir().mkpath(path(name)));
         program("bin/tool", "tool");
         program("bin/mailer", "mailer");
@@ -26,125 +27,72 @@ private Q_SLOTS:
         program("apps/plain", "plain");
     }
 
-    void entries_data() {
-        QTest::addColumn<QByteArray>("content");
-        QTest::addColumn<QString>("launched");
-        const auto row = [](const char* name, const char* lines, const QString& launched) {
-            QTest::newRow(name) << QByteArray("[Desktop Entry]\nType=Application\n") + lines << launched;
-        };
-        row("plain", "Exec=tool --a b", "tool,--a,b");
-        row("field codes", "Exec=tool %U --x=%f 100%%", "tool,--x=,100%");
-        row("quotes", "Exec=\"a b\" \"q\\\\\"q\" \"\" c", "blank,q\"q,,c");
-        row("escapes", "Exec=tool\\sx\\\\y", "tool,x\\y");
-        row("open quote", "Exec=tool \"a", {});
-        row("no program", "Name=x", {});
-        row("hidden", "Exec=tool\nHidden=true", {});
-        row("terminal", "Exec=tool\nTerminal=true", {});
-        row("another group", "[Desktop Action new]\nExec=tool", {});
-        QTest::newRow("no application") << QByteArray("[Desktop Entry]\nType=Link\nExec=tool") << QString();
-        QTest::newRow("binary") << QByteArray(70000, '\0') << QString();
-    }
-    void entries() {
-        QFETCH(QByteArray, content);
-        QFETCH(QString, launched);
-        program("bin/a b", "blank");
-        QFile file(path(u"entries/probe.desktop"_s));
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
-        file.close();
-        const Workspace workspace = make();
-        QCOMPARE(workspace.isInstalled(u"probe"_s), !launched.isEmpty());
-        workspace.launchApplication(u"probe"_s);
-        if (launched.isEmpty())
-            QTest::qWait(20);
-        QTRY_COMPARE(noted(), launched);
-    }
-
-    void installed_data() {
+    void applications_data() {
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("launched");
-        QTest::newRow("bundle") << "Meet.app"
-                                << "bundle";
-        QTest::newRow("file in the folder") << "plain"
-                                            << "plain";
-        QTest::newRow("program") << "tool"
-                                 << "tool";
-        QTest::newRow("program, with ending") << "tool.app"
-                                              << "tool";
-        QTest::newRow("entry by id") << "org.example.Mail.app"
-                                     << "mailer,mail,a b";
-        QTest::newRow("entry by name") << "企业邮箱"
-                                       << "mailer,mail,a b";
-        QTest::newRow("missing") << "Nothing.app"
-                                 << "";
-        QTest::newRow("entry whose program is missing") << "Gone"
-                                                        << "";
-        QTest::newRow("entry whose other program is missing") << "Half"
-                                                              << "";
-        QTest::newRow("path") << "../bin/tool"
-                              << "";
-        QTest::newRow("empty") << ""
-                               << "";
-        QTest::newRow("folder") << ".."
-                                << "";
-        QTest::newRow("too long") << QString(300, u'a') << "";
-        QTest::newRow("a shell's words") << "tool; tool"
-                                         << "";
+        QTest::addColumn<QByteArray>("id");
+        QTest::addColumn<QByteArray>("lines");
+        const auto row = [](const char* title, const QString& name, const char* launched, const char* id = "other",
+                             const QByteArray& lines = {}) {
+            QTest::newRow(title) << name << launched << QByteArray(id) << lines;
+        };
+        row("bundle", "Meet.app", "bundle");
+        row("bundle without a program", "Shell.app", "");
+        row("its program", "Shell", "");
+        row("bundle without a program beside an entry", "Desk.app", "tool");
+        row("file in the folder", "plain", "plain");
+        row("program", "tool", "tool");
+        row("program, with ending", "tool.app", "tool");
+        row("entry by id", "org.example.Mail.app", "mailer,mail,a b");
+        row("entry by name", "企业邮箱", "mailer,mail,a b");
+        row("missing", "Nothing.app", "");
+        row("entry whose program is missing", "Gone", "");
+        row("entry whose other program is missing", "Half", "");
+        row("path", "../bin/tool", "");
+        row("empty", "", "");
+        row("folder", "..", "");
+        row("too long", QString(300, u'a'), "");
+        row("a shell's words", "tool; tool", "");
+
+        row("plain", "probe", "tool,--a,b", "probe", "Exec=tool --a b");
+        row("field codes", "probe", "tool,--x=,100%", "probe", "Exec=tool %U --x=%f 100%%");
+        row("quotes", "probe", "blank,q\"q,,c", "probe", "Exec=\"a b\" \"q\\\\\"q\" \"\" c");
+        row("escapes", "probe", "tool,x\\y", "probe", "Exec=tool\\sx\\\\y");
+        row("open quote", "probe", "", "probe", "Exec=tool \"a");
+        row("no program", "probe", "", "probe", "Name=x");
+        row("hidden", "probe", "", "probe", "Exec=tool\nHidden=true");
+        row("terminal", "probe", "", "probe", "Exec=tool\nTerminal=true");
+        row("another group", "probe", "", "probe", "[Desktop Action new]\nExec=tool");
+        row("no application", "probe", "", "probe", "Type=Link\nExec=tool");
+        row("binary", "probe", "", "probe", QByteArray(70000, '\0'));
+
+        // The first file of an id counts.
+        row("hidden, by id", "post", "", "post", "Name=Mail\nExec=mailer\nHidden=true");
+        row("hidden, by name", "Mail", "", "post", "Name=Mail\nExec=mailer\nHidden=true");
+        row("renamed, by the old name", "Mail", "", "post", "Name=Letters\nExec=mailer");
+        row("renamed, by the new name", "Letters", "mailer", "post", "Name=Letters\nExec=mailer");
+        row("program given by a way from here", "Letters", "", "post", "Name=Letters\nExec=bin/mailer");
     }
-    void installed() {
+    void applications() {
         QFETCH(QString, name);
         QFETCH(QString, launched);
+        QFETCH(QByteArray, id);
+        QFETCH(QByteArray, lines);
+        program("bin/a b", "blank");
+        entry("post", "Name=Mail\nExec=mailer");
+        entry("../own/" + id, lines);
         entry("org.example.Mail", "Name=企业邮箱\nExec=mailer mail \"a b\" %U");
         entry("gone", "Name=Gone\nExec=no-such-program");
         entry("half", "Name=Half\nExec=tool\nTryExec=no-such-program");
+        entry("desk", "Name=Desk\nExec=tool");
+        QVERIFY(QDir().mkpath(path(u"apps/Shell.app/Contents"_s)) && QDir().mkpath(path(u"apps/Desk.app"_s)));
         const Workspace workspace = make();
-        QCOMPARE(workspace.isInstalled(name), !launched.isEmpty());
+        // In an application folder its being there is enough.
+        QCOMPARE(workspace.isInstalled(name), !launched.isEmpty() || name == u"Shell.app");
         workspace.launchApplication(name);
         if (launched.isEmpty())
             QTest::qWait(20);
         QTRY_COMPARE(noted(), launched);
-    }
-
-    void bundleWithoutAProgramIsInstalled() {
-        QVERIFY(QDir().mkpath(path(u"apps/Shell.app/Contents"_s)));
-        const Workspace workspace = make();
-        QVERIFY(workspace.isInstalled(u"Shell.app"_s));
-        QVERIFY(!workspace.isInstalled(u"Shell"_s));
-        workspace.launchApplication(u"Shell.app"_s);
-        QTest::qWait(20);
-        QCOMPARE(noted(), QString());
-        entry("shell", "Name=Shell\nExec=tool");
-        workspace.launchApplication(u"Shell.app"_s);
-        QTRY_COMPARE(noted(), u"tool"_s);
-    }
-
-    void firstFileOfAnIdCounts_data() {
-        QTest::addColumn<QString>("own");
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<bool>("isInstalled");
-        const auto row = [](const char* title, const char* own, const char* name, bool isInstalled) {
-            QTest::newRow(title) << QString::fromLatin1(own) << QString::fromLatin1(name) << isInstalled;
-        };
-        row("hidden, by id", "Name=Mail\nExec=mailer\nHidden=true", "post", false);
-        row("hidden, by name", "Name=Mail\nExec=mailer\nHidden=true", "Mail", false);
-        row("renamed, by the old name", "Name=Letters\nExec=mailer", "Mail", false);
-        row("renamed, by the new name", "Name=Letters\nExec=mailer", "Letters", true);
-        row("program given by a way from here", "Name=Letters\nExec=bin/mailer", "Letters", false);
-    }
-    void firstFileOfAnIdCounts() {
-        QFETCH(QString, own);
-        QFETCH(QString, name);
-        entry("post", "Name=Mail\nExec=mailer");
-        QVERIFY(QDir().mkpath(path(u"own"_s)));
-        QFile file(path(u"own/post.desktop"_s));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("[Desktop Entry]\nType=Application\n" + own.toUtf8() + "\n");
-        file.close();
-        const QString before = QDir::currentPath();
-        QVERIFY(QDir::setCurrent(m_folder->path()));
-        const Workspace workspace({{}, {path(u"own"_s), path(u"entries"_s)}, {path(u"bin"_s)}});
-        const bool isInstalled = workspace.isInstalled(name);
-        QDir::setCurrent(before);
-        QTEST(isInstalled, "isInstalled");
     }
 
     void entryThatIsAPipeHoldsNobodyUp() {
@@ -152,33 +100,24 @@ private Q_SLOTS:
         QVERIFY(!make().isInstalled(u"pipe"_s));
     }
 
-    void addresses_data() {
-        QTest::addColumn<QString>("url");
-        QTest::addColumn<QString>("opened");
-        QTest::newRow("plain") << "http://a.example/"
-                               << "opened,http://a.example/";
-        QTest::newRow("a shell's signs") << "http://a/$(id)'\";&|"
-                                         << "opened,http://a/$(id)'\";&|";
-        QTest::newRow("long") << "http://a/" + QString(10000, u'x') << "opened,http://a/" + QString(10000, u'x');
-        QTest::newRow("empty") << ""
-                               << "";
-        QTest::newRow("blank") << "  "
-                               << "";
-        QTest::newRow("option") << "--help http"
-                                << "";
-    }
     void addresses() {
-        QFETCH(QString, url);
-        QFETCH(QString, opened);
-        make().openUrl(url);
-        if (opened.isEmpty())
-            QTest::qWait(20);
-        QTRY_COMPARE(noted(), opened);
+        for (const QString& url :
+            {u"http://a.example/"_s, u"http://a/$(id)'\";&|"_s, u"http://a/"_s + QString(10000, u'x')}) {
+            make().openUrl(url);
+            QTRY_COMPARE(noted(), u"opened,"_s + url);
+        }
+        QVERIFY(QFile::remove(path(u"note"_s)));
+        for (const QString& url : {u""_s, u"  "_s, u"--help http"_s})
+            make().openUrl(url);
+        QTest::qWait(20);
+        QCOMPARE(noted(), QString());
     }
 
 private:
     QString path(const QString& name) const { return m_folder->filePath(name); }
-    Workspace make() const { return Workspace({{path(u"apps"_s)}, {path(u"entries"_s)}, {path(u"bin"_s)}}); }
+    Workspace make() const {
+        return Workspace({{path(u"apps"_s)}, {path(u"own"_s), path(u"entries"_s)}, {path(u"bin"_s)}});
+    }
     /// A program that notes its name and arguments.
     void program(const QString& name, const char* called) const {
         QVERIFY(QDir().mkpath(QFileInfo(path(name)).path()));
@@ -190,10 +129,10 @@ private:
         file.close();
         QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::ExeOwner));
     }
-    void entry(const char* id, const char* lines) const {
+    void entry(const QByteArray& id, const QByteArray& lines) const {
         QFile file(path(u"entries/"_s) + QString::fromLatin1(id) + u".desktop"_s);
         QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("[Desktop Entry]\nType=Application\n" + QByteArray(lines) + "\n");
+        file.write("[Desktop Entry]\nType=Application\n" + lines + "\n");
     }
     QString noted() const {
         QFile file(path(u"note"_s));

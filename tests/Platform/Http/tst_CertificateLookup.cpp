@@ -64,7 +64,6 @@ class tst_CertificateLookup : public QObject {
 
 private Q_SLOTS:
     void initTestCase();
-    void label_data();
     void label();
     void hangingModuleEndsAtTheLimit();
 
@@ -84,19 +83,11 @@ void tst_CertificateLookup::initTestCase() {
     QVERIFY(write(tokens + u"/00000000-damaged/token.object"_s, "not a token"));
 }
 
-void tst_CertificateLookup::label_data() {
-    QTest::addColumn<QString>("label");
-    QTest::addColumn<bool>("isFound");
-    QTest::newRow("on the one token") << PersonalName << true;
-    QTest::newRow("on the other token, Chinese") << ChineseName << true;
-    QTest::newRow("nowhere") << u"wang"_s << false;
-    QTest::newRow("only the beginning") << u"lin"_s << false;
-    QTest::newRow("empty, though one is unnamed") << QString() << false;
-}
-
 void tst_CertificateLookup::label() {
-    QFETCH(QString, label);
-    QTEST(TokenCertificates(u"certificates"_s).hasCertificate(label), "isFound");
+    // On one token, on the other; nowhere, only the beginning of one, and none, though one is unnamed.
+    for (const auto& [label, isFound] :
+        {std::pair{PersonalName, true}, {ChineseName, true}, {u"wang"_s, false}, {u"lin"_s, false}, {QString(), false}})
+        QVERIFY2(TokenCertificates(u"certificates"_s).hasCertificate(label) == isFound, qPrintable(label));
 }
 
 void tst_CertificateLookup::hangingModuleEndsAtTheLimit() {

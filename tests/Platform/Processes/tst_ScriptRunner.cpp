@@ -16,94 +16,61 @@ class tst_ScriptRunner : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void parsed_data() {
-        QTest::addColumn<QString>("source");
-        QTest::addColumn<bool>("understood");
-        QTest::addColumn<QString>("command");
-        QTest::addColumn<bool>("administrator");
-        QTest::newRow("plain") << "do shell script \"ls | awk '{print $5}'\"" << true << "ls | awk '{print $5}'"
-                               << false;
-        QTest::newRow("clause") << "do shell script \"reboot\" with administrator privileges" << true << "reboot"
-                                << true;
-        QTest::newRow("blanks") << " do  shell\tscript \"a\"  with  administrator privileges \n" << true << "a" << true;
-        QTest::newRow("escapes") << "do shell script \"echo \\\"a\\\\b\\\" \\t\"" << true << "echo \"a\\b\" \t"
-                                 << false;
-        QTest::newRow("empty command") << "do shell script \"\"" << true << "" << false;
-        QTest::newRow("no end") << "do shell script \"ls" << false << "" << false;
-        QTest::newRow("ends in an escape") << "do shell script \"ls\\" << false << "" << false;
-        QTest::newRow("unknown escape") << "do shell script \"ls\\$x\"" << false << "" << false;
-        QTest::newRow("second statement") << "do shell script \"ls\" & \"x\"" << false << "" << false;
-        QTest::newRow("other statement") << "tell application \"Finder\" to quit" << false << "" << false;
-        QTest::newRow("nothing") << "" << false << "" << false;
-    }
-    void parsed() {
-        QFETCH(QString, source);
-        const ScriptRunner::Statement statement = ScriptRunner::parsed(source);
-        QTEST(statement.understood, "understood");
-        if (statement.understood) {
-            QTEST(statement.command, "command");
-            QTEST(statement.needsAdministrator, "administrator");
+    void quotingSurvivesTheShell() {
+        for (const QString& text : {u"plain"_s, u"a b"_s, u"it's"_s, u"\"q\""_s, u"back\\slash"_s,
+                 u"$(touch x) `id` $HOME; & | *"_s, u"-n"_s, u"名字"_s}) {
+            const QString command = u"printf %s "_s + ScriptRunner::shellQuoted(text);
+            Error error;
+            const QString source = u"do shell script \"%1\""_s.arg(ScriptRunner::escaped(command));
+            QCOMPARE(ScriptRunner(source).execute(&error), text);
+            QVERIFY(!error);
         }
     }
 
-    void quotingSurvivesTheShell_data() {
-        QTest::addColumn<QString>("text");
-        for (const char* text :
-            {"plain", "a b", "it's", "\"q\"", "back\\slash", "$(touch x) `id` $HOME; & | *", "-n", "名字"})
-            QTest::newRow(text) << QString::fromUtf8(text);
-    }
-    void quotingSurvivesTheShell() {
-        QFETCH(QString, text);
-        const QString command = u"printf %s "_s + ScriptRunner::shellQuoted(text);
-        Error error;
-        const QString source = u"do shell script \"%1\""_s.arg(ScriptRunner::escaped(command));
-        QCOMPARE(ScriptRunner(source).execute(&error), text);
-        QVERIFY(!error);
+    void notUnderstood() {
+        for (const char* source : {"", "quit", "do shell script \"ls", "do shell script \"ls\\",
+                 "do shell script \"ls\\$x\"", "do shell script \"ls\" & \"x\""}) {
+            Error error;
+            QVERIFY2(ScriptRunner(QString::fromLatin1(source)).execute(&error).isNull(), source);
+            QCOMPARE(error.code(), ScriptRunner::SyntaxError);
+            QCOMPARE(error.localizedDescription(), u"The script is not a do shell script statement."_s);
+        }
     }
 
-    void execute_data() {
-        QTest::addColumn<QString>("source");
-        QTest::addColumn<QString>("result");
-        QTest::addColumn<qint64>("code");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("one line end goes") << "do shell script \"printf 'a\\\\n\\\\n'\""
-                                           << "a\n"
-                                           << qint64(0) << "";
-        QTest::newRow("no output") << "do shell script \"true\""
-                                   << "" << qint64(0) << "";
-        QTest::newRow("fails") << "do shell script \"echo lost; echo why >&2; exit 3\""
-                               << "" << qint64(3) << "why";
-        QTest::newRow("warns") << "do shell script \"echo fine; echo why >&2\""
-                               << "fine" << qint64(0) << "";
-        QTest::newRow("no script") << "quit"
-                                   << "" << ScriptRunner::SyntaxError
-                                   << "The script is not a do shell script statement.";
-        QTest::newRow("takes too long") << "do shell script \"sleep 1000\""
-                                        << "" << ScriptRunner::TimedOut << "The script timed out.";
-        QTest::newRow("administrator") << "do shell script \"echo $AS\" with administrator privileges"
-                                       << "admin" << qint64(0) << "";
-        QTest::newRow("dialog closed") << "do shell script \"exit 126\" with administrator privileges"
-                                       << "" << ScriptRunner::UserCancelled << "User canceled.";
-        QTest::newRow("not authorised") << "do shell script \"echo no >&2; exit 127\" with administrator privileges"
-                                        << "" << ScriptRunner::NotPermitted << "no";
-    }
     void execute() {
-        QFETCH(QString, source);
-        QFETCH(QString, result);
-        QFETCH(qint64, code);
+        struct Row {
+            QString command;
+            bool asAdministrator;
+            QString result;
+            qint64 code;
+            QString text;
+        };
+        const Row rows[] = {
+            {u"printf 'a\\tb\\n\\\\n'"_s, false, u"a\tb\n"_s, 0, {}},
+            {u""_s, false, u""_s, 0, {}},
+            {u"echo lost; echo why >&2; exit 3"_s, false, {}, 3, u"why"_s},
+            {u"echo fine; echo why >&2"_s, false, u"fine"_s, 0, {}},
+            {u"sleep 1000"_s, false, {}, ScriptRunner::TimedOut, u"The script timed out."_s},
+            {u"echo $AS"_s, true, u"admin"_s, 0, {}},
+            {u"exit 126"_s, true, {}, ScriptRunner::UserCancelled, u"User canceled."_s},
+            {u"echo no >&2; exit 127"_s, true, {}, ScriptRunner::NotPermitted, u"no"_s},
+        };
         QTemporaryDir folder;
         QFile tool(folder.filePath(u"authorise"_s));
         QVERIFY(tool.open(QIODevice::WriteOnly));
         tool.write("#!/bin/sh\nexport AS=admin\nexec \"$@\"\n");
         tool.close();
         tool.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-
-        Error error;
-        const QString answer = ScriptRunner(source, {1.0, 5.0}, tool.fileName()).execute(&error);
-        QCOMPARE(answer, result);
-        QCOMPARE(answer.isNull(), code != 0);
-        QCOMPARE(error.code(), code);
-        QTEST(error.localizedDescription(), "text");
+        for (const Row& row : rows) {
+            const QString source = u" do  shell\tscript \"%1\" %2 \n"_s.arg(
+                row.command, row.asAdministrator ? u" with  administrator privileges"_s : QString());
+            Error error;
+            const QString answer = ScriptRunner(source, {1.0, 5.0}, tool.fileName()).execute(&error);
+            QCOMPARE(answer, row.result);
+            QCOMPARE(answer.isNull(), row.code != 0);
+            QCOMPARE(error.code(), row.code);
+            QCOMPARE(error.localizedDescription(), row.text);
+        }
     }
 
     void withoutAuthorisationTool() {

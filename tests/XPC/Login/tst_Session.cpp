@@ -371,6 +371,26 @@ private:
     bool m_signedOutByPerson = false;
 };
 
+/// A session on a record, beside a copy of it that the agent has read before.
+struct Stored {
+    bool submitted(const SessionEvent& event) {
+        QSemaphore done;
+        session.submit(event, [&done](const Session::Outcome&) { done.release(); });
+        return done.tryAcquire(1, 5000);
+    }
+    /// What the agent writes now.
+    bool agentNotes(qint64 state) {
+        old.setTicket_state(state);
+        return old.save(folder.path());
+    }
+    std::optional<AccountModel> file() const { return AccountModel::currentModel(folder.path()); }
+
+    QTemporaryDir folder;
+    AccountModel old = recordOf(u"lin"_s, u"T0"_s);
+    const bool isStored = old.save(folder.path());
+    Session session{folder.path()};
+};
+
 } // namespace
 
 /// The session: its model under random orders of events, and its file beside a second writer.
@@ -450,23 +470,19 @@ private Q_SLOTS:
     }
     void aSignInCountsUnlessThePersonLeftSince() {
         QFETCH(QList<SessionEvent>, meanwhile);
-        QFETCH(bool, counts);
         SessionModel model = sessionStep({}, RecordFound{recordOf(u"lin"_s, u"T1"_s)}).next;
-        const SignInAnswer late{model.asked, granting(u"lin"_s, u"T9"_s), true};
+        const SignInAnswer before{model.asked, granting(u"lin"_s, u"T9"_s), true};
+        SignInAnswer between = before;
         for (const SessionEvent& event : meanwhile) {
+            between.asked = model.asked;
             const SessionStep step = sessionStep(model, event);
             QVERIFY(step.reason != SessionReason::None);
             model = step.next;
         }
-        QCOMPARE(sessionStep(model, late).reason == SessionReason::SignedIn, counts);
-    }
-    void aSignInCountsThatWasAskedForAfterTheSignOut() {
-        SessionModel model = sessionStep({}, RecordFound{recordOf(u"lin"_s, u"T1"_s)}).next;
-        model = sessionStep(model, LogoutAnswer{model.asked, std::nullopt}).next;
-        const SignInAnswer late{model.asked, granting(u"lin"_s, u"T9"_s), true};
-        model = sessionStep(model, QRAnswer{model.asked, stating(-2)}).next;
-        QCOMPARE(model.state(), SessionState::SignedOut);
-        QCOMPARE(sessionStep(model, late).next.state(), SessionState::Confirmed);
+        QTEST(sessionStep(model, before).reason == SessionReason::SignedIn, "counts");
+        // One that was asked for after the wish to sign out counts, though that is reported only now.
+        if (meanwhile.size() > 1)
+            QCOMPARE(sessionStep(model, between).next.state(), SessionState::Confirmed);
     }
 
     void changesArriveOnTheMainThreadInOrder() {
@@ -495,66 +511,54 @@ private Q_SLOTS:
     void aRecordOfBeforeIsASignIn() {
         QTemporaryDir folder;
         QCOMPARE(Session(folder.path()).asked(), AskedFor());
-        QVERIFY(recordOf(u"lin"_s, u"T0"_s).save(folder.path()));
-        Session session(folder.path());
-        QCOMPARE(session.state(), SessionState::Unconfirmed);
+        Stored stored;
+        QCOMPARE(stored.session.state(), SessionState::Unconfirmed);
         // The watchdog takes 0 for nobody.
-        QVERIFY(session.asked().signIn != 0);
+        QVERIFY(stored.session.asked().signIn != 0);
     }
 
     void theAgentsNotesSurviveTheClientsWrites() {
-        QTemporaryDir folder;
-        QVERIFY(recordOf(u"lin"_s, u"T0"_s).save(folder.path()));
-        Session session(folder.path());
+        Stored stored;
         // The agent writes the ticket's state all the time, the client its network type: neither loses the other's.
         std::atomic<bool> stop{false};
         std::atomic<int> written{0};
         std::thread agent([&] {
             while (!stop) {
-                auto record = AccountModel::currentModel(folder.path());
+                auto record = stored.file();
                 if (!record)
                     continue;
                 record->setTicket_state(written % 2 == 0 ? 3 : 4);
-                written += record->save(folder.path());
+                written += record->save(stored.folder.path());
             }
         });
         QSemaphore done;
         for (int i = 0; i < 200; ++i)
-            session.submit(
-                NetworkTypeAnswer{session.asked(), i % 2}, [&done](const Session::Outcome&) { done.release(); });
+            stored.session.submit(
+                NetworkTypeAnswer{stored.session.asked(), i % 2}, [&done](const Session::Outcome&) { done.release(); });
         QVERIFY(done.tryAcquire(200, 60000));
         stop = true;
         agent.join();
         QVERIFY(written > 0);
-        const auto record = AccountModel::currentModel(folder.path());
+        const auto record = stored.file();
         QVERIFY(record);
         QCOMPARE(record->decryptTicket(), u"T0"_s);
         QVERIFY(record->ticket_state() == 3 || record->ticket_state() == 4);
-        QVERIFY(!QFile::exists(folder.filePath(u"QenCloudL/login.archive.aside"_s)));
+        QVERIFY(!QFile::exists(stored.folder.filePath(u"QenCloudL/login.archive.aside"_s)));
     }
 
     void theWishToSignOutSurvivesAnOldCopyOfTheRecord() {
-        QTemporaryDir folder;
-        AccountModel old = recordOf(u"lin"_s, u"T0"_s);
-        QVERIFY(old.save(folder.path()));
-        Session session(folder.path());
+        Stored stored;
+        Session& session = stored.session;
         QVERIFY(session.current().served() != 0);
-        const auto submitted = [&session](const SessionEvent& event) {
-            QSemaphore done;
-            session.submit(event, [&done](const Session::Outcome&) { done.release(); });
-            return done.tryAcquire(1, 5000);
-        };
-        QVERIFY(submitted(LogoutAnswer{session.asked(), std::nullopt}));
+        QVERIFY(stored.submitted(LogoutAnswer{session.asked(), std::nullopt}));
         QCOMPARE(session.current().state(), SessionState::LogoutPending);
         QVERIFY2(session.current().served() == 0, "the watchdog works for somebody who has signed out");
         // The agent read the record before and writes its note now.
-        old.setTicket_state(1);
-        QVERIFY(old.save(folder.path()));
+        QVERIFY(stored.agentNotes(1));
         QCOMPARE(session.current().state(), SessionState::LogoutPending);
-        QVERIFY(submitted(NetworkTypeAnswer{session.asked(), 1}));
-        const auto record = AccountModel::currentModel(folder.path());
-        QCOMPARE(record->islogout(), 1);
-        QCOMPARE(record->ticket_state(), 1);
+        QVERIFY(stored.submitted(NetworkTypeAnswer{session.asked(), 1}));
+        QCOMPARE(stored.file()->islogout(), 1);
+        QCOMPARE(stored.file()->ticket_state(), 1);
     }
 
     void anOldCopyOfTheRecordBringsNoOldTicketBack_data() {
@@ -567,30 +571,22 @@ private Q_SLOTS:
     void anOldCopyOfTheRecordBringsNoOldTicketBack() {
         QFETCH(qint64, note);
         QFETCH(qint64, kept);
-        QTemporaryDir folder;
-        AccountModel old = recordOf(u"lin"_s, u"T0"_s);
-        QVERIFY(old.save(folder.path()));
-        Session session(folder.path());
-        const auto submitted = [&session](const SessionEvent& event) {
-            QSemaphore done;
-            session.submit(event, [&done](const Session::Outcome&) { done.release(); });
-            return done.tryAcquire(1, 5000);
-        };
-        QVERIFY(submitted(TicketAnswer{session.asked(), granting(u"lin"_s, u"T1"_s)}));
+        Stored stored;
+        Session& session = stored.session;
+        QVERIFY(stored.submitted(TicketAnswer{session.asked(), granting(u"lin"_s, u"T1"_s)}));
         const AskedFor asked = session.asked();
-        old.setTicket_state(note);
-        QVERIFY(old.save(folder.path()));
+        QVERIFY(stored.agentNotes(note));
         QCOMPARE(session.current().record->decryptTicket(), u"T1"_s);
         QCOMPARE(session.current().record->ticket_state(), kept);
         QCOMPARE(session.asked(), asked);
         // The file follows without another event.
-        QTRY_COMPARE(AccountModel::currentModel(folder.path())->decryptTicket(), u"T1"_s);
-        QCOMPARE(AccountModel::currentModel(folder.path())->ticket_state(), kept);
+        QTRY_COMPARE(stored.file()->decryptTicket(), u"T1"_s);
+        QCOMPARE(stored.file()->ticket_state(), kept);
 
-        QVERIFY(submitted(LogoutAnswer{session.asked(), QJsonObject{{"ret", 0}}}));
-        QVERIFY(old.save(folder.path()));
+        QVERIFY(stored.submitted(LogoutAnswer{session.asked(), QJsonObject{{"ret", 0}}}));
+        QVERIFY(stored.agentNotes(note));
         QVERIFY(!session.isSignedIn());
-        QTRY_VERIFY(!AccountModel::currentModel(folder.path()));
+        QTRY_VERIFY(!stored.file());
     }
 
     void aSignInThatCannotBeStoredIsNone() {

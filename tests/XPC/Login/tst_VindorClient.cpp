@@ -1,9 +1,8 @@
 #include "Completion.h"
+#include "LoopbackServer.h"
 #include "VpnComponent.h"
 
 #include <QFile>
-#include <QTcpServer>
-#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -13,31 +12,15 @@ using Platform::Error;
 
 namespace {
 
-/// The agent's side: answers each request with the next of its bodies and keeps what it was asked.
-class Agent : public QObject {
-public:
-    explicit Agent(QList<QByteArray> answers) : m_answers(std::move(answers)) {
-        server.listen(QHostAddress::LocalHost);
-        connect(&server, &QTcpServer::newConnection, this, [this] {
-            QTcpSocket* socket = server.nextPendingConnection();
-            connect(socket, &QTcpSocket::readyRead, this, [this, socket] { answer(socket); });
-        });
+/// A folder with the file that tells the agent's port.
+struct PortFile {
+    explicit PortFile(const QByteArray& text) {
+        QFile file(path);
+        if (!text.isEmpty() && file.open(QIODevice::WriteOnly))
+            file.write(text);
     }
-    QTcpServer server;
-    QList<QByteArray> requests;
-
-private:
-    void answer(QTcpSocket* socket) {
-        const QByteArray request = socket->readAll();
-        if (!request.contains("\r\n\r\n"))
-            return;
-        requests << request;
-        const QByteArray body = m_answers.isEmpty() ? QByteArray() : m_answers.takeFirst();
-        if (body == "silence")
-            return;
-        socket->write("HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body);
-    }
-    QList<QByteArray> m_answers;
+    QTemporaryDir folder;
+    const QString path = folder.filePath(u"vindor.port"_s);
 };
 
 } // namespace
@@ -64,14 +47,21 @@ private Q_SLOTS:
         QFETCH(QList<QByteArray>, answers);
         QFETCH(int, access);
         QFETCH(qint64, error);
-        Agent agent(answers);
-        QTemporaryDir folder;
-        const QString portFile = folder.filePath(u"vindor.port"_s);
-        QFile file(portFile);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(QByteArray::number(agent.server.serverPort()) + "\n");
-        file.close();
-        VindorClient client(portFile, 0.5);
+        std::mutex mutex;
+        QList<QByteArray> requests;
+        // The agent answers each request with the next of its bodies.
+        const LoopbackServer agent([&](LoopbackConnection& connection) {
+            for (QByteArray request = connection.readRequest(); !request.isEmpty();
+                 request = connection.readRequest()) {
+                const std::lock_guard lock(mutex);
+                requests << request;
+                const QByteArray body = answers.isEmpty() ? QByteArray() : answers.takeFirst();
+                if (body != "silence")
+                    connection.write(LoopbackServer::ok(body));
+            }
+        });
+        const PortFile file(QByteArray::number(agent.port()) + "\n");
+        VindorClient client(file.path, 0.5);
         std::optional<AgentStop> stop;
         // Hops to this thread, which is the agent's as well.
         const Platform::Receiver receiver;
@@ -79,36 +69,25 @@ private Q_SLOTS:
         QTRY_VERIFY(stop);
         QCOMPARE(stop->access, access);
         QCOMPARE(stop->error.code(), error);
-        QVERIFY(agent.requests.first().startsWith("POST /v1/access "));
+        const std::lock_guard lock(mutex);
+        QVERIFY(requests.first().startsWith("POST /v1/access "));
         if (access == 0) {
-            QVERIFY(agent.requests.last().startsWith("POST /v1/smartagent/stop "));
-            QVERIFY(agent.requests.last().contains("Authorization: Bearer t-1\r\n"));
+            QVERIFY(requests.last().startsWith("POST /v1/smartagent/stop "));
+            QVERIFY(requests.last().contains("Authorization: Bearer t-1\r\n"));
         }
     }
 
-    void portFileMustBeThere_data() {
-        QTest::addColumn<QByteArray>("text");
-        QTest::newRow("missing") << QByteArray();
-        QTest::newRow("zero") << QByteArray("0");
-        QTest::newRow("too large") << QByteArray("70000");
-        QTest::newRow("no number") << QByteArray("80@elsewhere");
-    }
     void portFileMustBeThere() {
-        QFETCH(QByteArray, text);
-        QTemporaryDir folder;
-        const QString portFile = folder.filePath(u"vindor.port"_s);
-        if (!text.isEmpty()) {
-            QFile file(portFile);
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write(text);
+        for (const QByteArray& text : {QByteArray(), "0"_ba, "70000"_ba, "80@elsewhere"_ba}) {
+            const PortFile file(text);
+            VindorClient client(file.path);
+            int access = 0;
+            client.startRequestAccess([&](int status) { access = status; });
+            QCOMPARE(access, AgentStop::NoAccess);
+            qint64 code = 0;
+            client.stopSmartAgent([&](const QJsonObject&, const Error& error) { code = error.code(); });
+            QCOMPARE(code, Error::CannotConnect);
         }
-        VindorClient client(portFile);
-        int access = 0;
-        client.startRequestAccess([&](int status) { access = status; });
-        QCOMPARE(access, AgentStop::NoAccess);
-        qint64 code = 0;
-        client.stopSmartAgent([&](const QJsonObject&, const Error& error) { code = error.code(); });
-        QCOMPARE(code, Error::CannotConnect);
     }
 };
 

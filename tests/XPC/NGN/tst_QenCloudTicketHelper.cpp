@@ -1,6 +1,7 @@
 #include "QenCloudTicketHelper.h"
 
 #include "Deployment.h"
+#include "PrivateBus.h"
 #include "QenLogHelper.h"
 #include "SilentBus.h"
 
@@ -12,10 +13,10 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <atomic>
-#include <thread>
+#include <future>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 /// The ticket service as the agent's side offers it, on a bus of the test's own.
 class TicketService : public QObject {
@@ -47,58 +48,35 @@ class tst_QenCloudTicketHelper : public QObject {
 
 private Q_SLOTS:
     void initTestCase() {
-        m_bus.start(u"dbus-daemon"_s, {"--session", "--nofork", "--print-address"});
-        QVERIFY(m_bus.waitForStarted());
-        QVERIFY(m_bus.waitForReadyRead(5000));
-        m_address = QString::fromUtf8(m_bus.readLine()).trimmed();
-        QDBusConnection connection = QDBusConnection::connectToBus(m_address, u"service"_s);
+        QDBusConnection connection = QDBusConnection::connectToBus(m_bus.address(), u"service"_s);
         QVERIFY(connection.isConnected());
         QVERIFY(connection.registerObject(u"/"_s, &m_service, QDBusConnection::ExportAllSlots));
         QVERIFY(connection.registerService(Deployment::TicketServiceName));
     }
-    void cleanupTestCase() {
-        QDBusConnection::disconnectFromBus(u"service"_s);
-        m_bus.kill();
-        m_bus.waitForFinished();
-    }
+    void cleanupTestCase() { QDBusConnection::disconnectFromBus(u"service"_s); }
     void init() {
-        m_service.runs = true;
         m_service.isNew = false;
         m_service.replies = true;
         m_service.calls.clear();
+        m_client = std::make_unique<Client>();
     }
 
-    void startIsReported_data() {
-        QTest::addColumn<bool>("runs");
-        QTest::addColumn<QString>("line");
-        QTest::newRow("runs") << true << "[QenCloudTicketHelper] QenCloud Service run Success";
-        QTest::newRow("refuses") << false << "[QenCloudTicketHelper] QenCloud Service run Fail";
-    }
-    void startIsReported() {
-        QFETCH(bool, runs);
-        QFETCH(QString, line);
-        m_service.runs = runs;
-        QTemporaryDir folder;
-        QenLogHelper log(folder.filePath(u"logs"_s), folder.filePath(u"record"_s));
-        QenCloudTicketHelper helper(log, m_address);
-        helper.runTicketXPC();
-        QTRY_VERIFY(logText(folder, log).contains(line));
-        QCOMPARE(m_service.calls, QStringList{u"start"_s});
-    }
-
-    void newServiceIsNoticed_data() {
+    void answersAreNoticed_data() {
         QTest::addColumn<bool>("isNew");
-        QTest::newRow("new") << true;
-        QTest::newRow("known") << false;
+        QTest::newRow("new, starts") << true;
+        QTest::newRow("known, refuses") << false;
     }
-    void newServiceIsNoticed() {
+    void answersAreNoticed() {
         QFETCH(bool, isNew);
-        m_service.isNew = isNew;
-        QTemporaryDir folder;
-        QenLogHelper log(folder.filePath(u"logs"_s), folder.filePath(u"record"_s));
-        QenCloudTicketHelper helper(log, m_address);
+        m_service.isNew = m_service.runs = isNew;
+        QenCloudTicketHelper helper(m_client->log, m_bus.address());
         QCOMPARE(check(helper), isNew);
         QCOMPARE(m_service.calls, QStringList{u"check 1"_s});
+
+        helper.runTicketXPC();
+        const QString line = u"[QenCloudTicketHelper] QenCloud Service run "_s + (isNew ? u"Success"_s : u"Fail"_s);
+        QTRY_VERIFY(m_client->logText().contains(line));
+        QCOMPARE(m_service.calls.last(), u"start"_s);
 
         helper.closeNgnServerXpc();
         QVERIFY(!helper.XPCConnection());
@@ -111,9 +89,7 @@ private Q_SLOTS:
 
     void silentServiceCostsTheLimit() {
         m_service.replies = false;
-        QTemporaryDir folder;
-        QenLogHelper log(folder.filePath(u"logs"_s), folder.filePath(u"record"_s));
-        QenCloudTicketHelper helper(log, m_address, std::chrono::milliseconds(400));
+        QenCloudTicketHelper helper(m_client->log, m_bus.address(), std::chrono::milliseconds(400));
         QElapsedTimer timer;
         timer.start();
         QVERIFY(!check(helper));
@@ -129,11 +105,9 @@ private Q_SLOTS:
     void missingBusIsAServiceThatDoesNotReply() {
         QFETCH(bool, hangs);
         const SilentBus silent;
-        QTemporaryDir folder;
-        QenLogHelper log(folder.filePath(u"logs"_s), folder.filePath(u"record"_s));
         QElapsedTimer timer;
         timer.start();
-        QenCloudTicketHelper helper(log, hangs ? silent.address() : u"unix:path=/no/such/bus"_s);
+        QenCloudTicketHelper helper(m_client->log, hangs ? silent.address() : u"unix:path=/no/such/bus"_s);
         helper.runTicketXPC();
         helper.closeNgnServerXpc();
         helper.runTicketXPC();
@@ -141,16 +115,14 @@ private Q_SLOTS:
         QVERIFY2(timer.elapsed() < 1000, qPrintable(QString::number(timer.elapsed())));
         QVERIFY(!check(helper));
         QTRY_VERIFY_WITH_TIMEOUT(
-            logText(folder, log).contains(u"[QenCloudTicketHelper] QenCloud Service gave no reply"_s), 15000);
-        QVERIFY(!logText(folder, log).contains(u"run Fail"_s));
+            m_client->logText().contains(u"[QenCloudTicketHelper] QenCloud Service gave no reply"_s), 15000);
+        QVERIFY(!m_client->logText().contains(u"run Fail"_s));
     }
 
     void busThatComesBackIsUsedAgain() {
-        QTemporaryDir folder;
-        QenLogHelper log(folder.filePath(u"logs"_s), folder.filePath(u"record"_s));
-        const QString address = u"unix:path="_s + folder.filePath(u"bus"_s);
+        const QString address = u"unix:path="_s + m_client->folder.filePath(u"bus"_s);
         m_service.isNew = true;
-        QenCloudTicketHelper helper(log, address);
+        QenCloudTicketHelper helper(m_client->log, address);
         for (int round = 0; round < 2; ++round) {
             QVERIFY(!check(helper));
             QProcess bus;
@@ -163,28 +135,30 @@ private Q_SLOTS:
             QDBusConnection::disconnectFromBus(u"back"_s);
             bus.kill();
             QVERIFY(bus.waitForFinished());
-            QFile::remove(folder.filePath(u"bus"_s));
+            QFile::remove(m_client->folder.filePath(u"bus"_s));
         }
     }
 
 private:
-    static QString logText(const QTemporaryDir& folder, QenLogHelper& log) {
-        log.drain();
-        QFile file(folder.filePath(u"logs/QenCloud-Info-1.log"_s));
-        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-    }
+    /// What a helper writes to.
+    struct Client {
+        QString logText() {
+            log.drain();
+            QFile file(folder.filePath(u"logs/QenCloud-Info-1.log"_s));
+            return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+        }
+        QTemporaryDir folder;
+        QenLogHelper log{folder.filePath(u"logs"_s), folder.filePath(u"record"_s)};
+    };
     /// Asks from another thread, as the client does: the service lives on this one.
     static bool check(QenCloudTicketHelper& helper) {
-        std::atomic<int> answer{-1};
-        std::thread asking([&] { answer = helper.checkXPCServiceIsReInital(); });
-        const bool answered = QTest::qWaitFor([&] { return answer >= 0; }, 15000);
-        asking.join();
-        return answered && answer == 1;
+        auto answer = std::async(std::launch::async, [&helper] { return helper.checkXPCServiceIsReInital(); });
+        return QTest::qWaitFor([&] { return answer.wait_for(0s) == std::future_status::ready; }, 15000) && answer.get();
     }
 
-    QProcess m_bus;
-    QString m_address;
+    PrivateBus m_bus;
     TicketService m_service;
+    std::unique_ptr<Client> m_client;
 };
 
 QTEST_GUILESS_MAIN(tst_QenCloudTicketHelper)

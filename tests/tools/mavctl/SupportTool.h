@@ -36,9 +36,11 @@ public:
         process.start(QStringLiteral(MAVCTL), arguments);
     }
     /// Events run meanwhile: the tool may be talking to this process.
-    Outcome run(const QStringList& arguments) const {
+    Outcome run(const QStringList& arguments, const QByteArray& input = {}) const {
         QProcess process;
         start(process, arguments);
+        process.write(input);
+        process.closeWriteChannel();
         for (int waited = 0; process.state() != QProcess::NotRunning && waited < 6000; ++waited)
             QTest::qWait(10);
         if (process.state() != QProcess::NotRunning || process.exitStatus() != QProcess::NormalExit)

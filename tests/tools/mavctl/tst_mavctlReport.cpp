@@ -8,8 +8,6 @@
 
 using namespace Qt::StringLiterals;
 
-using Platform::ArchiveValue;
-
 /// A report for support, made of what a root and a home of its own hold.
 class tst_mavctlReport : public QObject {
     Q_OBJECT
@@ -64,21 +62,19 @@ private:
         record.setDomainName(secret("corp-forest"));
         record.setLoginType(LoginType::Account);
         QVERIFY(record.save(m_tool->support()));
-        const auto pair = [](const QString& host) { return ArchiveValue(ArchiveValue::Array{host, "8443"}); };
+        const auto pair = [](const QString& host) { return QVariantList{host, u"8443"_s}; };
         archive(agent + u"/.QenConfig"_s,
-            ArchiveValue(ArchiveValue::Array{
-                pair(secret("mavbox.example")), pair(secret("203.0.113.77")), pair(secret("2001:db8:77::51"))}));
+            QVariantList{QVariant(pair(secret("mavbox.example"))), QVariant(pair(secret("203.0.113.77"))),
+                QVariant(pair(secret("2001:db8:77::51")))});
         archive(user + u"/soleid.archive"_s, secret("9f3b77d0a1c2e4f6"));
         archive(agent + u"/inacSSIDInfo.archive"_s,
-            ArchiveValue::fromVariant(QVariantMap{{u"ssidlist"_s, QStringList{secret("Board-Room-7")}},
-                {u"inac_addr"_s, secret("https://inac7.corp.example")}}));
+            QVariantMap{{u"ssidlist"_s, QStringList{secret("Board-Room-7")}},
+                {u"inac_addr"_s, secret("https://inac7.corp.example")}});
         archive(agent + u"/appmgrlist.archive"_s,
-            ArchiveValue::fromVariant(
-                QVariantList{QVariantMap{{u"appname"_s, u"x"_s}, {u"desturl"_s, secret("wiki-intern/hr/7")}}}));
+            QVariantList{QVariantMap{{u"appname"_s, u"x"_s}, {u"desturl"_s, secret("wiki-intern/hr/7")}}});
         archive(user + u"/RTMDMNetwork.mobileconfig"_s, secret("certificate-of-zhang"));
         archive(agent + u"/complianceInfo.archive"_s,
-            ArchiveValue::fromVariant(
-                QVariantMap{{u"access"_s, QVariantMap{{u"ent_domain"_s, secret("ad.corp-forest.example")}}}}));
+            QVariantMap{{u"access"_s, QVariantMap{{u"ent_domain"_s, secret("ad.corp-forest.example")}}}});
         SupportTool::write(agent + u"/tips.txt"_s,
             (u"call "_s + secret("helpdesk.lead@corp.example") + u" at "_s + secret("021555012345678")).toUtf8());
         QString log = u"2026-11-24 02:22:38 : ConnectServer fails\n"_s;
@@ -105,15 +101,13 @@ private:
     /// Everything in the archive, names of its files included.
     static QString textOf(const QString& archive) {
         QProcess unpack;
-        unpack.start(u"unzip"_s, {u"-l"_s, u"-p"_s, archive});
-        if (!unpack.waitForFinished(10000))
-            return {};
-        QString text = QString::fromUtf8(unpack.readAllStandardOutput());
-        unpack.start(u"unzip"_s, {u"-p"_s, archive});
-        return unpack.waitForFinished(10000) ? text + QString::fromUtf8(unpack.readAllStandardOutput()) : QString();
+        unpack.start(u"sh"_s, {u"-c"_s, u"unzip -l -p \"$0\" && unzip -p \"$0\""_s, archive});
+        return unpack.waitForFinished(10000) ? QString::fromUtf8(unpack.readAllStandardOutput()) : QString();
     }
     QString run(const QStringList& arguments) const { return QString::fromUtf8(m_tool->run(arguments).output); }
-    static void archive(const QString& path, const ArchiveValue& value) { QVERIFY(archiveRootObject(value, path)); }
+    static void archive(const QString& path, const QVariant& value) {
+        QVERIFY(archiveRootObject(Platform::ArchiveValue::fromVariant(value), path));
+    }
     std::optional<SupportTool> m_tool;
     QStringList m_secrets;
 };

@@ -26,7 +26,7 @@ public:
     bool setBool(bool value, const QString& key) { return setObject(ArchiveValue(value), key); }
 
 private:
-    ArchiveValue held() const;
+    ArchiveValue held(bool* mayPass = nullptr) const;
 
     const QString m_file;
     mutable std::mutex m_mutex;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "SystemLog.h"
 #include "UniqueFd.h"
 
 #include <QList>
@@ -15,13 +16,15 @@ namespace Platform {
 ///
 /// A folder may be missing, appear later, go away and come back. What happens within the latency after a first change
 /// comes in one callback, each path once, in the order of first change. When the kernel drops events, every path counts
-/// as changed: never silence. Memory does not depend on the number of changes.
+/// as changed: never silence. While the kernel has no instance or watch to give, it is asked again, and what is there
+/// then counts as changed. Memory does not depend on the number of changes.
 class FileEventStream final {
 public:
     /// @param paths  absolute file names  @param latency  from the first change to the callback
     /// @param callback  called on the thread that runs the stream
-    FileEventStream(
-        const QStringList& paths, std::chrono::milliseconds latency, std::function<void(const QStringList&)> callback);
+    /// @param tell  takes a line when no file can be followed, and when they can be again; on that thread
+    FileEventStream(const QStringList& paths, std::chrono::milliseconds latency,
+        std::function<void(const QStringList&)> callback, std::function<void(const QString&)> tell = systemLog);
     FileEventStream(const FileEventStream&) = delete;
     FileEventStream& operator=(const FileEventStream&) = delete;
 
@@ -41,6 +44,8 @@ private:
         bool isThere = false;
     };
 
+    bool isFollowing() const;
+    void askAgain();
     void watchAll(bool filesAreNews);
     bool watch(Folder& folder, bool filesAreNews);
     int addWatch(const QString& path);
@@ -51,7 +56,8 @@ private:
 
     const std::chrono::milliseconds m_latency;
     const std::function<void(const QStringList&)> m_callback;
-    const UniqueFd m_inotify;
+    const std::function<void(const QString&)> m_tell;
+    UniqueFd m_inotify;
     const UniqueFd m_wake;
     std::atomic<bool> m_stopped{false};
     QList<Folder> m_folders;

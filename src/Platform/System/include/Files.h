@@ -38,9 +38,10 @@ enum class Durability {
 };
 
 /// All bytes of the regular file @p path. Nothing when it does not exist, cannot be read, is no regular file or has
-/// more than
-/// @p limit bytes, which is found out before any is read. Never waits for another process.
-std::optional<QByteArray> readFile(const QString& path, qint64 limit);
+/// more than @p limit bytes, which is found out before any is read. Never waits for another process.
+/// @param mayPass  set when nothing is known of the file: no descriptor was free, the disk gave an error. Whoever would
+///                 write what he read must not take it for an empty one.
+std::optional<QByteArray> readFile(const QString& path, qint64 limit, bool* mayPass = nullptr);
 
 /// Puts @p bytes in the place of the file @p path, or makes it, through a temporary file of a name of its own in the
 /// same folder. After an error the old file is untouched (unless only the syncing of its folder failed) and the

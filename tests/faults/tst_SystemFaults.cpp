@@ -1,0 +1,258 @@
+#include "ClientWorld.h"
+
+#include "FileManager.h"
+#include "Files.h"
+#include "SystemFaults.h"
+#include "UserDefaults.h"
+
+#include <cerrno>
+
+namespace {
+
+AccountModel account(const QString& ticket) {
+    AccountModel record;
+    record.setUserid(u"U-1"_s);
+    record.setUsername(u"alice"_s);
+    record.setTicket(ticket);
+    return record;
+}
+
+int openDescriptors() {
+    return static_cast<int>(QDir(u"/proc/self/fd"_s).entryList(QDir::AllEntries | QDir::System).size());
+}
+
+/// Something that the client does with files. Returns what stands wrong afterwards; nothing may fail in the check.
+struct Flow {
+    std::function<void()> prepare;
+    std::function<void()> run;
+    std::function<QString()> wrong;
+};
+
+SignInAnswer signIn(const AskedFor& asked, const QString& ticket) {
+    const QJsonObject data{
+        {u"userid"_s, u"U-1"_s}, {u"username"_s, u"alice"_s}, {u"ticket"_s, ticket}, {u"state"_s, 0}};
+    return {.asked = asked, .answer = {{u"ret"_s, 0}, {u"data"_s, data}}};
+}
+
+} // namespace
+
+/// Every call of a flow fails once, and every call from one on fails, with each error that a system can have.
+class tst_SystemFaults : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void everyCall_data() {
+        QTest::addColumn<QString>("flow");
+        QTest::addColumn<int>("error");
+        QTest::addColumn<bool>("isLasting");
+        const auto row = [](const char* flow, int error, bool isLasting) {
+            QTest::addRow("%s, %s%s", flow, error > 0 ? strerrorname_np(error) : "half", isLasting ? "..." : "")
+                << QString::fromLatin1(flow) << error << isLasting;
+        };
+        for (const char* flow : {"record", "session", "start", "archive", "defaults", "server"}) {
+            for (const int error : {ENOSPC, EIO, EMFILE, SystemFaults::Short}) {
+                row(flow, error, false);
+                row(flow, error, true);
+            }
+            // For ever, it would be repeated for ever.
+            row(flow, EINTR, false);
+        }
+        // Many calls: each kind once.
+        for (const char* flow : {"log", "export"}) {
+            row(flow, ENOSPC, true);
+            row(flow, EMFILE, false);
+            row(flow, EINTR, false);
+            row(flow, SystemFaults::Short, true);
+        }
+    }
+    void everyCall() {
+        QFETCH(QString, flow);
+        QFETCH(int, error);
+        QFETCH(bool, isLasting);
+        m_isLasting = isLasting;
+        constexpr int MostCalls = 2000;
+        int call = 0;
+        for (bool hasFailed = true; hasFailed;) {
+            QVERIFY(++call < MostCalls);
+            ClientFolder folder;
+            qputenv("MAV_ROOT", folder.machine().toLocal8Bit());
+            const auto made = flowOf(flow, folder);
+            made.prepare();
+            const int descriptors = openDescriptors();
+            SystemFaults::arm(call, error, isLasting);
+            made.run();
+            hasFailed = SystemFaults::disarm();
+            const QString wrong = made.wrong();
+            QVERIFY2(wrong.isEmpty(), qPrintable(u"call %1: %2"_s.arg(call).arg(wrong)));
+            QTRY_VERIFY2(openDescriptors() <= descriptors, qPrintable(u"call %1 leaves a descriptor"_s.arg(call)));
+        }
+        qInfo("%d calls", call - 1);
+        qunsetenv("MAV_ROOT");
+        // Nothing failed in the last round: the flow was met.
+        QVERIFY(call > 1);
+    }
+
+private:
+    Flow flowOf(const QString& name, ClientFolder& folder) {
+        if (name == u"record")
+            return recordFlow(folder);
+        if (name == u"session")
+            return sessionFlow(folder);
+        if (name == u"start")
+            return startFlow(folder);
+        if (name == u"archive")
+            return archiveFlow(folder);
+        if (name == u"defaults")
+            return defaultsFlow(folder);
+        if (name == u"log")
+            return logFlow(folder);
+        return name == u"server" ? serverFlow(folder) : exportFlow(folder);
+    }
+
+    /// One whole record stands there, the old or the new one, and the next write is whole.
+    Flow recordFlow(ClientFolder& folder) {
+        const auto saved = std::make_shared<bool>(false);
+        return {[&folder] { QVERIFY(account(u"old"_s).save(folder.support())); },
+            [&folder, saved] { *saved = account(u"new"_s).save(folder.support()); },
+            [this, &folder, saved]() -> QString {
+                const auto found = AccountModel::currentModel(folder.support());
+                if (!found || (*saved && found->decryptTicket() != u"new"))
+                    return u"the record is gone or old"_s;
+                if (!account(u"next"_s).save(folder.support()))
+                    return u"the next record cannot be saved"_s;
+                return leftOvers(folder);
+            }};
+    }
+
+    Flow sessionFlow(ClientFolder& folder) {
+        const auto outcome = std::make_shared<Session::Outcome>();
+        return {[&folder] { QVERIFY(account(u"old"_s).save(folder.support())); },
+            [&folder, outcome] {
+                Session session(folder.support());
+                QSemaphore done;
+                session.submit(signIn(session.asked(), u"new"_s), [&](const Session::Outcome& result) {
+                    *outcome = result;
+                    done.release();
+                });
+                QVERIFY(done.tryAcquire(1, 10000));
+            },
+            [this, &folder, outcome]() -> QString {
+                const auto found = AccountModel::currentModel(folder.support());
+                if (!found)
+                    return u"the record is gone"_s;
+                const bool isNew = found->decryptTicket() == u"new";
+                if (outcome->isTaken && !outcome->isNotStored && !isNew)
+                    return u"a sign-in that was told is not stored"_s;
+                Session next(folder.support());
+                return next.isSignedIn() ? leftOvers(folder) : u"nobody is signed in"_s;
+            }};
+    }
+
+    /// A record that cannot be read for once is no sign-out.
+    Flow startFlow(ClientFolder& folder) {
+        const auto session = std::make_shared<std::unique_ptr<Session>>();
+        return {[&folder] { QVERIFY(account(u"old"_s).save(folder.support())); },
+            [&folder, session] {
+                *session = std::make_unique<Session>(folder.support());
+                (*session)->current();
+            },
+            [session] { return (*session)->isSignedIn() ? QString() : u"nobody is signed in"_s; }};
+    }
+
+    Flow archiveFlow(ClientFolder& folder) {
+        const QString path = folder.state(u"NGNPolicy.archive"_s);
+        return {[path] { QVERIFY(archiveRootObject(u"old"_s, path)); }, [path] { archiveRootObject(u"new"_s, path); },
+            [this, path, &folder]() -> QString {
+                const auto found = unarchiveObjectWithFile(path);
+                const bool isWhole = found && (found->string() == u"old" || found->string() == u"new");
+                return isWhole ? leftOvers(folder) : u"the file is damaged"_s;
+            }};
+    }
+
+    Flow defaultsFlow(ClientFolder& folder) {
+        const QString path = folder.file(u"defaults.plist"_s);
+        return {[path] { QVERIFY(Platform::UserDefaults(path).setBool(true, u"kept"_s)); },
+            [path] { Platform::UserDefaults(path).setBool(true, u"new"_s); },
+            [path]() -> QString {
+                Platform::UserDefaults defaults(path);
+                return defaults.boolForKey(u"kept"_s) && defaults.setBool(true, u"next"_s) ? QString()
+                                                                                           : u"a setting is lost"_s;
+            }};
+    }
+
+    /// What is logged after the trouble is there, and the file goes on where it was.
+    Flow logFlow(ClientFolder& folder) {
+        const auto log = std::make_shared<std::unique_ptr<QenLogHelper>>();
+        return {[] {},
+            [&folder, log] {
+                *log = std::make_unique<QenLogHelper>(folder.logs(), folder.file(u"size.data"_s), 4000);
+                for (int line = 0; line < 30; ++line) {
+                    (*log)->writeLog(QString(200, u'x'));
+                    QVERIFY((*log)->drain());
+                }
+            },
+            [&folder, log]() -> QString {
+                (*log)->writeLog(u"the last line"_s);
+                const QString text = folder.logText(**log);
+                log->reset();
+                QenLogHelper next(folder.logs(), folder.file(u"size.data"_s), 4000);
+                next.writeLog(u"the next start"_s);
+                return text.contains(u"the last line"_s) && folder.logText(next).contains(u"the next start"_s)
+                    ? QString()
+                    : u"the log has stopped"_s;
+            }};
+    }
+
+    Flow serverFlow(ClientFolder& folder) {
+        return {[&folder] {
+                    QVERIFY((QenNetworkInfoModel{1, u"old.example"_s, 443}).saveModelRecord(folder.agent()));
+                },
+            [&folder] {
+                QenServerConfig config(folder.agent() + u"/.QenConfig"_s, folder.support() + u"/QenCloudL"_s);
+                config.readServerConfig();
+                static_cast<void>((QenNetworkInfoModel{1, u"new.example"_s, 443}).saveModelRecord(folder.agent()));
+            },
+            [&folder]() -> QString {
+                const auto found = QenNetworkInfoModel::currentNetRecord(folder.agent());
+                return found && found->record_server.endsWith(u".example"_s) ? QString() : u"the server is lost"_s;
+            }};
+    }
+
+    /// It ends, with success or a text in one line, and leaves no archive half written.
+    Flow exportFlow(ClientFolder& folder) {
+        const auto told = std::make_shared<QStringList>();
+        const QString target = folder.file(u"chosen"_s);
+        return {[&folder] { QVERIFY(QDir().mkpath(folder.file(u"Library/Logs/QenCloud/v5/Logs"_s))); },
+            [&folder, told, target] {
+                LogWorld world;
+                world.ringDirectory = folder.logs();
+                world.sizeRecord = folder.file(u"size.data"_s);
+                world.echo = [](const QString&) {};
+                world.userName = [] { return u"alice"_s; };
+                world.runScript = [](const QString&) { return Platform::Error(); };
+                world.openFolder = [](const QString&) {};
+                QenLogHelper log(world);
+                log.zipLogsWithDirectory(
+                    target, [told](bool isDone, const QString& text) { told->append(isDone ? u"done"_s : text); });
+            },
+            [this, told, target]() -> QString {
+                const QStringList rests = QDir(target + u"/MavLogs"_s).entryList({u"zi??????"_s}, QDir::Files);
+                if (!rests.isEmpty() && !m_isLasting)
+                    return u"half an archive is left"_s;
+                return told->isEmpty() || told->last().isEmpty() || told->last().contains(u'\n')
+                    ? u"told: "_s + told->join(u'|')
+                    : QString();
+            }};
+    }
+
+    /// Temporary files that nobody will take away. Where nothing works any more, that does not either.
+    QString leftOvers(ClientFolder& folder) const {
+        return m_isLasting ? QString()
+                           : QDir(folder.state({})).entryList({u".mav-*"_s}, QDir::Files | QDir::Hidden).join(u' ');
+    }
+
+    bool m_isLasting = false;
+};
+
+QTEST_GUILESS_MAIN(tst_SystemFaults)
+#include "tst_SystemFaults.moc"
