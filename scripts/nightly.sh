@@ -25,6 +25,8 @@ part_idle() {
 part_late() {
     cmake --preset dev && cmake --build --preset dev && /usr/bin/python3 scripts/demo/late.py --programs build/dev/bin
 }
+# Ten minutes for each door that reads what comes from outside.
+part_fuzz() { scripts/fuzz.sh --seconds 600; }
 # The demo's whole story with programs that a report of a sanitizer ends with another status.
 part_sanitized() {
     local preset
@@ -37,7 +39,7 @@ part_sanitized() {
     done
 }
 
-[ $# -gt 0 ] || set -- tidy late sanitized releases reproducible fleet start idle
+[ $# -gt 0 ] || set -- tidy fuzz late sanitized releases reproducible fleet start idle
 scripts/install-packages.sh || exit
 mkdir -p build/nightly
 failed=()

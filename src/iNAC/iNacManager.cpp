@@ -3,6 +3,7 @@
 #include "ArchiveStore.h"
 #include "Deployment.h"
 #include "Files.h"
+#include "ForeignJson.h"
 #include "ITDevice.h"
 #include "IntegerValue.h"
 #include "LogRedaction.h"
@@ -15,7 +16,6 @@
 #include "zipAndUnzip.h"
 
 #include <QFile>
-#include <QJsonDocument>
 #include <QUuid>
 
 #include <set>
@@ -61,18 +61,6 @@ constexpr size_t SubCa = 1;
 constexpr size_t Identity = 2;
 constexpr size_t CertificatePayloads = 3;
 
-/// The answer's dictionary: Base64 text, deciphered with the built-in key, inflated, parsed. Nothing when any of that
-/// fails.
-std::optional<QJsonObject> openAnswer(const QByteArray& response) {
-    const auto compressed =
-        response.isValidUtf8() ? SealedBody::unsealBytes(QString::fromUtf8(response)) : std::nullopt;
-    const auto json = compressed ? zipAndUnzip().gzipInflate(*compressed) : std::nullopt;
-    if (!json)
-        return std::nullopt;
-    const QJsonDocument document = QJsonDocument::fromJson(*json);
-    return document.isObject() ? std::optional(document.object()) : std::nullopt;
-}
-
 /// A random UUID in the 8-4-4-4-12 form, upper case.
 QString createCUID() {
     return QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
@@ -106,9 +94,19 @@ ArchiveValue generalWiFiTemplateWithSSID(const QString& ssid) {
     };
 }
 
-/// The template with the certificates filled in and one Wi-Fi payload for each distinct name in @p ssids that is a text
-/// and not empty, sorted by name. Nothing for a template without the three certificate payloads.
-std::optional<ArchiveValue> filled(
+} // namespace
+
+std::optional<QJsonObject> openNacAnswer(const QByteArray& response) {
+    const auto compressed =
+        response.isValidUtf8() ? SealedBody::unsealBytes(QString::fromUtf8(response)) : std::nullopt;
+    const auto json = compressed ? zipAndUnzip().gzipInflate(*compressed) : std::nullopt;
+    if (!json)
+        return std::nullopt;
+    const QJsonDocument document = Platform::parseForeignJson(*json);
+    return document.isObject() ? std::optional(document.object()) : std::nullopt;
+}
+
+std::optional<ArchiveValue> filledProfile(
     const ArchiveValue& profileTemplate, const QJsonArray& ssids, const Data& certificates) {
     ArchiveValue::Array payloads = profileTemplate.value(PayloadContent).array();
     if (payloads.size() < CertificatePayloads)
@@ -130,8 +128,6 @@ std::optional<ArchiveValue> filled(
     profile.insert(PayloadContent, payloads);
     return profile;
 }
-
-} // namespace
 
 Data::Data(const QJsonObject& dictionary)
     : rootCA(textOf(dictionary, u"rootCA")), subCA(textOf(dictionary, u"subCA")), p12(textOf(dictionary, u"p12")),
@@ -196,7 +192,7 @@ void iNacManager::finishTask(quint64 task, const QByteArray& response, const Err
 }
 
 std::optional<QJsonObject> iNacManager::parseInacCerResponseToDic(const QByteArray& response) {
-    auto dictionary = openAnswer(response);
+    auto dictionary = openNacAnswer(response);
     m_world.log.writeLog(u"[iNacManager] iNacResponse Dic:%1"_s.arg(
         dictionary ? printed(*dictionary) : printed(QJsonValue(QJsonValue::Undefined))));
     return dictionary;
@@ -224,7 +220,7 @@ std::optional<ArchiveValue> iNacManager::generalMobielConfigWithSSIDS(
         m_world.log.writeLog(u"[iNacManager] server inac info exception"_s);
         return std::nullopt;
     }
-    return filled(*base, ssids, cerInfo.data);
+    return filledProfile(*base, ssids, cerInfo.data);
 }
 
 void iNacManager::moveLocalMobileConfigToPublicDirectory(const std::optional<ArchiveValue>& profile) {

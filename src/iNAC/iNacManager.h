@@ -47,6 +47,13 @@ struct iNacCerInfo {
     Data data;
 };
 
+/// The answer's dictionary: Base64 text, deciphered, inflated, parsed. Nothing when any of that fails.
+std::optional<QJsonObject> openNacAnswer(const QByteArray& response);
+/// The template with the certificates filled in and one Wi-Fi payload for each distinct name in @p ssids that is a text
+/// and not empty, sorted by name. Nothing for a template without the three certificate payloads.
+std::optional<Platform::ArchiveValue> filledProfile(
+    const Platform::ArchiveValue& profileTemplate, const QJsonArray& ssids, const Data& certificates);
+
 /// Fetches the device's network-access certificate and stores it as a configuration profile for installation.
 ///
 /// Any thread may call. Answers, installations and presence checks are worked off one after the other on a queue of the

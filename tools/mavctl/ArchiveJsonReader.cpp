@@ -26,9 +26,8 @@ public:
     ArchiveValue take() { return std::move(m_root); }
 
     bool null() override {
-        // No object in a field or as a root; elsewhere only NSNull stands for nothing.
-        const bool isField = !m_open.empty() && m_open.back().isClass();
-        return put(m_open.empty() || isField ? ArchiveValue() : ArchiveValue::null());
+        // No object as a root; elsewhere only NSNull stands for nothing, except in fields.
+        return put(m_open.empty() ? ArchiveValue() : ArchiveValue::null());
     }
     bool boolean(bool value) override { return put(value); }
     bool number_integer(number_integer_t value) override { return put(value); }
@@ -58,11 +57,6 @@ private:
         bool isArray;
         ArchiveValue::Array items;
         ArchiveValue::Dictionary entries;
-
-        /// True while the fields of an object with a class are being read; its class stands first.
-        bool isClass() const {
-            return !isArray && !entries.empty() && entries[0].key == QLatin1StringView(ArchiveJson::ClassKey);
-        }
     };
 
     bool fail(const QString& reason) {
@@ -118,6 +112,10 @@ private:
         if (name.isEmpty())
             return fail(u"\"$class\" is not the name of a class"_s);
         entries.erase(entries.begin() + (classEntry - entries.data()));
+        for (ArchiveEntry& entry : entries) {
+            if (entry.value.isNull())
+                entry.value = {};
+        }
         value = ArchiveValue::object(
             std::make_shared<const ArchiveClass>(ArchiveClass{name, {name, u"NSObject"_s}}), std::move(entries));
         return true;

@@ -1,8 +1,7 @@
 #include "HttpAnswer.h"
 
 #include "CurlCalls.h"
-
-#include <QJsonDocument>
+#include "ForeignJson.h"
 
 #include <algorithm>
 
@@ -76,15 +75,10 @@ Error judgeAnswer(const HttpAnswer& answer, const QList<QByteArray>& acceptableT
 }
 
 Error parseJsonAnswer(const QByteArray& text, QJsonObject* object) {
-    // The parser takes a hundred bytes and more for an object or array that two bytes of text make.
-    constexpr qsizetype MostContainers = 250000;
-    const auto notJson = [](const QString& reason) { return Error(CocoaErrorDomain, Error::NotJson, {}, reason); };
-    if (text.size() > MostContainers && text.count('[') + text.count('{') > MostContainers)
-        return notJson(u"too many objects"_s);
     QJsonParseError failure;
-    const QJsonDocument document = QJsonDocument::fromJson(text, &failure);
+    const QJsonDocument document = parseForeignJson(text, &failure);
     if (!document.isObject() && !document.isArray())
-        return notJson(failure.errorString());
+        return Error(CocoaErrorDomain, Error::NotJson, {}, failure.errorString());
     *object = document.object();
     return {};
 }

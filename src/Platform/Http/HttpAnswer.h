@@ -29,8 +29,8 @@ Error httpError(qint64 code, const QString& failureReason);
 Error transportError(CURLcode code, const QString& detail);
 /// No error for a status of 200-299 and a type among @p acceptableTypes (empty: any).
 Error judgeAnswer(const HttpAnswer& answer, const QList<QByteArray>& acceptableTypes);
-/// Fills @p object from JSON text; an array leaves it empty. Error NotJson for everything else, the empty text and one
-/// of more than 250,000 objects and arrays included.
+/// Fills @p object from JSON text; an array leaves it empty. Error NotJson for everything else, the empty text and what
+/// parseForeignJson() refuses included.
 Error parseJsonAnswer(const QByteArray& text, QJsonObject* object);
 
 /// The answer sends the request on to its location: 301, 302, 303, 307 or 308 with a location.

@@ -28,6 +28,14 @@ struct Contents {
     std::unique_ptr<STACK_OF(X509), Release> others = {};
 };
 
+/// Whether checking the password ends: its rounds are the file's to name, and the usual ones are some thousand.
+bool hasBoundedRounds(const PKCS12* file) {
+    constexpr long MostRounds = 1 << 20;
+    const ASN1_INTEGER* rounds = nullptr;
+    PKCS12_get0_mac(nullptr, nullptr, nullptr, &rounds, file);
+    return !rounds || (ASN1_INTEGER_get(rounds) > 0 && ASN1_INTEGER_get(rounds) <= MostRounds);
+}
+
 Contents contentsOf(const QByteArray& file, const QString& password) {
     const auto* bytes = reinterpret_cast<const unsigned char*>(file.constData());
     const std::unique_ptr<PKCS12, Release> parsed(d2i_PKCS12(nullptr, &bytes, static_cast<long>(file.size())));
@@ -35,11 +43,12 @@ Contents contentsOf(const QByteArray& file, const QString& password) {
     EVP_PKEY* key = nullptr;
     X509* own = nullptr;
     STACK_OF(X509)* others = nullptr;
-    const bool isVerified = parsed && PKCS12_verify_mac(parsed.get(), secret.constData(), -1) == 1;
+    const bool isBounded = parsed && hasBoundedRounds(parsed.get());
+    const bool isVerified = isBounded && PKCS12_verify_mac(parsed.get(), secret.constData(), -1) == 1;
     const bool isOpen = isVerified && PKCS12_parse(parsed.get(), secret.constData(), &key, &own, &others) == 1;
     OPENSSL_cleanse(secret.data(), static_cast<size_t>(secret.size()));
     int status = Pkcs12::CannotDecode;
-    if (parsed && !isVerified)
+    if (isBounded && !isVerified)
         status = Pkcs12::VerifyFailure;
     else if (isOpen && key && own)
         status = Pkcs12::Success;

@@ -1,6 +1,7 @@
 #include "SealedBody.h"
 
 #include "Base64Text.h"
+#include "ForeignJson.h"
 #include "VoAlgorithmSM4.h"
 #include "zipAndUnzip.h"
 
@@ -24,7 +25,7 @@ std::optional<QJsonValue> SealedBody::decodeSM4(const QString& text) {
     const std::optional<QByteArray> json = unsealBytes(text);
     if (!json)
         return std::nullopt;
-    const QJsonDocument document = QJsonDocument::fromJson(*json);
+    const QJsonDocument document = Platform::parseForeignJson(*json);
     if (document.isObject())
         return document.object();
     if (document.isArray())

@@ -52,6 +52,9 @@ void tst_SealedBody::unsealing_data() {
     QTest::newRow("no Base64") << u"{}"_s << none;
     QTest::newRow("empty") << QString() << none;
     QTest::newRow("deeply nested") << sealed(QByteArray(100000, '[')) << none;
+    // Small ones take many times the bytes of their text.
+    QTest::newRow("more lists than any answer") << sealed('[' + QByteArray("[0],").repeated(250000) + "0]") << none;
+    QTest::newRow("more values than any answer") << sealed('[' + QByteArray("0,").repeated(4000000) + "0]") << none;
 }
 
 void tst_SealedBody::unsealing() {

@@ -51,6 +51,7 @@ private Q_SLOTS:
         unknown.setField("none", ArchiveValue());
         unknown.setField("list", ArchiveValue(ArchiveValue::Array{1, ArchiveValue::object("Empty")}));
         row(R"({"$class": "SomethingElse", "name": "a", "none": null, "list": [1, {"$class": "Empty"}]})", unknown);
+        row(R"({"name": "a", "none": null, "list": [1, {"$class": "Empty"}], "$class": "SomethingElse"})", unknown);
     }
     void showsAndWrites() {
         QFETCH(QByteArray, json);

@@ -11,7 +11,7 @@ namespace Platform::Pkcs12 {
 constexpr int Success = 0;
 /// The password is wrong or the file was changed.
 constexpr int VerifyFailure = -25264;
-/// No PKCS#12 file, or one without a key and its certificate.
+/// No PKCS#12 file, one without a key and its certificate, or one whose password takes over a million rounds to check.
 constexpr int CannotDecode = -26275;
 
 /// Opens @p file with @p password. Any thread.
