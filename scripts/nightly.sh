@@ -22,6 +22,11 @@ part_start() {
 part_idle() {
     cmake --preset dev && cmake --build --preset dev && /usr/bin/python3 bench/idle/measure.py --programs build/dev/bin --minutes 60
 }
+# What clients cost their server: short, since the figures of docs/fleet.md come from a longer run; judged is that nothing fails.
+part_cost() {
+    cmake --preset dev && cmake --build --preset dev --target bench_fleet mav-reference-server &&
+        /usr/bin/python3 bench/fleet/measure.py --clients 200 --launch 30 --minutes 2 --outage 30
+}
 part_late() {
     cmake --preset dev && cmake --build --preset dev && /usr/bin/python3 scripts/demo/late.py --programs build/dev/bin
 }
@@ -39,7 +44,7 @@ part_sanitized() {
     done
 }
 
-[ $# -gt 0 ] || set -- tidy fuzz late sanitized releases reproducible fleet start idle
+[ $# -gt 0 ] || set -- tidy fuzz late sanitized releases reproducible fleet start idle cost
 scripts/install-packages.sh || exit
 mkdir -p build/nightly
 failed=()
