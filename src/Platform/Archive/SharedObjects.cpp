@@ -7,8 +7,18 @@ namespace Platform {
 namespace {
 
 /// The upper bits of an identity; what makes a value one with others stands below. No identity is 0.
-enum Kind : quint64 { SevenBit = 1, SixBit = 2, FiveBit = 3, WholeNumber = 4, SingleValue = 5, Instance = 9 };
+enum Kind : quint64 {
+    SevenBit = 1,
+    SixBit = 2,
+    FiveBit = 3,
+    WholeNumber = 4,
+    SingleValue = 5,
+    Key = 6,
+    Class = 7,
+    Instance = 9
+};
 constexpr int KindShift = 60;
+constexpr quint64 BodyMask = (quint64{1} << KindShift) - 1;
 constexpr quint64 None = 0;
 
 constexpr qsizetype SevenBitLimit = 7;
@@ -73,25 +83,64 @@ quint64 ofHeldValue(const ArchiveValue& value) {
     }
 }
 
-template <typename Key>
-quint32 findOrInsert(QHash<Key, quint32>& numbers, const Key& key, quint32 number) {
-    const auto known = numbers.constFind(key);
-    return known == numbers.cend() ? *numbers.insert(key, number) : *known;
+} // namespace
+
+inline SharedObjects::Place& SharedObjects::find(quint64 identity, const QString* text) {
+    for (size_t i = qHash(identity, m_seed);; ++i) {
+        Place& place = m_places[placeAt(i)];
+        if (place.identity == None || (place.identity == identity && (!text || m_texts[place.text] == *text)))
+            return place;
+    }
 }
 
-} // namespace
+quint32 SharedObjects::findOrInsert(quint64 identity, const QString* text, quint32 number) {
+    Place& place = find(identity, text);
+    if (place.identity != None)
+        return place.number;
+    place = {identity, number, static_cast<quint32>(m_texts.size())};
+    if (text)
+        m_texts.push_back(*text);
+    if (2 * ++m_count > m_places.size())
+        grow();
+    return number;
+}
+
+void SharedObjects::grow() {
+    const auto old = m_places;
+    m_places.clear();
+    m_places.resize(4 * old.size());
+    for (const Place& place : old) {
+        size_t i = qHash(place.identity, m_seed);
+        while (place.identity != None && m_places[placeAt(i)].identity != None)
+            ++i;
+        if (place.identity != None)
+            m_places[placeAt(i)] = place;
+    }
+}
 
 quint32 SharedObjects::numberOf(const ArchiveValue& value, quint32 number) {
     if (const quint64 held = ofHeldValue(value))
-        return findOrInsert(m_values, held, number);
-    return value.instance() ? findOrInsert(m_values, tagged(Instance, value.instance()), number) : number;
+        return findOrInsert(held, nullptr, number);
+    return value.instance() ? findOrInsert(tagged(Instance, value.instance()), nullptr, number) : number;
 }
 
-quint32 SharedObjects::numberOfKey(const ArchiveEntry& pair, quint32 number) {
-    if (const quint64 held = ofHeldString(pair.key))
-        return findOrInsert(m_values, held, number);
-    return pair.keyInstance ? findOrInsert(m_values, tagged(Instance, pair.keyInstance), number)
-                            : findOrInsert(m_keys, pair.key, number);
+quint32 SharedObjects::numberOfText(const QString& text, quint32 number) {
+    const quint64 held = ofHeldString(text);
+    return held ? findOrInsert(held, nullptr, number) : number;
+}
+
+quint32 SharedObjects::numberOfKey(const QString& key, quint32 instance, quint32 number) {
+    if (const quint64 held = ofHeldString(key))
+        return findOrInsert(held, nullptr, number);
+    return instance ? findOrInsert(tagged(Instance, instance), nullptr, number) : numberOfHashed(Key, key, number);
+}
+
+quint32 SharedObjects::numberOfClass(const QString& name, quint32 number) {
+    return numberOfHashed(Class, name, number);
+}
+
+quint32 SharedObjects::numberOfHashed(quint64 kind, const QString& text, quint32 number) {
+    return findOrInsert(tagged(kind, qHash(text, m_seed) & BodyMask), &text, number);
 }
 
 } // namespace Platform
