@@ -64,13 +64,10 @@ BinaryFile::Object BinaryFile::otherObject(const uchar* place) const {
         : Object{};
 }
 
-quint32 BinaryFile::find(const Object& dictionary, Key& key) const {
+quint32 BinaryFile::find(const Object& dictionary, const QString& key) const {
     for (quint32 i = dictionary.marker == Dictionary ? dictionary.count : 0; i-- > 0;) {
-        const quint32 number = reference(dictionary, i);
-        if (number == key.number || isText(number, key.text)) {
-            key.number = number;
+        if (isText(reference(dictionary, i), key))
             return reference(dictionary, dictionary.count + i);
-        }
     }
     return NoObject;
 }

@@ -6,7 +6,6 @@
 #include <QtEndian>
 
 #include <algorithm>
-#include <cstring>
 
 namespace Platform {
 
@@ -23,11 +22,6 @@ public:
     };
     /// The number of no object, not even of one outside of the table.
     static constexpr quint32 NoObject = 0xffffffff;
-    /// A text that is looked for again and again: most files have one object for it.
-    struct Key {
-        const QString& text;
-        quint32 number = NoObject;
-    };
 
     /// Empty when header, trailer or sizes are wrong.
     explicit BinaryFile(QByteArrayView bytes);
@@ -52,13 +46,7 @@ public:
         return static_cast<quint32>(std::min<quint64>(number, NoObject - 1));
     }
     /// The value of the last key of this text; NoObject without one, and for what is no dictionary.
-    quint32 find(const Object& dictionary, Key& key) const;
-    /// True for containers that have the same references.
-    bool areSame(const Object& left, const Object& right) const {
-        return left.count == right.count && left.marker == right.marker &&
-            std::memcmp(left.place, right.place, size_t{left.count} * m_referenceSize) == 0;
-    }
-
+    quint32 find(const Object& dictionary, const QString& key) const;
     /// The number of a UID; more than 32 bits hold for any other object.
     quint64 uid(quint32 number) const {
         const uchar* place = placeOf(number);

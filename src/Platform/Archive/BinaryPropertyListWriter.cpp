@@ -1,5 +1,5 @@
 #include "BinaryTable.h"
-#include "KnownKeys.h"
+#include "KeyOrder.h"
 #include "PropertyList.h"
 #include "ValueCount.h"
 
@@ -13,7 +13,7 @@ class BinaryWriter {
 public:
     explicit BinaryWriter(BinaryTable& table) : m_table(table) {}
 
-    bool isExhausted() const { return m_keys.isExhausted(); }
+    bool isExhausted() const { return m_order.isExhausted(); }
 
     /// The object's number in the table.
     quint32 add(const ArchiveValue& value) {
@@ -25,7 +25,7 @@ public:
 private:
     quint32 addArray(const ArchiveValue::Array& items) {
         const auto object = m_table.beginArray(items.size());
-        for (size_t i = 0; i < items.size() && m_table.isWhole(); ++i)
+        for (size_t i = 0; i < items.size(); ++i)
             m_table.setReference(object, i, add(items[i]));
         return object.number;
     }
@@ -35,15 +35,12 @@ private:
             pairs[0].value.type() == ArchiveValue::Type::Integer && std::in_range<quint32>(pairs[0].value.integer()))
             return addUid(static_cast<quint32>(pairs[0].value.integer()));
         const auto object = m_table.beginDictionary(pairs.size());
-        const auto keys = m_keys.of(pairs);
-        for (size_t i = keys->numbers.size(); i < pairs.size(); ++i) {
-            const ArchiveEntry& pair = pairs[keys->order[i]];
-            keys->numbers.push_back(m_table.addKey(pair.key, pair.keyInstance));
-        }
-        for (size_t i = 0; i < pairs.size(); ++i)
-            m_table.setReference(object, i, keys->numbers[i]);
-        for (size_t i = 0; i < pairs.size() && m_table.isWhole(); ++i)
-            m_table.setReference(object, pairs.size() + i, add(pairs[keys->order[i]].value));
+        const std::vector<quint32> order = m_order.ofKeys(pairs);
+        size_t place = 0;
+        for (const quint32 i : order)
+            m_table.setReference(object, place++, m_table.addKey(pairs[i].key, pairs[i].keyInstance));
+        for (const quint32 i : order)
+            m_table.setReference(object, place++, add(pairs[i].value));
         return object.number;
     }
 
@@ -55,7 +52,7 @@ private:
     }
 
     BinaryTable& m_table;
-    KnownKeys m_keys;
+    KeyOrder m_order;
     QHash<quint32, quint32> m_uids;
 };
 

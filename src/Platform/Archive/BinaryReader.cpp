@@ -1,7 +1,9 @@
 #include "BinaryReader.h"
 
 #include "PropertyList.h"
-#include "PropertyListLimits.h"
+#include "ValueCount.h"
+
+#include <algorithm>
 
 namespace Platform {
 
@@ -15,10 +17,10 @@ BinaryReader::BinaryReader(QByteArrayView bytes)
 
 std::optional<ArchiveValue> BinaryReader::readRoot() {
     ArchiveValue root;
-    return read(m_file.topObject(), 0, root) == Broken ? std::nullopt : std::optional(std::move(root));
+    return read(m_file.topObject(), 0, root) ? std::optional(std::move(root)) : std::nullopt;
 }
 
-int BinaryReader::read(quint32 number, int depth, ArchiveValue& result) {
+bool BinaryReader::read(quint32 number, int depth, ArchiveValue& result) {
     const Object object = m_file.object(number);
     switch (object.marker) {
     case Uid:
@@ -29,61 +31,65 @@ int BinaryReader::read(quint32 number, int depth, ArchiveValue& result) {
                 [&](quint32 i, ArchiveValue& item) { return read(m_file.reference(object, i), depth + 1, item); });
         });
     case Dictionary:
-        return readKept(m_places[number], depth, result, [&] {
-            return readDictionary(object.count, depth, result, [&](quint32 i, ArchiveEntry& entry) {
-                entry.key = readText(m_file.reference(object, i));
-                return entry.key.isNull() ? Broken
-                                          : read(m_file.reference(object, object.count + i), depth + 1, entry.value);
-            });
-        });
+        return readKept(m_places[number], depth, result, [&] { return readDictionary(object, depth, result); });
     default:
-        return readScalar(number, object, result) ? 0 : Broken;
+        return readScalar(number, object, result);
     }
 }
 
-int BinaryReader::readUid(quint64 uid, int, ArchiveValue& result) {
-    if (!std::in_range<quint32>(uid))
-        return Broken;
-    result = ArchiveValue::Dictionary{{UidKey, uid}};
-    return 0;
+bool BinaryReader::readDictionary(const Object& object, int depth, ArchiveValue& result) {
+    bool isRead = enter(object.count, depth);
+    ArchiveValue::Dictionary entries(isRead ? object.count : 0);
+    for (quint32 i = 0; i < object.count && isRead; ++i) {
+        entries[i].key = readText(m_file.reference(object, i));
+        isRead =
+            !entries[i].key.isNull() && read(m_file.reference(object, object.count + i), depth + 1, entries[i].value);
+    }
+    std::construct_at(&result, std::move(entries));
+    return isRead;
 }
 
-int BinaryReader::readAgain(quint32 place, int depth, ArchiveValue& result) {
-    if (place == BeingRead) // nothing stands within itself
-        return Broken;
-    const Kept& kept = m_kept[place - FirstKept];
-    if (depth + kept.height > PropertyListLimits::Depth || kept.values > m_left)
-        return Broken;
-    m_left -= kept.values;
-    result = kept.value;
-    return kept.height;
+bool BinaryReader::readUid(quint64 uid, int, ArchiveValue& result) {
+    result = ArchiveValue::Dictionary{{UidKey, uid}};
+    return std::in_range<quint32>(uid);
+}
+
+bool BinaryReader::readAgain(quint32 place, int depth, ArchiveValue& result) {
+    size_t values = 0;
+    if (place == BeingRead || !countValues(m_kept[place - FirstKept], depth, values))
+        return false; // nothing stands within itself
+    m_left -= static_cast<qint64>(values);
+    result = m_kept[place - FirstKept];
+    return m_left >= 0;
 }
 
 bool BinaryReader::readScalar(quint32 number, const Object& object, ArchiveValue& result) {
-    if (object.marker == Text || object.marker == WideText) {
-        std::construct_at(&result, readText(number, object));
-    } else if (object.marker != Data) {
+    if (object.marker != Text && object.marker != WideText && object.marker != Data) {
         std::construct_at(&result, BinaryFile::number(object));
-    } else if (quint32& place = m_places[number]; place >= FirstKept) {
-        result = m_kept[place - FirstKept].value;
-    } else if (take(object.count)) {
-        std::construct_at(&result, QByteArray(reinterpret_cast<const char*>(object.place), object.count));
-        place = place == 0 ? Met : keep({result, 0, 0});
+        return !result.isNothing();
     }
-    return !result.isNothing();
+    quint32& place = m_places[number];
+    if (place >= FirstKept) {
+        result = m_kept[place - FirstKept];
+        return true;
+    }
+    const qsizetype length = object.marker == WideText ? 2 * qsizetype{object.count} : object.count;
+    if ((m_textLeft -= length) < 0)
+        return false;
+    if (object.marker == Data)
+        std::construct_at(&result, QByteArray(reinterpret_cast<const char*>(object.place), length));
+    else
+        std::construct_at(&result, BinaryFile::text(object));
+    place = place == 0 ? Met : keep(result);
+    return true;
 }
 
-QString BinaryReader::readText(quint32 number, const Object& object) {
-    if (object.marker != Text && object.marker != WideText)
-        return {};
-    quint32& place = m_places[number];
-    if (place >= FirstKept)
-        return m_kept[place - FirstKept].value.string();
-    if (!take(object.marker == WideText ? 2 * qsizetype{object.count} : object.count))
-        return {};
-    QString text = BinaryFile::text(object);
-    place = place == 0 ? Met : keep({text, 0, 0});
-    return text;
+QString BinaryReader::readText(quint32 number) {
+    if (number < m_file.objectCount() && m_places[number] >= FirstKept)
+        return m_kept[m_places[number] - FirstKept].string();
+    ArchiveValue text;
+    readScalar(number, m_file.object(number), text);
+    return text.string();
 }
 
 std::optional<ArchiveValue> PropertyList::decoded(const QByteArray& bytes) {

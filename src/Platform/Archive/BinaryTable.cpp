@@ -35,15 +35,8 @@ bool putNarrow(char* place, QStringView text) {
     return (all & 0xff80ff80ff80ff80) == 0;
 }
 
-} // namespace
-
-BinaryTable::BinaryTable(size_t objects)
-    : m_referenceSize(width(objects)), m_file(static_cast<qsizetype>(512 + 16 * objects), Qt::Uninitialized) {
-    std::memcpy(m_file.data(), Magic, sizeof Magic);
-    m_offsets.reserve(objects);
-}
-
-quint32 BinaryTable::width(quint64 number) {
+/// Bytes for a number: 1, 2, 4 or 8.
+quint32 width(quint64 number) {
     if (number <= 0xff)
         return 1;
     if (number <= 0xffff)
@@ -52,21 +45,39 @@ quint32 BinaryTable::width(quint64 number) {
 }
 
 /// The lowest bytes of the number come first; what stands behind them is overwritten.
-inline char* BinaryTable::put(char* place, quint64 number, quint32 size) {
+char* put(char* place, quint64 number, quint32 size) {
     qToBigEndian(number << (64 - 8 * size), place);
     return place + size;
 }
 
 /// Negative numbers take all 8 bytes.
-char* BinaryTable::putInteger(char* place, qint64 number) {
+char* putInteger(char* place, qint64 number) {
     const quint32 size = number < 0 ? 8 : width(static_cast<quint64>(number));
     *place = static_cast<char>(Integer | std::countr_zero(size));
     return put(place + 1, static_cast<quint64>(number), size);
 }
 
-inline char* BinaryTable::putHead(char* place, quint8 marker, qsizetype count) {
+char* putHead(char* place, quint8 marker, qsizetype count) {
     *place = static_cast<char>(marker | std::min<qsizetype>(count, CountFollows));
     return count < CountFollows ? place + 1 : putInteger(place + 1, count);
+}
+
+} // namespace
+
+BinaryTable::BinaryTable(size_t objects)
+    : m_referenceSize(width(objects)), m_file(static_cast<qsizetype>(512 + 16 * objects), Qt::Uninitialized) {
+    std::memcpy(m_file.data(), Magic, sizeof Magic);
+    m_offsets.reserve(objects);
+}
+
+QByteArray BinaryTable::file(size_t objects, const std::function<void(BinaryTable&)>& fill) {
+    for (;;) {
+        BinaryTable table(objects);
+        fill(table);
+        objects = table.count();
+        if (!table.m_isWhole || width(objects) == table.m_referenceSize)
+            return table.finished();
+    }
 }
 
 inline char* BinaryTable::room(qsizetype size) {
@@ -91,11 +102,6 @@ quint32 BinaryTable::addKey(const QString& key, quint32 instance) {
     return shared == count() ? addNewText(key) : shared;
 }
 
-quint32 BinaryTable::addText(const QString& text) {
-    const quint32 shared = m_shared.numberOfText(text, count());
-    return shared == count() ? addNewText(text) : shared;
-}
-
 quint32 BinaryTable::add(const ArchiveValue& value) {
     const quint32 shared = m_shared.numberOf(value, count());
     // As the platform does: a boolean that was added before is referred to, and yet a copy goes to the table.
@@ -105,15 +111,13 @@ quint32 BinaryTable::add(const ArchiveValue& value) {
 }
 
 quint32 BinaryTable::addNew(const ArchiveValue& value) {
-    switch (value.type()) {
-    case ArchiveValue::Type::String:
+    if (value.isString())
         return addNewText(value.string());
-    case ArchiveValue::Type::Data:
-        return addNewData(value.data());
-    default:
-        break;
-    }
-    char* place = beginObject(HeadSize);
+    const QByteArray& data = value.data();
+    m_isWhole = m_isWhole && data.size() <= PropertyListLimits::FileSize - m_used;
+    if (!m_isWhole)
+        return 0;
+    char* place = beginObject(HeadSize + data.size());
     switch (value.type()) {
     case ArchiveValue::Type::Boolean:
         *place++ = static_cast<char>(value.boolean() ? True : False);
@@ -129,6 +133,9 @@ quint32 BinaryTable::addNew(const ArchiveValue& value) {
     case ArchiveValue::Type::Date:
         *place = static_cast<char>((value.isDate() ? Date : Real) | 3);
         place = put(place + 1, std::bit_cast<quint64>(value.number()), 8);
+        break;
+    case ArchiveValue::Type::Data:
+        place = std::copy(data.begin(), data.end(), putHead(place, Data, data.size()));
         break;
     default:
         m_isWhole = false; // null, and objects of classes of their own
@@ -147,14 +154,6 @@ quint32 BinaryTable::addNewText(const QString& text) {
     units = putHead(place, WideText, text.size());
     qToBigEndian<quint16>(text.utf16(), text.size(), units);
     return endObject(units + 2 * text.size());
-}
-
-quint32 BinaryTable::addNewData(const QByteArray& bytes) {
-    m_isWhole = m_isWhole && bytes.size() <= PropertyListLimits::FileSize - m_used;
-    if (!m_isWhole)
-        return 0;
-    char* place = putHead(beginObject(bytes.size()), Data, bytes.size());
-    return endObject(std::copy(bytes.begin(), bytes.end(), place));
 }
 
 quint32 BinaryTable::addUid(quint32 uid) {

@@ -5,6 +5,8 @@
 
 #include <QByteArray>
 
+#include <functional>
+
 namespace Platform {
 
 /// Writes the object table of a binary property list in the order in which objects are added. Containers are begun
@@ -22,26 +24,10 @@ public:
 
     /// What @p fill adds to a table, as a file; empty when that is beyond the limits of a property list.
     /// @param objects  as many as there will probably be
-    template <typename Fill>
-    static QByteArray file(size_t objects, Fill fill) {
-        for (;;) {
-            BinaryTable table(objects);
-            fill(table);
-            if (!table.m_isWhole || width(table.count()) == table.m_referenceSize)
-                return table.finished();
-            objects = table.count();
-        }
-    }
-
-    /// Of the next object.
-    quint32 count() const { return static_cast<quint32>(m_offsets.size()); }
-    /// False as soon as the file would be too long; what is added then is lost.
-    bool isWhole() const { return m_isWhole; }
+    static QByteArray file(size_t objects, const std::function<void(BinaryTable&)>& fill);
 
     /// Of a dictionary.
     quint32 addKey(const QString& key, quint32 instance = 0);
-    /// A text that is one with others only when it is short.
-    quint32 addText(const QString& text);
     /// What is no container, as one object with those that SharedObjects says.
     quint32 add(const ArchiveValue& value);
     /// The same as an object of its own.
@@ -55,17 +41,12 @@ public:
 private:
     explicit BinaryTable(size_t objects);
 
-    /// Bytes for a number: 1, 2, 4 or 8.
-    static quint32 width(quint64 number);
-    static char* put(char* place, quint64 number, quint32 size);
-    static char* putInteger(char* place, qint64 number);
-    static char* putHead(char* place, quint8 marker, qsizetype count);
+    quint32 count() const { return static_cast<quint32>(m_offsets.size()); }
     char* room(qsizetype size);
     char* beginObject(qsizetype size);
     quint32 endObject(const char* end);
     Container begin(quint8 marker, size_t count, size_t references);
     quint32 addNewText(const QString& text);
-    quint32 addNewData(const QByteArray& bytes);
     QByteArray finished();
 
     const quint32 m_referenceSize;

@@ -55,6 +55,15 @@ quint64 KeyOrder::hash(QStringView key) {
 }
 
 std::vector<quint32> KeyOrder::ofHashes(const std::vector<quint64>& hashes) {
+    // Lists of dictionaries that all have the same keys are the rule.
+    if (hashes != m_hashes) {
+        m_order = newOrder(hashes);
+        m_hashes = hashes;
+    }
+    return m_order;
+}
+
+std::vector<quint32> KeyOrder::newOrder(const std::vector<quint64>& hashes) {
     size_t size = 0;
     QVarLengthArray<quint32, 64> table;
     const auto clear = [&table](quint32 places) {

@@ -1,13 +1,12 @@
 #include "KeyedArchiver.h"
 
 #include "BinaryTable.h"
+#include "KeyOrder.h"
 #include "KeyedArchiveFormat.h"
-#include "KnownKeys.h"
 #include "PropertyListLimits.h"
 #include "ValueCount.h"
 
 #include <QHash>
-#include <QVarLengthArray>
 
 #include <span>
 
@@ -18,8 +17,12 @@ namespace {
 using namespace KeyedArchiveFormat;
 using Type = ArchiveValue::Type;
 
-/// Class names of the platform's own containers are always one string; other long ones never are. Null for the others.
-const ArchiveValue* containerName(const QString& name) {
+const QString NullName = u"$null"_s;
+/// Objects of most archives.
+constexpr size_t SmallArchive = 32;
+
+/// Class names of the platform's own containers are always one string; other long ones never are.
+ArchiveValue classNameValue(const QString& name) {
     static const QHash<QString, ArchiveValue> containers = [] {
         QHash<QString, ArchiveValue> values;
         for (const auto kind : {"String"_L1, "Data"_L1, "Array"_L1, "Dictionary"_L1, "Set"_L1, "OrderedSet"_L1}) {
@@ -29,7 +32,7 @@ const ArchiveValue* containerName(const QString& name) {
         return values;
     }();
     const auto known = name.startsWith(NativePrefix) ? containers.constFind(name) : containers.cend();
-    return known == containers.cend() ? nullptr : &*known;
+    return known == containers.cend() ? ArchiveValue::text(name) : *known;
 }
 
 const ArchiveClass& nativeClassOf(const ArchiveValue& value) {
@@ -48,8 +51,7 @@ const ArchiveClass& nativeClassOf(const ArchiveValue& value) {
 }
 
 /// The object numbers, UIDs, of an archive, in the order in which the platform's archiver meets the objects.
-class Numbering {
-public:
+struct Numbering {
     /// An object of the archive: a value, the key of a dictionary or a class.
     struct Entry {
         const ArchiveValue* value = nullptr;
@@ -58,280 +60,179 @@ public:
         quint32 classUid = 0;
         /// The first of its UIDs: of the elements of an array, the fields of an object, 0 for those that stand there
         /// themselves, and of the keys and then the values of a dictionary in their order.
-        size_t first = 0;
+        size_t firstUid = 0;
     };
 
-    explicit Numbering(const ArchiveValue& root) {
-        m_uids.reserve(SmallArchive);
-        static const QString null = u"$null"_s;
-        m_entries.push_back({.key = &null});
-        m_root = number(root);
-    }
-
-    quint32 root() const { return m_root; }
-    std::span<const Entry> entries() const { return m_entries; }
-    const quint32* uids(const Entry& entry) const { return m_uids.data() + entry.first; }
-    bool isExhausted() const { return m_keys.isExhausted(); }
-    /// Entries of the property list's table, roughly.
-    size_t probableObjects() const { return SmallArchive + 2 * entries().size() + m_uids.size(); }
-
-private:
-    static constexpr qsizetype SmallArchive = 32;
-
-    quint32 next() const { return static_cast<quint32>(m_entries.size()); }
+    quint32 next() const { return static_cast<quint32>(entries.size()); }
 
     quint32 number(const ArchiveValue& value) {
-        if (value.isNothing())
-            return 0;
-        const quint32 uid = m_shared.numberOf(value, next());
+        const quint32 uid = value.isNothing() ? 0 : shared.numberOf(value, next());
         if (uid != next())
             return uid;
-        m_entries.push_back({.value = &value, .first = m_uids.size()});
+        size_t place = uids.size();
+        entries.push_back({.value = &value, .firstUid = place});
         // What it consists of comes behind it, and its class last.
-        if (value.isArray())
-            numberItems(value.array());
-        else if (value.isDictionary())
-            numberPairs(value.dictionary());
-        else if (value.isObject())
-            numberFields(value.dictionary());
+        if (value.isDictionary()) {
+            const ArchiveValue::Dictionary& pairs = value.dictionary();
+            const std::vector<quint32> indices = order.ofKeys(pairs);
+            uids.resize(place + 2 * pairs.size());
+            for (const quint32 i : indices)
+                uids[place++] = numberKey(pairs[i]);
+            for (const quint32 i : indices)
+                setUid(place++, number(pairs[i].value));
+        } else {
+            uids.resize(place + value.array().size() + value.dictionary().size());
+            for (const ArchiveValue& item : value.array())
+                setUid(place++, number(item));
+            // Numbers alone stand in the field itself.
+            for (const ArchiveEntry& field : value.dictionary())
+                setUid(place++, field.value.isNumber() ? 0 : number(field.value));
+        }
         if (value.isObject())
-            m_entries[uid].classUid = numberClass(value.objectClass());
+            entries[uid].classUid = numberClass(value.objectClass());
         else if (value.isMutable() || value.isArray() || value.isDictionary() || value.isDate() || value.isNull())
-            m_entries[uid].classUid = numberClass(nativeClassOf(value));
+            entries[uid].classUid = numberClass(nativeClassOf(value));
         return uid;
     }
 
-    /// Room for UIDs, the place of the first.
-    size_t reserve(size_t count) {
-        m_uids.resize(m_uids.size() + count);
-        return m_uids.size() - count;
-    }
-
-    void numberItems(const ArchiveValue::Array& items) {
-        size_t place = reserve(items.size());
-        for (const ArchiveValue& item : items) {
-            const quint32 uid = number(item);
-            m_uids[place++] = uid;
-        }
-    }
-
-    void numberPairs(const ArchiveValue::Dictionary& pairs) {
-        size_t place = reserve(2 * pairs.size());
-        const auto keys = m_keys.of(pairs);
-        for (size_t i = keys->numbers.size(); i < pairs.size(); ++i)
-            keys->numbers.push_back(numberKey(pairs[keys->order[i]]));
-        for (const quint32 uid : keys->numbers)
-            m_uids[place++] = uid;
-        for (const quint32 i : keys->order) {
-            const quint32 uid = number(pairs[i].value);
-            m_uids[place++] = uid;
-        }
-    }
+    void setUid(size_t place, quint32 uid) { uids[place] = uid; }
 
     quint32 numberKey(const ArchiveEntry& pair) {
-        const quint32 uid = m_shared.numberOfKey(pair.key, pair.keyInstance, next());
+        const quint32 uid = shared.numberOfKey(pair.key, pair.keyInstance, next());
         if (uid == next())
-            m_entries.push_back({.key = &pair.key});
+            entries.push_back({.key = &pair.key});
         return uid;
-    }
-
-    void numberFields(const ArchiveValue::Dictionary& fields) {
-        size_t place = reserve(fields.size());
-        for (const ArchiveEntry& field : fields) {
-            // Numbers alone stand in the field itself.
-            const quint32 uid = field.value.isNumber() ? 0 : number(field.value);
-            m_uids[place++] = uid;
-        }
     }
 
     quint32 numberClass(const ArchiveClass& objectClass) {
-        if (&objectClass != m_lastClass) {
-            m_lastClass = &objectClass;
-            m_lastClassUid = m_shared.numberOfClass(objectClass.name, next());
-            if (m_lastClassUid == next())
-                m_entries.push_back({.objectClass = &objectClass});
-        }
-        return m_lastClassUid;
+        const quint32 uid = classes.numberOfKey(objectClass.name, 0, next());
+        if (uid == next())
+            entries.push_back({.objectClass = &objectClass});
+        return uid;
     }
 
-    QVarLengthArray<Entry, SmallArchive> m_entries;
-    std::vector<quint32> m_uids;
-    quint32 m_root = 0;
-    SharedObjects m_shared;
-    KnownKeys m_keys;
-    const ArchiveClass* m_lastClass = nullptr;
-    quint32 m_lastClassUid = 0;
+    std::vector<Entry> entries{{.key = &NullName}};
+    std::vector<quint32> uids;
+    SharedObjects shared;
+    SharedObjects classes;
+    KeyOrder order;
 };
 
 /// Lays the objects of an archive out as a property list.
 class Layout {
 public:
     Layout(const Numbering& numbering, BinaryTable& table)
-        : m_numbering(numbering), m_table(table), m_objectsOfUids(numbering.entries().size()) {}
+        : m_numbering(numbering), m_table(table), m_objectsOfUids(numbering.entries.size()) {}
 
-    bool isExhausted() const { return m_keys.isExhausted(); }
+    bool isExhausted() const { return m_order.isExhausted(); }
 
-    void add(const QString& rootKey) {
+    void add(quint32 rootUid, const QString& rootKey) {
         // The root dictionary alone keeps this order.
-        Key version{VersionKey};
-        Key archiver{ArchiverKey};
-        Key top{TopKey};
-        Key objects{ObjectsKey};
-        const auto root = begin({&version, &archiver, &top, &objects});
-        m_table.setReference(root, 4, m_table.addNew(Version));
-        m_table.setReference(root, 5, m_table.addNew(ArchiverName));
-        Key key{rootKey};
-        const auto topObject = begin({&key});
-        m_table.setReference(topObject, 1, addUid(m_numbering.root()));
-        m_table.setReference(root, 6, topObject.number);
-        const auto list = m_table.beginArray(m_numbering.entries().size());
-        for (size_t i = 0; i < m_numbering.entries().size() && m_table.isWhole(); ++i)
-            m_table.setReference(list, i, addEntry(m_numbering.entries()[i]));
-        m_table.setReference(root, 7, list.number);
+        addPairs(std::pair(VersionKey, [&] { return m_table.addNew(Version); }),
+            std::pair(ArchiverKey, [&] { return m_table.addNew(ArchiverName); }),
+            std::pair(TopKey, [&] { return addPairs(std::pair(rootKey, [&] { return addUid(rootUid); })); }),
+            std::pair(ObjectsKey, [&] { return addEach(m_numbering.entries, [&](const auto& e) { return add(e); }); }));
     }
 
 private:
-    using Container = BinaryTable::Container;
+    /// A dictionary of what each function adds.
+    template <typename... Values>
+    quint32 addPairs(const std::pair<QString, Values>&... pairs) {
+        const auto object = m_table.beginDictionary(sizeof...(pairs));
+        size_t place = 0;
+        (m_table.setReference(object, place++, m_table.addKey(pairs.first)), ...);
+        (m_table.setReference(object, place++, pairs.second()), ...);
+        return object.number;
+    }
 
-    struct Key {
-        const QString& text;
-        /// 0 before it has one.
-        quint32 object = 0;
-    };
-
-    /// A dictionary that has its keys.
-    Container begin(std::initializer_list<Key*> keys) {
-        const auto object = m_table.beginDictionary(keys.size());
-        size_t i = 0;
-        for (Key* key : keys) {
-            if (key->object == 0)
-                key->object = m_table.addKey(key->text);
-            m_table.setReference(object, i++, key->object);
-        }
-        return object;
+    template <typename List, typename AddOne>
+    quint32 addEach(const List& list, AddOne addOne) {
+        const auto object = m_table.beginArray(static_cast<size_t>(list.size()));
+        size_t place = 0;
+        for (const auto& one : list)
+            m_table.setReference(object, place++, addOne(one));
+        return object.number;
     }
 
     /// Like a boolean: a further one goes to the table, too.
     quint32 addUid(quint32 uid) {
         const quint32 object = m_table.addUid(uid);
         quint32& first = m_objectsOfUids[uid];
-        if (first == 0)
-            first = object;
-        return first;
+        return first == 0 ? first = object : first;
     }
 
-    quint32 addUids(const quint32* uids, size_t count) {
-        const auto list = m_table.beginArray(count);
-        for (size_t i = 0; i < count; ++i)
-            m_table.setReference(list, i, addUid(uids[i]));
-        return list.number;
+    quint32 addUids(size_t first, size_t count) {
+        return addEach(std::span(m_numbering.uids).subspan(first, count), [&](quint32 uid) { return addUid(uid); });
     }
 
-    quint32 addEntry(const Numbering::Entry& entry) {
+    /// The keys stand in their hash order.
+    quint32 add(const Numbering::Entry& entry) {
         if (entry.key)
-            return m_table.addText(*entry.key);
+            return m_table.add(ArchiveValue::text(*entry.key));
         if (entry.objectClass)
             return addClass(*entry.objectClass);
-        if (entry.value->isObject())
-            return addFields(entry);
-        return entry.classUid == 0 ? m_table.add(*entry.value) : addNative(entry);
-    }
-
-    /// The keys of each stand in their hash order.
-    quint32 addNative(const Numbering::Entry& entry) {
         const ArchiveValue& value = *entry.value;
-        const quint32* uids = m_numbering.uids(entry);
-        Container object{};
+        if (entry.classUid == 0)
+            return m_table.add(value);
+        const std::pair classPair(ClassKey, [&] { return addUid(entry.classUid); });
+        const size_t count = value.array().size() + value.dictionary().size();
+        const std::pair items(ItemsKey, [&] { return addUids(entry.firstUid + value.dictionary().size(), count); });
         switch (value.type()) {
-        case Type::String: {
-            object = begin({&m_class, &m_string});
-            m_table.setReference(object, 2, addUid(entry.classUid));
-            m_table.setReference(object, 3, m_table.addText(value.string()));
-            return object.number;
-        }
+        case Type::String:
+            return addPairs(
+                classPair, std::pair(StringKey, [&] { return m_table.add(ArchiveValue::text(value.string())); }));
         case Type::Data:
-            object = begin({&m_data, &m_class});
-            m_table.setReference(object, 2, m_table.addNew(value));
-            break;
+            return addPairs(std::pair(DataKey, [&] { return m_table.addNew(value); }), classPair);
         case Type::Date:
-            object = begin({&m_time, &m_class});
-            m_table.setReference(object, 2, m_table.addNew(value.number()));
-            break;
+            return addPairs(std::pair(TimeKey, [&] { return m_table.addNew(value.number()); }), classPair);
         case Type::Array:
-            object = begin({&m_items, &m_class});
-            m_table.setReference(object, 2, addUids(uids, value.array().size()));
-            break;
-        case Type::Dictionary: {
-            const size_t count = value.dictionary().size();
-            object = begin({&m_keysKey, &m_items, &m_class});
-            m_table.setReference(object, 3, addUids(uids, count));
-            m_table.setReference(object, 4, addUids(uids + count, count));
-            m_table.setReference(object, 5, addUid(entry.classUid));
-            return object.number;
-        }
+            return addPairs(items, classPair);
+        case Type::Dictionary:
+            return addPairs(std::pair(KeysKey, [&] { return addUids(entry.firstUid, count); }), items, classPair);
+        case Type::Object:
+            return addFields(entry);
         default:
-            object = begin({&m_class});
-            m_table.setReference(object, 1, addUid(entry.classUid));
-            return object.number;
+            return addPairs(classPair);
         }
-        m_table.setReference(object, 3, addUid(entry.classUid));
-        return object.number;
     }
 
     quint32 addFields(const Numbering::Entry& entry) {
         const ArchiveValue::Dictionary& fields = entry.value->dictionary();
-        const quint32* uids = m_numbering.uids(entry);
-        const auto keys = m_keys.ofFields(fields);
-        const size_t count = fields.size() + 1;
-        const auto object = m_table.beginDictionary(count);
-        for (size_t i = keys->numbers.size(); i < count; ++i) {
-            const quint32 field = keys->order[i];
-            keys->numbers.push_back(
-                m_table.addKey(field < fields.size() ? KnownKeys::fieldKey(fields[field].key) : ClassKey));
-        }
-        for (size_t i = 0; i < count; ++i) {
-            m_table.setReference(object, i, keys->numbers[i]);
-        }
-        for (size_t i = 0; i < count; ++i) {
-            const quint32 field = keys->order[i];
-            const bool isInline = field < fields.size() && fields[field].value.isNumber();
-            m_table.setReference(object, count + i,
-                isInline ? m_table.add(fields[field].value)
-                         : addUid(field < fields.size() ? uids[field] : entry.classUid));
+        // A field's own name that begins with "$" is given another one.
+        const auto key = [&](size_t i) {
+            return i == fields.size()            ? ClassKey
+                : fields[i].key.startsWith(u'$') ? u'$' + fields[i].key
+                                                 : fields[i].key;
+        };
+        std::vector<quint64> hashes;
+        hashes.reserve(fields.size() + 1);
+        for (size_t i = 0; i <= fields.size(); ++i)
+            hashes.push_back(KeyOrder::hash(key(i)));
+        const std::vector<quint32> order = m_order.ofHashes(hashes);
+        const auto object = m_table.beginDictionary(order.size());
+        size_t place = 0;
+        for (const quint32 i : order)
+            m_table.setReference(object, place++, m_table.addKey(key(i)));
+        for (const quint32 i : order) {
+            const bool isInline = i < fields.size() && fields[i].value.isNumber();
+            m_table.setReference(object, place++,
+                isInline ? m_table.add(fields[i].value)
+                         : addUid(i < fields.size() ? m_numbering.uids[entry.firstUid + i] : entry.classUid));
         }
         return object.number;
     }
 
     quint32 addClass(const ArchiveClass& objectClass) {
-        const QStringList& names = objectClass.classes;
-        const auto object = names.isEmpty() ? begin({&m_className}) : begin({&m_className, &m_classList});
-        m_table.setReference(object, names.isEmpty() ? 1 : 2, addClassName(objectClass.name));
-        if (names.isEmpty())
-            return object.number;
-        const auto list = m_table.beginArray(static_cast<size_t>(names.size()));
-        for (size_t i = 0; i < static_cast<size_t>(names.size()); ++i)
-            m_table.setReference(list, i, addClassName(names[static_cast<qsizetype>(i)]));
-        m_table.setReference(object, 3, list.number);
-        return object.number;
-    }
-
-    quint32 addClassName(const QString& name) {
-        const ArchiveValue* container = containerName(name);
-        return container ? m_table.add(*container) : m_table.addText(name);
+        const auto addName = [&](const QString& name) { return m_table.add(classNameValue(name)); };
+        const std::pair name(ClassNameKey, [&] { return addName(objectClass.name); });
+        const std::pair list(ClassListKey, [&] { return addEach(objectClass.classes, addName); });
+        return objectClass.classes.isEmpty() ? addPairs(name) : addPairs(name, list);
     }
 
     const Numbering& m_numbering;
     BinaryTable& m_table;
     std::vector<quint32> m_objectsOfUids;
-    KnownKeys m_keys;
-    Key m_class{ClassKey};
-    Key m_className{ClassNameKey};
-    Key m_classList{ClassListKey};
-    Key m_keysKey{KeysKey};
-    Key m_items{ItemsKey};
-    Key m_string{StringKey};
-    Key m_data{DataKey};
-    Key m_time{TimeKey};
+    KeyOrder m_order;
 };
 
 } // namespace
@@ -340,14 +241,17 @@ QByteArray KeyedArchiver::archivedData(const ArchiveValue& root, const QString& 
     size_t values = 1;
     if (!countValues(root, 0, values))
         return {};
-    const Numbering numbering(root);
-    bool isExhausted = numbering.isExhausted();
-    const QByteArray file =
-        isExhausted ? QByteArray() : BinaryTable::file(numbering.probableObjects(), [&](BinaryTable& table) {
-            Layout layout(numbering, table);
-            layout.add(rootKey);
-            isExhausted = layout.isExhausted();
-        });
+    Numbering numbering;
+    numbering.entries.reserve(SmallArchive);
+    numbering.uids.reserve(SmallArchive);
+    const quint32 rootUid = numbering.number(root);
+    bool isExhausted = false;
+    const size_t objects = SmallArchive + 2 * numbering.entries.size() + numbering.uids.size();
+    const QByteArray file = BinaryTable::file(objects, [&](BinaryTable& table) {
+        Layout layout(numbering, table);
+        layout.add(rootUid, rootKey);
+        isExhausted = numbering.order.isExhausted() || layout.isExhausted();
+    });
     return isExhausted || values > PropertyListLimits::values(file.size()) ? QByteArray() : file;
 }
 

@@ -85,36 +85,29 @@ quint64 ofHeldValue(const ArchiveValue& value) {
 
 } // namespace
 
-inline SharedObjects::Place& SharedObjects::find(quint64 identity, const QString* text) {
-    for (size_t i = qHash(identity, m_seed);; ++i) {
-        Place& place = m_places[placeAt(i)];
-        if (place.identity == None || (place.identity == identity && (!text || m_texts[place.text] == *text)))
-            return place;
-    }
-}
-
 quint32 SharedObjects::findOrInsert(quint64 identity, const QString* text, quint32 number) {
-    Place& place = find(identity, text);
-    if (place.identity != None)
-        return place.number;
-    place = {identity, number, static_cast<quint32>(m_texts.size())};
-    if (text)
-        m_texts.push_back(*text);
-    if (2 * ++m_count > m_places.size())
-        grow();
-    return number;
+    const auto places = static_cast<size_t>(m_places.size());
+    for (size_t i = qHash(identity, m_seed);; ++i) {
+        Place& place = m_places[static_cast<qsizetype>(i & (places - 1))];
+        if (place.identity == identity && (!text || place.text == *text))
+            return place.number;
+        if (place.identity != None)
+            continue;
+        place = {identity, number, text ? *text : QString()};
+        if (2 * ++m_count > places)
+            grow();
+        return number;
+    }
 }
 
 void SharedObjects::grow() {
     const auto old = m_places;
     m_places.clear();
     m_places.resize(4 * old.size());
+    m_count = 0;
     for (const Place& place : old) {
-        size_t i = qHash(place.identity, m_seed);
-        while (place.identity != None && m_places[placeAt(i)].identity != None)
-            ++i;
         if (place.identity != None)
-            m_places[placeAt(i)] = place;
+            findOrInsert(place.identity, place.text.isNull() ? nullptr : &place.text, place.number);
     }
 }
 
@@ -124,23 +117,11 @@ quint32 SharedObjects::numberOf(const ArchiveValue& value, quint32 number) {
     return value.instance() ? findOrInsert(tagged(Instance, value.instance()), nullptr, number) : number;
 }
 
-quint32 SharedObjects::numberOfText(const QString& text, quint32 number) {
-    const quint64 held = ofHeldString(text);
-    return held ? findOrInsert(held, nullptr, number) : number;
-}
-
 quint32 SharedObjects::numberOfKey(const QString& key, quint32 instance, quint32 number) {
     if (const quint64 held = ofHeldString(key))
         return findOrInsert(held, nullptr, number);
-    return instance ? findOrInsert(tagged(Instance, instance), nullptr, number) : numberOfHashed(Key, key, number);
-}
-
-quint32 SharedObjects::numberOfClass(const QString& name, quint32 number) {
-    return numberOfHashed(Class, name, number);
-}
-
-quint32 SharedObjects::numberOfHashed(quint64 kind, const QString& text, quint32 number) {
-    return findOrInsert(tagged(kind, qHash(text, m_seed) & BodyMask), &text, number);
+    return instance ? findOrInsert(tagged(Instance, instance), nullptr, number)
+                    : findOrInsert(tagged(Key, qHash(key, m_seed) & BodyMask), &key, number);
 }
 
 } // namespace Platform
