@@ -81,7 +81,7 @@ std::vector<quint32> KeyOrder::newOrder(const std::vector<quint64>& hashes) {
         table[place] = index;
     };
     const auto grow = [&] {
-        const auto old = table;
+        const QVarLengthArray<quint32, 64> old(table.begin(), table.end());
         clear(Sizes[++size].places);
         for (const quint32 index : old) {
             if (index != Free)
