@@ -10,6 +10,7 @@ inline constexpr quint32 TrailerSize = 32;
 
 /// The first byte of an object, or its upper half; the lower one is a size or count.
 enum Marker : quint8 {
+    Invalid = 0x00, ///< no object at all
     False = 0x08,
     True = 0x09,
     Integer = 0x10,
@@ -27,12 +28,5 @@ inline constexpr quint8 CountFollows = 15;
 
 /// The key of the dictionary that a reference of a keyed archive is outside of a binary file.
 inline const QString UidKey = QStringLiteral("CF$UID");
-
-inline ArchiveValue uidValue(quint32 number) {
-    return ArchiveValue::Dictionary{{UidKey, number}};
-}
-
-/// The number of a reference; nothing for any other value, and for one that no file can have.
-std::optional<quint32> uidOf(const ArchiveValue& value);
 
 } // namespace Platform::BinaryFormat

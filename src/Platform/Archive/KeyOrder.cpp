@@ -1,5 +1,8 @@
 #include "KeyOrder.h"
 
+#include <QVarLengthArray>
+
+#include <algorithm>
 #include <limits>
 #include <numeric>
 
@@ -52,10 +55,24 @@ quint64 KeyOrder::hash(QStringView key) {
 }
 
 std::vector<quint32> KeyOrder::ofHashes(const std::vector<quint64>& hashes) {
+    // Lists of dictionaries that all have the same keys are the rule.
+    if (hashes != m_hashes) {
+        m_order = newOrder(hashes);
+        m_hashes = hashes;
+    }
+    return m_order;
+}
+
+std::vector<quint32> KeyOrder::newOrder(const std::vector<quint64>& hashes) {
     size_t size = 0;
-    std::vector<quint32> table(Sizes[0].places, Free);
+    QVarLengthArray<quint32, 64> table;
+    const auto clear = [&table](quint32 places) {
+        table.resize(places);
+        std::fill(table.begin(), table.end(), Free);
+    };
+    clear(Sizes[0].places);
     const auto put = [&](quint32 index) {
-        size_t place = hashes[index] % table.size();
+        auto place = static_cast<qsizetype>(hashes[index] % static_cast<quint64>(table.size()));
         while (table[place] != Free) {
             ++m_probes;
             if (++place == table.size())
@@ -64,8 +81,8 @@ std::vector<quint32> KeyOrder::ofHashes(const std::vector<quint64>& hashes) {
         table[place] = index;
     };
     const auto grow = [&] {
-        std::vector<quint32> old(Sizes[++size].places, Free);
-        old.swap(table);
+        const QVarLengthArray<quint32, 64> old(table.begin(), table.end());
+        clear(Sizes[++size].places);
         for (const quint32 index : old) {
             if (index != Free)
                 put(index);
@@ -78,12 +95,12 @@ std::vector<quint32> KeyOrder::ofHashes(const std::vector<quint64>& hashes) {
         if (index + 1 > Sizes[size].capacity)
             grow();
     }
-    if (isExhausted()) {
-        table.resize(hashes.size());
-        std::iota(table.begin(), table.end(), 0u);
-    }
-    std::erase(table, Free);
-    return table;
+    std::vector<quint32> order(hashes.size());
+    if (isExhausted())
+        std::iota(order.begin(), order.end(), 0u);
+    else
+        std::copy_if(table.begin(), table.end(), order.begin(), [](quint32 index) { return index != Free; });
+    return order;
 }
 
 std::vector<quint32> KeyOrder::ofKeys(const ArchiveValue::Dictionary& pairs) {

@@ -11,6 +11,7 @@ inline const QString VersionKey = u"$version"_s;
 inline const QString ArchiverKey = u"$archiver"_s;
 inline const QString TopKey = u"$top"_s;
 inline const QString ObjectsKey = u"$objects"_s;
+inline const QString RootKey = u"root"_s;
 inline const QString ClassKey = u"$class"_s;
 inline const QString ClassNameKey = u"$classname"_s;
 inline const QString ClassListKey = u"$classes"_s;
@@ -21,7 +22,7 @@ inline const QString DataKey = u"NS.data"_s;
 inline const QString TimeKey = u"NS.time"_s;
 
 inline const ArchiveValue Version = 100000;
-inline const ArchiveValue ArchiverName = u"NSKeyedArchiver"_s;
+inline const QString ArchiverName = u"NSKeyedArchiver"_s;
 
 /// The platform's own classes, without "NS" or "NSMutable" in front.
 inline constexpr std::pair<ArchiveValue::Type, QLatin1StringView> NativeClasses[] = {

@@ -1,21 +1,25 @@
 #include "KeyedArchiver.h"
 
-#include "BinaryFormat.h"
+#include "BinaryTable.h"
 #include "KeyOrder.h"
 #include "KeyedArchiveFormat.h"
-#include "PropertyList.h"
 #include "PropertyListLimits.h"
-#include "SharedObjects.h"
 #include "ValueCount.h"
 
-#include <map>
+#include <QHash>
+
+#include <span>
 
 namespace Platform {
 
 namespace {
 
 using namespace KeyedArchiveFormat;
-using Pairs = ArchiveValue::Dictionary;
+using Type = ArchiveValue::Type;
+
+const QString NullName = u"$null"_s;
+/// Objects of most archives.
+constexpr size_t SmallArchive = 32;
 
 /// Class names of the platform's own containers are always one string; other long ones never are.
 ArchiveValue classNameValue(const QString& name) {
@@ -27,150 +31,228 @@ ArchiveValue classNameValue(const QString& name) {
         }
         return values;
     }();
-    const auto known = containers.constFind(name);
+    const auto known = name.startsWith(NativePrefix) ? containers.constFind(name) : containers.cend();
     return known == containers.cend() ? ArchiveValue::text(name) : *known;
 }
 
 const ArchiveClass& nativeClassOf(const ArchiveValue& value) {
-    static const std::map<std::pair<ArchiveValue::Type, bool>, ArchiveClass> classes = [] {
-        std::map<std::pair<ArchiveValue::Type, bool>, ArchiveClass> all;
+    using Variants = std::array<ArchiveClass, 2>;
+    static const auto classes = [] {
+        std::array<Variants, static_cast<size_t>(Type::Object)> all;
         for (const auto& [type, kind] : NativeClasses) {
             const QString name = NativePrefix + kind;
             const QString changeable = MutablePrefix + kind;
-            all[{type, false}] = {name, {name, u"NSObject"_s}};
-            all[{type, true}] = {changeable, {changeable, name, u"NSObject"_s}};
+            all[static_cast<size_t>(type)] = Variants{
+                ArchiveClass{name, {name, u"NSObject"_s}}, ArchiveClass{changeable, {changeable, name, u"NSObject"_s}}};
         }
         return all;
     }();
-    return classes.at({value.type(), value.isMutable()});
+    return classes[static_cast<size_t>(value.type())][value.isMutable() ? 1 : 0];
 }
 
-/// Numbers all objects below a root in the order in which the platform's archiver meets them, and lists what each one
-/// consists of.
-class Archiver {
+/// The object numbers, UIDs, of an archive, in the order in which the platform's archiver meets the objects.
+struct Numbering {
+    /// An object of the archive: a value, the key of a dictionary or a class.
+    struct Entry {
+        const ArchiveValue* value = nullptr;
+        const QString* key = nullptr;
+        const ArchiveClass* objectClass = nullptr;
+        quint32 classUid = 0;
+        /// The first of its UIDs: of the elements of an array, the fields of an object, 0 for those that stand there
+        /// themselves, and of the keys and then the values of a dictionary in their order.
+        size_t firstUid = 0;
+    };
+
+    quint32 next() const { return static_cast<quint32>(entries.size()); }
+
+    quint32 number(const ArchiveValue& value) {
+        const quint32 uid = value.isNothing() ? 0 : shared.numberOf(value, next());
+        if (uid != next())
+            return uid;
+        size_t place = uids.size();
+        entries.push_back({.value = &value, .firstUid = place});
+        // What it consists of comes behind it, and its class last.
+        if (value.isDictionary()) {
+            const ArchiveValue::Dictionary& pairs = value.dictionary();
+            const std::vector<quint32> indices = order.ofKeys(pairs);
+            uids.resize(place + 2 * pairs.size());
+            for (const quint32 i : indices)
+                uids[place++] = numberKey(pairs[i]);
+            for (const quint32 i : indices)
+                setUid(place++, number(pairs[i].value));
+        } else {
+            uids.resize(place + value.array().size() + value.dictionary().size());
+            for (const ArchiveValue& item : value.array())
+                setUid(place++, number(item));
+            // Numbers alone stand in the field itself.
+            for (const ArchiveEntry& field : value.dictionary())
+                setUid(place++, field.value.isNumber() ? 0 : number(field.value));
+        }
+        if (value.isObject())
+            entries[uid].classUid = numberClass(value.objectClass());
+        else if (value.isMutable() || value.isArray() || value.isDictionary() || value.isDate() || value.isNull())
+            entries[uid].classUid = numberClass(nativeClassOf(value));
+        return uid;
+    }
+
+    void setUid(size_t place, quint32 uid) { uids[place] = uid; }
+
+    quint32 numberKey(const ArchiveEntry& pair) {
+        const quint32 uid = shared.numberOfKey(pair.key, pair.keyInstance, next());
+        if (uid == next())
+            entries.push_back({.key = &pair.key});
+        return uid;
+    }
+
+    quint32 numberClass(const ArchiveClass& objectClass) {
+        const quint32 uid = classes.numberOfKey(objectClass.name, 0, next());
+        if (uid == next())
+            entries.push_back({.objectClass = &objectClass});
+        return uid;
+    }
+
+    std::vector<Entry> entries{{.key = &NullName}};
+    std::vector<quint32> uids;
+    SharedObjects shared;
+    SharedObjects classes;
+    KeyOrder order;
+};
+
+/// Lays the objects of an archive out as a property list.
+class Layout {
 public:
-    QByteArray archive(const ArchiveValue& root, const QString& rootKey) {
-        size_t values = 1;
-        if (!countValues(root, 0, values))
-            return {};
-        append(u"$null"_s);
-        const ArchiveValue top = Pairs{{rootKey, uid(root)}};
-        if (m_order.isExhausted())
-            return {};
-        const QByteArray bytes = PropertyList::binaryData(Pairs{{VersionKey, Version}, {ArchiverKey, ArchiverName},
-                                                              {TopKey, top}, {ObjectsKey, std::move(m_objects)}},
-            PropertyList::RootKeys::AsInserted);
-        return values <= PropertyListLimits::values(bytes.size()) ? bytes : QByteArray();
+    Layout(const Numbering& numbering, BinaryTable& table)
+        : m_numbering(numbering), m_table(table), m_objectsOfUids(numbering.entries.size()) {}
+
+    bool isExhausted() const { return m_order.isExhausted(); }
+
+    void add(quint32 rootUid, const QString& rootKey) {
+        // The root dictionary alone keeps this order.
+        addPairs(std::pair(VersionKey, [&] { return m_table.addNew(Version); }),
+            std::pair(ArchiverKey, [&] { return m_table.addNew(ArchiverName); }),
+            std::pair(TopKey, [&] { return addPairs(std::pair(rootKey, [&] { return addUid(rootUid); })); }),
+            std::pair(ObjectsKey, [&] { return addEach(m_numbering.entries, [&](const auto& e) { return add(e); }); }));
     }
 
 private:
-    quint32 next() const { return static_cast<quint32>(m_objects.size()); }
-
-    /// The reference to a new object.
-    const ArchiveValue& append(ArchiveValue object) {
-        m_uids.push_back(BinaryFormat::uidValue(next()));
-        m_objects.push_back(std::move(object));
-        return m_uids.back();
+    /// A dictionary of what each function adds.
+    template <typename... Values>
+    quint32 addPairs(const std::pair<QString, Values>&... pairs) {
+        const auto object = m_table.beginDictionary(sizeof...(pairs));
+        size_t place = 0;
+        (m_table.setReference(object, place++, m_table.addKey(pairs.first)), ...);
+        (m_table.setReference(object, place++, pairs.second()), ...);
+        return object.number;
     }
 
-    ArchiveValue uid(const ArchiveValue& value) {
-        if (value.isNothing())
-            return m_uids[0];
-        const quint32 number = m_shared.numberOf(value, next());
-        if (number == next()) {
-            append({}); // what it consists of comes behind it
-            ArchiveValue entry = entryOf(value);
-            m_objects[number] = std::move(entry);
-        }
-        return m_uids[number];
+    template <typename List, typename AddOne>
+    quint32 addEach(const List& list, AddOne addOne) {
+        const auto object = m_table.beginArray(static_cast<size_t>(list.size()));
+        size_t place = 0;
+        for (const auto& one : list)
+            m_table.setReference(object, place++, addOne(one));
+        return object.number;
     }
 
-    ArchiveValue keyUid(const ArchiveEntry& pair) {
-        const quint32 number = m_shared.numberOfKey(pair, next());
-        return number == next() ? append(ArchiveValue::text(pair.key)) : m_uids[number];
+    /// Like a boolean: a further one goes to the table, too.
+    quint32 addUid(quint32 uid) {
+        const quint32 object = m_table.addUid(uid);
+        quint32& first = m_objectsOfUids[uid];
+        return first == 0 ? first = object : first;
     }
 
-    ArchiveValue entryOf(const ArchiveValue& value) {
+    quint32 addUids(size_t first, size_t count) {
+        return addEach(std::span(m_numbering.uids).subspan(first, count), [&](quint32 uid) { return addUid(uid); });
+    }
+
+    /// The keys stand in their hash order.
+    quint32 add(const Numbering::Entry& entry) {
+        if (entry.key)
+            return m_table.add(ArchiveValue::text(*entry.key));
+        if (entry.objectClass)
+            return addClass(*entry.objectClass);
+        const ArchiveValue& value = *entry.value;
+        if (entry.classUid == 0)
+            return m_table.add(value);
+        const std::pair classPair(ClassKey, [&] { return addUid(entry.classUid); });
+        const size_t count = value.array().size() + value.dictionary().size();
+        const std::pair items(ItemsKey, [&] { return addUids(entry.firstUid + value.dictionary().size(), count); });
         switch (value.type()) {
-        case ArchiveValue::Type::Null:
-            return entry({}, nativeClassOf(value));
-        case ArchiveValue::Type::Date:
-            return entry({{TimeKey, value.number()}}, nativeClassOf(value));
-        case ArchiveValue::Type::Array:
-            return arrayEntry(value);
-        case ArchiveValue::Type::Dictionary:
-            return dictionaryEntry(value);
-        case ArchiveValue::Type::Object:
-            return objectEntry(value);
-        case ArchiveValue::Type::String:
-            return value.isMutable() ? entry({{StringKey, ArchiveValue::text(value.string())}}, nativeClassOf(value))
-                                     : value;
-        case ArchiveValue::Type::Data:
-            return value.isMutable() ? entry({{DataKey, value.data()}}, nativeClassOf(value)) : value;
+        case Type::String:
+            return addPairs(
+                classPair, std::pair(StringKey, [&] { return m_table.add(ArchiveValue::text(value.string())); }));
+        case Type::Data:
+            return addPairs(std::pair(DataKey, [&] { return m_table.addNew(value); }), classPair);
+        case Type::Date:
+            return addPairs(std::pair(TimeKey, [&] { return m_table.addNew(value.number()); }), classPair);
+        case Type::Array:
+            return addPairs(items, classPair);
+        case Type::Dictionary:
+            return addPairs(std::pair(KeysKey, [&] { return addUids(entry.firstUid, count); }), items, classPair);
+        case Type::Object:
+            return addFields(entry);
         default:
-            return value;
+            return addPairs(classPair);
         }
     }
 
-    /// A class gets its number after the first object of it and what that consists of.
-    ArchiveValue entry(Pairs fields, const ArchiveClass& objectClass) {
-        fields.push_back({ClassKey, classUid(objectClass)});
-        return fields;
-    }
-
-    ArchiveValue arrayEntry(const ArchiveValue& value) {
-        ArchiveValue::Array items;
-        for (const ArchiveValue& item : value.array())
-            items.push_back(uid(item));
-        return entry({{ItemsKey, std::move(items)}}, nativeClassOf(value));
-    }
-
-    ArchiveValue dictionaryEntry(const ArchiveValue& value) {
-        const std::vector<quint32> order = m_order.ofKeys(value.dictionary());
-        ArchiveValue::Array keys;
-        ArchiveValue::Array items;
+    quint32 addFields(const Numbering::Entry& entry) {
+        const ArchiveValue::Dictionary& fields = entry.value->dictionary();
+        // A field's own name that begins with "$" is given another one.
+        const auto key = [&](size_t i) {
+            return i == fields.size()            ? ClassKey
+                : fields[i].key.startsWith(u'$') ? u'$' + fields[i].key
+                                                 : fields[i].key;
+        };
+        std::vector<quint64> hashes;
+        hashes.reserve(fields.size() + 1);
+        for (size_t i = 0; i <= fields.size(); ++i)
+            hashes.push_back(KeyOrder::hash(key(i)));
+        const std::vector<quint32> order = m_order.ofHashes(hashes);
+        const auto object = m_table.beginDictionary(order.size());
+        size_t place = 0;
         for (const quint32 i : order)
-            keys.push_back(keyUid(value.dictionary()[i]));
-        for (const quint32 i : order)
-            items.push_back(uid(value.dictionary()[i].value));
-        return entry({{KeysKey, std::move(keys)}, {ItemsKey, std::move(items)}}, nativeClassOf(value));
-    }
-
-    ArchiveValue objectEntry(const ArchiveValue& value) {
-        Pairs fields;
-        for (const auto& [key, field, instance] : value.dictionary()) {
-            // Numbers alone stand in the field itself.
-            fields.push_back({key.startsWith(u'$') ? u'$' + key : key, field.isNumber() ? field : uid(field)});
+            m_table.setReference(object, place++, m_table.addKey(key(i)));
+        for (const quint32 i : order) {
+            const bool isInline = i < fields.size() && fields[i].value.isNumber();
+            m_table.setReference(object, place++,
+                isInline ? m_table.add(fields[i].value)
+                         : addUid(i < fields.size() ? m_numbering.uids[entry.firstUid + i] : entry.classUid));
         }
-        return entry(std::move(fields), value.objectClass());
+        return object.number;
     }
 
-    ArchiveValue classUid(const ArchiveClass& objectClass) {
-        const auto known = m_classes.constFind(objectClass.name);
-        if (known != m_classes.cend())
-            return m_uids[*known];
-        m_classes.insert(objectClass.name, next());
-        Pairs fields{{ClassNameKey, classNameValue(objectClass.name)}};
-        ArchiveValue::Array names;
-        for (const QString& name : objectClass.classes)
-            names.push_back(classNameValue(name));
-        if (!names.empty())
-            fields.push_back({ClassListKey, std::move(names)});
-        return append(std::move(fields));
+    quint32 addClass(const ArchiveClass& objectClass) {
+        const auto addName = [&](const QString& name) { return m_table.add(classNameValue(name)); };
+        const std::pair name(ClassNameKey, [&] { return addName(objectClass.name); });
+        const std::pair list(ClassListKey, [&] { return addEach(objectClass.classes, addName); });
+        return objectClass.classes.isEmpty() ? addPairs(name) : addPairs(name, list);
     }
 
-    ArchiveValue::Array m_objects;
-    /// The reference to each object.
-    ArchiveValue::Array m_uids;
-    QHash<QString, quint32> m_classes;
-    SharedObjects m_shared;
+    const Numbering& m_numbering;
+    BinaryTable& m_table;
+    std::vector<quint32> m_objectsOfUids;
     KeyOrder m_order;
 };
 
 } // namespace
 
 QByteArray KeyedArchiver::archivedData(const ArchiveValue& root, const QString& rootKey) {
-    return Archiver().archive(root, rootKey);
+    size_t values = 1;
+    if (!countValues(root, 0, values))
+        return {};
+    Numbering numbering;
+    numbering.entries.reserve(SmallArchive);
+    numbering.uids.reserve(SmallArchive);
+    const quint32 rootUid = numbering.number(root);
+    bool isExhausted = false;
+    const size_t objects = SmallArchive + 2 * numbering.entries.size() + numbering.uids.size();
+    const QByteArray file = BinaryTable::file(objects, [&](BinaryTable& table) {
+        Layout layout(numbering, table);
+        layout.add(rootUid, rootKey);
+        isExhausted = numbering.order.isExhausted() || layout.isExhausted();
+    });
+    return isExhausted || values > PropertyListLimits::values(file.size()) ? QByteArray() : file;
 }
 
 } // namespace Platform

@@ -1,9 +1,8 @@
 #include "KeyedUnarchiver.h"
 
-#include "BinaryFormat.h"
+#include "BinaryReader.h"
 #include "KeyedArchiveFormat.h"
-#include "ObjectReader.h"
-#include "PropertyList.h"
+#include "PropertyListLimits.h"
 
 #include <map>
 
@@ -12,7 +11,7 @@ namespace Platform {
 namespace {
 
 using namespace KeyedArchiveFormat;
-using BinaryFormat::uidOf;
+using namespace BinaryFormat;
 using Type = ArchiveValue::Type;
 
 /// What objects of a class are read as.
@@ -23,76 +22,91 @@ struct ClassEntry {
 };
 
 /// Makes the values of an archive out of the property list that it is.
-class Unarchiver final : ObjectReader {
+class Unarchiver final : BinaryReader {
 public:
-    Unarchiver(const ArchiveValue& archive, const AllowedClasses& allowed)
-        : m_archive(archive), m_list(archive.value(ObjectsKey).array()), m_allowed(allowed) {}
+    Unarchiver(const QByteArray& file, const AllowedClasses& allowed)
+        : BinaryReader(file), m_allowed(allowed), m_looksLeft(4 * PropertyListLimits::values(file.size())) {}
 
-    std::optional<ArchiveValue> unarchive(qsizetype fileSize, QString* rootKey) {
-        const ArchiveValue& top = m_archive.value(TopKey);
-        const bool takesAnyKey = rootKey && top.dictionary().size() == 1;
-        const auto uid = uidOf(takesAnyKey ? top.dictionary()[0].value : top.value(u"root"));
-        if (m_archive.value(VersionKey) != Version || m_archive.value(ArchiverKey) != ArchiverName || !uid)
+    std::optional<ArchiveValue> unarchive(QString* rootKey) {
+        const Object archive = m_file.object(m_file.topObject());
+        m_list = member(archive, ObjectsKey);
+        const ArchiveValue number = BinaryFile::number(member(archive, VersionKey));
+        if (number.type() != Version.type() || number.integer() != Version.integer() || m_list.marker != Array ||
+            m_list.count > PropertyListLimits::Objects || !m_file.isText(find(archive, ArchiverKey), ArchiverName))
             return std::nullopt;
-        if (takesAnyKey)
-            *rootKey = top.dictionary()[0].key;
-        start(m_list.size(), fileSize);
+        const Object top = member(archive, TopKey);
+        QString key = RootKey;
+        if (rootKey && top.marker == Dictionary && top.count == 1)
+            *rootKey = key = readText(m_file.reference(top, 0));
+        m_placesOfUids.resize(m_list.count);
+        std::fill(m_placesOfUids.begin(), m_placesOfUids.end(), 0);
         ArchiveValue root;
-        return readUid(*uid, 0, root) == Broken ? std::nullopt : std::optional(root);
+        return readUid(m_file.uid(find(top, key)), 0, root) ? std::optional(std::move(root)) : std::nullopt;
     }
 
 private:
-    int readUid(quint32 number, int depth, ArchiveValue& result) {
-        return readOnce(number, depth, result, [&](ArchiveValue& value) {
-            const ArchiveValue& object = m_list[number];
-            if (number == 0) // no object, whatever stands there
-                return 0;
-            if (object.isDictionary())
-                return readObject(object, depth, value);
-            value = object;
-            return isAllowedScalar(value) ? 0 : Broken;
-        });
+    /// The value of a key; broken without one, and when more has been looked at than any honest file has.
+    Object member(const Object& dictionary, const QString& key) { return m_file.object(find(dictionary, key)); }
+    quint32 find(const Object& dictionary, const QString& key) {
+        if (dictionary.count > m_looksLeft)
+            return BinaryFile::NoObject;
+        m_looksLeft -= dictionary.count;
+        return m_file.find(dictionary, key);
+    }
+    quint32 numberOf(quint64 uid) const { return m_file.reference(m_list, static_cast<quint32>(uid)); }
+
+    bool readUid(quint64 uid, int depth, ArchiveValue& result) override {
+        if (uid == 0 || uid >= m_list.count)
+            return uid == 0 && m_list.count > 0; // 0 is no object, whatever stands there
+        const quint32 number = numberOf(uid);
+        const Object object = m_file.object(number);
+        return object.marker == Dictionary ? readKept(m_placesOfUids[static_cast<qsizetype>(uid)], depth, result,
+                                                 [&] { return readObject(object, depth, result); })
+                                           : readScalar(number, object, result) && isAllowedScalar(result);
     }
 
     bool isAllowedScalar(const ArchiveValue& value) const {
         switch (value.type()) {
         case Type::String:
-            return m_allowed.allows(u"NSString");
+            return m_allowsText;
         case Type::Data:
             return m_allowed.allows(u"NSData");
         case Type::Date:
             return m_allowed.allows(u"NSDate");
         default:
-            return value.isNumber() && (m_allowed.allows(u"NSNumber") || m_allowed.allows(u"NSValue"));
+            return m_allowsNumber;
         }
     }
 
-    int readObject(const ArchiveValue& object, int depth, ArchiveValue& result) {
+    bool readObject(const Object& object, int depth, ArchiveValue& result) {
         const ClassEntry* objectClass = classOf(object);
-        if (!objectClass)
-            return Broken;
-        const int height = readForm(*objectClass, object, depth, result);
+        if (!objectClass || !readForm(*objectClass, object, depth, result))
+            return false;
         if (objectClass->isMutable)
             result = result.asMutable();
-        return height;
+        return true;
     }
 
-    int readForm(const ClassEntry& objectClass, const ArchiveValue& object, int depth, ArchiveValue& result) {
+    bool readForm(const ClassEntry& objectClass, const Object& object, int depth, ArchiveValue& result) {
         switch (objectClass.type) {
         case Type::Null:
             result = ArchiveValue::null();
-            return 0;
+            return true;
         case Type::String:
-            result = object.value(StringKey);
-            return result.isString() ? 0 : Broken;
+            return readContent(object, StringKey, result) && result.isString();
         case Type::Data:
-            result = object.value(DataKey);
-            return result.isData() ? 0 : Broken;
+            return readContent(object, DataKey, result) && result.isData();
         case Type::Date:
-            result = ArchiveValue::date(object.value(TimeKey).number());
-            return object.value(TimeKey).isDouble() ? 0 : Broken;
-        case Type::Array:
-            return readList(object.value(ItemsKey), depth, result);
+            if (!readContent(object, TimeKey, result) || !result.isDouble())
+                return false;
+            result = ArchiveValue::date(result.number());
+            return true;
+        case Type::Array: {
+            const Object list = member(object, ItemsKey);
+            return list.marker == Array && readArray(list.count, depth, result, [&](quint32 i, ArchiveValue& item) {
+                return readUid(uidAt(list, i), depth + 1, item);
+            });
+        }
         case Type::Dictionary:
             return readPairs(object, objectClass, depth, result);
         default:
@@ -100,114 +114,105 @@ private:
         }
     }
 
-    /// What stands for itself, or for the object with its number.
-    int readValue(const ArchiveValue& value, int depth, ArchiveValue& result) {
-        if (const auto uid = uidOf(value))
-            return readUid(*uid, depth, result);
-        if (value.isArray())
-            return readArray(value.array().size(), depth, result,
-                [&](quint32 i, ArchiveValue& item) { return readValue(value.array()[i], depth + 1, item); });
-        if (value.isDictionary())
-            return readDictionary(value.dictionary().size(), depth, result, [&](quint32 i, ArchiveEntry& entry) {
-                entry.key = value.dictionary()[i].key;
-                return readValue(value.dictionary()[i].value, depth + 1, entry.value);
-            });
-        result = value;
-        return 0;
+    bool readContent(const Object& object, const QString& key, ArchiveValue& result) {
+        const quint32 number = find(object, key);
+        return readScalar(number, m_file.object(number), result);
     }
 
-    int readMember(const ArchiveValue& member, int depth, ArchiveValue& result) {
-        const auto uid = uidOf(member);
-        return uid ? readUid(*uid, depth + 1, result) : Broken;
-    }
-
-    int readList(const ArchiveValue& list, int depth, ArchiveValue& result) {
-        if (!list.isArray())
-            return Broken;
-        return readArray(list.array().size(), depth, result,
-            [&](quint32 i, ArchiveValue& item) { return readMember(list.array()[i], depth, item); });
-    }
-
-    /// The object that is a key; none for number 0, which is no object whatever text stands for it.
-    const ArchiveValue* keyObject(const ArchiveValue& key) const {
-        const auto uid = uidOf(key);
-        return uid && *uid > 0 && *uid < m_list.size() ? &m_list[*uid] : nullptr;
-    }
+    quint64 uidAt(const Object& list, quint32 position) const { return m_file.uid(m_file.reference(list, position)); }
 
     /// A dictionary with an object among its keys is read as an object with the fields "NS.keys" and "NS.objects". Once
     /// written, these are lists of their own.
-    int readLists(const ArchiveValue& object, const ClassEntry& objectClass, int depth, ArchiveValue& result) {
-        const int height = readFields(object, objectClass, depth, result);
-        return result.value(KeysKey).isArray() && result.value(ItemsKey).isArray() ? height : Broken;
+    bool readLists(const Object& object, const ClassEntry& objectClass, int depth, ArchiveValue& result) {
+        return readFields(object, objectClass, depth, result) && result.value(KeysKey).isArray() &&
+            result.value(ItemsKey).isArray();
     }
 
-    int readPairs(const ArchiveValue& object, const ClassEntry& objectClass, int depth, ArchiveValue& result) {
-        if (uidOf(object.value(KeysKey)))
+    bool readPairs(const Object& object, const ClassEntry& objectClass, int depth, ArchiveValue& result) {
+        const Object keys = member(object, KeysKey);
+        const Object values = member(object, ItemsKey);
+        if (keys.marker == Uid)
             return readLists(object, objectClass, depth, result);
-        const ArchiveValue::Array& keys = object.value(KeysKey).array();
-        const ArchiveValue::Array& values = object.value(ItemsKey).array();
-        if (!object.value(KeysKey).isArray() || !object.value(ItemsKey).isArray() || keys.size() != values.size() ||
-            !(m_allowed.allows(u"NSString") || keys.empty()))
-            return Broken;
-        for (const ArchiveValue& key : keys) {
-            const ArchiveValue* text = keyObject(key);
-            if (text && text->isDictionary())
-                return readLists(object, objectClass, depth, result);
-            if (!text || !text->isString())
-                return Broken;
+        if (keys.marker != Array || values.marker != Array || keys.count != values.count ||
+            !(m_allowsText || keys.count == 0) || !enter(keys.count, depth))
+            return false;
+        ArchiveValue::Dictionary entries(keys.count);
+        for (quint32 i = 0; i < keys.count; ++i) {
+            const quint64 uid = uidAt(keys, i);
+            // Number 0 is no object, whatever text stands for it.
+            const quint32 number = uid > 0 && uid < m_list.count ? numberOf(uid) : BinaryFile::NoObject;
+            entries[i].key = readText(number);
+            if (!entries[i].key.isNull())
+                continue;
+            leave(keys.count);
+            return m_file.object(number).marker == Dictionary && readLists(object, objectClass, depth, result);
         }
-        return readDictionary(keys.size(), depth, result, [&](quint32 i, ArchiveEntry& entry) {
-            entry.key = keyObject(keys[i])->string();
-            return readMember(values[i], depth, entry.value);
-        });
+        bool isRead = true;
+        for (quint32 i = 0; i < keys.count && isRead; ++i)
+            isRead = readUid(uidAt(values, i), depth + 1, entries[i].value);
+        std::construct_at(&result, std::move(entries));
+        return isRead;
     }
 
-    int readFields(const ArchiveValue& object, const ClassEntry& objectClass, int depth, ArchiveValue& result) {
-        const ArchiveValue::Dictionary& pairs = object.dictionary();
-        if (!enter(pairs.size(), depth))
-            return Broken;
+    bool readFields(const Object& object, const ClassEntry& objectClass, int depth, ArchiveValue& result) {
+        bool isRead = enter(object.count, depth);
         ArchiveValue::Dictionary fields;
-        const int height = readEach(static_cast<quint32>(pairs.size()), [&](quint32 i) {
-            if (pairs[i].key == ClassKey)
-                return 0;
+        fields.reserve(isRead ? object.count : 0);
+        for (quint32 i = 0; i < object.count && isRead; ++i) {
+            const quint32 number = m_file.reference(object, i);
+            if (m_file.isText(number, ClassKey))
+                continue;
+            ArchiveEntry& field = fields.emplace_back();
+            field.key = readText(number);
             // A field's own name that begins with "$" was given another one.
-            const bool isEscaped = pairs[i].key.startsWith("$$"_L1);
-            ArchiveEntry& field = fields.emplace_back(ArchiveEntry{pairs[i].key.mid(isEscaped ? 1 : 0), {}});
-            return readValue(pairs[i].value, depth + 1, field.value);
-        });
-        result = ArchiveValue::object(objectClass.objectClass, std::move(fields));
-        return height;
+            if (field.key.startsWith("$$"_L1))
+                field.key.remove(0, 1);
+            isRead = !field.key.isNull() && read(m_file.reference(object, object.count + i), depth + 1, field.value);
+        }
+        std::construct_at(&result, ArchiveValue::object(objectClass.objectClass, std::move(fields)));
+        return isRead;
     }
 
     /// Nothing for an object that has no class, or one that is not allowed.
-    const ClassEntry* classOf(const ArchiveValue& object) {
-        const auto uid = uidOf(object.value(ClassKey));
-        if (!uid || *uid >= m_list.size())
+    const ClassEntry* classOf(const Object& object) {
+        const quint64 uid = m_file.uid(find(object, ClassKey));
+        if (uid >= m_list.count)
             return nullptr;
-        const auto [known, isNew] = m_classes.try_emplace(*uid);
-        if (isNew)
-            known->second = readClass(m_list[*uid]);
-        return known->second ? &*known->second : nullptr;
+        if (uid != m_lastClassUid) {
+            const auto [known, isNew] = m_classes.try_emplace(uid);
+            if (isNew)
+                known->second = readClass(m_file.object(numberOf(uid)));
+            m_lastClassUid = uid;
+            m_lastClass = known->second ? &*known->second : nullptr;
+        }
+        return m_lastClass;
     }
 
-    std::optional<ClassEntry> readClass(const ArchiveValue& entry) const {
-        ArchiveClass result{entry.value(ClassNameKey).string(), {}};
-        for (const ArchiveValue& name : entry.value(ClassListKey).array()) {
-            if (!name.isString())
-                return std::nullopt;
-            result.classes.append(name.string());
-        }
+    std::optional<ClassEntry> readClass(const Object& entry) {
+        const quint32 name = find(entry, ClassNameKey);
+        const quint32 listNumber = find(entry, ClassListKey);
+        const Object list = m_file.object(listNumber);
         // The list is left out by some writers; "$classhints" is not looked at.
-        const ArchiveValue& list = entry.value(ClassListKey);
-        if (result.name.isEmpty() || !(list.isNothing() || list.isArray()) ||
-            !m_allowed.allows(result.name, result.classes))
+        if (name == BinaryFile::NoObject || list.count > m_looksLeft ||
+            !(listNumber == BinaryFile::NoObject || list.marker == Array))
             return std::nullopt;
-        const bool isMutable = result.name.startsWith(MutablePrefix);
-        ClassEntry read{nullptr, Type::Object, isMutable};
+        m_looksLeft -= list.count;
+        ArchiveClass result{readText(name), {}};
+        result.classes.reserve(list.count);
+        for (quint32 i = 0; i < list.count; ++i) {
+            result.classes.append(readText(m_file.reference(list, i)));
+            if (result.classes.last().isNull())
+                return std::nullopt;
+        }
+        if (result.name.isEmpty() || !m_allowed.allows(result.name, result.classes))
+            return std::nullopt;
+        ClassEntry read;
         if (result.name.startsWith(NativePrefix)) {
-            const QStringView kind = QStringView(result.name).mid((isMutable ? MutablePrefix : NativePrefix).size());
-            for (const auto& [type, name] : NativeClasses) {
-                if (kind == name)
+            read.isMutable = result.name.startsWith(MutablePrefix);
+            const QStringView kind =
+                QStringView(result.name).mid((read.isMutable ? MutablePrefix : NativePrefix).size());
+            for (const auto& [type, kindName] : NativeClasses) {
+                if (kind == kindName)
                     read.type = type;
             }
         }
@@ -215,19 +220,24 @@ private:
         return read;
     }
 
-    const ArchiveValue& m_archive;
-    const ArchiveValue::Array& m_list;
     const AllowedClasses& m_allowed;
-    /// By number.
-    std::map<quint32, std::optional<ClassEntry>> m_classes;
+    const bool m_allowsText = m_allowed.allows(u"NSString");
+    const bool m_allowsNumber = m_allowed.allows(u"NSNumber") || m_allowed.allows(u"NSValue");
+    /// Keys of dictionaries and names of classes that may still be compared.
+    quint32 m_looksLeft;
+    /// The archive's objects.
+    Object m_list;
+    Places m_placesOfUids;
+    std::map<quint64, std::optional<ClassEntry>> m_classes;
+    quint64 m_lastClassUid = ~quint64{0};
+    const ClassEntry* m_lastClass = nullptr;
 };
 
 } // namespace
 
 std::optional<ArchiveValue> KeyedUnarchiver::unarchivedObject(
     const QByteArray& data, const AllowedClasses& allowed, QString* rootKey) {
-    const auto archive = PropertyList::decodedBinary(data);
-    return archive ? Unarchiver(*archive, allowed).unarchive(data.size(), rootKey) : std::nullopt;
+    return Unarchiver(data, allowed).unarchive(rootKey);
 }
 
 } // namespace Platform

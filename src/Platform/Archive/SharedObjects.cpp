@@ -7,8 +7,18 @@ namespace Platform {
 namespace {
 
 /// The upper bits of an identity; what makes a value one with others stands below. No identity is 0.
-enum Kind : quint64 { SevenBit = 1, SixBit = 2, FiveBit = 3, WholeNumber = 4, SingleValue = 5, Instance = 9 };
+enum Kind : quint64 {
+    SevenBit = 1,
+    SixBit = 2,
+    FiveBit = 3,
+    WholeNumber = 4,
+    SingleValue = 5,
+    Key = 6,
+    Class = 7,
+    Instance = 9
+};
 constexpr int KindShift = 60;
+constexpr quint64 BodyMask = (quint64{1} << KindShift) - 1;
 constexpr quint64 None = 0;
 
 constexpr qsizetype SevenBitLimit = 7;
@@ -73,25 +83,45 @@ quint64 ofHeldValue(const ArchiveValue& value) {
     }
 }
 
-template <typename Key>
-quint32 findOrInsert(QHash<Key, quint32>& numbers, const Key& key, quint32 number) {
-    const auto known = numbers.constFind(key);
-    return known == numbers.cend() ? *numbers.insert(key, number) : *known;
+} // namespace
+
+quint32 SharedObjects::findOrInsert(quint64 identity, const QString* text, quint32 number) {
+    const auto places = static_cast<size_t>(m_places.size());
+    for (size_t i = qHash(identity, m_seed);; ++i) {
+        Place& place = m_places[static_cast<qsizetype>(i & (places - 1))];
+        if (place.identity == identity && (!text || place.text == *text))
+            return place.number;
+        if (place.identity != None)
+            continue;
+        place = {identity, number, text ? *text : QString()};
+        if (2 * ++m_count > places)
+            grow();
+        return number;
+    }
 }
 
-} // namespace
+void SharedObjects::grow() {
+    const auto old = m_places;
+    m_places.clear();
+    m_places.resize(4 * old.size());
+    m_count = 0;
+    for (const Place& place : old) {
+        if (place.identity != None)
+            findOrInsert(place.identity, place.text.isNull() ? nullptr : &place.text, place.number);
+    }
+}
 
 quint32 SharedObjects::numberOf(const ArchiveValue& value, quint32 number) {
     if (const quint64 held = ofHeldValue(value))
-        return findOrInsert(m_values, held, number);
-    return value.instance() ? findOrInsert(m_values, tagged(Instance, value.instance()), number) : number;
+        return findOrInsert(held, nullptr, number);
+    return value.instance() ? findOrInsert(tagged(Instance, value.instance()), nullptr, number) : number;
 }
 
-quint32 SharedObjects::numberOfKey(const ArchiveEntry& pair, quint32 number) {
-    if (const quint64 held = ofHeldString(pair.key))
-        return findOrInsert(m_values, held, number);
-    return pair.keyInstance ? findOrInsert(m_values, tagged(Instance, pair.keyInstance), number)
-                            : findOrInsert(m_keys, pair.key, number);
+quint32 SharedObjects::numberOfKey(const QString& key, quint32 instance, quint32 number) {
+    if (const quint64 held = ofHeldString(key))
+        return findOrInsert(held, nullptr, number);
+    return instance ? findOrInsert(tagged(Instance, instance), nullptr, number)
+                    : findOrInsert(tagged(Key, qHash(key, m_seed) & BodyMask), &key, number);
 }
 
 } // namespace Platform

@@ -178,6 +178,11 @@ private Q_SLOTS:
         };
         QVERIFY(read(KeyedArchiver::archivedData(nested(128))) == nested(128));
         QVERIFY(KeyedArchiver::archivedData(nested(129)).isEmpty());
+        // One instance at many places is longer than the file, and yet one.
+        for (const ArchiveValue& one : {ArchiveValue(QByteArray(1000, 'a')), ArchiveValue(QString(1000, u'a'))}) {
+            const ArchiveValue list(ArchiveValue::Array(100, one.asOneInstance()));
+            QVERIFY(read(KeyedArchiver::archivedData(list)) == list);
+        }
         ArchiveValue doubled("a");
         for (int i = 0; i < 30; ++i) {
             doubled = doubled.asOneInstance();

@@ -21,7 +21,11 @@ private:
     /// Looks at taken places; honest keys take a few each.
     static constexpr qint64 ProbeLimit = 1 << 25;
 
+    std::vector<quint32> newOrder(const std::vector<quint64>& hashes);
+
     qint64 m_probes = 0;
+    std::vector<quint64> m_hashes;
+    std::vector<quint32> m_order;
 };
 
 } // namespace Platform

@@ -17,11 +17,8 @@ std::optional<ArchiveValue> decoded(const QByteArray& bytes);
 std::optional<ArchiveValue> decodedBinary(const QByteArray& bytes);
 std::optional<ArchiveValue> decodedXml(const QByteArray& bytes);
 
-/// How the keys of the root are ordered. All below have the platform's hash order.
-enum class RootKeys { Hashed, AsInserted };
-
-/// Empty on failure.
-QByteArray binaryData(const ArchiveValue& root, RootKeys rootKeys = RootKeys::Hashed);
+/// Keys in the platform's hash order; empty on failure.
+QByteArray binaryData(const ArchiveValue& root);
 /// Keys sorted, as the platform writes them; empty on failure.
 QByteArray xmlData(const ArchiveValue& root);
 

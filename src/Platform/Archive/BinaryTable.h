@@ -1,0 +1,63 @@
+#pragma once
+
+#include "BinaryFormat.h"
+#include "SharedObjects.h"
+
+#include <QByteArray>
+
+#include <functional>
+
+namespace Platform {
+
+/// Writes the object table of a binary property list in the order in which objects are added. Containers are begun
+/// before their contents, and get their references later.
+///
+/// How wide references are depends on how many objects there will be, so whoever fills a table may have to do it twice.
+class BinaryTable final {
+public:
+    /// A container that has been begun.
+    struct Container {
+        quint32 number;
+        /// Where they stand.
+        qsizetype references;
+    };
+
+    /// What @p fill adds to a table, as a file; empty when that is beyond the limits of a property list.
+    /// @param objects  as many as there will probably be
+    static QByteArray file(size_t objects, const std::function<void(BinaryTable&)>& fill);
+
+    /// Of a dictionary.
+    quint32 addKey(const QString& key, quint32 instance = 0);
+    /// What is no container, as one object with those that SharedObjects says.
+    quint32 add(const ArchiveValue& value);
+    /// The same as an object of its own.
+    quint32 addNew(const ArchiveValue& value);
+    quint32 addUid(quint32 uid);
+    Container beginArray(size_t count) { return begin(BinaryFormat::Array, count, count); }
+    /// Its references are all keys before all values.
+    Container beginDictionary(size_t count) { return begin(BinaryFormat::Dictionary, count, 2 * count); }
+    void setReference(Container container, size_t position, quint32 object);
+
+private:
+    explicit BinaryTable(size_t objects);
+
+    quint32 count() const { return static_cast<quint32>(m_offsets.size()); }
+    char* room(qsizetype size);
+    char* beginObject(qsizetype size);
+    quint32 endObject(const char* end);
+    Container begin(quint8 marker, size_t count, size_t references);
+    quint32 addNewText(const QString& text);
+    QByteArray finished();
+
+    const quint32 m_referenceSize;
+    /// The file so far, and room behind it.
+    QByteArray m_file;
+    qsizetype m_used = sizeof BinaryFormat::Magic;
+    std::vector<quint32> m_offsets;
+    /// As a reader counts them.
+    quint64 m_values = 1;
+    bool m_isWhole = true;
+    SharedObjects m_shared;
+};
+
+} // namespace Platform
