@@ -1,7 +1,7 @@
 #!/bin/bash
 # Looks for inputs that break what reads from outside: builds the fuzz targets with clang and the sanitizers and runs each for a
-# while, from the inputs in tests/fuzz/corpus/TARGET and what earlier runs have found (build/fuzz/inputs). Prints the last line of each
-# run. A finding ends its target; the input lies in build/fuzz/findings then, the log beside it in build/fuzz/logs, and the status
+# while, from the inputs in tests/fuzz/corpus/TARGET and what earlier runs have found (build/fuzz/inputs). Prints the last line of
+# each run. A finding ends its target; the input lies in build/fuzz/findings then, the log beside it in build/fuzz/logs, and the status
 # is 1. --table writes the table of docs/quality.md anew.
 # usage: scripts/fuzz.sh [--seconds N] [--table] [TARGET...]    a target is named as its folder of inputs; archive has more
 set -euo pipefail
@@ -40,10 +40,8 @@ run() {
     local inputs=("$build/inputs/$1" "tests/fuzz/corpus/$1")
     [ "$1" != archive ] || inputs+=(tests/fuzz/corpus/refused_*)
     mkdir -p "${inputs[0]}"
-    "$build/bin/fuzz_$1_run" "${inputs[@]}" -dict="tests/fuzz/dictionaries/$1.dict" \
-        -max_total_time="$seconds" -max_len=16384 -timeout=10 -rss_limit_mb=2048 \
-        -print_final_stats=1 \
-        -artifact_prefix="$build/findings/$1-" >"$build/logs/$1" 2>&1
+    "$build/bin/fuzz_$1_run" "${inputs[@]}" -dict="tests/fuzz/dictionaries/$1.dict" -max_total_time="$seconds" -max_len=16384 \
+        -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 -artifact_prefix="$build/findings/$1-" >"$build/logs/$1" 2>&1
 }
 # What a run had to say at last: its count, or what it found.
 last_line() { grep -E '^(Done|SUMMARY|require:|ALARM)' "$1" | tail -n 1 || tail -n 1 "$1"; }

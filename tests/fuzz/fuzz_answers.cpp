@@ -38,12 +38,12 @@ void happen(const SessionModel& now, const QJsonObject& answer) {
     const SessionEvent events[] = {SignInAnswer{now.asked, answer, true}, QRAnswer{now.asked, answer},
         TicketAnswer{now.asked, answer}, LogoutAnswer{now.asked, answer}};
     for (const SessionEvent& event : events) {
-        const SessionModel next = sessionStep(now, event).next;
-        if (!next.isSignedIn())
+        const SessionStep step = sessionStep(now, event);
+        require(step.reason != SessionReason::SignedIn || step.next.isSignedIn(), "signed in by nothing");
+        if (!step.next.record)
             continue;
-        require(!next.record->userid().isEmpty() && !next.record->decryptTicket().isEmpty(), "signed in by nothing");
-        const auto stored = writtenAndRead(next.record->encoded());
-        require(stored && AccountModel::decoded(*stored) == next.record, "a record is read as something else");
+        const auto stored = writtenAndRead(step.next.record->encoded());
+        require(stored && AccountModel::decoded(*stored) == step.next.record, "a record is read as something else");
     }
 }
 
