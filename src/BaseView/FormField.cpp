@@ -8,8 +8,6 @@ FormField::FormField(QWidget* parent) : QWidget(parent) {
     m_ui.setupUi(this);
     m_ui.mark->setPixmap(Theme::picture(u"alert"_s, {Theme::SmallIconSize, Theme::SmallIconSize}, devicePixelRatioF(),
         Theme::color(Theme::Color::Danger)));
-    m_ui.errorLine->hide();
-    m_ui.eye->hide();
     setFocusProxy(m_ui.edit);
     connect(m_ui.eye, &QToolButton::toggled, this, &FormField::revealSecret);
 }

@@ -42,8 +42,6 @@ QenDetailWindow::QenDetailWindow(
     m_ui.devicePanel->setFixedWidth(Theme::LoginWindowSize.width() / 3);
     m_ui.confirmBtn->setText(localizedString(u"Login"_s));
     m_ui.loginStatusLab->setText(ScanWanted);
-    m_ui.hintLab->hide();
-    m_ui.newPasswordHintLab->hide();
     m_ui.newPasswordField->edit()->setPlaceholderText(u"8 至 32 位，含字母、数字和符号"_s);
     m_ui.signedInPicture->setPixmap(
         Theme::picture(u"avatar_safe_normal"_s, {AvatarSize, AvatarSize}, devicePixelRatioF()));

@@ -24,7 +24,8 @@ constexpr int RowHeight = 44;
 constexpr int EmptyPictureSize = 96;
 /// The longest name drawn.
 constexpr qsizetype LongestName = 512;
-enum ListState { ListShown = 0, ListEmpty = 1, ListLoading = 2 };
+/// The third, which shows at first, says that the list is being read.
+enum ListState { ListShown = 0, ListEmpty = 1 };
 
 QString consoleText(const QVariantList& list) {
     return QString::fromUtf8(QJsonDocument(QJsonArray::fromVariantList(list)).toJson(QJsonDocument::Compact));
@@ -62,11 +63,8 @@ QenTrustedAppWindow::QenTrustedAppWindow(QenCloudLoginHelper& login, QWidget* pa
       m_login(login), m_reader(Deployment::BundleIdentifier + u".trustedapps"_s) {
     m_ui.setupUi(this);
     setAttribute(Qt::WA_DeleteOnClose);
-    setWindowModality(Qt::WindowModal);
     setAccessibleName(qtTrId("AvailableApplications"));
     m_ui.emptyPicture->setPixmap(Theme::picture(u"empty"_s, {EmptyPictureSize, EmptyPictureSize}, devicePixelRatioF()));
-    m_ui.trustListView->setIconSize({Theme::Space24, Theme::Space24});
-    m_ui.listStates->setCurrentIndex(ListLoading);
     connect(m_ui.trustlistBtn, &QPushButton::clicked, this, &QenTrustedAppWindow::loadTrustedApp);
     connect(m_ui.closeBtn, &QPushButton::clicked, this, &QWidget::close);
 }

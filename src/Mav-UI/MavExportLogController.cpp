@@ -9,7 +9,6 @@
 #include <QDialogButtonBox>
 #include <QFileDialog>
 #include <QFileInfo>
-#include <QLayout>
 
 using namespace Qt::StringLiterals;
 
@@ -51,8 +50,6 @@ MavExportLogController::MavExportLogController(QenLogHelper& log, QWidget* windo
     connect(m_ui.reportOnly, &QCheckBox::toggled, this, &MavExportLogController::tellContent);
     tellContent(false);
     m_ui.boxGround->setFixedWidth(Theme::BoxWidth);
-    // As high as its wrapped texts need.
-    layout()->setSizeConstraint(QLayout::SetFixedSize);
     const QSize pictureSize(Theme::SmallIconSize, Theme::SmallIconSize);
     m_ui.customDirPicture->setPixmap(
         Theme::picture(u"folder"_s, pictureSize, devicePixelRatioF(), Theme::color(Theme::Color::SecondText)));

@@ -31,7 +31,6 @@ MavLoginStateViewCtrl::MavLoginStateViewCtrl(const MainViewWorld& world, QWidget
     m_ui.loginBtn->setText(localizedString(u"Login"_s));
     m_ui.resetRuleLab->setText(localizedString(u"PwdRuleTips"_s));
     m_ui.otpNoteLab->setText(localizedString(u"OtpElsewhere"_s));
-    m_ui.resetPasswordTipsLab->hide();
     m_ui.scanLoginBtn->setVisible(static_cast<bool>(m_world.openDetailWindow));
     makeForm();
     connectPages();

@@ -51,7 +51,6 @@ void MavMianViewCtrl::awakeFromNib() {
 void MavMianViewCtrl::initBttonSatus() {
     m_ui.serverMark->setPixmap(Theme::picture(u"mark"_s, {MarkSize, MarkSize}, devicePixelRatioF()));
     m_ui.saveServerBtn->setText(localizedString(u"ConfigureServer"_s));
-    m_ui.serverNoteLab->hide();
     connect(m_ui.saveServerBtn, &QPushButton::clicked, this, &MavMianViewCtrl::setingSeverBtton);
     for (FormField* field : {m_ui.domainOrIPLabField, m_ui.PortLabField})
         connect(field->edit(), &QLineEdit::returnPressed, this, &MavMianViewCtrl::setingSeverBtton);

@@ -55,7 +55,6 @@ MavModifypasswordViewCtrl::MavModifypasswordViewCtrl(const AccountForm::World& w
         Theme::picture(u"alert"_s, markSize, devicePixelRatioF(), Theme::color(Theme::Color::Danger)));
     const int lineHeight = QFontMetrics(Theme::font(Theme::TextSize::Note)).lineSpacing();
     m_ui.tipLine->setMinimumHeight(TipLines * lineHeight);
-    m_ui.savebtn->setDefault(true);
     connect(m_ui.savebtn, &QPushButton::clicked, this, &MavModifypasswordViewCtrl::okButtonPush);
     connect(m_ui.cancelbtn, &QPushButton::clicked, this, &MavModifypasswordViewCtrl::cancelButtonPush);
     for (FormField* field : fields())

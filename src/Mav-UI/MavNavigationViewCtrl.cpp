@@ -12,9 +12,6 @@ using namespace Qt::StringLiterals;
 MavNavigationViewCtrl::MavNavigationViewCtrl(const MainViewWorld& world, QWidget* parent)
     : QWidget(parent), m_world(world) {
     m_ui.setupUi(this);
-    // Takes the keyboard when the page comes up, so that the menu button does not.
-    setFocusPolicy(Qt::ClickFocus);
-    setAccessibleName(u"主页"_s);
     takeInViews();
     m_world.reachability.start(m_answers.wrapped(
         [this](Platform::ReachabilityStatus status) { updateNetWorkStatus(static_cast<int>(status)); }));

@@ -10,7 +10,8 @@
 /// The signed-in page: the left bar, the network state in the head line, and the view of checks and tools, whose tools
 /// list follows the agent's.
 ///
-/// The server's address is read in the background; everything shown changes on the main thread.
+/// It takes the keyboard when it comes up, so that the menu button does not. The server's address is read in the
+/// background; everything shown changes on the main thread.
 class MavNavigationViewCtrl final : public QWidget {
     Q_OBJECT
 public:

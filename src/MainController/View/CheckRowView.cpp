@@ -34,8 +34,6 @@ CheckRowView::CheckRowView(QWidget* parent) : QFrame(parent) {
     m_ui.repairBtn->setText(qtTrId("Repair"));
     m_ui.repairBtn->setToolTip(qtTrId("RepairTip"));
     m_ui.repairBtn->setIcon(Theme::icon(u"repairBtn"_s, {}, u"repairBtn_hover"_s));
-    for (QWidget* part : std::initializer_list<QWidget*>{m_ui.foldBtn, m_ui.checkVerdict, m_ui.repairBtn})
-        part->hide();
     connect(m_ui.foldBtn, &QToolButton::clicked, this, &CheckRowView::toggleFold);
     connect(m_ui.repairBtn, &QToolButton::clicked, this, [this] { Q_EMIT repairWanted(m_keyword); });
 }

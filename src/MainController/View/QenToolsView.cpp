@@ -25,16 +25,13 @@ QenToolsView::QenToolsView(QWidget* parent)
     m_ui.toolSearch->setPlaceholderText(qtTrId("SearchToolsHint"));
     m_ui.toolSearch->setAccessibleName(qtTrId("SearchTools"));
     m_ui.toolSearch->installEventFilter(this);
-    m_ui.toolSearch->hide();
     m_ui.nothingFoundLab->setText(qtTrId("NoToolFound"));
-    m_ui.nothingFoundLab->hide();
     m_ui.toolsArea->setAccessibleName(qtTrId("OfficeTools"));
     m_ui.toolsArea->verticalScrollBar()->setSingleStep(QenToolCell::Side / 4);
     m_ui.toolsArea->viewport()->installEventFilter(this);
     m_grid->setObjectName(u"toolsGrid"_s);
     m_ui.toolsArea->setWidget(m_grid);
     m_ui.emptyPicture->setPixmap(Theme::picture(u"empty"_s, {EmptyPictureSize, EmptyPictureSize}, devicePixelRatioF()));
-    setCurrentIndex(EmptyPage);
     connect(m_grid, &ToolGrid::pressed, this, &QenToolsView::pressed);
     connect(m_grid, &ToolGrid::focusMoved, this, [this](QWidget* cell) { m_ui.toolsArea->ensureWidgetVisible(cell); });
     connect(m_ui.toolSearch, &QLineEdit::textChanged, this, &QenToolsView::showFound);

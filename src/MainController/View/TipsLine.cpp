@@ -14,9 +14,7 @@ TipsLine::TipsLine(QWidget* parent) : QWidget(parent) {
     m_ui.setupUi(this);
     m_ui.notice->setPixmap(Theme::picture(
         u"notice"_s, {Theme::IconSize, Theme::IconSize}, devicePixelRatioF(), Theme::color(Theme::Color::SecondText)));
-    m_ui.notice->hide();
     m_ui.organisationMark->setAccessibleName(qtTrId("OrganisationMark"));
-    m_ui.organisationMark->hide();
 }
 
 void TipsLine::setTips(const QString& text) {
