@@ -7,13 +7,13 @@
 #include "QenAboutWindowController.h"
 #include "QenHelpWebWindowController.h"
 #include "QenMainWindow.h"
-#include "StatusItem.h"
 #include "StringTable.h"
 #include "SystemLog.h"
 #include "Theme.h"
 #include "TrayHost.h"
 
 #include <QApplication>
+#include <QSystemTrayIcon>
 
 #include <utility>
 
@@ -80,6 +80,7 @@ void AppDelegate::checkTrayStatus() {
 
 void AppDelegate::applyTrayStatus(MainWindow mainWindow) {
     if (m_world.client.login.isHideTray()) {
+        m_hasStatusItem = false;
         m_statusItem.reset();
         // With all that stands over the main window: a dialog's window stays when the one below goes.
         for (QWidget* window : QApplication::topLevelWidgets()) {
@@ -90,24 +91,34 @@ void AppDelegate::applyTrayStatus(MainWindow mainWindow) {
     }
     if (mainWindow == MainWindow::Front)
         bringForward();
-    if (m_statusItem)
-        return;
-    m_statusItem = std::make_unique<StatusItem>();
-    connect(m_statusItem.get(), &StatusItem::clicked, this, &AppDelegate::statusItemDidCliked);
-    connect(m_statusItem.get(), &StatusItem::menuRequested, this, &AppDelegate::applicationDockMenu);
-    followTrayHost();
+    if (!std::exchange(m_hasStatusItem, true))
+        followTrayHost();
 }
 
 void AppDelegate::followTrayHost() {
-    if (m_isFollowingTray) {
-        m_statusItem->setTrayAvailable(m_world.trayHost.isAvailable());
+    if (std::exchange(m_isFollowingTray, true))
+        setTrayAvailable(m_world.trayHost.isAvailable());
+    else
+        m_world.trayHost.start(m_answers.wrapped([this](bool available) { setTrayAvailable(available); }));
+}
+
+void AppDelegate::setTrayAvailable(bool available) {
+    const bool isShown = available && m_hasStatusItem;
+    if (!isShown)
+        m_statusItem.reset();
+    if (!isShown || m_statusItem)
         return;
-    }
-    m_isFollowingTray = true;
-    m_world.trayHost.start(m_answers.wrapped([this](bool available) {
-        if (m_statusItem)
-            m_statusItem->setTrayAvailable(available);
-    }));
+    // One shape in a tone that stands out on light and dark panels alike: no tray tells its colour.
+    m_statusItem = std::make_unique<QSystemTrayIcon>(
+        Theme::iconInSizes(u"Mav_status_icon"_s, Theme::color(Theme::Color::BrandHover)));
+    m_statusItem->setToolTip(QGuiApplication::applicationDisplayName());
+    connect(m_statusItem.get(), &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
+        if (reason == QSystemTrayIcon::Trigger)
+            statusItemDidCliked();
+        else if (reason == QSystemTrayIcon::Context)
+            applicationDockMenu();
+    });
+    m_statusItem->show();
 }
 
 void AppDelegate::bringForward() {

@@ -15,10 +15,10 @@ class MavExportLogController;
 class MavModifyPasswordCtrl;
 class MavServerSetingWinCtrl;
 class QAction;
+class QSystemTrayIcon;
 class QenAboutWindowController;
 class QenHelpWebWindowController;
 class QenMainWindow;
-class StatusItem;
 struct Client;
 
 namespace Platform {
@@ -84,12 +84,13 @@ public:
 
     qint64 terminateCode() const { return m_terminateCode; }
     void setTerminateCode(qint64 code) { m_terminateCode = code; }
-    bool hasStatusItem() const { return m_statusItem != nullptr; }
+    bool hasStatusItem() const { return m_hasStatusItem; }
 
 private:
     enum class MainWindow { Front, AsItIs };
     void applyTrayStatus(MainWindow mainWindow);
     void followTrayHost();
+    void setTrayAvailable(bool available);
     void showAlert(const QString& text);
     void showTerminateWaring();
     class CustomMessageBox* warningBox(const QString& text);
@@ -104,6 +105,7 @@ private:
     bool m_isQuitting = false;
     bool m_isExportingLogs = false;
     bool m_isFollowingTray = false;
+    bool m_hasStatusItem = false;
     // The main window's.
     QAction* m_exportItem = nullptr;
     QAction* m_modifyPasswordItem = nullptr;
@@ -113,7 +115,8 @@ private:
     MavServerSetingWinCtrl* m_setingWinCtrl = nullptr;
     std::unique_ptr<QenAboutWindowController> m_aboutWindow;
     std::unique_ptr<QenHelpWebWindowController> m_helpWindow;
-    std::unique_ptr<StatusItem> m_statusItem;
+    /// Exists only while the desktop has a tray, since the toolkit asks for one once and remembers a "no".
+    std::unique_ptr<QSystemTrayIcon> m_statusItem;
     Platform::Receiver m_answers;
     // It ends before what it hands over to.
     Platform::NotificationCenter::Observer m_hideTray;

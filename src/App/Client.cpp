@@ -7,6 +7,7 @@
 
 #include <QFile>
 
+#include <functional>
 #include <future>
 
 using namespace Qt::StringLiterals;
@@ -63,51 +64,34 @@ void share(Objects&... objects) {
     (Platform::Shared<Objects>::set(objects), ...);
 }
 
-/// Hands the session's wishes for network access to the two services behind it.
-class NetworkAccess final : public NetworkAccessLink {
-public:
-    NetworkAccess(iNacNetwork& network, iNacManager& manager) : m_network(network), m_manager(manager) {}
-
-    void requestGeneralConfig(
-        std::function<void(const QJsonObject& answer, const Platform::Error& error)> completion) override {
-        m_network.requestGeneralConfig(std::move(completion));
-    }
-    void checkiNacNecessaryWithUrl(const QString& url, std::function<void(bool)> completion) override {
-        m_manager.checkiNacNecessaryWithUrl(url, std::move(completion));
-    }
-    void executeInacTaskWithUserName(
-        const QString& userName, const QString& ticket, const QJsonArray& ssids, const QString& url) override {
-        m_manager.executeInacTaskWithUserName(userName, ticket, ssids, url);
-    }
-    void installStaticMobileconfig() override { m_manager.installStaticMobileconfig(); }
-
-private:
-    iNacNetwork& m_network;
-    iNacManager& m_manager;
-};
+NetworkAccessLink networkAccessLink(iNacNetwork& network, iNacManager& manager) {
+    return {
+        .requestGeneralConfig = std::bind_front(&iNacNetwork::requestGeneralConfig, &network),
+        .checkiNacNecessaryWithUrl = std::bind_front(&iNacManager::checkiNacNecessaryWithUrl, &manager),
+        .executeInacTaskWithUserName = std::bind_front(&iNacManager::executeInacTaskWithUserName, &manager),
+        .installStaticMobileconfig = std::bind_front(&iNacManager::installStaticMobileconfig, &manager),
+    };
+}
 
 /// Lets the domain-login probe ask the server and make a session of what it finds. Main thread.
-class DomainSignIn final : public DomainAccountLink {
-public:
-    DomainSignIn(Session& session, QenCloudLoginHelper& login) : m_session(session), m_login(login) {}
-
-    bool hasRecord() override { return m_session.current().record.has_value(); }
-    void check(const QString& account, const QString& domain, Answer answer) override {
-        m_asked = m_session.asked();
-        m_login.checkDomainAccount(account, domain, std::move(answer));
-    }
-    void signIn(const QString& userid, const QString& username, const QString& domainName,
-        std::function<void(bool isSaved)> done) override {
-        m_session.submit(DomainAnswer{m_asked, userid, username, domainName},
-            [done = std::move(done)](const Session::Outcome& outcome) { done(outcome.isTaken); });
-    }
-
-private:
-    Session& m_session;
-    QenCloudLoginHelper& m_login;
+DomainAccountLink domainAccountLink(Session& session, QenCloudLoginHelper& login) {
     /// The session at the last question.
-    AskedFor m_asked;
-};
+    const auto asked = std::make_shared<AskedFor>();
+    return {
+        .hasRecord = [&session] { return session.current().record.has_value(); },
+        .check =
+            [&session, &login, asked](const QString& account, const QString& domain, DomainAccountLink::Answer answer) {
+                *asked = session.asked();
+                login.checkDomainAccount(account, domain, std::move(answer));
+            },
+        .signIn =
+            [&session, asked](const QString& userid, const QString& username, const QString& domainName,
+                std::function<void(bool)> done) {
+                session.submit(DomainAnswer{*asked, userid, username, domainName},
+                    [done = std::move(done)](const Session::Outcome& outcome) { done(outcome.isTaken); });
+            },
+    };
+}
 
 } // namespace
 
@@ -134,7 +118,7 @@ Client::Client()
                                                            .certificates = certificates,
                                                            .userState = userState,
                                                            .facts = nacFacts(device)}),
-      networkAccess(std::make_unique<NetworkAccess>(nacServer, nac)),
+      networkAccess(networkAccessLink(nacServer, nac)),
       login({.session = session,
           .server = server,
           .accounts = accounts,
@@ -145,7 +129,7 @@ Client::Client()
           .agentState = agentState,
           .links = {.runTicketXPC = [this] { ticketService.runTicketXPC(); },
               .closeNgnServerXpc = [this] { ticketService.closeNgnServerXpc(); },
-              .networkAccess = networkAccess.get()}}),
+              .networkAccess = &networkAccess}}),
 
       fileListener({.center = center,
           .config = config,
@@ -154,13 +138,12 @@ Client::Client()
           .record = [this] { return session.current().record; }}),
       parlo(Platform::Paths::runtime()), processListener(watchdogWorld(login, ticketService, vpn), log),
 
-      domainAccounts(std::make_unique<DomainSignIn>(session, login)),
       check({.log = [this](const QString& line, int type) { log.writeLog(line, type); },
           .tasks = TaskHelper::sharedInstance(),
           .center = center,
           .agentState = agentState,
           .applicationBundle = Platform::Paths::applicationBundle(),
-          .accounts = domainAccounts.get()}) {
+          .accounts = domainAccountLink(session, login)}) {
     share(device, log, config, domain, accounts, server, ticketService, nacServer, nac, login, fileListener, parlo,
         processListener, check);
 }

@@ -21,8 +21,6 @@
 #include "iNacManager.h"
 #include "iNacNetwork.h"
 
-#include <memory>
-
 /// Everything that the client consists of below its windows: read from top to bottom, each piece is given what stands
 /// above it. Nothing asks for another piece later; sharedInstance() of a class is what stands here.
 ///
@@ -56,7 +54,7 @@ struct Client {
     iNacNetwork nacServer;
     Platform::TokenCertificates certificates;
     iNacManager nac;
-    const std::unique_ptr<NetworkAccessLink> networkAccess;
+    const NetworkAccessLink networkAccess;
     QenCloudLoginHelper login;
 
     // What follows the agent.
@@ -65,7 +63,6 @@ struct Client {
     QenCloudClientProcessListener processListener;
 
     // The compliance checks.
-    const std::unique_ptr<DomainAccountLink> domainAccounts;
     QenCheck check;
 
     /// What the view of checks and tools runs its rounds with.

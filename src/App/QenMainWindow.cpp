@@ -3,7 +3,6 @@
 #include "BaseWindowController.h"
 #include "Theme.h"
 #include "UserDefaults.h"
-#include "ui_QenMainWindow.h"
 
 #include <QApplication>
 #include <QGuiApplication>
@@ -21,12 +20,11 @@ constexpr int PlaceSettlesMilliseconds = 500;
 
 } // namespace
 
-QenMainWindow::QenMainWindow(Platform::UserDefaults& defaults)
-    : m_defaults(defaults), m_ui(std::make_unique<Ui::QenMainWindow>()) {
-    m_ui->setupUi(this);
+QenMainWindow::QenMainWindow(Platform::UserDefaults& defaults) : m_defaults(defaults) {
+    m_ui.setupUi(this);
     setMinimumSize(Theme::MainWindowLeastSize);
-    m_ui->menuButton->setIcon(Theme::icon(u"menu"_s, Theme::color(Theme::Color::Text)));
-    connect(m_ui->menuButton, &QToolButton::clicked, this, &QenMainWindow::openMenu);
+    m_ui.menuButton->setIcon(Theme::icon(u"menu"_s, Theme::color(Theme::Color::Text)));
+    connect(m_ui.menuButton, &QToolButton::clicked, this, &QenMainWindow::openMenu);
     auto* open = new QShortcut(QKeySequence(Qt::Key_F10), this);
     connect(open, &QShortcut::activated, this, &QenMainWindow::openMenu);
     m_placeChanged.setSingleShot(true);
@@ -37,12 +35,10 @@ QenMainWindow::QenMainWindow(Platform::UserDefaults& defaults)
     restorePlace();
 }
 
-QenMainWindow::~QenMainWindow() = default;
-
 void QenMainWindow::setContentView(QWidget* view) {
-    m_ui->column->addWidget(view);
+    m_ui.column->addWidget(view);
     // What the page holds comes before the menu, wherever the button stands.
-    setTabOrder(view, m_ui->menuButton);
+    setTabOrder(view, m_ui.menuButton);
 }
 
 void QenMainWindow::handleTitleView() {
@@ -59,7 +55,7 @@ void QenMainWindow::openMenu() {
     if (!menu)
         return;
     // Under the button and within the window, as far as its right edge.
-    const QToolButton* button = m_ui->menuButton;
+    const QToolButton* button = m_ui.menuButton;
     const QPoint corner = button->mapToGlobal(QPoint(button->width(), button->height() + Theme::Space4));
     menu->popup(corner - QPoint(menu->sizeHint().width(), 0));
     menu->setActiveAction(menu->actions().constFirst());

@@ -1,18 +1,14 @@
 #pragma once
 
+#include "ui_QenMainWindow.h"
+
 #include <QMenu>
 #include <QPointer>
 #include <QTimer>
 #include <QWidget>
 
-#include <memory>
-
 namespace Platform {
 class UserDefaults;
-}
-
-namespace Ui {
-class QenMainWindow;
 }
 
 /// The main window: a white title area with the menu button, below it the content view.
@@ -22,7 +18,6 @@ class QenMainWindow final : public QWidget {
     Q_OBJECT
 public:
     explicit QenMainWindow(Platform::UserDefaults& defaults);
-    ~QenMainWindow() override;
 
     /// The title area's button opens @p menu, and so do F10 and Alt alone.
     void setMenu(QMenu* menu) { m_menu = menu; }
@@ -44,7 +39,7 @@ private:
     void openMenu();
 
     Platform::UserDefaults& m_defaults;
-    const std::unique_ptr<Ui::QenMainWindow> m_ui;
+    Ui::QenMainWindow m_ui;
     QPointer<QMenu> m_menu;
     QTimer m_placeChanged;
     bool m_altAlone = false;

@@ -22,7 +22,7 @@ WindowContents::WindowContents(Client& client, AppDelegate& delegate, QWidget& w
           .notifications = m_notifications}),
       m_networkPolicy({.log = client.log,
           .center = client.center,
-          .networkAccess = *client.networkAccess,
+          .networkAccess = client.networkAccess,
           .localCerAuthMethod = [&client] { return client.nac.localCerAuthMethod(); },
           .session = client.session,
           .agentState = client.agentState}) {}

@@ -3,7 +3,6 @@
 #include "BaseWindowController.h"
 #include "Theme.h"
 #include "WrappableText.h"
-#include "ui_CustomMessageBox.h"
 
 #include <QApplication>
 #include <QKeyEvent>
@@ -32,16 +31,13 @@ void giveTitle(QPushButton* button, const QString& title) {
 } // namespace
 
 CustomMessageBox::CustomMessageBox(QWidget* parent)
-    : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
-      m_ui(std::make_unique<Ui::CustomMessageBox>()) {
-    m_ui->setupUi(this);
+    : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint) {
+    m_ui.setupUi(this);
     setAttribute(Qt::WA_DeleteOnClose);
     setFixedWidth(Theme::BoxWidth);
-    connect(m_ui->firstButton, &QPushButton::clicked, this, [this] { done(1); });
-    connect(m_ui->secondButton, &QPushButton::clicked, this, [this] { done(2); });
+    connect(m_ui.firstButton, &QPushButton::clicked, this, [this] { done(1); });
+    connect(m_ui.secondButton, &QPushButton::clicked, this, [this] { done(2); });
 }
-
-CustomMessageBox::~CustomMessageBox() = default;
 
 QList<CustomMessageBox*> CustomMessageBox::shown() {
     QList<CustomMessageBox*> boxes;
@@ -56,18 +52,18 @@ QList<CustomMessageBox*> CustomMessageBox::shown() {
 void CustomMessageBox::setTitle(const QString& title, const QString& message, BoxStyle boxStyle,
     const QString& firstButtonTitle, const QString& secondButtonTitle) {
     setWindowTitle(title);
-    m_ui->titleLabel->setText(title);
+    m_ui.titleLabel->setText(title);
     m_message = message;
-    m_ui->messageLabel->setText(wrappable(message, LongestMessage));
-    m_ui->messageLabel->setAccessibleName(message.left(LongestMessage));
+    m_ui.messageLabel->setText(wrappable(message, LongestMessage));
+    m_ui.messageLabel->setAccessibleName(message.left(LongestMessage));
     setAccessibleName(title);
     setAccessibleDescription(shortened(message, LongestDescription));
     const bool isWarning = boxStyle == BoxStyle::Warning;
-    m_ui->iconLabel->setPixmap(Theme::picture(isWarning ? u"alert"_s : u"info"_s, {Theme::Space24, Theme::Space24},
+    m_ui.iconLabel->setPixmap(Theme::picture(isWarning ? u"alert"_s : u"info"_s, {Theme::Space24, Theme::Space24},
         devicePixelRatioF(), Theme::color(isWarning ? Theme::Color::Attention : Theme::Color::Brand)));
-    giveTitle(m_ui->firstButton, firstButtonTitle);
-    giveTitle(m_ui->secondButton, secondButtonTitle);
-    QPushButton* usual = secondButtonTitle.isEmpty() ? m_ui->firstButton : m_ui->secondButton;
+    giveTitle(m_ui.firstButton, firstButtonTitle);
+    giveTitle(m_ui.secondButton, secondButtonTitle);
+    QPushButton* usual = secondButtonTitle.isEmpty() ? m_ui.firstButton : m_ui.secondButton;
     usual->setDefault(true);
     usual->setFocus();
     fitHeight();
@@ -79,17 +75,17 @@ void CustomMessageBox::fitHeight() {
         child->ensurePolished();
     const int others = heightWithMessage(0);
     // Widgets that were never shown are not laid out by their windows.
-    m_ui->groundLayout->setGeometry({0, 0, Theme::BoxWidth, others});
-    const int wanted = m_ui->messageLabel->heightForWidth(m_ui->messageArea->width());
+    m_ui.groundLayout->setGeometry({0, 0, Theme::BoxWidth, others});
+    const int wanted = m_ui.messageLabel->heightForWidth(m_ui.messageArea->width());
     const int room = screen()->availableGeometry().height() * LargestPercent / 100 - others;
     setFixedHeight(heightWithMessage(std::min(wanted, room)));
-    m_ui->messageArea->setFocusPolicy(wanted > room ? Qt::TabFocus : Qt::NoFocus);
+    m_ui.messageArea->setFocusPolicy(wanted > room ? Qt::TabFocus : Qt::NoFocus);
 }
 
 int CustomMessageBox::heightWithMessage(int messageHeight) {
-    m_ui->messageArea->setFixedHeight(messageHeight);
+    m_ui.messageArea->setFixedHeight(messageHeight);
     // From the inside out: each tells the one around it only then.
-    m_ui->groundLayout->activate();
+    m_ui.groundLayout->activate();
     layout()->activate();
     return layout()->totalMinimumSize().height();
 }
@@ -107,7 +103,7 @@ void CustomMessageBox::attach() {
 
 void CustomMessageBox::keyPressEvent(QKeyEvent* event) {
     if (event->key() == Qt::Key_PageUp || event->key() == Qt::Key_PageDown)
-        QCoreApplication::sendEvent(m_ui->messageArea->verticalScrollBar(), event);
+        QCoreApplication::sendEvent(m_ui.messageArea->verticalScrollBar(), event);
     else
         QDialog::keyPressEvent(event);
 }

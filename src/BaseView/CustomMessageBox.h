@@ -1,12 +1,8 @@
 #pragma once
 
+#include "ui_CustomMessageBox.h"
+
 #include <QDialog>
-
-#include <memory>
-
-namespace Ui {
-class CustomMessageBox;
-}
 
 /// The client's message box: a picture, a heading that is also its title, a message and one or two buttons. A message
 /// that the screen has no room for is scrolled.
@@ -21,7 +17,6 @@ public:
 
     /// @param parent  the window it belongs to; may be null
     explicit CustomMessageBox(QWidget* parent);
-    ~CustomMessageBox() override;
     /// Those that stand open, in no order.
     static QList<CustomMessageBox*> shown();
 
@@ -39,6 +34,6 @@ private:
     void fitHeight();
     int heightWithMessage(int messageHeight);
 
-    std::unique_ptr<Ui::CustomMessageBox> m_ui;
+    Ui::CustomMessageBox m_ui;
     QString m_message;
 };

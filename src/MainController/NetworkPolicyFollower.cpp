@@ -64,7 +64,7 @@ void NetworkPolicyFollower::inacSsidChanged() {
 }
 
 std::function<void()> NetworkPolicyFollower::action(const NetworkAccessPolicy& policy) const {
-    NetworkAccessLink& access = m_world.networkAccess;
+    const NetworkAccessLink& access = m_world.networkAccess;
     QenLogHelper& log = m_world.log;
     if (policy.method == NetworkAccessPolicy::Method::Static)
         return [&access, &log] {

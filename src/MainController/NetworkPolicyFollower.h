@@ -8,9 +8,9 @@
 
 #include <functional>
 
-class NetworkAccessLink;
 class QenLogHelper;
 class Session;
+struct NetworkAccessLink;
 
 /// The network-access policy that the agent has stored.
 struct NetworkAccessPolicy {
@@ -41,7 +41,7 @@ public:
     struct World {
         QenLogHelper& log;
         Platform::NotificationCenter& center;
-        NetworkAccessLink& networkAccess;
+        const NetworkAccessLink& networkAccess;
         /// How the installed network profile signs in; null when nobody knows. Any thread.
         std::function<QString()> localCerAuthMethod;
         Session& session;

@@ -13,7 +13,6 @@
 #include "StringTable.h"
 #include "SystemLog.h"
 #include "Theme.h"
-#include "ui_QenDetailWindow.h"
 
 #include <QLineEdit>
 #include <QPointer>
@@ -33,21 +32,18 @@ QenDetailWindow::QenDetailWindow(
     SessionViewWorld world, StartCheckLoginDelegate& startCheckLoginDelegate, QWidget* parent)
     : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
       m_world(std::move(world)), m_startCheckLoginDelegate(startCheckLoginDelegate),
-      m_ui(std::make_unique<Ui::QenDetailWindow>()),
       m_timerCheckQueue(PollTimer::makeQueue(Deployment::AccountCheckQueueLabel, m_world.work)),
       m_reachability(m_world.networkReader) {
-    m_ui->setupUi(this);
+    m_ui.setupUi(this);
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowModality(parent ? Qt::WindowModal : Qt::ApplicationModal);
     setFixedSize(Theme::LoginWindowSize);
     setAccessibleName(u"登录"_s);
-    m_ui->devicePanel->setFixedWidth(Theme::LoginWindowSize.width() / 3);
-    m_ui->confirmBtn->setText(localizedString(u"Login"_s));
-    m_ui->loginStatusLab->setText(ScanWanted);
-    m_ui->hintLab->hide();
-    m_ui->newPasswordHintLab->hide();
-    m_ui->newPasswordField->edit()->setPlaceholderText(u"8 至 32 位，含字母、数字和符号"_s);
-    m_ui->signedInPicture->setPixmap(
+    m_ui.devicePanel->setFixedWidth(Theme::LoginWindowSize.width() / 3);
+    m_ui.confirmBtn->setText(localizedString(u"Login"_s));
+    m_ui.loginStatusLab->setText(ScanWanted);
+    m_ui.newPasswordField->edit()->setPlaceholderText(u"8 至 32 位，含字母、数字和符号"_s);
+    m_ui.signedInPicture->setPixmap(
         Theme::picture(u"avatar_safe_normal"_s, {AvatarSize, AvatarSize}, devicePixelRatioF()));
     for (QAbstractButton* button : findChildren<QAbstractButton*>()) {
         if (button->accessibleName().isEmpty())
@@ -61,19 +57,17 @@ QenDetailWindow::QenDetailWindow(
     load();
 }
 
-QenDetailWindow::~QenDetailWindow() = default;
-
 void QenDetailWindow::makeForm() {
     m_form = new AccountForm({.login = m_world.login, .log = m_world.log, .work = m_world.work, .alert = alert()},
         AccountForm::Place::loginWindow(),
-        {.account = m_ui->accountField,
-            .password = m_ui->passwordField,
-            .otp = m_ui->otpField,
-            .confirm = m_ui->confirmBtn,
-            .newPassword = m_ui->newPasswordField,
-            .repeated = m_ui->repeatedPasswordField,
-            .confirmReset = m_ui->confirmResetBtn,
-            .resetTips = m_ui->newPasswordHintLab},
+        {.account = m_ui.accountField,
+            .password = m_ui.passwordField,
+            .otp = m_ui.otpField,
+            .confirm = m_ui.confirmBtn,
+            .newPassword = m_ui.newPasswordField,
+            .repeated = m_ui.repeatedPasswordField,
+            .confirmReset = m_ui.confirmResetBtn,
+            .resetTips = m_ui.newPasswordHintLab},
         this);
     connect(m_form, &AccountForm::signedIn, this, &QenDetailWindow::refreshUI);
     connect(m_form, &AccountForm::passwordChanged, this, [this] {
@@ -81,9 +75,9 @@ void QenDetailWindow::makeForm() {
         selectPage(AccountPage);
     });
     connect(m_form, &AccountForm::wantsResetPage, this, [this] {
-        m_ui->resetAccountLab->setText(m_form->resetAccountText());
+        m_ui.resetAccountLab->setText(m_form->resetAccountText());
         selectPage(ResetPage);
-        m_ui->newPasswordField->setFocus();
+        m_ui.newPasswordField->setFocus();
     });
 }
 
@@ -91,22 +85,22 @@ void QenDetailWindow::connectPages() {
     using Self = QenDetailWindow;
     // No button group: Tab would pass by one of its members.
     // Not on the click: who works by the accessibility bus toggles.
-    connect(m_ui->qrTabBtn, &QToolButton::toggled, this, [this] { selectPage(QRPage); });
-    connect(m_ui->accountTabBtn, &QToolButton::toggled, this, [this] { selectPage(AccountPage); });
-    connect(m_ui->qrCodeView, &QRCodeView::wantsRenewal, this, &Self::StartCheckQR);
-    connect(m_ui->confirmBtn, &QPushButton::clicked, this, &Self::tapConfirmBtn);
-    for (FormField* field : {m_ui->accountField, m_ui->passwordField, m_ui->otpField})
+    connect(m_ui.qrTabBtn, &QToolButton::toggled, this, [this] { selectPage(QRPage); });
+    connect(m_ui.accountTabBtn, &QToolButton::toggled, this, [this] { selectPage(AccountPage); });
+    connect(m_ui.qrCodeView, &QRCodeView::wantsRenewal, this, &Self::StartCheckQR);
+    connect(m_ui.confirmBtn, &QPushButton::clicked, this, &Self::tapConfirmBtn);
+    for (FormField* field : {m_ui.accountField, m_ui.passwordField, m_ui.otpField})
         connect(field->edit(), &QLineEdit::returnPressed, this, &Self::tapConfirmBtn);
-    connect(m_ui->newPasswordField->edit(), &QLineEdit::returnPressed, this, &Self::resetPassBtn);
-    connect(m_ui->repeatedPasswordField->edit(), &QLineEdit::returnPressed, this, &Self::ConfirmResetPassBtn);
-    connect(m_ui->confirmResetBtn, &QPushButton::clicked, this, &Self::ConfirmResetPassBtn);
-    connect(m_ui->resetBackBtn, &QPushButton::clicked, this, [this] { selectPage(AccountPage); });
-    connect(m_ui->logoutBtn, &QPushButton::clicked, this, &Self::logoutBtn);
+    connect(m_ui.newPasswordField->edit(), &QLineEdit::returnPressed, this, &Self::resetPassBtn);
+    connect(m_ui.repeatedPasswordField->edit(), &QLineEdit::returnPressed, this, &Self::ConfirmResetPassBtn);
+    connect(m_ui.confirmResetBtn, &QPushButton::clicked, this, &Self::ConfirmResetPassBtn);
+    connect(m_ui.resetBackBtn, &QPushButton::clicked, this, [this] { selectPage(AccountPage); });
+    connect(m_ui.logoutBtn, &QPushButton::clicked, this, &Self::logoutBtn);
     connect(&m_world.login.session(), &Session::changed, this, &Self::sessionChanged);
 }
 
 void QenDetailWindow::load() {
-    m_ui->devicePanel->load(m_world.device, m_world.work);
+    m_ui.devicePanel->load(m_world.device, m_world.work);
     followNetwork();
     buildTabs();
     if (isShownSignedIn()) {
@@ -127,35 +121,34 @@ bool QenDetailWindow::isShownSignedIn() const {
 
 void QenDetailWindow::buildTabs() {
     const bool isAccountOnly = m_world.login.selectBtnTag() == OnlyAccount;
-    m_ui->qrTabBtn->setVisible(!isAccountOnly);
-    m_ui->otpField->setVisible(m_world.login.iShowOTP());
+    m_ui.qrTabBtn->setVisible(!isAccountOnly);
+    m_ui.otpField->setVisible(m_world.login.iShowOTP());
     selectPage(isAccountOnly ? AccountPage : QRPage);
 }
 
 void QenDetailWindow::selectPage(Page page) {
     m_isresetPassword = page == ResetPage;
-    const bool isEntered = m_ui->loginPages->currentIndex() != page;
-    m_ui->loginPages->setCurrentIndex(page);
-    m_ui->tabRow->setVisible(page == QRPage || page == AccountPage);
-    const QSignalBlocker qrBlocker(m_ui->qrTabBtn);
-    const QSignalBlocker accountBlocker(m_ui->accountTabBtn);
-    m_ui->qrTabBtn->setChecked(page == QRPage);
-    m_ui->accountTabBtn->setChecked(page == AccountPage);
+    const bool isEntered = m_ui.loginPages->currentIndex() != page;
+    m_ui.loginPages->setCurrentIndex(page);
+    m_ui.tabRow->setVisible(page == QRPage || page == AccountPage);
+    const QSignalBlocker qrBlocker(m_ui.qrTabBtn);
+    const QSignalBlocker accountBlocker(m_ui.accountTabBtn);
+    m_ui.qrTabBtn->setChecked(page == QRPage);
+    m_ui.accountTabBtn->setChecked(page == AccountPage);
     if (page == AccountPage)
-        m_ui->accountField->setFocus();
+        m_ui.accountField->setFocus();
     else if (page == QRPage)
-        m_ui->qrTabBtn->setFocus();
+        m_ui.qrTabBtn->setFocus();
     else if (page == SignedInPage) {
         const Session& session = m_world.login.session();
         const AccountModel record = session.account().value_or(AccountModel());
-        m_ui->signedInName->setText(record.username().isEmpty() ? record.userid() : record.username());
-        m_ui->signedInNote->setText(session.state() == SessionState::LogoutPending
-                ? localizedString(u"SignOutPending"_s)
-                : localizedString(u"SignedInNote"_s));
+        m_ui.signedInName->setText(record.username().isEmpty() ? record.userid() : record.username());
+        m_ui.signedInNote->setText(session.state() == SessionState::LogoutPending ? localizedString(u"SignOutPending"_s)
+                                                                                  : localizedString(u"SignedInNote"_s));
         // The page is also filled anew while a sign-out is on its way.
         if (isEntered) {
-            m_ui->logoutBtn->setBusy(false);
-            m_ui->logoutBtn->setFocus();
+            m_ui.logoutBtn->setBusy(false);
+            m_ui.logoutBtn->setFocus();
         }
     }
 }
@@ -164,7 +157,7 @@ void QenDetailWindow::followNetwork() {
     const auto follow = m_answers.wrapped([this](const QString& server) {
         m_reachability.setTarget(server);
         m_reachability.start([this](Platform::ReachabilityStatus status) {
-            m_ui->qrCodeView->setOffline(status == Platform::ReachabilityStatus::NotReachable);
+            m_ui.qrCodeView->setOffline(status == Platform::ReachabilityStatus::NotReachable);
         });
     });
     // Not on this thread: the server's address stands in a file.
@@ -177,7 +170,7 @@ void QenDetailWindow::followNetwork() {
 void QenDetailWindow::createCheckQRTimer() {
     // A code without this device's sole identifier could not be told from another's.
     m_timerCheckQueue->async([&login = m_world.login] { login.createSoleidAndSave(); });
-    const auto RefreshQR = [renew = m_answers.wrapped([this] { m_ui->qrCodeView->setRenewing(true); }),
+    const auto RefreshQR = [renew = m_answers.wrapped([this] { m_ui.qrCodeView->setRenewing(true); }),
                                show = m_answers.wrapped([this](const QImage& image) { showQR(image); }),
                                &login = m_world.login] {
         renew();
@@ -199,8 +192,8 @@ void QenDetailWindow::createCheckLoginTimer() {
 }
 
 void QenDetailWindow::showQR(const QImage& image) {
-    m_ui->qrCodeView->setRenewing(false);
-    m_ui->qrCodeView->setImage(image);
+    m_ui.qrCodeView->setRenewing(false);
+    m_ui.qrCodeView->setImage(image);
 }
 
 void QenDetailWindow::refreshLb(const Platform::Notification& notification) {
@@ -216,14 +209,14 @@ void QenDetailWindow::showState(qint64 state) {
         m_startCheckLoginDelegate.closeDetailWindow(this);
         return;
     }
-    m_ui->loginStatusLab->setText(look.text);
-    m_ui->hintLab->setText(ScanHint);
-    m_ui->hintLab->setVisible(look.hint);
+    m_ui.loginStatusLab->setText(look.text);
+    m_ui.hintLab->setText(ScanHint);
+    m_ui.hintLab->setVisible(look.hint);
 }
 
 void QenDetailWindow::showScanFailure(const QString& text) {
-    m_ui->loginStatusLab->setText(text);
-    m_ui->hintLab->hide();
+    m_ui.loginStatusLab->setText(text);
+    m_ui.hintLab->hide();
 }
 
 void QenDetailWindow::refreshUI() {
@@ -233,15 +226,15 @@ void QenDetailWindow::refreshUI() {
 }
 
 void QenDetailWindow::showSignedOut() {
-    m_ui->loginStatusLab->setText(ScanWanted);
-    m_ui->hintLab->hide();
+    m_ui.loginStatusLab->setText(ScanWanted);
+    m_ui.hintLab->hide();
     buildTabs();
     StartCheckQR();
     m_startCheckLoginDelegate.StartCheckLogin();
 }
 
 void QenDetailWindow::sessionChanged(SessionState, SessionState now) {
-    const bool isSignedInPage = m_ui->loginPages->currentIndex() == SignedInPage;
+    const bool isSignedInPage = m_ui.loginPages->currentIndex() == SignedInPage;
     if (now == SessionState::SignedOut && isSignedInPage)
         showSignedOut();
     else if (isShownSignedIn())
@@ -253,10 +246,10 @@ void QenDetailWindow::tapConfirmBtn() {
 }
 
 void QenDetailWindow::resetPassBtn() {
-    m_ui->newPasswordHintLab->setText(localizedString(u"PwdFormatError"_s));
-    m_ui->newPasswordHintLab->setVisible(m_form->isNewPasswordBad());
+    m_ui.newPasswordHintLab->setText(localizedString(u"PwdFormatError"_s));
+    m_ui.newPasswordHintLab->setVisible(m_form->isNewPasswordBad());
     if (!m_form->isNewPasswordBad())
-        m_ui->repeatedPasswordField->setFocus();
+        m_ui.repeatedPasswordField->setFocus();
 }
 
 void QenDetailWindow::ConfirmResetPassBtn() {
@@ -264,13 +257,13 @@ void QenDetailWindow::ConfirmResetPassBtn() {
 }
 
 void QenDetailWindow::logoutBtn() {
-    if (m_ui->logoutBtn->isBusy())
+    if (m_ui.logoutBtn->isBusy())
         return;
     m_world.log.writeLog(u"[QenDetailWindow] QenCloud logout"_s, 1);
-    m_ui->logoutBtn->setBusy(true);
+    m_ui.logoutBtn->setBusy(true);
     requestLogout({.login = m_world.login, .device = m_world.device, .log = m_world.log, .work = m_world.work},
         LogoutPlace::LoginWindow,
-        [alert = alert(), button = QPointer(m_ui->logoutBtn), session = QPointer(&m_world.login.session()),
+        [alert = alert(), button = QPointer(m_ui.logoutBtn), session = QPointer(&m_world.login.session()),
             &center = m_world.center](const AnswerVerdict& verdict) {
             Platform::mainQueue().async([=, &center] {
                 // The client has ended.

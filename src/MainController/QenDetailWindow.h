@@ -6,6 +6,7 @@
 #include "Reachability.h"
 #include "Session.h"
 #include "TaskGroup.h"
+#include "ui_QenDetailWindow.h"
 
 #include <QDialog>
 #include <QImage>
@@ -21,10 +22,6 @@ class QenCloudLoginHelper;
 class QenDetailWindow;
 class QenLogHelper;
 class QenServerConfig;
-
-namespace Ui {
-class QenDetailWindow;
-}
 
 /// What the left bar and the login window stand on; all of it outlives them.
 struct SessionViewWorld {
@@ -66,7 +63,6 @@ public:
     /// @param startCheckLoginDelegate  outlives the window
     QenDetailWindow(
         SessionViewWorld world, StartCheckLoginDelegate& startCheckLoginDelegate, QWidget* parent = nullptr);
-    ~QenDetailWindow() override;
 
     void StartCheckQR();
     void closeCheckQR() { m_GDCheckQRTimer.reset(); }
@@ -107,7 +103,7 @@ private:
 
     const SessionViewWorld m_world;
     StartCheckLoginDelegate& m_startCheckLoginDelegate;
-    std::unique_ptr<Ui::QenDetailWindow> m_ui;
+    Ui::QenDetailWindow m_ui;
     AccountForm* m_form = nullptr;
     const std::shared_ptr<Platform::SerialQueue> m_timerCheckQueue;
     std::unique_ptr<PollTimer> m_GDCheckQRTimer;

@@ -7,7 +7,6 @@
 #include "QenCloudLoginHelper.h"
 #include "QenLogHelper.h"
 #include "Theme.h"
-#include "ui_QenMainLeftBar.h"
 
 #include <QPainter>
 
@@ -25,14 +24,14 @@ constexpr int PollingTrace = 32;
 } // namespace
 
 QenMainLeftBar::QenMainLeftBar(SessionViewWorld world, QWidget* parent)
-    : QWidget(parent), m_world(std::move(world)), m_ui(std::make_unique<Ui::QenMainLeftBar>()),
+    : QWidget(parent), m_world(std::move(world)),
       m_timerCheckQueue(PollTimer::makeQueue(Deployment::AccountCheckQueueLabel, m_world.work)) {
-    m_ui->setupUi(this);
+    m_ui.setupUi(this);
     setFixedWidth(Theme::LeftBarWidth);
-    m_ui->computerPicture->setPixmap(Theme::picture(u"computer"_s, {Theme::IconSize, Theme::IconSize},
+    m_ui.computerPicture->setPixmap(Theme::picture(u"computer"_s, {Theme::IconSize, Theme::IconSize},
         devicePixelRatioF(), Theme::color(Theme::Color::SecondText)));
-    m_ui->safetyTabBtn->setIcon(Theme::icon(u"tab_safety_normal"_s, {}, u"tab_safety_hover"_s));
-    m_ui->toolsTabBtn->setIcon(Theme::icon(u"tab_tools_normal"_s, {}, u"tab_tools_hover"_s));
+    m_ui.safetyTabBtn->setIcon(Theme::icon(u"tab_safety_normal"_s, {}, u"tab_safety_hover"_s));
+    m_ui.toolsTabBtn->setIcon(Theme::icon(u"tab_tools_normal"_s, {}, u"tab_tools_hover"_s));
     connectButtons();
     functionListHandleWithTag(SafetyTab, false);
     showTabs();
@@ -51,7 +50,7 @@ QenMainLeftBar::~QenMainLeftBar() {
 }
 
 QToolButton* QenMainLeftBar::tabButton(int tag) const {
-    const std::array<QToolButton*, 3> buttons{m_ui->safetyTabBtn, m_ui->toolsTabBtn, m_ui->detailBtn};
+    const std::array<QToolButton*, 3> buttons{m_ui.safetyTabBtn, m_ui.toolsTabBtn, m_ui.detailBtn};
     return tag >= SafetyTab && tag <= DetailTab ? buttons.at(static_cast<size_t>(tag)) : nullptr;
 }
 
@@ -60,7 +59,7 @@ void QenMainLeftBar::connectButtons() {
         // Not on the click: who works by the accessibility bus toggles.
         connect(tabButton(tag), &QToolButton::toggled, this, [this, tag] { functionListHandleWithTag(tag, true); });
     }
-    connect(m_ui->avatarBtn, &QToolButton::clicked, this, [this] { openDetailWindow(window()); });
+    connect(m_ui.avatarBtn, &QToolButton::clicked, this, [this] { openDetailWindow(window()); });
 }
 
 void QenMainLeftBar::openDetailWindow(QWidget* over) {
@@ -138,23 +137,23 @@ void QenMainLeftBar::setUIWithWarnLevel(int level) {
     const bool isSafe = level == SafeLevel;
     const QString look = isSafe ? u"safe"_s : u"unsafe"_s;
     m_ground = u"leftBar_"_s + look;
-    m_ui->avatarBtn->setIcon(Theme::icon(u"avatar_%1_normal"_s.arg(look), {}, u"avatar_%1_hover"_s.arg(look)));
+    m_ui.avatarBtn->setIcon(Theme::icon(u"avatar_%1_normal"_s.arg(look), {}, u"avatar_%1_hover"_s.arg(look)));
     // The unhovered picture is the same in both looks, on purpose.
-    m_ui->detailBtn->setIcon(Theme::icon(u"detail_safe-nomal"_s, {}, u"detail_%1-hover"_s.arg(look)));
+    m_ui.detailBtn->setIcon(Theme::icon(u"detail_safe-nomal"_s, {}, u"detail_%1-hover"_s.arg(look)));
     const QString told = isSafe ? u"电脑安全"_s : u"电脑存在风险"_s;
-    m_ui->avatarBtn->setAccessibleDescription(told);
-    m_ui->avatarBtn->setToolTip(u"%1，点击查看登录与设备信息"_s.arg(told));
+    m_ui.avatarBtn->setAccessibleDescription(told);
+    m_ui.avatarBtn->setToolTip(u"%1，点击查看登录与设备信息"_s.arg(told));
     update();
 }
 
 void QenMainLeftBar::refreshUserName() {
     const AccountModel record = m_world.login.session().account().value_or(AccountModel());
     const QString name = record.username().isEmpty() ? record.userid() : record.username();
-    m_ui->userNameLab->setText(name.isEmpty() ? u"未登录"_s : name);
+    m_ui.userNameLab->setText(name.isEmpty() ? u"未登录"_s : name);
 }
 
 void QenMainLeftBar::setMachineName() {
-    const auto show = m_answers.wrapped([this](const QString& name) { m_ui->computerNameLab->setText(name); });
+    const auto show = m_answers.wrapped([this](const QString& name) { m_ui.computerNameLab->setText(name); });
     m_timerCheckQueue->async([show, &device = m_world.device] { show(device.machineName()); });
 }
 

@@ -5,6 +5,7 @@
 #include "PollTimer.h"
 #include "QenDetailWindow.h"
 #include "Session.h"
+#include "ui_QenMainLeftBar.h"
 
 #include <QPointer>
 #include <QWidget>
@@ -14,10 +15,6 @@
 #include <memory>
 
 class QToolButton;
-
-namespace Ui {
-class QenMainLeftBar;
-}
 
 /// The column at the left of the main window: the user, the computer and the tabs. Also opens the login window and runs
 /// the two polls that follow the sign-in.
@@ -71,7 +68,7 @@ private:
     QToolButton* tabButton(int tag) const;
 
     const SessionViewWorld m_world;
-    std::unique_ptr<Ui::QenMainLeftBar> m_ui;
+    Ui::QenMainLeftBar m_ui;
     const std::shared_ptr<Platform::SerialQueue> m_timerCheckQueue;
     std::unique_ptr<PollTimer> m_GDCheckLoginTimer;
     std::unique_ptr<PollTimer> m_TicketCheckTimer;

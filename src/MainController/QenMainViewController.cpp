@@ -14,7 +14,6 @@
 #include "StateFiles.h"
 #include "Theme.h"
 #include "TipsLine.h"
-#include "ui_QenMainViewController.h"
 
 #include <QFile>
 
@@ -55,11 +54,10 @@ ToolsLook toolsLook(qint64 loginType, bool isCheckAndShow) {
 }
 
 QenMainViewController::QenMainViewController(CheckViewWorld world, QenMainLeftBar& leftBar, QWidget* parent)
-    : QWidget(parent), m_world(std::move(world)), m_leftBar(leftBar),
-      m_ui(std::make_unique<Ui::QenMainViewController>()), m_tipsLine(new TipsLine(this)),
+    : QWidget(parent), m_world(std::move(world)), m_leftBar(leftBar), m_tipsLine(new TipsLine(this)),
       m_joinDomain(m_world.joinDomain), m_toolOpener(m_world.workspace), m_round(m_world.round),
       m_reader(Deployment::BundleIdentifier + u".mainview"_s) {
-    m_ui->setupUi(this);
+    m_ui.setupUi(this);
     m_tipsLine->hide();
     setUpPages();
     followRound();
@@ -107,26 +105,26 @@ void QenMainViewController::addQenNotifications() {
 }
 
 void QenMainViewController::setUpPages() {
-    for (QToolButton* button : {m_ui->reCheckBtn, m_ui->detailReCheckBtn})
+    for (QToolButton* button : {m_ui.reCheckBtn, m_ui.detailReCheckBtn})
         connect(button, &QToolButton::clicked, this, &QenMainViewController::reCheckBtnClick);
-    for (CheckTreeView* tree : {m_ui->overviewTree, m_ui->detailTree}) {
+    for (CheckTreeView* tree : {m_ui.overviewTree, m_ui.detailTree}) {
         connect(tree, &CheckTreeView::repairWanted, this, &QenMainViewController::tapRepairBtn);
         connect(
             &m_round, &QenCheckRound::dataSourceChanged, tree, [this, tree] { tree->setNodes(m_round.dataSource()); });
         connect(&m_round, &QenCheckRound::roundStarted, tree, &CheckTreeView::reload);
         connect(&m_round, &QenCheckRound::rowChanged, tree, &CheckTreeView::reloadRow);
     }
-    connect(m_ui->repairAllBtn, &QPushButton::clicked, this, &QenMainViewController::showDetails);
-    connect(m_ui->joinDomainBtn, &QPushButton::clicked, &m_joinDomain, &JoinDomainAction::tapDomainBtn);
-    connect(&m_joinDomain, &JoinDomainAction::joiningChanged, m_ui->joinDomainBtn, &SpinnerButton::setBusy);
-    connect(m_ui->applistButton, &QPushButton::clicked, this, &QenMainViewController::applistButtonDidClicked);
-    m_ui->toolsView->setWorkspace(m_world.workspace);
-    connect(m_ui->toolsView, &QenToolsView::pressed, this,
+    connect(m_ui.repairAllBtn, &QPushButton::clicked, this, &QenMainViewController::showDetails);
+    connect(m_ui.joinDomainBtn, &QPushButton::clicked, &m_joinDomain, &JoinDomainAction::tapDomainBtn);
+    connect(&m_joinDomain, &JoinDomainAction::joiningChanged, m_ui.joinDomainBtn, &SpinnerButton::setBusy);
+    connect(m_ui.applistButton, &QPushButton::clicked, this, &QenMainViewController::applistButtonDidClicked);
+    m_ui.toolsView->setWorkspace(m_world.workspace);
+    connect(m_ui.toolsView, &QenToolsView::pressed, this,
         [this](const QenToolModel& tool) { m_toolOpener.open(tool, window()); });
-    m_ui->toolsHiddenPicture->setPixmap(
+    m_ui.toolsHiddenPicture->setPixmap(
         Theme::picture(u"empty"_s, {HiddenPictureSize, HiddenPictureSize}, devicePixelRatioF()));
-    m_ui->applistButton->setIcon(Theme::icon(u"applist"_s, Theme::color(Theme::Color::SecondText)));
-    m_ui->joinDomainBtn->setIcon(Theme::icon(u"joinDomain"_s, Theme::color(Theme::Color::SecondText)));
+    m_ui.applistButton->setIcon(Theme::icon(u"applist"_s, Theme::color(Theme::Color::SecondText)));
+    m_ui.joinDomainBtn->setIcon(Theme::icon(u"joinDomain"_s, Theme::color(Theme::Color::SecondText)));
 }
 
 // The round ----------------------------------------------------------------------------------------------------------
@@ -144,78 +142,78 @@ void QenMainViewController::followRound() {
 
 void QenMainViewController::roundStarted() {
     setReCheckEnabled(false);
-    for (QLabel* label : {m_ui->stateLab, m_ui->smallStateLab, m_ui->detailStateLab})
+    for (QLabel* label : {m_ui.stateLab, m_ui.smallStateLab, m_ui.detailStateLab})
         label->setText(CheckLook::Checking);
-    m_ui->countLab->clear();
-    m_ui->repairAllBtn->hide();
+    m_ui.countLab->clear();
+    m_ui.repairAllBtn->hide();
     setRoundRunning(true);
 }
 
 void QenMainViewController::roundStalled() {
-    for (CheckTreeView* tree : {m_ui->overviewTree, m_ui->detailTree})
+    for (CheckTreeView* tree : {m_ui.overviewTree, m_ui.detailTree})
         tree->endRunning();
     // It will never be complete, which must not lock the person out of the next one.
-    m_ui->countLab->setText(u"部分检测项没有结果，请重新检测"_s);
+    m_ui.countLab->setText(u"部分检测项没有结果，请重新检测"_s);
     setRoundRunning(false);
     setReCheckEnabled(true);
 }
 
 void QenMainViewController::setRoundRunning(bool isRunning) {
-    m_ui->stateCircle->setRunning(isRunning);
-    m_ui->smallStatePicture->setRunning(isRunning);
-    m_ui->pointView->setRunning(isRunning);
-    m_ui->pointView->setVisible(isRunning);
+    m_ui.stateCircle->setRunning(isRunning);
+    m_ui.smallStatePicture->setRunning(isRunning);
+    m_ui.pointView->setRunning(isRunning);
+    m_ui.pointView->setVisible(isRunning);
 }
 
 void QenMainViewController::setReCheckEnabled(bool isEnabled) {
-    m_ui->reCheckBtn->setEnabled(isEnabled);
-    m_ui->detailReCheckBtn->setEnabled(isEnabled);
+    m_ui.reCheckBtn->setEnabled(isEnabled);
+    m_ui.detailReCheckBtn->setEnabled(isEnabled);
 }
 
 void QenMainViewController::changeUIWithWarnLevel(int level) {
     const CheckLook::Pictures pictures = CheckLook::picturesFor(level);
-    m_ui->complianceBand->setLook(pictures.background, edgeColor(level));
-    m_ui->stateCircle->setAnimation(pictures.statusAnimation);
-    m_ui->stateCircle->setPicture(pictures.stateCircle);
-    m_ui->smallStatePicture->setAnimation(pictures.smallAnimation);
-    m_ui->pointView->setAnimation(pictures.pointAnimation);
-    for (QToolButton* button : {m_ui->reCheckBtn, m_ui->detailReCheckBtn})
+    m_ui.complianceBand->setLook(pictures.background, edgeColor(level));
+    m_ui.stateCircle->setAnimation(pictures.statusAnimation);
+    m_ui.stateCircle->setPicture(pictures.stateCircle);
+    m_ui.smallStatePicture->setAnimation(pictures.smallAnimation);
+    m_ui.pointView->setAnimation(pictures.pointAnimation);
+    for (QToolButton* button : {m_ui.reCheckBtn, m_ui.detailReCheckBtn})
         button->setIcon(Theme::icon(pictures.recheckButton, {}, pictures.recheckButtonHover));
-    m_ui->statusPicture->setPixmap(
+    m_ui.statusPicture->setPixmap(
         Theme::picture(pictures.status, {StatusPictureSize, StatusPictureSize}, devicePixelRatioF()));
     m_leftBar.setUIWithWarnLevel(level);
     if (level == SafeLevel) {
-        m_ui->stateLab->setText(CheckLook::stateText(SafeLevel));
-        m_ui->smallStateLab->setText(CheckLook::stateText(SafeLevel));
-        m_ui->repairAllBtn->hide();
+        m_ui.stateLab->setText(CheckLook::stateText(SafeLevel));
+        m_ui.smallStateLab->setText(CheckLook::stateText(SafeLevel));
+        m_ui.repairAllBtn->hide();
     } else {
-        m_ui->repairAllBtn->setText(CheckLook::repairTitle(m_round.warnCount()));
-        m_ui->repairAllBtn->setAccessibleName(m_ui->repairAllBtn->text());
-        m_ui->repairAllBtn->show();
+        m_ui.repairAllBtn->setText(CheckLook::repairTitle(m_round.warnCount()));
+        m_ui.repairAllBtn->setAccessibleName(m_ui.repairAllBtn->text());
+        m_ui.repairAllBtn->show();
     }
-    Theme::setRole(m_ui->smallStateLab, "textRole", level == SafeLevel ? u"second"_s : u"warn"_s);
+    Theme::setRole(m_ui.smallStateLab, "textRole", level == SafeLevel ? u"second"_s : u"warn"_s);
 }
 
 void QenMainViewController::roundCompleted(const CheckLook::Closing& closing) {
     setReCheckEnabled(true);
-    m_ui->countLab->setText(closing.countText);
+    m_ui.countLab->setText(closing.countText);
     if (!closing.smallStateText.isNull())
-        m_ui->smallStateLab->setText(closing.smallStateText);
-    if (closing.hidesDetailButton && m_ui->tabView->currentIndex() == QenMainLeftBar::DetailTab) {
+        m_ui.smallStateLab->setText(closing.smallStateText);
+    if (closing.hidesDetailButton && m_ui.tabView->currentIndex() == QenMainLeftBar::DetailTab) {
         m_leftBar.switchbtnsecond();
         selectTab(QenMainLeftBar::ToolsTab);
     }
     setRoundRunning(false);
-    m_ui->stateCircle->setPicture(closing.picture);
-    m_ui->smallStatePicture->setPicture(closing.smallPicture);
-    m_ui->stateLab->setText(closing.stateText);
-    m_ui->detailStateLab->setText(m_ui->smallStateLab->text());
+    m_ui.stateCircle->setPicture(closing.picture);
+    m_ui.smallStatePicture->setPicture(closing.smallPicture);
+    m_ui.stateLab->setText(closing.stateText);
+    m_ui.detailStateLab->setText(m_ui.smallStateLab->text());
 }
 
 void QenMainViewController::reCheckBtnClick() {
     m_round.recheck();
-    m_ui->overviewTree->expandAll();
-    m_ui->detailTree->expandAll();
+    m_ui.overviewTree->expandAll();
+    m_ui.detailTree->expandAll();
 }
 
 void QenMainViewController::tapRepairBtn(const QString& keyword) {
@@ -227,9 +225,9 @@ void QenMainViewController::showDetails() {
 }
 
 void QenMainViewController::selectTab(int tag) {
-    m_ui->tabView->setCurrentIndex(tag);
+    m_ui.tabView->setCurrentIndex(tag);
     if (tag == QenMainLeftBar::DetailTab)
-        m_ui->detailTree->expandAll();
+        m_ui.detailTree->expandAll();
 }
 
 // Tools --------------------------------------------------------------------------------------------------------------
@@ -258,9 +256,9 @@ void QenMainViewController::updateToolsViewWithLogintype(qint64 loginType) {
 
 void QenMainViewController::showTools(const Tools& tools) {
     m_leftBar.setMachineName();
-    m_ui->toolsStates->setCurrentIndex(tools.look.showsTools ? ToolsShown : ToolsHidden);
-    m_ui->applistButton->setVisible(tools.look.showsAvailableApplications);
-    m_ui->toolsView->setModels(tools.look.showsTools ? tools.models : QList<QenToolModel>());
+    m_ui.toolsStates->setCurrentIndex(tools.look.showsTools ? ToolsShown : ToolsHidden);
+    m_ui.applistButton->setVisible(tools.look.showsAvailableApplications);
+    m_ui.toolsView->setModels(tools.look.showsTools ? tools.models : QList<QenToolModel>());
 }
 
 void QenMainViewController::applistButtonDidClicked() {
@@ -307,6 +305,6 @@ void QenMainViewController::loadJoinDomainButton() {
         const auto status = unarchivedObjectWithFilePath(m_world.agentState + u'/' + StateFiles::JoinDomainSwitch);
         const bool isOffered =
             offersJoinDomain(status ? status->toVariant() : QVariant(), storedNetworkAccessPolicy(m_world.agentState));
-        m_answers.async([this, isOffered] { m_ui->joinDomainBtn->setVisible(isOffered); });
+        m_answers.async([this, isOffered] { m_ui.joinDomainBtn->setVisible(isOffered); });
     });
 }

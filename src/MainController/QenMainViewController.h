@@ -7,12 +7,12 @@
 #include "QenToolModel.h"
 #include "Queue.h"
 #include "ToolOpener.h"
+#include "ui_QenMainViewController.h"
 
 #include <QPointer>
 #include <QWidget>
 
 #include <functional>
-#include <memory>
 #include <vector>
 
 class QenCloudLoginHelper;
@@ -24,10 +24,6 @@ class TipsLine;
 namespace Platform {
 class Workspace;
 } // namespace Platform
-
-namespace Ui {
-class QenMainViewController;
-}
 
 /// What the view of checks and tools stands on; all of it outlives the view.
 struct CheckViewWorld {
@@ -104,7 +100,7 @@ private:
 
     const CheckViewWorld m_world;
     QenMainLeftBar& m_leftBar;
-    std::unique_ptr<Ui::QenMainViewController> m_ui;
+    Ui::QenMainViewController m_ui;
     QPointer<TipsLine> m_tipsLine;
     QPointer<QenTrustedAppWindow> m_trustedAppWindow;
     JoinDomainAction m_joinDomain;

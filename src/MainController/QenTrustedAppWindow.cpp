@@ -7,7 +7,6 @@
 #include "SystemLog.h"
 #include "Theme.h"
 #include "WrappableText.h"
-#include "ui_QenTrustedAppWindow.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -25,7 +24,8 @@ constexpr int RowHeight = 44;
 constexpr int EmptyPictureSize = 96;
 /// The longest name drawn.
 constexpr qsizetype LongestName = 512;
-enum ListState { ListShown = 0, ListEmpty = 1, ListLoading = 2 };
+/// The third, which shows at first, says that the list is being read.
+enum ListState { ListShown = 0, ListEmpty = 1 };
 
 QString consoleText(const QVariantList& list) {
     return QString::fromUtf8(QJsonDocument(QJsonArray::fromVariantList(list)).toJson(QJsonDocument::Compact));
@@ -60,21 +60,14 @@ std::vector<QenCategoryMode> bySerialNumber(std::vector<QenCategoryMode> categor
 
 QenTrustedAppWindow::QenTrustedAppWindow(QenCloudLoginHelper& login, QWidget* parent)
     : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
-      m_login(login), m_ui(std::make_unique<Ui::QenTrustedAppWindow>()),
-      m_reader(Deployment::BundleIdentifier + u".trustedapps"_s) {
-    m_ui->setupUi(this);
+      m_login(login), m_reader(Deployment::BundleIdentifier + u".trustedapps"_s) {
+    m_ui.setupUi(this);
     setAttribute(Qt::WA_DeleteOnClose);
-    setWindowModality(Qt::WindowModal);
     setAccessibleName(qtTrId("AvailableApplications"));
-    m_ui->emptyPicture->setPixmap(
-        Theme::picture(u"empty"_s, {EmptyPictureSize, EmptyPictureSize}, devicePixelRatioF()));
-    m_ui->trustListView->setIconSize({Theme::Space24, Theme::Space24});
-    m_ui->listStates->setCurrentIndex(ListLoading);
-    connect(m_ui->trustlistBtn, &QPushButton::clicked, this, &QenTrustedAppWindow::loadTrustedApp);
-    connect(m_ui->closeBtn, &QPushButton::clicked, this, &QWidget::close);
+    m_ui.emptyPicture->setPixmap(Theme::picture(u"empty"_s, {EmptyPictureSize, EmptyPictureSize}, devicePixelRatioF()));
+    connect(m_ui.trustlistBtn, &QPushButton::clicked, this, &QenTrustedAppWindow::loadTrustedApp);
+    connect(m_ui.closeBtn, &QPushButton::clicked, this, &QWidget::close);
 }
-
-QenTrustedAppWindow::~QenTrustedAppWindow() = default;
 
 void QenTrustedAppWindow::openOver(const QWidget* window) {
     if (!isVisible()) {
@@ -84,7 +77,7 @@ void QenTrustedAppWindow::openOver(const QWidget* window) {
     }
     loadTrustedApp();
     BaseWindowController::makeKeyAndOrderFront(*this);
-    m_ui->trustListView->setFocus();
+    m_ui.trustListView->setFocus();
 }
 
 void QenTrustedAppWindow::loadTrustedApp() {
@@ -101,7 +94,7 @@ void QenTrustedAppWindow::loadTrustedApp() {
 }
 
 void QenTrustedAppWindow::loadSubView() {
-    QListWidget* list = m_ui->trustListView;
+    QListWidget* list = m_ui.trustListView;
     list->clear();
     const QIcon picture = Theme::icon(u"AppIcon"_s);
     for (const QenCategoryMode& category : bySerialNumber(m_categoryModes)) {
@@ -117,5 +110,5 @@ void QenTrustedAppWindow::loadSubView() {
             row->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable);
         }
     }
-    m_ui->listStates->setCurrentIndex(m_categoryModes.empty() ? ListEmpty : ListShown);
+    m_ui.listStates->setCurrentIndex(m_categoryModes.empty() ? ListEmpty : ListShown);
 }

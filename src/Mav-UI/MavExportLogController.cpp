@@ -4,13 +4,11 @@
 #include "Queue.h"
 #include "Theme.h"
 #include "WrappableText.h"
-#include "ui_MavExportLogController.h"
 
 #include <QAbstractButton>
 #include <QDialogButtonBox>
 #include <QFileDialog>
 #include <QFileInfo>
-#include <QLayout>
 
 using namespace Qt::StringLiterals;
 
@@ -47,44 +45,39 @@ void dress(QFileDialog& picker) {
 
 } // namespace
 
-MavExportLogController::MavExportLogController(QenLogHelper& log, QWidget* window)
-    : QDialog(window), m_log(log), m_ui(std::make_unique<Ui::MavExportLogController>()) {
-    m_ui->setupUi(this);
-    connect(m_ui->reportOnly, &QCheckBox::toggled, this, &MavExportLogController::tellContent);
+MavExportLogController::MavExportLogController(QenLogHelper& log, QWidget* window) : QDialog(window), m_log(log) {
+    m_ui.setupUi(this);
+    connect(m_ui.reportOnly, &QCheckBox::toggled, this, &MavExportLogController::tellContent);
     tellContent(false);
-    m_ui->boxGround->setFixedWidth(Theme::BoxWidth);
-    // As high as its wrapped texts need.
-    layout()->setSizeConstraint(QLayout::SetFixedSize);
+    m_ui.boxGround->setFixedWidth(Theme::BoxWidth);
     const QSize pictureSize(Theme::SmallIconSize, Theme::SmallIconSize);
-    m_ui->customDirPicture->setPixmap(
+    m_ui.customDirPicture->setPixmap(
         Theme::picture(u"folder"_s, pictureSize, devicePixelRatioF(), Theme::color(Theme::Color::SecondText)));
-    connect(m_ui->customDirPath, &QPushButton::clicked, this, &MavExportLogController::selectCustomFolderPath);
-    connect(m_ui->exportButton, &QPushButton::clicked, this, &MavExportLogController::excuteExportLog);
-    connect(m_ui->cancelButton, &QPushButton::clicked, this, &MavExportLogController::cancelAction);
+    connect(m_ui.customDirPath, &QPushButton::clicked, this, &MavExportLogController::selectCustomFolderPath);
+    connect(m_ui.exportButton, &QPushButton::clicked, this, &MavExportLogController::excuteExportLog);
+    connect(m_ui.cancelButton, &QPushButton::clicked, this, &MavExportLogController::cancelAction);
     setCurrentDirectoryPath(m_log.desktopDirectory());
 }
 
-MavExportLogController::~MavExportLogController() = default;
-
 void MavExportLogController::setCurrentDirectoryPath(const QString& path) {
     m_currentDirectoryPath = path;
-    m_ui->customDirTitle->setText(path);
-    m_ui->customDirPath->setToolTip(toolTipText(path));
-    m_ui->customDirPath->setAccessibleName(m_ui->customDirLab->text() + u'：' + path);
+    m_ui.customDirTitle->setText(path);
+    m_ui.customDirPath->setToolTip(toolTipText(path));
+    m_ui.customDirPath->setAccessibleName(m_ui.customDirLab->text() + u'：' + path);
 }
 
 /// What the archive will hold, before it is written.
 void MavExportLogController::tellContent(bool isReport) {
-    m_ui->contentLab->setText(isReport ? u"包含版本与桌面信息、登录状态、诊断与检查结果、状态文件和各日志的结尾。姓名、"
-                                         u"账号、地址、主机名、票据和序列号"
-                                         "均以代号代替；证书、密钥和图片不在其中。"_s
-                                       : u"打包客户端、本机代理和 VPN 组件的日志与运行数据，供技术支持排查问题。"_s);
-    setAccessibleDescription(m_ui->contentLab->text());
+    m_ui.contentLab->setText(isReport ? u"包含版本与桌面信息、登录状态、诊断与检查结果、状态文件和各日志的结尾。姓名、"
+                                        u"账号、地址、主机名、票据和序列号"
+                                        "均以代号代替；证书、密钥和图片不在其中。"_s
+                                      : u"打包客户端、本机代理和 VPN 组件的日志与运行数据，供技术支持排查问题。"_s);
+    setAccessibleDescription(m_ui.contentLab->text());
 }
 
 void MavExportLogController::beginSheet() {
     if (!isVisible())
-        m_ui->customDirPath->setFocus();
+        m_ui.customDirPath->setFocus();
     open();
     raise();
     activateWindow();
@@ -128,7 +121,7 @@ void MavExportLogController::excuteExportLog() {
         else
             log.writeLog(u"QenCloud export log failed with error:"_s + message, FailureType);
     };
-    if (m_ui->reportOnly->isChecked())
+    if (m_ui.reportOnly->isChecked())
         m_log.makeReport(m_currentDirectoryPath, complete);
     else
         m_log.zipLogsWithDirectory(m_currentDirectoryPath, complete);

@@ -1,17 +1,13 @@
 #pragma once
 
+#include "ui_MavExportLogController.h"
+
 #include <QDialog>
 #include <QPointer>
 #include <QString>
 
-#include <memory>
-
 class QFileDialog;
 class QenLogHelper;
-
-namespace Ui {
-class MavExportLogController;
-}
 
 /// The sheet in which a person chooses a folder and has all logs packed into it. Ends with 1 when the export was
 /// started, 0 when cancelled.
@@ -26,7 +22,6 @@ public:
     /// Asks for the user's Desktop, which is where the first export goes.
     /// @param log  outlives the sheet and every export
     MavExportLogController(QenLogHelper& log, QWidget* window);
-    ~MavExportLogController() override;
 
     /// Attaches the sheet to its window; brings it forward when it is open.
     void beginSheet();
@@ -49,7 +44,7 @@ private:
     void countExports(int more);
 
     QenLogHelper& m_log;
-    std::unique_ptr<Ui::MavExportLogController> m_ui;
+    Ui::MavExportLogController m_ui;
     QString m_currentDirectoryPath;
     QPointer<QFileDialog> m_picker;
     int m_runningExports = 0;

@@ -6,7 +6,6 @@
 #include "QenLogHelper.h"
 #include "StringTable.h"
 #include "Theme.h"
-#include "ui_MavLoginStateViewCtrl.h"
 
 #include <QLineEdit>
 
@@ -20,26 +19,23 @@ enum RetrievalStep { RetrievalForm = 0, MailSent = 1 };
 } // namespace
 
 MavLoginStateViewCtrl::MavLoginStateViewCtrl(const MainViewWorld& world, QWidget* parent)
-    : QWidget(parent), m_world(world), m_ui(std::make_unique<Ui::MavLoginStateViewCtrl>()) {
-    m_ui->setupUi(this);
-    for (QLabel* mark : {m_ui->loginMark, m_ui->resetMark, m_ui->retrievalMark})
+    : QWidget(parent), m_world(world) {
+    m_ui.setupUi(this);
+    for (QLabel* mark : {m_ui.loginMark, m_ui.resetMark, m_ui.retrievalMark})
         mark->setPixmap(Theme::picture(u"mark"_s, {MarkSize, MarkSize}, devicePixelRatioF()));
-    m_ui->mailPicture->setPixmap(Theme::picture(u"mail"_s, {MarkSize, MarkSize}, devicePixelRatioF()));
-    m_ui->backToServerBtn->setIcon(Theme::icon(u"back"_s, Theme::color(Theme::Color::SecondText)));
-    QSizePolicy keepsRoom = m_ui->backToServerBtn->sizePolicy();
+    m_ui.mailPicture->setPixmap(Theme::picture(u"mail"_s, {MarkSize, MarkSize}, devicePixelRatioF()));
+    m_ui.backToServerBtn->setIcon(Theme::icon(u"back"_s, Theme::color(Theme::Color::SecondText)));
+    QSizePolicy keepsRoom = m_ui.backToServerBtn->sizePolicy();
     keepsRoom.setRetainSizeWhenHidden(true);
-    m_ui->backToServerBtn->setSizePolicy(keepsRoom);
-    m_ui->loginBtn->setText(localizedString(u"Login"_s));
-    m_ui->resetRuleLab->setText(localizedString(u"PwdRuleTips"_s));
-    m_ui->otpNoteLab->setText(localizedString(u"OtpElsewhere"_s));
-    m_ui->resetPasswordTipsLab->hide();
-    m_ui->scanLoginBtn->setVisible(static_cast<bool>(m_world.openDetailWindow));
+    m_ui.backToServerBtn->setSizePolicy(keepsRoom);
+    m_ui.loginBtn->setText(localizedString(u"Login"_s));
+    m_ui.resetRuleLab->setText(localizedString(u"PwdRuleTips"_s));
+    m_ui.otpNoteLab->setText(localizedString(u"OtpElsewhere"_s));
+    m_ui.scanLoginBtn->setVisible(static_cast<bool>(m_world.openDetailWindow));
     makeForm();
     connectPages();
     selectLoginTypeTableView(AccountPage);
 }
-
-MavLoginStateViewCtrl::~MavLoginStateViewCtrl() = default;
 
 void MavLoginStateViewCtrl::makeForm() {
     m_form = new AccountForm({.login = m_world.login,
@@ -49,14 +45,14 @@ void MavLoginStateViewCtrl::makeForm() {
                                               const QString& text) { application.showAlertTipForLogin(text); }},
         AccountForm::Place::loginPage(),
         // This view never sends a one-time code.
-        {.account = m_ui->userIdLbField,
-            .password = m_ui->passwordLbField,
+        {.account = m_ui.userIdLbField,
+            .password = m_ui.passwordLbField,
             .otp = nullptr,
-            .confirm = m_ui->loginBtn,
-            .newPassword = m_ui->fnewPassWordLabField,
-            .repeated = m_ui->confirmPassWordLabField,
-            .confirmReset = m_ui->confirmResetBtn,
-            .resetTips = m_ui->resetPasswordTipsLab},
+            .confirm = m_ui.loginBtn,
+            .newPassword = m_ui.fnewPassWordLabField,
+            .repeated = m_ui.confirmPassWordLabField,
+            .confirmReset = m_ui.confirmResetBtn,
+            .resetTips = m_ui.resetPasswordTipsLab},
         this);
     connect(m_form, &AccountForm::signedIn, this, &MavLoginStateViewCtrl::finishSignIn);
     connect(m_form, &AccountForm::passwordChanged, this, &MavLoginStateViewCtrl::showAccountPage);
@@ -66,20 +62,20 @@ void MavLoginStateViewCtrl::makeForm() {
 
 void MavLoginStateViewCtrl::connectPages() {
     using Self = MavLoginStateViewCtrl;
-    connect(m_ui->loginBtn, &QPushButton::clicked, this, &Self::loginButton);
-    connect(m_ui->confirmResetBtn, &QPushButton::clicked, this, &Self::ConfirmResetPasswordBtn);
-    connect(m_ui->scanLoginBtn, &QPushButton::clicked, this, [this] { m_world.openDetailWindow(window()); });
-    connect(m_ui->sendUseridBtn, &QPushButton::clicked, this, &Self::sendUseridtoServerBtn);
-    for (FormField* field : {m_ui->userIdLbField, m_ui->passwordLbField})
+    connect(m_ui.loginBtn, &QPushButton::clicked, this, &Self::loginButton);
+    connect(m_ui.confirmResetBtn, &QPushButton::clicked, this, &Self::ConfirmResetPasswordBtn);
+    connect(m_ui.scanLoginBtn, &QPushButton::clicked, this, [this] { m_world.openDetailWindow(window()); });
+    connect(m_ui.sendUseridBtn, &QPushButton::clicked, this, &Self::sendUseridtoServerBtn);
+    for (FormField* field : {m_ui.userIdLbField, m_ui.passwordLbField})
         connect(field->edit(), &QLineEdit::returnPressed, this, &Self::loginButton);
-    connect(m_ui->fnewPassWordLabField->edit(), &QLineEdit::returnPressed, this, &Self::resetPassBtn);
-    connect(m_ui->confirmPassWordLabField->edit(), &QLineEdit::returnPressed, this, &Self::ConfirmResetPasswordBtn);
-    connect(m_ui->getbackLabField->edit(), &QLineEdit::returnPressed, this, &Self::sendUseridtoServerBtn);
-    connect(m_ui->fnewPassWordLabField->edit(), &QLineEdit::editingFinished, this, &Self::checkNewPassword);
-    connect(m_ui->forgotPasswordBtn, &QPushButton::clicked, this, [this] { selectLoginTypeTableView(RetrievalPage); });
-    for (QPushButton* back : {m_ui->resetBackBtn, m_ui->retrievalBackBtn, m_ui->mailBackBtn})
+    connect(m_ui.fnewPassWordLabField->edit(), &QLineEdit::returnPressed, this, &Self::resetPassBtn);
+    connect(m_ui.confirmPassWordLabField->edit(), &QLineEdit::returnPressed, this, &Self::ConfirmResetPasswordBtn);
+    connect(m_ui.getbackLabField->edit(), &QLineEdit::returnPressed, this, &Self::sendUseridtoServerBtn);
+    connect(m_ui.fnewPassWordLabField->edit(), &QLineEdit::editingFinished, this, &Self::checkNewPassword);
+    connect(m_ui.forgotPasswordBtn, &QPushButton::clicked, this, [this] { selectLoginTypeTableView(RetrievalPage); });
+    for (QPushButton* back : {m_ui.resetBackBtn, m_ui.retrievalBackBtn, m_ui.mailBackBtn})
         connect(back, &QPushButton::clicked, this, &Self::showAccountPage);
-    connect(m_ui->backToServerBtn, &QToolButton::clicked, this, &Self::wantsServerPage);
+    connect(m_ui.backToServerBtn, &QToolButton::clicked, this, &Self::wantsServerPage);
 }
 
 void MavLoginStateViewCtrl::showAccountPage() {
@@ -88,30 +84,30 @@ void MavLoginStateViewCtrl::showAccountPage() {
 
 void MavLoginStateViewCtrl::selectLoginTypeTableView(int index) {
     // The other pages lead back to this one, not to the server.
-    m_ui->backToServerBtn->setVisible(index != RetrievalPage && index != ResetPage);
+    m_ui.backToServerBtn->setVisible(index != RetrievalPage && index != ResetPage);
     switch (index) {
     case RetrievalPage:
-        m_ui->getbackLabField->clear();
-        m_ui->retrieveTableView->setCurrentIndex(RetrievalForm);
-        m_ui->loginTypeTable->setCurrentIndex(RetrievalPage);
-        m_ui->getbackLabField->setFocus();
+        m_ui.getbackLabField->clear();
+        m_ui.retrieveTableView->setCurrentIndex(RetrievalForm);
+        m_ui.loginTypeTable->setCurrentIndex(RetrievalPage);
+        m_ui.getbackLabField->setFocus();
         break;
     case ResetPage:
-        m_ui->fnewPassWordLabField->clear();
-        m_ui->confirmPassWordLabField->clear();
-        m_ui->resetPasswordTipsLab->hide();
+        m_ui.fnewPassWordLabField->clear();
+        m_ui.confirmPassWordLabField->clear();
+        m_ui.resetPasswordTipsLab->hide();
         showRuleOnce();
-        m_ui->resetAccountLab->setText(m_form->resetAccountText());
-        m_ui->loginTypeTable->setCurrentIndex(ResetPage);
+        m_ui.resetAccountLab->setText(m_form->resetAccountText());
+        m_ui.loginTypeTable->setCurrentIndex(ResetPage);
         // The user id cannot be seen from here, so the keyboard goes on to the first field that can.
-        m_ui->fnewPassWordLabField->setFocus();
+        m_ui.fnewPassWordLabField->setFocus();
         break;
     default:
-        m_ui->userIdLbField->clear();
-        m_ui->passwordLbField->clear();
-        m_ui->loginTypeTable->setCurrentIndex(AccountPage);
-        m_ui->otpNoteLab->setVisible(m_world.openDetailWindow && m_world.login.iShowOTP());
-        m_ui->userIdLbField->setFocus();
+        m_ui.userIdLbField->clear();
+        m_ui.passwordLbField->clear();
+        m_ui.loginTypeTable->setCurrentIndex(AccountPage);
+        m_ui.otpNoteLab->setVisible(m_world.openDetailWindow && m_world.login.iShowOTP());
+        m_ui.userIdLbField->setFocus();
     }
 }
 
@@ -132,17 +128,17 @@ void MavLoginStateViewCtrl::finishSignIn() {
 }
 
 void MavLoginStateViewCtrl::sendUseridtoServerBtn() {
-    if (m_ui->sendUseridBtn->isBusy())
+    if (m_ui.sendUseridBtn->isBusy())
         return;
-    m_ui->getbackLabField->clearError();
-    const QString userId = m_ui->getbackLabField->text();
+    m_ui.getbackLabField->clearError();
+    const QString userId = m_ui.getbackLabField->text();
     if (userId.isEmpty()) {
-        m_ui->getbackLabField->setError(localizedString(u"AccountNotEmpty"_s));
-        m_ui->getbackLabField->setFocus();
-        showTip(m_ui->getbackLabField->error());
+        m_ui.getbackLabField->setError(localizedString(u"AccountNotEmpty"_s));
+        m_ui.getbackLabField->setFocus();
+        showTip(m_ui.getbackLabField->error());
         return;
     }
-    m_ui->sendUseridBtn->setBusy(true);
+    m_ui.sendUseridBtn->setBusy(true);
     const auto answered = m_answers.wrapped([this](const QJsonObject& answer, const Platform::Error& error) {
         retrievalAnswered(judgeAnswer(answer, error, AnswerPlace::RetrievalPage),
             ServerAnswer::data(answer).value(u"user_email").toString());
@@ -153,30 +149,30 @@ void MavLoginStateViewCtrl::sendUseridtoServerBtn() {
 }
 
 void MavLoginStateViewCtrl::retrievalAnswered(const AnswerVerdict& verdict, const QString& address) {
-    m_ui->sendUseridBtn->setBusy(false);
+    m_ui.sendUseridBtn->setBusy(false);
     if (verdict.show != AnswerVerdict::Show::Done) {
         showTip(verdict.told());
         return;
     }
-    m_ui->mailInfoLab->setText(u"%1 %2"_s.arg(localizedString(u"PasswordSendTo"_s), address).trimmed());
-    m_ui->retrieveTableView->setCurrentIndex(MailSent);
-    m_ui->mailBackBtn->setFocus();
+    m_ui.mailInfoLab->setText(u"%1 %2"_s.arg(localizedString(u"PasswordSendTo"_s), address).trimmed());
+    m_ui.retrieveTableView->setCurrentIndex(MailSent);
+    m_ui.mailBackBtn->setFocus();
 }
 
 void MavLoginStateViewCtrl::resetPassBtn() {
     checkNewPassword();
-    if (m_ui->fnewPassWordLabField->error().isEmpty())
-        m_ui->confirmPassWordLabField->setFocus();
+    if (m_ui.fnewPassWordLabField->error().isEmpty())
+        m_ui.confirmPassWordLabField->setFocus();
 }
 
 void MavLoginStateViewCtrl::checkNewPassword() {
-    const bool breaksRule = breaksPasswordRule(m_ui->fnewPassWordLabField->text());
-    m_ui->fnewPassWordLabField->setError(breaksRule ? localizedString(tipKey(PasswordCase::Rule)) : QString());
+    const bool breaksRule = breaksPasswordRule(m_ui.fnewPassWordLabField->text());
+    m_ui.fnewPassWordLabField->setError(breaksRule ? localizedString(tipKey(PasswordCase::Rule)) : QString());
     showRuleOnce();
 }
 
 void MavLoginStateViewCtrl::showRuleOnce() {
-    m_ui->resetRuleLab->setVisible(m_ui->fnewPassWordLabField->error() != m_ui->resetRuleLab->text());
+    m_ui.resetRuleLab->setVisible(m_ui.fnewPassWordLabField->error() != m_ui.resetRuleLab->text());
 }
 
 void MavLoginStateViewCtrl::ConfirmResetPasswordBtn() {

@@ -3,17 +3,13 @@
 #include "AnswerVerdict.h"
 #include "Completion.h"
 #include "MainViewWorld.h"
+#include "ui_MavLoginStateViewCtrl.h"
 
 #include <QWidget>
 
 #include <functional>
-#include <memory>
 
 class AccountForm;
-
-namespace Ui {
-class MavLoginStateViewCtrl;
-}
 
 /// Sign-in with account and password, the password reset that the server may demand first, and the retrieval by mail.
 ///
@@ -24,7 +20,6 @@ public:
     enum Page { AccountPage = 0, ResetPage = 1, RetrievalPage = 2 };
 
     explicit MavLoginStateViewCtrl(const MainViewWorld& world, QWidget* parent = nullptr);
-    ~MavLoginStateViewCtrl() override;
 
     /// Called after a successful login, on the main thread.
     void setTapLoginBlock(std::function<void()> block) { m_tapLoginBlock = std::move(block); }
@@ -50,7 +45,7 @@ private:
     void showTip(const QString& text);
 
     const MainViewWorld m_world;
-    std::unique_ptr<Ui::MavLoginStateViewCtrl> m_ui;
+    Ui::MavLoginStateViewCtrl m_ui;
     std::function<void()> m_tapLoginBlock;
     AccountForm* m_form = nullptr;
     Platform::Receiver m_answers;

@@ -15,7 +15,6 @@
 #include "StringTable.h"
 #include "Theme.h"
 #include "UserDefaults.h"
-#include "ui_MavMianViewCtrl.h"
 
 #include <QFile>
 #include <QLineEdit>
@@ -31,13 +30,11 @@ constexpr int MarkSize = 64;
 } // namespace
 
 MavMianViewCtrl::MavMianViewCtrl(MainViewWorld world, QWidget* parent)
-    : QWidget(parent), m_world(std::move(world)), m_ui(std::make_unique<Ui::MavMianViewCtrl>()),
+    : QWidget(parent), m_world(std::move(world)),
       m_timerCheckQueue(PollTimer::makeQueue(Deployment::AccountCheckQueueLabel, m_world.work)) {
-    m_ui->setupUi(this);
+    m_ui.setupUi(this);
     awakeFromNib();
 }
-
-MavMianViewCtrl::~MavMianViewCtrl() = default;
 
 void MavMianViewCtrl::awakeFromNib() {
     const SessionState state = m_world.login.session().state();
@@ -52,11 +49,10 @@ void MavMianViewCtrl::awakeFromNib() {
 }
 
 void MavMianViewCtrl::initBttonSatus() {
-    m_ui->serverMark->setPixmap(Theme::picture(u"mark"_s, {MarkSize, MarkSize}, devicePixelRatioF()));
-    m_ui->saveServerBtn->setText(localizedString(u"ConfigureServer"_s));
-    m_ui->serverNoteLab->hide();
-    connect(m_ui->saveServerBtn, &QPushButton::clicked, this, &MavMianViewCtrl::setingSeverBtton);
-    for (FormField* field : {m_ui->domainOrIPLabField, m_ui->PortLabField})
+    m_ui.serverMark->setPixmap(Theme::picture(u"mark"_s, {MarkSize, MarkSize}, devicePixelRatioF()));
+    m_ui.saveServerBtn->setText(localizedString(u"ConfigureServer"_s));
+    connect(m_ui.saveServerBtn, &QPushButton::clicked, this, &MavMianViewCtrl::setingSeverBtton);
+    for (FormField* field : {m_ui.domainOrIPLabField, m_ui.PortLabField})
         connect(field->edit(), &QLineEdit::returnPressed, this, &MavMianViewCtrl::setingSeverBtton);
 }
 
@@ -65,14 +61,14 @@ void MavMianViewCtrl::initLoadViews(Page page) {
         m_loginViewCtrl = new MavLoginStateViewCtrl(m_world, this);
         m_loginViewCtrl->setTapLoginBlock([this] {
             // The session has been faster, mostly: the person may be at work on the page already.
-            if (m_ui->mianTabView->currentIndex() != SignedInPage)
+            if (m_ui.mianTabView->currentIndex() != SignedInPage)
                 selectPage(SignedInPage);
         });
         connect(m_loginViewCtrl, &MavLoginStateViewCtrl::wantsServerPage, this, &MavMianViewCtrl::selectTableItem);
-        m_ui->loginHostLayout->addWidget(m_loginViewCtrl);
+        m_ui.loginHostLayout->addWidget(m_loginViewCtrl);
     } else if (page == SignedInPage && !m_NavigationViewCtrl) {
         m_NavigationViewCtrl = new MavNavigationViewCtrl(m_world, this);
-        m_ui->navigationHostLayout->addWidget(m_NavigationViewCtrl);
+        m_ui.navigationHostLayout->addWidget(m_NavigationViewCtrl);
     }
 }
 
@@ -104,9 +100,9 @@ void MavMianViewCtrl::sessionChanged(SessionState old, SessionState now, Session
 
 void MavMianViewCtrl::selectPage(Page page) {
     initLoadViews(page);
-    m_ui->mianTabView->setCurrentIndex(page);
+    m_ui.mianTabView->setCurrentIndex(page);
     if (page == ServerPage)
-        m_ui->domainOrIPLabField->setFocus();
+        m_ui.domainOrIPLabField->setFocus();
     if (page == SignedInPage) {
         m_NavigationViewCtrl->setFocus();
         m_NavigationViewCtrl->refresh();
@@ -116,8 +112,8 @@ void MavMianViewCtrl::selectPage(Page page) {
 void MavMianViewCtrl::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
     // The keyboard starts in the page, not in the title area.
-    if (!event->spontaneous() && m_ui->mianTabView->currentIndex() == ServerPage)
-        m_ui->domainOrIPLabField->setFocus();
+    if (!event->spontaneous() && m_ui.mianTabView->currentIndex() == ServerPage)
+        m_ui.domainOrIPLabField->setFocus();
 }
 
 void MavMianViewCtrl::selectTableItem() {
@@ -125,8 +121,8 @@ void MavMianViewCtrl::selectTableItem() {
         m_world.defaults.setBool(true, FirstInstallMark);
     } else if (QFile::exists(m_world.agentState + u'/' + StateFiles::ServerList)) {
         m_world.config.readServerConfig();
-        m_ui->domainOrIPLabField->setText(m_world.config.extranet_server());
-        m_ui->PortLabField->setText(QString::number(m_world.config.extranet_port()));
+        m_ui.domainOrIPLabField->setText(m_world.config.extranet_server());
+        m_ui.PortLabField->setText(QString::number(m_world.config.extranet_port()));
     }
     selectPage(ServerPage);
     showPendingSignOut();
@@ -134,8 +130,8 @@ void MavMianViewCtrl::selectTableItem() {
 
 void MavMianViewCtrl::showPendingSignOut() {
     const bool isPending = m_world.login.session().state() == SessionState::LogoutPending;
-    m_ui->serverNoteLab->setText(isPending ? localizedString(u"SignOutPending"_s) : QString());
-    m_ui->serverNoteLab->setVisible(isPending);
+    m_ui.serverNoteLab->setText(isPending ? localizedString(u"SignOutPending"_s) : QString());
+    m_ui.serverNoteLab->setVisible(isPending);
 }
 
 void MavMianViewCtrl::UpdateTableView(const AskedFor& asked) {
@@ -160,17 +156,17 @@ void MavMianViewCtrl::tipText(const QString& text) {
 }
 
 void MavMianViewCtrl::setingSeverBtton() {
-    if (m_ui->saveServerBtn->isBusy())
+    if (m_ui.saveServerBtn->isBusy())
         return;
-    m_ui->domainOrIPLabField->clearError();
-    m_ui->PortLabField->clearError();
-    m_ui->serverNoteLab->hide();
+    m_ui.domainOrIPLabField->clearError();
+    m_ui.PortLabField->clearError();
+    m_ui.serverNoteLab->hide();
 
-    const TypedServer typed{m_ui->domainOrIPLabField->text(), m_ui->PortLabField->text()};
+    const TypedServer typed{m_ui.domainOrIPLabField->text(), m_ui.PortLabField->text()};
     const TypedServer::Fault fault = typed.fault();
     if (fault != TypedServer::Fault::None) {
         const bool isPort = fault == TypedServer::Fault::Port;
-        FormField* field = isPort ? m_ui->PortLabField : m_ui->domainOrIPLabField;
+        FormField* field = isPort ? m_ui.PortLabField : m_ui.domainOrIPLabField;
         field->setError(localizedString(isPort ? u"PortIncorrect"_s : u"IPOrDomainNameNonconformance"_s));
         field->setFocus();
         tipText(field->error());
@@ -179,23 +175,23 @@ void MavMianViewCtrl::setingSeverBtton() {
     const bool saved = typed.save(m_world.applicationSupport);
     // A failed write is only logged: the probe asks the server of the installation in either case.
     m_world.log.writeLog(saved ? u"设置服务器成功"_s : u"设置服务器失败"_s);
-    m_ui->saveServerBtn->setBusy(true);
+    m_ui.saveServerBtn->setBusy(true);
     Platform::after(Platform::mainQueue(), m_world.probeDelay, m_answers.wrapped([this] {
         m_world.login.pingServerToResult({m_answers, [this](bool reachable) { showProbeResult(reachable); }});
     }));
 }
 
 void MavMianViewCtrl::showProbeResult(bool reachable) {
-    m_ui->saveServerBtn->setBusy(false);
+    m_ui.saveServerBtn->setBusy(false);
     if (!reachable) {
         const QString text = localizedString(u"ConnectServerFailed"_s);
-        m_ui->serverNoteLab->setText(text);
-        m_ui->serverNoteLab->show();
+        m_ui.serverNoteLab->setText(text);
+        m_ui.serverNoteLab->show();
         tipText(text);
         return;
     }
     // The ticket poll may have been faster; its page is not left for the login page.
-    if (m_ui->mianTabView->currentIndex() == ServerPage) {
+    if (m_ui.mianTabView->currentIndex() == ServerPage) {
         selectPage(LoginPage);
         m_loginViewCtrl->selectLoginTypeTableView(MavLoginStateViewCtrl::AccountPage);
     }

@@ -5,6 +5,7 @@
 #include "NotificationCenter.h"
 #include "PollTimer.h"
 #include "Session.h"
+#include "ui_MavMianViewCtrl.h"
 
 #include <QWidget>
 
@@ -12,10 +13,6 @@
 
 class MavLoginStateViewCtrl;
 class MavNavigationViewCtrl;
-
-namespace Ui {
-class MavMianViewCtrl;
-}
 
 /// The main window's content: server page, login page, signed-in page.
 ///
@@ -27,7 +24,6 @@ public:
     enum Page { ServerPage = 0, LoginPage = 1, SignedInPage = 2 };
 
     explicit MavMianViewCtrl(MainViewWorld world, QWidget* parent = nullptr);
-    ~MavMianViewCtrl() override;
 
     /// Fills the server page from the configuration, except on the very first start, and shows it.
     void selectTableItem();
@@ -63,7 +59,7 @@ private:
     void showSignedIn();
 
     const MainViewWorld m_world;
-    std::unique_ptr<Ui::MavMianViewCtrl> m_ui;
+    Ui::MavMianViewCtrl m_ui;
     MavLoginStateViewCtrl* m_loginViewCtrl = nullptr;
     MavNavigationViewCtrl* m_NavigationViewCtrl = nullptr;
     const std::shared_ptr<Platform::SerialQueue> m_timerCheckQueue;

@@ -6,7 +6,6 @@
 #include "StringTable.h"
 #include "Theme.h"
 #include "WrappableText.h"
-#include "ui_MavModifypasswordViewCtrl.h"
 
 #include <QAccessible>
 #include <QFocusEvent>
@@ -48,26 +47,23 @@ bool endsEditing(const QEvent* event) {
 } // namespace
 
 MavModifypasswordViewCtrl::MavModifypasswordViewCtrl(const AccountForm::World& world, QWidget* parent)
-    : QWidget(parent), m_world(world), m_ui(std::make_unique<Ui::MavModifypasswordViewCtrl>()) {
-    m_ui->setupUi(this);
+    : QWidget(parent), m_world(world) {
+    m_ui.setupUi(this);
     setFixedWidth(Theme::BoxWidth);
     const QSize markSize(Theme::SmallIconSize, Theme::SmallIconSize);
-    m_ui->tipMark->setPixmap(
+    m_ui.tipMark->setPixmap(
         Theme::picture(u"alert"_s, markSize, devicePixelRatioF(), Theme::color(Theme::Color::Danger)));
     const int lineHeight = QFontMetrics(Theme::font(Theme::TextSize::Note)).lineSpacing();
-    m_ui->tipLine->setMinimumHeight(TipLines * lineHeight);
-    m_ui->savebtn->setDefault(true);
-    connect(m_ui->savebtn, &QPushButton::clicked, this, &MavModifypasswordViewCtrl::okButtonPush);
-    connect(m_ui->cancelbtn, &QPushButton::clicked, this, &MavModifypasswordViewCtrl::cancelButtonPush);
+    m_ui.tipLine->setMinimumHeight(TipLines * lineHeight);
+    connect(m_ui.savebtn, &QPushButton::clicked, this, &MavModifypasswordViewCtrl::okButtonPush);
+    connect(m_ui.cancelbtn, &QPushButton::clicked, this, &MavModifypasswordViewCtrl::cancelButtonPush);
     for (FormField* field : fields())
         field->edit()->installEventFilter(this);
     reset();
 }
 
-MavModifypasswordViewCtrl::~MavModifypasswordViewCtrl() = default;
-
 std::array<FormField*, 3> MavModifypasswordViewCtrl::fields() const {
-    return {m_ui->oldPassWordLabField, m_ui->fnewPassWordLabField, m_ui->confirmPassWordLabField};
+    return {m_ui.oldPassWordLabField, m_ui.fnewPassWordLabField, m_ui.confirmPassWordLabField};
 }
 
 FormField* MavModifypasswordViewCtrl::fieldOf(const QObject* edit) const {
@@ -87,15 +83,15 @@ void MavModifypasswordViewCtrl::reset() {
             field->edit()->setAccessibleDescription(localizedString(tips->key));
     }
     showTip({});
-    m_ui->savebtn->setBusy(false);
+    m_ui.savebtn->setBusy(false);
 }
 
 void MavModifypasswordViewCtrl::begin() {
     reset();
     const QString user = signedInUser(m_world.login);
-    m_ui->oldPasswordTipsLab->setText(u"账号 %1，修改后请使用新密码登录。"_s.arg(wrappable(user, 64)));
-    m_ui->oldPasswordTipsLab->setVisible(!user.isEmpty());
-    m_ui->oldPassWordLabField->setFocus();
+    m_ui.oldPasswordTipsLab->setText(u"账号 %1，修改后请使用新密码登录。"_s.arg(wrappable(user, 64)));
+    m_ui.oldPasswordTipsLab->setVisible(!user.isEmpty());
+    m_ui.oldPassWordLabField->setFocus();
 }
 
 bool MavModifypasswordViewCtrl::eventFilter(QObject* watched, QEvent* event) {
@@ -106,7 +102,7 @@ bool MavModifypasswordViewCtrl::eventFilter(QObject* watched, QEvent* event) {
         notifyToBecomeFirstResponder(*field);
     } else if (endsEditing(event)) {
         textShouldEndEditing(field->text());
-    } else if (isEnter(event) && field == m_ui->fnewPassWordLabField) {
+    } else if (isEnter(event) && field == m_ui.fnewPassWordLabField) {
         // Enter moves on from here; the sheet's button is not pressed.
         resetPassBtn();
         return true;
@@ -115,12 +111,12 @@ bool MavModifypasswordViewCtrl::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void MavModifypasswordViewCtrl::resetPassBtn() {
-    if (breaksPasswordRule(m_ui->fnewPassWordLabField->text())) {
+    if (breaksPasswordRule(m_ui.fnewPassWordLabField->text())) {
         showTip(localizedString(u"PwdFormatError"_s));
         return;
     }
     showTip({});
-    m_ui->confirmPassWordLabField->setFocus();
+    m_ui.confirmPassWordLabField->setFocus();
 }
 
 void MavModifypasswordViewCtrl::textShouldEndEditing(const QString& text) {
@@ -146,25 +142,25 @@ void MavModifypasswordViewCtrl::noticesWithCase(PasswordCase passwordCase) {
 }
 
 void MavModifypasswordViewCtrl::showTip(const QString& text) {
-    m_ui->resetPasswordTipsLab->setText(text);
-    m_ui->resetPasswordTipsLab->setVisible(!text.isEmpty());
-    m_ui->tipMark->setVisible(!text.isEmpty());
+    m_ui.resetPasswordTipsLab->setText(text);
+    m_ui.resetPasswordTipsLab->setVisible(!text.isEmpty());
+    m_ui.tipMark->setVisible(!text.isEmpty());
     if (text.isEmpty())
         return;
     // Whoever cannot see the line is told of it.
-    QAccessibleEvent alert(m_ui->resetPasswordTipsLab, QAccessible::Alert);
+    QAccessibleEvent alert(m_ui.resetPasswordTipsLab, QAccessible::Alert);
     QAccessible::updateAccessibility(&alert);
 }
 
 void MavModifypasswordViewCtrl::okButtonPush() {
-    if (m_ui->savebtn->isBusy())
+    if (m_ui.savebtn->isBusy())
         return;
-    const PasswordEntry entry{signedInUser(m_world.login), m_ui->oldPassWordLabField->text(),
-        m_ui->fnewPassWordLabField->text(), m_ui->confirmPassWordLabField->text()};
+    const PasswordEntry entry{signedInUser(m_world.login), m_ui.oldPassWordLabField->text(),
+        m_ui.fnewPassWordLabField->text(), m_ui.confirmPassWordLabField->text()};
     const PasswordCase refused = checkPasswordEntry(entry);
     // The keyboard moves first: the field that it leaves would take the tip away.
     if (refused == PasswordCase::Inconsistent)
-        m_ui->confirmPassWordLabField->setFocus();
+        m_ui.confirmPassWordLabField->setFocus();
     noticesWithCase(refused);
     if (refused == PasswordCase::Accepted)
         send(entry);
@@ -172,7 +168,7 @@ void MavModifypasswordViewCtrl::okButtonPush() {
 
 void MavModifypasswordViewCtrl::send(const PasswordEntry& entry) {
     m_world.log.writeLog(u"Mav start modify PassWord !!!!"_s, 1);
-    m_ui->savebtn->setBusy(true);
+    m_ui.savebtn->setBusy(true);
     const QJsonObject parameters{
         {u"userid"_s, entry.userId}, {u"password"_s, entry.repeated}, {u"old_password"_s, entry.oldPassword}};
     const auto answered =
@@ -190,7 +186,7 @@ void MavModifypasswordViewCtrl::send(const PasswordEntry& entry) {
 
 void MavModifypasswordViewCtrl::resetHandleWithResponse(const AnswerVerdict& verdict) {
     const QScopedValueRollback handling(m_isHandlingAnswer, true);
-    m_ui->savebtn->setBusy(false);
+    m_ui.savebtn->setBusy(false);
     if (verdict.show == AnswerVerdict::Show::Done) {
         Q_EMIT ended(Changed);
         tellLate(verdict);

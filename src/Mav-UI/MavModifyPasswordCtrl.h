@@ -2,20 +2,16 @@
 
 #include "AccountForm.h"
 #include "Completion.h"
+#include "ui_MavModifypasswordViewCtrl.h"
 
 #include <QDialog>
 #include <QString>
 #include <QWidget>
 
 #include <array>
-#include <memory>
 
 class FormField;
 class QenCheckPasswordFormat;
-
-namespace Ui {
-class MavModifypasswordViewCtrl;
-}
 
 /// The password sheet's content: old password, new one twice, one line for what is wrong.
 ///
@@ -26,7 +22,6 @@ public:
     enum ReturnCode { Cancelled = 0, Changed = 1 };
 
     explicit MavModifypasswordViewCtrl(const AccountForm::World& world, QWidget* parent = nullptr);
-    ~MavModifypasswordViewCtrl() override;
 
     /// Empties the fields, takes the tip away and turns the button on. An answer still on its way goes to the alert.
     void reset();
@@ -57,7 +52,7 @@ private:
     void showTip(const QString& text);
 
     const AccountForm::World m_world;
-    std::unique_ptr<Ui::MavModifypasswordViewCtrl> m_ui;
+    Ui::MavModifypasswordViewCtrl m_ui;
     QenCheckPasswordFormat* m_checkPasswordCtrl = nullptr;
     /// Counts openings, so that an answer is told from one to an earlier opening.
     int m_opening = 0;

@@ -6,16 +6,12 @@
 #include "Reachability.h"
 #include "StringTable.h"
 #include "Theme.h"
-#include "ui_MavNavigationViewCtrl.h"
 
 using namespace Qt::StringLiterals;
 
 MavNavigationViewCtrl::MavNavigationViewCtrl(const MainViewWorld& world, QWidget* parent)
-    : QWidget(parent), m_world(world), m_ui(std::make_unique<Ui::MavNavigationViewCtrl>()) {
-    m_ui->setupUi(this);
-    // Takes the keyboard when the page comes up, so that the menu button does not.
-    setFocusPolicy(Qt::ClickFocus);
-    setAccessibleName(u"主页"_s);
+    : QWidget(parent), m_world(world) {
+    m_ui.setupUi(this);
     takeInViews();
     m_world.reachability.start(m_answers.wrapped(
         [this](Platform::ReachabilityStatus status) { updateNetWorkStatus(static_cast<int>(status)); }));
@@ -23,19 +19,17 @@ MavNavigationViewCtrl::MavNavigationViewCtrl(const MainViewWorld& world, QWidget
     showNote();
 }
 
-MavNavigationViewCtrl::~MavNavigationViewCtrl() = default;
-
 void MavNavigationViewCtrl::takeInViews() {
     if (QWidget* bar = m_world.leftBar ? m_world.leftBar() : nullptr) {
-        m_ui->navigationLayout->insertWidget(0, bar);
+        m_ui.navigationLayout->insertWidget(0, bar);
         bar->show();
     }
     m_mainView = m_world.mainView ? m_world.mainView() : nullptr;
     if (!m_mainView)
         return;
-    m_ui->headLineLayout->addWidget(m_mainView->tipsLine(), 1);
+    m_ui.headLineLayout->addWidget(m_mainView->tipsLine(), 1);
     m_mainView->tipsLine()->show();
-    m_ui->navigationColumn->addWidget(m_mainView, 1);
+    m_ui.navigationColumn->addWidget(m_mainView, 1);
     m_mainView->show();
 }
 
@@ -55,10 +49,9 @@ void MavNavigationViewCtrl::updateNetWorkStatus(int status) {
         return;
     const bool isOnline = status > 0;
     const QSize size(Theme::IconSize, Theme::IconSize);
-    m_ui->networkPicture->setPixmap(
-        Theme::picture(isOnline ? u"Mav-icon"_s : u"Mav-gray"_s, size, devicePixelRatioF()));
-    m_ui->networkLab->setText(localizedString(isOnline ? u"MavSuccess"_s : u"ReconnectServer"_s));
-    m_ui->networkPicture->setAccessibleName(m_ui->networkLab->text());
+    m_ui.networkPicture->setPixmap(Theme::picture(isOnline ? u"Mav-icon"_s : u"Mav-gray"_s, size, devicePixelRatioF()));
+    m_ui.networkLab->setText(localizedString(isOnline ? u"MavSuccess"_s : u"ReconnectServer"_s));
+    m_ui.networkPicture->setAccessibleName(m_ui.networkLab->text());
     if (isOnline)
         m_offlineSince = {};
     else if (!m_offlineSince.isValid())
@@ -71,6 +64,6 @@ void MavNavigationViewCtrl::showNote() {
     const QString since = m_offlineSince.isValid()
         ? localizedString(u"OfflineSince"_s).arg(m_offlineSince.toString(u"HH:mm"_s))
         : QString();
-    m_ui->noteLab->setText(isPending ? localizedString(u"SignOutPending"_s) : since);
-    m_ui->noteLab->setVisible(!m_ui->noteLab->text().isEmpty());
+    m_ui.noteLab->setText(isPending ? localizedString(u"SignOutPending"_s) : since);
+    m_ui.noteLab->setVisible(!m_ui.noteLab->text().isEmpty());
 }

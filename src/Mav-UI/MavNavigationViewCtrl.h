@@ -2,25 +2,20 @@
 
 #include "Completion.h"
 #include "MainViewWorld.h"
+#include "ui_MavNavigationViewCtrl.h"
 
 #include <QDateTime>
 #include <QWidget>
 
-#include <memory>
-
-namespace Ui {
-class MavNavigationViewCtrl;
-}
-
 /// The signed-in page: the left bar, the network state in the head line, and the view of checks and tools, whose tools
 /// list follows the agent's.
 ///
-/// The server's address is read in the background; everything shown changes on the main thread.
+/// It takes the keyboard when it comes up, so that the menu button does not. The server's address is read in the
+/// background; everything shown changes on the main thread.
 class MavNavigationViewCtrl final : public QWidget {
     Q_OBJECT
 public:
     explicit MavNavigationViewCtrl(const MainViewWorld& world, QWidget* parent = nullptr);
-    ~MavNavigationViewCtrl() override;
 
     /// Somebody signed in or was confirmed: reads the server's address and the tools again. Any thread.
     void refresh();
@@ -32,7 +27,7 @@ private:
     void showNote();
 
     const MainViewWorld m_world;
-    std::unique_ptr<Ui::MavNavigationViewCtrl> m_ui;
+    Ui::MavNavigationViewCtrl m_ui;
     QenMainViewController* m_mainView = nullptr;
     /// When the network went; invalid while there is one.
     QDateTime m_offlineSince;

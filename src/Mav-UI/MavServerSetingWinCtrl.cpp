@@ -5,7 +5,6 @@
 #include "StateFiles.h"
 #include "StringExtension.h"
 #include "Theme.h"
-#include "ui_MavServerSetingWinCtrl.h"
 
 #include <QLineEdit>
 
@@ -25,21 +24,18 @@ bool TypedServer::save(const QString& applicationSupport) const {
 }
 
 MavServerSetingWinCtrl::MavServerSetingWinCtrl(QString applicationSupport, QWidget* window)
-    : QDialog(window), m_applicationSupport(std::move(applicationSupport)),
-      m_ui(std::make_unique<Ui::MavServerSetingWinCtrl>()) {
-    m_ui->setupUi(this);
+    : QDialog(window), m_applicationSupport(std::move(applicationSupport)) {
+    m_ui.setupUi(this);
     setFixedWidth(Theme::BoxWidth);
-    connect(m_ui->savebtn, &QPushButton::clicked, this, &MavServerSetingWinCtrl::okButtonPush);
-    connect(m_ui->cancelbtn, &QPushButton::clicked, this, &MavServerSetingWinCtrl::cancelButtonPush);
+    connect(m_ui.savebtn, &QPushButton::clicked, this, &MavServerSetingWinCtrl::okButtonPush);
+    connect(m_ui.cancelbtn, &QPushButton::clicked, this, &MavServerSetingWinCtrl::cancelButtonPush);
 }
-
-MavServerSetingWinCtrl::~MavServerSetingWinCtrl() = default;
 
 void MavServerSetingWinCtrl::beginSheet() {
     if (!isVisible()) {
-        m_ui->domainOrIPLabField->clear();
-        m_ui->PortLabField->clear();
-        m_ui->domainOrIPLabField->setFocus();
+        m_ui.domainOrIPLabField->clear();
+        m_ui.PortLabField->clear();
+        m_ui.domainOrIPLabField->setFocus();
     }
     open();
     raise();
@@ -47,7 +43,7 @@ void MavServerSetingWinCtrl::beginSheet() {
 }
 
 void MavServerSetingWinCtrl::okButtonPush() {
-    const TypedServer typed{m_ui->domainOrIPLabField->text(), m_ui->PortLabField->text()};
+    const TypedServer typed{m_ui.domainOrIPLabField->text(), m_ui.PortLabField->text()};
     // A refused entry leaves the sheet open without a message, on purpose.
     if (typed.fault() != TypedServer::Fault::None)
         return;

@@ -1,12 +1,8 @@
 #pragma once
 
+#include "ui_MavServerSetingWinCtrl.h"
+
 #include <QDialog>
-
-#include <memory>
-
-namespace Ui {
-class MavServerSetingWinCtrl;
-}
 
 /// A server as a person types it. Its address is an IPv4 address: host names are refused. The page tells what is wrong,
 /// the sheet refuses without a word.
@@ -28,7 +24,6 @@ class MavServerSetingWinCtrl final : public QDialog {
 public:
     /// @param applicationSupport  the user's Application Support folder, where the typed pair is kept
     MavServerSetingWinCtrl(QString applicationSupport, QWidget* window);
-    ~MavServerSetingWinCtrl() override;
 
     /// Attaches the sheet, its fields empty, to its window.
     void beginSheet();
@@ -37,5 +32,5 @@ public:
 
 private:
     const QString m_applicationSupport;
-    std::unique_ptr<Ui::MavServerSetingWinCtrl> m_ui;
+    Ui::MavServerSetingWinCtrl m_ui;
 };

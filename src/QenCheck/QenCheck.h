@@ -3,7 +3,6 @@
 #include "CheckLog.h"
 #include "Completion.h"
 #include "DispatchTimer.h"
-#include "DomainAccountLink.h"
 #include "Error.h"
 #include "QenCheckModel.h"
 #include "Shared.h"
@@ -23,6 +22,21 @@ class NotificationCenter;
 /// Posted on the main queue for each result; the object is a CheckResult.
 inline const QString CheckNotificationName = u"kCheckNotificationName"_s;
 
+/// How the domain-login probe reaches the client's session and its server. May answer on any thread.
+struct DomainAccountLink {
+    using Answer = std::function<void(bool isValid, const std::optional<QString>& name, const Platform::Error& error)>;
+
+    /// An account record exists.
+    std::function<bool()> hasRecord;
+    /// Asks the server whether a domain account is valid.
+    std::function<void(const QString& account, const QString& domain, Answer answer)> check;
+    /// Makes the account that was asked about last a session, unless somebody has signed in since it was asked; then
+    /// called once with whether the record was saved.
+    std::function<void(const QString& userid, const QString& username, const QString& domainName,
+        std::function<void(bool isSaved)> done)>
+        signIn;
+};
+
 /// Runs the checks of the catalogue by the names of its methods, and the domain-login probe.
 ///
 /// A check blocks its caller until its command has ended or been stopped; its result is posted later, on the main
@@ -37,8 +51,8 @@ public:
         QString agentState;
         /// The bundle whose version is checked.
         QString applicationBundle;
-        /// Only for checkDomainLogin(); may be null otherwise.
-        DomainAccountLink* accounts = nullptr;
+        /// Only for checkDomainLogin(); empty otherwise.
+        DomainAccountLink accounts = {};
     };
 
     /// @param tick  of the domain-login probe's timer

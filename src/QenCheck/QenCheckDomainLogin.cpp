@@ -55,7 +55,7 @@ QString unescaped(const QString& content) {
 
 void QenCheck::checkDomainLogin() {
     log(u"[QenCheck] DomainLogin: Start check Domain login status"_s);
-    if (!m_world.accounts || m_world.accounts->hasRecord()) {
+    if (!m_world.accounts.check || m_world.accounts.hasRecord()) {
         log(u"[QenCheck] DomainLogin: NGN is start or Qen has been logined."_s);
         return;
     }
@@ -119,7 +119,7 @@ QString QenCheck::joinedDomainName() {
 }
 
 void QenCheck::sendDomainAccountCheckRequest() {
-    m_world.accounts->check(m_user.uid, m_user.domain,
+    m_world.accounts.check(m_user.uid, m_user.domain,
         m_main.wrapped([this](bool isValid, const std::optional<QString>& name, const Error& error) {
             domainAnswered(isValid, name.value_or(QString()), error);
         }));
@@ -139,7 +139,7 @@ void QenCheck::domainAnswered(bool isValid, const QString& name, const Error& er
     }
     log(u"[QenCheck] DomainLogin:  The Domain login is success."_s);
     const QString domainName = m_user.domain.section(u'.', 0, 0).toUpper();
-    m_world.accounts->signIn(m_user.uid, name, domainName, m_main.wrapped([this](bool isSaved) {
+    m_world.accounts.signIn(m_user.uid, name, domainName, m_main.wrapped([this](bool isSaved) {
         log(u"[QenCheck] DomainLogin:  The account model save result: %1."_s.arg(isSaved ? 1 : 0));
     }));
 }
@@ -156,7 +156,7 @@ void QenCheck::timerHandler() {
         --m_timeCount;
         return;
     }
-    if (m_world.accounts->hasRecord()) {
+    if (m_world.accounts.hasRecord()) {
         m_timer.reset();
     } else if (!m_isDomainLoginChecked) {
         sendDomainAccountCheckRequest();

@@ -29,16 +29,17 @@ constexpr const char* Titles[] = {"磁盘已加密", "已开启主机防火墙",
 /// Notes what the view wants of network access and answers as told.
 class RecordingAccess final : public NetworkAccessLink {
 public:
-    void requestGeneralConfig(std::function<void(const QJsonObject&, const Platform::Error&)>) override {}
-    void checkiNacNecessaryWithUrl(const QString& url, std::function<void(bool)> completion) override {
-        note(u"ask "_s + url);
-        completion(isNecessary);
+    RecordingAccess() {
+        checkiNacNecessaryWithUrl = [this](const QString& url, const std::function<void(bool)>& completion) {
+            note(u"ask "_s + url);
+            completion(isNecessary);
+        };
+        executeInacTaskWithUserName = [this](const QString& userName, const QString& ticket, const QJsonArray& ssids,
+                                          const QString& url) {
+            note(u"certificate %1 %2 %3 %4"_s.arg(userName, ticket, ssids.at(0).toString(), url));
+        };
+        installStaticMobileconfig = [this] { note(u"static"_s); };
     }
-    void executeInacTaskWithUserName(
-        const QString& userName, const QString& ticket, const QJsonArray& ssids, const QString& url) override {
-        note(u"certificate %1 %2 %3 %4"_s.arg(userName, ticket, ssids.at(0).toString(), url));
-    }
-    void installStaticMobileconfig() override { note(u"static"_s); }
     QStringList calls() {
         const std::lock_guard lock(m_mutex);
         return m_calls;

@@ -12,7 +12,7 @@ constexpr std::chrono::milliseconds Tick{4};
 } // namespace
 
 /// The probe that makes a session of the last console user's domain account.
-class tst_QenCheckDomainLogin : public QObject, DomainAccountLink {
+class tst_QenCheckDomainLogin : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -158,15 +158,16 @@ private:
         qint64 at;
     };
 
-    QenCheck::World world() { return m_world->checks(m_tasks, this); }
-    bool hasRecord() override { return m_hasRecord; }
-    void check(const QString& account, const QString& domain, Answer answer) override {
-        m_requests.append({account, domain, std::move(answer), m_clock.elapsed()});
-    }
-    void signIn(const QString& userid, const QString& username, const QString& domainName,
-        std::function<void(bool)> done) override {
-        m_sessions.append({userid, username, domainName});
-        done(true);
+    QenCheck::World world() {
+        const auto check = [this](const QString& account, const QString& domain, DomainAccountLink::Answer answer) {
+            m_requests.append({account, domain, std::move(answer), m_clock.elapsed()});
+        };
+        const auto signIn = [this](const QString& userid, const QString& username, const QString& domainName,
+                                const std::function<void(bool)>& done) {
+            m_sessions.append({userid, username, domainName});
+            done(true);
+        };
+        return m_world->checks(m_tasks, {[this] { return m_hasRecord; }, check, signIn});
     }
 
     bool m_hasRecord = false;

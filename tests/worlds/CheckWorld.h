@@ -45,13 +45,13 @@ public:
         return m_lines;
     }
 
-    QenCheck::World checks(const TaskHelper& tasks, DomainAccountLink* accounts = nullptr) {
+    QenCheck::World checks(const TaskHelper& tasks, DomainAccountLink accounts = {}) {
         return {.log = log(),
             .tasks = tasks,
             .center = center,
             .agentState = agent(),
             .applicationBundle = file(u"Mav.app"_s),
-            .accounts = accounts};
+            .accounts = std::move(accounts)};
     }
 
     Platform::NotificationCenter center;

@@ -4,14 +4,11 @@
 #include "Theme.h"
 #include "ui_QenAboutWindowController.h"
 
-#include <QLayout>
-
 using namespace Qt::StringLiterals;
 
 namespace {
 
 constexpr int MarkSize = 72;
-constexpr int WindowWidth = 360;
 
 } // namespace
 
@@ -19,8 +16,6 @@ QenAboutWindowController::QenAboutWindowController(QWidget* parent)
     : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint) {
     Ui::QenAboutWindowController ui;
     ui.setupUi(this);
-    setFixedWidth(WindowWidth);
-    layout()->setSizeConstraint(QLayout::SetFixedSize);
     setAccessibleName(qtTrId("AboutMav"));
     ui.markView->setPixmap(Theme::picture(u"mark"_s, {MarkSize, MarkSize}, devicePixelRatioF()));
     ui.versionLab->setText(qtTrId("VersionNamed").arg(Platform::infoValue(u"CFBundleShortVersionString"_s)));

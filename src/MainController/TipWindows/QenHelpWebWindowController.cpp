@@ -2,7 +2,6 @@
 
 #include "BaseWindowController.h"
 #include "Theme.h"
-#include "ui_QenHelpWebWindowController.h"
 
 #include <QGuiApplication>
 #include <QScreen>
@@ -35,33 +34,30 @@ const QString PageStyle = u"body { color: %Text%; }"
 
 } // namespace
 
-QenHelpWebWindowController::QenHelpWebWindowController(QWidget* parent)
-    : QDialog(parent, Qt::Window), m_ui(std::make_unique<Ui::QenHelpWebWindowController>()) {
-    m_ui->setupUi(this);
-    m_ui->helpPage->document()->setDefaultStyleSheet(Theme::filledIn(PageStyle));
-    m_ui->helpPage->document()->setDocumentMargin(Theme::Space32);
-    m_ui->helpPage->document()->setIndentWidth(Theme::Space24);
+QenHelpWebWindowController::QenHelpWebWindowController(QWidget* parent) : QDialog(parent, Qt::Window) {
+    m_ui.setupUi(this);
+    m_ui.helpPage->document()->setDefaultStyleSheet(Theme::filledIn(PageStyle));
+    m_ui.helpPage->document()->setDocumentMargin(Theme::Space32);
+    m_ui.helpPage->document()->setIndentWidth(Theme::Space24);
     for (const Topic& topic : Topics)
-        m_ui->helpTopics->addItem(QString::fromUtf16(topic.title));
-    connect(m_ui->helpTopics, &QListWidget::currentRowChanged, this, &QenHelpWebWindowController::showTopic);
+        m_ui.helpTopics->addItem(QString::fromUtf16(topic.title));
+    connect(m_ui.helpTopics, &QListWidget::currentRowChanged, this, &QenHelpWebWindowController::showTopic);
 }
 
-QenHelpWebWindowController::~QenHelpWebWindowController() = default;
-
 void QenHelpWebWindowController::loadHelpView() {
-    if (m_ui->helpTopics->currentRow() < 0)
-        m_ui->helpTopics->setCurrentRow(0);
-    m_ui->helpTopics->setFocus();
+    if (m_ui.helpTopics->currentRow() < 0)
+        m_ui.helpTopics->setCurrentRow(0);
+    m_ui.helpTopics->setFocus();
 }
 
 void QenHelpWebWindowController::loadHelpWithTag(const QString& tag) {
     const auto* topic = std::find_if(
         std::begin(Topics), std::end(Topics), [&tag](const Topic& one) { return QStringView(one.page) == tag; });
     const int row = topic == std::end(Topics) ? 0 : static_cast<int>(topic - std::begin(Topics));
-    m_ui->helpTopics->setCurrentRow(row);
+    m_ui.helpTopics->setCurrentRow(row);
     // A topic that was shown already may have been scrolled.
     showTopic(row);
-    m_ui->helpTopics->setFocus();
+    m_ui.helpTopics->setFocus();
 }
 
 QRect QenHelpWebWindowController::frameOver(const QRect& window, const QRect& screen) {
@@ -79,5 +75,5 @@ void QenHelpWebWindowController::openOver(const QWidget* window) {
 
 void QenHelpWebWindowController::showTopic(int row) {
     if (row >= 0 && row < static_cast<int>(std::size(Topics)))
-        m_ui->helpPage->setSource(QUrl(u"qrc:/help/%1.html"_s.arg(QString::fromUtf16(Topics[row].page))));
+        m_ui.helpPage->setSource(QUrl(u"qrc:/help/%1.html"_s.arg(QString::fromUtf16(Topics[row].page))));
 }

@@ -1,12 +1,8 @@
 #pragma once
 
+#include "ui_QenHelpWebWindowController.h"
+
 #include <QDialog>
-
-#include <memory>
-
-namespace Ui {
-class QenHelpWebWindowController;
-}
 
 /// The help window: topics at the left, the chosen one at the right. Its pages are part of the program. Escape closes
 /// it.
@@ -14,7 +10,6 @@ class QenHelpWebWindowController final : public QDialog {
     Q_OBJECT
 public:
     explicit QenHelpWebWindowController(QWidget* parent = nullptr);
-    ~QenHelpWebWindowController() override;
 
     /// Shows the first topic, unless one is already shown.
     void loadHelpView();
@@ -33,5 +28,5 @@ public:
 private:
     void showTopic(int row);
 
-    std::unique_ptr<Ui::QenHelpWebWindowController> m_ui;
+    Ui::QenHelpWebWindowController m_ui;
 };

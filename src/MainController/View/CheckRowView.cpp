@@ -2,7 +2,6 @@
 
 #include "CheckLook.h"
 #include "Theme.h"
-#include "ui_CheckRowView.h"
 
 using namespace Qt::StringLiterals;
 
@@ -29,36 +28,32 @@ Look lookOf(QenCheckModel::Outcome outcome) {
 
 } // namespace
 
-CheckRowView::CheckRowView(QWidget* parent) : QFrame(parent), m_ui(std::make_unique<Ui::CheckRowView>()) {
-    m_ui->setupUi(this);
+CheckRowView::CheckRowView(QWidget* parent) : QFrame(parent) {
+    m_ui.setupUi(this);
     setFixedHeight(Height);
-    m_ui->repairBtn->setText(qtTrId("Repair"));
-    m_ui->repairBtn->setToolTip(qtTrId("RepairTip"));
-    m_ui->repairBtn->setIcon(Theme::icon(u"repairBtn"_s, {}, u"repairBtn_hover"_s));
-    for (QWidget* part : std::initializer_list<QWidget*>{m_ui->foldBtn, m_ui->checkVerdict, m_ui->repairBtn})
-        part->hide();
-    connect(m_ui->foldBtn, &QToolButton::clicked, this, &CheckRowView::toggleFold);
-    connect(m_ui->repairBtn, &QToolButton::clicked, this, [this] { Q_EMIT repairWanted(m_keyword); });
+    m_ui.repairBtn->setText(qtTrId("Repair"));
+    m_ui.repairBtn->setToolTip(qtTrId("RepairTip"));
+    m_ui.repairBtn->setIcon(Theme::icon(u"repairBtn"_s, {}, u"repairBtn_hover"_s));
+    connect(m_ui.foldBtn, &QToolButton::clicked, this, &CheckRowView::toggleFold);
+    connect(m_ui.repairBtn, &QToolButton::clicked, this, [this] { Q_EMIT repairWanted(m_keyword); });
 }
-
-CheckRowView::~CheckRowView() = default;
 
 void CheckRowView::show(const QenRootModel& category) {
     const CheckLook::CategoryRow look = CheckLook::categoryRow(category.isWarn(), category.repairNum());
-    m_ui->foldBtn->show();
-    m_ui->checkMark->setPixmap(Theme::picture(look.icon, {Theme::Space24, Theme::Space24}, devicePixelRatioF()));
-    m_ui->checkTitle->setText(category.name());
-    m_ui->checkDetail->hide();
+    m_ui.foldBtn->show();
+    m_ui.checkMark->setPixmap(Theme::picture(look.icon, {Theme::Space24, Theme::Space24}, devicePixelRatioF()));
+    m_ui.checkTitle->setText(category.name());
+    m_ui.checkDetail->hide();
     setState(look.repairText, u"failed"_s);
 }
 
 void CheckRowView::show(const QenCheckModel& check) {
-    m_ui->checkTitle->setText(check.title());
+    m_ui.checkTitle->setText(check.title());
     const QString note = check.note();
-    m_ui->checkDetail->setText(note.isEmpty() ? check.detail() : note);
-    m_ui->checkDetail->setVisible(!m_ui->checkDetail->text().isEmpty());
+    m_ui.checkDetail->setText(note.isEmpty() ? check.detail() : note);
+    m_ui.checkDetail->setVisible(!m_ui.checkDetail->text().isEmpty());
     m_keyword = check.keyword();
-    m_ui->repairBtn->setAccessibleName(qtTrId("RepairNamed").arg(check.title()));
+    m_ui.repairBtn->setAccessibleName(qtTrId("RepairNamed").arg(check.title()));
     showOutcome(check);
 }
 
@@ -66,34 +61,34 @@ void CheckRowView::showOutcome(const QenCheckModel& check) {
     using Outcome = QenCheckModel::Outcome;
     const Outcome outcome = check.outcome();
     const Look look = lookOf(outcome);
-    m_ui->checkMark->setPixmap(Theme::picture(
+    m_ui.checkMark->setPixmap(Theme::picture(
         look.picture, {Theme::IconSize, Theme::IconSize}, devicePixelRatioF(), Theme::color(look.color)));
-    m_ui->checkMark->setAccessibleName(look.word);
+    m_ui.checkMark->setAccessibleName(look.word);
     // A failed check's title may still sound like good news.
-    m_ui->checkVerdict->setText(look.word);
-    Theme::setRole(m_ui->checkVerdict, "textRole", look.role);
-    m_ui->checkVerdict->setVisible(outcome == Outcome::Failed || outcome == Outcome::Unknown);
+    m_ui.checkVerdict->setText(look.word);
+    Theme::setRole(m_ui.checkVerdict, "textRole", look.role);
+    m_ui.checkVerdict->setVisible(outcome == Outcome::Failed || outcome == Outcome::Unknown);
     // What could not be found out counts as not met, and has the words of that beside its own.
     const bool isFailed = outcome == Outcome::Failed || (outcome == Outcome::Unknown && check.isWarn());
     const CheckLook::CheckRow row = CheckLook::checkRow(isFailed, check.keyword());
     const bool hasResult = isFailed || outcome == Outcome::Passed;
     setState(hasResult ? row.stateText : outcome == Outcome::Running ? look.word : QString(), look.role);
-    m_ui->repairBtn->setVisible(row.hasRepairButton);
-    m_ui->checkState->setVisible(!row.hasRepairButton);
+    m_ui.repairBtn->setVisible(row.hasRepairButton);
+    m_ui.checkState->setVisible(!row.hasRepairButton);
     setAccessibleName(u"%1，%2"_s.arg(check.title(), look.word));
 }
 
 void CheckRowView::setState(const QString& text, const QString& role) {
-    m_ui->checkState->setText(text);
-    Theme::setRole(m_ui->checkState, "textRole", role);
+    m_ui.checkState->setText(text);
+    Theme::setRole(m_ui.checkState, "textRole", role);
 }
 
 void CheckRowView::setFolded(bool isFolded) {
     m_checks->setHidden(isFolded);
-    m_ui->foldBtn->setArrowType(isFolded ? Qt::RightArrow : Qt::DownArrow);
-    m_ui->foldBtn->setAccessibleName(
-        (isFolded ? qtTrId("UnfoldNamed") : qtTrId("FoldNamed")).arg(m_ui->checkTitle->text()));
-    m_ui->foldBtn->setToolTip(isFolded ? qtTrId("Unfold") : qtTrId("Fold"));
+    m_ui.foldBtn->setArrowType(isFolded ? Qt::RightArrow : Qt::DownArrow);
+    m_ui.foldBtn->setAccessibleName(
+        (isFolded ? qtTrId("UnfoldNamed") : qtTrId("FoldNamed")).arg(m_ui.checkTitle->text()));
+    m_ui.foldBtn->setToolTip(isFolded ? qtTrId("Unfold") : qtTrId("Fold"));
 }
 
 void CheckRowView::toggleFold() {

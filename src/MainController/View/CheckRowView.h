@@ -1,14 +1,9 @@
 #pragma once
 
 #include "QenRootModel.h"
+#include "ui_CheckRowView.h"
 
 #include <QFrame>
-
-#include <memory>
-
-namespace Ui {
-class CheckRowView;
-}
 
 /// One row of the check tree: a category with its count of repairs, or a check with its state or its repair button. A
 /// check tells its outcome by a shape, a colour and a word, whatever its title sounds like.
@@ -18,7 +13,6 @@ public:
     static constexpr int Height = 56;
 
     explicit CheckRowView(QWidget* parent = nullptr);
-    ~CheckRowView() override;
 
     void show(const QenRootModel& category);
     void show(const QenCheckModel& check);
@@ -38,7 +32,7 @@ private:
     void showOutcome(const QenCheckModel& check);
     void setState(const QString& text, const QString& role);
 
-    std::unique_ptr<Ui::CheckRowView> m_ui;
+    Ui::CheckRowView m_ui;
     QWidget* m_checks = nullptr;
     QString m_keyword;
 };

@@ -1,10 +1,8 @@
 #include "QRCodeView.h"
 
-#include "SpinnerButton.h"
 #include "Theme.h"
 
 #include <QPainter>
-#include <QVBoxLayout>
 
 using namespace Qt::StringLiterals;
 
@@ -20,29 +18,14 @@ constexpr qreal PaleCode = 0.12;
 
 } // namespace
 
-QRCodeView::QRCodeView(QWidget* parent)
-    : QFrame(parent), m_picture(new QLabel), m_reason(new QLabel), m_again(new SpinnerButton),
-      m_ring(new Spinner(RingSide, this)) {
+QRCodeView::QRCodeView(QWidget* parent) : QFrame(parent), m_ring(new Spinner(RingSide, this)) {
+    m_ui.setupUi(this);
     constexpr int Side = CodeSide + 2 * QuietMargin;
     setFixedSize(Side, Side);
-    setAccessibleName(u"登录二维码"_s);
-    m_reason->setAlignment(Qt::AlignHCenter);
-    m_again->setObjectName(u"renewCodeBtn"_s);
-    m_again->setProperty("kind", u"text"_s);
-    m_again->setFocusPolicy(Qt::TabFocus);
-    m_again->setText(u"重新获取"_s);
-    m_again->setAccessibleName(u"重新获取二维码"_s);
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(QuietMargin, QuietMargin + Theme::Space32 - 1, QuietMargin, Theme::Space32 - 2);
-    layout->setSpacing(Theme::Space8);
-    layout->addWidget(m_picture, 0, Qt::AlignHCenter);
-    layout->addWidget(m_reason);
-    layout->addStretch();
-    layout->addWidget(m_again, 0, Qt::AlignHCenter);
     m_ring->setFixedSize(DiscSide, DiscSide);
     m_ring->move((Side - DiscSide) / 2, (Side - DiscSide) / 2);
 
-    connect(m_again, &SpinnerButton::clicked, this, &QRCodeView::wantsRenewal);
+    connect(m_ui.renewCodeBtn, &SpinnerButton::clicked, this, &QRCodeView::wantsRenewal);
     m_patience.setSingleShot(true);
     m_patience.setInterval(PatienceMilliseconds);
     connect(&m_patience, &QTimer::timeout, this, &QRCodeView::follow);
@@ -81,14 +64,14 @@ void QRCodeView::follow() {
     const bool turns = isWaiting && !m_offline;
     const bool hasReason = m_offline || (isFailed && !turns);
     m_ring->setVisible(turns);
-    m_again->setVisible(isFailed && !turns);
-    m_picture->setVisible(hasReason);
-    m_reason->setVisible(hasReason);
-    m_picture->setPixmap(Theme::picture(m_offline ? u"offline"_s : u"alert"_s, {PictureSide, PictureSide},
+    m_ui.renewCodeBtn->setVisible(isFailed && !turns);
+    m_ui.reasonPicture->setVisible(hasReason);
+    m_ui.reasonLab->setVisible(hasReason);
+    m_ui.reasonPicture->setPixmap(Theme::picture(m_offline ? u"offline"_s : u"alert"_s, {PictureSide, PictureSide},
         devicePixelRatioF(), Theme::color(m_offline ? Theme::Color::SecondText : Theme::Color::Attention)));
-    m_reason->setText(m_offline ? u"网络未连接\n连接后自动恢复"_s : u"二维码获取失败"_s);
+    m_ui.reasonLab->setText(m_offline ? u"网络未连接\n连接后自动恢复"_s : u"二维码获取失败"_s);
     const bool isShown = state() == State::Shown;
-    setAccessibleDescription(hasReason ? m_reason->text() : isShown ? u"已显示"_s : u"正在获取"_s);
+    setAccessibleDescription(hasReason ? m_ui.reasonLab->text() : isShown ? u"已显示"_s : u"正在获取"_s);
     update();
 }
 

@@ -1,12 +1,10 @@
 #pragma once
 
+#include "ui_QRCodeView.h"
+
 #include <QFrame>
 #include <QImage>
 #include <QTimer>
-
-class QLabel;
-class Spinner;
-class SpinnerButton;
 
 /// The sign-in code at 180 points with a quiet white margin, or why there is none.
 ///
@@ -36,13 +34,11 @@ protected:
 private:
     void follow();
 
+    Ui::QRCodeView m_ui;
     QImage m_image;
     bool m_failed = false;
     bool m_offline = false;
     bool m_renewing = false;
     QTimer m_patience;
-    QLabel* m_picture;
-    QLabel* m_reason;
-    SpinnerButton* m_again;
     Spinner* m_ring;
 };

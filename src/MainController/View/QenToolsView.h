@@ -2,14 +2,9 @@
 
 #include "ToolGrid.h"
 #include "ToolPictures.h"
+#include "ui_QenToolsView.h"
 
 #include <QStackedWidget>
-
-#include <memory>
-
-namespace Ui {
-class QenToolsView;
-}
 
 /// The tools as tiles, or the empty picture. From FewestSearched tools on a field picks those whose name or pinyin
 /// initials hold what is typed. Main thread.
@@ -19,7 +14,6 @@ public:
     static constexpr int FewestSearched = 24;
 
     explicit QenToolsView(QWidget* parent = nullptr);
-    ~QenToolsView() override;
 
     /// Whose applications lend their icons.
     /// @param workspace  must outlive the view
@@ -36,7 +30,7 @@ protected:
 private:
     void showFound();
 
-    std::unique_ptr<Ui::QenToolsView> m_ui;
+    Ui::QenToolsView m_ui;
     ToolPictures m_pictures;
     ToolGrid* m_grid = nullptr;
     QList<QenToolModel> m_models;

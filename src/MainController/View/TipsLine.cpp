@@ -1,7 +1,6 @@
 #include "TipsLine.h"
 
 #include "Theme.h"
-#include "ui_TipsLine.h"
 
 using namespace Qt::StringLiterals;
 
@@ -11,22 +10,18 @@ constexpr QSize LargestMark(120, 28);
 
 } // namespace
 
-TipsLine::TipsLine(QWidget* parent) : QWidget(parent), m_ui(std::make_unique<Ui::TipsLine>()) {
-    m_ui->setupUi(this);
-    m_ui->notice->setPixmap(Theme::picture(
+TipsLine::TipsLine(QWidget* parent) : QWidget(parent) {
+    m_ui.setupUi(this);
+    m_ui.notice->setPixmap(Theme::picture(
         u"notice"_s, {Theme::IconSize, Theme::IconSize}, devicePixelRatioF(), Theme::color(Theme::Color::SecondText)));
-    m_ui->notice->hide();
-    m_ui->organisationMark->setAccessibleName(qtTrId("OrganisationMark"));
-    m_ui->organisationMark->hide();
+    m_ui.organisationMark->setAccessibleName(qtTrId("OrganisationMark"));
 }
-
-TipsLine::~TipsLine() = default;
 
 void TipsLine::setTips(const QString& text) {
     if (text.isEmpty())
         return;
-    m_ui->tipsLab->setText(text);
-    m_ui->notice->show();
+    m_ui.tipsLab->setText(text);
+    m_ui.notice->show();
 }
 
 void TipsLine::setMark(const QImage& mark) {
@@ -38,6 +33,6 @@ void TipsLine::setMark(const QImage& mark) {
         size.scale(LargestMark, Qt::KeepAspectRatio);
     QImage drawn = mark.scaled(size * devicePixelRatioF(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     drawn.setDevicePixelRatio(devicePixelRatioF());
-    m_ui->organisationMark->setPixmap(QPixmap::fromImage(drawn));
-    m_ui->organisationMark->show();
+    m_ui.organisationMark->setPixmap(QPixmap::fromImage(drawn));
+    m_ui.organisationMark->show();
 }

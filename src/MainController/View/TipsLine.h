@@ -1,19 +1,14 @@
 #pragma once
 
+#include "ui_TipsLine.h"
+
 #include <QWidget>
-
-#include <memory>
-
-namespace Ui {
-class TipsLine;
-}
 
 /// The organisation's line of advice and its mark, at the right of the head line.
 class TipsLine final : public QWidget {
     Q_OBJECT
 public:
     explicit TipsLine(QWidget* parent = nullptr);
-    ~TipsLine() override;
 
     /// An empty text leaves the line as it is.
     void setTips(const QString& text);
@@ -21,5 +16,5 @@ public:
     void setMark(const QImage& mark);
 
 private:
-    std::unique_ptr<Ui::TipsLine> m_ui;
+    Ui::TipsLine m_ui;
 };

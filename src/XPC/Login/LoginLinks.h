@@ -8,15 +8,13 @@
 #include <functional>
 
 /// Network access control: certificates and profiles.
-class NetworkAccessLink {
-public:
-    virtual ~NetworkAccessLink() = default;
-    virtual void requestGeneralConfig(
-        std::function<void(const QJsonObject& answer, const Platform::Error& error)> completion) = 0;
-    virtual void checkiNacNecessaryWithUrl(const QString& url, std::function<void(bool)> completion) = 0;
-    virtual void executeInacTaskWithUserName(
-        const QString& userName, const QString& ticket, const QJsonArray& ssids, const QString& url) = 0;
-    virtual void installStaticMobileconfig() = 0;
+struct NetworkAccessLink {
+    std::function<void(std::function<void(const QJsonObject& answer, const Platform::Error& error)> completion)>
+        requestGeneralConfig;
+    std::function<void(const QString& url, std::function<void(bool)> completion)> checkiNacNecessaryWithUrl;
+    std::function<void(const QString& userName, const QString& ticket, const QJsonArray& ssids, const QString& url)>
+        executeInacTaskWithUserName;
+    std::function<void()> installStaticMobileconfig;
 };
 
 /// The session's peers.
@@ -25,5 +23,5 @@ struct LoginLinks {
     std::function<void()> runTicketXPC = [] {};
     std::function<void()> closeNgnServerXpc = [] {};
     /// Absent: nobody is asked.
-    NetworkAccessLink* networkAccess = nullptr;
+    const NetworkAccessLink* networkAccess = nullptr;
 };

@@ -124,7 +124,7 @@ void QenCloudLoginHelper::CheckQRLoginState(Completion complete) {
 }
 
 void QenCloudLoginHelper::followNetworkAccess(const SessionModel& session) {
-    NetworkAccessLink* access = m_world.links.networkAccess;
+    const NetworkAccessLink* access = m_world.links.networkAccess;
     if (!access || !session.record)
         return;
     access->requestGeneralConfig([this, busy = m_taskArray.token(), access, session](

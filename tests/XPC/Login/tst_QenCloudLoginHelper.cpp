@@ -20,6 +20,23 @@ QString operation(const char* name) {
 /// Records what the session asked of its peers.
 class Peers final : public NetworkAccessLink {
 public:
+    Peers() {
+        requestGeneralConfig = [this](const std::function<void(const QJsonObject&, const Error&)>& completion) {
+            note(u"config"_s);
+            if (beforeConfig)
+                beforeConfig();
+            completion(m_config, {});
+        };
+        checkiNacNecessaryWithUrl = [this](const QString& url, const std::function<void(bool)>& completion) {
+            note(u"necessary "_s + url);
+            completion(certificatePresent);
+        };
+        executeInacTaskWithUserName = [this](const QString& user, const QString&, const QJsonArray& ssids,
+                                          const QString& url) {
+            note(u"task %1 %2 %3"_s.arg(user, QString::number(ssids.size()), url));
+        };
+        installStaticMobileconfig = [this] { note(u"static"_s); };
+    }
     LoginLinks links() {
         return {[this] { note(u"run"_s); }, [this] { note(u"close"_s); }, this};
     }
@@ -33,21 +50,6 @@ public:
             {"wifisettings", QJsonObject{{"ssidlist", QJsonArray{"a", "b"}}}}};
         m_config = {{"ret", 0}, {"data", QString::fromLatin1(WireCodec::sealAnswer(config))}};
     }
-    void requestGeneralConfig(std::function<void(const QJsonObject&, const Error&)> completion) override {
-        note(u"config"_s);
-        if (beforeConfig)
-            beforeConfig();
-        completion(m_config, {});
-    }
-    void checkiNacNecessaryWithUrl(const QString& url, std::function<void(bool)> completion) override {
-        note(u"necessary "_s + url);
-        completion(certificatePresent);
-    }
-    void executeInacTaskWithUserName(
-        const QString& user, const QString&, const QJsonArray& ssids, const QString& url) override {
-        note(u"task %1 %2 %3"_s.arg(user, QString::number(ssids.size()), url));
-    }
-    void installStaticMobileconfig() override { note(u"static"_s); }
 
     std::function<void()> beforeConfig;
     bool certificatePresent = false;
