@@ -35,6 +35,10 @@ QenCloudLoginHelper::QenCloudLoginHelper(World world) : m_world(std::move(world)
         [this](SessionEffect effect, const SessionModel& session) { carryOut(effect, session); });
 }
 
+QenCloudLoginHelper::~QenCloudLoginHelper() {
+    m_world.session.setEffects({});
+}
+
 void QenCloudLoginHelper::carryOut(SessionEffect effect, const SessionModel& session) {
     switch (effect) {
     case SessionEffect::Store:

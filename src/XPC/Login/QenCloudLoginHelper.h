@@ -37,6 +37,10 @@ public:
     };
 
     explicit QenCloudLoginHelper(World world);
+    /// Waits for what is under way; the session goes on without what follows from its events.
+    ~QenCloudLoginHelper();
+    QenCloudLoginHelper(const QenCloudLoginHelper&) = delete;
+    QenCloudLoginHelper& operator=(const QenCloudLoginHelper&) = delete;
     static QenCloudLoginHelper& sharedInstance() { return Platform::Shared<QenCloudLoginHelper>::instance(); }
 
     Session& session() { return m_world.session; }

@@ -69,8 +69,12 @@ public:
     /// Waits for the event that is being carried out.
     ~Session() override = default;
 
-    /// Who carries out what follows from an event, on the session's queue. Set once, before the first event.
-    void setEffects(Effects effects) { m_effects = std::move(effects); }
+    /// Who carries out what follows from an event, on the session's queue; nobody with an empty one. Waits for the
+    /// events so far, after which whoever did before is not called any more. Not on the session's queue.
+    void setEffects(Effects effects) {
+        m_queue.async([this, effects = std::move(effects)] { m_effects = effects; });
+        m_queue.drain();
+    }
 
     /// Main thread: as of the last changed().
     SessionState state() const { return m_shown.state(); }

@@ -269,6 +269,19 @@ private Q_SLOTS:
         QTRY_VERIFY(folder.hasState(u"NGNPolicy.archive"_s));
     }
 
+    /// What the session still carries out finds nobody who is gone.
+    void theEndComesWhileEventsWait() {
+        for (int round = 0; round < 40; ++round) {
+            ClientFolder folder;
+            const auto client = std::make_unique<ClientWorld>(folder);
+            for (int event = 0; event < 10; ++event) {
+                client->session.submit(SignInAnswer{
+                    {}, answerWith({{"state", 0}, {"userid", "lin"}, {"ticket", QString::number(event)}}), false});
+                client->session.submit(LogoutAnswer{{}, std::nullopt});
+            }
+        }
+    }
+
     void aDomainAccountIsAskedForOffTheMainThread_data() {
         QTest::addColumn<QJsonObject>("answer");
         QTest::addColumn<bool>("isValid");
