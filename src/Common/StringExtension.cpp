@@ -2,7 +2,6 @@
 
 #include "Base64Text.h"
 #include "LibraryCipher.h"
-#include "WipedBytes.h"
 
 #include <QFontMetricsF>
 #include <QRegularExpression>

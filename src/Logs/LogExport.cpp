@@ -75,10 +75,8 @@ QString zipCommand(const QString& folder, const QString& archive) {
 QString ownerScript(const QString& user, const QString& folder) {
     static const QRegularExpression plainName(u"^[A-Za-z0-9_.][A-Za-z0-9_.@-]*$"_s);
     const QString owner = plainName.match(user).hasMatch() ? user : ScriptRunner::shellQuoted(user);
-    QString place = folder;
-    place.replace(u'\'', u"'\\''"_s);
-    return u"do shell script \"chown %1:staff '%2' \" with administrator privileges"_s.arg(
-        ScriptRunner::escaped(owner), ScriptRunner::escaped(place));
+    return u"do shell script \"chown %1:staff %2 \" with administrator privileges"_s.arg(
+        ScriptRunner::escaped(owner), ScriptRunner::escaped(ScriptRunner::shellQuoted(folder)));
 }
 
 } // namespace

@@ -1,10 +1,21 @@
 #include "LogRecord.h"
 
 #include "ArchiveValue.h"
+#include "Files.h"
 #include "KeyedArchiver.h"
 #include "KeyedUnarchiver.h"
 
+#include <QFile>
+#include <QFileInfo>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -15,6 +26,10 @@ namespace {
 
 const QString NameKey = u"currentLogName"_s;
 const QString InfoKey = u"info"_s;
+
+constexpr mode_t FileMode = 0600;
+/// How often a look is taken whether the two open files are still the ones in the folder.
+constexpr unsigned TurnsBetweenLooks = 64;
 
 } // namespace
 
@@ -58,4 +73,90 @@ QByteArray encodedLogRecord(const LogRecord& record) {
     root.insert(NameKey, name);
     root.insert(InfoKey, ArchiveValue(std::move(info)).asMutable());
     return Platform::KeyedArchiver::archivedData(root);
+}
+
+LogRecordFile::LogRecordFile(const QString& path, Method method)
+    : m_path(path), m_folder(QFile::encodeName(QFileInfo(path).path())),
+      m_name(QFile::encodeName(QFileInfo(path).fileName())), m_spareName(m_name + ".spare"), m_method(method) {}
+
+bool LogRecordFile::replace(QByteArrayView bytes) {
+    if (m_folderDescriptor.isOpen() && ++m_turns % TurnsBetweenLooks == 0 && !sidesAreLinked())
+        closeSides();
+    // The second try is for files or a folder that were deleted since the last line.
+    for (int tries = 0; tries < 2 && m_method == Method::Exchange; ++tries) {
+        if (!m_folderDescriptor.isOpen() && !openSides())
+            break;
+        switch (exchange(bytes)) {
+        case Outcome::Done:
+            return true;
+        case Outcome::Failed:
+            return false;
+        case Outcome::Missing:
+            closeSides();
+            break;
+        case Outcome::Unsupported:
+            m_method = Method::Rename;
+            closeSides();
+            break;
+        }
+    }
+    // An empty folder in its place would stay there for ever.
+    rmdir(QFile::encodeName(m_path).constData());
+    return !Platform::replaceFile(m_path, bytes.toByteArray(), Platform::Durability::Plain, FileMode);
+}
+
+LogRecordFile::Outcome LogRecordFile::exchange(QByteArrayView bytes) {
+    const int spare = m_spare.descriptor.get();
+    if (lseek(spare, 0, SEEK_SET) != 0 || !Platform::writeAll(spare, bytes) ||
+        (m_spare.length > bytes.size() && ftruncate(spare, bytes.size()) != 0))
+        return Outcome::Failed;
+    m_spare.length = bytes.size();
+    if (renameat2(m_folderDescriptor.get(), m_spareName.constData(), m_folderDescriptor.get(), m_name.constData(),
+            RENAME_EXCHANGE) == 0) {
+        std::swap(m_spare, m_record);
+        return Outcome::Done;
+    }
+    switch (errno) {
+    case ENOENT:
+        return Outcome::Missing;
+    case EINVAL:
+    case ENOSYS:
+    case EOPNOTSUPP:
+        return Outcome::Unsupported;
+    default:
+        return Outcome::Failed;
+    }
+}
+
+bool LogRecordFile::openSides() {
+    m_folderDescriptor = Platform::UniqueFd(open(m_folder.constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (m_folderDescriptor.isOpen() && openSide(m_record, m_name) && openSide(m_spare, m_spareName))
+        return true;
+    closeSides();
+    return false;
+}
+
+bool LogRecordFile::openSide(Side& side, const QByteArray& name) {
+    // Non-blocking for the case that something else than a file has the name.
+    constexpr int Flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+    side.descriptor = Platform::UniqueFd(openat(m_folderDescriptor.get(), name.constData(), Flags, FileMode));
+    struct stat facts {};
+    if (fstat(side.descriptor.get(), &facts) != 0 || !S_ISREG(facts.st_mode))
+        return false;
+    side.length = facts.st_size;
+    return true;
+}
+
+void LogRecordFile::closeSides() {
+    m_record.descriptor.close();
+    m_spare.descriptor.close();
+    m_folderDescriptor.close();
+}
+
+bool LogRecordFile::sidesAreLinked() const {
+    const auto isLinked = [](const Side& side) {
+        struct stat facts {};
+        return fstat(side.descriptor.get(), &facts) == 0 && facts.st_nlink > 0;
+    };
+    return isLinked(m_record) && isLinked(m_spare);
 }

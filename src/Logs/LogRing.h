@@ -3,7 +3,6 @@
 #include "Files.h"
 #include "LogFolders.h"
 #include "LogRecord.h"
-#include "LogRecordFile.h"
 #include "LogWorld.h"
 
 #include <QFile>

@@ -1,25 +1,44 @@
 #include "QenLogHelper.h"
 
 #include "Deployment.h"
+#include "ITDevice.h"
+#include "ScriptRunner.h"
+#include "SystemLog.h"
+#include "TaskHelper.h"
 
 #include <QDateTime>
+#include <QFile>
+#include <QFileInfo>
 
 #include <memory>
 
-namespace {
+using namespace Qt::StringLiterals;
 
-LogWorld worldIn(QString ringDirectory, QString sizeRecord, qint64 limit) {
-    LogWorld world = LogWorld::system();
-    world.ringDirectory = std::move(ringDirectory);
-    world.sizeRecord = std::move(sizeRecord);
-    world.limit = limit;
-    return world;
-}
+namespace {
 
 /// How long the first line of a burst waits for the others: one poll's lines cost one wake-up.
 constexpr std::chrono::milliseconds Burst{100};
 
 } // namespace
+
+LogWorld LogWorld::system(QString ringDirectory, QString sizeRecord, qint64 limit) {
+    LogWorld world;
+    world.ringDirectory = std::move(ringDirectory);
+    world.sizeRecord = std::move(sizeRecord);
+    world.limit = limit;
+    world.echo = Platform::systemLog;
+    world.userName = [] { return ITDevice().userName(); };
+    world.runScript = [](const QString& source) {
+        Platform::Error error;
+        Platform::ScriptRunner(source).execute(&error);
+        return error;
+    };
+    // In a build folder they stand side by side.
+    const QString beside = QFileInfo(QFile::symLinkTarget(u"/proc/self/exe"_s)).path() + u"/mavctl"_s;
+    world.reporter = QFileInfo::exists(beside) ? beside : u"/usr/bin/mavctl"_s;
+    world.openFolder = [](const QString& folder) { TaskHelper().startCMDApp(u"/usr/bin/open"_s, {folder}); };
+    return world;
+}
 
 QenLogHelper::QenLogHelper(LogWorld world)
     : m_world(std::move(world)), m_folders(m_world.ringDirectory), m_ring(m_folders, m_world),
@@ -31,9 +50,6 @@ QenLogHelper::QenLogHelper(LogWorld world)
         opened->set_value();
     });
 }
-
-QenLogHelper::QenLogHelper(QString ringDirectory, QString sizeRecord, qint64 limit)
-    : QenLogHelper(worldIn(std::move(ringDirectory), std::move(sizeRecord), limit)) {}
 
 QenLogHelper::~QenLogHelper() {
     m_zipQueue.drain();

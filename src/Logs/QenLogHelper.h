@@ -35,7 +35,8 @@ public:
     /// @param ringDirectory  where the three log files live; created when missing
     /// @param sizeRecord     keyed archive of the ring state
     /// @param limit          bytes after which the next line goes to the next file
-    QenLogHelper(QString ringDirectory, QString sizeRecord, qint64 limit = 0x500000);
+    QenLogHelper(QString ringDirectory, QString sizeRecord, qint64 limit = LogWorld::DefaultLimit)
+        : QenLogHelper(LogWorld::system(std::move(ringDirectory), std::move(sizeRecord), limit)) {}
     /// Waits until every line and export has been dealt with.
     ~QenLogHelper();
     QenLogHelper(const QenLogHelper&) = delete;

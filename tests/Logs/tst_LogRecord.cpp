@@ -1,5 +1,4 @@
 #include "LogRecord.h"
-#include "LogRecordFile.h"
 #include "TestFiles.h"
 
 #include <QProcess>

@@ -45,7 +45,5 @@ QJsonObject SealedBody::opened(QJsonObject answer, std::initializer_list<QLatin1
 
 std::optional<QByteArray> SealedBody::unsealBytes(const QString& text) {
     const std::optional<QByteArray> cipher = Base64Text::decode(text);
-    if (!cipher)
-        return std::nullopt;
-    return VoAlgorithmSM4::DecodeAES(*cipher);
+    return cipher ? VoAlgorithmSM4::DecodeAES(*cipher) : std::nullopt;
 }

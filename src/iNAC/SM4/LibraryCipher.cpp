@@ -1,9 +1,27 @@
 #include "LibraryCipher.h"
 
-#include "WipedBytes.h"
+#include <QStringDecoder>
+
+#include <openssl/crypto.h>
 
 #include <climits>
 #include <memory>
+
+using namespace Qt::StringLiterals;
+
+WipedBytes::~WipedBytes() {
+    if (!m_bytes.isEmpty())
+        OPENSSL_cleanse(m_bytes.data(), size());
+}
+
+std::optional<QString> WipedBytes::text() const {
+    QStringDecoder decoder(
+        QStringDecoder::Utf8, QStringDecoder::Flag::Stateless | QStringDecoder::Flag::ConvertInitialBom);
+    QString decoded = decoder(m_bytes);
+    if (decoder.hasError())
+        return std::nullopt;
+    return decoded.isNull() ? u""_s : decoded;
+}
 
 std::optional<QByteArray> throughCipher(const EVP_CIPHER* cipher, const unsigned char* key, const unsigned char* iv,
     QByteArrayView input, int encrypt, Padding padding) {

@@ -75,15 +75,13 @@ inline void tableRound(uint32_t& x, uint32_t& word, uint32_t others) {
     word = x ^ others;
 }
 
-/// All rounds of independent blocks: while one waits for its tables, the others go on.
-template <typename... Each>
-inline void throughTables(const uint32_t* rk, Each&... w) {
-    ((w.x ^= rk[0]), ...);
+inline void throughTables(const uint32_t* rk, Words& w) {
+    w.x ^= rk[0];
     for (int i = 0; i < 32; i += 4) {
-        (tableRound(w.x, w.a, w.c ^ w.d ^ rk[i + 1]), ...);
-        (tableRound(w.x, w.b, w.d ^ w.a ^ rk[i + 2]), ...);
-        (tableRound(w.x, w.c, w.a ^ w.b ^ rk[i + 3]), ...);
-        (tableRound(w.x, w.d, w.b ^ w.c ^ (i < 28 ? rk[i + 4] : 0)), ...);
+        tableRound(w.x, w.a, w.c ^ w.d ^ rk[i + 1]);
+        tableRound(w.x, w.b, w.d ^ w.a ^ rk[i + 2]);
+        tableRound(w.x, w.c, w.a ^ w.b ^ rk[i + 3]);
+        tableRound(w.x, w.d, w.b ^ w.c ^ (i < 28 ? rk[i + 4] : 0));
     }
 }
 
@@ -129,13 +127,7 @@ void sm4_one_round(const std::uint32_t roundKeys[32], const unsigned char* input
 
 void sm4_blocks_by_table(
     const std::uint32_t roundKeys[32], std::size_t count, const unsigned char* input, unsigned char* output) {
-    for (; count >= 2; count -= 2, input += 2 * SM4_BLOCK_SIZE, output += 2 * SM4_BLOCK_SIZE) {
-        Words v = Words::of(input), w = Words::of(input + SM4_BLOCK_SIZE);
-        throughTables(roundKeys, v, w);
-        v.put(output);
-        w.put(output + SM4_BLOCK_SIZE);
-    }
-    if (count > 0)
+    for (; count > 0; --count, input += SM4_BLOCK_SIZE, output += SM4_BLOCK_SIZE)
         sm4_one_round(roundKeys, input, output);
 }
 
