@@ -75,57 +75,40 @@ QByteArray encodedLogRecord(const LogRecord& record) {
     return Platform::KeyedArchiver::archivedData(root);
 }
 
-LogRecordFile::LogRecordFile(const QString& path, Method method)
+LogRecordFile::LogRecordFile(const QString& path)
     : m_path(path), m_folder(QFile::encodeName(QFileInfo(path).path())),
-      m_name(QFile::encodeName(QFileInfo(path).fileName())), m_spareName(m_name + ".spare"), m_method(method) {}
+      m_name(QFile::encodeName(QFileInfo(path).fileName())), m_spareName(m_name + ".spare") {}
 
 bool LogRecordFile::replace(QByteArrayView bytes) {
     if (m_folderDescriptor.isOpen() && ++m_turns % TurnsBetweenLooks == 0 && !sidesAreLinked())
         closeSides();
     // The second try is for files or a folder that were deleted since the last line.
-    for (int tries = 0; tries < 2 && m_method == Method::Exchange; ++tries) {
+    for (int tries = 0; tries < 2 && m_canExchange; ++tries) {
         if (!m_folderDescriptor.isOpen() && !openSides())
             break;
-        switch (exchange(bytes)) {
-        case Outcome::Done:
+        if (exchange(bytes))
             return true;
-        case Outcome::Failed:
+        m_canExchange = errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP;
+        if (m_canExchange && errno != ENOENT)
             return false;
-        case Outcome::Missing:
-            closeSides();
-            break;
-        case Outcome::Unsupported:
-            m_method = Method::Rename;
-            closeSides();
-            break;
-        }
+        closeSides();
     }
     // An empty folder in its place would stay there for ever.
     rmdir(QFile::encodeName(m_path).constData());
     return !Platform::replaceFile(m_path, bytes.toByteArray(), Platform::Durability::Plain, FileMode);
 }
 
-LogRecordFile::Outcome LogRecordFile::exchange(QByteArrayView bytes) {
+bool LogRecordFile::exchange(QByteArrayView bytes) {
     const int spare = m_spare.descriptor.get();
     if (lseek(spare, 0, SEEK_SET) != 0 || !Platform::writeAll(spare, bytes) ||
         (m_spare.length > bytes.size() && ftruncate(spare, bytes.size()) != 0))
-        return Outcome::Failed;
+        return false;
     m_spare.length = bytes.size();
-    if (renameat2(m_folderDescriptor.get(), m_spareName.constData(), m_folderDescriptor.get(), m_name.constData(),
-            RENAME_EXCHANGE) == 0) {
-        std::swap(m_spare, m_record);
-        return Outcome::Done;
-    }
-    switch (errno) {
-    case ENOENT:
-        return Outcome::Missing;
-    case EINVAL:
-    case ENOSYS:
-    case EOPNOTSUPP:
-        return Outcome::Unsupported;
-    default:
-        return Outcome::Failed;
-    }
+    const int folder = m_folderDescriptor.get();
+    if (renameat2(folder, m_spareName.constData(), folder, m_name.constData(), RENAME_EXCHANGE) != 0)
+        return false;
+    std::swap(m_spare, m_record);
+    return true;
 }
 
 bool LogRecordFile::openSides() {

@@ -42,9 +42,7 @@ QByteArray encodedLogRecord(const LogRecord& record);
 /// power the record may be old. For one thread.
 class LogRecordFile final {
 public:
-    enum class Method { Exchange, Rename };
-
-    explicit LogRecordFile(const QString& path, Method method = Method::Exchange);
+    explicit LogRecordFile(const QString& path);
 
     /// Makes @p bytes the content. False when that is not possible now (no folder, full disk); the old record then
     /// stays and the next call tries again.
@@ -55,19 +53,19 @@ private:
         Platform::UniqueFd descriptor;
         off_t length = 0;
     };
-    enum class Outcome { Done, Failed, Missing, Unsupported };
 
     bool openSides();
     bool openSide(Side& side, const QByteArray& name);
     void closeSides();
     bool sidesAreLinked() const;
-    Outcome exchange(QByteArrayView bytes);
+    /// False with errno.
+    bool exchange(QByteArrayView bytes);
 
     QString m_path;
     QByteArray m_folder;
     QByteArray m_name;
     QByteArray m_spareName;
-    Method m_method;
+    bool m_canExchange = true;
     Platform::UniqueFd m_folderDescriptor;
     Side m_record;
     Side m_spare;

@@ -106,10 +106,6 @@ bool LogRing::fileHandleAvailable() {
     return true;
 }
 
-void LogRing::getCurrentLogName() {
-    m_current = LogRecord::indexAfter(currentLogName());
-}
-
 void LogRing::rotate() {
     getCurrentLogName();
     m_currentLogInfo.logInfos[m_current] = 0;

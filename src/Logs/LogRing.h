@@ -38,7 +38,7 @@ private:
     void readLogInfo();
     void initial();
     /// Goes on to the successor in the ring.
-    void getCurrentLogName();
+    void getCurrentLogName() { m_current = LogRecord::indexAfter(currentLogName()); }
     void rotate();
     void createFileHandle();
     bool openFile(QIODevice::OpenMode creation);

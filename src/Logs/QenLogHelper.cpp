@@ -99,10 +99,6 @@ QString QenLogHelper::rootDirectory() {
     return m_folders.rootDirectory();
 }
 
-QString QenLogHelper::desktopDirectory() {
-    return m_folders.desktopDirectory();
-}
-
 QString QenLogHelper::currentLogName() {
     drain();
     return m_ring.currentLogName();

@@ -56,7 +56,7 @@ public:
     /// The log directory. Waits until the log is open.
     QString rootDirectory();
     /// The user's Desktop. Runs a command unless the log has been opened.
-    QString desktopDirectory();
+    QString desktopDirectory() { return m_folders.desktopDirectory(); }
     /// The name of the file now being written. Waits for the lines queued so far.
     QString currentLogName();
     /// The path of the size record. Waits until the log is open.

@@ -13,15 +13,11 @@ namespace {
 
 const QDateTime Reference(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC);
 
-double withDecimals(double wholeSeconds, const QString& decimals) {
-    return wholeSeconds + decimals.toDouble();
-}
-
 /// "" or as many decimals, with their point, as it takes to read @p seconds again.
 QString decimalsOf(double seconds, double wholeSeconds) {
     constexpr int MostDecimals = 20;
     QString decimals;
-    for (int count = 1; withDecimals(wholeSeconds, decimals) != seconds && count <= MostDecimals; ++count)
+    for (int count = 1; wholeSeconds + decimals.toDouble() != seconds && count <= MostDecimals; ++count)
         decimals = QString::number(seconds - wholeSeconds, 'f', count).mid(1);
     return decimals;
 }
@@ -48,7 +44,7 @@ std::optional<double> fromIsoText(QStringView text) {
     const QTime time(number(4), number(5), number(6));
     if (!match.hasMatch() || !date.isValid() || !time.isValid())
         return std::nullopt;
-    return withDecimals(static_cast<double>(Reference.secsTo(QDateTime(date, time, Qt::UTC))), match.captured(7));
+    return static_cast<double>(Reference.secsTo(QDateTime(date, time, Qt::UTC))) + match.capturedView(7).toDouble();
 }
 
 } // namespace Platform::ArchiveDate

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "BinaryFormat.h"
+#include "BinaryFile.h"
 
 #include <QByteArray>
 #include <QHashFunctions>

@@ -47,9 +47,8 @@ quint64 KeyOrder::hash(QStringView key) {
     if (length <= WholeLimit) {
         result = mixed(result, units, length);
     } else {
-        result = mixed(result, units, Part);
-        result = mixed(result, units + length / 2 - Part / 2, Part);
-        result = mixed(result, units + length - Part, Part);
+        for (const qsizetype first : {qsizetype{0}, length / 2 - Part / 2, length - Part})
+            result = mixed(result, units + first, Part);
     }
     return result + (result << (length & 31));
 }

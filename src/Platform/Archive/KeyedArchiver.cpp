@@ -79,14 +79,14 @@ struct Numbering {
             for (const quint32 i : indices)
                 uids[place++] = numberKey(pairs[i]);
             for (const quint32 i : indices)
-                setUid(place++, number(pairs[i].value));
+                uids[place++] = number(pairs[i].value);
         } else {
             uids.resize(place + value.array().size() + value.dictionary().size());
             for (const ArchiveValue& item : value.array())
-                setUid(place++, number(item));
+                uids[place++] = number(item);
             // Numbers alone stand in the field itself.
             for (const ArchiveEntry& field : value.dictionary())
-                setUid(place++, field.value.isNumber() ? 0 : number(field.value));
+                uids[place++] = field.value.isNumber() ? 0 : number(field.value);
         }
         if (value.isObject())
             entries[uid].classUid = numberClass(value.objectClass());
@@ -94,8 +94,6 @@ struct Numbering {
             entries[uid].classUid = numberClass(nativeClassOf(value));
         return uid;
     }
-
-    void setUid(size_t place, quint32 uid) { uids[place] = uid; }
 
     quint32 numberKey(const ArchiveEntry& pair) {
         const quint32 uid = shared.numberOfKey(pair.key, pair.keyInstance, next());

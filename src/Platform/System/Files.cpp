@@ -3,6 +3,7 @@
 #include "UniqueFd.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -19,24 +20,6 @@ Error systemError(int number) {
     return {PosixErrorDomain, number, QString::fromLocal8Bit(std::strerror(number))};
 }
 
-namespace {
-
-QByteArray folderOf(const QByteArray& path) {
-    const qsizetype slash = path.lastIndexOf('/');
-    if (slash < 0)
-        return ".";
-    return slash == 0 ? QByteArray("/") : path.left(slash);
-}
-
-bool syncFolder(const QByteArray& folder) {
-    const UniqueFd descriptor(
-        uninterrupted([&] { return open(folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
-    // Some file systems cannot sync a folder, and need not.
-    return descriptor.isOpen() && (uninterrupted([&] { return fsync(descriptor.get()); }) == 0 || errno == EINVAL);
-}
-
-} // namespace
-
 FileIdentity fileIdentity(const QString& path) {
     struct stat status {};
     if (stat(QFile::encodeName(path).constData(), &status) != 0)
@@ -45,7 +28,11 @@ FileIdentity fileIdentity(const QString& path) {
 }
 
 bool syncFolderOf(const QString& path) {
-    return syncFolder(folderOf(QFile::encodeName(path)));
+    const QByteArray folder = QFile::encodeName(QFileInfo(path).path());
+    const UniqueFd descriptor(
+        uninterrupted([&] { return open(folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+    // Some file systems cannot sync a folder, and need not.
+    return descriptor.isOpen() && (uninterrupted([&] { return fsync(descriptor.get()); }) == 0 || errno == EINVAL);
 }
 
 bool writeAll(int descriptor, QByteArrayView bytes) {
@@ -101,9 +88,9 @@ std::optional<QByteArray> readFile(const QString& path, qint64 limit, bool* mayP
 
 Error replaceFile(const QString& path, const QByteArray& bytes, Durability durability, mode_t mode) {
     const QByteArray target = QFile::encodeName(path);
-    const QByteArray folder = folderOf(target);
     const bool isSynced = durability == Durability::Synced;
-    QByteArray name = folder + "/.mav-" + QByteArray(6, 'X'); // the letters become a name that is free
+    // The letters become a name that is free.
+    QByteArray name = QFile::encodeName(QFileInfo(path).path()) + "/.mav-XXXXXX";
     UniqueFd descriptor(mkostemp(name.data(), O_CLOEXEC));
     if (!descriptor.isOpen())
         return systemError(errno);
@@ -116,7 +103,7 @@ Error replaceFile(const QString& path, const QByteArray& bytes, Durability durab
         unlink(name.constData());
         return systemError(reason);
     }
-    return isSynced && !syncFolder(folder) ? systemError(errno) : Error();
+    return isSynced && !syncFolderOf(path) ? systemError(errno) : Error();
 }
 
 bool makeFolder(const QString& path, mode_t mode, bool intermediate) {
@@ -124,7 +111,7 @@ bool makeFolder(const QString& path, mode_t mode, bool intermediate) {
     if (mkdir(name.constData(), mode) == 0)
         return chmod(name.constData(), mode) == 0;
     if (errno == ENOENT && intermediate) {
-        const QString above = QFile::decodeName(folderOf(name));
+        const QString above = QFileInfo(path).path();
         return above != path && makeFolder(above, mode, true) && makeFolder(path, mode, false);
     }
     struct stat status {};

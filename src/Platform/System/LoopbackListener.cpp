@@ -1,6 +1,7 @@
 #include "LoopbackListener.h"
 
-#include <QFile>
+#include "Files.h"
+
 #include <QRegularExpression>
 
 #include <algorithm>
@@ -20,9 +21,8 @@ constexpr qint64 LongestTable = 8 << 20;
 const QString Listener =
     u"^\\s*\\d+: (?:0100007F|0{8}|0{32}|0{16}FFFF00000100007F):%1 \\S+ 0A(?:\\s+\\S+){3}\\s+(\\d+)\\s"_s;
 
-QByteArray table(const char* path) {
-    QFile file(QString::fromLatin1(path));
-    return file.open(QIODevice::ReadOnly) ? file.read(LongestTable) : QByteArray();
+QByteArray table(const QString& path) {
+    return readFile(path, LongestTable).value_or(QByteArray());
 }
 
 } // namespace
@@ -38,7 +38,7 @@ QList<uint> listenersAt(quint16 port, const QByteArray& tcp, const QByteArray& t
 }
 
 bool isTrustedListener(quint16 port) {
-    const QList<uint> users = listenersAt(port, table("/proc/net/tcp"), table("/proc/net/tcp6"));
+    const QList<uint> users = listenersAt(port, table(u"/proc/net/tcp"_s), table(u"/proc/net/tcp6"_s));
     return !users.isEmpty() &&
         std::all_of(users.begin(), users.end(), [own = geteuid()](uint user) { return user == 0 || user == own; });
 }

@@ -14,11 +14,6 @@ namespace Platform {
 
 namespace {
 
-const QLoggingCategory& consoleCategory() {
-    static const QLoggingCategory category("mav.console");
-    return category;
-}
-
 /// A pipe that is ready for writing takes PIPE_BUF bytes without waiting; so nothing longer is handed over at once.
 void writeWithoutWaiting(int descriptor, QByteArrayView bytes) {
     while (!bytes.empty()) {
@@ -45,7 +40,7 @@ void handleMessage(QtMsgType, const QMessageLogContext& context, const QString& 
 } // namespace
 
 void systemLog(const QString& text) {
-    const QLoggingCategory& category = consoleCategory();
+    static const QLoggingCategory category("mav.console");
     if (!category.isInfoEnabled())
         return;
     const QMessageLogContext context(nullptr, 0, nullptr, category.categoryName());
