@@ -27,7 +27,8 @@ void tst_ReferenceAccounts::refusesEveryWrongField() {
                 continue; // sent by one of the two callers only
             for (const QJsonValue& wrong : {QJsonValue(), QJsonValue(QJsonArray()), QJsonValue(1.5)}) {
                 const auto answer = m_server.call(QString::fromLatin1(operation), {{name, wrong}});
-                QVERIFY2(answer[u"ret"_s] == -1 && answer[u"errorcode"_s] == 11, qPrintable(operation + u' ' + name));
+                QVERIFY2(answer[u"ret"_s] == -1 && answer[u"errorcode"_s] == 11,
+                    qPrintable(QString::fromLatin1(operation) + u' ' + name));
                 QVERIFY2(answer[u"msg"_s].toString().endsWith(name), qPrintable(answer[u"msg"_s].toString()));
             }
         }
