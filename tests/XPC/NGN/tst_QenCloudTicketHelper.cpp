@@ -48,7 +48,8 @@ class tst_QenCloudTicketHelper : public QObject {
 
 private Q_SLOTS:
     void initTestCase() {
-        QDBusConnection connection = QDBusConnection::connectToBus(m_bus.address(), u"service"_s);
+        m_bus = std::make_unique<PrivateBus>();
+        QDBusConnection connection = QDBusConnection::connectToBus(m_bus->address(), u"service"_s);
         QVERIFY(connection.isConnected());
         QVERIFY(connection.registerObject(u"/"_s, &m_service, QDBusConnection::ExportAllSlots));
         QVERIFY(connection.registerService(Deployment::TicketServiceName));
@@ -69,7 +70,7 @@ private Q_SLOTS:
     void answersAreNoticed() {
         QFETCH(bool, isNew);
         m_service.isNew = m_service.runs = isNew;
-        QenCloudTicketHelper helper(m_client->log, m_bus.address());
+        QenCloudTicketHelper helper(m_client->log, m_bus->address());
         QCOMPARE(check(helper), isNew);
         QCOMPARE(m_service.calls, QStringList{u"check 1"_s});
 
@@ -89,7 +90,7 @@ private Q_SLOTS:
 
     void silentServiceCostsTheLimit() {
         m_service.replies = false;
-        QenCloudTicketHelper helper(m_client->log, m_bus.address(), std::chrono::milliseconds(400));
+        QenCloudTicketHelper helper(m_client->log, m_bus->address(), std::chrono::milliseconds(400));
         QElapsedTimer timer;
         timer.start();
         QVERIFY(!check(helper));
@@ -156,7 +157,7 @@ private:
         return QTest::qWaitFor([&] { return answer.wait_for(0s) == std::future_status::ready; }, 15000) && answer.get();
     }
 
-    PrivateBus m_bus;
+    std::unique_ptr<PrivateBus> m_bus;
     TicketService m_service;
     std::unique_ptr<Client> m_client;
 };
