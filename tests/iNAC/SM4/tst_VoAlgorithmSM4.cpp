@@ -105,10 +105,12 @@ void tst_VoAlgorithmSM4::standardVectorsInBulk() {
     const QByteArray key = QByteArray::fromHex("0123456789abcdeffedcba9876543210");
     sm4_context encryption;
     sm4_setkey_enc(&encryption, in(key));
-    QByteArray blocks = key.repeated(8);
+    // Eight would take the tables eight times as long, instrumented longer than a test may.
+    const int count = sm4_fastest_blocks() == &sm4_blocks_by_table ? 1 : 8;
+    QByteArray blocks = key.repeated(count);
     for (int i = 0; i < 1000000; ++i)
-        sm4_crypt_ecb(&encryption, SM4_ENCRYPT, 8 * SM4_BLOCK_SIZE, in(blocks), out(blocks));
-    QCOMPARE(blocks.toHex(), QByteArray("595298c7c6fd271f0402f804c33d3f66").repeated(8));
+        sm4_crypt_ecb(&encryption, SM4_ENCRYPT, static_cast<size_t>(blocks.size()), in(blocks), out(blocks));
+    QCOMPARE(blocks.toHex(), QByteArray("595298c7c6fd271f0402f804c33d3f66").repeated(count));
 }
 
 /// Both ways that independent blocks can go, in every number up to two vectors and around the widest step.
