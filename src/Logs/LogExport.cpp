@@ -149,10 +149,12 @@ void QenLogHelper::endExports() {
 }
 
 bool QenLogHelper::isEnding(const Completion& complete) {
-    const std::lock_guard lock(m_zipMutex);
-    if (m_isEnding)
+    std::unique_lock lock(m_zipMutex);
+    const bool isEnding = m_isEnding;
+    lock.unlock();
+    if (isEnding)
         complete(false, u"the client ended"_s);
-    return m_isEnding;
+    return isEnding;
 }
 
 void QenLogHelper::repairLogFolder(const Completion& complete) {
@@ -183,6 +185,7 @@ void QenLogHelper::beginExport(Completion complete, std::function<void(const Com
 void QenLogHelper::makeReport(const QString& directory, Completion complete) {
     beginExport(std::move(complete), [this, directory](const Completion& done) {
         const QString report = FileManager().createDirectoryWithName(u"MavLogs"_s, directory) + u"/MavReport.zip"_s;
+        QFile::remove(report); // as an export does; the reporter itself replaces nothing
         QString output;
         QString failure;
         if (runPacker(m_world.reporter, {u"report"_s, report}, output, failure) != 0) {

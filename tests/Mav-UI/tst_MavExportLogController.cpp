@@ -189,10 +189,15 @@ private Q_SLOTS:
         QTest::mouseClick(choice, Qt::LeftButton, {}, QPoint(8, choice->height() / 2));
         QVERIFY(choice->isChecked());
         QVERIFY(m_sheet->accessibleDescription() != logs);
-        press(*m_sheet, "exportButton");
-        m_computer->browser.release();
-        QTRY_COMPARE_WITH_TIMEOUT(m_states, (QList<bool>{true, false}), 60000);
-        QCOMPARE(m_computer->logged(), QStringList{Success});
+        // The second one takes the place of the first.
+        for (int reports = 1; reports <= 2; ++reports) {
+            m_states.clear();
+            press(*m_sheet, "exportButton");
+            m_computer->browser.release();
+            QTRY_COMPARE_WITH_TIMEOUT(m_states, (QList<bool>{true, false}), 60000);
+            QCOMPARE(m_computer->logged(), QStringList(reports, Success));
+            open();
+        }
         QCOMPARE(m_computer->opened, m_computer->desktop());
         QCOMPARE(QDir(m_computer->desktop() + u"/MavLogs"_s).entryList(QDir::Files), QStringList(u"MavReport.zip"_s));
     }
