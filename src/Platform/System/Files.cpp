@@ -89,8 +89,8 @@ std::optional<QByteArray> readFile(const QString& path, qint64 limit, bool* mayP
 Error replaceFile(const QString& path, const QByteArray& bytes, Durability durability, mode_t mode) {
     const QByteArray target = QFile::encodeName(path);
     const bool isSynced = durability == Durability::Synced;
-    // The letters become a name that is free.
-    QByteArray name = QFile::encodeName(QFileInfo(path).path()) + "/.mav-XXXXXX";
+    // Six times the same letter asks for a name that is free.
+    QByteArray name = QFile::encodeName(QFileInfo(path).path()) + "/.mav-" + QByteArray(6, 'X');
     UniqueFd descriptor(mkostemp(name.data(), O_CLOEXEC));
     if (!descriptor.isOpen())
         return systemError(errno);
