@@ -14,7 +14,8 @@ namespace Platform {
 
 namespace {
 
-constexpr qint64 LongestTable = 8 << 20;
+/// Of four hundred thousand sockets; beyond, nobody is trusted.
+constexpr qint64 LongestTable = 64 << 20;
 
 /// A socket that listens (0A) at an address that takes connections to 127.0.0.1, as the kernel prints it; then the
 /// port, and four columns later the user.
