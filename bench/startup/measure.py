@@ -1,7 +1,8 @@
 #!/usr/bin/python3
 """Start, memory and idle wake-ups of the signed-out client beside an empty Qt window, on a virtual display of its own.
 
-Everything is measured from outside. One JSON line a case, then the ratios with their goals; timings never fail the run.
+Everything is measured from outside. One JSON line a case, then the ratios with their goals. Status 1 when memory
+is over its goal; timings never fail the run.
 usage: bench/startup/measure.py [--programs build/release/bin] [--rounds 15] [--idle 20]
 BENCH_ONLY (a substring, or =NAME) picks cases: start, memory, idle.
 """
@@ -152,6 +153,7 @@ def main():
     folder = tempfile.mkdtemp(prefix="mav-bench-")
     bench = None
     try:
+        missed = []
         bench = Bench(folder, options.programs, options.rounds, options.idle)
         for case, measure in (("start", bench.start), ("memory", bench.memory),
                               ("idle", lambda: bench.settled(bench.idle_wakeups))):
@@ -162,8 +164,12 @@ def main():
                 print(json.dumps({"case": f"{case}_{name}", **values}), flush=True)
             if case in GOALS:
                 client, empty = (next(iter(result[name].values())) for name in ("client", "empty_window"))
-                print(json.dumps({"case": f"{case}_ratio", "ratio": round(client / empty, 2), "goal": GOALS[case]}), flush=True)
-        return 0
+                ratio = round(client / empty, 2)
+                print(json.dumps({"case": f"{case}_ratio", "ratio": ratio, "goal": GOALS[case]}), flush=True)
+                if ratio > GOALS[case] and case != "start":
+                    missed.append(f"{case}: {ratio} of the empty window, the goal is {GOALS[case]}")
+        print("\n".join(f"MISSED: {line}" for line in missed), file=sys.stderr, end="\n" if missed else "")
+        return 1 if missed else 0
     except Failure as failure:
         print(f"FAILED: {failure}", file=sys.stderr)
         return 1
