@@ -1,11 +1,15 @@
 #include "ClientWorld.h"
 
+#include "FileEventStream.h"
 #include "FileManager.h"
 #include "Files.h"
 #include "SystemFaults.h"
 #include "UserDefaults.h"
 
+#include <QScopeGuard>
+
 #include <cerrno>
+#include <thread>
 
 namespace {
 
@@ -90,6 +94,37 @@ private Q_SLOTS:
         qunsetenv("MAV_ROOT");
         // Nothing failed in the last round: the flow was met.
         QVERIFY(call > 1);
+    }
+
+    /// The kernel is asked again, and what has come meanwhile is news.
+    void filesAreFollowedOnceTheKernelCan() {
+        const ClientFolder folder;
+        const QString path = folder.file(u"tips.txt"_s);
+        std::mutex mutex;
+        QStringList told;
+        QStringList changed;
+        const auto taking = [&mutex](QStringList& list) {
+            return [&mutex, &list](const auto& news) {
+                const std::lock_guard lock(mutex);
+                list << news;
+            };
+        };
+        const auto all = [&mutex](const QStringList& list) {
+            const std::lock_guard lock(mutex);
+            return list;
+        };
+        SystemFaults::arm(1, EMFILE, false);
+        Platform::FileEventStream stream({path}, std::chrono::milliseconds(20), taking(changed), taking(told));
+        QVERIFY(SystemFaults::disarm());
+        std::thread running([&stream] { stream.run(); });
+        const auto end = qScopeGuard([&] {
+            stream.stop();
+            running.join();
+        });
+        QTRY_COMPARE(all(told).size(), 1);
+        QVERIFY(!Platform::replaceFile(path, "new"));
+        QTRY_COMPARE_WITH_TIMEOUT(all(changed), QStringList{path}, 15000);
+        QCOMPARE(all(told).value(1), u"[FileEventStream] files are followed again"_s);
     }
 
 private:
