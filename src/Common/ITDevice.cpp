@@ -11,7 +11,6 @@
 #include <QUuid>
 
 #include <cerrno>
-#include <cstring>
 
 using namespace Qt::StringLiterals;
 

@@ -5,7 +5,6 @@
 
 #include <QFontMetricsF>
 #include <QRegularExpression>
-#include <QStringDecoder>
 
 #include <algorithm>
 #include <climits>

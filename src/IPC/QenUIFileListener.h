@@ -8,7 +8,6 @@
 #include "Shared.h"
 
 #include <functional>
-#include <memory>
 #include <optional>
 
 class QenLogHelper;

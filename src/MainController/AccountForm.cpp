@@ -7,7 +7,6 @@
 #include "SpinnerButton.h"
 #include "StringTable.h"
 
-#include <QLabel>
 #include <QPointer>
 
 using namespace Qt::StringLiterals;

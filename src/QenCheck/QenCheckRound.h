@@ -8,7 +8,6 @@
 #include "Queue.h"
 
 #include <QObject>
-#include <QTimer>
 
 #include <chrono>
 

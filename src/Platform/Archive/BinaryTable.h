@@ -3,7 +3,6 @@
 #include "BinaryFile.h"
 
 #include <QByteArray>
-#include <QHashFunctions>
 #include <QVarLengthArray>
 
 #include <functional>

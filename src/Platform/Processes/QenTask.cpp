@@ -15,7 +15,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <thread>
 
 using namespace Qt::StringLiterals;
 

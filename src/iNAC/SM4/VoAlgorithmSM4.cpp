@@ -4,8 +4,6 @@
 #include "LibraryCipher.h"
 #include "sm4.h"
 
-#include <QDebug>
-
 #include <openssl/crypto.h>
 
 #include <climits>
