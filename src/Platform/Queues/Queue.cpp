@@ -157,33 +157,46 @@ SerialQueue& QueuePool::queue() {
 
 namespace {
 
+/// Runs on the main thread what other threads post. One event for each block, which keeps the block's place among the
+/// other events; the block itself waits behind a lock of our own, for the event queue's is not seen by the thread
+/// sanitizer.
+class MainThreadBlocks final : public QObject {
+public:
+    explicit MainThreadBlocks(QThread* mainThread) { moveToThread(mainThread); }
+
+    void post(Block block) {
+        {
+            const std::lock_guard lock(m_mutex);
+            m_blocks.push_back(std::move(block));
+        }
+        QCoreApplication::postEvent(this, new QEvent(QEvent::User));
+    }
+
+protected:
+    void customEvent(QEvent*) override {
+        Block block;
+        {
+            const std::lock_guard lock(m_mutex);
+            block = std::move(m_blocks.front());
+            m_blocks.pop_front();
+        }
+        block();
+    }
+
+private:
+    std::mutex m_mutex;
+    std::deque<Block> m_blocks;
+};
+
 class MainQueue final : public Queue {
 public:
     void async(Block block) override {
         const QCoreApplication* application = QCoreApplication::instance();
         if (!application)
             return;
-        m_posted.fetch_add(1, std::memory_order_release);
-        auto run = [this, block = std::move(block)] {
-            static_cast<void>(m_posted.load(std::memory_order_acquire));
-            block();
-        };
-        QMetaObject::invokeMethod(receiver(application->thread()), std::move(run), Qt::QueuedConnection);
-    }
-
-private:
-    /// Orders what is posted before what runs; the event queue's lock, which does so too, is not seen by the thread
-    /// sanitizer.
-    std::atomic<quint64> m_posted{0};
-
-    // Never destroyed, unlike the application, which may go while another thread is posting.
-    static QObject* receiver(QThread* mainThread) {
-        static QObject* const object = [mainThread] {
-            auto* made = new QObject;
-            made->moveToThread(mainThread);
-            return made;
-        }();
-        return object;
+        // Never destroyed, unlike the application, which may go while another thread is posting.
+        static auto* const blocks = new MainThreadBlocks(application->thread());
+        blocks->post(std::move(block));
     }
 };
 
