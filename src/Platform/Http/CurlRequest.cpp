@@ -3,8 +3,6 @@
 #include "ClientCertificate.h"
 #include "CurlCalls.h"
 
-#include <QNetworkProxy>
-
 #include <sys/socket.h>
 
 using namespace Qt::StringLiterals;
@@ -56,7 +54,11 @@ int CurlRequest::countRedirect(long status) {
     return ++m_redirects;
 }
 
-CURL* CurlRequest::attach(const QNetworkProxy& proxy) {
+bool CurlRequest::sharesConnections(const CurlRequest& other) const {
+    return m_session == other.m_session && m_url.authority() == other.m_url.authority();
+}
+
+CURL* CurlRequest::attach() {
     m_easy = curl_easy_init();
     if (!m_easy)
         return nullptr;
@@ -69,7 +71,7 @@ CURL* CurlRequest::attach(const QNetworkProxy& proxy) {
     curl_easy_setopt(m_easy, CURLOPT_HEADERDATA, this);
     curl_easy_setopt(m_easy, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(m_session->settings.responseLimit));
     setConnection();
-    setTransport(proxy);
+    setTransport();
     setMethod();
     return m_easy;
 }
@@ -91,7 +93,7 @@ void CurlRequest::setConnection() {
     }
 }
 
-void CurlRequest::setTransport(const QNetworkProxy& proxy) {
+void CurlRequest::setTransport() {
     curl_easy_setopt(m_easy, CURLOPT_URL, m_url.toEncoded().constData());
     curl_easy_setopt(m_easy, CURLOPT_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(m_easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
@@ -103,12 +105,12 @@ void CurlRequest::setTransport(const QNetworkProxy& proxy) {
     curl_easy_setopt(m_easy, CURLOPT_USERAGENT, "Mav/" MAV_VERSION);
     curl_easy_setopt(m_easy, CURLOPT_ACCEPT_ENCODING, "gzip, deflate");
     // Set even when empty: otherwise the library reads the environment by itself.
-    curl_easy_setopt(m_easy, CURLOPT_PROXY, proxyUrl(proxy).constData());
+    curl_easy_setopt(m_easy, CURLOPT_PROXY, proxyUrl(*m_proxy).constData());
     curl_easy_setopt(m_easy, CURLOPT_NOPROXY, "");
     curl_easy_setopt(m_easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
-    if (!proxy.user().isEmpty()) {
-        curl_easy_setopt(m_easy, CURLOPT_PROXYUSERNAME, proxy.user().toUtf8().constData());
-        curl_easy_setopt(m_easy, CURLOPT_PROXYPASSWORD, proxy.password().toUtf8().constData());
+    if (!m_proxy->user().isEmpty()) {
+        curl_easy_setopt(m_easy, CURLOPT_PROXYUSERNAME, m_proxy->user().toUtf8().constData());
+        curl_easy_setopt(m_easy, CURLOPT_PROXYPASSWORD, m_proxy->password().toUtf8().constData());
     }
 }
 
@@ -129,6 +131,7 @@ void CurlRequest::setMethod() {
 }
 
 void CurlRequest::detach(CURLM* multi) {
+    m_proxy.reset();
     if (!m_easy)
         return;
     curl_multi_remove_handle(multi, m_easy);

@@ -3,13 +3,13 @@
 #include "HttpAnswer.h"
 #include "HttpSession.h"
 
+#include <QNetworkProxy>
 #include <QUrl>
 
 #include <array>
 #include <atomic>
 #include <chrono>
-
-class QNetworkProxy;
+#include <optional>
 
 namespace Platform {
 
@@ -46,9 +46,15 @@ public:
     /// The next hop of a redirect by @p status. Returns how many there were so far.
     int countRedirect(long status);
 
+    /// What may begin once few enough go to the same host.
+    void waitWith(const QNetworkProxy& proxy) { m_proxy = proxy; }
+    bool isWaiting() const { return m_proxy && !m_easy; }
+    bool isAttached() const { return m_easy; }
+    bool sharesConnections(const CurlRequest& other) const;
+
     /// A new handle for the next transfer, which calls back into this object until detach(); null when there is none.
-    CURL* attach(const QNetworkProxy& proxy);
-    /// Ends the transfer, if there is one.
+    CURL* attach();
+    /// Ends the transfer, or the wait for it.
     void detach(CURLM* multi);
     static CurlRequest& of(CURL* easy);
 
@@ -58,7 +64,7 @@ public:
 
 private:
     void setConnection();
-    void setTransport(const QNetworkProxy& proxy);
+    void setTransport();
     void setMethod();
     static size_t onBody(char* bytes, size_t size, size_t count, void* self);
     static size_t onHeader(char* bytes, size_t size, size_t count, void* self);
@@ -68,6 +74,7 @@ private:
     const Clock::time_point m_deadline;
     const Finish m_finish;
     QUrl m_url;
+    std::optional<QNetworkProxy> m_proxy;
     int m_redirects = 0;
 
     CURL* m_easy = nullptr;

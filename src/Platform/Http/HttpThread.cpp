@@ -31,7 +31,8 @@ constexpr std::chrono::milliseconds ParkWait{500};
 constexpr std::chrono::seconds LoadWait{5};
 constexpr int MostRedirects = 5;
 /// Towards one host at once; further requests wait for their turn, which counts into their time. As many are kept when
-/// idle: with fewer, a connection that comes free would be closed while a waiting request makes a new one.
+/// idle: with fewer, a connection that comes free would be closed while a waiting request makes a new one. The transfer
+/// library's own limit does without: its versions forget waiting transfers, or the limit.
 constexpr long MostConnections = 6;
 
 thread_local bool isNetworkThread = false;
@@ -155,7 +156,6 @@ void HttpThread::run() {
         // Again, after the other libraries' exit handlers are registered: the last one runs first.
         parkAtExit();
         curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, MostConnections);
-        curl_multi_setopt(multi, CURLMOPT_MAX_HOST_CONNECTIONS, MostConnections);
         const std::lock_guard lock(m_mutex);
         m_multi = multi;
     }
@@ -263,21 +263,31 @@ void HttpThread::route(CurlRequest& request, const QString& text, const HttpAnsw
         return;
     }
     request.setUrl(url);
-    if (isLoopback(url.host())) {
-        begin(request, QNetworkProxy::NoProxy);
-        return;
-    }
-    findProxy(url, [this, weak = request.weak_from_this()](const QNetworkProxy& proxy) {
+    const auto begin = [this, weak = request.weak_from_this()](const QNetworkProxy& proxy) {
         // Its time may be over by now.
-        if (const auto waiting = weak.lock())
-            begin(*waiting, proxy);
-    });
+        if (const auto found = weak.lock()) {
+            found->waitWith(proxy);
+            beginNext(*found);
+        }
+    };
+    if (isLoopback(url.host()))
+        begin(QNetworkProxy::NoProxy);
+    else
+        findProxy(url, begin);
 }
 
-void HttpThread::begin(CurlRequest& request, const QNetworkProxy& proxy) {
-    CURL* easy = request.attach(proxy);
+/// Begins the request that has waited longest for a connection like @p last's, if one is free.
+void HttpThread::beginNext(const CurlRequest& last) {
+    const auto isLike = [&last](const auto& request) { return request->sharesConnections(last); };
+    const auto isRunning = [&](const auto& request) { return request->isAttached() && isLike(request); };
+    const auto next =
+        std::ranges::find_if(m_requests, [&](const auto& request) { return request->isWaiting() && isLike(request); });
+    if (last.session().isClosed || next == m_requests.end() ||
+        std::ranges::count_if(m_requests, isRunning) >= MostConnections)
+        return;
+    CURL* easy = (*next)->attach();
     if (!easy || curl_multi_add_handle(m_multi, easy) != CURLM_OK)
-        finish(request, httpError(Error::Unknown, u"no transfer"_s));
+        finish(**next, httpError(Error::Unknown, u"no transfer"_s));
 }
 
 void HttpThread::finish(const CurlRequest& request, const Error& error, const HttpAnswer& answer) {
@@ -285,6 +295,7 @@ void HttpThread::finish(const CurlRequest& request, const Error& error, const Ht
     const auto finished = std::move(*found);
     m_requests.erase(found);
     finished->detach(m_multi);
+    beginNext(*finished);
     // Last: the completion may send again and may close its session.
     finished->finish(error, answer);
 }
@@ -294,6 +305,7 @@ void HttpThread::transferDone(CurlRequest& request, CURLcode code) {
     Error error = request.takeAnswer(code, &answer);
     if (!error && isRedirect(answer)) {
         request.detach(m_multi);
+        beginNext(request);
         route(request, QString::fromUtf8(answer.location), &answer);
         return;
     }

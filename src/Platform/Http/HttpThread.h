@@ -47,7 +47,7 @@ private:
 
     void start(const std::shared_ptr<CurlRequest>& request);
     void route(CurlRequest& request, const QString& text, const HttpAnswer* redirect = nullptr);
-    void begin(CurlRequest& request, const QNetworkProxy& proxy);
+    void beginNext(const CurlRequest& last);
     void transferDone(CurlRequest& request, CURLcode code);
     void finish(const CurlRequest& request, const Error& error, const HttpAnswer& answer = {});
     template <typename Which>
