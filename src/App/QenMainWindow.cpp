@@ -22,7 +22,7 @@ constexpr int PlaceSettlesMilliseconds = 500;
 
 QenMainWindow::QenMainWindow(Platform::UserDefaults& defaults) : m_defaults(defaults) {
     m_ui.setupUi(this);
-    setMinimumSize(Theme::MainWindowLeastSize);
+    setMinimumSize(Theme::MainWindowLeastSize.width(), Theme::roomFor(Theme::MainWindowLeastSize.height(), 8));
     m_ui.menuButton->setIcon(Theme::icon(u"menu"_s, Theme::color(Theme::Color::Text)));
     connect(m_ui.menuButton, &QToolButton::clicked, this, &QenMainWindow::openMenu);
     auto* open = new QShortcut(QKeySequence(Qt::Key_F10), this);
@@ -62,7 +62,7 @@ void QenMainWindow::openMenu() {
 }
 
 void QenMainWindow::restorePlace() {
-    resize(Theme::MainWindowSize);
+    resize(Theme::MainWindowSize.width(), Theme::roomFor(Theme::MainWindowSize.height(), 4));
     const QByteArray place = m_defaults.objectForKey(PlaceKey).data();
     // Also refuses a place on a screen that is gone.
     if (!place.isEmpty() && restoreGeometry(place))

@@ -21,9 +21,12 @@ enum RetrievalStep { RetrievalForm = 0, MailSent = 1 };
 MavLoginStateViewCtrl::MavLoginStateViewCtrl(const MainViewWorld& world, QWidget* parent)
     : QWidget(parent), m_world(world) {
     m_ui.setupUi(this);
-    for (QLabel* mark : {m_ui.loginMark, m_ui.resetMark, m_ui.retrievalMark})
-        mark->setPixmap(Theme::picture(u"mark"_s, {MarkSize, MarkSize}, devicePixelRatioF()));
-    m_ui.mailPicture->setPixmap(Theme::picture(u"mail"_s, {MarkSize, MarkSize}, devicePixelRatioF()));
+    for (QLabel* mark : {m_ui.loginMark, m_ui.resetMark, m_ui.retrievalMark}) {
+        Theme::setPicture(mark, u"mark"_s, MarkSize);
+        // Larger type takes its room.
+        mark->setHidden(Theme::roomFor(0) > 0);
+    }
+    Theme::setPicture(m_ui.mailPicture, u"mail"_s, MarkSize);
     m_ui.backToServerBtn->setIcon(Theme::icon(u"back"_s, Theme::color(Theme::Color::SecondText)));
     QSizePolicy keepsRoom = m_ui.backToServerBtn->sizePolicy();
     keepsRoom.setRetainSizeWhenHidden(true);

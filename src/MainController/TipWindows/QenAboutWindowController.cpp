@@ -17,7 +17,7 @@ QenAboutWindowController::QenAboutWindowController(QWidget* parent)
     Ui::QenAboutWindowController ui;
     ui.setupUi(this);
     setAccessibleName(qtTrId("AboutMav"));
-    ui.markView->setPixmap(Theme::picture(u"mark"_s, {MarkSize, MarkSize}, devicePixelRatioF()));
+    Theme::setPicture(ui.markView, u"mark"_s, MarkSize);
     ui.versionLab->setText(qtTrId("VersionNamed").arg(Platform::infoValue(u"CFBundleShortVersionString"_s)));
     ui.buildLab->setText(qtTrId("BuildNamed").arg(Platform::infoValue(u"CFBundleVersion"_s)));
     connect(ui.closeBtn, &QPushButton::clicked, this, &QWidget::close);
