@@ -79,6 +79,8 @@ QPixmap picture(const QString& name, QSize size, qreal scale, const QColor& tint
 
 void setPicture(QLabel* label, const QString& name, int side, const QColor& tint) {
     label->setPixmap(picture(name, {side, side}, label->devicePixelRatioF(), tint));
+    // In the middle of the line that it may stand beside.
+    label->setMinimumHeight(roomFor(side));
 }
 
 QIcon icon(const QString& name, const QColor& tint, const QString& hover) {

@@ -52,16 +52,11 @@ int roomFor(int height, int lines = 1);
 inline constexpr int Space4 = 4, Space8 = 8, Space12 = 12, Space16 = 16, Space24 = 24, Space32 = 32;
 inline constexpr int CardRadius = 8, ButtonRadius = 6;
 inline constexpr int ControlHeight = 36;
-inline constexpr int CardWidth = 380;
-inline constexpr int BoxWidth = 420;
-inline constexpr int LeftBarWidth = 96;
+inline constexpr int CardWidth = 380, BoxWidth = 420, LeftBarWidth = 96;
 inline constexpr int IconSize = 20, SmallIconSize = 16;
 inline constexpr int FocusRingWidth = 2, FocusRingGap = 2;
-inline constexpr int MotionMilliseconds = 120;
-inline constexpr QSize MainWindowSize{960, 640};
-inline constexpr QSize MainWindowLeastSize{880, 600};
-inline constexpr QSize HelpWindowSize{920, 600};
-inline constexpr QSize LoginWindowSize{720, 480};
+inline constexpr QSize MainWindowSize{960, 640}, MainWindowLeastSize{880, 600};
+inline constexpr QSize HelpWindowSize{920, 600}, LoginWindowSize{720, 480};
 
 inline QColor color(Color name) {
     return QColor(static_cast<QRgb>(name));

@@ -71,9 +71,10 @@ QenTrustedAppWindow::QenTrustedAppWindow(QenCloudLoginHelper& login, QWidget* pa
 
 void QenTrustedAppWindow::openOver(const QWidget* window) {
     if (!isVisible()) {
-        resize(WindowSize);
+        const QRect area = BaseWindowController::areaAround(window ? *window : *this);
+        resize(WindowSize.boundedTo(area.size()));
         if (window)
-            move(BaseWindowController::getFrameOriginOfWindow(WindowSize, window->geometry()));
+            move(BaseWindowController::originWithin(area, size(), window->geometry()));
     }
     loadTrustedApp();
     BaseWindowController::makeKeyAndOrderFront(*this);

@@ -13,8 +13,8 @@ int levelFor(qint64 warnCount) {
 }
 
 QString stateText(int level) {
-    const QStringList words{u"电脑安全"_s, u"轻度危险"_s, u"中度危险"_s};
-    return words.value(level, u"重度危险"_s);
+    const QString words[] = {u"电脑安全"_s, u"轻度危险"_s, u"中度危险"_s, u"重度危险"_s};
+    return words[level >= 0 && level < 3 ? level : 3];
 }
 
 Pictures picturesFor(int level) {

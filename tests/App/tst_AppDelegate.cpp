@@ -281,6 +281,7 @@ private Q_SLOTS:
         MainViewWorld world = contents.world();
         world.probeDelay = 0ms;
         app.window.setContentView(new MavMianViewCtrl(world));
+        app.window.resize(app.window.minimumSize());
         app.window.show();
         QVERIFY(QTest::qWaitForWindowActive(&app.window));
         QCOMPARE(find<QLineEdit>(app.window, "PortLab")->font().pixelSize(), qRound(14 * typeScale));
