@@ -67,7 +67,7 @@ void QenMainLeftBar::openDetailWindow(QWidget* over) {
         connect(m_detailWindow, &QDialog::finished, this, &QenMainLeftBar::detailWindowClosed);
         if (over)
             m_detailWindow->move(BaseWindowController::originWithin(
-                BaseWindowController::areaAround(*over), m_detailWindow->sizeHint(), over->geometry()));
+                BaseWindowController::areaAround(*over), Theme::LoginWindowSize, over->geometry()));
     }
     BaseWindowController::makeKeyAndOrderFront(*m_detailWindow);
 }
