@@ -237,8 +237,7 @@ def make_gallery(story_class):
 
         def long_names(self):
             """Whatever others may have typed; nothing is cut without a way to read it."""
-            subprocess.run(["convert", "-size", "900x56", "gradient:blue-red", "-rotate", "0",
-                            self.world.agent_state("c_qen_mark@2x.png")], check=True)
+            subprocess.run(["convert", "-size", "900x56", "gradient:blue-red", self.world.agent_state("c_qen_mark@2x.png")], check=True)
             self.world.desk.action("set_username", userid=USER, username=LONG_NAME)
             self.world.edit_agent(tips=LONG_NAME * 4, appmgrlist=LONG_NAMES, ngncloudlist={"trustedapp": LONG_TRUSTED})
             self._choose("退出登录")
@@ -260,7 +259,8 @@ def make_gallery(story_class):
         def write_page(self):
             if not self.folder.startswith(DOCS):
                 return
-            lines = ["# Gallery", "", "Every window in its states, made from the real program by `scripts/demo/gallery.py`.", ""]
+            lines = ["# Gallery", "", "Every window in its states, made from the real program by `scripts/demo/gallery.py`. Its options",
+                     "`--scale`, `--screen` and `--font` show the same on other screens and with a larger font of the desktop.", ""]
             for name, caption in self.shown:
                 lines += [f"## {caption}", "", f"![{caption}](images/gallery/{name}.png)", ""]
             with open(os.path.join(DOCS, "gallery.md"), "w", encoding="utf-8") as page:
