@@ -82,6 +82,7 @@ void QenCheckPasswordFormat::place(double height) {
     const int gap = Theme::Space8;
 
     const QRect beside(field->mapToGlobal(QPoint()), field->size());
+    m_tipsLab->ensurePolished();
     // Larger type than the height was thought for takes more.
     const QSize size(GroundWidth + pointer, std::max(qRound(height), m_ground->heightForWidth(GroundWidth)));
     const int right = beside.right() + 1 + gap;
