@@ -244,6 +244,7 @@ def make_gallery(story_class):
             self.world.edit_agent(tips=LONG_NAME * 4, appmgrlist=LONG_NAMES, ngncloudlist={"trustedapp": LONG_TRUSTED})
             self._choose("退出登录")
             self._come_back()
+            self.desktop.press_keys("Escape")  # a menu that is still open
             self.windows.press("check box", "安全")
             self.show("long-names", "Long names of an organisation and of a person", 4)
             self.windows.press("check box", "应用")

@@ -11,12 +11,6 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-constexpr qsizetype LongestAccount = 64;
-
-} // namespace
-
 /// One that is sent and the words for what may come of it.
 struct AccountForm::Request {
     SpinnerButton* button;
@@ -171,5 +165,6 @@ void AccountForm::clearSecrets() {
 }
 
 QString AccountForm::resetAccountText() const {
+    constexpr qsizetype LongestAccount = 64;
     return u"账号 %1 需要先修改密码，才能登录。"_s.arg(m_fields.account->text().left(LongestAccount));
 }

@@ -6,17 +6,12 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-constexpr int MarkSize = 72;
-
-} // namespace
-
 QenAboutWindowController::QenAboutWindowController(QWidget* parent)
     : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint) {
     Ui::QenAboutWindowController ui;
     ui.setupUi(this);
     setAccessibleName(qtTrId("AboutMav"));
+    constexpr int MarkSize = 72;
     Theme::setPicture(ui.markView, u"mark"_s, MarkSize);
     ui.versionLab->setText(qtTrId("VersionNamed").arg(Platform::infoValue(u"CFBundleShortVersionString"_s)));
     ui.buildLab->setText(qtTrId("BuildNamed").arg(Platform::infoValue(u"CFBundleVersion"_s)));
