@@ -88,17 +88,14 @@ void AccountForm::resetPassword() {
         m_fields.account->text(), m_fields.password->text(), m_fields.newPassword->text(), m_fields.repeated->text()};
     const PasswordCase why = checkPasswordEntry(entry);
     const QString text = localizedString(tipKey(why));
-    switch (why) {
-    case PasswordCase::Accepted:
-        break;
-    case PasswordCase::Inconsistent:
+    if (why == PasswordCase::Inconsistent)
         return refuse(m_fields.repeated, text);
-    case PasswordCase::Rule:
-    case PasswordCase::SameAsOld:
+    if (why == PasswordCase::Rule || why == PasswordCase::SameAsOld) {
         refuse(m_fields.newPassword, text);
         Q_EMIT newPasswordRefused(why);
         return;
-    default:
+    }
+    if (why != PasswordCase::Accepted) {
         // What is missing stands on the page before, whose fields cannot be seen from here.
         m_fields.resetTips->setText(text);
         m_fields.resetTips->show();

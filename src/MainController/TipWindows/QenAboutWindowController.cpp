@@ -12,7 +12,7 @@ QenAboutWindowController::QenAboutWindowController(QWidget* parent)
     ui.setupUi(this);
     setAccessibleName(qtTrId("AboutMav"));
     constexpr int MarkSize = 72;
-    ui.markView->setPixmap(Theme::picture(u"mark"_s, {MarkSize, MarkSize}, devicePixelRatioF()));
+    Theme::setPicture(ui.markView, u"mark"_s, MarkSize);
     ui.versionLab->setText(qtTrId("VersionNamed").arg(Platform::infoValue(u"CFBundleShortVersionString"_s)));
     ui.buildLab->setText(qtTrId("BuildNamed").arg(Platform::infoValue(u"CFBundleVersion"_s)));
     connect(ui.closeBtn, &QPushButton::clicked, this, &QWidget::close);

@@ -6,8 +6,7 @@ using namespace Qt::StringLiterals;
 
 TipsLine::TipsLine(QWidget* parent) : QWidget(parent) {
     m_ui.setupUi(this);
-    m_ui.notice->setPixmap(Theme::picture(
-        u"notice"_s, {Theme::IconSize, Theme::IconSize}, devicePixelRatioF(), Theme::color(Theme::Color::SecondText)));
+    Theme::setPicture(m_ui.notice, u"notice"_s, Theme::IconSize, Theme::color(Theme::Color::SecondText));
     m_ui.organisationMark->setAccessibleName(qtTrId("OrganisationMark"));
 }
 
