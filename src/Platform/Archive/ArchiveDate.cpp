@@ -2,6 +2,7 @@
 
 #include <QDateTime>
 #include <QRegularExpression>
+#include <QTimeZone>
 
 #include <cmath>
 
@@ -11,7 +12,7 @@ namespace Platform::ArchiveDate {
 
 namespace {
 
-const QDateTime Reference(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC);
+const QDateTime Reference(QDate(2001, 1, 1), QTime(0, 0), QTimeZone::utc());
 
 /// "" or as many decimals, with their point, as it takes to read @p seconds again.
 QString decimalsOf(double seconds, double wholeSeconds) {
@@ -44,7 +45,7 @@ std::optional<double> fromIsoText(QStringView text) {
     const QTime time(number(4), number(5), number(6));
     if (!match.hasMatch() || !date.isValid() || !time.isValid())
         return std::nullopt;
-    return static_cast<double>(Reference.secsTo(QDateTime(date, time, Qt::UTC))) + match.capturedView(7).toDouble();
+    return static_cast<double>(Reference.secsTo(QDateTime(date, time, QTimeZone::utc()))) + match.capturedView(7).toDouble();
 }
 
 } // namespace Platform::ArchiveDate
