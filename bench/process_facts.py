@@ -39,6 +39,17 @@ def descriptors(pid):
     return len(os.listdir(f"/proc/{pid}/fd"))
 
 
+def open_files(pid):
+    """Descriptors but for sockets, which come and go with the connections that are kept for a while."""
+    count = 0
+    for name in os.listdir(f"/proc/{pid}/fd"):
+        try:
+            count += not os.readlink(f"/proc/{pid}/fd/{name}").startswith("socket:")
+        except FileNotFoundError:
+            pass
+    return count
+
+
 def children(pid):
     """Child processes, those that nobody has asked about their end included."""
     count = 0

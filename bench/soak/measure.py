@@ -1,11 +1,11 @@
 #!/usr/bin/python3
 """A working month of the client: sign-ins and sign-outs with all that happens in between. Does anything stay behind?
 
-Plays rounds through the real windows on a virtual display, in a network namespace of its own: a sign-out, a sign-in, and one or two
-of what bench/soak/rounds.py lists: outages and bad answers of the server, a killed agent, a computer that slept for longer than the
-timers, cables and addresses, changed files of the agent and long policies, which make the log turn over. The seed that is printed
-plays the same again. Before and behind them the signed-in client is measured at rest. One JSON line a quantity; status 1 when
-descriptors, threads, child processes, memory or files are not as they were, or when a round failed. As root, for the namespace.
+Plays rounds through the real windows on a virtual display, in a network namespace of its own: a sign-out, a sign-in, and one or
+two of what bench/soak/rounds.py lists: outages and bad answers of the server, a killed agent, a client that stood still for longer
+than its timers, cables and addresses, changed files of the agent, long policies, which make the log turn over. The seed that is
+printed plays the same again. Before and behind them the signed-in client is measured at rest. One JSON line a quantity; status 1
+when descriptors, threads, child processes, memory or files are not as they were, or when a round failed. As root, for the namespace.
 usage: bench/soak/measure.py [--programs build/dev/bin] [--rounds 200 | --quick] [--seed N]
 """
 
@@ -21,7 +21,7 @@ from statistics import median_low
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path[:0] = [os.path.join(HERE, "..", "..", "scripts", "demo"), os.path.join(HERE, "..")]
 import wire  # noqa: E402
-from process_facts import children, descriptors, unshared_memory  # noqa: E402
+from process_facts import children, descriptors, open_files, unshared_memory  # noqa: E402
 
 from processes import Failure  # noqa: E402
 from stage import tell  # noqa: E402
@@ -32,8 +32,8 @@ SETTLE = 75  # seconds: as bench/idle, some ticks of the watchdog
 # A look is eight samples over more than one tick of the watchdog, and its middle counts. What is not back by then gets more time:
 # what has leaked never comes back.
 SAMPLES, PAUSE, LOOKS = 8, 3, 5
-# Beyond the first hundred rounds each one may cost as much again. Fragments of the long policies, not what is lost: see rounds.py.
-MEMORY_PER_HUNDRED = 2048  # kB
+# Of the pages that belong to no file. Where the heap's holes lie depends on what came when: it goes up and down by that much.
+MEMORY_PER_HUNDRED = 2048  # kB; as much for a shorter run
 LOG_LIMIT = 0x500000 + 0x100000  # bytes: a file of the ring, and the line that filled it
 LINE = b"2026-01-01 08:00:00 : -[QenLogHelper writeLog:type:]_block_invoke:[148] : what a month has left behind \n"
 
@@ -59,12 +59,14 @@ class Soak:
         os.makedirs(self.world.path("tmp"))
         self.world.environment["TMPDIR"] = self.world.path("tmp")
         self.rounds = Rounds(*stage, seed)
-        self.bounds = {"descriptors": 0, "threads": 0, "children": 0, "pss_kb": MEMORY_PER_HUNDRED * max(1, rounds / 100)}
+        self.bounds = {"descriptors": 0, "open_files": 0, "threads": 0, "children": 0,
+                       "pss_kb": round(MEMORY_PER_HUNDRED * max(1, rounds / 100))}
 
     def look(self):
         pid, values = self.rounds.client.pid, {name: [] for name in self.bounds}
         for _ in range(SAMPLES):
             values["descriptors"].append(descriptors(pid))
+            values["open_files"].append(open_files(pid))
             values["threads"].append(len(os.listdir(f"/proc/{pid}/task")))
             values["children"].append(children(pid))
             values["pss_kb"].append(unshared_memory(pid))

@@ -10,7 +10,7 @@ import wire
 from late import POLICY, TICKET
 from office import BUTTON, RECHECK, SAFETY_TAB, SIGNED_IN, TAB, TOOLS_TAB
 from processes import Failure, wait_for
-from story import ACCOUNT_AND_DEVICE, COPY_DEVICE_NAME, SIGN_OUT, Story
+from story import ACCOUNT_AND_DEVICE, COPY_DEVICE_NAME, SERVER_PAGE, SIGN_OUT, Story
 from windows import outline
 from world import USER
 
@@ -95,12 +95,15 @@ class Rounds(Story):
 
     def without_the_server(self):
         self.world.server.stop()
-        self._choose(SIGN_OUT)
+        self._press_item(SIGN_OUT)
         wait_for("login.archive says that a sign-out is pending",
                  lambda: self.world.archive(self._record()).get("islogout") == 1, SLOW)
         self.confirm_box()
         self.world.start_server(self.children)
-        self._report_sign_out()
+        # The poll reports it as soon as somebody answers.
+        self.windows.wait_for_text(SERVER_PAGE, SLOW)
+        if self._session_state() != "ended" or os.path.exists(self._record()):
+            raise Failure("the pending sign-out was not carried out")
 
     # What happens to somebody who is signed in.
 
