@@ -32,7 +32,7 @@ SETTLE = 75  # seconds: as bench/idle, some ticks of the watchdog
 # A look is eight samples over more than one tick of the watchdog, and its middle counts. What is not back by then gets more time:
 # what has leaked never comes back.
 SAMPLES, PAUSE, LOOKS = 8, 3, 5
-# Of the pages that belong to no file. Where the heap's holes lie depends on what came when: it goes up and down by that much.
+# Of the pages that belong to no file; what 6 rounds grow by is below 1,000 kB.
 MEMORY_PER_HUNDRED = 2048  # kB; as much for a shorter run
 LOG_LIMIT = 0x500000 + 0x100000  # bytes: a file of the ring, and the line that filled it
 LINE = b"2026-01-01 08:00:00 : -[QenLogHelper writeLog:type:]_block_invoke:[148] : what a month has left behind \n"
