@@ -22,6 +22,11 @@ part_start() {
 part_idle() {
     cmake --preset dev && cmake --build --preset dev && /usr/bin/python3 bench/idle/measure.py --programs build/dev/bin --minutes 60
 }
+# The seed that the log ends with plays a failed run again.
+part_soak() {
+    scripts/install-packages.sh packages-nightly.txt &&
+        cmake --preset dev && cmake --build --preset dev && /usr/bin/python3 bench/soak/measure.py --programs build/dev/bin --rounds 120
+}
 # What clients cost their server: short, since the figures of docs/fleet.md come from a longer run; judged is that nothing fails.
 part_cost() {
     cmake --preset dev && cmake --build --preset dev --target bench_fleet mav-reference-server &&
@@ -44,7 +49,7 @@ part_sanitized() {
     done
 }
 
-[ $# -gt 0 ] || set -- tidy fuzz late sanitized releases reproducible fleet start idle cost
+[ $# -gt 0 ] || set -- tidy fuzz late sanitized releases reproducible fleet start idle soak cost
 scripts/install-packages.sh || exit
 mkdir -p build/nightly
 failed=()

@@ -32,10 +32,15 @@ bool ServiceFile::write(const QStringList& command) {
     QStringList words;
     for (const QString& word : command)
         words << quoted(word);
-    const QString text = u"[D-BUS Service]\nName=%1\nExec=%2\n"_s.arg(m_busName, words.join(u' '));
+    const QByteArray text = u"[D-BUS Service]\nName=%1\nExec=%2\n"_s.arg(m_busName, words.join(u' ')).toUtf8();
     QFile file(m_path);
+    if (file.open(QIODevice::ReadOnly) && file.readAll() == text) {
+        m_written = true;
+        return true;
+    }
+    file.close();
     m_written = QDir().mkpath(QFileInfo(m_path).absolutePath()) && file.open(QIODevice::NewOnly);
-    if (!m_written || file.write(text.toUtf8()) < 0) {
+    if (!m_written || file.write(text) < 0) {
         complain(m_path, file.errorString());
         return false;
     }

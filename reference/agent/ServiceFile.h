@@ -7,7 +7,8 @@ namespace ReferenceAgent {
 
 /// Makes a program a service that the session bus starts when it is first called, as long as this object lives.
 ///
-/// A file that is there already is another's and stays.
+/// A file that is there already is another's and stays, unless it has the very same words: those of an agent that was
+/// killed.
 class ServiceFile final {
 public:
     /// @param folder  where the bus looks for services

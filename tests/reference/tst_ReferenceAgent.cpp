@@ -39,6 +39,7 @@ public:
     QString file(const QString& name) const { return m_folder.filePath(name); }
     QString state(const QString& name) const { return file(u"root/Library/Application Support/QenCloud/"_s + name); }
     QString vpn() const { return file(u"root/Applications/Mav/Mav.app/Contents/GWD/ZelVPN"_s); }
+    QString service() const { return file(u"services/com.qencloud.mav.TicketService.service"_s); }
     /// Replaces the agent's file, as an editor does, and does not write in place.
     void edit(const QByteArray& settings) const {
         QFile edited(file(u"agent.json~"_s));
@@ -54,7 +55,8 @@ public:
 
     bool start() {
         agent.start(QStringLiteral(MAV_REFERENCE_AGENT),
-            {u"--root"_s, file(u"root"_s), u"--home"_s, file(u"home"_s), u"--file"_s, file(u"agent.json"_s)});
+            {u"--root"_s, file(u"root"_s), u"--home"_s, file(u"home"_s), u"--file"_s, file(u"agent.json"_s),
+                u"--services"_s, QFileInfo(service()).path()});
         return !waitFor("ready\n").isEmpty();
     }
     bool stop() {
@@ -202,6 +204,24 @@ private Q_SLOTS:
         QCOMPARE(accessAndStop(client)[0], int(AgentStop::NoAccess));
         QVERIFY(world.start());
         QCOMPARE(accessAndStop(client), (QList<int>{0, 3, -1}));
+    }
+
+    void aKilledAgentStartsAgain() {
+        World world("{}");
+        QVERIFY(world.start());
+        world.agent.kill();
+        QVERIFY(world.agent.waitForFinished(limitMs));
+        QVERIFY(QFile::exists(world.service()));
+        QVERIFY(world.start());
+        QVERIFY(world.stop());
+        QVERIFY(!QFile::exists(world.service()));
+
+        // Another's file stays.
+        QFile other(world.service());
+        QVERIFY(other.open(QIODevice::WriteOnly) && other.write("[D-BUS Service]\n") > 0);
+        other.close();
+        QVERIFY(!world.start());
+        QCOMPARE(readFile(world.service()), QByteArray("[D-BUS Service]\n"));
     }
 
     void endsOnSigterm() {
