@@ -71,7 +71,13 @@ private Q_SLOTS:
     void cleanup() { Platform::HostTools::setFolders({}); }
 
     void aFirstRequestWithoutDescriptors() {
-        for (int left = 0; left < 10; ++left) {
+        // The sanitizers ask the kernel what may be read, for which they need a pipe.
+#ifdef __SANITIZE_ADDRESS__
+        constexpr int Fewest = 4;
+#else
+        constexpr int Fewest = 0;
+#endif
+        for (int left = Fewest; left < 10; ++left) {
             const int outcome = QProcess::execute(QCoreApplication::applicationFilePath(),
                 {u"--ask"_s, QString::number(m_server.httpPort()), QString::number(left)});
             QVERIFY2(outcome == 0, qPrintable(u"%1 left: %2"_s.arg(left).arg(outcome)));
