@@ -13,17 +13,27 @@ def _text_of(arguments, environment):
 
 class Desktop:
     """Started in the constructor; its processes belong to the given children. With a scale everything is drawn that many
-    times as large."""
+    times as large; with a font, text is to be that many points large, as the desktop's settings say."""
 
-    def __init__(self, children, environment, runtime, has_window_manager=True, scale=1):
+    def __init__(self, children, environment, runtime, has_window_manager=True, scale=1, screen=(1280, 900), font=0):
         self.environment = dict(environment, QT_SCALE_FACTOR=str(scale))
-        self.screen = f"{1280 * scale}x{900 * scale}x24"
+        self.screen = "x".join(str(round(side * scale)) for side in screen) + "x24"
+        if font:
+            self._set_font(font)
         for name in ("WAYLAND_DISPLAY", "XAUTHORITY", "DBUS_SESSION_BUS_ADDRESS", "AT_SPI_BUS_ADDRESS"):
             self.environment.pop(name, None)
         self._start_display(children)
         self._start_bus(children, runtime)
         if has_window_manager:
             self._start_window_manager(children)
+
+    def _set_font(self, points):
+        """A desktop's own font comes to its programs in the desktop's settings; the display's density scales all of a window."""
+        folder = os.path.join(self.environment["HOME"], ".config")
+        os.makedirs(folder, exist_ok=True)
+        with open(os.path.join(folder, "kdeglobals"), "w", encoding="utf-8") as settings:
+            settings.write(f"[General]\nfont=Sans Serif,{points},-1,5,50,0,0,0,0,0\n")
+        self.environment.update(XDG_CURRENT_DESKTOP="KDE", KDE_SESSION_VERSION="5")
 
     def _start_display(self, children):
         read_end, write_end = os.pipe()

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Makes docs/gallery.md: every window of the client in its states, taken from the real program on a virtual display.
 
-usage: scripts/demo/gallery.py --programs build/dev/bin [--scale 2 --pictures FOLDER]
+usage: scripts/demo/gallery.py --programs build/dev/bin [--pictures FOLDER] [--scale 1.5] [--screen 1366x768] [--font 15]
 """
 
 import argparse
@@ -24,6 +24,11 @@ MANY_TOOLS = [{"apptype": "hyperlink", "appname": name, "desturl": "127.0.0.1", 
     ("公司门户", "portal"), ("在线文档", "document"), ("视频会议", "meeting"), ("企业邮箱", "mail"), ("日程", "calendar"),
     ("即时消息", "chat"), ("审批", "approval"), ("代码仓库", "code"), ("会议室预订", ""), ("Q&A", ""), ("差旅与费用报销申请和审批系统", ""),
     ("Wiki", ""))] + [{"apptype": "hyperlink", "appname": f"业务系统{number}", "desturl": "127.0.0.1"} for number in range(1, 25)]
+
+LONG_WORD, LONG_NAME = "Donaudampfschifffahrtsgesellschaftskapitaensmuetze", "差旅与费用报销申请和审批系统（华东区域分公司专用版本）"
+LONG_NAMES = [{"apptype": "hyperlink", "appname": name, "desturl": "127.0.0.1"} for name in (LONG_WORD, LONG_NAME, "A", LONG_WORD[:24])]
+LONG_TRUSTED = [{"categoryname": category, "appname": name, "category_serialnum": 1}
+                for category in (LONG_NAME, LONG_WORD * 2) for name in (LONG_NAME * 2, LONG_WORD * 2, "终端")]
 
 
 # What the checks' commands answer. The domain takes its time, so that one can see a check that runs.
@@ -96,6 +101,16 @@ def make_gallery(story_class):
             self.windows.wait_for_text(self.texts["AccountOrPwdError"], 10)
             self.show("login-wrong", "A wrong password")
             self.confirm()
+            self.windows.fill("password text", "密码", "")
+            self.windows.press("push button", self.texts["Login"])
+            self.windows.wait_for_text(self.texts["PwdNotEmpty"], 10)
+            self.confirm()
+            self.show("login-refused", "A field that was left empty")
+            self.world.desk.spoil("/api/public/clientlogin/account_login", "errorcode", ret=1, errorcode=1, msg="服务器维护中。" * 430)
+            self._submit_account(PASSWORD)
+            self.windows.find("push button", self.texts["Confirm"])
+            self.show("alert-long", "A server that says a great deal")
+            self.confirm()
             self.windows.press("push button", "忘记密码")
             self.windows.wait_for_text("找回密码", 5)
             self.show("retrieval", "A forgotten password, by mail")
@@ -121,6 +136,11 @@ def make_gallery(story_class):
             self.windows.press("push button", "扫码登录")
             self.windows.press("check box", "账号登录")
             self.show("login-window-account", "The same, with account and one-time code")
+            self.windows.fill_in_front("text", "账号", USER)
+            self.windows.fill_in_front("password text", "密码", PASSWORD)
+            self.windows.press_in_front("push button", self.texts["Login"])
+            self.windows.wait_for_text("OTP不能为空", 5)
+            self.show("login-window-refused", "The code was left out")
             self.close_window("本机信息")
 
         def signed_in(self):
@@ -197,6 +217,8 @@ def make_gallery(story_class):
             self.desktop.press_keys("Escape")
             self._choose("修改密码")
             self.windows.fill("password text", "新密码", "short")
+            for _ in range(2):  # past the eye of the old password, to where the rule is told
+                self.desktop.press_keys("Tab")
             self.show("password", "Changing the password")
             self.windows.press("push button", "取消")
             self._choose("导出日志")
@@ -215,10 +237,33 @@ def make_gallery(story_class):
             self.show("login-window-signed-in", "The login window while somebody is signed in")
             self.close_window("本机信息")
 
+        def long_names(self):
+            """Whatever others may have typed; nothing is cut without a way to read it."""
+            subprocess.run(["convert", "-size", "900x56", "gradient:blue-red", self.world.agent_state("c_qen_mark@2x.png")], check=True)
+            self.world.desk.action("set_username", userid=USER, username=LONG_NAME)
+            self.world.edit_agent(tips=LONG_NAME * 4, appmgrlist=LONG_NAMES, ngncloudlist={"trustedapp": LONG_TRUSTED})
+            self._choose("退出登录")
+            self._come_back()
+            self.desktop.press_keys("Escape")  # a menu that is still open
+            self.windows.press("check box", "安全")
+            self.show("long-names", "Long names of an organisation and of a person", 4)
+            self.windows.press("check box", "应用")
+            self.windows.find("push button", LONG_NAME)
+            self.show("tools-long", "Long names of tools")
+            self.windows.press("push button", "可用应用")
+            self.windows.find("list item", LONG_NAME)
+            self.show("trusted-long", "Long names of applications")
+            self.close_window("管理员允许您使用的应用")
+            self.windows.press("push button", "登录与设备信息")
+            self.windows.wait_for_text("本机信息", 10)
+            self.show("login-window-long", "A long name in the login window")
+            self.close_window("本机信息")
+
         def write_page(self):
             if not self.folder.startswith(DOCS):
                 return
-            lines = ["# Gallery", "", "Every window in its states, made from the real program by `scripts/demo/gallery.py`.", ""]
+            lines = ["# Gallery", "", "Every window in its states, made from the real program by `scripts/demo/gallery.py`. Its options",
+                     "`--scale`, `--screen` and `--font` show the same on other screens and with a larger font of the desktop.", ""]
             for name, caption in self.shown:
                 lines += [f"## {caption}", "", f"![{caption}](images/gallery/{name}.png)", ""]
             with open(os.path.join(DOCS, "gallery.md"), "w", encoding="utf-8") as page:
@@ -228,7 +273,7 @@ def make_gallery(story_class):
             write_computer(self.world)
             self.world.start_server(self.children)
             self.world.start_agent(self.children)
-            for chapter in (self.before_sign_in, self.login_window, self.signed_in, self.applications, self.menu):
+            for chapter in (self.before_sign_in, self.login_window, self.signed_in, self.applications, self.menu, self.long_names):
                 self.step(chapter)
             self.write_page()
 
@@ -238,11 +283,14 @@ def make_gallery(story_class):
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--programs", required=True, help="folder of the built programs")
-    parser.add_argument("--scale", type=int, default=1, help="draws everything that many times as large")
+    parser.add_argument("--scale", type=float, default=1, help="draws everything that many times as large")
+    parser.add_argument("--screen", default="1280x900", help="its size, before the scale")
+    parser.add_argument("--font", type=int, default=0, help="points of the desktop's font; most desktops begin with 10")
     parser.add_argument("--pictures", default=os.path.join(DOCS, "images", "gallery"), help="where they go instead of docs/")
     options = parser.parse_args()
     os.makedirs(options.pictures, exist_ok=True)
-    return tell(options.programs, LIMIT, lambda story, *stage: make_gallery(story)(*stage, options.pictures), options.scale)
+    return tell(options.programs, LIMIT, lambda story, *stage: make_gallery(story)(*stage, options.pictures),
+                scale=options.scale, screen=tuple(map(int, options.screen.split("x"))), font=options.font)
 
 
 if __name__ == "__main__":

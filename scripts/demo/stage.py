@@ -9,8 +9,10 @@ from processes import Children, Failure
 from world import World, end_on_signals, limit_whole_run
 
 
-def tell(programs, limit, make_teller, scale=1):
-    """Calls tell() of what make_teller makes of the story's class, world, children and desktop; returns the exit status."""
+def tell(programs, limit, make_teller, **display):
+    """Calls tell() of what make_teller makes of the story's class, world, children and desktop; returns the exit status.
+
+    What else is given goes to the desktop."""
     end_on_signals()
     limit_whole_run(limit)
     with tempfile.TemporaryDirectory(prefix="mav-story-") as folder:
@@ -18,7 +20,7 @@ def tell(programs, limit, make_teller, scale=1):
         children = Children(world.path("logs"))
         try:
             world.use_stand_in_browser()
-            desktop = Desktop(children, world.environment, world.runtime, scale=scale)
+            desktop = Desktop(children, world.environment, world.runtime, **display)
             world.environment = desktop.environment
             os.environ.clear()
             os.environ.update(desktop.environment)

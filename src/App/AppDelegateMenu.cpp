@@ -95,10 +95,9 @@ void AppDelegate::showHelpTopic(const QString& tag) {
 
 void AppDelegate::tapHelp() {
     constexpr int Offset = 50;
-    const QRect frame(BaseWindowController::getFrameOriginOfWindow(Theme::HelpWindowSize, m_world.window.geometry()) +
-            QPoint(Offset, Offset),
-        Theme::HelpWindowSize);
-    helpWindow().setGeometry(frame);
+    const QSize size = Theme::HelpWindowSize;
+    const QPoint origin = BaseWindowController::getFrameOriginOfWindow(size, m_world.window.geometry());
+    helpWindow().setGeometry(QRect(origin + QPoint(Offset, Offset), size));
     helpWindow().loadHelpView();
     BaseWindowController::makeKeyAndOrderFront(helpWindow());
 }

@@ -18,11 +18,18 @@ const QString PlaceKey = u"mainWindowPlace"_s;
 /// A move of the window is a row of events; one of them is written.
 constexpr int PlaceSettlesMilliseconds = 500;
 
+/// @p size with @p lines of larger type, as far as the screen has room below a window's title.
+QSize fitting(QSize size, int lines, const QScreen& screen) {
+    constexpr QSize TitleBar(0, 40);
+    size.setHeight(Theme::roomFor(size.height(), lines));
+    return size.boundedTo(screen.availableSize() - TitleBar);
+}
+
 } // namespace
 
 QenMainWindow::QenMainWindow(Platform::UserDefaults& defaults) : m_defaults(defaults) {
     m_ui.setupUi(this);
-    setMinimumSize(Theme::MainWindowLeastSize);
+    setMinimumSize(Theme::MainWindowLeastSize.width(), fitting(Theme::MainWindowLeastSize, 8, *screen()).height());
     m_ui.menuButton->setIcon(Theme::icon(u"menu"_s, Theme::color(Theme::Color::Text)));
     connect(m_ui.menuButton, &QToolButton::clicked, this, &QenMainWindow::openMenu);
     auto* open = new QShortcut(QKeySequence(Qt::Key_F10), this);
@@ -62,7 +69,7 @@ void QenMainWindow::openMenu() {
 }
 
 void QenMainWindow::restorePlace() {
-    resize(Theme::MainWindowSize);
+    resize(fitting(Theme::MainWindowSize, 4, *screen()));
     const QByteArray place = m_defaults.objectForKey(PlaceKey).data();
     // Also refuses a place on a screen that is gone.
     if (!place.isEmpty() && restoreGeometry(place))
@@ -86,24 +93,16 @@ bool QenMainWindow::event(QEvent* event) {
 
 bool QenMainWindow::eventFilter(QObject* watched, QEvent* event) {
     // Alt pressed and let go with nothing between opens the menu; Alt with a key, a click or another window does not.
-    switch (event->type()) {
-    case QEvent::KeyPress:
-        if (isActiveWindow())
-            m_altAlone = static_cast<QKeyEvent*>(event)->key() == Qt::Key_Alt;
-        break;
-    case QEvent::KeyRelease:
-        if (m_altAlone && isActiveWindow() && static_cast<QKeyEvent*>(event)->key() == Qt::Key_Alt &&
-            !static_cast<QKeyEvent*>(event)->isAutoRepeat()) {
-            m_altAlone = false;
-            openMenu();
-        }
-        break;
-    case QEvent::MouseButtonPress:
-    case QEvent::WindowDeactivate:
+    const QEvent::Type type = event->type();
+    const bool isKey = (type == QEvent::KeyPress || type == QEvent::KeyRelease) && isActiveWindow();
+    const auto* key = isKey ? static_cast<QKeyEvent*>(event) : nullptr;
+    if (type == QEvent::MouseButtonPress || type == QEvent::WindowDeactivate) {
         m_altAlone = false;
-        break;
-    default:
-        break;
+    } else if (key && type == QEvent::KeyPress) {
+        m_altAlone = key->key() == Qt::Key_Alt;
+    } else if (key && m_altAlone && key->key() == Qt::Key_Alt && !key->isAutoRepeat()) {
+        m_altAlone = false;
+        openMenu();
     }
     return QWidget::eventFilter(watched, event);
 }

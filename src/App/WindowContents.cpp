@@ -6,13 +6,6 @@
 #include "QenMainLeftBar.h"
 #include "QenMainViewController.h"
 
-namespace {
-
-/// From the window's content to the probe for a domain session.
-constexpr std::chrono::seconds DomainProbeDelay(3);
-
-} // namespace
-
 WindowContents::WindowContents(Client& client, AppDelegate& delegate, QWidget& window,
     Platform::Reachability& reachability, Platform::BusConnection& bus)
     : m_client(client), m_delegate(delegate), m_window(window), m_reachability(reachability),
@@ -45,6 +38,8 @@ MainViewWorld WindowContents::world() {
 
 void WindowContents::start() {
     m_notifications.removeEarlier();
+    // From the window's content to the probe for a domain session.
+    constexpr std::chrono::seconds DomainProbeDelay(3);
     Platform::after(Platform::mainQueue(), DomainProbeDelay, [&check = m_client.check] { check.checkDomainLogin(); });
     QObject::connect(&m_client.session, &Session::changed, &m_window, [this] { reportSignOut(); });
     reportSignOut();

@@ -59,8 +59,8 @@ void CustomMessageBox::setTitle(const QString& title, const QString& message, Bo
     setAccessibleName(title);
     setAccessibleDescription(shortened(message, LongestDescription));
     const bool isWarning = boxStyle == BoxStyle::Warning;
-    m_ui.iconLabel->setPixmap(Theme::picture(isWarning ? u"alert"_s : u"info"_s, {Theme::Space24, Theme::Space24},
-        devicePixelRatioF(), Theme::color(isWarning ? Theme::Color::Attention : Theme::Color::Brand)));
+    Theme::setPicture(m_ui.iconLabel, isWarning ? u"alert"_s : u"info"_s, Theme::Space24,
+        Theme::color(isWarning ? Theme::Color::Attention : Theme::Color::Brand));
     giveTitle(m_ui.firstButton, firstButtonTitle);
     giveTitle(m_ui.secondButton, secondButtonTitle);
     QPushButton* usual = secondButtonTitle.isEmpty() ? m_ui.firstButton : m_ui.secondButton;

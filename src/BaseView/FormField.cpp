@@ -6,8 +6,7 @@ using namespace Qt::StringLiterals;
 
 FormField::FormField(QWidget* parent) : QWidget(parent) {
     m_ui.setupUi(this);
-    m_ui.mark->setPixmap(Theme::picture(u"alert"_s, {Theme::SmallIconSize, Theme::SmallIconSize}, devicePixelRatioF(),
-        Theme::color(Theme::Color::Danger)));
+    Theme::setPicture(m_ui.mark, u"alert"_s, Theme::SmallIconSize, Theme::color(Theme::Color::Danger));
     setFocusProxy(m_ui.edit);
     connect(m_ui.eye, &QToolButton::toggled, this, &FormField::revealSecret);
 }

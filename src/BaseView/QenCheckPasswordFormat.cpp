@@ -82,7 +82,9 @@ void QenCheckPasswordFormat::place(double height) {
     const int gap = Theme::Space8;
 
     const QRect beside(field->mapToGlobal(QPoint()), field->size());
-    const QSize size(GroundWidth + pointer, qRound(height));
+    m_tipsLab->ensurePolished();
+    // Larger type than the height was thought for takes more.
+    const QSize size(GroundWidth + pointer, std::max(qRound(height), m_ground->heightForWidth(GroundWidth)));
     const int right = beside.right() + 1 + gap;
     const bool fitsRight = right + size.width() <= field->screen()->availableGeometry().right() + 1;
     const QPoint origin(
@@ -117,19 +119,11 @@ void QenCheckPasswordFormat::paintEvent(QPaintEvent*) {
 bool QenCheckPasswordFormat::eventFilter(QObject* watched, QEvent* event) {
     if (!m_field || (watched != m_field && watched != m_field->window()))
         return false;
-    switch (event->type()) {
-    case QEvent::FocusOut:
-    case QEvent::Hide:
-    case QEvent::WindowDeactivate:
+    const QEvent::Type type = event->type();
+    if (type == QEvent::FocusOut || type == QEvent::Hide || type == QEvent::WindowDeactivate)
         hide();
-        break;
-    case QEvent::Move:
-    case QEvent::Resize:
+    else if (type == QEvent::Move || type == QEvent::Resize)
         place(m_ground->height());
-        break;
-    default:
-        break;
-    }
     return false;
 }
 

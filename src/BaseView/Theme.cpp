@@ -4,10 +4,10 @@
 #include <QFont>
 #include <QFontDatabase>
 #include <QIconEngine>
+#include <QLabel>
 #include <QPainter>
 #include <QStyle>
 #include <QSvgRenderer>
-#include <QWidget>
 
 using namespace Qt::StringLiterals;
 
@@ -55,7 +55,7 @@ QFont font(TextSize size) {
     if (QFontDatabase::hasFamily(font.family()))
         families.prepend(font.family());
     font.setFamilies(families);
-    font.setPixelSize(static_cast<int>(size));
+    font.setPixelSize(pixels(size));
     return font;
 }
 
@@ -75,6 +75,12 @@ QPixmap picture(const QString& name, QSize size, qreal scale, const QColor& tint
     painter.end();
     pixmap.setDevicePixelRatio(scale);
     return pixmap;
+}
+
+void setPicture(QLabel* label, const QString& name, int side, const QColor& tint) {
+    label->setPixmap(picture(name, {side, side}, label->devicePixelRatioF(), tint));
+    // In the middle of the line that it may stand beside.
+    label->setMinimumHeight(roomFor(side));
 }
 
 QIcon icon(const QString& name, const QColor& tint, const QString& hover) {

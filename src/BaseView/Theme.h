@@ -8,6 +8,7 @@
 
 class QApplication;
 class QFont;
+class QLabel;
 class QWidget;
 
 /// Every value of the look, once: colours, type, space, shape, motion. The style sheet is made from them.
@@ -40,28 +41,22 @@ Q_ENUM_NS(Color)
 enum class TextSize { Note = 12, Body = 14, Heading = 16, Page = 20, State = 28 };
 Q_ENUM_NS(TextSize)
 
+/// How many times as large as ours the desktop wants type to be. A dense screen needs none of it: that scales windows.
+qreal desktopTypeScale();
+/// In pixels, as large as it is drawn.
+int pixels(TextSize size);
+/// @p height of what holds @p lines of text, with the room that larger type takes.
+int roomFor(int height, int lines = 1);
+
 /// Space and shape, in device-independent pixels.
-inline constexpr int Space4 = 4;
-inline constexpr int Space8 = 8;
-inline constexpr int Space12 = 12;
-inline constexpr int Space16 = 16;
-inline constexpr int Space24 = 24;
-inline constexpr int Space32 = 32;
-inline constexpr int CardRadius = 8;
-inline constexpr int ButtonRadius = 6;
+inline constexpr int Space4 = 4, Space8 = 8, Space12 = 12, Space16 = 16, Space24 = 24, Space32 = 32;
+inline constexpr int CardRadius = 8, ButtonRadius = 6;
 inline constexpr int ControlHeight = 36;
-inline constexpr int CardWidth = 380;
-inline constexpr int BoxWidth = 420;
-inline constexpr int LeftBarWidth = 96;
-inline constexpr int IconSize = 20;
-inline constexpr int SmallIconSize = 16;
-inline constexpr int FocusRingWidth = 2;
-inline constexpr int FocusRingGap = 2;
-inline constexpr int MotionMilliseconds = 120;
-inline constexpr QSize MainWindowSize{960, 640};
-inline constexpr QSize MainWindowLeastSize{880, 600};
-inline constexpr QSize HelpWindowSize{920, 600};
-inline constexpr QSize LoginWindowSize{720, 480};
+inline constexpr int CardWidth = 380, BoxWidth = 420, LeftBarWidth = 96;
+inline constexpr int IconSize = 20, SmallIconSize = 16;
+inline constexpr int FocusRingWidth = 2, FocusRingGap = 2;
+inline constexpr QSize MainWindowSize{960, 640}, MainWindowLeastSize{880, 600};
+inline constexpr QSize HelpWindowSize{920, 600}, LoginWindowSize{720, 480};
 
 inline QColor color(Color name) {
     return QColor(static_cast<QRgb>(name));
@@ -75,12 +70,15 @@ QString styleSheet();
 /// @p sheet with the values in the place of their names, which stand between percent signs.
 QString filledIn(QString sheet);
 
-/// Style, palette, font and style sheet for the whole program: the light look, whatever the desktop's scheme.
-void apply(QApplication& application);
+/// Style, palette, font and style sheet for the whole program: the light look, whatever the desktop's scheme. Once for
+/// all windows that are made from then on.
+void apply(QApplication& application, qreal typeScale = desktopTypeScale());
 
 /// The picture ":/images/<name>.svg" drawn sharply for @p scale; null when there is none.
 /// @param tint  replaces the picture's "currentColor"
 QPixmap picture(const QString& name, QSize size, qreal scale, const QColor& tint = {});
+/// Puts the picture, @p side points large and as sharp as its screen, into @p label.
+void setPicture(QLabel* label, const QString& name, int side, const QColor& tint = {});
 /// The same as an icon that is drawn afresh for each size and scale.
 /// @param hover  the picture under the pointer, of buttons that raise themselves; empty: the same
 QIcon icon(const QString& name, const QColor& tint = {}, const QString& hover = {});

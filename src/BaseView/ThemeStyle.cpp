@@ -5,6 +5,8 @@
 #include <QApplication>
 #include <QFile>
 #include <QFocusFrame>
+#include <QFontDatabase>
+#include <QFontInfo>
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QLocale>
@@ -24,6 +26,16 @@ using Theme::Color;
 using Theme::color;
 
 namespace {
+
+/// Beyond it, forms would be too high for a small screen.
+constexpr qreal LargestTypeScale = 1.5;
+/// Of Body.
+constexpr int LineHeight = 20;
+
+qreal& typeScale() {
+    static qreal scale = Theme::desktopTypeScale();
+    return scale;
+}
 
 /// The widget style under the style sheet: draws the focus ring outside its control and keeps menus and boxes in the
 /// light look.
@@ -128,6 +140,19 @@ QPalette lightPalette() {
 
 } // namespace
 
+qreal Theme::desktopTypeScale() {
+    const QFontInfo wanted(QFontDatabase::systemFont(QFontDatabase::GeneralFont));
+    return std::clamp(wanted.pixelSize() / static_cast<qreal>(TextSize::Body), 1.0, LargestTypeScale);
+}
+
+int Theme::pixels(TextSize size) {
+    return qRound(static_cast<int>(size) * typeScale());
+}
+
+int Theme::roomFor(int height, int lines) {
+    return height + qRound(lines * LineHeight * (typeScale() - 1));
+}
+
 QString Theme::styleSheet() {
     QFile file(u":/theme.qss"_s);
     return file.open(QIODevice::ReadOnly) ? filledIn(QString::fromUtf8(file.readAll())) : QString();
@@ -142,18 +167,20 @@ QString Theme::filledIn(QString sheet) {
         fill(colors.key(index), color(static_cast<Color>(colors.value(index))).name());
     const auto sizes = QMetaEnum::fromType<TextSize>();
     for (int index = 0; index < sizes.keyCount(); ++index)
-        fill(sizes.key(index), QString::number(sizes.value(index)));
+        fill(sizes.key(index), QString::number(pixels(static_cast<TextSize>(sizes.value(index)))));
     const std::pair<const char*, int> lengths[] = {{"CardRadius", CardRadius}, {"ButtonRadius", ButtonRadius},
-        {"ControlHeight", ControlHeight}, {"Segment", ControlHeight - Space4}, {"TabWidth", LeftBarWidth - Space24},
-        {"CardInner", CardWidth - 2},
+        {"ControlHeight", roomFor(ControlHeight)}, {"Segment", roomFor(ControlHeight - Space4)},
+        {"TextButton", roomFor(ControlHeight - Space8)}, {"TabWidth", LeftBarWidth - Space24},
+        {"CardInner", roomFor(CardWidth, 8) - 2},
         // Within its one-pixel line.
-        {"FieldInner", ControlHeight - 2}};
+        {"FieldInner", roomFor(ControlHeight) - 2}};
     for (const auto& [name, length] : lengths)
         fill(name, QString::number(length));
     return sheet;
 }
 
-void Theme::apply(QApplication& application) {
+void Theme::apply(QApplication& application, qreal scale) {
+    typeScale() = scale;
     QLocale::setDefault(QLocale(QLocale::Chinese, QLocale::China));
     application.setStyle(new ThemeStyle);
     application.setPalette(lightPalette());

@@ -14,13 +14,6 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-/// How long the first line of a burst waits for the others: one poll's lines cost one wake-up.
-constexpr std::chrono::milliseconds Burst{100};
-
-} // namespace
-
 LogWorld LogWorld::system(QString ringDirectory, QString sizeRecord, qint64 limit) {
     LogWorld world;
     world.ringDirectory = std::move(ringDirectory);
@@ -68,6 +61,8 @@ void QenLogHelper::writePending() {
     std::vector<QString> messages;
     {
         std::unique_lock lock(m_pendingMutex);
+        // How long the first line of a burst waits for the others: one poll's lines cost one wake-up.
+        constexpr std::chrono::milliseconds Burst{100};
         m_burstEnds.wait_for(lock, Burst, [this] { return m_isBurstOver; });
         m_isBurstOver = false;
         messages.swap(m_pending);

@@ -11,12 +11,6 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-constexpr qsizetype LongestAccount = 64;
-
-} // namespace
-
 /// One that is sent and the words for what may come of it.
 struct AccountForm::Request {
     SpinnerButton* button;
@@ -94,17 +88,14 @@ void AccountForm::resetPassword() {
         m_fields.account->text(), m_fields.password->text(), m_fields.newPassword->text(), m_fields.repeated->text()};
     const PasswordCase why = checkPasswordEntry(entry);
     const QString text = localizedString(tipKey(why));
-    switch (why) {
-    case PasswordCase::Accepted:
-        break;
-    case PasswordCase::Inconsistent:
+    if (why == PasswordCase::Inconsistent)
         return refuse(m_fields.repeated, text);
-    case PasswordCase::Rule:
-    case PasswordCase::SameAsOld:
+    if (why == PasswordCase::Rule || why == PasswordCase::SameAsOld) {
         refuse(m_fields.newPassword, text);
         Q_EMIT newPasswordRefused(why);
         return;
-    default:
+    }
+    if (why != PasswordCase::Accepted) {
         // What is missing stands on the page before, whose fields cannot be seen from here.
         m_fields.resetTips->setText(text);
         m_fields.resetTips->show();
@@ -174,5 +165,6 @@ void AccountForm::clearSecrets() {
 }
 
 QString AccountForm::resetAccountText() const {
+    constexpr qsizetype LongestAccount = 64;
     return u"账号 %1 需要先修改密码，才能登录。"_s.arg(m_fields.account->text().left(LongestAccount));
 }

@@ -37,14 +37,13 @@ QenDetailWindow::QenDetailWindow(
     m_ui.setupUi(this);
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowModality(parent ? Qt::WindowModal : Qt::ApplicationModal);
-    setFixedSize(Theme::LoginWindowSize);
+    m_ui.ground->setMinimumSize(Theme::LoginWindowSize);
     setAccessibleName(u"登录"_s);
     m_ui.devicePanel->setFixedWidth(Theme::LoginWindowSize.width() / 3);
     m_ui.confirmBtn->setText(localizedString(u"Login"_s));
     m_ui.loginStatusLab->setText(ScanWanted);
     m_ui.newPasswordField->edit()->setPlaceholderText(u"8 至 32 位，含字母、数字和符号"_s);
-    m_ui.signedInPicture->setPixmap(
-        Theme::picture(u"avatar_safe_normal"_s, {AvatarSize, AvatarSize}, devicePixelRatioF()));
+    Theme::setPicture(m_ui.signedInPicture, u"avatar_safe_normal"_s, AvatarSize);
     for (QAbstractButton* button : findChildren<QAbstractButton*>()) {
         if (button->accessibleName().isEmpty())
             button->setAccessibleName(button->text());

@@ -28,8 +28,7 @@ QenMainLeftBar::QenMainLeftBar(SessionViewWorld world, QWidget* parent)
       m_timerCheckQueue(PollTimer::makeQueue(Deployment::AccountCheckQueueLabel, m_world.work)) {
     m_ui.setupUi(this);
     setFixedWidth(Theme::LeftBarWidth);
-    m_ui.computerPicture->setPixmap(Theme::picture(u"computer"_s, {Theme::IconSize, Theme::IconSize},
-        devicePixelRatioF(), Theme::color(Theme::Color::SecondText)));
+    Theme::setPicture(m_ui.computerPicture, u"computer"_s, Theme::IconSize, Theme::color(Theme::Color::SecondText));
     m_ui.safetyTabBtn->setIcon(Theme::icon(u"tab_safety_normal"_s, {}, u"tab_safety_hover"_s));
     m_ui.toolsTabBtn->setIcon(Theme::icon(u"tab_tools_normal"_s, {}, u"tab_tools_hover"_s));
     connectButtons();
@@ -67,8 +66,8 @@ void QenMainLeftBar::openDetailWindow(QWidget* over) {
         m_detailWindow = new QenDetailWindow(m_world, *this, over);
         connect(m_detailWindow, &QDialog::finished, this, &QenMainLeftBar::detailWindowClosed);
         if (over)
-            m_detailWindow->move(
-                BaseWindowController::getFrameOriginOfWindow(Theme::LoginWindowSize, over->geometry()));
+            m_detailWindow->move(BaseWindowController::originWithin(
+                BaseWindowController::areaAround(*over), Theme::LoginWindowSize, over->geometry()));
     }
     BaseWindowController::makeKeyAndOrderFront(*m_detailWindow);
 }

@@ -121,8 +121,7 @@ void QenMainViewController::setUpPages() {
     m_ui.toolsView->setWorkspace(m_world.workspace);
     connect(m_ui.toolsView, &QenToolsView::pressed, this,
         [this](const QenToolModel& tool) { m_toolOpener.open(tool, window()); });
-    m_ui.toolsHiddenPicture->setPixmap(
-        Theme::picture(u"empty"_s, {HiddenPictureSize, HiddenPictureSize}, devicePixelRatioF()));
+    Theme::setPicture(m_ui.toolsHiddenPicture, u"empty"_s, HiddenPictureSize);
     m_ui.applistButton->setIcon(Theme::icon(u"applist"_s, Theme::color(Theme::Color::SecondText)));
     m_ui.joinDomainBtn->setIcon(Theme::icon(u"joinDomain"_s, Theme::color(Theme::Color::SecondText)));
 }
@@ -179,8 +178,7 @@ void QenMainViewController::changeUIWithWarnLevel(int level) {
     m_ui.pointView->setAnimation(pictures.pointAnimation);
     for (QToolButton* button : {m_ui.reCheckBtn, m_ui.detailReCheckBtn})
         button->setIcon(Theme::icon(pictures.recheckButton, {}, pictures.recheckButtonHover));
-    m_ui.statusPicture->setPixmap(
-        Theme::picture(pictures.status, {StatusPictureSize, StatusPictureSize}, devicePixelRatioF()));
+    Theme::setPicture(m_ui.statusPicture, pictures.status, StatusPictureSize);
     m_leftBar.setUIWithWarnLevel(level);
     if (level == SafeLevel) {
         m_ui.stateLab->setText(CheckLook::stateText(SafeLevel));

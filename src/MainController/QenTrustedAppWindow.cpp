@@ -64,20 +64,20 @@ QenTrustedAppWindow::QenTrustedAppWindow(QenCloudLoginHelper& login, QWidget* pa
     m_ui.setupUi(this);
     setAttribute(Qt::WA_DeleteOnClose);
     setAccessibleName(qtTrId("AvailableApplications"));
-    m_ui.emptyPicture->setPixmap(Theme::picture(u"empty"_s, {EmptyPictureSize, EmptyPictureSize}, devicePixelRatioF()));
+    Theme::setPicture(m_ui.emptyPicture, u"empty"_s, EmptyPictureSize);
     connect(m_ui.trustlistBtn, &QPushButton::clicked, this, &QenTrustedAppWindow::loadTrustedApp);
     connect(m_ui.closeBtn, &QPushButton::clicked, this, &QWidget::close);
 }
 
 void QenTrustedAppWindow::openOver(const QWidget* window) {
     if (!isVisible()) {
-        resize(WindowSize);
+        const QRect area = BaseWindowController::areaAround(window ? *window : *this);
+        resize(WindowSize.boundedTo(area.size()));
         if (window)
-            move(BaseWindowController::getFrameOriginOfWindow(WindowSize, window->geometry()));
+            move(BaseWindowController::originWithin(area, size(), window->geometry()));
     }
     loadTrustedApp();
     BaseWindowController::makeKeyAndOrderFront(*this);
-    m_ui.trustListView->setFocus();
 }
 
 void QenTrustedAppWindow::loadTrustedApp() {
@@ -100,15 +100,19 @@ void QenTrustedAppWindow::loadSubView() {
     for (const QenCategoryMode& category : bySerialNumber(m_categoryModes)) {
         Platform::systemLog(u"type-%1,name-%2"_s.arg(category.category_serialnum()).arg(category.categoryType()));
         auto* heading = new QListWidgetItem(category.categoryType().left(LongestName), list);
+        heading->setToolTip(toolTipText(category.categoryType()));
         heading->setFont(Theme::font(Theme::TextSize::Heading));
-        heading->setSizeHint({0, HeadingHeight});
+        heading->setSizeHint({0, Theme::roomFor(HeadingHeight)});
         heading->setFlags(Qt::ItemIsEnabled);
         for (const QString& name : category.trustedAppList()) {
             auto* row = new QListWidgetItem(picture, name.left(LongestName), list);
             row->setToolTip(toolTipText(name));
-            row->setSizeHint({0, RowHeight});
+            row->setSizeHint({0, Theme::roomFor(RowHeight)});
             row->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable);
         }
     }
+    const bool isFirst = m_ui.listStates->currentIndex() > ListEmpty;
     m_ui.listStates->setCurrentIndex(m_categoryModes.empty() ? ListEmpty : ListShown);
+    if (isFirst)
+        list->setFocus();
 }

@@ -50,9 +50,7 @@ MavExportLogController::MavExportLogController(QenLogHelper& log, QWidget* windo
     connect(m_ui.reportOnly, &QCheckBox::toggled, this, &MavExportLogController::tellContent);
     tellContent(false);
     m_ui.boxGround->setFixedWidth(Theme::BoxWidth);
-    const QSize pictureSize(Theme::SmallIconSize, Theme::SmallIconSize);
-    m_ui.customDirPicture->setPixmap(
-        Theme::picture(u"folder"_s, pictureSize, devicePixelRatioF(), Theme::color(Theme::Color::SecondText)));
+    Theme::setPicture(m_ui.customDirPicture, u"folder"_s, Theme::SmallIconSize, Theme::color(Theme::Color::SecondText));
     connect(m_ui.customDirPath, &QPushButton::clicked, this, &MavExportLogController::selectCustomFolderPath);
     connect(m_ui.exportButton, &QPushButton::clicked, this, &MavExportLogController::excuteExportLog);
     connect(m_ui.cancelButton, &QPushButton::clicked, this, &MavExportLogController::cancelAction);

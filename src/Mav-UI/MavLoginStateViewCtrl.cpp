@@ -14,6 +14,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int MarkSize = 64;
+constexpr int LeastHeightWithMarks = 564;
 enum RetrievalStep { RetrievalForm = 0, MailSent = 1 };
 
 } // namespace
@@ -22,12 +23,9 @@ MavLoginStateViewCtrl::MavLoginStateViewCtrl(const MainViewWorld& world, QWidget
     : QWidget(parent), m_world(world) {
     m_ui.setupUi(this);
     for (QLabel* mark : {m_ui.loginMark, m_ui.resetMark, m_ui.retrievalMark})
-        mark->setPixmap(Theme::picture(u"mark"_s, {MarkSize, MarkSize}, devicePixelRatioF()));
-    m_ui.mailPicture->setPixmap(Theme::picture(u"mail"_s, {MarkSize, MarkSize}, devicePixelRatioF()));
+        Theme::setPicture(mark, u"mark"_s, MarkSize);
+    Theme::setPicture(m_ui.mailPicture, u"mail"_s, MarkSize);
     m_ui.backToServerBtn->setIcon(Theme::icon(u"back"_s, Theme::color(Theme::Color::SecondText)));
-    QSizePolicy keepsRoom = m_ui.backToServerBtn->sizePolicy();
-    keepsRoom.setRetainSizeWhenHidden(true);
-    m_ui.backToServerBtn->setSizePolicy(keepsRoom);
     m_ui.loginBtn->setText(localizedString(u"Login"_s));
     m_ui.resetRuleLab->setText(localizedString(u"PwdRuleTips"_s));
     m_ui.otpNoteLab->setText(localizedString(u"OtpElsewhere"_s));
@@ -35,6 +33,17 @@ MavLoginStateViewCtrl::MavLoginStateViewCtrl(const MainViewWorld& world, QWidget
     makeForm();
     connectPages();
     selectLoginTypeTableView(AccountPage);
+}
+
+void MavLoginStateViewCtrl::resizeEvent(QResizeEvent*) {
+    // The forms come first.
+    const bool isLow = height() < Theme::roomFor(LeastHeightWithMarks, 15);
+    for (QLabel* mark : {m_ui.loginMark, m_ui.resetMark, m_ui.retrievalMark})
+        mark->setHidden(isLow);
+    m_ui.resetPageLayout->setSpacing(isLow ? Theme::Space8 : Theme::Space16);
+    QSizePolicy keepsRoom = m_ui.backToServerBtn->sizePolicy();
+    keepsRoom.setRetainSizeWhenHidden(!isLow);
+    m_ui.backToServerBtn->setSizePolicy(keepsRoom);
 }
 
 void MavLoginStateViewCtrl::makeForm() {
@@ -85,14 +94,12 @@ void MavLoginStateViewCtrl::showAccountPage() {
 void MavLoginStateViewCtrl::selectLoginTypeTableView(int index) {
     // The other pages lead back to this one, not to the server.
     m_ui.backToServerBtn->setVisible(index != RetrievalPage && index != ResetPage);
-    switch (index) {
-    case RetrievalPage:
+    if (index == RetrievalPage) {
         m_ui.getbackLabField->clear();
         m_ui.retrieveTableView->setCurrentIndex(RetrievalForm);
         m_ui.loginTypeTable->setCurrentIndex(RetrievalPage);
         m_ui.getbackLabField->setFocus();
-        break;
-    case ResetPage:
+    } else if (index == ResetPage) {
         m_ui.fnewPassWordLabField->clear();
         m_ui.confirmPassWordLabField->clear();
         m_ui.resetPasswordTipsLab->hide();
@@ -101,8 +108,7 @@ void MavLoginStateViewCtrl::selectLoginTypeTableView(int index) {
         m_ui.loginTypeTable->setCurrentIndex(ResetPage);
         // The user id cannot be seen from here, so the keyboard goes on to the first field that can.
         m_ui.fnewPassWordLabField->setFocus();
-        break;
-    default:
+    } else {
         m_ui.userIdLbField->clear();
         m_ui.passwordLbField->clear();
         m_ui.loginTypeTable->setCurrentIndex(AccountPage);

@@ -29,6 +29,9 @@ public:
 Q_SIGNALS:
     void wantsServerPage();
 
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+
 private:
     void makeForm();
     void connectPages();

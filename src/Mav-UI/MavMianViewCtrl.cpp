@@ -49,7 +49,7 @@ void MavMianViewCtrl::awakeFromNib() {
 }
 
 void MavMianViewCtrl::initBttonSatus() {
-    m_ui.serverMark->setPixmap(Theme::picture(u"mark"_s, {MarkSize, MarkSize}, devicePixelRatioF()));
+    Theme::setPicture(m_ui.serverMark, u"mark"_s, MarkSize);
     m_ui.saveServerBtn->setText(localizedString(u"ConfigureServer"_s));
     connect(m_ui.saveServerBtn, &QPushButton::clicked, this, &MavMianViewCtrl::setingSeverBtton);
     for (FormField* field : {m_ui.domainOrIPLabField, m_ui.PortLabField})

@@ -50,11 +50,8 @@ MavModifypasswordViewCtrl::MavModifypasswordViewCtrl(const AccountForm::World& w
     : QWidget(parent), m_world(world) {
     m_ui.setupUi(this);
     setFixedWidth(Theme::BoxWidth);
-    const QSize markSize(Theme::SmallIconSize, Theme::SmallIconSize);
-    m_ui.tipMark->setPixmap(
-        Theme::picture(u"alert"_s, markSize, devicePixelRatioF(), Theme::color(Theme::Color::Danger)));
-    const int lineHeight = QFontMetrics(Theme::font(Theme::TextSize::Note)).lineSpacing();
-    m_ui.tipLine->setMinimumHeight(TipLines * lineHeight);
+    Theme::setPicture(m_ui.tipMark, u"alert"_s, Theme::SmallIconSize, Theme::color(Theme::Color::Danger));
+    m_ui.tipLine->setMinimumHeight(TipLines * QFontMetrics(Theme::font(Theme::TextSize::Note)).lineSpacing());
     connect(m_ui.savebtn, &QPushButton::clicked, this, &MavModifypasswordViewCtrl::okButtonPush);
     connect(m_ui.cancelbtn, &QPushButton::clicked, this, &MavModifypasswordViewCtrl::cancelButtonPush);
     for (FormField* field : fields())

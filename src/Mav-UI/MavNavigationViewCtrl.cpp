@@ -48,8 +48,7 @@ void MavNavigationViewCtrl::updateNetWorkStatus(int status) {
     if (status < -1 || status > 2)
         return;
     const bool isOnline = status > 0;
-    const QSize size(Theme::IconSize, Theme::IconSize);
-    m_ui.networkPicture->setPixmap(Theme::picture(isOnline ? u"Mav-icon"_s : u"Mav-gray"_s, size, devicePixelRatioF()));
+    Theme::setPicture(m_ui.networkPicture, isOnline ? u"Mav-icon"_s : u"Mav-gray"_s, Theme::IconSize);
     m_ui.networkLab->setText(localizedString(isOnline ? u"MavSuccess"_s : u"ReconnectServer"_s));
     m_ui.networkPicture->setAccessibleName(m_ui.networkLab->text());
     if (isOnline)

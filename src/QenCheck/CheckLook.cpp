@@ -13,16 +13,8 @@ int levelFor(qint64 warnCount) {
 }
 
 QString stateText(int level) {
-    switch (level) {
-    case 0:
-        return u"电脑安全"_s;
-    case 1:
-        return u"轻度危险"_s;
-    case 2:
-        return u"中度危险"_s;
-    default:
-        return u"重度危险"_s;
-    }
+    const QString words[] = {u"电脑安全"_s, u"轻度危险"_s, u"中度危险"_s, u"重度危险"_s};
+    return words[level >= 0 && level < 3 ? level : 3];
 }
 
 Pictures picturesFor(int level) {

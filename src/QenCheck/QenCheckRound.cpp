@@ -5,6 +5,8 @@
 #include "QenCheck.h"
 #include "StateFiles.h"
 
+#include <QTimer>
+
 #include <algorithm>
 
 using namespace Qt::StringLiterals;

@@ -4,6 +4,7 @@
 #include "BusConnection.h"
 #include "Client.h"
 #include "CustomMessageBox.h"
+#include "FormField.h"
 #include "MavExportLogController.h"
 #include "MavMianViewCtrl.h"
 #include "QenMainWindow.h"
@@ -27,8 +28,12 @@ class Application {
 public:
     explicit Application(std::chrono::milliseconds processListenerDelay = 30s)
         : delegate({client, window, trayHost, [this](int status) { ended << status; }, processListenerDelay}) {}
+    void writeForAgent(const QString& name, const QVariant& value) {
+        QVERIFY(
+            archiveRootObject(Platform::ArchiveValue::fromVariant(value), home.agent() + u'/' + name + u".archive"_s));
+    }
     void hideTray(bool hidden) {
-        QVERIFY(archiveRootObject(hidden ? u"1"_s : u"0"_s, home.agent() + u"/hideqenswitch.archive"_s));
+        writeForAgent(u"hideqenswitch"_s, hidden ? u"1"_s : u"0"_s);
         client.center.post(u"HideTrayForConfigNotificationKey"_s);
     }
     void signInAs(const QString& user) { home.store(recordOf(user), client.session); }
@@ -43,6 +48,42 @@ public:
     QList<int> ended;
     QenMainWindow window{client.defaults};
     AppDelegate delegate;
+};
+
+/// Notes what is wrong with the windows it comes by.
+struct Walk {
+    QWidget& main;
+    QStringList faults;
+
+    void look(const QString& where, QWidget& window) {
+        window.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        QTest::qWait(50);
+        for (const QString& fault : doorsShut(window))
+            faults << where + u": "_s + fault;
+    }
+    /// Each page of a stack, also after a refusal.
+    void lookAtPages(const char* stack, QWidget& window) {
+        auto* pages = find<QStackedWidget>(window, stack);
+        for (int page = 0; page < pages->count(); ++page) {
+            pages->setCurrentIndex(page);
+            const QString where = u"%1 %2"_s.arg(QLatin1StringView(stack)).arg(page);
+            look(where, window);
+            if (auto* field = pages->currentWidget()->findChild<FormField*>()) {
+                field->setError(textFor("PwdFormatError"));
+                look(where + u", refused"_s, window);
+            }
+        }
+    }
+    /// What opens over the main window, which gets the keyboard back.
+    void lookOver(const QString& where, const std::function<void()>& open) {
+        open();
+        QTRY_VERIFY(QApplication::activeWindow() && QApplication::activeWindow() != &main);
+        QWidget* window = QApplication::activeWindow();
+        look(where, *window);
+        window->close();
+        QTRY_VERIFY(QApplication::activeWindow() != window);
+    }
 };
 
 } // namespace
@@ -215,56 +256,62 @@ private Q_SLOTS:
     }
 
     /// By Tab alone, and for somebody who hears it.
+    void everyWindowIsOpenToEverybody_data() {
+        QTest::addColumn<qreal>("typeScale");
+        QTest::newRow("type of ours") << 1.0;
+        QTest::newRow("half as large again") << 1.5;
+    }
     void everyWindowIsOpenToEverybody() {
+        QFETCH(qreal, typeScale);
+        Theme::apply(*qApp, typeScale);
+        const auto before = qScopeGuard([] { Theme::apply(*qApp, 1); });
         Application app;
         app.home.configure(m_server.httpPort());
-        const QVariantList tools{QVariantMap{{"name", u"邮件"_s}, {"url", u"https://mail.example"_s}},
-            QVariantMap{
-                {"name", u"一个名字很长很长很长很长很长很长很长很长的办公工具"_s}, {"url", u"https://a.example"_s}}};
-        QVERIFY(
-            archiveRootObject(Platform::ArchiveValue::fromVariant(tools), app.home.agent() + u"/appmgrlist.archive"_s));
+        const QString longName = u"一个名字很长很长很长很长很长很长很长很长的办公工具"_s;
+        app.writeForAgent(u"appmgrlist"_s,
+            QVariantList{QVariantMap{{"appname", u"邮件"_s}, {"desturl", u"https://mail.example"_s}},
+                QVariantMap{{"appname", longName}, {"desturl", u"https://a.example"_s}}});
+        app.writeForAgent(u"ngncloudlist"_s,
+            QVariantMap{{"trustedapp", QVariantList{QVariantMap{{"categoryname", longName}, {"appname", longName}}}}});
+        app.writeForAgent(
+            u"userlogin"_s, QVariantMap{{"double_factor_auth", u"1"_s}, {"qrcode_login", 1}, {"pc_account_login", 1}});
+        app.writeForAgent(u"complianceInfo"_s, QVariantMap{{"access", QVariantMap{{"is_disk_encrypt", u"1"_s}}}});
         Platform::Reachability reachability;
         WindowContents contents(app.client, app.delegate, app.window, reachability, app.bus);
-        app.window.setContentView(new MavMianViewCtrl(contents.world()));
+        MainViewWorld world = contents.world();
+        world.probeDelay = 0ms;
+        app.window.setContentView(new MavMianViewCtrl(world));
+        app.window.resize(app.window.minimumSize());
         app.window.show();
         QVERIFY(QTest::qWaitForWindowActive(&app.window));
+        QCOMPARE(find<QLineEdit>(app.window, "PortLab")->font().pixelSize(), qRound(14 * typeScale));
         auto* pages = find<QStackedWidget>(app.window, "mianTabView");
-        QStringList faults;
+        Walk walk{app.window, {}};
+        walk.look(u"server page"_s, app.window);
+        type(app.window, "domainOrIPLab", u"127.0.0.1"_s);
+        type(app.window, "PortLab", QString::number(m_server.httpPort()));
+        press(app.window, "saveServerBtn");
+        QTRY_COMPARE(pages->currentIndex(), 1);
+        walk.lookAtPages("loginTypeTable", app.window);
+        contents.world().openDetailWindow(&app.window);
+        QTRY_VERIFY(QApplication::activeModalWidget());
+        walk.lookAtPages("loginPages", *QApplication::activeModalWidget());
+        QApplication::activeModalWidget()->close();
         Outcome login;
-        const auto look = [&faults](const char* where, QWidget* window) {
-            for (const QString& fault : doorsShut(*window))
-                faults << QString::fromLatin1(where) + u": "_s + fault;
-        };
-        for (int page = 0; page < pages->count(); ++page) {
-            if (page == 2) {
-                app.client.login.login({{"userid", "lin"}, {"password", "Abcdefg1!"}, {"otp", ""}}, login.completion());
-                QVERIFY(login.wait());
-            }
-            pages->setCurrentIndex(page);
-            QTest::qWait(50);
-            look(qPrintable(u"page %1"_s.arg(page)), &app.window);
-        }
+        app.client.login.login({{"userid", "lin"}, {"password", "Abcdefg1!"}, {"otp", ""}}, login.completion());
+        QVERIFY(login.wait());
+        QTRY_COMPARE(pages->currentIndex(), 2);
+        walk.lookAtPages("tabView", app.window);
+        find<QStackedWidget>(app.window, "tabView")->setCurrentIndex(1);
+        walk.lookOver(u"trusted"_s, [&app] { press(app.window, "applistButton"); });
         Q_EMIT app.menu()->aboutToShow();
-        for (const char* name : {"modifyPasswordItem", "serverSettingsItem", "exportLogsItem"}) {
-            app.item(name)->trigger();
-            QTRY_VERIFY(QApplication::activeModalWidget());
-            QWidget* sheet = QApplication::activeModalWidget();
-            QVERIFY(QTest::qWaitForWindowActive(sheet));
-            look(name, sheet);
-            sheet->close();
-        }
-        for (const auto& [name, open] :
-            {std::pair("about", &AppDelegate::tapAboutItem), std::pair("help", &AppDelegate::tapHelp)}) {
-            const QWidgetList before = QApplication::topLevelWidgets();
-            (app.delegate.*open)();
-            QTRY_VERIFY(QApplication::activeWindow() && QApplication::activeWindow() != &app.window);
-            look(name, QApplication::activeWindow());
-            QApplication::activeWindow()->close();
-        }
-        app.delegate.showAlertTipForLogin(u"一"_s);
-        QTRY_COMPARE(CustomMessageBox::shown().size(), 1);
-        look("alert", CustomMessageBox::shown().constFirst());
-        QVERIFY2(faults.isEmpty(), qPrintable(faults.join(u'\n')));
+        for (const char* name : {"modifyPasswordItem", "serverSettingsItem", "exportLogsItem"})
+            walk.lookOver(QLatin1StringView(name), [&app, name] { app.item(name)->trigger(); });
+        walk.lookOver(u"about"_s, [&app] { app.delegate.tapAboutItem(); });
+        walk.lookOver(u"help"_s, [&app] { app.delegate.tapHelp(); });
+        walk.lookOver(u"alert"_s, [&app] { app.delegate.showAlertTipForLogin(u"一"_s); });
+        walk.lookOver(u"long alert"_s, [&app] { app.delegate.showAlertTipForLogin(u"很长。"_s.repeated(1000)); });
+        QVERIFY2(walk.faults.isEmpty(), qPrintable(walk.faults.join(u'\n')));
     }
 
     void alertComesFromAnyThreadAndOnce() {

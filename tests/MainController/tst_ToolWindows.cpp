@@ -368,6 +368,12 @@ private Q_SLOTS:
         QCOMPARE(first, (QStringList{"", "c", "乙", "b", "甲", "a"}));
         QTest::keyClick(window, Qt::Key_Escape);
         QTRY_VERIFY(!window);
+        // The keyboard is with the list as soon as it is there.
+        window = new QenTrustedAppWindow(world.client.helper, &main);
+        window->openOver(&main);
+        QVERIFY(QTest::qWaitForWindowActive(window));
+        QTRY_COMPARE(window->focusWidget(), find<QListWidget>(*window, "trustListView"));
+        delete window;
     }
 };
 

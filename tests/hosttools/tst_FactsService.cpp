@@ -51,6 +51,7 @@ private Q_SLOTS:
     void serviceThatDies() {
         const FakeSystemBus bus(m_machine->path());
         startService({});
+        QVERIFY(m_service.processId() > 0);
         ::kill(pid_t(m_service.processId()), SIGSTOP);
         QTimer::singleShot(200, this, [this] { m_service.kill(); });
         check(u"unknown"_s, u"the facts service "_s);

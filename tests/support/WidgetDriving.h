@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QAbstractButton>
+#include <QAbstractScrollArea>
 #include <QAccessible>
 #include <QFocusFrame>
 #include <QLabel>
@@ -47,15 +48,32 @@ inline QStringList tabOrder(QWidget& window, qsizetype steps) {
     return reached;
 }
 
+/// True when what @p widget says has less room than a line needs, or what is around it cuts it off; that of a scrolled
+/// place may be scrolled to.
+inline bool isSqueezed(const QWidget* widget) {
+    for (const QWidget* around = widget; around; around = around->parentWidget()) {
+        if (qobject_cast<const QAbstractScrollArea*>(around))
+            return false;
+    }
+    const bool isWhole = widget->visibleRegion().boundingRect() == widget->rect();
+    return !isWhole || widget->fontMetrics().height() > widget->contentsRect().height();
+}
+
 /// True when a person does not see all of what @p widget says, and no tool tip has it.
 inline bool isCut(const QWidget* widget) {
+    if (qobject_cast<const QLineEdit*>(widget))
+        return isSqueezed(widget);
     const auto* label = qobject_cast<const QLabel*>(widget);
     const auto* button = qobject_cast<const QAbstractButton*>(widget);
     const QString text = label ? label->text() : button ? button->text() : QString();
     const QWidget* teller = widget; // a row's tip is that of its label
     while (teller->toolTip().isEmpty() && !teller->isWindow())
         teller = teller->parentWidget();
-    if (text.isEmpty() || !teller->toolTip().isEmpty() || (label && Qt::mightBeRichText(text)))
+    if (!text.isEmpty() && isSqueezed(widget))
+        return true;
+    // An elided label makes its tip when it is asked for.
+    if (text.isEmpty() || !teller->toolTip().isEmpty() || widget->inherits("ElidedLabel") ||
+        (label && Qt::mightBeRichText(text)))
         return false;
     if (label && label->wordWrap())
         return label->height() < label->heightForWidth(label->width());

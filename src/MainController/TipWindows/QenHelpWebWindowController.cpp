@@ -13,6 +13,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int Shift = 50;
+constexpr int TopicsWidth = 216;
 
 struct Topic {
     const char16_t* title;
@@ -36,6 +37,7 @@ const QString PageStyle = u"body { color: %Text%; }"
 
 QenHelpWebWindowController::QenHelpWebWindowController(QWidget* parent) : QDialog(parent, Qt::Window) {
     m_ui.setupUi(this);
+    m_ui.leftBar->setFixedWidth(Theme::roomFor(TopicsWidth, 6));
     m_ui.helpPage->document()->setDefaultStyleSheet(Theme::filledIn(PageStyle));
     m_ui.helpPage->document()->setDocumentMargin(Theme::Space32);
     m_ui.helpPage->document()->setIndentWidth(Theme::Space24);

@@ -2,10 +2,13 @@
 
 #include "CheckLook.h"
 #include "Theme.h"
+#include "WrappableText.h"
 
 using namespace Qt::StringLiterals;
 
 namespace {
+
+constexpr qsizetype LongestDetail = 512;
 
 /// How an outcome looks.
 struct Look {
@@ -30,7 +33,7 @@ Look lookOf(QenCheckModel::Outcome outcome) {
 
 CheckRowView::CheckRowView(QWidget* parent) : QFrame(parent) {
     m_ui.setupUi(this);
-    setFixedHeight(Height);
+    setMinimumHeight(Theme::roomFor(Height, 2));
     m_ui.repairBtn->setText(qtTrId("Repair"));
     m_ui.repairBtn->setToolTip(qtTrId("RepairTip"));
     m_ui.repairBtn->setIcon(Theme::icon(u"repairBtn"_s, {}, u"repairBtn_hover"_s));
@@ -41,7 +44,7 @@ CheckRowView::CheckRowView(QWidget* parent) : QFrame(parent) {
 void CheckRowView::show(const QenRootModel& category) {
     const CheckLook::CategoryRow look = CheckLook::categoryRow(category.isWarn(), category.repairNum());
     m_ui.foldBtn->show();
-    m_ui.checkMark->setPixmap(Theme::picture(look.icon, {Theme::Space24, Theme::Space24}, devicePixelRatioF()));
+    Theme::setPicture(m_ui.checkMark, look.icon, Theme::Space24);
     m_ui.checkTitle->setText(category.name());
     m_ui.checkDetail->hide();
     setState(look.repairText, u"failed"_s);
@@ -50,7 +53,7 @@ void CheckRowView::show(const QenRootModel& category) {
 void CheckRowView::show(const QenCheckModel& check) {
     m_ui.checkTitle->setText(check.title());
     const QString note = check.note();
-    m_ui.checkDetail->setText(note.isEmpty() ? check.detail() : note);
+    m_ui.checkDetail->setText(wrappable(note.isEmpty() ? check.detail() : note, LongestDetail));
     m_ui.checkDetail->setVisible(!m_ui.checkDetail->text().isEmpty());
     m_keyword = check.keyword();
     m_ui.repairBtn->setAccessibleName(qtTrId("RepairNamed").arg(check.title()));
@@ -61,8 +64,7 @@ void CheckRowView::showOutcome(const QenCheckModel& check) {
     using Outcome = QenCheckModel::Outcome;
     const Outcome outcome = check.outcome();
     const Look look = lookOf(outcome);
-    m_ui.checkMark->setPixmap(Theme::picture(
-        look.picture, {Theme::IconSize, Theme::IconSize}, devicePixelRatioF(), Theme::color(look.color)));
+    Theme::setPicture(m_ui.checkMark, look.picture, Theme::IconSize, Theme::color(look.color));
     m_ui.checkMark->setAccessibleName(look.word);
     // A failed check's title may still sound like good news.
     m_ui.checkVerdict->setText(look.word);

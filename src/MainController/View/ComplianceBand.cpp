@@ -5,13 +5,6 @@
 #include <QPainter>
 #include <QPainterPath>
 
-namespace {
-
-/// Of the pictures, by their shape.
-constexpr QSize PictureSize(864, 200);
-
-} // namespace
-
 ComplianceBand::ComplianceBand(QWidget* parent) : QFrame(parent) {}
 
 void ComplianceBand::setLook(const QString& background, const QColor& edge) {
@@ -30,6 +23,8 @@ void ComplianceBand::paintEvent(QPaintEvent*) {
     painter.save();
     painter.setClipPath(shape);
     // It covers the card; what is too much is cut at the left and below.
+    // Of the pictures, by their shape.
+    constexpr QSize PictureSize(864, 200);
     const QSize drawn = PictureSize.scaled(size(), Qt::KeepAspectRatioByExpanding);
     painter.drawPixmap(width() - drawn.width(), 0, Theme::picture(m_background, drawn, devicePixelRatioF()));
     painter.fillRect(0, 0, Theme::Space4, height(), m_edge);

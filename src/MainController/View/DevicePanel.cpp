@@ -56,19 +56,13 @@ public:
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override {
-        switch (event->type()) {
-        case QEvent::Enter:
-        case QEvent::Leave:
-        case QEvent::FocusIn:
-        case QEvent::FocusOut:
-            // Only the picture goes: a hidden button could not be reached by the keyboard.
+        const QEvent::Type type = event->type();
+        const bool isPointed = type == QEvent::Enter || type == QEvent::Leave;
+        // Only the picture goes: a hidden button could not be reached by the keyboard.
+        if (isPointed || type == QEvent::FocusIn || type == QEvent::FocusOut)
             m_copy->setIcon(underMouse() || m_copy->hasFocus()
                     ? Theme::icon(u"copy"_s, Theme::color(Theme::Color::SecondText))
                     : QIcon());
-            break;
-        default:
-            break;
-        }
         return QFrame::eventFilter(watched, event);
     }
 

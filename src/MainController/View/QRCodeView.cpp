@@ -67,8 +67,8 @@ void QRCodeView::follow() {
     m_ui.renewCodeBtn->setVisible(isFailed && !turns);
     m_ui.reasonPicture->setVisible(hasReason);
     m_ui.reasonLab->setVisible(hasReason);
-    m_ui.reasonPicture->setPixmap(Theme::picture(m_offline ? u"offline"_s : u"alert"_s, {PictureSide, PictureSide},
-        devicePixelRatioF(), Theme::color(m_offline ? Theme::Color::SecondText : Theme::Color::Attention)));
+    Theme::setPicture(m_ui.reasonPicture, m_offline ? u"offline"_s : u"alert"_s, PictureSide,
+        Theme::color(m_offline ? Theme::Color::SecondText : Theme::Color::Attention));
     m_ui.reasonLab->setText(m_offline ? u"网络未连接\n连接后自动恢复"_s : u"二维码获取失败"_s);
     const bool isShown = state() == State::Shown;
     setAccessibleDescription(hasReason ? m_ui.reasonLab->text() : isShown ? u"已显示"_s : u"正在获取"_s);

@@ -47,7 +47,7 @@ QStringList nameLines(const QString& name, const QFont& font, int width) {
 QenToolCell::QenToolCell(QenToolModel model, ToolPictures& pictures, QWidget* parent)
     : QAbstractButton(parent), m_pictures(pictures) {
     setAttribute(Qt::WA_Hover);
-    setFixedSize(Side, Side);
+    setFixedSize(Side, Theme::roomFor(Side, 2));
     setFocusPolicy(Qt::ClickFocus);
     setCursor(Qt::PointingHandCursor);
     connect(this, &QAbstractButton::clicked, this, &QenToolCell::toolButtonAction);

@@ -26,8 +26,6 @@ public:
     int tag() const { return m_tag; }
     void setTag(int tag) { m_tag = tag; }
 
-    QSize sizeHint() const override { return {Side, Side}; }
-
 protected:
     bool event(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;

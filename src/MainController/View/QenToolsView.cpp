@@ -31,7 +31,7 @@ QenToolsView::QenToolsView(QWidget* parent)
     m_ui.toolsArea->viewport()->installEventFilter(this);
     m_grid->setObjectName(u"toolsGrid"_s);
     m_ui.toolsArea->setWidget(m_grid);
-    m_ui.emptyPicture->setPixmap(Theme::picture(u"empty"_s, {EmptyPictureSize, EmptyPictureSize}, devicePixelRatioF()));
+    Theme::setPicture(m_ui.emptyPicture, u"empty"_s, EmptyPictureSize);
     connect(m_grid, &ToolGrid::pressed, this, &QenToolsView::pressed);
     connect(m_grid, &ToolGrid::focusMoved, this, [this](QWidget* cell) { m_ui.toolsArea->ensureWidgetVisible(cell); });
     connect(m_ui.toolSearch, &QLineEdit::textChanged, this, &QenToolsView::showFound);

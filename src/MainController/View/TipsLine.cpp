@@ -4,16 +4,9 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-constexpr QSize LargestMark(120, 28);
-
-} // namespace
-
 TipsLine::TipsLine(QWidget* parent) : QWidget(parent) {
     m_ui.setupUi(this);
-    m_ui.notice->setPixmap(Theme::picture(
-        u"notice"_s, {Theme::IconSize, Theme::IconSize}, devicePixelRatioF(), Theme::color(Theme::Color::SecondText)));
+    Theme::setPicture(m_ui.notice, u"notice"_s, Theme::IconSize, Theme::color(Theme::Color::SecondText));
     m_ui.organisationMark->setAccessibleName(qtTrId("OrganisationMark"));
 }
 
@@ -29,6 +22,7 @@ void TipsLine::setMark(const QImage& mark) {
         return;
     // Its file is drawn at twice its size.
     QSize size = mark.size() / 2;
+    constexpr QSize LargestMark(120, 28);
     if (size.width() > LargestMark.width() || size.height() > LargestMark.height())
         size.scale(LargestMark, Qt::KeepAspectRatio);
     QImage drawn = mark.scaled(size * devicePixelRatioF(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);

@@ -148,23 +148,14 @@ bool ToolGrid::eventFilter(QObject* watched, QEvent* event) {
 
 bool ToolGrid::handleKey(const QKeyEvent& event) {
     const qsizetype here = currentIndex();
-    switch (event.key()) {
-    case Qt::Key_Left:
-        return moveTo(here - 1);
-    case Qt::Key_Right:
-        return moveTo(here + 1);
-    case Qt::Key_Up:
-        return moveTo(here - TilesPerRow);
-    case Qt::Key_Down:
-        return moveTo(here + TilesPerRow);
-    case Qt::Key_Home:
-        return moveTo(0);
-    case Qt::Key_End:
-        return moveTo(m_models.size() - 1);
-    default:
-        return !(event.modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier)) &&
-            findTyped(event.text());
+    const std::pair<int, qsizetype> moves[] = {{Qt::Key_Left, here - 1}, {Qt::Key_Right, here + 1},
+        {Qt::Key_Up, here - TilesPerRow}, {Qt::Key_Down, here + TilesPerRow}, {Qt::Key_Home, 0},
+        {Qt::Key_End, m_models.size() - 1}};
+    for (const auto& [key, to] : moves) {
+        if (event.key() == key)
+            return moveTo(to);
     }
+    return !(event.modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier)) && findTyped(event.text());
 }
 
 bool ToolGrid::findTyped(const QString& text) {

@@ -74,6 +74,10 @@ public:
             qFromBigEndian<quint64>(container.place + size_t{position} * m_referenceSize) >> m_referenceShift;
         return static_cast<quint32>(std::min<quint64>(number, NoObject - 1));
     }
+    bool haveSameReferences(const Object& left, const Object& right) const {
+        return std::equal(left.place, left.place + size_t{left.count} * m_referenceSize, right.place,
+            right.place + size_t{right.count} * m_referenceSize);
+    }
     /// The value of the last key of this text; NoObject without one, and for what is no dictionary.
     quint32 find(const Object& dictionary, const QString& key) const;
     /// The number of a UID; more than 32 bits hold for any other object.

@@ -1,7 +1,7 @@
 #include "BinaryTable.h"
 #include "KeyOrder.h"
 #include "PropertyList.h"
-#include "ValueCount.h"
+#include "PropertyListLimits.h"
 
 #include <QHash>
 
@@ -60,7 +60,7 @@ private:
 
 QByteArray PropertyList::binaryData(const ArchiveValue& root) {
     size_t values = 1;
-    bool isWritten = countValues(root, 0, values);
+    bool isWritten = PropertyListLimits::count(root, 0, values);
     const QByteArray file = !isWritten ? QByteArray() : BinaryTable::file(values, [&](BinaryTable& table) {
         BinaryWriter writer(table);
         writer.add(root);

@@ -1,7 +1,6 @@
 #include "BinaryReader.h"
 
 #include "PropertyList.h"
-#include "ValueCount.h"
 
 #include <algorithm>
 #include <bit>
@@ -120,10 +119,8 @@ ArchiveValue BinaryFile::number(const Object& object) {
 }
 
 BinaryReader::BinaryReader(QByteArrayView bytes)
-    : m_file(bytes), m_places(m_file.objectCount()), m_left(PropertyListLimits::values(bytes.size()) - 1),
-      m_textLeft(2 * bytes.size()) {
-    std::fill(m_places.begin(), m_places.end(), 0);
-}
+    : m_file(bytes), m_places(m_file.objectCount(), 0), m_left(PropertyListLimits::values(bytes.size()) - 1),
+      m_textLeft(2 * bytes.size()) {}
 
 std::optional<ArchiveValue> BinaryReader::readRoot() {
     ArchiveValue root;
@@ -166,7 +163,7 @@ bool BinaryReader::readUid(quint64 uid, int, ArchiveValue& result) {
 
 bool BinaryReader::readAgain(quint32 place, int depth, ArchiveValue& result) {
     size_t values = 0;
-    if (place == BeingRead || !countValues(m_kept[place - FirstKept], depth, values))
+    if (place == BeingRead || !PropertyListLimits::count(m_kept[place - FirstKept], depth, values))
         return false; // nothing stands within itself
     m_left -= static_cast<qint64>(values);
     result = m_kept[place - FirstKept];
@@ -174,32 +171,36 @@ bool BinaryReader::readAgain(quint32 place, int depth, ArchiveValue& result) {
 }
 
 bool BinaryReader::readScalar(quint32 number, const Object& object, ArchiveValue& result) {
-    if (object.marker != Text && object.marker != WideText && object.marker != Data) {
+    if (object.marker == Text || object.marker == WideText) {
+        std::construct_at(&result, textOf(number, object));
+    } else if (object.marker != Data) {
         std::construct_at(&result, BinaryFile::number(object));
-        return !result.isNothing();
+    } else if (m_places[number] >= FirstKept) {
+        result = m_kept[m_places[number] - FirstKept];
+    } else if ((m_textLeft -= object.count) >= 0) {
+        std::construct_at(&result, QByteArray(reinterpret_cast<const char*>(object.place), object.count));
+        m_places[number] = m_places[number] == 0 ? Met : keep(result);
     }
+    return !result.isNothing();
+}
+
+QString BinaryReader::textOf(quint32 number, const Object& object) {
     quint32& place = m_places[number];
-    if (place >= FirstKept) {
-        result = m_kept[place - FirstKept];
-        return true;
-    }
-    const qsizetype length = object.marker == WideText ? 2 * qsizetype{object.count} : object.count;
-    if ((m_textLeft -= length) < 0)
-        return false;
-    if (object.marker == Data)
-        std::construct_at(&result, QByteArray(reinterpret_cast<const char*>(object.place), length));
-    else
-        std::construct_at(&result, BinaryFile::text(object));
-    place = place == 0 ? Met : keep(result);
-    return true;
+    if (place >= FirstKept)
+        return m_kept[place - FirstKept].string();
+    if ((m_textLeft -= (object.marker == WideText ? 2 : 1) * qsizetype{object.count}) < 0)
+        return {};
+    QString text = BinaryFile::text(object);
+    place = place == 0 ? Met : keep(text);
+    return text;
 }
 
 QString BinaryReader::readText(quint32 number) {
+    // Most keys have been met before, and need not be looked at.
     if (number < m_file.objectCount() && m_places[number] >= FirstKept)
         return m_kept[m_places[number] - FirstKept].string();
-    ArchiveValue text;
-    readScalar(number, m_file.object(number), text);
-    return text.string();
+    const Object object = m_file.object(number);
+    return object.marker == Text || object.marker == WideText ? textOf(number, object) : QString();
 }
 
 std::optional<ArchiveValue> PropertyList::decoded(const QByteArray& bytes) {

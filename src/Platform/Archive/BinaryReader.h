@@ -76,6 +76,8 @@ private:
         m_kept.push_back(value);
         return static_cast<quint32>(m_kept.size() - 1 + FirstKept);
     }
+    /// Of a text; null when there are too many of them.
+    QString textOf(quint32 number, const Object& object);
     bool readDictionary(const Object& object, int depth, ArchiveValue& result);
     bool readAgain(quint32 place, int depth, ArchiveValue& result);
 

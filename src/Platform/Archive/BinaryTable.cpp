@@ -137,11 +137,11 @@ quint32 SharedObjects::findOrInsert(quint64 identity, const QString* text, quint
     const auto places = static_cast<size_t>(m_places.size());
     for (size_t i = qHash(identity, m_seed);; ++i) {
         Place& place = m_places[static_cast<qsizetype>(i & (places - 1))];
-        if (place.identity == identity && (!text || place.text == *text))
+        if (place.identity == identity && (!text || *place.text == *text))
             return place.number;
         if (place.identity != None)
             continue;
-        place = {identity, number, text ? *text : QString()};
+        place = {identity, number, text};
         if (2 * ++m_count > places)
             grow();
         return number;
@@ -155,7 +155,7 @@ void SharedObjects::grow() {
     m_count = 0;
     for (const Place& place : old) {
         if (place.identity != None)
-            findOrInsert(place.identity, place.text.isNull() ? nullptr : &place.text, place.number);
+            findOrInsert(place.identity, place.text, place.number);
     }
 }
 

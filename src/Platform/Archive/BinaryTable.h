@@ -16,7 +16,7 @@ public:
     /// The number that was given for such a value before; otherwise @p number, which is remembered if @p value can be
     /// one with others.
     quint32 numberOf(const ArchiveValue& value, quint32 number);
-    /// Likewise for a key: equal ones are one unless they are instances of their own.
+    /// Likewise for a key: equal ones are one unless they are instances of their own. It must outlive this.
     quint32 numberOfKey(const QString& key, quint32 instance, quint32 number);
 
 private:
@@ -24,7 +24,7 @@ private:
         quint64 identity = 0;
         quint32 number = 0;
         /// Where the identity is a hash of it.
-        QString text;
+        const QString* text = nullptr;
     };
 
     quint32 findOrInsert(quint64 identity, const QString* text, quint32 number);
@@ -53,7 +53,7 @@ public:
     /// @param objects  as many as there will probably be
     static QByteArray file(size_t objects, const std::function<void(BinaryTable&)>& fill);
 
-    /// Of a dictionary.
+    /// Of a dictionary; it must outlive the table.
     quint32 addKey(const QString& key, quint32 instance = 0);
     /// What is no container, as one object with those that SharedObjects says.
     quint32 add(const ArchiveValue& value);

@@ -4,10 +4,10 @@
 #include "KeyOrder.h"
 #include "KeyedArchiveFormat.h"
 #include "PropertyListLimits.h"
-#include "ValueCount.h"
 
 #include <QHash>
 
+#include <list>
 #include <span>
 
 namespace Platform {
@@ -126,16 +126,21 @@ public:
 
     void add(quint32 rootUid, const QString& rootKey) {
         // The root dictionary alone keeps this order.
-        addPairs(std::pair(VersionKey, [&] { return m_table.addNew(Version); }),
-            std::pair(ArchiverKey, [&] { return m_table.addNew(ArchiverName); }),
-            std::pair(TopKey, [&] { return addPairs(std::pair(rootKey, [&] { return addUid(rootUid); })); }),
-            std::pair(ObjectsKey, [&] { return addEach(m_numbering.entries, [&](const auto& e) { return add(e); }); }));
+        addPairs(pair(VersionKey, [&] { return m_table.addNew(Version); }),
+            pair(ArchiverKey, [&] { return m_table.addNew(ArchiverName); }),
+            pair(TopKey, [&] { return addPairs(pair(rootKey, [&] { return addUid(rootUid); })); }),
+            pair(ObjectsKey, [&] { return addEach(m_numbering.entries, [&](const auto& e) { return add(e); }); }));
     }
 
 private:
+    template <typename Value>
+    static std::pair<const QString&, Value> pair(const QString& key, Value value) {
+        return {key, value};
+    }
+
     /// A dictionary of what each function adds.
     template <typename... Values>
-    quint32 addPairs(const std::pair<QString, Values>&... pairs) {
+    quint32 addPairs(const std::pair<const QString&, Values>&... pairs) {
         const auto object = m_table.beginDictionary(sizeof...(pairs));
         size_t place = 0;
         (m_table.setReference(object, place++, m_table.addKey(pairs.first)), ...);
@@ -172,21 +177,21 @@ private:
         const ArchiveValue& value = *entry.value;
         if (entry.classUid == 0)
             return m_table.add(value);
-        const std::pair classPair(ClassKey, [&] { return addUid(entry.classUid); });
+        const auto classPair = pair(ClassKey, [&] { return addUid(entry.classUid); });
         const size_t count = value.array().size() + value.dictionary().size();
-        const std::pair items(ItemsKey, [&] { return addUids(entry.firstUid + value.dictionary().size(), count); });
+        const auto items = pair(ItemsKey, [&] { return addUids(entry.firstUid + value.dictionary().size(), count); });
         switch (value.type()) {
         case Type::String:
             return addPairs(
-                classPair, std::pair(StringKey, [&] { return m_table.add(ArchiveValue::text(value.string())); }));
+                classPair, pair(StringKey, [&] { return m_table.add(ArchiveValue::text(value.string())); }));
         case Type::Data:
-            return addPairs(std::pair(DataKey, [&] { return m_table.addNew(value); }), classPair);
+            return addPairs(pair(DataKey, [&] { return m_table.addNew(value); }), classPair);
         case Type::Date:
-            return addPairs(std::pair(TimeKey, [&] { return m_table.addNew(value.number()); }), classPair);
+            return addPairs(pair(TimeKey, [&] { return m_table.addNew(value.number()); }), classPair);
         case Type::Array:
             return addPairs(items, classPair);
         case Type::Dictionary:
-            return addPairs(std::pair(KeysKey, [&] { return addUids(entry.firstUid, count); }), items, classPair);
+            return addPairs(pair(KeysKey, [&] { return addUids(entry.firstUid, count); }), items, classPair);
         case Type::Object:
             return addFields(entry);
         default:
@@ -196,21 +201,21 @@ private:
 
     quint32 addFields(const Numbering::Entry& entry) {
         const ArchiveValue::Dictionary& fields = entry.value->dictionary();
+        std::vector<const QString*> keys;
+        keys.reserve(fields.size() + 1);
         // A field's own name that begins with "$" is given another one.
-        const auto key = [&](size_t i) {
-            return i == fields.size()            ? ClassKey
-                : fields[i].key.startsWith(u'$') ? u'$' + fields[i].key
-                                                 : fields[i].key;
-        };
+        for (const ArchiveEntry& field : fields)
+            keys.push_back(field.key.startsWith(u'$') ? &m_renamed.emplace_back(u'$' + field.key) : &field.key);
+        keys.push_back(&ClassKey);
         std::vector<quint64> hashes;
-        hashes.reserve(fields.size() + 1);
-        for (size_t i = 0; i <= fields.size(); ++i)
-            hashes.push_back(KeyOrder::hash(key(i)));
+        hashes.reserve(keys.size());
+        for (const QString* key : keys)
+            hashes.push_back(KeyOrder::hash(*key));
         const std::vector<quint32> order = m_order.ofHashes(hashes);
         const auto object = m_table.beginDictionary(order.size());
         size_t place = 0;
         for (const quint32 i : order)
-            m_table.setReference(object, place++, m_table.addKey(key(i)));
+            m_table.setReference(object, place++, m_table.addKey(*keys[i]));
         for (const quint32 i : order) {
             const bool isInline = i < fields.size() && fields[i].value.isNumber();
             m_table.setReference(object, place++,
@@ -222,14 +227,16 @@ private:
 
     quint32 addClass(const ArchiveClass& objectClass) {
         const auto addName = [&](const QString& name) { return m_table.add(classNameValue(name)); };
-        const std::pair name(ClassNameKey, [&] { return addName(objectClass.name); });
-        const std::pair list(ClassListKey, [&] { return addEach(objectClass.classes, addName); });
+        const auto name = pair(ClassNameKey, [&] { return addName(objectClass.name); });
+        const auto list = pair(ClassListKey, [&] { return addEach(objectClass.classes, addName); });
         return objectClass.classes.isEmpty() ? addPairs(name) : addPairs(name, list);
     }
 
     const Numbering& m_numbering;
     BinaryTable& m_table;
     std::vector<quint32> m_objectsOfUids;
+    /// Which stay where they are, as the table wants it.
+    std::list<QString> m_renamed;
     KeyOrder m_order;
 };
 
@@ -237,7 +244,7 @@ private:
 
 QByteArray KeyedArchiver::archivedData(const ArchiveValue& root, const QString& rootKey) {
     size_t values = 1;
-    if (!countValues(root, 0, values))
+    if (!PropertyListLimits::count(root, 0, values))
         return {};
     Numbering numbering;
     numbering.entries.reserve(SmallArchive);

@@ -38,8 +38,7 @@ public:
         QString key = RootKey;
         if (rootKey && top.marker == Dictionary && top.count == 1)
             *rootKey = key = readText(m_file.reference(top, 0));
-        m_placesOfUids.resize(m_list.count);
-        std::fill(m_placesOfUids.begin(), m_placesOfUids.end(), 0);
+        m_placesOfUids.resize(m_list.count, 0);
         ArchiveValue root;
         return readUid(m_file.uid(find(top, key)), 0, root) ? std::optional(std::move(root)) : std::nullopt;
     }
@@ -136,22 +135,37 @@ private:
         if (keys.marker != Array || values.marker != Array || keys.count != values.count ||
             !(m_allowsText || keys.count == 0) || !enter(keys.count, depth))
             return false;
-        ArchiveValue::Dictionary entries(keys.count);
-        for (quint32 i = 0; i < keys.count; ++i) {
-            const quint64 uid = uidAt(keys, i);
-            // Number 0 is no object, whatever text stands for it.
-            const quint32 number = uid > 0 && uid < m_list.count ? numberOf(uid) : BinaryFile::NoObject;
-            entries[i].key = readText(number);
-            if (!entries[i].key.isNull())
-                continue;
+        if (const auto other = readKeys(keys)) {
             leave(keys.count);
-            return m_file.object(number).marker == Dictionary && readLists(object, objectClass, depth, result);
+            return m_file.object(*other).marker == Dictionary && readLists(object, objectClass, depth, result);
         }
+        ArchiveValue::Dictionary entries(keys.count);
+        for (quint32 i = 0; i < keys.count; ++i)
+            entries[i].key = m_keyTexts[i];
         bool isRead = true;
         for (quint32 i = 0; i < keys.count && isRead; ++i)
             isRead = readUid(uidAt(values, i), depth + 1, entries[i].value);
         std::construct_at(&result, std::move(entries));
         return isRead;
+    }
+
+    /// To m_keyTexts. Returns the number of the first that is no text.
+    std::optional<quint32> readKeys(const Object& keys) {
+        // Lists of dictionaries that all have the same keys are the rule.
+        if (m_file.haveSameReferences(keys, std::exchange(m_keys, keys)))
+            return std::nullopt;
+        m_keyTexts.clear();
+        for (quint32 i = 0; i < keys.count; ++i) {
+            const quint64 uid = uidAt(keys, i);
+            // Number 0 is no object, whatever text stands for it.
+            const quint32 number = uid > 0 && uid < m_list.count ? numberOf(uid) : BinaryFile::NoObject;
+            m_keyTexts.push_back(readText(number));
+            if (m_keyTexts.back().isNull()) {
+                m_keys = {};
+                return number;
+            }
+        }
+        return std::nullopt;
     }
 
     bool readFields(const Object& object, const ClassEntry& objectClass, int depth, ArchiveValue& result) {
@@ -165,7 +179,7 @@ private:
             ArchiveEntry& field = fields.emplace_back();
             field.key = readText(number);
             // A field's own name that begins with "$" was given another one.
-            if (field.key.startsWith("$$"_L1))
+            if (QStringView(field.key).startsWith(u"$$"))
                 field.key.remove(0, 1);
             isRead = !field.key.isNull() && read(m_file.reference(object, object.count + i), depth + 1, field.value);
         }
@@ -228,6 +242,9 @@ private:
     /// The archive's objects.
     Object m_list;
     Places m_placesOfUids;
+    /// Of the last dictionary.
+    Object m_keys;
+    std::vector<QString> m_keyTexts;
     std::map<quint64, std::optional<ClassEntry>> m_classes;
     quint64 m_lastClassUid = ~quint64{0};
     const ClassEntry* m_lastClass = nullptr;

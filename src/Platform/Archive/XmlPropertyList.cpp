@@ -2,7 +2,6 @@
 
 #include "ArchiveDate.h"
 #include "PropertyListLimits.h"
-#include "ValueCount.h"
 
 #include <QRegularExpression>
 #include <QXmlStreamReader>
@@ -130,7 +129,7 @@ public:
     QByteArray encode(const ArchiveValue& root) {
         m_text = Head;
         size_t values = 1;
-        if (!countValues(root, 0, values) || !write(root, 0))
+        if (!PropertyListLimits::count(root, 0, values) || !write(root, 0))
             return {};
         m_text += "</plist>\n";
         return m_text.size() <= PropertyListLimits::FileSize ? m_text : QByteArray();

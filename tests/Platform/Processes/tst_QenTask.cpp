@@ -196,13 +196,15 @@ private Q_SLOTS:
             const char* text;
             bool term;
             bool kill;
-            /// That ends it; -1 when it does not end.
-            int signal;
+            /// The signal that ends it, or its own status; -1 when it does not end.
+            int end;
         };
         const Row rows[] = {
             {"sleep 1000 | sleep 1000", true, true, SIGTERM},
             {"(trap '' TERM; sleep 1000) | sleep 1000", true, true, SIGTERM},
             {"trap '' TERM; sleep 1000", true, true, SIGKILL},
+            // Who wants to tidy up gets the time.
+            {"trap 'sleep 0.3; exit 77' TERM; sleep 1000 & wait", true, true, 77},
             {"trap '' TERM; sleep 1000", true, false, -1},
             {"sleep 1000", false, false, -1},
             {"sleep 1000", false, true, SIGKILL},
@@ -210,8 +212,8 @@ private Q_SLOTS:
         for (const Row& row : rows) {
             QenTask task(Bash, script(QString::fromLatin1(row.text)));
             QVERIFY(!task.launch());
-            QVERIFY2(task.waitUntilExitWithTimeout(0.2, row.term, row.kill) == (row.signal >= 0), row.text);
-            QVERIFY2(task.terminationStatus() == row.signal, row.text);
+            QVERIFY2(task.waitUntilExitWithTimeout(0.2, row.term, row.kill) == (row.end >= 0), row.text);
+            QVERIFY2(task.terminationStatus() == row.end, row.text);
             QVERIFY(task.waitUntilExitWithTimeout(0, false, true));
             // Nor is any member of its pipeline left.
             QTRY_VERIFY2(!groupExists(task.processIdentifier()), row.text);
