@@ -73,7 +73,7 @@ private Q_SLOTS:
     void aFirstRequestWithoutDescriptors() {
         // The sanitizers ask the kernel what may be read, for which they need a pipe.
 #ifdef __SANITIZE_ADDRESS__
-        constexpr int Fewest = 4;
+        constexpr int Fewest = 8;
 #else
         constexpr int Fewest = 0;
 #endif
