@@ -9,19 +9,6 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-QString stopOutcome(const AgentStop& stop) {
-    if (stop.access != 0)
-        return u"[appdelegate] QenCloud Vindor Access Fail!!!"_s;
-    // The error is not looked at, on purpose: the answer's code alone decides which line is logged.
-    const auto code = integerValue(stop.answer.value(u"code"));
-    return code == 0 ? u"[appdelegate] QenCloud Vindor Stop Success!!!"_s
-                     : u"[appdelegate] QenCloud Vindor Stop Fail:code = %1"_s.arg(ServerAnswer::logged(code));
-}
-
-} // namespace
-
 void runQuitSequence(QenCloudLoginHelper& login, QenLogHelper& log, VpnComponent& vpn, std::function<void()> terminate,
     std::chrono::milliseconds limit) {
     const auto finish = [terminate = std::move(terminate), isOver = std::make_shared<std::atomic<bool>>(false)] {
@@ -36,7 +23,8 @@ void runQuitSequence(QenCloudLoginHelper& login, QenLogHelper& log, VpnComponent
         }
         // Behind the stop that was begun above, as a unit of its own.
         vpn.stop([&log, finish](const AgentStop& stop) {
-            log.writeLog(stopOutcome(stop));
+            // The error is not looked at, on purpose: the answer's code alone decides which line is logged.
+            log.writeLog(u"[appdelegate] "_s + stop.outcome());
             finish();
         });
     });

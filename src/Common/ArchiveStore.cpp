@@ -42,8 +42,8 @@ void archiveWithRootObject(
         completion(Platform::replaceFile(path, bytes, Platform::Durability::Plain));
 }
 
-std::optional<ArchiveValue> unarchivedObjectWithFilePath(const QString& path) {
-    return unarchiveObjectWithFile(path, {"NSString", "NSDictionary", "NSArray", "NSValue", "NSNull"});
+std::optional<ArchiveValue> unarchivedObjectWithFilePath(const QString& path, bool* mayPass) {
+    return unarchiveObjectWithFile(path, {"NSString", "NSDictionary", "NSArray", "NSValue", "NSNull"}, mayPass);
 }
 
 bool archiveRootObject(const ArchiveValue& root, const QString& path, Platform::Durability durability) {

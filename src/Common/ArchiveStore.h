@@ -25,7 +25,7 @@ void archiveWithRootObject(const Platform::ArchiveValue& root, bool secureCoding
     const std::function<void(const Platform::Error&)>& completion);
 
 /// The root object when it consists of strings, dictionaries, arrays, numbers and null only.
-std::optional<Platform::ArchiveValue> unarchivedObjectWithFilePath(const QString& path);
+std::optional<Platform::ArchiveValue> unarchivedObjectWithFilePath(const QString& path, bool* mayPass = nullptr);
 
 /// Writes the archive @p path, which need not exist. False on any failure; then an existing file is untouched,
 /// unless only the syncing of its folder failed.

@@ -22,12 +22,23 @@ QenCheckRound::~QenCheckRound() {
     m_results = {};
 }
 
-RequiredChecks QenCheckRound::policy() const {
-    return requiredChecks(unarchivedObjectWithFilePath(m_world.agentState + u'/' + StateFiles::ComplianceInfo));
+std::optional<RequiredChecks> QenCheckRound::policy() const {
+    bool mayPass = false;
+    const auto info = unarchivedObjectWithFilePath(m_world.agentState + u'/' + StateFiles::ComplianceInfo, &mayPass);
+    return mayPass ? std::nullopt : std::optional(requiredChecks(info));
 }
 
 void QenCheckRound::getDataFromPlist() {
-    m_required = policy();
+    const auto required = policy();
+    if (!required) {
+        constexpr std::chrono::seconds AskAgain{2};
+        // A round of nothing would call the computer safe.
+        m_isChecking = true;
+        Q_EMIT roundStarted();
+        Platform::after(Platform::mainQueue(), AskAgain, m_main.wrapped([this] { getDataFromPlist(); }));
+        return;
+    }
+    m_required = *required;
     const auto catalogue = readCatalogue(m_world.catalogue);
     if (!catalogue) {
         m_world.log(u"can not find QenCheck.plist"_s, OrdinaryLine);
@@ -43,7 +54,7 @@ void QenCheckRound::getDataFromPlist() {
 }
 
 void QenCheckRound::recheck() {
-    if (!m_dataSource.empty() && policy() == m_required)
+    if (!m_dataSource.empty() && policy().value_or(m_required) == m_required)
         startCheck();
     else
         getDataFromPlist();

@@ -34,8 +34,8 @@ public:
     explicit QenCheckRound(World world);
     ~QenCheckRound() override;
 
-    /// Loads the catalogue under the agent's present policy; the new tree and a first round follow from the event loop.
-    /// Without a catalogue everything stays as it is.
+    /// Loads the catalogue under the agent's present policy, as soon as that can be read; the new tree and a first
+    /// round follow from the event loop. Without a catalogue everything stays as it is.
     void getDataFromPlist();
     /// A round on a person's wish: with the catalogue loaded anew when there is no tree, or when the policy asks for
     /// other checks by now.
@@ -79,7 +79,8 @@ Q_SIGNALS:
     void passEnded(int unreported);
 
 private:
-    RequiredChecks policy() const;
+    /// Nothing while the agent's file cannot be read.
+    std::optional<RequiredChecks> policy() const;
     void runPass(const std::vector<QenRootModelPointer>& nodes, int pass);
     void countResult(int row, QenRootModel& node, QenCheckModel& check);
 

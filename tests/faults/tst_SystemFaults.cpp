@@ -1,9 +1,9 @@
 #include "ClientWorld.h"
 
+#include "EveryPlace.h"
 #include "FileEventStream.h"
 #include "FileManager.h"
 #include "Files.h"
-#include "SystemFaults.h"
 #include "UserDefaults.h"
 
 #include <QScopeGuard>
@@ -20,17 +20,6 @@ AccountModel account(const QString& ticket) {
     record.setTicket(ticket);
     return record;
 }
-
-int openDescriptors() {
-    return static_cast<int>(QDir(u"/proc/self/fd"_s).entryList(QDir::AllEntries | QDir::System).size());
-}
-
-/// Something that the client does with files. Returns what stands wrong afterwards; nothing may fail in the check.
-struct Flow {
-    std::function<void()> prepare;
-    std::function<void()> run;
-    std::function<QString()> wrong;
-};
 
 SignInAnswer signIn(const AskedFor& asked, const QString& ticket) {
     const QJsonObject data{
@@ -49,24 +38,20 @@ private Q_SLOTS:
         QTest::addColumn<QString>("flow");
         QTest::addColumn<int>("error");
         QTest::addColumn<bool>("isLasting");
-        const auto row = [](const char* flow, int error, bool isLasting) {
-            QTest::addRow("%s, %s%s", flow, error > 0 ? strerrorname_np(error) : "half", isLasting ? "..." : "")
-                << QString::fromLatin1(flow) << error << isLasting;
-        };
-        for (const char* flow : {"record", "session", "start", "archive", "defaults", "server"}) {
+        for (const char* flow : {"record", "session", "start", "archive", "defaults", "server", "list", "files"}) {
             for (const int error : {ENOSPC, EIO, EMFILE, SystemFaults::Short}) {
-                row(flow, error, false);
-                row(flow, error, true);
+                addFault(flow, error, false);
+                addFault(flow, error, true);
             }
             // For ever, it would be repeated for ever.
-            row(flow, EINTR, false);
+            addFault(flow, EINTR, false);
         }
         // Many calls: each kind once.
         for (const char* flow : {"log", "export"}) {
-            row(flow, ENOSPC, true);
-            row(flow, EMFILE, false);
-            row(flow, EINTR, false);
-            row(flow, SystemFaults::Short, true);
+            addFault(flow, ENOSPC, true);
+            addFault(flow, EMFILE, false);
+            addFault(flow, EINTR, false);
+            addFault(flow, SystemFaults::Short, true);
         }
     }
     void everyCall() {
@@ -74,26 +59,13 @@ private Q_SLOTS:
         QFETCH(int, error);
         QFETCH(bool, isLasting);
         m_isLasting = isLasting;
-        constexpr int MostCalls = 2000;
-        int call = 0;
-        for (bool hasFailed = true; hasFailed;) {
-            QVERIFY(++call < MostCalls);
-            ClientFolder folder;
-            qputenv("MAV_ROOT", folder.machine().toLocal8Bit());
-            const auto made = flowOf(flow, folder);
-            made.prepare();
-            const int descriptors = openDescriptors();
-            SystemFaults::arm(call, error, isLasting);
-            made.run();
-            hasFailed = SystemFaults::disarm();
-            const QString wrong = made.wrong();
-            QVERIFY2(wrong.isEmpty(), qPrintable(u"call %1: %2"_s.arg(call).arg(wrong)));
-            QTRY_VERIFY2(openDescriptors() <= descriptors, qPrintable(u"call %1 leaves a descriptor"_s.arg(call)));
-        }
-        qInfo("%d calls", call - 1);
+        std::optional<ClientFolder> folder;
+        const auto fresh = [&] {
+            qputenv("MAV_ROOT", folder.emplace().machine().toLocal8Bit());
+            return flowOf(flow, *folder);
+        };
+        everyPlace(fresh, error, isLasting);
         qunsetenv("MAV_ROOT");
-        // Nothing failed in the last round: the flow was met.
-        QVERIFY(call > 1);
     }
 
     /// The kernel is asked again, and what has come meanwhile is news.
@@ -141,6 +113,10 @@ private:
             return defaultsFlow(folder);
         if (name == u"log")
             return logFlow(folder);
+        if (name == u"list")
+            return listFlow(folder);
+        if (name == u"files")
+            return filesFlow(folder);
         return name == u"server" ? serverFlow(folder) : exportFlow(folder);
     }
 
@@ -250,6 +226,82 @@ private:
             [&folder]() -> QString {
                 const auto found = QenNetworkInfoModel::currentNetRecord(folder.agent());
                 return found && found->record_server.endsWith(u".example"_s) ? QString() : u"the server is lost"_s;
+            }};
+    }
+
+    /// The agent's list and the choice between its servers have changed: a reader that fails for once reads again.
+    Flow listFlow(ClientFolder& folder) {
+        const auto servers = [](int port) {
+            const QVariant intranet = QVariantList{u"127.0.0.1"_s, port};
+            return QVariantList{intranet, QVariant(QVariantList{u"127.0.0.2"_s, port + 1})};
+        };
+        const auto config =
+            std::make_shared<QenServerConfig>(folder.agent() + u"/.QenConfig"_s, folder.support() + u"/QenCloudL"_s);
+        return {[&folder, config, servers] {
+                    folder.configure(servers(10));
+                    config->updateServerConfig();
+                    folder.configure(servers(20));
+                    QVERIFY(archiveRootObject(u"1"_s, folder.state(u"netType.archive"_s)));
+                },
+            [config] {
+                config->updateServerConfig();
+                config->AcountIP_Port();
+            },
+            [config]() -> QString {
+                config->readServerConfig();
+                return config->intranet_port() == 20 && config->AcountIP_Port() == 21 ? QString()
+                                                                                      : u"an old server is asked"_s;
+            }};
+    }
+
+    /// Files in several folders: once nothing fails, each one is followed, and the stream ends when it is told to.
+    static Flow filesFlow(ClientFolder& folder) {
+        struct Following {
+            explicit Following(const QStringList& followed) : paths(followed) {}
+            ~Following() {
+                stream->stop();
+                running.join();
+            }
+            void start() {
+                const auto take = [this](const QStringList& changed) {
+                    const std::lock_guard lock(mutex);
+                    for (const QString& path : changed)
+                        missing.removeAll(path);
+                };
+                stream.emplace(paths, std::chrono::milliseconds(10), take, [](const QString&) {});
+                running = std::thread([this] { stream->run(); });
+            }
+            bool isMissing() {
+                for (const QString& path : std::as_const(paths))
+                    static_cast<void>(Platform::replaceFile(path, "new"));
+                QTest::qSleep(25);
+                const std::lock_guard lock(mutex);
+                return !missing.isEmpty();
+            }
+
+            const QStringList paths;
+            QStringList missing = paths;
+            std::mutex mutex;
+            std::optional<Platform::FileEventStream> stream;
+            std::thread running;
+        };
+        const QStringList paths{folder.agent() + u"/tips.txt"_s, folder.state(u"login.archive"_s)};
+        const auto following = std::make_shared<Following>(paths);
+        return {[] {},
+            [following] {
+                following->start();
+                // By somebody else, for whom nothing fails.
+                std::thread([following] {
+                    SystemFaults::spareThisThread();
+                    following->isMissing();
+                }).join();
+            },
+            [following]() -> QString {
+                for (int i = 0; i < 100; ++i) {
+                    if (!following->isMissing())
+                        return {};
+                }
+                return u"not followed: "_s + following->missing.join(u' ');
             }};
     }
 

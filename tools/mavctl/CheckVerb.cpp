@@ -1,3 +1,4 @@
+#include "ArchiveStore.h"
 #include "Bundle.h"
 #include "MavResources.h"
 #include "Paths.h"
@@ -117,6 +118,12 @@ Exit runCheck(const QStringList& arguments) {
     if (!readCatalogue(catalogue))
         return fail(u"the check catalogue QenCheck.plist is %1"_s.arg(
             catalogue.isEmpty() ? text("missing") : text("damaged: ") + catalogue));
+    const QString policy = Platform::Paths::agentState() + u'/' + StateFiles::ComplianceInfo;
+    bool mayPass = false;
+    static_cast<void>(unarchivedObjectWithFilePath(policy, &mayPass));
+    // The round would wait until it can be read.
+    if (mayPass)
+        return fail(u"not compliant: the policy %1 cannot be read"_s.arg(policy), Exit::NoPolicy);
     QenCheck check(quietWorld());
     QenCheckRound round({.log = [](const QString&, int) {},
         .center = Platform::NotificationCenter::defaultCenter(),

@@ -152,24 +152,31 @@ void HttpThread::run() {
     pthread_sigmask(SIG_BLOCK, &all, nullptr);
     // Not taken down at exit: the process may end while this thread is still setting it up.
     OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
-    if (CURLM* multi = isCurlThere() ? curl_multi_init() : nullptr) {
-        // Again, after the other libraries' exit handlers are registered: the last one runs first.
-        parkAtExit();
-        curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, MostConnections);
-        const std::lock_guard lock(m_mutex);
-        m_multi = multi;
-    }
-    {
-        const std::lock_guard lock(m_mutex);
-        m_isLoaded = true;
-        m_changed.notify_all();
-    }
+    open();
     for (;;) {
         takePosted();
         collect();
         fireDue();
         sleep();
     }
+}
+
+void HttpThread::open() {
+    if (!curlLibrary)
+        curlLibrary = dlopen("libcurl.so.4", RTLD_NOW);
+    CURLM* multi = curlLibrary && curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK ? curl_multi_init() : nullptr;
+    // Made while no descriptor was left, it could not be woken any more.
+    if (multi && curl_multi_wakeup(multi) != CURLM_OK)
+        curl_multi_cleanup(std::exchange(multi, nullptr));
+    if (multi) {
+        // Again, after the other libraries' exit handlers are registered: the last one runs first.
+        parkAtExit();
+        curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, MostConnections);
+    }
+    const std::lock_guard lock(m_mutex);
+    m_multi = multi;
+    m_isLoaded = true;
+    m_changed.notify_all();
 }
 
 void HttpThread::takePosted() {
@@ -240,6 +247,8 @@ void HttpThread::stayParked() {
 }
 
 void HttpThread::start(const std::shared_ptr<CurlRequest>& request) {
+    if (!m_multi)
+        open();
     if (request->session().isClosed || !m_multi) {
         request->finish(m_multi ? cancelled() : httpError(Error::Unknown, u"no transfer library"_s));
         return;

@@ -36,6 +36,7 @@ private:
 
     HttpThread();
     void run();
+    void open();
     void takePosted();
     void collect();
     void fireDue();
@@ -58,10 +59,10 @@ private:
     std::condition_variable m_changed;
     std::deque<Posted> m_posted;
     bool m_isParkWanted = false;
-    /// The transfer library is there, or is not to be had.
+    /// The transfer library is there, or was not to be had.
     bool m_isLoaded = false;
     bool m_isParked = false;
-    /// Null until the thread has begun, and without the transfer library.
+    /// Null until the thread has begun, and without the transfer library, which each request asks for again.
     CURLM* m_multi = nullptr;
 
     /// Under way; for the network thread alone.

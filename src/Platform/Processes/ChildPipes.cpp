@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 
 namespace Platform {
 
@@ -41,6 +42,9 @@ void ChildPipes::take(Stream& stream) {
         const qsizetype room = StreamLimit - stream.data.size();
         stream.data.append(bytes, std::min<qsizetype>(count, room));
     } else if (count == 0 || (errno != EAGAIN && errno != EINTR)) {
+        // Cut off, it is no answer: told where the command's own complaints stand.
+        if (count < 0)
+            m_streams[1].data.append(std::strerror(errno));
         stream.readEnd.close();
     }
 }

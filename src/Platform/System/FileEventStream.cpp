@@ -23,8 +23,6 @@ constexpr quint32 Interesting = IN_MODIFY | IN_CLOSE_WRITE | IN_CREATE | IN_DELE
 constexpr size_t BufferSize = 64 * 1024;
 /// How often a folder that comes while its parent's watch is made is looked for again.
 constexpr int MostTries = 3;
-/// How often the kernel is asked again for an instance or a watch.
-constexpr int AskAgain = 10000; // milliseconds
 
 } // namespace
 
@@ -48,7 +46,10 @@ void FileEventStream::stop() {
 }
 
 int FileEventStream::addWatch(const QString& path) {
-    return inotify_add_watch(m_inotify.get(), QFile::encodeName(path).constData(), Interesting);
+    const int watch = inotify_add_watch(m_inotify.get(), QFile::encodeName(path).constData(), Interesting);
+    if (watch < 0 && errno != ENOENT && errno != ENOTDIR && errno != EACCES)
+        m_lack = errno;
+    return watch;
 }
 
 /// Watches @p folder, or the nearest of its parents that exists, so that its coming is noticed. Returns whether that is
@@ -72,6 +73,7 @@ bool FileEventStream::watch(Folder& folder, bool filesAreNews) {
 }
 
 void FileEventStream::watchAll(bool filesAreNews) {
+    const int lackedBefore = std::exchange(m_lack, 0);
     QSet<int> before;
     for (const Folder& folder : std::as_const(m_folders))
         before << folder.watch;
@@ -85,6 +87,10 @@ void FileEventStream::watchAll(bool filesAreNews) {
         before.remove(folder.watch);
     for (const int unused : std::as_const(before))
         inotify_rm_watch(m_inotify.get(), unused);
+    if (m_lack && !lackedBefore)
+        m_tell(u"[FileEventStream] files cannot be followed: %1"_s.arg(qt_error_string(m_lack)));
+    else if (lackedBefore && !m_lack)
+        m_tell(u"[FileEventStream] files are followed again"_s);
 }
 
 void FileEventStream::changed(const QString& path) {
@@ -125,36 +131,29 @@ void FileEventStream::readEvents() {
         watchAll(true);
 }
 
-/// Milliseconds until the pending changes are due, rounded up; -1 when there are none.
+/// Milliseconds until the pending changes are due, rounded up. Without any, until the kernel is asked again for what it
+/// did not give, which may be what ends the wait; else -1.
 int FileEventStream::timeLeft() const {
     if (m_pending.isEmpty())
-        return -1;
+        return m_lack || !m_wake.isOpen() ? static_cast<int>(4 * m_latency.count()) : -1;
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(m_due - Clock::now());
     return static_cast<int>(std::max<qint64>(left.count(), 0));
 }
 
-/// Without one watch at the least, of "/", the kernel has nothing left to give.
-bool FileEventStream::isFollowing() const {
-    return std::ranges::any_of(m_folders, [](const Folder& folder) { return folder.watch >= 0; });
-}
-
 void FileEventStream::askAgain() {
-    m_inotify = UniqueFd(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+    if (!m_inotify.isOpen())
+        m_inotify = UniqueFd(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
     watchAll(true);
-    if (isFollowing())
-        m_tell(u"[FileEventStream] files are followed again"_s);
 }
 
 void FileEventStream::run() {
     watchAll(false);
-    if (!isFollowing())
-        m_tell(u"[FileEventStream] no file can be followed: %1"_s.arg(qt_error_string(errno)));
     while (!m_stopped) {
         pollfd sources[] = {{m_inotify.get(), POLLIN, 0}, {m_wake.get(), POLLIN, 0}};
-        poll(sources, 2, isFollowing() ? timeLeft() : AskAgain);
+        poll(sources, 2, timeLeft());
         if (m_stopped)
             return;
-        if (!isFollowing())
+        if (m_lack)
             askAgain();
         if (sources[0].revents & POLLIN)
             readEvents();

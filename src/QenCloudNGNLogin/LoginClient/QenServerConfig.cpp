@@ -20,13 +20,15 @@ QenServerConfig::QenServerConfig(QString configFile, QString userState)
     : m_configFile(std::move(configFile)), m_userState(std::move(userState)) {}
 
 void QenServerConfig::readServerConfig() {
-    if (intranet_server().isNull())
+    if (m_isBehind || intranet_server().isNull())
         updateServerConfig();
 }
 
 void QenServerConfig::updateServerConfig() {
     const std::lock_guard lock(m_mutex);
-    const auto root = unarchiveObjectWithFile(m_configFile, {"NSString", "NSArray", "NSValue", "NSNull"});
+    bool mayPass = false;
+    const auto root = unarchiveObjectWithFile(m_configFile, {"NSString", "NSArray", "NSValue", "NSNull"}, &mayPass);
+    m_isBehind = mayPass;
     if (!root || !root->isArray())
         return;
     Endpoint* const places[] = {&m_intranet, &m_extranet, &m_domain};
@@ -48,7 +50,11 @@ bool QenServerConfig::isExtranetChosen() const {
     const Platform::FileIdentity file = Platform::fileIdentity(path);
     const std::lock_guard lock(m_mutex);
     if (file != m_choiceFile) {
-        const auto marker = unarchiveObjectWithFile(path);
+        bool mayPass = false;
+        const auto marker = unarchiveObjectWithFile(path, Platform::AllowedClasses::any(), &mayPass);
+        // What is known holds while nothing can be read.
+        if (mayPass)
+            return m_isExtranet;
         m_isExtranet = marker && marker->isString() && marker->string() == u"1"_s;
         m_choiceFile = file;
     }

@@ -6,6 +6,7 @@
 
 #include <QString>
 
+#include <atomic>
 #include <mutex>
 #include <optional>
 
@@ -21,7 +22,7 @@ public:
     QenServerConfig(QString configFile, QString userState);
     static QenServerConfig& sharedInstance() { return Platform::Shared<QenServerConfig>::instance(); }
 
-    /// Loads the file only while there is no intranet server.
+    /// Loads the file only while there is no intranet server, or when it could not be read the last time.
     void readServerConfig();
     /// Always reads the file again; fields that it lacks keep their value, a missing or damaged file changes nothing.
     void updateServerConfig();
@@ -51,6 +52,7 @@ private:
     /// Of the choice that was read last: asked for with every request, read when another file stands there.
     mutable Platform::FileIdentity m_choiceFile;
     mutable bool m_isExtranet = false;
+    std::atomic<bool> m_isBehind{false};
     Endpoint m_intranet;
     Endpoint m_extranet;
     Endpoint m_domain;

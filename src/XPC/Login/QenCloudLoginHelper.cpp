@@ -18,16 +18,6 @@ namespace {
 
 constexpr std::chrono::seconds QrWait{3};
 
-QString stopOutcome(const AgentStop& stop) {
-    if (stop.access != 0)
-        return u"[QenCloudLoginHelper] QenCloud Vindor Access Fail!!!"_s;
-    if (stop.error)
-        return u"[QenCloudLoginHelper] QenCloud Vindor Stop Fail: %1"_s.arg(stop.error.logText());
-    const auto code = integerValue(stop.answer.value(u"code"));
-    return code == 0 ? u"[QenCloudLoginHelper] QenCloud Vindor Stop Success!!!"_s
-                     : u"[QenCloudLoginHelper] QenCloud Vindor Stop Fail:code = %1"_s.arg(ServerAnswer::logged(code));
-}
-
 } // namespace
 
 QenCloudLoginHelper::QenCloudLoginHelper(World world) : m_world(std::move(world)) {
@@ -237,6 +227,10 @@ void QenCloudLoginHelper::existZelVPN(const std::function<void()>& done) {
     Platform::globalQueue().async([this, end, busy = m_taskArray.token()] {
         if (m_world.vpn.processes().isEmpty())
             return;
-        m_world.vpn.stop([this, end, busy](const AgentStop& stop) { m_world.log.writeLog(stopOutcome(stop)); });
+        m_world.vpn.stop([this, end, busy](const AgentStop& stop) {
+            const bool hasError = stop.access == 0 && stop.error;
+            const QString error = u"QenCloud Vindor Stop Fail: %1"_s.arg(stop.error.logText());
+            m_world.log.writeLog(u"[QenCloudLoginHelper] "_s + (hasError ? error : stop.outcome()));
+        });
     });
 }

@@ -3,6 +3,7 @@
 #include "ErrorText.h"
 #include "IntegerValue.h"
 #include "LoopbackListener.h"
+#include "ServerAnswer.h"
 #include "StringTable.h"
 #include "TaskHelper.h"
 #include "UniqueFd.h"
@@ -34,6 +35,14 @@ QByteArray trustedText(const QString& path) {
 }
 
 } // namespace
+
+QString AgentStop::outcome() const {
+    if (access != 0)
+        return u"QenCloud Vindor Access Fail!!!"_s;
+    const auto code = integerValue(answer.value(u"code"));
+    return code == 0 ? u"QenCloud Vindor Stop Success!!!"_s
+                     : u"QenCloud Vindor Stop Fail:code = %1"_s.arg(ServerAnswer::logged(code));
+}
 
 VindorClient::VindorClient(QString portFile, double timeout) : m_portFile(std::move(portFile)), m_timeout(timeout) {}
 

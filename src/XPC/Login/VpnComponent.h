@@ -16,6 +16,9 @@ struct AgentStop {
     /// Holds an integer "code", 0 on success.
     QJsonObject answer = {};
     Platform::Error error = {};
+
+    /// The log's words for access and code.
+    QString outcome() const;
 };
 using AgentStopped = std::function<void(const AgentStop&)>;
 

@@ -46,7 +46,7 @@ private:
         QByteArray data;
     };
 
-    static void take(Stream& stream);
+    void take(Stream& stream);
 
     std::array<Stream, 2> m_streams;
 };

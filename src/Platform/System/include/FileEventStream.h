@@ -16,13 +16,13 @@ namespace Platform {
 ///
 /// A folder may be missing, appear later, go away and come back. What happens within the latency after a first change
 /// comes in one callback, each path once, in the order of first change. When the kernel drops events, every path counts
-/// as changed: never silence. While the kernel has no instance or watch to give, it is asked again, and what is there
-/// then counts as changed. Memory does not depend on the number of changes.
+/// as changed: never silence. While the kernel has no instance or watch to give, it is asked again every fourth
+/// latency, and what is there then counts as changed. Memory does not depend on the number of changes.
 class FileEventStream final {
 public:
     /// @param paths  absolute file names  @param latency  from the first change to the callback
     /// @param callback  called on the thread that runs the stream
-    /// @param tell  takes a line when no file can be followed, and when they can be again; on that thread
+    /// @param tell  takes a line when a file cannot be followed, and when all can be again; on that thread
     FileEventStream(const QStringList& paths, std::chrono::milliseconds latency,
         std::function<void(const QStringList&)> callback, std::function<void(const QString&)> tell = systemLog);
     FileEventStream(const FileEventStream&) = delete;
@@ -44,7 +44,6 @@ private:
         bool isThere = false;
     };
 
-    bool isFollowing() const;
     void askAgain();
     void watchAll(bool filesAreNews);
     bool watch(Folder& folder, bool filesAreNews);
@@ -59,6 +58,8 @@ private:
     const std::function<void(const QString&)> m_tell;
     UniqueFd m_inotify;
     const UniqueFd m_wake;
+    /// Why the kernel has no instance or watch for all of them; 0 when it has.
+    int m_lack = 0;
     std::atomic<bool> m_stopped{false};
     QList<Folder> m_folders;
     QStringList m_pending;
