@@ -37,6 +37,11 @@ part_late() {
 }
 # Ten minutes for each door that reads what comes from outside.
 part_fuzz() { scripts/fuzz.sh --seconds 600; }
+# Twenty places of each flow instead of the first four and those that chance takes.
+part_faults() {
+    cmake --preset dev && cmake --build --preset dev --target tst_SystemFaults tst_PeerFaults &&
+        MAV_FAULT_PLACES=20 ctest --preset dev -R Faults --output-on-failure
+}
 # The demo's whole story with programs that a report of a sanitizer ends with another status.
 part_sanitized() {
     local preset
@@ -49,7 +54,7 @@ part_sanitized() {
     done
 }
 
-[ $# -gt 0 ] || set -- tidy fuzz late sanitized releases reproducible fleet start idle soak cost
+[ $# -gt 0 ] || set -- tidy fuzz faults late sanitized releases reproducible fleet start idle soak cost
 scripts/install-packages.sh || exit
 mkdir -p build/nightly
 failed=()

@@ -6,6 +6,7 @@
 #include <QDateTime>
 #include <QFileInfo>
 #include <QStringEncoder>
+#include <QTimeZone>
 
 using namespace Qt::StringLiterals;
 
@@ -18,9 +19,8 @@ const QString ConsoleMark = u"-[QenLogHelper writeLog:type:]_block_invoke [Line 
 } // namespace
 
 QString LogRing::dateString(qint64 secondsSinceEpoch) {
-    constexpr int ZoneSeconds = 28800;
-    return QDateTime::fromSecsSinceEpoch(secondsSinceEpoch, Qt::OffsetFromUTC, ZoneSeconds)
-        .toString(u"yyyy-MM-dd HH:mm:ss"_s);
+    static const QTimeZone zone(28800);
+    return QDateTime::fromSecsSinceEpoch(secondsSinceEpoch, zone).toString(u"yyyy-MM-dd HH:mm:ss"_s);
 }
 
 void LogRing::initialise() {

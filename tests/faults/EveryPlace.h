@@ -40,7 +40,7 @@ inline void everyPlace(const std::function<Flow()>& make, int error, bool isLast
     constexpr int MostCalls = 4000;
     int call = 1;
     int runs = 0;
-    for (;; call += call < all ? 1 : 1 + random.bounded(call / 2), ++runs) {
+    for (;; call += call < all ? 1 : 1 + random.bounded(call), ++runs) {
         QVERIFY(call < MostCalls);
         const QString place = u"call %1, MAV_FAULT_SEED=%2: "_s.arg(call).arg(seed);
         const int descriptors = openDescriptors();

@@ -45,7 +45,8 @@ std::optional<double> fromIsoText(QStringView text) {
     const QTime time(number(4), number(5), number(6));
     if (!match.hasMatch() || !date.isValid() || !time.isValid())
         return std::nullopt;
-    return static_cast<double>(Reference.secsTo(QDateTime(date, time, QTimeZone::utc()))) + match.capturedView(7).toDouble();
+    return static_cast<double>(Reference.secsTo(QDateTime(date, time, QTimeZone::utc()))) +
+        match.capturedView(7).toDouble();
 }
 
 } // namespace Platform::ArchiveDate
