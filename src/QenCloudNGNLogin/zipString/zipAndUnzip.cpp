@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <mutex>
 
 namespace {
 
@@ -12,14 +13,14 @@ constexpr int AnyHeader = 15 + 32; // zlib or gzip, whichever the data begins wi
 constexpr int MemoryLevel = 9;
 constexpr qsizetype LargestInput = std::numeric_limits<uInt>::max() / 2;
 
-/// Set up once a thread: a fresh compressor clears and hands back 400 kB for each body. A reset one gives the same
-/// bytes.
+/// One for all threads, set up once: a fresh compressor clears and hands back 400 kB for each body, and each thread
+/// would keep as much. A reset one gives the same bytes.
 struct Compressor {
     Compressor() = default;
     Compressor(const Compressor&) = delete;
     Compressor& operator=(const Compressor&) = delete;
-    ~Compressor() { deflateEnd(&stream); }
 
+    std::mutex mutex;
     z_stream stream{};
     bool isReady =
         deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, WindowBits, MemoryLevel, Z_DEFAULT_STRATEGY) == Z_OK;
@@ -35,7 +36,9 @@ void setInput(z_stream& stream, const QByteArray& data) {
 std::optional<QByteArray> zipAndUnzip::gzipDeflate(const QByteArray& data) const {
     if (data.isEmpty())
         return data;
-    thread_local Compressor compressor;
+    // Never destroyed: a worker thread may be compressing while the process ends.
+    static auto& compressor = *new Compressor;
+    const std::lock_guard lock(compressor.mutex);
     z_stream& stream = compressor.stream;
     if (data.size() > LargestInput || !compressor.isReady || deflateReset(&stream) != Z_OK)
         return std::nullopt;

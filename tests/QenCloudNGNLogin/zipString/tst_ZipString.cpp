@@ -3,6 +3,11 @@
 #include <QRandomGenerator>
 #include <QTest>
 
+#include <barrier>
+#include <thread>
+#include <vector>
+
+#include <malloc.h>
 #include <zlib.h>
 
 using Bytes = std::optional<QByteArray>;
@@ -52,6 +57,7 @@ private Q_SLOTS:
     void inflation_data();
     void inflation();
     void boundedExpansion();
+    void threadsThatCompressedKeepNothing();
 };
 
 void tst_ZipString::sameBytesAsFreshStream_data() {
@@ -107,6 +113,29 @@ void tst_ZipString::boundedExpansion() {
     QVERIFY(result.has_value());
     QCOMPARE(result->size(), limit);
     QCOMPARE(zipAndUnzip().gzipInflate(compressed(most + '\0')), Bytes());
+}
+
+void tst_ZipString::threadsThatCompressedKeepNothing() {
+    constexpr int Threads = 8;
+    constexpr size_t KeptByEach = 16 * 1024; // what the allocator holds ready for a thread; a compressor has 400 kB
+    const auto inUse = [] {
+        const struct mallinfo2 heap = mallinfo2();
+        return heap.uordblks + heap.hblkhd;
+    };
+    QVERIFY(zipAndUnzip().gzipDeflate(words(400)));
+    const size_t before = inUse();
+    std::barrier compressed(Threads + 1), measured(Threads + 1);
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < Threads; ++i)
+        threads.emplace_back([&] {
+            zipAndUnzip().gzipDeflate(words(400));
+            compressed.arrive_and_wait();
+            measured.arrive_and_wait();
+        });
+    compressed.arrive_and_wait();
+    const size_t during = inUse();
+    measured.arrive_and_wait();
+    QVERIFY2(during < before + Threads * KeptByEach, QByteArray::number(during - before).constData());
 }
 
 QTEST_GUILESS_MAIN(tst_ZipString)
