@@ -99,6 +99,10 @@ void SystemFaults::arm(int first, int error, bool lasting) {
     isArmed = true;
 }
 
+bool SystemFaults::hasStruck() {
+    return hasFailed;
+}
+
 bool SystemFaults::disarm() {
     isArmed = false;
     return hasFailed;

@@ -14,6 +14,8 @@ constexpr size_t ShortLength = 8;
 /// From now on the call with number @p first, counted from 1, ends with @p error (or is Short), and so do all that
 /// follow when @p isLasting.
 void arm(int first, int error, bool isLasting);
+/// @returns whether anything has failed
+bool hasStruck();
 /// Nothing fails any more. @returns whether anything has
 bool disarm();
 /// Calls of this thread do not count: it is that of a peer.

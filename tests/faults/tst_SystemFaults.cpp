@@ -293,7 +293,9 @@ private:
                 // By somebody else, for whom nothing fails.
                 std::thread([following] {
                     SystemFaults::spareThisThread();
-                    following->isMissing();
+                    // The follower's thread may come to its call late.
+                    for (int i = 0; i < 100 && following->isMissing() && !SystemFaults::hasStruck(); ++i)
+                        ;
                 }).join();
             },
             [following]() -> QString {
