@@ -39,20 +39,25 @@ bool isTrusted(const Facts& facts, uint user) {
 FilterAnswer ask(const Facts& facts, const QDBusConnection& bus, SystemBus::Milliseconds limit) {
     using namespace FactsProtocol;
     const auto text = [](const char* latin) { return QString::fromLatin1(latin); };
-    const QDBusMessage reply =
-        bus.call(QDBusMessage::createMethodCall(text(Name), text(Path), text(Interface), text(Question)), QDBus::Block,
-            static_cast<int>(limit.count()));
+    const auto askBus = [&](const char* method, const QVariantList& arguments) {
+        QDBusMessage question = QDBusMessage::createMethodCall(
+            text("org.freedesktop.DBus"), text("/org/freedesktop/DBus"), text("org.freedesktop.DBus"), text(method));
+        question.setArguments(arguments);
+        return SystemBus::call(bus, question, limit);
+    };
+    // Asked by its connection's own name: nobody else can answer, whoever has the service's name by then.
+    askBus("StartServiceByName", {text(Name), 0U});
+    const QString owner = askBus("GetNameOwner", {text(Name)}).toString();
+    const QDBusMessage reply = bus.call(QDBusMessage::createMethodCall(owner.isEmpty() ? text(Name) : owner, text(Path),
+                                            text(Interface), text(Question)),
+        QDBus::Block, static_cast<int>(limit.count()));
     if (reply.type() != QDBusMessage::ReplyMessage) {
         const bool isLate = reply.errorName() == u"org.freedesktop.DBus.Error.NoReply" ||
             reply.errorName() == u"org.freedesktop.DBus.Error.Timeout";
         return failedBy(isLate ? "late" : "missing");
     }
-    // Who sent this very answer, whoever has the name by now.
-    QDBusMessage question = QDBusMessage::createMethodCall(text("org.freedesktop.DBus"), text("/org/freedesktop/DBus"),
-        text("org.freedesktop.DBus"), text("GetConnectionUnixUser"));
-    question << reply.service();
     bool isNumber = false;
-    const uint user = SystemBus::call(bus, question, limit).toUInt(&isNumber);
+    const uint user = askBus("GetConnectionUnixUser", {owner}).toUInt(&isNumber);
     if (!isNumber || !isTrusted(facts, user))
         return failedBy("foreign");
     const QVariant content = reply.arguments().value(0);

@@ -5,7 +5,8 @@
 set -euo pipefail
 cd "$(dirname "$0")"
 
-mapfile -t wanted < <(sed -e 's/#.*//' -e 's/[[:space:]]//g' -e '/^$/d' "${1-packages.txt}")
+release=$(. /etc/os-release && echo "${VERSION_ID-}")
+mapfile -t wanted < <(sed -e 's/#.*//' -e 's/[[:space:]]//g' -e "s/^$release://" -e '/^$/d' -e '/:/d' "${1-packages.txt}")
 installed=$(dpkg-query --show --showformat='${db:Status-Status} ${Package}\n' "${wanted[@]}" 2>/dev/null |
     sed -n 's/^installed //p' || true)
 missing=()

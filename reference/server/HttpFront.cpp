@@ -56,8 +56,10 @@ void send(QTcpSocket* socket, const Request& request, const Answer& answer) {
     if (!socket || socket->state() != QAbstractSocket::ConnectedState)
         return;
     socket->write(wireForm(answer));
+    // Later: from 6.8 on the library destroys a socket that closes while its request is being handled, with what it has
+    // to write.
     if (request.header("Connection").compare("close", Qt::CaseInsensitive) == 0)
-        socket->disconnectFromHost();
+        QMetaObject::invokeMethod(socket, &QTcpSocket::disconnectFromHost, Qt::QueuedConnection);
 }
 
 /// Whether the request can come from a page of our own or from no page at all: other pages in the operator's browser,

@@ -73,7 +73,7 @@ class Windows:
     def _first(self, role, name):
         for node in self.elements():
             try:
-                if node.get_role_name() == role and (name is None or name_of(node) == name):
+                if role_of(node) == role and (name is None or name_of(node) == name):
                     return node
             except GLib.Error:
                 continue
@@ -114,7 +114,7 @@ class Windows:
             try:
                 if not node.get_state_set().contains(Atspi.StateType.SHOWING):
                     continue
-                if node.get_role_name() == role and name_of(node) == name:
+                if role_of(node) == role and name_of(node) == name:
                     return node
                 waiting += [child for child in map(node.get_child_at_index, range(node.get_child_count())) if child]
             except GLib.Error:
@@ -154,6 +154,12 @@ class Windows:
         raise Failure(f"{role} \"{name}\" cannot be pressed")
 
 
+def role_of(node):
+    """The name of the role as of Debian 12; later ones call a push button a button."""
+    role = node.get_role_name()
+    return "push button" if role == "button" else role
+
+
 def name_of(node):
     return node.get_name() or ""
 
@@ -163,7 +169,7 @@ def text_of(node):
         return ""
     if "Text" in node.get_interfaces():
         text = node.get_text_iface()
-        return text.get_text(0, text.get_character_count()) if text else name_of(node)
+        return Atspi.Text.get_text(text, 0, text.get_character_count()) if text else name_of(node)
     return name_of(node)
 
 
@@ -172,7 +178,7 @@ def outline(windows):
     lines = []
     for node in windows.elements():
         try:
-            lines.append(f"{node.get_role_name()} \"{name_of(node)}\" id={node.get_accessible_id()} text={text_of(node)!r}")
+            lines.append(f"{role_of(node)} \"{name_of(node)}\" id={node.get_accessible_id()} text={text_of(node)!r}")
         except GLib.Error:
             continue
     return "\n".join(lines)

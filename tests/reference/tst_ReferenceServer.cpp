@@ -1,6 +1,7 @@
 #include "ServerCalls.h"
 
 #include <QBuffer>
+#include <QJsonDocument>
 #include <QSslCertificate>
 #include <QSslConfiguration>
 #include <QSslKey>
@@ -246,7 +247,9 @@ void tst_ReferenceServer::operatorSeesNoSecretsAndTestsSeeTheBytes() {
     QCOMPARE(entry[u"fields"_s][u"password"_s].toString(), u"***"_s);
     QCOMPARE(entry[u"fields"_s][u"otp"_s].toString(), u"***"_s);
     QCOMPARE(entry[u"answer"_s][u"data"_s][u"ticket"_s].toString(), u"***"_s);
-    QVERIFY(entry[u"headers"_s].toArray().contains(QJsonArray{u"X-Mark"_s, u"7"_s}));
+    // The case of a name is the toolkit's affair.
+    const QByteArray headers = QJsonDocument(entry[u"headers"_s].toArray()).toJson(QJsonDocument::Compact).toLower();
+    QVERIFY(headers.contains(R"(["x-mark","7"])"));
 
     for (const char* page : {"/operator", "/operator/parts", "/operator/state.json"}) {
         const auto shown = m_server.get(QString::fromLatin1(page));

@@ -84,19 +84,13 @@ void UserNotifications::keepRecord() const {
 void UserNotifications::actionInvoked(uint id, const QString& key, const QDBusMessage& message) {
     static const QHash<QString, Activation> activations{{ActionKey, Activation::ActionButton},
         {OtherKey, Activation::OtherButton}, {ContentsKey, Activation::Contents}};
-    if (!isOurs(id, message))
-        return;
-    const auto activated = m_open.take(id).activated;
-    keepRecord();
+    const Activated activated = take(id, message);
     if (activated && activations.contains(key))
         activated(activations.value(key));
 }
 
 void UserNotifications::notificationClosed(uint id, uint, const QDBusMessage& message) {
-    if (!isOurs(id, message))
-        return;
-    m_open.remove(id);
-    keepRecord();
+    take(id, message);
 }
 
 /// Later, with whatever bus there is then.
@@ -125,9 +119,23 @@ void UserNotifications::send(const QDBusMessage& message, const Activated& activ
             else if (generation != m_generation)
                 close(Service, reply.value());
             else
-                m_open.insert(reply.value(), {reply.reply().service(), activated});
-            keepRecord();
+                open(reply.value(), activated);
         });
+}
+
+void UserNotifications::open(uint id, const Activated& activated) {
+    m_open.insert(id, {{}, activated});
+    // The reply does not say whose it is in each version of the library.
+    auto message = QDBusMessage::createMethodCall(
+        u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s, u"org.freedesktop.DBus"_s, u"GetNameOwner"_s);
+    message.setArguments({Service});
+    auto* const asked = new QDBusPendingCallWatcher(m_bus.asyncCall(message), this);
+    connect(asked, &QDBusPendingCallWatcher::finished, this, [this, id](QDBusPendingCallWatcher* watcher) {
+        watcher->deleteLater();
+        if (const auto found = m_open.find(id); found != m_open.end())
+            found->owner = QDBusPendingReply<QString>(*watcher).value();
+        keepRecord();
+    });
 }
 
 /// At once, for the process may be about to end.
@@ -138,9 +146,12 @@ void UserNotifications::close(const QString& service, uint id) {
     m_bus.send(message);
 }
 
-bool UserNotifications::isOurs(uint id, const QDBusMessage& message) const {
-    const auto open = m_open.find(id);
-    return open != m_open.end() && open->owner == message.service();
+UserNotifications::Activated UserNotifications::take(uint id, const QDBusMessage& message) {
+    if (m_open.value(id).owner != message.service())
+        return {};
+    const Open open = m_open.take(id);
+    keepRecord();
+    return open.activated;
 }
 
 } // namespace Platform

@@ -83,6 +83,8 @@ void CurlRequest::setConnection() {
         curl_share_setopt(m_session->connections, CURLSHOPT_SHARE, CURL_LOCK_DATA_CONNECT);
     }
     curl_easy_setopt(m_easy, CURLOPT_SHARE, m_session->connections);
+    // Newer versions keep them for all sessions, and a resumed one brings the identity along that it was made with.
+    curl_easy_setopt(m_easy, CURLOPT_SSL_SESSIONID_CACHE, 0L);
     if (settings.acceptAnyServerCertificate) {
         curl_easy_setopt(m_easy, CURLOPT_SSL_VERIFYPEER, 0L);
         curl_easy_setopt(m_easy, CURLOPT_SSL_VERIFYHOST, 0L);

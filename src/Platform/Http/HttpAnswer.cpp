@@ -22,15 +22,16 @@ qint64 errorCode(CURLcode code) {
         return Error::CannotFindHost;
     case CURLE_COULDNT_CONNECT:
     case CURLE_PROXY:
-    case CURLE_INTERFACE_FAILED:
         return Error::CannotConnect;
     case CURLE_GOT_NOTHING:
     case CURLE_SEND_ERROR:
     case CURLE_RECV_ERROR:
     case CURLE_PARTIAL_FILE:
-    case CURLE_SEND_FAIL_REWIND:
         return Error::ConnectionLost;
     case CURLE_FILESIZE_EXCEEDED:
+#if LIBCURL_VERSION_NUM >= 0x080600
+    case CURLE_TOO_LARGE:
+#endif
         return Error::ResponseTooLarge;
     case CURLE_BAD_CONTENT_ENCODING:
         return Error::CannotDecodeContent;
@@ -41,12 +42,8 @@ qint64 errorCode(CURLcode code) {
     case CURLE_SSL_CONNECT_ERROR:
     case CURLE_PEER_FAILED_VERIFICATION:
     case CURLE_SSL_CERTPROBLEM:
-    case CURLE_SSL_CIPHER:
     case CURLE_SSL_CACERT_BADFILE:
-    case CURLE_SSL_ISSUER_ERROR:
     case CURLE_SSL_CLIENTCERT:
-    case CURLE_SSL_ENGINE_NOTFOUND:
-    case CURLE_SSL_ENGINE_SETFAILED:
         return Error::SecureConnectionFailed;
     default:
         return Error::Unknown;

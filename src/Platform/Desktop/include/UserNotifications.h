@@ -61,9 +61,11 @@ private:
 
     void withBus(std::function<void()> use);
     void send(const QDBusMessage& message, const Activated& activated);
+    void open(uint id, const Activated& activated);
     void close(const QString& service, uint id);
     void keepRecord() const;
-    bool isOurs(uint id, const QDBusMessage& message) const;
+    /// The open notification that its service tells of, which is open no longer.
+    Activated take(uint id, const QDBusMessage& message);
 
     const QString m_identifier;
     BusConnection& m_wantedBus;
