@@ -22,7 +22,12 @@ cmake --build "$build" --target package-files
 
 made=$build/packaging
 desktop-file-validate "$made"/*.desktop
-appstreamcli validate --no-net "$made/mav.metainfo.xml"
+# There is no homepage, which the tool misses from Debian 13 on.
+findings=$(appstreamcli validate --no-net "$made/mav.metainfo.xml" | grep '^[EW]:' | grep -v url-homepage-missing || true)
+[ -z "$findings" ] || {
+    echo "$findings" >&2
+    exit 1
+}
 
 # Files carry the date of the changelog's first entry, so that the same programs make the same package.
 SOURCE_DATE_EPOCH=$(dpkg-parsechangelog -l "$made/debian/changelog" -S Timestamp)
